@@ -1,0 +1,47 @@
+// The field codecs on views of fixed-width text; StrConv is their public face.
+//
+// A failed conversion prints the format's message, leaves the value as it was and answers false. A successful one
+// allocates nothing, throws nothing, looks at no locale and touches no state that threads share.
+#pragma once
+#include "convert/codetables.h"
+#include "tramostream/types.h"
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace tramo::codec {
+
+using AlarmFlags = std::array<bool, 12>;
+enum class DateFormat { Date, DateTime, Year };   // YYYYMMDD, YYYYMMDDhhmm, YYYY
+
+constexpr bool isBlank(wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
+
+// From text.
+bool toInt(std::wstring_view text, int& value);
+bool toLong(std::wstring_view text, long32& value);
+bool toLongLong(std::wstring_view text, long long& value);
+bool toDouble(std::wstring_view text, double& value);
+bool hexStrToInt(std::wstring_view text, int& value);
+bool toDate(std::wstring_view text, long32& seconds);
+bool toDateTime(std::wstring_view text, long32& seconds);
+void toYear(std::wstring_view text, long32& seconds);
+void toAlarmFlags(std::wstring_view text, AlarmFlags& flags);
+
+// Into the width columns of a line that start at dest. Numbers are cut on the right when they are too long, an empty
+// text writes nothing, a text that is too long writes nothing and answers false.
+bool fromText(std::wstring_view text, wchar_t* dest, int width);
+void fromInteger(long long value, wchar_t* dest, int width);
+void fromDouble(double value, wchar_t* dest, int width, int decimals);   // decimals below 0: six
+bool fromDate(long32 seconds, wchar_t* dest, DateFormat format);
+void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest);   // four digits and a zero behind them
+
+// Code characters, by the tables of codetables.h; `shown` is what the failure message prints.
+template <class E> bool toCode(wchar_t code, E& value, std::wstring_view shown);
+template <class E> bool toCode(wchar_t code, E& value) { return toCode(code, value, std::wstring_view(&code, 1)); }
+template <class E> bool fromCode(E value, wchar_t* dest);
+
+// Into a growing text, as "%lld" and "%f" print.
+void appendInteger(long long value, std::wstring& out);
+void appendDouble(double value, std::wstring& out);
+
+}  // namespace tramo::codec
