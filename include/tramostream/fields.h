@@ -1,0 +1,89 @@
+// What the fields of a record kind are, as plain data, and their values by field: for programs that list, explain,
+// export or compare records without naming every accessor.
+#pragma once
+#include "codes.h"
+#include "export.h"
+#include "fielderror.h"
+#include "types.h"
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace tramo {
+
+/// How a field's text is read and written, and what a FieldValue of it holds.
+enum class FieldKind : char {
+    Text,        ///< std::wstring; trailing blanks are not part of it
+    Integer,     ///< long long
+    Decimal,     ///< double
+    Date,        ///< long long: seconds since 1970-01-01 00:00 UTC of the local midnight; written YYYYMMDD
+    DateTime,    ///< long long: seconds since 1970-01-01 00:00 UTC; written YYYYMMDDhhmm in local time
+    Year,        ///< long long: seconds since 1970-01-01 00:00 UTC of the local New Year; written YYYY
+    Code,        ///< wchar_t: the code character, L'!' when unset
+    Flag,        ///< bool
+    AlarmFlags,  ///< long long: flag k is bit k - 1; written as four hexadecimal digits
+};
+
+/// A field's value. Absent values are those of a default-constructed model (Field::defaultValue).
+using FieldValue = std::variant<std::wstring, long long, double, bool, wchar_t>;
+
+/// One field of a record kind.
+struct Field {
+    std::string name;                ///< its accessors' name without get and set, first letter lower: "meterReadingDate"
+    std::string label;               ///< its label in toString, without the colon; empty when it is not shown
+    std::int32_t column;             ///< of its first character, 1-based; 0: not in the line, only shown
+    int width;                       ///< in characters
+    FieldKind kind;
+    int decimals;                    ///< written behind the point; -1: as many as "%f" gives
+    std::wstring codes;              ///< of a Code: every character that can be read
+    TE::FieldError parseError;       ///< as reported when its text cannot be read; code 0: cannot fail
+    TE::FieldError buildError;       ///< as reported when its value cannot be written
+    TE::FieldError mandatoryError;   ///< as reported by getMandatoryErrors; code 0: it has no such check
+    std::string written;             ///< when its value is written, in words: "always", "when above 3"
+    std::string mandatory;           ///< when getMandatoryErrors reports it, in words; empty: never
+    bool reportedInParseList;        ///< getMandatoryErrors adds its finding to the parse errors
+    bool reportedOnGoodLines;        ///< getMandatoryErrors reports it on lines that nothing is wrong with
+    bool overlaid;                   ///< shares its columns with the field before it
+    FieldValue defaultValue;         ///< of a default-constructed model, or of one parsed from a blank line
+    std::size_t index;               ///< its place in RecordKind::fields
+};
+
+/// One kind of line. Lives as long as the program.
+struct RecordKind {
+    wchar_t letter;               ///< in column 1; 0: the kind has none
+    std::string name;             ///< "meter subscriber"
+    std::string model;            ///< the class: "MeterSubscriberTramoModel"
+    int length;                   ///< characters in a line, without its line end
+    std::vector<Field> fields;    ///< in the order in which they are written
+
+    /// The field of that name; nullptr when there is none.
+    TRAMO_EXPORT const Field* field(std::string_view fieldName) const;
+
+    /// The field that an error of this record is about. It may stand in other columns than the error names: the
+    /// format reports some fields at a neighbour's column. nullptr for errors of the whole line.
+    TRAMO_EXPORT const Field* fieldOf(const TE::FieldError& error) const;
+};
+
+/// The kinds of record lines, by their letters.
+TRAMO_EXPORT std::span<const RecordKind* const> recordKinds();
+
+/// The kind of the record lines that begin with this letter; nullptr when there is none.
+TRAMO_EXPORT const RecordKind* recordKind(wchar_t letter);
+
+/// The kind of the lines that model class M is about.
+template <class M> const RecordKind& kindOf();
+
+/// The value of a field of M's kind, as M's accessors hold it. `field` must be one of kindOf<M>().fields.
+template <class M> FieldValue get(const M& model, const Field& field);
+
+/// Sets a field as M's setter does. False, and nothing is changed, when the value is of another type than the
+/// field's, is a number that the field cannot hold, or a Code character that the field has no value for.
+template <class M> bool set(M& model, const Field& field, const FieldValue& value);
+
+/// The error's name in TE::errorType ("ParseDateTime"); empty for a code that is not used.
+TRAMO_EXPORT std::string_view errorName(TE::errorType code);
+
+}  // namespace tramo

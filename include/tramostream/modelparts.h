@@ -1,0 +1,59 @@
+// What the record models are made of besides their values. Callers use the models, not these.
+#pragma once
+#include "fielderror.h"
+#include "tramoline.h"
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tramo {
+
+template <class M> struct Record;
+struct Layouts;
+
+/// A text of a model. Until a setter gives it a text of its own it is a stretch of the line that the model was parsed
+/// from, so that parsing copies and allocates nothing.
+class FieldText {
+public:
+    FieldText() = default;
+    FieldText& operator=(const std::wstring& text) {
+        own = text;
+        owned = true;
+        return *this;
+    }
+
+    /// Makes it `count` characters of the line from index `from` on.
+    void stretch(std::size_t from, std::size_t count) {
+        first = static_cast<std::uint16_t>(from);
+        size = static_cast<std::uint16_t>(count);
+        owned = false;
+    }
+
+    /// The text, valid until the model or its line changes.
+    template <class Line> std::wstring_view in(const Line& line) const {
+        return owned ? std::wstring_view(own) : std::wstring_view(line.data() + first, size);
+    }
+    template <class Line> std::wstring of(const Line& line) const { return std::wstring(in(line)); }
+
+private:
+    std::wstring own;
+    std::uint16_t first = 0, size = 0;
+    bool owned = false;
+};
+
+/// The three lists of a model, in the order in which the faults were found.
+struct ErrorLists {
+    std::vector<TE::FieldError> parse, build, mandatory;
+};
+
+/// A line of blanks with CR LF.
+template <class Line> constexpr Line blankLine() {
+    Line line{};
+    line.fill(L' ');
+    line[line.size() - 2] = L'\r';
+    line[line.size() - 1] = L'\n';
+    return line;
+}
+
+}  // namespace tramo
