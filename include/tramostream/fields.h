@@ -42,12 +42,12 @@ struct Field {
     TE::FieldError parseError;       ///< as reported when its text cannot be read; code 0: cannot fail
     TE::FieldError buildError;       ///< as reported when its value cannot be written
     TE::FieldError mandatoryError;   ///< as reported by getMandatoryErrors; code 0: it has no such check
-    std::string written;             ///< when its value is written, in words: "always", "when above 3"
-    std::string mandatory;           ///< when getMandatoryErrors reports it, in words; empty: never
+    std::string written;             ///< when its value is written: "always", "never" or a clause, "it is above 3"
+    std::string mandatory;           ///< when getMandatoryErrors reports it, a clause: "it is empty"; empty: never
     bool reportedInParseList;        ///< getMandatoryErrors adds its finding to the parse errors
     bool reportedOnGoodLines;        ///< getMandatoryErrors reports it on lines that nothing is wrong with
     bool overlaid;                   ///< shares its columns with the field before it
-    FieldValue defaultValue;         ///< of a default-constructed model, or of one parsed from a blank line
+    FieldValue defaultValue;         ///< of a default-constructed model; where there is none, of a blank line's
     std::size_t index;               ///< its place in RecordKind::fields
 };
 

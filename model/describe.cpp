@@ -1,0 +1,62 @@
+#include "model/describe.h"
+#include "common/console.h"
+#include <string>
+
+namespace tramo {
+namespace {
+
+std::string digits(double limit) { return std::to_string(static_cast<long long>(limit)); }
+
+// "it is above 3", with the words that fit the kind.
+std::string words(FieldKind kind, Test test) {
+    const bool isDate = kind == FieldKind::Date || kind == FieldKind::DateTime || kind == FieldKind::Year;
+    const bool present = test.operation == Test::Above || test.operation == Test::AtLeast;
+    if (kind == FieldKind::Text) return present ? "it is not empty" : "it is empty";
+    if (kind == FieldKind::Code) return present ? "it is set" : "it is not set";
+    if (kind == FieldKind::Year && present) return "it is a year that can be held";
+    if (isDate) return present ? "it has a date" : "it has no date";
+    switch (test.operation) {
+    case Test::Above: return "it is above " + digits(test.limit);
+    case Test::AtLeast: return "it is " + digits(test.limit) + " or more";
+    case Test::Below: return "it is below " + digits(test.limit);
+    case Test::Always:
+    case Test::Never: break;
+    }
+    return {};
+}
+
+}  // namespace
+
+std::string numbered(std::string_view text, int slot) {
+    std::string out;
+    for (const char c : text)
+        if (c == '#') out += std::to_string(slot);
+        else out += c;
+    return out;
+}
+
+std::wstring widened(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
+
+void refuse(std::string_view model, wchar_t found, wchar_t expected) {
+    auto narrow = [](wchar_t c) { return c >= 0 && c <= 0xFF ? static_cast<char>(c) : '?'; };
+    std::string message(model);
+    message += " : unvalidLineType(";
+    message += narrow(found);
+    message += " != ";
+    message += narrow(expected);
+    message += "), Parse failed\n";
+    console::narrow(message);
+}
+
+std::string wordsOfWriting(FieldKind kind, Test written, std::string_view rule) {
+    if (written.operation == Test::Never) return "never";
+    if (written.operation == Test::Always) return rule.empty() ? "always" : std::string(rule);
+    return rule.empty() ? words(kind, written) : std::string(rule) + " and " + words(kind, written);
+}
+
+std::string wordsOfMissing(FieldKind kind, Test missing, std::string_view rule) {
+    if (missing.operation == Test::Never) return std::string(rule);
+    return rule.empty() ? words(kind, missing) : words(kind, missing) + " or " + std::string(rule);
+}
+
+}  // namespace tramo

@@ -1,0 +1,91 @@
+#include "tramostream/fields.h"
+#include "tramostream/anyrecord.h"
+#include <algorithm>
+#include <array>
+
+namespace tramo {
+namespace {
+
+struct ErrorName {
+    TE::errorType code;
+    std::string_view name;
+};
+
+// clang-format off
+#define NAMED(CODE) ErrorName{TE::CODE, #CODE}
+constexpr ErrorName errorNames[] = {
+    NAMED(ParseInteger),
+    NAMED(ParseBool),
+    NAMED(ParseDouble),
+    NAMED(ParseFluidType),
+    NAMED(ParseReadStatus),
+    NAMED(ParseReadMethod),
+    NAMED(ParseTramoType),
+    NAMED(ParseLineType),
+    NAMED(ParseAmrAlarmFlags),
+    NAMED(ParseAmrAlarm),
+    NAMED(ParseEnquiryAreaType),
+    NAMED(ParseEnquiryAreaMode),
+    NAMED(ParseDateTime),
+    NAMED(ParseDate),
+    NAMED(BuildInteger),
+    NAMED(BuildText),
+    NAMED(BuildBool),
+    NAMED(BuildDouble),
+    NAMED(BuildFluidType),
+    NAMED(BuildReadStatus),
+    NAMED(BuildReadMethod),
+    NAMED(BuildDate),
+    NAMED(BuildTramoType),
+    NAMED(BuildAmrAlarm),
+    NAMED(BuildAmrAlarmFlags),
+    NAMED(BuildEnquiryAreaType),
+    NAMED(BuildEnquiryAreaMode),
+    NAMED(MandatoryMissing),
+    NAMED(MandatoryInconsistent),
+    NAMED(WrongLineType),
+};
+#undef NAMED
+// clang-format on
+
+template <class> struct KindsOf;
+template <class... M> struct KindsOf<std::variant<std::monostate, M...>> {
+    static std::array<const RecordKind*, sizeof...(M)> sorted() {
+        std::array kinds{&kindOf<M>()...};
+        std::ranges::sort(kinds, {}, &RecordKind::letter);
+        return kinds;
+    }
+};
+
+}  // namespace
+
+std::string_view errorName(TE::errorType code) {
+    const auto* found = std::ranges::find(errorNames, code, &ErrorName::code);
+    return found == std::end(errorNames) ? std::string_view{} : found->name;
+}
+
+const Field* RecordKind::field(std::string_view fieldName) const {
+    const auto found = std::ranges::find(fields, fieldName, &Field::name);
+    return found == fields.end() ? nullptr : &*found;
+}
+
+const Field* RecordKind::fieldOf(const TE::FieldError& error) const {
+    if (error.code == TE::errorType{}) return nullptr;
+    const auto found = std::ranges::find_if(fields, [&](const Field& field) {
+        return field.parseError == error || field.buildError == error || field.mandatoryError == error;
+    });
+    return found == fields.end() ? nullptr : &*found;
+}
+
+std::span<const RecordKind* const> recordKinds() {
+    static const auto kinds = KindsOf<AnyRecord::Model>::sorted();
+    return kinds;
+}
+
+const RecordKind* recordKind(wchar_t letter) {
+    const auto kinds = recordKinds();
+    const auto found = std::ranges::find(kinds, letter, &RecordKind::letter);
+    return found == kinds.end() ? nullptr : *found;
+}
+
+}  // namespace tramo

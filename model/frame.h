@@ -1,0 +1,157 @@
+// The frame that every record model follows: one engine, driven by the record's rows.
+#pragma once
+#include "common/console.h"
+#include "model/blankmap.h"
+#include "model/describe.h"
+#include "model/layout.h"
+
+namespace tramo {
+
+// Whether the line in the model is of the record's kind; if not, says so as the format has it.
+template <class M> bool acceptsLine(const Record<M>& record, M& model) {
+    if (record.letter == 0) return true;
+    const wchar_t found = Layouts::line(model)[0];
+    TF::TramoLineType type;
+    if (!codec::toCode(found, type)) Layouts::errors(model).parse.push_back({0, TE::ParseLineType});
+    if (found == record.letter) return true;
+    Layouts::errors(model).parse.push_back({0, TE::WrongLineType});
+    refuse(record.inMessages, found, record.letter);
+    return false;
+}
+
+// Fills the model from the line that it holds. A line of another kind leaves the values as they are.
+template <class M> void Record<M>::parse(M& m) const {
+    if (!acceptsLine(*this, m)) return;
+    const auto& line = Layouts::line(m);
+    const BlankMap<std::tuple_size_v<LineOf<M>> - 2> filledColumns(line.data());
+    for (const Row<M>& row : rows) {
+        if (!row.inLine()) continue;
+        const auto first = static_cast<std::uint32_t>(row.column - 1);
+        Cut cut{line.data() + first, first, filledColumns.textSize(first, static_cast<std::uint32_t>(row.width))};
+        if (row.but.kept) row.but.kept(m).stretch(cut.first, cut.size);
+        if (cut.size == 0) {
+            if (!row.but.blank) continue;
+            cut = {row.but.blank, 0, static_cast<std::uint32_t>(std::char_traits<wchar_t>::length(row.but.blank))};
+            if (row.but.kept) row.but.kept(m) = row.but.blank;
+        }
+        const Value<M>& value = row.but.into ? *row.but.into : row.value;
+        if (!value.parse(m, cut)) Layouts::errors(m).parse.push_back(row.parseError());
+        else if (row.but.present) m.*row.but.present = true;
+    }
+}
+
+template <class M> bool isWritten(const Row<M>& row, const M& m) {
+    return row.inLine() && (!row.but.group || row.but.group->holds(m)) && (!row.but.present || m.*row.but.present) &&
+           passes(row.but.written, [&] { return row.value.measure(m); });
+}
+
+template <class M> auto Record<M>::build(M& m) const {
+    auto& errors = Layouts::errors(m).build;
+    errors.clear();
+    auto line = blankLine<LineOf<M>>();
+    if (letter) codec::fromCode(static_cast<TF::TramoLineType>(Layouts::letter(m)), line.data());
+    for (const Row<M>& row : rows)
+        if (isWritten(row, std::as_const(m)) &&
+            !row.value.build(m, line.data() + row.column - 1, row.but.buildWidth ? row.but.buildWidth : row.width))
+            errors.push_back(row.buildError());
+    return line;
+}
+
+template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
+    ErrorLists& errors = Layouts::errors(m);
+    errors.mandatory.clear();
+    for (const Row<M>& row : rows) {
+        auto measure = [&] { return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m); };
+        auto& list = row.but.toParseList ? errors.parse : errors.mandatory;
+        if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
+            list.push_back({row.missingColumn(), TE::MandatoryMissing});
+        else if (row.but.inconsistentIf && row.but.inconsistentIf->holds(m))
+            list.push_back({row.missingColumn(), TE::MandatoryInconsistent});
+    }
+    return errors.mandatory;
+}
+
+template <class M> std::wstring Record<M>::print(const M& m) const {
+    std::wstring out = widened(inDump);
+    wchar_t separator = L'[';
+    for (const Row<M>& row : rows) {
+        if (*row.label() == 0) continue;
+        out += separator;
+        out += widened(numbered(row.label(), row.but.slot));
+        out += L':';
+        row.value.print(m, out);
+        separator = L',';
+    }
+    return out += L']';
+}
+
+// The public description of a record and access by field. -------------------------------------------------------------
+
+constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
+    return ever && error.code != TE::errorType{} ? error : TE::FieldError{0, TE::errorType{}};
+}
+
+template <class M> Field describe(const Row<M>& row, const M& byDefault, std::size_t index) {
+    const auto& but = row.but;
+    const bool missing = but.missing.operation != Test::Never || but.missingIf;
+    const char* group = but.group ? but.group->words : but.present ? "it has been set" : "";
+    const char* rule = but.missingIf ? but.missingIf->words : but.inconsistentIf ? but.inconsistentIf->words : "";
+    return Field{
+        .name = numbered(row.name, but.slot),
+        .label = numbered(row.label(), but.slot),
+        .column = row.inLine() ? row.column : 0,
+        .width = row.width,
+        .kind = row.value.kind,
+        .decimals = row.value.decimals,
+        .codes = row.value.codes(),
+        .parseError = reported(row.inLine(), row.parseError()),
+        .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
+        .mandatoryError = missing ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
+                          : but.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent} : reported(false, {}),
+        .written = wordsOfWriting(row.value.kind, but.written, group),
+        .mandatory = wordsOfMissing(but.kept && !but.missingIf ? FieldKind::Text : row.value.kind, but.missing, rule),
+        .reportedInParseList = but.toParseList,
+        .reportedOnGoodLines = but.onGoodLines,
+        .overlaid = but.overlaid,
+        .defaultValue = row.value.get(byDefault),
+        .index = index,
+    };
+}
+
+template <class M> M emptyModel() {
+    if constexpr (std::is_default_constructible_v<M>) return M();
+    auto line = blankLine<LineOf<M>>();
+    if (Layouts::of<M>().letter) line[0] = Layouts::of<M>().letter;
+    return M(line);
+}
+
+template <class M> const RecordKind& kindOf() {
+    static const RecordKind kind = [] {
+        const Record<M>& record = Layouts::of<M>();
+        RecordKind all{record.letter, record.name, record.model, detail::lastColumn<M>(), {}};
+        const M model = emptyModel<M>();
+        for (const Row<M>& row : record.rows) all.fields.push_back(describe(row, model, all.fields.size()));
+        return all;
+    }();
+    return kind;
+}
+
+template <class M> FieldValue get(const M& model, const Field& field) {
+    return Layouts::of<M>().rows[field.index].value.get(model);
+}
+
+template <class M> bool set(M& model, const Field& field, const FieldValue& value) {
+    const Row<M>& row = Layouts::of<M>().rows[field.index];
+    if (!row.value.set(model, value)) return false;
+    if (row.but.present) model.*row.but.present = true;
+    if (row.but.set) row.but.set(model);
+    return true;
+}
+
+}  // namespace tramo
+
+// Publishes a record: stands once, at the end of its source.
+#define TRAMO_PUBLISH(MODEL)                                                                      \
+    template TRAMO_EXPORT const tramo::RecordKind& tramo::kindOf<MODEL>();                        \
+    template TRAMO_EXPORT tramo::FieldValue tramo::get<MODEL>(const MODEL&, const tramo::Field&); \
+    template TRAMO_EXPORT bool tramo::set<MODEL>(MODEL&, const tramo::Field&, const tramo::FieldValue&)

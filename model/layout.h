@@ -1,0 +1,373 @@
+// The vocabulary in which a record states its line: one row a field.
+//
+// A row is column, width, name, value, and then, by name, only what is not the rule of the value's kind. A short row is
+// a regular field, a long row is a quirk of the format, and every quirk can be searched for (`.parseColumn = 8`).
+#pragma once
+#include "convert/codec.h"
+#include "tramostream/fields.h"
+#include "tramostream/modelparts.h"
+#include <limits>
+#include <utility>
+
+namespace tramo {
+
+// A comparison of a field's own value with a constant. Texts compare by their length, codes are 1 when set, else 0.
+struct Test {
+    enum Operation : char { Always, Never, Above, AtLeast, Below } operation;
+    double limit = 0;
+};
+inline constexpr Test always{Test::Always}, never{Test::Never}, filled{Test::Above, 0}, empty{Test::Below, 1};
+constexpr Test above(double limit) { return {Test::Above, limit}; }
+constexpr Test atLeast(double limit) { return {Test::AtLeast, limit}; }
+constexpr Test below(double limit) { return {Test::Below, limit}; }
+
+// Whether a value passes; `measure` is called only when the answer depends on it.
+constexpr bool passes(Test test, auto measure) {
+    switch (test.operation) {
+    case Test::Always: return true;
+    case Test::Never: return false;
+    case Test::Above: return measure() > test.limit;
+    case Test::AtLeast: return measure() >= test.limit;
+    case Test::Below: return measure() < test.limit;
+    }
+    return false;
+}
+
+// A field's text as cut from the line: where it begins, and how long it is without its trailing blanks.
+struct Cut {
+    const wchar_t* text;
+    std::uint32_t first, size;
+    std::wstring_view view() const { return {text, size}; }
+};
+
+// One value of a model: where it lives and how it is converted, behind plain functions.
+template <class M> struct Value {
+    FieldKind kind;
+    int decimals;
+    std::wstring (*codes)();
+    TE::errorType parseCode, buildCode;
+    bool (*parse)(M&, Cut);
+    bool (*build)(const M&, wchar_t* dest, int width);
+    void (*print)(const M&, std::wstring& out);
+    double (*measure)(const M&);
+    FieldValue (*get)(const M&);
+    bool (*set)(M&, const FieldValue&);
+};
+
+// A condition that several values share, with the words that explain it.
+template <class M> struct Rule {
+    const char* words;
+    bool (*holds)(const M&);
+};
+
+// What sets a field apart. A field that follows the rule of its kind states nothing here.
+template <class M> struct Particulars {
+    const char* label = nullptr;              // in toString, where not the field's name; "" when it is not shown
+    Test written = always;                    // written only when its value passes
+    const Rule<M>* group = nullptr;           // written only when this holds, too
+    bool M::*present = nullptr;               // set by a successful parse of a text; written only when set
+    Test missing = never;                     // reported as missing when its value (or its kept text) passes
+    const Rule<M>* missingIf = nullptr;       // reported as missing when this holds, whatever its value
+    const Rule<M>* inconsistentIf = nullptr;  // reported as inconsistent when this holds
+    bool toParseList = false;                 // a mandatory finding goes to the list of parse errors
+    bool onGoodLines = false;                 // a mandatory finding is reported on lines that nothing is wrong with
+    const Value<M>* into = nullptr;           // parsed into another field's value
+    FieldText& (*kept)(M&) = nullptr;         // keeps the cut text here; `missing` then looks at this text
+    const wchar_t* blank = nullptr;           // the text that a blank field is read as
+    void (*set)(M&) = nullptr;                // what the setter does besides storing the value
+    bool overlaid = false;                    // shares its columns with the row before, deliberately
+    std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name, where not its own
+    TE::errorType parseCode{}, buildCode{};   // error codes, where not those of its kind
+    int buildWidth = 0;                       // width written, where not the width read
+    int slot = 0;                             // number of the repeated group, for '#' in name and label
+};
+inline constexpr const char* notShown = "";
+
+template <class M> struct Row {
+    std::int32_t column;  // of the first character, 1-based
+    int width;            // 0: not in the line, only shown
+    const char* name;     // as in its accessors
+    Value<M> value;
+    Particulars<M> but = {};
+
+    constexpr bool inLine() const { return width != 0; }
+    constexpr const char* label() const { return but.label ? but.label : name; }
+    constexpr TE::FieldError parseError() const {
+        return {but.parseColumn ? but.parseColumn : column, but.parseCode ? but.parseCode : value.parseCode};
+    }
+    constexpr TE::FieldError buildError() const {
+        return {but.buildColumn ? but.buildColumn : column, but.buildCode ? but.buildCode : value.buildCode};
+    }
+    constexpr std::int32_t missingColumn() const { return but.missingColumn ? but.missingColumn : column; }
+};
+
+// A whole record: its letter, its names, and its rows in the order of writing. The operations that every model has
+// are in frame.h.
+template <class M> struct Record {
+    wchar_t letter;                     // in column 1; 0: lines of this kind have none
+    const char* model;                  // the class
+    const char* name;                   // for people
+    std::span<const Row<M>> rows;
+    const char* inMessages = model;     // how the class is called where a line of another kind is refused
+    const char* inDump = model;         // how toString begins
+
+    void parse(M& model) const;
+    auto build(M& model) const;
+    std::vector<TE::FieldError> check(M& model) const;
+    std::wstring print(const M& model) const;
+};
+
+// The models' private parts, for the engine.
+struct Layouts {
+    template <class M> static const Record<M>& of() { return M::layout(); }
+    template <class M> static auto& line(M& model) { return model.line; }
+    template <class M> static auto& errors(M& model) { return model.errors; }
+    template <class M> static wchar_t letter(const M& model) {
+        if constexpr (requires { model.type; }) return static_cast<wchar_t>(model.type);
+        else return M::layout().letter;
+    }
+};
+template <class M> using LineOf = std::remove_cvref_t<decltype(Layouts::line(std::declval<M&>()))>;
+
+// Kinds of values: the conversions of one type, and how it measures against a Test. ----------------------------------
+
+namespace kind {
+
+struct None {
+    static constexpr int decimals = 0;
+    static constexpr TE::errorType parseCode{}, buildCode{};
+    static std::wstring codes() { return {}; }
+};
+
+struct Text : None {
+    static constexpr FieldKind kind = FieldKind::Text;
+    static constexpr TE::errorType buildCode = TE::BuildText;
+    static bool parse(FieldText& v, Cut cut) { v.stretch(cut.first, cut.size); return true; }
+    static bool build(const FieldText& v, const auto& line, wchar_t* dest, int width) { return codec::fromText(v.in(line), dest, width); }
+    static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.in(line); }
+    static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.in(line).size()); }
+    static FieldValue get(const FieldText& v, const auto& line) { return v.of(line); }
+    static bool set(FieldText& v, const FieldValue& to) {
+        const auto* text = std::get_if<std::wstring>(&to);
+        if (text) v = *text;
+        return text != nullptr;
+    }
+};
+
+struct Number : None {
+    static constexpr FieldKind kind = FieldKind::Integer;
+    static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
+    static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v); }
+    static bool parse(long long& v, Cut cut) { return codec::toLongLong(cut.view(), v); }
+    static bool build(auto v, const auto&, wchar_t* dest, int width) { codec::fromInteger(v, dest, width); return true; }
+    static void print(auto v, const auto&, std::wstring& out) { codec::appendInteger(v, out); }
+    static double measure(auto v, const auto&) { return static_cast<double>(v); }
+    static FieldValue get(auto v, const auto&) { return static_cast<long long>(v); }
+    template <class Int> static bool set(Int& v, const FieldValue& to) {
+        const auto* number = std::get_if<long long>(&to);
+        if (!number || !std::in_range<Int>(*number)) return false;
+        v = static_cast<Int>(*number);
+        return true;
+    }
+};
+
+// A number that toString shows as the character of that code.
+struct Character : Number {
+    static void print(auto v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(static_cast<std::uint16_t>(v)); }
+};
+
+template <codec::DateFormat Format> struct Time : Number {
+    using enum codec::DateFormat;
+    static constexpr FieldKind kind = Format == Date ? FieldKind::Date : Format == DateTime ? FieldKind::DateTime : FieldKind::Year;
+    static constexpr TE::errorType parseCode = Format == Date ? TE::ParseDate : Format == DateTime ? TE::ParseDateTime : TE::ParseInteger;
+    static constexpr TE::errorType buildCode = TE::BuildDate;
+    static bool parse(long32& v, Cut cut) {
+        if constexpr (Format == Date) return codec::toDate(cut.view(), v);
+        if constexpr (Format == DateTime) return codec::toDateTime(cut.view(), v);
+        int number = 0;   // a year must be a number; which one it is never fails
+        if (!codec::toInt(cut.view(), number)) return false;
+        codec::toYear(cut.view(), v);
+        return true;
+    }
+    static bool build(long32 v, const auto&, wchar_t* dest, int) { return codec::fromDate(v, dest, Format); }
+};
+
+template <int Decimals> struct Decimal : None {
+    static constexpr FieldKind kind = FieldKind::Decimal;
+    static constexpr int decimals = Decimals;
+    static constexpr TE::errorType parseCode = TE::ParseDouble, buildCode = TE::BuildDouble;
+    static bool parse(double& v, Cut cut) { return codec::toDouble(cut.view(), v); }
+    static bool build(double v, const auto&, wchar_t* dest, int width) { codec::fromDouble(v, dest, width, Decimals); return true; }
+    static void print(double v, const auto&, std::wstring& out) { codec::appendDouble(v, out); }
+    static double measure(double v, const auto&) { return v; }
+    static FieldValue get(double v, const auto&) { return v; }
+    static bool set(double& v, const FieldValue& to) {
+        const auto* number = std::get_if<double>(&to);
+        if (number) v = *number;
+        return number != nullptr;
+    }
+};
+
+struct Flag : None {
+    static constexpr FieldKind kind = FieldKind::Flag;
+    static constexpr TE::errorType parseCode = TE::ParseBool, buildCode = TE::BuildBool;
+    static bool parse(bool& v, Cut cut) { v = *cut.text == L'1'; return true; }
+    static bool build(bool v, const auto&, wchar_t* dest, int) { *dest = v ? L'1' : L'0'; return true; }
+    static void print(bool v, const auto&, std::wstring& out) { out += v ? L'1' : L'0'; }
+    static double measure(bool v, const auto&) { return v ? 1 : 0; }
+    static FieldValue get(bool v, const auto&) { return v; }
+    static bool set(bool& v, const FieldValue& to) {
+        const auto* flag = std::get_if<bool>(&to);
+        if (flag) v = *flag;
+        return flag != nullptr;
+    }
+};
+
+// A flag that toString shows as the character of code 0 or 1.
+struct CharacterFlag : Flag {
+    static void print(bool v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
+};
+
+template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None {
+    static constexpr FieldKind kind = FieldKind::Code;
+    static constexpr TE::errorType parseCode = Parse, buildCode = Build;
+    static std::wstring codes() {
+        std::wstring all;
+        for (const auto& row : codec::CodeTable<E>::rows)
+            if (row.read != codec::neverRead && row.read != L' ') all += row.read;
+        return all;
+    }
+    static bool parse(E& v, Cut cut) { return codec::toCode(*cut.text, v); }
+    static bool build(E v, const auto&, wchar_t* dest, int) { return codec::fromCode(v, dest); }
+    static void print(E v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
+    static double measure(E v, const auto&) { return v == E::Unset ? 0 : 1; }
+    static FieldValue get(E v, const auto&) { return static_cast<wchar_t>(v); }
+    static bool set(E& v, const FieldValue& to) {
+        const auto* code = std::get_if<wchar_t>(&to);
+        if (!code) return false;
+        bool known = static_cast<E>(*code) == E::Unset;
+        for (const auto& row : codec::CodeTable<E>::rows) known = known || row.value == static_cast<E>(*code);
+        if (known) v = static_cast<E>(*code);
+        return known;
+    }
+};
+
+struct Alarms : None {
+    static constexpr FieldKind kind = FieldKind::AlarmFlags;
+    static constexpr TE::errorType parseCode = TE::ParseAmrAlarmFlags, buildCode = TE::BuildAmrAlarmFlags;
+    static long long bits(const codec::AlarmFlags& v) {
+        long long all = 0;
+        for (std::size_t k = 0; k < v.size(); ++k) all |= static_cast<long long>(v[k]) << k;
+        return all;
+    }
+    static bool parse(codec::AlarmFlags& v, Cut cut) { codec::toAlarmFlags(cut.view(), v); return true; }
+    static bool build(const codec::AlarmFlags& v, const auto&, wchar_t* dest, int) { codec::fromAlarmFlags(v, dest); return true; }
+    static void print(const codec::AlarmFlags& v, const auto&, std::wstring& out) { codec::appendInteger(bits(v), out); }
+    static double measure(const codec::AlarmFlags& v, const auto&) { return static_cast<double>(bits(v)); }
+    static FieldValue get(const codec::AlarmFlags& v, const auto&) { return bits(v); }
+    static bool set(codec::AlarmFlags& v, const FieldValue& to) {
+        const auto* all = std::get_if<long long>(&to);
+        if (!all || *all < 0 || *all >= 1LL << v.size()) return false;
+        for (std::size_t k = 0; k < v.size(); ++k) v[k] = (*all >> k & 1) != 0;
+        return true;
+    }
+};
+
+}  // namespace kind
+
+// A path names a value inside a model: a member, or member, index, member of a repeated group. -----------------------
+
+namespace detail {
+template <class M, class T> M ownerOf(T M::*);
+
+template <auto Step> constexpr auto& step(auto& object) {
+    if constexpr (std::is_member_pointer_v<decltype(Step)>) return object.*Step;
+    else return object[Step];
+}
+template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
+    if constexpr (sizeof...(Rest) == 0) return step<First>(object);
+    else return reach<Rest...>(step<First>(object));
+}
+
+template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
+    using M = decltype(ownerOf(Member));
+    return Value<M>{
+        Kind::kind, Kind::decimals, Kind::codes, Kind::parseCode, Kind::buildCode,
+        [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
+        [](const M& m, wchar_t* dest, int width) { return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width); },
+        [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
+        [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
+        [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
+        [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
+}
+
+template <auto Member, auto... Rest> constexpr auto keptAt() {
+    return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
+}
+}  // namespace detail
+
+// clang-format off
+template <auto... Path> inline constexpr auto text            = detail::valueAt<kind::Text, Path...>();
+template <auto... Path> inline constexpr auto number          = detail::valueAt<kind::Number, Path...>();
+template <auto... Path> inline constexpr auto character       = detail::valueAt<kind::Character, Path...>();
+template <auto... Path> inline constexpr auto date            = detail::valueAt<kind::Time<codec::DateFormat::Date>, Path...>();
+template <auto... Path> inline constexpr auto dateTime        = detail::valueAt<kind::Time<codec::DateFormat::DateTime>, Path...>();
+template <auto... Path> inline constexpr auto year            = detail::valueAt<kind::Time<codec::DateFormat::Year>, Path...>();
+template <auto... Path> inline constexpr auto flag            = detail::valueAt<kind::Flag, Path...>();
+template <auto... Path> inline constexpr auto characterFlag   = detail::valueAt<kind::CharacterFlag, Path...>();
+template <auto... Path> inline constexpr auto alarms          = detail::valueAt<kind::Alarms, Path...>();
+template <auto... Path> inline constexpr auto tramoType       = detail::valueAt<kind::Code<TF::TramoType, TE::ParseTramoType, TE::BuildTramoType>, Path...>();
+template <auto... Path> inline constexpr auto fluid           = detail::valueAt<kind::Code<TF::MeterFluid, TE::ParseFluidType, TE::BuildFluidType>, Path...>();
+template <auto... Path> inline constexpr auto readStatus      = detail::valueAt<kind::Code<TF::ReadStatus, TE::ParseReadStatus, TE::BuildReadStatus>, Path...>();
+template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<kind::Code<TF::ReadMethod, TE::ParseReadMethod, TE::BuildReadMethod>, Path...>();
+template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm>, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType>, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode>, Path...>();
+template <int Decimals, auto... Path> inline constexpr auto decimal = detail::valueAt<kind::Decimal<Decimals>, Path...>();
+template <auto... Path> inline constexpr auto keptText        = detail::keptAt<Path...>();
+// clang-format on
+
+inline constexpr int sixDecimals = -1;                                        // as "%f" writes them
+inline constexpr Test known = above(std::numeric_limits<std::int32_t>::min());  // a year that is not the lowest value
+
+// A mistake in a record's columns stops the compiler; the note names the column. --------------------------------------
+
+namespace detail {
+template <class M> constexpr int firstColumn(const Record<M>& record) { return record.letter ? 2 : 1; }
+template <class M> constexpr int lastColumn() { return static_cast<int>(std::tuple_size_v<LineOf<M>>) - 2; }
+
+template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
+    for (const Row<M>& row : record.rows) {
+        const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
+        if (row.inLine() && (row.column < firstColumn(record) || row.width < 0 || row.column + width - 1 > lastColumn<M>())) return row.column;
+    }
+    return 0;
+}
+template <class M> constexpr int columnOfTwoFields(const Record<M>& record) {
+    std::array<bool, 513> taken{};
+    for (const Row<M>& row : record.rows)
+        for (int column = row.column; column < row.column + row.width; ++column)
+            if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.but.overlaid) return column;
+    return 0;
+}
+template <int Column> constexpr bool liesInLine = Column == 0;
+template <int Column> constexpr bool hasOneField = Column == 0;
+}  // namespace detail
+
+template <const auto& record> constexpr const auto& checked() {
+    static_assert(detail::liesInLine<detail::columnOutsideLine(record)>, "a field lies outside its line");
+    static_assert(detail::hasOneField<detail::columnOfTwoFields(record)>, "two fields share a column");
+    return record;
+}
+
+// Tables with repeated groups: fields({...}) and groups of rows, joined in order.
+template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N]) { return std::to_array(rows); }
+template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {
+    std::array<Row<M>, (N + ...)> all{};
+    std::size_t size = 0;
+    auto append = [&](const auto& part) { for (const Row<M>& row : part) all[size++] = row; };
+    (append(parts), ...);
+    return all;
+}
+
+}  // namespace tramo

@@ -1,0 +1,103 @@
+#include "tramostream/roundtramomodel.h"
+#include "model/frame.h"
+
+using namespace tramo;
+using M = RoundTramoModel;
+
+namespace {
+
+// The columns that an area's errors name, where they are not the fields' own.
+struct ErrorColumns {
+    std::int32_t label = 0, position = 0, lenght = 0, type = 0, typeParse = type;
+};
+
+}  // namespace
+
+struct RoundTramoModel::Layout {
+    using Row = tramo::Row<M>;
+
+    template <auto Areas, int K> static constexpr const Area& at(const M& m) { return (m.*Areas)[K - 1]; }
+
+    template <auto Areas, int K> static constexpr Rule<M> placed{
+        "its area has a position of 0 or more", [](const M& m) { return at<Areas, K>(m).position >= 0; }};
+
+    static bool incomplete(const Area& area, TF::TramoType typeA) {
+        if (area.position >= 0 && area.lenght >= 0 && area.type != TF::TramoType::Unset) return false;
+        return area.position > 0 || area.lenght > 0 || typeA == TF::TramoType::TypeA || area.type == TF::TramoType::TypeN;
+    }
+    template <auto Areas, int K> static constexpr Rule<M> partly{
+        "its area has some of position, length and type, but not all of them",
+        [](const M& m) { return incomplete(at<Areas, K>(m), at<Areas, K>(m).type); }};
+
+    // In the first subscriber area the format looks for the type 'A' in the last meter area.
+    static constexpr Rule<M> firstSubscriberAreaPartly{
+        "its area has some of position, length and type (or meter information area 5 is of type A), but not all of them",
+        [](const M& m) { return incomplete(m.subscriberAreas[0], m.meterAreas[4].type); }};
+
+    // The four fields of one area, written whole when the area has a position.
+    template <auto Areas, int K>
+    static consteval auto area(std::int32_t column, std::array<const char*, 4> name, std::array<const char*, 4> label,
+                               const Rule<M>* partly, ErrorColumns error) {
+        constexpr auto* group = &placed<Areas, K>;
+        // clang-format off
+        return fields<M>({
+            Row{column,      16, name[0], text     <Areas, K - 1, &Area::label>,    {.label = label[0], .group = group, .inconsistentIf = partly, .buildColumn = error.label, .missingColumn = error.label, .slot = K}},
+            Row{column + 16,  3, name[1], number   <Areas, K - 1, &Area::position>, {.label = label[1], .group = group, .parseColumn = error.position, .buildColumn = error.position, .slot = K}},
+            Row{column + 19,  2, name[2], number   <Areas, K - 1, &Area::lenght>,   {.label = label[2], .group = group, .parseColumn = error.lenght, .buildColumn = error.lenght, .slot = K}},
+            Row{column + 21,  1, name[3], tramoType<Areas, K - 1, &Area::type>,     {.label = label[3], .group = group, .parseColumn = error.typeParse, .buildColumn = error.type, .slot = K}},
+        });
+        // clang-format on
+    }
+
+    template <int K> static consteval auto meterArea(std::int32_t column) {
+        return area<&M::meterAreas, K>(
+            column,
+            {"meterInformationLabelArea#", "meterInformationPositionArea#", "meterInformationLenghtArea#", "meterInformationTypeArea#"},
+            {"roundMeterInformationLabelArea#", "roundMeterInformationPositionArea#", "roundMeterInformationLenghtArea#", "roundMeterInformationTypeArea#"},
+            &partly<&M::meterAreas, K>, {});
+    }
+    template <int K> static consteval auto subscriberArea(std::int32_t column, ErrorColumns error = {}) {
+        return area<&M::subscriberAreas, K>(
+            column,
+            {"subscriberInformationLabelArea#", "subscriberInformationPositionArea#", "subscriberInformationLenghtArea#", "subscriberInformationTypeArea#"},
+            {"roundSubscriberInformationLabelArea#", "roundSubscriberInformationPositionArea#", "roundSubscriberInformationLenghtArea#", "roundSubscriberInformationTypeArea#"},
+            K == 1 ? &firstSubscriberAreaPartly : &partly<&M::subscriberAreas, K>, error);
+    }
+};
+
+const Record<M>& M::layout() {
+    using Row = tramo::Row<M>;
+    // clang-format off
+    static constexpr auto rows = joined(
+        fields<M>({
+            Row{  2,   8, "code",               text  <&M::code>,               {.label = "roundCode", .missing = empty}},
+            Row{ 10,  20, "name",               text  <&M::name>,               {.label = "roundName"}},
+            Row{ 30,   2, "defaultMeterWheels", number<&M::defaultMeterWheels>, {.label = "roundDefaultMeterWheels", .written = above(3)}},
+            Row{ 32, 160, "message",            text  <&M::message>,            {.label = "roundMessage"}},
+            Row{192,  64, "consumtionLimit",    text  <&M::consumtionLimit>,    {.label = "roundConsumtionLimit"}},
+        }),
+        Layout::meterArea<1>(256),
+        Layout::meterArea<2>(278),
+        Layout::meterArea<3>(300),
+        Layout::meterArea<4>(322),
+        Layout::meterArea<5>(344),
+        Layout::subscriberArea<1>(366),
+        Layout::subscriberArea<2>(388),
+        Layout::subscriberArea<3>(410),
+        Layout::subscriberArea<4>(432, {.label = 431, .position = 432, .lenght = 448, .type = 451}),   // one field to the left
+        Layout::subscriberArea<5>(454, {.typeParse = 473}),
+        fields<M>({
+            Row{499,   8, "roundImportDate",    date  <&M::roundImportDate>,    {.written = above(0), .parseColumn = 8}},
+            Row{511,   2, "reservedUserCode",   text  <&M::reservedUserCode>,   {.label = "roundReservedUserCode"}},
+        }));
+    // clang-format on
+    static constexpr Record<M> record{L'0', "RoundTramoModel", "round", rows};
+    return checked<record>();
+}
+
+M::RoundTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return builtLine.emplace(layout().build(*this)); }
+std::wstring M::toString() const { return layout().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+
+TRAMO_PUBLISH(RoundTramoModel);
