@@ -1,0 +1,20 @@
+// Text cut into blocks of one size.
+#pragma once
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace tramo::textblocks {
+
+// Writes the text with the order of its blocks reversed; a short last block comes first. A block size of 0 leaves the
+// order as it is. `out` has room for the whole text and does not overlap it.
+inline void reverse(std::wstring_view text, std::size_t blockSize, wchar_t* out) {
+    if (blockSize == 0) blockSize = text.size();
+    for (std::size_t end = text.size(); end > 0;) {
+        const std::size_t begin = (end - 1) / blockSize * blockSize;
+        out = std::copy(text.data() + begin, text.data() + end, out);
+        end = begin;
+    }
+}
+
+}  // namespace tramo::textblocks

@@ -1,0 +1,17 @@
+// The host's local time. A local time is held as the seconds that its calendar date and clock time would be in UTC.
+#pragma once
+#include "tramostream/types.h"
+#include <cstdint>
+#include <ctime>
+
+namespace tramo::zone {
+
+// The instant that mktime gives for a local time when it is left to find out about daylight saving.
+std::int64_t toInstant(std::int64_t local);
+
+std::int64_t toLocal(long32 instant);
+
+// Broken-down local time, as localtime gives it.
+std::tm brokenDown(long32 instant);
+
+}  // namespace tramo::zone

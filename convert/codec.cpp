@@ -1,0 +1,266 @@
+#include "convert/codec.h"
+#include "common/dates.h"
+#include "common/textblocks.h"
+#include "convert/complaint.h"
+#include <algorithm>
+#include <cerrno>
+#include <cfloat>
+#include <charconv>
+#include <clocale>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <locale.h>
+
+namespace tramo::codec {
+
+namespace {
+
+constexpr int notADigit = -1;
+
+int decimalDigit(wchar_t c) { return c >= L'0' && c <= L'9' ? static_cast<int>(c - L'0') : notADigit; }
+
+int hexDigit(wchar_t c) {
+    if (c >= L'a' && c <= L'f') return static_cast<int>(c - L'a') + 10;
+    if (c >= L'A' && c <= L'F') return static_cast<int>(c - L'A') + 10;
+    return decimalDigit(c);
+}
+
+// Takes leading white space and one sign off the text. Answers whether the sign was '-'.
+bool takeSign(std::wstring_view& text) {
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    if (text.empty() || (text.front() != L'-' && text.front() != L'+')) return false;
+    const bool negative = text.front() == L'-';
+    text.remove_prefix(1);
+    return negative;
+}
+
+enum class Reading { Good, NoDigit, TooLow, TooHigh };
+
+// The digits at the start of the text, up to the first other character.
+template <class T, class Digit> Reading readDigits(std::wstring_view text, unsigned base, Digit digitOf, bool negative, T& value) {
+    using Limits = std::numeric_limits<T>;
+    const std::uint64_t limit = static_cast<std::uint64_t>(Limits::max()) + (negative ? 1 : 0);
+    const std::uint64_t limitBeforeLastDigit = limit / base;
+    std::uint64_t magnitude = 0;
+    bool overflow = false;
+    std::size_t count = 0;
+    for (; count < text.size(); ++count) {
+        const int digit = digitOf(text[count]);
+        if (digit == notADigit) break;
+        if (magnitude > limitBeforeLastDigit) overflow = true;
+        magnitude = magnitude * base + static_cast<unsigned>(digit);
+        if (magnitude > limit) overflow = true;
+    }
+    if (count == 0) return Reading::NoDigit;
+    if (overflow) return negative ? Reading::TooLow : Reading::TooHigh;
+    value = static_cast<T>(negative ? 0 - magnitude : magnitude);
+    return Reading::Good;
+}
+
+template <class T> bool toInteger(std::wstring_view label, std::wstring_view text, T& value) {
+    std::wstring_view digits = text;
+    const bool negative = takeSign(digits);
+    return readDigits(digits, 10, decimalDigit, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
+}
+
+// The whole number that a plain short decimal is, with its power of ten, or false: such a number is one correctly
+// rounded operation away from its value.
+bool plainDecimal(std::wstring_view text, double& value) {
+    static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                             1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+    const bool negative = takeSign(text);
+    std::uint64_t digits = 0;
+    std::size_t count = 0, decimals = 0;
+    bool point = false;
+    for (const wchar_t c : text) {
+        if (const int digit = decimalDigit(c); digit != notADigit) {
+            if (++count > 18) return false;
+            digits = digits * 10 + static_cast<unsigned>(digit);
+            if (point) ++decimals;
+        } else if ((c == L'.' || c == L',') && !point) {
+            point = true;
+        } else if (c == L'e' || c == L'E' || c == L'x' || c == L'X') {
+            return false;
+        } else {
+            break;
+        }
+    }
+    if (FLT_EVAL_METHOD != 0 || count == 0 || digits > std::uint64_t{1} << 53) return false;
+    value = static_cast<double>(digits) / powersOfTen[decimals];
+    if (negative) value = -value;
+    return true;
+}
+
+double toDoubleInCLocale(const char* text, char** end) {
+#ifdef _WIN32
+    static const _locale_t c = _create_locale(LC_ALL, "C");
+    return _strtod_l(text, end, c);
+#else
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);   // a constant of the C library: nothing is allocated
+    return strtod_l(text, end, c);
+#endif
+}
+
+// Any text that the standard conversion reads. `text` is ASCII up to the first zero.
+bool anyNumber(const char* text, double& value) {
+    const int saved = errno;
+    errno = 0;
+    char* end = nullptr;
+    const double result = toDoubleInCLocale(text, &end);
+    const bool good = end != text && errno != ERANGE;
+    errno = saved;
+    if (good) value = result;
+    return good;
+}
+
+// The text for the standard conversion; a character that no number can hold ends it.
+void narrow(std::wstring_view text, char* out) {
+    for (const wchar_t c : text) *out++ = c == L',' ? '.' : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
+    *out = '\0';
+}
+
+void justify(std::string_view text, wchar_t* dest, int width) {
+    if (width <= 0) return;
+    const auto columns = static_cast<std::size_t>(width);
+    const std::size_t blanks = columns - std::min(columns, text.size());
+    std::fill_n(dest, blanks, L' ');
+    std::copy_n(text.begin(), columns - blanks, dest + blanks);
+}
+
+// Room for the longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0.
+constexpr int maxDecimals = 1074;
+using DoubleText = char[1 + 309 + 1 + maxDecimals];
+
+std::string_view print(double value, int decimals, DoubleText& buffer) {
+    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value, std::chars_format::fixed, decimals);
+    return {buffer, static_cast<std::size_t>(result.ptr - buffer)};
+}
+
+struct DatePattern {
+    const char* format;
+    std::size_t width;
+};
+constexpr DatePattern patterns[] = {{"%Y%m%d", 8}, {"%Y%m%d%H%M", 12}, {"%Y", 4}};
+constexpr const DatePattern& pattern(DateFormat format) { return patterns[static_cast<int>(format)]; }
+
+// A character counts as the one of its low eight bits.
+long32 readDate(std::wstring_view text, DateFormat format) {
+    char narrowed[12 + 1] = {};
+    if (text.size() != pattern(format).width) return dates::noTime;
+    std::transform(text.begin(), text.end(), narrowed, [](wchar_t c) { return static_cast<char>(c & 0xFF); });
+    return dates::read(pattern(format).format, narrowed);
+}
+
+bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seconds) {
+    const long32 result = readDate(text, format);
+    if (result < 0) return false;
+    seconds = result;
+    return true;
+}
+
+}  // namespace
+
+bool toInt(std::wstring_view text, int& value) { return toInteger(L"toInt: ", text, value); }
+bool toLong(std::wstring_view text, long32& value) { return toInteger(L"toLong: ", text, value); }
+bool toLongLong(std::wstring_view text, long long& value) { return toInteger(L"toLongLong: ", text, value); }
+
+bool toDouble(std::wstring_view text, double& value) {
+    if (plainDecimal(text, value)) return true;
+    char buffer[1024];
+    if (text.size() < sizeof buffer) {
+        narrow(text, buffer);
+        if (anyNumber(buffer, value)) return true;
+    } else {
+        std::string longer(text.size() + 1, '\0');
+        narrow(text, longer.data());
+        if (anyNumber(longer.c_str(), value)) return true;
+    }
+    std::setlocale(LC_NUMERIC, "C");   // the format wants it left so behind a failure
+    std::wstring shown(text);
+    std::replace(shown.begin(), shown.end(), L',', L'.');
+    return complain(L"toDouble: ", shown, cannotBeConverted);
+}
+
+bool hexStrToInt(std::wstring_view text, int& value) {
+    if (text.empty()) return true;
+    std::wstring_view digits = text;
+    const bool negative = takeSign(digits);
+    if (digits.size() >= 2 && digits[0] == L'0' && (digits[1] == L'x' || digits[1] == L'X')) digits.remove_prefix(2);
+    switch (readDigits(digits, 16, hexDigit, negative, value)) {
+    case Reading::Good:    return true;
+    case Reading::NoDigit: value = 0; break;
+    case Reading::TooLow:  value = std::numeric_limits<int>::min(); break;
+    case Reading::TooHigh: value = std::numeric_limits<int>::max(); break;
+    }
+    return complain(L"hexStrToInt (", text, parseFailed);
+}
+
+bool toDate(std::wstring_view text, long32& seconds) { return readDateNotNegative(text, DateFormat::Date, seconds); }
+bool toDateTime(std::wstring_view text, long32& seconds) { return readDateNotNegative(text, DateFormat::DateTime, seconds); }
+void toYear(std::wstring_view text, long32& seconds) { seconds = readDate(text, DateFormat::Year); }
+
+void toAlarmFlags(std::wstring_view text, AlarmFlags& flags) {
+    constexpr std::size_t fieldWidth = 4, blockSize = 2;
+    wchar_t field[fieldWidth];
+    std::wstring longer;
+    wchar_t* reversed = field;
+    if (text.size() > fieldWidth) {
+        longer.resize(text.size());
+        reversed = longer.data();
+    }
+    textblocks::reverse(text, blockSize, reversed);
+    int bits = 0;
+    hexStrToInt({reversed, text.size()}, bits);
+    for (std::size_t k = 0; k < flags.size(); ++k) flags[k] = (static_cast<unsigned>(bits) >> k & 1U) != 0;
+}
+
+bool fromText(std::wstring_view text, wchar_t* dest, int width) {
+    if (text.empty()) return true;
+    const auto columns = static_cast<std::size_t>(std::max(width, 0));
+    if (text.size() > columns) return false;
+    std::fill(std::copy(text.begin(), text.end(), dest), dest + columns, L' ');
+    return true;
+}
+
+void fromInteger(long long value, wchar_t* dest, int width) {
+    char buffer[20];
+    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
+    justify({buffer, static_cast<std::size_t>(result.ptr - buffer)}, dest, width);
+}
+
+void fromDouble(double value, wchar_t* dest, int width, int decimals) {
+    if (decimals < 0) decimals = 6;
+    DoubleText buffer;
+    std::string_view text = print(value, std::min(decimals, maxDecimals), buffer);
+    justify(text, dest, width);
+}
+
+bool fromDate(long32 seconds, wchar_t* dest, DateFormat format) {
+    char digits[12];
+    dates::write(seconds, digits);
+    std::copy_n(digits, pattern(format).width, dest);
+    return true;
+}
+
+void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest) {
+    unsigned bits = 0;
+    for (std::size_t k = 0; k < flags.size(); ++k) bits |= static_cast<unsigned>(flags[k]) << k;
+    const unsigned word = (bits & 0xFF) << 8 | bits >> 8;
+    for (int shift = 12; shift >= 0; shift -= 4) *dest++ = L"0123456789ABCDEF"[word >> shift & 0xF];
+    *dest = L'\0';
+}
+
+void appendInteger(long long value, std::wstring& out) {
+    char buffer[20];
+    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
+    out.append(buffer, result.ptr);
+}
+
+void appendDouble(double value, std::wstring& out) {
+    DoubleText buffer;
+    const std::string_view text = print(value, 6, buffer);
+    out.append(text.begin(), text.end());
+}
+
+}  // namespace tramo::codec

@@ -1,0 +1,18 @@
+#include "convert/complaint.h"
+#include "common/console.h"
+#include <string>
+
+namespace tramo::codec {
+
+bool complain(std::wstring_view label, std::wstring_view text, std::wstring_view ending) noexcept {
+    try {
+        std::wstring message;
+        message.reserve(label.size() + text.size() + ending.size());
+        console::wide(message.append(label).append(text).append(ending));
+    } catch (...) {
+        // Without memory there is no message; the answer stays.
+    }
+    return false;
+}
+
+}  // namespace tramo::codec

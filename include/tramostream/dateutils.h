@@ -1,0 +1,19 @@
+// Dates as text and as time values.
+#pragma once
+#include "tramostream/export.h"
+#include "tramostream/types.h"
+
+namespace DateUtils {
+
+/// Reads a date in the host's local time and gives the seconds since 1970-01-01 00:00:00 UTC.
+///
+/// `format` is made of %Y (four digits), %m, %d, %H and %M (two digits each) and characters that stand for themselves.
+/// The whole text must match, digit by digit: no sign, no blank, nothing behind it. What the format does not name is
+/// day 1, month 1, 00:00. A time that daylight saving skips or repeats is what the host's mktime makes of it.
+///
+/// Gives the lowest 32-bit value when the text does not match, the format has another directive, the date is not in the
+/// calendar, or the time does not fit in 32 bits (before 1901-12-13, after 2038-01-19). Other negative results are
+/// times before 1970. Neither argument may be null.
+TRAMO_EXPORT long32 strToTime(const char* format, const char* text);
+
+}  // namespace DateUtils
