@@ -4,7 +4,9 @@
 #include "convert/codec.h"
 #include <bit>
 #include <cstdint>
-#include <cstring>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace tramo {
 
@@ -14,7 +16,7 @@ public:
         std::uint8_t filled[words * 64] = {};
         for (std::size_t i = 0; i < Size; ++i) filled[i] = !codec::isBlank(line[i]);   // no branch: the compiler uses vectors
         for (std::size_t word = 0; word < words; ++word)
-            for (unsigned byte = 0; byte < 8; ++byte) bits[word] |= packed(filled + word * 64 + byte * 8) << (byte * 8);
+            for (unsigned part = 0; part < 64; part += 16) bits[word] |= packed(filled + word * 64 + part) << part;
     }
 
     // How many of the `width` characters from index `first` on are left without the blanks at their end.
@@ -30,16 +32,16 @@ public:
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
 
-    // Eight bytes of 0 or 1 as eight bits, the first byte lowest.
+    // Sixteen bytes of 0 or 1 as sixteen bits, the first byte lowest.
     static std::uint64_t packed(const std::uint8_t* bytes) {
+#ifdef __SSE2__
+        const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+        return static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_slli_epi16(all, 7)));
+#else
         std::uint64_t all = 0;
-        if constexpr (std::endian::native == std::endian::little) {
-            std::memcpy(&all, bytes, sizeof all);
-            return all * 0x0102040810204080ULL >> 56;
-        } else {
-            for (unsigned i = 0; i < 8; ++i) all |= std::uint64_t{bytes[i]} << i;
-            return all;
-        }
+        for (unsigned i = 0; i < 16; ++i) all |= std::uint64_t{bytes[i]} << i;
+        return all;
+#endif
     }
 
     std::uint64_t bits[words] = {};

@@ -1,0 +1,54 @@
+// The map of blank columns against a scan of the text.
+#include "model/blankmap.h"
+#include <array>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+namespace {
+
+std::uint32_t scanned(const std::wstring& line, std::uint32_t first, std::uint32_t width) {
+    while (width > 0 && std::wstring(L" \t\n\v\f\r").find(line[first + width - 1]) != std::wstring::npos) --width;
+    return width;
+}
+
+template <std::size_t Size> void agreesWithScan(const std::wstring& line) {
+    const tramo::BlankMap<Size> map(line.data());
+    for (std::uint32_t first = 0; first < Size; ++first)
+        for (std::uint32_t width = 1; first + width <= Size; ++width)
+            ASSERT_EQ(map.textSize(first, width), scanned(line, first, width)) << "first " << first << ", width " << width;
+}
+
+template <std::size_t Size> void agreesOnRandomLines(unsigned seed, double filledShare) {
+    std::mt19937 random(seed);
+    // Blanks, their neighbours, zero, and characters whose low bytes look like blanks.
+    const std::wstring blanks = L" \t\n\v\f\r", others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\x2003', L'\x0120', L'\xFFFF', L'\x2020'};
+    std::wstring line(Size, L' ');
+    for (wchar_t& c : line) {
+        const auto& from = std::bernoulli_distribution(filledShare)(random) ? others : blanks;
+        c = from[random() % from.size()];
+    }
+    agreesWithScan<Size>(line);
+}
+
+TEST(BlankMap, AllBlank) { agreesWithScan<512>(std::wstring(512, L' ')); }
+TEST(BlankMap, AllFilled) { agreesWithScan<512>(std::wstring(512, L'x')); }
+TEST(BlankMap, HalfFilled) { agreesOnRandomLines<512>(1, 0.5); }
+TEST(BlankMap, MostlyFilled) { agreesOnRandomLines<512>(2, 0.95); }
+TEST(BlankMap, MostlyBlank) { agreesOnRandomLines<512>(3, 0.02); }
+TEST(BlankMap, TagLine) { for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<23>(seed, 0.3); }
+TEST(BlankMap, ParameterLine) { for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<40>(seed, 0.3); }
+
+TEST(BlankMap, OneFilledColumnAnywhere) {
+    for (std::size_t column = 0; column < 512; ++column) {
+        std::wstring line(512, L' ');
+        line[column] = L'7';
+        const tramo::BlankMap<512> map(line.data());
+        EXPECT_EQ(map.textSize(0, 512), column + 1);
+        EXPECT_EQ(map.textSize(static_cast<std::uint32_t>(column), 1), 1U);
+        if (column == 0) continue;
+        EXPECT_EQ(map.textSize(0, static_cast<std::uint32_t>(column)), 0U);
+    }
+}
+
+}  // namespace
