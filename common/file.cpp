@@ -1,0 +1,95 @@
+#include "common/file.h"
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tramo {
+
+namespace {
+
+constexpr std::size_t firstPiece = std::size_t{64} << 10;
+
+int flagsOf(File::Access access) {
+    switch (access) {
+    case File::Access::Append: return O_WRONLY | O_CREAT | O_APPEND;
+    case File::Access::Truncate: return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC;
+    default: return O_RDONLY;
+    }
+}
+
+template <class Call> auto uninterrupted(Call call) {
+    for (;;) {
+        const auto result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
+
+struct stat statusOf(int descriptor) {
+    struct stat status {};
+    fstat(descriptor, &status);
+    return status;
+}
+
+}  // namespace
+
+File::File(const char* path, Access access) {
+    constexpr mode_t mode = 0666;
+    descriptor = uninterrupted([&] { return ::open(path, flagsOf(access) | O_CLOEXEC | O_NOCTTY, mode); });
+    if (isOpen() && S_ISDIR(statusOf(descriptor).st_mode)) close();
+}
+
+File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+
+File& File::operator=(File&& other) noexcept {
+    if (this != &other) {
+        close();
+        descriptor = std::exchange(other.descriptor, -1);
+    }
+    return *this;
+}
+
+File::~File() { close(); }
+
+bool File::close() {
+    if (!isOpen()) return true;
+    // Not again after EINTR: the descriptor is gone and may already be somebody else's.
+    return ::close(std::exchange(descriptor, -1)) == 0 || errno == EINTR;
+}
+
+bool File::readAll(ByteBuffer& bytes) const {
+    // One byte more than the file's size, so that the read that fills the buffer is not followed by a growing one.
+    const auto size = statusOf(descriptor).st_size;
+    bytes.reserve(bytes.size() + (size > 0 ? static_cast<std::size_t>(size) + 1 : firstPiece));
+    for (;;) {
+        if (bytes.room() == 0) bytes.reserve(2 * bytes.size());
+        const ssize_t count = uninterrupted([&] { return ::read(descriptor, bytes.end(), bytes.room()); });
+        if (count <= 0) {
+            bytes.shrinkToFit();
+            return count == 0;
+        }
+        bytes.grow(static_cast<std::size_t>(count));
+    }
+}
+
+std::size_t File::write(const char* bytes, std::size_t count) const {
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t taken = uninterrupted([&] { return ::write(descriptor, bytes + done, count - done); });
+        if (taken == 0) errno = ENOSPC;
+        if (taken <= 0) break;
+        done += static_cast<std::size_t>(taken);
+    }
+    return done;
+}
+
+std::int64_t File::endPosition() const { return ::lseek(descriptor, 0, SEEK_END); }
+
+bool File::cutBack(std::size_t count) const {
+    const struct stat status = statusOf(descriptor);
+    if (!S_ISREG(status.st_mode) || status.st_size != ::lseek(descriptor, 0, SEEK_CUR)) return false;
+    return uninterrupted([&] { return ::ftruncate(descriptor, status.st_size - static_cast<off_t>(count)); }) == 0;
+}
+
+}  // namespace tramo

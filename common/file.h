@@ -1,0 +1,47 @@
+// An open file of the system, without a buffer.
+#pragma once
+#include "common/bytebuffer.h"
+#include <cstddef>
+#include <cstdint>
+
+namespace tramo {
+
+class File {
+public:
+    enum class Access {
+        Read,
+        Append,    // created where it does not exist, each write goes to its end
+        Truncate,  // the same, and emptied first
+    };
+
+    File() = default;
+
+    // Not open where the system refuses. A directory is refused for reading too.
+    File(const char* path, Access access);
+    File(File&& other) noexcept;
+    File& operator=(File&& other) noexcept;
+    ~File();
+
+    bool isOpen() const { return descriptor >= 0; }
+
+    // False where the system says that something was lost. The file is closed even then.
+    bool close();
+
+    // Adds everything up to the end to the bytes, of files, pipes and terminals. False where the system refuses.
+    bool readAll(ByteBuffer& bytes) const;
+
+    // How many bytes the system has taken. Fewer than asked for is a refusal, and errno tells the reason.
+    std::size_t write(const char* bytes, std::size_t count) const;
+
+    // Position of the end in bytes; -1 for what has no positions, like a pipe.
+    std::int64_t endPosition() const;
+
+    // Takes back the last bytes that this object wrote. False where that cannot be done: no regular file, or somebody
+    // else has written behind them.
+    bool cutBack(std::size_t count) const;
+
+private:
+    int descriptor = -1;
+};
+
+}  // namespace tramo

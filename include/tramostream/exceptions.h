@@ -1,0 +1,37 @@
+// What the streams throw. Conditions that a caller can live with go to the log instead (log.h).
+#pragma once
+#include "export.h"
+#include <cstdint>
+#include <exception>
+#include <stdexcept>
+
+namespace TramoStreamExceptions {
+
+/// Thrown by iFileStream: a file that cannot be read, or a line that is too long for the caller's buffer.
+class TRAMO_EXPORT read_exception : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    ~read_exception() override;
+};
+
+/// Thrown by oFileStream: nothing open, a character that the encoding cannot represent, or a write that the system
+/// refuses.
+class TRAMO_EXPORT write_exception : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    ~write_exception() override;
+};
+
+/// Thrown by oFileStream::putLine for a line buffer whose length argument is not the buffer's. what() says nothing.
+class TRAMO_EXPORT bad_line_length : public std::exception {
+public:
+    bad_line_length(std::uint32_t lengthGiven, std::uint32_t lengthExpected, std::uint32_t lineNumber) noexcept
+        : given(lengthGiven), expected(lengthExpected), line(lineNumber) {}
+    ~bad_line_length() override;
+
+    std::uint32_t given;
+    std::uint32_t expected;
+    std::uint32_t line;  ///< the stream's line number at the time
+};
+
+}  // namespace TramoStreamExceptions

@@ -1,0 +1,117 @@
+// The log: one line for each condition that a caller can live with.
+//
+// A line is the local time, " log ", the level's name right-aligned in 8 characters, "  {", the name of the class that
+// writes, "} " and the message:
+//
+//     14:05:09 log     Warn  {iFileStream} File round.txt is open but empty.
+//
+// Each call opens, appends to and closes the log file by itself. A file that cannot be opened or written loses the line
+// silently. Threads may write at once; what the system's appending makes of it is what the file holds.
+#pragma once
+#include "export.h"
+#include <locale>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace algorithm {
+
+/// Replaces every `key` in `text` by what `producer()` answers for it. The search goes on behind the replacement, so
+/// that replaced text is never searched again. An empty key replaces nothing.
+template <class Producer> void find_and_replace(std::string& text, const std::string& key, Producer producer) {
+    if (key.empty()) return;
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t hit = text.find(key); hit != std::string::npos; hit = text.find(key, done)) {
+        result.append(text, done, hit - done);
+        result += producer();
+        done = hit + key.size();
+    }
+    if (done > 0) text = result.append(text, done);
+}
+
+}  // namespace algorithm
+
+namespace string_format {
+
+namespace detail {
+
+inline std::string toText(const char* value) { return value != nullptr ? value : ""; }
+
+template <class T> std::string toText(const T& value) {
+    if constexpr (std::is_convertible_v<const T&, std::string_view>) {
+        return std::string(std::string_view(value));
+    } else {
+        std::ostringstream out;
+        out.imbue(std::locale::classic());
+        out << value;
+        return std::move(out).str();
+    }
+}
+
+}  // namespace detail
+
+/// The format with every "%1" replaced by the first argument's text, then every "%2" by the second's, and so on. Each
+/// replacement goes over the whole text: "%1" is also found inside "%10", and a "%2" that the first argument brought
+/// in is replaced too, but never a "%1".
+template <class... Args> std::string generate(std::string format, const Args&... args) {
+    [[maybe_unused]] int number = 0;
+    (algorithm::find_and_replace(format, std::string("%").append(std::to_string(++number)),
+         [text = detail::toText(args)]() -> const std::string& { return text; }),
+        ...);
+    return format;
+}
+
+}  // namespace string_format
+
+namespace io::log {
+
+enum Level : int {
+    None = 0,
+    Fatal = 1,
+    Critical = 2,
+    Err = 3,
+    Warn = 4,
+    Note = 5,
+    Normal = 6,
+    Debug = 7,  ///< never written
+};
+
+struct TRAMO_EXPORT initializer {
+    /// The log file, for the whole process. "NO_LOG_FILE", the initial value, sends the lines to the standard output;
+    /// an empty file of that name then comes into being in the working directory. To be set before the first use of a
+    /// stream: nothing guards it.
+    static std::string m_logFileName;
+};
+
+namespace detail {
+
+TRAMO_EXPORT std::string className(std::string_view signature);
+TRAMO_EXPORT void writeLine(Level level, const std::string& className, const std::string& message);
+
+}  // namespace detail
+
+}  // namespace io::log
+
+/// The name of a class as the compiler writes it, namespaces included.
+template <class T> struct typename_hash {
+    static std::string gen_value() { return io::log::detail::className(__PRETTY_FUNCTION__); }
+};
+
+namespace io::log {
+
+/// Writes log lines on behalf of the class T.
+template <class T> struct writer {
+    /// Writes one line with the message string_format::generate(format, args...). Throws std::out_of_range for a value
+    /// below None, which is no level.
+    template <class... Args> static void write(Level level, const char* format, const Args&... args) {
+        const std::string message = string_format::generate(format, args...);
+        if (level > Normal) return;
+        static const std::string name = typename_hash<T>::gen_value();
+        detail::writeLine(level, name, message);
+    }
+};
+
+}  // namespace io::log

@@ -1,0 +1,77 @@
+// Writes an exchange file line by line.
+#pragma once
+#include "export.h"
+#include "tramoline.h"
+#include <memory>
+#include <string>
+
+/// An output stream of whole lines. It appends to its file, and creates it where there is none.
+///
+/// Encodings are those of StrConv; ANSI and UTF16LE can be written. ANSI: under the classic global C++ locale (that of
+/// the last open() counts) a character up to U+00FF becomes the byte of its value; under any other the locale's
+/// conversion holds. UTF16LE: each wchar_t becomes two bytes, the low one first; an empty file gets the byte order mark
+/// FF FE at open. Nobody looks at what a file holds already: neither at its encoding nor at its last line.
+///
+/// What is in the file ends behind a whole line, whatever happens: lines are handed to the system whole, several at
+/// once, as far as they fit on a page of memory, and when the system refuses a part of them (a full disk), that part is
+/// taken back from the file. Lines that the system has not taken wait; the next putLine(), flush() or close() tries
+/// again. A pipe cannot give back anything. A process that is killed loses the lines that wait, a few at most; flush()
+/// leaves none.
+///
+/// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file.
+class TRAMO_EXPORT oFileStream {
+public:
+    /// Opens nothing.
+    oFileStream();
+    oFileStream(const char* path, int encoding);
+
+    /// Closes what is open, and never throws: who wants to know whether everything has been written calls close() and
+    /// looks at rdstate().
+    virtual ~oFileStream();
+
+    oFileStream(const oFileStream&) = delete;
+    oFileStream& operator=(const oFileStream&) = delete;
+
+    /// Does nothing while a file is open. A file that cannot be opened raises only the fail flag. What is neither ANSI
+    /// nor UTF16LE throws TramoStreamExceptions::write_exception "Unsupported encoding.".
+    void open(const char* path, int encoding);
+
+    /// Hands over what waits and closes. Never throws: what cannot be written raises the fail flag and is lost.
+    void close();
+
+    bool is_open() const;
+
+    /// Empties the file that is open, by its path; a UTF-16 file then holds its byte order mark. Does nothing while
+    /// nothing is open. Where the file cannot be opened again, nothing is open afterwards.
+    void clear();
+
+    /// How many lines putLine() has taken on this object, for all its files. Stays at the largest int.
+    int getLineNumber() const;
+
+    /// std::ios_base::failbit when the last attempt to open, write or close was refused, otherwise 0. After close() it
+    /// tells whether every line that putLine() has taken has reached the system.
+    int rdstate() const;
+
+    /// Hands over what waits. Throws like putLine().
+    void flush();
+
+    /// Writes a text, with CR LF behind it when `lineEnd` is true.
+    ///
+    /// Throws TramoStreamExceptions::write_exception:
+    /// - "file is not open"
+    /// - for a character that the encoding cannot represent, or above U+FFFF; the text names it and its column. The
+    ///   stream goes on as if nothing had happened.
+    /// - when the system refuses to write. The text names the file, the system's reason and the last line that is
+    ///   safely in the file, and the fail flag is raised.
+    /// After each of them nothing of this line is written or kept, and it is not counted.
+    void putLine(const std::wstring& text, bool lineEnd);
+
+    /// Writes a whole buffer, with the line end that it holds, and returns `len`, which is the buffer's whole size, 42
+    /// or 514. Throws like the other, and TramoStreamExceptions::bad_line_length for any other `len`.
+    unsigned putLine(const ParameterLine::parameterLine_t& line, unsigned len);
+    unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+};
