@@ -111,7 +111,7 @@ inline std::string display(const FieldValue& value) {
 
 // A comparison of a field's value: texts by their length, codes 1 when set, else 0.
 struct Need {
-    enum Operation { Above, AtLeast, AtMost, Not, WasSet } operation;
+    enum Operation { Above, AtLeast, AtMost, Not, WasSet, Never } operation;
     double limit = 0;
     std::string field = {};  // empty: the row's own
 };
@@ -120,12 +120,13 @@ inline Need above(double limit) { return {Need::Above, limit}; }
 inline Need above(const std::string& field, double limit) { return {Need::Above, limit, field}; }
 inline Need atLeast(double limit) { return {Need::AtLeast, limit}; }
 inline Need atLeast(const std::string& field, double limit) { return {Need::AtLeast, limit, field}; }
-inline Need atMost(const std::string& field, double limit) { return {Need::AtMost, limit, field}; }
+inline Need atMost(const std::string& field, double limit) { return {Need::AtMost, limit, field}; }  // or no number
 inline Need isNot(double value) { return {Need::Not, value}; }
 inline Need isNot(const std::string& field, double value) { return {Need::Not, value, field}; }
 inline Need filled(const std::string& field) { return {Need::Above, 0, field}; }
 inline Need filled() { return {Need::Above, 0}; }
 inline Need wasSet() { return {Need::WasSet}; }
+inline Need never() { return {Need::Never}; }
 
 // The characters of a code table, and what each is written as; L'\0': it cannot be written.
 struct Codes {
@@ -153,6 +154,9 @@ struct Particulars {
     std::optional<FieldValue> blank = {};  // the value of blank columns, where not the default
     std::wstring blankText = {};           // and the text that then is kept
     int writtenWidth = 0;                  // where not the width
+    bool asCharacter = false;              // shown as the character of that code
+    bool overlaid = false;                 // shares its columns with the row before
+    std::wstring example = {};             // a text for its columns, where not any will do
 };
 
 struct Row {
@@ -182,6 +186,8 @@ struct Asymmetry {
     std::string reason;
     std::function<bool(const Row&, const State&)> applies;
     std::optional<FieldValue> becomes = {};  // nothing: the default, or what blank columns are read as
+    std::function<FieldValue(const Row&, const State&)> becomesBy = {};  // where that depends
+    Fault reported = {};                                                 // by the reading
 };
 
 struct Table {
@@ -192,9 +198,11 @@ struct Table {
     std::vector<std::string> showingOrder = {};  // of the names, where not the writing order
     std::function<void(const State&, Faults& mandatory, Faults& parse)> check = {};
     std::function<void(State&, const std::string& name)> onSet = {};  // what else a setter does
+    std::function<void(State&)> onRead = {};                          // what else a line is read into
     std::vector<Asymmetry> asymmetries = {};
     std::string inMessages = model, inDump = model;
     int length = 512;
+    int turns = 1;  // of reading and building, after which another changes nothing
 
     const Row& row(const std::string& name) const {
         for (const Row& each : rows)
@@ -289,7 +297,7 @@ inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
         return FieldValue(text[0]);
     case Flag: return FieldValue(text[0] == L'1');
     case AlarmFlags: {
-        const std::wstring swapped = text.size() < 4 ? text : text.substr(2, 2) + text.substr(0, 2);
+        const std::wstring swapped = text.size() < 3 ? text : text.substr(2) + text.substr(0, 2);
         std::wistringstream in(swapped);
         int bits = 0;
         in >> std::hex >> bits;
@@ -379,9 +387,10 @@ inline bool holds(const Need& need, const Row& row, const State& state) {
     switch (need.operation) {
     case Need::Above: return value > need.limit;
     case Need::AtLeast: return value >= need.limit;
-    case Need::AtMost: return value <= need.limit;
+    case Need::AtMost: return !(value > need.limit);
     case Need::Not: return value != need.limit;
-    case Need::WasSet: break;
+    case Need::WasSet:
+    case Need::Never: break;
     }
     return false;
 }
@@ -389,6 +398,12 @@ inline bool isWritten(const Row& row, const State& state) {
     for (const Need& need : row.but.written)
         if (!holds(need, row, state)) return false;
     return row.width != 0;
+}
+
+inline bool neverWritten(const Row& row) {
+    for (const Need& need : row.but.written)
+        if (need.operation == Need::Never) return true;
+    return false;
 }
 
 inline State absentState(const Table& table) {
@@ -424,6 +439,7 @@ inline State read(const Table& table, const std::wstring& line, Faults& errors) 
             errors.push_back(row.parse);
         }
     }
+    if (table.onRead) table.onRead(state);
     return state;
 }
 inline State read(const Table& table, const std::wstring& line) {
@@ -443,6 +459,7 @@ inline std::wstring written(const Table& table, const State& state) {
 }
 
 inline std::wstring shown(const Row& row, const FieldValue& value) {
+    if (row.but.asCharacter) return std::wstring(1, static_cast<wchar_t>(static_cast<long long>(measure(value)) & 0xFFFF));
     switch (row.kind) {
     case Text: return std::get<std::wstring>(value);
     case Decimal: return decimalText(std::get<double>(value), -1);
