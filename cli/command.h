@@ -1,0 +1,30 @@
+// The commands of the tool. Each has a source of its own; main only finds them.
+#pragma once
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tramo::cli {
+
+enum ExitCode { nothingFound = 0, somethingFound = 1, notUsable = 2, notWritten = 3 };
+
+/// The command line is not understood.
+struct WrongUsage {
+    std::string message;
+    std::string command{};  ///< whose arguments they are; main fills it in
+};
+
+struct Command {
+    const char* name;
+    const char* purpose;                             ///< in a few words
+    const char* help;                                ///< the whole page, examples first
+    int (*run)(std::vector<std::string> arguments);  ///< what stands behind the command's name
+};
+
+extern const Command checkCommand;
+
+/// The candidate that `word` is probably a slip of; empty when there is none.
+std::string_view meant(std::string_view word, std::span<const std::string_view> candidates);
+
+}  // namespace tramo::cli

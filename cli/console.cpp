@@ -1,0 +1,72 @@
+#include "console.h"
+#include "platform.h"
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <streambuf>
+
+namespace tramo::cli {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+template <class Char> class Nowhere : public std::basic_streambuf<Char> {
+    using Traits = std::char_traits<Char>;
+    typename Traits::int_type overflow(typename Traits::int_type c) override { return Traits::not_eof(c); }
+    std::streamsize xsputn(const Char*, std::streamsize count) override { return count; }
+};
+
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value && *value;
+}
+
+// An error output that cannot be written is nobody's fault and no reason to stop.
+void say(const std::string& text) { std::fputs(text.c_str(), stderr); }
+
+}  // namespace
+
+Progress::Progress() : enabled(isTerminal(stderr)), due(std::chrono::steady_clock::now() + 500ms) {}
+
+void Progress::show(std::string_view what, std::uint64_t done, std::uint64_t all) {
+    if (!enabled || std::chrono::steady_clock::now() < due) return;
+    due = std::chrono::steady_clock::now() + 200ms;
+    visible = true;
+    say(fmt::format("\r{} {} %\x1b[K", what, all ? done * 100 / all : 0));
+}
+
+void Progress::wipe() {
+    if (visible) say("\r\x1b[K");
+    visible = false;
+}
+
+Output::Output(Progress& shown) : progress(shown) { std::setvbuf(stdout, nullptr, _IONBF, 0); }
+
+void Output::flush() {
+    progress.wipe();
+    const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
+    const bool complete = written == text.size();
+    text.clear();
+    if (!complete) throw WriteFailed{"the standard output", errno};
+}
+
+bool wantsColour(ColourChoice choice, std::FILE* stream) {
+    if (choice != ColourChoice::Auto) return choice == ColourChoice::Always;
+    const char* terminal = std::getenv("TERM");
+    return isTerminal(stream) && !isSet("NO_COLOR") && !(terminal && std::string_view(terminal) == "dumb");
+}
+
+void complain(std::string_view message) { say(fmt::format("tramo: {}\n", message)); }
+
+void silenceLibrary() {
+    // Never deleted: the streams use them until the very end of the process.
+    std::cout.rdbuf(new Nowhere<char>);
+    std::wcout.rdbuf(new Nowhere<wchar_t>);
+}
+
+void closeStandardOutput() {
+    if (std::fflush(stdout) != 0 || std::fclose(stdout) != 0) throw WriteFailed{"the standard output", errno};
+}
+
+}  // namespace tramo::cli

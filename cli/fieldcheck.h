@@ -1,0 +1,22 @@
+// What is wrong with the fields of a line. The one place of the check that knows the models.
+#pragma once
+#include "findings.h"
+#include "lines.h"
+#include <string_view>
+#include <tramostream/fielderror.h>
+#include <tramostream/tramoline.h>
+#include <vector>
+
+namespace tramo::cli {
+
+class FieldCheck {
+public:
+    /// Adds the faults of a line of this kind, which must have that kind's length or more. `all`: also those that the
+    /// format reports on good lines.
+    void check(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings);
+
+private:
+    TramoLine::tramoLine_t record;
+};
+
+}  // namespace tramo::cli

@@ -1,0 +1,54 @@
+// RapidJSON's writer on the tool's output. Everything beyond ASCII is escaped, so that a document is harmless on a
+// terminal and right in any encoding.
+#pragma once
+#include "console.h"
+#include <rapidjson/writer.h>
+#include <string_view>
+
+namespace tramo::cli {
+
+class JsonStream {
+public:
+    using Ch = char;
+    explicit JsonStream(Output& output) : text(output.buffer()) {}
+    void Put(char c) {
+        constexpr std::string_view del = "\\u007f";  // the one control character that the writer lets pass
+        if (c == '\x7f') text.append(del.data(), del.data() + del.size());
+        else text.push_back(c);
+    }
+    void Flush() {}
+
+private:
+    fmt::memory_buffer& text;
+};
+
+// RapidJSON looks for this name; its own takes no streams of others.
+inline void PutUnsafe(JsonStream& stream, char c) { stream.Put(c); }
+
+class JsonWriter : public rapidjson::Writer<JsonStream, rapidjson::UTF8<>, rapidjson::ASCII<>> {
+public:
+    explicit JsonWriter(JsonStream& to) : Writer(to), stream(to) {}
+
+    /// Of what follows, the next value begins on a line of its own.
+    void newLine() { stream.Put('\n'); }
+
+    void text(std::string_view value) { String(value.data(), static_cast<rapidjson::SizeType>(value.size())); }
+    void key(std::string_view name) { Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }
+
+    void member(std::string_view name, std::string_view value) { key(name), text(value); }
+    void member(std::string_view name, const char* value) { member(name, std::string_view(value)); }
+    void member(std::string_view name, bool value) { key(name), Bool(value); }
+    void member(std::string_view name, std::uint64_t value) { key(name), Uint64(value); }
+    void member(std::string_view name, std::int64_t value) { key(name), Int64(value); }
+    void member(std::string_view name, long long value) { key(name), Int64(value); }
+    void member(std::string_view name, int value) { key(name), Int(value); }
+    void member(std::string_view name, double value) { key(name), Double(value); }
+
+    void beginObject(std::string_view name) { key(name), StartObject(); }
+    void beginArray(std::string_view name) { key(name), StartArray(); }
+
+private:
+    JsonStream& stream;
+};
+
+}  // namespace tramo::cli

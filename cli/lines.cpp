@@ -1,0 +1,204 @@
+#include "lines.h"
+#include "text.h"
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <tramostream/stringconverter.h>
+#include <tramostream/tramoline.h>
+#include <tuple>
+
+namespace tramo::cli {
+
+namespace {
+
+template <class Buffer> constexpr std::size_t lengthOf = std::tuple_size_v<Buffer> - 2;  // CR LF
+
+// In the order of LineKind.
+constexpr LineShape shapes[] = {
+    {LineKind::Record, "record", lengthOf<TramoLine::tramoLine_t>},
+    {LineKind::Parameter, "parameter", lengthOf<ParameterLine::parameterLine_t>},
+    {LineKind::Tag, "tag", lengthOf<TagLine::tagLine_t>},
+    {LineKind::Key, "key", 0},
+};
+
+bool looksLikeKey(std::wstring_view text) { return text.starts_with(L'{') || text.starts_with(L";{"); }
+
+std::optional<LineKind> kindByLength(std::size_t length) {
+    for (const LineShape& shape : shapes)
+        if (shape.length == length) return shape.kind;
+    return std::nullopt;
+}
+
+std::array<bool, 128> makeRecordLetters() {
+    std::array<bool, 128> known{};
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        auto c = static_cast<wchar_t>(i);
+        TF::TramoLineType type{};
+        known[i] = StrConv::toLineType(c, type);
+    }
+    return known;
+}
+
+std::string recordLetters() {
+    std::string list;
+    for (wchar_t c = 0; c < 128; ++c)
+        if (isRecordLetter(c)) list += std::string(list.empty() ? "" : ", ") + static_cast<char>(c);
+    return list;
+}
+
+bool isBlank(std::wstring_view text) { return text.find_first_not_of(L' ') == std::wstring_view::npos; }
+
+// The field that a line of this text ends inside of, other than a text, which may end anywhere.
+const Field* fieldCutAt(std::wstring_view text) {
+    const RecordKind* kind = recordKind(text.front());
+    if (!kind) return nullptr;
+    const int last = static_cast<int>(text.size());
+    const auto found = std::ranges::find_if(kind->fields, [&](const Field& field) {
+        return field.kind != FieldKind::Text && field.column <= last && last < field.column + field.width - 1;
+    });
+    return found == kind->fields.end() ? nullptr : &*found;
+}
+
+Finding tooShort(const Line& line, const LineShape& shape) {
+    std::string why;
+    if (!line.lineFeed) why = "the file ends inside it";
+    else if (const Field* field = fieldCutAt(line.text); field && shape.kind == LineKind::Record)
+        why = "it ends inside " + field->name;
+    else if (line.text.back() == L' ') why = "characters are missing";
+    else why = "trailing blanks were probably trimmed";
+    if (line.lineFeed && !line.carriageReturn) why += ", and it ends with LF alone";
+    return lineFinding(
+        "LineTooShort", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length), why);
+}
+
+Finding tooLong(const Line& line, const LineShape& shape) {
+    const std::wstring_view extra = line.text.substr(shape.length);
+    std::string why = fmt::format("{} too many", extra.size());
+    if (isBlank(extra)) why += extra.size() == 1 ? ", a blank" : ", all of them blanks";
+    else if (extra.find_first_not_of(L'\r') == std::wstring_view::npos) why += ", more than one CR before the LF";
+    else if (extra.front() == L'\r')
+        why += fmt::format(", behind a CR without LF at column {}: lines have run together", shape.length + 1);
+    Finding finding =
+        lineFinding("LineTooLong", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
+            why, static_cast<int>(shape.length + 1));
+    finding.endColumn = static_cast<int>(std::min<std::size_t>(line.text.size() + 1, 1 << 30));
+    return finding;
+}
+
+Finding unknownKind(const Line& line) {
+    std::string lengths;
+    for (const LineShape& shape : shapes)
+        if (shape.length) lengths += fmt::format("{}a {} has {}", lengths.empty() ? "" : ", ", shape.name, shape.length);
+    return lineFinding("LineKindUnknown", fmt::format("line has {}", counted(line.text.size(), "character")), lengths);
+}
+
+// The field of alarm flags that ends right before this place. The format's writer puts a zero there.
+const Field* alarmFlagsBefore(std::wstring_view text, std::size_t at) {
+    const RecordKind* kind = recordKind(text.front());
+    if (!kind) return nullptr;
+    const auto found = std::ranges::find_if(kind->fields, [&](const Field& field) {
+        return field.kind == FieldKind::AlarmFlags && static_cast<std::size_t>(field.column + field.width) == at + 1;
+    });
+    return found == kind->fields.end() ? nullptr : &*found;
+}
+
+// What no character of a line should be: one finding for all of them, at the first.
+void findCharacters(std::wstring_view text, LineKind kind, std::vector<Finding>& findings) {
+    std::size_t zeros = 0, firstZero = 0, halves = 0, firstHalf = 0;
+    for (std::size_t i = text.size(); i-- > 0;) {
+        if (text[i] == 0) {
+            if (const Field* flags = kind == LineKind::Record ? alarmFlagsBefore(text, i) : nullptr)
+                findings.push_back(lineFinding("ZeroBehindAlarmFlags", "line holds a zero character behind " + flags->name,
+                    "the format writes one there when nothing follows, and reads it as a text", static_cast<int>(i + 1)));
+            else ++zeros, firstZero = i;
+        } else if (isLoneSurrogate(text, i)) ++halves, firstHalf = i;
+    }
+    auto add = [&](const char* rule, std::size_t count, std::size_t first, const char* what, const char* detail) {
+        if (count == 0) return;
+        std::string message = fmt::format("line holds {}", counted(count, what));
+        if (count > 1) message += fmt::format(", the first at column {}", first + 1);
+        findings.push_back(lineFinding(rule, std::move(message), detail, static_cast<int>(first + 1)));
+    };
+    add("ZeroCharacter", zeros, firstZero, "zero character", "fields with a zero are not checked");
+    add("SurrogateAlone", halves, firstHalf, "half surrogate pair", "each needs its other half beside it");
+}
+
+bool isSuspect(std::wstring_view text) {
+    bool suspect = false;
+    for (const wchar_t c : text) suspect |= c == 0 || (c & 0xF800) == 0xD800;
+    return suspect;
+}
+
+void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Finding>& findings) {
+    if (line.lineFeed && line.carriageReturn) return;
+    Finding finding =
+        !line.lineFeed
+            ? lineFinding("LineEndMissing",
+                  line.carriageReturn ? "the last line ends with CR alone" : "the last line has no line end", "CR LF expected")
+            : lineFinding("LineEndWithoutCR", "line ends with LF alone", "CR LF expected");
+    if (!insteadOfCr.empty()) finding.detail += fmt::format(", {} stands in the place of the CR", quoted(insteadOfCr));
+    finding.excerpt = false;
+    findings.push_back(std::move(finding));
+}
+
+}  // namespace
+
+const LineShape& shapeOf(LineKind kind) { return shapes[static_cast<std::size_t>(kind)]; }
+
+bool isRecordLetter(wchar_t c) {
+    static const std::array<bool, 128> known = makeRecordLetters();
+    return c >= 0 && static_cast<std::size_t>(c) < known.size() && known[static_cast<std::size_t>(c)];
+}
+
+std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing) {
+    const std::optional<LineKind> byLength = kindByLength(text.size());
+    const bool amongRecords = prevailing == LineKind::Record;
+    if (byLength == LineKind::Record && amongRecords) return byLength;
+    if (looksLikeKey(text)) return LineKind::Key;
+    if (amongRecords && !text.empty() && isRecordLetter(text.front())) return LineKind::Record;
+    return byLength ? byLength : prevailing;
+}
+
+std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lines) {
+    std::array<std::size_t, std::size(shapes)> count{};
+    std::size_t longest = 0, letters = 0;
+    for (const std::wstring_view line : lines) {
+        if (const auto kind = kindOfLine(line, std::nullopt)) ++count[static_cast<std::size_t>(*kind)];
+        longest = std::max(longest, line.size());
+        letters += !line.empty() && isRecordLetter(line.front());
+    }
+    const auto most = std::ranges::max_element(count);
+    if (*most * 2 > lines.size()) return static_cast<LineKind>(most - count.begin());
+    const bool tooLongForOthers = longest > shapeOf(LineKind::Parameter).length;
+    return tooLongForOthers && letters * 2 > lines.size() ? std::optional(LineKind::Record) : std::nullopt;
+}
+
+bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>& findings) {
+    const std::wstring_view text = line.text;
+    if (text.empty()) {
+        findings.push_back(lineFinding("LineEmpty", "line is empty"));
+        return false;
+    }
+    if (!kind) {
+        findings.push_back(unknownKind(line));
+        return false;
+    }
+    const LineShape& shape = shapeOf(*kind);
+    if (shape.length && text.size() < shape.length) {
+        findings.push_back(tooShort(line, shape));
+        return false;
+    }
+    const std::wstring_view extra = shape.length ? text.substr(shape.length) : std::wstring_view{};
+    const bool insteadOfCr = extra.size() == 1 && line.lineFeed && !line.carriageReturn;
+    const bool inPlace = isBlank(extra) || insteadOfCr;
+    if (!extra.empty() && !insteadOfCr) findings.push_back(tooLong(line, shape));
+    findLineEnd(line, insteadOfCr ? extra : std::wstring_view{}, findings);
+    if (inPlace && isSuspect(text)) findCharacters(text, shape.kind, findings);
+    if (!inPlace || shape.kind != LineKind::Record || isRecordLetter(text.front())) return inPlace;
+    if (text.front() != 0)
+        findings.push_back(lineFinding("LineLetterUnknown", fmt::format("unknown record letter {}", quoted(text.substr(0, 1))),
+            "one of " + recordLetters() + " expected", 1));
+    return false;
+}
+
+}  // namespace tramo::cli

@@ -1,0 +1,40 @@
+// The lines of exchange files: which kind a line is of, and what is wrong with it as a whole.
+#pragma once
+#include "findings.h"
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tramo::cli {
+
+/// A line of a file. The view is valid until the next line is read.
+struct Line {
+    std::wstring_view text{};  ///< without its line end
+    bool carriageReturn = false, lineFeed = false;
+    long long number = 0;
+};
+
+enum class LineKind { Record, Parameter, Tag, Key };
+
+struct LineShape {
+    LineKind kind;
+    const char* name;
+    std::size_t length;  ///< in characters, without the line end; 0: any
+};
+const LineShape& shapeOf(LineKind kind);
+
+/// The kind of a line: what its length says, or its first character. A line that has the length of none is one of the
+/// kind that prevails in its file, damaged; nullopt when nothing prevails there.
+std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing);
+
+/// The kind of most of these lines (without their line ends); nullopt when they have the length of none.
+std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lines);
+
+/// Whether record lines may begin with this character.
+bool isRecordLetter(wchar_t c);
+
+/// Finds what is wrong with the whole line. True: its fields stand where they belong and are worth checking.
+bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>& findings);
+
+}  // namespace tramo::cli

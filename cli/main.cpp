@@ -1,0 +1,138 @@
+// tramo: finds the command and answers for what all commands have in common.
+#include "command.h"
+#include "console.h"
+#include "platform.h"
+#include "text.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fmt/format.h>
+#include <new>
+#include <numeric>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr std::array commands{&checkCommand};
+
+std::string overview() {
+    std::string page = R"(tramo reads and checks the exchange files of meter reading.
+
+Examples:
+  tramo check round.txt        what is in a file, and what is wrong with it
+  tramo help check             everything about a command
+
+Commands:
+)";
+    for (const Command* command : commands) page += fmt::format("  {:<12} {}\n", command->name, command->purpose);
+    page += R"(  help         this page, or the one of a command
+
+Options:
+  -h, --help   this page; behind a command, the one of the command
+  --version    the version
+
+Exit codes:
+  0  nothing was found
+  1  something was found
+  2  the command line is wrong, or a file cannot be read
+  3  something could not be written
+)";
+    return page;
+}
+
+std::size_t distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t k = 0; k < b.size(); ++k) {
+            const std::size_t replaced = diagonal + (a[i] != b[k]);
+            diagonal = row[k + 1];
+            row[k + 1] = std::min({replaced, row[k] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+const Command& find(const std::string& name) {
+    for (const Command* command : commands)
+        if (name == command->name) return *command;
+    std::vector<std::string_view> names{"help"};
+    for (const Command* command : commands) names.push_back(command->name);
+    const std::string_view near = meant(name, names);
+    throw WrongUsage{fmt::format("\"{}\" is no command{}", printable(std::string_view(name)),
+        near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
+}
+
+void show(std::string_view page) {
+    Progress none;
+    Output out(none);
+    out.print("{}", page);
+    out.flush();
+}
+
+int run(const std::vector<std::string>& arguments) {
+    if (arguments.empty()) throw WrongUsage{"a command is missing"};
+    const std::string& first = arguments[0];
+    const std::vector<std::string> others(arguments.begin() + 1, arguments.end());
+    if (first == "--version") {
+        show("tramo " TRAMO_VERSION "\n");
+        return nothingFound;
+    }
+    if (first == "help" || first == "--help" || first == "-h") {
+        show(others.empty() ? overview() : std::string(find(others[0]).help));
+        return nothingFound;
+    }
+    if (first.starts_with('-'))
+        throw WrongUsage{fmt::format("the command must come first, before \"{}\"", printable(std::string_view(first)))};
+    const Command& command = find(first);
+    try {
+        return command.run(others);
+    } catch (WrongUsage& wrong) {
+        wrong.command = command.name;
+        throw;
+    }
+}
+
+}  // namespace
+
+std::string_view meant(std::string_view word, std::span<const std::string_view> candidates) {
+    std::string_view nearest;
+    std::size_t least = std::max<std::size_t>(1, word.size() / 3) + 1;
+    if (word.size() > 40) return nearest;
+    for (const std::string_view candidate : candidates)
+        if (const std::size_t d = distance(word, candidate); d < least) least = d, nearest = candidate;
+    return nearest;
+}
+
+// What all commands have in common when something goes wrong.
+int guarded(const std::vector<std::string>& arguments) {
+    try {
+        const int code = run(arguments);
+        closeStandardOutput();
+        return code;
+    } catch (const WrongUsage& wrong) {
+        const bool ofCommand = !wrong.command.empty();
+        complain(ofCommand ? wrong.command + ": " + wrong.message : wrong.message);
+        complain(fmt::format("try \"tramo help{}{}\"", ofCommand ? " " : "", wrong.command));
+        return notUsable;
+    } catch (const WriteFailed& failed) {
+        // Whoever closed the pipe has seen enough.
+        if (failed.error != EPIPE) complain(fmt::format("cannot write {}: {}", failed.target, reasonOf(failed.error)));
+        return notWritten;
+    } catch (const std::bad_alloc&) {
+        complain("there is not enough memory");
+        return notUsable;
+    }
+}
+
+}  // namespace tramo::cli
+
+int main(int count, char* arguments[]) {
+    tramo::cli::reserveStandardStreams();
+    tramo::cli::ignoreClosedPipes();
+    tramo::cli::silenceLibrary();
+    return tramo::cli::guarded({arguments + std::min(count, 1), arguments + count});
+}

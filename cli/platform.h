@@ -1,0 +1,43 @@
+// What the tool asks of the operating system beyond standard C++.
+#pragma once
+#include <cstdio>
+#include <string>
+
+namespace tramo::cli {
+
+/// What the tool should have written could not be.
+struct WriteFailed {
+    std::string target;
+    int error;
+};
+
+bool isTerminal(std::FILE* stream);
+
+/// A standard stream that the caller has closed stays useless: no file of ours takes its place.
+void reserveStandardStreams();
+
+/// A pipe that nobody reads any more makes writes fail instead of ending the process.
+void ignoreClosedPipes();
+
+/// The system's words for an error number.
+std::string reasonOf(int errorNumber);
+
+/// A copy of a stream's content that has a path and can be read more than once. It has no name that others could open,
+/// and is gone with the process however that ends.
+class Spool {
+public:
+    /// Copies `source` to its end. Throws std::system_error when it cannot be read, WriteFailed when the copy cannot be
+    /// written, and leaves nothing behind.
+    explicit Spool(std::FILE* source);
+    ~Spool();
+    Spool(const Spool&) = delete;
+    Spool& operator=(const Spool&) = delete;
+
+    const std::string& path() const { return ownPath; }
+
+private:
+    std::FILE* copy = nullptr;
+    std::string ownPath;
+};
+
+}  // namespace tramo::cli

@@ -1,0 +1,40 @@
+// The forms in which a check is reported. Findings are written as they come and never kept.
+#pragma once
+#include "console.h"
+#include "findings.h"
+#include "summary.h"
+#include <memory>
+#include <string>
+
+namespace tramo::cli {
+
+enum class Format { Text, Json, Sarif };
+
+struct ReportStyle {
+    Format format = Format::Text;
+    bool quiet = false;   ///< of text: one line a file
+    bool colour = false;  ///< of text
+    bool strict = false;  ///< mandatory findings are errors
+};
+
+class Report {
+public:
+    virtual ~Report() = default;
+    /// `file` is the path as the user gave it.
+    virtual void beginFile(const std::string& file) = 0;
+    virtual void finding(const Finding& finding, const Line& line, bool isError) = 0;
+    virtual void endFile(const Summary& summary) = 0;
+    virtual void unreadable(const std::string& file, const std::string& reason) = 0;
+    virtual void endRun(const RunTotal& total) = 0;
+
+    static std::unique_ptr<Report> make(Output& output, const ReportStyle& style);
+};
+
+std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style);
+std::unique_ptr<Report> makeJsonReport(Output& output);
+std::unique_ptr<Report> makeSarifReport(Output& output, const ReportStyle& style);
+
+/// "meterReadingDate: ... (ParseDateTime 0x01A): why": what a finding says, on one line, fit for a terminal.
+std::string sentence(const Finding& finding);
+
+}  // namespace tramo::cli

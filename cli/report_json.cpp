@@ -1,0 +1,117 @@
+// The report for programs: one JSON document a run, one finding a line.
+#include "jsonwriter.h"
+#include "report.h"
+#include "text.h"
+
+namespace tramo::cli {
+
+namespace {
+
+class JsonReport : public Report {
+public:
+    explicit JsonReport(Output& to) : stream(to), json(stream) {
+        json.StartObject();
+        json.member("tool", "tramo");
+        json.member("version", TRAMO_VERSION);
+        json.newLine();
+        json.beginArray("files");
+    }
+
+    void beginFile(const std::string& file) override {
+        json.newLine();
+        json.StartObject();
+        json.member("file", validUtf8(nameOf(file)));
+        json.beginArray("findings");
+    }
+
+    void finding(const Finding& finding, const Line& line, bool isError) override {
+        json.newLine();
+        json.StartObject();
+        json.member("severity", isError ? "error" : "warning");
+        json.member("rule", finding.rule->name);
+        if (finding.rule->code) json.member("code", finding.rule->code);
+        if (line.number) json.member("line", line.number);
+        if (finding.column) {
+            json.member("column", finding.column);
+            json.member("endColumn", finding.endColumn);
+        }
+        if (finding.reportedColumn) json.member("reportedColumn", finding.reportedColumn);
+        if (!finding.kind.empty()) json.member("kind", finding.kind);
+        if (!finding.field.empty()) {
+            json.member("field", finding.field);
+            json.member("found", toUtf8(finding.found));
+        }
+        json.member("message", sentence(finding));
+        json.EndObject();
+    }
+
+    void endFile(const Summary& summary) override {
+        json.newLine();
+        json.EndArray();
+        json.beginObject("summary");
+        json.member("encoding", summary.utf16 ? "UTF-16LE" : "ANSI");
+        json.member("bytes", summary.bytes);
+        json.member("lines", summary.lines);
+        json.member("seconds", summary.time.count());
+        count(summary.total);
+        json.member("findingsNotListed", summary.notListed);
+        json.newLine();
+        json.beginArray("linesByKind");
+        for (const KindCount& kind : summary.lineKinds()) {
+            json.StartObject();
+            if (kind.letter) json.member("letter", std::string_view(&kind.letter, 1));
+            json.member("kind", kind.name);
+            json.member("lines", kind.lines);
+            json.member("fieldsChecked", kind.checked);
+            json.EndObject();
+        }
+        json.EndArray();
+        json.newLine();
+        json.beginArray("findingsByField");
+        for (const FindingCount& found : summary.findingCounts()) {
+            json.StartObject();
+            if (found.rule) json.member("rule", found.rule->name);
+            else json.member("field", found.field);
+            if (!found.kind.empty()) json.member("kind", found.kind);
+            count(found.count);
+            json.EndObject();
+        }
+        json.EndArray();
+        json.EndObject();
+        json.EndObject();
+    }
+
+    void unreadable(const std::string& file, const std::string& reason) override {
+        json.newLine();
+        json.StartObject();
+        json.member("file", validUtf8(nameOf(file)));
+        json.member("unreadable", validUtf8(reason));
+        json.EndObject();
+    }
+
+    void endRun(const RunTotal& total) override {
+        json.newLine();
+        json.EndArray();
+        json.member("filesRead", total.files - total.unreadable);
+        json.member("filesUnreadable", total.unreadable);
+        count(total.total);
+        json.member("exitCode", total.exitCode);
+        json.EndObject();
+        json.newLine();
+    }
+
+private:
+    void count(const Count& found) {
+        json.member("errors", found.errors);
+        json.member("warnings", found.warnings);
+    }
+
+    JsonStream stream;
+    JsonWriter json;
+};
+
+}  // namespace
+
+std::unique_ptr<Report> makeJsonReport(Output& output) { return std::make_unique<JsonReport>(output); }
+
+}  // namespace tramo::cli

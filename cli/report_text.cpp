@@ -1,0 +1,132 @@
+// The report for people: findings as compilers print them, so that editors jump to them, and a summary.
+#include "report.h"
+#include "text.h"
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tramo::cli {
+
+namespace {
+
+// The piece of a line that is shown: this much of the field and this much on either side of it.
+constexpr std::size_t besideField = 24, mostOfField = 40, mostOfLine = 2 * besideField + mostOfField;
+
+struct Colours {
+    const char *place, *error, *warning, *marker, *off;
+};
+constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;32m", "\x1b[0m"};
+
+std::string counts(const Count& count) {
+    return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "nothing found";
+}
+
+class TextReport : public Report {
+public:
+    TextReport(Output& to, const ReportStyle& style) : out(to), quiet(style.quiet), colours(style.colour ? terminal : none) {}
+
+    void beginFile(const std::string& file) override {
+        if (!name.empty() && !quiet) out.print("\n");
+        name = printable(nameOf(file));
+        anyListed = false;
+    }
+
+    void finding(const Finding& finding, const Line& line, bool isError) override {
+        if (quiet) return;
+        anyListed = true;
+        out.print("{}{}:", colours.place, name);
+        if (line.number) out.print("{}:", line.number);
+        if (finding.column) out.print("{}:", finding.column);
+        out.print("{} {}{}:{} {}\n", colours.off, isError ? colours.error : colours.warning, isError ? "error" : "warning",
+            colours.off, sentence(finding));
+        if (finding.excerpt && !line.text.empty()) excerpt(finding, line);
+    }
+
+    void endFile(const Summary& summary) override {
+        if (anyListed && summary.notListed == 0) out.print("\n");
+        if (summary.notListed && !quiet) out.print("... and {} not listed\n\n", counted(summary.notListed, "more finding"));
+        out.print("{}{}:{} {}", colours.place, name, colours.off, counts(summary.total));
+        if (quiet) out.print(" in {}\n", counted(summary.lines, "line"));
+        else details(summary);
+    }
+
+    void unreadable(const std::string&, const std::string&) override {}
+
+    void endRun(const RunTotal& total) override {
+        if (total.files < 2) return;
+        out.print("{}in all {}: {}", quiet ? "" : "\n", counted(total.files, "file"), counts(total.total));
+        if (total.unreadable) out.print(", {} not read", counted(total.unreadable, "file"));
+        out.print("\n");
+    }
+
+private:
+    void excerpt(const Finding& finding, const Line& line) {
+        const std::size_t size = line.text.size();
+        std::size_t first = 0, marked = 0, markedEnd = 0, last = std::min(size, mostOfLine);
+        if (finding.column > 0) {
+            marked = std::min(static_cast<std::size_t>(finding.column - 1), size);
+            markedEnd = std::clamp(static_cast<std::size_t>(finding.endColumn - 1), marked, std::min(size, marked + mostOfField));
+            first = marked > besideField ? marked - besideField : 0;
+            last = std::min(size, markedEnd + besideField);
+        }
+        const std::string number = fmt::format("{:>6}", line.number);
+        const Shown before = shown(line.text.substr(first, marked - first));
+        const Shown field = shown(line.text.substr(marked, markedEnd - marked));
+        const Shown after = shown(line.text.substr(markedEnd, last - markedEnd));
+        const std::string_view cutLeft = first > 0 ? "..." : "", cutRight = last < size ? "..." : "";
+        out.print(
+            "{} | {}{}{}{}{}{}{}\n", number, cutLeft, before.utf8, colours.marker, field.utf8, colours.off, after.utf8, cutRight);
+        if (finding.column == 0) return;
+        const int indent = static_cast<int>(cutLeft.size()) + before.width;
+        out.print("{:>{}} | {:>{}}{}^{:~>{}}{}", "", number.size(), "", indent, colours.marker, "", std::max(field.width - 1, 0),
+            colours.off);
+        if (finding.endColumn - finding.column > 1) out.print(" columns {}-{}\n", finding.column, finding.endColumn - 1);
+        else out.print(" column {}\n", finding.column);
+    }
+
+    void details(const Summary& summary) {
+        out.print("\n  read: {}, {}, {}, in {:.3f} s\n", counted(summary.lines, "line"), counted(summary.bytes, "byte"),
+            summary.utf16 ? "UTF-16" : "ANSI", summary.time.count());
+        if (summary.lines) out.print("  lines:\n");
+        for (const KindCount& kind : summary.lineKinds())
+            out.print("  {:>8}  {}  {}{}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name,
+                kind.checked ? "" : " (fields not checked)");
+        if (summary.total.all()) out.print("  findings:\n");
+        for (const FindingCount& count : summary.findingCounts()) {
+            out.print("  {:>8}  {}", count.count.all(), count.rule ? count.rule->name : count.field);
+            out.print("{}\n", count.kind.empty() ? "" : fmt::format(" ({})", count.kind));
+        }
+    }
+
+    Output& out;
+    const bool quiet;
+    const Colours colours;
+    std::string name;
+    bool anyListed = false;
+};
+
+}  // namespace
+
+std::string sentence(const Finding& finding) {
+    std::string text = finding.message + " (" + std::string(finding.rule->name);
+    if (finding.rule->code) text += fmt::format(" 0x{:03X}", static_cast<unsigned>(finding.rule->code));
+    text += ')';
+    if (!finding.detail.empty()) text += ": " + finding.detail;
+    if (finding.reportedColumn)
+        text += fmt::format("; field at {}-{}, reported at {}", finding.column, finding.endColumn - 1, finding.reportedColumn);
+    return text;
+}
+
+std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style) {
+    return std::make_unique<TextReport>(output, style);
+}
+
+std::unique_ptr<Report> Report::make(Output& output, const ReportStyle& style) {
+    switch (style.format) {
+    case Format::Text: break;
+    case Format::Json: return makeJsonReport(output);
+    case Format::Sarif: return makeSarifReport(output, style);
+    }
+    return makeTextReport(output, style);
+}
+
+}  // namespace tramo::cli

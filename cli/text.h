@@ -1,0 +1,37 @@
+// Text of files on its way to people and programs. What could steer a terminal or turn text around (control characters,
+// directional and invisible marks) is never handed on as it is.
+#pragma once
+#include <string>
+#include <string_view>
+
+namespace tramo::cli {
+
+/// As UTF-8, with everything that is not plainly visible written as \x1b or \u202e.
+std::string printable(std::wstring_view text);
+
+/// The same of bytes that should be UTF-8: paths and arguments. Other bytes are written as \xe9.
+std::string printable(std::string_view bytes);
+
+/// As UTF-8, each half of a surrogate pair that stands alone as U+FFFD. Not for terminals.
+std::string toUtf8(std::wstring_view text);
+
+/// The bytes as they are if they are UTF-8; otherwise each byte that is not, as U+FFFD. Not for terminals.
+std::string validUtf8(std::string_view bytes);
+
+/// How a path of the command line is called: "<stdin>" for "-".
+std::string nameOf(const std::string& path);
+
+/// As a URI reference: the path's bytes, percent-encoded where they have to be.
+std::string uriOf(std::string_view path);
+
+/// One line of a file for showing: every character is one that is visible and has a known width.
+struct Shown {
+    std::string utf8;
+    int width;  ///< in columns of a terminal
+};
+Shown shown(std::wstring_view text);
+
+/// Half of a surrogate pair at `at` whose other half is not beside it.
+bool isLoneSurrogate(std::wstring_view text, std::size_t at);
+
+}  // namespace tramo::cli
