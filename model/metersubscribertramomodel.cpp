@@ -62,7 +62,7 @@ const Record<M>& M::layout() {
         fields<M>({
             Row{  2,   4, "subscriberCardOrder",          number    <&M::subscriberCardOrder>,          {.written = atLeast(0)}},
             Row{  6, 150, "subscriberInformation",        text      <&M::subscriberInformation>,        {.missing = empty, .toParseList = true}},
-            Row{460,   2, "subscriberMarkingCode",        text      <&M::subscriberMarkingCode>},
+            Row{460,   2, "subscriberMarkingCode",        text      <&M::subscriberMarkingCode>,        {.written = filled}},
         }),
         Layout::historySlot<1>(156),
         Layout::historySlot<2>(175),
@@ -72,7 +72,7 @@ const Record<M>& M::layout() {
             Row{232, 120, "meterInformation",             text      <&M::meterInformation>,             {.missing = empty, .toParseList = true}},
             Row{352,  12, "meterSerialNumber",            text      <&M::meterSerialNumber>,            {.group = &L::hasInformation, .missing = empty, .toParseList = true}},
             Row{364,   2, "meterWheels",                  number    <&M::meterWheels>,                  {.written = atLeast(0), .parseColumn = 352, .buildColumn = 352}},
-            Row{366,  12, "meterCorrectedSerialNumber",   text      <&M::meterCorrectedSerialNumber>},
+            Row{366,  12, "meterCorrectedSerialNumber",   text      <&M::meterCorrectedSerialNumber>,   {.written = filled}},
             Row{378,   2, "meterCorrectedWheels",         number    <&M::meterCorrectedWheels>,         {.written = above(3)}},
             Row{380,   4, "meterInstallationYear",        year      <&M::meterInstallationYear>,        {.written = known}},
             Row{384,   8, "meterPreviousReadingDate",     date      <&M::meterPreviousReadingDate>,     {.written = above(0), .inconsistentIf = &L::previousReadingIsHalf, .toParseList = true}},
@@ -84,12 +84,12 @@ const Record<M>& M::layout() {
             Row{448,   1, "meterReadingStatus",           readStatus<&M::meterReadingStatus>,           {.group = &L::hasReading}},
             Row{449,  10, "meterReadingConsumption",      number    <&M::meterReadingConsumption>,      {.written = atLeast(0), .group = &L::hasBothReadings}},
             Row{459,   1, "meterReadingMethod",           readMethod<&M::meterReadingMethod>,           {.group = &L::hasReading}},
-            Row{462,   2, "meterMarkingCode",             text      <&M::meterMarkingCode>},
-            Row{464,  30, "meterMessage",                 text      <&M::meterMessage>},
+            Row{462,   2, "meterMarkingCode",             text      <&M::meterMarkingCode>,             {.written = filled}},
+            Row{464,  30, "meterMessage",                 text      <&M::meterMessage>,                 {.written = filled}},
             Row{494,  12, "meterLastUpdateDate",          dateTime  <&M::meterLastUpdateDate>,          {.written = above(0)}},
             Row{506,   1, "meterAuthorizedChange",        flag      <&M::meterAuthorizedChange>,        {.missing = empty, .kept = keptText<&M::authorizedChangeText>, .blank = L"1", .set = [](M& m) { m.setMeterAuthorizedChange(m.meterAuthorizedChange); }}},
             Row{507,   1, "meterFluidType",               fluid     <&M::meterFluidType>},
-            Row{508,   5, "meterReadingUserCode",         text      <&M::meterReadingUserCode>,         {.label = "meterReadingUsierId"}},
+            Row{508,   5, "meterReadingUserCode",         text      <&M::meterReadingUserCode>,         {.label = "meterReadingUsierId", .written = filled}},
         }));
     // clang-format on
     static constexpr Record<M> record{L'1', "MeterSubscriberTramoModel", "meter subscriber", rows};
