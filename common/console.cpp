@@ -1,14 +1,101 @@
 #include "common/console.h"
+#include "common/utf8.h"
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cwchar>
+#include <fstream>
 #include <iostream>
+#include <locale>
+#include <string>
+
+#ifdef __GLIBCXX__
+#include <ext/stdio_sync_filebuf.h>
+#endif
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace tramo::console {
 
+namespace {
+
+// The caller's way to silence a stream: to take its buffer away, or to set failbit.
+template <class Char> bool switchedOff(const std::basic_ostream<Char>& out) { return !out.rdbuf() || (out.fail() && !out.bad()); }
+
+bool processLocalePrints(std::wstring_view text) {
+    std::mbstate_t state{};
+    std::string bytes(MB_CUR_MAX, '\0');
+    return std::ranges::all_of(
+        text, [&](wchar_t c) { return std::wcrtomb(bytes.data(), c, &state) != static_cast<std::size_t>(-1); });
+}
+
+bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
+    const std::locale locale = file.getloc();
+    const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
+    std::string bytes(text.size() * static_cast<std::size_t>(facet.max_length()), '\0');
+    std::mbstate_t state{};
+    const wchar_t* read = nullptr;
+    char* written = nullptr;
+    return facet.out(state, text.data(), text.data() + text.size(), read, bytes.data(), bytes.data() + bytes.size(), written) ==
+           std::codecvt_base::ok;
+}
+
+// Whether wcout prints every character. It has to be known before: a refusal comes in the middle of the message, or as
+// a "?".
+bool wideStreamPrints(std::wstring_view text) {
+    const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return c >= 0 && c < 0x80; });
+    if (ascii || switchedOff(std::wcout)) return true;
+    const std::wstreambuf* const buffer = std::wcout.rdbuf();
+    if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);
+#ifdef __GLIBCXX__
+    if (dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer)) return processLocalePrints(text);
+#endif
+    return true;  // a buffer of the caller's
+}
+
+// Whether the stream has taken the text: it cannot when the other one holds the way to the terminal.
+template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_string_view<Char> text) {
+    if (switchedOff(out)) return true;
+    bool written = false;
+    try {
+        out.clear();
+        written = !out.write(text.data(), static_cast<std::streamsize>(text.size())).fail();
+        if (written) out.flush();
+    } catch (...) {  // the caller has asked this stream for exceptions
+    }
+    out.clear();
+    return written;
+}
+
+// Below both streams: when wcout has taken standard output for itself, and cannot print the text.
+void toDescriptor(std::string_view bytes) {
+    std::fflush(stdout);
+#ifdef _WIN32
+    _write(1, bytes.data(), static_cast<unsigned>(bytes.size()));
+#else
+    while (!bytes.empty()) {
+        const auto count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+        else if (errno != EINTR) return;
+    }
+#endif
+}
+
+}  // namespace
+
 void wide(std::wstring_view message) {
-    std::wcout.write(message.data(), static_cast<std::streamsize>(message.size())).flush();
+    if (wideStreamPrints(message) && taken(std::wcout, message)) return;
+    const std::string bytes = utf8::encode(message);
+    if (!taken<char>(std::cout, bytes)) toDescriptor(bytes);
 }
 
 void narrow(std::string_view message) {
-    std::cout.write(message.data(), static_cast<std::streamsize>(message.size())).flush();
+    if (taken(std::cout, message)) return;
+    const std::wstring text = utf8::decode(message);
+    if (!wideStreamPrints(text) || !taken<wchar_t>(std::wcout, text)) toDescriptor(message);
 }
 
 }  // namespace tramo::console

@@ -4,8 +4,10 @@
 
 namespace tramo::console {
 
-// Goes through std::wcout. Where that stream cannot reach the terminal because the narrow one holds it, or cannot
-// print a character, the message still comes out, on std::cout.
+// Prints the message, its line end included, through std::wcout and flushes. Where that stream cannot reach the terminal
+// because the narrow one holds it, or cannot print a character, the message still comes out once, on std::cout, as UTF-8,
+// and std::wcout stays usable. A stream that the caller has switched off, by taking its buffer away or by setting its
+// failbit, takes the message silently.
 void wide(std::wstring_view message);
 
 // The same the other way round.

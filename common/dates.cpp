@@ -24,7 +24,7 @@ bool takeDigits(const char*& text, int count, int& value) {
 }
 
 long32 toSeconds(int yearNumber, int monthNumber, int dayNumber, int hour, int minute) {
-    if (yearNumber < 1901 || yearNumber > 2038) return noTime;   // far from what 32 bits hold
+    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // far from what 32 bits hold
     const year_month_day date{year{yearNumber}, month{static_cast<unsigned>(monthNumber)}, day{static_cast<unsigned>(dayNumber)}};
     if (!date.ok() || hour > 23 || minute > 59) return noTime;
     const std::int64_t days = sys_days{date}.time_since_epoch().count();
@@ -33,14 +33,10 @@ long32 toSeconds(int yearNumber, int monthNumber, int dayNumber, int hour, int m
     return fits ? static_cast<long32>(instant) : noTime;
 }
 
-void putDigits(char* end, int count, unsigned value) {
-    for (; count > 0; --count, value /= 10) *--end = static_cast<char>('0' + value % 10);
-}
-
 }  // namespace
 
 long32 read(const char* format, const char* text) {
-    int yearNumber = 0, monthNumber = 1, dayNumber = 1, hour = 0, minute = 0;   // no year: one that does not fit
+    int yearNumber = 0, monthNumber = 1, dayNumber = 1, hour = 0, minute = 0;  // no year: one that does not fit
     for (; *format; ++format) {
         bool matches = false;
         if (*format != '%') {
@@ -60,16 +56,13 @@ long32 read(const char* format, const char* text) {
     return *text ? noTime : toSeconds(yearNumber, monthNumber, dayNumber, hour, minute);
 }
 
-void write(long32 seconds, char (&digits)[12]) {
+ClockTime toLocal(long32 seconds) {
     const std::int64_t local = zone::toLocal(seconds);
     const sys_days date = floor<days>(sys_seconds{std::chrono::seconds{local}});
     const year_month_day calendar{date};
-    const auto ofDay = static_cast<unsigned>(local - date.time_since_epoch().count() * daySeconds);
-    putDigits(digits + 4, 4, static_cast<unsigned>(static_cast<int>(calendar.year())));
-    putDigits(digits + 6, 2, static_cast<unsigned>(calendar.month()));
-    putDigits(digits + 8, 2, static_cast<unsigned>(calendar.day()));
-    putDigits(digits + 10, 2, ofDay / 3600);
-    putDigits(digits + 12, 2, ofDay / 60 % 60);
+    const auto minuteOfDay = static_cast<unsigned>((local - date.time_since_epoch().count() * daySeconds) / minuteSeconds);
+    return {static_cast<unsigned>(static_cast<int>(calendar.year())), static_cast<unsigned>(calendar.month()),
+        static_cast<unsigned>(calendar.day()), minuteOfDay / 60, minuteOfDay % 60};
 }
 
 }  // namespace tramo::dates

@@ -10,7 +10,9 @@ inline constexpr long32 noTime = std::numeric_limits<long32>::lowest();
 // DateUtils::strToTime under its inner name.
 long32 read(const char* format, const char* text);
 
-// YYYYMMDDhhmm.
-void write(long32 seconds, char (&digits)[12]);
+struct ClockTime {
+    unsigned year, month, day, hour, minute;
+};
+ClockTime toLocal(long32 seconds);
 
 }  // namespace tramo::dates

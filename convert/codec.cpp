@@ -7,6 +7,7 @@
 #include <cfloat>
 #include <charconv>
 #include <clocale>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -38,22 +39,19 @@ bool takeSign(std::wstring_view& text) {
 enum class Reading { Good, NoDigit, TooLow, TooHigh };
 
 // The digits at the start of the text, up to the first other character.
-template <class T, class Digit> Reading readDigits(std::wstring_view text, unsigned base, Digit digitOf, bool negative, T& value) {
-    using Limits = std::numeric_limits<T>;
-    const std::uint64_t limit = static_cast<std::uint64_t>(Limits::max()) + (negative ? 1 : 0);
-    const std::uint64_t limitBeforeLastDigit = limit / base;
+template <class T, class Digit>
+Reading readDigits(std::wstring_view text, unsigned base, Digit digitOf, bool negative, T& value) {
+    const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + (negative ? 1 : 0);
+    const std::uint64_t mayGrow = limit / base, tooMuch = limit + 1;
     std::uint64_t magnitude = 0;
-    bool overflow = false;
     std::size_t count = 0;
     for (; count < text.size(); ++count) {
         const int digit = digitOf(text[count]);
         if (digit == notADigit) break;
-        if (magnitude > limitBeforeLastDigit) overflow = true;
-        magnitude = magnitude * base + static_cast<unsigned>(digit);
-        if (magnitude > limit) overflow = true;
+        magnitude = magnitude > mayGrow ? tooMuch : magnitude * base + static_cast<unsigned>(digit);
     }
     if (count == 0) return Reading::NoDigit;
-    if (overflow) return negative ? Reading::TooLow : Reading::TooHigh;
+    if (magnitude > limit) return negative ? Reading::TooLow : Reading::TooHigh;
     value = static_cast<T>(negative ? 0 - magnitude : magnitude);
     return Reading::Good;
 }
@@ -64,11 +62,11 @@ template <class T> bool toInteger(std::wstring_view label, std::wstring_view tex
     return readDigits(digits, 10, decimalDigit, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
 }
 
-// The whole number that a plain short decimal is, with its power of ten, or false: such a number is one correctly
-// rounded operation away from its value.
+// A plain short decimal: its digits and its power of ten are exact, so that one division rounds correctly.
 bool plainDecimal(std::wstring_view text, double& value) {
-    static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
-                                             1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+    // clang-format off
+    static constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+    // clang-format on
     const bool negative = takeSign(text);
     std::uint64_t digits = 0;
     std::size_t count = 0, decimals = 0;
@@ -87,8 +85,8 @@ bool plainDecimal(std::wstring_view text, double& value) {
         }
     }
     if (FLT_EVAL_METHOD != 0 || count == 0 || digits > std::uint64_t{1} << 53) return false;
-    value = static_cast<double>(digits) / powersOfTen[decimals];
-    if (negative) value = -value;
+    const auto whole = static_cast<double>(digits);
+    value = (negative ? -whole : whole) / powersOfTen[decimals];
     return true;
 }
 
@@ -97,7 +95,7 @@ double toDoubleInCLocale(const char* text, char** end) {
     static const _locale_t c = _create_locale(LC_ALL, "C");
     return _strtod_l(text, end, c);
 #else
-    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);   // a constant of the C library: nothing is allocated
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);  // a constant of the C library: nothing is allocated
     return strtod_l(text, end, c);
 #endif
 }
@@ -159,6 +157,10 @@ bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seco
     return true;
 }
 
+void putDigits(wchar_t* dest, int count, unsigned value) {
+    for (wchar_t* digit = dest + count; digit != dest; value /= 10) *--digit = static_cast<wchar_t>(L'0' + value % 10);
+}
+
 }  // namespace
 
 bool toInt(std::wstring_view text, int& value) { return toInteger(L"toInt: ", text, value); }
@@ -176,7 +178,7 @@ bool toDouble(std::wstring_view text, double& value) {
         narrow(text, longer.data());
         if (anyNumber(longer.c_str(), value)) return true;
     }
-    std::setlocale(LC_NUMERIC, "C");   // the format wants it left so behind a failure
+    std::setlocale(LC_NUMERIC, "C");  // the format wants it left so behind a failure
     std::wstring shown(text);
     std::replace(shown.begin(), shown.end(), L',', L'.');
     return complain(L"toDouble: ", shown, cannotBeConverted);
@@ -188,9 +190,9 @@ bool hexStrToInt(std::wstring_view text, int& value) {
     const bool negative = takeSign(digits);
     if (digits.size() >= 2 && digits[0] == L'0' && (digits[1] == L'x' || digits[1] == L'X')) digits.remove_prefix(2);
     switch (readDigits(digits, 16, hexDigit, negative, value)) {
-    case Reading::Good:    return true;
+    case Reading::Good: return true;
     case Reading::NoDigit: value = 0; break;
-    case Reading::TooLow:  value = std::numeric_limits<int>::min(); break;
+    case Reading::TooLow: value = std::numeric_limits<int>::min(); break;
     case Reading::TooHigh: value = std::numeric_limits<int>::max(); break;
     }
     return complain(L"hexStrToInt (", text, parseFailed);
@@ -232,14 +234,22 @@ void fromInteger(long long value, wchar_t* dest, int width) {
 void fromDouble(double value, wchar_t* dest, int width, int decimals) {
     if (decimals < 0) decimals = 6;
     DoubleText buffer;
-    std::string_view text = print(value, std::min(decimals, maxDecimals), buffer);
-    justify(text, dest, width);
+    const std::string_view text = print(value, std::min(decimals, maxDecimals), buffer);
+    const int room = width - static_cast<int>(text.size());
+    const int zeros = std::isfinite(value) ? std::clamp(decimals - maxDecimals, 0, std::max(room, 0)) : 0;
+    justify(text, dest, width - zeros);
+    if (zeros > 0) std::fill_n(dest + width - zeros, zeros, L'0');
 }
 
 bool fromDate(long32 seconds, wchar_t* dest, DateFormat format) {
-    char digits[12];
-    dates::write(seconds, digits);
-    std::copy_n(digits, pattern(format).width, dest);
+    const dates::ClockTime time = dates::toLocal(seconds);
+    putDigits(dest, 4, time.year);
+    if (format == DateFormat::Year) return true;
+    putDigits(dest + 4, 2, time.month);
+    putDigits(dest + 6, 2, time.day);
+    if (format == DateFormat::Date) return true;
+    putDigits(dest + 8, 2, time.hour);
+    putDigits(dest + 10, 2, time.minute);
     return true;
 }
 

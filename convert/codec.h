@@ -12,7 +12,7 @@
 namespace tramo::codec {
 
 using AlarmFlags = std::array<bool, 12>;
-enum class DateFormat { Date, DateTime, Year };   // YYYYMMDD, YYYYMMDDhhmm, YYYY
+enum class DateFormat { Date, DateTime, Year };  // YYYYMMDD, YYYYMMDDhhmm, YYYY
 
 constexpr bool isBlank(wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
 
@@ -31,9 +31,9 @@ void toAlarmFlags(std::wstring_view text, AlarmFlags& flags);
 // text writes nothing, a text that is too long writes nothing and answers false.
 bool fromText(std::wstring_view text, wchar_t* dest, int width);
 void fromInteger(long long value, wchar_t* dest, int width);
-void fromDouble(double value, wchar_t* dest, int width, int decimals);   // decimals below 0: six
+void fromDouble(double value, wchar_t* dest, int width, int decimals);  // decimals below 0: six
 bool fromDate(long32 seconds, wchar_t* dest, DateFormat format);
-void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest);   // four digits and a zero behind them
+void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest);  // four digits and a zero behind them
 
 // Code characters, by the tables of codetables.h; `shown` is what the failure message prints.
 template <class E> bool toCode(wchar_t code, E& value, std::wstring_view shown);

@@ -16,6 +16,8 @@ inline constexpr wchar_t neverRead = 0, neverWritten = 0;
 // One specialisation per enumeration: `rows`, and the labels of its failure messages, `parseLabel` and `buildLabel`.
 template <class E> struct CodeTable;
 
+// clang-format off
+
 template <> struct CodeTable<TF::TramoLineType> {
     using E = TF::TramoLineType;
     static constexpr std::wstring_view parseLabel = L"toLineType (", buildLabel = L"fromLineType (";
@@ -120,6 +122,8 @@ template <> struct CodeTable<TF::EnquiryAreaMode> {
         {L'U', E::ModeU, L'U'},
     };
 };
+
+// clang-format on
 
 // The row that reads a code, or none.
 template <class E> constexpr const CodeRow<E>* rowReading(wchar_t code) {

@@ -24,9 +24,7 @@ bool fromDateByStandard(long32 t, wchar_t* dest, const wchar_t* format) noexcept
     const std::wstring text = out.str();
     std::copy(text.begin(), text.end(), dest);
     return true;
-} catch (...) {
-    return false;
-}
+} catch (...) { return false; }
 
 template <class Read, class Text> bool toWiderLong(Read read, Text& s, long& v) {
     long32 narrow = 0;
@@ -172,7 +170,7 @@ bool StrConv::stringFromReadMethod(const TF::ReadMethod& value, std::wstring* te
 }
 
 bool StrConv::toAmrAlarm(std::wstring text, bool& flag1, bool& flag2, bool& flag3, bool& flag4, bool& flag5, bool& flag6,
-                         bool& flag7, bool& flag8, bool& flag9, bool& flag10, bool& flag11, bool& flag12) {
+    bool& flag7, bool& flag8, bool& flag9, bool& flag10, bool& flag11, bool& flag12) {
     codec::AlarmFlags flags;
     codec::toAlarmFlags(text, flags);
     bool* const targets[] = {&flag1, &flag2, &flag3, &flag4, &flag5, &flag6, &flag7, &flag8, &flag9, &flag10, &flag11, &flag12};
@@ -181,8 +179,8 @@ bool StrConv::toAmrAlarm(std::wstring text, bool& flag1, bool& flag2, bool& flag
 }
 
 bool StrConv::fromAmrAlarms(const bool& flag1, const bool& flag2, const bool& flag3, const bool& flag4, const bool& flag5,
-                            const bool& flag6, const bool& flag7, const bool& flag8, const bool& flag9, const bool& flag10,
-                            const bool& flag11, const bool& flag12, wchar_t* dest) {
+    const bool& flag6, const bool& flag7, const bool& flag8, const bool& flag9, const bool& flag10, const bool& flag11,
+    const bool& flag12, wchar_t* dest) {
     codec::fromAlarmFlags({flag1, flag2, flag3, flag4, flag5, flag6, flag7, flag8, flag9, flag10, flag11, flag12}, dest);
     return true;
 }

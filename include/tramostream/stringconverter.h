@@ -116,7 +116,7 @@ public:
     // and a blank line. The functions that take a text look at its first character and print the whole text.
 
     static bool toLineType(wchar_t& code, TF::TramoLineType& value);
-    static bool toFluidType(wchar_t& code, TF::MeterFluid& value);   ///< a blank is W
+    static bool toFluidType(wchar_t& code, TF::MeterFluid& value);  ///< a blank is W
     static bool toFluidType(const wchar_t* text, TF::MeterFluid& value);
     static bool toTramoType(wchar_t& code, TF::TramoType& value);
     static bool toTramoType(const wchar_t* text, TF::TramoType& value);
@@ -132,8 +132,8 @@ public:
     /// writes nothing and fails. fromFluidType prints "toFluidType (", as its counterpart does.
     static bool fromLineType(const TF::TramoLineType& value, wchar_t* dest);
     static bool fromFluidType(const TF::MeterFluid& value, wchar_t* dest, int width);
-    static bool fromTramoType(const TF::TramoType& value, wchar_t* dest, int width);   ///< TypeN as '1', TypeA as '2'
-    static bool fromReadMethod(const TF::ReadMethod& value, wchar_t* dest, int width);   ///< MethodT fails
+    static bool fromTramoType(const TF::TramoType& value, wchar_t* dest, int width);    ///< TypeN as '1', TypeA as '2'
+    static bool fromReadMethod(const TF::ReadMethod& value, wchar_t* dest, int width);  ///< MethodT fails
     static bool fromReadStatus(const TF::ReadStatus& value, wchar_t* dest, int width);
     static bool fromAmrAlarm(const TF::AmrAlarms& value, wchar_t* dest, int width);
     static bool fromEnquryAreaType(const TF::EnquiryAreaType& value, wchar_t* dest, int width);
@@ -148,10 +148,10 @@ public:
     /// Always true: the flags are set even when that reading failed and has printed its message. An empty text clears
     /// all flags.
     static bool toAmrAlarm(std::wstring text, bool& flag1, bool& flag2, bool& flag3, bool& flag4, bool& flag5, bool& flag6,
-                           bool& flag7, bool& flag8, bool& flag9, bool& flag10, bool& flag11, bool& flag12);
+        bool& flag7, bool& flag8, bool& flag9, bool& flag10, bool& flag11, bool& flag12);
 
     /// Four upper-case digits and a zero behind them, five characters in all. Always true.
     static bool fromAmrAlarms(const bool& flag1, const bool& flag2, const bool& flag3, const bool& flag4, const bool& flag5,
-                              const bool& flag6, const bool& flag7, const bool& flag8, const bool& flag9, const bool& flag10,
-                              const bool& flag11, const bool& flag12, wchar_t* dest);
+        const bool& flag6, const bool& flag7, const bool& flag8, const bool& flag9, const bool& flag10, const bool& flag11,
+        const bool& flag12, wchar_t* dest);
 };
