@@ -325,6 +325,11 @@ TEST(MeterSubscriber, ReadsAShortLineAsZerosThatAreNotBlank) {
             {438, 0x01}, {448, 0x12}, {449, 0x01}, {459, 0x13}, {494, 0x1A}, {507, 0x11}}));
 }
 
+TEST(MeterSubscriber, KnowsThatCompleteHistorySlotsAreOnGoodLines) {
+    for (const Field& field : tramo::kindOf<M>().fields)
+        EXPECT_EQ(field.reportedOnGoodLines, field.name.ends_with("ReadingType")) << field.name;
+}
+
 // ---- Writing --------------------------------------------------------------------------------------------------------
 
 TEST(MeterSubscriber, WritesAWholeLineBack) {

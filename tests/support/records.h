@@ -7,6 +7,7 @@
 #pragma once
 #include "support/console.h"
 #include "support/recordtable.h"
+#include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
 #include <random>
@@ -217,7 +218,10 @@ template <class M> void blankFieldKeepsItsDefault(const Table& table, const Row&
     put(line, row.column, blanks(row.width));
     const M model = parsed<M>(line);
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
-    if (row.but.into.empty()) { EXPECT_TRUE(equal(valueOf(model, row.name), row.but.blank.value_or(row.absent))); }
+    const auto isReadInto = [&](const Row& each) { return each.but.into == row.name; };
+    if (row.but.into.empty() && std::ranges::none_of(table.rows, isReadInto)) {
+        EXPECT_TRUE(equal(valueOf(model, row.name), row.but.blank.value_or(row.absent)));
+    }
     expectValues(model, read(table, line));
 }
 
