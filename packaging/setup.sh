@@ -44,7 +44,8 @@ wasMoved() {
 configure() {
     local preset=$1 anew=()
     wasMoved "build/$preset" && anew=(--fresh)
-    if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
+    # ccache keeps what it knows below the user's home, and fails where there is none.
+    if [[ -w ${HOME-} ]] && command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     cmake --preset "$preset" "${anew[@]}" "${@:2}"
 }
 
