@@ -1,5 +1,7 @@
 // A record of whatever kind its line says.
 #pragma once
+#include "enquirydefinitiontramomodel.h"
+#include "enquiryresulttramomodel.h"
 #include "export.h"
 #include "fields.h"
 #include "metersubscribertramomodel.h"
@@ -15,7 +17,8 @@ namespace tramo {
 /// The model of a record line, chosen by the letter in its column 1. A value: copied and moved whole.
 class TRAMO_EXPORT AnyRecord {
 public:
-    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, RecordInformationTramoModel>;
+    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, EnquiryDefinitionTramoModel,
+        EnquiryResultTramoModel, RecordInformationTramoModel>;
 
     /// Parses the line. A line whose letter is unknown gives no record: `kind()` is then nullptr, every list and text
     /// is empty, and nothing is printed.

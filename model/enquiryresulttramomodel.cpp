@@ -1,0 +1,51 @@
+#include "tramostream/enquiryresulttramomodel.h"
+#include "model/frame.h"
+
+using namespace tramo;
+using M = EnquiryResultTramoModel;
+
+struct EnquiryResultTramoModel::Layout {
+    using Row = tramo::Row<M>;
+
+    template <int K> static consteval auto area(std::int32_t column) {
+        // clang-format off
+        return fields<M>({
+            Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>,   {.slot = K}},
+            Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>,   {.slot = K}},
+            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>, {.slot = K}},
+        });
+        // clang-format on
+    }
+};
+
+const Record<M>& M::layout() {
+    using Row = tramo::Row<M>;
+    // clang-format off
+    static constexpr auto rows = joined(
+        fields<M>({
+            Row{ 2,  1, "pageNumber",           text<&M::pageNumber>,           {.missing = empty}},
+            Row{ 3, 12, "meterSerialNumber",    text<&M::meterSerialNumber>,    {.missing = empty}},
+            Row{15,  8, "lastModificationDate", date<&M::lastModificationDate>, {.written = above(0)}},
+        }),
+        Layout::area<1>(23),
+        Layout::area<2>(55),
+        Layout::area<3>(87),
+        Layout::area<4>(119),
+        Layout::area<5>(151));
+    // clang-format on
+    static constexpr Record<M> record{
+        .letter = L'6',
+        .model = "EnquiryResultTramoModel",
+        .name = "enquiry result",
+        .rows = rows,
+        .inDump = "EnquiryDefinitionTramoModel",  // the definition's, deliberately
+    };
+    return checked<record>();
+}
+
+M::EnquiryResultTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
+std::wstring M::toString() const { return layout().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+
+TRAMO_PUBLISH(EnquiryResultTramoModel);

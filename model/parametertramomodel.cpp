@@ -1,0 +1,24 @@
+#include "tramostream/parametertramomodel.h"
+#include "model/frame.h"
+
+using namespace tramo;
+using M = ParameterTramoModel;
+
+const Record<M>& M::layout() {
+    using Row = tramo::Row<M>;
+    // clang-format off
+    static constexpr Row rows[] = {
+        Row{1,  8, "key",   text<&M::key>,   {.missing = empty}},
+        Row{9, 32, "value", text<&M::value>, {.missing = empty}},
+    };
+    // clang-format on
+    static constexpr Record<M> record{L'\0', "ParameterTramoModel", "parameter", rows};
+    return checked<record>();
+}
+
+M::ParameterTramoModel(const ParameterLine::parameterLine_t& from) : line(from) { layout().parse(*this); }
+ParameterLine::parameterLine_t M::toParameterLine() { return layout().build(*this); }
+std::wstring M::toString() const { return layout().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+
+TRAMO_PUBLISH(ParameterTramoModel);
