@@ -225,6 +225,7 @@ struct Flag : None {
 
 // A flag that toString shows as the character of code 0 or 1.
 struct CharacterFlag : Flag {
+    static constexpr TE::errorType parseCode{};  // never fails: any text is a flag
     static void print(bool v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
 };
 
