@@ -3,7 +3,10 @@
 #include "enquirydefinitiontramomodel.h"
 #include "enquiryresulttramomodel.h"
 #include "export.h"
+#include "extendedamrtramomodel.h"
+#include "extendeddatatramomodel.h"
 #include "fields.h"
+#include "meterchangetramomodel.h"
 #include "metersubscribertramomodel.h"
 #include "recordinformationtramomodel.h"
 #include "roundtramomodel.h"
@@ -17,8 +20,9 @@ namespace tramo {
 /// The model of a record line, chosen by the letter in its column 1. A value: copied and moved whole.
 class TRAMO_EXPORT AnyRecord {
 public:
-    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, EnquiryDefinitionTramoModel,
-        EnquiryResultTramoModel, RecordInformationTramoModel>;
+    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, MeterChangeTramoModel,
+        ExtendedAMRTramoModel, EnquiryDefinitionTramoModel, EnquiryResultTramoModel, ExtendedDataTramoModel,
+        RecordInformationTramoModel>;
 
     /// Parses the line. A line whose letter is unknown gives no record: `kind()` is then nullptr, every list and text
     /// is empty, and nothing is printed.

@@ -1,0 +1,82 @@
+#include "tramostream/extendedamrtramomodel.h"
+#include "model/frame.h"
+
+using namespace tramo;
+using M = ExtendedAMRTramoModel;
+
+struct ExtendedAMRTramoModel::Layout {
+    using Row = tramo::Row<M>;
+
+    template <int K> static constexpr Rule<M> slotIsFilled{"its history slot has a time and an index above -1",
+        [](const M& m) { return m.history[K - 1].dateTime > 0 && m.history[K - 1].index > -1; }};
+    template <int K> static constexpr Rule<M> slotIsPartly{
+        "its history slot has some of time, index and alarm code, but not all of them", [](const M& m) {
+            const HistorySlot& slot = m.history[K - 1];
+            const bool whole = slot.dateTime >= 1 && slot.index >= 0 && slot.alarms != TF::AmrAlarms::Unset;
+            const bool vacant = slot.dateTime < 1 && slot.index < 0 && slot.alarms == TF::AmrAlarms::Unset;
+            return !whole && !vacant;
+        }};
+
+    // The three fields of one history slot, written whole. An unknown alarm code is reported at the index.
+    template <int K> static consteval auto historySlot(std::int32_t column) {
+        constexpr auto* group = &slotIsFilled<K>;
+        // clang-format off
+        return fields<M>({
+            Row{column,      12, "history#DateTime", dateTime  <&M::history, K - 1, &HistorySlot::dateTime>, {.group = group, .inconsistentIf = &slotIsPartly<K>, .slot = K}},
+            Row{column + 12,  9, "history#Index",    decimal<3, &M::history, K - 1, &HistorySlot::index>,    {.group = group, .parseCode = TE::ParseInteger, .buildCode = TE::BuildInteger, .slot = K}},
+            Row{column + 21,  1, "history#Alarms",   alarm     <&M::history, K - 1, &HistorySlot::alarms>,   {.group = group, .parseColumn = column + 12, .slot = K}},
+        });
+        // clang-format on
+    }
+};
+
+const Record<M>& M::layout() {
+    using Row = tramo::Row<M>;
+    // clang-format off
+    static constexpr auto rows = joined(
+        fields<M>({
+            Row{  2, 16, "meterReference",    text    <&M::meterReference>},
+            Row{ 18, 12, "meterSerialNumber", text    <&M::meterSerialNumber>, {.missing = empty}},
+            Row{ 30, 16, "amrReference",      text    <&M::amrReference>,      {.missing = empty}},
+            Row{ 46, 16, "amrSerialNumber",   text    <&M::amrSerialNumber>,   {.missing = empty}},
+            Row{ 62,  2, "amrSensorPort",     number  <&M::amrSensorPort>,     {.written = atLeast(0), .missing = below(0)}},
+            Row{ 64, 12, "readingDate",       dateTime<&M::readingDate>,       {.missing = below(1)}},
+            Row{ 76,  9, "meterIndex",        decimal <3, &M::meterIndex>,     {.written = above(-1), .missing = below(0)}},
+            Row{ 85,  9, "backflowIndex",     decimal <3, &M::backflowIndex>,  {.missing = below(0), .parseColumn = 96, .missingColumn = 96}},
+            Row{ 94,  1, "fraudAlarm",        flag    <&M::fraudAlarm>,        {.parseColumn = 96}},
+            Row{ 95,  1, "leakAlarm",         flag    <&M::leakAlarm>},
+            Row{ 96,  1, "backflowAlarm",     flag    <&M::backflowAlarm>},
+            Row{ 97,  1, "battryAlarm",       flag    <&M::battryAlarm>},
+            Row{ 98,  1, "moduleDefectAlarm", flag    <&M::moduleDefectAlarm>, {.parseCode = TE::ParseInteger}},
+            Row{ 99,  1, "clockFaultAlarm",   flag    <&M::clockFaultAlarm>},
+            Row{100,  2, "reservedAlarm",     text    <&M::reservedAlarm>},
+        }),
+        Layout::historySlot<1>(102),
+        Layout::historySlot<2>(124),
+        Layout::historySlot<3>(146),
+        Layout::historySlot<4>(168),
+        Layout::historySlot<5>(190),
+        Layout::historySlot<6>(212),
+        Layout::historySlot<7>(234),
+        Layout::historySlot<8>(256),
+        Layout::historySlot<9>(278),
+        Layout::historySlot<10>(300),
+        Layout::historySlot<11>(322),
+        Layout::historySlot<12>(344),
+        Layout::historySlot<13>(366),
+        Layout::historySlot<14>(388),
+        Layout::historySlot<15>(410),
+        Layout::historySlot<16>(432),
+        Layout::historySlot<17>(454),
+        Layout::historySlot<18>(476));
+    // clang-format on
+    static constexpr Record<M> record{L'4', "ExtendedAMRTramoModel", "extended AMR", rows};
+    return checked<record>();
+}
+
+M::ExtendedAMRTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
+std::wstring M::toString() const { return layout().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+
+TRAMO_PUBLISH(ExtendedAMRTramoModel);
