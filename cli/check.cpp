@@ -87,6 +87,28 @@ std::uint64_t number(const char* option, const std::string& word) {
     return value;
 }
 
+[[noreturn]] void refuseOption(const CLI::App& app, std::string_view word) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options())
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    const std::string_view near =
+        meant(word.substr(0, word.find('=')), std::vector<std::string_view>(names.begin(), names.end()));
+    throw WrongUsage{
+        fmt::format("\"{}\" is no option{}", printable(word), near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
+}
+
+// What is no option, taken as it stands: CLI11 would make two of "[a,b]".
+std::vector<std::string> filesOf(const CLI::App& app) {
+    std::vector<std::string> files;
+    bool onlyFiles = false;
+    for (const std::string& word : app.remaining()) {
+        if (!onlyFiles && word == "--") onlyFiles = true;
+        else if (!onlyFiles && word.size() > 1 && word.starts_with('-')) refuseOption(app, word);
+        else files.push_back(word);
+    }
+    return files;
+}
+
 // nullopt: the user asked for help.
 std::optional<Options> parse(std::vector<std::string> arguments) {
     Options options;
@@ -94,6 +116,7 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", most;
     CLI::App app;
     app.set_help_flag();
+    app.allow_extras();
     app.add_flag("-h,--help", wantsHelp);
     app.add_flag("--all", options.all);
     app.add_flag("--strict", options.style.strict);
@@ -103,23 +126,14 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     app.add_option("--format", format);
     app.add_option("--max-findings", most);
     app.add_option("--color,--colour", colour);
-    app.add_option("FILE", options.files);
     try {
         std::ranges::reverse(arguments);  // as CLI11 wants them
         app.parse(std::move(arguments));
-    } catch (const CLI::ExtrasError&) {
-        const std::string word = app.remaining().front();
-        std::vector<std::string> owned;
-        for (const CLI::Option* option : app.get_options())
-            for (const std::string& name : option->get_lnames()) owned.push_back("--" + name);
-        const std::vector<std::string_view> names(owned.begin(), owned.end());
-        const std::string_view near = meant(std::string_view(word).substr(0, word.find('=')), names);
-        throw WrongUsage{fmt::format("\"{}\" is no option{}", printable(std::string_view(word)),
-            near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
     } catch (const CLI::ArgumentMismatch& error) {
         const std::string what = error.what();
         throw WrongUsage{what.substr(0, what.find(':')) + " needs a value"};
     } catch (const CLI::ParseError& error) { throw WrongUsage{printable(std::string_view(error.what()))}; }
+    options.files = filesOf(app);
     if (wantsHelp) return std::nullopt;
     if (options.files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
 
@@ -154,7 +168,7 @@ public:
         while (input.next(line)) {
             const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line.text, input.prevailingKind());
             summary.count(line, kind);
-            if (judge(line, kind, findings)) fields.check(*kind, line.text, options.all, findings);
+            if (judge(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
             // What a key line holds is nobody's business.
             if (kind == LineKind::Key)
                 for (Finding& finding : findings) finding.excerpt = false;
@@ -207,7 +221,6 @@ private:
     Report& report;
     Output& out;
     Progress& progress;
-    FieldCheck fields;
     std::vector<Finding> findings;
 };
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <streambuf>
+#include <tramostream/log.h>
 
 namespace tramo::cli {
 
@@ -60,6 +61,8 @@ bool wantsColour(ColourChoice choice, std::FILE* stream) {
 void complain(std::string_view message) { say(fmt::format("tramo: {}\n", message)); }
 
 void silenceLibrary() {
+    // Its name for "no log file" would still be created in the working folder.
+    io::log::initializer::m_logFileName = nullDevice;
     // Never deleted: the streams use them until the very end of the process.
     std::cout.rdbuf(new Nowhere<char>);
     std::wcout.rdbuf(new Nowhere<wchar_t>);

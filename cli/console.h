@@ -52,7 +52,7 @@ bool wantsColour(ColourChoice choice, std::FILE* stream);
 /// "tramo: ..." on the error output.
 void complain(std::string_view message);
 
-/// The library prints messages of its own on std::cout and std::wcout: from now on nobody hears them.
+/// The library logs, and prints messages of its own on std::cout and std::wcout: from now on nobody hears them.
 void silenceLibrary();
 
 /// Everything printed has reached the system. Throws WriteFailed.

@@ -1,6 +1,8 @@
 #include "fieldcheck.h"
 #include <algorithm>
 #include <tramostream/anyrecord.h>
+#include <tramostream/parametertramomodel.h>
+#include <tramostream/tagtramomodel.h>
 
 namespace tramo::cli {
 
@@ -21,14 +23,29 @@ void findFaults(Model& model, const RecordKind& kind, std::wstring_view text, bo
     }
 }
 
+template <class Model, class Buffer> void checkAs(std::wstring_view text, bool all, std::vector<Finding>& findings) {
+    Buffer line{};
+    std::ranges::copy(text, line.begin());
+    Model model(line);
+    findFaults(model, kindOf<Model>(), text, all, findings);
+}
+
 }  // namespace
 
-void FieldCheck::check(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings) {
-    if (kind != LineKind::Record) return;
-    text = text.substr(0, shapeOf(kind).length);
-    std::ranges::copy(text, record.begin());
-    AnyRecord model(record);
-    if (const RecordKind* recordKind = model.kind()) findFaults(model, *recordKind, text, all, findings);
+void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings) {
+    if (const std::size_t length = shapeOf(kind).length) text = text.substr(0, length);
+    switch (kind) {
+    case LineKind::Record: {
+        TramoLine::tramoLine_t line{};
+        std::ranges::copy(text, line.begin());
+        AnyRecord model(line);
+        if (const RecordKind* recordKind = model.kind()) findFaults(model, *recordKind, text, all, findings);
+        break;
+    }
+    case LineKind::Parameter: checkAs<ParameterTramoModel, ParameterLine::parameterLine_t>(text, all, findings); break;
+    case LineKind::Tag: checkAs<TagTramoModel, TagLine::tagLine_t>(text, all, findings); break;
+    case LineKind::Key: break;
+    }
 }
 
 }  // namespace tramo::cli

@@ -3,20 +3,12 @@
 #include "findings.h"
 #include "lines.h"
 #include <string_view>
-#include <tramostream/fielderror.h>
-#include <tramostream/tramoline.h>
 #include <vector>
 
 namespace tramo::cli {
 
-class FieldCheck {
-public:
-    /// Adds the faults of a line of this kind, which must have that kind's length or more. `all`: also those that the
-    /// format reports on good lines.
-    void check(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings);
-
-private:
-    TramoLine::tramoLine_t record;
-};
+/// Adds the faults of a line of this kind, which must have that kind's length or more. `all`: also those that the format
+/// reports on good lines.
+void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings);
 
 }  // namespace tramo::cli

@@ -11,7 +11,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr int parseCodes = 0x001, buildCodes = 0x101, mandatoryCodes = 0x201, lastCode = 0x2FF;
+constexpr int firstParseCode = 0x001, firstBuildCode = 0x101;
 
 std::vector<RuleInfo> makeRules() {
     // clang-format off
@@ -31,13 +31,14 @@ std::vector<RuleInfo> makeRules() {
         {"LastByteOdd",          0, "A UTF-16 file ends with half of a character.", false},
     };
     // clang-format on
-    auto add = [&](int first, int end, const char* words, bool warning) {
-        for (int code = first; code < end; ++code)
-            if (const std::string_view name = errorName(static_cast<TE::errorType>(code)); !name.empty())
-                all.push_back({name, code, fmt::format("{} ({} 0x{:03X}).", words, name, static_cast<unsigned>(code)), warning});
+    auto add = [&](int code, const char* words, bool warning) {
+        if (const std::string_view name = errorName(static_cast<TE::errorType>(code)); !name.empty())
+            all.push_back({name, code, fmt::format("{} ({} 0x{:03X}).", words, name, static_cast<unsigned>(code)), warning});
     };
-    add(parseCodes, buildCodes, "A field's text cannot be read", false);
-    add(mandatoryCodes, lastCode + 1, "A field lacks a value, or contradicts other fields", true);
+    for (int code = firstParseCode; code < firstBuildCode; ++code) add(code, "A field's text cannot be read", false);
+    add(TE::MandatoryMissing, "A mandatory value is missing", true);
+    add(TE::MandatoryInconsistent, "Values that belong together contradict each other", true);
+    add(TE::WrongLineType, "A line is of another kind than it was taken for", false);
     return all;
 }
 
@@ -170,12 +171,18 @@ Finding explain(const TE::FieldError& error, const RecordKind& kind, std::wstrin
         const bool missing = error.code == TE::MandatoryMissing;
         finding.message = field->name + (missing ? ": is missing" : ": is inconsistent");
         finding.detail = field->mandatory;
+        if (field->reportedOnGoodLines) finding.detail += "; the format reports this on good lines";
     } else {
         const Words words = parseWords(*field, finding.found);
         finding.message = fmt::format("{}: {} {}", field->name, quoted(finding.found), words.what);
         finding.detail = words.why;
     }
     return finding;
+}
+
+std::string columnsOf(const Finding& finding) {
+    const int last = finding.endColumn - 1;
+    return last > finding.column ? fmt::format("{}-{}", finding.column, last) : std::to_string(finding.column);
 }
 
 Finding lineFinding(std::string_view rule, std::string message, std::string detail, int column) {

@@ -35,6 +35,9 @@ struct Finding {
 /// A fault that a record's model has found in this line.
 Finding explain(const TE::FieldError& error, const RecordKind& kind, std::wstring_view line);
 
+/// The columns of a finding: "195-202", or "23".
+std::string columnsOf(const Finding& finding);
+
 /// A fault of a whole line, by its rule's name, which must be one of `rules`.
 Finding lineFinding(std::string_view rule, std::string message, std::string detail = {}, int column = 0);
 

@@ -168,9 +168,9 @@ std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lin
         letters += !line.empty() && isRecordLetter(line.front());
     }
     const auto most = std::ranges::max_element(count);
-    if (*most * 2 > lines.size()) return static_cast<LineKind>(most - count.begin());
+    if (*most > 0 && *most * 2 >= lines.size()) return static_cast<LineKind>(most - count.begin());
     const bool tooLongForOthers = longest > shapeOf(LineKind::Parameter).length;
-    return tooLongForOthers && letters * 2 > lines.size() ? std::optional(LineKind::Record) : std::nullopt;
+    return tooLongForOthers && letters * 2 >= lines.size() ? std::optional(LineKind::Record) : std::nullopt;
 }
 
 bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>& findings) {

@@ -100,8 +100,8 @@ int run(const std::vector<std::string>& arguments) {
 
 std::string_view meant(std::string_view word, std::span<const std::string_view> candidates) {
     std::string_view nearest;
-    std::size_t least = std::max<std::size_t>(1, word.size() / 3) + 1;
     if (word.size() > 40) return nearest;
+    std::size_t least = std::min<std::size_t>(2, word.size() / 2) + 1;
     for (const std::string_view candidate : candidates)
         if (const std::size_t d = distance(word, candidate); d < least) least = d, nearest = candidate;
     return nearest;

@@ -14,7 +14,7 @@ bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) == 1; }
 
 void reserveStandardStreams() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1)
+        if (fcntl(descriptor, F_GETFD) == -1 && open(nullDevice, descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1)
             std::abort();
 }
 

@@ -11,6 +11,9 @@ struct WriteFailed {
     int error;
 };
 
+/// A file that takes everything and keeps nothing.
+inline constexpr const char* nullDevice = "/dev/null";
+
 bool isTerminal(std::FILE* stream);
 
 /// A standard stream that the caller has closed stays useless: no file of ours takes its place.

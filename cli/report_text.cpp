@@ -79,8 +79,7 @@ private:
         const int indent = static_cast<int>(cutLeft.size()) + before.width;
         out.print("{:>{}} | {:>{}}{}^{:~>{}}{}", "", number.size(), "", indent, colours.marker, "", std::max(field.width - 1, 0),
             colours.off);
-        if (finding.endColumn - finding.column > 1) out.print(" columns {}-{}\n", finding.column, finding.endColumn - 1);
-        else out.print(" column {}\n", finding.column);
+        out.print(" column{} {}\n", finding.endColumn - finding.column > 1 ? "s" : "", columnsOf(finding));
     }
 
     void details(const Summary& summary) {
@@ -111,8 +110,7 @@ std::string sentence(const Finding& finding) {
     if (finding.rule->code) text += fmt::format(" 0x{:03X}", static_cast<unsigned>(finding.rule->code));
     text += ')';
     if (!finding.detail.empty()) text += ": " + finding.detail;
-    if (finding.reportedColumn)
-        text += fmt::format("; field at {}-{}, reported at {}", finding.column, finding.endColumn - 1, finding.reportedColumn);
+    if (finding.reportedColumn) text += fmt::format("; field at {}, reported at {}", columnsOf(finding), finding.reportedColumn);
     return text;
 }
 

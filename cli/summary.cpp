@@ -30,9 +30,11 @@ std::vector<KindCount> Summary::lineKinds() const {
         kinds.push_back(
             {static_cast<char>(letter), kind ? kind->name : std::string("record"), byLetter[letter], kind != nullptr});
     }
-    for (std::size_t kind = 0; kind < byKind.size(); ++kind)
-        if (byKind[kind] > 0)
-            kinds.push_back({0, shapeOf(static_cast<LineKind>(kind)).name + std::string(" line"), byKind[kind], true});
+    for (std::size_t i = 0; i < byKind.size(); ++i) {
+        if (byKind[i] == 0) continue;
+        const auto kind = static_cast<LineKind>(i);
+        kinds.push_back({0, shapeOf(kind).name + std::string(" line"), byKind[i], kind != LineKind::Key});
+    }
     if (empty > 0) kinds.push_back({0, "empty line", empty, true});
     if (unknown > 0) kinds.push_back({0, "unknown line", unknown, true});
     return kinds;

@@ -1,0 +1,90 @@
+"""What the tests of the tool share. TRAMO names the program; the working directory is the project's root."""
+import json
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+TRAMO = os.environ["TRAMO"]
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+HERE = os.path.dirname(os.path.abspath(__file__))
+ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": "C"} | {
+    name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
+
+
+def sample(name):
+    with open(os.path.join(ROOT, "samples", name), "rb") as file:
+        return file.read()
+
+
+def sample_line(letter):
+    """The first line of that letter in a good file, without its line end."""
+    return next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == letter)
+
+
+ROUND, METER, INFORMATION = sample_line(b"0"), sample_line(b"1"), sample_line(b"9")
+
+
+def put(line, column, text):
+    """The line with that text at that column, counted from 1."""
+    return line[:column - 1] + text + line[column - 1 + len(text):]
+
+
+def lines(*texts):
+    return b"".join(text + b"\r\n" for text in texts)
+
+
+def utf16(text):
+    return b"\xff\xfe" + text.encode("utf-16-le", "surrogatepass")
+
+
+class Result:
+    def __init__(self, code, out, err):
+        self.code, self.raw, self.out, self.err = code, out, out.decode("utf-8"), err.decode("utf-8")
+
+    @property
+    def masked(self):
+        """The output without what no two runs have in common."""
+        return re.sub(r"in \d+\.\d{3} s", "in TIME s", self.out)
+
+    @property
+    def findings(self):
+        """The lines that are findings: neither excerpts nor the summary."""
+        return [line for line in self.out.splitlines() if re.match(r"\S+?:.*?(error|warning): ", line)]
+
+    @property
+    def json(self):
+        return json.loads(self.out)
+
+
+class CliTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def write(self, name, content):
+        path = os.path.join(self.folder, name)
+        with open(path, "wb") as file:
+            file.write(content)
+        return path
+
+    def run_tool(self, *arguments, stdin=b"", env=None, cwd=ROOT, timeout=60):
+        done = subprocess.run([TRAMO, *arguments], input=stdin, capture_output=True, cwd=cwd, timeout=timeout,
+                              env=ENVIRONMENT | (env or {}))
+        return Result(done.returncode, done.stdout, done.stderr)
+
+    def check(self, content, *options, **run):
+        """Checks a file of that content, called "f"."""
+        self.write("f", content)
+        return self.run_tool("check", *options, "f", cwd=self.folder, **run)
+
+    def assert_findings(self, content, *expected, options=(), code=1, **run):
+        """The findings on a file "f", each without the "f:" before it."""
+        result = self.check(content, *options, **run)
+        self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
+        self.assertEqual((result.code, result.err), (code if expected else 0, ""))
+        return result

@@ -1,0 +1,79 @@
+"""The command line: help, versions, slips."""
+import unittest
+from support import METER, ROUND, CliTest, lines
+
+
+class Help(CliTest):
+    def test_overview(self):
+        for arguments in (["help"], ["--help"], ["-h"]):
+            result = self.run_tool(*arguments)
+            self.assertEqual((result.code, result.err), (0, ""))
+            self.assertIn("tramo check round.txt", result.out)
+        self.assertLess(result.out.index("Examples:"), result.out.index("Commands:"))
+        self.assertLess(result.out.index("Commands:"), result.out.index("Options:"))
+
+    def test_page_of_a_command(self):
+        page = self.run_tool("help", "check").out
+        for arguments in (["check", "--help"], ["check", "-h"], ["check", "f", "--help"], ["--help", "check"]):
+            self.assertEqual(self.run_tool(*arguments).out, page)
+        self.assertLess(page.index("Examples:"), page.index("Usage:"))
+        for option in ("--all", "--strict", "--encoding", "--kind", "--format", "--max-findings", "--quiet", "--color"):
+            self.assertIn(option, page)
+        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+
+    def test_version(self):
+        self.assertRegex(self.run_tool("--version").out, r"^tramo \d+\.\d+\.\d+\n$")
+
+
+class Slips(CliTest):
+    def assert_usage(self, arguments, message, page="tramo help check"):
+        result = self.run_tool(*arguments)
+        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {message}\ntramo: try \"{page}\"\n"))
+
+    def test_commands(self):
+        self.assert_usage([], "a command is missing", "tramo help")
+        self.assert_usage(["chek"], '"chek" is no command; did you mean "check"?', "tramo help")
+        self.assert_usage(["hlep"], '"hlep" is no command; did you mean "help"?', "tramo help")
+        self.assert_usage(["frobnicate"], '"frobnicate" is no command', "tramo help")
+        self.assert_usage(["help", "chck"], '"chck" is no command; did you mean "check"?', "tramo help")
+        self.assert_usage(["--strict", "check"], 'the command must come first, before "--strict"', "tramo help")
+        self.assert_usage([""], '"" is no command', "tramo help")
+
+    def test_options(self):
+        self.assert_usage(["check"], 'check: a FILE is missing ("-" is the standard input)')
+        self.assert_usage(["check", "--fromat", "json", "f"], 'check: "--fromat" is no option; did you mean "--format"?')
+        self.assert_usage(["check", "--fromat=json", "f"], 'check: "--fromat=json" is no option; did you mean "--format"?')
+        self.assert_usage(["check", "--frobnicate", "f"], 'check: "--frobnicate" is no option')
+        self.assert_usage(["check", "-x", "f"], 'check: "-x" is no option')
+        self.assert_usage(["check", "f", "--format", "xml"], 'check: --format: "xml" is none of text, json, sarif')
+        self.assert_usage(["check", "f", "--encoding", "utf8"], 'check: --encoding: "utf8" is none of auto, ansi, utf16le')
+        self.assert_usage(["check", "f", "--kind", "8"], 'check: --kind: "8" is none of auto, record, parameter, tag, key')
+        self.assert_usage(["check", "f", "--color", "red"], 'check: --color: "red" is none of auto, always, never')
+        self.assert_usage(["check", "f", "--format"], "check: --format needs a value")
+        for number in ("-1", "x", "1x", "1.5", "18446744073709551616"):
+            self.assert_usage(["check", "f", "--max-findings", number], f'check: --max-findings: "{number}" is no number of findings')
+
+
+class Arguments(CliTest):
+    def setUp(self):
+        super().setUp()
+        self.write("f", lines(ROUND, METER))
+
+    def test_options_may_stand_anywhere(self):
+        for arguments in (["-q", "f"], ["f", "-q"], ["--quiet", "--all", "--format=text", "--max-findings=0", "f"]):
+            self.assertTrue(self.run_tool("check", *arguments, cwd=self.folder).out.startswith("f: "))
+
+    def test_names_that_look_like_options(self):
+        for name in ("-q", "--strict", "-x"):
+            self.write(name, lines(ROUND))
+            self.assertEqual(self.run_tool("check", "-q", "--", name, cwd=self.folder).out, f"{name}: nothing found in 1 line\n")
+            self.assertEqual(self.run_tool("check", "-q", "./" + name, cwd=self.folder).out, f"./{name}: nothing found in 1 line\n")
+
+    def test_names_that_look_like_lists(self):
+        for name in ("a,b", "[a,b]", "a b", "check", "help", "'a'", '"a"', "%d{}", "a=b"):
+            self.write(name, lines(ROUND))
+            self.assertEqual(self.run_tool("check", "-q", name, cwd=self.folder).out, f"{name}: nothing found in 1 line\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,173 @@
+"""What is wrong with fields: what was found, what was expected, and where."""
+import unittest
+from support import INFORMATION, METER, ROUND, CliTest, lines, put
+
+PREVIOUS_DATE, MINIMUM, READING_DATE = 384, 402, 426   # columns of a meter subscriber line
+READING = "the reading has a date but lacks an index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date"
+
+
+class ParseErrors(CliTest):
+    def assert_error(self, line, column, message, **more):
+        """One of the line's findings stands at that column and says that."""
+        result = self.check(lines(line), **more)
+        self.assertIn(f"f:1:{column}: error: {message}", result.findings)
+        self.assertEqual(result.code, 1)
+        return result
+
+    def test_dates(self):
+        for text, why in (
+                ("20241301", "month 13"), ("20240001", "month 00"), ("20240100", "day 00"), ("20240132", "January has 31 days"),
+                ("20240431", "April has 30 days"), ("20240230", "February 2024 has 29 days"),
+                ("20230229", "February 2023 has 28 days"), ("19000229", "February 1900 has 28 days"),
+                ("20000230", "February 2000 has 29 days"), ("2024011", "8 digits YYYYMMDD expected, 7 found"),
+                ("2024-1-1", '8 digits YYYYMMDD expected, "-" found at column 388'),
+                (" 2024011", '8 digits YYYYMMDD expected, " " found at column 384'),
+                ("2024011O", '8 digits YYYYMMDD expected, "O" found at column 391'),
+                ("19691231", "it is before 1970-01-01 00:00 UTC"), ("20380120", "it is after 2038-01-19 03:14 UTC"),
+                ("99991231", "it is after 2038-01-19 03:14 UTC"), ("00000101", "it is before 1970-01-01 00:00 UTC")):
+            with self.subTest(text):
+                self.assert_error(put(METER, PREVIOUS_DATE, text.encode().ljust(8)), PREVIOUS_DATE,
+                                  f'meterPreviousReadingDate: "{text}" is no date (ParseDate 0x01B): {why}')
+
+    def test_dates_and_times(self):
+        for text, why in (
+                ("202402300900", "February 2024 has 29 days"), ("202401012400", "hour 24"), ("202401012360", "minute 60"),
+                ("20240101", "12 digits YYYYMMDDhhmm expected, 8 found"), ("202413012400", "month 13"),
+                ("2024010112:0", '12 digits YYYYMMDDhhmm expected, ":" found at column 436'),
+                ("203801190315", "it is after 2038-01-19 03:14 UTC")):
+            with self.subTest(text):
+                self.assert_error(put(METER, READING_DATE, text.encode().ljust(12)), READING_DATE,
+                                  f'meterReadingDate: "{text}" is no date and time (ParseDateTime 0x01A): {why}')
+
+    def test_earliest_date_depends_on_the_time_zone(self):
+        line = put(METER, PREVIOUS_DATE, b"19700101")
+        self.assertEqual(len(self.check(lines(line), env={"TZ": "America/New_York"}).findings), 0)
+        self.assert_error(line, PREVIOUS_DATE, 'meterPreviousReadingDate: "19700101" is no date (ParseDate 0x01B): '
+                          "it is before 1970-01-01 00:00 UTC", env={"TZ": "Europe/Paris"})
+
+    def test_whole_numbers(self):
+        for text, found in (("VA", '"V"'), ("x1", '"x"'), ("-", "nothing"), ("+-", '"-"')):
+            with self.subTest(text):
+                self.assert_error(put(METER, 392, text.encode().ljust(10)), 392,
+                                  f'meterPreviousReadingIndex: "{text}" is no whole number (ParseInteger 0x001): a digit was expected, {found} found')
+
+    def test_decimal_numbers(self):
+        for text, what in (
+                ("douze", 'is no number (ParseDouble 0x004): a digit was expected, "d" found'),
+                ("-", "is no number (ParseDouble 0x004): a digit was expected, nothing found"),
+                (".", "is no number (ParseDouble 0x004): a digit was expected, \".\" found"),
+                (".e5", "is no number (ParseDouble 0x004): a digit was expected, \".\" found"),
+                ("1e999", "is out of range (ParseDouble 0x004): a number that a 64-bit floating-point number can hold was expected"),
+                ("-1e999", "is out of range (ParseDouble 0x004): a number that a 64-bit floating-point number can hold was expected")):
+            with self.subTest(text):
+                self.assert_error(put(METER, MINIMUM, text.encode().ljust(12)), MINIMUM, f'meterMinEstimatedConsumption: "{text}" {what}')
+
+    def test_the_comma_of_a_decimal_number_is_shown_as_it_stands(self):
+        self.assert_error(put(METER, MINIMUM, b",x          "), MINIMUM, 'meterMinEstimatedConsumption: ",x" is no number '
+                          '(ParseDouble 0x004): a digit was expected, "," found')
+
+    def test_year(self):
+        self.assert_error(put(METER, 380, b"ABCD"), 380, 'meterInstallationYear: "ABCD" is no year (ParseInteger 0x001): 4 digits YYYY expected')
+
+    def test_codes(self):
+        self.assert_error(put(METER, 448, b"5"), 448, 'meterReadingStatus: "5" is no code of this field (ParseReadStatus 0x012): 1, 2, 3 or 4 expected')
+        self.assert_error(put(METER, 459, b"m"), 459, 'meterReadingMethod: "m" is no code of this field (ParseReadMethod 0x013): M, T or A expected')
+        self.assert_error(put(METER, 507, b"w"), 507, 'meterFluidType: "w" is no code of this field (ParseFluidType 0x011): W, C, E, G, H or T expected')
+
+    def test_both_columns_when_they_differ(self):
+        self.assert_error(put(METER, 195, b"20231340"), 195, 'meterHistory3ReadingDate: "20231340" is no date (ParseDate 0x01B): month 13; '
+                          "field at 195-202, reported at 194")
+        self.assert_error(put(METER, 364, b"VA"), 364, 'meterWheels: "VA" is no whole number (ParseInteger 0x001): a digit was expected, "V" found; '
+                          "field at 364-365, reported at 352")
+        self.assert_error(put(ROUND, 499, b"20240231"), 499, 'roundImportDate: "20240231" is no date (ParseDate 0x01B): February 2024 has 29 days; '
+                          "field at 499-506, reported at 8")
+
+    def test_the_field_is_marked(self):
+        result = self.assert_error(put(METER, READING_DATE, b"202402300900"), READING_DATE,
+                                   'meterReadingDate: "202402300900" is no date and time (ParseDateTime 0x01A): February 2024 has 29 days')
+        self.assertIn("     1 | ...   32.000000   96.000000202402300900      60541        56AAB...\n"
+                      "       |                            ^~~~~~~~~~~~ columns 426-437\n", result.out)
+
+    def test_marks_at_both_ends_of_the_line(self):
+        result = self.check(lines(put(INFORMATION, 2, b"x")))
+        self.assertIn("     1 | 9x   1   60                   ...\n       |  ^~~~~ columns 2-6\n", result.out)
+        result = self.check(lines(put(METER, 507, b"Q")))
+        self.assertIn("     1 | ...           2024011617300QAG07 \n       |                            ^ column 507\n", result.out)
+
+    def test_findings_of_a_line_come_in_its_order(self):
+        findings = self.check(lines(put(put(put(METER, 507, b"Q"), 2, b"xxxx"), 195, b"20231340"))).findings
+        columns = [int(finding.split(":")[2]) for finding in findings]
+        self.assertEqual(columns, sorted(columns))
+        self.assertEqual(len(columns), 3)
+
+    def test_blank_fields_are_no_errors(self):
+        self.assert_findings(lines(put(put(METER, 2, b"    "), 364, b"  ")))
+
+
+class MandatoryFindings(CliTest):
+    def test_missing_values_are_warnings(self):
+        self.assert_findings(lines(put(ROUND, 2, b" " * 8)), "1:2: warning: code: is missing (MandatoryMissing 0x201): it is empty")
+
+    def test_those_that_the_model_reports_as_parse_errors_are_warnings_too(self):
+        self.assert_findings(lines(put(METER, 352, b" " * 12)),
+                             "1:352: warning: meterSerialNumber: is missing (MandatoryMissing 0x201): it is empty")
+        self.assert_findings(lines(put(METER, 384, b" " * 8)),
+                             "1:384: warning: meterPreviousReadingDate: is inconsistent (MandatoryInconsistent 0x202): "
+                             "the previous reading has a date but no index, or an index but no date")
+
+    def test_strict_makes_them_errors(self):
+        self.assert_findings(lines(put(ROUND, 2, b" " * 8)), "1:2: error: code: is missing (MandatoryMissing 0x201): it is empty",
+                             options=["--strict"])
+
+    def test_inconsistent_groups(self):
+        self.assert_findings(lines(put(METER, 448, b" ")), f"1:426: warning: meterReadingDate: is inconsistent (MandatoryInconsistent 0x202): {READING}")
+
+    def test_both_columns_when_they_differ(self):
+        # The fourth subscriber area of a round is reported one column to the left of its label.
+        self.assert_findings(lines(put(put(ROUND, 432, b" " * 16), 448, b"105  ")),
+                             "1:432: warning: subscriberInformationLabelArea4: is inconsistent (MandatoryInconsistent 0x202): "
+                             "its area has some of position, length and type, but not all of them; field at 432-447, reported at 431")
+
+    def test_a_wide_field_is_marked_in_part(self):
+        result = self.check(lines(put(METER, 6, b" " * 150)))
+        self.assertEqual([f.removeprefix("f:") for f in result.findings],
+                         ["1:6: warning: subscriberInformation: is missing (MandatoryMissing 0x201): it is empty"])
+        self.assertIn("       |      ^" + "~" * 39 + " columns 6-155\n", result.out)
+
+
+class OtherLines(CliTest):
+    def test_tags(self):
+        self.assert_findings(lines(b"FUFuite".ljust(23), b"  Fuite".ljust(23), b"FU".ljust(23)),
+                             "2:1: warning: code: is missing (MandatoryMissing 0x201): it is empty",
+                             "3:3: warning: label: is missing (MandatoryMissing 0x201): it is empty")
+
+    def test_parameters(self):
+        self.assert_findings(lines(b"VERSION 4.2".ljust(40), b"".ljust(40)),
+                             "2:1: warning: key: is missing (MandatoryMissing 0x201): it is empty",
+                             "2:9: warning: value: is missing (MandatoryMissing 0x201): it is empty")
+
+
+class GoodLines(CliTest):
+    """What the format reports on lines that nothing is wrong with is shown on demand only."""
+
+    def test_not_shown(self):
+        self.assert_findings(lines(ROUND, METER, INFORMATION))
+
+    def test_shown_with_all(self):
+        slots = ["1:156: warning: meterHistory1ReadingType", "1:175: warning: meterHistory2ReadingType",
+                 "1:194: warning: meterHistory3ReadingType"]
+        findings = [f.removeprefix("f:") for f in self.check(lines(METER), "--all").findings]
+        self.assertEqual(findings, [f"{slot}: is inconsistent (MandatoryInconsistent 0x202): its history slot has a type, a date and a "
+                                    "consumption of 0 or more; the format reports this on good lines" for slot in slots])
+        self.assert_findings(lines(INFORMATION), "1:7: warning: meterNumber: is missing (MandatoryMissing 0x201): it is below 0; "
+                             "the format reports this on good lines",
+                             options=["--all"])
+
+    def test_help_tells_why(self):
+        page = self.run_tool("help", "check").out
+        for word in ("--all", "good lines", "history slot", "meter number", "0x202", "0x201"):
+            self.assertIn(word, page)
+
+
+if __name__ == "__main__":
+    unittest.main()
