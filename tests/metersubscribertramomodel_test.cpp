@@ -1,5 +1,5 @@
-#include "support/records.h"
 #include "tramostream/metersubscribertramomodel.h"
+#include "support/accessors.h"
 #include <algorithm>
 
 using namespace records;
@@ -169,9 +169,50 @@ const std::wstring aWholeLine = [] {
     return line;
 }();
 
+const std::vector<Accessors<M>> accessors = {
+    ACCESSORS(M, SubscriberCardOrder),
+    ACCESSORS(M, SubscriberInformation),
+    ACCESSORS(M, MeterHistory1ReadingType),
+    ACCESSORS(M, MeterHistory1ReadingDate),
+    ACCESSORS(M, MeterHistory1Consumption),
+    ACCESSORS(M, MeterHistory2ReadingType),
+    ACCESSORS(M, MeterHistory2ReadingDate),
+    ACCESSORS(M, MeterHistory2Consumption),
+    ACCESSORS(M, MeterHistory3ReadingType),
+    ACCESSORS(M, MeterHistory3ReadingDate),
+    ACCESSORS(M, MeterHistory3Consumption),
+    ACCESSORS(M, MeterHistory4ReadingType),
+    ACCESSORS(M, MeterHistory4ReadingDate),
+    ACCESSORS(M, MeterHistory4Consumption),
+    ACCESSORS(M, MeterInformation),
+    ACCESSORS(M, MeterSerialNumber),
+    ACCESSORS(M, MeterWheels),
+    ACCESSORS(M, MeterCorrectedSerialNumber),
+    ACCESSORS(M, MeterCorrectedWheels),
+    ACCESSORS(M, MeterInstallationYear),
+    ACCESSORS(M, MeterPreviousReadingDate),
+    ACCESSORS(M, MeterPreviousReadingIndex),
+    ACCESSORS(M, MeterMinEstimatedConsumption),
+    ACCESSORS(M, MeterMaxEstimatedConsumption),
+    ACCESSORS(M, MeterReadingDate),
+    ACCESSORS(M, MeterReadingIndex),
+    ACCESSORS(M, MeterReadingStatus),
+    ACCESSORS(M, MeterReadingConsumption),
+    ACCESSORS(M, MeterReadingMethod),
+    ACCESSORS(M, SubscriberMarkingCode),
+    ACCESSORS(M, MeterMarkingCode),
+    ACCESSORS(M, MeterMessage),
+    ACCESSORS(M, MeterLastUpdateDate),
+    ACCESSORS(M, MeterAuthorizedChange),
+    ACCESSORS(M, MeterFluidType),
+    ACCESSORS(M, MeterReadingUserCode),
+};
+
 }  // namespace
 
 TEST_EVERY_FIELD(MeterSubscriberTramoModel, table)
+
+TEST(MeterSubscriber, AccessorsBelongToTheirFields) { accessorsBelongToTheirFields(table(), accessors); }
 
 TEST(MeterSubscriber, AssignsEveryColumn) {
     std::wstring line = blankLine();

@@ -1,5 +1,5 @@
-#include "support/records.h"
 #include "tramostream/recordinformationtramomodel.h"
+#include "support/accessors.h"
 
 using namespace records;
 using M = RecordInformationTramoModel;
@@ -37,9 +37,16 @@ const Table& table() {
 M having(const std::wstring& round, const std::wstring& meter) { return parsed<M>(L"9" + round + meter + blanks(501)); }
 std::wstring builtText(M& model) { return textOf(model.toTramoLine()); }
 
+const std::vector<Accessors<M>> accessors = {
+    ACCESSORS(M, RoundNumber),
+    ACCESSORS(M, MeterNumber),
+};
+
 }  // namespace
 
 TEST_EVERY_FIELD(RecordInformationTramoModel, table)
+
+TEST(RecordInformation, AccessorsBelongToTheirFields) { accessorsBelongToTheirFields(table(), accessors); }
 
 TEST(RecordInformation, HasNoDefaultConstructor) { EXPECT_FALSE(std::is_default_constructible_v<M>); }
 

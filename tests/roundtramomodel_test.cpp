@@ -1,5 +1,5 @@
-#include "support/records.h"
 #include "tramostream/roundtramomodel.h"
+#include "support/accessors.h"
 
 using namespace records;
 using M = RoundTramoModel;
@@ -104,9 +104,61 @@ M coded() {
     return model;
 }
 
+const std::vector<Accessors<M>> accessors = {
+    ACCESSORS(M, Code),
+    ACCESSORS(M, Name),
+    ACCESSORS(M, DefaultMeterWheels),
+    ACCESSORS(M, Message),
+    ACCESSORS(M, ConsumtionLimit),
+    ACCESSORS(M, MeterInformationLabelArea1),
+    ACCESSORS(M, MeterInformationPositionArea1),
+    ACCESSORS(M, MeterInformationLenghtArea1),
+    ACCESSORS(M, MeterInformationTypeArea1),
+    ACCESSORS(M, MeterInformationLabelArea2),
+    ACCESSORS(M, MeterInformationPositionArea2),
+    ACCESSORS(M, MeterInformationLenghtArea2),
+    ACCESSORS(M, MeterInformationTypeArea2),
+    ACCESSORS(M, MeterInformationLabelArea3),
+    ACCESSORS(M, MeterInformationPositionArea3),
+    ACCESSORS(M, MeterInformationLenghtArea3),
+    ACCESSORS(M, MeterInformationTypeArea3),
+    ACCESSORS(M, MeterInformationLabelArea4),
+    ACCESSORS(M, MeterInformationPositionArea4),
+    ACCESSORS(M, MeterInformationLenghtArea4),
+    ACCESSORS(M, MeterInformationTypeArea4),
+    ACCESSORS(M, MeterInformationLabelArea5),
+    ACCESSORS(M, MeterInformationPositionArea5),
+    ACCESSORS(M, MeterInformationLenghtArea5),
+    ACCESSORS(M, MeterInformationTypeArea5),
+    ACCESSORS(M, SubscriberInformationLabelArea1),
+    ACCESSORS(M, SubscriberInformationPositionArea1),
+    ACCESSORS(M, SubscriberInformationLenghtArea1),
+    ACCESSORS(M, SubscriberInformationTypeArea1),
+    ACCESSORS(M, SubscriberInformationLabelArea2),
+    ACCESSORS(M, SubscriberInformationPositionArea2),
+    ACCESSORS(M, SubscriberInformationLenghtArea2),
+    ACCESSORS(M, SubscriberInformationTypeArea2),
+    ACCESSORS(M, SubscriberInformationLabelArea3),
+    ACCESSORS(M, SubscriberInformationPositionArea3),
+    ACCESSORS(M, SubscriberInformationLenghtArea3),
+    ACCESSORS(M, SubscriberInformationTypeArea3),
+    ACCESSORS(M, SubscriberInformationLabelArea4),
+    ACCESSORS(M, SubscriberInformationPositionArea4),
+    ACCESSORS(M, SubscriberInformationLenghtArea4),
+    ACCESSORS(M, SubscriberInformationTypeArea4),
+    ACCESSORS(M, SubscriberInformationLabelArea5),
+    ACCESSORS(M, SubscriberInformationPositionArea5),
+    ACCESSORS(M, SubscriberInformationLenghtArea5),
+    ACCESSORS(M, SubscriberInformationTypeArea5),
+    ACCESSORS(M, RoundImportDate),
+    ACCESSORS(M, ReservedUserCode),
+};
+
 }  // namespace
 
 TEST_EVERY_FIELD(RoundTramoModel, table)
+
+TEST(Round, AccessorsBelongToTheirFields) { accessorsBelongToTheirFields(table(), accessors); }
 
 TEST(Round, AssignsTheColumnsOfTheFormatAndNoOthers) {
     std::wstring line = blankLine();

@@ -1,6 +1,7 @@
 // Proof that every getter and setter belongs to its field: a slip in one of many lines that look alike is found.
 #pragma once
 #include "support/records.h"
+#include "tramostream/types.h"
 #include <type_traits>
 
 namespace records {
@@ -10,6 +11,7 @@ template <class M> struct Accessors {
     std::string field;
     FieldValue (*get)(const M&);
     void (*set)(M&, const FieldValue&);
+    bool (*hasTypeOf)(const Row&) = nullptr;  // the getter answers the type that the row says
 };
 
 inline std::string fieldNamed(std::string stem) {
@@ -28,13 +30,30 @@ template <class T> T valueAs(const FieldValue& value) {
     else return std::get<T>(value);
 }
 
+// Whole numbers of more than nine digits are 64 bits wide, and times 32.
+template <class T> bool isTypeOf(const Row& row) {
+    switch (row.kind) {
+    case Text: return std::is_same_v<T, std::wstring>;
+    case Integer: return row.width > 9 ? std::is_same_v<T, long long> : std::is_same_v<T, int>;
+    case Decimal: return std::is_same_v<T, double>;
+    case Date:
+    case DateTime:
+    case Year: return std::is_same_v<T, long32>;
+    case Flag: return std::is_same_v<T, bool>;
+    case Code: return std::is_enum_v<T>;
+    case AlarmFlags: return false;
+    }
+    return false;
+}
+
 // The pair getSTEM and setSTEM of MODEL.
-#define ACCESSORS(MODEL, STEM)                                                                                   \
-    records::Accessors<MODEL> {                                                                                  \
-        records::fieldNamed(#STEM), [](const MODEL& model) { return records::asFieldValue(model.get##STEM()); }, \
-            [](MODEL& model, const tramo::FieldValue& value) {                                                   \
-                model.set##STEM(records::valueAs<std::remove_cvref_t<decltype(model.get##STEM())>>(value));      \
-            }                                                                                                    \
+#define ACCESSORS(MODEL, STEM)                                                                                                 \
+    records::Accessors<MODEL> {                                                                                                \
+        records::fieldNamed(#STEM), [](const MODEL& model) { return records::asFieldValue(model.get##STEM()); },               \
+            [](MODEL& model, const tramo::FieldValue& value) {                                                                 \
+                model.set##STEM(records::valueAs<decltype(model.get##STEM())>(value));                                         \
+            },                                                                                                                 \
+            [](const records::Row& row) { return records::isTypeOf<decltype(std::declval<const MODEL&>().get##STEM())>(row); } \
     }
 
 // The pairs are those of the table's fields, and each sets and gets its own field and no other.
@@ -49,6 +68,7 @@ template <class M> void accessorsBelongToTheirFields(const Table& table, const s
         State state = absentState(table);
         setIn(state, table, pair.field, value);
 
+        if (pair.hasTypeOf) { EXPECT_TRUE(pair.hasTypeOf(table.row(pair.field))); }
         M bySetter = empty<M>();
         pair.set(bySetter, value);
         expectValues(bySetter, state);
