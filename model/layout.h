@@ -337,22 +337,24 @@ namespace detail {
 template <class M> constexpr int firstColumn(const Record<M>& record) { return record.letter ? 2 : 1; }
 template <class M> constexpr int lastColumn() { return static_cast<int>(std::tuple_size_v<LineOf<M>>) - 2; }
 
+inline constexpr int noColumn = std::numeric_limits<int>::min();
+
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
         const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
         if (row.inLine() && (row.column < firstColumn(record) || row.width < 0 || row.column + width - 1 > lastColumn<M>())) return row.column;
     }
-    return 0;
+    return noColumn;
 }
 template <class M> constexpr int columnOfTwoFields(const Record<M>& record) {
     std::array<bool, 513> taken{};
     for (const Row<M>& row : record.rows)
         for (int column = row.column; column < row.column + row.width; ++column)
             if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.but.overlaid) return column;
-    return 0;
+    return noColumn;
 }
-template <int Column> constexpr bool liesInLine = Column == 0;
-template <int Column> constexpr bool hasOneField = Column == 0;
+template <int Column> constexpr bool liesInLine = Column == noColumn;
+template <int Column> constexpr bool hasOneField = Column == noColumn;
 }  // namespace detail
 
 template <const auto& record> constexpr const auto& checked() {

@@ -1,0 +1,132 @@
+// The table's own mistakes: the compiler finds columns that lie outside the line or belong to two fields. Most of what is
+// shown here is shown by compiling.
+#include "model/layout.h"
+#include <gtest/gtest.h>
+
+using namespace tramo;
+
+namespace {
+
+// A record of 23 characters, and one of 512 that begins with a letter.
+template <class Line> struct Model {
+    FieldText label;
+    int number = 0;
+    Line line{};
+    ErrorLists errors;
+};
+using Short = Model<TagLine::tagLine_t>;
+using Long = Model<TramoLine::tramoLine_t>;
+
+template <class M> constexpr Row<M> textAt(std::int32_t column, int width, Particulars<M> but = {}) {
+    return {column, width, "label", text<&M::label>, but};
+}
+constexpr Row<Short> inShort(std::int32_t column, int width, Particulars<Short> but = {}) {
+    return textAt<Short>(column, width, but);
+}
+constexpr Row<Long> inLong(std::int32_t column, int width, Particulars<Long> but = {}) {
+    return textAt<Long>(column, width, but);
+}
+
+template <std::size_t N> constexpr int outside(const Row<Short> (&rows)[N]) {
+    return detail::columnOutsideLine(Record<Short>{0, "Short", "short", rows});
+}
+template <std::size_t N> constexpr int outside(const Row<Long> (&rows)[N]) {
+    return detail::columnOutsideLine(Record<Long>{L'0', "Long", "long", rows});
+}
+template <std::size_t N> constexpr int shared(const Row<Long> (&rows)[N]) {
+    return detail::columnOfTwoFields(Record<Long>{L'0', "Long", "long", rows});
+}
+
+// ---- Inside the line ------------------------------------------------------------------------------------------------
+
+static_assert(outside({inLong(2, 511)}) == detail::noColumn);
+static_assert(outside({inLong(512, 1)}) == detail::noColumn);
+static_assert(outside({inShort(1, 23)}) == detail::noColumn);
+
+static_assert(outside({inLong(1, 5)}) == 1, "column 1 is the letter's");
+static_assert(outside({inLong(0, 5)}) == 0);
+static_assert(outside({inLong(-3, 5)}) == -3);
+static_assert(outside({inLong(2, 512)}) == 2);
+static_assert(outside({inLong(2, 5), inLong(512, 2), inLong(600, 1)}) == 512, "the first of several is named");
+static_assert(outside({inLong(513, 1)}) == 513, "column 513 is the line end's");
+static_assert(outside({inLong(100, -2)}) == 100);
+static_assert(outside({inLong(505, 8, {.buildWidth = 16})}) == 505, "what is written counts, too");
+static_assert(outside({inLong(497, 8, {.buildWidth = 16})}) == detail::noColumn);
+static_assert(outside({inShort(1, 24)}) == 1);
+static_assert(outside({inShort(0, 1)}) == 0);
+static_assert(outside({inLong(900, 0)}) == detail::noColumn, "a field that is only shown lies nowhere");
+
+// ---- One field a column ---------------------------------------------------------------------------------------------
+
+static_assert(shared({inLong(2, 10), inLong(12, 10)}) == detail::noColumn);
+static_assert(shared({inLong(12, 10), inLong(2, 10)}) == detail::noColumn, "in any order");
+static_assert(shared({inLong(2, 10), inLong(11, 10)}) == 11);
+static_assert(shared({inLong(11, 10), inLong(2, 10)}) == 11);
+static_assert(shared({inLong(20, 5), inLong(10, 30)}) == 20, "the first column of both");
+static_assert(shared({inLong(2, 1), inLong(2, 1)}) == 2);
+static_assert(shared({inLong(512, 1), inLong(500, 13)}) == 512);
+static_assert(shared({inLong(2, 10), inLong(2, 10, {.overlaid = true})}) == detail::noColumn, "deliberately");
+static_assert(shared({inLong(2, 10), inLong(2, 11, {.overlaid = true})}) == 12, "but only where there is another field");
+static_assert(shared({inLong(2, 10, {.overlaid = true})}) == 2);
+static_assert(
+    shared({inLong(2, 10), inLong(5, 0), inLong(12, 1)}) == detail::noColumn, "a field that is only shown takes no column");
+
+}  // namespace
+
+TEST(Layout, NamesAColumnOfAWrongTableAlsoWhenRun) {
+    const Row<Long> rows[] = {inLong(2, 10), inLong(11, 502)};
+    const Record<Long> record{L'0', "Long", "long", rows};
+    EXPECT_EQ(detail::columnOutsideLine(record), detail::noColumn);
+    EXPECT_EQ(detail::columnOfTwoFields(record), 11);
+}
+
+TEST(Layout, JoinsTablesInTheirOrder) {
+    static constexpr auto all = joined(
+        fields<Long>({inLong(2, 1), inLong(3, 1)}), fields<Long>({inLong(9, 1)}), fields<Long>({inLong(4, 1), inLong(5, 1)}));
+    std::vector<int> columns;
+    for (const Row<Long>& row : all) columns.push_back(row.column);
+    EXPECT_EQ(columns, (std::vector<int>{2, 3, 9, 4, 5}));
+}
+
+TEST(Row, ReportsAtItsOwnColumnWithTheCodeOfItsKind) {
+    const Row<Long> row{7, 5, "number", number<&Long::number>};
+    EXPECT_EQ(row.parseError(), (TE::FieldError{7, TE::ParseInteger}));
+    EXPECT_EQ(row.buildError(), (TE::FieldError{7, TE::BuildInteger}));
+    EXPECT_EQ(row.missingColumn(), 7);
+    EXPECT_STREQ(row.label(), "number");
+}
+
+TEST(Row, ReportsAsItsParticularsSay) {
+    const Row<Long> row{7, 5, "number", number<&Long::number>,
+        {.label = "theNumber",
+            .parseColumn = 1,
+            .buildColumn = 2,
+            .missingColumn = 3,
+            .parseCode = TE::ParseBool,
+            .buildCode = TE::BuildText}};
+    EXPECT_EQ(row.parseError(), (TE::FieldError{1, TE::ParseBool}));
+    EXPECT_EQ(row.buildError(), (TE::FieldError{2, TE::BuildText}));
+    EXPECT_EQ(row.missingColumn(), 3);
+    EXPECT_STREQ(row.label(), "theNumber");
+}
+
+TEST(Condition, ComparesWithItsLimit) {
+    struct {
+        tramo::Test test;
+        bool below, at, above;
+    } const rows[] = {{always, true, true, true}, {never, false, false, false}, {above(3), false, false, true},
+        {atLeast(3), false, true, true}, {below(3), true, false, false}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(passes(row.test, [] { return 2.999; }), row.below);
+        EXPECT_EQ(passes(row.test, [] { return 3.0; }), row.at);
+        EXPECT_EQ(passes(row.test, [] { return 3.001; }), row.above);
+    }
+    EXPECT_TRUE(passes(filled, [] { return 1.0; }) && passes(empty, [] { return 0.0; }));
+    EXPECT_FALSE(passes(filled, [] { return 0.0; }) || passes(empty, [] { return 1.0; }));
+}
+
+TEST(Condition, MeasuresOnlyWhereTheAnswerDependsOnIt) {
+    const auto measure = []() -> double { throw std::logic_error("measured"); };
+    EXPECT_TRUE(passes(always, measure));
+    EXPECT_FALSE(passes(never, measure));
+}
