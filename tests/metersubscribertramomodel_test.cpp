@@ -1,5 +1,6 @@
 #include "tramostream/metersubscribertramomodel.h"
 #include "support/accessors.h"
+#include "support/samples.h"
 #include <algorithm>
 
 using namespace records;
@@ -656,4 +657,22 @@ TEST(MeterSubscriber, ShowsValuesThatNoLineCouldHold) {
              L",meterMinEstimatedConsumption:100000000000000000000.000000,", L",meterReadingMethod:T,",
              L",meterAuthorizedChange:1,"})
         EXPECT_NE(shownText.find(part), std::wstring::npos) << testing::PrintToString(std::wstring(part));
+}
+
+// ---- Samples --------------------------------------------------------------------------------------------------------
+
+TEST(MeterSubscriber, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 120); }
+
+TEST(MeterSubscriber, FindsNothingButCompleteHistorySlotsInTheSamples) {
+    std::size_t found = 0;
+    for (const char* file : {"round-exported.txt", "round-returned.txt"})
+        for (const std::wstring& line : sampleLines(file, L'1')) {
+            M model = parsed<M>(line);
+            const Findings all = findings(model);
+            EXPECT_EQ(all.mandatory, Faults());
+            for (const Fault& each : all.parse)
+                EXPECT_TRUE(each.code == 0x202 && std::ranges::count(slotColumns, each.column)) << each.column;
+            found += all.parse.size();
+        }
+    EXPECT_GT(found, 0u);
 }

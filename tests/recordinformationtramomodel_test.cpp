@@ -1,5 +1,6 @@
 #include "tramostream/recordinformationtramomodel.h"
 #include "support/accessors.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = RecordInformationTramoModel;
@@ -131,4 +132,14 @@ TEST(RecordInformation, ShowsItsNumbers) {
     EXPECT_EQ(model.toString(), L"RecordInformationTramoModel[roundNumber:7,meterNumber:-1]");
     model.setMeterNumber(123456);
     EXPECT_EQ(model.toString(), L"RecordInformationTramoModel[roundNumber:7,meterNumber:123456]");
+}
+
+// ---- Samples --------------------------------------------------------------------------------------------------------
+
+TEST(RecordInformation, ReadsTheSamplesAndWritesThemBack) {
+    // round 1, 60 meters: the 60 is read into the round number
+    samplesAreReadAndWrittenBack<M>(table(), 2, [](std::wstring& line) {
+        EXPECT_EQ(columns(line, 2, 10), L"    1   60");
+        put(line, 2, L"   60     ");
+    });
 }

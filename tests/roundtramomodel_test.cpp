@@ -1,5 +1,6 @@
 #include "tramostream/roundtramomodel.h"
 #include "support/accessors.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = RoundTramoModel;
@@ -546,3 +547,7 @@ TEST(Round, ReadsAShortLineAsZerosThatAreNotBlank) {
     expected.push_back({8, 0x1B});
     EXPECT_EQ(faults(model.getParseErrors()), expected);
 }
+
+// ---- Samples --------------------------------------------------------------------------------------------------------
+
+TEST(Round, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 2); }

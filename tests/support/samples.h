@@ -1,0 +1,39 @@
+// The record lines of the sample files, as texts.
+#pragma once
+#include "support/records.h"
+#include <fstream>
+
+namespace records {
+
+// The lines of a file of single bytes that begin with this letter, without their line ends.
+inline std::vector<std::wstring> sampleLines(const std::string& file, wchar_t letter) {
+    std::ifstream in(SAMPLES "/" + file, std::ios::binary);
+    std::vector<std::wstring> lines;
+    for (std::string bytes; std::getline(in, bytes);) {
+        std::wstring line;
+        for (const char byte : bytes) line += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+        if (line.size() == 513 && line[0] == letter && line.back() == L'\r') lines.push_back(line.substr(0, 512));
+    }
+    return lines;
+}
+
+// Every sample of a record is read without an error and written back as it was, but for what `differs` says of it.
+template <class M>
+void samplesAreReadAndWrittenBack(const Table& table, std::size_t count, std::function<void(std::wstring&)> differs = {}) {
+    std::size_t found = 0;
+    for (const char* file : {"round-exported.txt", "round-returned.txt"})
+        for (const std::wstring& line : sampleLines(file, table.letter)) {
+            ++found;
+            expectAlike<M>(table, line);
+            M model = parsed<M>(line);
+            EXPECT_EQ(faults(model.getParseErrors()), Faults());
+            std::wstring expected = line;
+            if (differs) differs(expected);
+            EXPECT_EQ(textOf(build(model)), expected);
+            EXPECT_EQ(faults(model.getBuildErrors()), Faults());
+            STOP_AT_FAILURE(file << ": " << display(line));
+        }
+    EXPECT_EQ(found, count);
+}
+
+}  // namespace records
