@@ -44,14 +44,15 @@ bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
 }
 
 // Whether wcout prints every character. It has to be known before: a refusal comes in the middle of the message, or as
-// a "?".
+// a "?", and behind narrow output only the low bytes are printed.
 bool wideStreamPrints(std::wstring_view text) {
     const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return c >= 0 && c < 0x80; });
     if (ascii || switchedOff(std::wcout)) return true;
     const std::wstreambuf* const buffer = std::wcout.rdbuf();
     if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);
 #ifdef __GLIBCXX__
-    if (dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer)) return processLocalePrints(text);
+    const bool standardOutput = dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer) != nullptr;
+    if (standardOutput) return std::fwide(stdout, 0) >= 0 && processLocalePrints(text);
 #endif
     return true;  // a buffer of the caller's
 }

@@ -130,6 +130,7 @@ Memory& memory() {
     return memory;
 }
 
+// mktime moves a time that does not exist by what was skipped, one way or the other. A date must not become the day before.
 std::int64_t byMktime(std::int64_t local) {
     const std::int64_t days = floorDivide(local, day);
     const auto ofDay = static_cast<int>(local - days * day);
@@ -140,7 +141,9 @@ std::int64_t byMktime(std::int64_t local) {
     t.tm_min = ofDay / 60 % 60;
     t.tm_sec = ofDay % 60;
     t.tm_isdst = -1;
-    return std::mktime(&t);
+    const std::int64_t instant = std::mktime(&t);
+    const std::int64_t moved = asSeconds(t) - local;
+    return moved < -ofDay ? instant - moved : instant;
 }
 
 }  // namespace

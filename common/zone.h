@@ -6,7 +6,8 @@
 
 namespace tramo::zone {
 
-// The instant that mktime gives for a local time when it is left to find out about daylight saving.
+// The instant that mktime gives for a local time when it is left to find out about daylight saving, but for a time that
+// does not exist never one of the day before.
 std::int64_t toInstant(std::int64_t local);
 
 std::int64_t toLocal(long32 instant);

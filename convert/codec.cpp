@@ -235,7 +235,7 @@ void fromDouble(double value, wchar_t* dest, int width, int decimals) {
     if (decimals < 0) decimals = 6;
     DoubleText buffer;
     const std::string_view text = print(value, std::min(decimals, maxDecimals), buffer);
-    const int room = width - static_cast<int>(text.size());
+    const int room = std::max(width, 0) - static_cast<int>(text.size());
     const int zeros = std::isfinite(value) ? std::clamp(decimals - maxDecimals, 0, std::max(room, 0)) : 0;
     justify(text, dest, width - zeros);
     if (zeros > 0) std::fill_n(dest + width - zeros, zeros, L'0');

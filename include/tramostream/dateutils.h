@@ -9,7 +9,8 @@ namespace DateUtils {
 ///
 /// `format` is made of %Y (four digits), %m, %d, %H and %M (two digits each) and characters that stand for themselves.
 /// The whole text must match, digit by digit: no sign, no blank, nothing behind it. What the format does not name is
-/// day 1, month 1, 00:00. A time that daylight saving skips or repeats is what the host's mktime makes of it.
+/// day 1, month 1, 00:00. A time that the zone skips or repeats is what the host's mktime makes of it; when a zone has
+/// skipped midnight, the result is still on the day that was asked for.
 ///
 /// Gives the lowest 32-bit value when the text does not match, the format has another directive, the date is not in the
 /// calendar, or the time does not fit in 32 bits (before 1901-12-13, after 2038-01-19). Other negative results are

@@ -1,0 +1,438 @@
+// The codecs against the standard conversions they promise to agree with, in any locale, from any thread, and without
+// allocating.
+#include "convert/codec.h"
+#include "support/console.h"
+#include "support/timezone.h"
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <bit>
+#include <cerrno>
+#include <clocale>
+#include <cmath>
+#include <cstring>
+#include <cwchar>
+#include <gtest/gtest.h>
+#include <limits>
+#include <locale>
+#include <new>
+#include <random>
+#include <sstream>
+#include <thread>
+
+namespace {
+std::atomic<long> allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
+}
+// Not inlined: the compiler would see memory of new given to free.
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using namespace std::string_literals;
+namespace codec = tramo::codec;
+
+// ---- Texts to try ---------------------------------------------------------------------------------------------------
+
+class Texts {
+public:
+    explicit Texts(unsigned seed) : random(seed) {}
+
+    // Any characters out of those that numbers are made of.
+    std::wstring soup() {
+        static const std::wstring alphabet =
+            L"0011223456789..,,eE+-xXpPabcdefABCDEFinfINFnan()_ \t\n\v\f\r"s + L'\0' + L'\x661' + L'\x2003' + L'\xA0' + L'\xFF11';
+        std::wstring text(below(14), L' ');
+        for (wchar_t& c : text) c = alphabet[below(alphabet.size())];
+        return text;
+    }
+
+    // A number, often near a limit, with something around it.
+    std::wstring number() {
+        std::wstring text = pick({L"", L"", L" ", L"  \t", L"\n"});
+        text += pick({L"", L"", L"-", L"+"});
+        if (below(8) == 0)
+            return text + pick({L"0x", L"0X"}) + hexDigits(below(18)) + pick({L"", L".", L","}) + hexDigits(below(18)) +
+                   hexExponent() + tail();
+        text += digits(below(below(6) == 0 ? 400 : 20)) + pick({L"", L".", L","});
+        text += digits(below(below(6) == 0 ? 400 : 8));
+        if (below(2) == 0)
+            text += pick({L"e", L"E", L"e-", L"e+", L"E-"}) + std::to_wstring(below(2) == 0 ? below(30) : 290 + below(60));
+        return text + tail();
+    }
+
+    // A number in every digit as a double has it, or one digit off.
+    std::wstring exact() {
+        const auto bits = (std::uint64_t{random()} << 32 | random()) & (below(3) == 0 ? 0x801FFFFFFFFFFFFF : ~std::uint64_t{0});
+        wchar_t text[1200];
+        std::swprintf(
+            text, std::size(text), pick({L"%.17g", L"%.20g", L"%.780g", L"%a", L"%f"}).c_str(), std::bit_cast<double>(bits));
+        std::wstring result = text;
+        if (const std::size_t place = below(result.size()); below(3) == 0 && result[place] >= L'1' && result[place] <= L'8')
+            ++result[place];
+        return result;
+    }
+
+    std::size_t below(std::size_t limit) { return limit == 0 ? 0 : random() % limit; }
+
+private:
+    std::wstring pick(std::initializer_list<const wchar_t*> choices) { return *(choices.begin() + below(choices.size())); }
+    std::wstring from(const wchar_t* alphabet, std::size_t count) {
+        std::wstring text(count, L' ');
+        for (wchar_t& c : text) c = alphabet[below(std::wcslen(alphabet))];
+        return text;
+    }
+    std::wstring digits(std::size_t count) { return from(below(4) == 0 ? L"0" : below(4) == 0 ? L"9" : L"0123456789", count); }
+    std::wstring hexDigits(std::size_t count) { return from(L"0123456789abcdefABCDEF", count); }
+    std::wstring hexExponent() { return below(2) == 0 ? L"" : pick({L"p", L"P-", L"p+"}) + std::to_wstring(below(1200)); }
+    std::wstring tail() { return pick({L"", L"", L"", L" ", L"e", L"e+", L"x", L".1", L",1", L"A"}); }
+
+    std::mt19937 random;
+};
+
+// ---- The standard conversions ---------------------------------------------------------------------------------------
+
+bool standardDouble(std::wstring text, double& value) {
+    std::ranges::replace(text, L',', L'.');
+    wchar_t* end = nullptr;
+    errno = 0;
+    const double result = std::wcstod(text.c_str(), &end);
+    if (end == text.c_str() || errno == ERANGE) return false;
+    value = result;
+    return true;
+}
+
+template <class T> bool standardInteger(const std::wstring& text, T& value) {
+    wchar_t* end = nullptr;
+    errno = 0;
+    const long long result = std::wcstoll(text.c_str(), &end, 10);
+    if (end == text.c_str() || errno == ERANGE || result < std::numeric_limits<T>::min() ||
+        result > std::numeric_limits<T>::max())
+        return false;
+    value = static_cast<T>(result);
+    return true;
+}
+
+bool sameDouble(double a, double b) {
+    return std::isnan(a) ? std::isnan(b) : std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+void expectSameDouble(const std::wstring& text) {
+    double expected = 99, value = 99;
+    const bool good = standardDouble(text, expected);
+    ASSERT_EQ(codec::toDouble(text, value), good) << testing::PrintToString(text);
+    ASSERT_TRUE(sameDouble(value, expected)) << testing::PrintToString(text) << ' ' << value << ' ' << expected;
+}
+
+template <class T, class Convert> void expectSameInteger(Convert convert, const std::wstring& text) {
+    T expected = 99, value = 99;
+    const bool good = standardInteger(text, expected);
+    ASSERT_EQ(convert(text, value), good) << testing::PrintToString(text);
+    ASSERT_EQ(value, expected) << testing::PrintToString(text);
+}
+
+// ---- Comparison with them -------------------------------------------------------------------------------------------
+
+TEST(ToDouble, AgreesWithTheStandardConversion) {
+    const Silence silence;
+    Texts texts(1);
+    for (int i = 0; i < 40000; ++i) {
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(texts.soup()));
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(texts.number()));
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(texts.exact()));
+    }
+}
+
+TEST(ToDouble, AgreesWithTheStandardConversionOnPlainDecimals) {
+    std::mt19937_64 random(2);
+    for (int i = 0; i < 100000; ++i) {
+        std::wstring text = std::to_wstring(static_cast<std::int64_t>(random()) >> random() % 64);
+        if (random() % 4 != 0) text.insert(text.size() - random() % text.size(), 1, L',');
+        if (text[0] == L',' && random() % 2 == 0) text.insert(0, L"-");
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
+    }
+}
+
+// The results around which the standard conversion begins to call a number out of range, in all their digits.
+TEST(ToDouble, AgreesWithTheStandardConversionAtTheLimits) {
+    const Silence silence;
+    for (const double limit : {std::numeric_limits<double>::max(), std::numeric_limits<double>::min(),
+             std::numeric_limits<double>::denorm_min(), 9007199254740992.0, 1.0}) {
+        for (const double value : {limit, std::nextafter(limit, 0.0), std::nextafter(limit, HUGE_VAL)}) {
+            wchar_t text[1500];
+            std::swprintf(text, std::size(text), L"%.1100f", value);
+            const std::wstring exact = text;
+            ASSERT_NO_FATAL_FAILURE(expectSameDouble(exact));
+            ASSERT_NO_FATAL_FAILURE(expectSameDouble(L"-" + exact + L"1"));
+            for (std::size_t place = 0; place < exact.size(); ++place)
+                for (const int step : {-1, 1}) {
+                    std::wstring off = exact;
+                    off[place] = static_cast<wchar_t>(off[place] + step);
+                    if (off[place] >= L'0' && off[place] <= L'9') { ASSERT_NO_FATAL_FAILURE(expectSameDouble(off)); }
+                }
+        }
+    }
+    for (const wchar_t* text : {L"0x1p-1022", L"0x1p-1023", L"0x1p-1074", L"0x1p-1075", L"0x1.8p-1074",
+             L"0x1.fffffffffffffp-1023", L"0x1.fffffffffffff8p-1023", L"0x1.ffffffffffffe8p-1023", L"0x1.fffffffffffffffp-1023",
+             L"0x1.fffffffffffffp1023", L"0x1.fffffffffffff8p1023", L"0x1.fffffffffffff7p1023", L"0x1p1024"})
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
+}
+
+TEST(Integers, AgreeWithTheStandardConversion) {
+    const Silence silence;
+    Texts texts(3);
+    for (int i = 0; i < 20000; ++i)
+        for (const std::wstring& text : {texts.soup(), texts.number()}) {
+            ASSERT_NO_FATAL_FAILURE(expectSameInteger<int>(codec::toInt, text));
+            ASSERT_NO_FATAL_FAILURE(expectSameInteger<long32>(codec::toLong, text));
+            ASSERT_NO_FATAL_FAILURE(expectSameInteger<long long>(codec::toLongLong, text));
+        }
+}
+
+TEST(HexStrToInt, AgreesWithAWideStream) {
+    const Silence silence;
+    Texts texts(4);
+    for (int i = 0; i < 20000; ++i)
+        for (const std::wstring& text : {texts.soup(), texts.number()}) {
+            std::wistringstream stream(text);
+            int expected = 0, value = 99;
+            const bool good = static_cast<bool>(stream >> std::hex >> expected);
+            if (text.empty()) continue;
+            ASSERT_EQ(codec::hexStrToInt(text, value), good) << testing::PrintToString(text);
+            ASSERT_EQ(value, expected) << testing::PrintToString(text);
+        }
+}
+
+TEST(FromDouble, AgreesWithPrintf) {
+    std::mt19937_64 random(5);
+    const double special[] = {0.0, -0.0, 0.5, 1.5, 2.5, 0.125, 1e20, 1e23, 1e308, 5e-324, std::numeric_limits<double>::max(),
+        HUGE_VAL, -HUGE_VAL, std::nan(""), std::copysign(std::nan(""), -1.0)};
+    for (int i = 0; i < 30000; ++i) {
+        double value = std::bit_cast<double>(random());
+        if (i % 3 == 1) value = static_cast<double>(static_cast<std::int64_t>(random() % 2000000000) - 1000000000) / 1000;
+        if (i % 30 == 2) value = special[random() % std::size(special)];
+        const int decimals = static_cast<int>(random() % (i % 50 == 0 ? 1400 : 8)) - 1;
+        const int width = static_cast<int>(random() % (i % 20 == 0 ? 2000 : 16));
+
+        std::string text(2000, '\0');
+        const int length = std::snprintf(text.data(), text.size(), "%.*f", decimals < 0 ? 6 : decimals, value);
+        text.resize(static_cast<std::size_t>(length));
+        const auto columns = static_cast<std::size_t>(width);
+        std::wstring expected(columns - std::min(columns, text.size()), L' ');
+        expected.append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(columns - expected.size()));
+
+        std::wstring field(columns + 2, L'#');
+        codec::fromDouble(value, field.data() + 1, width, decimals);
+        ASSERT_EQ(field, L"#" + expected + L"#") << value << ' ' << width << ' ' << decimals;
+    }
+}
+
+TEST(Append, PrintsAsPrintfDoes) {
+    std::mt19937_64 random(6);
+    for (int i = 0; i < 5000; ++i) {
+        const double value = std::bit_cast<double>(random());
+        const auto whole = static_cast<long long>(random());
+        char expected[400];
+        std::snprintf(expected, sizeof expected, "A%fB%lldC", value, whole);
+        std::wstring out = L"A";
+        codec::appendDouble(value, out);
+        out += L'B';
+        codec::appendInteger(whole, out);
+        out += L'C';
+        ASSERT_EQ(out, std::wstring(expected, expected + std::strlen(expected)));
+    }
+}
+
+// ---- Locales --------------------------------------------------------------------------------------------------------
+
+struct CommaAndGroups : std::numpunct<wchar_t> {
+    wchar_t do_decimal_point() const override { return L','; }
+    wchar_t do_thousands_sep() const override { return L'.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+struct NarrowCommaAndGroups : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+// Everything the codecs answer to some texts and values, and everything they say.
+std::wstring answers() {
+    const TimeZone zone("Europe/Paris");
+    Console console;
+    std::wstring all;
+    Texts texts(7);
+    const auto note = [&](bool good, auto value) {
+        all += good ? L'+' : L'-';
+        if constexpr (std::is_floating_point_v<decltype(value)>) codec::appendDouble(value, all);
+        else codec::appendInteger(value, all);
+    };
+    std::vector<std::wstring> read = {L"1.234.567", L"1,234,567", L"1.234,5", L"\x2003\x31", L"\xA0\x31", L"\x661", L"FF.FF",
+        L"F,FFF", L"20240131", L"202401311405", L"2024"};
+    for (int i = 0; i < 500; ++i) read.push_back(i % 2 == 0 ? texts.soup() : texts.number());
+    for (const std::wstring& text : read) {
+        int number = 9, hex = 9;
+        long32 time = 9;
+        long long large = 9;
+        double decimal = 9;
+        codec::AlarmFlags flags{};
+        note(codec::toInt(text, number), number);
+        note(codec::toLongLong(text, large), large);
+        note(codec::toDouble(text, decimal), decimal);
+        note(codec::hexStrToInt(text, hex), hex);
+        note(codec::toDate(text, time), time);
+        note(codec::toDateTime(text, time), time);
+        codec::toYear(text, time);
+        note(true, time);
+        codec::toAlarmFlags(text, flags);
+        for (const bool flag : flags) note(flag, 0);
+    }
+    std::array<wchar_t, 40> field{};
+    for (const double value : {0.5, 1234567.891, -1e20, HUGE_VAL}) {
+        codec::fromDouble(value, field.data(), 30, 3);
+        codec::fromInteger(static_cast<long long>(std::clamp(value, -1e15, 1e15)), field.data() + 30, 10);
+        all.append(field.begin(), field.end());
+    }
+    codec::fromDate(1706706300, field.data(), codec::DateFormat::DateTime);
+    all.append(field.begin(), field.end());
+    return all + console.wide();
+}
+
+TEST(Locales, ChangeNoAnswer) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    const std::wstring expected = answers();
+    ASSERT_GT(expected.size(), 10000U);
+    const std::locale commas(std::locale(std::locale::classic(), new CommaAndGroups), new NarrowCommaAndGroups);
+    int tried = 0;
+    for (const char* process : {"C", "C.UTF-8", "POSIX", "de_DE.UTF-8", "fr_FR.UTF-8", "tr_TR.UTF-8"}) {
+        if (!std::setlocale(LC_ALL, process)) continue;  // not on this machine
+        ++tried;
+        for (const std::locale& global : {std::locale::classic(), commas}) {
+            const std::locale previous = std::locale::global(global);
+            std::setlocale(LC_ALL, process);  // a named global locale sets this one too
+            EXPECT_TRUE(answers() == expected) << process << ' ' << global.name();
+            std::locale::global(previous);
+        }
+    }
+    EXPECT_GE(tried, 3);
+    std::setlocale(LC_ALL, before.c_str());
+}
+
+// ---- No allocation, no shared state ---------------------------------------------------------------------------------
+
+struct Work {
+    long long whole = 0;
+    double decimal = 0;
+    long32 time = 0;
+    std::array<wchar_t, 64> field{};
+
+    // One good conversion of every kind.
+    bool once(int i) {
+        int number = 0, hex = 0;
+        codec::AlarmFlags flags{};
+        auto fluid = TF::MeterFluid::Unset;
+        const bool good =
+            codec::toInt(L"  42", number) && codec::toLongLong(L"123456789012", whole) && codec::toDouble(L"3,25", decimal) &&
+            codec::toDouble(L"1e22", decimal) && codec::toDouble(L"0x1.8p-3", decimal) &&
+            codec::toDouble(L"0,1234567890123456789012345", decimal) && codec::toDouble(L"inf", decimal) &&
+            codec::hexStrToInt(L"0F0F", hex) && codec::toDate(i % 2 == 0 ? L"20240331" : L"20240131", time) &&
+            codec::toDateTime(L"202410270230", time) && codec::toCode(L'W', fluid) && codec::fromCode(fluid, field.data());
+        codec::toYear(L"2024", time);
+        codec::toAlarmFlags(L"FF0F", flags);
+        codec::fromInteger(whole, field.data(), 12);
+        codec::fromDouble(1e308 / (i + 1), field.data(), 20, 3);
+        codec::fromDouble(12.5, field.data(), 20, 1400);
+        codec::fromAlarmFlags(flags, field.data());
+        return good && codec::fromText(L"text", field.data(), 12) &&
+               codec::fromDate(1706706300 + i * 86400, field.data(), codec::DateFormat::DateTime);
+    }
+};
+
+TEST(Success, AllocatesNothing) {
+    const TimeZone zone("Europe/Paris");
+    Work work;
+    bool good = true;
+    std::thread([&] {  // what a thread remembers is there from its start
+        const long before = allocations;
+        for (int i = 0; i < 100; ++i) good = work.once(i) && good;
+        EXPECT_EQ(allocations - before, 0);
+    })
+        .join();
+    EXPECT_TRUE(good);
+}
+
+TEST(Success, SaysNothing) {
+    Console console;
+    Work work;
+    EXPECT_TRUE(work.once(1));
+    EXPECT_EQ(console.wide(), L"");
+    EXPECT_EQ(console.narrow(), "");
+}
+
+TEST(Success, IsTheSameOnManyThreads) {
+    const TimeZone zone("Europe/Paris");
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> threads;
+    for (int n = 0; n < 4; ++n)
+        threads.emplace_back([&, n] {
+            Work work;
+            for (int i = 0; i < 5000; ++i) {
+                double decimal = 0;
+                long32 time = 0, expected = 1704063600 + ((i + n) % 28) * 86400;
+                const std::wstring day = L"202401" + std::to_wstring(101 + (i + n) % 28).substr(1);
+                if (!work.once(i) || !codec::toDouble(L"1e22", decimal) || decimal != 1e22 || !codec::toDate(day, time) ||
+                    time != expected)
+                    ++wrong;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+// ---- Hostile texts --------------------------------------------------------------------------------------------------
+
+TEST(Garbage, NeverThrows) {
+    const Silence silence;
+    std::mt19937 random(8);
+    for (int i = 0; i < 50000; ++i) {
+        std::wstring text(random() % 20, L' ');
+        for (wchar_t& c : text) c = static_cast<wchar_t>(random() % 4 == 0 ? random() : random() % 128);
+        ASSERT_NO_THROW({
+            int number = 0;
+            long32 time = 0;
+            long long large = 0;
+            double decimal = 0;
+            codec::AlarmFlags flags{};
+            codec::toInt(text, number);
+            codec::toLong(text, time);
+            codec::toLongLong(text, large);
+            codec::toDouble(text, decimal);
+            codec::hexStrToInt(text, number);
+            codec::toDate(text, time);
+            codec::toDateTime(text, time);
+            codec::toYear(text, time);
+            codec::toAlarmFlags(text, flags);
+        });
+    }
+}
+
+TEST(Garbage, EvenWidthsAndDecimalsOutOfReasonAreSafe) {
+    std::array<wchar_t, 4> field{L'#', L'#', L'#', L'#'};
+    for (const int width : {0, -1, std::numeric_limits<int>::min()}) {
+        codec::fromInteger(42, field.data(), width);
+        codec::fromDouble(4.2, field.data(), width, std::numeric_limits<int>::max());
+        EXPECT_FALSE(codec::fromText(L"x", field.data(), width));
+        EXPECT_TRUE(codec::fromText(L"", field.data(), width));
+    }
+    EXPECT_EQ(field, (std::array<wchar_t, 4>{L'#', L'#', L'#', L'#'}));
+    codec::fromDouble(4.2, field.data(), 4, std::numeric_limits<int>::max());
+    EXPECT_EQ(field, (std::array<wchar_t, 4>{L'4', L'.', L'2', L'0'}));
+}
+
+}  // namespace

@@ -1,0 +1,410 @@
+// Dates read from text: the strict syntax, the calendar, the limits of 32 bits, and local time as the host has it.
+#include "tramostream/dateutils.h"
+#include "common/zone.h"
+#include "support/timezone.h"
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr long32 none = std::numeric_limits<long32>::lowest();
+constexpr long32 highest = std::numeric_limits<long32>::max();
+
+using DateUtils::strToTime;
+
+// ---- Syntax and calendar, in UTC ------------------------------------------------------------------------------------
+
+class StrToTime : public testing::Test {
+    TimeZone utc{"UTC"};
+};
+
+struct Reading {
+    const char* format;
+    const char* text;
+    long32 seconds;
+};
+
+const Reading good[] = {
+    {"%Y%m%d", "19700101", 0},
+    {"%Y%m%d", "20240131", 1706659200},
+    {"%Y%m%d%H%M", "202401311405", 1706709900},
+    {"%Y", "1970", 0},
+    {"%Y", "2024", 1704067200},
+    {"%Y%m", "202402", 1706745600},
+    {"%Y-%m-%d %H:%M", "2024-01-31 14:05", 1706709900},
+    {"%d/%m/%Y", "31/01/2024", 1706659200},
+    {"on %Y%m%d.", "on 20240131.", 1706659200},
+    {"%Y%m%d", "20000229", 951782400},
+    {"%Y%m%d", "20240229", 1709164800},
+    {"%Y%m%d%H%M", "202401312359", 1706745540},
+    {"%Y%m%d", "19691231", -86400},
+    {"%Y", "1960", -315619200},
+    {"%Y%m%d", "19011214", -2147472000},
+    {"%Y%m%d", "20380119", 2147472000},
+    {"%Y%m%d%H%M", "203801190314", 2147483640},
+};
+
+TEST_F(StrToTime, ReadsTheFormat) {
+    for (const auto& [format, text, seconds] : good) EXPECT_EQ(strToTime(format, text), seconds) << text;
+}
+
+const Reading bad[] = {
+    {"%Y%m%d", "", none},
+    {"%Y%m%d", "        ", none},
+    {"%Y%m%d", "ABCDEFGH", none},
+    {"%Y%m%d", "2024013", none},
+    {"%Y%m%d", "202401311", none},
+    {"%Y%m%d", "20240131 ", none},
+    {"%Y%m%d", " 20240131", none},
+    {"%Y%m%d", "2024 1 1", none},
+    {"%Y%m%d", "2024-1-1", none},
+    {"%Y%m%d", "+2240131", none},
+    {"%Y%m%d", "-2240131", none},
+    {"%Y%m%d", "2024+131", none},
+    {"%Y%m%d", "2024013x", none},
+    {"%Y%m%d", "2024/131", none},
+    {"%Y%m%d", "2024:131", none},
+    {"%Y%m%d",
+        "2024\xB9"
+        "131",
+        none},
+    {"%Y%m%d%H%M", "20240131", none},
+    {"%Y%m%d%H%M", "2024013114 5", none},
+    {"%Y", "202", none},
+    {"%Y", "20244", none},
+    {"%Y-%m", "2024/01", none},
+    {"%Y-%m", "2024-", none},
+    {"%Y-", "2024", none},
+    {"%Y", "2024-", none},
+    // no date of the calendar
+    {"%Y%m%d", "20240001", none},
+    {"%Y%m%d", "20241301", none},
+    {"%Y%m%d", "20240100", none},
+    {"%Y%m%d", "20240132", none},
+    {"%Y%m%d", "20240231", none},
+    {"%Y%m%d", "20240230", none},
+    {"%Y%m%d", "20230229", none},
+    {"%Y%m%d", "20240431", none},
+    {"%Y%m%d", "20240631", none},
+    {"%Y%m%d", "20240931", none},
+    {"%Y%m%d", "20241131", none},
+    {"%Y%m%d", "19000229", none},
+    {"%Y%m%d", "21000229", none},
+    {"%Y%m%d%H%M", "202401312400", none},
+    {"%Y%m%d%H%M", "202401311460", none},
+    // not in 32 bits
+    {"%Y%m%d", "19011213", none},
+    {"%Y%m%d", "20380120", none},
+    {"%Y%m%d%H%M", "203801190315", none},
+    {"%Y", "0000", none},
+    {"%Y", "0001", none},
+    {"%Y", "1899", none},
+    {"%Y", "1900", none},
+    {"%Y", "1901", none},
+    {"%Y", "2039", none},
+    {"%Y", "2106", none},  // would be 1970 in 32 bits without a sign
+    {"%Y", "9999", none},
+    // no format
+    {"%y%m%d", "240131", none},
+    {"%Y%m%d%S", "2024013100", none},
+    {"%Y%", "2024", none},
+    {"%%%Y", "%2024", none},
+    {"%", "", none},
+    {"", "", none},  // no year
+    {"%m%d", "0131", none},
+};
+
+TEST_F(StrToTime, AnswersTheLowestValueForEverythingElse) {
+    for (const auto& [format, text, seconds] : bad) EXPECT_EQ(strToTime(format, text), seconds) << format << ' ' << text;
+}
+
+TEST_F(StrToTime, KnowsEveryDayOfTheCalendar) {
+    constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    std::int64_t expected = -25202 * std::int64_t{86400};  // 1901-01-01
+    for (int year = 1901; year <= 2038; ++year)
+        for (int month = 0; month <= 13; ++month)
+            for (int day = 0; day <= 32; ++day) {
+                char text[40];
+                std::snprintf(text, sizeof text, "%04d%02d%02d", year, month, day);
+                const bool leap = year % 4 == 0 && year != 1900;
+                const bool exists =
+                    month >= 1 && month <= 12 && day >= 1 && day <= lengths[month - 1] + (leap && month == 2 ? 1 : 0);
+                const bool fits = expected >= none && expected <= highest;
+                ASSERT_EQ(strToTime("%Y%m%d", text), exists && fits ? static_cast<long32>(expected) : none) << text;
+                if (exists) expected += 86400;
+            }
+}
+
+// ---- Local time -----------------------------------------------------------------------------------------------------
+
+const char* const zones[] = {
+    "UTC",
+    "Europe/Paris",
+    "America/New_York",
+    "America/Sao_Paulo",  // midnights skipped
+    "America/St_Johns",   // -3:30, changes at 00:01
+    "America/Asuncion",
+    "Africa/Casablanca",  // summer time left out in Ramadan
+    "Africa/Cairo",
+    "Africa/Monrovia",  // -0:44:30 until 1972
+    "Asia/Kathmandu",   // +5:45
+    "Asia/Tehran",
+    "Asia/Gaza",
+    "Australia/Lord_Howe",  // half an hour of summer time
+    "Antarctica/Troll",     // two hours of it
+    "Pacific/Apia",         // no 2011-12-30
+    "Pacific/Kwajalein",    // no 1993-08-21, and 1969-09-30 nearly twice
+    "Pacific/Chatham",      // +12:45
+    "CET-1CEST,M3.5.0,M10.5.0/3",
+};
+
+class LocalTime : public testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override {
+        const std::string name = GetParam();
+        if (name.find(',') == std::string::npos) {
+            ASSERT_TRUE(std::filesystem::exists("/usr/share/zoneinfo/" + name)) << "no data of this zone";
+        }
+    }
+    TimeZone zone{GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(Zones, LocalTime, testing::ValuesIn(zones), [](const auto& zone) {
+    std::string name = zone.param;
+    std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
+    return name;
+});
+
+std::tm localtime(std::time_t time) {
+    std::tm result{};
+    localtime_r(&time, &result);
+    return result;
+}
+
+std::string format(const char* pattern, std::time_t time) {
+    const std::tm t = localtime(time);
+    char text[64];
+    std::strftime(text, sizeof text, pattern, &t);
+    return text;
+}
+
+std::int64_t asUtc(std::tm t) { return timegm(&t); }
+
+// A skipped time that mktime moves to the day before is moved the other way.
+std::int64_t byMktime(std::int64_t local) {
+    const auto time = static_cast<std::time_t>(local);
+    std::tm t{};
+    gmtime_r(&time, &t);
+    t.tm_isdst = -1;
+    const int day = t.tm_yday;
+    const std::int64_t instant = std::mktime(&t);
+    const std::int64_t skipped = local - asUtc(t);
+    return skipped > 0 && t.tm_yday != day ? instant + skipped : instant;
+}
+
+TEST_P(LocalTime, EveryDayComesBack) {
+    for (std::int64_t day = 366; day < 25000; ++day) {  // 1971-01-02 to 2038-06
+        const auto noonUtc = static_cast<std::time_t>(day * 86400 + 43200);
+        if (noonUtc > highest - 86400) break;
+        const std::string text = format("%Y%m%d", noonUtc);
+        const long32 seconds = strToTime("%Y%m%d", text.c_str());
+        ASSERT_NE(seconds, none) << text;
+        ASSERT_EQ(format("%Y%m%d", seconds), text);
+    }
+}
+
+std::int64_t offsetAt(std::time_t time) { return asUtc(localtime(time)) - time; }
+
+// The first second of every new offset that 32 bits can tell.
+std::vector<std::time_t> changes() {
+    constexpr std::time_t step = 3 * 86400;  // no zone has changed twice in that time
+    std::vector<std::time_t> found;
+    for (std::time_t before = none; before < highest - 2 * step; before += step) {
+        std::time_t low = before, high = before + step;
+        if (offsetAt(low) == offsetAt(high)) continue;
+        while (high - low > 1) {
+            const std::time_t middle = low + (high - low) / 2;
+            (offsetAt(middle) == offsetAt(low) ? low : high) = middle;
+        }
+        found.push_back(high);
+    }
+    return found;
+}
+
+TEST_P(LocalTime, EveryMinuteAroundAChangeComesBack) {
+    for (const std::time_t change : changes()) {
+        if ((offsetAt(change) - offsetAt(change - 1)) % 60 != 0) continue;  // long ago: it skipped parts of minutes
+        for (std::time_t minute = change - 4 * 3600; minute < change + 4 * 3600; minute += 60) {
+            const std::string text = format("%Y%m%d%H%M", minute);
+            const long32 seconds = strToTime("%Y%m%d%H%M", text.c_str());
+            ASSERT_EQ(format("%Y%m%d%H%M", seconds), text);
+        }
+    }
+}
+
+// What is remembered must never differ from what the host would have said.
+void expectSameAsHost(std::int64_t instant, std::int64_t local) {
+    ASSERT_EQ(tramo::zone::toLocal(static_cast<long32>(instant)), asUtc(localtime(static_cast<std::time_t>(instant)))) << instant;
+    ASSERT_EQ(tramo::zone::toInstant(local), byMktime(local)) << local;
+}
+
+TEST_P(LocalTime, IsTheHostsAtRandomTimes) {
+    std::mt19937 random(20240131);
+    std::uniform_int_distribution<std::int64_t> any(-2147000000, 2147000000);
+    for (int i = 0; i < 5000; ++i) ASSERT_NO_FATAL_FAILURE(expectSameAsHost(any(random), any(random) / 60 * 60));
+}
+
+TEST_P(LocalTime, IsTheHostsAroundEveryChange) {
+    for (const std::time_t change : changes()) {
+        const std::int64_t offset = offsetAt(change - 1);
+        for (std::time_t instant = change - 30 * 3600; instant < change + 30 * 3600; instant += 1799)
+            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant, (instant + offset) / 60 * 60));
+        for (std::time_t instant = change - 4 * 3600; instant < change + 4 * 3600; instant += 300) {
+            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant, (instant + offset) / 60 * 60));  // also times that do not exist
+            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant - 1, instant + offset - 60));
+        }
+    }
+}
+
+TEST(SkippedTime, IsWhatMktimeMakesOfIt) {
+    const TimeZone zone("America/Sao_Paulo");
+    const long32 midnight = strToTime("%Y%m%d", "20181104");
+    EXPECT_EQ(midnight, 1541300400);
+    EXPECT_EQ(format("%Y%m%d%H%M", midnight), "201811040100");
+}
+
+TEST(SkippedTime, OfAWholeDayIsTheNextDay) {
+    const TimeZone zone("Pacific/Apia");
+    EXPECT_EQ(strToTime("%Y%m%d", "20111230"), strToTime("%Y%m%d", "20111231"));
+    EXPECT_EQ(format("%Y%m%d", strToTime("%Y%m%d", "20111230")), "20111231");
+    EXPECT_EQ(strToTime("%Y%m%d", "20111231") - strToTime("%Y%m%d", "20111229"), 86400);
+}
+
+TEST(SkippedTime, IsNeverTheDayBefore) {
+    const TimeZone zone("Asia/Kathmandu");  // 15 minutes were skipped, and it was no summer time
+    EXPECT_EQ(format("%Y%m%d%H%M", strToTime("%Y%m%d", "19860101")), "198601010015");
+}
+
+TEST(SkippedTime, OfSummerTimeMovesForward) {
+    const TimeZone zone("Europe/Paris");
+    EXPECT_EQ(format("%Y%m%d%H%M", strToTime("%Y%m%d%H%M", "202403310230")), "202403310330");
+}
+
+TEST(RepeatedTime, IsOneOfTheTwo) {
+    const TimeZone zone("Europe/Paris");
+    const long32 seconds = strToTime("%Y%m%d%H%M", "202410270230");
+    EXPECT_TRUE(seconds == 1729989000 || seconds == 1729992600) << seconds;
+}
+
+TEST(Limits, AreThoseOf32BitsInEveryZone) {
+    const TimeZone east("UTC-14"), west("UTC+12");
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801181514"), 2147483640);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801181515"), none);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112130845"), none);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112130846"), none + 8);
+}
+
+// ---- A change of the zone while the process runs --------------------------------------------------------------------
+
+long32 newYear() { return strToTime("%Y%m%d", "20240101"); }
+constexpr long32 newYearUtc = 1704067200, newYearParis = newYearUtc - 3600, newYearNewYork = newYearUtc + 5 * 3600;
+
+class ZoneChange : public testing::Test {
+    TimeZone restores{"UTC"};
+};
+
+TEST_F(ZoneChange, IsSeenWithAndWithoutTzset) {
+    for (int turn = 0; turn < 3; ++turn) {
+        setenv("TZ", "Europe/Paris", 1);
+        EXPECT_EQ(newYear(), newYearParis);
+        setenv("TZ", "America/New_York", 1);
+        tzset();
+        EXPECT_EQ(newYear(), newYearNewYork);
+        setenv("TZ", "UTC", 1);
+        EXPECT_EQ(newYear(), newYearUtc);
+        setenv("TZ", "CET-1", 1);
+        EXPECT_EQ(newYear(), newYearParis);
+    }
+}
+
+TEST_F(ZoneChange, IsSeenInBothDirections) {
+    setenv("TZ", "Europe/Paris", 1);
+    EXPECT_EQ(tramo::zone::toLocal(newYearParis), newYearUtc);
+    EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 0);
+    setenv("TZ", "America/New_York", 1);
+    EXPECT_EQ(tramo::zone::toLocal(newYearParis), newYearParis - 5 * 3600);
+    EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 18);
+}
+
+TEST_F(ZoneChange, IsSeenWhenTheVariableGoesAndComes) {
+    setenv("TZ", "Asia/Tokyo", 1);
+    EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
+    unsetenv("TZ");
+    const std::int64_t host = byMktime(newYearUtc);
+    EXPECT_EQ(newYear(), host);
+    setenv("TZ", "Europe/Paris", 1);
+    EXPECT_EQ(newYear(), newYearParis);
+}
+
+TEST_F(ZoneChange, IsSeenWhenTheVariableTakesAnothersPlace) {
+    setenv("TRAMO_TEST_LAST", "1", 1);
+    unsetenv("TZ");
+    const long32 host = newYear();
+    unsetenv("TRAMO_TEST_LAST");
+    setenv("TZ", "Asia/Tokyo", 1);  // as many variables as before
+    EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
+    unsetenv("TZ");
+    EXPECT_EQ(newYear(), host);
+}
+
+TEST_F(ZoneChange, IsSeenWhenTheEntryIsWrittenOver) {
+    static char entry[] = "TZ=UTC-01";
+    putenv(entry);
+    EXPECT_EQ(newYear(), newYearParis);
+    entry[8] = '9';
+    EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
+    setenv("TZ", "UTC", 1);
+}
+
+TEST_F(ZoneChange, BehindTheLibrarysBackHarmsNothing) {
+    setenv("TZ", "Europe/Paris", 1);
+    EXPECT_EQ(newYear(), newYearParis);
+    setenv("TZ", "Asia/Tokyo", 1);
+    tzset();
+    setenv("TZ", "Europe/Paris", 1);  // without tzset: the C library still has Tokyo
+    EXPECT_EQ(strToTime("%Y%m%d", "20100101"), 1262300400);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "202403310130"), 1711845000);
+    EXPECT_EQ(tramo::zone::toLocal(1711846799), 1711850399);
+}
+
+TEST_F(ZoneChange, IsSeenForANameTooLongToBeRemembered) {
+    const std::string longName(300, 'A');
+    setenv("TZ", (longName + "-1").c_str(), 1);
+    const std::int64_t first = byMktime(newYearUtc);
+    EXPECT_EQ(newYear(), first);
+    setenv("TZ", (longName + "-9").c_str(), 1);
+    const std::int64_t second = byMktime(newYearUtc);
+    EXPECT_EQ(newYear(), second);
+    EXPECT_EQ(first - second, 8 * 3600);
+}
+
+TEST_F(ZoneChange, IsSeenInEveryThread) {
+    const auto inThread = [] {
+        long32 seconds = 0;
+        std::thread([&] { seconds = newYear(); }).join();
+        return seconds;
+    };
+    setenv("TZ", "Europe/Paris", 1);
+    EXPECT_EQ(newYear(), newYearParis);
+    EXPECT_EQ(inThread(), newYearParis);
+    setenv("TZ", "UTC", 1);
+    EXPECT_EQ(inThread(), newYearUtc);
+    EXPECT_EQ(newYear(), newYearUtc);
+}
+
+}  // namespace
