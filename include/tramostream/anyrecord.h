@@ -1,5 +1,6 @@
 // A record of whatever kind its line says.
 #pragma once
+#include "amrtramomodel.h"
 #include "enquirydefinitiontramomodel.h"
 #include "enquiryresulttramomodel.h"
 #include "export.h"
@@ -20,7 +21,7 @@ namespace tramo {
 /// The model of a record line, chosen by the letter in its column 1. A value: copied and moved whole.
 class TRAMO_EXPORT AnyRecord {
 public:
-    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, MeterChangeTramoModel,
+    using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
         ExtendedAMRTramoModel, EnquiryDefinitionTramoModel, EnquiryResultTramoModel, ExtendedDataTramoModel,
         RecordInformationTramoModel>;
 
