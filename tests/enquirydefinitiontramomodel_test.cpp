@@ -19,9 +19,8 @@ void check(const State& state, Faults& mandatory, Faults&) {
     if (state.text("pageNumber").empty()) mandatory.push_back({2, 0x201});
     for (const AreaColumns& area : areas) {
         if (state.text(area.field("Label")).empty() || state.code(area.field("Type")) == L'!') continue;
-        if (state.number(area.field("Size")) < 0) mandatory.push_back({area.label, 0x202});
-        else if (state.code(area.field("Type")) == L'C' && state.text(area.field("List")).empty())
-            mandatory.push_back({area.label, 0x202});
+        const bool lacksList = state.code(area.field("Type")) == L'C' && state.text(area.field("List")).empty();
+        if (state.number(area.field("Size")) < 0 || lacksList) mandatory.push_back({area.label, 0x202});
     }
     if (state.number("order") < 0) mandatory.push_back({511, 0x201});
 }
@@ -411,10 +410,10 @@ TEST(EnquiryDefinition, WritesTheTextOfTheOrderAndShowsAndChecksTheNumber) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 511, 2), L"Z ");
     EXPECT_NE(model.toString().find(L",order:1]"), std::wstring::npos);
     EXPECT_EQ(mandatoryErrors(model), Faults());
-    M unset;
-    unset.setPageNumber(L"1");
-    unset.setOrderStr(L"12");
-    EXPECT_EQ(mandatoryErrors(unset), (Faults{{511, 0x201}}));
+    M onlyText;
+    onlyText.setPageNumber(L"1");
+    onlyText.setOrderStr(L"12");
+    EXPECT_EQ(mandatoryErrors(onlyText), (Faults{{511, 0x201}}));
 }
 
 TEST(EnquiryDefinition, SetsTheTextOfTheOrderByFieldToo) {

@@ -1,0 +1,126 @@
+#include "tramostream/keyline.h"
+#include "common/utf8.h"
+#include "model/keyjson.h"
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <rapidjson/encodings.h>
+#include <rapidjson/error/en.h>
+#include <utility>
+
+namespace tramo {
+namespace {
+
+using Json = AMRKeyTramoModel::Json;
+using Utf8 = rapidjson::UTF8<char>;
+using Utf16 = rapidjson::UTF16<wchar_t>;
+
+// Bytes that are overwritten before their memory is given back.
+struct SecretBytes {
+    std::string bytes;
+
+    SecretBytes() = default;
+    SecretBytes(const SecretBytes&) = delete;
+    SecretBytes& operator=(const SecretBytes&) = delete;
+    ~SecretBytes() {
+        volatile char* byte = bytes.data();  // the compiler must not leave it out
+        for (std::size_t k = 0; k < bytes.size(); ++k) byte[k] = 0;
+    }
+
+    // As RapidJSON's encodings write.
+    void Put(char byte) { bytes += byte; }
+};
+
+// A wide text as RapidJSON's encodings read it, with zeros behind its end.
+struct WideInput {
+    using Ch = wchar_t;
+    std::wstring_view text;
+    std::size_t at = 0;
+
+    wchar_t Take() { return at < text.size() ? text[at++] : L'\0'; }
+};
+
+bool isUtf16(wchar_t c) { return static_cast<std::uint32_t>(c) <= 0xFFFF; }
+
+// Appends the text as UTF-8; answers the index of the first character that is none.
+std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
+    out.bytes.reserve(text.size() * 3);  // never moved, so that nothing of it is left behind
+    for (WideInput in{text}; in.at < text.size();) {
+        const std::size_t first = in.at;
+        unsigned code = 0;
+        if (!isUtf16(text[first]) || !Utf16::Decode(in, &code) || code == 0) return first;
+        Utf8::Encode(out, code);
+    }
+    return std::nullopt;
+}
+
+// The index of the character that begins at this byte of the text's UTF-8.
+std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
+    auto bytes = [](wchar_t c) -> std::size_t { return c < 0x80 ? 1 : c < 0x800 || (c >= 0xD800 && c < 0xE000) ? 2 : 3; };
+    std::size_t index = 0;
+    for (std::size_t at = 0; at < byte && index < text.size(); ++index) at += bytes(text[index]);
+    return index;
+}
+
+bool take(const Json& json, const KeyValue& value, AMRKeyLine& line) {
+    if (value.text ? !json.IsString() : !json.IsInt()) return false;
+    if (value.text) line.*value.text = utf8::decode({json.GetString(), json.GetStringLength()});
+    else line.wmBusAddress[value.part] = json.GetInt();
+    return true;
+}
+
+KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
+    using Int = std::numeric_limits<std::int32_t>;
+    if (value.text || !json.IsNumber()) return KeyLineRemark::WrongType;
+    const bool fits = json.GetDouble() >= Int::min() && json.GetDouble() <= Int::max();
+    return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
+}
+
+// Fills the answer from the JSON text in it that starts at index `start`.
+std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& answer) {
+    const KeyLineError tooLong{"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0};
+    if (json.size() > longestKeyLine) return tooLong;
+    SecretBytes text;
+    if (const auto index = encode(json, text))
+        return KeyLineError{"Not a character: a zero, or half of a surrogate pair.", start + *index};
+    if (text.bytes.size() > longestKeyLine) return tooLong;
+
+    // In place, so that no string is copied; iterative, so that nesting does not use up the stack.
+    rapidjson::Document document;
+    document.ParseInsitu<rapidjson::kParseIterativeFlag>(text.bytes.data());
+    if (document.HasParseError())
+        return KeyLineError{
+            rapidjson::GetParseError_En(document.GetParseError()), start + indexOfByte(json, document.GetErrorOffset())};
+    if (!document.IsObject()) return KeyLineError{"The line is no JSON object.", start};
+    answer.remarks = takeKeyValues(document, answer.line);
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<KeyLineRemark> takeKeyValues(const Json& object, AMRKeyLine& line) {
+    std::vector<KeyLineRemark> remarks;
+    if (!object.IsObject()) return remarks;
+    std::array<bool, std::size(keyValues)> seen{};
+    for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
+        const std::string_view name(member->name.GetString(), member->name.GetStringLength());
+        auto remark = [&](KeyLineRemark::Reason reason) { remarks.push_back({reason, utf8::decode(name)}); };
+        const auto* value = std::ranges::find(keyValues, name, &KeyValue::name);
+        if (value == std::end(keyValues)) remark(KeyLineRemark::Unknown);
+        else if (std::exchange(seen[static_cast<std::size_t>(value - keyValues)], true)) remark(KeyLineRemark::Duplicate);
+        else if (!take(member->value, *value, line)) remark(whyNot(member->value, *value));
+    }
+    return remarks;
+}
+
+ParsedKeyLine parseKeyLine(std::wstring_view text) {
+    ParsedKeyLine answer;
+    answer.line.line = text;
+    const std::size_t start = text.starts_with(AMRKeyLine().lead) ? 1 : 0;
+    std::wstring_view json = text.substr(start);
+    if (json.ends_with(L'\r')) json.remove_suffix(1);
+    answer.error = parse(json, start, answer);
+    return answer;
+}
+
+}  // namespace tramo
