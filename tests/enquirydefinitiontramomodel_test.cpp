@@ -1,6 +1,7 @@
 #include "tramostream/enquirydefinitiontramomodel.h"
 #include "support/accessors.h"
 #include "support/records.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = EnquiryDefinitionTramoModel;
@@ -608,4 +609,14 @@ TEST(EnquiryDefinition, IsShownFieldByField) {
         L"labelJ:,labelK:,labelL:,labelM:,labelN:,labelO:,labelP:,area1Label:,area1Type:!,area1Size:-1,area1List:,"
         L"area2Label:,area2Type:!,area2Size:-1,area2List:,area3Label:,area3Type:!,area3Size:-1,area3List:,"
         L"area4Label:,area4Type:!,area4Size:-1,area4List:,area5Label:,area5Type:!,area5Size:-1,area5List:,order:-1]");
+}
+
+// ---- Samples --------------------------------------------------------------------------------------------------------
+
+TEST(EnquiryDefinition, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 4); }
+
+TEST(EnquiryDefinition, LacksNothingInTheSamples) {
+    for (const char* file : {"round-exported.txt", "round-returned.txt"})
+        for (const std::wstring& each : sampleLines(file, table().letter))
+            EXPECT_EQ(faults(parsed<M>(each).getMandatoryErrors()), Faults());
 }

@@ -1,6 +1,7 @@
 #include "tramostream/enquiryresulttramomodel.h"
 #include "support/accessors.h"
 #include "support/records.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = EnquiryResultTramoModel;
@@ -240,4 +241,14 @@ TEST(EnquiryResult, ReportsEveryTextThatIsTooLongInOrder) {
     EXPECT_EQ(textOf(built), line({}));
     EXPECT_EQ(lineEndOf(built), L"\r\n");
     EXPECT_EQ(faults(model.getBuildErrors()), expected);
+}
+
+// ---- Samples --------------------------------------------------------------------------------------------------------
+
+TEST(EnquiryResult, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 15); }
+
+TEST(EnquiryResult, LacksNothingInTheSamples) {
+    for (const char* file : {"round-exported.txt", "round-returned.txt"})
+        for (const std::wstring& each : sampleLines(file, table().letter))
+            EXPECT_EQ(faults(parsed<M>(each).getMandatoryErrors()), Faults());
 }

@@ -1,6 +1,7 @@
 #include "tramostream/parametertramomodel.h"
 #include "support/accessors.h"
 #include "support/records.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = ParameterTramoModel;
@@ -124,4 +125,17 @@ TEST(Parameter, NeverLooksAtTheLineEnd) {
     const M model(lineOf<ParameterLine::parameterLine_t>(full, L"\r"));  // as a stream leaves it: CR and a zero
     EXPECT_EQ(model.getValue(), blanks(31) + L"x");
     EXPECT_EQ(lineEndOf(model.getParameterLine()), std::wstring(L"\r\0", 2));
+}
+
+TEST(Parameter, ReadsTheSamplesAndWritesThemBack) {
+    std::vector<std::pair<std::wstring, std::wstring>> found;
+    for (const std::wstring& each : sampleLinesOf("parameters.txt", table().length)) {
+        M model = parsed<M>(each);
+        found.emplace_back(model.getKey(), model.getValue());
+        EXPECT_EQ(faults(model.getMandatoryErrors()), Faults());
+        EXPECT_EQ(textOf(build(model)), each);
+    }
+    const std::vector<std::pair<std::wstring, std::wstring>> expected = {
+        {L"VERSION", L"4.2"}, {L"AGENT", L"AG07"}, {L"LANGUE", L"FR"}, {L"SEUILMAX", L"500"}};
+    EXPECT_EQ(found, expected);
 }

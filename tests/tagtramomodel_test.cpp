@@ -1,6 +1,7 @@
 #include "tramostream/tagtramomodel.h"
 #include "support/accessors.h"
 #include "support/records.h"
+#include "support/samples.h"
 
 using namespace records;
 using M = TagTramoModel;
@@ -116,4 +117,17 @@ TEST(Tag, NeverLooksAtTheLineEnd) {
     const M model(lineOf<TagLine::tagLine_t>(line(L"FUFuite"), L"\r"));  // as a stream leaves it: CR and a zero
     EXPECT_EQ(model.getLabel(), L"Fuite");
     EXPECT_EQ(lineEndOf(model.getTagLine()), std::wstring(L"\r\0", 2));
+}
+
+TEST(Tag, ReadsTheSamplesAndWritesThemBack) {
+    std::vector<std::pair<std::wstring, std::wstring>> found;
+    for (const std::wstring& each : sampleLinesOf("tags.txt", table().length)) {
+        M model = parsed<M>(each);
+        found.emplace_back(model.getCode(), model.getLabel());
+        EXPECT_EQ(faults(model.getMandatoryErrors()), Faults());
+        EXPECT_EQ(textOf(build(model)), each);
+    }
+    const std::vector<std::pair<std::wstring, std::wstring>> expected = {{L"FU", L"Fuite"}, {L"AB", L"Absent"},
+        {L"IN", L"Compteur inaccessibl"}, {L"GE", L"Compteur gel\u00E9"}, {L"CA", L"Cass\u00E9"}};
+    EXPECT_EQ(found, expected);
 }

@@ -5,15 +5,24 @@
 
 namespace records {
 
-// The lines of a file of single bytes that begin with this letter, without their line ends.
-inline std::vector<std::wstring> sampleLines(const std::string& file, wchar_t letter) {
+// The lines of this length in a file of single bytes, without their line ends.
+inline std::vector<std::wstring> sampleLinesOf(const std::string& file, int length) {
     std::ifstream in(SAMPLES "/" + file, std::ios::binary);
     std::vector<std::wstring> lines;
     for (std::string bytes; std::getline(in, bytes);) {
         std::wstring line;
         for (const char byte : bytes) line += static_cast<wchar_t>(static_cast<unsigned char>(byte));
-        if (line.size() == 513 && line[0] == letter && line.back() == L'\r') lines.push_back(line.substr(0, 512));
+        if (line.size() != static_cast<std::size_t>(length) + 1 || line.back() != L'\r') continue;
+        line.pop_back();
+        lines.push_back(line);
     }
+    return lines;
+}
+
+// Those of the record lines that begin with this letter.
+inline std::vector<std::wstring> sampleLines(const std::string& file, wchar_t letter) {
+    auto lines = sampleLinesOf(file, 512);
+    std::erase_if(lines, [&](const std::wstring& line) { return line[0] != letter; });
     return lines;
 }
 
