@@ -371,7 +371,7 @@ public:
         return line;
     }
 
-    int below(std::size_t limit) { return static_cast<int>(random() % limit); }
+    int below(auto limit) { return static_cast<int>(random() % static_cast<std::uint64_t>(limit)); }
 
     // A value of the row's kind: often an ordinary one that a line can hold, otherwise (unless `ordinary`) any.
     FieldValue value(const Row& row, bool ordinary) {
