@@ -146,7 +146,7 @@ constexpr const DatePattern& pattern(DateFormat format) { return patterns[static
 long32 readDate(std::wstring_view text, DateFormat format) {
     char narrowed[12 + 1] = {};
     if (text.size() != pattern(format).width) return dates::noTime;
-    std::transform(text.begin(), text.end(), narrowed, [](wchar_t c) { return static_cast<char>(c & 0xFF); });
+    std::transform(text.begin(), text.end(), narrowed, [](wchar_t c) { return static_cast<char>(c); });
     return dates::read(pattern(format).format, narrowed);
 }
 

@@ -39,6 +39,7 @@ const Case cases[] = {
 
     {"accentInTheCLocale", [] { wide(L"caf\xE9\n"), wide(L"two\n"); }, "caf\xC3\xA9\ntwo\n"},
     {"accentInTheCLocaleAfterWide", [] { wide(L"one\n"), wide(L"caf\xE9\n"), wide(L"three\n"); }, "one\ncaf\xC3\xA9\nthree\n"},
+    {"accentInTheCLocaleAfterWideUnflushed", [] { std::wcout << L"one\n", wide(L"caf\xE9\n"); }, "one\ncaf\xC3\xA9\n"},
     {"accentInTheCLocaleAfterNarrow", [] { narrow("one\n"), wide(L"caf\xE9\n"); }, "one\ncaf\xC3\xA9\n"},
     {"accentInAUtf8Locale", [] { std::setlocale(LC_ALL, "C.UTF-8"), wide(L"caf\xE9 \x20AC\n"), wide(L"two\n"); }, "caf\xC3\xA9 \xE2\x82\xAC\ntwo\n"},
     {"accentInAUtf8LocaleAfterNarrow", [] { std::setlocale(LC_ALL, "C.UTF-8"), narrow("one\n"), wide(L"caf\xE9 \x20AC\n"); }, "one\ncaf\xC3\xA9 \xE2\x82\xAC\n"},
@@ -76,6 +77,7 @@ const Case cases[] = {
         wide(L"one\n"), wide(L"caf\xE9\n"), narrow("two\n");
         if (std::wcout.rdstate() == std::ios::failbit) std::wcout.clear(), std::cout.clear(), narrow("still off\n");
     }, "still off\n"},
+    {"switchedOffAlone", [] { std::wcout.setstate(std::ios::failbit), wide(L"one\n"), wide(L"caf\xE9\n"), std::cout << "after\n", std::wcout.clear(); }, "after\n"},
     {"switchedOffByNoBuffer", [] {
         std::wstreambuf* const buffer = std::wcout.rdbuf(nullptr);
         wide(L"one\n"), wide(L"caf\xE9\n");

@@ -380,6 +380,10 @@ TEST_F(ZoneChange, BehindTheLibrarysBackHarmsNothing) {
     EXPECT_EQ(strToTime("%Y%m%d", "20100101"), 1262300400);
     EXPECT_EQ(strToTime("%Y%m%d%H%M", "202403310130"), 1711845000);
     EXPECT_EQ(tramo::zone::toLocal(1711846799), 1711850399);
+    setenv("TZ", "Asia/Tokyo", 1);
+    tzset();
+    setenv("TZ", "Europe/Paris", 1);
+    EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 0);
 }
 
 TEST_F(ZoneChange, IsSeenForANameTooLongToBeRemembered) {
