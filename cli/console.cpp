@@ -42,7 +42,9 @@ void Progress::wipe() {
     visible = false;
 }
 
-Output::Output(Progress& shown) : progress(shown) { std::setvbuf(stdout, nullptr, _IONBF, 0); }
+Output::Output(Progress& shown) : progress(shown), enough(isTerminal(stdout) ? 1 : 1 << 16) {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+}
 
 void Output::flush() {
     progress.wipe();

@@ -41,9 +41,9 @@ public:
     void flush();
 
 private:
-    static constexpr std::size_t enough = 1 << 16;
     fmt::memory_buffer text;
     Progress& progress;
+    std::size_t enough;  ///< of text to be handed over: on a terminal any
 };
 
 /// Whether a stream gets colours: what was asked for, else whether it is a terminal and NO_COLOR is not set.

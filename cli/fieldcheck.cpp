@@ -1,6 +1,8 @@
 #include "fieldcheck.h"
+#include "text.h"
 #include <algorithm>
 #include <tramostream/anyrecord.h>
+#include <tramostream/keyline.h>
 #include <tramostream/parametertramomodel.h>
 #include <tramostream/tagtramomodel.h>
 
@@ -30,6 +32,49 @@ template <class Model, class Buffer> void checkAs(std::wstring_view text, bool a
     findFaults(model, kindOf<Model>(), text, all, findings);
 }
 
+const KeyValue* keyValue(std::wstring_view name) {
+    const auto found =
+        std::ranges::find_if(keyValues, [&](const KeyValue& value) { return std::ranges::equal(value.name, name); });
+    return found == std::end(keyValues) ? nullptr : &*found;
+}
+
+std::string whyIgnored(const KeyLineRemark& remark, const KeyValue* value) {
+    switch (remark.reason) {
+    case KeyLineRemark::Unknown: return "no value has this name";
+    case KeyLineRemark::Duplicate: return "it is there twice, and the first one counts";
+    case KeyLineRemark::WrongType: return value && value->text ? "a text was expected" : "a whole number was expected";
+    case KeyLineRemark::OutOfRange: return "a number of 32 bits was expected";
+    }
+    return {};
+}
+
+// Values have names here, not columns, and what they hold is never shown.
+void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
+    ParsedKeyLine parsed = parseKeyLine(text);
+    wipe(parsed.line.line);
+    if (parsed.error) {
+        const auto column = static_cast<int>(parsed.error->column());
+        findings.push_back(lineFinding("KeyLineUnreadable", "key line cannot be read", parsed.error->text, column));
+        return;
+    }
+    const char* kind = shapeOf(LineKind::Key).name;
+    for (const KeyLineRemark& remark : parsed.remarks) {
+        constexpr std::size_t mostOfName = 40;
+        const KeyValue* value = keyValue(remark.name);
+        const bool isLong = remark.name.size() > mostOfName;
+        const std::string name = printable(std::wstring_view(remark.name).substr(0, mostOfName)) + (isLong ? "..." : "");
+        findings.push_back(lineFinding("KeyMemberIgnored", name + ": is ignored", whyIgnored(remark, value)));
+        if (value) findings.back().kind = kind, findings.back().field = value->name;
+    }
+    for (const KeyValue& value : keyValues) {
+        if (!value.isAbsent(parsed.line)) continue;
+        findings.push_back(lineFinding(errorName(TE::MandatoryMissing), std::string(value.name) + ": is missing"));
+        findings.back().kind = kind, findings.back().field = value.name;
+    }
+    for (const KeyValue& value : keyValues)
+        if (value.text) wipe(parsed.line.*value.text);
+}
+
 }  // namespace
 
 void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings) {
@@ -44,7 +89,7 @@ void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Fi
     }
     case LineKind::Parameter: checkAs<ParameterTramoModel, ParameterLine::parameterLine_t>(text, all, findings); break;
     case LineKind::Tag: checkAs<TagTramoModel, TagLine::tagLine_t>(text, all, findings); break;
-    case LineKind::Key: break;
+    case LineKind::Key: checkKeyLine(text, findings); break;
     }
 }
 

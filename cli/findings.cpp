@@ -2,9 +2,7 @@
 #include "text.h"
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fmt/format.h>
-#include <limits>
 #include <vector>
 
 namespace tramo::cli {
@@ -27,6 +25,8 @@ std::vector<RuleInfo> makeRules() {
         {"ZeroCharacter",        0, "A line holds characters of value zero.", false},
         {"ZeroBehindAlarmFlags", 0, "The field behind alarm flags holds the zero character that their writer leaves there.", true},
         {"SurrogateAlone",       0, "A line holds half of a UTF-16 surrogate pair without the other half.", false},
+        {"KeyLineUnreadable",    0, "A key line is no JSON object that can be read.", false},
+        {"KeyMemberIgnored",     0, "A member of a key line's object is not taken.", true},
         {"TextUnread",           0, "A line that begins with U+FFFF ends the text; nothing behind it is read.", false},
         {"LastByteOdd",          0, "A UTF-16 file ends with half of a character.", false},
     };
@@ -69,24 +69,14 @@ struct Words {
 
 Words numberWords(std::wstring_view text, bool decimal) {
     std::wstring_view number = withoutBlanks(text);
-    const bool negative = number.starts_with(L'-');
-    if (negative || number.starts_with(L'+')) number.remove_prefix(1);
+    if (number.starts_with(L'-') || number.starts_with(L'+')) number.remove_prefix(1);
     const std::wstring_view digits =
         decimal && (number.starts_with(L'.') || number.starts_with(L',')) ? number.substr(1) : number;
     if (digits.empty() || !isDigit(digits.front()))
         return {decimal ? "is no number" : "is no whole number",
             "a digit was expected, " + (number.empty() ? "nothing" : quoted(number.substr(0, 1))) + " found"};
-    if (decimal) return {"is out of range", "a number that a 64-bit floating-point number can hold was expected"};
 
-    // The model knows whether it holds 32 or 64 bits: what fits the latter and was refused is one of the former.
-    std::string narrow(negative ? "-" : "");
-    for (const wchar_t c : number.substr(0, number.find_first_not_of(L"0123456789"))) narrow += static_cast<char>(c);
-    long long value = 0;
-    const bool fits64 = std::from_chars(narrow.data(), narrow.data() + narrow.size(), value).ec == std::errc{};
-    using Small = std::numeric_limits<std::int32_t>;
-    using Large = std::numeric_limits<std::int64_t>;
-    return {"is out of range", fits64 ? fmt::format("{} to {} expected", Small::min(), Small::max())
-                                      : fmt::format("{} to {} expected", Large::min(), Large::max())};
+    return {"is out of range", {}};
 }
 
 std::string whyNoDate(std::wstring_view text, std::string_view pattern, int column) {

@@ -2,6 +2,7 @@
 #pragma once
 #include "lines.h"
 #include "platform.h"
+#include "text.h"
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -24,6 +25,11 @@ class Input {
 public:
     /// Throws Unreadable, or WriteFailed when the copy cannot be written.
     Input(const std::string& path, EncodingChoice encoding);
+
+    /// Lines may hold keys: nothing is left of the last one.
+    ~Input() { wipe(buffer.line); }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
 
     /// The next line; false at the end of the text.
     bool next(Line& line);

@@ -4,6 +4,7 @@
 #include "console.h"
 #include <rapidjson/writer.h>
 #include <string_view>
+#include <utility>
 
 namespace tramo::cli {
 
@@ -13,13 +14,20 @@ public:
     explicit JsonStream(Output& output) : text(output.buffer()) {}
     void Put(char c) {
         constexpr std::string_view del = "\\u007f";  // the one control character that the writer lets pass
+        const bool breaksHere = std::exchange(lineBreak, false);
+        if (breaksHere && c != ',') text.push_back('\n');
         if (c == '\x7f') text.append(del.data(), del.data() + del.size());
         else text.push_back(c);
+        if (breaksHere && c == ',') text.push_back('\n');
     }
     void Flush() {}
 
+    /// What comes next begins a line; a comma still belongs to this one.
+    void breakLine() { lineBreak = true; }
+
 private:
     fmt::memory_buffer& text;
+    bool lineBreak = false;
 };
 
 // RapidJSON looks for this name; its own takes no streams of others.
@@ -29,8 +37,8 @@ class JsonWriter : public rapidjson::Writer<JsonStream, rapidjson::UTF8<>, rapid
 public:
     explicit JsonWriter(JsonStream& to) : Writer(to), stream(to) {}
 
-    /// Of what follows, the next value begins on a line of its own.
-    void newLine() { stream.Put('\n'); }
+    void newLine() { stream.breakLine(); }
+    void end() { stream.Put('\n'); }
 
     void text(std::string_view value) { String(value.data(), static_cast<rapidjson::SizeType>(value.size())); }
     void key(std::string_view name) { Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }

@@ -124,9 +124,9 @@ void findCharacters(std::wstring_view text, LineKind kind, std::vector<Finding>&
 }
 
 bool isSuspect(std::wstring_view text) {
-    bool suspect = false;
-    for (const wchar_t c : text) suspect |= c == 0 || (c & 0xF800) == 0xD800;
-    return suspect;
+    unsigned suspects = 0;  // no early exit, no short circuit: this way the compiler looks at several characters at once
+    for (const wchar_t c : text) suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
+    return suspects != 0;
 }
 
 void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Finding>& findings) {
@@ -193,7 +193,7 @@ bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>&
     const bool inPlace = isBlank(extra) || insteadOfCr;
     if (!extra.empty() && !insteadOfCr) findings.push_back(tooLong(line, shape));
     findLineEnd(line, insteadOfCr ? extra : std::wstring_view{}, findings);
-    if (inPlace && isSuspect(text)) findCharacters(text, shape.kind, findings);
+    if (inPlace && shape.kind != LineKind::Key && isSuspect(text)) findCharacters(text, shape.kind, findings);
     if (!inPlace || shape.kind != LineKind::Record || isRecordLetter(text.front())) return inPlace;
     if (text.front() != 0)
         findings.push_back(lineFinding("LineLetterUnknown", fmt::format("unknown record letter {}", quoted(text.substr(0, 1))),

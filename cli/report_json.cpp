@@ -39,7 +39,7 @@ public:
         if (!finding.kind.empty()) json.member("kind", finding.kind);
         if (!finding.field.empty()) {
             json.member("field", finding.field);
-            json.member("found", toUtf8(finding.found));
+            if (finding.column) json.member("found", toUtf8(finding.found));
         }
         json.member("message", sentence(finding));
         json.EndObject();
@@ -62,7 +62,6 @@ public:
             if (kind.letter) json.member("letter", std::string_view(&kind.letter, 1));
             json.member("kind", kind.name);
             json.member("lines", kind.lines);
-            json.member("fieldsChecked", kind.checked);
             json.EndObject();
         }
         json.EndArray();
@@ -97,7 +96,7 @@ public:
         count(total.total);
         json.member("exitCode", total.exitCode);
         json.EndObject();
-        json.newLine();
+        json.end();
     }
 
 private:

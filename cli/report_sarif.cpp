@@ -99,7 +99,7 @@ public:
         json.EndObject();
         json.EndArray();
         json.EndObject();
-        json.newLine();
+        json.end();
     }
 
 private:

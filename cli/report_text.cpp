@@ -87,8 +87,7 @@ private:
             summary.utf16 ? "UTF-16" : "ANSI", summary.time.count());
         if (summary.lines) out.print("  lines:\n");
         for (const KindCount& kind : summary.lineKinds())
-            out.print("  {:>8}  {}  {}{}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name,
-                kind.checked ? "" : " (fields not checked)");
+            out.print("  {:>8}  {}  {}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name);
         if (summary.total.all()) out.print("  findings:\n");
         for (const FindingCount& count : summary.findingCounts()) {
             out.print("  {:>8}  {}", count.count.all(), count.rule ? count.rule->name : count.field);

@@ -27,16 +27,15 @@ std::vector<KindCount> Summary::lineKinds() const {
     for (std::size_t letter = 0; letter < byLetter.size(); ++letter) {
         if (byLetter[letter] == 0) continue;
         const RecordKind* kind = recordKind(static_cast<wchar_t>(letter));
-        kinds.push_back(
-            {static_cast<char>(letter), kind ? kind->name : std::string("record"), byLetter[letter], kind != nullptr});
+        kinds.push_back({static_cast<char>(letter), kind ? kind->name : std::string("record"), byLetter[letter]});
     }
     for (std::size_t i = 0; i < byKind.size(); ++i) {
         if (byKind[i] == 0) continue;
         const auto kind = static_cast<LineKind>(i);
-        kinds.push_back({0, shapeOf(kind).name + std::string(" line"), byKind[i], kind != LineKind::Key});
+        kinds.push_back({0, shapeOf(kind).name + std::string(" line"), byKind[i]});
     }
-    if (empty > 0) kinds.push_back({0, "empty line", empty, true});
-    if (unknown > 0) kinds.push_back({0, "unknown line", unknown, true});
+    if (empty > 0) kinds.push_back({0, "empty line", empty});
+    if (unknown > 0) kinds.push_back({0, "unknown line", unknown});
     return kinds;
 }
 

@@ -25,7 +25,6 @@ struct KindCount {
     char letter;  ///< of record lines; 0: none
     std::string name;
     std::uint64_t lines;
-    bool checked;  ///< their fields can be checked
 };
 
 /// So many findings about one field, or of one rule about lines.

@@ -157,6 +157,11 @@ std::string uriOf(std::string_view path) {
     return out;
 }
 
+void wipe(std::wstring& secret) {
+    for (volatile wchar_t& c : secret) c = 0;
+    secret.clear();
+}
+
 Shown shown(std::wstring_view text) {
     Shown out{{}, 0};
     for (const wchar_t c : text) {

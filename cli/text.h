@@ -24,6 +24,9 @@ std::string nameOf(const std::string& path);
 /// As a URI reference: the path's bytes, percent-encoded where they have to be.
 std::string uriOf(std::string_view path);
 
+/// Overwrites a text that may hold a key, and empties it.
+void wipe(std::wstring& secret);
+
 /// One line of a file for showing: every character is one that is visible and has a known width.
 struct Shown {
     std::string utf8;

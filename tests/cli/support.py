@@ -23,7 +23,7 @@ def sample_line(letter):
     return next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == letter)
 
 
-ROUND, METER, INFORMATION = sample_line(b"0"), sample_line(b"1"), sample_line(b"9")
+ROUND, METER, AMR, INFORMATION = (sample_line(letter) for letter in (b"0", b"1", b"2", b"9"))
 
 
 def put(line, column, text):

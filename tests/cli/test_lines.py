@@ -1,6 +1,6 @@
 """What is wrong with whole lines: said once, without the field errors that follow from it."""
 import unittest
-from support import INFORMATION, METER, ROUND, CliTest, lines, put, utf16
+from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, utf16
 
 TAG = b"FUFuite                "
 PARAMETER = b"VERSION 4.2".ljust(40)
@@ -122,6 +122,24 @@ class Lines(CliTest):
                       "       |                            ^~ columns 513-514\n", result.out)
         result = self.check(self.after(METER[:30]))
         self.assertIn("     3 | 1   1ABONN\u00c9 0001              \n\nf: 1 error, 0 warnings", result.out)
+
+
+class AlarmFlags(CliTest):
+    def test_the_zero_behind_them_is_named(self):
+        self.assert_findings(lines(put(put(AMR, 290, b"\0"), 392, b"\0")), *(
+            f"1:{column}: warning: line holds a zero character behind {flags} (ZeroBehindAlarmFlags): "
+            "the format writes one there when nothing follows, and reads it as a text"
+            for column, flags in ((290, "previousAlarms"), (392, "currentAlarms"))))
+
+    def test_other_zeros_are_still_errors(self):
+        self.assert_findings(lines(put(put(AMR, 290, b"\0"), 291, b"\0")),
+                             "1:290: warning: line holds a zero character behind previousAlarms (ZeroBehindAlarmFlags): "
+                             "the format writes one there when nothing follows, and reads it as a text",
+                             "1:291: error: line holds 1 zero character (ZeroCharacter): fields with a zero are not checked")
+
+    def test_in_other_kinds_of_lines_it_is_a_zero(self):
+        self.assert_findings(lines(put(METER, 290, b"\0")),
+                             "1:290: error: line holds 1 zero character (ZeroCharacter): fields with a zero are not checked")
 
 
 class Utf16(CliTest):
