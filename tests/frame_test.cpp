@@ -122,6 +122,15 @@ TYPED_TEST(Frame, RefusesEveryLetterButItsOwnAndSaysSo) {
     }
 }
 
+TYPED_TEST(Frame, ReadsNothingOfALineOfTheMissingKind8) {
+    const Console console;
+    const TypeParam model = parsed<TypeParam>(L"8" + fullLine<TypeParam>().substr(1));
+    EXPECT_EQ(faults(model.getParseErrors()), (Faults{{0, 0x15}, {0, 0x203}}));
+    EXPECT_EQ(model.toString(), empty<TypeParam>().toString());
+    EXPECT_EQ(console.wide(), L"toLineType (8), Parse failed\n\n");
+    EXPECT_EQ(console.narrow().find(std::string(facts<TypeParam>().inMessages) + " : unvalidLineType(8 != "), 0u);
+}
+
 TYPED_TEST(Frame, SaysNothingAboutItsOwnLetter) {
     const Console console;
     const TypeParam model = parsed<TypeParam>(blankLine<TypeParam>());
