@@ -76,14 +76,15 @@ KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
     return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
 }
 
+KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
+
 // Fills the answer from the JSON text in it that starts at index `start`.
 std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& answer) {
-    const KeyLineError tooLong{"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0};
-    if (json.size() > longestKeyLine) return tooLong;
+    if (json.size() > longestKeyLine) return tooLong();
     SecretBytes text;
     if (const auto index = encode(json, text))
         return KeyLineError{"Not a character: a zero, or half of a surrogate pair.", start + *index};
-    if (text.bytes.size() > longestKeyLine) return tooLong;
+    if (text.bytes.size() > longestKeyLine) return tooLong();
 
     // In place, so that no string is copied; iterative, so that nesting does not use up the stack.
     rapidjson::Document document;

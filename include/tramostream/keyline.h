@@ -70,10 +70,11 @@ struct ParsedKeyLine {
 
 /// Takes the ten values out of a key line as AMRKeyTramoModel's JSON constructor does.
 ///
-/// The text is one JSON object of at most `longestKeyLine` bytes. A ';' before it and a CR behind it are allowed and not
-/// counted. Anything else around it, another JSON value, a zero character and a surrogate without its partner are
-/// errors; only a low surrogate that is written as an escape ("\udc00") becomes U+FFFD, three times. Nesting of any depth
-/// is harmless. Throws nothing for bad content. Leaves no copy of the keys in memory but those in the answer.
+/// The text is one JSON object of at most `longestKeyLine` bytes, blanks around it included. A ';' before it and a CR
+/// behind it are allowed and not counted. Any other text around it, another JSON value, a zero character and a surrogate
+/// without its partner are errors; only a low surrogate that is written as an escape ("\udc00") becomes U+FFFD, three
+/// times. Nesting of any depth is harmless. Throws nothing for bad content. Leaves no copy of the keys in memory but those
+/// in the answer.
 TRAMO_EXPORT ParsedKeyLine parseKeyLine(std::wstring_view text);
 
 }  // namespace tramo
