@@ -7,30 +7,26 @@ using M = AMRTramoModel;
 
 namespace {
 
-// The twelve flags of a snapshot in the order of their bits: what follows "previousAlarm" or "currentAlarm" in a field's
-// name, and how toString calls it.
-struct AlarmName {
-    std::string name, shown;
+// The twelve flags in the order of their bits: the names and the labels of the previous and the current one.
+struct AlarmNames {
+    std::string previous, current, previousLabel, currentLabel;
 };
 // clang-format off
-const std::vector<AlarmName> alarmNames = {
-    {"FraudPastOrCurrent",        "Fraud_PastOrCurrent"},
-    {"LeakPastOrCurrent",         "Leak_PastOrCurrent"},
-    {"BackFlowPastOrCurrent",     "Backflow_PastOrCurrent"},
-    {"EndOfBattryCurrent",        "EndOfBattry_Current"},
-    {"ModuleDefectCurrent",       "ModuleDefect_Current"},
-    {"ClockFaultCurrent",         "ClockFault_Current"},
-    {"FraudCurrent",              "Fraud_Current"},
-    {"LeakCurrent",               "Leak_Current"},
-    {"BackFlowCurrent",           "Backflow_Current"},
-    {"MeterBlockedPastOrCurrent", "MeterBlocked_PastOrCurrent"},
-    {"UnderFlowPastOrCurrent",    "Underflow_PastOrCurrent"},
-    {"OverFlowPastOrCurrent",     "OverFlow_PastOrCurrent"},
+const std::vector<AlarmNames> alarmNames = {
+    {"previousAlarmFraudPastOrCurrent",        "currentAlarmFraudPastOrCurrent",        "amrPreviousAlarm_Fraud_PastOrCurrent",        "amrCurrentAlarm_Fraud_PastOrCurrent"},
+    {"previousAlarmLeakPastOrCurrent",         "currentAlarmLeakPastOrCurrent",         "amrPreviousAlarm_Leak_PastOrCurrent",         "amrCurrentAlarm_Leak_PastOrCurrent"},
+    {"previousAlarmBackFlowPastOrCurrent",     "currentAlarmBackFlowPastOrCurrent",     "amrPreviousAlarm_Backflow_PastOrCurrent",     "amrCurrentAlarm_Backflow_PastOrCurrent"},
+    {"previousAlarmEndOfBattryCurrent",        "currentAlarmEndOfBattryCurrent",        "amrPreviousAlarm_EndOfBattry_Current",        "amrCurrentAlarm_EndOfBattry_Current"},
+    {"previousAlarmModuleDefectCurrent",       "currentAlarmModuleDefectCurrent",       "amrPreviousAlarm_ModuleDefect_Current",       "LamrCurrentAlarm_ModuleDefect_Current"},
+    {"previousAlarmClockfaultCurrent",         "currentAlarmClockFaultCurrent",         "amrPreviousAlarm_ClockFault_Current",         "amrCurrentAlarm_ClockFault_Current"},
+    {"previousAlarmFraudCurrent",              "currentAlarmFraudCurrent",              "amrPreviousAlarm_Fraud_Current",              "amrCurrentAlarm_Fraud_Current"},
+    {"previousAlarmLeakCurrent",               "currentAlarmLeakCurrent",               "amrPreviousAlarm_Leak_Current",               "amrCurrentAlarm_Leak_Current"},
+    {"previousAlarmBackFlowCurrent",           "currentAlarmBackFlowCurrent",           "amrPreviousAlarm_Backflow_Current",           "amrCurrentAlarm_Backflow_Current"},
+    {"previousAlarmMeterBlockedPastOrCurrent", "currentAlarmMeterBlockedPastOrCurrent", "amrPreviousAlarm_MeterBlocked_PastOrCurrent", "amrCurrentAlarm_MeterBlocked_PastOrCurrent"},
+    {"previousAlarmUnderFlowPastOrCurrent",    "currentAlarmUnderFlowPastOrCurrent",    "amrPreviousAlarm_Underflow_PastOrCurrent",    "amrCurrentAlarm_Underflow_PastOrCurrent"},
+    {"previousAlarmOverFlowPastOrCurrent",     "currentAlarmOverFlowPastOrCurrent",     "amrPreviousAlarm_OverFlow_PastOrCurrent",     "amrCurrentAlarm_OverFlow_PastOrCurrent"},
 };
 // clang-format on
-
-std::string previousAlarm(std::size_t bit) { return "previousAlarm" + (bit == 5 ? "ClockfaultCurrent" : alarmNames[bit].name); }
-std::string currentAlarm(std::size_t bit) { return "currentAlarm" + alarmNames[bit].name; }
 
 void check(const State& state, Faults& mandatory, Faults&) {
     auto missing = [&](int column, bool is) {
@@ -55,34 +51,39 @@ void check(const State& state, Faults& mandatory, Faults&) {
 }
 
 // A snapshot's flags are shown one by one, and so is the text that they were read from.
-void showFlags(State& state, const std::string& which, std::string (*flag)(std::size_t)) {
-    const long long bits = state.number(which + "Alarms");
-    for (std::size_t k = 0; k < alarmNames.size(); ++k) state.values[flag(k)] = (bits >> k & 1) != 0;
+void showFlags(State& state, const std::string& all, std::string AlarmNames::*each) {
+    const long long bits = state.number(all);
+    for (std::size_t k = 0; k < alarmNames.size(); ++k) state.values[alarmNames[k].*each] = (bits >> k & 1) != 0;
 }
-void collectFlags(State& state, const std::string& which, std::string (*flag)(std::size_t)) {
+void collectFlags(State& state, const std::string& all, std::string AlarmNames::*each) {
     long long bits = 0;
-    for (std::size_t k = 0; k < alarmNames.size(); ++k) bits |= static_cast<long long>(state.get<bool>(flag(k))) << k;
-    state.values[which + "Alarms"] = bits;
+    for (std::size_t k = 0; k < alarmNames.size(); ++k) bits |= static_cast<long long>(state.get<bool>(alarmNames[k].*each)) << k;
+    state.values[all] = bits;
 }
 void onRead(State& state) {
-    showFlags(state, "previous", previousAlarm);
-    showFlags(state, "current", currentAlarm);
+    showFlags(state, "previousAlarms", &AlarmNames::previous);
+    showFlags(state, "currentAlarms", &AlarmNames::current);
     state.values["previousAlarmText"] = state.texts["previousAlarms"];
     state.values["currentAlarmText"] = state.texts["currentAlarms"];
 }
 void onSet(State& state, const std::string& name) {
-    if (name == "previousAlarms") showFlags(state, "previous", previousAlarm);
-    else if (name == "currentAlarms") showFlags(state, "current", currentAlarm);
+    if (name == "previousAlarms") showFlags(state, name, &AlarmNames::previous);
+    else if (name == "currentAlarms") showFlags(state, name, &AlarmNames::current);
+    else if (name.starts_with("previousAlarm")) collectFlags(state, "previousAlarms", &AlarmNames::previous);
+    else if (name.starts_with("currentAlarm")) collectFlags(state, "currentAlarms", &AlarmNames::current);
     else if (name == "externalAMR") state.values["externalAMRText"] = std::wstring(state.get<bool>(name) ? L"1" : L"0");
-    else collectFlags(state, "previous", previousAlarm), collectFlags(state, "current", currentAlarm);
 }
 
 const std::wstring zero(1, L'\0');
 
-// A field's text as it is cut from the line that is built.
 const Table& table();
+
+// A field's text as it is cut from the line that is built.
 std::wstring cutWritten(const Row& row, const State& state) {
-    return trimmed(columns(written(table(), state), row.column, row.width));
+    std::wstring line = blankText(L'2');
+    for (const Row& each : table().rows)
+        if (each.column == row.column && isWritten(each, state)) writeInto(line, each, state.values.at(each.name));
+    return trimmed(columns(line, row.column, row.width));
 }
 
 // The row in whose columns a field stands: flags by themselves have none.
@@ -121,16 +122,14 @@ Table makeTable() {
     };
     auto append = [&](std::initializer_list<Row> rows) { all.rows.insert(all.rows.end(), rows); };
     append({{  0,   0, "previousAlarmText",      "amrPreviousAlarmStr",     Text,       L""}});
-    for (std::size_t k = 0; k < alarmNames.size(); ++k)
-        append({{0, 0, previousAlarm(k),         "amrPreviousAlarm_" + alarmNames[k].shown, Flag, false}});
+    for (const AlarmNames& alarm : alarmNames) append({{0, 0, alarm.previous, alarm.previousLabel, Flag, false}});
     append({{290,  64, "previousAmrStatus",      "amrPreviousAmrStatus",    Text,       L"",   {},          {290, 0x102}, {.written = previous, .mandatory = {290, 0x201}}},
             {354,   8, "currentReadingDate",     "amrCurrentReadingDate",   Date,       -1LL,  {354, 0x1B}, {354, 0x115}, {.written = current}},
             {362,  16, "currentMeterIndex",      "amrCurrentMeterIndex",    Decimal,    -1.0,  {362, 0x04}, {362, 0x104}, {.written = {above(-1), current[0]}, .decimals = -1}},
             {378,  10, "currentAmrIndex",        "",                        Integer,    -1LL,  {378, 0x04}, {378, 0x101}, {.written = {atLeast(0), current[0]}}},
             {388,   4, "currentAlarms",          "",                        AlarmFlags, 0LL,   {388, 0x16}, {286, 0x11A}, {.written = current}}});
     append({{  0,   0, "currentAlarmText",       "amrCurrentAlarmStr",      Text,       L""}});
-    for (std::size_t k = 0; k < alarmNames.size(); ++k)
-        append({{0, 0, currentAlarm(k),          (k == 4 ? "L" : "") + ("amrCurrentAlarm_" + alarmNames[k].shown), Flag, false}});
+    for (const AlarmNames& alarm : alarmNames) append({{0, 0, alarm.current, alarm.currentLabel, Flag, false}});
     append({{392,  64, "currentAmrStatus",       "amrCurrentAmrStatus",     Text,       L"",   {},          {392, 0x102}, {.written = current}},
             {456,   1, "externalAMR",            "isExternamAMR",           Flag,       false, {},          {},           {.written = {never()}, .asCharacter = true}},
             {456,   1, "externalAMRText",        "",                        Text,       L"",   {},          {456, 0x102}, {.overlaid = true, .example = L"1"}},
@@ -425,20 +424,20 @@ TEST(AMR, WritesEachFlagAsItsBitTheLowByteFirst) {
         M model;
         model.setPreviousReadingDate(1);
         model.setCurrentReadingDate(1);
-        setValue(model, previousAlarm(bit), true);
+        setValue(model, alarmNames[bit].previous, true);
         EXPECT_EQ(built(model, 286, 4), digits[bit]);
         EXPECT_EQ(built(model, 388, 4), L"0000");
-        setValue(model, previousAlarm(bit), false);
-        setValue(model, currentAlarm(bit), true);
+        setValue(model, alarmNames[bit].previous, false);
+        setValue(model, alarmNames[bit].current, true);
         EXPECT_EQ(built(model, 286, 4), L"0000");
         EXPECT_EQ(built(model, 388, 4), digits[bit]);
 
         const M previous = readFlags(286, digits[bit]), current = readFlags(388, digits[bit]);
         for (std::size_t other = 0; other < alarmNames.size(); ++other) {
-            EXPECT_TRUE(equal(valueOf(previous, previousAlarm(other)), other == bit));
-            EXPECT_TRUE(equal(valueOf(previous, currentAlarm(other)), false));
-            EXPECT_TRUE(equal(valueOf(current, currentAlarm(other)), other == bit));
-            EXPECT_TRUE(equal(valueOf(current, previousAlarm(other)), false));
+            EXPECT_TRUE(equal(valueOf(previous, alarmNames[other].previous), other == bit));
+            EXPECT_TRUE(equal(valueOf(previous, alarmNames[other].current), false));
+            EXPECT_TRUE(equal(valueOf(current, alarmNames[other].current), other == bit));
+            EXPECT_TRUE(equal(valueOf(current, alarmNames[other].previous), false));
         }
     }
 }
@@ -450,13 +449,13 @@ TEST(AMR, CarriesEveryCombinationOfFlags) {
         model.setPreviousReadingDate(date(2023, 7, 12));
         model.setCurrentReadingDate(date(2024, 1, 16));
         for (std::size_t k = 0; k < alarmNames.size(); ++k) {
-            setValue(model, previousAlarm(k), (bits >> k & 1) != 0);
-            setValue(model, currentAlarm(k), (others >> k & 1) != 0);
+            setValue(model, alarmNames[k].previous, (bits >> k & 1) != 0);
+            setValue(model, alarmNames[k].current, (others >> k & 1) != 0);
         }
         const M again(model.toTramoLine());
         for (std::size_t k = 0; k < alarmNames.size(); ++k) {
-            ASSERT_TRUE(equal(valueOf(again, previousAlarm(k)), (bits >> k & 1) != 0)) << bits << " " << k;
-            ASSERT_TRUE(equal(valueOf(again, currentAlarm(k)), (others >> k & 1) != 0)) << others << " " << k;
+            ASSERT_TRUE(equal(valueOf(again, alarmNames[k].previous), (bits >> k & 1) != 0)) << bits << " " << k;
+            ASSERT_TRUE(equal(valueOf(again, alarmNames[k].current), (others >> k & 1) != 0)) << others << " " << k;
         }
     }
 }
