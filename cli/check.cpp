@@ -34,7 +34,8 @@ A finding is one line, as compilers print theirs:
 
 COLUMN is where the field stands. Some fields are reported at another one's column by the
 format; then both are given: "field at 195-202, reported at 194". A finding about a whole
-line may have no column.
+line may have no column. Of a line that is too short, too long or of no known kind only
+that is told, for its fields do not stand in their columns. Of a key line no value is shown.
 
 Options:
   --all               also what the format reports on good lines: a complete history slot
@@ -117,6 +118,7 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     CLI::App app;
     app.set_help_flag();
     app.allow_extras();
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_flag("-h,--help", wantsHelp);
     app.add_flag("--all", options.all);
     app.add_flag("--strict", options.style.strict);
@@ -198,7 +200,7 @@ private:
         if (input.hasOddByte())
             findings.push_back(
                 lineFinding("LastByteOdd", "the file ends with half of a UTF-16 character", "the last byte is not read"));
-        if (input.bytes() > 0 && line.number > 0) return;
+        if (line.number > 0) return;
         line = {};
         findings.push_back(lineFinding("FileEmpty", "the file is empty"));
     }

@@ -59,6 +59,8 @@ const Field* fieldCutAt(std::wstring_view text) {
     return found == kind->fields.end() ? nullptr : &*found;
 }
 
+constexpr const char* endsWithLf = ", and it ends with LF alone";
+
 Finding tooShort(const Line& line, const LineShape& shape) {
     std::string why;
     if (!line.lineFeed) why = "the file ends inside it";
@@ -71,13 +73,26 @@ Finding tooShort(const Line& line, const LineShape& shape) {
         "LineTooShort", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length), why);
 }
 
+// How many characters less a line would have if its characters were bytes of UTF-8; 0 when they are none.
+std::size_t utf8Surplus(std::wstring_view text) {
+    std::string bytes;
+    for (const wchar_t c : text) {
+        if (c > 0xFF) return 0;
+        bytes += static_cast<char>(c);
+    }
+    return text.size() - charactersOfUtf8(bytes);
+}
+
 Finding tooLong(const Line& line, const LineShape& shape) {
     const std::wstring_view extra = line.text.substr(shape.length);
     std::string why = fmt::format("{} too many", extra.size());
-    if (isBlank(extra)) why += extra.size() == 1 ? ", a blank" : ", all of them blanks";
+    if (line.text.size() - utf8Surplus(line.text) == shape.length) why += ", because it is UTF-8 read as ANSI";
+    else if (isBlank(extra)) why += extra.size() == 1 ? ", a blank" : ", all of them blanks";
     else if (extra.find_first_not_of(L'\r') == std::wstring_view::npos) why += ", more than one CR before the LF";
     else if (extra.front() == L'\r')
         why += fmt::format(", behind a CR without LF at column {}: lines have run together", shape.length + 1);
+    if (!line.lineFeed) why += ", and it has no line end";
+    else if (!line.carriageReturn) why += endsWithLf;
     Finding finding =
         lineFinding("LineTooLong", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
             why, static_cast<int>(shape.length + 1));
@@ -175,30 +190,26 @@ std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lin
 
 bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>& findings) {
     const std::wstring_view text = line.text;
-    if (text.empty()) {
-        findings.push_back(lineFinding("LineEmpty", "line is empty"));
+    auto refuse = [&](Finding finding) {
+        findings.push_back(std::move(finding));
         return false;
-    }
-    if (!kind) {
-        findings.push_back(unknownKind(line));
-        return false;
-    }
+    };
+    if (text.empty()) return refuse(lineFinding("LineEmpty", "line is empty"));
+    if (!kind) return refuse(unknownKind(line));
     const LineShape& shape = shapeOf(*kind);
-    if (shape.length && text.size() < shape.length) {
-        findings.push_back(tooShort(line, shape));
-        return false;
-    }
+    if (text.size() < shape.length) return refuse(tooShort(line, shape));
     const std::wstring_view extra = shape.length ? text.substr(shape.length) : std::wstring_view{};
     const bool insteadOfCr = extra.size() == 1 && line.lineFeed && !line.carriageReturn;
-    const bool inPlace = isBlank(extra) || insteadOfCr;
-    if (!extra.empty() && !insteadOfCr) findings.push_back(tooLong(line, shape));
-    findLineEnd(line, insteadOfCr ? extra : std::wstring_view{}, findings);
-    if (inPlace && shape.kind != LineKind::Key && isSuspect(text)) findCharacters(text, shape.kind, findings);
-    if (!inPlace || shape.kind != LineKind::Record || isRecordLetter(text.front())) return inPlace;
-    if (text.front() != 0)
-        findings.push_back(lineFinding("LineLetterUnknown", fmt::format("unknown record letter {}", quoted(text.substr(0, 1))),
-            "one of " + recordLetters() + " expected", 1));
-    return false;
+    if (!extra.empty() && !insteadOfCr) return refuse(tooLong(line, shape));
+
+    // From here on every field stands in its columns.
+    findLineEnd(line, extra, findings);
+    if (shape.kind == LineKind::Key) return true;
+    if (isSuspect(text)) findCharacters(text, shape.kind, findings);
+    if (shape.kind != LineKind::Record || isRecordLetter(text.front())) return true;
+    if (text.front() == 0) return false;  // that has been told
+    return refuse(lineFinding("LineLetterUnknown", fmt::format("unknown record letter {}", quoted(text.substr(0, 1))),
+        "one of " + recordLetters() + " expected", 1));
 }
 
 }  // namespace tramo::cli

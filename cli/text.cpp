@@ -145,6 +145,16 @@ std::string validUtf8(std::string_view bytes) {
     return out;
 }
 
+std::size_t charactersOfUtf8(std::string_view bytes) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < bytes.size(); ++count) {
+        const std::size_t length = utf8At(bytes, at).length;
+        if (length == 0) return bytes.size();
+        at += length;
+    }
+    return count;
+}
+
 std::string nameOf(const std::string& path) { return path == "-" ? "<stdin>" : path; }
 
 std::string uriOf(std::string_view path) {

@@ -63,6 +63,10 @@ class Arguments(CliTest):
         for arguments in (["-q", "f"], ["f", "-q"], ["--quiet", "--all", "--format=text", "--max-findings=0", "f"]):
             self.assertTrue(self.run_tool("check", *arguments, cwd=self.folder).out.startswith("f: "))
 
+    def test_the_last_of_two_options_counts(self):
+        result = self.run_tool("check", "--format", "json", "-q", "--format", "text", "-q", "f", cwd=self.folder)
+        self.assertEqual((result.out, result.err), ("f: nothing found in 2 lines\n", ""))
+
     def test_names_that_look_like_options(self):
         for name in ("-q", "--strict", "-x"):
             self.write(name, lines(ROUND))

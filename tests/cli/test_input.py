@@ -105,6 +105,11 @@ class Empty(CliTest):
         result = self.run_tool("check", "/dev/null")
         self.assertEqual((result.findings, result.code), (["/dev/null: warning: the file is empty (FileEmpty)"], 1))
 
+    def test_file_of_no_size_that_holds_text(self):
+        result = self.run_tool("check", "/proc/self/status")
+        self.assertNotIn("empty", result.out.splitlines()[0])
+        self.assertRegex(result.out, r"  read: [1-9]\d* lines")
+
     def test_only_a_line_end(self):
         self.assert_findings(b"\r\n", "1: error: line is empty (LineEmpty)")
 

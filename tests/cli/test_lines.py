@@ -49,13 +49,14 @@ class Lines(CliTest):
     def test_damaged_line_hides_field_errors(self):
         self.assert_line(put(METER, 426, b"202402300900")[:500], " " + SHORT.format(500) + "it ends inside meterLastUpdateDate")
 
-    def test_too_long_by_blanks_still_has_its_fields_checked(self):
+    def test_too_long_by_blanks(self):
         self.assert_line(put(METER, 459, b"Z") + b"   ",
-                         "426: warning: meterReadingDate: is inconsistent (MandatoryInconsistent 0x202): the reading has a date "
-                         "but lacks an index, a status, a method or (after a previous index) a consumption, or has one of the "
-                         "first three without a date",
-                         '459: error: meterReadingMethod: "Z" is no code of this field (ParseReadMethod 0x013): M, T or A expected',
                          "513: error: line has 515 characters, 512 expected (LineTooLong): 3 too many, all of them blanks")
+
+    def test_too_long_with_another_line_end(self):
+        told = "513: error: line has 514 characters, 512 expected (LineTooLong): 2 too many"
+        self.assert_line(METER + b"xy", told + ", and it ends with LF alone", end=b"\n")
+        self.assert_line(METER + b"xy", told + ", and it has no line end", end=b"")
 
     def test_too_long_by_one_blank(self):
         self.assert_line(METER + b" ", "513: error: line has 513 characters, 512 expected (LineTooLong): 1 too many, a blank")
@@ -63,6 +64,10 @@ class Lines(CliTest):
     def test_too_long_hides_field_errors(self):
         self.assert_line(METER[:100] + b"xyz" + METER[100:],
                          "513: error: line has 515 characters, 512 expected (LineTooLong): 3 too many")
+
+    def test_too_long_because_it_is_utf8(self):
+        self.assert_line(METER.decode("latin-1").encode("utf-8"), "513: error: line has 515 characters, 512 expected (LineTooLong): "
+                         "3 too many, because it is UTF-8 read as ANSI")
 
     def test_two_lines_run_together_without_line_end(self):
         self.assert_line(METER + METER, "513: error: line has 1024 characters, 512 expected (LineTooLong): 512 too many")
