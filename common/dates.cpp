@@ -10,8 +10,6 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr std::int64_t minuteSeconds = 60, hourSeconds = 60 * minuteSeconds, daySeconds = 24 * hourSeconds;
-
 // Takes exactly `count` digits off the text.
 bool takeDigits(const char*& text, int count, int& value) {
     value = 0;
@@ -24,11 +22,11 @@ bool takeDigits(const char*& text, int count, int& value) {
 }
 
 long32 toSeconds(int yearNumber, int monthNumber, int dayNumber, int hour, int minute) {
-    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // far from what 32 bits hold
+    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // far from what 32 bits hold, in every zone
     const year_month_day date{year{yearNumber}, month{static_cast<unsigned>(monthNumber)}, day{static_cast<unsigned>(dayNumber)}};
     if (!date.ok() || hour > 23 || minute > 59) return noTime;
-    const std::int64_t days = sys_days{date}.time_since_epoch().count();
-    const std::int64_t instant = zone::toInstant(days * daySeconds + hour * hourSeconds + minute * minuteSeconds);
+    const sys_seconds local = sys_days{date} + hours{hour} + minutes{minute};
+    const std::int64_t instant = zone::toInstant(local.time_since_epoch().count());
     const bool fits = instant >= std::numeric_limits<long32>::min() && instant <= std::numeric_limits<long32>::max();
     return fits ? static_cast<long32>(instant) : noTime;
 }
@@ -56,13 +54,13 @@ long32 read(const char* format, const char* text) {
     return *text ? noTime : toSeconds(yearNumber, monthNumber, dayNumber, hour, minute);
 }
 
-ClockTime toLocal(long32 seconds) {
-    const std::int64_t local = zone::toLocal(seconds);
-    const sys_days date = floor<days>(sys_seconds{std::chrono::seconds{local}});
-    const year_month_day calendar{date};
-    const auto minuteOfDay = static_cast<unsigned>((local - date.time_since_epoch().count() * daySeconds) / minuteSeconds);
-    return {static_cast<unsigned>(static_cast<int>(calendar.year())), static_cast<unsigned>(calendar.month()),
-        static_cast<unsigned>(calendar.day()), minuteOfDay / 60, minuteOfDay % 60};
+ClockTime toLocal(long32 instant) {
+    const sys_seconds local{seconds{zone::toLocal(instant)}};
+    const auto midnight = floor<days>(local);
+    const year_month_day date{midnight};
+    const auto minuteOfDay = static_cast<unsigned>(floor<minutes>(local - midnight).count());
+    return {static_cast<unsigned>(static_cast<int>(date.year())), static_cast<unsigned>(date.month()),
+        static_cast<unsigned>(date.day()), minuteOfDay / 60, minuteOfDay % 60};
 }
 
 }  // namespace tramo::dates

@@ -13,6 +13,6 @@ long32 read(const char* format, const char* text);
 struct ClockTime {
     unsigned year, month, day, hour, minute;
 };
-ClockTime toLocal(long32 seconds);
+ClockTime toLocal(long32 instant);
 
 }  // namespace tramo::dates

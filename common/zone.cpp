@@ -1,5 +1,6 @@
 #include "common/zone.h"
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
@@ -22,9 +23,9 @@ std::int64_t floorDivide(std::int64_t a, std::int64_t b) { return a / b - (a % b
 
 // The broken-down time as if it were UTC.
 std::int64_t asSeconds(const std::tm& t) {
-    const std::int64_t years = t.tm_year + 1899;  // complete ones since the year 1
-    const std::int64_t days = years * 365 + years / 4 - years / 100 + years / 400 + t.tm_yday - 719162;
-    return days * day + t.tm_hour * hour + t.tm_min * 60 + t.tm_sec;
+    using namespace std::chrono;
+    const sys_days date = year{t.tm_year + 1900} / (t.tm_mon + 1) / t.tm_mday;
+    return sys_seconds{date + hours{t.tm_hour} + minutes{t.tm_min} + seconds{t.tm_sec}}.time_since_epoch().count();
 }
 
 std::tm localTime(std::int64_t instant) {

@@ -17,38 +17,39 @@ namespace tramo::codec {
 
 namespace {
 
-constexpr int notADigit = -1;
+constexpr unsigned notADigit = 16;
 
-int decimalDigit(wchar_t c) { return c >= L'0' && c <= L'9' ? static_cast<int>(c - L'0') : notADigit; }
+unsigned decimalDigit(wchar_t c) { return c >= L'0' && c <= L'9' ? static_cast<unsigned>(c - L'0') : notADigit; }
 
-int hexDigit(wchar_t c) {
-    if (c >= L'a' && c <= L'f') return static_cast<int>(c - L'a') + 10;
-    if (c >= L'A' && c <= L'F') return static_cast<int>(c - L'A') + 10;
+unsigned hexDigit(wchar_t c) {
+    if (c >= L'a' && c <= L'f') return static_cast<unsigned>(c - L'a') + 10;
+    if (c >= L'A' && c <= L'F') return static_cast<unsigned>(c - L'A') + 10;
     return decimalDigit(c);
 }
 
 // Takes leading white space and one sign off the text. Answers whether the sign was '-'.
 bool takeSign(std::wstring_view& text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    if (text.empty() || (text.front() != L'-' && text.front() != L'+')) return false;
-    const bool negative = text.front() == L'-';
-    text.remove_prefix(1);
+    std::size_t count = 0;
+    while (count < text.size() && isBlank(text[count])) ++count;
+    const bool negative = count < text.size() && text[count] == L'-';
+    if (negative || (count < text.size() && text[count] == L'+')) ++count;
+    text.remove_prefix(count);
     return negative;
 }
 
 enum class Reading { Good, NoDigit, TooLow, TooHigh };
 
 // The digits at the start of the text, up to the first other character.
-template <class T, class Digit>
-Reading readDigits(std::wstring_view text, unsigned base, Digit digitOf, bool negative, T& value) {
+template <unsigned base, class T> Reading readDigits(std::wstring_view text, bool negative, T& value) {
     const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + (negative ? 1 : 0);
-    const std::uint64_t mayGrow = limit / base, tooMuch = limit + 1;
+    const std::uint64_t mayGrow = limit / base;
     std::uint64_t magnitude = 0;
     std::size_t count = 0;
     for (; count < text.size(); ++count) {
-        const int digit = digitOf(text[count]);
-        if (digit == notADigit) break;
-        magnitude = magnitude > mayGrow ? tooMuch : magnitude * base + static_cast<unsigned>(digit);
+        const unsigned digit = base == 10 ? decimalDigit(text[count]) : hexDigit(text[count]);
+        if (digit >= base) break;
+        if (magnitude > mayGrow) magnitude = limit + 1;
+        else magnitude = magnitude * base + digit;
     }
     if (count == 0) return Reading::NoDigit;
     if (magnitude > limit) return negative ? Reading::TooLow : Reading::TooHigh;
@@ -59,7 +60,7 @@ Reading readDigits(std::wstring_view text, unsigned base, Digit digitOf, bool ne
 template <class T> bool toInteger(std::wstring_view label, std::wstring_view text, T& value) {
     std::wstring_view digits = text;
     const bool negative = takeSign(digits);
-    return readDigits(digits, 10, decimalDigit, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
+    return readDigits<10>(digits, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
 }
 
 // A plain short decimal: its digits and its power of ten are exact, so that one division rounds correctly.
@@ -72,9 +73,9 @@ bool plainDecimal(std::wstring_view text, double& value) {
     std::size_t count = 0, decimals = 0;
     bool point = false;
     for (const wchar_t c : text) {
-        if (const int digit = decimalDigit(c); digit != notADigit) {
+        if (const unsigned digit = decimalDigit(c); digit != notADigit) {
             if (++count > 18) return false;
-            digits = digits * 10 + static_cast<unsigned>(digit);
+            digits = digits * 10 + digit;
             if (point) ++decimals;
         } else if ((c == L'.' || c == L',') && !point) {
             point = true;
@@ -189,7 +190,7 @@ bool hexStrToInt(std::wstring_view text, int& value) {
     std::wstring_view digits = text;
     const bool negative = takeSign(digits);
     if (digits.size() >= 2 && digits[0] == L'0' && (digits[1] == L'x' || digits[1] == L'X')) digits.remove_prefix(2);
-    switch (readDigits(digits, 16, hexDigit, negative, value)) {
+    switch (readDigits<16>(digits, negative, value)) {
     case Reading::Good: return true;
     case Reading::NoDigit: value = 0; break;
     case Reading::TooLow: value = std::numeric_limits<int>::min(); break;
