@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <cwchar>
 #include <type_traits>
 #include <utility>
@@ -26,7 +27,10 @@ public:
 
     // Converts bytes into characters up to one that is incomplete or wrong. Answers how many bytes that were.
     std::size_t convert(const char* bytes, std::size_t size) {
+        // Not beyond a zero: the standard library's facet would carry an incomplete character over it.
         size = std::min(size, window);
+        if (const void* zero = std::memchr(bytes, 0, size))
+            size = static_cast<std::size_t>(static_cast<const char*>(zero) - bytes) + 1;
         // A locale may take the beginning of an incomplete character into its state: then again, without it.
         const std::mbstate_t before = state;
         for (std::size_t left = 0; left < std::min<std::size_t>(size, MB_LEN_MAX); ++left) {
