@@ -10,7 +10,8 @@
 /// Encodings are those of StrConv; ANSI and UTF16LE can be written. ANSI: under the classic global C++ locale (that of
 /// the last open() counts) a character up to U+00FF becomes the byte of its value; under any other the locale's
 /// conversion holds. UTF16LE: each wchar_t becomes two bytes, the low one first; an empty file gets the byte order mark
-/// FF FE at open. Nobody looks at what a file holds already: neither at its encoding nor at its last line.
+/// FF FE at open, a pipe gets none. Nobody looks at what a file holds already: neither at its encoding nor at its last
+/// line.
 ///
 /// What is in the file ends behind a whole line, whatever happens: lines are handed to the system whole, several at
 /// once, as far as they fit on a page of memory, and when the system refuses a part of them (a full disk), that part is
