@@ -1,13 +1,12 @@
 // tramo check: what is in exchange files, and what is wrong with them.
+#include "arguments.h"
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
 #include "input.h"
 #include "report.h"
 #include "text.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <fmt/format.h>
 #include <limits>
 #include <map>
@@ -70,73 +69,21 @@ struct Options {
     ReportStyle style;
 };
 
-template <class T>
-T chosen(const char* option, const std::string& word, const std::vector<std::pair<std::string_view, T>>& choices) {
-    std::string list;
-    for (const auto& [name, value] : choices) {
-        if (word == name) return value;
-        list += fmt::format("{}{}", list.empty() ? "" : ", ", name);
-    }
-    throw WrongUsage{fmt::format("{}: \"{}\" is none of {}", option, printable(std::string_view(word)), list)};
-}
-
-std::uint64_t number(const char* option, const std::string& word) {
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (error != std::errc{} || end != word.data() + word.size())
-        throw WrongUsage{fmt::format("{}: \"{}\" is no number of findings", option, printable(std::string_view(word)))};
-    return value;
-}
-
-[[noreturn]] void refuseOption(const CLI::App& app, std::string_view word) {
-    std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options())
-        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    const std::string_view near =
-        meant(word.substr(0, word.find('=')), std::vector<std::string_view>(names.begin(), names.end()));
-    throw WrongUsage{
-        fmt::format("\"{}\" is no option{}", printable(word), near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
-}
-
-// What is no option, taken as it stands: CLI11 would make two of "[a,b]".
-std::vector<std::string> filesOf(const CLI::App& app) {
-    std::vector<std::string> files;
-    bool onlyFiles = false;
-    for (const std::string& word : app.remaining()) {
-        if (!onlyFiles && word == "--") onlyFiles = true;
-        else if (!onlyFiles && word.size() > 1 && word.starts_with('-')) refuseOption(app, word);
-        else files.push_back(word);
-    }
-    return files;
-}
-
 // nullopt: the user asked for help.
 std::optional<Options> parse(std::vector<std::string> arguments) {
     Options options;
-    bool wantsHelp = false;
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", most;
-    CLI::App app;
-    app.set_help_flag();
-    app.allow_extras();
-    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_flag("-h,--help", wantsHelp);
-    app.add_flag("--all", options.all);
-    app.add_flag("--strict", options.style.strict);
-    app.add_flag("-q,--quiet", options.style.quiet);
-    app.add_option("--encoding", encoding);
-    app.add_option("--kind", kind);
-    app.add_option("--format", format);
-    app.add_option("--max-findings", most);
-    app.add_option("--color,--colour", colour);
-    try {
-        std::ranges::reverse(arguments);  // as CLI11 wants them
-        app.parse(std::move(arguments));
-    } catch (const CLI::ArgumentMismatch& error) {
-        const std::string what = error.what();
-        throw WrongUsage{what.substr(0, what.find(':')) + " needs a value"};
-    } catch (const CLI::ParseError& error) { throw WrongUsage{printable(std::string_view(error.what()))}; }
-    options.files = filesOf(app);
-    if (wantsHelp) return std::nullopt;
+    Arguments given;
+    given.app.add_flag("--all", options.all);
+    given.app.add_flag("--strict", options.style.strict);
+    given.app.add_flag("-q,--quiet", options.style.quiet);
+    given.app.add_option("--encoding", encoding);
+    given.app.add_option("--kind", kind);
+    given.app.add_option("--format", format);
+    given.app.add_option("--max-findings", most);
+    given.app.add_option("--color,--colour", colour);
+    options.files = given.parse(std::move(arguments));
+    if (given.wantsHelp) return std::nullopt;
     if (options.files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
 
     options.encoding = chosen<EncodingChoice>("--encoding", encoding,
@@ -146,11 +93,8 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
             {"key", LineKind::Key}});
     options.style.format =
         chosen<Format>("--format", format, {{"text", Format::Text}, {"json", Format::Json}, {"sarif", Format::Sarif}});
-    options.style.colour =
-        wantsColour(chosen<ColourChoice>("--color", colour,
-                        {{"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}}),
-            stdout);
-    if (!most.empty()) options.maxFindings = number("--max-findings", most);
+    options.style.colour = wantsColour(colourChoice(colour), stdout);
+    if (!most.empty()) options.maxFindings = number("--max-findings", most, "number of findings");
     if (options.style.quiet) options.maxFindings = 0;
     return options;
 }

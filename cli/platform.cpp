@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -21,6 +22,39 @@ void reserveStandardStreams() {
 void ignoreClosedPipes() { std::signal(SIGPIPE, SIG_IGN); }
 
 std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }
+
+namespace {
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+}  // namespace
+
+std::FILE* createBeside(std::string& path, bool secret) {
+    path += ".XXXXXX";
+    const int descriptor = mkstemp(path.data());  // mode 0600
+    if (descriptor < 0) return nullptr;
+    const mode_t mask = umask(0);
+    umask(mask);
+    if (!secret) fchmod(descriptor, 0666 & ~mask);
+    return fdopen(descriptor, "wb");
+}
+
+bool reachesDisk(std::FILE* file) {
+    return std::fflush(file) == 0 && (fsync(fileno(file)) == 0 || errno == EINVAL || errno == EROFS);
+}
+
+bool replaceFile(const std::string& finished, const std::string& place) {
+    if (std::rename(finished.c_str(), place.c_str()) != 0) return false;
+    const int folder = open(folderOf(place).c_str(), O_RDONLY | O_DIRECTORY);
+    if (folder >= 0) {
+        fsync(folder);  // the file is in its place; a folder that cannot be synchronised does not change that
+        close(folder);
+    }
+    return true;
+}
 
 namespace {
 

@@ -25,6 +25,16 @@ void ignoreClosedPipes();
 /// The system's words for an error number.
 std::string reasonOf(int errorNumber);
 
+/// A new file in the folder of `path`, which becomes its path; nullptr and errno when there can be none. `secret`: for its
+/// owner only; else as the process's umask has it.
+std::FILE* createBeside(std::string& path, bool secret);
+
+/// What was written to the file is on the disk.
+bool reachesDisk(std::FILE* file);
+
+/// Puts a finished file in the place of another of the same folder, in one step. False and errno when that fails.
+bool replaceFile(const std::string& finished, const std::string& place);
+
 /// A copy of a stream's content that has a path and can be read more than once. It has no name that others could open,
 /// and is gone with the process however that ends.
 class Spool {

@@ -1,0 +1,65 @@
+#include "arguments.h"
+#include "text.h"
+#include <algorithm>
+#include <charconv>
+
+namespace tramo::cli {
+
+Arguments::Arguments() {
+    app.set_help_flag();
+    app.allow_extras();
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    app.add_flag("-h,--help", wantsHelp);
+}
+
+std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
+    try {
+        std::ranges::reverse(words);  // as CLI11 wants them
+        app.parse(std::move(words));
+    } catch (const CLI::ArgumentMismatch& error) {
+        const std::string what = error.what();
+        throw WrongUsage{what.substr(0, what.find(':')) + " needs a value"};
+    } catch (const CLI::ParseError& error) { throw WrongUsage{printable(std::string_view(error.what()))}; }
+    return operands();
+}
+
+// CLI11 would make two operands of "[a,b]".
+std::vector<std::string> Arguments::operands() const {
+    std::vector<std::string> all;
+    bool noOptions = false;
+    for (const std::string& word : app.remaining()) {
+        if (!noOptions && word == "--") noOptions = true;
+        else if (!noOptions && word.size() > 1 && word.starts_with('-')) refuse(word);
+        else all.push_back(word);
+    }
+    return all;
+}
+
+void Arguments::refuse(std::string_view word) const {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options())
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    const std::string_view near =
+        meant(word.substr(0, word.find('=')), std::vector<std::string_view>(names.begin(), names.end()));
+    throw WrongUsage{
+        fmt::format("\"{}\" is no option{}", printable(word), near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
+}
+
+std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
+    return fmt::format("\"{}\" is none of {}", printable(word), fmt::join(names, ", "));
+}
+
+std::uint64_t number(const char* option, std::string_view word, const char* what) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc{} || end != word.data() + word.size())
+        throw WrongUsage{fmt::format("{}: \"{}\" is no {}", option, printable(word), what)};
+    return value;
+}
+
+ColourChoice colourChoice(const std::string& word) {
+    return chosen<ColourChoice>(
+        "--color", word, {{"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}});
+}
+
+}  // namespace tramo::cli

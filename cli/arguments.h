@@ -1,0 +1,50 @@
+// The arguments of a command.
+#pragma once
+#include "command.h"
+#include "console.h"
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tramo::cli {
+
+/// A command's options. They are added to `app`, which knows -h and --help already; then the words are parsed.
+class Arguments {
+public:
+    Arguments();
+
+    /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant.
+    std::vector<std::string> parse(std::vector<std::string> words);
+
+    CLI::App app;
+    bool wantsHelp = false;
+
+private:
+    std::vector<std::string> operands() const;
+    [[noreturn]] void refuse(std::string_view word) const;
+};
+
+/// "\"x\" is none of a, b".
+std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
+
+/// The value that a word names. Throws WrongUsage with the list of the words.
+template <class T>
+T chosen(const char* option, const std::string& word, const std::vector<std::pair<std::string_view, T>>& choices) {
+    std::vector<std::string_view> names;
+    for (const auto& [name, value] : choices) {
+        if (word == name) return value;
+        names.push_back(name);
+    }
+    throw WrongUsage{fmt::format("{}: {}", option, noneOf(word, names))};
+}
+
+/// The whole number that a word is; `what` says what it should be: "number of findings". Throws WrongUsage.
+std::uint64_t number(const char* option, std::string_view word, const char* what);
+
+ColourChoice colourChoice(const std::string& word);
+
+}  // namespace tramo::cli

@@ -1,0 +1,44 @@
+// Where a command's product goes: the standard output, or a file that appears whole or not at all.
+#pragma once
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace tramo::cli {
+
+/// A file in the making. It is written beside the one named, and takes its place when it is complete; until then, and
+/// after any failure, the old file stands as it was. "-" is the standard output, which is written at once.
+///
+/// Every operation throws WriteFailed.
+class OutFile {
+public:
+    /// Secrets: readable for its owner only, if it is new.
+    enum class Mode { Usual, Secret };
+    explicit OutFile(const std::string& path, Mode mode = Mode::Usual);
+
+    /// Without `commit`: takes the unfinished file away.
+    ~OutFile();
+    OutFile(const OutFile&) = delete;
+    OutFile& operator=(const OutFile&) = delete;
+
+    bool isStandardOutput() const { return temporary.empty(); }
+
+    /// The unfinished file, for those who open it by themselves; "" for the standard output.
+    const std::string& temporaryPath() const { return temporary; }
+
+    void write(std::string_view bytes);
+
+    /// Everything has reached the disk, and the file its place. A file that was there keeps its mode; a symbolic link is
+    /// followed.
+    void commit();
+
+private:
+    [[noreturn]] void fail(int error) const;
+
+    std::string name;       ///< as the user calls it
+    std::string place;      ///< where the file goes, links followed
+    std::string temporary;  ///< where it is until then
+    std::FILE* file = nullptr;
+};
+
+}  // namespace tramo::cli
