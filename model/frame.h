@@ -91,6 +91,14 @@ constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
     return ever && error.code != TE::errorType{} ? error : TE::FieldError{0, TE::errorType{}};
 }
 
+// The field that holds this value.
+template <class M> std::string nameOfValue(const Value<M>* value) {
+    if (value)
+        for (const Row<M>& row : Layouts::of<M>().rows)
+            if (row.value.get == value->get) return numbered(row.name, row.but.slot);
+    return {};
+}
+
 template <class M> Field describe(const Row<M>& row, const M& byDefault, std::size_t index) {
     const auto& but = row.but;
     const bool missing = but.missing.operation != Test::Never || but.missingIf;
@@ -101,9 +109,13 @@ template <class M> Field describe(const Row<M>& row, const M& byDefault, std::si
         .label = numbered(row.label(), but.slot),
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
+        .writtenWidth = row.but.buildWidth ? row.but.buildWidth : row.width,
         .kind = row.value.kind,
         .decimals = row.value.decimals,
         .codes = row.value.codes(),
+        .codesWritten = row.value.codesWritten(),
+        .blank = row.but.blank ? row.but.blank : L"",
+        .readInto = nameOfValue<M>(row.but.into),
         .parseError = reported(row.inLine(), row.parseError()),
         .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
         .mandatoryError = missing ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}

@@ -45,6 +45,7 @@ template <class M> struct Value {
     FieldKind kind;
     int decimals;
     std::wstring (*codes)();
+    std::wstring (*codesWritten)();
     TE::errorType parseCode, buildCode;
     bool (*parse)(M&, Cut);
     bool (*build)(const M&, wchar_t* dest, int width);
@@ -137,6 +138,7 @@ struct None {
     static constexpr int decimals = 0;
     static constexpr TE::errorType parseCode{}, buildCode{};
     static std::wstring codes() { return {}; }
+    static std::wstring codesWritten() { return {}; }
 };
 
 struct Text : None {
@@ -238,6 +240,12 @@ template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None 
             if (row.read != codec::neverRead && row.read != L' ') all += row.read;
         return all;
     }
+    static std::wstring codesWritten() {
+        std::wstring all;
+        for (const auto& row : codec::CodeTable<E>::rows)
+            if (row.read != codec::neverRead && row.read != L' ') all += row.written;
+        return all;
+    }
     static bool parse(E& v, Cut cut) { return codec::toCode(*cut.text, v); }
     static bool build(E v, const auto&, wchar_t* dest, int) { return codec::fromCode(v, dest); }
     static void print(E v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
@@ -293,7 +301,7 @@ template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
 template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
     using M = decltype(ownerOf(Member));
     return Value<M>{
-        Kind::kind, Kind::decimals, Kind::codes, Kind::parseCode, Kind::buildCode,
+        Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
         [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
         [](const M& m, wchar_t* dest, int width) { return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width); },
         [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },

@@ -108,6 +108,29 @@ TEST(Fields, SayInWordsWhenTheyAreReported) {
         for (const Field& field : kind->fields) EXPECT_EQ(field.mandatory.empty(), field.mandatoryError.code == TE::errorType{});
 }
 
+TEST(Fields, SayWhatTheirCodesAreWrittenAs) {
+    const Field* type = roundKind.field("meterInformationTypeArea1");
+    EXPECT_EQ(type->codes, L"12ABDHNYdn");
+    EXPECT_EQ(type->codesWritten, L"122BDH1Ydn");
+    const Field* method = meterKind.field("meterReadingMethod");
+    EXPECT_EQ(method->codes, L"MTA");
+    EXPECT_EQ(method->codesWritten, std::wstring({L'M', 0, L'A'}));
+    EXPECT_EQ(meterKind.field("meterFluidType")->codesWritten, meterKind.field("meterFluidType")->codes);
+    EXPECT_EQ(meterKind.field("meterMessage")->codesWritten, L"");
+}
+
+TEST(Fields, SayWhatSetsTheirReadingAndWritingApart) {
+    const tramo::RecordKind& enquiryKind = tramo::kindOf<EnquiryDefinitionTramoModel>();
+    for (const tramo::RecordKind* kind : tramo::recordKinds())
+        for (const Field& field : kind->fields) {
+            const bool runsOn = kind == &enquiryKind && field.name.ends_with("List");
+            EXPECT_EQ(field.writtenWidth, runsOn ? 16 : field.width) << field.name;
+            EXPECT_EQ(field.blank, field.name == "meterAuthorizedChange" ? L"1" : L"") << field.name;
+            EXPECT_EQ(field.readInto, kind == &informationKind && field.name == "meterNumber" ? "roundNumber" : "") << field.name;
+        }
+    EXPECT_EQ(enquiryKind.field("area1List")->width, 8);
+}
+
 // ---- The field of an error ------------------------------------------------------------------------------------------
 
 TEST(FieldOfError, IsTheOneThatStandsElsewhereWhereTheFormatNamesANeighbour) {

@@ -36,9 +36,13 @@ struct Field {
     std::string label;               ///< its label in toString, without the colon; empty when it is not shown
     std::int32_t column;             ///< of its first character, 1-based; 0: not in the line, only shown
     int width;                       ///< in characters
+    int writtenWidth;                ///< in characters; more than `width` where its text runs on over the columns behind it
     FieldKind kind;
     int decimals;                    ///< written behind the point; -1: as many as "%f" gives
     std::wstring codes;              ///< of a Code: every character that can be read
+    std::wstring codesWritten;       ///< of a Code: what each of these is written as; zero: it cannot be written
+    std::wstring blank;              ///< the text that a blank field is read as; empty: blank fields are not read
+    std::string readInto;            ///< the field that its text is read into; empty: its own
     TE::FieldError parseError;       ///< as reported when its text cannot be read; code 0: cannot fail
     TE::FieldError buildError;       ///< as reported when its value cannot be written
     TE::FieldError mandatoryError;   ///< as reported by getMandatoryErrors; code 0: it has no such check
