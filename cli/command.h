@@ -23,6 +23,9 @@ struct Command {
 };
 
 extern const Command checkCommand;
+extern const Command showCommand;
+extern const Command convertCommand;
+extern const Command keysCommand;
 
 /// The candidate that `word` is probably a slip of; empty when there is none.
 std::string_view meant(std::string_view word, std::span<const std::string_view> candidates);
