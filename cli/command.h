@@ -23,6 +23,7 @@ struct Command {
 };
 
 extern const Command checkCommand;
+extern const Command convertCommand;
 extern const Command keysCommand;
 
 /// The candidate that `word` is probably a slip of; empty when there is none.

@@ -1,0 +1,106 @@
+#include "encodedtext.h"
+#include "columns.h"
+#include "console.h"
+#include "findings.h"
+#include "linemodel.h"
+#include "outfile.h"
+#include "text.h"
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr std::string_view utf16Mark{"\xFF\xFE", 2};
+constexpr std::size_t mostMessages = 10;
+
+bool isPair(std::wstring_view text, std::size_t at) {
+    return at + 1 < text.size() && (text[at] & ~0x3FF) == 0xD800 && (text[at + 1] & ~0x3FF) == 0xDC00;
+}
+
+char32_t characterAt(std::wstring_view text, std::size_t at) {
+    const auto first = static_cast<char32_t>(text[at]);
+    return isPair(text, at) ? 0x10000 + ((first & 0x3FF) << 10) + (static_cast<char32_t>(text[at + 1]) & 0x3FF) : first;
+}
+
+// " in meterReadingDate (meter subscriber)"; empty where no field stands.
+std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) {
+    std::vector<Finding> damage;
+    if (!judge(line, kind, damage)) return {};
+    const std::optional<LineModel> model = LineModel::of(*kind, line.text);
+    if (!model) return {};
+    const std::vector<const Field*> fields = fieldsAt(model->kind(), column);
+    return fields.empty() ? "" : fmt::format(" in {} ({})", fields.front()->name, model->kind().name);
+}
+
+}  // namespace
+
+EncodedText::EncodedText(bool utf16, std::string source) : isUtf16(utf16), name(printable(std::string_view(source))) {
+    if (isUtf16) bytes = utf16Mark;
+}
+
+EncodedText::~EncodedText() {
+    for (volatile char& byte : bytes) byte = 0;
+}
+
+void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind) {
+    if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, line, kind);
+    else put(text), put(lineEnd);
+}
+
+void EncodedText::put(std::wstring_view text) {
+    const std::size_t width = isUtf16 ? 2 : 1, from = bytes.size();
+    bytes.resize(from + text.size() * width);
+    char* to = bytes.data() + from;
+    for (const wchar_t c : text) {
+        *to++ = static_cast<char>(c & 0xFF);
+        if (isUtf16) *to++ = static_cast<char>(c >> 8 & 0xFF);
+    }
+}
+
+// Of a key line no character is shown.
+void EncodedText::note(std::wstring_view text, const Line& line, std::optional<LineKind> kind) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (holds(text[at])) continue;
+        const std::size_t length = isPair(text, at) ? 2 : 1;
+        const int column = static_cast<int>(at + 1);
+        if (++misfits <= mostMessages)
+            messages.push_back(fmt::format("{}:{}:{}: {}{} cannot be written in ANSI", name, line.number, column,
+                kind == LineKind::Key
+                    ? "a character"
+                    : fmt::format("U+{:04X} {}", static_cast<unsigned>(characterAt(text, at)), quoted(text.substr(at, length))),
+                placeOf(line, kind, column)));
+        at += length - 1;
+    }
+}
+
+bool EncodedText::fits() const { return misfits == 0 && (isUtf16 || !bytes.starts_with(utf16Mark)); }
+
+void EncodedText::complain() const {
+    for (const std::string& message : messages) cli::complain(message);
+    if (misfits > messages.size()) cli::complain(fmt::format("... and {} more", misfits - messages.size()));
+    if (misfits == 0 && !fits())
+        cli::complain(name + ": the text begins with the characters FF FE, which in ANSI are the mark of UTF-16");
+}
+
+void EncodedText::writeTo(const std::string& path) const {
+    OutFile out(path);
+    out.write(bytes);
+    out.commit();
+}
+
+std::wstring_view lineEndOf(const Line& line) {
+    const std::wstring_view both = L"\r\n";
+    return both.substr(line.carriageReturn ? 0 : 1, line.carriageReturn + line.lineFeed);
+}
+
+std::string unreadRest(const Input& input, long long lines) {
+    if (const std::uint64_t unread = input.charactersUnread())
+        return fmt::format(
+            "{} from line {} on cannot be read, because that line begins with U+FFFF", counted(unread, "character"), lines + 1);
+    if (input.hasOddByte()) return "the file ends with half of a UTF-16 character";
+    return {};
+}
+
+}  // namespace tramo::cli
