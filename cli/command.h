@@ -25,6 +25,7 @@ struct Command {
 extern const Command checkCommand;
 extern const Command convertCommand;
 extern const Command keysCommand;
+extern const Command showCommand;
 extern const Command statsCommand;
 
 /// The candidate that `word` is probably a slip of; empty when there is none.

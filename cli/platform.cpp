@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -12,6 +13,11 @@
 namespace tramo::cli {
 
 bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) == 1; }
+
+int terminalWidth(std::FILE* stream) {
+    winsize size{};
+    return isTerminal(stream) && ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 
 void reserveStandardStreams() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})

@@ -1,0 +1,411 @@
+// tramo show: lines of a file as tables for people.
+#include "arguments.h"
+#include "columns.h"
+#include "command.h"
+#include "console.h"
+#include "fieldcheck.h"
+#include "input.h"
+#include "linemodel.h"
+#include "platform.h"
+#include "report.h"
+#include "text.h"
+#include "wrap.h"
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <fmt/format.h>
+#include <limits>
+#include <tramostream/keyline.h>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr const char* help = R"(tramo show prints lines of an exchange file as tables: every field with its columns, its
+value, its text in the line, and what is wrong with it.
+
+Examples:
+  tramo show round.txt 3                line 3, without its blank fields
+  tramo show --all round.txt 3-5        lines 3 to 5, with every field
+  tramo show round.txt                  the whole file
+  tramo show --raw round.txt 3          the line as it stands, under a ruler of its columns
+  tramo show - 172 < round.txt          what comes in on the standard input
+
+Usage: tramo show [OPTION]... FILE [LINE|FROM-TO|FROM-]
+
+Dates are shown in local time. Alarm flags are listed by name below the field that holds them.
+A text has quotation marks, and no trailing blanks. "read into" marks a field whose text the
+format reads into another one; "unreadable" one whose text cannot be read: its value stays the
+one of a blank field. A damaged line (too short, too long, of no known kind) is shown as text,
+for its fields do not stand in their columns. The keys in a key line are masked.
+
+Options:
+  --all               blank fields, too, flags that are not set, and fields that share their
+                      columns with another one
+  --raw               lines as they stand, under a ruler of their columns
+  --show-keys         the keys in key lines
+  --encoding WHAT     auto (by the byte order mark), ansi, utf16le
+  --kind WHAT         auto (each line by its length and first character), record, parameter,
+                      tag, key
+  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
+  -h, --help          this page
+
+What cannot be seen (control characters, directional marks) is printed as \x1b or \u202e.
+
+Exit codes:
+  0  nothing was found in the lines that were shown
+  1  something was found
+  2  the command line is wrong, the file cannot be read, or it has no such line
+  3  something could not be written
+)";
+
+struct Options {
+    std::string file;
+    long long first = 1, last = std::numeric_limits<long long>::max();
+    bool chosenLines = false;
+    bool openEnd = true;
+    EncodingChoice encoding = EncodingChoice::Auto;
+    std::optional<LineKind> kind;
+    bool all = false, raw = false, showKeys = false, colour = false;
+};
+
+long long lineNumber(std::string_view word, std::string_view whole) {
+    long long number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    if (error != std::errc{} || end != word.data() + word.size() || number < 1)
+        throw WrongUsage{fmt::format("\"{}\" is no line: 3, 3-5 and 3- are, counted from 1", printable(whole))};
+    return number;
+}
+
+void chooseLines(std::string_view word, Options& options) {
+    const std::size_t dash = word.find('-');
+    options.chosenLines = true;
+    options.first = options.last = lineNumber(word.substr(0, dash), word);
+    options.openEnd = dash != std::string_view::npos && dash + 1 == word.size();
+    if (options.openEnd) options.last = std::numeric_limits<long long>::max();
+    else if (dash != std::string_view::npos) options.last = lineNumber(word.substr(dash + 1), word);
+    if (options.last < options.first) throw WrongUsage{fmt::format("\"{}\" ends before it begins", printable(word))};
+}
+
+// nullopt: the user asked for help.
+std::optional<Options> parse(std::vector<std::string> arguments) {
+    Options options;
+    std::string encoding = "auto", kind = "auto", colour = "auto";
+    Arguments given;
+    given.app.add_flag("--all", options.all);
+    given.app.add_flag("--raw", options.raw);
+    given.app.add_flag("--show-keys", options.showKeys);
+    given.app.add_option("--encoding", encoding);
+    given.app.add_option("--kind", kind);
+    given.app.add_option("--color,--colour", colour);
+    const std::vector<std::string> operands = given.parse(std::move(arguments));
+    if (given.wantsHelp) return std::nullopt;
+    if (operands.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};
+    options.file = operands[0];
+    if (operands.size() == 2) chooseLines(operands[1], options);
+
+    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
+        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.kind = chosen<std::optional<LineKind>>("--kind", kind,
+        {{"auto", std::nullopt}, {"record", LineKind::Record}, {"parameter", LineKind::Parameter}, {"tag", LineKind::Tag},
+            {"key", LineKind::Key}});
+    options.colour = wantsColour(colourChoice(colour), stdout);
+    return options;
+}
+
+struct Colours {
+    const char *heading, *faint, *error, *warning, *off;
+};
+constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[2m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[0m"};
+
+struct Row {
+    std::string columns{}, name{}, value{};
+    std::wstring_view text{};
+    bool hasText = true;
+    bool textIsValue = false;  ///< stands in the place of the value
+    std::string_view field{};  ///< whose findings stand below
+};
+
+std::string columnsOf(const Field& field) {
+    if (field.column == 0) return {};
+    const int last = field.column + field.width - 1;
+    return last > field.column ? fmt::format("{}-{}", field.column, last) : std::to_string(field.column);
+}
+
+std::string placeOf(const Finding& finding) {
+    return (finding.endColumn - finding.column > 1 ? "columns " : "column ") + columnsOf(finding);
+}
+
+std::string words(const Field& field, const FieldValue& value) {
+    if (field.kind == FieldKind::Flag) return std::get<bool>(value) ? "yes" : "no";
+    if (field.kind == FieldKind::AlarmFlags) {
+        const auto set = std::popcount(static_cast<unsigned long long>(std::get<long long>(value)));
+        return set ? fmt::format("{} set", set) : "none set";
+    }
+    if (field.kind == FieldKind::Year && isAbsent(field, value)) return "no year";
+    if (field.kind == FieldKind::Code && isAbsent(field, value)) return "not set";
+    std::string text = printable(textOf(field, value));
+    if (field.kind == FieldKind::DateTime) std::ranges::replace(text, 'T', ' ');
+    return text;
+}
+
+// A line without quotation marks around a key's name may be a key line that nothing else tells.
+bool mentionsKeys(std::wstring_view text) {
+    return std::ranges::any_of(keyValues, [&](const KeyValue& value) {
+        const std::wstring name(value.name.begin(), value.name.end());
+        return value.secret && text.find(name) != std::wstring_view::npos;
+    });
+}
+
+class Table {
+public:
+    Table(Output& to, const Options& chosenOptions, int columns)
+        : out(to), options(chosenOptions), width(columns), colours(options.colour ? terminal : none) {}
+
+    // Shows a line; true: nothing was found.
+    bool show(const Line& line, std::optional<LineKind> kind) {
+        const bool sound = judge(line, kind, findings);
+        if (sound) checkFields(*kind, line.text, options.all, findings);
+        std::ranges::stable_sort(findings, {}, &Finding::column);
+        model = sound ? LineModel::of(*kind, line.text) : std::nullopt;
+        const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && mentionsKeys(line.text)));
+
+        heading(line, kind, sound);
+        if (options.raw || !sound) {
+            if (isSecret && !line.text.empty())
+                out.print("  {}its text is not shown, for it may hold keys (--show-keys){}\n", colours.faint, colours.off);
+            else if (!line.text.empty()) ruled(line.text);
+            for (const Finding& finding : findings) tell(finding, 2, true);
+        } else {
+            tellOfLine();
+            if (model) addFields(line.text);
+            else addKeyValues(line.text);
+            print();
+        }
+        const bool clean = findings.empty();
+        findings.clear();
+        rows.clear();
+        wipe(secrets);
+        return clean;
+    }
+
+private:
+    void heading(const Line& line, std::optional<LineKind> kind, bool sound) {
+        if (anyShown) out.print("\n");
+        anyShown = true;
+        const std::string name = sound ? nameOfSound(*kind) : nameOfDamaged(line.text, kind);
+        out.print("{}{}:{}  {}{}\n", colours.heading, printable(nameOf(options.file)), line.number, name, colours.off);
+    }
+
+    std::string nameOfSound(LineKind kind) const { return model ? model->kind().name : shapeOf(kind).name; }
+
+    static std::string nameOfDamaged(std::wstring_view text, std::optional<LineKind> kind) {
+        if (text.empty()) return "empty line";
+        if (!kind) return "line of unknown kind";
+        const RecordKind* record = *kind == LineKind::Record ? recordKind(text.front()) : nullptr;
+        return std::string("damaged ") + (record ? record->name : shapeOf(*kind).name) + " line";
+    }
+
+    // What is wrong with no field that has a row.
+    void tellOfLine() {
+        for (const Finding& finding : findings)
+            if (finding.field.empty()) tell(finding, 2, true);
+    }
+
+    void tell(const Finding& finding, int indent, bool whole) {
+        Finding told = finding;
+        const std::string field = std::string(finding.field) + ": ";
+        if (!whole && told.message.starts_with(field)) told.message.erase(0, field.size());
+        const bool isError = finding.rule->isError(false);
+        const std::string_view label = isError ? "error" : "warning";
+        const int behind = indent + static_cast<int>(label.size()) + 2;
+        std::string place = whole && finding.column ? placeOf(finding) + ": " : "";
+        bool first = true;
+        for (const std::string& part : brokenWords(place + sentence(told), widthBehind(behind, width))) {
+            if (first)
+                out.print("{:>{}}{}{}:{} {}\n", "", indent, isError ? colours.error : colours.warning, label, colours.off, part);
+            else out.print("{:>{}}{}\n", "", behind, part);
+            first = false;
+        }
+    }
+
+    void addFields(std::wstring_view line) {
+        for (const Field& field : model->kind().fields) {
+            const FieldValue value = model->get(field);
+            if (field.column == 0) {
+                const bool isSetFlag = field.kind == FieldKind::Flag && std::get<bool>(value);
+                if (!isSetFlag && !options.all) continue;
+                rows.push_back({.name = "  " + field.name, .hasText = false, .field = field.name});
+                Row& row = rows.back();
+                row.value = field.kind == FieldKind::Text ? cli::quoted(std::get<std::wstring>(value)) : words(field, value);
+                continue;
+            }
+            const std::wstring_view text = trimmed(cut(line, field));
+            if (!options.all && (field.overlaid || text.empty()) && !isFaulty(field)) continue;
+            Row row{.columns = columnsOf(field), .name = field.name, .value = {}, .text = text, .field = field.name};
+            if (text.empty()) row.value = field.blank.empty() ? "-" : words(field, value) + " (default)", row.hasText = false;
+            else if (!field.readInto.empty()) row.value = "read into " + field.readInto;
+            else if (isUnreadable(field)) row.value = "unreadable";
+            else if (field.kind == FieldKind::Text) row.textIsValue = true;
+            else row.value = words(field, value);
+            rows.push_back(std::move(row));
+        }
+    }
+
+    void addKeyValues(std::wstring_view line) {
+        ParsedKeyLine parsed = parseKeyLine(line);
+        wipe(parsed.line.line);
+        if (parsed.error) return;
+        // One text for all values, so that the rows can look at it.
+        std::vector<std::pair<std::size_t, std::size_t>> places;
+        for (const KeyValue& value : keyValues) {
+            places.emplace_back(secrets.size(), value.text ? (parsed.line.*value.text).size() : 0);
+            if (value.text) secrets += parsed.line.*value.text;
+        }
+        for (std::size_t i = 0; const KeyValue& value : keyValues) {
+            const auto [first, size] = places[i++];
+            Row row{.name = std::string(value.name), .value = {}, .field = value.name};
+            if (value.isAbsent(parsed.line)) row.value = "-", row.hasText = false;
+            else if (value.secret && !options.showKeys) row.value = "******** (--show-keys)", row.hasText = false;
+            else if (value.text) row.text = std::wstring_view(secrets).substr(first, size), row.textIsValue = true;
+            else row.value = std::to_string(parsed.line.wmBusAddress[value.part]), row.hasText = false;
+            rows.push_back(std::move(row));
+        }
+        for (const KeyValue& value : keyValues)
+            if (value.text) wipe(parsed.line.*value.text);
+    }
+
+    bool isFaulty(const Field& field) const {
+        return std::ranges::any_of(findings, [&](const Finding& finding) { return finding.field == field.name; });
+    }
+
+    bool isUnreadable(const Field& field) const {
+        return std::ranges::any_of(findings, [&](const Finding& finding) {
+            return finding.field == field.name && finding.rule->code == field.parseError.code && field.parseError.code != 0;
+        });
+    }
+
+    void print() {
+        std::size_t longest = 0, placedWidth = 0, valueWidth = 5;
+        for (const Row& row : rows) {
+            longest = std::max(longest, row.name.size());
+            if (row.hasText) placedWidth = std::max(placedWidth, row.name.size());
+            if (row.hasText && !row.textIsValue) valueWidth = std::max(valueWidth, row.value.size());
+        }
+        // Where texts have no room, long names of flags stick out.
+        const bool hasRoom = width == 0 || widthBehind(static_cast<int>(9 + 2 + longest + 2 + valueWidth + 2), width) > 0;
+        for (const Row& row : rows) {
+            const std::size_t nameWidth = hasRoom || row.columns.empty() ? longest : placedWidth;
+            const std::string_view value = row.value;  // empty where the text is the value
+            const std::size_t padding = row.textIsValue ? 0 : row.hasText ? valueWidth + 2 : 0;
+            out.print("{}{:>9}{}  {:<{}}  {:<{}}", colours.faint, row.columns, colours.off, row.name, nameWidth, value, padding);
+            const int indent = 9 + 2 + static_cast<int>(nameWidth) + 2 + static_cast<int>(padding);
+            bool first = true;
+            if (row.hasText)
+                for (const std::string& part : brokenText(L'"' + std::wstring(row.text) + L'"', widthBehind(indent, width))) {
+                    if (!first) out.print("\n{:>{}}", "", indent);
+                    out.print("{}{}{}", row.textIsValue ? "" : colours.faint, part, row.textIsValue ? "" : colours.off);
+                    first = false;
+                }
+            out.print("\n");
+            for (const Finding& finding : findings)
+                if (finding.field == row.field) tell(finding, 11, false);
+        }
+    }
+
+    // How many whole chunks of blanks begin here, in characters.
+    static std::size_t blanksAt(std::wstring_view text, std::size_t from, std::size_t chunk) {
+        return (std::min(text.find_first_not_of(L' ', from), text.size()) - from) / chunk * chunk;
+    }
+
+    // The text under a ruler that counts its columns: as many tens as fit.
+    void ruled(std::wstring_view text) {
+        constexpr int margin = 8;
+        const std::size_t tens = width > 0 ? static_cast<std::size_t>(std::max(1, (width - margin) / 10)) : 10;
+        for (std::size_t from = 0; from < text.size(); from += tens * 10) {
+            if (const std::size_t blanks = blanksAt(text, from, tens * 10); blanks > 0) {
+                out.print("{}{:>6}  blank up to {}{}\n", colours.faint, from + 1, from + blanks, colours.off);
+                from += blanks - tens * 10;
+                continue;
+            }
+            std::string ruler, line;
+            const std::size_t end = std::min(text.size(), from + tens * 10);
+            for (std::size_t i = from; i < end; ++i) {
+                const Shown character = shown(text.substr(i, 1));
+                line += character.utf8;
+                ruler += fmt::format("{:.<{}}", (i + 1) % 10 == 5 ? ':' : '.', character.width);
+                if ((i + 1) % 10 != 0) continue;
+                const std::string number = std::to_string(i + 1);
+                ruler.replace(ruler.size() - number.size(), number.size(), number);
+            }
+            out.print("{}{:>{}}{}{}\n", colours.faint, "", margin, ruler, colours.off);
+            out.print("{}{:>6}{}  {}\n", colours.faint, from + 1, colours.off, line);
+        }
+    }
+
+    Output& out;
+    const Options& options;
+    const int width;
+    const Colours colours;
+    bool anyShown = false;
+    std::vector<Finding> findings;
+    std::optional<LineModel> model;
+    std::vector<Row> rows;
+    std::wstring secrets;  ///< values of a key line that rows look at
+};
+
+int show(const Options& options, Progress& progress, Output& out) {
+    Input input(options.file, options.encoding);
+    const std::string name = printable(nameOf(options.file));
+    Table table(out, options, terminalWidth(stdout));
+    bool clean = true;
+    Line line;
+    while (line.number < options.last && input.next(line)) {
+        if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
+        if (line.number < options.first) continue;
+        clean &= table.show(line, options.kind ? options.kind : kindOfLine(line.text, input.prevailingKind()));
+        out.settle();
+    }
+    const bool reached = options.openEnd ? line.number >= options.first : line.number >= options.last;
+    out.flush();
+    if (options.chosenLines && !reached) {
+        const long long missing = std::max(options.first, line.number + 1);
+        const bool unread = input.charactersUnread() != 0;
+        complain(fmt::format("{} has {}{}; there is no line {}", name,
+            counted(static_cast<unsigned long long>(line.number), "line"), unread ? " that can be read" : "", missing));
+        return notUsable;
+    }
+    if (options.openEnd) {
+        if (line.number == 0) complain(name + " is empty"), clean = false;
+        if (const std::uint64_t unread = input.charactersUnread())
+            complain(fmt::format(
+                "{}: the last {} cannot be read, behind a line that begins with U+FFFF", name, counted(unread, "character"))),
+                clean = false;
+        if (input.hasOddByte()) complain(name + ": the last byte is not read; it is half of a UTF-16 character"), clean = false;
+    }
+    return clean ? nothingFound : somethingFound;
+}
+
+int run(std::vector<std::string> arguments) {
+    Progress progress;
+    Output out(progress);
+    const std::optional<Options> options = parse(std::move(arguments));
+    if (!options) {
+        out.print("{}", help);
+        out.flush();
+        return nothingFound;
+    }
+    try {
+        return show(*options, progress, out);
+    } catch (const Unreadable& failure) {
+        complain(printable(nameOf(options->file)) + ": " + failure.reason);
+        return notUsable;
+    }
+}
+
+}  // namespace
+
+const Command showCommand{"show", "shows lines as tables, field by field", help, run};
+
+}  // namespace tramo::cli

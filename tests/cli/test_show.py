@@ -1,0 +1,335 @@
+"""tramo show: lines as tables."""
+import os
+import pty
+import re
+import subprocess
+import unittest
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, put, sample, utf16
+
+LONE = "\ud83d"
+
+
+def on_terminal(arguments, columns, **environment):
+    """What the tool prints on a terminal of that many columns."""
+    import fcntl
+    import struct
+    import termios
+    master, slave = pty.openpty()
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
+    process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=ROOT, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
+    os.close(slave)
+    out = b""
+    while True:
+        try:
+            piece = os.read(master, 65536)
+        except OSError:
+            break
+        if not piece:
+            break
+        out += piece
+    process.wait()
+    os.close(master)
+    return out.decode("utf-8").replace("\r\n", "\n")
+
+
+def plain(text):
+    return re.sub(r"\x1b\[[0-9;]*m", "", text)
+
+
+class ShowTest(CliTest):
+    def show(self, content, *arguments, **run):
+        self.write("f", content)
+        return self.run_tool("show", "f", *arguments, cwd=self.folder, **run)
+
+    def rows(self, content, *arguments):
+        """The rows by field: columns, value and text as one string."""
+        return dict((match[2], (match[1].strip(), match[3].strip()))
+                    for match in re.finditer(r"^( {2}.{7})  ( {0,2}\w+) *(.*)$", self.show(content, *arguments).out, re.M)
+                    if "error:" not in match[0] and "warning:" not in match[0])
+
+
+class Tables(ShowTest):
+    def test_a_line_whole(self):
+        result = self.run_tool("show", "samples/tags.txt", "2")
+        self.assertEqual((result.code, result.err), (0, ""))
+        self.assertEqual(result.out, 'samples/tags.txt:2  tag\n'
+                                     '      1-2  code   "AB"\n'
+                                     '     3-22  label  "Absent"\n')
+
+    def test_values(self):
+        rows = self.rows(lines(METER))
+        self.assertEqual(rows["meterReadingDate"], ("426-437", '2024-01-16 08:35  "202401160835"'))
+        self.assertEqual(rows["meterPreviousReadingDate"], ("384-391", '2023-07-12        "20230712"'))
+        self.assertEqual(rows["meterInstallationYear"], ("380-383", '2008              "2008"'))
+        self.assertEqual(rows["meterMinEstimatedConsumption"], ("402-413", '32                "   32.000000"'))
+        self.assertEqual(rows["meterAuthorizedChange"], ("506", 'no                "0"'))
+        self.assertEqual(rows["meterFluidType"], ("507", 'H                 "H"'))
+        self.assertEqual(rows["meterSerialNumber"], ("352-363", '"C12AB0100000"'))
+
+    def test_dates_are_local(self):
+        for zone in ("America/New_York", "Asia/Tokyo", "Europe/Paris"):
+            out = self.show(lines(METER), env={"TZ": zone}).out
+            self.assertIn("2024-01-16 08:35", out)
+            self.assertIn("2023-07-12 ", out)
+
+    def test_alarms_by_name(self):
+        rows = self.rows(lines(AMR))
+        self.assertEqual(rows["previousAlarms"], ("286-289", '1 set       "0200"'))
+        self.assertEqual(rows["currentAlarms"], ("388-391", '2 set       "8200"'))
+        flags = [name.strip() for name in rows if name.startswith("  ")]
+        self.assertEqual(flags, ["previousAlarmLeakPastOrCurrent", "currentAlarmLeakPastOrCurrent", "currentAlarmLeakCurrent"])
+        rows = self.rows(lines(put(AMR, 286, b"0000")))
+        self.assertEqual(rows["previousAlarms"][1], 'none set    "0000"')
+
+    def test_blank_fields_only_on_demand(self):
+        few, many = self.rows(lines(METER)), self.rows(lines(METER), "--all")
+        self.assertNotIn("meterMessage", few)
+        self.assertEqual(many["meterMessage"], ("464-493", "-"))
+        self.assertEqual(len(many), 36)
+        self.assertEqual(self.rows(lines(put(METER, 506, b" ")), "--all")["meterAuthorizedChange"], ("506", "yes (default)"))
+        amr = self.rows(lines(AMR), "--all")
+        self.assertEqual(amr["pulseWeightStr"], ("232-241", '"  0.010000"'))
+        self.assertEqual(amr["  previousAlarmFraudPastOrCurrent"], ("", "no"))
+        self.assertEqual(amr["  currentAlarmText"], ("", '"8200"'))
+
+    def test_a_text_that_is_read_into_another_field(self):
+        self.assertEqual(self.rows(lines(INFORMATION))["meterNumber"][1].split("  ")[0], "read into roundNumber")
+
+    def test_findings_stand_below_their_field(self):
+        result = self.show(lines(put(put(METER, 195, b"20231340"), 232, b" " * 120)))
+        self.assertEqual(result.code, 1)
+        text = result.out.splitlines()
+        at = next(i for i, line in enumerate(text) if "meterHistory3ReadingDate" in line)
+        self.assertRegex(text[at], 'unreadable +"20231340"$')
+        self.assertEqual(text[at + 1], '           error: "20231340" is no date (ParseDate 0x01B): month 13; '
+                                       'field at 195-202, reported at 194')
+        at = next(i for i, line in enumerate(text) if "meterInformation " in line)
+        self.assertRegex(text[at], "232-351  meterInformation +-$")
+        self.assertEqual(text[at + 1], "           warning: is missing (MandatoryMissing 0x201): it is empty")
+
+    def test_findings_of_the_line_stand_above_its_fields(self):
+        result = self.show(METER + b"\n")
+        self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone (LineEndWithoutCR): CR LF expected")
+        self.assertEqual(result.code, 1)
+
+    def test_agrees_with_check(self):
+        for name in ("round-broken.txt", "round-damaged.txt", "round-returned.txt", "amr-keys.txt", "tags.txt"):
+            found = [line for line in self.run_tool("show", f"samples/{name}").out.splitlines()
+                     if re.match(r" +(error|warning): ", line)]
+            self.assertEqual(len(found), len(self.run_tool("check", f"samples/{name}").findings), name)
+
+    def test_utf16(self):
+        ansi, wide = (self.run_tool("show", f"samples/{name}.txt").out for name in ("round-returned", "round-returned-utf16"))
+        self.assertEqual(wide.replace("round-returned-utf16", "round-returned"), ansi)
+
+    def test_text_cannot_steer_a_terminal(self):
+        line = put(METER, 464, b"\x1b[31mred\x07")
+        result = self.show(lines(line))
+        self.assertIn(r'"\x1b[31mred\x07"', result.out)
+        self.assertNotIn("\x1b", result.out)
+        self.assertNotIn("\x1b", self.show(lines(line), "--raw").out)
+        hostile = self.write("\x1b[31mf", lines(METER))
+        self.assertNotIn("\x1b", self.run_tool("show", hostile).out)
+
+    def test_surrogates(self):
+        line = METER.decode("latin-1")
+        line = line[:463] + "\U0001F600" + LONE + line[466:]
+        result = self.show(utf16(line + "\r\n"))
+        self.assertIn('"\U0001F600\\ud83d"', result.out)
+
+
+class Lines(ShowTest):
+    def numbers(self, *arguments):
+        result = self.run_tool("show", "samples/round-returned.txt", *arguments)
+        return [int(match) for match in re.findall(r"^samples/round-returned\.txt:(\d+)  ", result.out, re.M)]
+
+    def test_chosen(self):
+        self.assertEqual(self.numbers("3"), [3])
+        self.assertEqual(self.numbers("3-5"), [3, 4, 5])
+        self.assertEqual(self.numbers("170-"), [170, 171, 172])
+        self.assertEqual(self.numbers(), list(range(1, 173)))
+
+    def test_a_heading_each_and_a_blank_line_between(self):
+        out = self.run_tool("show", "samples/tags.txt", "1-2").out
+        self.assertEqual(out.count("\n\n"), 1)
+        self.assertIn("\n\nsamples/tags.txt:2  tag\n", out)
+
+    def test_out_of_range(self):
+        for word, missing in (("6", 6), ("4-9", 6), ("9-", 9), ("7-9", 7)):
+            result = self.run_tool("show", "samples/tags.txt", word)
+            self.assertEqual((result.code, result.err), (2, f"tramo: samples/tags.txt has 5 lines; there is no line {missing}\n"))
+
+    def test_no_lines(self):
+        for word in ("0", "x", "-3", "3-x", "3--5", "1.5", "99999999999999999999", ""):
+            result = self.run_tool("show", "samples/tags.txt", "--", word)
+            self.assertEqual((result.code, result.out), (2, ""), word)
+            self.assertIn("is no line: 3, 3-5 and 3- are, counted from 1", result.err)
+        self.assertIn('"5-3" ends before it begins', self.run_tool("show", "samples/tags.txt", "5-3").err)
+
+    def test_only_the_lines_shown_count(self):
+        faulty = [line.split(":")[1] for line in self.run_tool("check", "samples/round-broken.txt").findings]
+        first_faulty = faulty[0]
+        self.assertNotIn("172", faulty)
+        self.assertEqual(self.run_tool("show", "samples/round-broken.txt", first_faulty).code, 1)
+        self.assertEqual(self.run_tool("show", "samples/round-broken.txt", "172").code, 0)
+
+    def test_what_cannot_be_read_at_the_end(self):
+        result = self.show(utf16("AB" + "x" * 21 + "\r\n\uffff" + "y" * 5), "--kind", "tag")
+        self.assertEqual(result.code, 1)
+        self.assertIn("the last 6 characters cannot be read", result.err)
+        result = self.show(utf16("AB" + "x" * 21 + "\r\n") + b"z", "--kind", "tag")
+        self.assertIn("half of a UTF-16 character", result.err)
+
+
+class Damaged(ShowTest):
+    def test_short(self):
+        result = self.show(lines(ROUND, METER[:300], ROUND), "2")
+        self.assertEqual(result.code, 1)
+        self.assertTrue(result.out.startswith("f:2  damaged meter subscriber line\n"))
+        self.assertIn("     1  1   1ABONN\u00c9 0001", result.out)
+        self.assertIn("error: line has 300 characters, 512 expected (LineTooShort)", result.out)
+
+    def test_long(self):
+        out = self.show(lines(ROUND, METER + b"xx", ROUND), "2").out
+        self.assertIn("error: columns 513-514: line has 514 characters, 512 expected (LineTooLong): 2 too many", out)
+
+    def test_unknown_letter(self):
+        out = self.show(lines(ROUND, put(METER, 1, b"8"), ROUND), "2").out
+        self.assertTrue(out.startswith("f:2  damaged record line\n"))
+        self.assertIn('error: column 1: unknown record letter "8"', out)
+
+    def test_empty(self):
+        self.assertEqual(self.show(lines(ROUND, b"", ROUND), "2").out, "f:2  empty line\n  error: line is empty (LineEmpty)\n")
+
+    def test_unknown_kind(self):
+        out = self.show(lines(b"hello"), "1").out
+        self.assertTrue(out.startswith("f:1  line of unknown kind\n"))
+        self.assertIn("     1  hello\n", out)
+
+
+class Raw(ShowTest):
+    def test_ruler(self):
+        self.assertEqual(self.run_tool("show", "--raw", "samples/tags.txt", "1").out,
+                         "samples/tags.txt:1  tag\n"
+                         "        ....:...10....:...20...\n"
+                         "     1  FUFuite                \n")
+
+    def test_characters_stand_under_their_columns(self):
+        out = self.show(lines(METER), "--raw", "1").out.splitlines()
+        text = "".join(line[8:] for number, line in enumerate(out[1:]) if number % 2 and "blank up to" not in line)
+        self.assertIn("ABONN\u00c9 0001", text)
+        for ruler, line in zip(out[1::2], out[2::2]):
+            if "blank up to" in ruler + line:
+                break
+            first = int(line[:6])
+            for ten in re.finditer(r"\d+", ruler):
+                self.assertEqual(first + ten.end() - 1 - 8, int(ten[0]))
+
+    def test_wide_characters_widen_the_ruler(self):
+        out = self.show(utf16("AB\u6c34\u6c34" + "x" * 19 + "\r\n"), "--raw", "--kind", "tag").out.splitlines()
+        self.assertEqual(out[1], "        ......:...10....:...20...")
+        self.assertEqual(out[2], "     1  AB\u6c34\u6c34" + "x" * 19)
+
+    def test_blanks_are_told_in_short(self):
+        out = self.show(lines(sample("round-returned.txt").split(b"\r\n")[1]), "--raw").out
+        self.assertIn("\n   101  blank up to 300\n", out)
+
+
+class Keys(ShowTest):
+    SECRET = re.compile("[0-9A-F]{32}")
+
+    def test_keys_are_masked(self):
+        for options in ([], ["--raw"], ["--all"]):
+            result = self.run_tool("show", "samples/amr-keys.txt", *options)
+            self.assertEqual(result.code, 0)
+            self.assertNotRegex(result.out, self.SECRET)
+        self.assertEqual(self.run_tool("show", "samples/amr-keys.txt").out.count("********"), 24)
+
+    def test_keys_on_demand(self):
+        secrets = self.SECRET.findall(sample("amr-keys.txt").decode())
+        for options in ([], ["--raw"]):
+            out = self.run_tool("show", "samples/amr-keys.txt", "--show-keys", *options).out
+            # The ruler breaks the raw text.
+            text = "".join(line[8:] for line in out.splitlines() if re.match(r" +\d+  ", line)) if options else out
+            for secret in secrets:
+                self.assertIn(secret, text)
+
+    def test_values(self):
+        out = self.run_tool("show", "samples/amr-keys.txt", "1").out
+        self.assertRegex(out, r"(?m)^ +wmBusAddress_ManufacturerId +11290$")
+        self.assertRegex(out, r'(?m)^ +serialNumber +"4C30000000"$')
+
+    def test_absent_values(self):
+        result = self.show(b'{"serialNumber":"1"}\r\n')
+        self.assertEqual(result.code, 1)
+        self.assertRegex(result.out, r"wmBusKey_Mode5 +-\n +warning: is missing \(MandatoryMissing 0x201\)")
+
+    def test_damaged_lines_show_no_keys(self):
+        line = sample("amr-keys.txt").split(b"\r\n")[0]
+        for damaged in (line[:-1], line[1:], line + b"}", b"x" + line):
+            for options in ([], ["--raw"]):
+                self.assertNotRegex(self.show(lines(damaged), *options).out, self.SECRET)
+
+
+class Terminal(ShowTest):
+    def test_no_line_is_wider_than_the_terminal(self):
+        for columns in (80, 120):
+            for name in ("round-returned.txt", "round-broken.txt", "round-damaged.txt", "tags.txt", "amr-keys.txt"):
+                for options in ([], ["--all"], ["--raw"]):
+                    out = plain(on_terminal(["show", f"samples/{name}", *options], columns))
+                    self.assertLessEqual(max(map(len, out.splitlines())), columns, (name, options))
+
+    def test_a_pipe_gets_whole_texts(self):
+        self.assertIn('"ABONN\u00c9 0001                   126 Rue des \u00c9rables', self.show(lines(METER)).out)
+
+    def test_colours(self):
+        coloured = on_terminal(["show", "samples/round-broken.txt", "1"], 120)
+        self.assertIn("\x1b[1;31merror", coloured)
+        self.assertNotIn("\x1b", on_terminal(["show", "samples/round-broken.txt", "1"], 120, NO_COLOR="1"))
+        self.assertNotIn("\x1b", on_terminal(["show", "--color", "never", "samples/round-broken.txt", "1"], 120))
+        self.assertIn("\x1b[1m", self.show(lines(METER), "--color", "always").out)
+        self.assertEqual(plain(self.show(lines(METER), "--color", "always").out), self.show(lines(METER)).out)
+
+
+class Surroundings(ShowTest):
+    def test_stdin(self):
+        by_name = self.run_tool("show", "samples/tags.txt", "3").out
+        self.assertEqual(self.run_tool("show", "-", "3", stdin=sample("tags.txt")).out.replace("<stdin>", "samples/tags.txt"), by_name)
+
+    def test_files_that_cannot_be_read(self):
+        for path, reason in (("missing", "No such file or directory"), (".", "is a directory")):
+            result = self.run_tool("show", path, cwd=self.folder)
+            self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {path}: {reason}\n"))
+
+    def test_empty_file(self):
+        result = self.show(b"")
+        self.assertEqual((result.code, result.out, result.err), (1, "", "tramo: f is empty\n"))
+        self.assertEqual(self.show(b"", "1").code, 2)
+
+    def test_full_disk_and_closed_pipe(self):
+        for line in ("", " 1"):
+            done = subprocess.run(f'"{TRAMO}" show samples/round-returned.txt{line} > /dev/full', shell=True, cwd=ROOT,
+                                  env=ENVIRONMENT, capture_output=True, timeout=60)
+            self.assertEqual(done.returncode, 3)
+            self.assertIn(b"cannot write the standard output", done.stderr)
+        big = self.write("big", sample("round-returned.txt") * 20)
+        done = subprocess.run(f'("{TRAMO}" show {big}; echo $? >&2) | head -1', shell=True, cwd=ROOT, env=ENVIRONMENT,
+                              capture_output=True, timeout=60)
+        self.assertEqual(done.stderr, b"3\n")
+
+    def test_usage(self):
+        for arguments, message in ((["show"], 'a FILE is missing ("-" is the standard input)'),
+                                   (["show", "a", "1", "b"], 'one file at a time; what is "b"?'),
+                                   (["show", "--rwa", "a"], '"--rwa" is no option; did you mean "--raw"?')):
+            result = self.run_tool(*arguments)
+            self.assertEqual((result.code, result.err), (2, f"tramo: show: {message}\ntramo: try \"tramo help show\"\n"))
+
+    def test_help(self):
+        page = self.run_tool("show", "--help").out
+        self.assertEqual(page, self.run_tool("help", "show").out)
+        self.assertLess(page.index("Examples:"), page.index("Usage:"))
+        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+
+
+if __name__ == "__main__":
+    unittest.main()
