@@ -24,6 +24,7 @@ struct Command {
 
 extern const Command checkCommand;
 extern const Command convertCommand;
+extern const Command rewriteCommand;
 extern const Command keysCommand;
 extern const Command showCommand;
 extern const Command statsCommand;

@@ -1,0 +1,248 @@
+"""rewrite: what the library makes of a file that it reads and writes."""
+import os
+import subprocess
+import unittest
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
+
+BROKEN_LONGITUDE = 'longitude (extended data): "abc.600150000000" cannot be read'
+RESULT = next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == b"6")
+LOCATED = next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == b"7")
+
+
+class Rewrite(CliTest):
+    def dry_run(self, content, *options, **run):
+        self.write("f", content)
+        return self.run_tool("rewrite", "--dry-run", "f", *options, cwd=self.folder, **run)
+
+    def rewrite(self, content, *options):
+        """Rewrites a file "f" into a file "out"; its content, or None."""
+        self.write("f", content)
+        self.result = self.run_tool("rewrite", "f", "-o", "out", *options, cwd=self.folder)
+        self.assertEqual(self.result.out, "")
+        return self.read("out") if os.path.exists(os.path.join(self.folder, "out")) else None
+
+    def read(self, name):
+        with open(os.path.join(self.folder, name), "rb") as file:
+            return file.read()
+
+    def assert_change(self, line, *expected, after=None):
+        """What a dry run says of a file of that one line, and what a rewriting makes of it."""
+        result = self.dry_run(lines(line))
+        self.assertEqual(result.out, "f: 1 of 1 line would change\n  changes:\n" + "".join(f"         1  {words}\n" for words in expected))
+        self.assertEqual((result.err, result.code), ("", 1))
+        if after is not None:
+            self.assertEqual(self.rewrite(lines(line)), lines(after))
+            self.assertEqual((self.result.err, self.result.code), ("tramo: f: 1 of 1 line changed\n", 0))
+
+    def assert_unchanged(self, content, what):
+        result = self.dry_run(content)
+        self.assertEqual((result.out, result.err, result.code), (f"f: nothing would change in {what}\n", "", 0))
+        self.assertEqual(self.rewrite(content), content)
+        self.assertEqual((self.result.err, self.result.code), (f"tramo: f: 0 of {what} changed\n", 0))
+
+
+class Changes(Rewrite):
+    def test_none(self):
+        self.assert_unchanged(lines(ROUND, METER, AMR, RESULT, LOCATED), "5 lines")
+        for name in ("amr-keys.txt", "tags.txt", "parameters.txt"):
+            content = sample(name)
+            self.assert_unchanged(content, f"{len(content.splitlines())} lines")
+        self.assert_unchanged(b"", "0 lines")
+
+    def test_record_information(self):
+        self.assert_change(
+            INFORMATION,
+            'roundNumber (record information), columns 2-6: becomes another value; line 1: "    1" becomes "   60"',
+            'meterNumber (record information), columns 7-11: is read as roundNumber, and not written; line 1: "   60" becomes blank',
+            after=put(INFORMATION, 2, b"   60     "))
+
+    def test_codes(self):
+        area = ROUND[:255] + b"AREA            " + b"  0" + b" 5" + b"N" + ROUND[277:]
+        self.assert_change(area, 'meterInformationTypeArea1 (round), column 277: "N" becomes "1"; line 1: "N" becomes "1"',
+                           after=put(area, 277, b"1"))
+        self.assert_change(put(METER, 459, b"T"), 'meterReadingMethod (meter subscriber), column 459: "T" is not written '
+                           'unless there is a reading date; line 1: "T" becomes blank', after=put(METER, 459, b" "))
+
+    def test_codes_are_counted_by_what_becomes_of_them(self):
+        area = [ROUND[:255] + b"AREA            " + b"  0" + b" 5" + code + ROUND[277:] for code in (b"N", b"A", b"N", b"1")]
+        self.assertEqual(self.dry_run(lines(*area)).out, """\
+f: 3 of 4 lines would change
+  changes:
+         1  meterInformationTypeArea1 (round), column 277: "A" becomes "2"; line 2: "A" becomes "2"
+         2  meterInformationTypeArea1 (round), column 277: "N" becomes "1"; line 1: "N" becomes "1"
+""")
+
+    def test_few_wheels(self):
+        self.assert_change(put(ROUND, 30, b" 3"), 'defaultMeterWheels (round), columns 30-31: is not written unless it is above 3; '
+                           'line 1: " 3" becomes blank', after=put(ROUND, 30, b"  "))
+
+    def test_numbers_and_decimals(self):
+        self.assert_change(put(METER, 2, b"1   "), 'subscriberCardOrder (meter subscriber), columns 2-5: is written in another form; '
+                           'line 1: "1   " becomes "   1"', after=put(METER, 2, b"   1"))
+        self.assert_change(put(LOCATED, 14, b"48,5            "), 'latitude (extended data), columns 14-29: is written in another form; '
+                           'line 1: "48,5            " becomes " 48.500000000000"', after=put(LOCATED, 14, b" 48.500000000000"))
+
+    def test_zero_behind_alarm_flags(self):
+        line = put(put(AMR, 286, b"0000"), 290, b" " * 64)
+        self.assertEqual(line[251:259].strip().isdigit(), True)   # the previous reading has a date
+        self.assert_change(line, 'previousAlarms (AMR), column 290: a zero is written behind it; line 1: blank becomes "\\x00"',
+                           after=put(line, 290, b"\0"))
+
+    def test_column_outside_of_all_fields(self):
+        self.assert_change(put(INFORMATION, 2, b"   60     " + b"x" * 50),
+                           'outside of fields (record information), columns 12-61: what stands there is not read; '
+                           'line 1: "' + "x" * 40 + '"... becomes blank', after=put(INFORMATION, 2, b"   60     " + b" " * 50))
+
+    def test_line_ends(self):
+        content = ROUND + b"\n" + METER + b"\r\n" + AMR
+        self.assertEqual(self.dry_run(content).out, """\
+f: 2 of 3 lines would change
+  changes:
+         1  LF alone becomes CR LF; line 1
+         1  no line end becomes CR LF; line 3
+""")
+        self.assertEqual(self.rewrite(content), lines(ROUND, METER, AMR))
+
+    def test_a_rewritten_file_stays_as_it_is(self):
+        self.assertEqual(self.dry_run(sample("round-returned.txt")).code, 1)
+        self.assert_unchanged(self.rewrite(sample("round-returned.txt")), "172 lines")
+
+    def test_shared_columns_are_named_by_the_field_that_is_written(self):
+        self.assert_change(put(AMR, 232, b"0.5       "), 'pulseWeight (AMR), columns 232-241: is written in another form; '
+                           'line 1: "0.5       " becomes "  0.500000"')
+        self.assert_unchanged(lines(put(AMR, 232, b"-1        ")), "1 line")
+
+
+class Losses(Rewrite):
+    def test_are_told(self):
+        result = self.dry_run(sample("round-damaged.txt"))
+        self.assertEqual((result.code, result.out), (1, """\
+f: 2 of 173 lines would change, with 4 losses
+  losses:
+         1  LineEmpty; line 20: line is empty
+         1  LineTooLong; line 12: line has 514 characters, 512 expected
+         2  LineTooShort; line 6: line has 233 characters, 512 expected
+  changes:
+         1  roundNumber (record information), columns 2-6: becomes another value; line 172: "    1" becomes "   60"
+         1  meterNumber (record information), columns 7-11: is read as roundNumber, and not written; line 172: "   60" becomes blank
+         1  LF alone becomes CR LF; line 25
+"""))
+
+    def test_are_refused(self):
+        self.write("out", b"old")
+        self.assertEqual(self.rewrite(lines(put(METER, 2, b"x   "), b"short")), b"old")
+        self.assertEqual((self.result.code, self.result.err), (1, """\
+tramo: f:1:2: subscriberCardOrder (meter subscriber): "x" cannot be read
+tramo: f:2: line has 5 characters, 512 expected
+tramo: f: nothing was written; --force copies such lines as they are
+"""))
+
+    def test_many_are_counted(self):
+        self.assertIsNone(self.rewrite(sample("round-broken.txt")))
+        messages = self.result.err.splitlines()
+        self.assertEqual((len(messages), messages[-2]), (12, "tramo: ... and 47 more"))
+        self.assertIn(f"tramo: f:7:30: {BROKEN_LONGITUDE}", messages)
+
+    def test_forced_lines_are_copied_as_they_are(self):
+        for name, changed, copied in (("round-broken.txt", 1, 57), ("round-damaged.txt", 2, 4)):
+            content = sample(name)
+            out = self.rewrite(content, "--force")
+            before, after = content.split(b"\n"), out.split(b"\n")
+            self.assertEqual(len(before), len(after))
+            differing = [i + 1 for i, (a, b) in enumerate(zip(before, after)) if a != b]
+            self.assertEqual(differing, [172] if name == "round-broken.txt" else [25, 172])
+            self.assertEqual((self.result.code, self.result.err),
+                             (0, f"tramo: f: {changed} of {len(content.splitlines())} lines changed, {copied} copied as they are\n"))
+
+    def test_what_cannot_even_be_copied(self):
+        round_line = ROUND.decode("latin-1") + "\r\n"
+        for content, message in ((utf16(round_line) + b"x", "the file ends with half of a UTF-16 character"),
+                                 (utf16(round_line + "\uffffbc"), "3 characters from line 2 on cannot be read, because that line begins with U+FFFF")):
+            self.assertIsNone(self.rewrite(content, "--force"))
+            self.assertEqual((self.result.code, self.result.err), (1, f"tramo: f: {message}\ntramo: f: nothing was written\n"))
+            result = self.dry_run(content)
+            self.assertEqual((result.code, result.err), (1, f"tramo: f: {message}\n"))
+
+
+class Encoding(Rewrite):
+    def test_is_kept_or_chosen(self):
+        ansi, wide = lines(ROUND, METER), utf16(lines(ROUND, METER).decode("latin-1"))
+        for content, options, expected in ((ansi, (), ansi), (wide, (), wide), (ansi, ("--encoding", "utf16le"), wide),
+                                           (wide, ("--encoding", "ansi"), ansi), (wide, ("--encoding", "same"), wide)):
+            self.assertEqual(self.rewrite(content, *options), expected)
+
+    def test_what_does_not_fit(self):
+        line = METER.decode("latin-1")[:464] + "\u20ac" + METER.decode("latin-1")[465:]
+        self.assertIsNone(self.rewrite(utf16(line + "\r\n"), "--encoding", "ansi"))
+        self.assertEqual((self.result.code, self.result.err),
+                         (1, 'tramo: f:1:465: U+20AC "\u20ac" in meterMessage (meter subscriber) cannot be written in ANSI\n'
+                             "tramo: f: nothing was written\n"))
+
+
+class Forms(Rewrite):
+    def test_json(self):
+        report = self.dry_run(lines(METER, put(METER, 2, b"1   "), put(METER, 2, b"x   "), b"short") + ROUND, "--format", "json")
+        self.assertEqual((report.code, report.err), (1, ""))
+        document = report.json
+        self.assertEqual((document["file"], document["encoding"], document["lines"], document["linesChanged"], document["losses"]),
+                         ("f", "ANSI", 5, 3, 2))
+        self.assertEqual(document["changes"], [
+            {"kind": "meter subscriber", "field": "subscriberCardOrder", "column": 2, "endColumn": 6, "what": "unreadable", "loss": True,
+             "lines": 1, "example": {"line": 3, "before": "x   ", "after": "    "}},
+            {"kind": "meter subscriber", "field": "subscriberCardOrder", "column": 2, "endColumn": 6, "what": "respelled", "loss": False,
+             "lines": 1, "example": {"line": 2, "before": "1   ", "after": "   1"}}])
+        self.assertEqual(document["damagedLines"], [
+            {"rule": "LineTooShort", "lines": 1, "firstLine": 4, "message": "line has 5 characters, 512 expected"}])
+        self.assertEqual(document["lineEnds"], [{"found": "no line end", "lines": 1, "firstLine": 5}])
+
+    def test_terminal_is_safe(self):
+        self.assertIn('"\\x1b[2J" becomes blank', self.dry_run(lines(put(INFORMATION, 100, b"\x1b[2J"))).out)
+
+    def test_standard_streams(self):
+        result = self.run_tool("rewrite", "-", "-o", "-", stdin=lines(put(AMR, 232, b"0.5       ")))
+        self.assertEqual((result.raw, result.err, result.code),
+                         (lines(put(AMR, 232, b"  0.500000")), "tramo: <stdin>: 1 of 1 line changed\n", 0))
+
+
+class Trouble(Rewrite):
+    def test_usage(self):
+        for message, *arguments in (
+                ('a FILE is missing ("-" is the standard input)', "--dry-run"),
+                ("one FILE is expected", "a", "b", "--dry-run"),
+                ("either --dry-run or -o OUT is expected", "a"),
+                ("either --dry-run or -o OUT is expected", "a", "--dry-run", "-o", "x"),
+                ('--format: "xml" is none of text, json', "a", "--dry-run", "--format", "xml"),
+                ('"--dryrun" is no option; did you mean "--dry-run"?', "a", "--dryrun")):
+            result = self.run_tool("rewrite", *arguments)
+            self.assertEqual((result.code, result.out, result.err),
+                             (2, "", f'tramo: rewrite: {message}\ntramo: try "tramo help rewrite"\n'))
+
+    def test_help_begins_with_two_examples(self):
+        page = self.run_tool("rewrite", "--help").out
+        self.assertIn("\n\nExamples:\n  tramo rewrite ", page)
+        self.assertLess(max(map(len, page.splitlines())), 100)
+
+    def test_unreadable(self):
+        for path, reason in (("missing", "No such file or directory"), (self.folder, "is a directory")):
+            for how in (["--dry-run"], ["-o", "out"]):
+                result = self.run_tool("rewrite", path, *how, cwd=self.folder)
+                self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {path}: {reason}\n"))
+
+    def test_not_written(self):
+        path = self.write("f", lines(ROUND))
+        result = self.run_tool("rewrite", path, "-o", "/dev/full")
+        self.assertEqual((result.code, result.err), (3, "tramo: cannot write /dev/full: No space left on device\n"))
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([TRAMO, "rewrite", "--dry-run", path], stdout=full, stderr=subprocess.PIPE, env=ENVIRONMENT)
+        self.assertEqual(done.returncode, 3)
+
+    def test_closed_pipe(self):
+        path = self.write("f", lines(METER) * 2000)
+        process = subprocess.Popen([TRAMO, "rewrite", path, "-o", "-"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=ENVIRONMENT)
+        process.stdout.close()
+        self.assertEqual((process.stderr.read(), process.wait()), (b"", 3))
+        process.stderr.close()
+
+
+if __name__ == "__main__":
+    unittest.main()
