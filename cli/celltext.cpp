@@ -1,0 +1,113 @@
+#include "celltext.h"
+#include "text.h"
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
+namespace tramo::cli {
+
+namespace {
+
+void appendUnit(std::wstring& text, char32_t c) {
+    if (c < 0x10000) {
+        text += static_cast<wchar_t>(c);
+    } else {
+        text += static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+        text += static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    }
+}
+
+bool isAscii(std::string_view bytes) {
+    return std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F; }
+bool isPlain(wchar_t c) { return !isControl(c) && c < 0x7F && c != L'\\'; }
+
+// What spreadsheets take for the beginning of a formula, besides control characters.
+bool startsFormula(wchar_t c) { return c == L'=' || c == L'+' || c == L'-' || c == L'@'; }
+
+template <class Text> void appendEscape(Text& out, wchar_t c) {
+    constexpr char digits[] = "0123456789abcdef";
+    const auto unit = static_cast<unsigned>(c);
+    for (const char e : {'\\', 'u', digits[unit >> 12 & 15], digits[unit >> 8 & 15], digits[unit >> 4 & 15], digits[unit & 15]})
+        out.push_back(e);
+}
+
+}  // namespace
+
+std::optional<std::wstring> fromUtf8(std::string_view bytes) {
+    if (isAscii(bytes)) return std::wstring(bytes.begin(), bytes.end());
+    if (validUtf8(bytes) != bytes) return std::nullopt;
+    std::wstring text;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const auto first = static_cast<unsigned char>(bytes[at]);
+        const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        char32_t c = length == 1 ? first : first & (0x7Fu >> length);
+        for (std::size_t i = 1; i < length; ++i) c = c << 6 | (static_cast<unsigned char>(bytes[at + i]) & 0x3Fu);
+        appendUnit(text, c);
+        at += length;
+    }
+    return text;
+}
+
+void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
+    out.push_back('"');
+    for (const wchar_t c : text) {
+        if (c == L'"' || c == L'\\') out.push_back('\\');
+        if (c >= 0x20 && c < 0x7F) out.push_back(static_cast<char>(c));
+        else appendEscape(out, c);
+    }
+    out.push_back('"');
+}
+
+std::string escaped(std::wstring_view text, bool harmless) {
+    std::string out;
+    const bool escapesFirst = harmless && !text.empty() && startsFormula(text.front());
+    if (!escapesFirst && std::ranges::all_of(text, isPlain)) {
+        out.resize(text.size());
+        std::ranges::transform(text, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
+        return out;
+    }
+    std::size_t from = 0;  // of what has not been written
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const wchar_t c = text[i];
+        const bool escapes = isControl(c) || isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
+        if (!escapes && c != L'\\') continue;
+        out += toUtf8(text.substr(from, i - from));
+        if (escapes) appendEscape(out, c);
+        else out += "\\\\";
+        from = i + 1;
+    }
+    return out += toUtf8(text.substr(from));
+}
+
+std::optional<wchar_t> hexUnit(std::string_view text) {
+    unsigned unit = 0;
+    if (text.size() < 4) return std::nullopt;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + 4, unit, 16);
+    return error == std::errc{} && end == text.data() + 4 ? std::optional(static_cast<wchar_t>(unit)) : std::nullopt;
+}
+
+std::optional<std::wstring> unescaped(std::string_view cell) {
+    std::wstring text;
+    while (true) {
+        const std::size_t at = cell.find('\\');
+        const auto plain = fromUtf8(cell.substr(0, at));
+        if (!plain) return std::nullopt;
+        text += *plain;
+        if (at == std::string_view::npos) return text;
+        cell.remove_prefix(at + 1);
+        if (cell.starts_with('\\')) {
+            text += L'\\';
+            cell.remove_prefix(1);
+        } else if (const auto unit = cell.starts_with('u') ? hexUnit(cell.substr(1)) : std::nullopt) {
+            text += *unit;
+            cell.remove_prefix(5);
+        } else {
+            return std::nullopt;
+        }
+    }
+}
+
+}  // namespace tramo::cli

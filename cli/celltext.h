@@ -1,0 +1,27 @@
+// Texts of fields in forms that are UTF-8. A field can hold what that cannot: zero characters, and halves of surrogate
+// pairs that stand alone. Each form has its escapes for them, so that every text comes back as it was.
+#pragma once
+#include <fmt/format.h>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tramo::cli {
+
+/// The UTF-16 code units that these bytes stand for; nullopt when they are not UTF-8.
+std::optional<std::wstring> fromUtf8(std::string_view bytes);
+
+/// As a JSON string, in quotation marks. Everything beyond ASCII is written as \u20ac, half a pair as \ud83d.
+void appendJson(fmt::memory_buffer& out, std::wstring_view text);
+
+/// As a cell of CSV or SQLite: UTF-8, a backslash doubled, control characters and lone halves of pairs as \u0000.
+/// `harmless`: so is a first character that makes a spreadsheet take the cell for a formula.
+std::string escaped(std::wstring_view text, bool harmless);
+
+/// The text of such a cell; nullopt when it is not UTF-8 or has a backslash that begins no escape.
+std::optional<std::wstring> unescaped(std::string_view cell);
+
+/// The four hexadecimal digits at the beginning of a text; nullopt when there are none.
+std::optional<wchar_t> hexUnit(std::string_view text);
+
+}  // namespace tramo::cli

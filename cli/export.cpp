@@ -1,0 +1,194 @@
+// tramo export: the lines of an exchange file as values, for other programs.
+#include "arguments.h"
+#include "bufferedfile.h"
+#include "command.h"
+#include "console.h"
+#include "fieldcheck.h"
+#include "input.h"
+#include "sink.h"
+#include "text.h"
+#include <fmt/format.h>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr const char* help = R"(tramo export writes the lines of an exchange file as values, for other programs.
+
+Examples:
+  tramo export round.txt --to jsonl | jq 'select(.kind == "meter subscriber")'
+  tramo export round.txt --to csv -o tables               a folder, a file for each kind of line
+  tramo export round.txt --to csv --only "meter change" -o changes.csv
+  tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
+
+Usage: tramo export [OPTION]... FILE --to jsonl|csv
+
+What is exported is what the library reads: "tramo import" makes of it the lines that the
+library writes after reading the file, in the same order. Every line has a number, a kind
+and the fields of that kind, called as in the library. A field that has what it has on a
+blank line is left out (an empty cell in a table).
+
+  dates          local time: "2024-01-31", "2024-01-31T14:05", "2024". A time that these do
+                 not tell exactly is a number of seconds since 1970, UTC: "1706709901 s"
+  codes          their character
+  alarm flags    four hexadecimal digits, flag k is bit k - 1
+  odd numbers    "nan", "-nan", "inf", "-inf" and "-zero"
+  texts          in JSON everything beyond ASCII is \u20ac, half a surrogate pair that stands
+                 alone is \ud83d. In tables a backslash is \\, control characters and
+                 halves that stand alone are \u0000, and so is a first = + - or @ of a text,
+                 which a spreadsheet would take for a formula. An import undoes it
+  damaged lines  of wrong length or no known kind are of the kind "text" and have one value,
+                 "text", the whole line; an import writes them as they are
+  key lines      the ten values, and "text", the whole line; an import writes that. Keys are
+                 "***" and there is no "text" unless --show-keys is given
+
+Options:
+  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of names)
+  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a folder with
+                      a file for each kind, which must hold none yet. "-", which is also what
+                      goes without -o, is the standard output (csv: for one kind only)
+  --only KIND         the lines of one kind: "meter subscriber", "AMR", "key", "text", ...
+  --findings FILE     what "tramo check" finds in the lines, in the same form
+  --show-keys         keys of key lines as they are; a new OUT is for its owner only
+  --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
+  -h, --help          this page
+
+Exit codes:
+  0  everything is exported as values
+  1  there are damaged lines, or texts of fields that could not be read as values
+  2  the command line is wrong, or the file cannot be read
+  3  something could not be written
+)";
+
+enum class Form { Jsonl, Csv };
+
+struct Options {
+    std::string file, output = "-", findings;
+    Form form{};
+    EncodingChoice encoding{};
+    const Table* only = nullptr;
+    Keys keys = Keys::Masked;
+};
+
+const Table* chosenTable(const std::string& name) {
+    if (name.empty()) return nullptr;
+    std::vector<std::pair<std::string_view, const Table*>> choices;
+    for (const Table& table : tables()) choices.emplace_back(table.name, &table);
+    return chosen<const Table*>("--only", name, choices);
+}
+
+// nullopt: the user asked for help.
+std::optional<Options> parse(std::vector<std::string> arguments) {
+    Options options;
+    std::string form, encoding = "auto", only;
+    bool showsKeys = false;
+    Arguments given;
+    given.app.add_option("--to", form);
+    given.app.add_option("-o,--output", options.output);
+    given.app.add_option("--only", only);
+    given.app.add_option("--findings", options.findings);
+    given.app.add_flag("--show-keys", showsKeys);
+    given.app.add_option("--encoding", encoding);
+    const std::vector<std::string> files = given.parse(std::move(arguments));
+    if (given.wantsHelp) return std::nullopt;
+    if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    if (files.size() > 1) throw WrongUsage{"one FILE only"};
+    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv"};
+
+    options.file = files[0];
+    options.form = chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}});
+    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
+        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.only = chosenTable(only);
+    options.keys = showsKeys ? Keys::Shown : Keys::Masked;
+    if (options.output == "-" && options.findings == "-")
+        throw WrongUsage{"--findings: the standard output is taken; name a file, or one for the rows with -o"};
+    return options;
+}
+
+std::unique_ptr<Sink> sinkFor(Form form, const std::string& path, Keys keys, bool mayBeFolder) {
+    const OutFile::Mode mode = keys == Keys::Shown ? OutFile::Mode::Secret : OutFile::Mode::Usual;
+    if (form == Form::Jsonl) return makeJsonlSink(path, mode);
+    return makeCsvSink(path, mode, mayBeFolder && path != "-" && !path.ends_with(".csv"));
+}
+
+class Exporter {
+public:
+    explicit Exporter(const Options& chosenOptions)
+        : options(chosenOptions), input(options.file, options.encoding),
+          rows(sinkFor(options.form, options.output, options.keys, true)) {
+        if (!options.findings.empty()) beside = sinkFor(options.form, options.findings, Keys::Masked, false);
+    }
+
+    /// The exit code.
+    int run() {
+        Line line;
+        while (input.next(line)) {
+            put(line);
+            if (line.number % 4096 == 0) progress.show(printable(nameOf(options.file)), input.bytesRead(), input.bytes());
+        }
+        const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), line.number};
+        rows->finish(source);
+        if (beside) beside->finish(source);
+        progress.wipe();
+        return tell();
+    }
+
+private:
+    void put(const Line& line) {
+        const std::optional<LineKind> kind = kindOfLine(line.text, input.prevailingKind());
+        const bool judged = judge(line, kind, findings);
+        Row row = rowOf(line, kind, judged, options.keys);
+        if (!options.only || row.table == options.only) {
+            damaged += row.table == &textTable();
+            unread += row.unread;
+            rows->put(row);
+            if (beside) {
+                if (judged) checkFields(*kind, line.text, false, findings);
+                for (const Finding& finding : findings) beside->put(rowOf(finding, line.number));
+            }
+        }
+        if (row.table == &keyTable()) wipe(row);
+        findings.clear();
+    }
+
+    int tell() const {
+        auto say = [&](std::uint64_t count, const char* what) {
+            if (count) complain(fmt::format("{}: {} {}", printable(nameOf(options.file)), count, what));
+        };
+        say(damaged, "of the lines are damaged and exported as text");
+        say(unread, "of the lines have fields whose text cannot be read and is not exported; see \"tramo check\"");
+        say(input.charactersUnread(), "characters at the end cannot be read, behind a line that begins with U+FFFF");
+        if (input.hasOddByte()) say(1, "byte at the end is half of a character and not exported");
+        return damaged || unread || input.charactersUnread() || input.hasOddByte() ? somethingFound : nothingFound;
+    }
+
+    const Options& options;
+    Progress progress;
+    Input input;
+    std::unique_ptr<Sink> rows, beside;
+    std::vector<Finding> findings;
+    std::uint64_t damaged = 0, unread = 0;
+};
+
+int run(std::vector<std::string> arguments) {
+    const std::optional<Options> options = parse(std::move(arguments));
+    if (!options) {
+        BufferedFile page("-");
+        page.print("{}", help);
+        page.commit();
+        return nothingFound;
+    }
+    try {
+        return Exporter(*options).run();
+    } catch (const Unreadable& failure) {
+        complain(printable(nameOf(options->file)) + ": " + failure.reason);
+        return notUsable;
+    }
+}
+
+}  // namespace
+
+const Command exportCommand{"export", "writes lines as values, for other programs", help, run};
+
+}  // namespace tramo::cli

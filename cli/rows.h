@@ -1,0 +1,73 @@
+// Lines of exchange files as rows of plain values: what an export writes and an import reads, in whatever form.
+//
+// A table is a kind of line, its columns are the fields that stand in the line. A row is made of a line's values, so that
+// the line made of the row is the one that the library writes after parsing; rowOf() makes sure of it. A line that has
+// no such values (damaged, of no known kind) is a row of `textTable`, which holds its text.
+#pragma once
+#include "linemodel.h"
+#include "lines.h"
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace tramo::cli {
+
+/// One value, as every form can hold it. Nothing: what a blank line has there.
+using Cell = std::variant<std::monostate, std::wstring, long long, double, bool>;
+
+/// A column holds cells of one type, but a text can stand in any: for dates, codes and alarm flags, for numbers that the
+/// other forms cannot hold ("nan", "inf", "-zero"), and for what people have typed.
+struct Column {
+    enum class Type { Text, Integer, Real, Flag };
+    std::string name;
+    Type type;
+    const Field* field = nullptr;  ///< nullptr: not of a model
+    FieldValue blank{};            ///< the field's value on a blank line
+};
+
+struct Table {
+    std::string name;        ///< "meter subscriber"
+    std::string identifier;  ///< "meter_subscriber"
+    std::vector<Column> columns;
+    LineModel const* blank;  ///< a blank line of the kind; nullptr: the rows have no model
+};
+
+/// The kinds of fixed columns, key lines, and texts. Live as long as the program.
+const std::vector<Table>& tables();
+const Table* tableNamed(std::string_view name);
+const Table& keyTable();
+const Table& textTable();
+
+/// The names of the values that are shown as `masked` unless they were asked for.
+inline constexpr const wchar_t* masked = L"***";
+
+struct Row {
+    const Table* table = nullptr;
+    long long line = 0;
+    std::vector<Cell> cells{};  ///< one for each of the table's columns
+    bool unread = false;        ///< the text of a field could not be read, and is not in the row
+};
+
+enum class Keys { Masked, Shown };
+
+/// The row of a line. `judged`: its fields stand where they belong.
+Row rowOf(const Line& line, std::optional<LineKind> kind, bool judged, Keys keys);
+
+/// A row cannot be a line.
+struct Unfit {
+    std::string reason;
+};
+
+/// The line of a row, without its line end. `faults` gets the names of fields whose value cannot be written, as the
+/// format has it. Throws Unfit.
+std::wstring lineOf(const Row& row, std::vector<std::string>& faults);
+
+/// What was found, for those who keep it beside the rows. Never a line.
+const Table& findingTable();
+Row rowOf(const Finding& finding, long long line);
+
+/// Overwrites what the row holds.
+void wipe(Row& row);
+
+}  // namespace tramo::cli

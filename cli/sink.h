@@ -1,0 +1,36 @@
+// What an export is written to: one form each.
+#pragma once
+#include "outfile.h"
+#include "rows.h"
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace tramo::cli {
+
+/// The file that the rows are from.
+struct Source {
+    std::string name;
+    bool utf16;
+    std::uint64_t bytes;
+    long long lines;
+};
+
+/// Nothing appears in its place before `finish`. Every operation may throw WriteFailed.
+class Sink {
+public:
+    virtual ~Sink() = default;
+
+    /// A row of `tables()`, or a finding where the form has a place for them.
+    virtual void put(const Row& row) = 0;
+    virtual void finish(const Source& source) = 0;
+};
+
+/// One JSON object a row, one row a line.
+std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode);
+
+/// A line of column names, then one line a row; rows of one table only, unless `path` is a folder: then each table has
+/// its own file there. Throws WrongUsage for a second table, and for a folder that holds tables already.
+std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, bool isFolder);
+
+}  // namespace tramo::cli

@@ -1,0 +1,241 @@
+"""tramo export: values in JSON lines and in tables."""
+import csv
+import io
+import json
+import os
+import stat
+import unittest
+from rows import SAMPLES, TripTest
+from support import AMR, METER, ROUND, lines, put, sample, utf16
+
+KEYS = sample("amr-keys.txt")
+
+
+class ExportTest(TripTest):
+    def export(self, content, *options, form="jsonl", **run):
+        return self.run_tool("export", self.write("f", content), "--to", form, *options, **run)
+
+    def objects(self, content, *options, **run):
+        return [json.loads(line) for line in self.export(content, *options, **run).out.splitlines()]
+
+    def table(self, content, *options, **run):
+        return list(csv.DictReader(io.StringIO(self.export(content, *options, form="csv", **run).out, newline="")))
+
+
+class Jsonl(ExportTest):
+    def test_one_object_a_line_in_order(self):
+        rows = self.objects(lines(ROUND, METER, AMR))
+        self.assertEqual([(row["line"], row["kind"]) for row in rows], [(1, "round"), (2, "meter subscriber"), (3, "AMR")])
+        self.assertEqual(rows[1]["meterSerialNumber"], METER[351:363].decode().rstrip())
+
+    def test_exact_text(self):
+        tag = b"07a\\b\"c\x7f\xe9".ljust(23)
+        self.assertEqual(self.export(lines(tag)).out, r'{"line":1,"kind":"tag","code":"07","label":"a\\b\"c\u007f\u00e9"}' + "\n")
+
+    def test_values(self):
+        blank = b"1" + b" " * 511
+        cases = {
+            (384, b"20240131"): ("meterPreviousReadingDate", "2024-01-31"),
+            (426, b"202401311405"): ("meterReadingDate", "2024-01-31T14:05"),
+            (380, b"2019"): ("meterInstallationYear", "2019"),
+            (438, b"        42"): ("meterReadingIndex", 42),
+            (402, b"1.5"): ("meterMinEstimatedConsumption", 1.5),
+            (402, b"nan"): ("meterMinEstimatedConsumption", "nan"),
+            (402, b"-inf"): ("meterMinEstimatedConsumption", "-inf"),
+            (402, b"-0"): ("meterMinEstimatedConsumption", "-zero"),
+            (506, b"0"): ("meterAuthorizedChange", False),
+            (459, b"M"): ("meterReadingMethod", "M"),
+            (464, b"a\0b"): ("meterMessage", "a\0b"),
+        }
+        for (column, text), (field, value) in cases.items():
+            with self.subTest(field=field, text=text):
+                self.assertEqual(self.objects(lines(put(blank, column, text)))[0][field], value)
+
+    def test_alarm_flags_are_bits(self):
+        self.assertEqual(self.objects(lines(put(AMR, 286, b"0108")))[0]["previousAlarms"], "0801")
+
+    def test_what_is_blank_is_left_out(self):
+        for letter in "0123457":
+            row = self.objects(lines(letter.encode() + b" " * 511))[0]
+            # Two things differ between a blank line and a model that nobody has filled; they are told.
+            self.assertLessEqual(set(row) - {"line", "kind"}, {"meterAuthorizedChange", "externalAMRText", "externalAMR"}, letter)
+
+    def test_a_position_that_was_read_is_told_though_it_is_none(self):
+        blank = b"7" + b" " * 511
+        absent = self.objects(lines(blank))[0]
+        self.assertNotIn("latitude", absent)
+        for text in (b"-1", b"0"):
+            content = lines(put(blank, 14, text))
+            self.assertIn("latitude", self.objects(content)[0])
+            self.assertEqual(self.trip(content, "jsonl", "ansi"), self.rewritten(content, "ansi"))
+
+    def test_lone_surrogates(self):
+        content = utf16(put(METER, 464, b"x" * 4).decode("latin-1").replace("xxxx", "\ud83dx\U0001f600") + "\r\n")
+        self.assertIn(r"\ud83dx\ud83d\ude00", self.export(content).out)
+
+    def test_times_that_a_date_does_not_tell(self):
+        # 02:30 is there twice that night; the library takes one of the two, and its seconds are exact in any case.
+        content = lines(put(METER, 426, b"202410270230"))
+        for zone in ("Europe/Paris", "UTC"):
+            self.assertEqual(self.objects(content, env={"TZ": zone})[0]["meterReadingDate"], "2024-10-27T02:30")
+
+    def test_damaged_lines_are_texts(self):
+        result = self.export(lines(ROUND, METER[:80], b"", b"x" + METER[1:]))
+        rows = [json.loads(line) for line in result.out.splitlines()]
+        self.assertEqual(rows[1:], [
+            {"line": 2, "kind": "text", "text": METER[:80].decode("latin-1")}, {"line": 3, "kind": "text", "text": ""},
+            {"line": 4, "kind": "text", "text": "x" + METER[1:].decode("latin-1")}])
+        self.assertEqual((result.code, result.err),
+                         (1, f"tramo: {self.path('f')}: 3 of the lines are damaged and exported as text\n"))
+
+    def test_unread_texts_are_told(self):
+        result = self.export(lines(put(METER, 384, b"20241301")))
+        self.assertNotIn("meterPreviousReadingDate", json.loads(result.out))
+        self.assertEqual((result.code, result.err), (1, f"tramo: {self.path('f')}: 1 of the lines have fields whose text "
+                                                     'cannot be read and is not exported; see "tramo check"\n'))
+
+    def test_only_one_kind(self):
+        content = lines(ROUND, METER, METER[:9], AMR, METER)
+        self.assertEqual([row["line"] for row in self.objects(content, "--only", "meter subscriber")], [2, 5])
+        self.assertEqual([row["line"] for row in self.objects(content, "--only", "text")], [3])
+        result = self.export(content, "--only", "meter subsciber")
+        self.assertEqual(result.code, 2)
+        self.assertIn('--only: "meter subsciber" is none of round, meter subscriber, AMR', result.err)
+
+    def test_findings(self):
+        content = lines(ROUND, put(METER, 384, b"20241301"), METER[:9])
+        self.export(content, "-o", self.path("rows"), "--findings", self.path("findings"))
+        with open(self.path("findings"), encoding="ascii") as file:
+            found = [json.loads(line) for line in file]
+        self.assertEqual(found[0], {
+            "line": 2, "kind": "finding", "severity": "error", "rule": "ParseDate", "code": 0x1B, "record": "meter subscriber",
+            "field": "meterPreviousReadingDate", "column": 384, "endColumn": 392, "found": "20241301",
+            "message": 'meterPreviousReadingDate: "20241301" is no date: month 13'})
+        self.assertEqual((found[-1]["line"], found[-1]["rule"]), (3, "LineTooShort"))
+        checked = self.run_tool("check", self.path("f"), "--format", "json").json["files"][0]["findings"]
+        self.assertEqual(sorted((row["line"], row["rule"]) for row in found), sorted((row["line"], row["rule"]) for row in checked))
+
+
+class Csv(ExportTest):
+    def test_one_kind(self):
+        rows = self.table(lines(METER, METER))
+        self.assertEqual([(row["line"], row["kind"]) for row in rows], [("1", "meter subscriber"), ("2", "meter subscriber")])
+        self.assertEqual(rows[0]["meterSerialNumber"], METER[351:363].decode().rstrip())
+
+    def test_exact_text(self):
+        tag = b"07a\\b\"c,\x7f\xe9".ljust(23)
+        self.assertEqual(self.export(lines(tag), form="csv").raw.decode("utf-8"),
+                         'line,kind,code,label\r\n1,tag,07,"a\\\\b""c,\\u007fé"\r\n')
+
+    def test_no_cell_begins_a_formula(self):
+        for first in b"=+-@\t\r":
+            row = self.table(lines(put(METER, 464, bytes([first]) + b"1+1".ljust(29))))[0]
+            self.assertEqual(row["meterMessage"], f"\\u{first:04x}1+1")
+        for name in SAMPLES:
+            folder = self.path(name + ".tables")
+            self.run_tool("export", "samples/" + name, "--to", "csv", "-o", folder)
+            for table in os.listdir(folder):
+                with open(os.path.join(folder, table), encoding="utf-8", newline="") as file:
+                    for row in csv.reader(file):
+                        for cell in row:
+                            self.assertRegex(cell, r"^($|[^=+\-@\t\r]|-?\d+(\.\d+)?(e[+-]\d+)?$)")
+
+    def test_a_folder_for_several_kinds(self):
+        result = self.export(lines(ROUND, METER, AMR, METER[:7]), "-o", self.path("t"), form="csv")
+        self.assertEqual(result.code, 1)
+        self.assertEqual(sorted(os.listdir(self.path("t"))), ["AMR.csv", "meter_subscriber.csv", "round.csv", "text.csv"])
+
+    def test_several_kinds_do_not_go_into_one_file(self):
+        content = lines(*[METER] * 500, AMR)
+        for options in ((), ("-o", "-"), ("-o", self.path("x.csv"))):
+            result = self.export(content, *options, form="csv")
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertIn('line 501 is of a second kind, "AMR": name a folder with -o, or one kind with --only', result.err)
+        self.assertEqual(os.listdir(self.folder), ["f"])
+        self.assertEqual(len(self.table(content, "--only", "AMR")), 1)
+
+    def test_a_folder_with_tables_is_left_alone(self):
+        os.mkdir(self.path("t"))
+        self.write("t/old.csv", b"x")
+        result = self.export(lines(METER), "-o", self.path("t"), form="csv")
+        self.assertEqual(result.code, 2)
+        self.assertIn("the folder holds tables already", result.err)
+        self.assertEqual(os.listdir(self.path("t")), ["old.csv"])
+
+
+class Keys(ExportTest):
+    def secrets(self):
+        for line in KEYS.decode().splitlines():
+            values = json.loads(line.lstrip(";"))
+            yield from (value for name, value in values.items() if "Key" in name and value)
+
+    def test_are_masked(self):
+        for form in ("jsonl", "csv"):
+            result = self.export(KEYS, "--findings", self.path("found"), form=form)
+            self.assertEqual((result.code, result.err), (0, ""))
+            with open(self.path("found"), encoding="utf-8") as file:
+                found = file.read()
+            self.assertIn("***", result.out)
+            for secret in self.secrets():
+                self.assertNotIn(secret, result.out + found)
+
+    def test_of_damaged_lines_are_masked(self):
+        secret = next(self.secrets())
+        for damaged in (b'{"wmBusKey_Mode5":"' + secret.encode() + b'"', b";{" + secret.encode(), KEYS.splitlines()[0] + b"}", ):
+            result = self.export(KEYS + lines(damaged, damaged[3:]))
+            self.assertNotIn(secret, result.out.splitlines()[-1] + result.out.splitlines()[-2])
+
+    def test_are_shown_on_request_to_the_owner(self):
+        for form, path in (("jsonl", "k.jsonl"), ("csv", "k.csv")):
+            self.export(KEYS, "--show-keys", "-o", self.path(path), form=form)
+            with open(self.path(path), encoding="utf-8") as file:
+                text = file.read()
+            for secret in self.secrets():
+                self.assertIn(secret, text)
+            self.assertEqual(stat.S_IMODE(os.stat(self.path(path)).st_mode), 0o600)
+
+
+class Program(ExportTest):
+    def test_help(self):
+        page = self.run_tool("help", "export").out
+        self.assertEqual(self.run_tool("export", "--help").out, page)
+        self.assertLess(page.index("Examples:"), page.index("Usage:"))
+        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+
+    def test_usage(self):
+        for arguments, message in (
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"),
+                (("f",), "--to is missing: jsonl, csv"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv'),
+                (("f", "--to", "csv", "--findings", "-"), "--findings: the standard output is taken; name a file, or one for the rows with -o")):
+            result = self.run_tool("export", *arguments)
+            self.assertEqual((result.code, result.out, result.err),
+                             (2, "", f'tramo: export: {message}\ntramo: try "tramo help export"\n'))
+
+    def test_standard_input(self):
+        content = lines(ROUND, METER)
+        for source in (content, utf16(content.decode("latin-1"))):
+            self.assertEqual(self.run_tool("export", "-", "--to", "jsonl", stdin=source).out, self.export(content).out)
+
+    def test_unreadable(self):
+        for path in (self.path("missing"), self.folder):
+            result = self.run_tool("export", path, "--to", "jsonl", "-o", self.path("out"))
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertTrue(result.err.startswith(f"tramo: {path}: "))
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_unwritable(self):
+        content = lines(ROUND, METER)
+        for form, path in (("jsonl", "/dev/full"), ("jsonl", self.path("no/where")), ("csv", self.path("no/where")), ("jsonl", self.folder)):
+            result = self.export(content, "-o", path, form=form)
+            self.assertEqual((result.code, result.out), (3, ""), path)
+            self.assertIn("cannot write", result.err)
+
+    def test_what_cannot_be_read_at_the_end(self):
+        result = self.export(utf16("\uffff" + METER.decode("latin-1") + "\r\n"))
+        self.assertEqual((result.code, result.out), (1, ""))
+        self.assertIn("characters at the end cannot be read", result.err)
+        self.assertEqual(self.export(utf16(METER.decode("latin-1") + "\r\n") + b"x").code, 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
