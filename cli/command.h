@@ -23,12 +23,13 @@ struct Command {
 };
 
 extern const Command checkCommand;
+extern const Command convertCommand;
+extern const Command explainCommand;
 extern const Command exportCommand;
 extern const Command importCommand;
-extern const Command showCommand;
-extern const Command convertCommand;
-extern const Command rewriteCommand;
 extern const Command keysCommand;
+extern const Command rewriteCommand;
+extern const Command showCommand;
 extern const Command statsCommand;
 
 /// The candidate that `word` is probably a slip of; empty when there is none.

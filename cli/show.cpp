@@ -9,6 +9,7 @@
 #include "platform.h"
 #include "report.h"
 #include "text.h"
+#include "wording.h"
 #include "wrap.h"
 #include <algorithm>
 #include <bit>
@@ -126,12 +127,6 @@ struct Row {
     bool textIsValue = false;  ///< stands in the place of the value
     std::string_view field{};  ///< whose findings stand below
 };
-
-std::string columnsOf(const Field& field) {
-    if (field.column == 0) return {};
-    const int last = field.column + field.width - 1;
-    return last > field.column ? fmt::format("{}-{}", field.column, last) : std::to_string(field.column);
-}
 
 std::string placeOf(const Finding& finding) {
     return (finding.endColumn - finding.column > 1 ? "columns " : "column ") + columnsOf(finding);

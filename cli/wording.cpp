@@ -1,0 +1,236 @@
+#include "wording.h"
+#include "columns.h"
+#include "findings.h"
+#include "linemodel.h"
+#include "text.h"
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tramo::cli {
+
+namespace {
+
+// clang-format off
+constexpr struct { TE::errorType code; std::string_view meaning; } meanings[] = {
+    {TE::ParseInteger,          "the text is no whole number, or one out of range"},
+    {TE::ParseBool,             "the text is no flag"},
+    {TE::ParseDouble,           "the text is no decimal number, or one out of range"},
+    {TE::ParseFluidType,        "the character is no code of a fluid"},
+    {TE::ParseReadStatus,       "the character is no code of a reading's status"},
+    {TE::ParseReadMethod,       "the character is no code of a reading's method"},
+    {TE::ParseTramoType,        "the character is no code of an information area's type"},
+    {TE::ParseLineType,         "column 1 holds no letter of a kind of record"},
+    {TE::ParseAmrAlarmFlags,    "the text is no set of alarm flags"},
+    {TE::ParseAmrAlarm,         "the character is no code of an alarm"},
+    {TE::ParseEnquiryAreaType,  "the character is no code of an enquiry area's type"},
+    {TE::ParseEnquiryAreaMode,  "the character is no code of an enquiry area's mode"},
+    {TE::ParseDateTime,         "the text is no date and time YYYYMMDDhhmm"},
+    {TE::ParseDate,             "the text is no date YYYYMMDD"},
+    {TE::BuildInteger,          "the number cannot be written"},
+    {TE::BuildText,             "the text is longer than its field"},
+    {TE::BuildBool,             "the flag cannot be written"},
+    {TE::BuildDouble,           "the decimal number cannot be written"},
+    {TE::BuildFluidType,        "the fluid has no code"},
+    {TE::BuildReadStatus,       "the reading's status has no code"},
+    {TE::BuildReadMethod,       "the reading's method is one that is not written"},
+    {TE::BuildDate,             "the date cannot be written"},
+    {TE::BuildTramoType,        "the information area's type has no code"},
+    {TE::BuildAmrAlarm,         "the alarm has no code"},
+    {TE::BuildAmrAlarmFlags,    "the alarm flags cannot be written"},
+    {TE::BuildEnquiryAreaType,  "the enquiry area's type has no code"},
+    {TE::BuildEnquiryAreaMode,  "the enquiry area's mode has no code"},
+    {TE::MandatoryMissing,      "a mandatory value is missing"},
+    {TE::MandatoryInconsistent, "values that belong together contradict each other"},
+    {TE::WrongLineType,         "the line is of another kind than the one it was taken for"},
+};
+
+constexpr struct { FieldKind kind; std::string_view type, reading, writing; } kinds[] = {
+    {FieldKind::Text, "text",
+        "The characters as they stand; blanks at the end are cut off, those in front stay.",
+        "Left-justified, with blanks behind. A text that is too long is not written at all; an empty one writes nothing."},
+    {FieldKind::Integer, "number",
+        "Blanks, a sign and decimal digits; what follows the digits is ignored.",
+        "Right-justified, with blanks in front. What is too long is cut on the right, and nobody is told."},
+    {FieldKind::Decimal, "decimal",
+        "Blanks, a sign, digits with a point or comma, an exponent; what follows is ignored.",
+        "With a point, right-justified, with blanks in front. What is too long is cut on the right, and nobody is told."},
+    {FieldKind::Date, "date",
+        "8 digits YYYYMMDD and nothing else: a day of the calendar, in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
+        "8 digits YYYYMMDD in local time."},
+    {FieldKind::DateTime, "date and time",
+        "12 digits YYYYMMDDhhmm and nothing else: a minute of the calendar, in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
+        "12 digits YYYYMMDDhhmm in local time."},
+    {FieldKind::Year, "year",
+        "A number as whole numbers are read; if its text is 4 digits YYYY, that year in local time, else no year, which is no error.",
+        "4 digits YYYY."},
+    {FieldKind::Code, "code",
+        "One character of a list; small and capital letters differ.",
+        "That character; a code that is not set writes nothing."},
+    {FieldKind::Flag, "flag",
+        "1 is yes, every other character is no.",
+        "1 or 0."},
+    {FieldKind::AlarmFlags, "alarm flags",
+        "4 hexadecimal digits: flags 1 to 8 are the first two (flag 1 is the lowest bit), flags 9 to 12 the last two. What is no such number is no error.",
+        "4 capital hexadecimal digits, and a zero character in the column behind them, which stays there when the next field writes nothing."},
+};
+// clang-format on
+
+const auto& wordsOf(FieldKind kind) {
+    return *std::ranges::find(kinds, kind, [](const auto& row) { return row.kind; });
+}
+
+bool isDate(const Field& field) { return field.kind == FieldKind::Date || field.kind == FieldKind::DateTime; }
+
+bool neverFailsToRead(const Field& field) { return field.kind == FieldKind::Flag || field.kind == FieldKind::AlarmFlags; }
+
+bool neverFailsToBeWritten(const Field& field) {
+    return neverFailsToRead(field) || field.kind == FieldKind::Integer || field.kind == FieldKind::Decimal ||
+           (field.kind == FieldKind::Code && field.codesWritten.find(L'\0') == std::wstring::npos);
+}
+
+std::string neighboursAt(const RecordKind& kind, const Field& field, int column) {
+    if (column == field.column) return {};
+    std::string names;
+    for (const Field* other : fieldsAt(kind, column))
+        if (other != &field) names += (names.empty() ? "" : " and ") + other->name;
+    return names.empty() ? "no field" : names;
+}
+
+}  // namespace
+
+std::string columnsOf(const Field& field) {
+    if (field.column == 0) return {};
+    const int last = field.column + field.width - 1;
+    return last > field.column ? fmt::format("{}-{}", field.column, last) : std::to_string(field.column);
+}
+
+std::string typeOf(const Field& field) {
+    std::string type(wordsOf(field.kind).type);
+    if (field.kind == FieldKind::Code) type += " " + printable(field.codes);
+    return type;
+}
+
+std::string formOf(const RecordKind& kind, const Field& field) {
+    switch (field.kind) {
+    case FieldKind::Text: return fmt::format("text of up to {} character{}", field.width, field.width == 1 ? "" : "s");
+    case FieldKind::Integer: {
+        LineModel model = LineModel::blank(kind);
+        return fmt::format("whole number of {} bits", model.set(field, 1LL << 31) ? 64 : 32);
+    }
+    case FieldKind::Decimal:
+        return fmt::format("decimal number, written with {} decimals", field.decimals < 0 ? 6 : field.decimals);
+    case FieldKind::Date: return "date YYYYMMDD";
+    case FieldKind::DateTime: return "date and time YYYYMMDDhhmm";
+    case FieldKind::Year: return "year YYYY";
+    case FieldKind::Code: return "code: " + listed(field.codes);
+    case FieldKind::Flag: return "flag: 1 or 0";
+    case FieldKind::AlarmFlags: return "12 alarm flags as 4 hexadecimal digits";
+    }
+    return {};
+}
+
+std::string defaultOf(const Field& field) {
+    const FieldValue& value = field.defaultValue;
+    if (isDate(field)) return fmt::format("no date ({})", std::get<long long>(value));
+    switch (field.kind) {
+    case FieldKind::Text: return std::get<std::wstring>(value).empty() ? "empty" : quoted(std::get<std::wstring>(value));
+    case FieldKind::Year: return "no year";
+    case FieldKind::Flag: return std::get<bool>(value) ? "yes" : "no";
+    case FieldKind::AlarmFlags: return std::get<long long>(value) ? printable(textOf(field, value)) : "none set";
+    case FieldKind::Code: {
+        const wchar_t code = std::get<wchar_t>(value);
+        return code == L'!' ? "not set" : code == L' ' ? "blank" : printable(std::wstring_view(&code, 1));
+    }
+    default: return printable(textOf(field, value));
+    }
+}
+
+std::string_view readingOf(FieldKind kind) { return wordsOf(kind).reading; }
+std::string_view writingOf(FieldKind kind) { return wordsOf(kind).writing; }
+
+std::string blankOf(const Field& field) {
+    if (!field.blank.empty()) return fmt::format("A blank field is read as {}.", quoted(field.blank));
+    return field.kind == FieldKind::Text ? "" : "A blank field keeps its default.";
+}
+
+std::string particularsOf(const Field& field) {
+    std::string words;
+    if (!field.readInto.empty())
+        words += fmt::format("Its text is read into {}; it never gets a value from a line. ", field.readInto);
+    if (field.writtenWidth != field.width)
+        words += fmt::format("It is written {} characters wide, over the columns behind it, which their own fields overwrite. ",
+            field.writtenWidth);
+    if (const std::string changes = codeChanges(field); !changes.empty()) words += changes + ". ";
+    if (field.overlaid) words += "It shares its columns with the field before it. ";
+    if (!words.empty()) words.pop_back();
+    return words;
+}
+
+std::string whenWritten(const Field& field) {
+    const bool isClause = field.written != "always" && field.written != "never";
+    return isClause ? "when " + field.written : field.written;
+}
+
+std::string codeChanges(const Field& field) {
+    std::string words;
+    for (std::size_t i = 0; i < field.codes.size(); ++i) {
+        const std::string read = printable(field.codes.substr(i, 1));
+        if (field.codesWritten[i] == field.codes[i]) continue;
+        if (!words.empty()) words += ", ";
+        if (field.codesWritten[i] == 0) words += read + " cannot be written";
+        else words += fmt::format("{} is written as {}", read, printable(field.codesWritten.substr(i, 1)));
+    }
+    return words;
+}
+
+std::string listed(std::wstring_view codes) {
+    std::string list;
+    for (std::size_t i = 0; i < codes.size(); ++i) list += (i ? ", " : "") + printable(codes.substr(i, 1));
+    return list;
+}
+
+std::vector<std::string_view> flagsOf(const RecordKind& kind, const Field& field) {
+    std::vector<std::string_view> names;
+    if (field.kind != FieldKind::AlarmFlags) return names;
+    for (std::size_t i = field.index + 1; i < kind.fields.size() && kind.fields[i].column == 0; ++i)
+        if (kind.fields[i].kind == FieldKind::Flag) names.push_back(kind.fields[i].name);
+    return names;
+}
+
+std::vector<ErrorReport> reportsOf(const RecordKind& kind, const Field& field) {
+    std::vector<ErrorReport> all;
+    auto add = [&](const TE::FieldError& error, std::string when, std::string particulars) {
+        if (error.code != TE::errorType{})
+            all.push_back({error, std::move(when), neighboursAt(kind, field, error.column), std::move(particulars)});
+    };
+    add(field.parseError, "its text cannot be read", neverFailsToRead(field) ? "no text makes it fail" : "");
+    add(field.buildError, "it cannot be written", neverFailsToBeWritten(field) ? "no value makes it fail" : "");
+    std::string particulars = field.reportedInParseList ? "put among the parse errors" : "";
+    if (field.reportedOnGoodLines) particulars += (particulars.empty() ? "" : "; ") + std::string("good lines report it, too");
+    add(field.mandatoryError, field.mandatory, particulars);
+    return all;
+}
+
+const std::vector<ErrorCode>& errorCodes() {
+    static const std::vector<ErrorCode> all = [] {
+        std::vector<ErrorCode> codes;
+        for (const auto& [code, meaning] : meanings) {
+            const bool isParse = code < 0x100 || code == TE::WrongLineType;
+            codes.push_back({code, errorName(code),
+                isParse        ? "while a line is read"
+                : code < 0x200 ? "while a line is written"
+                               : "when a record is checked",
+                meaning});
+        }
+        return codes;
+    }();
+    return all;
+}
+
+std::string hex(TE::errorType code) { return fmt::format("0x{:03X}", static_cast<unsigned>(code)); }
+
+std::string letterOf(const RecordKind& kind) {
+    return kind.letter ? printable(std::wstring_view(&kind.letter, 1)) : std::string("-");
+}
+
+}  // namespace tramo::cli

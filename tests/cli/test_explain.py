@@ -1,0 +1,293 @@
+"""tramo explain: kinds, fields and errors of the format; the reference page."""
+import os
+import re
+import subprocess
+import unittest
+from support import AMR, ENVIRONMENT, METER, ROOT, TRAMO, CliTest, lines, put
+from test_show import on_terminal, plain
+
+CODES = {0x001, 0x003, 0x004, *range(0x011, 0x01C), *range(0x101, 0x105), 0x111, 0x112, 0x113, 0x115, 0x117, 0x119, 0x11A,
+         0x11B, 0x11C, 0x201, 0x202, 0x203}
+KINDS = ("round", "meter subscriber", "AMR", "meter change", "extended AMR", "enquiry definition", "enquiry result",
+         "extended data", "record information", "tag", "parameter", "key")
+
+
+class ExplainTest(CliTest):
+    def explain(self, *arguments, **run):
+        result = self.run_tool("explain", *arguments, **run)
+        self.assertEqual((result.code, result.err), (0, ""), arguments)
+        return result.out
+
+    def entries(self, *arguments):
+        """The labelled words of one field."""
+        found = {}
+        for label, words in re.findall(r"^  (\S.{0,7}?) {2,}(\S.*)$", self.explain(*arguments), re.M):
+            found.setdefault(label, words)
+        return found
+
+    def assert_refused(self, argument, message):
+        result = self.run_tool("explain", argument)
+        self.assertEqual((result.code, result.out, result.err),
+                         (2, "", f'tramo: explain: {message}\ntramo: try "tramo help explain"\n'))
+
+
+class Overview(ExplainTest):
+    def test_lists_every_kind_and_code(self):
+        out = self.explain()
+        for kind in KINDS:
+            self.assertRegex(out, rf"(?m)^  \S  {kind} ")
+        self.assertEqual({int(code, 16) for code in re.findall(r"^  (0x\w{3})  [A-Z]", out, re.M)}, CODES)
+
+
+class Kinds(ExplainTest):
+    def test_by_letter_name_and_class(self):
+        expected = self.explain("1")
+        for word in ("meter subscriber", "meter-subscriber", "METER_SUBSCRIBER", "MeterSubscriberTramoModel"):
+            self.assertEqual(self.explain(word), expected)
+        self.assertEqual(self.explain("key"), self.explain("AMRKeyTramoModel"))
+
+    def test_every_field(self):
+        out = self.explain("1")
+        self.assertIn("meter subscriber: MeterSubscriberTramoModel, 512 characters, letter 1 in column 1\n", out)
+        self.assertRegex(out, r"(?m)^  378-379  meterCorrectedWheels +number +when it is above 3$")
+        self.assertEqual(len(re.findall(r"(?m)^ +\d+(-\d+)?  \w", out)), 36)
+        amr = self.explain("2")
+        self.assertIn("        -  previousAlarmLeakCurrent                flag, only shown\n", amr)
+
+    def test_key(self):
+        out = self.explain("key")
+        self.assertRegex(out, r"(?m)^      7  wmBusKey_Mode5 +text, a key")
+        self.assertEqual(self.explain("key:serialNumber"), out)
+
+
+class Fields(ExplainTest):
+    def test_by_column_and_name(self):
+        expected = self.explain("1:195")
+        for word in ("1:202", "1:meterHistory3ReadingDate", "meter-subscriber:METERHISTORY3READINGDATE", "meterHistory3ReadingDate"):
+            self.assertEqual(self.explain(word), expected, word)
+        self.assertTrue(expected.startswith("meter subscriber, columns 195-202: meterHistory3ReadingDate\n"))
+
+    def test_what_is_told(self):
+        field = self.entries("1:195")
+        self.assertEqual(field["type"], "date YYYYMMDD")
+        self.assertEqual(field["default"], "no date (0)")
+        self.assertEqual(field["written"], "when its history slot has a date and a consumption of 0 or more")
+        self.assertEqual(field["missing"], "is no error")
+        self.assertEqual(field["0x01B"], "ParseDate, when its text cannot be read; reported at column 194, "
+                                         "where meterHistory3ReadingType stands")
+        self.assertEqual(field["0x115"], "BuildDate, when it cannot be written; reported at column 195")
+        self.assertEqual(field["before"], "194      meterHistory3ReadingType")
+        self.assertEqual(field["behind"], "203-212  meterHistory3Consumption")
+
+    def test_types(self):
+        for place, words in {"1:2": "whole number of 32 bits", "1:438": "whole number of 64 bits",
+                             "1:402": "decimal number, written with 6 decimals", "7:14": "decimal number, written with 12 decimals",
+                             "1:426": "date and time YYYYMMDDhhmm", "1:380": "year YYYY", "1:448": "code: 1, 2, 3, 4",
+                             "1:506": "flag: 1 or 0", "1:460": "text of up to 2 characters", "1:194": "text of up to 1 character",
+                             "2:286": "12 alarm flags as 4 hexadecimal digits"}.items():
+            self.assertEqual(self.entries(place)["type"], words, place)
+
+    def test_defaults(self):
+        for place, words in {"1:2": "-1", "1:6": "empty", "1:380": "no year", "1:448": "not set", "1:506": "no", "2:2": "no date (0)", "2:354": "no date (-1)",
+                             "2:286": "none set", "9:2": "1", "7:14": "0"}.items():
+            self.assertEqual(self.entries(place)["default"], words, place)
+
+    def test_particulars(self):
+        for place, words in {"0:277": "A is written as 2, N is written as 1.", "1:459": "T cannot be written.",
+                             "9:7": "Its text is read into roundNumber; it never gets a value from a line.",
+                             "5:342": "It is written 16 characters wide, over the columns behind it, which their own fields overwrite."}.items():
+            self.assertEqual(self.entries(place)["special"], words, place)
+        self.assertIn('A blank field is read as "1".', self.entries("1:506")["reading"])
+        self.assertIn("A blank field keeps its default.", self.entries("1:2")["reading"])
+
+    def test_mandatory_values(self):
+        self.assertEqual(self.entries("0:2")["0x201"], "MandatoryMissing, when it is empty; reported at column 2")
+        self.assertEqual(self.entries("1:156")["0x202"], "MandatoryInconsistent, when its history slot has a type, a date and a "
+                         "consumption of 0 or more; reported at column 156; put among the parse errors; good lines report it, too")
+        self.assertEqual(self.entries("4:85")["0x201"], "MandatoryMissing, when it is below 0; reported at column 96, where backflowAlarm stands")
+
+    def test_fields_that_share_their_columns_are_all_told(self):
+        out = self.explain("2:232")
+        self.assertIn("columns 232-241: pulseWeight\n", out)
+        self.assertIn("columns 232-241: pulseWeightStr\n", out)
+
+    def test_a_name_that_several_kinds_have(self):
+        out = self.explain("meterSerialNumber")
+        for kind in ("meter subscriber", "AMR", "extended AMR", "extended data"):
+            self.assertRegex(out, rf"(?m)^{kind}, columns \d+-\d+: meterSerialNumber$")
+
+    def test_columns_of_no_field(self):
+        self.assertTrue(self.explain("1:1").startswith("meter subscriber, column 1: the letter of its kind\n"))
+        out = self.explain("tag:23")
+        self.assertTrue(out.startswith("tag, column 23: no field\n"))
+        self.assertIn("  before    3-22     label\n", out)
+
+    def test_shown_fields(self):
+        out = self.explain("2:previousAlarmLeakCurrent")
+        self.assertIn("not in the line, only shown", out)
+        self.assertIn("previousAlarms, columns 286-289", out)
+
+    def test_every_field_can_be_explained(self):
+        names = re.findall(r"(?m)^ +[-\d]+  (\w+)", "".join(self.explain(str(letter)) for letter in range(8) if letter != 8))
+        self.assertGreater(len(names), 250)
+        self.explain(*sorted(set(names)))
+
+    def test_slips(self):
+        self.assert_refused("1:meterSeralNumber", '"meterSeralNumber" is no field of meter subscriber lines; did you mean "meterSerialNumber"?')
+        self.assert_refused("1:513", "meter subscriber lines have the columns 1 to 512")
+        self.assert_refused("1:0", "meter subscriber lines have the columns 1 to 512")
+        self.assert_refused("metr subscriber:3", '"metr subscriber" is no kind of lines; did you mean "meter subscriber"?')
+        self.assert_refused("8:3", '"8" is no kind of lines; a place in a file is FILE:LINE:COLUMN')
+        self.assert_refused("ParsDate", '"ParsDate" is no kind of lines, no field and no error; did you mean "ParseDate"?')
+        self.assert_refused("\x1b[31m", r'"\x1b[31m" is no kind of lines, no field and no error')
+        self.assert_refused("key:nothing", '"nothing" is no value of a key line')
+        self.assert_refused("", '"" is no kind of lines, no field and no error')
+
+
+class Errors(ExplainTest):
+    def test_by_code_and_name(self):
+        expected = self.explain("0x01B")
+        for word in ("0X1b", "0x1B", "ParseDate", "parsedate"):
+            self.assertEqual(self.explain(word), expected)
+        self.assertTrue(expected.startswith("0x01B ParseDate: the text is no date YYYYMMDD\n"))
+
+    def test_every_field_that_reports_it(self):
+        out = self.explain("0x01B")
+        self.assertRegex(out, r"(?m)^  499-506  roundImportDate +reported at column 8, where code stands$")
+        self.assertRegex(out, r"(?m)^  384-391  meterPreviousReadingDate$")
+        self.assertEqual(len(re.findall(r"^ +\d+(?:-\d+)?  \w", out, re.M)), 12)
+
+    def test_every_code(self):
+        of_no_field = set()
+        for code in CODES:
+            out = self.explain(f"0x{code:03X}")
+            self.assertRegex(out, rf"^0x{code:03X} [A-Z]\w+: ")
+            if "by no field" in out:
+                of_no_field.add(code)
+        self.assertEqual(of_no_field, {0x015, 0x203})
+
+    def test_findings_of_check_alone(self):
+        self.assertIn("A line has fewer characters than its kind has.", self.explain("LineTooShort"))
+
+    def test_no_codes(self):
+        self.assert_refused("0x002", "the format has no code 0x002")
+        self.assert_refused("0x", '"0x" is no code')
+        self.assert_refused("0x01Bz", '"0x01Bz" is no code')
+
+
+class Places(ExplainTest):
+    def test_a_field_in_a_file(self):
+        self.write("f", lines(METER, put(METER, 195, b"20231340")))
+        result = self.run_tool("explain", "f:2:195", cwd=self.folder)
+        self.assertEqual(result.code, 0)
+        self.assertTrue(result.out.startswith('f:2:195\n\n  text      "20231340"\n  error     meterHistory3ReadingDate: "20231340" is no date'))
+        self.assertTrue(result.out.endswith(self.explain("1:195")))
+
+    def test_colons_in_the_path(self):
+        self.write("a:1:2", lines(METER))
+        self.assertIn('"C12AB0100000"', self.run_tool("explain", "a:1:2:1:352", cwd=self.folder).out)
+
+    def test_key_lines_show_nothing(self):
+        out = self.explain("samples/amr-keys.txt:1:300")
+        self.assertIn("its values have names, not columns", out)
+        self.assertNotRegex(out, "[0-9A-F]{16}")
+
+    def test_damaged_lines(self):
+        self.write("f", lines(METER, METER[:300], METER))
+        out = self.run_tool("explain", "f:2:195", cwd=self.folder).out
+        self.assertIn("  damaged   line has 300 characters, 512 expected (LineTooShort)", out)
+        self.assertTrue(out.endswith(self.explain("1:195")))
+
+    def test_places_that_are_not_there(self):
+        for place, message in (("samples/tags.txt:6:1", "samples/tags.txt: has 5 lines; there is no line 6"),
+                               ("samples/tags.txt:1:24", "samples/tags.txt: tag lines have the columns 1 to 23"),
+                               ("missing:1:1", "missing: No such file or directory"), ("samples:1:1", "samples: is a directory")):
+            result = self.run_tool("explain", place)
+            self.assertEqual((result.code, result.err), (2, f"tramo: {message}\n"))
+
+    def test_stdin(self):
+        self.assertIn('"C12AB0100000"', self.run_tool("explain", "--", "-:1:352", stdin=lines(METER)).out)
+
+
+class Reference(ExplainTest):
+    def setUp(self):
+        super().setUp()
+        self.page = self.explain("--markdown")
+
+    def test_the_page_in_docs_is_fresh(self):
+        with open(os.path.join(ROOT, "docs", "format.md"), encoding="utf-8") as file:
+            self.assertEqual(file.read(), self.page, "write it with: tramo explain --markdown > docs/format.md")
+
+    def test_depends_on_nothing_but_the_tables(self):
+        for zone in ("Asia/Tokyo", "America/Sao_Paulo"):
+            self.assertEqual(self.explain("--markdown", env={"TZ": zone, "LC_ALL": "C.UTF-8"}), self.page)
+
+    def test_has_a_section_for_every_kind_and_links_to_it(self):
+        for kind in KINDS:
+            self.assertIn(f"\n## {kind}\n", self.page)
+            self.assertIn(f"[{kind}](#{kind.lower().replace(' ', '-')})", self.page)
+
+    def test_every_row_has_as_many_cells_as_its_table(self):
+        cells = 0
+        for line in self.page.splitlines():
+            if not line.startswith("|"):
+                cells = 0
+                continue
+            cells = cells or line.count("|")
+            self.assertEqual(line.count("|"), cells, line)
+
+    def test_has_every_field_and_code(self):
+        for letter in "012345679":
+            for name in re.findall(r"(?m)^ +[-\d]+  (\w+)", self.explain(letter)):
+                self.assertIn(f" `{name}` |", self.page)
+        self.assertEqual({int(code, 16) for code in re.findall(r"^\| (0x\w{3}) \| [A-Z]", self.page, re.M)}, CODES)
+
+    def test_errors_at_other_columns(self):
+        self.assertIn("| 195-202 | `meterHistory3ReadingDate` | date YYYYMMDD | no date (0) | when its history slot has a date and a "
+                      "consumption of 0 or more | 0x01B at 194 | 0x115 | - |\n", self.page)
+
+    def test_alarm_flags_are_those_that_are_read(self):
+        flags = re.findall(r"^\| \d+ \| `(previous\w+|current\w+)` \| `(\w{4})` \|$", self.page, re.M)
+        self.assertEqual(len(flags), 24)
+        for name, text in flags:
+            line = put(AMR, 286 if name.startswith("previous") else 388, text.encode())
+            self.write("f", lines(line))
+            shown = re.findall(r"^ {11}  (\w+)", self.run_tool("show", "f", cwd=self.folder).out, re.M)
+            self.assertEqual([flag for flag in shown if flag.startswith(name[:7])], [name])
+
+
+class Surroundings(ExplainTest):
+    def test_no_line_is_wider_than_the_terminal(self):
+        for columns in (80, 120):
+            for arguments in ([], ["0"], ["1"], ["2"], ["4"], ["key"], ["0x117"], ["0x202"], ["1:195", "2:286", "5:342", "0:453"],
+                              ["samples/round-broken.txt:10:195"]):
+                out = plain(on_terminal(["explain", *arguments], columns))
+                longest = max(out.splitlines(), key=len)
+                self.assertLessEqual(len(longest), columns, (arguments, longest))
+
+    def test_colours(self):
+        self.assertIn("\x1b[1m", on_terminal(["explain", "1"], 80))
+        self.assertNotIn("\x1b", on_terminal(["explain", "1", "--color", "never"], 80))
+        self.assertEqual(plain(self.explain("1", "--color", "always")), self.explain("1"))
+
+    def test_full_disk(self):
+        for arguments in ("", "--markdown"):
+            done = subprocess.run(f'"{TRAMO}" explain {arguments} > /dev/full', shell=True, cwd=ROOT, env=ENVIRONMENT, capture_output=True)
+            self.assertEqual(done.returncode, 3)
+            self.assertIn(b"cannot write the standard output", done.stderr)
+
+    def test_usage(self):
+        self.assert_refused("--markdwn", '"--markdwn" is no option; did you mean "--markdown"?')
+        result = self.run_tool("explain", "--markdown", "1")
+        self.assertEqual(result.code, 2)
+        self.assertIn("it takes no other argument", result.err)
+
+    def test_help(self):
+        page = self.explain("--help")
+        self.assertEqual(page, self.run_tool("help", "explain").out)
+        self.assertLess(page.index("Examples:"), page.index("Usage:"))
+        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+
+
+if __name__ == "__main__":
+    unittest.main()
