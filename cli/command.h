@@ -28,6 +28,7 @@ extern const Command explainCommand;
 extern const Command exportCommand;
 extern const Command importCommand;
 extern const Command keysCommand;
+extern const Command sampleCommand;
 extern const Command rewriteCommand;
 extern const Command showCommand;
 extern const Command statsCommand;
