@@ -19,9 +19,10 @@ Examples:
   tramo export round.txt --to jsonl | jq 'select(.kind == "meter subscriber")'
   tramo export round.txt --to csv -o tables               a folder, a file for each kind of line
   tramo export round.txt --to csv --only "meter change" -o changes.csv
+  tramo export round.txt --to sqlite -o round.db
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
 
-Usage: tramo export [OPTION]... FILE --to jsonl|csv
+Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite
 
 What is exported is what the library reads: "tramo import" makes of it the lines that the
 library writes after reading the file, in the same order. Every line has a number, a kind
@@ -43,12 +44,14 @@ blank line is left out (an empty cell in a table).
                  "***" and there is no "text" unless --show-keys is given
 
 Options:
-  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of names)
+  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of names),
+                      sqlite (a table for each kind, "finding" and "files", and the view
+                      "meters": a subscriber's line with those of its meter)
   -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a folder with
-                      a file for each kind, which must hold none yet. "-", which is also what
-                      goes without -o, is the standard output (csv: for one kind only)
+                      a file for each kind, which must hold none yet. sqlite: a file. "-",
+                      the standard output, is for jsonl and one kind of csv, and may be left out
   --only KIND         the lines of one kind: "meter subscriber", "AMR", "key", "text", ...
-  --findings FILE     what "tramo check" finds in the lines, in the same form
+  --findings FILE     what "tramo check" finds in the lines, in the same form; sqlite has a table
   --show-keys         keys of key lines as they are; a new OUT is for its owner only
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
   -h, --help          this page
@@ -60,7 +63,7 @@ Exit codes:
   3  something could not be written
 )";
 
-enum class Form { Jsonl, Csv };
+enum class Form { Jsonl, Csv, Sqlite };
 
 struct Options {
     std::string file, output = "-", findings;
@@ -93,14 +96,16 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     if (given.wantsHelp) return std::nullopt;
     if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (files.size() > 1) throw WrongUsage{"one FILE only"};
-    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv"};
+    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite"};
 
     options.file = files[0];
-    options.form = chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}});
+    options.form = chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
     options.encoding = chosen<EncodingChoice>("--encoding", encoding,
         {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
     options.only = chosenTable(only);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
+    if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
+    if (options.form == Form::Sqlite && !options.findings.empty()) throw WrongUsage{"--findings: a database has a table of them"};
     if (options.output == "-" && options.findings == "-")
         throw WrongUsage{"--findings: the standard output is taken; name a file, or one for the rows with -o"};
     return options;
@@ -109,6 +114,7 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
 std::unique_ptr<Sink> sinkFor(Form form, const std::string& path, Keys keys, bool mayBeFolder) {
     const OutFile::Mode mode = keys == Keys::Shown ? OutFile::Mode::Secret : OutFile::Mode::Usual;
     if (form == Form::Jsonl) return makeJsonlSink(path, mode);
+    if (form == Form::Sqlite) return makeSqliteSink(path, mode);
     return makeCsvSink(path, mode, mayBeFolder && path != "-" && !path.ends_with(".csv"));
 }
 
@@ -143,9 +149,9 @@ private:
             damaged += row.table == &textTable();
             unread += row.unread;
             rows->put(row);
-            if (beside) {
+            if (Sink* to = beside ? beside.get() : options.form == Form::Sqlite ? rows.get() : nullptr) {
                 if (judged) checkFields(*kind, line.text, false, findings);
-                for (const Finding& finding : findings) beside->put(rowOf(finding, line.number));
+                for (const Finding& finding : findings) to->put(rowOf(finding, line.number));
             }
         }
         if (row.table == &keyTable()) wipe(row);

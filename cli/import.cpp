@@ -21,25 +21,25 @@ Examples:
   tramo export a.txt --to jsonl | jq -c 'select(.kind != "text")' |
       tramo import - --from jsonl --encoding ansi -o b.txt           without damaged lines
 
-Usage: tramo import FILE --from jsonl|csv --encoding ansi|utf16le [-o OUT]
+Usage: tramo import FILE --from jsonl|csv|sqlite --encoding ansi|utf16le [-o OUT]
 
 Each row becomes a line as the library writes it, with CR LF behind it. A field that a row
 does not have is what it is on a blank line; "tramo help export" tells how values are written.
-The rows of one file come in the order in which they stand there, those of a folder by the
-numbers of their lines. Rows of the kind "finding" are passed over.
+The rows of one file come in the order in which they stand there, those of a folder and of a
+database by the numbers of their lines. Rows of the kind "finding" are passed over.
 
 An import ends at a row that is not understood: a kind or field that does not exist, a value
 that is none of its field or longer than the field, a text that the encoding cannot hold, a
 key line whose keys are masked. A file OUT then stays as it was.
 
 Options:
-  --from WHAT         jsonl, csv
+  --from WHAT         jsonl, csv, sqlite
   --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF), utf16le
   -o, --output OUT    a file; "-", which is also what goes without -o, is the standard output.
                       A new file that begins with a key line is for its owner only
   -h, --help          this page
 
-"-" as FILE is the standard input.
+"-" as FILE is the standard input (not for sqlite).
 
 Exit codes:
   0  every row is a line
@@ -48,7 +48,7 @@ Exit codes:
   3  OUT could not be written
 )";
 
-enum class Form { Jsonl, Csv };
+enum class Form { Jsonl, Csv, Sqlite };
 enum class Encoding { Ansi, Utf16le };
 
 struct Options {
@@ -69,11 +69,11 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     if (given.wantsHelp) return std::nullopt;
     if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (files.size() > 1) throw WrongUsage{"one FILE only"};
-    if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv"};
+    if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};
 
     options.file = files[0];
-    options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}});
+    options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
     options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
     return options;
 }
@@ -82,6 +82,7 @@ std::unique_ptr<RowSource> sourceFor(const Options& options) {
     std::error_code error;
     const bool isFolder = options.file != "-" && std::filesystem::is_directory(options.file, error);
     if (isFolder && options.form != Form::Csv) throw Unreadable{"is a directory"};
+    if (options.form == Form::Sqlite) return makeSqliteSource(options.file);
     return options.form == Form::Jsonl ? makeJsonlSource(options.file) : makeCsvSource(options.file);
 }
 

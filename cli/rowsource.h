@@ -25,6 +25,9 @@ std::unique_ptr<RowSource> makeJsonlSource(const std::string& path);
 /// A folder: the rows of all its tables, by the numbers of their lines.
 std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
 
+/// A database: the rows of all its tables, by the numbers of their lines.
+std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
+
 /// A stream of bytes, one at a time; "-" is the standard input.
 class ByteReader {
 public:

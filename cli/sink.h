@@ -33,4 +33,8 @@ std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode)
 /// its own file there. Throws WrongUsage for a second table, and for a folder that holds tables already.
 std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, bool isFolder);
 
+/// A SQLite database: a table a kind, also of what was found and of the file, and the view "meters". Not for the standard
+/// output.
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode);
+
 }  // namespace tramo::cli

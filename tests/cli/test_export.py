@@ -3,6 +3,7 @@ import csv
 import io
 import json
 import os
+import sqlite3
 import stat
 import unittest
 from rows import SAMPLES, TripTest
@@ -163,6 +164,83 @@ class Csv(ExportTest):
         self.assertEqual(os.listdir(self.path("t")), ["old.csv"])
 
 
+class Sqlite(ExportTest):
+    def database(self, content, *options, code=(0, 1)):
+        result = self.export(content, "-o", self.path("db"), *options, form="sqlite")
+        self.assertIn(result.code, code, result.err)
+        database = sqlite3.connect(self.path("db"))
+        self.addCleanup(database.close)
+        database.row_factory = sqlite3.Row
+        return database
+
+    def test_a_table_a_kind_with_declared_types(self):
+        database = self.database(lines(ROUND, METER, AMR))
+        for table in ("round", "meter_subscriber", "AMR", "meter_change", "extended_AMR", "enquiry_definition", "enquiry_result",
+                      "extended_data", "record_information", "tag", "parameter", "key", "text", "finding", "files"):
+            self.assertTrue(database.execute(f"PRAGMA table_info({table})").fetchall(), table)
+        types = {row["name"]: row["type"] for row in database.execute("PRAGMA table_info(meter_subscriber)")}
+        self.assertEqual([types[name] for name in ("line", "meterMessage", "meterReadingIndex", "meterReadingDate", "meterAuthorizedChange",
+                                                   "meterMinEstimatedConsumption")],
+                         ["INTEGER", "TEXT", "INTEGER", "TEXT", "INTEGER", "REAL"])
+        self.assertEqual(database.execute("PRAGMA integrity_check").fetchone()[0], "ok")
+
+    def test_values(self):
+        line = put(put(put(METER, 384, b"20240131"), 402, b"-0".ljust(12)), 464, b"=a\\b\0'; --".ljust(30))
+        row = self.database(lines(put(line, 414, b"1.5".ljust(12)))).execute("SELECT * FROM meter_subscriber").fetchone()
+        self.assertEqual([row[name] for name in ("line", "meterPreviousReadingDate", "meterMinEstimatedConsumption", "meterMaxEstimatedConsumption",
+                                                 "meterMessage", "meterHistory4Consumption")],
+                         [1, "2024-01-31", "-zero", 1.5, "=a\\\\b\\u0000'; --", None])
+
+    def test_file_and_findings(self):
+        content = lines(ROUND, put(METER, 384, b"20241301"), METER[:9])
+        database = self.database(content)
+        self.assertEqual(tuple(database.execute("SELECT name, encoding, bytes, lines FROM files").fetchone()),
+                         (self.path("f"), "ANSI", len(content), 3))
+        self.assertEqual([tuple(row) for row in database.execute("SELECT line, rule, field, found FROM finding WHERE severity = 'error'")],
+                         [(2, "ParseDate", "meterPreviousReadingDate", "20241301"), (3, "LineTooShort", None, None)])
+
+    def test_indexes_on_serial_numbers(self):
+        database = self.database(lines(METER))
+        for table, column in (("meter_subscriber", "meterSerialNumber"), ("AMR", "meterSerialNumber"), ("meter_change", "oldMeterSerialNumber")):
+            plan = database.execute(f"EXPLAIN QUERY PLAN SELECT * FROM {table} WHERE {column} = 'x'").fetchone()["detail"]
+            self.assertIn(f"USING INDEX {table}_{column}", plan)
+
+    def test_view_of_meters(self):
+        database = self.database(sample("round-returned.txt"))
+        rows = database.execute("SELECT * FROM meters").fetchall()
+        self.assertEqual(len({row["line"] for row in rows}), database.execute("SELECT count(*) FROM meter_subscriber").fetchone()[0])
+        joined = {"AMR": "meterSerialNumber", "extended_AMR": "meterSerialNumber", "meter_change": "oldMeterSerialNumber",
+                  "extended_data": "meterSerialNumber", "enquiry_result": "meterSerialNumber"}
+        for table, column in joined.items():
+            wanted = database.execute(f"SELECT count(*) FROM {table} JOIN meter_subscriber m ON m.meterSerialNumber = {table}.{column}").fetchone()[0]
+            found = {row[table + "_line"] for row in rows if row[table + "_line"] is not None}
+            self.assertEqual(len(found), wanted, table)
+            self.assertTrue(all(row[f"{table}_{column}"] == row["meterSerialNumber"] for row in rows if row[table + "_line"] is not None))
+        plan = "".join(row["detail"] for row in database.execute("EXPLAIN QUERY PLAN SELECT * FROM meters WHERE meterSerialNumber = 'x'"))
+        self.assertEqual(plan.count("SCAN"), 0, plan)
+
+    def test_usage(self):
+        for options, message in (((), "a database needs a file: -o FILE"),
+                                 (("-o", "db", "--findings", "f"), "--findings: a database has a table of them")):
+            result = self.run_tool("export", "f", "--to", "sqlite", *options)
+            self.assertEqual((result.code, result.err), (2, f'tramo: export: {message}\ntramo: try "tramo help export"\n'))
+
+    def test_keys(self):
+        row = self.database(KEYS).execute("SELECT * FROM key").fetchone()
+        self.assertEqual((row["wmBusKey_Mode5"], row["text"]), ("***", None))
+        os.remove(self.path("db"))
+        self.assertIn(self.database(KEYS, "--show-keys").execute("SELECT wmBusKey_Mode5 FROM key").fetchone()[0], KEYS.decode())
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("db")).st_mode), 0o600)
+
+    def test_an_old_file_is_replaced_or_stays(self):
+        self.write("db", b"old")
+        self.assertEqual(self.run_tool("export", self.path("missing"), "--to", "sqlite", "-o", self.path("db")).code, 2)
+        with open(self.path("db"), "rb") as file:
+            self.assertEqual(file.read(), b"old")
+        self.assertEqual(self.database(lines(METER)).execute("SELECT count(*) FROM meter_subscriber").fetchone()[0], 1)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["db", "f"])
+
+
 class Keys(ExportTest):
     def secrets(self):
         for line in KEYS.decode().splitlines():
@@ -205,7 +283,7 @@ class Program(ExportTest):
     def test_usage(self):
         for arguments, message in (
                 ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"),
-                (("f",), "--to is missing: jsonl, csv"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv'),
+                (("f",), "--to is missing: jsonl, csv, sqlite"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv, sqlite'),
                 (("f", "--to", "csv", "--findings", "-"), "--findings: the standard output is taken; name a file, or one for the rows with -o")):
             result = self.run_tool("export", *arguments)
             self.assertEqual((result.code, result.out, result.err),
@@ -225,7 +303,8 @@ class Program(ExportTest):
 
     def test_unwritable(self):
         content = lines(ROUND, METER)
-        for form, path in (("jsonl", "/dev/full"), ("jsonl", self.path("no/where")), ("csv", self.path("no/where")), ("jsonl", self.folder)):
+        for form, path in (("jsonl", "/dev/full"), ("jsonl", self.path("no/where")), ("csv", self.path("no/where")), ("jsonl", self.folder),
+                           ("sqlite", "/dev/full"), ("sqlite", self.path("no/where")), ("sqlite", self.folder)):
             result = self.export(content, "-o", path, form=form)
             self.assertEqual((result.code, result.out), (3, ""), path)
             self.assertIn("cannot write", result.err)

@@ -1,6 +1,7 @@
 """tramo import: from values back to lines, the very ones that the library writes."""
 import json
 import os
+import sqlite3
 import stat
 import unittest
 from rows import TripTest, TripTests
@@ -15,6 +16,10 @@ class JsonlTrips(TripTest, TripTests):
 
 class CsvTrips(TripTest, TripTests):
     form, slow = "csv", False
+
+
+class SqliteTrips(TripTest, TripTests):
+    form, slow = "sqlite", True
 
 
 class ImportTest(TripTest):
@@ -159,6 +164,49 @@ class Csv(ImportTest):
         self.assertEqual(self.run_tool("import", self.path("empty"), "--from", "csv", "--encoding", "ansi").code, 2)
 
 
+class Sqlite(ImportTest):
+    def database(self, *statements):
+        database = sqlite3.connect(self.path("rows"))
+        for statement in statements:
+            database.execute(statement)
+        database.commit()
+        database.close()
+
+    def assert_refused_database(self, message):
+        result = self.run_tool("import", self.path("rows"), "--from", "sqlite", "--encoding", "ansi", "-o", self.path("out"))
+        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {self.path('rows')}: {message}\n"))
+        self.assertFalse(os.path.exists(self.path("out")))
+
+    def test_edited(self):
+        self.run_tool("export", self.write("f", lines(ROUND, METER)), "--to", "sqlite", "-o", self.path("rows"))
+        self.database("UPDATE meter_subscriber SET meterReadingIndex = 42, meterMessage = 'Ol\u00e9', meterReadingDate = '2024-01-31T14:05'",
+                      "CREATE TABLE notes (a)", "INSERT INTO text VALUES (7, 'end')")
+        result = self.run_tool("import", self.path("rows"), "--from", "sqlite", "--encoding", "ansi", "-o", self.path("out"))
+        self.assertEqual((result.code, result.err), (0, ""))
+        edited = put(put(put(METER, 438, b"42".rjust(10)), 464, b"Ol\xe9".ljust(30)), 426, b"202401311405")
+        with open(self.path("out"), "rb") as file:
+            self.assertEqual(file.read(), lines(ROUND, edited, b"end"))
+
+    def test_refused(self):
+        for statements, why in (
+                (("CREATE TABLE notes (line, a)",), "has no table of lines; the database is no export"),
+                (("CREATE TABLE tag (line, lable)",), '"lable" is no field of tag'),
+                (("CREATE TABLE tag (a)",), "as a SQLite database: no such column: line"),
+                (("CREATE TABLE tag (line, label)", "INSERT INTO tag VALUES (4, 'a\\b')"),
+                 "tag, line 4: label: is not UTF-8, or has a backslash that begins no escape"),
+                (("CREATE TABLE tag (line, code)", "INSERT INTO tag VALUES (4, 'abc')"), "tag, line 4: code: is longer than the field, which has 2 characters")):
+            with self.subTest(why=why):
+                self.database(*statements)
+                self.assert_refused_database(why)
+                os.remove(self.path("rows"))
+        self.write("rows", b"no database at all, but long enough to be looked at" * 100)
+        self.assert_refused_database("as a SQLite database: file is not a database")
+
+    def test_no_stream(self):
+        result = self.run_tool("import", "-", "--from", "sqlite", "--encoding", "ansi")
+        self.assertEqual((result.code, result.err), (2, "tramo: <stdin>: a database is no stream; name its file\n"))
+
+
 class Program(ImportTest):
     def test_help(self):
         page = self.run_tool("help", "import").out
@@ -168,7 +216,7 @@ class Program(ImportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"), (("f",), "--from is missing: jsonl, csv"),
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"), (("f",), "--from is missing: jsonl, csv, sqlite"),
                 (("f", "--from", "jsonl"), "--encoding is missing: ansi, utf16le"),
                 (("f", "--from", "jsonl", "--encoding", "utf8"), '--encoding: "utf8" is none of ansi, utf16le')):
             result = self.run_tool("import", *arguments)
@@ -184,8 +232,10 @@ class Program(ImportTest):
 
     def test_unreadable_and_unwritable(self):
         for path in (self.path("missing"), self.folder):
-            result = self.run_tool("import", path, "--from", "jsonl", "--encoding", "ansi", "-o", self.path("out"))
-            self.assertEqual((result.code, result.out), (2, ""))
+            for form in ("jsonl", "sqlite"):
+                result = self.run_tool("import", path, "--from", form, "--encoding", "ansi", "-o", self.path("out"))
+                self.assertEqual((result.code, result.out), (2, ""))
+                self.assertTrue(result.err.startswith(f"tramo: {path}: "), result.err)
         row = '{"kind":"tag"}'
         for path in ("/dev/full", self.path("no/where"), self.folder):
             result = self.load(row, "-o", path)

@@ -1,0 +1,62 @@
+// SQLite's C interface with its answers looked at.
+#pragma once
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tramo::cli {
+
+/// What goes wrong while writing throws WriteFailed, while reading Unreadable.
+class Database {
+public:
+    enum Access { Read, Write };
+
+    /// `name`: how the user calls the file.
+    Database(const std::string& path, const std::string& name, Access access);
+    ~Database() { close(); }
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    void run(const char* sql);
+    void close();
+
+    sqlite3* handle() const { return database; }
+
+    /// What the last call has answered: nothing if that is `good`, else throws.
+    void expect(int answer, int good) const;
+
+private:
+    std::string name;
+    Access access;
+    sqlite3* database = nullptr;
+};
+
+/// Parameters and columns are numbered as in SQLite: from 1, and from 0.
+class Statement {
+public:
+    Statement(Database& database, const std::string& sql);
+    ~Statement() { close(); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    void bind(int place, std::string_view text);
+    void bind(int place, long long number);
+    void bind(int place, double number);
+
+    /// Whether there is a row.
+    bool step();
+
+    /// Ready for the next step, without values.
+    void reset();
+    void close();
+
+    sqlite3_stmt* handle() const { return statement; }
+
+private:
+    Database& database;
+    sqlite3_stmt* statement = nullptr;
+};
+
+}  // namespace tramo::cli

@@ -1,0 +1,139 @@
+// Rows as tables of a SQLite database: one a kind, what was found, the file they are from, and a view of whole meters.
+#include "celltext.h"
+#include "database.h"
+#include "platform.h"
+#include "sink.h"
+#include "text.h"
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+const char* typeOf(const Column& column) {
+    switch (column.type) {
+    case Column::Type::Integer:
+    case Column::Type::Flag: return "INTEGER";
+    case Column::Type::Real: return "REAL";
+    case Column::Type::Text: break;
+    }
+    return "TEXT";
+}
+
+// The field by which a kind of line tells its meter: that of the meter that the round knows.
+const Column* meterOf(const Table& table) {
+    for (const char* name : {"meterSerialNumber", "oldMeterSerialNumber"})
+        if (const auto found = std::ranges::find(table.columns, name, &Column::name); found != table.columns.end())
+            return &*found;
+    return nullptr;
+}
+
+bool isSerialNumberOfMeter(const Column& column) {
+    return column.name.ends_with("MeterSerialNumber") ||
+           (column.name.starts_with("meter") && column.name.ends_with("SerialNumber"));
+}
+
+std::string definitionOf(const Table& table, const char* lineColumn) {
+    std::string sql = fmt::format("CREATE TABLE \"{}\" (\"line\" {}", table.identifier, lineColumn);
+    for (const Column& column : table.columns) sql += fmt::format(", \"{}\" {}", column.name, typeOf(column));
+    return sql + ")";
+}
+
+std::string insertionInto(const Table& table) {
+    std::string sql = fmt::format("INSERT INTO \"{}\" VALUES (?", table.identifier);
+    for (std::size_t i = 0; i < table.columns.size(); ++i) sql += ", ?";
+    return sql + ")";
+}
+
+std::string indexesOf(const Table& table) {
+    std::string sql;
+    for (const Column& column : table.columns)
+        if (isSerialNumberOfMeter(column))
+            sql += fmt::format("CREATE INDEX \"{0}_{1}\" ON \"{0}\" (\"{1}\");", table.identifier, column.name);
+    return sql;
+}
+
+// The subscriber's line of each meter under the names of its fields, the others' fields behind the name of their table.
+std::string viewOfMeters() {
+    const Table* meter = nullptr;
+    std::string columns, joins;
+    for (const Table& table : tables()) {
+        const Column* serial = meterOf(table);
+        if (!serial) continue;
+        const bool isFirst = !std::exchange(meter, meter ? meter : &table);
+        const std::string prefix = isFirst ? "" : table.identifier + "_";
+        columns += fmt::format("{0}\"{1}\".\"line\" AS \"{2}line\"", isFirst ? "" : ", ", table.identifier, prefix);
+        for (const Column& column : table.columns)
+            columns += fmt::format(", \"{}\".\"{}\" AS \"{}{}\"", table.identifier, column.name, prefix, column.name);
+        if (isFirst) joins = fmt::format("\"{}\"", table.identifier);
+        else
+            joins += fmt::format(" LEFT JOIN \"{}\" ON \"{}\".\"{}\" = \"{}\".\"{}\"", table.identifier, table.identifier,
+                serial->name, meter->identifier, meterOf(*meter)->name);
+    }
+    return fmt::format("CREATE VIEW \"meters\" AS SELECT {} FROM {}", columns, joins);
+}
+
+class SqliteSink : public Sink {
+public:
+    SqliteSink(const std::string& path, OutFile::Mode mode)
+        : file(path, mode), database(file.temporaryPath(), path, Database::Write) {
+        // Nobody sees the file before it is complete, so that nothing needs to be taken back.
+        database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
+        for (const Table& table : tables()) create(table, "INTEGER PRIMARY KEY");
+        create(findingTable(), "INTEGER");
+        database.run(
+            "CREATE TABLE \"files\" (\"name\" TEXT, \"encoding\" TEXT, \"bytes\" INTEGER, \"lines\" INTEGER, \"version\" TEXT)");
+    }
+
+    void put(const Row& row) override {
+        Statement& insertion = insertions.at(row.table);
+        insertion.bind(1, row.line);
+        for (std::size_t i = 0; i < row.cells.size(); ++i) {
+            const int place = static_cast<int>(i) + 2;
+            if (const auto* text = std::get_if<std::wstring>(&row.cells[i])) insertion.bind(place, escaped(*text, false));
+            else if (const auto* number = std::get_if<long long>(&row.cells[i])) insertion.bind(place, *number);
+            else if (const auto* real = std::get_if<double>(&row.cells[i])) insertion.bind(place, *real);
+            else if (const auto* flag = std::get_if<bool>(&row.cells[i])) insertion.bind(place, static_cast<long long>(*flag));
+        }
+        insertion.step();
+        insertion.reset();
+    }
+
+    void finish(const Source& source) override {
+        Statement insertion(database, "INSERT INTO \"files\" VALUES (?, ?, ?, ?, ?)");
+        insertion.bind(1, validUtf8(source.name));
+        insertion.bind(2, source.utf16 ? "UTF-16LE" : "ANSI");
+        insertion.bind(3, static_cast<long long>(source.bytes));
+        insertion.bind(4, source.lines);
+        insertion.bind(5, TRAMO_VERSION);
+        insertion.step();
+        insertion.reset();
+        for (const Table& table : tables()) database.run(indexesOf(table).c_str());
+        database.run(viewOfMeters().c_str());
+        insertions.clear();
+        database.run("COMMIT");
+        insertion.close();
+        database.close();
+        file.commit();
+    }
+
+private:
+    void create(const Table& table, const char* lineColumn) {
+        database.run(definitionOf(table, lineColumn).c_str());
+        insertions.try_emplace(&table, database, insertionInto(table));
+    }
+
+    OutFile file;
+    Database database;
+    std::map<const Table*, Statement> insertions;
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode) {
+    return std::make_unique<SqliteSink>(path, mode);
+}
+
+}  // namespace tramo::cli

@@ -1,0 +1,113 @@
+// Rows from the tables of a SQLite database, by the numbers of their lines.
+#include "celltext.h"
+#include "database.h"
+#include "input.h"
+#include "rowsource.h"
+#include <algorithm>
+#include <deque>
+#include <filesystem>
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <system_error>
+
+namespace tramo::cli {
+
+namespace {
+
+class SqliteSource : public RowSource {
+public:
+    explicit SqliteSource(const std::string& path) : database(checked(path), path, Database::Read) {
+        Statement names(database, "SELECT name FROM sqlite_schema WHERE type = 'table'");
+        while (names.step()) {
+            const std::string name = textAt(names.handle(), 0);
+            const auto table = std::ranges::find(tables(), name, &Table::identifier);
+            if (table != tables().end()) open(*table);
+        }
+        if (readers.empty()) throw Unreadable{"has no table of lines; the database is no export"};
+    }
+
+    bool next(Row& row) override {
+        if (last) advance(*last);
+        last = nullptr;
+        for (Reader& reader : readers)
+            if (reader.hasRow && (!last || reader.line < last->line)) last = &reader;
+        if (!last) return false;
+        fill(row);
+        return true;
+    }
+
+    std::string place() const override { return fmt::format("{}, line {}", last->table->identifier, last->line); }
+
+private:
+    struct Reader {
+        Reader(Database& database, const Table& of)
+            : table(&of), statement(database, fmt::format("SELECT line, * FROM \"{}\" ORDER BY line", of.identifier)) {}
+
+        const Table* table;
+        Statement statement;
+        std::vector<std::size_t> places;  ///< where the result's columns belong, the number of the line left out
+        bool hasRow = false;
+        long long line = 0;
+    };
+
+    // SQLite would say of many things only that it cannot open them.
+    static const std::string& checked(const std::string& path) {
+        if (path == "-") throw Unreadable{"a database is no stream; name its file"};
+        std::error_code error;
+        if (!std::filesystem::exists(path, error)) throw Unreadable{error ? error.message() : reasonOf(ENOENT)};
+        return path;
+    }
+
+    static std::string textAt(sqlite3_stmt* statement, int column) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+    }
+
+    void open(const Table& table) {
+        Reader& reader = readers.emplace_back(database, table);
+        for (int i = 1; i < sqlite3_column_count(reader.statement.handle()); ++i) {
+            const std::string name = sqlite3_column_name(reader.statement.handle(), i);
+            const auto column = std::ranges::find(table.columns, name, &Column::name);
+            if (column == table.columns.end() && name != "line")
+                throw Unreadable{fmt::format("\"{}\" is no field of {}", printable(std::string_view(name)), table.name)};
+            reader.places.push_back(static_cast<std::size_t>(column - table.columns.begin()));
+        }
+        advance(reader);
+    }
+
+    static void advance(Reader& reader) {
+        reader.hasRow = reader.statement.step();
+        if (reader.hasRow) reader.line = sqlite3_column_int64(reader.statement.handle(), 0);
+    }
+
+    void fill(Row& row) const {
+        row = {last->table, last->line, std::vector<Cell>(last->table->columns.size())};
+        for (std::size_t i = 0; i < last->places.size(); ++i)
+            if (last->places[i] < row.cells.size()) row.cells[last->places[i]] = cellAt(static_cast<int>(i) + 1);
+    }
+
+    Cell cellAt(int column) const {
+        sqlite3_stmt* statement = last->statement.handle();
+        switch (sqlite3_column_type(statement, column)) {
+        case SQLITE_NULL: return {};
+        case SQLITE_INTEGER: return static_cast<long long>(sqlite3_column_int64(statement, column));
+        case SQLITE_FLOAT: return sqlite3_column_double(statement, column);
+        default: break;
+        }
+        std::optional<std::wstring> text = unescaped(textAt(statement, column));
+        if (!text)
+            throw Unreadable{fmt::format("{}: {}: is not UTF-8, or has a backslash that begins no escape", place(),
+                printable(std::string_view(sqlite3_column_name(statement, column))))};
+        return std::move(*text);
+    }
+
+    Database database;
+    std::deque<Reader> readers;
+    Reader* last = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<RowSource> makeSqliteSource(const std::string& path) { return std::make_unique<SqliteSource>(path); }
+
+}  // namespace tramo::cli
