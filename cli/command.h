@@ -30,6 +30,7 @@ extern const Command importCommand;
 extern const Command keysCommand;
 extern const Command sampleCommand;
 extern const Command rewriteCommand;
+extern const Command diffCommand;
 extern const Command showCommand;
 extern const Command statsCommand;
 
