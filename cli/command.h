@@ -24,13 +24,13 @@ struct Command {
 
 extern const Command checkCommand;
 extern const Command convertCommand;
+extern const Command diffCommand;
 extern const Command explainCommand;
 extern const Command exportCommand;
 extern const Command importCommand;
 extern const Command keysCommand;
 extern const Command sampleCommand;
 extern const Command rewriteCommand;
-extern const Command diffCommand;
 extern const Command showCommand;
 extern const Command statsCommand;
 

@@ -84,7 +84,7 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     return options;
 }
 
-enum What : char { Changed, Added, Removed };
+enum What : unsigned char { Changed, Added, Removed };
 constexpr const char* whatNames[] = {"changed", "added", "removed"};
 
 // One line of either file, or of both, that differs.

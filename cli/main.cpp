@@ -15,7 +15,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::array commands{&checkCommand, &convertCommand, &explainCommand, &exportCommand, &importCommand, &keysCommand, &rewriteCommand, &diffCommand, &sampleCommand, &showCommand, &statsCommand};
+constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand, &importCommand, &keysCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
 
 std::string overview() {
     std::string page = R"(tramo reads and checks the exchange files of meter reading.
