@@ -22,28 +22,34 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo explain tells what the kinds of lines, their fields and the errors of the format are.
+constexpr const char* help = R"(tramo explain tells what the kinds of lines, their fields and the errors of
+the format are.
 
 Examples:
-  tramo explain meter-subscriber:195    the field that stands at this column
-  tramo explain 0x01B                   an error, and every field that reports it
-  tramo explain round.txt:10:195        the field at this place of a file, and what it holds there
-  tramo explain 1:meterReadingDate      a field by its name; 1 is the letter of its kind
-  tramo explain meterReadingDate        the same field, in whatever kind has it
-  tramo explain AMR                     all fields of a kind
-  tramo explain                         all kinds, and all errors
+  tramo explain meter-subscriber:195   the field that stands at this column
+  tramo explain 0x01B                  an error, and every field that reports it
+  tramo explain round.txt:10:195       the field at this place of a file, and
+                                       what it holds there
+  tramo explain 1:meterReadingDate     a field by its name; 1 is the letter of
+                                       its kind
+  tramo explain meterReadingDate       the same field, in whatever kind has it
+  tramo explain AMR                    all fields of a kind
+  tramo explain                        all kinds, and all errors
 
-Usage: tramo explain [OPTION]... [KIND[:COLUMN|:FIELD] | FIELD | FILE:LINE:COLUMN | ERROR]...
+Usage: tramo explain [OPTION]... [WHAT]...
 
-A KIND is a letter, a name ("meter subscriber", "meter-subscriber", "tag", "key") or the name of
-its class. An ERROR is a code (0x01B) or a name (ParseDate), also one of those that only tramo
-check has (LineTooShort). Some fields report their errors at the column of another one; then
-that one is told, too.
+WHAT is KIND, KIND:COLUMN, KIND:FIELD, FIELD, FILE:LINE:COLUMN or ERROR.
+
+A KIND is a letter, a name ("meter subscriber", "meter-subscriber", "tag",
+"key") or the name of its class. An ERROR is a code (0x01B) or a name
+(ParseDate), also one of those that only tramo check has (LineTooShort).
+Some fields report their errors at the column of another one; then that one is
+told, too.
 
 Options:
-  --markdown          the reference page of the whole format, in Markdown
-  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
-  -h, --help          this page
+  --markdown       the reference page of the whole format, in Markdown
+  --color WHEN     auto (on a terminal, unless NO_COLOR is set), always, never
+  -h, --help       this page
 
 Exit codes:
   0  explained

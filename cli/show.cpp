@@ -22,36 +22,38 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo show prints lines of an exchange file as tables: every field with its columns, its
-value, its text in the line, and what is wrong with it.
+constexpr const char* help = R"(tramo show prints lines of an exchange file as tables: every field with its
+columns, its value, its text in the line, and what is wrong with it.
 
 Examples:
-  tramo show round.txt 3                line 3, without its blank fields
-  tramo show --all round.txt 3-5        lines 3 to 5, with every field
-  tramo show round.txt                  the whole file
-  tramo show --raw round.txt 3          the line as it stands, under a ruler of its columns
-  tramo show - 172 < round.txt          what comes in on the standard input
+  tramo show round.txt 3             line 3, without its blank fields
+  tramo show --all round.txt 3-5     lines 3 to 5, with every field
+  tramo show round.txt               the whole file
+  tramo show --raw round.txt 3       the line as it stands, below a ruler
+  tramo show - 172 < round.txt       what comes in on the standard input
 
 Usage: tramo show [OPTION]... FILE [LINE|FROM-TO|FROM-]
 
-Dates are shown in local time. Alarm flags are listed by name below the field that holds them.
-A text has quotation marks, and no trailing blanks. "read into" marks a field whose text the
-format reads into another one; "unreadable" one whose text cannot be read: its value stays the
-one of a blank field. A damaged line (too short, too long, of no known kind) is shown as text,
-for its fields do not stand in their columns. The keys in a key line are masked.
+Dates are shown in local time. Alarm flags are listed by name below the field
+that holds them. A text has quotation marks, and no blanks at its end. A field
+is "unreadable" when its text cannot be read: its value is then the one of a
+blank field. "read into" marks a field whose text is read into another one.
+A damaged line (too short, too long, of no known kind) is shown as text, for
+its fields do not stand in their columns. The keys in a key line are masked.
 
 Options:
-  --all               blank fields, too, flags that are not set, and fields that share their
-                      columns with another one
-  --raw               lines as they stand, under a ruler of their columns
-  --show-keys         the keys in key lines
-  --encoding WHAT     auto (by the byte order mark), ansi, utf16le
-  --kind WHAT         auto (each line by its length and first character), record, parameter,
-                      tag, key
-  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
-  -h, --help          this page
+  --all             also blank fields, flags that are not set, and fields that
+                    share their columns with another one
+  --raw             lines as they stand, below a ruler of their columns
+  --show-keys       the keys in key lines
+  --encoding WHAT   auto (by the byte order mark), ansi, utf16le
+  --kind WHAT       auto (each line by its length and first character), record,
+                    parameter, tag, key
+  --color WHEN      auto (on a terminal, unless NO_COLOR is set), always, never
+  -h, --help        this page
 
-What cannot be seen (control characters, directional marks) is printed as \x1b or \u202e.
+What cannot be seen (control characters, directional marks) is printed as \x1b
+or \u202e.
 
 Exit codes:
   0  nothing was found in the lines that were shown

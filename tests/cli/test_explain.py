@@ -286,7 +286,7 @@ class Surroundings(ExplainTest):
         page = self.explain("--help")
         self.assertEqual(page, self.run_tool("help", "explain").out)
         self.assertLess(page.index("Examples:"), page.index("Usage:"))
-        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+        self.assertTrue(all(len(line) <= 80 for line in page.splitlines()))
 
 
 if __name__ == "__main__":

@@ -279,6 +279,14 @@ class Terminal(ShowTest):
                     out = plain(on_terminal(["show", f"samples/{name}", *options], columns))
                     self.assertLessEqual(max(map(len, out.splitlines())), columns, (name, options))
 
+    def test_wide_characters_count_twice(self):
+        path = self.write("f", utf16("\u6c34e\u0301" * 8 + "\u6c34" * 15 + " " + "\r\n"))
+        for columns in (40, 60, 80):
+            text = plain(on_terminal(["show", "--kind", "parameter", path], columns)).splitlines()[1:]
+            widths = [sum(2 if c == "\u6c34" else 1 for c in line) for line in text]
+            self.assertLessEqual(max(widths), columns, text)
+            self.assertEqual("".join(text).count("\u6c34"), 23)
+
     def test_a_pipe_gets_whole_texts(self):
         self.assertIn('"ABONN\u00c9 0001                   126 Rue des \u00c9rables', self.show(lines(METER)).out)
 
@@ -328,7 +336,7 @@ class Surroundings(ShowTest):
         page = self.run_tool("show", "--help").out
         self.assertEqual(page, self.run_tool("help", "show").out)
         self.assertLess(page.index("Examples:"), page.index("Usage:"))
-        self.assertTrue(all(len(line) <= 100 for line in page.splitlines()))
+        self.assertTrue(all(len(line) <= 80 for line in page.splitlines()))
 
 
 if __name__ == "__main__":
