@@ -36,7 +36,7 @@ Statement::Statement(Database& in, const std::string& sql) : database(in) {
 }
 
 void Statement::bind(int place, std::string_view text) {
-    database.expect(sqlite3_bind_text64(statement, place, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8), SQLITE_OK);
+    database.expect(sqlite3_bind_text64(statement, place, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8), SQLITE_OK);
 }
 void Statement::bind(int place, long long number) { database.expect(sqlite3_bind_int64(statement, place, number), SQLITE_OK); }
 void Statement::bind(int place, double number) { database.expect(sqlite3_bind_double(statement, place, number), SQLITE_OK); }

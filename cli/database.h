@@ -41,6 +41,7 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
+    /// The text must stay until the next reset.
     void bind(int place, std::string_view text);
     void bind(int place, long long number);
     void bind(int place, double number);

@@ -12,22 +12,26 @@ public:
     JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {}
 
     void put(const Row& row) override {
-        fmt::format_to(fmt::appender(file.text), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
+        file.print(R"({{"line":{},"kind":"{}")", row.line, row.table->name);
         for (std::size_t i = 0; i < row.cells.size(); ++i) {
             if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
-            fmt::format_to(fmt::appender(file.text), R"(,"{}":)", row.table->columns[i].name);
+            add(R"(,")");
+            add(row.table->columns[i].name);
+            add(R"(":)");
             std::visit([this](const auto& value) { append(value); }, row.cells[i]);
         }
-        file.print("}}\n");
+        add("}\n");
         file.settle();
     }
 
     void finish(const Source&) override { file.commit(); }
 
 private:
+    void add(std::string_view bytes) { file.text.append(bytes.data(), bytes.data() + bytes.size()); }
+
     void append(std::monostate) {}
     void append(const std::wstring& text) { appendJson(file.text, text); }
-    void append(bool flag) { file.print("{}", flag); }
+    void append(bool flag) { add(flag ? "true" : "false"); }
     void append(long long number) { file.print("{}", number); }
     void append(double number) { file.print("{}", number); }  // the shortest that reads back the same; it is finite
 

@@ -89,10 +89,13 @@ public:
 
     void put(const Row& row) override {
         Statement& insertion = insertions.at(row.table);
+        texts.clear();
+        texts.reserve(row.cells.size());
         insertion.bind(1, row.line);
         for (std::size_t i = 0; i < row.cells.size(); ++i) {
             const int place = static_cast<int>(i) + 2;
-            if (const auto* text = std::get_if<std::wstring>(&row.cells[i])) insertion.bind(place, escaped(*text, false));
+            if (const auto* text = std::get_if<std::wstring>(&row.cells[i]))
+                insertion.bind(place, texts.emplace_back(escaped(*text, false)));
             else if (const auto* number = std::get_if<long long>(&row.cells[i])) insertion.bind(place, *number);
             else if (const auto* real = std::get_if<double>(&row.cells[i])) insertion.bind(place, *real);
             else if (const auto* flag = std::get_if<bool>(&row.cells[i])) insertion.bind(place, static_cast<long long>(*flag));
@@ -103,7 +106,8 @@ public:
 
     void finish(const Source& source) override {
         Statement insertion(database, "INSERT INTO \"files\" VALUES (?, ?, ?, ?, ?)");
-        insertion.bind(1, validUtf8(source.name));
+        const std::string name = validUtf8(source.name);
+        insertion.bind(1, name);
         insertion.bind(2, source.utf16 ? "UTF-16LE" : "ANSI");
         insertion.bind(3, static_cast<long long>(source.bytes));
         insertion.bind(4, source.lines);
@@ -128,6 +132,7 @@ private:
     OutFile file;
     Database database;
     std::map<const Table*, Statement> insertions;
+    std::vector<std::string> texts;  ///< of the row that is being inserted
 };
 
 }  // namespace

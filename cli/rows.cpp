@@ -87,9 +87,9 @@ std::wstring dateOf(const Field& field, long long seconds) {
     return text;
 }
 
-Cell cellOf(const Field& field, const FieldValue& value) {
+Cell cellOf(const Field& field, FieldValue value) {
     switch (field.kind) {
-    case FieldKind::Text: return std::get<std::wstring>(value);
+    case FieldKind::Text: return std::get<std::wstring>(std::move(value));
     case FieldKind::Integer: return std::get<long long>(value);
     case FieldKind::Decimal: return cellOf(std::get<double>(value));
     case FieldKind::Flag: return std::get<bool>(value);
@@ -240,24 +240,29 @@ bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
 
 Row textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
 
+// A cell stands for its value and for nothing else, so that the row is proved by its values.
 Row modelRow(long long number, const Table& table, LineModel& model) {
     Row row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
+    LineModel proof = *table.blank;
+    auto say = [&](std::size_t i, FieldValue value) {
+        const Field& field = *table.columns[i].field;
+        proof.set(field, value);
+        row.cells[i] = cellOf(field, std::move(value));
+    };
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
         const Column& column = table.columns[i];
-        const FieldValue value = model.get(*column.field);
-        if (!isSame(value, column.blank) || !isSame(value, column.field->defaultValue))
-            row.cells[i] = cellOf(*column.field, value);
+        FieldValue value = model.get(*column.field);
+        if (!isSame(value, column.blank) || !isSame(value, column.field->defaultValue)) say(i, std::move(value));
     }
     const std::wstring wanted = model.built();
-    std::wstring made = modelOf(row).built();
+    std::wstring made = proof.built();
     if (made == wanted) return row;
     // A value can be the one of a blank line and written nevertheless, because it has been read.
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
         const Field& field = *table.columns[i].field;
-        if (std::holds_alternative<std::monostate>(row.cells[i]) && isDifferent(field, made, wanted))
-            row.cells[i] = cellOf(field, model.get(field));
+        if (std::holds_alternative<std::monostate>(row.cells[i]) && isDifferent(field, made, wanted)) say(i, model.get(field));
     }
-    made = modelOf(row).built();
+    made = proof.built();
     return made == wanted ? row : textRow(number, wanted);
 }
 
