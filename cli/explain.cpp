@@ -234,7 +234,9 @@ public:
             if (!input.next(line))
                 throw Unreadable{fmt::format(
                     "has {}; there is no line {}", counted(static_cast<unsigned long long>(line.number), "line"), place.line)};
-        const auto lineKind = kindOfLine(line.text, input.prevailingKind());
+        // Among key lines every line may be a piece of one, whatever its length.
+        const auto prevailing = input.prevailingKind();
+        const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
         std::vector<Finding> findings;
         const bool sound = judge(line, lineKind, findings);
         if (sound) checkFields(*lineKind, line.text, true, findings);

@@ -147,7 +147,7 @@ std::string words(const Field& field, const FieldValue& value) {
     return text;
 }
 
-// A line without quotation marks around a key's name may be a key line that nothing else tells.
+// A damaged line that names a key may be a piece of a key line.
 bool mentionsKeys(std::wstring_view text) {
     return std::ranges::any_of(keyValues, [&](const KeyValue& value) {
         const std::wstring name(value.name.begin(), value.name.end());
@@ -254,18 +254,16 @@ private:
         ParsedKeyLine parsed = parseKeyLine(line);
         wipe(parsed.line.line);
         if (parsed.error) return;
-        // One text for all values, so that the rows can look at it.
-        std::vector<std::pair<std::size_t, std::size_t>> places;
+        const auto isMasked = [&](const KeyValue& value) { return value.secret && !options.showKeys; };
+        // One text for all values, so that the rows can look at it. It never grows: growing would leave copies behind.
+        secrets.reserve(line.size());
         for (const KeyValue& value : keyValues) {
-            places.emplace_back(secrets.size(), value.text ? (parsed.line.*value.text).size() : 0);
-            if (value.text) secrets += parsed.line.*value.text;
-        }
-        for (std::size_t i = 0; const KeyValue& value : keyValues) {
-            const auto [first, size] = places[i++];
+            const std::size_t first = secrets.size();
+            if (value.text && !isMasked(value)) secrets += parsed.line.*value.text;
             Row row{.name = std::string(value.name), .value = {}, .field = value.name};
             if (value.isAbsent(parsed.line)) row.value = "-", row.hasText = false;
-            else if (value.secret && !options.showKeys) row.value = "******** (--show-keys)", row.hasText = false;
-            else if (value.text) row.text = std::wstring_view(secrets).substr(first, size), row.textIsValue = true;
+            else if (isMasked(value)) row.value = "******** (--show-keys)", row.hasText = false;
+            else if (value.text) row.text = std::wstring_view(secrets).substr(first), row.textIsValue = true;
             else row.value = std::to_string(parsed.line.wmBusAddress[value.part]), row.hasText = false;
             rows.push_back(std::move(row));
         }
@@ -352,6 +350,12 @@ private:
     std::wstring secrets;  ///< values of a key line that rows look at
 };
 
+// Among key lines every line may be a piece of one, whatever its length.
+std::optional<LineKind> kindOf(const Line& line, const Input& input) {
+    const auto prevailing = input.prevailingKind();
+    return prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
+}
+
 int show(const Options& options, Progress& progress, Output& out) {
     Input input(options.file, options.encoding);
     const std::string name = printable(nameOf(options.file));
@@ -361,7 +365,7 @@ int show(const Options& options, Progress& progress, Output& out) {
     while (line.number < options.last && input.next(line)) {
         if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
         if (line.number < options.first) continue;
-        clean &= table.show(line, options.kind ? options.kind : kindOfLine(line.text, input.prevailingKind()));
+        clean &= table.show(line, options.kind ? options.kind : kindOf(line, input));
         out.settle();
     }
     const bool reached = options.openEnd ? line.number >= options.first : line.number >= options.last;

@@ -270,6 +270,16 @@ class Keys(ShowTest):
             for options in ([], ["--raw"]):
                 self.assertNotRegex(self.show(lines(damaged), *options).out, self.SECRET)
 
+    def test_pieces_of_key_lines_show_no_keys(self):
+        key = self.SECRET.findall(sample("amr-keys.txt").decode())[0].encode()
+        self.assertEqual(len(key), 32)
+        for length in (23, 40, 32):
+            piece = key.ljust(length, b"0")[:length]
+            content = sample("amr-keys.txt") + lines(piece)
+            for options in ([], ["--raw"]):
+                self.assertNotIn(piece[:23].decode(), self.show(content, *options).out)
+            self.assertNotIn(piece[:23].decode(), self.run_tool("explain", "f:9:1", cwd=self.folder).out)
+
 
 class Terminal(ShowTest):
     def test_no_line_is_wider_than_the_terminal(self):
