@@ -73,7 +73,7 @@ const Record<M>& M::layout() {
         Row{  0,   0, "currentAlarmUnderFlowPastOrCurrent",     flag         <&M::currentAlarms, 10>,               {.label = "amrCurrentAlarm_Underflow_PastOrCurrent"}},
         Row{  0,   0, "currentAlarmOverFlowPastOrCurrent",      flag         <&M::currentAlarms, 11>,               {.label = "amrCurrentAlarm_OverFlow_PastOrCurrent"}},
         Row{392,  64, "currentAmrStatus",                       text         <&M::currentAmrStatus>,                {.label = "amrCurrentAmrStatus", .group = &L::hasCurrent}},
-        Row{456,   1, "externalAMR",                            characterFlag<&M::externalAMR>,                     {.label = "isExternamAMR", .written = never, .set = [](M& m) { m.setExternamAMR(m.externalAMR); }}},
+        Row{456,   1, "externalAMR",                            characterFlag<&M::externalAMR>,                     {.label = "isExternamAMR", .written = never, .set = through<&M::setExternamAMR, &M::externalAMR>}},
         Row{456,   1, "externalAMRText",                        text         <&M::externalText>,                    {.label = notShown, .overlaid = true}},
         Row{457,  12, "lastReadFailDate",                       dateTime     <&M::lastReadFailDate>,                {.label = notShown, .group = &L::hasReadFails}},
         Row{469,   2, "readFailCount",                          number       <&M::readFailCount>,                   {.label = notShown, .group = &L::hasReadFails}},

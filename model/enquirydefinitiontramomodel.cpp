@@ -56,7 +56,7 @@ const Record<M>& M::layout() {
         Layout::area<4>(404),
         Layout::area<5>(431),
         fields<M>({
-            Row{511,  2, "order",      number<&M::order>,    {.written = never, .missing = below(0), .set = [](M& m) { m.setOrder(m.order); }}},
+            Row{511,  2, "order",      number<&M::order>,    {.written = never, .missing = below(0), .set = through<&M::setOrder, &M::order>}},
             Row{511,  2, "orderStr",   text<&M::orderText>,  {.label = notShown, .overlaid = true}},
         }));
     // clang-format on

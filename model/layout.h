@@ -310,6 +310,11 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 
+// A lambda in a record's own table would do, but clang 14 loses its parameter.
+template <auto Setter, auto Member> constexpr auto setterOf() {
+    return +[](decltype(ownerOf(Member))& m) { (m.*Setter)(m.*Member); };
+}
+
 template <auto Member, auto... Rest> constexpr auto keptAt() {
     return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
 }
@@ -334,6 +339,7 @@ template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<
 template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode>, Path...>();
 template <int Decimals, auto... Path> inline constexpr auto decimal = detail::valueAt<kind::Decimal<Decimals>, Path...>();
 template <auto... Path> inline constexpr auto keptText        = detail::keptAt<Path...>();
+template <auto Setter, auto Member> inline constexpr auto through = detail::setterOf<Setter, Member>();
 // clang-format on
 
 inline constexpr int sixDecimals = -1;                                        // as "%f" writes them

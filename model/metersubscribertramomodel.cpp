@@ -87,7 +87,7 @@ const Record<M>& M::layout() {
             Row{462,   2, "meterMarkingCode",             text      <&M::meterMarkingCode>,             {.written = filled}},
             Row{464,  30, "meterMessage",                 text      <&M::meterMessage>,                 {.written = filled}},
             Row{494,  12, "meterLastUpdateDate",          dateTime  <&M::meterLastUpdateDate>,          {.written = above(0)}},
-            Row{506,   1, "meterAuthorizedChange",        flag      <&M::meterAuthorizedChange>,        {.missing = empty, .kept = keptText<&M::authorizedChangeText>, .blank = L"1", .set = [](M& m) { m.setMeterAuthorizedChange(m.meterAuthorizedChange); }}},
+            Row{506,   1, "meterAuthorizedChange",        flag      <&M::meterAuthorizedChange>,        {.missing = empty, .kept = keptText<&M::authorizedChangeText>, .blank = L"1", .set = through<&M::setMeterAuthorizedChange, &M::meterAuthorizedChange>}},
             Row{507,   1, "meterFluidType",               fluid     <&M::meterFluidType>},
             Row{508,   5, "meterReadingUserCode",         text      <&M::meterReadingUserCode>,         {.label = "meterReadingUsierId", .written = filled}},
         }));
