@@ -105,9 +105,8 @@ std::string columnsOf(const Field& field) {
 }
 
 std::string typeOf(const Field& field) {
-    std::string type(wordsOf(field.kind).type);
-    if (field.kind == FieldKind::Code) type += " " + printable(field.codes);
-    return type;
+    const std::string_view type = wordsOf(field.kind).type;
+    return field.kind == FieldKind::Code ? fmt::format("{} {}", type, printable(field.codes)) : std::string(type);
 }
 
 std::string formOf(const RecordKind& kind, const Field& field) {

@@ -29,8 +29,7 @@ template <class Record, class Result, class Use> Result withModel(Record& record
 AnyRecord::AnyRecord(const TramoLine::tramoLine_t& line) { parseAs(record, line); }
 
 const RecordKind* AnyRecord::kind() const {
-    return withModel(record, static_cast<const RecordKind*>(nullptr),
-                     []<class M>(const M&) { return &kindOf<M>(); });
+    return withModel(record, static_cast<const RecordKind*>(nullptr), []<class M>(const M&) { return &kindOf<M>(); });
 }
 
 FieldValue AnyRecord::get(const Field& field) const {

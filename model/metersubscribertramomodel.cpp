@@ -7,28 +7,20 @@ using M = MeterSubscriberTramoModel;
 struct MeterSubscriberTramoModel::Layout {
     using Row = tramo::Row<M>;
 
-    template <int K> static constexpr Rule<M> slotIsFilled{
-        "its history slot has a date and a consumption of 0 or more",
+    template <int K> static constexpr Rule<M> slotIsFilled{"its history slot has a date and a consumption of 0 or more",
         [](const M& m) { return m.history[K - 1].readingDate > 0 && m.history[K - 1].consumption >= 0; }};
-    template <int K> static constexpr Rule<M> slotIsComplete{
-        "its history slot has a type, a date and a consumption of 0 or more",
+    template <int K> static constexpr Rule<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
         [](const M& m) { return !m.history[K - 1].readingType.in(m.line).empty() && slotIsFilled<K>.holds(m); }};
 
     static constexpr Rule<M> hasInformation{
-        "there is meter information",
-        [](const M& m) { return !m.meterInformation.in(m.line).empty(); }};
+        "there is meter information", [](const M& m) { return !m.meterInformation.in(m.line).empty(); }};
     static constexpr Rule<M> hasPreviousReading{
-        "there is a previous reading date",
-        [](const M& m) { return m.meterPreviousReadingDate > 0; }};
-    static constexpr Rule<M> hasReading{
-        "there is a reading date",
-        [](const M& m) { return m.meterReadingDate > 0; }};
-    static constexpr Rule<M> hasBothReadings{
-        "there are a reading date and a previous reading date",
+        "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
+    static constexpr Rule<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
+    static constexpr Rule<M> hasBothReadings{"there are a reading date and a previous reading date",
         [](const M& m) { return m.meterReadingDate > 0 && m.meterPreviousReadingDate > 0; }};
 
-    static constexpr Rule<M> previousReadingIsHalf{
-        "the previous reading has a date but no index, or an index but no date",
+    static constexpr Rule<M> previousReadingIsHalf{"the previous reading has a date but no index, or an index but no date",
         [](const M& m) { return (m.meterPreviousReadingDate > 0) != (m.meterPreviousReadingIndex >= 0); }};
     static constexpr Rule<M> estimateIsHalf{
         "the minimum of the estimated consumption is above 0 without a maximum, or there is a maximum and the minimum is not above 0",
@@ -36,9 +28,11 @@ struct MeterSubscriberTramoModel::Layout {
     static constexpr Rule<M> readingIsHalf{
         "the reading has a date but lacks an index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date",
         [](const M& m) {
-            const bool noStatus = m.meterReadingStatus == TF::ReadStatus::Unset, noMethod = m.meterReadingMethod == TF::ReadMethod::Unset;
+            const bool noStatus = m.meterReadingStatus == TF::ReadStatus::Unset,
+                       noMethod = m.meterReadingMethod == TF::ReadMethod::Unset;
             if (m.meterReadingDate <= 0) return !(m.meterReadingIndex < 0 && noStatus && noMethod);
-            return m.meterReadingIndex < 0 || noStatus || noMethod || (m.meterReadingConsumption < 0 && m.meterPreviousReadingIndex > 0);
+            return m.meterReadingIndex < 0 || noStatus || noMethod ||
+                   (m.meterReadingConsumption < 0 && m.meterPreviousReadingIndex > 0);
         }};
 
     // The three fields of one history slot, written whole; a complete slot is reported, deliberately.
