@@ -1,6 +1,8 @@
 // tramo: finds the command and answers for what all commands have in common.
 #include "command.h"
+#include "completion.h"
 #include "console.h"
+#include "manual.h"
 #include "platform.h"
 #include "text.h"
 #include <algorithm>
@@ -15,7 +17,8 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand, &importCommand, &keysCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
+constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand, &importCommand,
+    &keysCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
 
 std::string overview() {
     std::string page = R"(tramo reads and checks the exchange files of meter reading.
@@ -24,10 +27,14 @@ Examples:
   tramo check round.txt        what is in a file, and what is wrong with it
   tramo help check             everything about a command
 
+Usage: tramo COMMAND [ARGUMENT]...
+
 Commands:
 )";
     for (const Command* command : commands) page += fmt::format("  {:<12} {}\n", command->name, command->purpose);
-    page += R"(  help         this page, or the one of a command
+    page += R"(  help         this page, or the one of a command; "help --man [COMMAND]" is
+               a page for man(1), "help --man format" the one of the format,
+               "help --completion bash|zsh|fish" a script for the shell
 
 Options:
   -h, --help   this page; behind a command, the one of the command
@@ -66,6 +73,17 @@ const Command& find(const std::string& name) {
         near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
 }
 
+std::string help(const std::vector<std::string>& words) {
+    if (words.empty()) return overview();
+    const std::string second = words.size() > 1 ? words[1] : "";
+    if (words[0] == "--completion") return completionFor(second, commands);
+    if (words[0] != "--man") return find(words[0]).help;
+    if (second == "format") return formatManualPage();
+    if (second.empty()) return manualPage("", "reads and checks the exchange files of meter reading", overview(), commands);
+    const Command& command = find(second);
+    return manualPage(command.name, command.purpose, command.help, commands);
+}
+
 void show(std::string_view page) {
     Progress none;
     Output out(none);
@@ -82,7 +100,7 @@ int run(const std::vector<std::string>& arguments) {
         return nothingFound;
     }
     if (first == "help" || first == "--help" || first == "-h") {
-        show(others.empty() ? overview() : std::string(find(others[0]).help));
+        show(help(others));
         return nothingFound;
     }
     if (first.starts_with('-'))
