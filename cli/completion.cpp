@@ -107,8 +107,8 @@ std::string zshOption(const HelpOption& option) {
     std::string out;
     for (const std::string& name : option.names) {
         const char* joint = value.empty() ? "" : name.starts_with("--") ? "=" : "+";
-        const std::string text = fmt::format("[{}]", escapedForZsh(option.text));
-        out += " \\\n            " + quotedForShell(excluded + name + joint + text + value);
+        const std::string all = fmt::format("{}{}{}[{}]{}", excluded, name, joint, escapedForZsh(option.text), value);
+        out += " \\\n            " + quotedForShell(all);
     }
     return out;
 }

@@ -12,7 +12,7 @@ std::size_t indentOf(std::string_view line) { return std::min(line.find_first_no
 
 std::vector<std::string_view> split(std::string_view text, std::string_view separator) {
     std::vector<std::string_view> parts;
-    for (std::size_t at; (at = text.find(separator)) != text.npos; text.remove_prefix(at + separator.size()))
+    for (std::size_t at; (at = text.find(separator)) != std::string_view::npos; text.remove_prefix(at + separator.size()))
         parts.push_back(text.substr(0, at));
     parts.push_back(text);
     return parts;

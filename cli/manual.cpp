@@ -100,7 +100,7 @@ std::string inlineAsRoff(std::string_view text) {
 std::vector<std::string> cellsOf(std::string_view line) {
     std::vector<std::string> cells;
     line.remove_prefix(2);
-    for (std::size_t end; (end = line.find(" |")) != line.npos; line.remove_prefix(std::min(end + 3, line.size())))
+    for (std::size_t end; (end = line.find(" |")) != std::string_view::npos; line.remove_prefix(std::min(end + 3, line.size())))
         cells.push_back(inlineAsRoff(line.substr(0, end)));
     return cells;
 }
@@ -144,7 +144,7 @@ std::string formatManualPage() {
 
     std::string out = begin("tramo-format", 5, "the exchange format of meter reading");
     std::vector<std::string> head;
-    for (std::size_t end; (end = text.find('\n')) != text.npos; text.remove_prefix(end + 1)) {
+    for (std::size_t end; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1)) {
         const std::string_view line = text.substr(0, end);
         if (line.starts_with("|--")) continue;
         if (line.starts_with('|')) {
