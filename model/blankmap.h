@@ -14,7 +14,7 @@ template <std::size_t Size> class BlankMap {
 public:
     explicit BlankMap(const wchar_t* line) {
         std::uint8_t filled[words * 64] = {};
-        for (std::size_t i = 0; i < Size; ++i) filled[i] = !codec::isBlank(line[i]);   // no branch: the compiler uses vectors
+        for (std::size_t i = 0; i < Size; ++i) filled[i] = !codec::isBlank(line[i]);  // no branch: the compiler uses vectors
         for (std::size_t word = 0; word < words; ++word)
             for (unsigned part = 0; part < 64; part += 16) bits[word] |= packed(filled + word * 64 + part) << part;
     }

@@ -61,7 +61,9 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
     ErrorLists& errors = Layouts::errors(m);
     errors.mandatory.clear();
     for (const Row<M>& row : rows) {
-        auto measure = [&] { return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m); };
+        auto measure = [&] {
+            return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m);
+        };
         auto& list = row.but.toParseList ? errors.parse : errors.mandatory;
         if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
             list.push_back({row.missingColumn(), TE::MandatoryMissing});
@@ -118,8 +120,9 @@ template <class M> Field describe(const Row<M>& row, const M& byDefault, std::si
         .readInto = nameOfValue<M>(row.but.into),
         .parseError = reported(row.inLine(), row.parseError()),
         .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
-        .mandatoryError = missing ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
-                          : but.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent} : reported(false, {}),
+        .mandatoryError = missing              ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
+                          : but.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}
+                                               : reported(false, {}),
         .written = wordsOfWriting(row.value.kind, but.written, group),
         .mandatory = wordsOfMissing(but.kept && !but.missingIf ? FieldKind::Text : row.value.kind, but.missing, rule),
         .reportedInParseList = but.toParseList,

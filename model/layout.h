@@ -78,9 +78,9 @@ template <class M> struct Particulars {
     void (*set)(M&) = nullptr;                // what the setter does besides storing the value
     bool overlaid = false;                    // shares its columns with the row before, deliberately
     std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name, where not its own
-    TE::errorType parseCode{}, buildCode{};   // error codes, where not those of its kind
-    int buildWidth = 0;                       // width written, where not the width read
-    int slot = 0;                             // number of the repeated group, for '#' in name and label
+    TE::errorType parseCode{}, buildCode{};                            // error codes, where not those of its kind
+    int buildWidth = 0;                                                // width written, where not the width read
+    int slot = 0;                                                      // number of the repeated group, for '#' in name and label
 };
 inline constexpr const char* notShown = "";
 
@@ -105,12 +105,12 @@ template <class M> struct Row {
 // A whole record: its letter, its names, and its rows in the order of writing. The operations that every model has
 // are in frame.h.
 template <class M> struct Record {
-    wchar_t letter;                     // in column 1; 0: lines of this kind have none
-    const char* model;                  // the class
-    const char* name;                   // for people
+    wchar_t letter;     // in column 1; 0: lines of this kind have none
+    const char* model;  // the class
+    const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;     // how the class is called where a line of another kind is refused
-    const char* inDump = model;         // how toString begins
+    const char* inMessages = model;  // how the class is called where a line of another kind is refused
+    const char* inDump = model;      // how toString begins
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -144,8 +144,13 @@ struct None {
 struct Text : None {
     static constexpr FieldKind kind = FieldKind::Text;
     static constexpr TE::errorType buildCode = TE::BuildText;
-    static bool parse(FieldText& v, Cut cut) { v.stretch(cut.first, cut.size); return true; }
-    static bool build(const FieldText& v, const auto& line, wchar_t* dest, int width) { return codec::fromText(v.in(line), dest, width); }
+    static bool parse(FieldText& v, Cut cut) {
+        v.stretch(cut.first, cut.size);
+        return true;
+    }
+    static bool build(const FieldText& v, const auto& line, wchar_t* dest, int width) {
+        return codec::fromText(v.in(line), dest, width);
+    }
     static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.in(line); }
     static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.in(line).size()); }
     static FieldValue get(const FieldText& v, const auto& line) { return v.of(line); }
@@ -161,7 +166,10 @@ struct Number : None {
     static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
     static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v); }
     static bool parse(long long& v, Cut cut) { return codec::toLongLong(cut.view(), v); }
-    static bool build(auto v, const auto&, wchar_t* dest, int width) { codec::fromInteger(v, dest, width); return true; }
+    static bool build(auto v, const auto&, wchar_t* dest, int width) {
+        codec::fromInteger(v, dest, width);
+        return true;
+    }
     static void print(auto v, const auto&, std::wstring& out) { codec::appendInteger(v, out); }
     static double measure(auto v, const auto&) { return static_cast<double>(v); }
     static FieldValue get(auto v, const auto&) { return static_cast<long long>(v); }
@@ -180,13 +188,17 @@ struct Character : Number {
 
 template <codec::DateFormat Format> struct Time : Number {
     using enum codec::DateFormat;
-    static constexpr FieldKind kind = Format == Date ? FieldKind::Date : Format == DateTime ? FieldKind::DateTime : FieldKind::Year;
-    static constexpr TE::errorType parseCode = Format == Date ? TE::ParseDate : Format == DateTime ? TE::ParseDateTime : TE::ParseInteger;
+    static constexpr FieldKind kind = Format == Date       ? FieldKind::Date
+                                      : Format == DateTime ? FieldKind::DateTime
+                                                           : FieldKind::Year;
+    static constexpr TE::errorType parseCode = Format == Date       ? TE::ParseDate
+                                               : Format == DateTime ? TE::ParseDateTime
+                                                                    : TE::ParseInteger;
     static constexpr TE::errorType buildCode = TE::BuildDate;
     static bool parse(long32& v, Cut cut) {
         if constexpr (Format == Date) return codec::toDate(cut.view(), v);
         if constexpr (Format == DateTime) return codec::toDateTime(cut.view(), v);
-        int number = 0;   // a year must be a number; which one it is never fails
+        int number = 0;  // a year must be a number; which one it is never fails
         if (!codec::toInt(cut.view(), number)) return false;
         codec::toYear(cut.view(), v);
         return true;
@@ -199,7 +211,10 @@ template <int Decimals> struct Decimal : None {
     static constexpr int decimals = Decimals;
     static constexpr TE::errorType parseCode = TE::ParseDouble, buildCode = TE::BuildDouble;
     static bool parse(double& v, Cut cut) { return codec::toDouble(cut.view(), v); }
-    static bool build(double v, const auto&, wchar_t* dest, int width) { codec::fromDouble(v, dest, width, Decimals); return true; }
+    static bool build(double v, const auto&, wchar_t* dest, int width) {
+        codec::fromDouble(v, dest, width, Decimals);
+        return true;
+    }
     static void print(double v, const auto&, std::wstring& out) { codec::appendDouble(v, out); }
     static double measure(double v, const auto&) { return v; }
     static FieldValue get(double v, const auto&) { return v; }
@@ -213,8 +228,14 @@ template <int Decimals> struct Decimal : None {
 struct Flag : None {
     static constexpr FieldKind kind = FieldKind::Flag;
     static constexpr TE::errorType parseCode = TE::ParseBool, buildCode = TE::BuildBool;
-    static bool parse(bool& v, Cut cut) { v = *cut.text == L'1'; return true; }
-    static bool build(bool v, const auto&, wchar_t* dest, int) { *dest = v ? L'1' : L'0'; return true; }
+    static bool parse(bool& v, Cut cut) {
+        v = *cut.text == L'1';
+        return true;
+    }
+    static bool build(bool v, const auto&, wchar_t* dest, int) {
+        *dest = v ? L'1' : L'0';
+        return true;
+    }
     static void print(bool v, const auto&, std::wstring& out) { out += v ? L'1' : L'0'; }
     static double measure(bool v, const auto&) { return v ? 1 : 0; }
     static FieldValue get(bool v, const auto&) { return v; }
@@ -269,8 +290,14 @@ struct Alarms : None {
         for (std::size_t k = 0; k < v.size(); ++k) all |= static_cast<long long>(v[k]) << k;
         return all;
     }
-    static bool parse(codec::AlarmFlags& v, Cut cut) { codec::toAlarmFlags(cut.view(), v); return true; }
-    static bool build(const codec::AlarmFlags& v, const auto&, wchar_t* dest, int) { codec::fromAlarmFlags(v, dest); return true; }
+    static bool parse(codec::AlarmFlags& v, Cut cut) {
+        codec::toAlarmFlags(cut.view(), v);
+        return true;
+    }
+    static bool build(const codec::AlarmFlags& v, const auto&, wchar_t* dest, int) {
+        codec::fromAlarmFlags(v, dest);
+        return true;
+    }
     static void print(const codec::AlarmFlags& v, const auto&, std::wstring& out) { codec::appendInteger(bits(v), out); }
     static double measure(const codec::AlarmFlags& v, const auto&) { return static_cast<double>(bits(v)); }
     static FieldValue get(const codec::AlarmFlags& v, const auto&) { return bits(v); }
@@ -300,10 +327,11 @@ template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
 
 template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
     using M = decltype(ownerOf(Member));
-    return Value<M>{
-        Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
+    return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
         [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
-        [](const M& m, wchar_t* dest, int width) { return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width); },
+        [](const M& m, wchar_t* dest, int width) {
+            return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width);
+        },
         [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
         [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
         [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
@@ -342,7 +370,7 @@ template <auto... Path> inline constexpr auto keptText        = detail::keptAt<P
 template <auto Setter, auto Member> inline constexpr auto through = detail::setterOf<Setter, Member>();
 // clang-format on
 
-inline constexpr int sixDecimals = -1;                                        // as "%f" writes them
+inline constexpr int sixDecimals = -1;                                          // as "%f" writes them
 inline constexpr Test known = above(std::numeric_limits<std::int32_t>::min());  // a year that is not the lowest value
 
 // A mistake in a record's columns stops the compiler; the note names the column. --------------------------------------
@@ -356,7 +384,8 @@ inline constexpr int noColumn = std::numeric_limits<int>::min();
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
         const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
-        if (row.inLine() && (row.column < firstColumn(record) || row.width < 0 || row.column + width - 1 > lastColumn<M>())) return row.column;
+        if (row.inLine() && (row.column < firstColumn(record) || row.width < 0 || row.column + width - 1 > lastColumn<M>()))
+            return row.column;
     }
     return noColumn;
 }
@@ -382,7 +411,9 @@ template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const R
 template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {
     std::array<Row<M>, (N + ...)> all{};
     std::size_t size = 0;
-    auto append = [&](const auto& part) { for (const Row<M>& row : part) all[size++] = row; };
+    auto append = [&](const auto& part) {
+        for (const Row<M>& row : part) all[size++] = row;
+    };
     (append(parts), ...);
     return all;
 }

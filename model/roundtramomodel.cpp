@@ -25,8 +25,8 @@ struct RoundTramoModel::Layout {
         if (area.position >= 0 && area.lenght >= 0 && area.type != TF::TramoType::Unset) return false;
         return area.position > 0 || area.lenght > 0 || typeA == TF::TramoType::TypeA || area.type == TF::TramoType::TypeN;
     }
-    template <auto Areas, int K> static constexpr Rule<M> partly{
-        "its area has some of position, length and type, but not all of them",
+    template <auto Areas, int K>
+    static constexpr Rule<M> partly{"its area has some of position, length and type, but not all of them",
         [](const M& m) { return incomplete(at<Areas, K>(m), at<Areas, K>(m).type); }};
 
     // In the first subscriber area the format looks for the type 'A' in the last meter area.
@@ -35,9 +35,8 @@ struct RoundTramoModel::Layout {
         [](const M& m) { return incomplete(m.subscriberAreas[0], m.meterAreas[4].type); }};
 
     // The four fields of one area, written whole when the area has a position.
-    template <auto Areas, int K>
-    static consteval auto area(std::int32_t column, std::array<const char*, 4> name, std::array<const char*, 4> label,
-                               const Rule<M>* partly, ErrorColumns error) {
+    template <auto Areas, int K> static consteval auto area(std::int32_t column, std::array<const char*, 4> name,
+        std::array<const char*, 4> label, const Rule<M>* partly, ErrorColumns error) {
         constexpr auto* group = &placed<Areas, K>;
         // clang-format off
         return fields<M>({
@@ -50,17 +49,19 @@ struct RoundTramoModel::Layout {
     }
 
     template <int K> static consteval auto meterArea(std::int32_t column) {
-        return area<&M::meterAreas, K>(
-            column,
-            {"meterInformationLabelArea#", "meterInformationPositionArea#", "meterInformationLenghtArea#", "meterInformationTypeArea#"},
-            {"roundMeterInformationLabelArea#", "roundMeterInformationPositionArea#", "roundMeterInformationLenghtArea#", "roundMeterInformationTypeArea#"},
+        return area<&M::meterAreas, K>(column,
+            {"meterInformationLabelArea#", "meterInformationPositionArea#", "meterInformationLenghtArea#",
+                "meterInformationTypeArea#"},
+            {"roundMeterInformationLabelArea#", "roundMeterInformationPositionArea#", "roundMeterInformationLenghtArea#",
+                "roundMeterInformationTypeArea#"},
             &partly<&M::meterAreas, K>, {});
     }
     template <int K> static consteval auto subscriberArea(std::int32_t column, ErrorColumns error = {}) {
-        return area<&M::subscriberAreas, K>(
-            column,
-            {"subscriberInformationLabelArea#", "subscriberInformationPositionArea#", "subscriberInformationLenghtArea#", "subscriberInformationTypeArea#"},
-            {"roundSubscriberInformationLabelArea#", "roundSubscriberInformationPositionArea#", "roundSubscriberInformationLenghtArea#", "roundSubscriberInformationTypeArea#"},
+        return area<&M::subscriberAreas, K>(column,
+            {"subscriberInformationLabelArea#", "subscriberInformationPositionArea#", "subscriberInformationLenghtArea#",
+                "subscriberInformationTypeArea#"},
+            {"roundSubscriberInformationLabelArea#", "roundSubscriberInformationPositionArea#",
+                "roundSubscriberInformationLenghtArea#", "roundSubscriberInformationTypeArea#"},
             K == 1 ? &firstSubscriberAreaPartly : &partly<&M::subscriberAreas, K>, error);
     }
 };

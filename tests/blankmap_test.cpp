@@ -22,7 +22,8 @@ template <std::size_t Size> void agreesWithScan(const std::wstring& line) {
 template <std::size_t Size> void agreesOnRandomLines(unsigned seed, double filledShare) {
     std::mt19937 random(seed);
     // Blanks, their neighbours, zero, and characters whose low bytes look like blanks.
-    const std::wstring blanks = L" \t\n\v\f\r", others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\x2003', L'\x0120', L'\xFFFF', L'\x2020'};
+    const std::wstring blanks = L" \t\n\v\f\r", others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\x2003',
+                                                    L'\x0120', L'\xFFFF', L'\x2020'};
     std::wstring line(Size, L' ');
     for (wchar_t& c : line) {
         const auto& from = std::bernoulli_distribution(filledShare)(random) ? others : blanks;
@@ -36,8 +37,12 @@ TEST(BlankMap, AllFilled) { agreesWithScan<512>(std::wstring(512, L'x')); }
 TEST(BlankMap, HalfFilled) { agreesOnRandomLines<512>(1, 0.5); }
 TEST(BlankMap, MostlyFilled) { agreesOnRandomLines<512>(2, 0.95); }
 TEST(BlankMap, MostlyBlank) { agreesOnRandomLines<512>(3, 0.02); }
-TEST(BlankMap, TagLine) { for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<23>(seed, 0.3); }
-TEST(BlankMap, ParameterLine) { for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<40>(seed, 0.3); }
+TEST(BlankMap, TagLine) {
+    for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<23>(seed, 0.3);
+}
+TEST(BlankMap, ParameterLine) {
+    for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<40>(seed, 0.3);
+}
 
 TEST(BlankMap, OneFilledColumnAnywhere) {
     for (std::size_t column = 0; column < 512; ++column) {

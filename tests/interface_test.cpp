@@ -2,11 +2,11 @@
 // writes it.
 #include <tramostream/tramostream.h>
 
-#include <gtest/gtest.h>
 #include <concepts>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <type_traits>
 
 namespace {
@@ -25,22 +25,26 @@ static_assert(is_same_v<decltype(TE::FieldError::column), std::int32_t>);
 static_assert(is_same_v<std::underlying_type_t<io::log::Level>, int> && std::is_convertible_v<io::log::Level, int>);
 static_assert(is_same_v<decltype(io::log::initializer::m_logFileName), std::string>);
 
-template <class E> constexpr bool isCode = is_same_v<std::underlying_type_t<E>, wchar_t> && !std::is_convertible_v<E, wchar_t> && E::Unset == static_cast<E>(L'!');
+template <class E> constexpr bool isCode =
+    is_same_v<std::underlying_type_t<E>, wchar_t> && !std::is_convertible_v<E, wchar_t> && E::Unset == static_cast<E>(L'!');
 static_assert(isCode<TF::TramoLineType> && isCode<TF::TramoType> && isCode<TF::MeterFluid> && isCode<TF::ReadMethod>);
 static_assert(isCode<TF::ReadStatus> && isCode<TF::AmrAlarms> && isCode<TF::EnquiryAreaType> && isCode<TF::EnquiryAreaMode>);
 static_assert(static_cast<wchar_t>(TF::MeterFluid::Blank) == L' ');
 
-static_assert(StrConv::ENCODING_ANSI == 0 && StrConv::ENCODING_UTF8BOM == 1 && StrConv::ENCODING_UTF16LE == 2 && StrConv::ENCODING_UTF16BE == 3);
+static_assert(StrConv::ENCODING_ANSI == 0 && StrConv::ENCODING_UTF8BOM == 1 && StrConv::ENCODING_UTF16LE == 2 &&
+              StrConv::ENCODING_UTF16BE == 3);
 static_assert(is_same_v<std::remove_cv_t<decltype(StrConv::DATEFORMAT)>, const wchar_t*>);
 
 static_assert(std::is_base_of_v<std::runtime_error, TramoStreamExceptions::read_exception>);
 static_assert(std::is_base_of_v<std::runtime_error, TramoStreamExceptions::write_exception>);
-static_assert(std::is_base_of_v<std::exception, TramoStreamExceptions::bad_line_length> && !std::is_base_of_v<std::runtime_error, TramoStreamExceptions::bad_line_length>);
+static_assert(std::is_base_of_v<std::exception, TramoStreamExceptions::bad_line_length> &&
+              !std::is_base_of_v<std::runtime_error, TramoStreamExceptions::bad_line_length>);
 static_assert(is_same_v<decltype(TramoStreamExceptions::bad_line_length::given), std::uint32_t>);
 static_assert(std::has_virtual_destructor_v<iFileStream> && std::has_virtual_destructor_v<oFileStream>);
 
 // The operations that every model of a record line has, and which of them may be called on a constant one.
-template <class M> concept RecordModel = requires(M m, const M c, TramoLine::tramoLine_t line) {
+template <class M>
+concept RecordModel = requires(M m, const M c, TramoLine::tramoLine_t line) {
     M(line);
     { c.getTramoLine() } -> std::same_as<TramoLine::tramoLine_t>;
     { m.toTramoLine() } -> std::same_as<TramoLine::tramoLine_t>;
@@ -49,20 +53,25 @@ template <class M> concept RecordModel = requires(M m, const M c, TramoLine::tra
     { c.getBuildErrors() } -> std::same_as<std::vector<TE::FieldError>>;
     { m.getMandatoryErrors() } -> std::same_as<std::vector<TE::FieldError>>;
 };
-template <class M> concept Typed = requires(M m, const M c) {
+template <class M>
+concept Typed = requires(M m, const M c) {
     { c.getType() } -> std::same_as<TF::TramoLineType>;
     m.setType(TF::TramoLineType::Round);
 };
 static_assert(RecordModel<RoundTramoModel> && RecordModel<MeterSubscriberTramoModel> && RecordModel<AMRTramoModel>);
 static_assert(RecordModel<ExtendedAMRTramoModel> && RecordModel<MeterChangeTramoModel> && RecordModel<ExtendedDataTramoModel>);
-static_assert(RecordModel<EnquiryDefinitionTramoModel> && RecordModel<EnquiryResultTramoModel> && RecordModel<RecordInformationTramoModel>);
-static_assert(Typed<RoundTramoModel> && Typed<MeterSubscriberTramoModel> && Typed<AMRTramoModel> && Typed<EnquiryDefinitionTramoModel>);
+static_assert(
+    RecordModel<EnquiryDefinitionTramoModel> && RecordModel<EnquiryResultTramoModel> && RecordModel<RecordInformationTramoModel>);
+static_assert(
+    Typed<RoundTramoModel> && Typed<MeterSubscriberTramoModel> && Typed<AMRTramoModel> && Typed<EnquiryDefinitionTramoModel>);
 
 static_assert(std::is_default_constructible_v<RoundTramoModel> && std::is_default_constructible_v<MeterSubscriberTramoModel>);
 static_assert(std::is_default_constructible_v<AMRTramoModel> && std::is_default_constructible_v<ExtendedAMRTramoModel>);
 static_assert(std::is_default_constructible_v<MeterChangeTramoModel> && std::is_default_constructible_v<ExtendedDataTramoModel>);
-static_assert(std::is_default_constructible_v<EnquiryDefinitionTramoModel> && std::is_default_constructible_v<ParameterTramoModel>);
-static_assert(!std::is_default_constructible_v<RecordInformationTramoModel> && !std::is_default_constructible_v<EnquiryResultTramoModel>);
+static_assert(
+    std::is_default_constructible_v<EnquiryDefinitionTramoModel> && std::is_default_constructible_v<ParameterTramoModel>);
+static_assert(
+    !std::is_default_constructible_v<RecordInformationTramoModel> && !std::is_default_constructible_v<EnquiryResultTramoModel>);
 static_assert(!std::is_default_constructible_v<TagTramoModel>);
 
 TEST(Interface, KeyLineIsMadeMemberByMember) {
@@ -117,7 +126,8 @@ TEST_F(Files, ARoundGoesOutAndComesBack) {
             oFileStream out(path.c_str(), encoding);
             RoundTramoModel round;
             round.setCode(L"T0412");
-            round.setName(L"TOURN\xC9" L"E");
+            round.setName(L"TOURN\xC9"
+                          L"E");
             MeterSubscriberTramoModel meter;
             meter.setSubscriberInformation(L"12 rue du Ch\xE2teau");
             meter.setMeterInformation(L"Cave");
@@ -142,7 +152,8 @@ TEST_F(Files, ARoundGoesOutAndComesBack) {
         in.getline(514, line);
         const RoundTramoModel round(line);
         EXPECT_TRUE(round.getParseErrors().empty());
-        EXPECT_EQ(round.getName(), L"TOURN\xC9" L"E");
+        EXPECT_EQ(round.getName(), L"TOURN\xC9"
+                                   L"E");
         in.getline(514, line);
         const MeterSubscriberTramoModel meter(line);
         EXPECT_TRUE(meter.getParseErrors().empty());

@@ -36,9 +36,9 @@ enum errorType : std::int32_t {
     BuildEnquiryAreaType = 0x11B,  ///< a TF::EnquiryAreaType that has no code
     BuildEnquiryAreaMode = 0x11C,  ///< a TF::EnquiryAreaMode that has no code
 
-    MandatoryMissing = 0x201,      ///< a mandatory field has no value
-    MandatoryInconsistent = 0x202, ///< fields that belong together contradict each other
-    WrongLineType = 0x203,         ///< the line is of another kind than the model; column 0
+    MandatoryMissing = 0x201,       ///< a mandatory field has no value
+    MandatoryInconsistent = 0x202,  ///< fields that belong together contradict each other
+    WrongLineType = 0x203,          ///< the line is of another kind than the model; column 0
 };
 
 /// One fault: the 1-based column that it is reported at (0: the whole line; of a key line, the value's index), and

@@ -32,36 +32,36 @@ using FieldValue = std::variant<std::wstring, long long, double, bool, wchar_t>;
 
 /// One field of a record kind.
 struct Field {
-    std::string name;                ///< its accessors' name without get and set, first letter lower: "meterReadingDate"
-    std::string label;               ///< its label in toString, without the colon; empty when it is not shown
-    std::int32_t column;             ///< of its first character, 1-based; 0: not in the line, only shown
-    int width;                       ///< in characters
-    int writtenWidth;                ///< in characters; more than `width` where its text runs on over the columns behind it
+    std::string name;     ///< its accessors' name without get and set, first letter lower: "meterReadingDate"
+    std::string label;    ///< its label in toString, without the colon; empty when it is not shown
+    std::int32_t column;  ///< of its first character, 1-based; 0: not in the line, only shown
+    int width;            ///< in characters
+    int writtenWidth;     ///< in characters; more than `width` where its text runs on over the columns behind it
     FieldKind kind;
-    int decimals;                    ///< written behind the point; -1: as many as "%f" gives
-    std::wstring codes;              ///< of a Code: every character that can be read
-    std::wstring codesWritten;       ///< of a Code: what each of these is written as; zero: it cannot be written
-    std::wstring blank;              ///< the text that a blank field is read as; empty: blank fields are not read
-    std::string readInto;            ///< the field that its text is read into; empty: its own
-    TE::FieldError parseError;       ///< as reported when its text cannot be read; code 0: cannot fail
-    TE::FieldError buildError;       ///< as reported when its value cannot be written
-    TE::FieldError mandatoryError;   ///< as reported by getMandatoryErrors; code 0: it has no such check
-    std::string written;             ///< when its value is written: "always", "never" or a clause, "it is above 3"
-    std::string mandatory;           ///< when getMandatoryErrors reports it, a clause: "it is empty"; empty: never
-    bool reportedInParseList;        ///< getMandatoryErrors adds its finding to the parse errors
-    bool reportedOnGoodLines;        ///< getMandatoryErrors reports it on lines that nothing is wrong with
-    bool overlaid;                   ///< shares its columns with the field before it
-    FieldValue defaultValue;         ///< of a default-constructed model; where there is none, of a blank line's
-    std::size_t index;               ///< its place in RecordKind::fields
+    int decimals;                   ///< written behind the point; -1: as many as "%f" gives
+    std::wstring codes;             ///< of a Code: every character that can be read
+    std::wstring codesWritten;      ///< of a Code: what each of these is written as; zero: it cannot be written
+    std::wstring blank;             ///< the text that a blank field is read as; empty: blank fields are not read
+    std::string readInto;           ///< the field that its text is read into; empty: its own
+    TE::FieldError parseError;      ///< as reported when its text cannot be read; code 0: cannot fail
+    TE::FieldError buildError;      ///< as reported when its value cannot be written
+    TE::FieldError mandatoryError;  ///< as reported by getMandatoryErrors; code 0: it has no such check
+    std::string written;            ///< when its value is written: "always", "never" or a clause, "it is above 3"
+    std::string mandatory;          ///< when getMandatoryErrors reports it, a clause: "it is empty"; empty: never
+    bool reportedInParseList;       ///< getMandatoryErrors adds its finding to the parse errors
+    bool reportedOnGoodLines;       ///< getMandatoryErrors reports it on lines that nothing is wrong with
+    bool overlaid;                  ///< shares its columns with the field before it
+    FieldValue defaultValue;        ///< of a default-constructed model; where there is none, of a blank line's
+    std::size_t index;              ///< its place in RecordKind::fields
 };
 
 /// One kind of line. Lives as long as the program.
 struct RecordKind {
-    wchar_t letter;               ///< in column 1; 0: the kind has none
-    std::string name;             ///< "meter subscriber"
-    std::string model;            ///< the class: "MeterSubscriberTramoModel"
-    int length;                   ///< characters in a line, without its line end
-    std::vector<Field> fields;    ///< in the order in which they are written
+    wchar_t letter;             ///< in column 1; 0: the kind has none
+    std::string name;           ///< "meter subscriber"
+    std::string model;          ///< the class: "MeterSubscriberTramoModel"
+    int length;                 ///< characters in a line, without its line end
+    std::vector<Field> fields;  ///< in the order in which they are written
 
     /// The field of that name; nullptr when there is none.
     TRAMO_EXPORT const Field* field(std::string_view fieldName) const;

@@ -118,7 +118,7 @@ private:
     tramo::FieldText meterMarkingCode, meterMessage, meterReadingUserCode;
     long32 meterLastUpdateDate = 0;
     bool meterAuthorizedChange = false;
-    tramo::FieldText authorizedChangeText;   // as cut from the line; the mandatory check looks at it
+    tramo::FieldText authorizedChangeText;  // as cut from the line; the mandatory check looks at it
     TF::MeterFluid meterFluidType = TF::MeterFluid::Unset;
 
     TramoLine::tramoLine_t line = tramo::blankLine<TramoLine::tramoLine_t>();

@@ -31,7 +31,7 @@ struct AMRKeyLine {
     std::wstring serialNumber;
     std::wstring hardwareVersion;
     std::wstring firmwareVersion;
-    std::array<std::int32_t, 4> wmBusAddress{-1, -1, -1, -1};   ///< meter identification, manufacturer, version, device type
+    std::array<std::int32_t, 4> wmBusAddress{-1, -1, -1, -1};  ///< meter identification, manufacturer, version, device type
     std::wstring wmBusKeyMode5;
     std::wstring wmBusKeyMode7;
     std::wstring wmBusKeyExchangeKey;
