@@ -14,7 +14,7 @@ public:
     enum Access { Read, Write };
 
     /// `name`: how the user calls the file.
-    Database(const std::string& path, const std::string& name, Access access);
+    Database(const std::string& path, std::string name, Access access);
     ~Database() { close(); }
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <map>
+#include <utility>
 
 namespace tramo::cli {
 
@@ -62,7 +63,7 @@ private:
 // Nothing appears before it is known that one file is enough: what goes to the standard output is gathered in memory.
 class SingleCsv : public Sink {
 public:
-    SingleCsv(const std::string& to, OutFile::Mode chosen) : path(to), mode(chosen) {}
+    SingleCsv(std::string to, OutFile::Mode chosen) : path(std::move(to)), mode(chosen) {}
 
     void put(const Row& row) override {
         if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table);

@@ -71,9 +71,9 @@ private:
     wchar_t escape() {
         constexpr std::string_view letters = "\"\\/bfnrt";
         constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
-        const std::size_t which = rest.empty() ? letters.npos : letters.find(rest[0]);
+        const std::size_t which = rest.empty() ? std::string_view::npos : letters.find(rest[0]);
         const auto unit = rest.starts_with('u') ? hexUnit(rest.substr(1)) : std::nullopt;
-        if (which == letters.npos && !unit) throw Malformed{"a text has a backslash that begins no escape"};
+        if (which == std::string_view::npos && !unit) throw Malformed{"a text has a backslash that begins no escape"};
         rest.remove_prefix(unit ? 5 : 1);
         return unit ? *unit : meanings[which];
     }

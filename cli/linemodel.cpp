@@ -127,7 +127,7 @@ std::wstring textOf(const Field& field, const FieldValue& value) {
     }
     const std::wstring digits = localTime(std::get<long long>(value), StrConv::DATETIMEFORMAT, 12);
     const std::wstring_view all = digits;
-    const std::wstring day = fmt::format(L"{}-{}-{}", all.substr(0, 4), all.substr(4, 2), all.substr(6, 2));
+    std::wstring day = fmt::format(L"{}-{}-{}", all.substr(0, 4), all.substr(4, 2), all.substr(6, 2));
     if (field.kind == FieldKind::Date) return day;
     return fmt::format(L"{}T{}:{}", day, all.substr(8, 2), all.substr(10, 2));
 }

@@ -145,7 +145,7 @@ void kindTable(Output& out, const RecordKind& kind) {
             defaultOf(field), whenWritten(field), shortly(field, field.parseError), shortly(field, field.buildError),
             mandatory(field));
         std::string note = particularsOf(field);
-        if (!field.blank.empty()) note = blankOf(field) + (note.empty() ? "" : " " + note);
+        if (!field.blank.empty()) note = note.empty() ? blankOf(field) : fmt::format("{} {}", blankOf(field), note);
         if (field.kind != FieldKind::Code && !note.empty()) notes += fmt::format("- `{}`: {}\n", field.name, note);
     }
     if (!notes.empty()) out.print("\n{}", notes);

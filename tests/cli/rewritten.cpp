@@ -44,8 +44,8 @@ int main(int count, char* arguments[]) {
     while (!in.eof()) {
         in.getline(buffer);
         std::wstring text = buffer.line;
-        if (text.ends_with(L'\r')) text.pop_back();
-        else if (text.size() == 513) text.pop_back();  // stands in the place of the CR
+        const bool inPlaceOfCr = text.size() == 513;
+        if (text.ends_with(L'\r') || inPlaceOfCr) text.pop_back();
         out.putLine(rewritten(text), true);
     }
     out.close();
