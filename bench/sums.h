@@ -1,0 +1,36 @@
+// What a reader has read, added up: readers that read the same have the same sums, and no compiler can leave a value out.
+#pragma once
+#include <bit>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace bench {
+
+struct Sums {
+    std::uint64_t records = 0, texts = 0, characters = 0, numbers = 0;
+    double decimals = 0;
+
+    template <class Character> Sums& operator<<(std::basic_string_view<Character> text) {
+        texts += text.size();
+        std::uint32_t sum = 0;
+        for (const Character c : text) sum += static_cast<std::make_unsigned_t<Character>>(c);
+        characters += sum;
+        return *this;
+    }
+    Sums& operator<<(const std::wstring& text) { return *this << std::wstring_view(text); }
+    Sums& operator<<(double value) {
+        decimals += value;
+        return *this;
+    }
+    template <class T>
+    requires std::is_integral_v<T> || std::is_enum_v<T> Sums& operator<<(T value) {
+        numbers = std::rotl(numbers, 1) + static_cast<std::uint64_t>(value);  // the order counts, too
+        return *this;
+    }
+
+    bool operator==(const Sums&) const = default;
+};
+
+}  // namespace bench
