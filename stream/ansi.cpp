@@ -91,11 +91,8 @@ std::wstring joinSurrogates(std::wstring_view text) {
 }  // namespace
 
 std::size_t findAbove(char32_t limit, std::wstring_view text) {
-    char32_t bits = 0;
-    for (const wchar_t c : text) bits |= valueOf(c);
-    if (bits <= limit) return AnsiConversion::npos;
     const auto* found = std::find_if(text.begin(), text.end(), [&](wchar_t c) { return valueOf(c) > limit; });
-    return static_cast<std::size_t>(found - text.begin());
+    return found == text.end() ? AnsiConversion::npos : static_cast<std::size_t>(found - text.begin());
 }
 
 AnsiConversion::AnsiConversion(const std::locale& locale) : owner(locale) {
@@ -131,15 +128,21 @@ Segment AnsiConversion::decode(ByteBuffer bytes) const {
 
 std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) const {
     if (facet != nullptr) return encodeByFacet(text, out);
-    const std::size_t wide = findAbove(0xFF, text);
-    if (wide != npos) return wide;
     const std::size_t start = out.size();
     out.resize(start + text.size());
-    std::transform(text.begin(), text.end(), out.data() + start, [](wchar_t c) { return static_cast<char>(c); });
-    return npos;
+    char* bytes = out.data() + start;
+    char32_t bits = 0;  // of all characters: one pass, and no branch in it
+    for (const wchar_t c : text) {
+        bits |= valueOf(c);
+        *bytes++ = static_cast<char>(c);
+    }
+    if (bits <= 0xFF) return npos;
+    out.resize(start);
+    return findAbove(0xFF, text);
 }
 
 std::size_t AnsiConversion::encodeByFacet(std::wstring_view text, std::string& out) const {
+    if (const std::size_t wide = findAbove(0xFFFF, text); wide != npos) return wide;
     std::wstring joined;
     std::wstring_view characters = text;
     if constexpr (sizeof(wchar_t) > 2) {

@@ -31,13 +31,18 @@ std::string nameOf(wchar_t c) {
     return text.data();
 }
 
-void encodeUtf16(std::wstring_view text, std::string& bytes) {
+// Answers the index of the first character that is more than one unit, or npos.
+std::size_t encodeUtf16(std::wstring_view text, std::string& bytes) {
     bytes.resize(2 * text.size());
     char* out = bytes.data();
+    std::uint32_t bits = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        out[2 * i] = static_cast<char>(valueOf(text[i]) & 0xFF);
-        out[2 * i + 1] = static_cast<char>(valueOf(text[i]) >> 8);
+        const std::uint32_t c = valueOf(text[i]);
+        bits |= c;
+        out[2 * i] = static_cast<char>(c & 0xFF);
+        out[2 * i + 1] = static_cast<char>(c >> 8);
     }
+    return bits <= 0xFFFF ? AnsiConversion::npos : findAbove(0xFFFF, text);
 }
 
 }  // namespace
@@ -138,11 +143,7 @@ void oFileStream::State::putLine(std::wstring_view text) {
 
 void oFileStream::State::encode(std::wstring_view text) {
     unit.clear();
-    std::size_t bad = findAbove(0xFFFF, text);
-    if (bad == AnsiConversion::npos) {
-        if (encoding == StrConv::ENCODING_ANSI) bad = ansi.encode(text, unit);
-        else encodeUtf16(text, unit);
-    }
+    const std::size_t bad = encoding == StrConv::ENCODING_ANSI ? ansi.encode(text, unit) : encodeUtf16(text, unit);
     if (bad == AnsiConversion::npos) return;
     throw write_exception("cannot write to " + path + ": the encoding cannot represent the character " + nameOf(text[bad]) +
                           " in column " + std::to_string(bad + 1));

@@ -2,14 +2,13 @@
 #pragma once
 #include "common/file.h"
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tramo::stream {
 
-// Units wait here until they fill a page of the file. They are handed over whole; what the system has taken of a unit
+// Units wait here until they fill a block. They are handed over whole; what the system has taken of a unit
 // before it refused the rest is cut off the file again, and the unit waits on.
 //
 // Functions that write answer 0 or the system's reason.
@@ -38,13 +37,11 @@ public:
     bool failed() const { return refused; }
 
 private:
-    bool fitsOnPage(std::size_t size) const;
     void dropWaiting(std::size_t count);
 
     File file;
     std::string waiting;
     std::vector<std::size_t> unitEnds;  // in `waiting`
-    std::uint64_t position = 0;         // of what waits, in the file
     bool refused = false;
 };
 
