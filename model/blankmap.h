@@ -13,10 +13,9 @@ namespace tramo {
 template <std::size_t Size> class BlankMap {
 public:
     explicit BlankMap(const wchar_t* line) {
-        std::uint8_t filled[words * 64] = {};
-        for (std::size_t i = 0; i < Size; ++i) filled[i] = !codec::isBlank(line[i]);  // no branch: the compiler uses vectors
-        for (std::size_t word = 0; word < words; ++word)
-            for (unsigned part = 0; part < 64; part += 16) bits[word] |= packed(filled + word * 64 + part) << part;
+        std::size_t i = 0;
+        for (; i + 16 <= Size; i += 16) bits[i / 64] |= std::uint64_t{sixteen(line + i)} << i % 64;
+        for (; i < Size; ++i) bits[i / 64] |= std::uint64_t{!codec::isBlank(line[i])} << i % 64;
     }
 
     // How many of the `width` characters from index `first` on are left without the blanks at their end.
@@ -32,17 +31,30 @@ public:
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
 
-    // Sixteen bytes of 0 or 1 as sixteen bits, the first byte lowest.
-    static std::uint64_t packed(const std::uint8_t* bytes) {
+    // Which of sixteen characters are filled, the first one's bit lowest.
+    static std::uint16_t sixteen(const wchar_t* line) {
 #ifdef __SSE2__
-        const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-        return static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_slli_epi16(all, 7)));
+        const __m128i c = asBytes(line);
+        const __m128i control = _mm_sub_epi8(c, _mm_set1_epi8('\t'));  // 0 to 4 for the blanks from '\t' to '\r'
+        const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(control, _mm_set1_epi8('\r' - '\t')), control);
+        const __m128i blank = _mm_or_si128(isControl, _mm_cmpeq_epi8(c, _mm_set1_epi8(' ')));
+        return static_cast<std::uint16_t>(~_mm_movemask_epi8(blank));
 #else
-        std::uint64_t all = 0;
-        for (unsigned i = 0; i < 16; ++i) all |= std::uint64_t{bytes[i]} << i;
-        return all;
+        unsigned all = 0;
+        for (unsigned i = 0; i < 16; ++i) all |= unsigned{!codec::isBlank(line[i])} << i;
+        return static_cast<std::uint16_t>(all);
 #endif
     }
+
+#ifdef __SSE2__
+    // Sixteen characters as bytes. One above 0xFF becomes 0xFF or 0, which are as little blank as it is.
+    static __m128i asBytes(const wchar_t* line) {
+        const auto* vectors = reinterpret_cast<const __m128i*>(line);
+        const auto load = [&](int i) { return _mm_loadu_si128(vectors + i); };
+        if constexpr (sizeof(wchar_t) == 2) return _mm_packus_epi16(load(0), load(1));
+        else return _mm_packus_epi16(_mm_packs_epi32(load(0), load(1)), _mm_packs_epi32(load(2), load(3)));
+    }
+#endif
 
     std::uint64_t bits[words] = {};
 };

@@ -22,8 +22,12 @@ template <std::size_t Size> void agreesWithScan(const std::wstring& line) {
 template <std::size_t Size> void agreesOnRandomLines(unsigned seed, double filledShare) {
     std::mt19937 random(seed);
     // Blanks, their neighbours, zero, and characters whose low bytes look like blanks.
-    const std::wstring blanks = L" \t\n\v\f\r", others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\x2003',
-                                                    L'\x0120', L'\xFFFF', L'\x2020'};
+    const std::wstring blanks = L" \t\n\v\f\r";
+    std::wstring others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\xFF', L'\x0120', L'\x2003', L'\x2020',
+        L'\x7FFF', L'\x8020', L'\xFF20', L'\xFFFF'};
+    if constexpr (sizeof(wchar_t) == 4)
+        for (const unsigned c : {0x10020U, 0x80000U, 0x7FFFFFFFU, 0x80000020U, 0xFFFF0009U, 0xFFFFFF20U, 0xFFFFFFFFU})
+            others += static_cast<wchar_t>(c);
     std::wstring line(Size, L' ');
     for (wchar_t& c : line) {
         const auto& from = std::bernoulli_distribution(filledShare)(random) ? others : blanks;

@@ -13,11 +13,11 @@
 /// FF FE at open, a pipe gets none. Nobody looks at what a file holds already: neither at its encoding nor at its last
 /// line.
 ///
-/// What is in the file ends behind a whole line, whatever happens: lines are handed to the system whole, several at
-/// once, as far as they fit on a page of memory, and when the system refuses a part of them (a full disk), that part is
-/// taken back from the file. Lines that the system has not taken wait; the next putLine(), flush() or close() tries
-/// again. A pipe cannot give back anything. A process that is killed loses the lines that wait, a few at most; flush()
-/// leaves none.
+/// What is in the file ends behind a whole line: lines are handed to the system whole, up to 64 KiB of them at once, and
+/// when the system refuses a part of them (a full disk), that part is taken back from the file. Lines that the system has
+/// not taken wait; the next putLine(), flush() or close() tries again. A pipe cannot give back anything. A process that
+/// is killed loses the lines that wait; flush() leaves none. Only one that is killed in the moment in which the system
+/// copies lines can leave a part of a line.
 ///
 /// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file.
 class TRAMO_EXPORT oFileStream {
