@@ -1,0 +1,148 @@
+// What a program that reads and writes millions of lines does not pay for: memory of its own for every line.
+#include "support/console.h"
+#include "tramostream/anyrecord.h"
+#include "tramostream/parametertramomodel.h"
+#include "tramostream/tagtramomodel.h"
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+#include <string>
+
+namespace {
+std::atomic<long> allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
+}
+// Not inlined: the compiler would see memory of new given to free.
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using tramo::AnyRecord;
+using tramo::Field;
+using tramo::FieldKind;
+using tramo::FieldValue;
+using tramo::RecordKind;
+
+long allocationsOf(auto&& work) {
+    const long before = allocations;
+    work();
+    return allocations - before;
+}
+
+// A value that can be written and read back. A text fills its columns, so that it is too long for a string's own place.
+FieldValue goodValue(const Field& field) {
+    switch (field.kind) {
+    case FieldKind::Text: return std::wstring(static_cast<std::size_t>(field.width), L'x');
+    case FieldKind::Integer: return 7LL;
+    case FieldKind::Decimal: return 7.0;
+    case FieldKind::Date:
+    case FieldKind::DateTime:
+    case FieldKind::Year: return 1706700000LL;
+    case FieldKind::Code: return field.codes.front();
+    case FieldKind::Flag: return true;
+    case FieldKind::AlarmFlags: return 3LL;
+    }
+    return {};
+}
+
+// One kind of line behind the same few functions, whichever class it has.
+struct AsRecord {
+    using Model = AnyRecord;
+    using Line = TramoLine::tramoLine_t;
+    const RecordKind& kind;
+    static Line built(Model& model) { return model.toTramoLine(); }
+    static FieldValue get(const Model& model, const Field& field) { return model.get(field); }
+    static bool set(Model& model, const Field& field, const FieldValue& value) { return model.set(field, value); }
+};
+template <class M, class Buffer> struct AsModel {
+    using Model = M;
+    using Line = Buffer;
+    const RecordKind& kind = tramo::kindOf<M>();
+    static Line built(Model& model) {
+        if constexpr (requires { model.toTagLine(); }) return model.toTagLine();
+        else return model.toParameterLine();
+    }
+    static FieldValue get(const Model& model, const Field& field) { return tramo::get(model, field); }
+    static bool set(Model& model, const Field& field, const FieldValue& value) { return tramo::set(model, field, value); }
+};
+
+// A line of the kind with as many fields in it as can stand beside each other; of fields that share columns, the first.
+template <class Way> typename Way::Line cleanLine(const Way& way) {
+    typename Way::Line line;
+    line.fill(L' ');
+    if (way.kind.letter) line[0] = way.kind.letter;
+    typename Way::Model model(line);
+    int filled = 0, fields = 0;
+    for (const Field& field : way.kind.fields) {
+        if (field.column == 0 || field.overlaid) continue;
+        ++fields;
+        typename Way::Model with = model;
+        EXPECT_TRUE(way.set(with, field, goodValue(field))) << field.name;
+        const typename Way::Model read(way.built(with));
+        if (!with.getBuildErrors().empty() || !read.getParseErrors().empty()) continue;
+        model = with;
+        ++filled;
+    }
+    EXPECT_GE(filled * 10, fields * 9) << way.kind.name;
+    typename Way::Model asRead(way.built(model));  // without what is written and not read
+    return way.built(asRead);
+}
+
+// Answers how many texts were too long for their strings.
+template <class Way> long expectFew(const Way& way) {
+    const Silence quiet;
+    using Model = typename Way::Model;
+    const auto line = cleanLine(way);
+    const RecordKind& kind = way.kind;
+    EXPECT_EQ(allocationsOf([&] { const Model model(line); }), 0) << kind.name << ": parse";
+
+    Model model(line);
+    EXPECT_TRUE(model.getParseErrors().empty());
+    auto built = line;
+    EXPECT_EQ(allocationsOf([&] { built = way.built(model); }), 0) << kind.name << ": build";
+    EXPECT_TRUE(model.getBuildErrors().empty());
+    EXPECT_TRUE(std::equal(line.begin(), line.end() - 2, built.begin())) << kind.name;
+
+    long texts = 0;
+    for (const Field& field : kind.fields) {
+        FieldValue value;
+        const long count = allocationsOf([&] { value = way.get(model, field); });
+        EXPECT_LE(count, field.kind == FieldKind::Text ? 1 : 0) << kind.name << ", " << field.name;
+        texts += count;
+    }
+    return texts;
+}
+
+TEST(Allocations, AreCounted) {
+    const volatile std::size_t length = 40;  // the compiler may leave out what it sees through
+    EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(std::wstring(length, L'x').back(), L'x'); }), 1);
+}
+
+TEST(Allocations, OfEveryKindOfRecord) {
+    ASSERT_EQ(tramo::recordKinds().size(), 9U);
+    long texts = 0;
+    for (const RecordKind* kind : tramo::recordKinds()) texts += expectFew(AsRecord{*kind});
+    EXPECT_GT(texts, 20);
+}
+TEST(Allocations, OfTags) { EXPECT_GT(expectFew(AsModel<TagTramoModel, TagLine::tagLine_t>{}), 0); }
+TEST(Allocations, OfParameters) { EXPECT_GT(expectFew(AsModel<ParameterTramoModel, ParameterLine::parameterLine_t>{}), 0); }
+
+TEST(Allocations, OfAccessorsByName) {
+    TramoLine::tramoLine_t line;
+    line.fill(L'x');
+    line[0] = L'1';
+    const Silence quiet;
+    const MeterSubscriberTramoModel model(line);
+    EXPECT_EQ(allocationsOf([&] { EXPECT_GT(model.getSubscriberInformation().size(), 10U); }), 1);
+    EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(model.getMeterWheels(), -1); }), 0);
+}
+
+}  // namespace
