@@ -20,7 +20,22 @@ std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
         const std::string what = error.what();
         throw WrongUsage{what.substr(0, what.find(':')) + " needs a value"};
     } catch (const CLI::ParseError& error) { throw WrongUsage{printable(std::string_view(error.what()))}; }
-    return operands();
+    std::vector<std::string> others = operands();
+    if (wantsHelp) throw HelpWanted{};
+    return others;
+}
+
+std::vector<std::string> Arguments::parseFiles(std::vector<std::string> words) {
+    std::vector<std::string> files = parse(std::move(words));
+    if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    return files;
+}
+
+std::string Arguments::parseFile(std::vector<std::string> words) {
+    const std::vector<std::string> files = parseFiles(std::move(words));
+    if (files.size() > 1)
+        throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(std::string_view(files[1])))};
+    return files.front();
 }
 
 // CLI11 would make two operands of "[a,b]".
@@ -60,6 +75,17 @@ std::uint64_t number(const char* option, std::string_view word, const char* what
 ColourChoice colourChoice(const std::string& word) {
     return chosen<ColourChoice>(
         "--color", word, {{"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}});
+}
+
+EncodingChoice encodingChoice(const char* option, const std::string& word) {
+    return chosen<EncodingChoice>(
+        option, word, {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+}
+
+std::optional<LineKind> kindChoice(const std::string& word) {
+    return chosen<std::optional<LineKind>>("--kind", word,
+        {{"auto", std::nullopt}, {"record", LineKind::Record}, {"parameter", LineKind::Parameter}, {"tag", LineKind::Tag},
+            {"key", LineKind::Key}});
 }
 
 }  // namespace tramo::cli

@@ -2,9 +2,11 @@
 #pragma once
 #include "command.h"
 #include "console.h"
+#include "input.h"
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <fmt/format.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,8 +19,14 @@ class Arguments {
 public:
     Arguments();
 
-    /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant.
+    /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant, and HelpWanted.
     std::vector<std::string> parse(std::vector<std::string> words);
+
+    /// The same where a FILE is expected, and nothing else.
+    std::string parseFile(std::vector<std::string> words);
+
+    /// The same where one FILE or more are.
+    std::vector<std::string> parseFiles(std::vector<std::string> words);
 
     CLI::App app;
     bool wantsHelp = false;
@@ -46,5 +54,11 @@ T chosen(const char* option, const std::string& word, const std::vector<std::pai
 std::uint64_t number(const char* option, std::string_view word, const char* what);
 
 ColourChoice colourChoice(const std::string& word);
+
+/// The encoding of a file to be read: auto, ansi, utf16le.
+EncodingChoice encodingChoice(const char* option, const std::string& word);
+
+/// The value of --kind: auto, which is nullopt, or a kind of lines.
+std::optional<LineKind> kindChoice(const std::string& word);
 
 }  // namespace tramo::cli

@@ -15,6 +15,9 @@ struct WrongUsage {
     std::string command{};  ///< whose arguments they are; main fills it in
 };
 
+/// The user asks for the command's page.
+struct HelpWanted {};
+
 struct Command {
     const char* name;
     const char* purpose;                             ///< in a few words

@@ -1,5 +1,7 @@
 #include "console.h"
 #include "platform.h"
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
@@ -26,6 +28,27 @@ bool isSet(const char* variable) {
 // An error output that cannot be written is nobody's fault and no reason to stop.
 void say(const std::string& text) { std::fputs(text.c_str(), stderr); }
 
+// The cursor stands behind a progress line.
+std::atomic<bool> progressVisible = false;
+
+std::string amount(std::uint64_t bytes) {
+    return bytes < 1'000'000 ? fmt::format("{} KB", bytes / 1000) : fmt::format("{} MB", bytes / 1'000'000);
+}
+
+// The end of a text that fits into so many columns of a terminal, if every character beyond ASCII takes two.
+std::string_view endOf(std::string_view text, std::size_t columns) {
+    std::size_t begin = text.size();
+    for (std::size_t at = text.size(); at-- > 0;) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        if ((byte & 0xC0) == 0x80) continue;
+        const std::size_t width = byte < 0x80 ? 1 : 2;
+        if (width > columns) break;
+        columns -= width;
+        begin = at;
+    }
+    return text.substr(begin);
+}
+
 }  // namespace
 
 Progress::Progress() : enabled(isTerminal(stderr)), due(std::chrono::steady_clock::now() + 500ms) {}
@@ -33,21 +56,22 @@ Progress::Progress() : enabled(isTerminal(stderr)), due(std::chrono::steady_cloc
 void Progress::show(std::string_view what, std::uint64_t done, std::uint64_t all) {
     if (!enabled || std::chrono::steady_clock::now() < due) return;
     due = std::chrono::steady_clock::now() + 200ms;
-    visible = true;
-    say(fmt::format("\r{} {} %\x1b[K", what, all ? done * 100 / all : 0));
+    const std::string how = all ? fmt::format(" {} %", done * 100 / all) : fmt::format(" {}", amount(done));
+    const auto width = static_cast<std::size_t>(std::max(terminalWidth(stderr), 0));
+    say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how));
+    progressVisible = true;
 }
 
 void Progress::wipe() {
-    if (visible) say("\r\x1b[K");
-    visible = false;
+    if (progressVisible.exchange(false)) say("\r\x1b[K");
 }
 
-Output::Output(Progress& shown) : progress(shown), enough(isTerminal(stdout) ? 1 : 1 << 16) {
+Output::Output() : isTerminal(cli::isTerminal(stdout)), enough(isTerminal ? 1 : 1 << 16) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
 }
 
 void Output::flush() {
-    progress.wipe();
+    if (isTerminal) Progress::wipe();
     const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
     const bool complete = written == text.size();
     text.clear();
@@ -60,7 +84,10 @@ bool wantsColour(ColourChoice choice, std::FILE* stream) {
     return isTerminal(stream) && !isSet("NO_COLOR") && !(terminal && std::string_view(terminal) == "dumb");
 }
 
-void complain(std::string_view message) { say(fmt::format("tramo: {}\n", message)); }
+void complain(std::string_view message) {
+    Progress::wipe();
+    say(fmt::format("tramo: {}\n", message));
+}
 
 void silenceLibrary() {
     // Its name for "no log file" would still be created in the working folder.
@@ -71,6 +98,7 @@ void silenceLibrary() {
 }
 
 void closeStandardOutput() {
+    Progress::wipe();
     if (std::fflush(stdout) != 0 || std::fclose(stdout) != 0) throw WriteFailed{"the standard output", errno};
 }
 

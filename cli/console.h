@@ -15,11 +15,15 @@ enum class ColourChoice { Auto, Always, Never };
 class Progress {
 public:
     Progress();
+
+    /// As a share; as so many bytes when `all` is 0, for it is not known.
     void show(std::string_view what, std::uint64_t done, std::uint64_t all);
-    void wipe();
+
+    /// There is one such line, whoever shows it.
+    static void wipe();
 
 private:
-    bool enabled, visible = false;
+    bool enabled;
     std::chrono::steady_clock::time_point due;
 };
 
@@ -27,7 +31,8 @@ private:
 class Output {
 public:
     /// Every operation throws WriteFailed.
-    explicit Output(Progress& progress);
+    Output();
+    explicit Output(Progress&) : Output() {}
 
     fmt::memory_buffer& buffer() { return text; }
     template <class... T> void print(fmt::format_string<T...> format, T&&... arguments) {
@@ -42,7 +47,7 @@ public:
 
 private:
     fmt::memory_buffer text;
-    Progress& progress;
+    bool isTerminal;
     std::size_t enough;  ///< of text to be handed over: on a terminal any
 };
 

@@ -1,10 +1,8 @@
 // tramo convert: the same text in another encoding.
 #include "arguments.h"
 #include "command.h"
-#include "console.h"
 #include "encodedtext.h"
-#include "input.h"
-#include "text.h"
+#include "filewalk.h"
 
 namespace tramo::cli {
 
@@ -46,64 +44,34 @@ struct Options {
     EncodingChoice from = EncodingChoice::Auto, to = EncodingChoice::Ansi;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string to, from = "auto";
     Arguments given;
     given.app.add_option("--encoding", to);
     given.app.add_option("--from", from);
     given.app.add_option("-o,--output", options.out);
-    const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (files.size() != 1)
-        throw WrongUsage{files.empty() ? "a FILE is missing (\"-\" is the standard input)" : "one FILE is expected"};
+    options.file = given.parseFile(std::move(arguments));
     if (to.empty()) throw WrongUsage{"--encoding is missing: ansi or utf16le"};
     if (options.out.empty()) throw WrongUsage{"-o OUT is missing (\"-\" is the standard output)"};
-    options.file = files.front();
     options.to = chosen<EncodingChoice>("--encoding", to, {{"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
-    options.from = chosen<EncodingChoice>(
-        "--from", from, {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.from = encodingChoice("--from", from);
     return options;
 }
 
-int convert(const Options& options) {
-    const std::string name = printable(nameOf(options.file));
-    Progress progress;
-    Input input(options.file, options.from);
-    EncodedText text(options.to == EncodingChoice::Utf16le, nameOf(options.file));
-    Line line;
-    while (input.next(line)) {
-        text.add(line.text, lineEndOf(line), line, kindOfLine(line.text, input.prevailingKind()));
-        if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
-    }
-    progress.wipe();
-    const std::string rest = unreadRest(input, line.number);
-    if (rest.empty() && text.fits()) {
-        text.writeTo(options.out);
-        return nothingFound;
-    }
-    text.complain();
-    if (!rest.empty()) complain(name + ": " + rest);
-    complain(name + ": nothing was written");
-    return somethingFound;
-}
-
 int run(std::vector<std::string> arguments) {
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        Progress none;
-        Output out(none);
-        out.print("{}", help);
-        out.flush();
+    const Options options = parse(std::move(arguments));
+    Input input(options.file, options.from);
+    EncodedText text(options.out, options.to == EncodingChoice::Utf16le, input.name());
+    const bool isWhole = forEachLine(
+        input, [&](const Line& line, std::optional<LineKind> kind) { text.add(line.text, lineEndOf(line), line, kind); });
+    text.complain();
+    if (isWhole && text.fits()) {
+        text.commit();
         return nothingFound;
     }
-    try {
-        return convert(*options);
-    } catch (const Unreadable& failure) {
-        complain(printable(nameOf(options->file)) + ": " + failure.reason);
-        return notUsable;
-    }
+    complain(input.name() + ": nothing was written");
+    return somethingFound;
 }
 
 }  // namespace

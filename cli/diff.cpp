@@ -2,9 +2,8 @@
 #include "arguments.h"
 #include "command.h"
 #include "console.h"
-#include "encodedtext.h"
+#include "filewalk.h"
 #include "findings.h"
-#include "input.h"
 #include "jsonwriter.h"
 #include "linediff.h"
 #include "text.h"
@@ -59,8 +58,7 @@ struct Options {
     EncodingChoice encoding = EncodingChoice::Auto;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", format = "text", colour = "auto";
     Arguments given;
@@ -72,13 +70,11 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     given.app.add_option("--format", format);
     given.app.add_option("--color,--colour", colour);
     const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
     if (files.size() != 2) throw WrongUsage{"two files are expected, OLD and NEW"};
     if (files[0] == "-" && files[1] == "-") throw WrongUsage{"only one of the files can be the standard input"};
     options.oldFile = files[0];
     options.newFile = files[1];
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.encoding = encodingChoice("--encoding", encoding);
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
     options.colour = wantsColour(colourChoice(colour), stdout);
     return options;
@@ -295,35 +291,20 @@ private:
     JsonWriter json;
 };
 
-// Reads a file to its end. False: what stands at its end cannot be read, and that has been told.
-template <class Take> bool readFile(const std::string& file, EncodingChoice encoding, Progress& progress, Take take) {
-    try {
-        Input input(file, encoding);
-        const std::string name = printable(nameOf(file));
-        Line line;
-        while (input.next(line)) {
-            take(line, kindOfLine(line.text, input.prevailingKind()));
-            if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
-        }
-        progress.wipe();
-        const std::string rest = unreadRest(input, line.number);
-        if (!rest.empty()) complain(name + ": " + rest);
-        return rest.empty();
-    } catch (Unreadable& failure) {
-        failure.reason = printable(nameOf(file)) + ": " + failure.reason;
-        throw;
-    }
-}
-
-int diff(const Options& options) {
-    Progress progress;
+int run(std::vector<std::string> arguments) {
+    const Options options = parse(std::move(arguments));
     LineDiff lines(options.diff.exact);
-    bool complete = readFile(options.oldFile, options.encoding, progress,
-        [&](const Line& line, std::optional<LineKind> kind) { lines.addOld(line, kind); });
-    complete &= readFile(options.newFile, options.encoding, progress,
-        [&](const Line& line, std::optional<LineKind> kind) { lines.addNew(line, kind); });
+    bool complete = true;
+    {
+        Input input(options.oldFile, options.encoding);
+        complete &= forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { lines.addOld(line, kind); });
+    }
+    {
+        Input input(options.newFile, options.encoding);
+        complete &= forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { lines.addNew(line, kind); });
+    }
 
-    Output out(progress);
+    Output out;
     std::unique_ptr<DiffReport> report;
     if (options.json) report = std::make_unique<JsonReport>(out, options);
     else report = std::make_unique<TextReport>(out, options);
@@ -346,23 +327,6 @@ int diff(const Options& options) {
     report->end(totals);
     out.flush();
     return !complete ? notUsable : totals.all.all() ? somethingFound : nothingFound;
-}
-
-int run(std::vector<std::string> arguments) {
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        Progress progress;
-        Output out(progress);
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
-    try {
-        return diff(*options);
-    } catch (const Unreadable& failure) {
-        complain(failure.reason);
-        return notUsable;
-    }
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include "console.h"
 #include "findings.h"
 #include "linemodel.h"
-#include "outfile.h"
 #include "text.h"
 #include <algorithm>
 #include <fmt/format.h>
@@ -14,6 +13,7 @@ namespace {
 
 constexpr std::string_view utf16Mark{"\xFF\xFE", 2};
 constexpr std::size_t mostMessages = 10;
+constexpr std::size_t enough = 1 << 18;  // bytes that are worth a write
 
 bool isPair(std::wstring_view text, std::size_t at) {
     return at + 1 < text.size() && (text[at] & ~0x3FF) == 0xD800 && (text[at + 1] & ~0x3FF) == 0xDC00;
@@ -36,17 +36,25 @@ std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) 
 
 }  // namespace
 
-EncodedText::EncodedText(bool utf16, std::string source) : isUtf16(utf16), name(printable(std::string_view(source))) {
+EncodedText::EncodedText(const std::string& path, bool utf16, std::string source) : isUtf16(utf16), name(std::move(source)) {
+    if (!path.empty()) out.emplace(path, OutFile::Mode::Held);
+    bytes.reserve(2 * enough);
     if (isUtf16) bytes = utf16Mark;
 }
 
 EncodedText::~EncodedText() {
+    bytes.resize(bytes.capacity());
     for (volatile char& byte : bytes) byte = 0;
 }
 
 void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind) {
+    if (!anything) looksLikeUtf16 = !isUtf16 && text.starts_with(L"\xFF\xFE");
+    anything = true;
     if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, line, kind);
-    else put(text), put(lineEnd);
+    if (!out || !fits()) return;
+    put(text);
+    put(lineEnd);
+    if (bytes.size() >= enough) flush();
 }
 
 void EncodedText::put(std::wstring_view text) {
@@ -57,6 +65,11 @@ void EncodedText::put(std::wstring_view text) {
         *to++ = static_cast<char>(c & 0xFF);
         if (isUtf16) *to++ = static_cast<char>(c >> 8 & 0xFF);
     }
+}
+
+void EncodedText::flush() {
+    out->write(bytes);
+    bytes.clear();
 }
 
 // Of a key line no character is shown.
@@ -75,32 +88,21 @@ void EncodedText::note(std::wstring_view text, const Line& line, std::optional<L
     }
 }
 
-bool EncodedText::fits() const { return misfits == 0 && (isUtf16 || !bytes.starts_with(utf16Mark)); }
-
 void EncodedText::complain() const {
     for (const std::string& message : messages) cli::complain(message);
     if (misfits > messages.size()) cli::complain(fmt::format("... and {} more", misfits - messages.size()));
-    if (misfits == 0 && !fits())
+    if (misfits == 0 && looksLikeUtf16)
         cli::complain(name + ": the text begins with the characters FF FE, which in ANSI are the mark of UTF-16");
 }
 
-void EncodedText::writeTo(const std::string& path) const {
-    OutFile out(path);
-    out.write(bytes);
-    out.commit();
+void EncodedText::commit() {
+    flush();
+    out->commit();
 }
 
 std::wstring_view lineEndOf(const Line& line) {
     const std::wstring_view both = L"\r\n";
     return both.substr(line.carriageReturn ? 0 : 1, line.carriageReturn + line.lineFeed);
-}
-
-std::string unreadRest(const Input& input, long long lines) {
-    if (const std::uint64_t unread = input.charactersUnread())
-        return fmt::format(
-            "{} from line {} on cannot be read, because that line begins with U+FFFF", counted(unread, "character"), lines + 1);
-    if (input.hasOddByte()) return "the file ends with half of a UTF-16 character";
-    return {};
 }
 
 }  // namespace tramo::cli

@@ -62,24 +62,9 @@ struct Colours {
 };
 constexpr Colours none{"", "", ""}, terminal{"\x1b[1m", "\x1b[2m", "\x1b[0m"};
 
-// A word as it is looked up: small letters and digits only.
-std::string key(std::string_view word) {
-    std::string out;
-    for (const char c : word)
-        if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z')) out += c;
-        else if (c >= 'A' && c <= 'Z') out += static_cast<char>(c - 'A' + 'a');
-    return out;
-}
-
 constexpr std::string_view keyModel = "AMRKeyTramoModel";
-bool isKeyKind(std::string_view word) { return key(word) == shapeOf(LineKind::Key).name || key(word) == key(keyModel); }
-
-const RecordKind* kindNamed(std::string_view word) {
-    for (const RecordKind* kind : allKinds()) {
-        const bool isLetter = word.size() == 1 && kind->letter != 0 && static_cast<wchar_t>(word[0]) == kind->letter;
-        if (isLetter || (!key(word).empty() && (key(word) == key(kind->name) || key(word) == key(kind->model)))) return kind;
-    }
-    return nullptr;
+bool isKeyKind(std::string_view word) {
+    return plainWord(word) == shapeOf(LineKind::Key).name || plainWord(word) == plainWord(keyModel);
 }
 
 std::optional<int> number(std::string_view word) {
@@ -90,8 +75,9 @@ std::optional<int> number(std::string_view word) {
 }
 
 const Field* fieldNamed(const RecordKind& kind, std::string_view word) {
-    const auto found = std::ranges::find_if(kind.fields, [&](const Field& field) { return key(field.name) == key(word); });
-    return key(word).empty() || found == kind.fields.end() ? nullptr : &*found;
+    const auto found =
+        std::ranges::find_if(kind.fields, [&](const Field& field) { return plainWord(field.name) == plainWord(word); });
+    return plainWord(word).empty() || found == kind.fields.end() ? nullptr : &*found;
 }
 
 std::string didYouMean(std::string_view word, const std::vector<std::string_view>& candidates) {
@@ -228,19 +214,19 @@ public:
 
     void place(const Place& place) {
         Input input(place.file, EncodingChoice::Auto);
-        const std::string name = printable(nameOf(place.file));
         Line line;
         while (line.number < place.line)
             if (!input.next(line))
-                throw Unreadable{fmt::format(
-                    "has {}; there is no line {}", counted(static_cast<unsigned long long>(line.number), "line"), place.line)};
+                throw Unreadable{fmt::format("has {}; there is no line {}",
+                                     counted(static_cast<unsigned long long>(line.number), "line"), place.line),
+                    place.file};
         // Among key lines every line may be a piece of one, whatever its length.
         const auto prevailing = input.prevailingKind();
         const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
         std::vector<Finding> findings;
         const bool sound = judge(line, lineKind, findings);
         if (sound) checkFields(*lineKind, line.text, true, findings);
-        heading(fmt::format("{}:{}:{}", name, place.line, place.column));
+        heading(fmt::format("{}:{}:{}", input.name(), place.line, place.column));
         out.print("\n");
         if (sound && lineKind == LineKind::Key) {
             entry("key line", "its values have names, not columns");
@@ -253,7 +239,7 @@ public:
             for (const Finding& finding : findings) entry("damaged", sentence(finding));
         if (!kind || (!sound && lineKind != LineKind::Record)) return;
         if (place.column > kind->length)
-            throw Unreadable{fmt::format("{} lines have the columns 1 to {}", kind->name, kind->length)};
+            throw Unreadable{fmt::format("{} lines have the columns 1 to {}", kind->name, kind->length), place.file};
         for (const Field* field : fieldsAt(*kind, place.column))
             if (sound) value(*field, line.text, findings);
         out.print("\n");
@@ -375,7 +361,8 @@ const ErrorCode* errorNamed(std::string_view word) {
             throw WrongUsage{fmt::format("\"{}\" is no code", printable(word))};
     }
     for (const ErrorCode& error : errorCodes())
-        if (static_cast<int>(error.code) == code || (!key(word).empty() && key(error.name) == key(word))) return &error;
+        if (static_cast<int>(error.code) == code || (!plainWord(word).empty() && plainWord(error.name) == plainWord(word)))
+            return &error;
     if (code >= 0) throw WrongUsage{fmt::format("the format has no code {}", printable(word))};
     return nullptr;
 }
@@ -383,7 +370,7 @@ const ErrorCode* errorNamed(std::string_view word) {
 // KIND:COLUMN or KIND:FIELD; false: no kind has this name.
 bool explainInKind(std::string_view kindWord, std::string_view what, Explainer& explainer) {
     if (isKeyKind(kindWord)) {
-        if (std::ranges::none_of(keyValues, [&](const KeyValue& value) { return key(value.name) == key(what); }))
+        if (std::ranges::none_of(keyValues, [&](const KeyValue& value) { return plainWord(value.name) == plainWord(what); }))
             throw WrongUsage{fmt::format("\"{}\" is no value of a key line", printable(what))};
         explainer.keyKind();
         return true;
@@ -412,11 +399,7 @@ bool explainField(std::string_view word, Explainer& explainer) {
 void explainWord(std::string_view word, Explainer& explainer) {
     if (const std::size_t colon = word.find(':'); colon != std::string_view::npos) {
         if (explainInKind(word.substr(0, colon), word.substr(colon + 1), explainer)) return;
-        if (const auto place = placeOf(word)) {
-            try {
-                return explainer.place(*place);
-            } catch (const Unreadable& failure) { throw Unreadable{printable(nameOf(place->file)) + ": " + failure.reason}; }
-        }
+        if (const auto place = placeOf(word)) return explainer.place(*place);
         std::vector<std::string_view> kinds{shapeOf(LineKind::Key).name};
         for (const RecordKind* kind : allKinds()) kinds.push_back(kind->name), kinds.push_back(kind->model);
         throw WrongUsage{fmt::format("\"{}\" is no kind of lines{}", printable(word.substr(0, colon)),
@@ -428,26 +411,20 @@ void explainWord(std::string_view word, Explainer& explainer) {
     if (isKeyKind(word)) return explainer.keyKind();
     if (const ErrorCode* error = errorNamed(word)) return explainer.error(*error);
     for (const RuleInfo& rule : rules())
-        if (key(rule.name) == key(word)) return explainer.rule(rule);
+        if (plainWord(rule.name) == plainWord(word)) return explainer.rule(rule);
     if (!explainField(word, explainer))
         throw WrongUsage{
             fmt::format("\"{}\" is no kind of lines, no field and no error{}", printable(word), didYouMean(word, allNames()))};
 }
 
 int run(std::vector<std::string> arguments) {
-    Progress progress;
-    Output out(progress);
+    Output out;
     bool markdown = false;
     std::string colour = "auto";
     Arguments given;
     given.app.add_flag("--markdown", markdown);
     given.app.add_option("--color,--colour", colour);
     const std::vector<std::string> words = given.parse(std::move(arguments));
-    if (given.wantsHelp) {
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
     if (markdown && !words.empty()) throw WrongUsage{"--markdown tells everything; it takes no other argument"};
 
     Explainer explainer(out, wantsColour(colourChoice(colour), stdout));
@@ -458,10 +435,9 @@ int run(std::vector<std::string> arguments) {
             explainer.gap();
             explainWord(word, explainer);
         }
-    } catch (const Unreadable& failure) {
-        out.flush();
-        complain(failure.reason);
-        return notUsable;
+    } catch (const Unreadable&) {
+        out.flush();  // what the words before it are
+        throw;
     }
     out.flush();
     return nothingFound;

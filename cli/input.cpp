@@ -102,7 +102,16 @@ std::vector<std::wstring_view> linesOf(std::wstring_view text, bool isSample) {
 
 }  // namespace
 
-Input::Input(const std::string& path, EncodingChoice choice) {
+Input::Input(const std::string& path, EncodingChoice choice) : ownName(printable(nameOf(path))) {
+    try {
+        open(path, choice);
+    } catch (Unreadable& failure) {
+        failure.file = path;
+        throw;
+    }
+}
+
+void Input::open(const std::string& path, EncodingChoice choice) {
     namespace fs = std::filesystem;
     std::string plainPath = path;
     try {
@@ -112,7 +121,7 @@ Input::Input(const std::string& path, EncodingChoice choice) {
         if (fs::is_directory(status)) throw Unreadable{"is a directory"};
         if (!fs::is_regular_file(status)) {
             const File source = path == "-" ? File(stdin, [](std::FILE*) { return 0; }) : openFile(path);
-            spool = std::make_unique<Spool>(source.get());
+            spool = std::make_unique<Spool>(source.get(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
             plainPath = spool->path();
         }
         const std::string sample = readSample(plainPath);
@@ -133,8 +142,12 @@ Input::Input(const std::string& path, EncodingChoice choice) {
 }
 
 bool Input::next(Line& line) {
-    if (stream.eof()) return false;
+    if (stream.eof()) {
+        Progress::wipe();
+        return false;
+    }
     stream.getline(buffer);
+    if (lines % 4096 == 4095) progress.show(ownName, bytesRead(), size);
     std::wstring_view text = buffer.line;
     line.number = ++lines;
     line.lineFeed = (stream.rdstate() & std::ios_base::eofbit) == 0;
@@ -148,6 +161,14 @@ std::uint64_t Input::charactersUnread() const {
     if (!stream.hasUnreadText()) return 0;
     const std::uint64_t all = size / bytesPerCharacter();
     return all > charactersRead ? all - charactersRead : 0;
+}
+
+std::string Input::unreadRest() const {
+    if (const std::uint64_t unread = charactersUnread())
+        return fmt::format(
+            "{} from line {} on cannot be read, because that line begins with U+FFFF", counted(unread, "character"), lines + 1);
+    if (hasOddByte()) return "the file ends with half of a UTF-16 character";
+    return {};
 }
 
 }  // namespace tramo::cli

@@ -1,5 +1,6 @@
 // Exchange files as the tool reads them.
 #pragma once
+#include "console.h"
 #include "lines.h"
 #include "platform.h"
 #include "text.h"
@@ -16,11 +17,13 @@ namespace tramo::cli {
 /// A file cannot be read, or not as what it is.
 struct Unreadable {
     std::string reason;
+    std::string file{};  ///< its path; empty where the reason names it
 };
 
 enum class EncodingChoice { Auto, Ansi, Utf16le };
 
-/// One file, read line by line. "-" is the standard input; what is no plain file is copied to a temporary one first.
+/// One file, read line by line. "-" is the standard input; what is no plain file is copied to a temporary one first. On a
+/// terminal it tells how far it has come.
 class Input {
 public:
     /// Throws Unreadable, or WriteFailed when the copy cannot be written.
@@ -30,6 +33,9 @@ public:
     ~Input() { wipe(buffer.line); }
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
+
+    /// The file's name as people read it.
+    const std::string& name() const { return ownName; }
 
     /// The next line; false at the end of the text.
     bool next(Line& line);
@@ -45,9 +51,15 @@ public:
     std::uint64_t charactersUnread() const;
     bool hasOddByte() const { return isUtf16() && size % 2 != 0; }
 
+    /// What could not be read, in words; empty: nothing.
+    std::string unreadRest() const;
+
 private:
+    void open(const std::string& path, EncodingChoice encoding);
     std::uint64_t bytesPerCharacter() const { return isUtf16() ? 2 : 1; }
 
+    std::string ownName;
+    Progress progress;
     std::unique_ptr<Spool> spool;
     iFileStream stream;
     AMRKeyLine buffer;

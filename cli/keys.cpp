@@ -49,7 +49,7 @@ Options:
 Exit codes:
   0  nothing was found
   1  something was found
-  2  the command line is wrong, or a file cannot be read (the others are still listed)
+  2  the command line is wrong, or a file cannot be read to its end
   3  something could not be written
 )";
 
@@ -166,7 +166,8 @@ struct Contents {
     std::deque<Module> modules;
     std::vector<Found> findings;
     Count total;
-    Summary others;  ///< lines that are no key lines
+    Summary others;       ///< lines that are no key lines
+    bool isWhole = true;  ///< nothing was left unread
 
     void add(long long line, Finding finding) {
         const bool isError = finding.rule->isError(false);
@@ -207,14 +208,14 @@ private:
 
 class Reader {
 public:
-    Reader(EncodingChoice encodingOfFiles, bool keysToo, Progress& shown)
-        : encoding(encodingOfFiles), showKeys(keysToo), progress(shown) {}
+    Reader(EncodingChoice encodingOfFiles, bool keysToo) : encoding(encodingOfFiles), showKeys(keysToo) {}
 
     /// `file` must outlive the reader.
     std::unique_ptr<Contents> read(const std::string& file) {
         auto contents = std::make_unique<Contents>();
         bool isEmpty = true;
-        forEachLine(file, encoding, progress, [&](const Line& line, std::optional<LineKind> kind) {
+        Input input(file, encoding);
+        contents->isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
             isEmpty = false;
             if (kind == LineKind::Key) take(line, file, *contents);
             else contents->others.count(line, kind);
@@ -250,7 +251,6 @@ private:
 
     const EncodingChoice encoding;
     const bool showKeys;
-    Progress& progress;
     Duplicates duplicates;
 };
 
@@ -413,48 +413,40 @@ struct Options {
     bool json = false, showKeys = false;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", format = "text";
     Arguments given;
     given.app.add_flag("--show-keys", options.showKeys);
     given.app.add_option("--encoding", encoding);
     given.app.add_option("--format", format);
-    options.files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (options.files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.files = given.parseFiles(std::move(arguments));
+    options.encoding = encodingChoice("--encoding", encoding);
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
     return options;
 }
 
 int run(std::vector<std::string> arguments) {
-    Progress progress;
-    Output out(progress);
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
+    Output out;
+    const Options options = parse(std::move(arguments));
 
     std::optional<JsonKeys> json;
-    if (options->json) json.emplace(out);
-    Reader reader(options->encoding, options->showKeys, progress);
+    if (options.json) json.emplace(out);
+    Reader reader(options.encoding, options.showKeys);
     Count total;
-    const bool allRead = forEachFile(options->files, [&](const std::string& file) {
+    bool allWhole = true;
+    const bool allRead = forEachFile(options.files, [&](const std::string& file) {
         const std::unique_ptr<Contents> contents = reader.read(file);
         if (json) json->file(file, *contents);
         else printText(out, file, *contents);
         out.flush();
         tellOthers(file, contents->others);
         total += contents->total;
+        allWhole &= contents->isWhole;
     });
     if (json) json->end();
     out.flush();
-    return !allRead ? notUsable : total.all() ? somethingFound : nothingFound;
+    return !allRead || !allWhole ? notUsable : total.all() ? somethingFound : nothingFound;
 }
 
 }  // namespace

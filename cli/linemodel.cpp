@@ -1,4 +1,5 @@
 #include "linemodel.h"
+#include "text.h"
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/xchar.h>
@@ -109,6 +110,16 @@ const std::vector<const RecordKind*>& allKinds() {
         return kinds;
     }();
     return all;
+}
+
+const RecordKind* kindNamed(std::string_view word) {
+    const std::string name = plainWord(word);
+    if (name.empty()) return nullptr;
+    for (const RecordKind* kind : allKinds()) {
+        const bool isLetter = word.size() == 1 && kind->letter != 0 && static_cast<wchar_t>(word[0]) == kind->letter;
+        if (isLetter || name == plainWord(kind->name) || name == plainWord(kind->model)) return kind;
+    }
+    return nullptr;
 }
 
 bool isAbsent(const Field& field, const FieldValue& value) { return value == field.defaultValue; }

@@ -41,6 +41,10 @@ private:
 /// Every kind of fixed columns: the records by their letters, then tags and parameters.
 const std::vector<const RecordKind*>& allKinds();
 
+/// The kind of fixed columns that a word means: its letter, or its name or its class's, however it is spelt
+/// ("Meter-Subscriber"); nullptr when there is none.
+const RecordKind* kindNamed(std::string_view word);
+
 /// Whether a value is the one that the field has when nothing is said of it.
 bool isAbsent(const Field& field, const FieldValue& value);
 

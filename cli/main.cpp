@@ -2,6 +2,7 @@
 #include "command.h"
 #include "completion.h"
 #include "console.h"
+#include "input.h"
 #include "manual.h"
 #include "platform.h"
 #include "text.h"
@@ -85,8 +86,7 @@ std::string help(const std::vector<std::string>& words) {
 }
 
 void show(std::string_view page) {
-    Progress none;
-    Output out(none);
+    Output out;
     out.print("{}", page);
     out.flush();
 }
@@ -108,6 +108,9 @@ int run(const std::vector<std::string>& arguments) {
     const Command& command = find(first);
     try {
         return command.run(others);
+    } catch (const HelpWanted&) {
+        show(command.help);
+        return nothingFound;
     } catch (WrongUsage& wrong) {
         wrong.command = command.name;
         throw;
@@ -136,8 +139,12 @@ int guarded(const std::vector<std::string>& arguments) {
         complain(ofCommand ? wrong.command + ": " + wrong.message : wrong.message);
         complain(fmt::format("try \"tramo help{}{}\"", ofCommand ? " " : "", wrong.command));
         return notUsable;
+    } catch (const Unreadable& failure) {
+        complain(failure.file.empty() ? failure.reason : printable(nameOf(failure.file)) + ": " + failure.reason);
+        return notUsable;
     } catch (const WriteFailed& failed) {
         // Whoever closed the pipe has seen enough.
+        Progress::wipe();
         if (failed.error != EPIPE) complain(fmt::format("cannot write {}: {}", failed.target, reasonOf(failed.error)));
         return notWritten;
     } catch (const std::bad_alloc&) {

@@ -1,7 +1,10 @@
 #include "outfile.h"
+#include "console.h"
 #include "platform.h"
+#include <array>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -27,6 +30,7 @@ std::string behindLinks(const std::string& path) {
 OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the standard output" : path) {
     if (path == "-") {
         file = stdout;
+        if (mode == Mode::Held) hold();
         return;
     }
     place = behindLinks(path);
@@ -37,6 +41,7 @@ OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the s
         file = std::fopen(place.c_str(), "wb");
         temporary = place;
         if (!file) fail(errno);
+        if (mode == Mode::Held) hold();
         return;
     }
     temporary = place;
@@ -46,16 +51,31 @@ OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the s
 }
 
 OutFile::~OutFile() {
+    if (destination) std::fclose(std::exchange(file, destination));
     if (!file || file == stdout) return;
     std::fclose(file);
     if (temporary != place) std::remove(temporary.c_str());
 }
 
+void OutFile::hold() { destination = std::exchange(file, temporaryFile()); }
+
+void OutFile::release() {
+    if (std::fflush(file) != 0) fail(errno);
+    std::FILE* const held = std::exchange(file, std::exchange(destination, nullptr));
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> closed(held, std::fclose);
+    std::rewind(held);
+    std::array<char, 65536> block;
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), held)) write({block.data(), count});
+    if (std::ferror(held)) fail(errno);
+}
+
 void OutFile::write(std::string_view bytes) {
+    if (file == stdout) Progress::wipe();
     if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) fail(errno);
 }
 
 void OutFile::commit() {
+    if (destination) release();
     if (std::fflush(file) != 0) fail(errno);
     if (file == stdout) return;
     const bool replaces = temporary != place;
@@ -73,6 +93,6 @@ void OutFile::commit() {
     }
 }
 
-void OutFile::fail(int error) const { throw WriteFailed{name, error}; }
+void OutFile::fail(int error) const { throw WriteFailed{destination ? "a temporary file in " + temporaryFolder() : name, error}; }
 
 }  // namespace tramo::cli

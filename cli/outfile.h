@@ -7,13 +7,14 @@
 namespace tramo::cli {
 
 /// A file in the making. It is written beside the one named, and takes its place when it is complete; until then, and
-/// after any failure, the old file stands as it was. "-" is the standard output, which is written at once.
+/// after any failure, the old file stands as it was. "-" is the standard output, which is written at once, as are devices.
 ///
 /// Every operation throws WriteFailed.
 class OutFile {
 public:
-    /// Secrets: readable for its owner only, if it is new.
-    enum class Mode { Usual, Secret };
+    /// Secret: readable for its owner only, if it is new. Held: the standard output and devices, too, get nothing before
+    /// `commit`; until then it is in a temporary file.
+    enum class Mode { Usual, Secret, Held };
     explicit OutFile(const std::string& path, Mode mode = Mode::Usual);
 
     /// Without `commit`: takes the unfinished file away.
@@ -33,12 +34,15 @@ public:
     void commit();
 
 private:
+    void hold();
+    void release();
     [[noreturn]] void fail(int error) const;
 
     std::string name;       ///< as the user calls it
     std::string place;      ///< where the file goes, links followed
     std::string temporary;  ///< where it is until then
     std::FILE* file = nullptr;
+    std::FILE* destination = nullptr;  ///< where the content of `file` goes in the end; nullptr: it is not held
 };
 
 }  // namespace tramo::cli

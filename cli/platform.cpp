@@ -62,11 +62,14 @@ bool replaceFile(const std::string& finished, const std::string& place) {
     return true;
 }
 
-namespace {
+std::string temporaryFolder() {
+    const char* variable = std::getenv("TMPDIR");
+    return variable && *variable ? variable : "/tmp";
+}
 
 // The file has a name only while no signal can end the process.
-std::FILE* namelessFile(const std::string& folder) {
-    std::string name = folder + "/tramo.XXXXXX";
+std::FILE* temporaryFile() {
+    std::string name = temporaryFolder() + "/tramo.XXXXXX";
     sigset_t all, before;
     sigfillset(&all);
     sigprocmask(SIG_SETMASK, &all, &before);
@@ -74,27 +77,26 @@ std::FILE* namelessFile(const std::string& folder) {
     const int error = errno;
     if (descriptor >= 0) unlink(name.c_str());
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (descriptor < 0) throw WriteFailed{"a temporary file in " + folder, error};
+    if (descriptor < 0) throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
     return fdopen(descriptor, "w+b");
 }
 
-}  // namespace
-
-Spool::Spool(std::FILE* source) {
-    const char* variable = std::getenv("TMPDIR");
-    const std::string folder = variable && *variable ? variable : "/tmp";
-    copy = namelessFile(folder);
+Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(temporaryFile()) {
     std::setvbuf(copy, nullptr, _IONBF, 0);
     ownPath = "/dev/fd/" + std::to_string(fileno(copy));
 
     std::array<char, 65536> block;
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), source)) {
-        if (std::fwrite(block.data(), 1, count, copy) == count) continue;
-        const int error = errno;
-        std::fclose(copy);
-        throw WriteFailed{"a temporary file in " + folder, error};
+    std::uint64_t all = 0;
+    ssize_t count = 0;
+    while ((count = read(fileno(source), block.data(), block.size())) > 0) {  // what has come, be it ever so little
+        if (std::fwrite(block.data(), 1, static_cast<std::size_t>(count), copy) != static_cast<std::size_t>(count)) {
+            const int error = errno;
+            std::fclose(copy);
+            throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
+        }
+        copied(all += static_cast<std::uint64_t>(count));
     }
-    if (!std::ferror(source)) return;
+    if (count == 0) return;
     const int error = errno;
     std::fclose(copy);
     throw std::system_error(error, std::generic_category());

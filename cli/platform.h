@@ -1,6 +1,8 @@
 // What the tool asks of the operating system beyond standard C++.
 #pragma once
+#include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 
 namespace tramo::cli {
@@ -38,13 +40,19 @@ bool reachesDisk(std::FILE* file);
 /// Puts a finished file in the place of another of the same folder, in one step. False and errno when that fails.
 bool replaceFile(const std::string& finished, const std::string& place);
 
-/// A copy of a stream's content that has a path and can be read more than once. It has no name that others could open,
-/// and is gone with the process however that ends.
+/// The folder for files that are needed for a while: TMPDIR, or /tmp.
+std::string temporaryFolder();
+
+/// A file there, to be written and read. It has no name that others could open, and is gone with the process however that
+/// ends. Throws WriteFailed.
+std::FILE* temporaryFile();
+
+/// A copy of a stream's content that has a path and can be read more than once, in a temporary file.
 class Spool {
 public:
-    /// Copies `source` to its end. Throws std::system_error when it cannot be read, WriteFailed when the copy cannot be
-    /// written, and leaves nothing behind.
-    explicit Spool(std::FILE* source);
+    /// Copies `source` to its end, and tells after each piece how many bytes it has copied. Throws std::system_error when it
+    /// cannot be read, WriteFailed when the copy cannot be written, and leaves nothing behind.
+    Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied);
     ~Spool();
     Spool(const Spool&) = delete;
     Spool& operator=(const Spool&) = delete;

@@ -4,8 +4,8 @@
 #include "command.h"
 #include "console.h"
 #include "encodedtext.h"
+#include "filewalk.h"
 #include "findings.h"
-#include "input.h"
 #include "jsonwriter.h"
 #include "rewriting.h"
 #include "text.h"
@@ -69,8 +69,7 @@ struct Options {
     std::optional<EncodingChoice> to;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string to = "same", from = "auto", format = "text";
     Arguments given;
@@ -80,17 +79,12 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     given.app.add_option("--from", from);
     given.app.add_option("--format", format);
     given.app.add_option("-o,--output", options.out);
-    const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (files.size() != 1)
-        throw WrongUsage{files.empty() ? "a FILE is missing (\"-\" is the standard input)" : "one FILE is expected"};
+    options.file = given.parseFile(std::move(arguments));
     if (options.dryRun == !options.out.empty()) throw WrongUsage{"either --dry-run or -o OUT is expected"};
-    options.file = files.front();
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
     options.to = chosen<std::optional<EncodingChoice>>(
         "--encoding", to, {{"same", std::nullopt}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
-    options.from = chosen<EncodingChoice>(
-        "--from", from, {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.from = encodingChoice("--from", from);
     return options;
 }
 
@@ -317,68 +311,40 @@ void printJson(Output& out, const Rewriter& done, const Options& options, bool u
     json.end();
 }
 
-int tell(const Rewriter& done, const EncodedText& text, const std::string& rest) {
-    text.complain();
-    if (!rest.empty()) complain(done.name + ": " + rest);
-    return done.changed || done.losses.count || !text.fits() || !rest.empty() ? somethingFound : nothingFound;
+int tell(const Options& options, const Rewriter& done, const Input& input, bool keepsAll) {
+    Output out;
+    if (options.json) printJson(out, done, options, input.isUtf16());
+    else printText(out, done);
+    out.flush();
+    return done.changed || done.losses.count || !keepsAll ? somethingFound : nothingFound;
 }
 
-int write(const Options& options, const Rewriter& done, const EncodedText& text, const std::string& rest) {
-    const bool refused = done.losses.count && !options.force;
+int write(const Rewriter& done, EncodedText& text, bool refused, bool keepsAll) {
     if (refused) {
         for (const std::string& message : done.losses.first) complain(message);
         if (done.losses.count > done.losses.first.size())
             complain(fmt::format("... and {} more", done.losses.count - done.losses.first.size()));
     }
-    text.complain();
-    if (!rest.empty()) complain(done.name + ": " + rest);
-    if (refused || !text.fits() || !rest.empty()) {
+    if (refused || !keepsAll) {
         complain(fmt::format("{}: nothing was written{}", done.name, refused ? "; --force copies such lines as they are" : ""));
         return somethingFound;
     }
-    text.writeTo(options.out);
+    text.commit();
     std::string summary = fmt::format("{}: {} of {} changed", done.name, done.changed, counted(done.lines, "line"));
     if (done.copied) summary += fmt::format(", {} copied as {}", done.copied, done.copied == 1 ? "it is" : "they are");
     complain(summary);
     return nothingFound;
 }
 
-int rewrite(const Options& options) {
-    Progress progress;
-    Output out(progress);
-    Input input(options.file, options.from);
-    const bool utf16 = options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16();
-    EncodedText text(utf16, nameOf(options.file));
-    Rewriter rewriter(printable(nameOf(options.file)), text, options.force);
-    Line line;
-    while (input.next(line)) {
-        rewriter.take(line, kindOfLine(line.text, input.prevailingKind()));
-        if (line.number % 4096 == 0) progress.show(rewriter.name, input.bytesRead(), input.bytes());
-    }
-    progress.wipe();
-    const std::string rest = unreadRest(input, line.number);
-    if (!options.dryRun) return write(options, rewriter, text, rest);
-    if (options.json) printJson(out, rewriter, options, input.isUtf16());
-    else printText(out, rewriter);
-    out.flush();
-    return tell(rewriter, text, rest);
-}
-
 int run(std::vector<std::string> arguments) {
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        Progress none;
-        Output out(none);
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
-    try {
-        return rewrite(*options);
-    } catch (const Unreadable& failure) {
-        complain(printable(nameOf(options->file)) + ": " + failure.reason);
-        return notUsable;
-    }
+    const Options options = parse(std::move(arguments));
+    Input input(options.file, options.from);
+    EncodedText text(options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name());
+    Rewriter rewriter(input.name(), text, options.force);
+    const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
+    text.complain();
+    const bool keepsAll = isWhole && text.fits(), refused = rewriter.losses.count && !options.force;
+    return options.dryRun ? tell(options, rewriter, input, keepsAll) : write(rewriter, text, refused, keepsAll);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <tramostream/dateutils.h>
@@ -71,7 +72,7 @@ private:
     std::uint64_t state;
 };
 
-const RecordKind& kindNamed(std::string_view name) {
+const RecordKind& ownKind(std::string_view name) {
     const auto kinds = recordKinds();
     const auto found = std::ranges::find(kinds, name, [](const RecordKind* kind) { return std::string_view(kind->name); });
     if (found == kinds.end()) throw std::logic_error("no such kind of record");
@@ -91,7 +92,7 @@ using Bytes = std::string;
 // writes them in, makes no difference.
 class Draft {
 public:
-    explicit Draft(std::string_view kind) : model(LineModel::blank(kindNamed(kind))) {}
+    explicit Draft(std::string_view kind) : model(LineModel::blank(ownKind(kind))) {}
 
     Draft& put(std::string_view name, std::string_view text) {
         const Field& field = fieldNamed(model.kind(), name);
@@ -167,7 +168,7 @@ public:
 
     MeterLines lines() {
         MeterLines all;
-        auto add = [&](const char* kind, const Bytes& text) { all.lines.push_back({&kindNamed(kind), text}); };
+        auto add = [&](const char* kind, const Bytes& text) { all.lines.push_back({&ownKind(kind), text}); };
         add("meter subscriber", subscriber());
         if (hasRadio) add("AMR", amr());
         if (!returned) return all;
@@ -535,7 +536,7 @@ public:
     Faults(double rateOfLines, bool isUtf16, std::uint64_t seed)
         : limit(static_cast<std::uint64_t>(rateOfLines * 4294967296.0)), utf16(isUtf16), random(~seed) {
         for (const FieldFault& fault : fieldFaults) {
-            const RecordKind& kind = kindNamed(fault.kind);
+            const RecordKind& kind = ownKind(fault.kind);
             of(kind).fields.push_back(
                 {&fieldNamed(kind, fault.field), fault.follower ? &fieldNamed(kind, fault.follower) : nullptr, fault.blanked});
         }
@@ -666,8 +667,8 @@ struct Options {
 // Lines as bytes of the file.
 class LineWriter {
 public:
-    LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings, Progress& shown)
-        : options(chosenOptions), out(file), expected(findings), progress(shown),
+    LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings)
+        : options(chosenOptions), out(file), expected(findings),
           faults(options.faults, options.encoding == Encoding::Utf16le, options.seed) {
         if (options.encoding == Encoding::Utf16le) buffer = "\xFF\xFE";
     }
@@ -675,6 +676,7 @@ public:
     void write(const RecordKind& kind, std::string_view text) {
         if (!options.wants(kind)) return;
         ++number;
+        if (!options.kinds.empty()) ++lines[&kind];
         if (!expected) return append(text, true);
         Written line{.kind = &kind, .text = Bytes(text)};
         faults.meet(line, number);
@@ -683,6 +685,11 @@ public:
             const std::size_t end = buffer.size() - 2 * (line.text.size() - *line.halfPair + 2);
             buffer.replace(end, 2, std::string_view("\x00\xD8", 2));
         }
+    }
+
+    std::uint64_t linesOf(const RecordKind& kind) const {
+        const auto found = lines.find(&kind);
+        return found == lines.end() ? 0 : found->second;
     }
 
     void flush() {
@@ -713,10 +720,11 @@ private:
     const Options& options;
     OutFile& out;
     OutFile* expected;
-    Progress& progress;
+    Progress progress;
     Faults faults;
     std::string buffer;
     std::uint64_t number = 0;
+    std::map<const RecordKind*, std::uint64_t> lines;  ///< of the chosen kinds
 };
 
 // The meters of a file differ by their identities; of what else is in their lines there are as many versions as here.
@@ -734,8 +742,8 @@ void writeRounds(const Options& options, LineWriter& writer) {
         return std::ranges::find(places, kind, &std::pair<const RecordKind*, Places>::first)->second;
     };
 
-    const RecordKind &round = kindNamed("round"), &enquiry = kindNamed("enquiry definition");
-    const RecordKind& information = kindNamed("record information");
+    const RecordKind &round = ownKind("round"), &enquiry = ownKind("enquiry definition");
+    const RecordKind& information = ownKind("record information");
     const Bytes header = roundLine(), pages[] = {enquiryLine(1), enquiryLine(2)};
     Identities identity;
     for (std::uint64_t meter = 0; meter < options.meters; ++meter) {
@@ -754,7 +762,6 @@ void writeRounds(const Options& options, LineWriter& writer) {
         if (order + 1 == inRound) writer.write(information, informationLine(inRound));
         writer.settle(meter);
     }
-    writer.flush();
 }
 
 std::vector<const RecordKind*> kindsOf(std::string_view list) {
@@ -762,19 +769,16 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
     while (!list.empty()) {
         const std::string_view word = list.substr(0, list.find(','));
         list.remove_prefix(std::min(list.size(), word.size() + 1));
-        const auto all = recordKinds();
-        const auto found = std::ranges::find_if(all, [&](const RecordKind* kind) {
-            return kind->name == word || (word.size() == 1 && kind->letter == static_cast<wchar_t>(word.front()));
-        });
-        if (found == all.end()) {
+        const RecordKind* kind = cli::kindNamed(word);
+        if (!kind || kind->letter == 0) {
             std::vector<std::string_view> names;
-            for (const RecordKind* kind : all) names.emplace_back(kind->name);
+            for (const RecordKind* one : recordKinds()) names.emplace_back(one->name);
             const std::string_view near = meant(word, names);
             throw WrongUsage{
                 near.empty() ? "--kinds: " + noneOf(word, names)
                              : fmt::format("--kinds: \"{}\" is no kind of record; did you mean \"{}\"?", printable(word), near)};
         }
-        kinds.push_back(*found);
+        kinds.push_back(kind);
     }
     return kinds;
 }
@@ -787,8 +791,7 @@ double rateOf(const std::string& word) {
     return rate;
 }
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string meters, seed, faults, kinds, encoding = "ansi";
     Arguments given;
@@ -800,7 +803,6 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     given.app.add_option("--kinds", kinds);
     given.app.add_option("--encoding", encoding);
     const std::vector<std::string> others = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
     if (!others.empty())
         throw WrongUsage{fmt::format("\"{}\" is too much; nothing is read", printable(std::string_view(others[0])))};
     if (options.path.empty()) throw WrongUsage{"-o FILE is missing (\"-\" is the standard output)"};
@@ -815,21 +817,27 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     return options;
 }
 
+// What was asked for and does not come. True: something else does.
+bool tellMissing(const Options& options, const LineWriter& writer) {
+    std::vector<std::string_view> missing;
+    for (const RecordKind* kind : options.kinds)
+        if (writer.linesOf(*kind) == 0) missing.push_back(kind->name);
+    const bool anything = missing.size() < options.kinds.size() || options.kinds.empty();
+    if (!missing.empty())
+        complain(fmt::format("this round has no line of the kind {}{}{}", fmt::join(missing, ", "),
+            options.returned ? "" : "; --returned or more --meters may bring some", anything ? "" : ": nothing was written"));
+    return anything;
+}
+
 int run(std::vector<std::string> arguments) {
-    Progress progress;
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        Output out(progress);
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
-    OutFile file(options->path);
+    const Options options = parse(std::move(arguments));
+    OutFile file(options.path);
     std::optional<OutFile> expected;
-    if (options->faults > 0) expected.emplace(options->path + ".expected.jsonl");
-    LineWriter writer(*options, file, expected ? &*expected : nullptr, progress);
-    writeRounds(*options, writer);
-    progress.wipe();
+    if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl");
+    LineWriter writer(options, file, expected ? &*expected : nullptr);
+    writeRounds(options, writer);
+    if (!tellMissing(options, writer)) return notUsable;
+    writer.flush();
     file.commit();
     if (expected) expected->commit();
     return nothingFound;

@@ -90,8 +90,7 @@ void chooseLines(std::string_view word, Options& options) {
     if (options.last < options.first) throw WrongUsage{fmt::format("\"{}\" ends before it begins", printable(word))};
 }
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", kind = "auto", colour = "auto";
     Arguments given;
@@ -102,17 +101,13 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     given.app.add_option("--kind", kind);
     given.app.add_option("--color,--colour", colour);
     const std::vector<std::string> operands = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
     if (operands.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};
     options.file = operands[0];
     if (operands.size() == 2) chooseLines(operands[1], options);
 
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
-    options.kind = chosen<std::optional<LineKind>>("--kind", kind,
-        {{"auto", std::nullopt}, {"record", LineKind::Record}, {"parameter", LineKind::Parameter}, {"tag", LineKind::Tag},
-            {"key", LineKind::Key}});
+    options.encoding = encodingChoice("--encoding", encoding);
+    options.kind = kindChoice(kind);
     options.colour = wantsColour(colourChoice(colour), stdout);
     return options;
 }
@@ -356,14 +351,14 @@ std::optional<LineKind> kindOf(const Line& line, const Input& input) {
     return prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
 }
 
-int show(const Options& options, Progress& progress, Output& out) {
+int run(std::vector<std::string> arguments) {
+    const Options options = parse(std::move(arguments));
     Input input(options.file, options.encoding);
-    const std::string name = printable(nameOf(options.file));
+    Output out;
     Table table(out, options, terminalWidth(stdout));
     bool clean = true;
     Line line;
     while (line.number < options.last && input.next(line)) {
-        if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
         if (line.number < options.first) continue;
         clean &= table.show(line, options.kind ? options.kind : kindOf(line, input));
         out.settle();
@@ -373,36 +368,15 @@ int show(const Options& options, Progress& progress, Output& out) {
     if (options.chosenLines && !reached) {
         const long long missing = std::max(options.first, line.number + 1);
         const bool unread = input.charactersUnread() != 0;
-        complain(fmt::format("{} has {}{}; there is no line {}", name,
+        complain(fmt::format("{} has {}{}; there is no line {}", input.name(),
             counted(static_cast<unsigned long long>(line.number), "line"), unread ? " that can be read" : "", missing));
         return notUsable;
     }
     if (options.openEnd) {
-        if (line.number == 0) complain(name + " is empty"), clean = false;
-        if (const std::uint64_t unread = input.charactersUnread())
-            complain(fmt::format(
-                "{}: the last {} cannot be read, behind a line that begins with U+FFFF", name, counted(unread, "character"))),
-                clean = false;
-        if (input.hasOddByte()) complain(name + ": the last byte is not read; it is half of a UTF-16 character"), clean = false;
+        if (line.number == 0) complain(input.name() + " is empty"), clean = false;
+        if (const std::string rest = input.unreadRest(); !rest.empty()) complain(input.name() + ": " + rest), clean = false;
     }
     return clean ? nothingFound : somethingFound;
-}
-
-int run(std::vector<std::string> arguments) {
-    Progress progress;
-    Output out(progress);
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
-    try {
-        return show(*options, progress, out);
-    } catch (const Unreadable& failure) {
-        complain(printable(nameOf(options->file)) + ": " + failure.reason);
-        return notUsable;
-    }
 }
 
 }  // namespace

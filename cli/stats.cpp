@@ -44,7 +44,7 @@ Options:
 
 Exit codes:
   0  all files were read
-  2  the command line is wrong, or a file cannot be read (the others are still counted)
+  2  the command line is wrong, or a file cannot be read to its end
   3  something could not be written
 )";
 
@@ -72,6 +72,7 @@ struct MeterLines {
 };
 
 struct Stats {
+    bool isWhole = true;  ///< nothing was left unread
     Number lines = 0, notRead = 0, unreadableFields = 0;
     Numbers byKind;
 
@@ -86,6 +87,7 @@ struct Stats {
     Numbers days;
 
     Stats& operator+=(const Stats& other) {
+        isWhole &= other.isWhole;
         lines += other.lines, notRead += other.notRead, unreadableFields += other.unreadableFields;
         addTo(byKind, other.byKind);
         meters += other.meters, read += other.read;
@@ -192,11 +194,11 @@ void countRecord(const LineModel& model, Stats& stats) {
         stats.located.add(record.text("meterSerialNumber"));
 }
 
-Stats statsOf(const std::string& file, EncodingChoice encoding, Progress& progress) {
+Stats statsOf(Input& input) {
     Stats stats;
     Summary summary;
     std::vector<Finding> damage;
-    forEachLine(file, encoding, progress, [&](const Line& line, std::optional<LineKind> kind) {
+    stats.isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
         ++stats.lines;
         summary.count(line, kind);
         damage.clear();
@@ -409,47 +411,38 @@ struct Options {
     bool json = false;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", format = "text";
     Arguments given;
     given.app.add_option("--encoding", encoding);
     given.app.add_option("--format", format);
-    options.files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (options.files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.files = given.parseFiles(std::move(arguments));
+    options.encoding = encodingChoice("--encoding", encoding);
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
     return options;
 }
 
 int run(std::vector<std::string> arguments) {
-    Progress progress;
-    Output out(progress);
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
-    }
+    Output out;
+    const Options options = parse(std::move(arguments));
 
     std::optional<JsonStats> json;
-    if (options->json) json.emplace(out);
+    if (options.json) json.emplace(out);
     TextStats text(out);
     Stats total;
-    const bool allRead = forEachFile(options->files, [&](const std::string& file) {
-        const Stats stats = statsOf(file, options->encoding, progress);
+    const bool allRead = forEachFile(options.files, [&](const std::string& file) {
+        Input input(file, options.encoding);
+        const Stats stats = statsOf(input);
         if (json) json->file(file, stats);
-        else text.print(printable(nameOf(file)), stats);
+        else text.print(input.name(), stats);
         out.flush();
         total += stats;
     });
     if (json) json->end(total);
-    else if (options->files.size() > 1) text.print(fmt::format("in all {} files", options->files.size()), total);
+    else if (options.files.size() > 1) text.print(fmt::format("in all {} files", options.files.size()), total);
     out.flush();
-    return allRead ? nothingFound : notUsable;
+    return allRead && total.isWhole ? nothingFound : notUsable;
 }
 
 }  // namespace

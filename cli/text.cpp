@@ -183,4 +183,12 @@ Shown shown(std::wstring_view text) {
     return out;
 }
 
+std::string plainWord(std::string_view name) {
+    std::string out;
+    for (const char c : name)
+        if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z')) out += c;
+        else if (c >= 'A' && c <= 'Z') out += static_cast<char>(c - 'A' + 'a');
+    return out;
+}
+
 }  // namespace tramo::cli

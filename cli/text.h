@@ -18,6 +18,9 @@ std::string toUtf8(std::wstring_view text);
 /// The bytes as they are if they are UTF-8; otherwise each byte that is not, as U+FFFD. Not for terminals.
 std::string validUtf8(std::string_view bytes);
 
+/// A name as it is looked up: its letters, made small, and its digits.
+std::string plainWord(std::string_view name);
+
 /// How many characters these bytes are in UTF-8; each byte counts as one where they are not.
 std::size_t charactersOfUtf8(std::string_view bytes);
 

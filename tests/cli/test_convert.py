@@ -116,7 +116,7 @@ class Trouble(Convert):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--encoding", "ansi", "-o", "x"),
-                ("one FILE is expected", "a", "b", "--encoding", "ansi", "-o", "x"),
+                ('one file at a time; what is "b"?', "a", "b", "--encoding", "ansi", "-o", "x"),
                 ("--encoding is missing: ansi or utf16le", "a", "-o", "x"),
                 ('-o OUT is missing ("-" is the standard output)', "a", "--encoding", "ansi"),
                 ('--encoding: "utf8" is none of ansi, utf16le', "a", "--encoding", "utf8", "-o", "x"),
@@ -147,6 +147,29 @@ class Trouble(Convert):
         with open("/dev/full", "wb") as full:
             done = subprocess.run([TRAMO, "convert", path, "--encoding", "ansi", "-o", "-"], stdout=full, stderr=subprocess.PIPE, env=ENVIRONMENT)
         self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: No space left on device\n"))
+
+    def test_standard_output_gets_nothing_before_all_is_known_to_fit(self):
+        path = self.write("f", utf16(("x" * 512 + "\r\n") * 2000 + "\u0100\r\n"))   # more than any buffer
+        result = self.run_tool("convert", path, "--encoding", "ansi", "-o", "-")
+        self.assertEqual((result.raw, result.code), (b"", 1))
+        done = subprocess.run([TRAMO, "convert", path, "--encoding", "utf16le", "-o", "-"], capture_output=True, env=ENVIRONMENT)
+        self.assertEqual((done.stdout, done.returncode), (self.read("f"), 0))
+
+    def test_no_place_for_what_waits_for_the_standard_output(self):
+        path = self.write("f", lines(ROUND))
+        result = self.run_tool("convert", path, "--encoding", "ansi", "-o", "-", env={"TMPDIR": "/nowhere"})
+        self.assertEqual((result.code, result.raw, result.err),
+                         (3, b"", "tramo: cannot write a temporary file in /nowhere: No such file or directory\n"))
+
+    def test_the_result_is_not_held_in_memory(self):
+        path = self.write("f", lines(METER) * 40000)
+        process = subprocess.Popen([TRAMO, "convert", path, "--encoding", "utf16le", "-o", path + "16"], env=ENVIRONMENT)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual((process.returncode, os.path.getsize(path + "16")), (0, 2 * os.path.getsize(path) + 2))
+        with open(TRAMO, "rb") as program:
+            if b"__asan_init" not in program.read():
+                self.assertLess(usage.ru_maxrss * 1024, 2 * os.path.getsize(path))   # the file is, and the program
 
     def test_closed_pipe(self):
         path = self.write("f", lines(METER) * 2000)

@@ -122,7 +122,7 @@ class Progress(CliTest):
             shown = ""
         os.close(master)
         self.assertEqual(out.decode(), "<stdin>: 10000 errors, 0 warnings in 10000 lines\n")
-        self.assertRegex(shown, r"^(\r<stdin> \d+ %\x1b\[K)+\r\x1b\[K$")
+        self.assertRegex(shown, r"^(\r<stdin> \d+ (KB|%)\x1b\[K)+\r\x1b\[K$")
 
     def test_nothing_elsewhere(self):
         process = subprocess.Popen([TRAMO, "check", "-q", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=ENVIRONMENT)

@@ -208,7 +208,7 @@ class Trouble(Rewrite):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--dry-run"),
-                ("one FILE is expected", "a", "b", "--dry-run"),
+                ('one file at a time; what is "b"?', "a", "b", "--dry-run"),
                 ("either --dry-run or -o OUT is expected", "a"),
                 ("either --dry-run or -o OUT is expected", "a", "--dry-run", "-o", "x"),
                 ('--format: "xml" is none of text, json', "a", "--dry-run", "--format", "xml"),

@@ -176,7 +176,7 @@ class Lines(ShowTest):
     def test_what_cannot_be_read_at_the_end(self):
         result = self.show(utf16("AB" + "x" * 21 + "\r\n\uffff" + "y" * 5), "--kind", "tag")
         self.assertEqual(result.code, 1)
-        self.assertIn("the last 6 characters cannot be read", result.err)
+        self.assertIn("6 characters from line 2 on cannot be read", result.err)
         result = self.show(utf16("AB" + "x" * 21 + "\r\n") + b"z", "--kind", "tag")
         self.assertIn("half of a UTF-16 character", result.err)
 
