@@ -19,8 +19,6 @@ namespace {
 
 constexpr std::int64_t hour = 3600, day = 24 * hour;
 
-std::int64_t floorDivide(std::int64_t a, std::int64_t b) { return a / b - (a % b < 0 ? 1 : 0); }
-
 // The broken-down time as if it were UTC.
 std::int64_t asSeconds(const std::tm& t) {
     using namespace std::chrono;
@@ -39,25 +37,41 @@ std::int32_t offsetAt(std::int64_t instant) { return static_cast<std::int32_t>(a
 
 // Offsets are remembered in bins of time. No zone of the database has ever changed its offset twice within three days,
 // so two looks at most a day apart see every change.
-constexpr std::int32_t unsteady = INT32_MAX;  // for a bin that has more than one offset
 struct Bin {
-    std::int32_t number, offset;
+    std::int32_t number, offset;  // `unsteady` for a bin that has more than one offset
 };
 constexpr Bin emptyBin{INT32_MIN, 0};
 
-template <std::int64_t seconds, std::size_t count, auto find> struct Bins {
+// Each bin takes two to the power of `bits` seconds.
+template <int bits, std::size_t count, auto find> struct Bins {
     Bin bins[count];
 
     std::int32_t offset(std::int64_t time) {
-        const auto number = static_cast<std::int32_t>(floorDivide(time, seconds));
-        Bin& bin = bins[static_cast<std::uint32_t>(number) % count];
+        const std::int64_t number = time >> bits;
+        Bin& bin = bins[static_cast<std::uint64_t>(number) % count];
         if (bin.number != number) {
             tzset();  // localtime_r need not look at TZ
-            bin = {number, find(number * seconds, (number + 1) * seconds)};
+            bin = {static_cast<std::int32_t>(number), find(number << bits, (number + 1) << bits)};
         }
         return bin.offset;
     }
 };
+constexpr int threeDays = 18, anHour = 12;  // and a little more
+
+// The days of eight years.
+struct Days {
+    struct Day {
+        std::chrono::year_month_day date;
+        long32 midnight;
+    } days[8 << 9];
+
+    Day& at(const std::chrono::year_month_day& date) {
+        const auto yearNumber = static_cast<unsigned>(static_cast<int>(date.year()));
+        return days[(yearNumber << 9 | static_cast<unsigned>(date.month()) << 5 | static_cast<unsigned>(date.day())) %
+                    std::size(days)];
+    }
+};
+constexpr Days::Day noDay{{}, unsteady};
 
 constexpr std::int64_t reach = 26 * hour;  // more than any offset
 constexpr std::int64_t usualChange = 3 * hour;
@@ -115,15 +129,17 @@ private:
 // What one thread remembers. It has no constructor: a thread starts with zeros, for which the mark does not hold.
 struct Memory {
     TimeZoneMark mark;
-    Bins<3 * day, 2048, findSteady> steady;  // 16 years
-    Bins<hour, 256, findOfInstants> instants;
-    Bins<hour, 256, findOfLocalTimes> localTimes;
+    Days days;
+    Bins<threeDays, 2048, findSteady> steady;  // 17 years
+    Bins<anHour, 256, findOfInstants> instants;
+    Bins<anHour, 256, findOfLocalTimes> localTimes;
 };
 
 Memory& memory() {
     static constinit thread_local Memory memory{};
     if (!memory.mark.holds()) {
         memory.mark.set();
+        std::ranges::fill(memory.days.days, noDay);
         std::ranges::fill(memory.steady.bins, emptyBin);
         std::ranges::fill(memory.instants.bins, emptyBin);
         std::ranges::fill(memory.localTimes.bins, emptyBin);
@@ -133,11 +149,12 @@ Memory& memory() {
 
 // mktime moves a time that does not exist by what was skipped, one way or the other. A date must not become the day before.
 std::int64_t byMktime(std::int64_t local) {
-    const std::int64_t days = floorDivide(local, day);
-    const auto ofDay = static_cast<int>(local - days * day);
+    using namespace std::chrono;
+    const auto date = floor<days>(sys_seconds{seconds{local}});
+    const auto ofDay = static_cast<int>(local - date.time_since_epoch().count() * day);
     std::tm t{};
     t.tm_year = 70;
-    t.tm_mday = static_cast<int>(days) + 1;
+    t.tm_mday = static_cast<int>(date.time_since_epoch().count()) + 1;
     t.tm_hour = ofDay / 3600;
     t.tm_min = ofDay / 60 % 60;
     t.tm_sec = ofDay % 60;
@@ -147,7 +164,23 @@ std::int64_t byMktime(std::int64_t local) {
     return moved < -ofDay ? instant - moved : instant;
 }
 
+long32 findMidnight(const std::chrono::year_month_day& date, Memory& known) {
+    using namespace std::chrono;
+    if (!date.ok() || date.year() < year{1902} || date.year() > year{2037}) return unsteady;
+    const std::int64_t midnight = sys_seconds{sys_days{date}}.time_since_epoch().count();
+    const std::int32_t offset = known.steady.offset(midnight);
+    if (offset == unsteady || offset != known.steady.offset(midnight + day - 1)) return unsteady;
+    return static_cast<long32>(midnight - offset);
+}
+
 }  // namespace
+
+long32 midnightOf(const std::chrono::year_month_day& date) {
+    Memory& known = memory();
+    Days::Day& bin = known.days.at(date);
+    if (bin.date != date) bin = {date, findMidnight(date, known)};
+    return bin.midnight;
+}
 
 std::int64_t toInstant(std::int64_t local) {
     Memory& known = memory();

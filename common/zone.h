@@ -1,6 +1,7 @@
 // The host's local time. A local time is held as the seconds that its calendar date and clock time would be in UTC.
 #pragma once
 #include "tramostream/types.h"
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 
@@ -9,6 +10,11 @@ namespace tramo::zone {
 // The instant that mktime gives for a local time when it is left to find out about daylight saving, but for a time that
 // does not exist never one of the day before.
 std::int64_t toInstant(std::int64_t local);
+
+// The midnight at which a day between 1902 and 2037 begins, if the whole day has one offset; else `unsteady`, also for a
+// date that does not exist.
+inline constexpr std::int32_t unsteady = INT32_MAX;
+long32 midnightOf(const std::chrono::year_month_day& date);
 
 std::int64_t toLocal(long32 instant);
 

@@ -63,11 +63,12 @@ template <class T> bool toInteger(std::wstring_view label, std::wstring_view tex
     return readDigits<10>(digits, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
 }
 
+// clang-format off
+constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+// clang-format on
+
 // A plain short decimal: its digits and its power of ten are exact, so that one division rounds correctly.
 bool plainDecimal(std::wstring_view text, double& value) {
-    // clang-format off
-    static constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
-    // clang-format on
     const bool negative = takeSign(text);
     std::uint64_t digits = 0;
     std::size_t count = 0, decimals = 0;
@@ -136,19 +137,56 @@ std::string_view print(double value, int decimals, DoubleText& buffer) {
     return {buffer, static_cast<std::size_t>(result.ptr - buffer)};
 }
 
-struct DatePattern {
-    const char* format;
-    std::size_t width;
-};
-constexpr DatePattern patterns[] = {{"%Y%m%d", 8}, {"%Y%m%d%H%M", 12}, {"%Y", 4}};
-constexpr const DatePattern& pattern(DateFormat format) { return patterns[static_cast<int>(format)]; }
+// A value of few digits, when it is not so close to the middle between two of them that the product's error matters. The
+// product is below 2^43, so its error is below 2^-10.
+bool putPlainDecimal(double value, int decimals, wchar_t* dest, int width) {
+    if (FLT_EVAL_METHOD != 0 || decimals > 6) return false;
+    const double scaled = std::fabs(value) * powersOfTen[decimals];
+    if (!(scaled < 8e12)) return false;
+    const auto whole = static_cast<std::uint64_t>(scaled + 0.5);
+    if (std::fabs(std::fabs(scaled - static_cast<double>(whole)) - 0.5) < 0.01) return false;
+    char buffer[1 + 13 + 1];  // sign, digits, point
+    char* text = std::end(buffer);
+    std::uint64_t digits = whole;
+    for (int i = 0; i <= decimals || digits != 0; ++i, digits /= 10) {
+        if (i == decimals && i > 0) *--text = '.';
+        *--text = static_cast<char>('0' + digits % 10);
+    }
+    if (std::signbit(value)) *--text = '-';
+    justify({text, static_cast<std::size_t>(std::end(buffer) - text)}, dest, width);
+    return true;
+}
 
 // A character counts as the one of its low eight bits.
+class DateDigits {
+public:
+    explicit DateDigits(const wchar_t* text) : next(text) {}
+
+    unsigned take(int count) {
+        unsigned value = 0;
+        for (; count > 0; --count) {
+            const auto digit = static_cast<unsigned char>(*next++ - L'0');
+            bad |= digit > 9;
+            value = value * 10 + digit;
+        }
+        return value;
+    }
+    bool areGood() const { return !bad; }
+
+private:
+    const wchar_t* next;
+    bool bad = false;
+};
+
 long32 readDate(std::wstring_view text, DateFormat format) {
-    char narrowed[12 + 1] = {};
-    if (text.size() != pattern(format).width) return dates::noTime;
-    std::transform(text.begin(), text.end(), narrowed, [](wchar_t c) { return static_cast<char>(c); });
-    return dates::read(pattern(format).format, narrowed);
+    if (text.size() != widthOf(format)) return dates::noTime;
+    DateDigits digits(text.data());
+    const unsigned year = digits.take(4);
+    const unsigned month = format == DateFormat::Year ? 1 : digits.take(2);
+    const unsigned day = format == DateFormat::Year ? 1 : digits.take(2);
+    const unsigned hour = format == DateFormat::DateTime ? digits.take(2) : 0;
+    const unsigned minute = format == DateFormat::DateTime ? digits.take(2) : 0;
+    return digits.areGood() ? dates::toInstant(year, month, day, hour, minute) : dates::noTime;
 }
 
 bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seconds) {
@@ -158,8 +196,9 @@ bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seco
     return true;
 }
 
-void putDigits(wchar_t* dest, int count, unsigned value) {
-    for (wchar_t* digit = dest + count; digit != dest; value /= 10) *--digit = static_cast<wchar_t>(L'0' + value % 10);
+void putTwoDigits(wchar_t* dest, unsigned value) {
+    dest[0] = static_cast<wchar_t>(L'0' + value / 10);
+    dest[1] = static_cast<wchar_t>(L'0' + value % 10);
 }
 
 }  // namespace
@@ -234,6 +273,7 @@ void fromInteger(long long value, wchar_t* dest, int width) {
 
 void fromDouble(double value, wchar_t* dest, int width, int decimals) {
     if (decimals < 0) decimals = 6;
+    if (putPlainDecimal(value, decimals, dest, width)) return;
     DoubleText buffer;
     const std::string_view text = print(value, std::min(decimals, maxDecimals), buffer);
     const int room = std::max(width, 0) - static_cast<int>(text.size());
@@ -243,14 +283,13 @@ void fromDouble(double value, wchar_t* dest, int width, int decimals) {
 }
 
 bool fromDate(long32 seconds, wchar_t* dest, DateFormat format) {
-    const dates::ClockTime time = dates::toLocal(seconds);
-    putDigits(dest, 4, time.year);
+    const dates::LocalTime time = dates::toLocal(seconds);
+    for (std::size_t i = 0; i < 4; ++i) dest[i] = static_cast<wchar_t>(time.date[i]);
     if (format == DateFormat::Year) return true;
-    putDigits(dest + 4, 2, time.month);
-    putDigits(dest + 6, 2, time.day);
+    for (std::size_t i = 4; i < 8; ++i) dest[i] = static_cast<wchar_t>(time.date[i]);
     if (format == DateFormat::Date) return true;
-    putDigits(dest + 8, 2, time.hour);
-    putDigits(dest + 10, 2, time.minute);
+    putTwoDigits(dest + 8, time.hour);
+    putTwoDigits(dest + 10, time.minute);
     return true;
 }
 

@@ -12,7 +12,8 @@
 namespace tramo::codec {
 
 using AlarmFlags = std::array<bool, 12>;
-enum class DateFormat { Date, DateTime, Year };  // YYYYMMDD, YYYYMMDDhhmm, YYYY
+enum class DateFormat : char { Year = 4, Date = 8, DateTime = 12 };  // YYYY, YYYYMMDD, YYYYMMDDhhmm, by their widths
+constexpr std::size_t widthOf(DateFormat format) { return static_cast<std::size_t>(format); }
 
 constexpr bool isBlank(wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
 

@@ -233,6 +233,28 @@ TEST(FromDouble, AgreesWithPrintf) {
     }
 }
 
+// Values in the middle between two texts, their neighbours, and values about as large as the quick way takes.
+TEST(FromDouble, AgreesWithPrintfWhereRoundingIsHard) {
+    std::mt19937_64 random(8);
+    for (int i = 0; i < 200000; ++i) {
+        const int decimals = static_cast<int>(random() % 8);
+        const double scale = std::pow(10, decimals);
+        const std::uint64_t digits = random() >> (i % 4 == 0 ? 20 : 24 + random() % 40);
+        double value = (static_cast<double>(digits) + (i % 2 == 0 ? 0.5 : 0.51)) / scale;
+        if (i % 5 == 0) value = std::ldexp(static_cast<double>(digits), -static_cast<int>(random() % 12));
+        for (int steps = static_cast<int>(random() % 4); steps > 0; --steps)
+            value = std::nextafter(value, i % 3 == 0 ? 0 : HUGE_VAL);
+        if (i % 7 == 0) value = -value;
+
+        char text[64];
+        const int length = std::snprintf(text, sizeof text, "%40.*f", decimals, value);
+        ASSERT_EQ(length, 40);
+        std::wstring field(40, L'#');
+        codec::fromDouble(value, field.data(), 40, decimals);
+        ASSERT_EQ(field, std::wstring(text, text + 40)) << value << ' ' << decimals;
+    }
+}
+
 TEST(Append, PrintsAsPrintfDoes) {
     std::mt19937_64 random(6);
     for (int i = 0; i < 5000; ++i) {

@@ -1,5 +1,6 @@
 // Dates read from text: the strict syntax, the calendar, the limits of 32 bits, and local time as the host has it.
 #include "tramostream/dateutils.h"
+#include "common/dates.h"
 #include "common/zone.h"
 #include "support/timezone.h"
 #include <cstdint>
@@ -207,6 +208,11 @@ std::int64_t byMktime(std::int64_t local) {
     return skipped > 0 && t.tm_yday != day ? instant + skipped : instant;
 }
 
+std::int64_t sinceEpoch(int year, unsigned month, unsigned day) {
+    using namespace std::chrono;
+    return sys_days{std::chrono::year{year} / month / day}.time_since_epoch().count();
+}
+
 TEST_P(LocalTime, EveryDayComesBack) {
     for (std::int64_t day = 366; day < 25000; ++day) {  // 1971-01-02 to 2038-06
         const auto noonUtc = static_cast<std::time_t>(day * 86400 + 43200);
@@ -269,6 +275,34 @@ TEST_P(LocalTime, IsTheHostsAroundEveryChange) {
             ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant - 1, instant + offset - 60));
         }
     }
+}
+
+// Days are remembered beside the offsets; each is asked for twice, to find it and to have it found.
+TEST_P(LocalTime, EveryDayIsTheHosts) {
+    const std::int64_t last = sinceEpoch(2037, 12, 31);
+    for (std::int64_t day = sinceEpoch(1902, 1, 2); day <= last; ++day)
+        for (const std::int64_t minute : {0, 1439, 0, 721}) {
+            const std::int64_t local = day * 86400 + minute * 60;
+            const std::chrono::year_month_day date{std::chrono::sys_days{std::chrono::days{day}}};
+            const long32 seconds =
+                tramo::dates::toInstant(static_cast<unsigned>(static_cast<int>(date.year())), static_cast<unsigned>(date.month()),
+                    static_cast<unsigned>(date.day()), static_cast<unsigned>(minute / 60), static_cast<unsigned>(minute % 60));
+            ASSERT_EQ(seconds, byMktime(local)) << day << ' ' << minute;
+        }
+}
+
+TEST(Dates, DaysThatDoNotExistAreNotRemembered) {
+    const TimeZone zone("Europe/Paris");
+    for (int turn = 0; turn < 2; ++turn)
+        for (const unsigned year : {1901U, 1902U, 2023U, 2024U, 2037U, 2038U})
+            for (unsigned month = 0; month < 100; ++month)
+                for (unsigned day = 0; day < 100; ++day) {
+                    const std::chrono::year_month_day date{
+                        std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
+                    const bool inRange = (year > 1901 || month * 100 + day > 1213) && (year < 2038 || month * 100 + day < 119);
+                    ASSERT_EQ(tramo::dates::toInstant(year, month, day, 12, 0) != none, date.ok() && inRange)
+                        << year << ' ' << month << ' ' << day;
+                }
 }
 
 TEST(SkippedTime, IsWhatMktimeMakesOfIt) {
