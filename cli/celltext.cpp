@@ -21,7 +21,8 @@ bool isAscii(std::string_view bytes) {
     return std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F; }
+// U+FFFE and U+FFFF are no characters, and XML has no place for them.
+bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F || c >= 0xFFFE; }
 bool isPlain(wchar_t c) { return !isControl(c) && c < 0x7F && c != L'\\'; }
 
 // What spreadsheets take for the beginning of a formula, besides control characters.

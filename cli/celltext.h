@@ -14,7 +14,8 @@ std::optional<std::wstring> fromUtf8(std::string_view bytes);
 /// As a JSON string, in quotation marks. Everything beyond ASCII is written as \u20ac, half a pair as \ud83d.
 void appendJson(fmt::memory_buffer& out, std::wstring_view text);
 
-/// As a cell of CSV or SQLite: UTF-8, a backslash doubled, control characters and lone halves of pairs as \u0000.
+/// As a cell of CSV, SQLite or a workbook: UTF-8, a backslash doubled; control characters, lone halves of pairs, U+FFFE
+/// and U+FFFF as \u0000.
 /// `harmless`: so is a first character that makes a spreadsheet take the cell for a formula.
 std::string escaped(std::wstring_view text, bool harmless);
 

@@ -20,9 +20,10 @@ Examples:
   tramo export round.txt --to csv -o tables               a folder, a file for each kind of line
   tramo export round.txt --to csv --only "meter change" -o changes.csv
   tramo export round.txt --to sqlite -o round.db
+  tramo export round.txt --to xlsx -o round.xlsx
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
 
-Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite
+Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite|xlsx
 
 What is exported is what the library reads: "tramo import" makes of it the lines that the
 library writes after reading the file, in the same order. Every line has a number, a kind
@@ -36,8 +37,8 @@ blank line is left out (an empty cell in a table).
   odd numbers    "nan", "-nan", "inf", "-inf" and "-zero"
   texts          in JSON everything beyond ASCII is \u20ac, half a surrogate pair that stands
                  alone is \ud83d. In tables a backslash is \\, control characters and
-                 halves that stand alone are \u0000, and so is a first = + - or @ of a text,
-                 which a spreadsheet would take for a formula. An import undoes it
+                 halves that stand alone are \u0000, and so is in csv a first = + - or @ of a
+                 text, which a spreadsheet would take for a formula. An import undoes it
   damaged lines  of wrong length or no known kind are of the kind "text" and have one value,
                  "text", the whole line; an import writes them as they are
   key lines      the ten values, and "text", the whole line; an import writes that. Keys are
@@ -46,12 +47,15 @@ blank line is left out (an empty cell in a table).
 Options:
   --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of names),
                       sqlite (a table for each kind, "finding" and "files", and the view
-                      "meters": a subscriber's line with those of its meter)
+                      "meters": a subscriber's line with those of its meter),
+                      xlsx (a workbook, a sheet for each kind, "finding" and "files")
   -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a folder with
-                      a file for each kind, which must hold none yet. sqlite: a file. "-",
-                      the standard output, is for jsonl and one kind of csv, and may be left out
+                      a file for each kind, which must hold none yet. sqlite, xlsx: a file.
+                      "-" is the standard output, but not for sqlite; jsonl and one kind of csv
+                      go there without -o
   --only KIND         the lines of one kind: "meter subscriber", "AMR", "key", "text", ...
-  --findings FILE     what "tramo check" finds in the lines, in the same form; sqlite has a table
+  --findings FILE     what "tramo check" finds in the lines, in the same form; sqlite and xlsx
+                      have a table
   --show-keys         keys of key lines as they are; a new OUT is for its owner only
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
   -h, --help          this page
@@ -63,7 +67,10 @@ Exit codes:
   3  something could not be written
 )";
 
-enum class Form { Jsonl, Csv, Sqlite };
+enum class Form { Jsonl, Csv, Sqlite, Xlsx };
+
+/// Whether what was found stands among the rows, and not in a file of its own.
+bool hasFindings(Form form) { return form == Form::Sqlite || form == Form::Xlsx; }
 
 struct Options {
     std::string file, output = "-", findings;
@@ -96,16 +103,20 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     if (given.wantsHelp) return std::nullopt;
     if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (files.size() > 1) throw WrongUsage{"one FILE only"};
-    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite"};
+    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite, xlsx"};
 
     options.file = files[0];
-    options.form = chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
+    options.form =
+        chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}, {"xlsx", Form::Xlsx}});
     options.encoding = chosen<EncodingChoice>("--encoding", encoding,
         {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
     options.only = chosenTable(only);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
-    if (options.form == Form::Sqlite && !options.findings.empty()) throw WrongUsage{"--findings: a database has a table of them"};
+    if (options.form == Form::Xlsx && given.app.count("--output") == 0) throw WrongUsage{"a workbook needs a file: -o FILE"};
+    if (hasFindings(options.form) && !options.findings.empty())
+        throw WrongUsage{fmt::format(
+            "--findings: a {} of them", options.form == Form::Sqlite ? "database has a table" : "workbook has a sheet")};
     if (options.output == "-" && options.findings == "-")
         throw WrongUsage{"--findings: the standard output is taken; name a file, or one for the rows with -o"};
     return options;
@@ -115,6 +126,7 @@ std::unique_ptr<Sink> sinkFor(Form form, const std::string& path, Keys keys, boo
     const OutFile::Mode mode = keys == Keys::Shown ? OutFile::Mode::Secret : OutFile::Mode::Usual;
     if (form == Form::Jsonl) return makeJsonlSink(path, mode);
     if (form == Form::Sqlite) return makeSqliteSink(path, mode);
+    if (form == Form::Xlsx) return makeXlsxSink(path, mode);
     return makeCsvSink(path, mode, mayBeFolder && path != "-" && !path.ends_with(".csv"));
 }
 
@@ -136,7 +148,7 @@ public:
         const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), line.number};
         rows->finish(source);
         if (beside) beside->finish(source);
-        progress.wipe();
+        Progress::wipe();
         return tell();
     }
 
@@ -149,7 +161,7 @@ private:
             damaged += row.table == &textTable();
             unread += row.unread;
             rows->put(row);
-            if (Sink* to = beside ? beside.get() : options.form == Form::Sqlite ? rows.get() : nullptr) {
+            if (Sink* to = beside ? beside.get() : hasFindings(options.form) ? rows.get() : nullptr) {
                 if (judged) checkFields(*kind, line.text, false, findings);
                 for (const Finding& finding : findings) to->put(rowOf(finding, line.number));
             }

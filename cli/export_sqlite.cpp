@@ -35,16 +35,18 @@ bool isSerialNumberOfMeter(const Column& column) {
            (column.name.starts_with("meter") && column.name.ends_with("SerialNumber"));
 }
 
-std::string definitionOf(const Table& table, const char* lineColumn) {
-    std::string sql = fmt::format("CREATE TABLE \"{}\" (\"line\" {}", table.identifier, lineColumn);
-    for (const Column& column : table.columns) sql += fmt::format(", \"{}\" {}", column.name, typeOf(column));
-    return sql + ")";
+// `lineColumn`: the column of line numbers, empty for none.
+std::string definitionOf(const Table& table, std::string_view lineColumn) {
+    std::string columns(lineColumn);
+    for (const Column& column : table.columns)
+        columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, typeOf(column));
+    return fmt::format("CREATE TABLE \"{}\" ({})", table.identifier, columns);
 }
 
-std::string insertionInto(const Table& table) {
-    std::string sql = fmt::format("INSERT INTO \"{}\" VALUES (?", table.identifier);
-    for (std::size_t i = 0; i < table.columns.size(); ++i) sql += ", ?";
-    return sql + ")";
+std::string insertionInto(const Table& table, bool hasLine) {
+    std::string places = hasLine ? "?" : "";
+    for (std::size_t i = 0; i < table.columns.size(); ++i) places += places.empty() ? "?" : ", ?";
+    return fmt::format("INSERT INTO \"{}\" VALUES ({})", table.identifier, places);
 }
 
 std::string indexesOf(const Table& table) {
@@ -81,19 +83,37 @@ public:
         : file(path, mode), database(file.temporaryPath(), path, Database::Write) {
         // Nobody sees the file before it is complete, so that nothing needs to be taken back.
         database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
-        for (const Table& table : tables()) create(table, "INTEGER PRIMARY KEY");
-        create(findingTable(), "INTEGER");
-        database.run(
-            "CREATE TABLE \"files\" (\"name\" TEXT, \"encoding\" TEXT, \"bytes\" INTEGER, \"lines\" INTEGER, \"version\" TEXT)");
+        for (const Table& table : tables()) create(table, "\"line\" INTEGER PRIMARY KEY");
+        create(findingTable(), "\"line\" INTEGER");
+        create(fileTable(), "");
     }
 
     void put(const Row& row) override {
         Statement& insertion = insertions.at(row.table);
+        insertion.bind(1, row.line);
+        insert(insertion, 2, row);
+    }
+
+    void finish(const Source& source) override {
+        insert(insertions.at(&fileTable()), 1, rowOf(source));
+        for (const Table& table : tables()) database.run(indexesOf(table).c_str());
+        database.run(viewOfMeters().c_str());
+        insertions.clear();
+        database.run("COMMIT");
+        database.close();
+        file.commit();
+    }
+
+private:
+    void create(const Table& table, const char* lineColumn) {
+        database.run(definitionOf(table, lineColumn).c_str());
+        insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
+    }
+
+    void insert(Statement& insertion, int place, const Row& row) {
         texts.clear();
         texts.reserve(row.cells.size());
-        insertion.bind(1, row.line);
-        for (std::size_t i = 0; i < row.cells.size(); ++i) {
-            const int place = static_cast<int>(i) + 2;
+        for (std::size_t i = 0; i < row.cells.size(); ++i, ++place) {
             if (const auto* text = std::get_if<std::wstring>(&row.cells[i]))
                 insertion.bind(place, texts.emplace_back(escaped(*text, false)));
             else if (const auto* number = std::get_if<long long>(&row.cells[i])) insertion.bind(place, *number);
@@ -102,31 +122,6 @@ public:
         }
         insertion.step();
         insertion.reset();
-    }
-
-    void finish(const Source& source) override {
-        Statement insertion(database, "INSERT INTO \"files\" VALUES (?, ?, ?, ?, ?)");
-        const std::string name = validUtf8(source.name);
-        insertion.bind(1, name);
-        insertion.bind(2, source.utf16 ? "UTF-16LE" : "ANSI");
-        insertion.bind(3, static_cast<long long>(source.bytes));
-        insertion.bind(4, source.lines);
-        insertion.bind(5, TRAMO_VERSION);
-        insertion.step();
-        insertion.reset();
-        for (const Table& table : tables()) database.run(indexesOf(table).c_str());
-        database.run(viewOfMeters().c_str());
-        insertions.clear();
-        database.run("COMMIT");
-        insertion.close();
-        database.close();
-        file.commit();
-    }
-
-private:
-    void create(const Table& table, const char* lineColumn) {
-        database.run(definitionOf(table, lineColumn).c_str());
-        insertions.try_emplace(&table, database, insertionInto(table));
     }
 
     OutFile file;

@@ -26,7 +26,8 @@ Usage: tramo import FILE --from jsonl|csv|sqlite --encoding ansi|utf16le [-o OUT
 Each row becomes a line as the library writes it, with CR LF behind it. A field that a row
 does not have is what it is on a blank line; "tramo help export" tells how values are written.
 The rows of one file come in the order in which they stand there, those of a folder and of a
-database by the numbers of their lines. Rows of the kind "finding" are passed over.
+database by the numbers of their lines. Rows of the kind "finding" are passed over. A workbook
+(xlsx) is for people: there is no way back from it.
 
 An import ends at a row that is not understood: a kind or field that does not exist, a value
 that is none of its field or longer than the field, a text that the encoding cannot hold, a

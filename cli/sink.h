@@ -16,6 +16,10 @@ struct Source {
     long long lines;
 };
 
+/// What is told of the file where the form has a place for it. Its row has no line number.
+const Table& fileTable();
+Row rowOf(const Source& source);
+
 /// Nothing appears in its place before `finish`. Every operation may throw WriteFailed.
 class Sink {
 public:
@@ -36,5 +40,8 @@ std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, b
 /// A SQLite database: a table a kind, also of what was found and of the file, and the view "meters". Not for the standard
 /// output.
 std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode);
+
+/// A workbook (Office Open XML): a sheet a kind, also of what was found and of the file.
+std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode);
 
 }  // namespace tramo::cli

@@ -283,7 +283,7 @@ class Program(ExportTest):
     def test_usage(self):
         for arguments, message in (
                 ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"),
-                (("f",), "--to is missing: jsonl, csv, sqlite"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv, sqlite'),
+                (("f",), "--to is missing: jsonl, csv, sqlite, xlsx"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv, sqlite, xlsx'),
                 (("f", "--to", "csv", "--findings", "-"), "--findings: the standard output is taken; name a file, or one for the rows with -o")):
             result = self.run_tool("export", *arguments)
             self.assertEqual((result.code, result.out, result.err),
