@@ -9,7 +9,7 @@
 namespace bench {
 
 struct Sums {
-    std::uint64_t records = 0, texts = 0, characters = 0, numbers = 0;
+    std::uint64_t records = 0, faults = 0, texts = 0, characters = 0, numbers = 0;
     double decimals = 0;
 
     template <class Character> Sums& operator<<(std::basic_string_view<Character> text) {

@@ -1,0 +1,110 @@
+#include "bench/data.h"
+#include "bench/process.h"
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    if (!in || text.empty()) throw std::runtime_error("cannot read " + path);
+    return text;
+}
+
+// Written under another name first, so that a file that is there is whole.
+template <class Write> void makeFile(const std::string& path, Write write) {
+    const std::string part = path + ".part";
+    std::ofstream out(part, std::ios::binary);
+    write(out);
+    out.close();
+    if (!out) throw std::runtime_error("cannot write " + part);
+    fs::rename(part, path);
+}
+
+std::string seed(const Options& options, const std::string& kind) {
+    if (kind == "parameter") return contents(SAMPLES "/parameters.txt");
+    if (kind == "tag") return contents(SAMPLES "/tags.txt");
+    if (kind == "AMR key") return contents(SAMPLES "/amr-keys.txt");
+    const std::string path = options.folder + "/seed.txt";
+    const std::size_t meters = kind == "meter subscriber" ? options.subscribers() : options.others();
+    std::vector<std::string> command{options.tramo, "sample", "--returned", "--meters", std::to_string(meters), "-o", path};
+    if (kind != "mixed") command.insert(command.end(), {"--kinds", kind});
+    if (runProgram(command).status != 0) throw std::runtime_error("tramo sample failed");
+    std::string text = contents(path);
+    fs::remove(path);
+    return text;
+}
+
+// The text again and again, until it has so many lines.
+std::string repeated(const std::string& text, std::size_t lines) {
+    std::string result;
+    while (lines > 0) {
+        for (std::size_t at = 0; at < text.size() && lines > 0; --lines) {
+            const std::size_t end = text.find('\n', at) + 1;
+            if (end == 0) throw std::runtime_error("a line without line end");
+            result.append(text, at, end - at);
+            at = end;
+        }
+    }
+    return result;
+}
+
+std::string widened(const std::string& text) {
+    std::string result = "\xFF\xFE";
+    result.reserve(2 + 2 * text.size());
+    for (const char c : text) result.append({c, '\0'});
+    return result;
+}
+
+bool isFresh(const std::string& path, const Options& options) {
+    return fs::exists(path) && fs::last_write_time(path) > fs::last_write_time(options.tramo);
+}
+
+}  // namespace
+
+DataFile dataFile(const Options& options, const std::string& kind, int encoding) {
+    const bool isAnsi = encoding == StrConv::ENCODING_ANSI;
+    const std::size_t lines = kind == "meter subscriber" ? options.subscribers() : options.others();
+    const std::string path = options.folder + "/" + kind + "-" + std::to_string(lines) + (isAnsi ? ".txt" : "-utf16.txt");
+    if (!isFresh(path, options)) {
+        const std::string text = repeated(seed(options, kind), lines);
+        makeFile(path, [&](std::ostream& out) { out << (isAnsi ? text : widened(text)); });
+    }
+    const std::size_t bytes = fs::file_size(path);
+    return {path, encoding, lines, bytes, isAnsi ? bytes : bytes / 2 - 1};
+}
+
+std::string shapedFile(const Options& options, Shape shape, std::size_t bytes) {
+    constexpr const char* names[] = {"normal", "one-line", "line-feeds", "all-bad"};
+    const std::string path = options.folder + "/" + names[static_cast<int>(shape)] + "-" + std::to_string(bytes) + ".txt";
+    if (isFresh(path, options)) return path;
+    std::string text;
+    switch (shape) {
+    case Shape::Normal: text = contents(dataFile(options, "meter subscriber", StrConv::ENCODING_ANSI).path); break;
+    case Shape::OneLine: text.assign(1 << 20, 'x'); break;
+    case Shape::LineFeeds: text.assign(1 << 20, '\n'); break;
+    case Shape::AllBad:
+        for (const char letter : std::string_view("012345679")) text += letter + std::string(511, '?') + "\r\n";
+        break;
+    }
+    makeFile(path, [&](std::ostream& out) {
+        for (std::size_t left = bytes; left > 0;) {
+            std::size_t piece = std::min(left, text.size());
+            out.write(text.data(), static_cast<std::streamsize>(piece));
+            left -= piece;
+        }
+        if (shape == Shape::OneLine) out << "\r\n";
+    });
+    return path;
+}
+
+}  // namespace bench

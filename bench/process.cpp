@@ -1,0 +1,54 @@
+#include "bench/process.h"
+#include <exception>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace bench {
+
+namespace {
+
+constexpr int notStarted = 127;
+
+template <class Work> Usage runChild(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const int nowhere = ::open("/dev/null", O_WRONLY);
+        ::dup2(nowhere, STDOUT_FILENO);
+        ::dup2(nowhere, STDERR_FILENO);
+        ::_exit(work());
+    }
+    int status = 0;
+    rusage used{};
+    if (child < 0 || ::wait4(child, &status, 0, &used) != child) throw std::runtime_error("no process could be started");
+    auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; };
+    return {seconds(used.ru_utime) + seconds(used.ru_stime), static_cast<std::size_t>(used.ru_maxrss) * 1024,
+        WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
+
+}  // namespace
+
+Usage runProgram(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    const Usage usage = runChild([&] {
+        ::execv(arguments[0], arguments.data());
+        return notStarted;
+    });
+    if (usage.status == notStarted) throw std::runtime_error("cannot run " + command[0]);
+    return usage;
+}
+
+Usage runApart(const std::function<void()>& work) {
+    return runChild([&] {
+        try {
+            work();
+            return 0;
+        } catch (const std::exception&) { return 1; }
+    });
+}
+
+}  // namespace bench
