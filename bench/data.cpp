@@ -83,13 +83,12 @@ DataFile dataFile(const Options& options, const std::string& kind, int encoding)
     return {path, encoding, lines, bytes, isAnsi ? bytes : bytes / 2 - 1};
 }
 
-std::string shapedFile(const Options& options, Shape shape, std::size_t bytes) {
-    constexpr const char* names[] = {"normal", "one-line", "line-feeds", "all-bad"};
-    const std::string path = options.folder + "/" + names[static_cast<int>(shape)] + "-" + std::to_string(bytes) + ".txt";
-    if (isFresh(path, options)) return path;
+ShapedFile::ShapedFile(const Options& options, Shape shape, std::size_t bytes)
+    : path(options.folder + "/shaped-" + std::to_string(bytes) + (shape == Shape::Utf16 ? "-utf16.txt" : ".txt")) {
     std::string text;
     switch (shape) {
     case Shape::Normal: text = contents(dataFile(options, "meter subscriber", StrConv::ENCODING_ANSI).path); break;
+    case Shape::Utf16: text = contents(dataFile(options, "meter subscriber", StrConv::ENCODING_UTF16LE).path); break;
     case Shape::OneLine: text.assign(1 << 20, 'x'); break;
     case Shape::LineFeeds: text.assign(1 << 20, '\n'); break;
     case Shape::AllBad:
@@ -97,14 +96,17 @@ std::string shapedFile(const Options& options, Shape shape, std::size_t bytes) {
         break;
     }
     makeFile(path, [&](std::ostream& out) {
+        if (shape == Shape::OneLine) out << "9\r\n";  // the tool takes a file without any line end for none of its own
         for (std::size_t left = bytes; left > 0;) {
-            std::size_t piece = std::min(left, text.size());
+            const std::size_t piece = std::min(left, text.size());
             out.write(text.data(), static_cast<std::streamsize>(piece));
             left -= piece;
+            if (shape == Shape::Utf16) text.erase(0, 2);  // one byte order mark is enough
         }
         if (shape == Shape::OneLine) out << "\r\n";
     });
-    return path;
 }
+
+ShapedFile::~ShapedFile() { std::remove(path.c_str()); }
 
 }  // namespace bench

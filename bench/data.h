@@ -18,9 +18,18 @@ struct DataFile {
 /// is missing or older than the tool. Throws std::runtime_error.
 DataFile dataFile(const Options& options, const std::string& kind, int encoding);
 
-/// A file of about so many bytes: of meter subscribers, one single line, nothing but line feeds, or lines of all kinds in
-/// which every field that can be bad is.
-enum class Shape { Normal, OneLine, LineFeeds, AllBad };
-std::string shapedFile(const Options& options, Shape shape, std::size_t bytes);
+/// A file of so many bytes: of meter subscribers, of the same in UTF-16, one single line behind a very short one, nothing but
+/// line feeds, or lines of all kinds in which every field that can be bad is. It is removed in the end.
+enum class Shape { Normal, Utf16, OneLine, LineFeeds, AllBad };
+
+class ShapedFile {
+public:
+    ShapedFile(const Options& options, Shape shape, std::size_t bytes);
+    ~ShapedFile();
+    ShapedFile(const ShapedFile&) = delete;
+    ShapedFile& operator=(const ShapedFile&) = delete;
+
+    const std::string path;
+};
 
 }  // namespace bench

@@ -9,32 +9,41 @@ namespace bench {
 
 namespace {
 
-// TOOL FOLDER [--quick] [--strict] [speed|linear|memory] [FILTER]
+// TOOL FOLDER [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]
 bool parse(int count, char** words, Options& options) {
     int place = 0;
     for (int i = 1; i < count; ++i) {
         const std::string_view word = words[i];
         if (word == "--quick") options.quick = true;
+        else if (word == "--large") options.large = true;
         else if (word == "--strict") options.strict = true;
         else if (word.starts_with("--")) return false;
         else if (place == 0) options.tramo = words[i], ++place;
         else if (place == 1) options.folder = words[i], ++place;
-        else if (place == 2 && (word == "speed" || word == "linear" || word == "memory")) options.what = word, ++place;
+        else if (place == 2 && (word == "speed" || word == "linear" || word == "memory" || word == "all"))
+            options.what = word, ++place;
         else if (options.filter.empty()) options.filter = word;
         else return false;
     }
     return place >= 2;
 }
 
-bool run(const Options& options) {
-    if (options.what == "linear") return showGrowth(options);
-    if (options.what == "memory") return showMemory(options);
+bool showSpeed(const Options& options) {
     std::vector<Row> rows;
     addReferences(rows, options);
     addStreams(rows, options);
     addCodecs(rows);
     addPrograms(rows, options);
     return measure(rows, options);
+}
+
+bool run(const Options& options) {
+    const bool all = options.what == "all";
+    bool good = true;
+    if (all || options.what == "speed") good = showSpeed(options) && good;
+    if (all || options.what == "linear") good = showGrowth(options) && good;
+    if (all || options.what == "memory") good = showMemory(options) && good;
+    return good;
 }
 
 }  // namespace
@@ -44,7 +53,8 @@ bool run(const Options& options) {
 int main(int count, char** words) {
     bench::Options options;
     if (!bench::parse(count, words, options)) {
-        std::fputs("usage: tramostream_bench TOOL FOLDER [--quick] [--strict] [speed|linear|memory] [FILTER]\n", stderr);
+        std::fputs(
+            "usage: tramostream_bench TOOL FOLDER [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]\n", stderr);
         return 2;
     }
     // Measurements of different rows take turns, so that a disturbance hits all alike.

@@ -9,6 +9,7 @@ struct Options {
     std::string tramo;    ///< the tool
     std::string folder;   ///< for the data, and for what is written
     bool quick = false;   ///< little data and a single measurement: to see that everything works
+    bool large = false;   ///< for growth: up to a gigabyte
     bool strict = false;  ///< a missed goal is a failure
     std::string what = "speed", filter;
 
