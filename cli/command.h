@@ -23,6 +23,7 @@ struct Command {
     const char* purpose;                             ///< in a few words
     const char* help;                                ///< the whole page, examples first
     int (*run)(std::vector<std::string> arguments);  ///< what stands behind the command's name
+    std::vector<std::string> (*kinds)() = nullptr;   ///< what its page calls KIND: the kinds of lines that it takes, as words
 };
 
 extern const Command checkCommand;

@@ -56,7 +56,7 @@ Progress::Progress() : enabled(isTerminal(stderr)), due(std::chrono::steady_cloc
 void Progress::show(std::string_view what, std::uint64_t done, std::uint64_t all) {
     if (!enabled || std::chrono::steady_clock::now() < due) return;
     due = std::chrono::steady_clock::now() + 200ms;
-    const std::string how = all ? fmt::format(" {} %", done * 100 / all) : fmt::format(" {}", amount(done));
+    const std::string how = all ? fmt::format(" {} %", std::min(done, all) * 100 / all) : fmt::format(" {}", amount(done));
     const auto width = static_cast<std::size_t>(std::max(terminalWidth(stderr), 0));
     say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how));
     progressVisible = true;

@@ -311,7 +311,11 @@ int run(std::vector<std::string> arguments) {
 
     const bool tellsAll = (options.full || options.json) && !options.summary;
     Totals totals;
-    for (const DiffGroup& group : lines.groups()) {
+    Progress progress;
+    std::uint64_t compared = 0;
+    const std::vector<DiffGroup> groups = lines.groups();
+    for (const DiffGroup& group : groups) {
+        if (++compared % 1024 == 0) progress.show("comparing", compared, groups.size());
         bool isFirst = true;
         for (const auto& [before, after] : group.pairs) {
             LineChange change{before && after ? Changed : after ? Added : Removed, before, after, {}};
@@ -324,6 +328,7 @@ int run(std::vector<std::string> arguments) {
         }
         out.settle();
     }
+    Progress::wipe();
     report->end(totals);
     out.flush();
     return !complete ? notUsable : totals.all.all() ? somethingFound : nothingFound;

@@ -443,8 +443,15 @@ int run(std::vector<std::string> arguments) {
     return nothingFound;
 }
 
+std::vector<std::string> kinds() {
+    std::vector<std::string> words;
+    for (const RecordKind* kind : allKinds()) words.push_back(hyphenated(kind->name));
+    words.emplace_back(shapeOf(LineKind::Key).name);
+    return words;
+}
+
 }  // namespace
 
-const Command explainCommand{"explain", "tells what kinds of lines, fields and errors are", help, run};
+const Command explainCommand{"explain", "tells what kinds of lines, fields and errors are", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -82,9 +82,18 @@ struct Options {
 
 const Table* chosenTable(const std::string& name) {
     if (name.empty()) return nullptr;
-    std::vector<std::pair<std::string_view, const Table*>> choices;
-    for (const Table& table : tables()) choices.emplace_back(table.name, &table);
-    return chosen<const Table*>("--only", name, choices);
+    std::vector<std::string_view> names;
+    for (const Table& table : tables()) {
+        if (plainWord(table.name) == plainWord(name)) return &table;
+        names.push_back(table.name);
+    }
+    throw WrongUsage{"--only: " + noneOf(name, names)};
+}
+
+std::vector<std::string> kinds() {
+    std::vector<std::string> words;
+    for (const Table& table : tables()) words.push_back(hyphenated(table.name));
+    return words;
 }
 
 // nullopt: the user asked for help.
@@ -207,6 +216,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command exportCommand{"export", "writes lines as values, for other programs", help, run};
+const Command exportCommand{"export", "writes lines as values, for other programs", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -98,6 +98,10 @@ std::vector<HelpOption> optionsOf(const HelpPage& page) {
         if (hasValue) option.value = row.term.substr(blank + 1);
         for (const std::string_view name : split(std::string_view(row.term).substr(0, hasValue ? blank : row.term.size()), ", "))
             option.names.emplace_back(name);
+        if (constexpr std::string_view more = ",..."; option.value.ends_with(more)) {
+            option.value.resize(option.value.size() - more.size());
+            option.takesList = true;
+        }
         if (option.value == "WHAT" || option.value == "WHEN") option.choices = choicesIn(row.text);
         option.text = inShort(row.text);
         options.push_back(std::move(option));

@@ -36,6 +36,7 @@ struct HelpOption {
     std::vector<std::string> names;
     std::string value;                 ///< what its value is called; empty: it has none
     std::vector<std::string> choices;  ///< the values, where they are called WHAT or WHEN and the text lists them
+    bool takesList = false;            ///< several of them, with commas between them: "KIND,..."
     std::string text;                  ///< as far as one line needs it
 
     bool takesFile() const { return value == "FILE" || value == "OUT"; }

@@ -1,13 +1,17 @@
 #include "rowsource.h"
 #include "input.h"
+#include "text.h"
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 namespace tramo::cli {
 
 ByteReader::ByteReader(const std::string& path)
-    : file(path == "-" ? stdin : std::fopen(path.c_str(), "rb")), block(1 << 16, '\0') {
+    : name(printable(nameOf(path))), file(path == "-" ? stdin : std::fopen(path.c_str(), "rb")), block(1 << 16, '\0') {
     if (!file) throw Unreadable{reasonOf(errno)};
+    std::error_code error;
+    if (std::filesystem::is_regular_file(path, error)) size = std::filesystem::file_size(path, error);
 }
 
 ByteReader::~ByteReader() {
@@ -18,6 +22,8 @@ bool ByteReader::fill() {
     at = 0;
     filled = std::fread(block.data(), 1, block.size(), file);
     if (filled == 0 && std::ferror(file)) throw Unreadable{reasonOf(errno)};
+    if (filled == 0) Progress::wipe();
+    else progress.show(name, loaded += filled, size);
     return filled > 0;
 }
 

@@ -1,7 +1,9 @@
 // Where an import gets its rows from: one form each.
 #pragma once
+#include "console.h"
 #include "platform.h"
 #include "rows.h"
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -28,7 +30,7 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
 /// A database: the rows of all its tables, by the numbers of their lines.
 std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
 
-/// A stream of bytes, one at a time; "-" is the standard input.
+/// A stream of bytes, one at a time; "-" is the standard input. On a terminal it tells how far it has come.
 class ByteReader {
 public:
     explicit ByteReader(const std::string& path);
@@ -42,7 +44,10 @@ public:
 private:
     bool fill();
 
+    Progress progress;
+    std::string name;
     std::FILE* file;
+    std::uint64_t size = 0, loaded = 0;  ///< size 0: it is not known
     std::string block;
     std::size_t at = 0, filled = 0;
 };

@@ -43,7 +43,7 @@ Options:
   --seed S            another number, another round; 0 if not given
   --returned          as it comes back: with readings, changes, positions, enquiry results
   --faults RATE       damages this share of the lines, 0 to 1
-  --kinds LIST        only lines of these kinds, by names or letters, with commas between them
+  --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
   -h, --help          this page
 
@@ -773,10 +773,7 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
         if (!kind || kind->letter == 0) {
             std::vector<std::string_view> names;
             for (const RecordKind* one : recordKinds()) names.emplace_back(one->name);
-            const std::string_view near = meant(word, names);
-            throw WrongUsage{
-                near.empty() ? "--kinds: " + noneOf(word, names)
-                             : fmt::format("--kinds: \"{}\" is no kind of record; did you mean \"{}\"?", printable(word), near)};
+            throw WrongUsage{"--kinds: " + noneOf(word, names)};
         }
         kinds.push_back(kind);
     }
@@ -843,8 +840,14 @@ int run(std::vector<std::string> arguments) {
     return nothingFound;
 }
 
+std::vector<std::string> kinds() {
+    std::vector<std::string> words;
+    for (const RecordKind* kind : recordKinds()) words.push_back(hyphenated(kind->name));
+    return words;
+}
+
 }  // namespace
 
-const Command sampleCommand{"sample", "writes a made-up round", help, run};
+const Command sampleCommand{"sample", "writes a made-up round", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -191,4 +191,10 @@ std::string plainWord(std::string_view name) {
     return out;
 }
 
+std::string hyphenated(std::string_view name) {
+    std::string word(name);
+    std::ranges::replace(word, ' ', '-');
+    return word;
+}
+
 }  // namespace tramo::cli

@@ -21,6 +21,9 @@ std::string validUtf8(std::string_view bytes);
 /// A name as it is looked up: its letters, made small, and its digits.
 std::string plainWord(std::string_view name);
 
+/// A name as one word of a command line: "meter-subscriber".
+std::string hyphenated(std::string_view name);
+
 /// How many characters these bytes are in UTF-8; each byte counts as one where they are not.
 std::size_t charactersOfUtf8(std::string_view bytes);
 

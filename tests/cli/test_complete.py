@@ -1,5 +1,9 @@
 """Completion of the command line: what is offered is what the tool accepts, in every shell."""
+import os
+import pty
 import re
+import select
+import signal
 import subprocess
 import unittest
 from support import ENVIRONMENT, TRAMO, CliTest
@@ -18,6 +22,24 @@ COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
 _tramo
 printf '%s\\n' "${COMPREPLY[@]}"
 complete -p tramo >/dev/null || echo "not registered"
+"""
+
+# Completes for real, and writes down which words zsh would take. The signs are put together, so that no echo is one.
+ZSH = r"""
+unsetopt zle_bracketed_paste prompt_cr prompt_sp; PROMPT=
+autoload -U compinit; compinit -u -D; source ./_tramo
+compadd() {
+    local -a matches
+    if (( ! ${argv[(I)-[OAD]]} )); then
+        builtin compadd -O matches "$@"
+        (( $#matches )) && print -rl -- "${matches[@]}" >>$OFFERED
+    fi
+    builtin compadd "$@"
+}
+complete-and-tell() { zle complete-word; print -r -- "DO""NE" >/dev/tty }
+zle -N complete-and-tell
+bindkey "^I" complete-and-tell
+print "REA""DY"
 """
 
 
@@ -72,9 +94,11 @@ class Completion(CliTest):
                 answer = self.run_tool(command, *enough, option, "?", cwd=self.folder).err
                 accepted = re.search(rf'{option}: "\?" is none of (.*)', answer)
                 if option == "--help" or not accepted:
-                    self.assertIn(values, ([], ["FILES"]), (command, option))
-                elif (command, option) in {("export", "--only"), ("sample", "--kinds")}:  # names with blanks: not offered
-                    self.assertEqual(values, [])
+                    self.assertIn(values, ([], ["FILES"], self.ask(command, "")), (command, option))
+                elif (command, option) in {("export", "--only"), ("sample", "--kinds")}:
+                    self.assertEqual([value.replace("-", " ") for value in values], accepted[1].split(", "))
+                    for value in values:
+                        self.assertNotIn("is none of", self.run_tool(command, *enough, option, value, cwd=self.folder).err)
                 else:
                     lists += 1
                     self.assertEqual(values, accepted[1].split(", "), (command, option))
@@ -88,8 +112,26 @@ class Completion(CliTest):
         self.assertEqual(self.ask("check", "f", "--st"), ["--strict"])
         self.assertEqual(self.ask("explain", "-"), ["--markdown", "--color", "-h", "--help"])
         self.assertEqual(self.ask("convert", "-o", ""), ["FILES"])
+        self.assertEqual(self.ask("sample", "--kinds", "meter-"), ["meter-subscriber", "meter-change"])
+        self.assertEqual(self.ask("sample", "--kinds", "round,1,AM"), ["round,1,AMR"])
         for words in (["check", ""], ["check", "--strict", "r"], ["convert", "-o", "-"], ["check", "--", "--st"], ["show", "r"]):
             self.assertEqual(self.ask(*words), ["FILES"], words)
+
+    def test_explain(self):
+        kinds = self.ask("explain", "")
+        self.assertEqual(len(kinds), 12)
+        fields = 0
+        for kind in kinds:
+            offered = self.ask("explain", kind, ":")
+            fields += len(offered)
+            self.assertEqual(self.ask("explain", kind, ":", offered[0]), [name for name in offered if name.startswith(offered[0])])
+            self.assertEqual(self.ask("explain", f"{kind}:{offered[0]}")[0], f"{kind}:{offered[0]}")  # where ":" breaks no words
+            for name in offered[:3]:
+                self.assertEqual(self.run_tool("explain", f"{kind}:{name}").code, 0, (kind, name))
+        self.assertEqual(fields, sum(map(int, re.findall(r" (\d+) (?:fields|values)$", self.run_tool("explain").out, re.M))))
+        self.assertEqual(self.ask("explain", "1", ":", "meterFl"), ["meterFluidType"])
+        for words in (["f", ":"], ["f", ":", "1"], ["f:1"], ["ro.txt"]):
+            self.assertEqual(self.ask("explain", *words), ["FILES"])
 
     def test_other_shells_understand_theirs(self):
         for shell, name in (("bash", "tramo"), ("zsh", "_tramo"), ("fish", "tramo.fish")):
@@ -112,12 +154,61 @@ class Completion(CliTest):
             self.assertEqual(sorted(ask(f"tramo {command} --")), sorted(self.ask(command, "--")))
         self.assertIn("f", ask("tramo check "))
         self.assertEqual(ask("tramo check --max-findings "), [])
+        self.assertEqual(sorted(ask("tramo sample --kinds meter-")), ["meter-change", "meter-subscriber"])
+        self.assertEqual(ask("tramo sample --kinds round,1,AM"), ["round,1,AMR"])
+        self.assertEqual(ask("tramo sample --kinds=round,1,AM"), ["--kinds=round,1,AMR"])
+        self.assertEqual(sorted(ask("tramo explain meter-s")), ["meter-subscriber"])
+        self.assertEqual(ask("tramo explain meter-subscriber:meterFl"), ["meter-subscriber:meterFluidType"])
+        values = {"key:" + name for name in self.ask("explain", "key", ":")}
+        self.assertEqual(values - set(ask("tramo explain key:")), set())  # there are files, too
 
     def test_zsh_registers(self):
         path = self.write("_tramo", self.script("zsh").encode())
         self.assertEqual(self.shell("zsh", "-f", "-c",
             'autoload -U compinit && compinit -u -D && source $1 && print -r -- $_comps[tramo] ${+functions[_tramo]}', "zsh", path),
             ["_tramo 1"])
+
+    def test_zsh(self):
+        self.write("_tramo", self.script("zsh").encode())
+        self.start_zsh()
+        self.assertEqual(sorted(self.ask_zsh("tramo ")), sorted([*commands(), "--help", "--version"]))
+        self.assertEqual(self.ask_zsh("tramo check --format j"), ["json"])
+        self.assertEqual(sorted(self.ask_zsh("tramo check --color ")), ["always", "auto", "never"])
+        self.assertEqual(self.ask_zsh("tramo convert --enc"), ["--encoding"])
+        self.assertIn("f", self.ask_zsh("tramo check "))
+        self.assertEqual(sorted(self.ask_zsh("tramo sample --kinds meter-")), ["meter-change", "meter-subscriber"])
+        self.assertEqual(self.ask_zsh("tramo sample --kinds round,AM"), ["AMR"])
+        self.assertEqual(sorted(self.ask_zsh("tramo explain meter-")), ["meter-change", "meter-subscriber"])
+        self.assertEqual(sorted(self.ask_zsh("tramo explain key:")), sorted(self.ask("explain", "key", ":")))
+        self.assertEqual(self.ask_zsh("tramo explain 1:meterFl"), ["meterFluidType"])
+        for command in ENOUGH:
+            self.assertEqual(sorted(self.ask_zsh(f"tramo {command} --")), sorted(o for o in self.ask(command, "--") if o[:2] == "--"))
+
+    def start_zsh(self):
+        """A zsh that has a terminal."""
+        setup = self.write("setup", ZSH.encode())
+        self.offered = self.write("offered", b"")
+        pid, self.terminal = pty.fork()
+        if pid == 0:
+            os.chdir(self.folder)
+            os.execvpe("zsh", ["zsh", "-f", "-i"], ENVIRONMENT | {"HOME": self.folder, "TERM": "dumb", "OFFERED": self.offered})
+        self.addCleanup(lambda: (os.kill(pid, signal.SIGKILL), os.waitpid(pid, 0), os.close(self.terminal)))
+        os.write(self.terminal, f"source {setup}\n".encode())
+        self.read_until(b"READY")
+
+    def ask_zsh(self, line):
+        """What it takes for the completion of this line when Tab is pressed."""
+        os.truncate(self.offered, 0)
+        os.write(self.terminal, b"\x15" + line.encode() + b"\t")   # Ctrl-U: no line is left
+        self.read_until(b"DONE")
+        with open(self.offered) as file:
+            return list(dict.fromkeys(file.read().split("\n")[:-1]))
+
+    def read_until(self, sign):
+        text = b""
+        while sign not in text:
+            self.assertTrue(select.select([self.terminal], [], [], 20)[0], text)
+            text += os.read(self.terminal, 65536)
 
     def test_unknown_shell(self):
         for arguments in (["tcsh"], []):
