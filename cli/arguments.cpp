@@ -1,4 +1,5 @@
 #include "arguments.h"
+#include "platform.h"
 #include "text.h"
 #include <algorithm>
 #include <charconv>
@@ -61,9 +62,7 @@ void Arguments::refuse(std::string_view word) const {
 }
 
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
-    const std::string_view near = meant(word, names);
-    return fmt::format("\"{}\" is none of {}{}", printable(word), fmt::join(names, ", "),
-        near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near));
+    return fmt::format("\"{}\" is none of {}", printable(word), fmt::join(names, ", "));
 }
 
 std::uint64_t number(const char* option, std::string_view word, const char* what) {
@@ -72,6 +71,30 @@ std::uint64_t number(const char* option, std::string_view word, const char* what
     if (error != std::errc{} || end != word.data() + word.size())
         throw WrongUsage{fmt::format("{}: \"{}\" is no {}", option, printable(word), what)};
     return value;
+}
+
+LineRange lineRange(const char* option, std::string_view word) {
+    auto lineNumber = [&](std::string_view digits) {
+        long long value = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        if (error != std::errc{} || end != digits.data() + digits.size() || value < 1)
+            throw WrongUsage{fmt::format("{}: \"{}\" is no line: 3, 3-5 and 3- are, counted from 1", option, printable(word))};
+        return value;
+    };
+    const std::size_t dash = word.find('-');
+    LineRange range;
+    range.first = range.last = lineNumber(word.substr(0, dash));
+    if (dash != std::string_view::npos)
+        range.last = dash + 1 == word.size() ? LineRange::open : lineNumber(word.substr(dash + 1));
+    if (range.last < range.first) throw WrongUsage{fmt::format("{}: \"{}\" ends before it begins", option, printable(word))};
+    return range;
+}
+
+unsigned threadCount(std::string_view word) {
+    constexpr unsigned most = 1024;
+    const std::uint64_t count = number("--threads", word, "number of threads");
+    if (count > most) throw WrongUsage{fmt::format("--threads: {} are too many; {} is the most", count, most)};
+    return count ? static_cast<unsigned>(count) : usableProcessors();
 }
 
 ColourChoice colourChoice(const std::string& word) {

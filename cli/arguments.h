@@ -36,7 +36,7 @@ private:
     [[noreturn]] void refuse(std::string_view word) const;
 };
 
-/// "\"x\" is none of abc, xy; did you mean \"xy\"?"
+/// "\"x\" is none of a, b".
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
 
 /// The value that a word names. Throws WrongUsage with the list of the words.
@@ -52,6 +52,12 @@ T chosen(const char* option, const std::string& word, const std::vector<std::pai
 
 /// The whole number that a word is; `what` says what it should be: "number of findings". Throws WrongUsage.
 std::uint64_t number(const char* option, std::string_view word, const char* what);
+
+/// "3", "3-5" and "3-". Throws WrongUsage.
+LineRange lineRange(const char* option, std::string_view word);
+
+/// The value of --threads, which is 0 for all processors that this process may use.
+unsigned threadCount(std::string_view word);
 
 ColourChoice colourChoice(const std::string& word);
 

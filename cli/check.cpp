@@ -3,13 +3,17 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "inorder.h"
 #include "input.h"
 #include "report.h"
 #include "text.h"
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <fmt/format.h>
 #include <limits>
-#include <map>
+#include <memory>
+#include <optional>
 
 namespace tramo::cli {
 
@@ -22,6 +26,7 @@ Examples:
   tramo check --strict *.txt                     several files; a missing value is an error
   tramo check -q round.txt && send round.txt     one line, and the exit code
   tramo check --max-findings 20 round.txt        the first 20 findings; the summary counts all
+  tramo check --lines 1000-1999 round.txt        these lines, under their numbers
   tramo check --format sarif round.txt > r.sarif
   ssh reader cat round.txt | tramo check -       what comes in on the standard input
 
@@ -44,9 +49,13 @@ Options:
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
   --kind WHAT         auto (each line by its length and first character), record, parameter,
                       tag, key
+  --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of a file's end
+                      comes with its last line
   --format WHAT       text, json (one document a run, one finding a line), sarif (2.1.0)
   --max-findings N    lists N findings of each file at most; all are counted
   -q, --quiet         lists no findings; one line for each file
+  -j, --threads N     works on N threads; 0, and if not given: as many as there are processors.
+                      The report is the same with any number
   --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
   -h, --help          this page
 
@@ -64,140 +73,303 @@ struct Options {
     std::vector<std::string> files;
     EncodingChoice encoding = EncodingChoice::Auto;
     std::optional<LineKind> kind;
+    LineRange lines;
     std::uint64_t maxFindings = std::numeric_limits<std::uint64_t>::max();
+    unsigned threads = 1;
     bool all = false;
     ReportStyle style;
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
-    std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", most;
+    std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
     Arguments given;
     given.app.add_flag("--all", options.all);
     given.app.add_flag("--strict", options.style.strict);
     given.app.add_flag("-q,--quiet", options.style.quiet);
     given.app.add_option("--encoding", encoding);
     given.app.add_option("--kind", kind);
+    given.app.add_option("--lines", lines);
     given.app.add_option("--format", format);
     given.app.add_option("--max-findings", most);
+    given.app.add_option("-j,--threads", threads);
     given.app.add_option("--color,--colour", colour);
-    options.files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (options.files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    options.files = given.parseFiles(std::move(arguments));
 
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
-    options.kind = chosen<std::optional<LineKind>>("--kind", kind,
-        {{"auto", std::nullopt}, {"record", LineKind::Record}, {"parameter", LineKind::Parameter}, {"tag", LineKind::Tag},
-            {"key", LineKind::Key}});
+    options.encoding = encodingChoice("--encoding", encoding);
+    options.kind = kindChoice(kind);
     options.style.format =
         chosen<Format>("--format", format, {{"text", Format::Text}, {"json", Format::Json}, {"sarif", Format::Sarif}});
     options.style.colour = wantsColour(colourChoice(colour), stdout);
+    if (!lines.empty()) options.lines = lineRange("--lines", lines);
     if (!most.empty()) options.maxFindings = number("--max-findings", most, "number of findings");
     if (options.style.quiet) options.maxFindings = 0;
+    options.threads = threadCount(threads);
     return options;
 }
 
+// A file, as those who look at its lines see it.
+struct CheckedFile {
+    std::string path, label;
+    std::chrono::steady_clock::time_point start;
+    std::optional<LineKind> prevailing{};
+    bool utf16 = false;
+    std::uint64_t bytes = 0;
+};
+
+// Some lines of a file, and what was found in them.
+struct Task {
+    std::shared_ptr<CheckedFile> file;
+    bool isFirst, isLast;  ///< of its file
+    bool isWhole;          ///< the whole file, which is still to be opened
+    std::string bytes;
+    Piece piece;
+    std::uint64_t position;  ///< in the file, behind the piece
+
+    // At the end of the file, if that has been reached.
+    bool endsFile, hasOddByte;
+    std::uint64_t charactersUnread;
+
+    std::optional<Unreadable> failure;
+    Summary summary;
+    fmt::memory_buffer described;
+    std::vector<std::size_t> ends;  ///< of the findings in `described`
+
+    void clear() {
+        isFirst = isLast = isWhole = endsFile = hasOddByte = false;
+        position = charactersUnread = 0;
+        piece = {};
+        failure.reset();
+        summary = {};
+        described.clear();
+        ends.clear();
+    }
+};
+
+// Cuts files into tasks.
+class Tasks {
+public:
+    Tasks(const Options& chosenOptions, const Report& to) : options(chosenOptions), report(to) {}
+
+    /// False: there are no more.
+    bool take(Task& task) {
+        task.clear();
+        if (!input) {
+            if (taken == options.files.size()) return false;
+            const std::string& path = options.files[taken++];
+            file = std::make_shared<CheckedFile>(CheckedFile{path, report.label(path), std::chrono::steady_clock::now()});
+            task.isFirst = true;
+            task.isWhole = task.isLast = isSmall(path);
+        }
+        task.file = file;
+        if (!task.isWhole) load(task);
+        return true;
+    }
+
+    static void opened(const Input& input, CheckedFile& file) {
+        file.prevailing = input.prevailingKind();
+        file.utf16 = input.isUtf16();
+        file.bytes = input.bytes();
+    }
+
+    static void closed(Input& input, Task& task) {
+        task.endsFile = input.atEndOfFile();
+        task.hasOddByte = input.hasOddByte();
+        task.charactersUnread = input.charactersUnread();
+    }
+
+private:
+    // Such a file is opened and read by whoever checks it.
+    static bool isSmall(const std::string& path) {
+        namespace fs = std::filesystem;
+        std::error_code error;
+        return path != "-" && fs::is_regular_file(path, error) && fs::file_size(path, error) <= TextFile::usualPiece;
+    }
+
+    void load(Task& task) {
+        try {
+            if (!input) {
+                input = std::make_unique<Input>(file->path, options.encoding, options.lines);
+                opened(*input, *file);
+            }
+            input->nextPiece(task.piece);
+            task.bytes = task.piece.bytes;
+            task.piece.bytes = task.bytes;
+            task.position = input->bytesRead();
+            task.isLast = input->linesRead() == options.lines.last || input->atEndOfFile();
+            if (!task.isLast) return;
+            closed(*input, task);
+        } catch (const Unreadable& failure) { task.failure = failure; }
+        input.reset();
+    }
+
+    const Options& options;
+    const Report& report;
+    std::size_t taken = 0;
+    std::shared_ptr<CheckedFile> file;
+    std::unique_ptr<Input> input;
+};
+
+// Looks at the lines of one task.
 class Checker {
 public:
-    Checker(const Options& chosenOptions, Report& to, Output& through, Progress& shown)
-        : options(chosenOptions), report(to), out(through), progress(shown) {}
+    Checker(const Options& chosenOptions, const Report& to, Task& on) : options(chosenOptions), report(to), task(on) {}
 
-    void check(const std::string& file) {
-        const auto start = std::chrono::steady_clock::now();
-        Input input(file, options.encoding);
-        const std::string name = printable(nameOf(file));
-        report.beginFile(file);
-        Summary summary;
-        Line line;
-        while (input.next(line)) {
-            const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line.text, input.prevailingKind());
-            summary.count(line, kind);
+    void run() {
+        if (task.isWhole) checkFile();
+        else checkLines(task.piece);
+        if (task.endsFile && !task.failure) checkEnd();
+    }
+
+private:
+    void checkFile() {
+        try {
+            Input input(task.file->path, options.encoding, options.lines);
+            Tasks::opened(input, *task.file);
+            for (Piece piece; input.nextPiece(piece);) checkLines(piece);
+            Tasks::closed(input, task);
+        } catch (const Unreadable& failure) { task.failure = failure; }
+    }
+
+    void checkLines(const Piece& piece) {
+        task.summary.bytes += piece.bytes.size();
+        reader.start(piece);
+        while (reader.next(line)) {
+            const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line.text, task.file->prevailing);
+            task.summary.count(line, kind);
             if (judge(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
             // What a key line holds is nobody's business.
             if (kind == LineKind::Key)
                 for (Finding& finding : findings) finding.excerpt = false;
-            tell(line, summary);
-            if (line.number % 4096 == 0) progress.show(name, input.bytesRead(), input.bytes());
+            tell();
         }
-        checkEnd(input, line);
-        tell(line, summary);
-        summary.utf16 = input.isUtf16();
-        summary.bytes = input.bytes();
-        summary.time = std::chrono::steady_clock::now() - start;
-        report.endFile(summary);
-        out.flush();
-        total += summary.total;
     }
 
-    Count total;
-
-private:
     // What can be told only when the text has ended. `line` becomes the one that it is about.
-    void checkEnd(const Input& input, Line& line) {
-        if (const std::uint64_t unread = input.charactersUnread()) {
+    void checkEnd() {
+        if (task.charactersUnread) {
             line = {.number = line.number + 1};
             findings.push_back(lineFinding("TextUnread", "a line that begins with U+FFFF ends the text",
-                counted(unread, "character") + " from here on cannot be read", 1));
+                counted(task.charactersUnread, "character") + " from here on cannot be read", 1));
         }
-        if (input.hasOddByte())
+        if (task.hasOddByte)
             findings.push_back(
                 lineFinding("LastByteOdd", "the file ends with half of a UTF-16 character", "the last byte is not read"));
-        if (line.number > 0) return;
-        line = {};
-        findings.push_back(lineFinding("FileEmpty", "the file is empty"));
+        if (line.number == 0) findings.push_back(lineFinding("FileEmpty", "the file is empty"));
+        tell();
     }
 
-    // Reports the findings of one line, by their place.
-    void tell(const Line& line, Summary& summary) {
+    // Describes the findings of one line, by their place.
+    void tell() {
         if (findings.empty()) return;
         std::ranges::stable_sort(findings, {}, &Finding::column);
         for (const Finding& finding : findings) {
             const bool isError = finding.rule->isError(options.style.strict);
-            if (summary.total.all() < options.maxFindings) report.finding(finding, line, isError);
-            else ++summary.notListed;
-            summary.count(finding, isError);
+            task.summary.count(finding, isError);
+            if (task.ends.size() == options.maxFindings) continue;
+            report.describe(finding, line, isError, task.file->label, task.described);
+            task.ends.push_back(task.described.size());
         }
         findings.clear();
+    }
+
+    const Options& options;
+    const Report& report;
+    Task& task;
+    PieceReader reader;
+    Line line;
+    std::vector<Finding> findings;
+};
+
+// Puts what was found together, task by task.
+class Teller {
+public:
+    Teller(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
+        total.files = options.files.size();
+    }
+
+    void tell(const Task& task) {
+        if (task.failure) return tellUnreadable(task);
+        if (task.isFirst) {
+            report.beginFile(task.file->path);
+            summary = {};
+        }
+        list(task);
+        if (task.isLast) endFile(*task.file);
+        else progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
         out.settle();
+    }
+
+    /// The exit code.
+    int endRun() {
+        total.exitCode = total.unreadable ? notUsable : total.total.all() ? somethingFound : nothingFound;
+        report.endRun(total);
+        out.flush();
+        return total.exitCode;
+    }
+
+private:
+    void list(const Task& task) {
+        std::size_t begin = 0;
+        std::uint64_t listed = std::min(summary.total.all(), options.maxFindings);
+        summary += task.summary;
+        for (const std::size_t end : task.ends) {
+            if (listed == options.maxFindings) break;
+            report.finding({task.described.data() + begin, end - begin});
+            begin = end;
+            ++listed;
+        }
+        summary.notListed = summary.total.all() - listed;
+    }
+
+    void endFile(const CheckedFile& file) {
+        summary.utf16 = file.utf16;
+        summary.fileBytes = file.bytes;
+        if (options.lines.isWhole()) summary.bytes = file.bytes;
+        summary.time = std::chrono::steady_clock::now() - file.start;
+        report.endFile(summary);
+        out.flush();
+        total.total += summary.total;
+    }
+
+    void tellUnreadable(const Task& task) {
+        if (!task.isFirst) endFile(*task.file);
+        ++total.unreadable;
+        report.unreadable(task.file->path, task.failure->reason);
+        out.flush();
+        complain(printable(nameOf(task.file->path)) + ": " + task.failure->reason);
     }
 
     const Options& options;
     Report& report;
     Output& out;
-    Progress& progress;
-    std::vector<Finding> findings;
+    Progress progress;
+    Summary summary;
+    RunTotal total;
 };
 
-int run(std::vector<std::string> arguments) {
-    Progress progress;
-    Output out(progress);
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        out.print("{}", help);
-        out.flush();
-        return nothingFound;
+// As many as there are pieces for.
+unsigned usefulThreads(const Options& options) {
+    namespace fs = std::filesystem;
+    std::uint64_t pieces = 0;
+    for (const std::string& file : options.files) {
+        std::error_code error;
+        if (file == "-" || !fs::is_regular_file(file, error)) return options.threads;  // nobody knows
+        pieces += 1 + fs::file_size(file, error) / TextFile::usualPiece;
     }
+    return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, options.threads));
+}
 
-    const std::unique_ptr<Report> report = Report::make(out, options->style);
-    Checker checker(*options, *report, out, progress);
-    RunTotal total{.files = options->files.size()};
-    for (const std::string& file : options->files) {
-        try {
-            checker.check(file);
-        } catch (const Unreadable& failure) {
-            ++total.unreadable;
-            report->unreadable(file, failure.reason);
-            out.flush();
-            complain(printable(nameOf(file)) + ": " + failure.reason);
-        }
-    }
-    total.total = checker.total;
-    total.exitCode = total.unreadable ? notUsable : total.total.all() ? somethingFound : nothingFound;
-    report->endRun(total);
-    out.flush();
-    return total.exitCode;
+int run(std::vector<std::string> arguments) {
+    const Options options = parse(std::move(arguments));
+    Output out;
+    const std::unique_ptr<Report> report = Report::make(out, options.style);
+    Tasks tasks(options, *report);
+    Teller teller(options, *report, out);
+    inOrder<Task>(
+        usefulThreads(options), [&](Task& task) { return tasks.take(task); },
+        [&](Task& task) { Checker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
+    return teller.endRun();
 }
 
 }  // namespace

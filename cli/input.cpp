@@ -1,13 +1,11 @@
 #include "input.h"
 #include "console.h"
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
-#include <ios>
 #include <system_error>
-#include <tramostream/exceptions.h>
-#include <tramostream/stringconverter.h>
 #include <vector>
 
 namespace tramo::cli {
@@ -57,28 +55,28 @@ const char* unmarkedUtf16(std::string_view sample) {
     return nullptr;
 }
 
-int encodingOf(std::string_view sample, EncodingChoice choice) {
-    if (choice == EncodingChoice::Ansi) return StrConv::ENCODING_ANSI;
+bool isUtf16Text(std::string_view sample, EncodingChoice choice) {
+    if (choice == EncodingChoice::Ansi) return false;
     if (choice == EncodingChoice::Utf16le) {
         if (!sample.starts_with(utf16leMark))
             throw Unreadable{"does not begin with the byte order mark FF FE, without which no file can be read as UTF-16"};
-        return StrConv::ENCODING_UTF16LE;
+        return true;
     }
     for (const Mark& mark : refusedMarks)
         if (sample.starts_with(mark.bytes))
             throw Unreadable{fmt::format("begins with the byte order mark of {}; {}", mark.name, readableEncodings)};
-    if (sample.starts_with(utf16leMark)) return StrConv::ENCODING_UTF16LE;
+    if (sample.starts_with(utf16leMark)) return true;
     if (const char* encoding = unmarkedUtf16(sample))
         throw Unreadable{fmt::format("looks like {} without a byte order mark; put FF FE in front of little-endian text, "
                                      "or read it as it is with --encoding ansi",
             encoding)};
-    return StrConv::ENCODING_ANSI;
+    return false;
 }
 
-std::wstring decode(std::string_view bytes, int encoding) {
+std::wstring decode(std::string_view bytes, bool utf16) {
     auto byte = [&](std::size_t i) { return static_cast<wchar_t>(static_cast<unsigned char>(bytes[i])); };
     std::wstring text;
-    if (encoding == StrConv::ENCODING_ANSI)
+    if (!utf16)
         for (std::size_t i = 0; i < bytes.size(); ++i) text += byte(i);
     else
         for (std::size_t i = utf16leMark.size(); i + 1 < bytes.size(); i += 2)
@@ -102,71 +100,81 @@ std::vector<std::wstring_view> linesOf(std::wstring_view text, bool isSample) {
 
 }  // namespace
 
-Input::Input(const std::string& path, EncodingChoice choice) : ownName(printable(nameOf(path))) {
+Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
+    : file(path), ownName(printable(nameOf(path))), range(lines) {
     try {
-        open(path, choice);
+        open(choice);
+        skip();
     } catch (Unreadable& failure) {
-        failure.file = path;
+        failure.file = file;
         throw;
     }
 }
 
-void Input::open(const std::string& path, EncodingChoice choice) {
+void Input::open(EncodingChoice choice) {
     namespace fs = std::filesystem;
-    std::string plainPath = path;
+    std::string plainPath = file;
     try {
         std::error_code error;
-        const fs::file_status status = path == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(path, error);
+        const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(file, error);
         if (!fs::exists(status)) throw Unreadable{reasonOf(error ? error.value() : ENOENT)};
         if (fs::is_directory(status)) throw Unreadable{"is a directory"};
         if (!fs::is_regular_file(status)) {
-            const File source = path == "-" ? File(stdin, [](std::FILE*) { return 0; }) : openFile(path);
+            const File source = file == "-" ? File(stdin, [](std::FILE*) { return 0; }) : openFile(file);
             spool = std::make_unique<Spool>(source.get(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
             plainPath = spool->path();
         }
         const std::string sample = readSample(plainPath);
         size = fs::file_size(plainPath);
 
-        const int encoding = encodingOf(sample, choice);
-        const std::wstring text = decode(sample, encoding);
-        const std::vector<std::wstring_view> first = linesOf(text, size > sample.size());
+        utf16 = isUtf16Text(sample, choice);
+        const std::wstring beginning = decode(sample, utf16);
+        const std::vector<std::wstring_view> first = linesOf(beginning, size > sample.size());
         if (first.empty() && size > sample.size())
             throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
         prevailing = tramo::cli::prevailingKind(first);
 
-        stream.open(plainPath.c_str(), encoding);
-        charactersRead = isUtf16() ? 1 : 0;  // the mark
-    } catch (const TramoStreamExceptions::read_exception& failure) {
-        throw Unreadable{failure.what()};
+        text.emplace(plainPath, utf16);
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
 }
 
+// To the first line of the range. Lines are counted by their ends, for a damaged line has any length.
+void Input::skip() {
+    const long long before = range.first - 1;
+    Piece skipped;
+    while (linesRead() < before && text->next(skipped, before - linesRead())) progress.show(ownName, bytesRead(), size);
+    if (before == 0 || !text->atEnd()) return;
+    const auto lines = static_cast<unsigned long long>(linesRead());
+    throw Unreadable{fmt::format(
+        "has {}{}; there is no line {}", counted(lines, "line"), text->hasUnreadText() ? " that can be read" : "", range.first)};
+}
+
+bool Input::nextPiece(Piece& piece) {
+    constexpr long long most = 4096;  // lines, of whatever length: what is found in them has to be kept
+    return text->next(piece, std::min(most, range.last - linesRead()));
+}
+
 bool Input::next(Line& line) {
-    if (stream.eof()) {
-        Progress::wipe();
-        return false;
+    while (!reader.next(line)) {
+        Piece piece;
+        if (!nextPiece(piece)) {
+            Progress::wipe();
+            return false;
+        }
+        progress.show(ownName, bytesRead(), size);
+        reader.start(piece);
     }
-    stream.getline(buffer);
-    if (lines % 4096 == 4095) progress.show(ownName, bytesRead(), size);
-    std::wstring_view text = buffer.line;
-    line.number = ++lines;
-    line.lineFeed = (stream.rdstate() & std::ios_base::eofbit) == 0;
-    charactersRead += text.size() + line.lineFeed;
-    line.carriageReturn = text.ends_with(L'\r');
-    line.text = withoutReturn(text);
     return true;
 }
 
 std::uint64_t Input::charactersUnread() const {
-    if (!stream.hasUnreadText()) return 0;
-    const std::uint64_t all = size / bytesPerCharacter();
-    return all > charactersRead ? all - charactersRead : 0;
+    return text->hasUnreadText() && size > bytesRead() ? (size - bytesRead()) / 2 : 0;
 }
 
 std::string Input::unreadRest() const {
     if (const std::uint64_t unread = charactersUnread())
-        return fmt::format(
-            "{} from line {} on cannot be read, because that line begins with U+FFFF", counted(unread, "character"), lines + 1);
+        return fmt::format("{} from line {} on cannot be read, because that line begins with U+FFFF",
+            counted(unread, "character"), linesRead() + 1);
     if (hasOddByte()) return "the file ends with half of a UTF-16 character";
     return {};
 }

@@ -3,51 +3,54 @@
 #include "console.h"
 #include "lines.h"
 #include "platform.h"
-#include "text.h"
+#include "textfile.h"
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
-#include <tramostream/ifilestream.h>
-#include <tramostream/stringconverter.h>
-#include <tramostream/tramoline.h>
 
 namespace tramo::cli {
 
-/// A file cannot be read, or not as what it is.
-struct Unreadable {
-    std::string reason;
-    std::string file{};  ///< its path; empty where the reason names it
-};
-
 enum class EncodingChoice { Auto, Ansi, Utf16le };
+
+/// Lines by their numbers, the last one included.
+struct LineRange {
+    static constexpr long long open = std::numeric_limits<long long>::max();
+    long long first = 1, last = open;
+    bool isWhole() const { return first == 1 && last == open; }
+};
 
 /// One file, read line by line. "-" is the standard input; what is no plain file is copied to a temporary one first. On a
 /// terminal it tells how far it has come.
 class Input {
 public:
-    /// Throws Unreadable, or WriteFailed when the copy cannot be written.
-    Input(const std::string& path, EncodingChoice encoding);
-
-    /// Lines may hold keys: nothing is left of the last one.
-    ~Input() { wipe(buffer.line); }
-    Input(const Input&) = delete;
-    Input& operator=(const Input&) = delete;
+    /// Reads these lines only, and knows them by their numbers in the file. Throws Unreadable, also where the file has no
+    /// line of the first number but 1, or WriteFailed when the copy cannot be written.
+    Input(const std::string& path, EncodingChoice encoding, LineRange range = {});
 
     /// The file's name as people read it.
     const std::string& name() const { return ownName; }
 
-    /// The next line; false at the end of the text.
+    /// The next line; false behind the last one. Throws Unreadable.
     bool next(Line& line);
 
+    /// Instead of `next`, and without telling how far it has come: some of the next lines, to be taken apart elsewhere.
+    bool nextPiece(Piece& piece);
+
+    /// The file's size, and the place behind what has been read.
     std::uint64_t bytes() const { return size; }
-    std::uint64_t bytesRead() const { return charactersRead * bytesPerCharacter(); }
-    bool isUtf16() const { return stream.getEncoding() != StrConv::ENCODING_ANSI; }
+    std::uint64_t bytesRead() const { return text->bytesRead(); }
+    long long linesRead() const { return text->linesRead(); }
+    bool isUtf16() const { return utf16; }
 
     /// The kind of most lines at the beginning of the file.
     std::optional<LineKind> prevailingKind() const { return prevailing; }
 
-    // At the end:
+    // Behind the last line:
+
+    /// It is the last one of the file, too.
+    bool atEndOfFile() { return text->atEnd(); }
     std::uint64_t charactersUnread() const;
     bool hasOddByte() const { return isUtf16() && size % 2 != 0; }
 
@@ -55,16 +58,17 @@ public:
     std::string unreadRest() const;
 
 private:
-    void open(const std::string& path, EncodingChoice encoding);
-    std::uint64_t bytesPerCharacter() const { return isUtf16() ? 2 : 1; }
+    void open(EncodingChoice encoding);
+    void skip();
 
-    std::string ownName;
+    std::string file, ownName;
+    LineRange range;
     Progress progress;
     std::unique_ptr<Spool> spool;
-    iFileStream stream;
-    AMRKeyLine buffer;
-    std::uint64_t size = 0, charactersRead = 0;
-    long long lines = 0;
+    std::optional<TextFile> text;
+    PieceReader reader;
+    std::uint64_t size = 0;
+    bool utf16 = false;
     std::optional<LineKind> prevailing;
 };
 

@@ -11,7 +11,8 @@ namespace tramo::cli {
 class JsonStream {
 public:
     using Ch = char;
-    explicit JsonStream(Output& output) : text(output.buffer()) {}
+    explicit JsonStream(Output& output) : JsonStream(output.buffer()) {}
+    explicit JsonStream(fmt::memory_buffer& to) : text(to) {}
     void Put(char c) {
         constexpr std::string_view del = "\\u007f";  // the one control character that the writer lets pass
         const bool breaksHere = std::exchange(lineBreak, false);
@@ -21,6 +22,7 @@ public:
         if (breaksHere && c == ',') text.push_back('\n');
     }
     void Flush() {}
+    void add(std::string_view bytes) { text.append(bytes.data(), bytes.data() + bytes.size()); }
 
     /// What comes next begins a line; a comma still belongs to this one.
     void breakLine() { lineBreak = true; }
@@ -39,6 +41,9 @@ public:
 
     void newLine() { stream.breakLine(); }
     void end() { stream.Put('\n'); }
+
+    /// Elements of the array that has just been begun, and nothing but elements that come this way.
+    void element(std::string_view made, bool isFirst) { stream.add(isFirst ? "\n" : ",\n"), stream.add(made); }
 
     void text(std::string_view value) { String(value.data(), static_cast<rapidjson::SizeType>(value.size())); }
     void key(std::string_view name) { Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }

@@ -1,13 +1,16 @@
 #include "platform.h"
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sched.h>
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace tramo::cli {
@@ -17,6 +20,12 @@ bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) == 1; }
 int terminalWidth(std::FILE* stream) {
     winsize size{};
     return isTerminal(stream) && ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+unsigned usableProcessors() {
+    cpu_set_t usable;
+    if (sched_getaffinity(0, sizeof usable, &usable) == 0) return static_cast<unsigned>(CPU_COUNT(&usable));
+    return std::max(std::thread::hardware_concurrency(), 1U);  // more than such a set can hold
 }
 
 void reserveStandardStreams() {

@@ -21,6 +21,9 @@ bool isTerminal(std::FILE* stream);
 /// The columns of the terminal that a stream is; 0 where it is none, or does not tell.
 int terminalWidth(std::FILE* stream);
 
+/// Processors that this process may use.
+unsigned usableProcessors();
+
 /// A standard stream that the caller has closed stays useless: no file of ours takes its place.
 void reserveStandardStreams();
 

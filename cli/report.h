@@ -3,8 +3,10 @@
 #include "console.h"
 #include "findings.h"
 #include "summary.h"
+#include <fmt/format.h>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace tramo::cli {
 
@@ -20,9 +22,16 @@ struct ReportStyle {
 class Report {
 public:
     virtual ~Report() = default;
-    /// `file` is the path as the user gave it.
+
+    /// What findings call a file. `file` is here and below the path as the user gave it.
+    virtual std::string label(const std::string& file) const = 0;
+
+    /// A finding in this form, added to a text. May run on many threads at once.
+    virtual void describe(
+        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const = 0;
+
     virtual void beginFile(const std::string& file) = 0;
-    virtual void finding(const Finding& finding, const Line& line, bool isError) = 0;
+    virtual void finding(std::string_view described) = 0;
     virtual void endFile(const Summary& summary) = 0;
     virtual void unreadable(const std::string& file, const std::string& reason) = 0;
     virtual void endRun(const RunTotal& total) = 0;

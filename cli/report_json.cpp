@@ -2,6 +2,7 @@
 #include "jsonwriter.h"
 #include "report.h"
 #include "text.h"
+#include <utility>
 
 namespace tramo::cli {
 
@@ -17,32 +18,39 @@ public:
         json.beginArray("files");
     }
 
+    std::string label(const std::string&) const override { return {}; }
+
     void beginFile(const std::string& file) override {
+        anyFinding = false;
         json.newLine();
         json.StartObject();
         json.member("file", validUtf8(nameOf(file)));
         json.beginArray("findings");
     }
 
-    void finding(const Finding& finding, const Line& line, bool isError) override {
-        json.newLine();
-        json.StartObject();
-        json.member("severity", isError ? "error" : "warning");
-        json.member("rule", finding.rule->name);
-        if (finding.rule->code) json.member("code", finding.rule->code);
-        if (line.number) json.member("line", line.number);
+    void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
+
+    void describe(
+        const Finding& finding, const Line& line, bool isError, std::string_view, fmt::memory_buffer& to) const override {
+        JsonStream target(to);
+        JsonWriter one(target);
+        one.StartObject();
+        one.member("severity", isError ? "error" : "warning");
+        one.member("rule", finding.rule->name);
+        if (finding.rule->code) one.member("code", finding.rule->code);
+        if (line.number) one.member("line", line.number);
         if (finding.column) {
-            json.member("column", finding.column);
-            json.member("endColumn", finding.endColumn);
+            one.member("column", finding.column);
+            one.member("endColumn", finding.endColumn);
         }
-        if (finding.reportedColumn) json.member("reportedColumn", finding.reportedColumn);
-        if (!finding.kind.empty()) json.member("kind", finding.kind);
+        if (finding.reportedColumn) one.member("reportedColumn", finding.reportedColumn);
+        if (!finding.kind.empty()) one.member("kind", finding.kind);
         if (!finding.field.empty()) {
-            json.member("field", finding.field);
-            if (finding.column) json.member("found", toUtf8(finding.found));
+            one.member("field", finding.field);
+            if (finding.column) one.member("found", toUtf8(finding.found));
         }
-        json.member("message", sentence(finding));
-        json.EndObject();
+        one.member("message", sentence(finding));
+        one.EndObject();
     }
 
     void endFile(const Summary& summary) override {
@@ -107,6 +115,7 @@ private:
 
     JsonStream stream;
     JsonWriter json;
+    bool anyFinding = false;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "report.h"
 #include "text.h"
 #include <fmt/format.h>
+#include <utility>
 #include <vector>
 
 namespace tramo::cli {
@@ -32,29 +33,35 @@ public:
         json.beginArray("results");
     }
 
-    void beginFile(const std::string& file) override { uri = uriOf(nameOf(file)); }
+    std::string label(const std::string& file) const override { return uriOf(nameOf(file)); }
 
-    void finding(const Finding& finding, const Line& line, bool isError) override {
-        json.newLine();
-        json.StartObject();
-        json.member("ruleId", finding.rule->name);
-        json.member("ruleIndex", finding.rule - rules().data());
-        json.member("level", isError ? "error" : "warning");
-        message(sentence(finding));
-        json.beginArray("locations");
-        json.StartObject();
-        json.beginObject("physicalLocation");
-        artifactLocation(uri);
-        if (line.number) region(finding, line);
-        json.EndObject();
-        if (!finding.field.empty()) logicalLocation(finding);
-        json.EndObject();
-        json.EndArray();
-        json.EndObject();
+    void beginFile(const std::string& file) override { uri = label(file); }
+
+    void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
+
+    void describe(
+        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const override {
+        JsonStream target(to);
+        JsonWriter one(target);
+        one.StartObject();
+        one.member("ruleId", finding.rule->name);
+        one.member("ruleIndex", finding.rule - rules().data());
+        one.member("level", isError ? "error" : "warning");
+        message(one, sentence(finding));
+        one.beginArray("locations");
+        one.StartObject();
+        one.beginObject("physicalLocation");
+        artifactLocation(one, label);
+        if (line.number) region(one, finding, line);
+        one.EndObject();
+        if (!finding.field.empty()) logicalLocation(one, finding);
+        one.EndObject();
+        one.EndArray();
+        one.EndObject();
     }
 
     void endFile(const Summary& summary) override {
-        artifacts.push_back({uri, summary.bytes});
+        artifacts.push_back({uri, summary.fileBytes});
         if (summary.notListed) notes.push_back({uri, counted(summary.notListed, "more finding") + " not listed", "note"});
     }
 
@@ -83,11 +90,11 @@ public:
         for (const Note& note : notes) {
             json.StartObject();
             json.member("level", note.level);
-            message(note.text);
+            message(json, note.text);
             json.beginArray("locations");
             json.StartObject();
             json.beginObject("physicalLocation");
-            artifactLocation(note.uri);
+            artifactLocation(json, note.uri);
             json.EndObject();
             json.EndObject();
             json.EndArray();
@@ -116,37 +123,37 @@ private:
         json.EndObject();
     }
 
-    void message(std::string_view words) {
-        json.beginObject("message");
-        json.member("text", words);
-        json.EndObject();
+    static void message(JsonWriter& to, std::string_view words) {
+        to.beginObject("message");
+        to.member("text", words);
+        to.EndObject();
     }
 
-    void artifactLocation(std::string_view of) {
-        json.beginObject("artifactLocation");
-        json.member("uri", of);
-        json.EndObject();
+    static void artifactLocation(JsonWriter& to, std::string_view of) {
+        to.beginObject("artifactLocation");
+        to.member("uri", of);
+        to.EndObject();
     }
 
     // A column of 0 is invalid here: what concerns the whole line has none.
-    void region(const Finding& finding, const Line& line) {
-        json.beginObject("region");
-        json.member("startLine", line.number);
+    static void region(JsonWriter& to, const Finding& finding, const Line& line) {
+        to.beginObject("region");
+        to.member("startLine", line.number);
         if (finding.column) {
-            json.member("startColumn", finding.column);
-            json.member("endColumn", finding.endColumn);
+            to.member("startColumn", finding.column);
+            to.member("endColumn", finding.endColumn);
         }
-        json.EndObject();
+        to.EndObject();
     }
 
-    void logicalLocation(const Finding& finding) {
-        json.beginArray("logicalLocations");
-        json.StartObject();
-        json.member("name", finding.field);
-        json.member("fullyQualifiedName", fmt::format("{}.{}", finding.kind, finding.field));
-        json.member("kind", "member");
-        json.EndObject();
-        json.EndArray();
+    static void logicalLocation(JsonWriter& to, const Finding& finding) {
+        to.beginArray("logicalLocations");
+        to.StartObject();
+        to.member("name", finding.field);
+        to.member("fullyQualifiedName", fmt::format("{}.{}", finding.kind, finding.field));
+        to.member("kind", "member");
+        to.EndObject();
+        to.EndArray();
     }
 
     struct Artifact {
@@ -160,6 +167,7 @@ private:
 
     JsonStream stream;
     JsonWriter json;
+    bool anyFinding = false;
     std::string uri;
     std::vector<Artifact> artifacts;
     std::vector<Note> notes;

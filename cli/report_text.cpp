@@ -24,21 +24,29 @@ class TextReport : public Report {
 public:
     TextReport(Output& to, const ReportStyle& style) : out(to), quiet(style.quiet), colours(style.colour ? terminal : none) {}
 
+    std::string label(const std::string& file) const override { return printable(nameOf(file)); }
+
+    void describe(
+        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const override {
+        const auto at = fmt::appender(to);
+        fmt::format_to(at, "{}{}:", colours.place, label);
+        if (line.number) fmt::format_to(at, "{}:", line.number);
+        if (finding.column) fmt::format_to(at, "{}:", finding.column);
+        fmt::format_to(at, "{} {}{}:{} {}\n", colours.off, isError ? colours.error : colours.warning,
+            isError ? "error" : "warning", colours.off, sentence(finding));
+        if (finding.excerpt && !line.text.empty()) excerpt(finding, line, at);
+    }
+
     void beginFile(const std::string& file) override {
         if (!name.empty() && !quiet) out.print("\n");
-        name = printable(nameOf(file));
+        name = label(file);
         anyListed = false;
     }
 
-    void finding(const Finding& finding, const Line& line, bool isError) override {
+    void finding(std::string_view described) override {
         if (quiet) return;
         anyListed = true;
-        out.print("{}{}:", colours.place, name);
-        if (line.number) out.print("{}:", line.number);
-        if (finding.column) out.print("{}:", finding.column);
-        out.print("{} {}{}:{} {}\n", colours.off, isError ? colours.error : colours.warning, isError ? "error" : "warning",
-            colours.off, sentence(finding));
-        if (finding.excerpt && !line.text.empty()) excerpt(finding, line);
+        out.buffer().append(described.data(), described.data() + described.size());
     }
 
     void endFile(const Summary& summary) override {
@@ -59,7 +67,7 @@ public:
     }
 
 private:
-    void excerpt(const Finding& finding, const Line& line) {
+    void excerpt(const Finding& finding, const Line& line, fmt::appender to) const {
         const std::size_t size = line.text.size();
         std::size_t first = 0, marked = 0, markedEnd = 0, last = std::min(size, mostOfLine);
         if (finding.column > 0) {
@@ -73,13 +81,12 @@ private:
         const Shown field = shown(line.text.substr(marked, markedEnd - marked));
         const Shown after = shown(line.text.substr(markedEnd, last - markedEnd));
         const std::string_view cutLeft = first > 0 ? "..." : "", cutRight = last < size ? "..." : "";
-        out.print(
-            "{} | {}{}{}{}{}{}{}\n", number, cutLeft, before.utf8, colours.marker, field.utf8, colours.off, after.utf8, cutRight);
+        fmt::format_to(to, "{} | {}{}{}{}{}{}{}\n", number, cutLeft, before.utf8, colours.marker, field.utf8, colours.off,
+            after.utf8, cutRight);
         if (finding.column == 0) return;
         const int indent = static_cast<int>(cutLeft.size()) + before.width;
-        out.print("{:>{}} | {:>{}}{}^{:~>{}}{}", "", number.size(), "", indent, colours.marker, "", std::max(field.width - 1, 0),
-            colours.off);
-        out.print(" column{} {}\n", finding.endColumn - finding.column > 1 ? "s" : "", columnsOf(finding));
+        fmt::format_to(to, "{:>{}} | {:>{}}{}^{:~>{}}{} column{} {}\n", "", number.size(), "", indent, colours.marker, "",
+            std::max(field.width - 1, 0), colours.off, finding.endColumn - finding.column > 1 ? "s" : "", columnsOf(finding));
     }
 
     void details(const Summary& summary) {

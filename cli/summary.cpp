@@ -11,15 +11,31 @@ void Summary::count(const Line& line, std::optional<LineKind> kind) {
     else ++unknown;
 }
 
-void Summary::count(const Finding& finding, bool isError) {
-    const RuleInfo* lineRule = finding.field.empty() ? finding.rule : nullptr;
-    // The names of kinds and fields are never copied: one name is one address.
+// The names of kinds and fields are never copied: one name is one address.
+Count& Summary::countOf(const FindingCount& what) {
     auto found = std::ranges::find_if(
-        counts, [&](const FindingCount& c) { return c.field.data() == finding.field.data() && c.rule == lineRule; });
-    if (found == counts.end()) found = counts.insert(found, {finding.kind, finding.field, lineRule, {}});
+        counts, [&](const FindingCount& c) { return c.field.data() == what.field.data() && c.rule == what.rule; });
+    if (found == counts.end()) found = counts.insert(found, {what.kind, what.field, what.rule, {}});
+    return found->count;
+}
+
+void Summary::count(const Finding& finding, bool isError) {
     const Count one = isError ? Count{1, 0} : Count{0, 1};
-    found->count += one;
+    countOf({finding.kind, finding.field, finding.field.empty() ? finding.rule : nullptr, {}}) += one;
     total += one;
+}
+
+Summary& Summary::operator+=(const Summary& next) {
+    lines += next.lines;
+    bytes += next.bytes;
+    total += next.total;
+    notListed += next.notListed;
+    for (std::size_t i = 0; i < byLetter.size(); ++i) byLetter[i] += next.byLetter[i];
+    for (std::size_t i = 0; i < byKind.size(); ++i) byKind[i] += next.byKind[i];
+    empty += next.empty;
+    unknown += next.unknown;
+    for (const FindingCount& what : next.counts) countOf(what) += what.count;
+    return *this;
 }
 
 std::vector<KindCount> Summary::lineKinds() const {

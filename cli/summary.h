@@ -40,7 +40,11 @@ public:
     void count(const Line& line, std::optional<LineKind> kind);
     void count(const Finding& finding, bool isError);
 
+    /// Adds what was counted in the lines that come next.
+    Summary& operator+=(const Summary& next);
+
     std::uint64_t lines = 0, bytes = 0;
+    std::uint64_t fileBytes = 0;  ///< also those that were not looked at
     bool utf16 = false;
     Count total;
     std::uint64_t notListed = 0;  ///< findings beyond the greatest number to be listed
@@ -50,6 +54,8 @@ public:
     std::vector<FindingCount> findingCounts() const;  ///< most frequent first
 
 private:
+    Count& countOf(const FindingCount& what);
+
     std::array<std::uint64_t, 128> byLetter{};
     std::array<std::uint64_t, 4> byKind{};
     std::uint64_t empty = 0, unknown = 0;

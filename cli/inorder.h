@@ -1,0 +1,147 @@
+// Work on many pieces, on several threads, with results in the order of the pieces.
+#pragma once
+#include <condition_variable>
+#include <cstddef>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace tramo::cli {
+
+/// For one task after the other:
+///
+///     take(task)     prepares it, in order, one call at a time; false: there are no more
+///     work(task)     on any thread, several at a time
+///     finish(task)   in order, on the calling thread
+///
+/// Tasks are used again and again, a few more than there are threads: `take` has to clear them. What is thrown is thrown
+/// on to the caller, in its turn: after the tasks before it have been finished, as if there were one thread.
+template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish);
+
+template <class Task, class Take, class Work, class Finish> class InOrder {
+public:
+    InOrder(unsigned threadCount, Take& takeTask, Work& workOn, Finish& finishTask)
+        : slots(4 * static_cast<std::size_t>(threadCount)), take(takeTask), work(workOn), finish(finishTask) {}
+
+    void run(unsigned threadCount) {
+        if (threadCount < 2 || !start(threadCount)) return runAlone();
+        try {
+            for (std::size_t turn = 0; finishTurn(slots[turn % slots.size()]); ++turn) {}
+        } catch (...) {
+            stop();
+            throw;
+        }
+        stop();
+    }
+
+private:
+    enum class State : char { Free, Taken, Done, End };
+    struct Slot {
+        Task task;
+        std::exception_ptr failure;
+        State state = State::Free;
+    };
+
+    void runAlone() {
+        Task task;
+        while (take(task)) {
+            work(task);
+            finish(task);
+        }
+    }
+
+    // False: the system gives no thread at all. Fewer than wanted are enough.
+    bool start(unsigned threadCount) {
+        try {
+            while (threads.size() < threadCount) threads.emplace_back([this] { runWorker(); });
+        } catch (const std::system_error&) { return !threads.empty(); }
+        return true;
+    }
+
+    void stop() {
+        {
+            const std::lock_guard lock(mutex);
+            stopped = true;
+        }
+        slotFreed.notify_all();
+    }
+
+    void runWorker() {
+        while (Slot* slot = takeTurn()) {
+            try {
+                if (!slot->failure) work(slot->task);
+            } catch (...) { slot->failure = std::current_exception(); }
+            publish(*slot, State::Done);
+        }
+    }
+
+    // The next task, prepared; nullptr when there is nothing to do any more.
+    Slot* takeTurn() {
+        const std::lock_guard order(taking);
+        Slot& slot = slots[nextTurn % slots.size()];
+        {
+            std::unique_lock lock(mutex);
+            slotFreed.wait(lock, [&] { return stopped || slot.state == State::Free; });
+            if (stopped || ended) return nullptr;
+            slot.state = State::Taken;
+        }
+        ++nextTurn;
+        try {
+            ended = !take(slot.task);
+        } catch (...) {
+            slot.failure = std::current_exception();
+            ended = true;
+            return &slot;
+        }
+        if (!ended) return &slot;
+        publish(slot, State::End);
+        return nullptr;
+    }
+
+    void publish(Slot& slot, State state) {
+        {
+            const std::lock_guard lock(mutex);
+            slot.state = state;
+        }
+        slotDone.notify_one();
+    }
+
+    bool finishTurn(Slot& slot) {
+        {
+            std::unique_lock lock(mutex);
+            slotDone.wait(lock, [&] { return slot.state >= State::Done; });
+        }
+        if (slot.state == State::End) return false;
+        if (slot.failure) std::rethrow_exception(slot.failure);
+        finish(slot.task);
+        {
+            const std::lock_guard lock(mutex);
+            slot.state = State::Free;
+        }
+        slotFreed.notify_one();
+        return true;
+    }
+
+    std::vector<Slot> slots;
+    Take& take;
+    Work& work;
+    Finish& finish;
+
+    std::mutex taking;  ///< held by whoever takes a task: guards `nextTurn` and `ended`
+    std::size_t nextTurn = 0;
+    bool ended = false;
+
+    std::mutex mutex;  ///< guards `stopped` and the slots' states
+    std::condition_variable slotFreed, slotDone;
+    bool stopped = false;
+
+    std::vector<std::jthread> threads;  ///< last: they end before what they use
+};
+
+template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish) {
+    InOrder<Task, decltype(take), decltype(work), decltype(finish)>(threadCount, take, work, finish).run(threadCount);
+}
+
+}  // namespace tramo::cli

@@ -1,0 +1,104 @@
+#include "textfile.h"
+#include "platform.h"
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr std::size_t notFound = std::string_view::npos;
+
+// The first line feed at or behind `from`, which is the beginning of a character.
+std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t width) {
+    std::size_t found = bytes.find('\n', from);
+    if (width == 1) return found;
+    while (found != notFound && (found % 2 != 0 || found + 1 == bytes.size() || bytes[found + 1] != 0))
+        found = bytes.find('\n', found + 1);
+    return found;
+}
+
+void decode(std::string_view bytes, std::size_t width, std::wstring& text) {
+    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
+    text.resize(bytes.size() / width);
+    wchar_t* to = text.data();
+    if (width == 1)
+        for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[i]);
+    else
+        for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[2 * i] | from[2 * i + 1] << 8);
+}
+
+}  // namespace
+
+bool PieceReader::next(Line& line) {
+    if (piece.bytes.empty()) return false;
+    const std::size_t feed = findLineFeed(piece.bytes, 0, piece.width);
+    line.lineFeed = feed != notFound;
+    decode(piece.bytes.substr(0, feed), piece.width, text);
+    line.number = piece.firstLine++;
+    piece.bytes.remove_prefix(line.lineFeed ? feed + piece.width : piece.bytes.size());
+    line.text = text;
+    line.carriageReturn = line.text.ends_with(L'\r');
+    if (line.carriageReturn) line.text.remove_suffix(1);
+    return true;
+}
+
+TextFile::TextFile(std::string plainPath, bool utf16)
+    : path(std::move(plainPath)), file(std::fopen(path.c_str(), "rb"), std::fclose), width(utf16 ? 2 : 1), buffer(usualPiece) {
+    if (!file) throw Unreadable{reasonOf(errno), path};
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    if (!utf16) return;
+    fill();
+    bytesBefore = begin = std::min(width, end);
+}
+
+// Loads more behind what is waiting; false at the end of the file.
+bool TextFile::fill() {
+    std::copy(
+        buffer.begin() + static_cast<std::ptrdiff_t>(begin), buffer.begin() + static_cast<std::ptrdiff_t>(end), buffer.begin());
+    end -= begin;
+    begin = 0;
+    if (end == buffer.size()) buffer.resize(2 * buffer.size());  // one long line
+    const std::size_t count = std::fread(buffer.data() + end, 1, buffer.size() - end, file.get());
+    if (count == 0 && std::ferror(file.get())) throw Unreadable{reasonOf(errno), path};
+    end += count;
+    return count > 0;
+}
+
+// A line that begins with U+FFFF ends the text.
+bool TextFile::endsHere(std::size_t at) const {
+    return width == 2 && end - begin - at >= width && waiting().substr(at, width) == "\xFF\xFF";
+}
+
+bool TextFile::next(Piece& piece, long long mostLines) {
+    const long long firstLine = linesBefore + 1;
+    long long lines = 0;
+    std::size_t size = 0, searched = 0;
+    while (lines < mostLines && !endsHere(size)) {
+        const std::size_t feed = findLineFeed(waiting(), searched, width);
+        if (feed != notFound) {
+            size = searched = feed + width;
+            ++lines;
+            continue;
+        }
+        if (size > 0) break;
+        searched = (end - begin) / width * width;
+        if (fill()) continue;
+        size = searched;  // the last line has no line end
+        lines += size > 0;
+        break;
+    }
+    piece = {waiting().substr(0, size), width, firstLine};
+    begin += size;
+    bytesBefore += size;
+    linesBefore += lines;
+    return size > 0;
+}
+
+bool TextFile::atEnd() {
+    if (end - begin < width) fill();
+    return end - begin < width || endsHere(0);
+}
+
+}  // namespace tramo::cli

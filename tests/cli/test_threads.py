@@ -1,0 +1,215 @@
+"""Checks on many threads and of some lines only: the same findings, in the same order, whoever finds them."""
+import os
+import random
+import re
+import subprocess
+import unittest
+import unittest.mock
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
+
+MANY = ("1", "2", "3", "8", "64")
+FORMS = ([], ["--format", "json"], ["--format", "sarif"], ["-q"], ["--max-findings", "7"], ["--max-findings", "700"],
+         ["--strict", "--all"], ["--color", "always"])
+
+
+def without_time(text):
+    return re.sub(rb'in \d+\.\d{3} s|"seconds":[0-9.e+-]+', b"TIME", text)
+
+
+def damaged(count, seed=1):
+    """So many lines, some of them damaged in one way or another. Several times as large as what is read at once."""
+    rng = random.Random(seed)
+    text = bytearray()
+    for _ in range(count):
+        line = bytearray(rng.choice((METER, METER, AMR, INFORMATION)))
+        kind = rng.randrange(30)
+        if kind == 0:
+            line[rng.randrange(512)] = rng.randrange(256)
+        elif kind == 1:
+            line = line[:rng.randrange(512)]
+        elif kind == 2:
+            line[rng.randrange(1, 512)] = 10
+        elif kind == 3:
+            line = line.rstrip()
+        elif kind == 4:
+            line = line * rng.randrange(2, 5)
+        elif kind == 5:
+            line = bytearray(rng.randrange(40)) + b"\n" * rng.randrange(40)
+        text += line + (b"\n" if kind == 6 else b"\r\n")
+    return bytes(text)
+
+
+class Threads(CliTest):
+    def assert_same(self, *arguments, **run):
+        """On any number of threads, and without -j, as on one."""
+        expected = self.run_tool("check", "-j", "1", *arguments, cwd=self.folder, **run)
+        for threads in (["-j", "2"], ["-j3"], ["--threads", "8"], ["--threads=64"], ["-j", "0"], []):
+            result = self.run_tool("check", *threads, *arguments, cwd=self.folder, **run)
+            self.assertEqual((without_time(result.raw), result.err, result.code),
+                             (without_time(expected.raw), expected.err, expected.code), threads)
+        return expected
+
+    def test_every_form_of_the_report(self):
+        self.write("f", damaged(3000))
+        for form in FORMS:
+            with self.subTest(form=form):
+                self.assertEqual(self.assert_same(*form, "f").code, 1)
+
+    def test_utf16(self):
+        self.write("f", utf16(damaged(1500).decode("latin-1")))
+        self.assertIn(b"UTF-16", self.assert_same("f").raw)
+
+    def test_utf16_that_ends_early(self):
+        text = damaged(2000).decode("latin-1")
+        middle = text.index("\n", len(text) // 2) + 1
+        self.write("f", utf16(text[:middle] + "\uffff" + text[middle:]) + b"x")
+        result = self.assert_same("f")
+        self.assertEqual(len([f for f in result.findings if "(TextUnread)" in f]), 1)
+        self.assertEqual(len([f for f in result.findings if "(LastByteOdd)" in f]), 1)
+        line = text[:middle].count("\n") + 1
+        self.assertIn(f"f:{line}:1: error: a line that begins with U+FFFF ends the text (TextUnread): "
+                      f"{len(text) - middle + 1} characters from here on cannot be read", result.out)
+
+    def test_good_file(self):
+        self.write("f", lines(ROUND, METER) * 1000)
+        self.assertEqual(self.assert_same("-q", "f").out, "f: nothing found in 2000 lines\n")
+
+    def test_one_long_line_among_others(self):
+        self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + lines(METER) * 500 + b"1" * 300_000)
+        result = self.assert_same("f")
+        self.assertTrue(result.findings[0].startswith("f:2:513: error: line has 1000000 characters"))
+        self.assertTrue(result.findings[1].startswith("f:503:513: error: line has 300000 characters"))
+
+    def test_line_feeds_only(self):
+        self.write("f", b"\n" * 40000)
+        self.assertEqual(len(self.assert_same("f").findings), 40000)
+
+    def test_many_files(self):
+        names = []
+        for i in range(40):
+            names.append(f"f{i}")
+            self.write(names[-1], damaged([0, 1, 3, 400, 700][i % 5], seed=i))
+        names[7:7] = ["missing", "."]
+        result = self.assert_same(*names)
+        self.assertEqual(result.code, 2)
+        self.assertEqual(result.err, "tramo: missing: No such file or directory\ntramo: .: is a directory\n")
+        for form in FORMS:
+            self.assert_same(*form, *names)
+
+    def test_standard_input(self):
+        self.assert_same("-", stdin=damaged(2000))
+
+    def test_nobody_reads_the_report(self):
+        self.write("f", b"\n" * 2_000_000)
+        for threads in MANY:
+            process = subprocess.Popen([TRAMO, "check", "-j", threads, "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       cwd=self.folder, env=ENVIRONMENT)
+            process.stdout.read(1000)
+            process.stdout.close()
+            self.assertEqual((process.stderr.read(), process.wait(timeout=30)), (b"", 3))
+            process.stderr.close()
+
+    def test_report_cannot_be_written(self):
+        self.write("f", damaged(3000))
+        for threads in MANY:
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([TRAMO, "check", "-j", threads, "f"], stdout=full, stderr=subprocess.PIPE, cwd=self.folder,
+                                      env=ENVIRONMENT, timeout=30)
+            self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: No space left on device\n"))
+
+    def test_copy_of_a_pipe_cannot_be_written(self):
+        self.write("good", lines(ROUND))
+        for threads in MANY:
+            result = self.run_tool("check", "-q", "-j", threads, "good", "-", stdin=lines(METER), cwd=self.folder,
+                                   env={"TMPDIR": os.path.join(self.folder, "missing")})
+            self.assertEqual((result.code, result.out), (3, "good: nothing found in 1 line\n"))
+
+    def test_numbers_of_threads(self):
+        self.write("f", lines(ROUND))
+        for word, message in (("x", '"x" is no number of threads'), ("-1", '"-1" is no number of threads'),
+                              ("1025", "1025 are too many; 1024 is the most")):
+            result = self.run_tool("check", f"--threads={word}", "f", cwd=self.folder)
+            self.assertEqual((result.code, result.err.splitlines()[0]), (2, f"tramo: check: --threads: {message}"))
+        self.assertEqual(self.run_tool("check", "-j1024", "f", cwd=self.folder).code, 0)
+
+
+class Lines(CliTest):
+    def findings(self, *options, content=None, code=1):
+        if content is not None:
+            self.write("f", content)
+        result = self.run_tool("check", "--format", "json", *options, "f", cwd=self.folder)
+        self.assertEqual((result.code, result.err), (code, ""))
+        return result.json["files"][0]
+
+    def test_are_known_by_their_numbers(self):
+        self.write("f", lines(*[put(METER, 507, b"Q")] * 5))
+        for option, numbers in (("2-3", [2, 3]), ("4-", [4, 5]), ("5", [5]), ("1-", [1, 2, 3, 4, 5]), ("3-99", [3, 4, 5])):
+            file = self.findings("--lines", option)
+            self.assertEqual([finding["line"] for finding in file["findings"]], numbers)
+            self.assertEqual((file["summary"]["lines"], file["summary"]["bytes"]), (len(numbers), 514 * len(numbers)))
+
+    def test_pieces_together_are_the_whole(self):
+        for content in (damaged(1500, seed=2), utf16(damaged(800, seed=3).decode("latin-1")) + b"x", b"\n" * 9999, sample("amr-keys.txt"),
+                        sample("round-damaged.txt"), utf16("a\n\uffffb\nc"), b"", utf16(""), utf16("\uffff")):
+            whole = self.findings(content=content, code=unittest.mock.ANY)
+            count = whole["summary"]["lines"]
+            for step in {1 + count // 3, 1 + count // 7, max(1, count)}:
+                pieces = [self.findings("--lines", f"{first}-{first + step - 1}", "-j", "2", code=unittest.mock.ANY)
+                          for first in range(1, max(count, 1) + 1, step)]
+                self.assertEqual([finding for piece in pieces for finding in piece["findings"]], whole["findings"])
+                self.assertEqual(sum(piece["summary"]["lines"] for piece in pieces), count)
+
+    def test_beyond_the_end(self):
+        self.write("f", lines(ROUND, METER, METER))
+        result = self.run_tool("check", "--lines", "4-9", "f", cwd=self.folder)
+        self.assertEqual((result.code, result.out, result.err), (2, "", "tramo: f: has 3 lines; there is no line 4\n"))
+        self.write("f", utf16("a\nb\n\uffffc\nd\n"))
+        result = self.run_tool("check", "--lines", "3", "f", cwd=self.folder)
+        self.assertEqual(result.err, "tramo: f: has 2 lines that can be read; there is no line 3\n")
+
+    def test_empty_file(self):
+        self.assertEqual([f["rule"] for f in self.findings("--lines", "1-10", content=b"")["findings"]], ["FileEmpty"])
+        self.assertEqual(self.run_tool("check", "--lines", "2-10", "f", cwd=self.folder).err,
+                         "tramo: f: has 0 lines; there is no line 2\n")
+
+    def test_what_is_told_of_the_end_comes_with_the_last_line(self):
+        content = utf16("x\ny") + b"z"
+        self.assertNotIn("LastByteOdd", [f["rule"] for f in self.findings("--lines", "1", content=content)["findings"]])
+        self.assertIn("LastByteOdd", [f["rule"] for f in self.findings("--lines", "2")["findings"]])
+        self.assertIn("LineKindUnknown", [f["rule"] for f in self.findings("--lines", "2")["findings"]])
+
+    def test_of_several_files(self):
+        self.write("a", lines(ROUND, METER, METER))
+        self.write("b", lines(*[METER] * 1000))
+        self.assertEqual(self.run_tool("check", "-q", "--lines", "2-900", "a", "b", cwd=self.folder).out,
+                         "a: nothing found in 2 lines\nb: nothing found in 899 lines\nin all 2 files: nothing found\n")
+
+    def test_of_the_standard_input(self):
+        result = self.run_tool("check", "--lines", "2", "-", stdin=lines(ROUND, put(METER, 507, b"Q")))
+        self.assertTrue(result.findings[0].startswith("<stdin>:2:507: error: "))
+
+    def test_kinds_are_told_by_the_beginning_of_the_file(self):
+        self.write("f", sample("round-damaged.txt"))
+        whole = self.findings()["findings"]
+        last = self.findings()["summary"]["lines"]
+        for number in range(1, last + 1):
+            self.assertEqual(self.findings("--lines", str(number), code=unittest.mock.ANY)["findings"],
+                             [finding for finding in whole if finding.get("line") == number])
+
+    def test_sarif_tells_the_size_of_the_whole_file(self):
+        self.write("f", lines(ROUND, METER))
+        log = self.run_tool("check", "--format", "sarif", "--lines", "1", "f", cwd=self.folder).json
+        self.assertEqual(log["runs"][0]["artifacts"][0]["length"], 1028)
+
+    def test_wrong_words(self):
+        self.write("f", lines(ROUND))
+        for word in ("0", "x", "3-x", "-3", "3--4", "1,2", "99999999999999999999"):
+            result = self.run_tool("check", f"--lines={word}", "f", cwd=self.folder)
+            self.assertEqual((result.code, result.err.splitlines()[0]),
+                             (2, f'tramo: check: --lines: "{word}" is no line: 3, 3-5 and 3- are, counted from 1'))
+        result = self.run_tool("check", "--lines=5-3", "f", cwd=self.folder)
+        self.assertEqual(result.err.splitlines()[0], 'tramo: check: --lines: "5-3" ends before it begins')
+
+
+if __name__ == "__main__":
+    unittest.main()
