@@ -50,13 +50,19 @@ Exit codes:
     return page;
 }
 
+// "meter-change" is "meter change".
+bool isSame(char a, char b) {
+    constexpr std::string_view joints = " -_";
+    return a == b || (joints.find(a) != joints.npos && joints.find(b) != joints.npos);
+}
+
 std::size_t distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
     for (std::size_t i = 0; i < a.size(); ++i) {
         std::size_t diagonal = std::exchange(row[0], i + 1);
         for (std::size_t k = 0; k < b.size(); ++k) {
-            const std::size_t replaced = diagonal + (a[i] != b[k]);
+            const std::size_t replaced = diagonal + !isSame(a[i], b[k]);
             diagonal = row[k + 1];
             row[k + 1] = std::min({replaced, row[k] + 1, diagonal + 1});
         }

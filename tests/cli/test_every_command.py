@@ -1,0 +1,377 @@
+"""What all commands have in common, shown for each of them: which inputs they take and refuse, what becomes of an output that
+cannot be written, how far they say they have come, and what they make of slips."""
+import json
+import os
+import pty
+import re
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines
+
+GOOD = lines(ROUND, METER)
+
+
+class Use:
+    """A way to use a command. FILE, GOOD and OUT stand for the file read, a good one and the file written."""
+
+    def __init__(self, arguments, code=0, empty=0, rows=False):
+        self.arguments = arguments.split()
+        self.code, self.empty = code, empty   # for a good file and for an empty one
+        self.rows = rows                      # reads what an export has written
+        self.prints = "OUT" not in self.arguments
+
+    def of(self, file, out="out"):
+        paths = {"FILE": file, "GOOD": "good", "OUT": out}
+        return [re.sub("FILE|GOOD|OUT", lambda found: paths[found[0]], word) for word in self.arguments]
+
+
+READERS = [
+    Use("check FILE", empty=1),
+    Use("check --format json FILE", empty=1),
+    Use("check --format sarif FILE", empty=1),
+    Use("convert FILE --encoding utf16le -o -"),
+    Use("convert FILE --encoding utf16le -o OUT"),
+    Use("diff FILE GOOD", empty=1),
+    Use("diff --format json GOOD FILE", empty=1),
+    Use("explain -- FILE:1:1", empty=2),
+    Use("export FILE --to jsonl"),
+    Use("export FILE --to jsonl -o OUT"),
+    Use("export FILE --to csv --only round"),
+    Use("export FILE --to sqlite -o OUT"),
+    Use("export FILE --to xlsx -o OUT"),
+    Use("import FILE --from jsonl --encoding ansi", rows=True),
+    Use("import FILE --from jsonl --encoding utf16le -o OUT", rows=True),
+    Use("keys FILE", empty=1),
+    Use("keys --format json FILE", empty=1),
+    Use("rewrite --dry-run FILE"),
+    Use("rewrite FILE -o -"),
+    Use("rewrite FILE -o OUT"),
+    Use("show FILE", empty=1),
+    Use("stats FILE"),
+    Use("stats --format json FILE"),
+]
+OTHERS = [["sample", "--meters", "20", "-o", "-"], ["explain"], ["explain", "--markdown"], ["help"], ["help", "check"],
+          ["help", "--man"], ["help", "--man", "format"], ["help", "--completion", "bash"], ["check", "--help"], ["--version"]]
+WRITERS = [use.of("good") for use in READERS if use.prints and not use.rows] + [["import", "rows", "--from", "jsonl", "--encoding", "ansi"], *OTHERS]
+
+
+def page(*arguments):
+    return subprocess.run([TRAMO, "help", *arguments], capture_output=True, text=True, check=True, env=ENVIRONMENT).stdout
+
+
+COMMANDS = re.findall(r"^  (\w+) ", page().split("\nCommands:\n")[1].split("\n\n")[0], re.M)
+
+
+class EveryCommandTest(CliTest):
+    def setUp(self):
+        super().setUp()
+        self.write("good", GOOD)
+        self.write("rows", self.run_tool("export", "good", "--to", "jsonl", cwd=self.folder).raw)
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.temporary = temporary.name
+        self.environment = ENVIRONMENT | {"TMPDIR": self.temporary}
+
+    def source(self, use):
+        return "rows" if use.rows else "good"
+
+    def run_here(self, arguments, **how):
+        """Exit code, output and error output; nothing may be left of temporary files."""
+        if "input" not in how and "stdin" not in how:
+            how["stdin"] = subprocess.DEVNULL
+        done = subprocess.run([TRAMO, *arguments], **({"stdout": subprocess.PIPE} | how), stderr=subprocess.PIPE, cwd=self.folder,
+                              timeout=60, env=self.environment)
+        self.assertEqual(os.listdir(self.temporary), [])
+        self.assertEqual([name for name in os.listdir(self.folder) if name.startswith("out.")], [])
+        return done.returncode, done.stdout, done.stderr.decode()
+
+    def take(self, name):
+        """The content of a file, which is gone then; None: it was not there."""
+        path = os.path.join(self.folder, name)
+        if not os.path.exists(path):
+            return None
+        with open(path, "rb") as file:
+            content = file.read()
+        os.remove(path)
+        return content
+
+    def read(self, name):
+        with open(os.path.join(self.folder, name), "rb") as file:
+            return file.read()
+
+    def result(self, use, file, **how):
+        """All that a run brings about, without what tells one run from another."""
+        code, out, err = self.run_here(use.of(file), **how)
+        product = self.take("out")
+        if product is not None and product[:2] in (b"SQ", b"PK"):
+            product = product[:2]
+        called = {"-": b"<stdin>"}.get(file, file.encode())
+        out = re.sub(rb"in \d+\.\d{3} s|\"seconds\":[0-9.e-]+|uri\":\"[^\"]*\"", b"", out).replace(called, b"NAME").replace(b"good", b"NAME")
+        return code, out, err.replace(called.decode(), "NAME"), product
+
+
+class Files(EveryCommandTest):
+    def test_none_is_missing_here(self):
+        self.assertEqual({use.arguments[0] for use in READERS} | {words[0] for words in OTHERS if words[0][0] != "-"}, set(COMMANDS))
+
+    def test_pipes(self):
+        fifo = os.path.join(self.folder, "fifo")
+        os.mkfifo(fifo)
+        for use in READERS:
+            with self.subTest(" ".join(use.arguments)):
+                expected = self.result(use, self.source(use))
+                self.assertEqual((expected[0], expected[1] is not None), (use.code if use.arguments[0] != "keys" else 0, True))
+                self.assertEqual(use.prints, expected[3] is None)
+                self.assertTrue(expected[1] or not use.prints or use.arguments[:2] == ["keys", "FILE"])
+                content = self.read(self.source(use))
+                self.assertEqual(self.result(use, "-", input=content), expected)
+                writer = threading.Thread(target=self.feed, args=(fifo, content))
+                writer.start()
+                self.assertEqual(self.result(use, "fifo"), expected)
+                writer.join()
+
+    @staticmethod
+    def feed(path, content):
+        with open(path, "wb") as file:
+            file.write(content)
+
+    def test_unreadable(self):
+        os.mkdir(os.path.join(self.folder, "folder"))
+        os.symlink("endless", os.path.join(self.folder, "endless"))
+        os.chmod(self.write("secret", GOOD), 0)
+        files = {"missing": "No such file or directory", "good/f": "Not a directory", "folder": "is a directory",
+                 "endless": "Too many levels of symbolic links"}
+        if os.geteuid() != 0:   # who may read everything
+            files["secret"] = "Permission denied"
+        for use in READERS:
+            for file, reason in files.items():
+                with self.subTest(" ".join(use.of(file))):
+                    code, out, err = self.run_here(use.of(file))
+                    self.assertEqual((code, err), (2, f"tramo: {file}: {reason}\n"))
+                    if "json" not in use.arguments and "sarif" not in use.arguments:
+                        self.assertEqual(out, b"")
+                    elif out:
+                        json.loads(out)
+                    self.assertIsNone(self.take("out"))
+
+    def test_empty(self):
+        self.write("empty", b"")
+        for use in READERS:
+            with self.subTest(" ".join(use.arguments)):
+                code, out, err = self.run_here(use.of("empty"))
+                self.assertEqual(code, use.empty)
+                self.assertTrue(out or err or use.arguments[0] in ("convert", "export", "import"))
+                if "json" in use.arguments or "sarif" in use.arguments:
+                    json.loads(out)
+                self.assertEqual(self.take("out") is None, use.prints)
+
+    def test_output_that_nobody_reads(self):
+        for arguments in WRITERS:
+            with self.subTest(" ".join(arguments)):
+                reader, writer = os.pipe()
+                os.close(reader)
+                code, _, err = self.run_here(arguments, stdout=writer)
+                os.close(writer)
+                self.assertEqual((code, err), (3, ""))
+
+    def test_output_closed(self):
+        for arguments in WRITERS:
+            with self.subTest(" ".join(arguments)):
+                done = subprocess.run([TRAMO, *arguments], stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, cwd=self.folder,
+                                      env=self.environment, preexec_fn=lambda: os.close(1))
+                self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: Bad file descriptor\n"))
+
+    def test_full_disk(self):
+        for arguments in WRITERS:
+            with self.subTest(" ".join(arguments)):
+                with open("/dev/full", "wb") as full:
+                    code, _, err = self.run_here(arguments, stdout=full)
+                self.assertEqual((code, err), (3, "tramo: cannot write the standard output: No space left on device\n"))
+        products = [use.of(self.source(use), "/dev/full") for use in READERS if not use.prints]
+        for arguments in [*products, ["sample", "-o", "/dev/full"]]:
+            with self.subTest(" ".join(arguments)):
+                code, out, err = self.run_here(arguments)
+                self.assertEqual((code, out), (3, b""))
+                self.assertRegex(err, r"^tramo: cannot write /dev/full: [^\n]+\n$")
+
+    def test_no_place_for_the_output(self):
+        for use in READERS:
+            if use.prints:
+                continue
+            for out, reason in (("none/out", "No such file or directory"), ("good/out", "Not a directory"), (".", "Is a directory")):
+                with self.subTest(" ".join(use.of(self.source(use), out))):
+                    code, printed, err = self.run_here(use.of(self.source(use), out))
+                    self.assertEqual((code, printed, err), (3, b"", f"tramo: cannot write {out}: {reason}\n"))
+
+    def test_no_place_for_a_copy_of_the_input(self):
+        for use in READERS:
+            if use.rows:
+                continue
+            with self.subTest(" ".join(use.arguments)):
+                done = subprocess.run([TRAMO, *use.of("-")], input=GOOD, capture_output=True, cwd=self.folder,
+                                      env=ENVIRONMENT | {"TMPDIR": "/nowhere"})
+                self.assertEqual((done.returncode, done.stderr),
+                                 (3, b"tramo: cannot write a temporary file in /nowhere: No such file or directory\n"))
+                self.assertIsNone(self.take("out"))
+
+
+class GrowingFile(EveryCommandTest):
+    """Somebody appends lines while a command reads: it takes those that were there, whole, and some of the new ones."""
+
+    def test_growing(self):
+        for use in READERS:
+            with self.subTest(" ".join(use.arguments)):
+                line = METER + b"\r\n" if not use.rows else self.read("rows").splitlines(True)[1]
+                path = self.write("growing", (self.read("rows").splitlines(True)[0] if use.rows else lines(ROUND)) + line * 6000)
+                stop = threading.Event()
+                appender = threading.Thread(target=self.append, args=(path, line, stop))
+                appender.start()
+                try:
+                    code, out, err = self.run_here(use.of("growing"))
+                finally:
+                    stop.set()
+                    appender.join()
+                product = self.take("out") if not use.prints else out
+                self.assertEqual(err if use.arguments[0] not in ("rewrite", "keys") else "", "")   # they count
+                self.assertIn(code, (0, 1))
+                self.check_result(use, product, os.path.getsize(path))
+
+    @staticmethod
+    def append(path, line, stop):
+        with open(path, "ab", buffering=0) as file:
+            while not stop.is_set() and file.tell() < 40_000_000:
+                file.write(line * 10)
+                time.sleep(0.0002)
+
+    def check_result(self, use, product, size):
+        if use.arguments[0] in ("convert", "import") or (use.arguments[0] == "rewrite" and "-o" in use.arguments):
+            if product[:2] == b"\xff\xfe":
+                product = product[2:].decode("utf-16-le").encode("latin-1")
+            written = product.split(b"\r\n")
+            self.assertEqual(written.pop(), b"")
+            self.assertGreater(len(written), 6000)
+            self.assertEqual(len(set(written)), 2)
+        elif use.arguments[0] == "export" and "jsonl" in use.arguments:
+            written = product.decode().splitlines()
+            self.assertGreater(len(written), 6000)
+            for row in written[::1000] + written[-2:]:
+                json.loads(row)
+        elif "json" in use.arguments or "sarif" in use.arguments:
+            json.loads(product)
+        else:
+            self.assertTrue(product)
+
+
+class Progress(EveryCommandTest):
+    """What is shown on the error output when that is a terminal, for work of more than half a second."""
+
+    def start(self, arguments, stdin):
+        master, terminal = pty.openpty()
+        process = subprocess.Popen([TRAMO, *arguments], stdin=stdin, stdout=subprocess.PIPE, stderr=terminal, cwd=self.folder,
+                                   env=self.environment)
+        os.close(terminal)
+        shown = b""
+
+        def collect():
+            nonlocal shown
+            try:
+                while block := os.read(master, 65536):
+                    shown += block
+            except OSError:
+                pass
+        collector = threading.Thread(target=collect)
+        collector.start()
+        return process, collector, lambda: shown.decode()
+
+    def slowly(self, process, content):
+        """Feeds the input in pieces, for longer than it takes to show progress."""
+        size = len(content) // 12 + 1
+        for at in range(0, len(content), size):
+            process.stdin.write(content[at:at + size])
+            process.stdin.flush()
+            time.sleep(0.08)
+
+    LINES = r"^(\r<stdin> \d+ (KB|MB|%)\x1b\[K)+\r\x1b\[K"
+
+    def test_every_reader(self):
+        content = {False: GOOD * 1000, True: self.read("rows") * 1000}
+        running = []
+        for use in READERS:   # all at once, for they do little but wait
+            process, collector, shown = self.start(use.of("-", f"out{len(running)}"), subprocess.PIPE)
+            feeder = threading.Thread(target=self.feed_and_end, args=(process, content[use.rows]))
+            feeder.start()
+            drain = threading.Thread(target=process.stdout.read)
+            drain.start()
+            running.append((use, process, [feeder, drain, collector], shown))
+        for use, process, threads, shown in running:
+            with self.subTest(" ".join(use.arguments)):
+                self.assertEqual(process.wait(60), 1 if use.arguments[0] == "diff" else 0)
+                for thread in threads:
+                    thread.join()
+                process.stdout.close()
+                self.assertRegex(shown(), self.LINES)
+
+    def feed_and_end(self, process, content):
+        self.slowly(process, content)
+        process.stdin.close()
+
+    def test_sample(self):
+        process, collector, shown = self.start(["sample", "--meters", "20000", "-o", "-"], subprocess.DEVNULL)
+        time.sleep(0.7)   # for which nobody reads
+        process.stdout.read()
+        self.assertEqual(process.wait(60), 0)
+        collector.join()
+        process.stdout.close()
+        self.assertRegex(shown(), r"^(\rwriting \d+ %\x1b\[K)+\r\x1b\[K$")
+
+    def test_nothing_where_there_is_no_terminal(self):
+        for use in READERS[0], READERS[13]:
+            process = subprocess.Popen([TRAMO, *use.of("-")], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                                       cwd=self.folder, env=self.environment)
+            self.slowly(process, GOOD if not use.rows else self.read("rows"))
+            process.stdin.close()
+            self.assertEqual((process.stderr.read(), process.wait()), (b"", 0))
+            process.stderr.close()
+
+
+class Slips(CliTest):
+    def assert_meant(self, arguments, meant):
+        result = self.run_tool(*arguments)
+        self.assertEqual((result.code, result.out), (2, ""), arguments)
+        self.assertIn(f'; did you mean "{meant}"?\n', result.err)
+
+    @staticmethod
+    def slip(word):
+        return word[:2] + word[3:]
+
+    def test_commands(self):
+        for command in COMMANDS:
+            self.assert_meant([self.slip(command)], command)
+
+    def test_options(self):
+        for command in COMMANDS:
+            options = re.findall(r"^  (?:-\w, )?(--[\w-]+)", page(command).split("\nOptions:\n")[1], re.M) if command != "help" else []
+            for option in options:
+                self.assert_meant([command, self.slip(option)], option)
+
+    def test_kinds_and_fields(self):
+        self.assert_meant(["explain", "meter-subscribre"], "meter subscriber")
+        self.assert_meant(["explain", "meter subscriber:meterReadingDaet"], "meterReadingDate")
+        self.assert_meant(["explain", "meterReadingDaet"], "meterReadingDate")
+        self.assert_meant(["explain", "MandatoryMising"], "MandatoryMissing")
+        self.assert_meant(["export", "f", "--to", "jsonl", "--only", "meter chagne"], "meter change")
+        self.assert_meant(["sample", "--kinds", "round,AMRR", "-o", "-"], "AMR")
+
+    def test_values(self):
+        self.assert_meant(["check", "f", "--format", "jsno"], "json")
+        self.assert_meant(["check", "f", "--encoding", "utf16el"], "utf16le")
+        self.assert_meant(["check", "f", "--color", "alwasy"], "always")
+        self.assert_meant(["export", "f", "--to", "jsnol"], "jsonl")
+        self.assert_meant(["import", "f", "--encoding", "ansi", "--from", "sqltie"], "sqlite")
+
+
+if __name__ == "__main__":
+    unittest.main()
