@@ -2,6 +2,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,6 +50,15 @@ Usage runApart(const std::function<void()>& work) {
             return 0;
         } catch (const std::exception&) { return 1; }
     });
+}
+
+void warmUpMemory(std::size_t bytes) {
+    constexpr std::size_t page = 4096;
+    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("not enough memory");
+    (void)::madvise(memory, bytes, MADV_HUGEPAGE);  // as large blocks as anybody may ask for
+    for (std::size_t at = 0; at < bytes; at += page) static_cast<volatile char*>(memory)[at] = 1;
+    ::munmap(memory, bytes);
 }
 
 }  // namespace bench

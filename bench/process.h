@@ -1,4 +1,4 @@
-// Other processes, and what they need.
+// Processes, and what they need.
 #pragma once
 #include <cstddef>
 #include <functional>
@@ -18,5 +18,9 @@ Usage runProgram(const std::vector<std::string>& command);
 
 /// Runs a function in a process of its own, whose output nobody sees. An exception gives the status 1.
 Usage runApart(const std::function<void()>& work);
+
+/// Uses so much memory and gives it back. A virtual machine may have given to its host what nobody has used for some seconds;
+/// to get it back costs many times what is to be measured, and nobody can help it.
+void warmUpMemory(std::size_t bytes);
 
 }  // namespace bench

@@ -18,6 +18,7 @@ void addPrograms(std::vector<Row>& rows, const Options& options) {
             if (writes) command.insert(command.end(), {"-o", written});
             for (auto _ : state) {
                 std::remove(written.c_str());
+                warmUpMemory(2 * file.bytes);
                 const Usage usage = runProgram(command);
                 // Lines without the lines that belong to them are no fault here.
                 if (usage.status != 0) throw std::runtime_error("exit code " + std::to_string(usage.status));
