@@ -23,7 +23,7 @@ bool isAscii(std::string_view bytes) {
 
 // U+FFFE and U+FFFF are no characters, and XML has no place for them.
 bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F || c >= 0xFFFE; }
-bool isPlain(wchar_t c) { return !isControl(c) && c < 0x7F && c != L'\\'; }
+bool isPlain(wchar_t c) { return (c >= 0x20) & (c < 0x7F) & (c != L'\\'); }
 
 // What spreadsheets take for the beginning of a formula, besides control characters.
 bool startsFormula(wchar_t c) { return c == L'=' || c == L'+' || c == L'-' || c == L'@'; }
@@ -65,7 +65,9 @@ void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
 std::string escaped(std::wstring_view text, bool harmless) {
     std::string out;
     const bool escapesFirst = harmless && !text.empty() && startsFormula(text.front());
-    if (!escapesFirst && std::ranges::all_of(text, isPlain)) {
+    unsigned others = escapesFirst;  // no early exit: this way the compiler looks at several characters at once
+    for (const wchar_t c : text) others |= static_cast<unsigned>(!isPlain(c));
+    if (!others) {
         out.resize(text.size());
         std::ranges::transform(text, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
         return out;

@@ -8,8 +8,8 @@
 namespace tramo::cli {
 
 Database::Database(const std::string& path, std::string calledName, Access wanted) : name(std::move(calledName)), access(wanted) {
-    const int answer =
-        sqlite3_open_v2(path.c_str(), &database, access == Write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, nullptr);
+    const int answer = sqlite3_open_v2(
+        path.c_str(), &database, (access == Write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX, nullptr);
     if (answer == SQLITE_OK) return;
     try {
         expect(answer, SQLITE_OK);

@@ -165,13 +165,15 @@ private:
     void put(const Line& line) {
         const std::optional<LineKind> kind = kindOfLine(line.text, input.prevailingKind());
         const bool judged = judge(line, kind, findings);
-        Row row = rowOf(line, kind, judged, options.keys);
+        std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
+        Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
         if (!options.only || row.table == options.only) {
             damaged += row.table == &textTable();
             unread += row.unread;
             rows->put(row);
             if (Sink* to = beside ? beside.get() : hasFindings(options.form) ? rows.get() : nullptr) {
-                if (judged) checkFields(*kind, line.text, false, findings);
+                if (model) checkFields(*model, line.text, false, findings);
+                else if (judged) checkFields(*kind, line.text, false, findings);
                 for (const Finding& finding : findings) to->put(rowOf(finding, line.number));
             }
         }

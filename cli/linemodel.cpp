@@ -1,6 +1,7 @@
 #include "linemodel.h"
 #include "text.h"
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
 #include <fmt/xchar.h>
 #include <tramostream/stringconverter.h>
@@ -18,27 +19,34 @@ template <class Buffer> Buffer bufferOf(std::wstring_view text) {
 // What `use` answers for the model; the second argument tells a record from the others.
 template <class Model> constexpr bool isRecord = std::is_same_v<std::remove_cvref_t<Model>, AnyRecord>;
 
-std::wstring localTime(long long seconds, const wchar_t* format, std::size_t digits) {
-    std::wstring text(digits, L'0');
-    StrConv::fromDate(static_cast<long32>(seconds), text.data(), format);
-    return text;
+// A local time as the pattern has it: a digit for each 0, everything else as it stands.
+std::wstring localTime(long long seconds, const wchar_t* format, std::wstring pattern) {
+    std::array<wchar_t, 12> digits{};
+    StrConv::fromDate(static_cast<long32>(seconds), digits.data(), format);
+    const wchar_t* next = digits.data();
+    for (wchar_t& c : pattern)
+        if (c == L'0') c = *next++;
+    return pattern;
 }
 
 }  // namespace
 
+// Models are some kilobytes large: they are made in their place.
 std::optional<LineModel> LineModel::of(LineKind kind, std::wstring_view text) {
+    std::optional<LineModel> line;
     text = text.substr(0, shapeOf(kind).length);
     switch (kind) {
-    case LineKind::Record: {
-        AnyRecord record(bufferOf<TramoLine::tramoLine_t>(text));
-        if (!record.kind()) return std::nullopt;
-        return LineModel(std::move(record));
-    }
-    case LineKind::Tag: return LineModel(TagTramoModel(bufferOf<TagLine::tagLine_t>(text)));
-    case LineKind::Parameter: return LineModel(ParameterTramoModel(bufferOf<ParameterLine::parameterLine_t>(text)));
+    case LineKind::Record:
+        line.emplace(std::in_place_type<AnyRecord>, bufferOf<TramoLine::tramoLine_t>(text));
+        if (!std::get<AnyRecord>(line->model).kind()) line.reset();
+        break;
+    case LineKind::Tag: line.emplace(std::in_place_type<TagTramoModel>, bufferOf<TagLine::tagLine_t>(text)); break;
+    case LineKind::Parameter:
+        line.emplace(std::in_place_type<ParameterTramoModel>, bufferOf<ParameterLine::parameterLine_t>(text));
+        break;
     case LineKind::Key: break;
     }
-    return std::nullopt;
+    return line;
 }
 
 LineModel LineModel::blank(const RecordKind& kind) {
@@ -132,15 +140,11 @@ std::wstring textOf(const Field& field, const FieldValue& value) {
     case FieldKind::Code: return {std::get<wchar_t>(value)};
     case FieldKind::Flag: return std::get<bool>(value) ? L"1" : L"0";
     case FieldKind::AlarmFlags: return fmt::format(L"{:04X}", std::get<long long>(value));
-    case FieldKind::Year: return localTime(std::get<long long>(value), StrConv::YEARFORMAT, 4);
-    case FieldKind::Date:
+    case FieldKind::Year: return localTime(std::get<long long>(value), StrConv::YEARFORMAT, L"0000");
+    case FieldKind::Date: return localTime(std::get<long long>(value), StrConv::DATEFORMAT, L"0000-00-00");
     case FieldKind::DateTime: break;
     }
-    const std::wstring digits = localTime(std::get<long long>(value), StrConv::DATETIMEFORMAT, 12);
-    const std::wstring_view all = digits;
-    std::wstring day = fmt::format(L"{}-{}-{}", all.substr(0, 4), all.substr(4, 2), all.substr(6, 2));
-    if (field.kind == FieldKind::Date) return day;
-    return fmt::format(L"{}T{}:{}", day, all.substr(8, 2), all.substr(10, 2));
+    return localTime(std::get<long long>(value), StrConv::DATETIMEFORMAT, L"0000-00-00T00:00");
 }
 
 }  // namespace tramo::cli

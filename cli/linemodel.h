@@ -7,6 +7,7 @@
 #include <tramostream/anyrecord.h>
 #include <tramostream/parametertramomodel.h>
 #include <tramostream/tagtramomodel.h>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace tramo::cli {
 
 class LineModel {
 public:
+    /// Parses a line as such a model: AnyRecord, TagTramoModel or ParameterTramoModel.
+    template <class M, class Buffer> LineModel(std::in_place_type_t<M> type, const Buffer& line) : model(type, line) {}
+
     /// The model of a line whose text has its kind's length or more. nullopt for key lines and unknown letters.
     static std::optional<LineModel> of(LineKind kind, std::wstring_view text);
 
@@ -32,10 +36,7 @@ public:
     std::wstring built();
 
 private:
-    using Model = std::variant<AnyRecord, TagTramoModel, ParameterTramoModel>;
-    explicit LineModel(Model of) : model(std::move(of)) {}
-
-    Model model;
+    std::variant<AnyRecord, TagTramoModel, ParameterTramoModel> model;
 };
 
 /// Every kind of fixed columns: the records by their letters, then tags and parameters.

@@ -304,12 +304,9 @@ const Table* tableNamed(std::string_view name) {
     return found == tables().end() ? nullptr : &*found;
 }
 
-Row rowOf(const Line& line, std::optional<LineKind> kind, bool judged, Keys keys) {
+Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
     if (kind == LineKind::Key && !line.text.empty()) return keyRow(line, keys);
-    if (judged)
-        if (std::optional<LineModel> model = LineModel::of(*kind, line.text))
-            return modelRow(line.number, tableOfKind(model->kind()), *model);
-    return textRow(line.number, line.text);
+    return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line.number, line.text);
 }
 
 std::wstring lineOf(const Row& row, std::vector<std::string>& faults) {

@@ -51,8 +51,8 @@ struct Row {
 
 enum class Keys { Masked, Shown };
 
-/// The row of a line. `judged`: its fields stand where they belong.
-Row rowOf(const Line& line, std::optional<LineKind> kind, bool judged, Keys keys);
+/// The row of a line. `model`: of the line, nullptr when it has none. It is written from, and otherwise left as it is.
+Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
 
 /// A row cannot be a line.
 struct Unfit {
