@@ -29,21 +29,25 @@ long32 findInstant(const year_month_day& date, unsigned hour, unsigned minute) {
     return fits ? static_cast<long32>(instant) : noTime;
 }
 
-// A day's date as digits, from what this thread remembers of nearly six years of days.
-std::array<char, 8> digitsOf(sys_days day) {
+// A day's date as digits.
+std::array<char, 8> findDigits(std::int32_t day) {
+    const year_month_day date{sys_days{days{day}}};
+    unsigned number = static_cast<unsigned>(static_cast<int>(date.year())) * 10000 + static_cast<unsigned>(date.month()) * 100 +
+                      static_cast<unsigned>(date.day());
+    std::array<char, 8> digits;
+    for (std::size_t i = digits.size(); i-- > 0; number /= 10) digits[i] = static_cast<char>('0' + number % 10);
+    return digits;
+}
+
+// The same from what this thread remembers, nearly six years of days.
+std::array<char, 8> digitsOf(std::int32_t day) {
     struct Known {
-        sys_days day;  // a thread starts with zeros, that is with 1970-01-01 and no digits
+        std::int32_t day;  // a thread starts with zeros, that is with 1970-01-01 and no digits
         std::array<char, 8> digits;
     };
     static constinit thread_local Known memory[2048]{};
-    Known& known = memory[static_cast<unsigned>(day.time_since_epoch().count()) % std::size(memory)];
-    if (known.day != day || known.digits[0] == 0) {
-        const year_month_day date{day};
-        unsigned number = static_cast<unsigned>(static_cast<int>(date.year())) * 10000 +
-                          static_cast<unsigned>(date.month()) * 100 + static_cast<unsigned>(date.day());
-        known.day = day;
-        for (std::size_t i = known.digits.size(); i-- > 0; number /= 10) known.digits[i] = static_cast<char>('0' + number % 10);
-    }
+    Known& known = memory[static_cast<std::uint32_t>(day) % std::size(memory)];
+    if (known.day != day || known.digits[0] == 0) known = {day, findDigits(day)};
     return known.digits;
 }
 
@@ -71,19 +75,20 @@ long32 read(const char* format, const char* text) {
 }
 
 long32 toInstant(unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, unsigned hour, unsigned minute) {
-    if (hour > 23 || minute > 59) return noTime;
     if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // far from what 32 bits hold, in every zone
-    const year_month_day date{year{static_cast<int>(yearNumber)}, month{monthNumber}, day{dayNumber}};
-    const long32 midnight = zone::midnightOf(date);
+    if (monthNumber - 1 > 11 || dayNumber - 1 > 30 || hour > 23 || minute > 59) return noTime;
+    const long32 midnight = zone::midnightOf(yearNumber, monthNumber, dayNumber);
     if (midnight != zone::unsteady) return midnight + static_cast<long32>(hour * 3600 + minute * 60);
+    const year_month_day date{year{static_cast<int>(yearNumber)}, month{monthNumber}, day{dayNumber}};
     return date.ok() ? findInstant(date, hour, minute) : noTime;
 }
 
 LocalTime toLocal(long32 instant) {
-    const sys_seconds local{seconds{zone::toLocal(instant)}};
-    const auto midnight = floor<days>(local);
-    const auto minuteOfDay = static_cast<unsigned>(floor<minutes>(local - midnight).count());
-    return {digitsOf(midnight), minuteOfDay / 60, minuteOfDay % 60};
+    constexpr std::int64_t dayLength = 86400, early = 30000;  // days: makes any time of 32 bits positive, in every zone
+    const auto local = static_cast<std::uint64_t>(zone::toLocal(instant) + early * dayLength);
+    const std::uint64_t day = local / dayLength;
+    const auto ofDay = static_cast<unsigned>(local - day * dayLength);
+    return {digitsOf(static_cast<std::int32_t>(day) - static_cast<std::int32_t>(early)), ofDay / 60};
 }
 
 }  // namespace tramo::dates

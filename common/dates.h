@@ -16,7 +16,7 @@ long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, uns
 
 struct LocalTime {
     std::array<char, 8> date;  // YYYYMMDD
-    unsigned hour, minute;
+    unsigned minuteOfDay;
 };
 LocalTime toLocal(long32 instant);
 

@@ -17,7 +17,7 @@ namespace tramo::zone {
 
 namespace {
 
-constexpr std::int64_t hour = 3600, day = 24 * hour;
+constexpr std::int64_t hour = 3600, dayLength = 24 * hour;
 
 // The broken-down time as if it were UTC.
 std::int64_t asSeconds(const std::tm& t) {
@@ -47,31 +47,25 @@ template <int bits, std::size_t count, auto find> struct Bins {
     Bin bins[count];
 
     std::int32_t offset(std::int64_t time) {
-        const std::int64_t number = time >> bits;
-        Bin& bin = bins[static_cast<std::uint64_t>(number) % count];
-        if (bin.number != number) {
-            tzset();  // localtime_r need not look at TZ
-            bin = {static_cast<std::int32_t>(number), find(number << bits, (number + 1) << bits)};
-        }
+        const auto number = static_cast<std::int32_t>(time >> bits);
+        Bin& bin = bins[static_cast<std::uint32_t>(number) % count];
+        if (bin.number != number) bin = look(number);
         return bin.offset;
+    }
+
+    [[gnu::noinline]] static Bin look(std::int64_t number) {
+        tzset();  // localtime_r need not look at TZ
+        return {static_cast<std::int32_t>(number), find(number << bits, (number + 1) << bits)};
     }
 };
 constexpr int threeDays = 18, anHour = 12;  // and a little more
 
-// The days of eight years.
-struct Days {
-    struct Day {
-        std::chrono::year_month_day date;
-        long32 midnight;
-    } days[8 << 9];
-
-    Day& at(const std::chrono::year_month_day& date) {
-        const auto yearNumber = static_cast<unsigned>(static_cast<int>(date.year()));
-        return days[(yearNumber << 9 | static_cast<unsigned>(date.month()) << 5 | static_cast<unsigned>(date.day())) %
-                    std::size(days)];
-    }
+struct Day {
+    std::uint32_t date;
+    long32 midnight;
 };
-constexpr Days::Day noDay{{}, unsteady};
+constexpr Day noDay{0, unsteady};
+constexpr std::uint32_t packed(unsigned year, unsigned month, unsigned day) { return year << 9 | month << 5 | day; }
 
 constexpr std::int64_t reach = 26 * hour;  // more than any offset
 constexpr std::int64_t usualChange = 3 * hour;
@@ -79,7 +73,7 @@ constexpr std::int64_t usualChange = 3 * hour;
 // The offset of all times from begin to end, read as instants or as local times.
 std::int32_t findSteady(std::int64_t begin, std::int64_t end) {
     const std::int32_t offset = offsetAt(end + reach);
-    for (std::int64_t instant = begin - reach; instant < end + reach; instant += day)
+    for (std::int64_t instant = begin - reach; instant < end + reach; instant += dayLength)
         if (offsetAt(instant) != offset) return unsteady;
     return offset;
 }
@@ -129,7 +123,7 @@ private:
 // What one thread remembers. It has no constructor: a thread starts with zeros, for which the mark does not hold.
 struct Memory {
     TimeZoneMark mark;
-    Days days;
+    Day days[8 << 9];                          // of eight years
     Bins<threeDays, 2048, findSteady> steady;  // 17 years
     Bins<anHour, 256, findOfInstants> instants;
     Bins<anHour, 256, findOfLocalTimes> localTimes;
@@ -139,7 +133,7 @@ Memory& memory() {
     static constinit thread_local Memory memory{};
     if (!memory.mark.holds()) {
         memory.mark.set();
-        std::ranges::fill(memory.days.days, noDay);
+        std::ranges::fill(memory.days, noDay);
         std::ranges::fill(memory.steady.bins, emptyBin);
         std::ranges::fill(memory.instants.bins, emptyBin);
         std::ranges::fill(memory.localTimes.bins, emptyBin);
@@ -151,7 +145,7 @@ Memory& memory() {
 std::int64_t byMktime(std::int64_t local) {
     using namespace std::chrono;
     const auto date = floor<days>(sys_seconds{seconds{local}});
-    const auto ofDay = static_cast<int>(local - date.time_since_epoch().count() * day);
+    const auto ofDay = static_cast<int>(local - date.time_since_epoch().count() * dayLength);
     std::tm t{};
     t.tm_year = 70;
     t.tm_mday = static_cast<int>(date.time_since_epoch().count()) + 1;
@@ -164,21 +158,26 @@ std::int64_t byMktime(std::int64_t local) {
     return moved < -ofDay ? instant - moved : instant;
 }
 
-long32 findMidnight(const std::chrono::year_month_day& date, Memory& known) {
+long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
     using namespace std::chrono;
     if (!date.ok() || date.year() < year{1902} || date.year() > year{2037}) return unsteady;
     const std::int64_t midnight = sys_seconds{sys_days{date}}.time_since_epoch().count();
     const std::int32_t offset = known.steady.offset(midnight);
-    if (offset == unsteady || offset != known.steady.offset(midnight + day - 1)) return unsteady;
+    if (offset == unsteady || offset != known.steady.offset(midnight + dayLength - 1)) return unsteady;
     return static_cast<long32>(midnight - offset);
 }
 
 }  // namespace
 
-long32 midnightOf(const std::chrono::year_month_day& date) {
+long32 midnightOf(unsigned year, unsigned month, unsigned day) {
     Memory& known = memory();
-    Days::Day& bin = known.days.at(date);
-    if (bin.date != date) bin = {date, findMidnight(date, known)};
+    const std::uint32_t date = packed(year, month, day);
+    Day& bin = known.days[date % std::size(known.days)];
+    if (bin.date != date) {
+        const std::chrono::year_month_day asDate{
+            std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
+        bin = {date, findMidnight(asDate, known)};
+    }
     return bin.midnight;
 }
 

@@ -1,7 +1,6 @@
 // The host's local time. A local time is held as the seconds that its calendar date and clock time would be in UTC.
 #pragma once
 #include "tramostream/types.h"
-#include <chrono>
 #include <cstdint>
 #include <ctime>
 
@@ -12,9 +11,9 @@ namespace tramo::zone {
 std::int64_t toInstant(std::int64_t local);
 
 // The midnight at which a day between 1902 and 2037 begins, if the whole day has one offset; else `unsteady`, also for a
-// date that does not exist.
+// date that does not exist. Months are 1 to 12, days 1 to 31.
 inline constexpr std::int32_t unsteady = INT32_MAX;
-long32 midnightOf(const std::chrono::year_month_day& date);
+long32 midnightOf(unsigned year, unsigned month, unsigned day);
 
 std::int64_t toLocal(long32 instant);
 

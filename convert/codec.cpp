@@ -15,6 +15,8 @@
 
 namespace tramo::codec {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr unsigned notADigit = 16;
@@ -43,12 +45,13 @@ enum class Reading { Good, NoDigit, TooLow, TooHigh };
 template <unsigned base, class T> Reading readDigits(std::wstring_view text, bool negative, T& value) {
     const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + (negative ? 1 : 0);
     const std::uint64_t mayGrow = limit / base;
+    constexpr std::size_t alwaysFit = 15;  // digits in 64 bits
     std::uint64_t magnitude = 0;
     std::size_t count = 0;
     for (; count < text.size(); ++count) {
         const unsigned digit = base == 10 ? decimalDigit(text[count]) : hexDigit(text[count]);
         if (digit >= base) break;
-        if (magnitude > mayGrow) magnitude = limit + 1;
+        if (count >= alwaysFit && magnitude > mayGrow) magnitude = limit + 1;
         else magnitude = magnitude * base + digit;
     }
     if (count == 0) return Reading::NoDigit;
@@ -57,8 +60,9 @@ template <unsigned base, class T> Reading readDigits(std::wstring_view text, boo
     return Reading::Good;
 }
 
-template <class T> bool toInteger(std::wstring_view label, std::wstring_view text, T& value) {
+template <class T> bool toInteger(std::wstring_view label, std::wstring_view text, T& value, std::size_t blanks = 0) {
     std::wstring_view digits = text;
+    digits.remove_prefix(blanks);
     const bool negative = takeSign(digits);
     return readDigits<10>(digits, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
 }
@@ -120,12 +124,20 @@ void narrow(std::wstring_view text, char* out) {
     *out = '\0';
 }
 
+// Cut on the right.
 void justify(std::string_view text, wchar_t* dest, int width) {
     if (width <= 0) return;
     const auto columns = static_cast<std::size_t>(width);
     const std::size_t blanks = columns - std::min(columns, text.size());
     std::fill_n(dest, blanks, L' ');
     std::copy_n(text.begin(), columns - blanks, dest + blanks);
+}
+
+// A number that may be too long for its columns.
+void fromLongInteger(long long value, wchar_t* dest, int width) {
+    char buffer[20];
+    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
+    justify({buffer, static_cast<std::size_t>(result.ptr - buffer)}, dest, width);
 }
 
 // Room for the longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0.
@@ -203,12 +215,16 @@ void putTwoDigits(wchar_t* dest, unsigned value) {
 
 }  // namespace
 
-bool toInt(std::wstring_view text, int& value) { return toInteger(L"toInt: ", text, value); }
-bool toLong(std::wstring_view text, long32& value) { return toInteger(L"toLong: ", text, value); }
-bool toLongLong(std::wstring_view text, long long& value) { return toInteger(L"toLongLong: ", text, value); }
+bool toInt(std::wstring_view text, int& value, std::size_t blanks) { return toInteger(L"toInt: "sv, text, value, blanks); }
+bool toLong(std::wstring_view text, long32& value) { return toInteger(L"toLong: "sv, text, value); }
+bool toLongLong(std::wstring_view text, long long& value, std::size_t blanks) {
+    return toInteger(L"toLongLong: "sv, text, value, blanks);
+}
 
-bool toDouble(std::wstring_view text, double& value) {
-    if (plainDecimal(text, value)) return true;
+bool toDouble(std::wstring_view text, double& value, std::size_t blanks) {
+    std::wstring_view plain = text;
+    plain.remove_prefix(blanks);
+    if (plainDecimal(plain, value)) return true;
     char buffer[1024];
     if (text.size() < sizeof buffer) {
         narrow(text, buffer);
@@ -266,9 +282,18 @@ bool fromText(std::wstring_view text, wchar_t* dest, int width) {
 }
 
 void fromInteger(long long value, wchar_t* dest, int width) {
-    char buffer[20];
-    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
-    justify({buffer, static_cast<std::size_t>(result.ptr - buffer)}, dest, width);
+    // Digits from the right, as long as there are columns for them and for the sign.
+    auto magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    wchar_t* digit = dest + std::max(width, 0);
+    wchar_t* const last = dest + (value < 0 ? 1 : 0);
+    while (digit > last) {
+        *--digit = static_cast<wchar_t>(L'0' + magnitude % 10);
+        magnitude /= 10;
+        if (magnitude == 0) break;
+    }
+    if (magnitude != 0 || digit < last) return fromLongInteger(value, dest, width);
+    if (value < 0) *--digit = L'-';
+    std::fill(dest, digit, L' ');
 }
 
 void fromDouble(double value, wchar_t* dest, int width, int decimals) {
@@ -288,8 +313,8 @@ bool fromDate(long32 seconds, wchar_t* dest, DateFormat format) {
     if (format == DateFormat::Year) return true;
     for (std::size_t i = 4; i < 8; ++i) dest[i] = static_cast<wchar_t>(time.date[i]);
     if (format == DateFormat::Date) return true;
-    putTwoDigits(dest + 8, time.hour);
-    putTwoDigits(dest + 10, time.minute);
+    putTwoDigits(dest + 8, time.minuteOfDay / 60);
+    putTwoDigits(dest + 10, time.minuteOfDay % 60);
     return true;
 }
 

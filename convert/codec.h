@@ -17,11 +17,11 @@ constexpr std::size_t widthOf(DateFormat format) { return static_cast<std::size_
 
 constexpr bool isBlank(wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
 
-// From text.
-bool toInt(std::wstring_view text, int& value);
+// From text. Numbers may be told how many blanks their text begins with.
+bool toInt(std::wstring_view text, int& value, std::size_t blanks = 0);
 bool toLong(std::wstring_view text, long32& value);
-bool toLongLong(std::wstring_view text, long long& value);
-bool toDouble(std::wstring_view text, double& value);
+bool toLongLong(std::wstring_view text, long long& value, std::size_t blanks = 0);
+bool toDouble(std::wstring_view text, double& value, std::size_t blanks = 0);
 bool hexStrToInt(std::wstring_view text, int& value);
 bool toDate(std::wstring_view text, long32& seconds);
 bool toDateTime(std::wstring_view text, long32& seconds);

@@ -4,6 +4,7 @@
 #include "convert/codec.h"
 #include <bit>
 #include <cstdint>
+#include <cstring>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -14,22 +15,39 @@ template <std::size_t Size> class BlankMap {
 public:
     explicit BlankMap(const wchar_t* line) {
         std::size_t i = 0;
-        for (; i + 16 <= Size; i += 16) bits[i / 64] |= std::uint64_t{sixteen(line + i)} << i % 64;
+        for (; i + 64 <= Size; i += 64) {
+            std::uint64_t all = 0;
+            for (std::size_t part = 0; part < 64; part += 16) all |= std::uint64_t{sixteen(line + i + part)} << part;
+            bits[i / 64] = all;
+        }
         for (; i < Size; ++i) bits[i / 64] |= std::uint64_t{!codec::isBlank(line[i])} << i % 64;
     }
 
-    // How many of the `width` characters from index `first` on are left without the blanks at their end.
-    std::uint32_t textSize(std::uint32_t first, std::uint32_t width) const {
+    // Of the characters of a field: how many blanks come first, and how many characters are left without the blanks at
+    // their end. Of a wide field the blanks are not counted: 0.
+    struct Extent {
+        std::uint32_t blanks, size;
+    };
+    Extent text(std::uint32_t first, std::uint32_t width) const {
+        if (std::endian::native == std::endian::little && width <= 64 - 7) return textInOneLoad(first, width);
         const std::uint32_t last = first + width - 1, lowest = first / 64;
         std::uint32_t word = last / 64;
         std::uint64_t some = bits[word] & ~std::uint64_t{0} >> (63 - last % 64);
         while (word > lowest && some == 0) some = bits[--word];
         if (word == lowest) some &= ~std::uint64_t{0} << first % 64;
-        return some == 0 ? 0 : word * 64 + 64 - static_cast<std::uint32_t>(std::countl_zero(some)) - first;
+        return {0, some == 0 ? 0 : word * 64 + 64 - static_cast<std::uint32_t>(std::countl_zero(some)) - first};
     }
 
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
+
+    // The bits of a narrow field lie in the eight bytes from the one of its first bit on.
+    Extent textInOneLoad(std::uint32_t first, std::uint32_t width) const {
+        std::uint64_t some = 0;
+        std::memcpy(&some, reinterpret_cast<const char*>(bits) + first / 8, sizeof some);
+        some = some >> first % 8 & ~std::uint64_t{0} >> (64 - width);
+        return {static_cast<std::uint32_t>(std::countr_zero(some)), static_cast<std::uint32_t>(std::bit_width(some))};
+    }
 
     // Which of sixteen characters are filled, the first one's bit lowest.
     static std::uint16_t sixteen(const wchar_t* line) {
@@ -56,7 +74,7 @@ private:
     }
 #endif
 
-    std::uint64_t bits[words] = {};
+    std::uint64_t bits[words + 1] = {};  // one more, for the load at the end
 };
 
 }  // namespace tramo

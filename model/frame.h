@@ -24,19 +24,22 @@ template <class M> void Record<M>::parse(M& m) const {
     if (!acceptsLine(*this, m)) return;
     const auto& line = Layouts::line(m);
     const BlankMap<std::tuple_size_v<LineOf<M>> - 2> filledColumns(line.data());
-    for (const Row<M>& row : rows) {
-        if (!row.inLine()) continue;
-        const auto first = static_cast<std::uint32_t>(row.column - 1);
-        Cut cut{line.data() + first, first, filledColumns.textSize(first, static_cast<std::uint32_t>(row.width))};
-        if (row.but.kept) row.but.kept(m).stretch(cut.first, cut.size);
-        if (cut.size == 0) {
-            if (!row.but.blank) continue;
-            cut = {row.but.blank, 0, static_cast<std::uint32_t>(std::char_traits<wchar_t>::length(row.but.blank))};
-            if (row.but.kept) row.but.kept(m) = row.but.blank;
+    for (const Step<M>& step : steps) {
+        const auto [blanks, size] = filledColumns.text(step.first, step.width);
+        Cut cut{line.data() + step.first, step.first, static_cast<std::uint16_t>(blanks), size};
+        if (step.plain) {
+            if (cut.size != 0 && !step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
+            continue;
         }
-        const Value<M>& value = row.but.into ? *row.but.into : row.value;
-        if (!value.parse(m, cut)) Layouts::errors(m).parse.push_back(row.parseError());
-        else if (row.but.present) m.*row.but.present = true;
+        const auto& but = step.row->but;
+        if (but.kept) but.kept(m).stretch(cut.first, cut.size);
+        if (cut.size == 0) {
+            if (but.blank.empty()) continue;
+            cut = {but.blank.data(), 0, 0, static_cast<std::uint32_t>(but.blank.size())};
+            if (but.kept) but.kept(m) = std::wstring(but.blank);
+        }
+        if (!step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
+        else if (but.present) m.*but.present = true;
     }
 }
 
@@ -116,7 +119,7 @@ template <class M> Field describe(const Row<M>& row, const M& byDefault, std::si
         .decimals = row.value.decimals,
         .codes = row.value.codes(),
         .codesWritten = row.value.codesWritten(),
-        .blank = row.but.blank ? row.but.blank : L"",
+        .blank = std::wstring(row.but.blank),
         .readInto = nameOfValue<M>(row.but.into),
         .parseError = reported(row.inLine(), row.parseError()),
         .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),

@@ -6,6 +6,7 @@
 #include "convert/codec.h"
 #include "tramostream/fields.h"
 #include "tramostream/modelparts.h"
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -33,10 +34,12 @@ constexpr bool passes(Test test, auto measure) {
     return false;
 }
 
-// A field's text as cut from the line: where it begins, and how long it is without its trailing blanks.
+// A field's text as cut from the line: where it begins, how many blanks it is known to begin with, and how long it is
+// without its trailing blanks. Small enough to be passed in registers.
 struct Cut {
     const wchar_t* text;
-    std::uint32_t first, size;
+    std::uint16_t first, blanks;
+    std::uint32_t size;
     std::wstring_view view() const { return {text, size}; }
 };
 
@@ -74,7 +77,7 @@ template <class M> struct Particulars {
     bool onGoodLines = false;                 // a mandatory finding is reported on lines that nothing is wrong with
     const Value<M>* into = nullptr;           // parsed into another field's value
     FieldText& (*kept)(M&) = nullptr;         // keeps the cut text here; `missing` then looks at this text
-    const wchar_t* blank = nullptr;           // the text that a blank field is read as
+    std::wstring_view blank = {};             // the text that a blank field is read as, if any
     void (*set)(M&) = nullptr;                // what the setter does besides storing the value
     bool overlaid = false;                    // shares its columns with the row before, deliberately
     std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name, where not its own
@@ -102,6 +105,14 @@ template <class M> struct Row {
     constexpr std::int32_t missingColumn() const { return but.missingColumn ? but.missingColumn : column; }
 };
 
+// What the parser needs of a row of the line, close together.
+template <class M> struct Step {
+    bool (*parse)(M&, Cut);
+    const Row<M>* row;
+    std::uint16_t first, width;  // an index, unlike a column
+    bool plain;                  // nothing but its value: the rest of the row need not be looked at
+};
+
 // A whole record: its letter, its names, and its rows in the order of writing. The operations that every model has
 // are in frame.h.
 template <class M> struct Record {
@@ -109,8 +120,9 @@ template <class M> struct Record {
     const char* model;  // the class
     const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;  // how the class is called where a line of another kind is refused
-    const char* inDump = model;      // how toString begins
+    const char* inMessages = model;       // how the class is called where a line of another kind is refused
+    const char* inDump = model;           // how toString begins
+    std::span<const Step<M>> steps = {};  // of the rows; checked() adds them
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -164,8 +176,8 @@ struct Text : None {
 struct Number : None {
     static constexpr FieldKind kind = FieldKind::Integer;
     static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
-    static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v); }
-    static bool parse(long long& v, Cut cut) { return codec::toLongLong(cut.view(), v); }
+    static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v, cut.blanks); }
+    static bool parse(long long& v, Cut cut) { return codec::toLongLong(cut.view(), v, cut.blanks); }
     static bool build(auto v, const auto&, wchar_t* dest, int width) {
         codec::fromInteger(v, dest, width);
         return true;
@@ -210,7 +222,7 @@ template <int Decimals> struct Decimal : None {
     static constexpr FieldKind kind = FieldKind::Decimal;
     static constexpr int decimals = Decimals;
     static constexpr TE::errorType parseCode = TE::ParseDouble, buildCode = TE::BuildDouble;
-    static bool parse(double& v, Cut cut) { return codec::toDouble(cut.view(), v); }
+    static bool parse(double& v, Cut cut) { return codec::toDouble(cut.view(), v, cut.blanks); }
     static bool build(double v, const auto&, wchar_t* dest, int width) {
         codec::fromDouble(v, dest, width, Decimals);
         return true;
@@ -400,10 +412,33 @@ template <int Column> constexpr bool liesInLine = Column == noColumn;
 template <int Column> constexpr bool hasOneField = Column == noColumn;
 }  // namespace detail
 
+namespace detail {
+template <class M> M modelOf(const Record<M>&);
+
+template <const auto& record> consteval auto stepsOf() {
+    using M = decltype(modelOf(record));
+    std::array<Step<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
+    std::size_t i = 0;
+    for (const Row<M>& row : record.rows) {
+        if (!row.inLine()) continue;
+        const auto& but = row.but;
+        steps[i++] = {but.into ? but.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
+            static_cast<std::uint16_t>(row.width), !but.kept && but.blank.empty() && !but.present};
+    }
+    return steps;
+}
+template <const auto& record> inline constexpr auto steps = stepsOf<record>();
+template <const auto& record> inline constexpr auto withSteps = [] {
+    auto copy = record;
+    copy.steps = steps<record>;
+    return copy;
+}();
+}  // namespace detail
+
 template <const auto& record> constexpr const auto& checked() {
     static_assert(detail::liesInLine<detail::columnOutsideLine(record)>, "a field lies outside its line");
     static_assert(detail::hasOneField<detail::columnOfTwoFields(record)>, "two fields share a column");
-    return record;
+    return detail::withSteps<record>;
 }
 
 // Tables with repeated groups: fields({...}) and groups of rows, joined in order.

@@ -7,16 +7,20 @@
 
 namespace {
 
-std::uint32_t scanned(const std::wstring& line, std::uint32_t first, std::uint32_t width) {
-    while (width > 0 && std::wstring(L" \t\n\v\f\r").find(line[first + width - 1]) != std::wstring::npos) --width;
-    return width;
+void agrees(auto extent, const std::wstring& field) {
+    const wchar_t* blanks = L" \t\n\v\f\r";
+    const std::size_t last = field.find_last_not_of(blanks);
+    ASSERT_EQ(extent.size, last == std::wstring::npos ? 0 : last + 1);
+    if (extent.size == 0) return;
+    const std::size_t before = field.find_first_not_of(blanks);
+    ASSERT_EQ(extent.blanks, field.size() < 58 ? before : 0);
 }
 
 template <std::size_t Size> void agreesWithScan(const std::wstring& line) {
     const tramo::BlankMap<Size> map(line.data());
     for (std::uint32_t first = 0; first < Size; ++first)
         for (std::uint32_t width = 1; first + width <= Size; ++width)
-            ASSERT_EQ(map.textSize(first, width), scanned(line, first, width)) << "first " << first << ", width " << width;
+            ASSERT_NO_FATAL_FAILURE(agrees(map.text(first, width), line.substr(first, width))) << first << ' ' << width;
 }
 
 template <std::size_t Size> void agreesOnRandomLines(unsigned seed, double filledShare) {
@@ -53,10 +57,10 @@ TEST(BlankMap, OneFilledColumnAnywhere) {
         std::wstring line(512, L' ');
         line[column] = L'7';
         const tramo::BlankMap<512> map(line.data());
-        EXPECT_EQ(map.textSize(0, 512), column + 1);
-        EXPECT_EQ(map.textSize(static_cast<std::uint32_t>(column), 1), 1U);
+        EXPECT_EQ(map.text(0, 512).size, column + 1);
+        EXPECT_EQ(map.text(static_cast<std::uint32_t>(column), 1).size, 1U);
         if (column == 0) continue;
-        EXPECT_EQ(map.textSize(0, static_cast<std::uint32_t>(column)), 0U);
+        EXPECT_EQ(map.text(0, static_cast<std::uint32_t>(column)).size, 0U);
     }
 }
 

@@ -189,9 +189,9 @@ TEST(Integers, AgreeWithTheStandardConversion) {
     Texts texts(3);
     for (int i = 0; i < 20000; ++i)
         for (const std::wstring& text : {texts.soup(), texts.number()}) {
-            ASSERT_NO_FATAL_FAILURE(expectSameInteger<int>(codec::toInt, text));
+            ASSERT_NO_FATAL_FAILURE(expectSameInteger<int>([](auto&&... a) { return codec::toInt(a...); }, text));
             ASSERT_NO_FATAL_FAILURE(expectSameInteger<long32>(codec::toLong, text));
-            ASSERT_NO_FATAL_FAILURE(expectSameInteger<long long>(codec::toLongLong, text));
+            ASSERT_NO_FATAL_FAILURE(expectSameInteger<long long>([](auto&&... a) { return codec::toLongLong(a...); }, text));
         }
 }
 
@@ -207,6 +207,27 @@ TEST(HexStrToInt, AgreesWithAWideStream) {
             ASSERT_EQ(codec::hexStrToInt(text, value), good) << testing::PrintToString(text);
             ASSERT_EQ(value, expected) << testing::PrintToString(text);
         }
+}
+
+TEST(FromInteger, AgreesWithPrintf) {
+    std::mt19937_64 random(9);
+    const long long special[] = {
+        0, 1, -1, 9, 10, -10, std::numeric_limits<long long>::max(), std::numeric_limits<long long>::min()};
+    for (int i = 0; i < 100000; ++i) {
+        const auto any = static_cast<long long>(random() >> random() % 64);
+        const long long value = i % 10 == 0 ? special[random() % std::size(special)] : i % 2 == 0 ? any : -any;
+        const int width = static_cast<int>(random() % 24) - 1;
+
+        char text[32];
+        const int length = std::snprintf(text, sizeof text, "%lld", value);
+        const auto columns = static_cast<std::size_t>(std::max(width, 0)), size = static_cast<std::size_t>(length);
+        std::wstring expected(columns - std::min(columns, size), L' ');
+        expected.append(text, text + columns - expected.size());
+
+        std::wstring field(columns + 2, L'#');
+        codec::fromInteger(value, field.data() + 1, width);
+        ASSERT_EQ(field, L"#" + expected + L"#") << value << ' ' << width;
+    }
 }
 
 TEST(FromDouble, AgreesWithPrintf) {

@@ -3,6 +3,7 @@
 #include "common/dates.h"
 #include "common/zone.h"
 #include "support/timezone.h"
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
