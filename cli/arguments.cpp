@@ -62,7 +62,9 @@ void Arguments::refuse(std::string_view word) const {
 }
 
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
-    return fmt::format("\"{}\" is none of {}", printable(word), fmt::join(names, ", "));
+    const std::string_view near = meant(word, names);
+    return fmt::format("\"{}\" is none of {}{}", printable(word), fmt::join(names, ", "),
+        near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near));
 }
 
 std::uint64_t number(const char* option, std::string_view word, const char* what) {

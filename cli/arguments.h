@@ -36,7 +36,7 @@ private:
     [[noreturn]] void refuse(std::string_view word) const;
 };
 
-/// "\"x\" is none of a, b".
+/// "\"x\" is none of abc, xy; did you mean \"xy\"?"
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
 
 /// The value that a word names. Throws WrongUsage with the list of the words.

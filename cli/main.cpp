@@ -53,7 +53,7 @@ Exit codes:
 // "meter-change" is "meter change".
 bool isSame(char a, char b) {
     constexpr std::string_view joints = " -_";
-    return a == b || (joints.find(a) != joints.npos && joints.find(b) != joints.npos);
+    return a == b || (joints.find(a) != std::string_view::npos && joints.find(b) != std::string_view::npos);
 }
 
 std::size_t distance(std::string_view a, std::string_view b) {
