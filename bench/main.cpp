@@ -3,29 +3,35 @@
 #include "bench/table.h"
 #include <cstdio>
 #include <exception>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace bench {
 
 namespace {
 
 // TOOL FOLDER [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]
-bool parse(int count, char** words, Options& options) {
-    int place = 0;
-    for (int i = 1; i < count; ++i) {
-        const std::string_view word = words[i];
+bool parse(std::span<char*> words, Options& options) {
+    std::vector<std::string> plain;
+    for (const std::string_view word : words) {
         if (word == "--quick") options.quick = true;
         else if (word == "--large") options.large = true;
         else if (word == "--strict") options.strict = true;
         else if (word.starts_with("--")) return false;
-        else if (place == 0) options.tramo = words[i], ++place;
-        else if (place == 1) options.folder = words[i], ++place;
-        else if (place == 2 && (word == "speed" || word == "linear" || word == "memory" || word == "all"))
-            options.what = word, ++place;
-        else if (options.filter.empty()) options.filter = word;
-        else return false;
+        else plain.emplace_back(word);
     }
-    return place >= 2;
+    if (plain.size() < 2) return false;
+    options.tramo = plain[0];
+    options.folder = plain[1];
+    std::size_t place = 2;
+    if (place < plain.size()) {
+        const std::string& what = plain[place];
+        if (what == "speed" || what == "linear" || what == "memory" || what == "all") options.what = what, ++place;
+    }
+    if (place < plain.size()) options.filter = plain[place++];
+    return place == plain.size();
 }
 
 bool showSpeed(const Options& options) {
@@ -52,9 +58,8 @@ bool run(const Options& options) {
 
 int main(int count, char** words) {
     bench::Options options;
-    if (!bench::parse(count, words, options)) {
-        std::fputs(
-            "usage: tramostream_bench TOOL FOLDER [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]\n", stderr);
+    if (!bench::parse(std::span(words + 1, words + count), options)) {
+        std::fputs("usage: bench/run [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]\n", stderr);
         return 2;
     }
     // Measurements of different rows take turns, so that a disturbance hits all alike.

@@ -33,6 +33,7 @@ template <class Work> Usage runChild(Work work) {
 
 Usage runProgram(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     const Usage usage = runChild([&] {

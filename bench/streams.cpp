@@ -132,8 +132,8 @@ template <class M> void addStreamRows(std::vector<Row>& rows, const Options& opt
     const std::string lines = "(a) getline", values = "(b) and model, all getters", rewritten = "(c) and toTramoLine, putLine";
 
     auto goal = [&](const std::string& name, double limit, const char* reference) -> Goal {
-        if (kind == subscriber) return {limit, references + "/" + reference, Goal::Record};
-        if (isRecord) return {1.5, subscriber + ", ANSI/" + name, Goal::Character};
+        if (kind == subscriber) return {limit, fullName(references, reference), Goal::Record};
+        if (isRecord) return {1.5, fullName(subscriber + ", ANSI", name), Goal::Character};
         return {};
     };
     for (const int encoding : {StrConv::ENCODING_ANSI, StrConv::ENCODING_UTF16LE}) {
@@ -147,12 +147,13 @@ template <class M> void addStreamRows(std::vector<Row>& rows, const Options& opt
                 setWork(state, file.records, file.bytes, file.characters);
             };
             rows.push_back(
-                {isAnsi ? ansi : utf16, name, measured, isAnsi ? ansiGoal : Goal{1.3, ansi + "/" + name, Goal::Record}});
+                {isAnsi ? ansi : utf16, name, measured, isAnsi ? ansiGoal : Goal{1.3, fullName(ansi, name), Goal::Record}});
         };
         add(lines, goal(lines, 6, "memory read"), [](auto& state, auto& file, auto&) { readLines<M>(state, file); });
         add(values, goal(values, 2, "hand-tuned"), readValues<M>);
         add(rewritten, goal(rewritten, 3, "hand-tuned"),
-            [&options](auto& state, auto& file, auto& sums) { rewrite<M>(state, file, sums, options.folder + "/written.txt"); });
+            [path = options.folder + "/written.txt"](
+                auto& state, auto& file, auto& sums) { rewrite<M>(state, file, sums, path); });
     }
 }
 

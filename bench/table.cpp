@@ -84,7 +84,8 @@ private:
     }
 
     const Collector& results;
-    const Result *memory = results.of(references + "/memory read"), *byHand = results.of(references + "/hand-tuned");
+    const Result *memory = results.of(fullName(references, "memory read")),
+                 *byHand = results.of(fullName(references, "hand-tuned"));
     std::string section;
 };
 

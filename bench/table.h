@@ -8,6 +8,9 @@
 
 namespace bench {
 
+/// How rows are called in filters and goals.
+inline std::string fullName(const std::string& section, const std::string& name) { return section + "/" + name; }
+
 /// What a row is held to: at most `limit` times what another row needs, for a record or for a character.
 struct Goal {
     double limit = 0;  ///< 0: none
@@ -24,7 +27,7 @@ struct Row {
     /// The function tells the time itself.
     bool tellsTime = false;
 
-    std::string fullName() const { return section + "/" + name; }
+    std::string fullName() const { return bench::fullName(section, name); }
 };
 
 inline const std::string references = "references";
