@@ -89,6 +89,7 @@ template <class M> void readValues(benchmark::State& state, const DataFile& file
 }
 
 template <class M> void rewrite(benchmark::State& state, const DataFile& file, const Sums& expected, const std::string& path) {
+    std::remove(path.c_str());
     for (auto _ : state) {
         Sums sums;
         oFileStream out(path.c_str(), file.encoding);
