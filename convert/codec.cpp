@@ -155,7 +155,8 @@ bool putPlainDecimal(double value, int decimals, wchar_t* dest, int width) {
     if (FLT_EVAL_METHOD != 0 || decimals > 6) return false;
     const double scaled = std::fabs(value) * powersOfTen[decimals];
     if (!(scaled < 8e12)) return false;
-    const auto whole = static_cast<std::uint64_t>(scaled + 0.5);
+    const double rounded = scaled + 0.5;
+    const auto whole = static_cast<std::uint64_t>(rounded);
     if (std::fabs(std::fabs(scaled - static_cast<double>(whole)) - 0.5) < 0.01) return false;
     char buffer[1 + 13 + 1];  // sign, digits, point
     char* text = std::end(buffer);
