@@ -2,7 +2,7 @@
 import os
 import random
 import subprocess
-from support import ENVIRONMENT, METER, CliTest, lines, put, sample
+from support import ENVIRONMENT, METER, CliTest, lines, put, sample, utf16
 
 REWRITTEN = os.environ["REWRITTEN"]
 SAMPLES = ("amr-keys.txt", "parameters.txt", "round-broken.txt", "round-damaged.txt", "round-exported.txt",
@@ -78,6 +78,30 @@ class TripTests:
                     content, encoding = hostile(f"{zone}{wide}", 400, wide), "utf16le" if wide else "ansi"
                     self.assertEqual(self.trip(content, self.form, encoding, f"{zone}{wide}.d".replace("/", "-"), {"TZ": zone}),
                                      self.rewritten(content, encoding, {"TZ": zone}))
+
+    def test_made_up_rounds(self):
+        for seed, faults in ((1, "0"), (2, "0.3"), (3, "1")):
+            for encoding in ("ansi", "utf16le"):
+                with self.subTest(seed=seed, encoding=encoding):
+                    round_file = self.path(f"{seed}{encoding}.txt")
+                    made = self.run_tool("sample", "--meters", "40", "--seed", str(seed), "--returned", "--faults", faults,
+                                         "--encoding", encoding, "-o", round_file)
+                    self.assertEqual((made.code, made.err), (0, ""))
+                    with open(round_file, "rb") as file:
+                        content = file.read()
+                    self.assertEqual(self.trip(content, self.form, encoding, f"{seed}{encoding}.d"), self.rewritten(content, encoding))
+
+    def test_noise(self):
+        for seed in range(4):
+            rng = random.Random(f"noise {seed}")
+            # Lines of any length, among them those that kinds of lines have.
+            pieces = [rng.randbytes(rng.choice((0, 1, 23, 40, 512, rng.randrange(2000)))).replace(b"\n", b" ") for _ in range(60)]
+            for encoding in ("ansi", "utf16le"):
+                with self.subTest(seed=seed, encoding=encoding):
+                    text = "".join("x" * (i == 0) + piece.decode("latin-1" if encoding == "ansi" else "utf-16-le", "replace")
+                                   .replace("\n", " ") + rng.choice(("\r\n", "\n")) for i, piece in enumerate(pieces))
+                    content = text.encode("latin-1") if encoding == "ansi" else utf16(text)
+                    self.assertEqual(self.trip(content, self.form, encoding, f"{seed}{encoding}.d"), self.rewritten(content, encoding))
 
     def test_every_character(self):
         for first in range(0x20, 0xFFFF, 0x1000 if self.slow else 0x400):

@@ -219,6 +219,41 @@ class Sqlite(ExportTest):
         plan = "".join(row["detail"] for row in database.execute("EXPLAIN QUERY PLAN SELECT * FROM meters WHERE meterSerialNumber = 'x'"))
         self.assertEqual(plan.count("SCAN"), 0, plan)
 
+    def test_view_has_a_row_for_each_meter_with_its_lines(self):
+        joined = {"AMR": "meterSerialNumber", "meter change": "oldMeterSerialNumber", "extended AMR": "meterSerialNumber",
+                  "enquiry result": "meterSerialNumber", "extended data": "meterSerialNumber"}
+        for name in ("round-returned.txt", "round-exported.txt", "round-broken.txt"):
+            rows = self.objects(sample(name))
+            expected = []
+            for meter in (row for row in rows if row["kind"] == "meter subscriber"):
+                # Every line of the meter with every one of its other kinds; without one, nothing.
+                combinations = [{"line": meter["line"]}]
+                for kind, field in joined.items():
+                    own = [row["line"] for row in rows if row["kind"] == kind and row.get(field, "none") == meter.get("meterSerialNumber")]
+                    combinations = [known | {kind.replace(" ", "_") + "_line": line} for known in combinations for line in own or [None]]
+                expected += combinations
+            self.assertGreater(len(expected), 50)
+            database = self.database(sample(name))
+            names = list(expected[0])
+            found = [tuple(row) for row in database.execute("SELECT " + ", ".join(names) + " FROM meters")]
+            key = lambda row: [value or 0 for value in row]
+            self.assertEqual(sorted(found, key=key), sorted((tuple(row.values()) for row in expected), key=key), name)
+
+    def test_view_has_every_field(self):
+        meter = put(METER, 352, b"M-1".ljust(12))
+        other = put(METER, 352, b"M-2".ljust(12))
+        amr = put(AMR, 26, b"M-1".ljust(12))
+        database = self.database(lines(ROUND, meter, amr, other, amr))
+        rows = [dict(row) for row in database.execute("SELECT * FROM meters ORDER BY line, AMR_line")]
+        self.assertEqual([(row["line"], row["AMR_line"], row["meter_change_line"], row["enquiry_result_line"]) for row in rows],
+                         [(2, 3, None, None), (2, 5, None, None), (4, None, None, None)])
+        for row in rows:
+            own = dict(database.execute("SELECT * FROM meter_subscriber WHERE line = ?", (row["line"],)).fetchone())
+            radio = database.execute("SELECT * FROM AMR WHERE line = ?", (row["AMR_line"],)).fetchone()
+            self.assertEqual({name: row[name] for name in own}, own)
+            self.assertEqual({name: row["AMR_" + name] for name in dict(radio or {})}, dict(radio or {}))
+            self.assertTrue(radio or {row[name] for name in row if name.startswith("AMR_")} == {None})
+
     def test_usage(self):
         for options, message in (((), "a database needs a file: -o FILE"),
                                  (("-o", "db", "--findings", "f"), "--findings: a database has a table of them")):
