@@ -29,11 +29,12 @@ public:
     std::vector<std::string> parseFiles(std::vector<std::string> words);
 
     CLI::App app;
-    bool wantsHelp = false;
 
 private:
     std::vector<std::string> operands() const;
     [[noreturn]] void refuse(std::string_view word) const;
+
+    bool wantsHelp = false;
 };
 
 /// "\"x\" is none of abc, xy; did you mean \"xy\"?"

@@ -1,6 +1,5 @@
 // tramo export: the lines of an exchange file as values, for other programs.
 #include "arguments.h"
-#include "bufferedfile.h"
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
@@ -96,8 +95,7 @@ std::vector<std::string> kinds() {
     return words;
 }
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string form, encoding = "auto", only;
     bool showsKeys = false;
@@ -108,17 +106,12 @@ std::optional<Options> parse(std::vector<std::string> arguments) {
     given.app.add_option("--findings", options.findings);
     given.app.add_flag("--show-keys", showsKeys);
     given.app.add_option("--encoding", encoding);
-    const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
-    if (files.size() > 1) throw WrongUsage{"one FILE only"};
+    options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite, xlsx"};
 
-    options.file = files[0];
     options.form =
         chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}, {"xlsx", Form::Xlsx}});
-    options.encoding = chosen<EncodingChoice>("--encoding", encoding,
-        {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.encoding = encodingChoice("--encoding", encoding);
     options.only = chosenTable(only);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
@@ -150,14 +143,10 @@ public:
     /// The exit code.
     int run() {
         Line line;
-        while (input.next(line)) {
-            put(line);
-            if (line.number % 4096 == 0) progress.show(printable(nameOf(options.file)), input.bytesRead(), input.bytes());
-        }
+        while (input.next(line)) put(line);
         const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), line.number};
         rows->finish(source);
         if (beside) beside->finish(source);
-        Progress::wipe();
         return tell();
     }
 
@@ -183,17 +172,16 @@ private:
 
     int tell() const {
         auto say = [&](std::uint64_t count, const char* what) {
-            if (count) complain(fmt::format("{}: {} {}", printable(nameOf(options.file)), count, what));
+            if (count) complain(fmt::format("{}: {} {}", input.name(), count, what));
         };
         say(damaged, "of the lines are damaged and exported as text");
         say(unread, "of the lines have fields whose text cannot be read and is not exported; see \"tramo check\"");
-        say(input.charactersUnread(), "characters at the end cannot be read, behind a line that begins with U+FFFF");
-        if (input.hasOddByte()) say(1, "byte at the end is half of a character and not exported");
-        return damaged || unread || input.charactersUnread() || input.hasOddByte() ? somethingFound : nothingFound;
+        const std::string rest = input.unreadRest();
+        if (!rest.empty()) complain(input.name() + ": " + rest);
+        return damaged || unread || !rest.empty() ? somethingFound : nothingFound;
     }
 
     const Options& options;
-    Progress progress;
     Input input;
     std::unique_ptr<Sink> rows, beside;
     std::vector<Finding> findings;
@@ -201,19 +189,8 @@ private:
 };
 
 int run(std::vector<std::string> arguments) {
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        BufferedFile page("-");
-        page.print("{}", help);
-        page.commit();
-        return nothingFound;
-    }
-    try {
-        return Exporter(*options).run();
-    } catch (const Unreadable& failure) {
-        complain(printable(nameOf(options->file)) + ": " + failure.reason);
-        return notUsable;
-    }
+    const Options options = parse(std::move(arguments));
+    return Exporter(options).run();
 }
 
 }  // namespace

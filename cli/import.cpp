@@ -58,22 +58,17 @@ struct Options {
     Encoding encoding{};
 };
 
-// nullopt: the user asked for help.
-std::optional<Options> parse(std::vector<std::string> arguments) {
+Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string form, encoding;
     Arguments given;
     given.app.add_option("--from", form);
     given.app.add_option("--encoding", encoding);
     given.app.add_option("-o,--output", options.output);
-    const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (given.wantsHelp) return std::nullopt;
-    if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
-    if (files.size() > 1) throw WrongUsage{"one FILE only"};
+    options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};
 
-    options.file = files[0];
     options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
     options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
     return options;
@@ -150,18 +145,12 @@ private:
 };
 
 int run(std::vector<std::string> arguments) {
-    const std::optional<Options> options = parse(std::move(arguments));
-    if (!options) {
-        BufferedFile page("-");
-        page.print("{}", help);
-        page.commit();
-        return nothingFound;
-    }
+    const Options options = parse(std::move(arguments));
     try {
-        return Importer(*options).run();
-    } catch (const Unreadable& failure) {
-        complain(printable(nameOf(options->file)) + ": " + failure.reason);
-        return notUsable;
+        return Importer(options).run();
+    } catch (Unreadable& failure) {
+        failure.file = options.file;
+        throw;
     }
 }
 

@@ -317,7 +317,7 @@ class Program(ExportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"),
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'one file at a time; what is "g"?'),
                 (("f",), "--to is missing: jsonl, csv, sqlite, xlsx"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv, sqlite, xlsx'),
                 (("f", "--to", "csv", "--findings", "-"), "--findings: the standard output is taken; name a file, or one for the rows with -o")):
             result = self.run_tool("export", *arguments)
@@ -347,7 +347,7 @@ class Program(ExportTest):
     def test_what_cannot_be_read_at_the_end(self):
         result = self.export(utf16("\uffff" + METER.decode("latin-1") + "\r\n"))
         self.assertEqual((result.code, result.out), (1, ""))
-        self.assertIn("characters at the end cannot be read", result.err)
+        self.assertIn("characters from line 1 on cannot be read, because that line begins with U+FFFF", result.err)
         self.assertEqual(self.export(utf16(METER.decode("latin-1") + "\r\n") + b"x").code, 1)
 
 

@@ -216,7 +216,7 @@ class Program(ImportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), "one FILE only"), (("f",), "--from is missing: jsonl, csv, sqlite"),
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'one file at a time; what is "g"?'), (("f",), "--from is missing: jsonl, csv, sqlite"),
                 (("f", "--from", "jsonl"), "--encoding is missing: ansi, utf16le"),
                 (("f", "--from", "jsonl", "--encoding", "utf8"), '--encoding: "utf8" is none of ansi, utf16le')):
             result = self.run_tool("import", *arguments)
