@@ -1,5 +1,5 @@
-// Written as one would for this file and this purpose only: a block of lines at a time into the same memory, columns as
-// constants, no objects, no wide characters, nothing kept. It knows nothing of the library, deliberately.
+// Written as one would for this file and this purpose only: columns as constants, no objects, no wide characters, nothing kept.
+// It knows nothing of the library, deliberately.
 #include "bench/handtuned.h"
 #include <array>
 #include <charconv>
@@ -10,7 +10,9 @@
 #include <fcntl.h>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace bench {
@@ -164,13 +166,16 @@ void readLine(const Days& days, const char* line, Sums& sums) {
 
 }  // namespace
 
-Sums readByHand(const char* path) {
+Sums readByHand(const char* path, Loading loading) {
     static const Days days;
-    constexpr std::size_t blockSize = lineSize * 512;  // stays in the processor's second cache
-    static const auto block = std::make_unique<char[]>(blockSize);
-
     const int file = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (file < 0) giveUp("the file cannot be opened");
+    struct stat status {};
+    if (file < 0 || ::fstat(file, &status) != 0) giveUp("the file cannot be opened");
+
+    constexpr std::size_t fewLines = lineSize * 512;  // they stay in the processor's second cache
+    const std::size_t blockSize = loading == Loading::Whole ? static_cast<std::size_t>(status.st_size) + 1 : fewLines;
+    const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
+
     Sums sums;
     std::size_t held = 0;
     for (ssize_t count; (count = ::read(file, block.get() + held, blockSize - held)) != 0;) {

@@ -1,6 +1,7 @@
 // What the machine and a program for this one purpose can do.
 #include "bench/data.h"
 #include "bench/handtuned.h"
+#include "bench/process.h"
 #include "bench/table.h"
 #include <cstring>
 #include <fcntl.h>
@@ -51,10 +52,17 @@ void addReferences(std::vector<Row>& rows, const Options& options) {
                         for (auto _ : state) benchmark::DoNotOptimize(Mapping(file, 0).sum());
                         setWork(state, file.records, file.bytes, file.characters);
                     }});
-    rows.push_back({references, "hand-tuned", [file](benchmark::State& state) {
-                        for (auto _ : state) benchmark::DoNotOptimize(readByHand(file.path.c_str()));
-                        setWork(state, file.records, file.bytes, file.characters);
-                    }});
+    auto byHand = [&](const char* name, Loading loading) {
+        rows.push_back({references, name, [file, loading](benchmark::State& state) {
+                            const Sums expected = readByHand(file.path.c_str());
+                            warmUpMemory(file.bytes);
+                            for (auto _ : state)
+                                if (readByHand(file.path.c_str(), loading) != expected) throw std::runtime_error("other values");
+                            setWork(state, file.records, file.bytes, file.characters);
+                        }});
+    };
+    byHand("hand-tuned", Loading::InBlocks);
+    byHand("hand-tuned, file read whole", Loading::Whole);
 }
 
 }  // namespace bench
