@@ -22,13 +22,14 @@ namespace {
 constexpr const char* help = R"(tramo check tells what is in exchange files, and what is wrong with them.
 
 Examples:
-  tramo check round.txt                          every finding, and a summary
-  tramo check --strict *.txt                     several files; a missing value is an error
-  tramo check -q round.txt && send round.txt     one line, and the exit code
-  tramo check --max-findings 20 round.txt        the first 20 findings; the summary counts all
-  tramo check --lines 1000-1999 round.txt        these lines, under their numbers
-  tramo check --format sarif round.txt > r.sarif
-  ssh reader cat round.txt | tramo check -       what comes in on the standard input
+  tramo check samples/round-broken.txt      every finding, and a summary
+  tramo check -q samples/round-*.txt        a line for each file
+  tramo check --strict samples/tags.txt     a missing value is an error
+  tramo check --max-findings 9 round.txt    the first 9; the summary counts all
+  tramo check --lines 1000-1999 round.txt   these lines, under their numbers
+  tramo check --format sarif round.txt > round.sarif
+  tramo check -q round.txt && send round.txt
+  ssh reader cat round.txt | tramo check -
 
 Usage: tramo check [OPTION]... FILE...
 
@@ -36,36 +37,43 @@ A finding is one line, as compilers print theirs:
 
   FILE:LINE:COLUMN: error: FIELD: "TEXT" is no date (ParseDate 0x01B): month 13
 
-COLUMN is where the field stands. Some fields are reported at another one's column by the
-format; then both are given: "field at 195-202, reported at 194". A finding about a whole
-line may have no column. Of a line that is too short, too long or of no known kind only
-that is told, for its fields do not stand in their columns. Of a key line no value is shown.
+COLUMN is where the field stands. Some fields are reported at another one's
+column by the format; then both are given: "field at 195-202, reported at 194".
+A finding about a whole line may have no column. Of a line that is too short,
+too long or of no known kind only that is told, for its fields do not stand in
+their columns. Of a key line no value is shown.
 
 Options:
-  --all               also what the format reports on good lines: a complete history slot
-                      of a meter subscriber (0x202), and the meter number of a record
-                      information line (0x201), which is never read
-  --strict            missing and contradicting values (0x201, 0x202) are errors, not warnings
+  --all               also what the format reports on good lines: a complete
+                      history slot of a meter subscriber (0x202), and the meter
+                      number of a record information line (0x201), which is
+                      never read
+  --strict            missing and contradicting values (0x201, 0x202) are
+                      errors, not warnings
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
-  --kind WHAT         auto (each line by its length and first character), record, parameter,
-                      tag, key
-  --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of a file's end
-                      comes with its last line
-  --format WHAT       text, json (one document a run, one finding a line), sarif (2.1.0)
+  --kind WHAT         auto (each line by its length and first character),
+                      record, parameter, tag, key
+  --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of
+                      a file's end comes with its last line
+  --format WHAT       text, json (one document a run, one finding a line),
+                      sarif (2.1.0)
   --max-findings N    lists N findings of each file at most; all are counted
   -q, --quiet         lists no findings; one line for each file
-  -j, --threads N     works on N threads; 0, and if not given: as many as there are processors.
-                      The report is the same with any number
-  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
+  -j, --threads N     works on N threads; 0, and if not given: as many as there
+                      are processors. The report is the same with any number
+  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always,
+                      never
   -h, --help          this page
 
-What cannot be seen (control characters, directional marks) is printed as \x1b or \u202e.
-"-" is the standard input; what is no plain file is first copied to TMPDIR, or /tmp.
+What cannot be seen (control characters, directional marks) is printed as \x1b
+or \u202e. "-" is the standard input; what is no plain file is first copied to
+TMPDIR, or /tmp.
 
 Exit codes:
   0  nothing was found
   1  something was found
-  2  the command line is wrong, or a file cannot be read (the others are still checked)
+  2  the command line is wrong, or a file cannot be read (the others are still
+     checked)
   3  something could not be written
 )";
 

@@ -11,26 +11,30 @@ namespace {
 constexpr const char* help = R"(tramo convert writes a file in another encoding, character for character.
 
 Examples:
-  tramo convert round.txt --encoding utf16le -o round16.txt
+  tramo convert samples/round-returned.txt --encoding utf16le -o round16.txt
+  tramo convert samples/round-returned-utf16.txt --encoding ansi -o round.txt
   tramo convert round16.txt --encoding ansi -o - | ssh office 'cat > round.txt'
 
 Usage: tramo convert --encoding WHAT [OPTION]... FILE -o OUT
 
-Every character is kept, also those of damaged lines, and so is every line end. ANSI holds the
-characters up to U+00FF, one byte each; UTF-16 is little-endian and begins with its mark FF FE.
+Every character is kept, also those of damaged lines, and so is every line end.
+ANSI holds the characters up to U+00FF, one byte each; UTF-16 is little-endian
+and begins with its mark FF FE.
 
-What cannot be kept is refused, and nothing is written then: characters above U+00FF that ANSI
-does not hold (each is named with its line, column and field), half a character at the end of a
-UTF-16 file, and what stands behind a line that begins with U+FFFF, which ends the text.
+What cannot be kept is refused, and nothing is written then, also not to the
+standard output: characters above U+00FF that ANSI does not hold (each is named
+with its line, column and field), half a character at the end of a UTF-16 file,
+and what stands behind a line that begins with U+FFFF, which ends the text.
 
 Options:
   --encoding WHAT     of OUT: ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
-  -o, --output OUT    where it goes; "-" is the standard output. OUT appears whole or not at
-                      all, and may be FILE itself
+  -o, --output OUT    where it goes; "-" is the standard output. OUT appears
+                      whole or not at all, and may be FILE itself
   -h, --help          this page
 
-"-" is the standard input; what is no plain file is first copied to TMPDIR, or /tmp.
+"-" is the standard input. What is no plain file, and what is meant for the
+standard output, stands in TMPDIR, or /tmp, for a while.
 
 Exit codes:
   0  the file has been converted

@@ -14,35 +14,41 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo diff tells what differs between two files, meter by meter and field by field.
+constexpr const char* help = R"(tramo diff tells what differs between two files, by meter and by field.
 
 Examples:
-  tramo diff exported.txt returned.txt              what the round has brought
-  tramo diff --summary exported.txt returned.txt    only the numbers
+  tramo diff samples/round-exported.txt samples/round-returned.txt
+  tramo diff --summary samples/round-returned.txt samples/round-broken.txt
+  tramo diff exported.txt returned.txt          what the round has brought
 
 Usage: tramo diff [OPTION]... OLD NEW
 
-Lines are paired by their kind and the serial number of their meter (of a meter change, the
-old meter's), enquiry results and definitions also by their page; tags and parameters by code
-and key, key lines by serial number. Lines that have none of that, and those that have the same,
-are paired in their order. Where a line stands does not matter.
+Lines are paired by their kind and the serial number of their meter (of a meter
+change, the old meter's), enquiry results and definitions also by their page;
+tags and parameters by code and key, key lines by serial number. Lines that have
+none of that, and those that have the same, are paired in their order. Where a
+line stands does not matter.
 
-A field differs when its value does. Padding, line ends and what the format's own writer makes
-of a value (see "tramo rewrite") are no differences, unless --exact is given. Damaged lines (see
-"tramo check") are compared as they stand. Encodings may differ.
+A field differs when its value does. Padding, line ends and what the format's
+own writer makes of a value (see "tramo rewrite") are no differences, unless
+--exact is given. Damaged lines (see "tramo check") are compared as they stand.
+Encodings may differ.
 
 Options:
   --exact             compares the characters of every column, and the line ends
   --full              also the fields of lines that are only in one file
   --summary           only the numbers
-  --show-keys         the keys of key lines, too; otherwise only that they differ
-  --encoding WHAT     of both files: auto (by the byte order mark), ansi, utf16le
+  --show-keys         the keys of key lines, too; otherwise only that they
+                      differ
+  --encoding WHAT     of both files: auto (by the byte order mark), ansi,
+                      utf16le
   --format WHAT       text, json (with every field)
-  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always, never
+  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always,
+                      never
   -h, --help          this page
 
-One of the files may be "-", the standard input; what is no plain file is first copied to
-TMPDIR, or /tmp.
+One of the files may be "-", the standard input; what is no plain file is first
+copied to TMPDIR, or /tmp.
 
 Exit codes:
   0  nothing differs

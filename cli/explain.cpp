@@ -26,15 +26,17 @@ constexpr const char* help = R"(tramo explain tells what the kinds of lines, the
 the format are.
 
 Examples:
-  tramo explain meter-subscriber:195   the field that stands at this column
-  tramo explain 0x01B                  an error, and every field that reports it
-  tramo explain round.txt:10:195       the field at this place of a file, and
-                                       what it holds there
-  tramo explain 1:meterReadingDate     a field by its name; 1 is the letter of
-                                       its kind
-  tramo explain meterReadingDate       the same field, in whatever kind has it
-  tramo explain AMR                    all fields of a kind
-  tramo explain                        all kinds, and all errors
+  tramo explain meter-subscriber:195             the field at this column
+  tramo explain samples/round-broken.txt:10:195  the field at this place of a
+                                                 file, and what it holds there
+  tramo explain 0x01B                            an error, and every field that
+                                                 reports it
+  tramo explain 1:meterReadingDate               a field by its name; 1 is the
+                                                 letter of its kind
+  tramo explain meterReadingDate                 the same field, in whatever
+                                                 kind has it
+  tramo explain AMR                              all fields of a kind
+  tramo explain                                  all kinds, and all errors
 
 Usage: tramo explain [OPTION]... [WHAT]...
 

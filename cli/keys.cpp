@@ -19,24 +19,25 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo keys lists the radio modules of key lines, and what is wrong with these lines.
+constexpr const char* help = R"(tramo keys lists the radio modules of key lines, and what is wrong with them.
 
 Examples:
-  tramo keys amr-keys.txt                       the modules as a table, their keys masked
-  tramo keys --format json amr-keys.txt         the same for programs
-  tramo keys --show-keys --format json k.txt    with the keys in clear text
+  tramo keys samples/amr-keys.txt                 a table, the keys masked
+  tramo keys --format json samples/amr-keys.txt   the same for programs
+  tramo keys --show-keys --format json keys.txt   with the keys in clear text
 
 Usage: tramo keys [OPTION]... FILE...
 
-A table row is one module: the line it stands on, its serial number and versions, the parts
-of its wireless M-Bus address, and its keys. Behind the manufacturer's number stand the three
-letters that it packs, if it does, behind the device type its usual name. A key is shown as
-"******** 32 hex": how many characters it has, and whether all are hexadecimal digits.
+A table row is one module: the line it stands on, its serial number and
+versions, the parts of its wireless M-Bus address, and its keys. Behind the
+manufacturer's number stand the three letters that it packs, if it does, behind
+the device type its usual name. A key is shown as "******** 32 hex": how many
+characters it has, and whether all are hexadecimal digits.
 
-Below the table stand the findings: lines that cannot be read, missing values, serial numbers
-and addresses that an earlier line has already (of any of the files), and keys that are not 32
-hexadecimal digits. No finding shows a key. Lines of other kinds are counted on the error
-output.
+Below the table stand the findings: lines that cannot be read, missing values,
+serial numbers and addresses that an earlier line has already (of any of the
+files), and keys that are not 32 hexadecimal digits. No finding shows a key.
+Lines of other kinds are counted on the error output.
 
 Options:
   --show-keys         shows the keys in clear text
@@ -49,7 +50,8 @@ Options:
 Exit codes:
   0  nothing was found
   1  something was found
-  2  the command line is wrong, or a file cannot be read to its end
+  2  the command line is wrong, or a file cannot be read to its end (the others
+     are still listed)
   3  something could not be written
 )";
 

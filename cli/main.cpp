@@ -25,8 +25,8 @@ std::string overview() {
     std::string page = R"(tramo reads and checks the exchange files of meter reading.
 
 Examples:
-  tramo check round.txt        what is in a file, and what is wrong with it
-  tramo help check             everything about a command
+  tramo check samples/round-broken.txt   what is in a file, and what is wrong
+  tramo help check                       everything about a command
 
 Usage: tramo COMMAND [ARGUMENT]...
 

@@ -17,19 +17,22 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo rewrite tells what changes in a file when the library reads and writes it, or does that.
+constexpr const char* help = R"(tramo rewrite tells what changes in a file when the library reads and writes it,
+or does that.
 
 Examples:
-  tramo rewrite --dry-run round.txt           what would change, by field, with an example each
-  tramo rewrite round.txt -o round-new.txt    does it
+  tramo rewrite --dry-run samples/round-returned.txt   what would change
+  tramo rewrite samples/round-returned.txt -o new.txt  does it
+  tramo rewrite --force round.txt -o new.txt           as far as it can be read
 
 Usage: tramo rewrite --dry-run [OPTION]... FILE
        tramo rewrite [OPTION]... FILE -o OUT
 
-Whoever reads a record and writes it again does not always get the same line: numbers and
-decimals are written in one form, some codes become others or are lost, some values are not
-written. A dry run compares what would be written with what is there, column by column, and
-counts the lines that differ by field and by what happens to it:
+Whoever reads a record and writes it again does not always get the same line:
+numbers and decimals are written in one form, some codes become others or are
+lost, some values are not written. A dry run compares what would be written with
+what is there, column by column, and counts the lines that differ by field and
+by what happens to it:
 
   is written in another form    the same value in other characters
   "N" becomes "1"               another code, or another value
@@ -39,21 +42,24 @@ counts the lines that differ by field and by what happens to it:
   cannot be read                a loss: the text is no value of the field
   columns outside of fields     what stands there is not read
 
-Losses are unreadable fields and damaged lines (see "tramo check"). A file with losses is not
-rewritten, unless --force is given: then lines with a loss are copied as they are. Key lines
-are always copied as they are. Every other line gets CR LF behind it.
+Losses are unreadable fields and damaged lines (see "tramo check"). A file with
+losses is not rewritten, unless --force is given: then lines with a loss are
+copied as they are. Key lines are always copied as they are. Every other line
+gets CR LF behind it. Of a file that is refused nothing is written, also not to
+the standard output.
 
 Options:
   --dry-run           only tells; writes nothing
-  -o, --output OUT    where it goes; "-" is the standard output. OUT appears whole or not at
-                      all, and may be FILE itself
+  -o, --output OUT    where it goes; "-" is the standard output. OUT appears
+                      whole or not at all, and may be FILE itself
   --force             copies lines with a loss instead of refusing the file
   --encoding WHAT     of OUT: same (as FILE), ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   --format WHAT       of a dry run: text, json
   -h, --help          this page
 
-"-" is the standard input; what is no plain file is first copied to TMPDIR, or /tmp.
+"-" is the standard input. What is no plain file, and what is meant for the
+standard output, stands in TMPDIR, or /tmp, for a while.
 
 Exit codes:
   0  the file has been rewritten; of a dry run: nothing would change

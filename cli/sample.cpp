@@ -23,25 +23,28 @@ namespace {
 constexpr const char* help = R"(tramo sample writes a made-up round, as large as wanted.
 
 Examples:
-  tramo sample --meters 1000 --returned -o round.txt         a round as it comes back from the field
-  tramo sample --meters 1000 --faults 0.02 -o broken.txt     one line in fifty is damaged
-  tramo sample --meters 20 --seed 7 -o - | tramo check -     another round, nothing wrong with it
+  tramo sample --meters 1000 --returned -o round.txt      as it comes back
+  tramo sample --meters 1000 --faults 0.02 -o broken.txt  one line in fifty is
+                                                          damaged
+  tramo sample --seed 7 -o - | tramo check -              another round; nothing
+                                                          is wrong with it
 
 Usage: tramo sample [OPTION]... -o FILE
 
-A round has up to 1000 meters; more of them make more rounds, one behind the other. The same
-options give the same bytes, on any machine and in any time zone. All names, places and numbers
-are invented.
+A round has up to 1000 meters; more of them make more rounds, one behind the
+other. The same options give the same bytes, on any machine and in any time
+zone. All names, places and numbers are invented.
 
-With --faults, FILE.expected.jsonl says what is wrong: one JSON object for each finding of
-"tramo check", in the order of the lines, with line, column, rule, code, kind and field, as
-"tramo check --format json" calls them.
+With --faults, FILE.expected.jsonl says what is wrong: one JSON object for each
+finding of "tramo check", in the order of the lines, with line, column, rule,
+code, kind and field, as "tramo check --format json" calls them.
 
 Options:
   -o, --output FILE   where the round goes; "-" is the standard output
   --meters N          how many meters, 1 to 9999999; 60 if not given
   --seed S            another number, another round; 0 if not given
-  --returned          as it comes back: with readings, changes, positions, enquiry results
+  --returned          as it comes back: with readings, changes, positions,
+                      enquiry results
   --faults RATE       damages this share of the lines, 0 to 1
   --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
@@ -49,7 +52,8 @@ Options:
 
 Exit codes:
   0  the file was written
-  2  the command line is wrong
+  2  the command line is wrong, or the round has no line of these kinds, and
+     nothing was written
   3  something could not be written
 )";
 

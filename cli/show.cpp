@@ -26,11 +26,13 @@ constexpr const char* help = R"(tramo show prints lines of an exchange file as t
 columns, its value, its text in the line, and what is wrong with it.
 
 Examples:
-  tramo show round.txt 3             line 3, without its blank fields
-  tramo show --all round.txt 3-5     lines 3 to 5, with every field
-  tramo show round.txt               the whole file
-  tramo show --raw round.txt 3       the line as it stands, below a ruler
-  tramo show - 172 < round.txt       what comes in on the standard input
+  tramo show samples/round-broken.txt 10         line 10, without blank fields
+  tramo show --all samples/round-broken.txt 3-5  lines 3 to 5, with every field
+  tramo show --raw samples/round-broken.txt 10   the line as it stands, below a
+                                                 ruler
+  tramo show round.txt                           the whole file
+  tramo show - 172 < round.txt                   what comes in on the standard
+                                                 input
 
 Usage: tramo show [OPTION]... FILE [LINE|FROM-TO|FROM-]
 

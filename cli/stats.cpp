@@ -19,21 +19,22 @@ namespace {
 constexpr const char* help = R"(tramo stats gives the numbers of a round: meters, readings, alarms, dates.
 
 Examples:
-  tramo stats round.txt                    how much of the round has been read, and when
-  tramo stats *.txt                        each file, and all of them together
-  tramo stats --format json round.txt      the same for programs
+  tramo stats samples/round-returned.txt      how much has been read, and when
+  tramo stats samples/round-*.txt             each file, and all of them
+  tramo stats --format json round.txt         the same for programs
 
 Usage: tramo stats [OPTION]... FILE...
 
-A meter is read when its subscriber line has a reading date. Its consumption is compared where
-that and both bounds of the estimate are there. An alarm counts once for every line that raises
-it. A meter is located when an extended data line has its latitude and longitude; an area of an
-enquiry is answered when it has a code or a result. Meters are told apart by their serial
-numbers; lines without one are counted as lines only. The days are those of the subscriber
+A meter is read when its subscriber line has a reading date. Its consumption is
+compared where that and both bounds of the estimate are there. An alarm counts
+once for every line that raises it. A meter is located when an extended data
+line has its latitude and longitude; an area of an enquiry is answered when it
+has a code or a result. Meters are told apart by their serial numbers; lines
+without one are counted as lines only. The days are those of the subscriber
 lines' readings, in local time; many of them are shown by months or years.
 
-Lines of a wrong length, of an unknown kind or empty are counted and not read. A value that
-cannot be read counts as absent. "tramo check" tells about both.
+Lines of a wrong length, of an unknown kind or empty are counted and not read. A
+value that cannot be read counts as absent. "tramo check" tells about both.
 
 Options:
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
@@ -44,7 +45,8 @@ Options:
 
 Exit codes:
   0  all files were read
-  2  the command line is wrong, or a file cannot be read to its end
+  2  the command line is wrong, or a file cannot be read to its end (the others
+     are still counted)
   3  something could not be written
 )";
 

@@ -270,7 +270,6 @@ class Trouble(Diff):
     def test_help_begins_with_two_examples(self):
         page = self.run_tool("diff", "--help").out
         self.assertIn("\n\nExamples:\n  tramo diff ", page)
-        self.assertLess(max(map(len, page.splitlines())), 100)
 
     def test_unreadable(self):
         good = self.write("good", lines(ROUND))

@@ -164,7 +164,7 @@ f: 2 modules, nothing found
             self.assertEqual((result.code, result.out), (2, ""))
             self.assertIn(message, result.err)
         page = self.run_tool("keys", "--help")
-        self.assertEqual((page.code, page.out.splitlines()[2:4]), (0, ["Examples:", "  tramo keys amr-keys.txt                       the modules as a table, their keys masked"]))
+        self.assertEqual((page.code, page.out.splitlines()[2:4]), (0, ["Examples:", "  tramo keys samples/amr-keys.txt                 a table, the keys masked"]))
 
 
 if __name__ == "__main__":

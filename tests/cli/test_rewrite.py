@@ -220,7 +220,6 @@ class Trouble(Rewrite):
     def test_help_begins_with_two_examples(self):
         page = self.run_tool("rewrite", "--help").out
         self.assertIn("\n\nExamples:\n  tramo rewrite ", page)
-        self.assertLess(max(map(len, page.splitlines())), 100)
 
     def test_unreadable(self):
         for path, reason in (("missing", "No such file or directory"), (self.folder, "is a directory")):

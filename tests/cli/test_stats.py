@@ -188,7 +188,7 @@ samples/round-returned.txt
         self.assertIn("a FILE is missing", result.err)
         page = self.run_tool("stats", "--help")
         self.assertEqual(page.code, 0)
-        self.assertTrue(page.out.splitlines()[3].startswith("  tramo stats round.txt  "))
+        self.assertTrue(page.out.splitlines()[3].startswith("  tramo stats samples/round-returned.txt  "))
 
 
 if __name__ == "__main__":
