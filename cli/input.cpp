@@ -143,10 +143,7 @@ void Input::skip() {
     const long long before = range.first - 1;
     Piece skipped;
     while (linesRead() < before && text->next(skipped, before - linesRead())) progress.show(ownName, bytesRead(), size);
-    if (before == 0 || !text->atEnd()) return;
-    const auto lines = static_cast<unsigned long long>(linesRead());
-    throw Unreadable{fmt::format(
-        "has {}{}; there is no line {}", counted(lines, "line"), text->hasUnreadText() ? " that can be read" : "", range.first)};
+    if (before > 0 && text->atEnd()) throw hasNoLine(range.first);
 }
 
 bool Input::nextPiece(Piece& piece) {
@@ -165,6 +162,12 @@ bool Input::next(Line& line) {
         reader.start(piece);
     }
     return true;
+}
+
+Unreadable Input::hasNoLine(long long number) const {
+    const auto lines = static_cast<unsigned long long>(linesRead());
+    const char* which = text->hasUnreadText() ? " that can be read" : "";
+    return {fmt::format("has {}{}; there is no line {}", counted(lines, "line"), which, number), file};
 }
 
 std::uint64_t Input::charactersUnread() const {

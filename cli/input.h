@@ -52,6 +52,9 @@ public:
     /// It is the last one of the file, too.
     bool atEndOfFile() { return text->atEnd(); }
     std::uint64_t charactersUnread() const;
+
+    /// Why there is no line of this number.
+    Unreadable hasNoLine(long long number) const;
     bool hasOddByte() const { return isUtf16() && size % 2 != 0; }
 
     /// What could not be read, in words; empty: nothing.

@@ -13,9 +13,7 @@
 #include "wrap.h"
 #include <algorithm>
 #include <bit>
-#include <charconv>
 #include <fmt/format.h>
-#include <limits>
 #include <tramostream/keyline.h>
 
 namespace tramo::cli {
@@ -66,31 +64,11 @@ Exit codes:
 
 struct Options {
     std::string file;
-    long long first = 1, last = std::numeric_limits<long long>::max();
-    bool chosenLines = false;
-    bool openEnd = true;
+    std::optional<LineRange> lines;
     EncodingChoice encoding = EncodingChoice::Auto;
     std::optional<LineKind> kind;
     bool all = false, raw = false, showKeys = false, colour = false;
 };
-
-long long lineNumber(std::string_view word, std::string_view whole) {
-    long long number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc{} || end != word.data() + word.size() || number < 1)
-        throw WrongUsage{fmt::format("\"{}\" is no line: 3, 3-5 and 3- are, counted from 1", printable(whole))};
-    return number;
-}
-
-void chooseLines(std::string_view word, Options& options) {
-    const std::size_t dash = word.find('-');
-    options.chosenLines = true;
-    options.first = options.last = lineNumber(word.substr(0, dash), word);
-    options.openEnd = dash != std::string_view::npos && dash + 1 == word.size();
-    if (options.openEnd) options.last = std::numeric_limits<long long>::max();
-    else if (dash != std::string_view::npos) options.last = lineNumber(word.substr(dash + 1), word);
-    if (options.last < options.first) throw WrongUsage{fmt::format("\"{}\" ends before it begins", printable(word))};
-}
 
 Options parse(std::vector<std::string> arguments) {
     Options options;
@@ -106,7 +84,7 @@ Options parse(std::vector<std::string> arguments) {
     if (operands.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};
     options.file = operands[0];
-    if (operands.size() == 2) chooseLines(operands[1], options);
+    if (operands.size() == 2) options.lines = lineRange("LINE", operands[1]);
 
     options.encoding = encodingChoice("--encoding", encoding);
     options.kind = kindChoice(kind);
@@ -355,26 +333,20 @@ std::optional<LineKind> kindOf(const Line& line, const Input& input) {
 
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
-    Input input(options.file, options.encoding);
+    const LineRange range = options.lines.value_or(LineRange());
+    const bool toTheEnd = range.last == LineRange::open;
+    Input input(options.file, options.encoding, range);
     Output out;
     Table table(out, options, terminalWidth(stdout));
     bool clean = true;
     Line line;
-    while (line.number < options.last && input.next(line)) {
-        if (line.number < options.first) continue;
+    while (input.next(line)) {
         clean &= table.show(line, options.kind ? options.kind : kindOf(line, input));
         out.settle();
     }
-    const bool reached = options.openEnd ? line.number >= options.first : line.number >= options.last;
     out.flush();
-    if (options.chosenLines && !reached) {
-        const long long missing = std::max(options.first, line.number + 1);
-        const bool unread = input.charactersUnread() != 0;
-        complain(fmt::format("{} has {}{}; there is no line {}", input.name(),
-            counted(static_cast<unsigned long long>(line.number), "line"), unread ? " that can be read" : "", missing));
-        return notUsable;
-    }
-    if (options.openEnd) {
+    if (options.lines && input.linesRead() < (toTheEnd ? range.first : range.last)) throw input.hasNoLine(input.linesRead() + 1);
+    if (toTheEnd) {
         if (line.number == 0) complain(input.name() + " is empty"), clean = false;
         if (const std::string rest = input.unreadRest(); !rest.empty()) complain(input.name() + ": " + rest), clean = false;
     }

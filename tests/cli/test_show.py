@@ -155,9 +155,9 @@ class Lines(ShowTest):
         self.assertIn("\n\nsamples/tags.txt:2  tag\n", out)
 
     def test_out_of_range(self):
-        for word, missing in (("6", 6), ("4-9", 6), ("9-", 9), ("7-9", 7)):
+        for word, missing in (("6", 6), ("4-9", 6), ("9-", 9), ("7-9", 7), ("5-6", 6)):
             result = self.run_tool("show", "samples/tags.txt", word)
-            self.assertEqual((result.code, result.err), (2, f"tramo: samples/tags.txt has 5 lines; there is no line {missing}\n"))
+            self.assertEqual((result.code, result.err), (2, f"tramo: samples/tags.txt: has 5 lines; there is no line {missing}\n"))
 
     def test_no_lines(self):
         for word in ("0", "x", "-3", "3-x", "3--5", "1.5", "99999999999999999999", ""):
