@@ -62,6 +62,7 @@ int main(int count, char** words) {
         std::fputs("usage: bench/run [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]\n", stderr);
         return 2;
     }
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row when it is known, also in a pipe
     // Measurements of different rows take turns, so that a disturbance hits all alike.
     char program[] = "tramostream_bench", interleave[] = "--benchmark_enable_random_interleaving=true";
     char* settings[] = {program, interleave, nullptr};
