@@ -130,8 +130,7 @@ struct Task {
     std::shared_ptr<CheckedFile> file;
     bool isFirst, isLast;  ///< of its file
     bool isWhole;          ///< the whole file, which is still to be opened
-    std::string bytes;
-    Piece piece;
+    KeptPiece piece;
     std::uint64_t position;  ///< in the file, behind the piece
 
     // At the end of the file, if that has been reached.
@@ -146,7 +145,7 @@ struct Task {
     void clear() {
         isFirst = isLast = isWhole = endsFile = hasOddByte = false;
         position = charactersUnread = 0;
-        piece = {};
+        piece.keep({});
         failure.reset();
         summary = {};
         described.clear();
@@ -200,9 +199,9 @@ private:
                 input = std::make_unique<Input>(file->path, options.encoding, options.lines);
                 opened(*input, *file);
             }
-            input->nextPiece(task.piece);
-            task.bytes = task.piece.bytes;
-            task.piece.bytes = task.bytes;
+            Piece piece;
+            input->nextPiece(piece);
+            task.piece.keep(piece);
             task.position = input->bytesRead();
             task.isLast = input->linesRead() == options.lines.last || input->atEndOfFile();
             if (!task.isLast) return;
@@ -356,18 +355,6 @@ private:
     RunTotal total;
 };
 
-// As many as there are pieces for.
-unsigned usefulThreads(const Options& options) {
-    namespace fs = std::filesystem;
-    std::uint64_t pieces = 0;
-    for (const std::string& file : options.files) {
-        std::error_code error;
-        if (file == "-" || !fs::is_regular_file(file, error)) return options.threads;  // nobody knows
-        pieces += 1 + fs::file_size(file, error) / TextFile::usualPiece;
-    }
-    return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, options.threads));
-}
-
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Output out;
@@ -375,7 +362,7 @@ int run(std::vector<std::string> arguments) {
     Tasks tasks(options, *report);
     Teller teller(options, *report, out);
     inOrder<Task>(
-        usefulThreads(options), [&](Task& task) { return tasks.take(task); },
+        usefulThreads(options.threads, options.files), [&](Task& task) { return tasks.take(task); },
         [&](Task& task) { Checker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
     return teller.endRun();
 }

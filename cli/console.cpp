@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
-#include <streambuf>
 #include <tramostream/log.h>
 
 namespace tramo::cli {
@@ -13,12 +12,6 @@ namespace tramo::cli {
 namespace {
 
 using namespace std::chrono_literals;
-
-template <class Char> class Nowhere : public std::basic_streambuf<Char> {
-    using Traits = std::char_traits<Char>;
-    typename Traits::int_type overflow(typename Traits::int_type c) override { return Traits::not_eof(c); }
-    std::streamsize xsputn(const Char*, std::streamsize count) override { return count; }
-};
 
 bool isSet(const char* variable) {
     const char* value = std::getenv(variable);
@@ -92,9 +85,9 @@ void complain(std::string_view message) {
 void silenceLibrary() {
     // Its name for "no log file" would still be created in the working folder.
     io::log::initializer::m_logFileName = nullDevice;
-    // Never deleted: the streams use them until the very end of the process.
-    std::cout.rdbuf(new Nowhere<char>);
-    std::wcout.rdbuf(new Nowhere<wchar_t>);
+    // The library looks at this flag first, so that threads share nothing that changes.
+    std::cout.setstate(std::ios_base::failbit);
+    std::wcout.setstate(std::ios_base::failbit);
 }
 
 void closeStandardOutput() {

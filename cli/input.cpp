@@ -174,6 +174,17 @@ std::uint64_t Input::charactersUnread() const {
     return text->hasUnreadText() && size > bytesRead() ? (size - bytesRead()) / 2 : 0;
 }
 
+unsigned usefulThreads(unsigned most, std::span<const std::string> files) {
+    namespace fs = std::filesystem;
+    std::uint64_t pieces = 0;
+    for (const std::string& file : files) {
+        std::error_code error;
+        if (file == "-" || !fs::is_regular_file(file, error)) return most;  // nobody knows
+        pieces += 1 + fs::file_size(file, error) / TextFile::usualPiece;
+    }
+    return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, most));
+}
+
 std::string Input::unreadRest() const {
     if (const std::uint64_t unread = charactersUnread())
         return fmt::format("{} from line {} on cannot be read, because that line begins with U+FFFF",

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace tramo::cli {
@@ -74,5 +75,8 @@ private:
     bool utf16 = false;
     std::optional<LineKind> prevailing;
 };
+
+/// So many of so many threads as can be of use to read these files a piece at a time.
+unsigned usefulThreads(unsigned most, std::span<const std::string> files);
 
 }  // namespace tramo::cli

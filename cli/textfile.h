@@ -27,6 +27,22 @@ struct Piece {
     long long firstLine = 1;  ///< the number of its first line
 };
 
+/// The same with bytes of its own, which stay as long as they are needed.
+struct KeptPiece : Piece {
+    KeptPiece() = default;
+    KeptPiece(const KeptPiece&) = delete;
+    KeptPiece& operator=(const KeptPiece&) = delete;
+
+    void keep(const Piece& piece) {
+        own = piece.bytes;
+        static_cast<Piece&>(*this) = piece;
+        bytes = own;
+    }
+
+private:
+    std::string own;
+};
+
 /// Takes a piece apart.
 class PieceReader {
 public:
