@@ -64,6 +64,15 @@ template <class M> struct Rule {
     bool (*holds)(const M&);
 };
 
+// Where a model keeps the text that a value was read from. The flag is there because GCC with its sanitizers compares no
+// function with null in a constant expression.
+template <class M> struct Kept {
+    FieldText& (*text)(M&) = nullptr;
+    bool stated = false;
+    constexpr explicit operator bool() const { return stated; }
+    FieldText& operator()(M& m) const { return text(m); }
+};
+
 // What sets a field apart. A field that follows the rule of its kind states nothing here.
 template <class M> struct Particulars {
     const char* label = nullptr;              // in toString, where not the field's name; "" when it is not shown
@@ -76,7 +85,7 @@ template <class M> struct Particulars {
     bool toParseList = false;                 // a mandatory finding goes to the list of parse errors
     bool onGoodLines = false;                 // a mandatory finding is reported on lines that nothing is wrong with
     const Value<M>* into = nullptr;           // parsed into another field's value
-    FieldText& (*kept)(M&) = nullptr;         // keeps the cut text here; `missing` then looks at this text
+    Kept<M> kept = {};                        // keeps the cut text here; `missing` then looks at this text
     std::wstring_view blank = {};             // the text that a blank field is read as, if any
     void (*set)(M&) = nullptr;                // what the setter does besides storing the value
     bool overlaid = false;                    // shares its columns with the row before, deliberately
@@ -356,7 +365,8 @@ template <auto Setter, auto Member> constexpr auto setterOf() {
 }
 
 template <auto Member, auto... Rest> constexpr auto keptAt() {
-    return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
+    using M = decltype(ownerOf(Member));
+    return Kept<M>{[](M& m) -> FieldText& { return reach<Member, Rest...>(m); }, true};
 }
 }  // namespace detail
 
