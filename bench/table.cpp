@@ -1,7 +1,9 @@
 #include "bench/table.h"
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <regex>
 
 namespace bench {
 
@@ -92,6 +94,11 @@ private:
 }  // namespace
 
 bool measure(const std::vector<Row>& rows, const Options& options) {
+    const std::regex filter(options.filter);
+    if (std::ranges::none_of(rows, [&](const Row& row) { return std::regex_search(row.fullName(), filter); })) {
+        std::fprintf(stderr, "bench/run: no row is called \"%s\"\n", options.filter.c_str());
+        return false;
+    }
     for (const Row& row : rows) {
         auto guarded = [&row](benchmark::State& state) {
             try {
