@@ -15,53 +15,62 @@ namespace {
 constexpr const char* help = R"(tramo export writes the lines of an exchange file as values, for other programs.
 
 Examples:
+  tramo export samples/round-returned.txt --to csv --only meter-change
+  tramo export samples/round-returned.txt --to sqlite -o round.db
   tramo export round.txt --to jsonl | jq 'select(.kind == "meter subscriber")'
-  tramo export round.txt --to csv -o tables               a folder, a file for each kind of line
-  tramo export round.txt --to csv --only "meter change" -o changes.csv
-  tramo export round.txt --to sqlite -o round.db
+  tramo export round.txt --to csv -o tables      a folder, a file for a kind
   tramo export round.txt --to xlsx -o round.xlsx
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
 
 Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite|xlsx
 
-What is exported is what the library reads: "tramo import" makes of it the lines that the
-library writes after reading the file, in the same order. Every line has a number, a kind
-and the fields of that kind, called as in the library. A field that has what it has on a
-blank line is left out (an empty cell in a table).
+What is exported is what the library reads: "tramo import" makes of it the lines
+that the library writes after reading the file, in the same order. Every line
+has a number, a kind and the fields of that kind, called as in the library. A
+field that has what it has on a blank line is left out (an empty cell in a
+table).
 
-  dates          local time: "2024-01-31", "2024-01-31T14:05", "2024". A time that these do
-                 not tell exactly is a number of seconds since 1970, UTC: "1706709901 s"
+  dates          local time: "2024-01-31", "2024-01-31T14:05", "2024". A time
+                 that these do not tell exactly is a number of seconds since
+                 1970, UTC: "1706709901 s"
   codes          their character
   alarm flags    four hexadecimal digits, flag k is bit k - 1
   odd numbers    "nan", "-nan", "inf", "-inf" and "-zero"
-  texts          in JSON everything beyond ASCII is \u20ac, half a surrogate pair that stands
-                 alone is \ud83d. In tables a backslash is \\, control characters and
-                 halves that stand alone are \u0000, and so is in csv a first = + - or @ of a
-                 text, which a spreadsheet would take for a formula. An import undoes it
-  damaged lines  of wrong length or no known kind are of the kind "text" and have one value,
-                 "text", the whole line; an import writes them as they are
-  key lines      the ten values, and "text", the whole line; an import writes that. Keys are
-                 "***" and there is no "text" unless --show-keys is given
+  texts          in JSON everything beyond ASCII is \u20ac, half a surrogate
+                 pair that stands alone is \ud83d. In tables a backslash is \\,
+                 control characters and halves that stand alone are \u0000, and
+                 so is in csv a first = + - or @ of a text, which a spreadsheet
+                 would take for a formula. An import undoes it
+  damaged lines  of wrong length or no known kind are of the kind "text" and
+                 have one value, "text", the whole line; an import writes them
+                 as they are
+  key lines      the ten values, and "text", the whole line; an import writes
+                 that. Keys are "***" and there is no "text" unless --show-keys
+                 is given
 
 Options:
-  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of names),
-                      sqlite (a table for each kind, "finding" and "files", and the view
-                      "meters": a subscriber's line with those of its meter),
-                      xlsx (a workbook, a sheet for each kind, "finding" and "files")
-  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a folder with
-                      a file for each kind, which must hold none yet. sqlite, xlsx: a file.
-                      "-" is the standard output, but not for sqlite; jsonl and one kind of csv
-                      go there without -o
-  --only KIND         the lines of one kind: "meter subscriber", "AMR", "key", "text", ...
-  --findings FILE     what "tramo check" finds in the lines, in the same form; sqlite and xlsx
-                      have a table
-  --show-keys         keys of key lines as they are; a new OUT is for its owner only
+  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of
+                      names), sqlite (a table for each kind, "finding" and
+                      "files", and the view "meters": a subscriber's line with
+                      those of its meter), xlsx (a workbook, a sheet for each
+                      kind, "finding" and "files")
+  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a
+                      folder with a file for each kind, which must hold none
+                      yet. sqlite, xlsx: a file. "-" is the standard output, but
+                      not for sqlite; jsonl and one kind of csv go there without
+                      -o
+  --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
+  --findings FILE     what "tramo check" finds in the lines, in the same form;
+                      sqlite and xlsx have a table
+  --show-keys         keys of key lines as they are; a new OUT is for its owner
+                      only
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
   -h, --help          this page
 
 Exit codes:
   0  everything is exported as values
-  1  there are damaged lines, or texts of fields that could not be read as values
+  1  there are damaged lines, or texts of fields that could not be read as
+     values
   2  the command line is wrong, or the file cannot be read
   3  something could not be written
 )";

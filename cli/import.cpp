@@ -13,31 +13,36 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo import makes an exchange file of the values that "tramo export" has written.
+constexpr const char* help = R"(tramo import makes an exchange file of what "tramo export" has written.
 
 Examples:
-  tramo import round.jsonl --from jsonl --encoding ansi -o round.txt
-  tramo import tables --from csv --encoding utf16le -o round.txt     a folder of tables
-  tramo export a.txt --to jsonl | jq -c 'select(.kind != "text")' |
-      tramo import - --from jsonl --encoding ansi -o b.txt           without damaged lines
+  tramo export samples/round-returned.txt --to jsonl |
+      tramo import - --from jsonl --encoding utf16le -o round16.txt
+  tramo export samples/round-damaged.txt --to jsonl | grep -v '"kind":"text"' |
+      tramo import - --from jsonl --encoding ansi -o whole-lines-only.txt
+  tramo import tables --from csv --encoding ansi -o round.txt
 
-Usage: tramo import FILE --from jsonl|csv|sqlite --encoding ansi|utf16le [-o OUT]
+Usage: tramo import FILE --from WHAT --encoding WHAT [-o OUT]
 
-Each row becomes a line as the library writes it, with CR LF behind it. A field that a row
-does not have is what it is on a blank line; "tramo help export" tells how values are written.
-The rows of one file come in the order in which they stand there, those of a folder and of a
-database by the numbers of their lines. Rows of the kind "finding" are passed over. A workbook
-(xlsx) is for people: there is no way back from it.
+Each row becomes a line as the library writes it, with CR LF behind it. A field
+that a row does not have is what it is on a blank line; "tramo help export"
+tells how values are written. The rows of one file come in the order in which
+they stand there, those of a folder (of csv) and of a database by the numbers of
+their lines. Rows of the kind "finding" are passed over. A workbook (xlsx) is
+for people: there is no way back from it.
 
-An import ends at a row that is not understood: a kind or field that does not exist, a value
-that is none of its field or longer than the field, a text that the encoding cannot hold, a
-key line whose keys are masked. A file OUT then stays as it was.
+An import ends at a row that is not understood: a kind or field that does not
+exist, a value that is none of its field or longer than the field, a text that
+the encoding cannot hold, a key line whose keys are masked. A file OUT then
+stays as it was.
 
 Options:
   --from WHAT         jsonl, csv, sqlite
-  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF), utf16le
-  -o, --output OUT    a file; "-", which is also what goes without -o, is the standard output.
-                      A new file that begins with a key line is for its owner only
+  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
+                      utf16le
+  -o, --output OUT    a file; "-", which is also what goes without -o, is the
+                      standard output. A new file that begins with a key line is
+                      for its owner only
   -h, --help          this page
 
 "-" as FILE is the standard input (not for sqlite).

@@ -3,6 +3,7 @@
 #include "database.h"
 #include "input.h"
 #include "rowsource.h"
+#include "text.h"
 #include <algorithm>
 #include <deque>
 #include <filesystem>
@@ -16,7 +17,8 @@ namespace {
 
 class SqliteSource : public RowSource {
 public:
-    explicit SqliteSource(const std::string& path) : database(checked(path), path, Database::Read) {
+    explicit SqliteSource(const std::string& path)
+        : file(printable(nameOf(path))), database(checked(path), path, Database::Read) {
         Statement names(database, "SELECT name FROM sqlite_schema WHERE type = 'table'");
         while (names.step()) {
             const std::string name = textAt(names.handle(), 0);
@@ -31,7 +33,11 @@ public:
         last = nullptr;
         for (Reader& reader : readers)
             if (reader.hasRow && (!last || reader.line < last->line)) last = &reader;
-        if (!last) return false;
+        if (!last) {
+            Progress::wipe();
+            return false;
+        }
+        if (++taken % 4096 == 0) progress.show(file, taken, all);
         fill(row);
         return true;
     }
@@ -72,6 +78,8 @@ private:
                 throw Unreadable{fmt::format("\"{}\" is no field of {}", printable(std::string_view(name)), table.name)};
             reader.places.push_back(static_cast<std::size_t>(column - table.columns.begin()));
         }
+        Statement count(database, fmt::format("SELECT count(*) FROM \"{}\"", table.identifier));
+        if (count.step()) all += static_cast<std::uint64_t>(sqlite3_column_int64(count.handle(), 0));
         advance(reader);
     }
 
@@ -101,6 +109,9 @@ private:
         return std::move(*text);
     }
 
+    Progress progress;
+    std::string file;
+    std::uint64_t taken = 0, all = 0;  ///< rows
     Database database;
     std::deque<Reader> readers;
     Reader* last = nullptr;

@@ -5,6 +5,7 @@
 #include "filewalk.h"
 #include "findings.h"
 #include "jsonwriter.h"
+#include "platform.h"
 #include "report.h"
 #include "summary.h"
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <fmt/ranges.h>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <tramostream/keyline.h>
 
 namespace tramo::cli {
@@ -28,13 +30,14 @@ Examples:
 
 Usage: tramo keys [OPTION]... FILE...
 
-A table row is one module: the line it stands on, its serial number and
-versions, the parts of its wireless M-Bus address, and its keys. Behind the
-manufacturer's number stand the three letters that it packs, if it does, behind
-the device type its usual name. A key is shown as "******** 32 hex": how many
-characters it has, and whether all are hexadecimal digits.
+A table row is one module (on a narrow terminal, a list is): the line it stands
+on, its serial number and versions, the parts of its wireless M-Bus address, and
+its keys. Behind the manufacturer's number stand the three letters that it
+packs, if it does, behind the device type its usual name. A key is shown as
+"******** 32 hex": how many characters it has, and whether all are hexadecimal
+digits.
 
-Below the table stand the findings: lines that cannot be read, missing values,
+Below the modules stand the findings: lines that cannot be read, missing values,
 serial numbers and addresses that an earlier line has already (of any of the
 files), and keys that are not 32 hexadecimal digits. No finding shows a key.
 Lines of other kinds are counted on the error output.
@@ -271,21 +274,36 @@ Shown cellOf(const Module& module, const KeyValue& value) {
     return ascii(fmt::format("{}{}{}", number, words.empty() ? "" : " ", words));
 }
 
+std::string_view headingOf(const KeyValue& value) { return value.label.substr(value.label.rfind('_') + 1); }
+
+// A row for each value, where a row for each module would not fit.
+void printList(Output& out, const std::deque<Module>& modules) {
+    std::size_t longest = 0;
+    for (const KeyValue& value : keyValues) longest = std::max(longest, headingOf(value).size());
+    for (const Module& module : modules) {
+        out.print("line {}\n", module.line);
+        for (const KeyValue& value : keyValues)
+            out.print("  {:<{}}  {}\n", headingOf(value), longest, cellOf(module, value).utf8);
+        out.settle();
+    }
+}
+
 void printTable(Output& out, const std::deque<Module>& modules) {
-    if (modules.empty()) return;
-    auto heading = [](const KeyValue& value) { return value.label.substr(value.label.rfind('_') + 1); };
     std::array<int, std::size(keyValues)> widths{};
     for (std::size_t i = 0; i < widths.size(); ++i) {
-        widths[i] = static_cast<int>(heading(keyValues[i]).size());
+        widths[i] = static_cast<int>(headingOf(keyValues[i]).size());
         for (const Module& module : modules) widths[i] = std::max(widths[i], cellOf(module, keyValues[i]).width);
     }
+    const int terminal = terminalWidth(stdout);
+    if (terminal > 0 && std::accumulate(widths.begin(), widths.end(), 6 + 2 * static_cast<int>(widths.size())) > terminal)
+        return printList(out, modules);
     auto printCell = [&](std::size_t i, std::string_view text, int width) {
         const bool isLast = i + 1 == widths.size();
         out.print("  {}{:{}}", text, "", isLast ? 0 : widths[i] - width);
     };
     out.print("{:>6}", "line");
     for (std::size_t i = 0; i < widths.size(); ++i) {
-        const std::string_view text = heading(keyValues[i]);
+        const std::string_view text = headingOf(keyValues[i]);
         printCell(i, text, static_cast<int>(text.size()));
     }
     out.print("\n");
@@ -310,7 +328,7 @@ const char* severityOf(const Finding& finding) { return finding.rule->isError(fa
 
 void printText(Output& out, const std::string& file, const Contents& contents) {
     const std::string name = printable(nameOf(file));
-    printTable(out, contents.modules);
+    if (!contents.modules.empty()) printTable(out, contents.modules);
     for (const Found& found : contents.findings) {
         out.print("{}{}: {}: {}\n", name, placeOf(found), severityOf(found.finding), sentence(found.finding));
         out.settle();

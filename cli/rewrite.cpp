@@ -7,8 +7,10 @@
 #include "filewalk.h"
 #include "findings.h"
 #include "jsonwriter.h"
+#include "platform.h"
 #include "rewriting.h"
 #include "text.h"
+#include "wrap.h"
 #include <algorithm>
 #include <map>
 #include <tuple>
@@ -237,12 +239,13 @@ void printText(Output& out, const Rewriter& done) {
     if (done.losses.count)
         out.print(", with {}", done.losses.count == 1 ? "1 loss" : fmt::format("{} losses", done.losses.count));
     out.print("\n");
+    const int width = terminalWidth(stdout);
     auto section = [&](bool losses) {
         bool begun = false;
         auto row = [&](std::uint64_t lines, const std::string& words) {
             if (!begun) out.print("  {}\n", losses ? "losses:" : "changes:");
             begun = true;
-            out.print("  {:>8}  {}\n", lines, words);
+            out.print("  {:>8}  {}\n", lines, fmt::join(brokenWords(words, widthBehind(12, width)), "\n            "));
         };
         if (losses)
             for (const auto& [rule, sort] : done.damages)

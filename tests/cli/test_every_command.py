@@ -1,15 +1,18 @@
 """What all commands have in common, shown for each of them: which inputs they take and refuse, what becomes of an output that
 cannot be written, how far they say they have come, and what they make of slips."""
+import fcntl
 import json
 import os
 import pty
 import re
+import struct
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines
+from support import ENVIRONMENT, METER, ROOT, ROUND, TRAMO, CliTest, lines
 
 GOOD = lines(ROUND, METER)
 
@@ -335,6 +338,35 @@ class Progress(EveryCommandTest):
             process.stdin.close()
             self.assertEqual((process.stderr.read(), process.wait()), (b"", 0))
             process.stderr.close()
+
+
+class Width(CliTest):
+    """Tables fit a terminal of 80 columns. Findings are one line each, however long: editors read them."""
+
+    def on_terminal(self, *arguments):
+        pid, terminal = pty.fork()
+        if pid == 0:
+            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 50, 80, 0, 0))
+            os.chdir(ROOT)
+            os.execve(TRAMO, [TRAMO, *arguments], ENVIRONMENT | {"TERM": "xterm", "NO_COLOR": "1"})
+        text = b""
+        try:
+            while block := os.read(terminal, 65536):
+                text += block
+        except OSError:
+            pass
+        os.close(terminal)
+        self.assertIn(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), (0, 1))
+        return [line for line in text.decode().replace("\r\n", "\n").splitlines() if "warning: " not in line]
+
+    def test_tables(self):
+        for command in ("explain", "explain meter-subscriber", "explain key", "explain 0x01B", "explain samples/round-broken.txt:10:195",
+                        "keys samples/amr-keys.txt", "rewrite --dry-run samples/round-broken.txt", "show samples/round-broken.txt 1-20",
+                        "show --raw samples/round-damaged.txt", "show samples/amr-keys.txt", "stats samples/round-returned.txt", "help export"):
+            with self.subTest(command):
+                shown = self.on_terminal(*command.split())
+                self.assertGreater(len(shown), 3)
+                self.assertEqual([line for line in shown if len(line) > 80], [])
 
 
 class Slips(CliTest):

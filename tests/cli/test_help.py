@@ -6,7 +6,7 @@ import unittest
 from support import ENVIRONMENT, ROOT, TRAMO, CliTest
 
 # What the first two examples of each page exit with. 1: there is something to be found in that file.
-CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [],
+CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
          "keys": [0, 0], "rewrite": [1, 0], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
 
 
@@ -39,7 +39,7 @@ class Pages(CliTest):
             page = self.page(command)
             places = [page.index(heading) for heading in ("\n\nExamples:\n", "\n\nUsage: tramo", "\n\nOptions:\n", "\n\nExit codes:\n")]
             self.assertEqual(places, sorted(places), command)
-            self.assertEqual([line for line in page.splitlines() if len(line) > (100 if command in ("export", "import") else 80) or line != line.rstrip() or "\t" in line], [], command)
+            self.assertEqual([line for line in page.splitlines() if len(line) > 80 or line != line.rstrip() or "\t" in line], [], command)
             self.assertTrue(page.isascii())
             self.assertIn("-h, --help ", page)
 
@@ -47,7 +47,7 @@ class Pages(CliTest):
         for command, codes in CODES.items():
             for example, code in zip(self.examples(command), codes, strict=False):
                 with self.subTest(example):
-                    self.assertTrue(example.startswith("tramo " + command), example)
+                    self.assertIn("tramo " + command, example)
                     self.assert_runs(example, code)
 
     def test_other_examples_on_samples_work(self):
