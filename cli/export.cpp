@@ -3,6 +3,7 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "inorder.h"
 #include "input.h"
 #include "sink.h"
 #include "text.h"
@@ -60,11 +61,15 @@ Options:
                       not for sqlite; jsonl and one kind of csv go there without
                       -o
   --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
+  --lines FROM-TO     only these lines: 3, 3-5, 3-
   --findings FILE     what "tramo check" finds in the lines, in the same form;
                       sqlite and xlsx have a table
   --show-keys         keys of key lines as they are; a new OUT is for its owner
                       only
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
+  -j, --threads N     works on N threads; 0, and if not given: as many as there
+                      are processors. What is written is the same with any
+                      number
   -h, --help          this page
 
 Exit codes:
@@ -85,6 +90,8 @@ struct Options {
     Form form{};
     EncodingChoice encoding{};
     const Table* only = nullptr;
+    LineRange lines;
+    unsigned threads = 1;
     Keys keys = Keys::Masked;
 };
 
@@ -106,15 +113,17 @@ std::vector<std::string> kinds() {
 
 Options parse(std::vector<std::string> arguments) {
     Options options;
-    std::string form, encoding = "auto", only;
+    std::string form, encoding = "auto", only, lines, threads = "0";
     bool showsKeys = false;
     Arguments given;
     given.app.add_option("--to", form);
     given.app.add_option("-o,--output", options.output);
     given.app.add_option("--only", only);
+    given.app.add_option("--lines", lines);
     given.app.add_option("--findings", options.findings);
     given.app.add_flag("--show-keys", showsKeys);
     given.app.add_option("--encoding", encoding);
+    given.app.add_option("-j,--threads", threads);
     options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite, xlsx"};
 
@@ -122,6 +131,8 @@ Options parse(std::vector<std::string> arguments) {
         chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}, {"xlsx", Form::Xlsx}});
     options.encoding = encodingChoice("--encoding", encoding);
     options.only = chosenTable(only);
+    if (!lines.empty()) options.lines = lineRange("--lines", lines);
+    options.threads = threadCount(threads);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
     if (options.form == Form::Xlsx && given.app.count("--output") == 0) throw WrongUsage{"a workbook needs a file: -o FILE"};
@@ -141,42 +152,106 @@ std::unique_ptr<Sink> sinkFor(Form form, const std::string& path, Keys keys, boo
     return makeCsvSink(path, mode, mayBeFolder && path != "-" && !path.ends_with(".csv"));
 }
 
+// Rows on their way from the threads that make them to the sink, described if the form allows it.
+class RowBatch {
+public:
+    void clear() {
+        rows.clear();
+        text.clear();
+    }
+
+    void add(Row row, const Sink& sink) {
+        if (!sink.describe(row, text)) rows.push_back(std::move(row));
+        else if (row.table == &keyTable()) wipe(row);
+    }
+
+    void putInto(Sink& sink) {
+        if (text.size() > 0) sink.put(std::string_view(text.data(), text.size()));
+        for (Row& row : rows) {
+            sink.put(row);
+            if (row.table == &keyTable()) wipe(row);
+        }
+    }
+
+private:
+    std::vector<Row> rows;
+    fmt::memory_buffer text;
+};
+
+// Some lines of the file, and what becomes of them.
+struct Task {
+    KeptPiece piece;
+    std::uint64_t position = 0;  ///< in the file, behind the piece
+    RowBatch rows, beside;
+    std::uint64_t damaged = 0, unread = 0;
+};
+
 class Exporter {
 public:
     explicit Exporter(const Options& chosenOptions)
-        : options(chosenOptions), input(options.file, options.encoding),
+        : options(chosenOptions), input(options.file, options.encoding, options.lines),
           rows(sinkFor(options.form, options.output, options.keys, true)) {
         if (!options.findings.empty()) beside = sinkFor(options.form, options.findings, Keys::Masked, false);
     }
 
     /// The exit code.
     int run() {
-        Line line;
-        while (input.next(line)) put(line);
-        const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), line.number};
+        inOrder<Task>(
+            usefulThreads(options.threads, std::span(&options.file, 1)), [this](Task& task) { return take(task); },
+            [this](Task& task) { work(task); }, [this](Task& task) { finish(task); });
+        Progress::wipe();
+        const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), input.linesRead() - options.lines.first + 1};
         rows->finish(source);
         if (beside) beside->finish(source);
         return tell();
     }
 
 private:
-    void put(const Line& line) {
+    bool take(Task& task) {
+        Piece piece;
+        if (!input.nextPiece(piece)) return false;
+        task.piece.keep(piece);
+        task.position = input.bytesRead();
+        return true;
+    }
+
+    void work(Task& task) const {
+        task.rows.clear();
+        task.beside.clear();
+        task.damaged = task.unread = 0;
+        PieceReader reader(task.piece);
+        Line line;
+        while (reader.next(line)) add(line, task);
+    }
+
+    void add(const Line& line, Task& task) const {
+        std::vector<Finding> findings;
         const std::optional<LineKind> kind = kindOfLine(line.text, input.prevailingKind());
         const bool judged = judge(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
         Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
-        if (!options.only || row.table == options.only) {
-            damaged += row.table == &textTable();
-            unread += row.unread;
-            rows->put(row);
-            if (Sink* to = beside ? beside.get() : hasFindings(options.form) ? rows.get() : nullptr) {
-                if (model) checkFields(*model, line.text, false, findings);
-                else if (judged) checkFields(*kind, line.text, false, findings);
-                for (const Finding& finding : findings) to->put(rowOf(finding, line.number));
-            }
+        if (options.only && row.table != options.only) {
+            if (row.table == &keyTable()) wipe(row);
+            return;
         }
-        if (row.table == &keyTable()) wipe(row);
-        findings.clear();
+        task.damaged += row.table == &textTable();
+        task.unread += row.unread;
+        task.rows.add(std::move(row), *rows);
+        if (!beside && !hasFindings(options.form)) return;
+        if (model) checkFields(*model, line.text, false, findings);
+        else if (judged) checkFields(*kind, line.text, false, findings);
+        for (const Finding& finding : findings) {
+            if (beside) task.beside.add(rowOf(finding, line.number), *beside);
+            else task.rows.add(rowOf(finding, line.number), *rows);
+        }
+    }
+
+    void finish(Task& task) {
+        damaged += task.damaged;
+        unread += task.unread;
+        task.rows.putInto(*rows);
+        if (beside) task.beside.putInto(*beside);
+        progress.show(input.name(), task.position, input.bytes());
     }
 
     int tell() const {
@@ -193,7 +268,7 @@ private:
     const Options& options;
     Input input;
     std::unique_ptr<Sink> rows, beside;
-    std::vector<Finding> findings;
+    Progress progress;
     std::uint64_t damaged = 0, unread = 0;
 };
 

@@ -7,34 +7,45 @@ namespace tramo::cli {
 
 namespace {
 
+void append(fmt::memory_buffer& to, std::string_view bytes) { to.append(bytes.data(), bytes.data() + bytes.size()); }
+
+void appendValue(fmt::memory_buffer&, std::monostate) {}
+void appendValue(fmt::memory_buffer& to, const std::wstring& text) { appendJson(to, text); }
+void appendValue(fmt::memory_buffer& to, bool flag) { append(to, flag ? "true" : "false"); }
+void appendValue(fmt::memory_buffer& to, long long number) { fmt::format_to(fmt::appender(to), "{}", number); }
+// The shortest that reads back the same; it is finite.
+void appendValue(fmt::memory_buffer& to, double number) { fmt::format_to(fmt::appender(to), "{}", number); }
+
 class JsonlSink : public Sink {
 public:
     JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {}
 
-    void put(const Row& row) override {
-        file.print(R"({{"line":{},"kind":"{}")", row.line, row.table->name);
+    bool describe(const Row& row, fmt::memory_buffer& to) const override {
+        fmt::format_to(fmt::appender(to), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
         for (std::size_t i = 0; i < row.cells.size(); ++i) {
             if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
-            add(R"(,")");
-            add(row.table->columns[i].name);
-            add(R"(":)");
-            std::visit([this](const auto& value) { append(value); }, row.cells[i]);
+            append(to, R"(,")");
+            append(to, row.table->columns[i].name);
+            append(to, R"(":)");
+            std::visit([&](const auto& value) { appendValue(to, value); }, row.cells[i]);
         }
-        add("}\n");
+        append(to, "}\n");
+        return true;
+    }
+
+    void put(std::string_view described) override {
+        append(file.text, described);
+        file.settle();
+    }
+
+    void put(const Row& row) override {
+        describe(row, file.text);
         file.settle();
     }
 
     void finish(const Source&) override { file.commit(); }
 
 private:
-    void add(std::string_view bytes) { file.text.append(bytes.data(), bytes.data() + bytes.size()); }
-
-    void append(std::monostate) {}
-    void append(const std::wstring& text) { appendJson(file.text, text); }
-    void append(bool flag) { add(flag ? "true" : "false"); }
-    void append(long long number) { file.print("{}", number); }
-    void append(double number) { file.print("{}", number); }  // the shortest that reads back the same; it is finite
-
     BufferedFile file;
 };
 

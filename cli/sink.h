@@ -3,8 +3,10 @@
 #include "outfile.h"
 #include "rows.h"
 #include <cstdint>
+#include <fmt/format.h>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace tramo::cli {
 
@@ -27,6 +29,11 @@ public:
 
     /// A row of `tables()`, or a finding where the form has a place for them.
     virtual void put(const Row& row) = 0;
+
+    /// The same in two steps, where the form allows it: `describe` adds the row to a text, on any thread, and `put` takes
+    /// such texts in the rows' order. False: it does not.
+    virtual bool describe(const Row&, fmt::memory_buffer&) const { return false; }
+    virtual void put(std::string_view) {}
     virtual void finish(const Source& source) = 0;
 };
 

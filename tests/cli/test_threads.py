@@ -1,7 +1,10 @@
-"""Checks on many threads and of some lines only: the same findings, in the same order, whoever finds them."""
+"""Checks and exports on many threads and of some lines only: the same in the same order, whoever makes it."""
+import contextlib
 import os
 import random
 import re
+import shutil
+import sqlite3
 import subprocess
 import unittest
 import unittest.mock
@@ -209,6 +212,81 @@ class Lines(CliTest):
                              (2, f'tramo: check: --lines: "{word}" is no line: 3, 3-5 and 3- are, counted from 1'))
         result = self.run_tool("check", "--lines=5-3", "f", cwd=self.folder)
         self.assertEqual(result.err.splitlines()[0], 'tramo: check: --lines: "5-3" ends before it begins')
+
+    def test_sum_of_pieces_is_what_is_exported(self):
+        self.write("f", damaged(1200, seed=5))
+        whole = self.run_tool("export", "f", "--to", "jsonl", cwd=self.folder).out
+        count = len(whole.splitlines())
+        pieces = [self.run_tool("export", "f", "--to", "jsonl", "--lines", f"{first}-{first + 499}", cwd=self.folder).out
+                  for first in range(1, count + 1, 500)]
+        self.assertGreater(len(pieces), 2)
+        self.assertEqual("".join(pieces), whole)
+        result = self.run_tool("export", "f", "--to", "jsonl", "--lines", f"{count + 1}-", cwd=self.folder)
+        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: f: has {count} lines; there is no line {count + 1}\n"))
+
+    def test_database_tells_how_many_lines_were_exported(self):
+        self.write("f", lines(*[METER] * 9))
+        self.run_tool("export", "f", "--to", "sqlite", "-o", "db", "--lines", "3-6", cwd=self.folder)
+        with contextlib.closing(sqlite3.connect(os.path.join(self.folder, "db"))) as database:
+            self.assertEqual(database.execute("select lines from files").fetchall(), [(4,)])
+
+
+class Exports(CliTest):
+    def exported(self, *arguments, **run):
+        """What an export prints and leaves behind: a folder "out" with everything in it."""
+        out = os.path.join(self.folder, "out")
+        shutil.rmtree(out, ignore_errors=True)
+        os.mkdir(out)
+        result = self.run_tool("export", *arguments, cwd=self.folder, **run)
+        files = {}
+        for folder, _, names in os.walk(out):
+            for name in names:
+                with open(os.path.join(folder, name), "rb") as file:
+                    files[os.path.relpath(os.path.join(folder, name), out)] = file.read()
+        if files.pop("db", None):
+            with contextlib.closing(sqlite3.connect(os.path.join(out, "db"))) as connection:
+                files["db"] = "\n".join(connection.iterdump())
+        return result.code, result.raw, result.err, files
+
+    def assert_same(self, *arguments, **run):
+        expected = self.exported("-j", "1", *arguments, **run)
+        for threads in (["-j", "2"], ["--threads=8"], ["-j64"], []):
+            self.assertEqual(self.exported(*threads, *arguments, **run), expected)
+        return expected
+
+    def test_every_form(self):
+        self.write("f", damaged(1500, seed=6) + sample("amr-keys.txt"))
+        for options in (["--to", "jsonl"], ["--to", "jsonl", "-o", "out/a", "--findings", "out/b"], ["--to", "jsonl", "--show-keys"],
+                        ["--to", "jsonl", "--only", "AMR"], ["--to", "csv", "-o", "out/a", "--findings", "out/b.csv"],
+                        ["--to", "csv", "--only", "text"], ["--to", "sqlite", "-o", "out/db"], ["--to", "xlsx", "-o", "out/a.xlsx"]):
+            with self.subTest(options=options):
+                code, out, err, files = self.assert_same("f", *options)
+                self.assertEqual(code, 1)
+                self.assertIn("of the lines ", err)
+                self.assertEqual(bool(out), not files)
+
+    def test_utf16_that_ends_early(self):
+        self.write("f", utf16(damaged(900).decode("latin-1") + "\n\uffff\n") + b"x")
+        self.assertIn("cannot be read, because that line begins with U+FFFF", self.assert_same("f", "--to", "jsonl")[2])
+
+    def test_standard_input(self):
+        self.assert_same("-", "--to", "jsonl", stdin=damaged(900))
+
+    def test_a_second_table_in_one_file(self):
+        self.write("f", lines(*[METER] * 900) + lines(AMR, METER))
+        self.assertEqual(self.assert_same("f", "--to", "csv", "-o", "out/a.csv")[0], 2)
+
+    def test_output_cannot_be_written(self):
+        self.write("f", lines(*[METER] * 3000))
+        for threads in MANY:
+            self.assertEqual(self.run_tool("export", "f", "--to", "jsonl", "-o", "/dev/full", "-j", threads, cwd=self.folder).err,
+                             "tramo: cannot write /dev/full: No space left on device\n")
+            process = subprocess.Popen([TRAMO, "export", "f", "--to", "jsonl", "-j", threads], stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, cwd=self.folder, env=ENVIRONMENT)
+            process.stdout.read(1000)
+            process.stdout.close()
+            self.assertEqual((process.stderr.read(), process.wait(timeout=30)), (b"", 3))
+            process.stderr.close()
 
 
 if __name__ == "__main__":
