@@ -120,7 +120,7 @@ template <class M> Field describe(const Row<M>& row, const M& byDefault, std::si
         .codes = row.value.codes(),
         .codesWritten = row.value.codesWritten(),
         .blank = std::wstring(row.but.blank),
-        .readInto = nameOfValue<M>(row.but.into),
+        .readInto = nameOfValue<M>(row.but.into.what),
         .parseError = reported(row.inLine(), row.parseError()),
         .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
         .mandatoryError = missing              ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}

@@ -64,13 +64,18 @@ template <class M> struct Rule {
     bool (*holds)(const M&);
 };
 
-// Where a model keeps the text that a value was read from. The flag is there because GCC with its sanitizers compares no
-// function with null in a constant expression.
-template <class M> struct Kept {
-    FieldText& (*text)(M&) = nullptr;
+// A pointer that a row may state. It knows whether it was stated, because GCC with its sanitizers compares no pointer with
+// null in a constant expression.
+template <class T> struct Stated {
+    T what = nullptr;
     bool stated = false;
+
+    constexpr Stated() = default;
+    constexpr Stated(T pointer) : what(pointer), stated(true) {}
     constexpr explicit operator bool() const { return stated; }
-    FieldText& operator()(M& m) const { return text(m); }
+    constexpr auto& operator*() const { return *what; }
+    constexpr auto* operator->() const { return what; }
+    constexpr auto& operator()(auto& model) const { return what(model); }
 };
 
 // What sets a field apart. A field that follows the rule of its kind states nothing here.
@@ -84,8 +89,8 @@ template <class M> struct Particulars {
     const Rule<M>* inconsistentIf = nullptr;  // reported as inconsistent when this holds
     bool toParseList = false;                 // a mandatory finding goes to the list of parse errors
     bool onGoodLines = false;                 // a mandatory finding is reported on lines that nothing is wrong with
-    const Value<M>* into = nullptr;           // parsed into another field's value
-    Kept<M> kept = {};                        // keeps the cut text here; `missing` then looks at this text
+    Stated<const Value<M>*> into = {};        // parsed into another field's value
+    Stated<FieldText& (*)(M&)> kept = {};     // keeps the cut text here; `missing` then looks at this text
     std::wstring_view blank = {};             // the text that a blank field is read as, if any
     void (*set)(M&) = nullptr;                // what the setter does besides storing the value
     bool overlaid = false;                    // shares its columns with the row before, deliberately
@@ -365,8 +370,7 @@ template <auto Setter, auto Member> constexpr auto setterOf() {
 }
 
 template <auto Member, auto... Rest> constexpr auto keptAt() {
-    using M = decltype(ownerOf(Member));
-    return Kept<M>{[](M& m) -> FieldText& { return reach<Member, Rest...>(m); }, true};
+    return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
 }
 }  // namespace detail
 
