@@ -134,7 +134,7 @@ void Input::open(EncodingChoice choice) {
             throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
         prevailing = tramo::cli::prevailingKind(first);
 
-        text.emplace(plainPath, utf16);
+        text.emplace(plainPath, utf16, size);
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
 }
 

@@ -2,6 +2,7 @@
 #include "platform.h"
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <utility>
 
 namespace tramo::cli {
@@ -44,8 +45,9 @@ bool PieceReader::next(Line& line) {
     return true;
 }
 
-TextFile::TextFile(std::string plainPath, bool utf16)
-    : path(std::move(plainPath)), file(std::fopen(path.c_str(), "rb"), std::fclose), width(utf16 ? 2 : 1), buffer(usualPiece) {
+TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
+    : path(std::move(plainPath)), file(std::fopen(path.c_str(), "rb"), std::fclose), width(utf16 ? 2 : 1),
+      notLoaded(size ? size : std::numeric_limits<std::uint64_t>::max()), buffer(usualPiece) {
     if (!file) throw Unreadable{reasonOf(errno), path};
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (!utf16) return;
@@ -60,9 +62,11 @@ bool TextFile::fill() {
     end -= begin;
     begin = 0;
     if (end == buffer.size()) buffer.resize(2 * buffer.size());  // one long line
-    const std::size_t count = std::fread(buffer.data() + end, 1, buffer.size() - end, file.get());
+    const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size() - end, notLoaded));
+    const std::size_t count = std::fread(buffer.data() + end, 1, room, file.get());
     if (count == 0 && std::ferror(file.get())) throw Unreadable{reasonOf(errno), path};
     end += count;
+    notLoaded -= count;
     return count > 0;
 }
 

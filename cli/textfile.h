@@ -69,8 +69,9 @@ public:
     /// Large enough for reading and handing over to cost nothing, small enough for a processor's own memory.
     static constexpr std::size_t usualPiece = 128 * 1024;
 
-    /// Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
-    TextFile(std::string path, bool utf16);
+    /// Reads so many bytes of a file: not what somebody appends meanwhile. 0: all that comes, for some files that hold text
+    /// say so of themselves. Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
+    TextFile(std::string path, bool utf16, std::uint64_t size);
 
     /// At most so many of the next lines; false at the end of the text. The piece is valid until the next call.
     bool next(Piece& piece, long long mostLines);
@@ -92,6 +93,7 @@ private:
     std::string path;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
     std::size_t width;
+    std::uint64_t notLoaded;  ///< bytes
     std::vector<char> buffer;
     std::size_t begin = 0, end = 0;  ///< of what has been loaded and not read
     std::uint64_t bytesBefore = 0;
