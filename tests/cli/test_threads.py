@@ -1,5 +1,6 @@
 """Checks and exports on many threads and of some lines only: the same in the same order, whoever makes it."""
 import contextlib
+import json
 import os
 import random
 import re
@@ -166,6 +167,9 @@ class Lines(CliTest):
         self.write("f", lines(ROUND, METER, METER))
         result = self.run_tool("check", "--lines", "4-9", "f", cwd=self.folder)
         self.assertEqual((result.code, result.out, result.err), (2, "", "tramo: f: has 3 lines; there is no line 4\n"))
+        self.write("f", b"a\nb")
+        result = self.run_tool("check", "--lines", "3", "f", cwd=self.folder)
+        self.assertEqual(result.err, "tramo: f: has 2 lines; there is no line 3\n")
         self.write("f", utf16("a\nb\n\uffffc\nd\n"))
         result = self.run_tool("check", "--lines", "3", "f", cwd=self.folder)
         self.assertEqual(result.err, "tramo: f: has 2 lines that can be read; there is no line 3\n")
@@ -229,6 +233,41 @@ class Lines(CliTest):
         self.run_tool("export", "f", "--to", "sqlite", "-o", "db", "--lines", "3-6", cwd=self.folder)
         with contextlib.closing(sqlite3.connect(os.path.join(self.folder, "db"))) as database:
             self.assertEqual(database.execute("select lines from files").fetchall(), [(4,)])
+
+
+class Pieces(CliTest):
+    """Files are read a piece at a time. Nothing may happen to a line where one piece ends and the next one begins."""
+    SIZE = 128 * 1024
+
+    def assert_lines(self, texts, content):
+        self.write("f", content)
+        expected = [{"line": number, "kind": "text", "text": text} for number, text in enumerate(texts, 1)]
+        for threads in ("1", "4"):
+            result = self.run_tool("export", "f", "--to", "jsonl", "-j", threads, cwd=self.folder)
+            self.assertEqual([json.loads(row) for row in result.out.splitlines()], expected)
+            result = self.run_tool("check", "-j", threads, "f", "--format", "json", cwd=self.folder)
+            numbers = [finding["line"] for finding in result.json["files"][0]["findings"]]
+            self.assertEqual(sorted(set(numbers)), list(range(1, len(texts) + 1)))
+
+    def test_line_ends_at_their_borders(self):
+        for encode, unit, mark in ((lambda text: text.encode("latin-1"), 1, 0), (utf16, 2, 2)):
+            for shift in range(-3, 4):
+                border = (2 * self.SIZE - mark) // unit + shift   # in characters
+                texts = ["x" * 599] * (border // 601 - 2)         # lines of no known kind
+                texts += ["y" * (border - 601 * len(texts) - 2), "z", "", "last"]
+                with self.subTest(unit=unit, shift=shift):
+                    self.assert_lines(texts, encode("\r\n".join(texts)))
+
+    def test_random_lines(self):
+        rng = random.Random(7)
+        for encode, letters in ((lambda t: t.encode("latin-1"), "ab \r\x00\u00ff"), (utf16, "ab \r\x00\u0a0a\u0a00\u010a\uffff")):
+            for _ in range(3):
+                texts = ["1"]
+                while sum(map(len, texts)) < 400_000:
+                    length = rng.choice((0, 1, 2, 3, 100, 700, 5000, 60_000))
+                    texts.append("x" + "".join(rng.choices(letters, k=length)).rstrip("\r") if length else "")
+                ends = [rng.choice(("\n", "\r\n")) for _ in texts]
+                self.assert_lines(texts, encode("".join(map("".join, zip(texts, ends)))))
 
 
 class Exports(CliTest):
