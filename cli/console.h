@@ -32,7 +32,6 @@ class Output {
 public:
     /// Every operation throws WriteFailed.
     Output();
-    explicit Output(Progress&) : Output() {}
 
     fmt::memory_buffer& buffer() { return text; }
     template <class... T> void print(fmt::format_string<T...> format, T&&... arguments) {

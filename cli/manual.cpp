@@ -136,8 +136,7 @@ std::string manualPage(
 }
 
 std::string formatManualPage() {
-    Progress none;
-    Output reference(none);
+    Output reference;
     printReference(reference);
     std::string_view text{reference.buffer().data(), reference.buffer().size()};
     text.remove_prefix(text.find("## "));  // in front of that it speaks of the Markdown page
