@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <system_error>
-#include <vector>
 
 namespace tramo::cli {
 
@@ -15,7 +14,7 @@ namespace {
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // Enough to know a file by: several hundred records, and any line that is not monstrous.
-constexpr std::size_t sampleSize = 256 * 1024;
+constexpr std::size_t mostOfSample = 256 * 1024;
 
 File openFile(const std::string& path) {
     File file(std::fopen(path.c_str(), "rb"), std::fclose);
@@ -23,9 +22,9 @@ File openFile(const std::string& path) {
     return file;
 }
 
-std::string readSample(const std::string& path) {
+std::string readSample(const std::string& path, std::uint64_t size) {
     const File file = openFile(path);
-    std::string sample(sampleSize, '\0');
+    std::string sample(size > 0 && size < mostOfSample ? size : mostOfSample, '\0');  // there are files that tell no size
     sample.resize(std::fread(sample.data(), 1, sample.size(), file.get()));
     if (std::ferror(file.get())) throw Unreadable{reasonOf(errno)};
     return sample;
@@ -73,29 +72,15 @@ bool isUtf16Text(std::string_view sample, EncodingChoice choice) {
     return false;
 }
 
-std::wstring decode(std::string_view bytes, bool utf16) {
-    auto byte = [&](std::size_t i) { return static_cast<wchar_t>(static_cast<unsigned char>(bytes[i])); };
-    std::wstring text;
-    if (!utf16)
-        for (std::size_t i = 0; i < bytes.size(); ++i) text += byte(i);
-    else
-        for (std::size_t i = utf16leMark.size(); i + 1 < bytes.size(); i += 2)
-            text += static_cast<wchar_t>(byte(i) | byte(i + 1) << 8);
-    return text;
-}
-
-std::wstring_view withoutReturn(std::wstring_view line) {
-    if (line.ends_with(L'\r')) line.remove_suffix(1);
-    return line;
-}
-
-// The lines of a text; of a sample, only those that are whole.
-std::vector<std::wstring_view> linesOf(std::wstring_view text, bool isSample) {
-    std::vector<std::wstring_view> lines;
-    for (std::size_t end; (end = text.find(L'\n')) != std::wstring_view::npos; text.remove_prefix(end + 1))
-        lines.push_back(withoutReturn(text.substr(0, end)));
-    if (!isSample && !text.empty()) lines.push_back(withoutReturn(text));
-    return lines;
+// By the lines of a sample; of one that does not end with its file, only by those that are whole.
+std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bool isAll) {
+    PieceReader reader(utf16 ? Piece{sample.substr(utf16leMark.size()), 2} : Piece{sample});
+    KindCensus census;
+    for (Line line; reader.next(line);)
+        if (isAll || line.lineFeed) census.add(line.text);
+    if (census.lines() == 0 && !isAll)
+        throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
+    return census.prevailing();
 }
 
 }  // namespace
@@ -124,16 +109,10 @@ void Input::open(EncodingChoice choice) {
             spool = std::make_unique<Spool>(source.get(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
             plainPath = spool->path();
         }
-        const std::string sample = readSample(plainPath);
         size = fs::file_size(plainPath);
-
+        const std::string sample = readSample(plainPath, size);
         utf16 = isUtf16Text(sample, choice);
-        const std::wstring beginning = decode(sample, utf16);
-        const std::vector<std::wstring_view> first = linesOf(beginning, size > sample.size());
-        if (first.empty() && size > sample.size())
-            throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
-        prevailing = tramo::cli::prevailingKind(first);
-
+        prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
         text.emplace(plainPath, utf16, size);
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
 }

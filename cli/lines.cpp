@@ -174,18 +174,19 @@ std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKin
     return byLength ? byLength : prevailing;
 }
 
-std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lines) {
-    std::array<std::size_t, std::size(shapes)> count{};
-    std::size_t longest = 0, letters = 0;
-    for (const std::wstring_view line : lines) {
-        if (const auto kind = kindOfLine(line, std::nullopt)) ++count[static_cast<std::size_t>(*kind)];
-        longest = std::max(longest, line.size());
-        letters += !line.empty() && isRecordLetter(line.front());
-    }
-    const auto most = std::ranges::max_element(count);
-    if (*most > 0 && *most * 2 >= lines.size()) return static_cast<LineKind>(most - count.begin());
+void KindCensus::add(std::wstring_view line) {
+    const auto kind = looksLikeKey(line) ? LineKind::Key : kindByLength(line.size());
+    if (kind) ++ofKind[static_cast<std::size_t>(*kind)];
+    ++all;
+    longest = std::max(longest, line.size());
+    letters += !line.empty() && isRecordLetter(line.front());
+}
+
+std::optional<LineKind> KindCensus::prevailing() const {
+    const auto most = std::ranges::max_element(ofKind);
+    if (*most > 0 && *most * 2 >= all) return static_cast<LineKind>(most - ofKind.begin());
     const bool tooLongForOthers = longest > shapeOf(LineKind::Parameter).length;
-    return tooLongForOthers && letters * 2 >= lines.size() ? std::optional(LineKind::Record) : std::nullopt;
+    return tooLongForOthers && letters * 2 >= all ? std::optional(LineKind::Record) : std::nullopt;
 }
 
 bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>& findings) {

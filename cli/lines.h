@@ -1,6 +1,7 @@
 // The lines of exchange files: which kind a line is of, and what is wrong with it as a whole.
 #pragma once
 #include "findings.h"
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -28,8 +29,19 @@ const LineShape& shapeOf(LineKind kind);
 /// kind that prevails in its file, damaged; nullopt when nothing prevails there.
 std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing);
 
-/// The kind of most of these lines (without their line ends); nullopt when they have the length of none.
-std::optional<LineKind> prevailingKind(const std::vector<std::wstring_view>& lines);
+/// Tells which kind of lines prevails.
+class KindCensus {
+public:
+    void add(std::wstring_view line);
+    std::size_t lines() const { return all; }
+
+    /// The kind of most of the lines; nullopt when they have the length of none.
+    std::optional<LineKind> prevailing() const;
+
+private:
+    std::array<std::size_t, 4> ofKind{};
+    std::size_t all = 0, longest = 0, letters = 0;
+};
 
 /// Whether record lines may begin with this character.
 bool isRecordLetter(wchar_t c);
