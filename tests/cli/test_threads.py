@@ -11,7 +11,7 @@ import unittest
 import unittest.mock
 from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
 
-MANY = ("1", "2", "3", "8", "64")
+MANY = ("1", "2", "8")
 FORMS = ([], ["--format", "json"], ["--format", "sarif"], ["-q"], ["--max-findings", "7"], ["--max-findings", "700"],
          ["--strict", "--all"], ["--color", "always"])
 
@@ -47,7 +47,7 @@ class Threads(CliTest):
     def assert_same(self, *arguments, **run):
         """On any number of threads, and without -j, as on one."""
         expected = self.run_tool("check", "-j", "1", *arguments, cwd=self.folder, **run)
-        for threads in (["-j", "2"], ["-j3"], ["--threads", "8"], ["--threads=64"], ["-j", "0"], []):
+        for threads in (["-j", "2"], ["--threads=8"], []):
             result = self.run_tool("check", *threads, *arguments, cwd=self.folder, **run)
             self.assertEqual((without_time(result.raw), result.err, result.code),
                              (without_time(expected.raw), expected.err, expected.code), threads)
@@ -77,6 +77,8 @@ class Threads(CliTest):
     def test_good_file(self):
         self.write("f", lines(ROUND, METER) * 1000)
         self.assertEqual(self.assert_same("-q", "f").out, "f: nothing found in 2000 lines\n")
+        for threads in (["-j3"], ["--threads", "64"], ["-j", "0"]):
+            self.assertEqual(self.run_tool("check", "-q", *threads, "f", cwd=self.folder).out, "f: nothing found in 2000 lines\n")
 
     def test_one_long_line_among_others(self):
         self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + lines(METER) * 500 + b"1" * 300_000)
@@ -289,7 +291,7 @@ class Exports(CliTest):
 
     def assert_same(self, *arguments, **run):
         expected = self.exported("-j", "1", *arguments, **run)
-        for threads in (["-j", "2"], ["--threads=8"], ["-j64"], []):
+        for threads in (["-j", "2"], ["--threads=8"]):
             self.assertEqual(self.exported(*threads, *arguments, **run), expected)
         return expected
 
