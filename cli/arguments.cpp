@@ -1,22 +1,31 @@
 #include "arguments.h"
 #include "platform.h"
 #include "text.h"
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 
 namespace tramo::cli {
 
-Arguments::Arguments() {
-    app.set_help_flag();
-    app.allow_extras();
-    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_flag("-h,--help", wantsHelp);
+class Arguments::Parser : public CLI::App {};
+
+Arguments::Arguments() : parser(std::make_unique<Parser>()) {
+    parser->set_help_flag();
+    parser->allow_extras();
+    parser->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    flag("-h,--help", wantsHelp);
 }
+
+Arguments::~Arguments() = default;
+
+void Arguments::flag(const char* names, bool& given) { parser->add_flag(names, given); }
+void Arguments::option(const char* names, std::string& value) { parser->add_option(names, value); }
+bool Arguments::has(const char* name) const { return parser->count(name) > 0; }
 
 std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
     try {
         std::ranges::reverse(words);  // as CLI11 wants them
-        app.parse(std::move(words));
+        parser->parse(std::move(words));
     } catch (const CLI::ArgumentMismatch& error) {
         const std::string what = error.what();
         throw WrongUsage{what.substr(0, what.find(':')) + " needs a value"};
@@ -43,7 +52,7 @@ std::string Arguments::parseFile(std::vector<std::string> words) {
 std::vector<std::string> Arguments::operands() const {
     std::vector<std::string> all;
     bool noOptions = false;
-    for (const std::string& word : app.remaining()) {
+    for (const std::string& word : parser->remaining()) {
         if (!noOptions && word == "--") noOptions = true;
         else if (!noOptions && word.size() > 1 && word.starts_with('-')) refuse(word);
         else all.push_back(word);
@@ -53,7 +62,7 @@ std::vector<std::string> Arguments::operands() const {
 
 void Arguments::refuse(std::string_view word) const {
     std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options())
+    for (const CLI::Option* option : parser->get_options())
         for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     const std::string_view near =
         meant(word.substr(0, word.find('=')), std::vector<std::string_view>(names.begin(), names.end()));

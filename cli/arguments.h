@@ -3,9 +3,9 @@
 #include "command.h"
 #include "console.h"
 #include "input.h"
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <fmt/format.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,10 +14,14 @@
 
 namespace tramo::cli {
 
-/// A command's options. They are added to `app`, which knows -h and --help already; then the words are parsed.
+/// A command's options, which are named first, "-o,--output"; -h and --help are known already. Then the words are parsed.
 class Arguments {
 public:
     Arguments();
+    ~Arguments();
+
+    void flag(const char* names, bool& given);
+    void option(const char* names, std::string& value);  ///< the last one counts
 
     /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant, and HelpWanted.
     std::vector<std::string> parse(std::vector<std::string> words);
@@ -28,12 +32,16 @@ public:
     /// The same where one FILE or more are.
     std::vector<std::string> parseFiles(std::vector<std::string> words);
 
-    CLI::App app;
+    /// Whether an option was among the words.
+    bool has(const char* name) const;
 
 private:
+    class Parser;  // apart, because the header of CLI11 takes longer to compile than most commands
+
     std::vector<std::string> operands() const;
     [[noreturn]] void refuse(std::string_view word) const;
 
+    std::unique_ptr<Parser> parser;
     bool wantsHelp = false;
 };
 

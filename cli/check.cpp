@@ -92,16 +92,16 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
     Arguments given;
-    given.app.add_flag("--all", options.all);
-    given.app.add_flag("--strict", options.style.strict);
-    given.app.add_flag("-q,--quiet", options.style.quiet);
-    given.app.add_option("--encoding", encoding);
-    given.app.add_option("--kind", kind);
-    given.app.add_option("--lines", lines);
-    given.app.add_option("--format", format);
-    given.app.add_option("--max-findings", most);
-    given.app.add_option("-j,--threads", threads);
-    given.app.add_option("--color,--colour", colour);
+    given.flag("--all", options.all);
+    given.flag("--strict", options.style.strict);
+    given.flag("-q,--quiet", options.style.quiet);
+    given.option("--encoding", encoding);
+    given.option("--kind", kind);
+    given.option("--lines", lines);
+    given.option("--format", format);
+    given.option("--max-findings", most);
+    given.option("-j,--threads", threads);
+    given.option("--color,--colour", colour);
     options.files = given.parseFiles(std::move(arguments));
 
     options.encoding = encodingChoice("--encoding", encoding);

@@ -52,9 +52,9 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string to, from = "auto";
     Arguments given;
-    given.app.add_option("--encoding", to);
-    given.app.add_option("--from", from);
-    given.app.add_option("-o,--output", options.out);
+    given.option("--encoding", to);
+    given.option("--from", from);
+    given.option("-o,--output", options.out);
     options.file = given.parseFile(std::move(arguments));
     if (to.empty()) throw WrongUsage{"--encoding is missing: ansi or utf16le"};
     if (options.out.empty()) throw WrongUsage{"-o OUT is missing (\"-\" is the standard output)"};

@@ -424,8 +424,8 @@ int run(std::vector<std::string> arguments) {
     bool markdown = false;
     std::string colour = "auto";
     Arguments given;
-    given.app.add_flag("--markdown", markdown);
-    given.app.add_option("--color,--colour", colour);
+    given.flag("--markdown", markdown);
+    given.option("--color,--colour", colour);
     const std::vector<std::string> words = given.parse(std::move(arguments));
     if (markdown && !words.empty()) throw WrongUsage{"--markdown tells everything; it takes no other argument"};
 

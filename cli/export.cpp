@@ -116,14 +116,14 @@ Options parse(std::vector<std::string> arguments) {
     std::string form, encoding = "auto", only, lines, threads = "0";
     bool showsKeys = false;
     Arguments given;
-    given.app.add_option("--to", form);
-    given.app.add_option("-o,--output", options.output);
-    given.app.add_option("--only", only);
-    given.app.add_option("--lines", lines);
-    given.app.add_option("--findings", options.findings);
-    given.app.add_flag("--show-keys", showsKeys);
-    given.app.add_option("--encoding", encoding);
-    given.app.add_option("-j,--threads", threads);
+    given.option("--to", form);
+    given.option("-o,--output", options.output);
+    given.option("--only", only);
+    given.option("--lines", lines);
+    given.option("--findings", options.findings);
+    given.flag("--show-keys", showsKeys);
+    given.option("--encoding", encoding);
+    given.option("-j,--threads", threads);
     options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite, xlsx"};
 
@@ -135,7 +135,7 @@ Options parse(std::vector<std::string> arguments) {
     options.threads = threadCount(threads);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
-    if (options.form == Form::Xlsx && given.app.count("--output") == 0) throw WrongUsage{"a workbook needs a file: -o FILE"};
+    if (options.form == Form::Xlsx && !given.has("--output")) throw WrongUsage{"a workbook needs a file: -o FILE"};
     if (hasFindings(options.form) && !options.findings.empty())
         throw WrongUsage{fmt::format(
             "--findings: a {} of them", options.form == Form::Sqlite ? "database has a table" : "workbook has a sheet")};

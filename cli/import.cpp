@@ -67,9 +67,9 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string form, encoding;
     Arguments given;
-    given.app.add_option("--from", form);
-    given.app.add_option("--encoding", encoding);
-    given.app.add_option("-o,--output", options.output);
+    given.option("--from", form);
+    given.option("--encoding", encoding);
+    given.option("-o,--output", options.output);
     options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};

@@ -81,12 +81,12 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string to = "same", from = "auto", format = "text";
     Arguments given;
-    given.app.add_flag("--dry-run", options.dryRun);
-    given.app.add_flag("--force", options.force);
-    given.app.add_option("--encoding", to);
-    given.app.add_option("--from", from);
-    given.app.add_option("--format", format);
-    given.app.add_option("-o,--output", options.out);
+    given.flag("--dry-run", options.dryRun);
+    given.flag("--force", options.force);
+    given.option("--encoding", to);
+    given.option("--from", from);
+    given.option("--format", format);
+    given.option("-o,--output", options.out);
     options.file = given.parseFile(std::move(arguments));
     if (options.dryRun == !options.out.empty()) throw WrongUsage{"either --dry-run or -o OUT is expected"};
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});

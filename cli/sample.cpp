@@ -796,13 +796,13 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string meters, seed, faults, kinds, encoding = "ansi";
     Arguments given;
-    given.app.add_option("-o,--output", options.path);
-    given.app.add_option("--meters", meters);
-    given.app.add_option("--seed", seed);
-    given.app.add_flag("--returned", options.returned);
-    given.app.add_option("--faults", faults);
-    given.app.add_option("--kinds", kinds);
-    given.app.add_option("--encoding", encoding);
+    given.option("-o,--output", options.path);
+    given.option("--meters", meters);
+    given.option("--seed", seed);
+    given.flag("--returned", options.returned);
+    given.option("--faults", faults);
+    given.option("--kinds", kinds);
+    given.option("--encoding", encoding);
     const std::vector<std::string> others = given.parse(std::move(arguments));
     if (!others.empty())
         throw WrongUsage{fmt::format("\"{}\" is too much; nothing is read", printable(std::string_view(others[0])))};

@@ -74,12 +74,12 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", kind = "auto", colour = "auto";
     Arguments given;
-    given.app.add_flag("--all", options.all);
-    given.app.add_flag("--raw", options.raw);
-    given.app.add_flag("--show-keys", options.showKeys);
-    given.app.add_option("--encoding", encoding);
-    given.app.add_option("--kind", kind);
-    given.app.add_option("--color,--colour", colour);
+    given.flag("--all", options.all);
+    given.flag("--raw", options.raw);
+    given.flag("--show-keys", options.showKeys);
+    given.option("--encoding", encoding);
+    given.option("--kind", kind);
+    given.option("--color,--colour", colour);
     const std::vector<std::string> operands = given.parse(std::move(arguments));
     if (operands.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
     if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};

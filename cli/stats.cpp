@@ -417,8 +417,8 @@ Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string encoding = "auto", format = "text";
     Arguments given;
-    given.app.add_option("--encoding", encoding);
-    given.app.add_option("--format", format);
+    given.option("--encoding", encoding);
+    given.option("--format", format);
     options.files = given.parseFiles(std::move(arguments));
     options.encoding = encodingChoice("--encoding", encoding);
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
