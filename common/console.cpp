@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <locale>
+#include <mutex>
 #include <string>
 
 #ifdef __GLIBCXX__
@@ -57,6 +58,13 @@ bool wideStreamPrints(std::wstring_view text) {
     return true;  // a buffer of the caller's
 }
 
+// Messages come one at a time: to clear a stream's state and to write to it are two steps. A buffer of the caller's may
+// lead back here.
+std::recursive_mutex& oneAtATime() {
+    static std::recursive_mutex mutex;
+    return mutex;
+}
+
 // Whether the stream has taken the text: it cannot when the other one holds the way to the terminal.
 template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_string_view<Char> text) {
     if (switchedOff(out)) return true;
@@ -88,12 +96,14 @@ void toDescriptor(std::string_view bytes) {
 }  // namespace
 
 void wide(std::wstring_view message) {
+    const std::lock_guard turn(oneAtATime());
     if (wideStreamPrints(message) && taken(std::wcout, message)) return;
     const std::string bytes = utf8::encode(message);
     if (!taken<char>(std::cout, bytes)) toDescriptor(bytes);
 }
 
 void narrow(std::string_view message) {
+    const std::lock_guard turn(oneAtATime());
     if (taken(std::cout, message)) return;
     const std::wstring text = utf8::decode(message);
     if (!wideStreamPrints(text) || !taken<wchar_t>(std::wcout, text)) toDescriptor(message);
