@@ -1,0 +1,115 @@
+// Lines of every kind: parsed, asked for all fields, checked, shown, built, parsed again. The first byte tells the kind, and
+// whether a character is one byte of what follows or two.
+#include "support.h"
+#include <algorithm>
+#include <cmath>
+#include <tramostream/anyrecord.h>
+#include <tramostream/parametertramomodel.h>
+#include <tramostream/tagtramomodel.h>
+#include <type_traits>
+
+namespace {
+
+using tramo::AnyRecord;
+using tramo::FieldValue;
+using tramo::RecordKind;
+
+template <class Line> Line lineOf(const std::wstring& text) {
+    Line line;
+    line.fill(L' ');
+    std::copy_n(text.begin(), std::min(text.size(), line.size()), line.begin());
+    return line;
+}
+
+// One kind of line behind the same few functions, whichever class it has.
+template <class M, class L> struct Kind {
+    using Model = M;
+    using Line = L;
+    static const RecordKind* of(const Model& model) {
+        if constexpr (std::is_same_v<M, AnyRecord>) return model.kind();
+        else return &tramo::kindOf<M>();
+    }
+    static FieldValue get(const Model& model, const tramo::Field& field) {
+        if constexpr (std::is_same_v<M, AnyRecord>) return model.get(field);
+        else return tramo::get(model, field);
+    }
+    static bool set(Model& model, const tramo::Field& field, const FieldValue& value) {
+        if constexpr (std::is_same_v<M, AnyRecord>) return model.set(field, value);
+        else return tramo::set(model, field, value);
+    }
+    static Line build(Model& model) {
+        if constexpr (requires { model.toTramoLine(); }) return model.toTramoLine();
+        else if constexpr (requires { model.toParameterLine(); }) return model.toParameterLine();
+        else return model.toTagLine();
+    }
+};
+
+// Errors stand in the line, and have names.
+void checkErrors(const std::vector<TE::FieldError>& errors, const RecordKind& kind) {
+    for (const TE::FieldError& error : errors) {
+        FUZZ_CHECK(error.column >= 0 && error.column <= kind.length);
+        FUZZ_CHECK(!tramo::errorName(error.code).empty());
+        FUZZ_CHECK(error.column == 0 || kind.fieldOf(error) != nullptr);
+    }
+}
+
+bool isSame(const FieldValue& a, const FieldValue& b) {
+    const double* x = std::get_if<double>(&a);
+    const double* y = std::get_if<double>(&b);
+    return a == b || (x && y && std::isnan(*x) && std::isnan(*y));
+}
+
+template <class K> void checkFields(const typename K::Model& model, const RecordKind& kind) {
+    typename K::Model copy = model;
+    for (const tramo::Field& field : kind.fields) {
+        const FieldValue value = K::get(model, field);
+        FUZZ_CHECK(value.index() == field.defaultValue.index());
+        if (K::set(copy, field, value)) FUZZ_CHECK(isSame(K::get(copy, field), value));
+    }
+    (void)K::build(copy);
+}
+
+template <class K> void checkLine(const typename K::Line& line) {
+    using Model = typename K::Model;
+    Model model(line);
+    const RecordKind* kind = K::of(model);
+    if (!kind) {
+        FUZZ_CHECK(model.getParseErrors().empty() && model.getMandatoryErrors().empty() && model.toString().empty());
+        typename K::Line blank;
+        blank.fill(L' ');
+        blank[blank.size() - 2] = L'\r';
+        blank[blank.size() - 1] = L'\n';
+        FUZZ_CHECK(K::build(model) == blank);
+        return;
+    }
+    checkErrors(model.getParseErrors(), *kind);
+    const std::wstring shown = model.toString();
+    for (const tramo::Field& field : kind->fields)
+        FUZZ_CHECK(shown.find(std::wstring(field.label.begin(), field.label.end())) != std::wstring::npos);
+    checkErrors(model.getMandatoryErrors(), *kind);
+    checkFields<K>(model, *kind);
+
+    // What has been built once more is built so for ever.
+    Model again(K::build(model));
+    checkErrors(model.getBuildErrors(), *kind);
+    const typename K::Line second = K::build(again);
+    Model onceMore(second);
+    FUZZ_CHECK(K::build(onceMore) == second);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    [[maybe_unused]] static const bool silent = fuzz::silenceLibrary();
+    fuzz::Bytes bytes(data, size);
+    const unsigned choice = fuzz::takeByte(bytes);
+    std::wstring text = fuzz::textOf(bytes, choice >> 7 & 1);
+    const auto kinds = tramo::recordKinds();
+    const std::size_t kind = choice & 0x0F;
+    if (kind < kinds.size()) text.insert(text.begin(), kinds[kind]->letter);
+    if (kind == kinds.size() + 1)
+        checkLine<Kind<ParameterTramoModel, ParameterLine::parameterLine_t>>(lineOf<ParameterLine::parameterLine_t>(text));
+    else if (kind == kinds.size() + 2) checkLine<Kind<TagTramoModel, TagLine::tagLine_t>>(lineOf<TagLine::tagLine_t>(text));
+    else checkLine<Kind<AnyRecord, TramoLine::tramoLine_t>>(lineOf<TramoLine::tramoLine_t>(text));
+    return 0;
+}

@@ -1,0 +1,61 @@
+// What the fuzz targets share.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#define FUZZ_CHECK(condition) ((condition) ? void(0) : fuzz::fail(#condition, __FILE__, __LINE__))
+
+namespace fuzz {
+
+using Bytes = std::span<const std::uint8_t>;
+
+[[noreturn]] void fail(const char* condition, const char* file, int line);
+
+/// Takes the first byte off; 0 when there is none.
+inline unsigned takeByte(Bytes& bytes) {
+    if (bytes.empty()) return 0;
+    const unsigned first = bytes[0];
+    bytes = bytes.subspan(1);
+    return first;
+}
+
+/// Takes a value of some bytes off; missing ones are zeros.
+inline std::uint64_t takeNumber(Bytes& bytes, int count) {
+    std::uint64_t number = 0;
+    for (int i = 0; i < count; ++i) number |= std::uint64_t{takeByte(bytes)} << 8 * i;
+    return number;
+}
+
+/// A character for each byte, or for each two of them, the low one first.
+inline std::wstring textOf(Bytes bytes, bool wide) {
+    std::wstring text;
+    if (wide)
+        for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) text += static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8);
+    else text.assign(bytes.begin(), bytes.end());
+    return text;
+}
+
+/// A file that has a path, and lies in memory.
+class File {
+public:
+    File();
+    explicit File(Bytes content);
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    const char* path() const { return ownPath.c_str(); }
+    std::string content() const;
+
+private:
+    int descriptor;
+    std::string ownPath;
+};
+
+/// From now on the library prints and logs nothing. Answers true.
+bool silenceLibrary();
+
+}  // namespace fuzz

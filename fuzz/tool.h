@@ -1,0 +1,26 @@
+// The tool's commands in this process.
+#pragma once
+#include "support.h"
+#include <cli/command.h>
+#include <initializer_list>
+
+namespace fuzz {
+
+/// Runs a command, which prints to nowhere, and answers its exit code. Only what the tool's main knows may be thrown.
+int runCommand(const tramo::cli::Command& command, std::vector<std::string> arguments);
+
+/// A file of this process in the folder for temporary files, with this content.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(Bytes content);
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const { return ownPath; }
+
+private:
+    std::string ownPath;
+};
+
+}  // namespace fuzz
