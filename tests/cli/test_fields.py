@@ -212,7 +212,7 @@ class GoodLines(CliTest):
                              options=["--all"])
 
     def test_help_tells_why(self):
-        page = self.run_tool("help", "check").out
+        page = " ".join(self.run_tool("help", "check").out.split())
         for word in ("--all", "good lines", "history slot", "meter number", "0x202", "0x201"):
             self.assertIn(word, page)
 
