@@ -246,6 +246,31 @@ TEST(ExtendedData, MustHaveASerialNumberAndNothingElse) {
     EXPECT_EQ(faults(parsed<M>(blankLine()).getMandatoryErrors()), (Faults{{2, 0x201}}));
 }
 
+// ---- Built again and again --------------------------------------------------------------------------------------------
+
+TEST(ExtendedData, CoordinatesStayAsTheyAreHoweverOftenTheyAreBuilt) {
+    std::wstring line = wholeLine();
+    for (const wchar_t* text : {L"180.000000000001", L"-179.99999999999", L"  89.99999999999", L"  0.000000000001"}) {
+        put(line, 14, std::wstring(16, L' '));
+        put(line, 14, text);
+        M model = parsed<M>(line);
+        const std::wstring built = textOf(model.toTramoLine());
+        M again = parsed<M>(built);
+        EXPECT_EQ(again.getLatitude(), model.getLatitude()) << testing::PrintToString(text);
+        EXPECT_EQ(textOf(again.toTramoLine()), built) << testing::PrintToString(text);
+    }
+}
+
+// Twelve decimals behind six digits are more than a double tells apart, and what does not fit is cut, not rounded.
+TEST(ExtendedData, ANumberThatIsNoCoordinateLosesItsLastDecimals) {
+    std::wstring line = wholeLine();
+    put(line, 14, L"402308.499920000");
+    M model = parsed<M>(line);
+    EXPECT_EQ(textOf(model.toTramoLine()).substr(13, 16), L"402308.499919999");
+    M again = parsed<M>(textOf(model.toTramoLine()));
+    EXPECT_EQ(textOf(again.toTramoLine()).substr(13, 16), L"402308.499919998");
+}
+
 // ---- Showing --------------------------------------------------------------------------------------------------------
 
 TEST(ExtendedData, ShowsADefaultModel) {
