@@ -211,7 +211,7 @@ std::int64_t byMktime(std::int64_t local) {
 
 std::int64_t sinceEpoch(int year, unsigned month, unsigned day) {
     using namespace std::chrono;
-    return sys_days{std::chrono::year{year} / month / day}.time_since_epoch().count();
+    return sys_days{std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day}}.time_since_epoch().count();
 }
 
 TEST_P(LocalTime, EveryDayComesBack) {
