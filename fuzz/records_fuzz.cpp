@@ -69,6 +69,17 @@ template <class K> void checkFields(const typename K::Model& model, const Record
     (void)K::build(copy);
 }
 
+// A number of more digits than a double holds, cut on the right, becomes another one each time.
+template <class K> void clearInexact(const typename K::Model& model, const RecordKind& kind, typename K::Line& line) {
+    for (const tramo::Field& field : kind.fields) {
+        if (field.kind != tramo::FieldKind::Decimal) continue;
+        const double value = std::get<double>(K::get(model, field));
+        const int decimals = field.decimals < 0 ? 6 : field.decimals;
+        if (!(std::fabs(value) * std::pow(10, decimals) >= 0x1p53)) continue;
+        std::fill_n(line.begin() + field.column - 1, field.writtenWidth, L'#');
+    }
+}
+
 template <class K> void checkLine(const typename K::Line& line) {
     using Model = typename K::Model;
     Model model(line);
@@ -92,9 +103,12 @@ template <class K> void checkLine(const typename K::Line& line) {
     // What has been built once more is built so for ever.
     Model again(K::build(model));
     checkErrors(model.getBuildErrors(), *kind);
-    const typename K::Line second = K::build(again);
+    typename K::Line second = K::build(again);
     Model onceMore(second);
-    FUZZ_CHECK(K::build(onceMore) == second);
+    typename K::Line third = K::build(onceMore);
+    clearInexact<K>(onceMore, *kind, second);
+    clearInexact<K>(onceMore, *kind, third);
+    FUZZ_CHECK(third == second);
 }
 
 }  // namespace
