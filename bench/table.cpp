@@ -87,7 +87,7 @@ private:
 
     const Collector& results;
     const Result *memory = results.of(fullName(references, "memory read")),
-                 *byHand = results.of(fullName(references, "hand-tuned"));
+                 *byHand = results.of(fullName(references, "hand-tuned, file read whole"));
     std::string section;
 };
 

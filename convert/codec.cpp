@@ -327,16 +327,22 @@ void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest) {
     *dest = L'\0';
 }
 
+// By resize: the string's own append of narrow characters makes a wide string of them first.
+void append(std::string_view ascii, std::wstring& out) {
+    const std::size_t size = out.size();
+    out.resize(size + ascii.size());
+    std::copy(ascii.begin(), ascii.end(), out.begin() + static_cast<std::ptrdiff_t>(size));
+}
+
 void appendInteger(long long value, std::wstring& out) {
     char buffer[20];
     const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
-    out.append(buffer, result.ptr);
+    append({buffer, static_cast<std::size_t>(result.ptr - buffer)}, out);
 }
 
 void appendDouble(double value, std::wstring& out) {
     DoubleText buffer;
-    const std::string_view text = print(value, 6, buffer);
-    out.append(text.begin(), text.end());
+    append(print(value, 6, buffer), out);
 }
 
 }  // namespace tramo::codec

@@ -41,7 +41,8 @@ template <class E> bool toCode(wchar_t code, E& value, std::wstring_view shown);
 template <class E> bool toCode(wchar_t code, E& value) { return toCode(code, value, std::wstring_view(&code, 1)); }
 template <class E> bool fromCode(E value, wchar_t* dest);
 
-// Into a growing text, as "%lld" and "%f" print.
+// Into a growing text; numbers as "%lld" and "%f" print.
+void append(std::string_view ascii, std::wstring& out);
 void appendInteger(long long value, std::wstring& out);
 void appendDouble(double value, std::wstring& out);
 

@@ -1,6 +1,5 @@
 #include "tramostream/amrkeytramomodel.h"
 #include "convert/codec.h"
-#include "model/describe.h"
 #include "model/keyjson.h"
 
 using namespace tramo;
@@ -14,7 +13,7 @@ std::wstring M::toString() const {
     wchar_t separator = L'[';
     for (const KeyValue& value : keyValues) {
         out += separator;
-        out += widened(value.label);
+        codec::append(value.label, out);
         if (value.text) out += key.*value.text;
         else codec::appendInteger(key.wmBusAddress[value.part], out);
         separator = L',';

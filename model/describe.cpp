@@ -35,7 +35,13 @@ std::string numbered(std::string_view text, int slot) {
     return out;
 }
 
-std::wstring widened(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
+void appendNumbered(std::string_view text, int slot, std::wstring& out) {
+    for (std::size_t place = 0; (place = text.find('#')) != std::string_view::npos; text.remove_prefix(place + 1)) {
+        codec::append(text.substr(0, place), out);
+        codec::appendInteger(slot, out);
+    }
+    codec::append(text, out);
+}
 
 void refuse(std::string_view model, wchar_t found, wchar_t expected) {
     auto narrow = [](wchar_t c) { return c >= 0 && c <= 0xFF ? static_cast<char>(c) : '?'; };

@@ -9,7 +9,7 @@ namespace tramo {
 // A name or label with the number of its repeated group in the place of '#'.
 std::string numbered(std::string_view text, int slot);
 
-std::wstring widened(std::string_view ascii);
+void appendNumbered(std::string_view text, int slot, std::wstring& out);
 
 // Says on the standard output that a line is of another kind than the model.
 void refuse(std::string_view model, wchar_t found, wchar_t expected);

@@ -77,12 +77,14 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 }
 
 template <class M> std::wstring Record<M>::print(const M& m) const {
-    std::wstring out = widened(inDump);
+    std::wstring out;
+    out.reserve(2048);  // as long as most are
+    codec::append(inDump, out);
     wchar_t separator = L'[';
     for (const Row<M>& row : rows) {
         if (*row.label() == 0) continue;
         out += separator;
-        out += widened(numbered(row.label(), row.but.slot));
+        appendNumbered(row.label(), row.but.slot, out);
         out += L':';
         row.value.print(m, out);
         separator = L',';
