@@ -222,7 +222,9 @@ class Files(EveryCommandTest):
 
 
 class GrowingFile(EveryCommandTest):
-    """Somebody appends lines while a command reads: it takes those that are there when it begins, whole."""
+    """Somebody appends lines while a command reads: it takes what is there when it begins.
+
+    The system makes a file longer page by page: a line that crosses the border may be there in part."""
 
     def test_growing(self):
         for use in READERS:
@@ -246,17 +248,18 @@ class GrowingFile(EveryCommandTest):
     def append(path, line, stop):
         with open(path, "ab", buffering=0) as file:
             while not stop.is_set() and file.tell() < 40_000_000:
-                file.write(line * 10)
-                time.sleep(0.0002)
+                file.write(line)
+                time.sleep(0.00002)
 
     def check_result(self, use, product):
         if use.arguments[0] in ("convert", "import") or (use.arguments[0] == "rewrite" and "-o" in use.arguments):
             if product[:2] == b"\xff\xfe":
                 product = product[2:].decode("utf-16-le").encode("latin-1")
             written = product.split(b"\r\n")
-            self.assertEqual(written.pop(), b"")
+            rest = written.pop()
             self.assertGreater(len(written), 6000)
             self.assertEqual(len(set(written)), 2)
+            self.assertTrue((written[-1] + b"\r\n").startswith(rest))
         elif use.arguments[0] == "export" and "jsonl" in use.arguments:
             written = product.decode().splitlines()
             self.assertGreater(len(written), 6000)
