@@ -1,27 +1,12 @@
 // What a program that reads and writes millions of lines does not pay for: memory of its own for every line.
+#include "support/allocations.h"
 #include "support/console.h"
 #include "tramostream/anyrecord.h"
 #include "tramostream/parametertramomodel.h"
 #include "tramostream/tagtramomodel.h"
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <new>
 #include <string>
-
-namespace {
-std::atomic<long> allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
-// Not inlined: the compiler would see memory of new given to free.
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -30,12 +15,6 @@ using tramo::Field;
 using tramo::FieldKind;
 using tramo::FieldValue;
 using tramo::RecordKind;
-
-long allocationsOf(auto&& work) {
-    const long before = allocations;
-    work();
-    return allocations - before;
-}
 
 // A value that can be written and read back. A text fills its columns, so that it is too long for a string's own place.
 FieldValue goodValue(const Field& field) {

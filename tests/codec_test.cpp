@@ -1,6 +1,7 @@
 // The codecs against the standard conversions they promise to agree with, in any locale, from any thread, and without
 // allocating.
 #include "convert/codec.h"
+#include "support/allocations.h"
 #include "support/console.h"
 #include "support/timezone.h"
 #include <algorithm>
@@ -19,19 +20,6 @@
 #include <random>
 #include <sstream>
 #include <thread>
-
-namespace {
-std::atomic<long> allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
-// Not inlined: the compiler would see memory of new given to free.
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 

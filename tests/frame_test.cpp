@@ -1,37 +1,12 @@
 // What all record models have in common, tested on each of them.
+#include "support/allocations.h"
 #include "support/records.h"
 #include "tramostream/anyrecord.h"
-#include <atomic>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <new>
-
-// ---- Counting allocations -------------------------------------------------------------------------------------------
-
-namespace {
-std::atomic<int> allocations = 0;  // a plain one the optimiser thinks to know
-}
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t size) noexcept {
-    std::memset(memory, 0xDD, size);  // who still looks at it is found out
-    std::free(memory);
-}
 
 using namespace records;
 
 namespace {
-
-template <class Use> int allocationsOf(Use use) {
-    const int before = allocations;
-    use();
-    return allocations - before;
-}
 
 // ---- What a test needs to know of a model ---------------------------------------------------------------------------
 

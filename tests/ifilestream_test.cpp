@@ -1,4 +1,5 @@
 #include "tramostream/ifilestream.h"
+#include "support/allocations.h"
 #include "support/literal_streams.h"
 #include "support/streamfiles.h"
 #include "tramostream/exceptions.h"
@@ -16,16 +17,6 @@
 #include <sys/wait.h>
 #include <type_traits>
 #include <unistd.h>
-
-// Counted, to show where nothing is allocated. Not inlined: GCC then takes them for a mismatched pair.
-static std::atomic<long> allocations{0};
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
