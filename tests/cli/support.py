@@ -1,9 +1,13 @@
 """What the tests of the tool share. TRAMO names the program; the working directory is the project's root."""
+import fcntl
 import json
 import os
+import pty
 import re
+import struct
 import subprocess
 import tempfile
+import termios
 import unittest
 
 TRAMO = os.environ["TRAMO"]
@@ -37,6 +41,26 @@ def lines(*texts):
 
 def utf16(text):
     return b"\xff\xfe" + text.encode("utf-16-le", "surrogatepass")
+
+
+def run_on_terminal(arguments, columns=80, cwd=ROOT, **environment):
+    """The tool's exit code, and what it prints on a terminal of that many columns."""
+    master, slave = pty.openpty()
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
+    process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=cwd, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
+    os.close(slave)
+    out = b""
+    try:
+        while piece := os.read(master, 65536):
+            out += piece
+    except OSError:
+        pass
+    os.close(master)
+    return process.wait(), out.decode("utf-8").replace("\r\n", "\n")
+
+
+def on_terminal(*arguments, **options):
+    return run_on_terminal(*arguments, **options)[1]
 
 
 class Result:

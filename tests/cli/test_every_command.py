@@ -1,18 +1,15 @@
 """What all commands have in common, shown for each of them: which inputs they take and refuse, what becomes of an output that
 cannot be written, how far they say they have come, and what they make of slips."""
-import fcntl
 import json
 import os
 import pty
 import re
-import struct
 import subprocess
 import tempfile
-import termios
 import threading
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROOT, ROUND, TRAMO, CliTest, lines
+from support import ENVIRONMENT, METER, ROOT, ROUND, TRAMO, CliTest, lines, run_on_terminal
 
 GOOD = lines(ROUND, METER)
 
@@ -358,20 +355,9 @@ class Width(CliTest):
     """Tables fit a terminal of 80 columns. Findings are one line each, however long: editors read them."""
 
     def on_terminal(self, *arguments):
-        pid, terminal = pty.fork()
-        if pid == 0:
-            fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", 50, 80, 0, 0))
-            os.chdir(ROOT)
-            os.execve(TRAMO, [TRAMO, *arguments], ENVIRONMENT | {"TERM": "xterm", "NO_COLOR": "1"})
-        text = b""
-        try:
-            while block := os.read(terminal, 65536):
-                text += block
-        except OSError:
-            pass
-        os.close(terminal)
-        self.assertIn(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), (0, 1))
-        return [line for line in text.decode().replace("\r\n", "\n").splitlines() if "warning: " not in line]
+        code, text = run_on_terminal(arguments, NO_COLOR="1")
+        self.assertIn(code, (0, 1))
+        return [line for line in text.splitlines() if "warning: " not in line]
 
     def test_tables(self):
         for command in ("explain", "explain meter-subscriber", "explain key", "explain 0x01B", "explain samples/round-broken.txt:10:195",

@@ -3,8 +3,8 @@ import os
 import re
 import subprocess
 import unittest
-from support import AMR, ENVIRONMENT, METER, ROOT, TRAMO, CliTest, lines, put
-from test_show import on_terminal, plain
+from support import AMR, ENVIRONMENT, METER, ROOT, TRAMO, CliTest, lines, on_terminal, put
+from test_show import plain
 
 CODES = {0x001, 0x003, 0x004, *range(0x011, 0x01C), *range(0x101, 0x105), 0x111, 0x112, 0x113, 0x115, 0x117, 0x119, 0x11A,
          0x11B, 0x11C, 0x201, 0x202, 0x203}

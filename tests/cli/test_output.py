@@ -5,7 +5,7 @@ import re
 import subprocess
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, utf16
+from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, run_on_terminal, utf16
 
 BROKEN = lines(put(ROUND, 499, b"20241301"), put(put(METER, 507, b"Q"), 2, b"x   "), put(METER, 1, b"8"))
 SUMMARY = """\
@@ -68,19 +68,8 @@ f: nothing found
 class Colours(CliTest):
     def on_terminal(self, *arguments, env=None):
         """What the tool prints when its standard output is a terminal."""
-        pid, terminal = pty.fork()
-        if pid == 0:
-            os.chdir(self.folder)
-            os.execve(TRAMO, [TRAMO, *arguments], ENVIRONMENT | {"TERM": "xterm"} | (env or {}))
-        text = b""
-        try:
-            while block := os.read(terminal, 65536):
-                text += block
-        except OSError:
-            pass
-        os.close(terminal)
-        self.code = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
-        return text.decode("utf-8").replace("\r\n", "\n")
+        self.code, text = run_on_terminal(arguments, cwd=self.folder, **(env or {}))
+        return text
 
     def test_on_a_terminal(self):
         self.write("f", BROKEN)

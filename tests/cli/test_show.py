@@ -1,35 +1,10 @@
 """tramo show: lines as tables."""
-import os
-import pty
 import re
 import subprocess
 import unittest
-from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, put, sample, utf16
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, on_terminal, put, sample, utf16
 
 LONE = "\ud83d"
-
-
-def on_terminal(arguments, columns, **environment):
-    """What the tool prints on a terminal of that many columns."""
-    import fcntl
-    import struct
-    import termios
-    master, slave = pty.openpty()
-    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
-    process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=ROOT, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
-    os.close(slave)
-    out = b""
-    while True:
-        try:
-            piece = os.read(master, 65536)
-        except OSError:
-            break
-        if not piece:
-            break
-        out += piece
-    process.wait()
-    os.close(master)
-    return out.decode("utf-8").replace("\r\n", "\n")
 
 
 def plain(text):
