@@ -11,8 +11,8 @@ namespace tramo::cli {
 namespace {
 
 template <class Buffer> Buffer bufferOf(std::wstring_view text) {
-    Buffer line{};
-    std::ranges::copy(text.substr(0, line.size()), line.begin());
+    Buffer line;
+    std::fill(std::ranges::copy(text.substr(0, line.size()), line.begin()).out, line.end(), L'\0');
     return line;
 }
 

@@ -138,12 +138,6 @@ void findCharacters(std::wstring_view text, LineKind kind, std::vector<Finding>&
     add("SurrogateAlone", halves, firstHalf, "half surrogate pair", "each needs its other half beside it");
 }
 
-bool isSuspect(std::wstring_view text) {
-    unsigned suspects = 0;  // no early exit, no short circuit: this way the compiler looks at several characters at once
-    for (const wchar_t c : text) suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
-    return suspects != 0;
-}
-
 void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Finding>& findings) {
     if (line.lineFeed && line.carriageReturn) return;
     Finding finding =
@@ -206,7 +200,7 @@ bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>&
     // From here on every field stands in its columns.
     findLineEnd(line, extra, findings);
     if (shape.kind == LineKind::Key) return true;
-    if (isSuspect(text)) findCharacters(text, shape.kind, findings);
+    if (!line.plain) findCharacters(text, shape.kind, findings);
     if (shape.kind != LineKind::Record || isRecordLetter(text.front())) return true;
     if (text.front() == 0) return false;  // that has been told
     return refuse(lineFinding("LineLetterUnknown", fmt::format("unknown record letter {}", quoted(text.substr(0, 1))),

@@ -13,6 +13,7 @@ namespace tramo::cli {
 struct Line {
     std::wstring_view text{};  ///< without its line end
     bool carriageReturn = false, lineFeed = false;
+    bool plain = false;  ///< known to be without zeros and surrogates
     long long number = 0;
 };
 

@@ -20,14 +20,22 @@ std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t w
     return found;
 }
 
-void decode(std::string_view bytes, std::size_t width, std::wstring& text) {
+// False: a zero or half a surrogate pair is among the characters.
+bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
     const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
     text.resize(bytes.size() / width);
     wchar_t* to = text.data();
-    if (width == 1)
+    if (width == 1) {
         for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[i]);
-    else
-        for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[2 * i] | from[2 * i + 1] << 8);
+        return bytes.find('\0') == notFound;
+    }
+    unsigned suspects = 0;  // no early exit, no short circuit: this way the compiler looks at several characters at once
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned>(from[2 * i] | from[2 * i + 1] << 8);
+        suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
+        to[i] = static_cast<wchar_t>(c);
+    }
+    return suspects == 0;
 }
 
 }  // namespace
@@ -36,7 +44,7 @@ bool PieceReader::next(Line& line) {
     if (piece.bytes.empty()) return false;
     const std::size_t feed = findLineFeed(piece.bytes, 0, piece.width);
     line.lineFeed = feed != notFound;
-    decode(piece.bytes.substr(0, feed), piece.width, text);
+    line.plain = decode(piece.bytes.substr(0, feed), piece.width, text);
     line.number = piece.firstLine++;
     piece.bytes.remove_prefix(line.lineFeed ? feed + piece.width : piece.bytes.size());
     line.text = text;

@@ -1,4 +1,5 @@
 #include "common/dates.h"
+#include "common/perthread.h"
 #include "common/zone.h"
 #include "tramostream/dateutils.h"
 #include <chrono>
@@ -39,14 +40,15 @@ std::array<char, 8> findDigits(std::int32_t day) {
     return digits;
 }
 
+struct KnownDay {
+    std::int32_t day;  // a thread starts with zeros, that is with 1970-01-01 and no digits
+    std::array<char, 8> digits;
+};
+
 // The same from what this thread remembers, nearly six years of days.
 std::array<char, 8> digitsOf(std::int32_t day) {
-    struct Known {
-        std::int32_t day;  // a thread starts with zeros, that is with 1970-01-01 and no digits
-        std::array<char, 8> digits;
-    };
-    static constinit thread_local Known memory[2048]{};
-    Known& known = memory[static_cast<std::uint32_t>(day) % std::size(memory)];
+    auto& memory = ownOfThread<std::array<KnownDay, 2048>>();
+    KnownDay& known = memory[static_cast<std::uint32_t>(day) % memory.size()];
     if (known.day != day || known.digits[0] == 0) known = {day, findDigits(day)};
     return known.digits;
 }

@@ -1,4 +1,5 @@
 #include "common/zone.h"
+#include "common/perthread.h"
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -130,7 +131,7 @@ struct Memory {
 };
 
 Memory& memory() {
-    static constinit thread_local Memory memory{};
+    auto& memory = ownOfThread<Memory>();
     if (!memory.mark.holds()) {
         memory.mark.set();
         std::ranges::fill(memory.days, noDay);
