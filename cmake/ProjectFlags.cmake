@@ -4,6 +4,19 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TRAMOSTREAM_SANITIZE AND CMAKE_SY
     set(tramostream_hardened ON)
 endif()
 
+# The sources that these patterns mean, of two for one purpose the platform's: NAME_windows.cpp takes the place of NAME.cpp
+# on Windows, and is nothing elsewhere.
+function(tramostream_sources variable)
+    file(GLOB sources CONFIGURE_DEPENDS ${ARGN})
+    set(for_windows ${sources})
+    list(FILTER for_windows INCLUDE REGEX "_windows\\.cpp$")
+    if(WIN32)
+        list(TRANSFORM for_windows REPLACE "_windows\\.cpp$" ".cpp")
+    endif()
+    list(REMOVE_ITEM sources ${for_windows})
+    set(${variable} ${sources} PARENT_SCOPE)
+endfunction()
+
 # How every target of this project is compiled; not passed on to targets that link the library.
 function(tramostream_flags target)
     target_compile_features(${target} PUBLIC cxx_std_20)

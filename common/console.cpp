@@ -9,6 +9,7 @@
 #include <locale>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
 #ifdef __GLIBCXX__
 #include <ext/stdio_sync_filebuf.h>
@@ -47,7 +48,7 @@ bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
 // Whether wcout prints every character. It has to be known before: a refusal comes in the middle of the message, or as
 // a "?", and behind narrow output only the low bytes are printed.
 bool wideStreamPrints(std::wstring_view text) {
-    const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return c >= 0 && c < 0x80; });
+    const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c) < 0x80; });
     if (ascii || switchedOff(std::wcout)) return true;
     const std::wstreambuf* const buffer = std::wcout.rdbuf();
     if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);

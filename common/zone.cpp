@@ -1,4 +1,5 @@
 #include "common/zone.h"
+#include "common/hosttime.h"
 #include "common/perthread.h"
 #include <algorithm>
 #include <chrono>
@@ -6,10 +7,7 @@
 #include <cstring>
 
 #ifdef _WIN32
-#include <stdlib.h>
 #define environ _environ
-#define tzset _tzset
-#define localtime_r(time, result) localtime_s(result, time)
 #else
 #include <unistd.h>
 #endif
@@ -27,14 +25,7 @@ std::int64_t asSeconds(const std::tm& t) {
     return sys_seconds{date + hours{t.tm_hour} + minutes{t.tm_min} + seconds{t.tm_sec}}.time_since_epoch().count();
 }
 
-std::tm localTime(std::int64_t instant) {
-    const auto time = static_cast<std::time_t>(instant);
-    std::tm result{};
-    localtime_r(&time, &result);
-    return result;
-}
-
-std::int32_t offsetAt(std::int64_t instant) { return static_cast<std::int32_t>(asSeconds(localTime(instant)) - instant); }
+std::int32_t offsetAt(std::int64_t instant) { return static_cast<std::int32_t>(asSeconds(hosttime::local(instant)) - instant); }
 
 // Offsets are remembered in bins of time. No zone of the database has ever changed its offset twice within three days,
 // so two looks at most a day apart see every change.
@@ -55,7 +46,7 @@ template <int bits, std::size_t count, auto find> struct Bins {
     }
 
     [[gnu::noinline]] static Bin look(std::int64_t number) {
-        tzset();  // localtime_r need not look at TZ
+        hosttime::refresh();
         return {static_cast<std::int32_t>(number), find(number << bits, (number + 1) << bits)};
     }
 };
@@ -154,7 +145,7 @@ std::int64_t byMktime(std::int64_t local) {
     t.tm_min = ofDay / 60 % 60;
     t.tm_sec = ofDay % 60;
     t.tm_isdst = -1;
-    const std::int64_t instant = std::mktime(&t);
+    const std::int64_t instant = hosttime::instantOf(t);
     const std::int64_t moved = asSeconds(t) - local;
     return moved < -ofDay ? instant - moved : instant;
 }
@@ -197,8 +188,8 @@ std::int64_t toLocal(long32 instant) {
 }
 
 std::tm brokenDown(long32 instant) {
-    tzset();
-    return localTime(instant);
+    hosttime::refresh();
+    return hosttime::local(instant);
 }
 
 }  // namespace tramo::zone

@@ -1,6 +1,7 @@
 #include "model/describe.h"
 #include "common/console.h"
 #include <string>
+#include <type_traits>
 
 namespace tramo {
 namespace {
@@ -44,7 +45,7 @@ void appendNumbered(std::string_view text, int slot, std::wstring& out) {
 }
 
 void refuse(std::string_view model, wchar_t found, wchar_t expected) {
-    auto narrow = [](wchar_t c) { return c >= 0 && c <= 0xFF ? static_cast<char>(c) : '?'; };
+    auto narrow = [](wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c) <= 0xFF ? static_cast<char>(c) : '?'; };
     std::string message(model);
     message += " : unvalidLineType(";
     message += narrow(found);

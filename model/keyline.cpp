@@ -40,7 +40,7 @@ struct WideInput {
     wchar_t Take() { return at < text.size() ? text[at++] : L'\0'; }
 };
 
-bool isUtf16(wchar_t c) { return static_cast<std::uint32_t>(c) <= 0xFFFF; }
+bool isUtf16(std::uint32_t c) { return c <= 0xFFFF; }
 
 // Appends the text as UTF-8; answers the index of the first character that is none.
 std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
@@ -48,7 +48,7 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
     for (WideInput in{text}; in.at < text.size();) {
         const std::size_t first = in.at;
         unsigned code = 0;
-        if (!isUtf16(text[first]) || !Utf16::Decode(in, &code) || code == 0) return first;
+        if (!isUtf16(static_cast<std::uint32_t>(text[first])) || !Utf16::Decode(in, &code) || code == 0) return first;
         Utf8::Encode(out, code);
     }
     return std::nullopt;

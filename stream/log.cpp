@@ -1,5 +1,7 @@
 #include "tramostream/log.h"
 #include "common/console.h"
+#include "common/hosttime.h"
+#include "common/nativepath.h"
 #include <array>
 #include <ctime>
 #include <fstream>
@@ -26,10 +28,8 @@ const std::string& levelName(Level level) {
 }
 
 std::string timeOfDay() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    tzset();  // localtime_r alone need not notice a change of TZ
-    localtime_r(&now, &local);
+    tramo::hosttime::refresh();
+    const std::tm local = tramo::hosttime::local(std::time(nullptr));
     std::array<char, 16> text{};
     return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &local)};
 }
@@ -57,7 +57,7 @@ std::string className(std::string_view signature) {
 
 void writeLine(Level level, const std::string& className, const std::string& message) {
     const std::string& fileName = initializer::m_logFileName;
-    std::ofstream file(fileName, std::ios::out | std::ios::app | std::ios::ate);
+    std::ofstream file(tramo::nativePath(fileName.c_str()), std::ios::out | std::ios::app | std::ios::ate);
     const std::string line =
         timeOfDay() + " log " + rightAligned(levelName(level), 8) + "  {" + className + "} " + message + '\n';
     if (fileName == noLogFile) tramo::console::narrow(line);

@@ -152,6 +152,6 @@ void oFileStream::State::encode(std::wstring_view text) {
 write_exception oFileStream::State::refusal(int reason) const {
     const std::uint64_t safe = lineNumber - file.waitingUnits();
     const std::string last = safe > firstLine ? "line " + std::to_string(safe) + " is the last one" : "no line of this stream is";
-    const std::string text = std::system_category().message(reason) + "; " + last + " safely in the file";
+    const std::string text = std::generic_category().message(reason) + "; " + last + " safely in the file";
     return write_exception{"cannot write to " + path + ": " + text};
 }

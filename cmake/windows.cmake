@@ -1,0 +1,22 @@
+# Cross-builds for 64-bit Windows with Debian's MinGW-w64. What Debian packages for Linux only and is made of headers or
+# sources is found by the modules in cmake/windows.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
+set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
+set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/windows)
+set(ZLIB_USE_STATIC_LIBS ON)
+
+# Of the headers of Linux, these and no others.
+set(debian_headers ${CMAKE_BINARY_DIR}/debian-headers)
+file(MAKE_DIRECTORY ${debian_headers})
+foreach(folder CLI fmt rapidjson)
+    file(CREATE_LINK /usr/include/${folder} ${debian_headers}/${folder} SYMBOLIC)
+endforeach()
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${debian_headers})

@@ -1,0 +1,15 @@
+# Debian's sources of GoogleTest (package googletest).
+set(GTest_FOUND FALSE)
+if(EXISTS /usr/src/googletest/googletest/src/gtest-all.cc)
+    set(GTest_FOUND TRUE)
+    if(NOT TARGET GTest::gtest_main)
+        add_library(windows_gtest STATIC
+            /usr/src/googletest/googletest/src/gtest-all.cc /usr/src/googletest/googletest/src/gtest_main.cc)
+        target_include_directories(windows_gtest SYSTEM PUBLIC /usr/src/googletest/googletest/include PRIVATE /usr/src/googletest/googletest)
+        target_compile_features(windows_gtest PUBLIC cxx_std_20)
+        target_compile_options(windows_gtest PRIVATE -O1)
+        add_library(GTest::gtest_main ALIAS windows_gtest)
+    endif()
+elseif(GTest_FIND_REQUIRED)
+    message(FATAL_ERROR "the sources of GoogleTest are missing: /usr/src/googletest")
+endif()

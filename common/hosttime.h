@@ -1,0 +1,17 @@
+// Time zones as the host has them. No answer is remembered here: see common/zone.h.
+#pragma once
+#include <cstdint>
+#include <ctime>
+
+namespace tramo::hosttime {
+
+// Takes notice of a zone that has changed since; local() and instantOf() need not.
+void refresh();
+
+// The local time of an instant, with its tm_isdst.
+std::tm local(std::int64_t instant);
+
+// The instant of a local time of any tm_isdst, as mktime finds it; also puts the fields right.
+std::int64_t instantOf(std::tm& time);
+
+}  // namespace tramo::hosttime
