@@ -91,7 +91,11 @@ const Record<M>& M::layout() {
 }
 
 M::MeterSubscriberTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
-TramoLine::tramoLine_t M::toTramoLine() { return builtLine.emplace(layout().build(*this)); }
+TramoLine::tramoLine_t M::toTramoLine() {
+    auto built = layout().build(*this);
+    builtLine = built;
+    return built;
+}
 std::wstring M::toString() const { return layout().print(*this); }
 std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
 
