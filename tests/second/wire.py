@@ -1,0 +1,40 @@
+"""How texts and values travel between this and the driver; wire.h tells the same."""
+import math
+import re
+import struct
+
+SPECIAL = re.compile(r'[^ !#-;=-\[\]-~]')
+
+
+def shown(text):
+    """The text in printable ASCII."""
+    return SPECIAL.sub(lambda character: f"<{ord(character[0]):x}>", text)
+
+
+def bits(number):
+    """The 64 bits of a decimal number; what is no number has none."""
+    if math.isnan(number):
+        return "-nan" if math.copysign(1, number) < 0 else "nan"
+    return f"{struct.unpack('>Q', struct.pack('>d', number))[0]:x}"
+
+
+def plain(value):
+    """The value as the driver's JSON has it."""
+    if isinstance(value, str):
+        return shown(value)
+    if isinstance(value, float):
+        return bits(value)
+    if isinstance(value, (list, tuple)):
+        return [plain(each) for each in value]
+    if isinstance(value, dict):
+        return {name: plain(each) for name, each in value.items()}
+    return value
+
+
+def word(value):
+    """The value as an argument in a request."""
+    if isinstance(value, bool):
+        return "true" if value else "false"
+    if isinstance(value, float):
+        return f"{struct.unpack('>Q', struct.pack('>d', value))[0]:x}"
+    return shown(value) if isinstance(value, str) else str(value)
