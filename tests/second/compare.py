@@ -24,7 +24,7 @@ from values import Host
 from wire import plain
 
 ZONES = ("Europe/Berlin", "UTC", "America/New_York", "Asia/Kathmandu", "Australia/Lord_Howe", "America/Sao_Paulo", "Pacific/Apia",
-         "Africa/Monrovia")
+         "Africa/Monrovia", "America/Godthab", "Europe/Dublin")
 KINDS = tuple(record.model() for record in records.RECORDS) + ("key line", "codec")
 AT_ONCE = 1000
 

@@ -173,11 +173,11 @@ def moment_of(host, year, month=1, day=1, hour=0, minute=0):
 
 
 def moment_of_skipped(host, wall, moments):
-    """The clock goes past this time. Moved by what it skips, on the same day; into summer time where only one of the
-    two ways leads there."""
-    same_day = [moment for moment in moments if clock(moment, host.zone).date() == wall.date()] or moments
-    summer = [moment for moment in same_day if clock(moment, host.zone).dst()]
-    moments = summer if len(summer) == 1 else same_day
+    """The clock goes past this time. Moved by what it skips, but not to the day before; into summer time where only one
+    of the two ways leads there."""
+    moments = [moment for moment in moments if clock(moment, host.zone).date() >= wall.date()] or moments
+    summer = [moment for moment in moments if clock(moment, host.zone).dst()]
+    moments = summer if len(summer) == 1 else moments
     return moments[0] if len(moments) == 1 else host.choose(moments)
 
 
