@@ -20,3 +20,14 @@ foreach(folder CLI fmt rapidjson)
     file(CREATE_LINK /usr/include/${folder} ${debian_headers}/${folder} SYMBOLIC)
 endforeach()
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${debian_headers})
+
+# Programs and the library need nothing beside them: neither the compiler's libraries nor that of threads.
+foreach(kind EXE SHARED)
+    set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -s")
+endforeach()
+
+# Where there is Wine, tests run.
+find_program(WINE wine64 PATHS /usr/lib/wine)
+if(WINE)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${WINE})
+endif()

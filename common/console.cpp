@@ -27,12 +27,16 @@ namespace {
 // The caller's way to silence a stream: to take its buffer away, or to set failbit.
 template <class Char> bool switchedOff(const std::basic_ostream<Char>& out) { return !out.rdbuf() || (out.fail() && !out.bad()); }
 
+#ifdef _WIN32
+bool processLocalePrints(std::wstring_view) { return false; }  // as bytes of a code page at best
+#else
 bool processLocalePrints(std::wstring_view text) {
     std::mbstate_t state{};
     std::string bytes(MB_CUR_MAX, '\0');
     return std::ranges::all_of(
         text, [&](wchar_t c) { return std::wcrtomb(bytes.data(), c, &state) != static_cast<std::size_t>(-1); });
 }
+#endif
 
 bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
     const std::locale locale = file.getloc();

@@ -5,7 +5,7 @@
 
 namespace tramo::hosttime {
 
-// Takes notice of a zone that has changed since; local() and instantOf() need not.
+// Takes notice of what TZ says now, as instantOf() does; local() need not.
 void refresh();
 
 // The local time of an instant, with its tm_isdst.

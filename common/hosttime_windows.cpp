@@ -288,28 +288,35 @@ Zone zoneOf(const char* variable) {
 
 class CurrentZone {
 public:
-    Offset at(std::int64_t instant) {
+    static CurrentZone& get() {
+        static CurrentZone zone;
+        return zone;
+    }
+
+    void refresh() {
         const char* const now = std::getenv("TZ");
         const std::lock_guard lock(mutex);
-        if (!zone || hasVariable != (now != nullptr) || (now != nullptr && variable != now)) {
-            zone = zoneOf(now);
-            hasVariable = now != nullptr;
-            variable = now != nullptr ? now : "";
-        }
+        if (zone && hasVariable == (now != nullptr) && (now == nullptr || variable == now)) return;
+        zone = zoneOf(now);
+        hasVariable = now != nullptr;
+        variable = now != nullptr ? now : "";
+    }
+
+    Offset at(std::int64_t instant) {
+        const std::lock_guard lock(mutex);
         return zone(instant);
     }
 
 private:
+    CurrentZone() { refresh(); }
+
     std::mutex mutex;
     Zone zone;
     bool hasVariable = false;
     std::string variable;
 };
 
-Offset offsetAt(std::int64_t instant) {
-    static CurrentZone zone;
-    return zone.at(instant);
-}
+Offset offsetAt(std::int64_t instant) { return CurrentZone::get().at(instant); }
 
 std::tm fieldsOf(std::int64_t localTime, bool summer) {
     const auto day = floor<days>(sys_seconds{seconds{localTime}});
@@ -350,7 +357,7 @@ std::int64_t instantOf(std::int64_t localTime) {
 
 }  // namespace
 
-void refresh() {}  // TZ is looked at each time
+void refresh() { CurrentZone::get().refresh(); }
 
 std::tm local(std::int64_t instant) {
     const Offset offset = offsetAt(instant);
@@ -358,6 +365,7 @@ std::tm local(std::int64_t instant) {
 }
 
 std::int64_t instantOf(std::tm& time) {
+    refresh();
     const std::int64_t instant = instantOf(secondsOf(time));
     time = local(instant);
     return instant;

@@ -90,7 +90,11 @@ std::int32_t findOfLocalTimes(std::int64_t begin, std::int64_t end) {
 class TimeZoneMark {
 public:
     bool holds() const {
-        if (!place || environ != environment || *place != entry) return false;
+        if (!place || environ != environment) return false;
+#ifdef _WIN32  // the C runtime uses the memory of old entries for new ones
+        if (find() != place) return false;
+#endif
+        if (*place != entry) return false;
         if (entry) return std::strcmp(entry, text) == 0;
         return place == environ || place[-1] == last;
     }
@@ -98,13 +102,20 @@ public:
     void set() {
         environment = place = environ;
         if (!place) return;
-        while (*place && std::strncmp(*place, "TZ=", 3) != 0) ++place;
+        place = find();
         entry = *place;
         last = place == environ ? nullptr : place[-1];
         if (entry) std::strncpy(text, entry, sizeof text - 1);
     }
 
 private:
+    // The entry, or the end of the environment.
+    static char** find() {
+        char** at = environ;
+        while (*at && std::strncmp(*at, "TZ=", 3) != 0) ++at;
+        return at;
+    }
+
     char** environment;
     char** place;
     const char* entry;

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <locale.h>
 
@@ -96,10 +97,23 @@ bool plainDecimal(std::wstring_view text, double& value) {
     return true;
 }
 
+// What stands for a point or a comma where toDoubleInCLocale reads.
+char decimalPoint() {
+#ifdef _WIN32
+    return *std::localeconv()->decimal_point;
+#else
+    return '.';
+#endif
+}
+
 double toDoubleInCLocale(const char* text, char** end) {
 #ifdef _WIN32
-    static const _locale_t c = _create_locale(LC_ALL, "C");
-    return _strtod_l(text, end, c);
+    // MinGW's own conversion, for that of Windows is not exact, and knows neither hexadecimal numbers nor infinity. This
+    // one has but two blanks, and the decimal point of the locale.
+    const char* const begin = text + std::strspn(text, " \t\n\v\f\r");
+    const double value = __mingw_strtod(begin, end);
+    if (*end == begin) *end = const_cast<char*>(text);
+    return value;
 #else
     static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);  // a constant of the C library: nothing is allocated
     return strtod_l(text, end, c);
@@ -120,7 +134,8 @@ bool anyNumber(const char* text, double& value) {
 
 // The text for the standard conversion; a character that no number can hold ends it.
 void narrow(std::wstring_view text, char* out) {
-    for (const wchar_t c : text) *out++ = c == L',' ? '.' : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
+    const char point = decimalPoint();
+    for (const wchar_t c : text) *out++ = c == L',' || c == L'.' ? point : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
     *out = '\0';
 }
 

@@ -6,8 +6,14 @@
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include "support/streamfiles.h"
+#include <fcntl.h>
+#include <io.h>
+#else
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 namespace {
 
@@ -101,6 +107,30 @@ const Case cases[] = {
 };
 // clang-format on
 
+#ifdef _WIN32
+// Standard output of this program run for one case, and what it says on the error output.
+std::string run(const char* name, std::string& errors) {
+    const streams::TempFolder folder;
+    const std::string files[] = {folder.path("out"), folder.path("err")};
+    int before[2];
+    for (int stream = 0; stream < 2; ++stream) {
+        before[stream] = _dup(stream + 1);
+        const int file = _open(files[stream].c_str(), _O_CREAT | _O_WRONLY | _O_TEXT, 0600);
+        _dup2(file, stream + 1);
+        _close(file);
+    }
+    const auto status = _spawnl(_P_WAIT, _pgmptr, "console_test", "--say", name, nullptr);
+    for (int stream = 0; stream < 2; ++stream) {
+        _dup2(before[stream], stream + 1);
+        _close(before[stream]);
+    }
+    errors = streams::readFile(files[1]);
+    if (status != 0) errors += "the process failed";
+    std::string printed = streams::readFile(files[0]);
+    std::erase(printed, '\r');  // before each line feed
+    return printed;
+}
+#else
 // Standard output of this program run for one case, and what it says on the error output.
 std::string run(const char* name, std::string& errors) {
     int out[2], err[2];
@@ -128,6 +158,7 @@ std::string run(const char* name, std::string& errors) {
     if (status != 0) errors += "the process failed";
     return printed;
 }
+#endif
 
 class Process : public testing::TestWithParam<Case> {};
 INSTANTIATE_TEST_SUITE_P(, Process, testing::ValuesIn(cases), [](const auto& one) { return std::string(one.param.name); });

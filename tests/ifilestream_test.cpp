@@ -12,11 +12,13 @@
 #include <functional>
 #include <new>
 #include <random>
+#include <type_traits>
+#ifndef _WIN32
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
-#include <type_traits>
 #include <unistd.h>
+#endif
 
 namespace {
 
@@ -269,9 +271,13 @@ TEST_F(InputStream, AnEmptyFileLeavesTheTextAsItWas) {
 
 TEST_F(InputStream, WhatCannotBeReadIsAnUnsupportedEncoding) {
     std::filesystem::create_directory(path("folder"));
-    std::filesystem::create_symlink("loop", path("loop"));
     file("f", "ab");
-    for (const std::string& name : {path("missing"), path("folder"), path("loop"), path("f/below"), "/proc/self/mem"s, ""s}) {
+    std::vector<std::string> names{path("missing"), path("folder"), path("f/below"), ""};
+#ifndef _WIN32
+    std::filesystem::create_symlink("loop", path("loop"));
+    names.insert(names.end(), {path("loop"), "/proc/self/mem"});
+#endif
+    for (const std::string& name : names) {
         for (const int encoding : {ansi, utf16le}) {
             iFileStream stream;
             EXPECT_EQ(thrownBy<read_exception>([&] { stream.open(name.c_str(), encoding); }), "Unsupported encoding.") << name;
@@ -674,6 +680,8 @@ TEST_F(InputStream, AKeyLineHasAnyLengthAndNothingElseIsWritten) {
 
 // ---- Pipes and restless files ---------------------------------------------------------------------------------------
 
+#ifndef _WIN32  // where no process splits in two, pipes have no place among files, and nothing tells what memory was needed
+
 // Runs in a process of its own, which ends with it.
 pid_t inChild(const std::function<void()>& work) {
     const pid_t child = fork();
@@ -788,6 +796,7 @@ TEST_F(InputStream, AFileThatGrowsAndShrinksWhileItIsReadDoesNoHarm) {
     kill(restless, SIGKILL);
     waitpid(restless, nullptr, 0);
 }
+#endif
 
 // ---- Size -----------------------------------------------------------------------------------------------------------
 
@@ -811,7 +820,7 @@ TEST_F(InputStream, MillionsOfEmptyLinesAreReadOneByOne) {
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__)  // which needs memory of its own
+#if !defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)  // the former needs memory of its own
 // The largest memory that a process has needed until now, in bytes.
 std::size_t peakMemory() {
     std::ifstream status("/proc/self/status");
@@ -918,6 +927,7 @@ TEST_F(InputStream, ALineFeedIsWhatTheLocaleMakesOne) {
 }
 
 TEST_F(InputStream, CharactersAboveFFFFBecomeSurrogatePairs) {
+    if (sizeof(wchar_t) == 2) GTEST_SKIP() << "no character is above";
     const streams::GlobalLocale locale(localeWith([](unsigned char byte) {
         return byte == '1' ? 0x10000U : byte == '2' ? 0x1F600U : byte == '3' ? 0x10FFFFU : byte == '4' ? 0x110000U : byte;
     }));
@@ -996,7 +1006,8 @@ protected:
         return text;
     }
 
-    streams::GlobalLocale locale{std::locale("C.UTF-8")};
+    streams::GlobalLocale locale{streams::utf8Locale()};
+    const bool takesMore = sizeof(wchar_t) == 2;  // the standard library's own conversion
 };
 
 TEST_F(Utf8Input, ConvertsCharactersOfEveryLength) {
@@ -1004,6 +1015,7 @@ TEST_F(Utf8Input, ConvertsCharactersOfEveryLength) {
 }
 
 TEST_F(Utf8Input, WhatIsNoUtf8StaysWhatItIs) {
+    if (takesMore) GTEST_SKIP() << "half a pair is a character of that locale";
     for (const std::string_view bytes : {"caf\xE9"sv, "caf\xE9 \u00E9t\u00E9"sv, "\xC3"sv, "\xE2\x82"sv, "\xE2\x82\nx"sv,
              "x\xF0\x9F\x98"sv, "\xFF\xFE"sv, "\x80\x80"sv, "a\0b\xC3"sv, "\xC0\x80"sv, "\xED\xA0\x80"sv}) {
         iFileStream stream;
@@ -1026,6 +1038,7 @@ TEST_F(Utf8Input, CharactersAcrossEveryBorderInsideTheConversion) {
 }
 
 TEST_F(Utf8Input, RandomBytesFollowTheRule) {
+    if (takesMore) GTEST_SKIP() << "bytes of characters above U+10FFFF are none of that locale";
     std::mt19937 random(20240229);
     const std::string_view pieces[] = {
         "a", "\0"sv, "\r", "\u00E9", "\u20AC", "\U0001F600", "\xC3", "\xE2", "\x82", "\xF0\x9F", "\xFF", "\x80"};

@@ -19,6 +19,12 @@ using streams::readFile;
 
 using Log = streams::StreamTest;
 
+#ifdef _WIN32
+const std::string lineEnd = "\r\n";
+#else
+const std::string lineEnd = "\n";
+#endif
+
 // Another time zone for as long as it lives.
 class TimeZone {
 public:
@@ -94,7 +100,7 @@ TEST_F(Log, ALineBeginsWithTheTimeOfDay) {
         ASSERT_TRUE(text.at(digit) >= '0' && text[digit] <= '9') << text;
         text[digit] = '0';
     }
-    EXPECT_EQ(text, "00:00:00 log     Warn  {iFileStream} File round.txt is open but empty.\n");
+    EXPECT_EQ(text, "00:00:00 log     Warn  {iFileStream} File round.txt is open but empty." + lineEnd);
 }
 
 TEST_F(Log, TheTimeIsLocalAndFollowsTheZone) {
@@ -124,7 +130,7 @@ TEST_F(Log, LinesAreAppended) {
     EXPECT_TRUE(text.starts_with("older line\n"));
     EXPECT_EQ(log().at(1), " log     Warn  {iFileStream} first");
     EXPECT_EQ(log().at(2), " log      Err  {oFileStream} second");
-    EXPECT_TRUE(text.ends_with("second\n"));
+    EXPECT_TRUE(text.ends_with("second" + lineEnd));
 }
 
 TEST_F(Log, ALongMessageIsWrittenWhole) {

@@ -8,11 +8,13 @@
 #include <fcntl.h>
 #include <functional>
 #include <random>
+#include <type_traits>
+#ifndef _WIN32
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <type_traits>
 #include <unistd.h>
+#endif
 
 namespace {
 
@@ -308,6 +310,7 @@ TEST_F(OutputStream, WithNothingOpenNothingIsPut) {
     EXPECT_EQ(out.getLineNumber(), 0);
 }
 
+#ifndef _WIN32  // which has no such rights
 TEST_F(OutputStream, ANewFileHasTheRightsThatTheUserLeaves) {
     const mode_t before = umask(027);
     open(path("f"), ansi);
@@ -316,11 +319,18 @@ TEST_F(OutputStream, ANewFileHasTheRightsThatTheUserLeaves) {
     ASSERT_EQ(stat(path("f").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0640U);
 }
+#endif
 
 TEST_F(OutputStream, NoDescriptorIsLost) {
     const auto descriptors = [] {
+#ifdef _WIN32
+        const int lowest = _dup(1);
+        _close(lowest);
+        return lowest;
+#else
         const std::filesystem::directory_iterator entries("/proc/self/fd");
         return std::distance(begin(entries), end(entries));
+#endif
     };
     const auto before = descriptors();
     for (int i = 0; i < 3; ++i) {
@@ -408,6 +418,9 @@ TEST_F(OutputStream, ClearGoesByThePath) {
 }
 
 TEST_F(OutputStream, ClearOfAPathThatIsGoneClosesTheFile) {
+#ifdef _WIN32
+    GTEST_SKIP() << "a folder of an open file does not go";
+#endif
     std::filesystem::create_directory(path("folder"));
     open(path("folder/f"), ansi);
     std::filesystem::remove_all(path("folder"));
@@ -503,7 +516,7 @@ TEST_F(OutputStream, ALocaleDoesNotTouchUtf16) {
 }
 
 TEST_F(OutputStream, AUtf8LocaleWritesSurrogatePairsAsOneCharacter) {
-    const streams::GlobalLocale locale(std::locale("C.UTF-8"));
+    const streams::GlobalLocale locale(streams::utf8Locale());
     open(path("f"), ansi);
     out.putLine(std::wstring{L'a', 0xE9, 0x20AC, 0xD83D, 0xDE00, L'b', L'\0', L'c'}, true);
     out.putLine(std::wstring(3000, L'\u20AC'), true);
@@ -546,6 +559,8 @@ TEST_F(OutputStream, TheFileHoldsWholeLinesAtAnyTime) {
 }
 
 // ---- A full disk ----------------------------------------------------------------------------------------------------
+
+#ifndef _WIN32  // where no limit makes a disk full, pipes have no place among files, and no process splits in two
 
 // Lets the files of this process grow up to a size, as if the disk was full then.
 class FileSizeLimit {
@@ -828,6 +843,7 @@ TEST_F(OutputStream, AKilledProcessLeavesWholeLines) {
     }
     EXPECT_LE(torn, 1);
 }
+#endif
 
 // ---- Against the literal model --------------------------------------------------------------------------------------
 

@@ -92,6 +92,7 @@ TEST(Utf8, LoneSurrogatesAndWhatIsNoCodeUnitAreReplaced) {
                                                   "A");
     EXPECT_EQ(encode(std::wstring{0xDE00, 0xD83D}), "\xEF\xBF\xBD\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{0xD83D, 0xD83D, 0xDE00}), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
+    if (sizeof(wchar_t) == 2) return;  // then each is a code unit
     EXPECT_EQ(encode(std::wstring{static_cast<wchar_t>(0x1F600)}), "\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{static_cast<wchar_t>(-1)}), "\xEF\xBF\xBD");
 }

@@ -1,6 +1,8 @@
 // A record's fields as a test states them, and a second model of the record made from them: slow, plain, and apart from
 // the real one, so that the two can be compared.
 #pragma once
+#include "common/hosttime.h"
+#include "support/numbers.h"
 #include "tramostream/fielderror.h"
 #include "tramostream/fields.h"
 #include "tramostream/tramoline.h"
@@ -231,7 +233,7 @@ inline std::optional<long long> seconds(int year, int month, int day, int hour =
     std::tm time{};
     time.tm_year = year - 1900, time.tm_mon = month - 1, time.tm_mday = day, time.tm_hour = hour, time.tm_min = minute;
     time.tm_isdst = -1;
-    const std::time_t result = std::mktime(&time);
+    const std::time_t result = tramo::hosttime::instantOf(time);
     if (result < std::numeric_limits<std::int32_t>::min() || result > std::numeric_limits<std::int32_t>::max()) return {};
     return result;
 }
@@ -262,10 +264,10 @@ inline std::optional<long long> secondsOf(const std::wstring& text, FieldKind ki
 }
 
 inline std::optional<FieldValue> numberIn(const std::wstring& text) {
-    wchar_t* end = nullptr;
+    std::size_t used = 0;
     errno = 0;
-    const long long value = std::wcstoll(text.c_str(), &end, 10);
-    if (end == text.c_str() || errno == ERANGE) return {};
+    const long long value = standardInteger(text.c_str(), used);
+    if (used == 0 || errno == ERANGE) return {};
     return FieldValue(value);
 }
 
@@ -277,10 +279,10 @@ inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
     case Decimal: {
         for (wchar_t& c : text)
             if (c == L',') c = L'.';
-        wchar_t* end = nullptr;
+        std::size_t used = 0;
         errno = 0;
-        const double value = std::wcstod(text.c_str(), &end);
-        if (end == text.c_str() || errno == ERANGE) return {};
+        const double value = standardDouble(text.c_str(), used);
+        if (used == 0 || errno == ERANGE) return {};
         return FieldValue(value);
     }
     case Date:
@@ -298,7 +300,7 @@ inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
     case Flag: return FieldValue(text[0] == L'1');
     case AlarmFlags: {
         const std::wstring swapped = text.size() < 3 ? text : text.substr(2) + text.substr(0, 2);
-        std::wistringstream in(swapped);
+        std::wistringstream in(forStandardStream(swapped));
         int bits = 0;
         in >> std::hex >> bits;
         return FieldValue(static_cast<long long>(bits & 0xFFF));
@@ -323,13 +325,9 @@ inline std::optional<std::wstring> writtenText(const Row& row, const FieldValue&
     case Date:
     case DateTime:
     case Year: {
-        const std::time_t time = std::get<long long>(value);
+        const std::tm time = tramo::hosttime::local(std::get<long long>(value));
         char buffer[40];
-        std::strftime(buffer, sizeof buffer,
-            row.kind == Date       ? "%Y%m%d"
-            : row.kind == DateTime ? "%Y%m%d%H%M"
-                                   : "%Y",
-            std::localtime(&time));
+        std::strftime(buffer, sizeof buffer, row.kind == Date ? "%Y%m%d" : row.kind == DateTime ? "%Y%m%d%H%M" : "%Y", &time);
         return wide(buffer);
     }
     case Code: {

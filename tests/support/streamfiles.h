@@ -3,6 +3,7 @@
 #include "tramostream/log.h"
 #include "tramostream/tramoline.h"
 #include <algorithm>
+#include <codecvt>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -90,6 +91,15 @@ public:
 private:
     std::locale before;
 };
+
+// One in which single-byte text is UTF-8.
+inline std::locale utf8Locale() {
+#ifdef _WIN32
+    return std::locale(std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>);  // no locale has a name there
+#else
+    return std::locale("C.UTF-8");
+#endif
+}
 
 // A buffer's characters up to the first zero.
 template <std::size_t N> std::wstring textOf(const std::array<wchar_t, N>& line) {
