@@ -11,6 +11,9 @@ namespace {
 template <class Line> struct Model {
     FieldText label;
     int number = 0;
+    bool isSet = false;
+    TF::MeterFluid fluidType = TF::MeterFluid::Unset;
+    codec::AlarmFlags alarmFlags{};
     Line line{};
     ErrorLists errors;
 };
@@ -108,6 +111,43 @@ TEST(Row, ReportsAsItsParticularsSay) {
     EXPECT_EQ(row.buildError(), (TE::FieldError{2, TE::BuildText}));
     EXPECT_EQ(row.missingColumn(), 3);
     EXPECT_STREQ(row.label(), "theNumber");
+}
+
+TEST(Layout, NamesAColumnOutsideTheLineAlsoWhenRun) {
+    const Row<Long> low[] = {inLong(1, 1)}, high[] = {inLong(512, 2)}, negative[] = {inLong(9, -1)};
+    EXPECT_EQ(outside(low), 1);
+    EXPECT_EQ(outside(high), 512);
+    EXPECT_EQ(outside(negative), 9);
+    const Row<Short> whole[] = {inShort(1, 23)};
+    EXPECT_EQ(outside(whole), detail::noColumn);
+    const Row<Long> apart[] = {inLong(2, 10), inLong(12, 501)};
+    EXPECT_EQ(shared(apart), detail::noColumn);
+}
+
+TEST(Value, MeasuresWhatAConditionIsAbout) {
+    Long model;
+    EXPECT_EQ(text<&Long::label>.measure(model), 0);
+    model.label = std::wstring(L"four");
+    EXPECT_EQ(text<&Long::label>.measure(model), 4);
+    model.number = -7;
+    EXPECT_EQ(number<&Long::number>.measure(model), -7);
+    EXPECT_EQ(flag<&Long::isSet>.measure(model), 0);
+    model.isSet = true;
+    EXPECT_EQ(flag<&Long::isSet>.measure(model), 1);
+    EXPECT_EQ(fluid<&Long::fluidType>.measure(model), 0) << "unset";
+    model.fluidType = TF::MeterFluid::Blank;
+    EXPECT_EQ(fluid<&Long::fluidType>.measure(model), 1);
+    EXPECT_EQ(alarms<&Long::alarmFlags>.measure(model), 0);
+    model.alarmFlags[0] = model.alarmFlags[11] = true;
+    EXPECT_EQ(alarms<&Long::alarmFlags>.measure(model), 2049);
+}
+
+TEST(Value, OfTwelveAlarmsIsShownAsTheirBits) {
+    Long model;
+    model.alarmFlags[1] = model.alarmFlags[10] = true;
+    std::wstring shown = L"alarms:";
+    alarms<&Long::alarmFlags>.print(model, shown);
+    EXPECT_EQ(shown, L"alarms:1026");
 }
 
 TEST(Condition, ComparesWithItsLimit) {
