@@ -13,7 +13,7 @@ STRANGERS = "é ÿ\x80\xa0\x85 ı٣７०０𝟘\ud83d\ude00\ud800\udfff\uffff\u
 # Fields of a line are strictly as they are written, or in all ways that can be read, with odd ones between them, or also such
 # that nobody would write.
 MANNERS = ("strict", "strict", "loose", "hostile")
-WRONG_LETTERS = "8!a:/ \0\u0131\u0031é\u2003\U00010031"
+WRONG_LETTERS = "8!a:/ \0\xff\u0100\u0131é\u2003\U00010031"
 SMALL = "0123456789 ABCabc+-.,eExX()nNiIfFaApPtyTY'\"<>\\/;"
 
 
@@ -211,9 +211,11 @@ class Maker:
 
     def change(self, record):
         name, default = self.random.choice(MEMBERS[record])
-        return name, self.value(name, default, 64 if name in record.LONG_LONG else 32)
+        width = WIDTHS[record].get(name, 8) + self.random.choice((-1, 0, 0, 1, 1, 8))
+        return name, self.value(name, default, 64 if name in record.LONG_LONG else 32, width)
 
-    def value(self, name, default, size):
+    def value(self, name, default, size, width=8):
+        """Of the type of the default, of so many bits, or so many characters."""
         random = self.random
         if isinstance(default, bool):
             return self.chance(0.5)
@@ -229,7 +231,8 @@ class Maker:
                                             random.choice(self.zone.changes) + random.randint(-3600, 3600)))
         if default == values.UNSET or name == "Type":
             return self.random.choice("!0123456789 WCEGHTABDHNYdnMTARUx\xe9\u0141")
-        return self.text(random.choice((1, 2, 3, 8, 9, 16, 17, 31, 64, 65, 170)))
+        text = self.text(max(1, width))
+        return text.rstrip(" ") if self.chance(0.3) else text
 
     # ---- Requests ------------------------------------------------------------------------------------------------
 
@@ -243,19 +246,23 @@ class Maker:
         return "\t".join(words + [f"{name}={word(value)}" for name, value in changes]), line, changes
 
 
+def of_blank_line(record):
+    return record(values.Host(datetime.timezone.utc), record.LETTER.ljust(record.LENGTH))
+
+
 def layout(record):
     """The columns, widths and kinds of the fields of a record, found by reading a blank line."""
-    blank = record(values.Host(datetime.timezone.utc), record.LETTER.ljust(record.LENGTH))
     # A field that is cut twice is of the kind that is not a mere text.
     kinds = {}
-    for column, width, kind in blank.fields.cuts:
+    for column, width, kind in of_blank_line(record).fields.cuts:
         if kind != "text" or column not in kinds:
             kinds[column] = (column, width, kind)
     return list(kinds.values())
 
 
 LAYOUTS = {record: layout(record) for record in records.RECORDS}
-MEMBERS = {record: list(record(values.Host(datetime.timezone.utc), "").member.items()) for record in records.RECORDS}
+MEMBERS = {record: list(of_blank_line(record).member.items()) for record in records.RECORDS}
+WIDTHS = {record: {name: cut[1] for name, cut in of_blank_line(record).cut_of.items()} for record in records.RECORDS}
 
 
 def sample_lines():

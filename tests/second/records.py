@@ -137,6 +137,7 @@ class Record:
         self.kept = " " * self.LENGTH + "\r\n" if line is None else line[:self.LENGTH + 2].ljust(self.LENGTH + 2, "\0")
         self.parse_errors = []
         self.member = {}
+        self.cut_of = {}  # which columns a member was read from, for those who make lines up
         self.set_defaults()
         self.fields = Fields(host, self.kept, self.parse_errors)
         if line is not None and self.is_of_this_kind():
@@ -160,6 +161,7 @@ class Record:
         return False
 
     def take(self, name, value):
+        self.cut_of[name] = self.fields.cuts[-1]
         if value is not None:
             self.member[name] = value
 
