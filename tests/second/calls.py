@@ -126,7 +126,7 @@ def arguments(make, function):
                                 ("M", f"{at.minute:02}")):
             text = text.replace("%" + directive, part)
         if make.chance(0.3):
-            text = narrow(make.with_character(text, random.randint(0, len(text))))
+            text = values.narrowed(make.with_character(text, random.randint(0, len(text))))
         return form, text
     if function in WRITE_CODES or function == "stringFromReadMethod":
         return (make.value("", "!", 32),)
@@ -165,10 +165,6 @@ def near_limit(random):
         f"9007199254740993.{'0' * random.randint(0, 30)}{random.randint(0, 1)}", "2.2250738585072012e-308", "2.2250738585072011e-308",
         "4.9406564584124654e-324", "2.4703282292062327e-324", "1.7976931348623158e308", "1.7976931348623159e308", "1e-999999999999",
         "1e999999999999", "0x1p99999999999", "0x1p-99999999999", "0e99999999999", "nan(_1a)", "nan()", "nan(-)", "infinity1"))
-
-
-def narrow(text):
-    return "".join(chr(ord(character) & 0xFF) for character in text)
 
 
 def request(make):

@@ -14,6 +14,9 @@ STRANGERS = "é ÿ\x80\xa0\x85 ı٣７०０𝟘\ud83d\ude00\ud800\udfff\uffff\u
 # that nobody would write.
 MANNERS = ("strict", "strict", "loose", "hostile")
 WRONG_LETTERS = "8!a:/ \0\xff\u0100\u0131é\u2003\U00010031"
+PRINTABLE = [chr(code) for code in range(0x20, 0x7F)]
+DECIMALS = """0 -0 -1 -0,5 0,0000001 5. .5 1e308 1.8e308 2.3e-308 2e-308 5e-324 0x1p-1074 0x1.8p3 0X.8 0x 0xg inf -Infinity INF nan -nan
+    NaN(7) nan( infinit 1e 1e+ 1,5,5 1..5 0.000000499 0.0005 0.0015 -.0004 999999.9999995 1e22 0e999999 123456789""".split()
 SMALL = "0123456789 ABCabc+-.,eExX()nNiIfFaApPtyTY'\"<>\\/;"
 
 
@@ -52,8 +55,10 @@ class Maker:
     # ---- Texts of fields -----------------------------------------------------------------------------------------
 
     def characters(self, count, strange=0.0):
-        return "".join(self.random.choice(STRANGERS) if strange and self.chance(strange) else chr(self.random.randint(0x20, 0x7E))
-                       for _ in range(count))
+        text = self.random.choices(PRINTABLE, k=count)
+        if strange:
+            text = [self.random.choice(STRANGERS) if self.chance(strange) else character for character in text]
+        return "".join(text)
 
     def text(self, width):
         length = self.random.choice((0, 1, width - 1, width, width, self.random.randint(0, width)))
@@ -73,13 +78,12 @@ class Maker:
         random = self.random
         if self.manner == "strict":
             return f"{random.uniform(0, 10 ** random.randint(0, max(1, width - 3))):.{random.randint(0, 12)}f}"[:width].rjust(width)
-        number = random.choice((
-            f"{random.uniform(0, 1000):.{random.randint(0, 6)}f}", f"{random.uniform(-200, 200):.{random.randint(0, 12)}f}",
-            f"{random.randint(0, 99999)}", f"{random.random():.3f}"[1:], "0", "-0", "-1", "-0,5", "0,0000001", "5.", ".5",
-            f"{random.randint(1, 9)}e{random.randint(-330, 330)}", f"{random.random()!r}", f"{random.uniform(0, 1e9)!r}",
-            "1e308", "1.8e308", "2.3e-308", "2e-308", "5e-324", "0x1p-1074", "0x1.8p3", "0X.8", "0x", "0xg", "inf", "-Infinity",
-            "INF", "nan", "-nan", "NaN(7)", "nan(", "infinit", "1e", "1e+", "1,5,5", "1..5", "1 5", "9" * width, "0.000000499",
-            "0.0005", "0.0015", "-.0004", "999999.9999995", "1e22", "0e999999"))
+        if self.chance(0.5):
+            number = random.choice(DECIMALS + ["9" * width])
+        else:
+            number = random.choice(("{0:.{2}f}", "{0!r}", "{1!r}", "{0:.0f}", "{1:.{2}f}", "{2}e{3}")).format(
+                random.uniform(-200, 1000), random.random(), random.randint(0, 12), random.randint(-330, 330))
+        number = number.removeprefix("0") if self.chance(0.1) else number
         if self.chance(0.3):
             number = number.replace(".", ",")
         return self.placed(number, width)
@@ -242,7 +246,7 @@ class Maker:
         else:
             line = self.line(record)
             words = ["record", record.model(), shown(line)]
-        changes = [self.change(record) for _ in range(self.random.randint(1, 8))] if self.chance(0.35) else []
+        changes = [self.change(record) for _ in range(self.random.randint(1, 10))] if self.chance(0.4) else []
         return "\t".join(words + [f"{name}={word(value)}" for name, value in changes]), line, changes
 
 

@@ -1,4 +1,5 @@
 """How texts and values travel between this and the driver; wire.h tells the same."""
+import functools
 import math
 import re
 import struct
@@ -6,6 +7,7 @@ import struct
 SPECIAL = re.compile(r'[^ !#-;=-\[\]-~]')
 
 
+@functools.lru_cache(10000)
 def shown(text):
     """The text in printable ASCII."""
     return SPECIAL.sub(lambda character: f"<{ord(character[0]):x}>", text)
