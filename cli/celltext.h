@@ -25,4 +25,7 @@ std::optional<std::wstring> unescaped(std::string_view cell);
 /// The four hexadecimal digits at the beginning of a text; nullopt when there are none.
 std::optional<wchar_t> hexUnit(std::string_view text);
 
+/// Whether a file of a folder of tables is one.
+inline bool isTable(std::string_view fileName) { return fileName.size() > 4 && fileName.ends_with(".csv"); }
+
 }  // namespace tramo::cli

@@ -19,7 +19,7 @@ bool isSet(const char* variable) {
 }
 
 // An error output that cannot be written is nobody's fault and no reason to stop.
-void say(const std::string& text) { std::fputs(text.c_str(), stderr); }
+void say(const char* text) { std::fputs(text, stderr); }
 
 // The cursor stands behind a progress line.
 std::atomic<bool> progressVisible = false;
@@ -51,7 +51,7 @@ void Progress::show(std::string_view what, std::uint64_t done, std::uint64_t all
     due = std::chrono::steady_clock::now() + 200ms;
     const std::string how = all ? fmt::format(" {} %", std::min(done, all) * 100 / all) : fmt::format(" {}", amount(done));
     const auto width = static_cast<std::size_t>(std::max(terminalWidth(stderr), 0));
-    say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how));
+    say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how).c_str());
     progressVisible = true;
 }
 
@@ -65,8 +65,7 @@ Output::Output() : isTerminal(cli::isTerminal(stdout)), enough(isTerminal ? 1 : 
 
 void Output::flush() {
     if (isTerminal) Progress::wipe();
-    const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
-    const bool complete = written == text.size();
+    const bool complete = writeTo(stdout, {text.data(), text.size()});
     text.clear();
     if (!complete) throw WriteFailed{"the standard output", errno};
 }
@@ -77,9 +76,11 @@ bool wantsColour(ColourChoice choice, std::FILE* stream) {
     return isTerminal(stream) && !isSet("NO_COLOR") && !(terminal && std::string_view(terminal) == "dumb");
 }
 
-void complain(std::string_view message) {
+void complain(std::string_view message) { complainAsItIs(fmt::format("tramo: {}\n", message).c_str()); }
+
+void complainAsItIs(const char* text) {
     Progress::wipe();
-    say(fmt::format("tramo: {}\n", message));
+    say(text);
 }
 
 void silenceLibrary() {
@@ -92,7 +93,7 @@ void silenceLibrary() {
 
 void closeStandardOutput() {
     Progress::wipe();
-    if (std::fflush(stdout) != 0 || std::fclose(stdout) != 0) throw WriteFailed{"the standard output", errno};
+    if (!closeFile(stdout)) throw WriteFailed{"the standard output", errno};
 }
 
 }  // namespace tramo::cli

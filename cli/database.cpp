@@ -2,6 +2,7 @@
 #include "input.h"
 #include "platform.h"
 #include <cerrno>
+#include <new>
 #include <sqlite3.h>
 #include <utility>
 
@@ -25,8 +26,10 @@ void Database::close() { sqlite3_close(std::exchange(database, nullptr)); }
 
 void Database::expect(int answer, int good) const {
     if (answer == good) return;
-    if (access == Read) throw Unreadable{"as a SQLite database: " + std::string(sqlite3_errmsg(database))};
+    if ((answer & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
     const int error = sqlite3_system_errno(database);
+    if (access == Read && error) throw Unreadable{reasonOf(error)};
+    if (access == Read) throw Unreadable{"as a SQLite database: " + std::string(sqlite3_errmsg(database))};
     throw WriteFailed{name, answer == SQLITE_FULL ? ENOSPC : answer == SQLITE_TOOBIG ? EFBIG : error ? error : EIO};
 }
 

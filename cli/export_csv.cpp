@@ -4,10 +4,13 @@
 #include "command.h"
 #include "platform.h"
 #include "sink.h"
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <map>
+#include <system_error>
 #include <utility>
+#include <vector>
 
 namespace tramo::cli {
 
@@ -85,43 +88,70 @@ private:
     std::unique_ptr<CsvFile> file;
 };
 
+// A new folder appears when all of its files are there. One that was there gets them one after the other.
 class CsvFolder : public Sink {
 public:
-    CsvFolder(const std::string& path, OutFile::Mode chosen) : folder(path), mode(chosen) {
+    CsvFolder(const std::string& path, OutFile::Mode chosen) : name(path), place(pathOf(path) / "."), mode(chosen) {
+        place = place.parent_path();
         std::error_code error;
-        created = fs::create_directory(folder, error);
-        if (error) throw WriteFailed{path, error.value()};
-        if (!fs::is_directory(folder, error)) throw WriteFailed{path, ENOTDIR};
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder, error))
-            if (entry.path().extension() == ".csv")
+        const fs::file_status status = fs::status(place, error);
+        if (!fs::status_known(status)) fail(error.value());
+        if (fs::exists(status)) {
+            if (!fs::is_directory(status)) fail(ENOTDIR);
+            if (holdsTables(path))
                 throw WrongUsage{"-o: the folder holds tables already, which an import would take for a part of this export"};
-        if (error) throw WriteFailed{path, error.value()};
-    }
-
-    ~CsvFolder() override {
-        files.clear();  // what is unfinished goes
-        std::error_code error;
-        if (created && fs::is_empty(folder, error)) fs::remove(folder, error);
+            unfinished.folder = place.string();
+            return;
+        }
+        unfinished.folder = place.string();
+        if (!createFolderBeside(unfinished.folder)) fail(errno);
+        unfinished.isNew = true;
     }
 
     void put(const Row& row) override {
-        auto place = files.find(row.table);
-        if (place == files.end()) {
-            const std::string path = (folder / (row.table->identifier + ".csv")).string();
-            place = files.try_emplace(row.table, path, mode, *row.table).first;
-        }
-        place->second.put(row);
-        place->second.settle();
+        auto found = files.find(row.table);
+        if (found == files.end()) found = files.try_emplace(row.table, fileOf(*row.table), mode, *row.table).first;
+        found->second.put(row);
+        found->second.settle();
     }
 
     void finish(const Source&) override {
-        for (auto& [table, file] : files) file.commit();
+        unfinished.files.reserve(files.size());
+        for (auto& [table, file] : files) {
+            std::string path = fileOf(*table);
+            file.commit();
+            unfinished.files.push_back(std::move(path));
+        }
+        if (unfinished.isNew && !replaceFile(unfinished.folder, place.string())) fail(errno);
+        unfinished.files.clear();
+        unfinished.isNew = false;
     }
 
 private:
-    fs::path folder;
+    // What is taken away again if something goes wrong.
+    struct Unfinished {
+        ~Unfinished() {
+            for (const std::string& file : files) std::remove(file.c_str());
+            if (isNew) removeFolder(folder);
+        }
+        std::string folder{};
+        std::vector<std::string> files{};
+        bool isNew = false;
+    };
+
+    std::string fileOf(const Table& table) const { return unfinished.folder + '/' + table.identifier + ".csv"; }
+    bool holdsTables(const std::string& path) const {
+        try {
+            return std::ranges::any_of(namesIn(path), isTable);
+        } catch (const std::system_error& failure) { fail(failure.code().value()); }
+    }
+
+    [[noreturn]] void fail(int error) const { throw WriteFailed{name, error}; }
+
+    std::string name;
+    fs::path place;
     OutFile::Mode mode;
-    bool created = false;
+    Unfinished unfinished;
     std::map<const Table*, CsvFile> files;
 };
 

@@ -143,16 +143,12 @@ private:
 class CsvFolder : public RowSource {
 public:
     explicit CsvFolder(const std::string& path) {
-        std::error_code error;
-        std::vector<fs::path> files;
-        for (const fs::directory_entry& entry : fs::directory_iterator(path, error))
-            if (entry.path().extension() == ".csv") files.push_back(entry.path());
-        if (error) throw Unreadable{error.message()};
+        std::vector<std::string> files = tablesIn(path);
         if (files.empty()) throw Unreadable{"is a folder without tables (*.csv)"};
         std::ranges::sort(files);
-        for (const fs::path& file : files) {
-            Open& open = tables.emplace_back(Open{file.filename().string(), nullptr, {}});
-            guarded(open, [&] { open.source = std::make_unique<CsvSource>(file.string()); });
+        for (const std::string& file : files) {
+            Open& open = tables.emplace_back(Open{file, nullptr, {}});
+            guarded(open, [&] { open.source = std::make_unique<CsvSource>((pathOf(path) / pathOf(file)).string()); });
             advance(open);
         }
     }
@@ -162,13 +158,21 @@ public:
         last = nullptr;
         for (Open& open : tables)
             if (open.source && (!last || open.row.line < last->row.line)) last = &open;
-        if (last) row = last->row;
+        if (last) row = std::move(last->row);  // but its number
         return last != nullptr;
     }
 
     std::string place() const override { return printable(std::string_view(last->name)) + ": " + last->source->place(); }
 
 private:
+    static std::vector<std::string> tablesIn(const std::string& path) {
+        try {
+            std::vector<std::string> names = namesIn(path);
+            std::erase_if(names, [](const std::string& name) { return !isTable(name); });
+            return names;
+        } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
+    }
+
     struct Open {
         std::string name;
         std::unique_ptr<CsvSource> source;  ///< nullptr: has been read to its end
@@ -198,7 +202,7 @@ private:
 
 std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
     std::error_code error;
-    if (path != "-" && fs::is_directory(path, error)) return std::make_unique<CsvFolder>(path);
+    if (path != "-" && fs::is_directory(pathOf(path), error)) return std::make_unique<CsvFolder>(path);
     return std::make_unique<CsvSource>(path);
 }
 

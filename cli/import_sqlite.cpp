@@ -8,6 +8,7 @@
 #include <deque>
 #include <filesystem>
 #include <fmt/format.h>
+#include <new>
 #include <sqlite3.h>
 #include <system_error>
 
@@ -60,19 +61,26 @@ private:
     static const std::string& checked(const std::string& path) {
         if (path == "-") throw Unreadable{"a database is no stream; name its file"};
         std::error_code error;
-        if (!std::filesystem::exists(path, error)) throw Unreadable{error ? error.message() : reasonOf(ENOENT)};
+        if (!std::filesystem::exists(pathOf(path), error)) throw Unreadable{error ? error.message() : reasonOf(ENOENT)};
         return path;
     }
 
     static std::string textAt(sqlite3_stmt* statement, int column) {
         const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        if (!text && sqlite3_errcode(sqlite3_db_handle(statement)) == SQLITE_NOMEM) throw std::bad_alloc();
         return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+    }
+
+    static std::string nameAt(sqlite3_stmt* statement, int column) {
+        const char* name = sqlite3_column_name(statement, column);
+        if (!name) throw std::bad_alloc();
+        return name;
     }
 
     void open(const Table& table) {
         Reader& reader = readers.emplace_back(database, table);
         for (int i = 1; i < sqlite3_column_count(reader.statement.handle()); ++i) {
-            const std::string name = sqlite3_column_name(reader.statement.handle(), i);
+            const std::string name = nameAt(reader.statement.handle(), i);
             const auto column = std::ranges::find(table.columns, name, &Column::name);
             if (column == table.columns.end() && name != "line")
                 throw Unreadable{fmt::format("\"{}\" is no field of {}", printable(std::string_view(name)), table.name)};
@@ -105,7 +113,7 @@ private:
         std::optional<std::wstring> text = unescaped(textAt(statement, column));
         if (!text)
             throw Unreadable{fmt::format("{}: {}: is not UTF-8, or has a backslash that begins no escape", place(),
-                printable(std::string_view(sqlite3_column_name(statement, column))))};
+                printable(std::string_view(nameAt(statement, column))))};
         return std::move(*text);
     }
 

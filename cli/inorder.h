@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -52,12 +53,14 @@ private:
         }
     }
 
-    // False: the system gives no thread at all. Fewer than wanted are enough.
+    // False: there can be no thread at all. Fewer than wanted are enough.
     bool start(unsigned threadCount) {
         try {
+            threads.reserve(threadCount);
             while (threads.size() < threadCount) threads.emplace_back([this] { runWorker(); });
-        } catch (const std::system_error&) { return !threads.empty(); }
-        return true;
+        } catch (const std::system_error&) {
+        } catch (const std::bad_alloc&) {}
+        return !threads.empty();
     }
 
     void stop() {

@@ -16,16 +16,16 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 // Enough to know a file by: several hundred records, and any line that is not monstrous.
 constexpr std::size_t mostOfSample = 256 * 1024;
 
-File openFile(const std::string& path) {
-    File file(std::fopen(path.c_str(), "rb"), std::fclose);
+File opened(const std::string& path) {
+    File file(openFile(path, "rb"), std::fclose);
     if (!file) throw Unreadable{reasonOf(errno)};
     return file;
 }
 
 std::string readSample(const std::string& path, std::uint64_t size) {
-    const File file = openFile(path);
+    const File file = opened(path);
     std::string sample(size > 0 && size < mostOfSample ? size : mostOfSample, '\0');  // there are files that tell no size
-    sample.resize(std::fread(sample.data(), 1, sample.size(), file.get()));
+    sample.resize(readFrom(file.get(), sample.data(), sample.size()));
     if (std::ferror(file.get())) throw Unreadable{reasonOf(errno)};
     return sample;
 }
@@ -101,15 +101,15 @@ void Input::open(EncodingChoice choice) {
     std::string plainPath = file;
     try {
         std::error_code error;
-        const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(file, error);
+        const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(pathOf(file), error);
         if (!fs::exists(status)) throw Unreadable{reasonOf(error ? error.value() : ENOENT)};
         if (fs::is_directory(status)) throw Unreadable{"is a directory"};
         if (!fs::is_regular_file(status)) {
-            const File source = file == "-" ? File(stdin, [](std::FILE*) { return 0; }) : openFile(file);
+            const File source = file == "-" ? File(stdin, [](std::FILE*) { return 0; }) : opened(file);
             spool = std::make_unique<Spool>(source.get(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
             plainPath = spool->path();
         }
-        size = fs::file_size(plainPath);
+        size = fs::file_size(pathOf(plainPath));
         const std::string sample = readSample(plainPath, size);
         utf16 = isUtf16Text(sample, choice);
         prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
@@ -158,8 +158,8 @@ unsigned usefulThreads(unsigned most, std::span<const std::string> files) {
     std::uint64_t pieces = 0;
     for (const std::string& file : files) {
         std::error_code error;
-        if (file == "-" || !fs::is_regular_file(file, error)) return most;  // nobody knows
-        pieces += 1 + fs::file_size(file, error) / TextFile::usualPiece;
+        if (file == "-" || !fs::is_regular_file(pathOf(file), error)) return most;  // nobody knows
+        pieces += 1 + fs::file_size(pathOf(file), error) / TextFile::usualPiece;
     }
     return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, most));
 }

@@ -4,11 +4,15 @@
 #include "console.h"
 #include "input.h"
 #include "manual.h"
+#include "outfile.h"
 #include "platform.h"
 #include "text.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <fmt/format.h>
 #include <new>
 #include <numeric>
@@ -97,6 +101,8 @@ void show(std::string_view page) {
     out.flush();
 }
 
+const Command* running = nullptr;
+
 int run(const std::vector<std::string>& arguments) {
     if (arguments.empty()) throw WrongUsage{"a command is missing"};
     const std::string& first = arguments[0];
@@ -112,6 +118,7 @@ int run(const std::vector<std::string>& arguments) {
     if (first.starts_with('-'))
         throw WrongUsage{fmt::format("the command must come first, before \"{}\"", printable(std::string_view(first)))};
     const Command& command = find(first);
+    running = &command;
     try {
         return command.run(others);
     } catch (const HelpWanted&) {
@@ -134,8 +141,10 @@ std::string_view meant(std::string_view word, std::span<const std::string_view> 
     return nearest;
 }
 
+namespace {
+
 // What all commands have in common when something goes wrong.
-int guarded(const std::vector<std::string>& arguments) {
+int answered(const std::vector<std::string>& arguments) {
     try {
         const int code = run(arguments);
         closeStandardOutput();
@@ -153,10 +162,37 @@ int guarded(const std::vector<std::string>& arguments) {
         Progress::wipe();
         if (failed.error != EPIPE) complain(fmt::format("cannot write {}: {}", failed.target, reasonOf(failed.error)));
         return notWritten;
-    } catch (const std::bad_alloc&) {
-        complain("there is not enough memory");
-        return notUsable;
     }
+}
+
+// Constants of libraries take memory before `main` begins, and nobody could catch what they throw.
+[[noreturn]] void endStart() {
+    complainAsItIs("tramo: out of memory while starting\n");
+    std::_Exit(notUsable);
+}
+
+struct Start {
+    std::terminate_handler before = std::set_terminate(endStart);
+};
+[[gnu::init_priority(101)]] const Start start;  // before those constants
+
+// Says so without taking any.
+int tellOutOfMemory() {
+    const bool writes = OutFile::anyBegun();
+    std::array<char, 80> message;
+    (void)std::snprintf(message.data(), message.size(), "tramo: %s%sout of memory while %s\n", running ? running->name : "",
+        running ? ": " : "", writes ? "writing" : "reading");
+    complainAsItIs(message.data());
+    return writes ? notWritten : notUsable;
+}
+
+}  // namespace
+
+int guarded(char** begin, char** end) {
+    std::set_terminate(start.before);
+    try {
+        return answered({begin, end});
+    } catch (const std::bad_alloc&) { return tellOutOfMemory(); }
 }
 
 }  // namespace tramo::cli
@@ -165,5 +201,5 @@ int main(int count, char* arguments[]) {
     tramo::cli::reserveStandardStreams();
     tramo::cli::ignoreClosedPipes();
     tramo::cli::silenceLibrary();
-    return tramo::cli::guarded({arguments + std::min(count, 1), arguments + count});
+    return tramo::cli::guarded(arguments + std::min(count, 1), arguments + count);
 }

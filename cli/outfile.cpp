@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -15,84 +14,86 @@ namespace fs = std::filesystem;
 namespace {
 
 // The file that the path means, however many links lead to it.
-std::string behindLinks(const std::string& path) {
-    std::error_code error;
-    fs::path place = path;
-    for (int links = 0; links < 40 && fs::is_symlink(fs::symlink_status(place, error)); ++links) {
+std::string behindLinks(const std::string& path, std::error_code& error) {
+    fs::path place = pathOf(path);
+    for (int links = 0; links < 40; ++links) {
+        const fs::file_status status = fs::symlink_status(place, error);
+        if (fs::status_known(status)) error.clear();
+        if (!fs::is_symlink(status)) break;
         const fs::path target = fs::read_symlink(place, error);
+        if (error) break;
         place = target.is_absolute() ? target : place.parent_path() / target;
     }
     return place.string();
 }
 
+std::string temporaryName() { return "a temporary file in " + temporaryFolder(); }
+
 }  // namespace
 
+bool OutFile::begun = false;
+
 OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the standard output" : path) {
+    begun = true;
     if (path == "-") {
-        file = stdout;
-        if (mode == Mode::Held) hold();
+        file = {stdout, [](std::FILE*) { return 0; }};
+        std::setvbuf(stdout, nullptr, _IONBF, 0);
+        if (mode == Mode::Held) held.reset(temporaryFile());
         return;
     }
-    place = behindLinks(path);
     std::error_code error;
-    if (fs::is_directory(place, error)) fail(EISDIR);
+    place = behindLinks(path, error);
+    if (error) fail(error.value());
     const fs::file_status old = fs::status(place, error);
+    if (!fs::status_known(old)) fail(error.value());
+    if (fs::is_directory(old)) fail(EISDIR);
     if (fs::exists(old) && !fs::is_regular_file(old)) {  // a device or a pipe cannot be replaced
-        file = std::fopen(place.c_str(), "wb");
-        temporary = place;
+        file.reset(openFile(place, "wb"));
         if (!file) fail(errno);
-        if (mode == Mode::Held) hold();
+        std::setvbuf(file.get(), nullptr, _IONBF, 0);
+        unfinished.path = place;
+        if (mode == Mode::Held) held.reset(temporaryFile());
         return;
     }
-    temporary = place;
-    file = createBeside(temporary, mode == Mode::Secret && !fs::exists(old));
+    unfinished.path = place;
+    file.reset(createBeside(unfinished.path, mode == Mode::Secret || fs::exists(old)));
     if (!file) fail(errno);
-    if (fs::exists(old)) fs::permissions(temporary, old.permissions(), error);
+    unfinished.isOurs = true;
+    // Where that is not possible, the file stays its owner's.
+    if (fs::exists(old)) fs::permissions(pathOf(unfinished.path), old.permissions(), error);
 }
 
-OutFile::~OutFile() {
-    if (destination) std::fclose(std::exchange(file, destination));
-    if (!file || file == stdout) return;
-    std::fclose(file);
-    if (temporary != place) std::remove(temporary.c_str());
-}
-
-void OutFile::hold() { destination = std::exchange(file, temporaryFile()); }
-
-void OutFile::release() {
-    if (std::fflush(file) != 0) fail(errno);
-    std::FILE* const held = std::exchange(file, std::exchange(destination, nullptr));
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> closed(held, std::fclose);
-    std::rewind(held);
-    std::array<char, 65536> block;
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), held)) write({block.data(), count});
-    if (std::ferror(held)) fail(errno);
+OutFile::Unfinished::~Unfinished() {
+    if (isOurs) std::remove(path.c_str());
 }
 
 void OutFile::write(std::string_view bytes) {
-    if (file == stdout) Progress::wipe();
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) fail(errno);
+    if (!held && isStandardOutput()) Progress::wipe();
+    if (!writeTo(held ? held.get() : file.get(), bytes)) fail(errno);
+}
+
+void OutFile::release() {
+    std::rewind(held.get());
+    std::array<char, 65536> block;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> source = std::move(held);
+    std::size_t count = block.size();
+    while (count == block.size()) {
+        count = readFrom(source.get(), block.data(), block.size());
+        if (std::ferror(source.get())) throw WriteFailed{temporaryName(), errno};
+        write({block.data(), count});
+    }
 }
 
 void OutFile::commit() {
-    if (destination) release();
-    if (std::fflush(file) != 0) fail(errno);
-    if (file == stdout) return;
-    const bool replaces = temporary != place;
-    if (replaces && !reachesDisk(file)) fail(errno);
-    if (std::fclose(std::exchange(file, nullptr)) != 0) {
-        const int error = errno;
-        if (replaces) std::remove(temporary.c_str());
-        fail(error);
-    }
-    if (!replaces) return;
-    if (!replaceFile(temporary, place)) {
-        const int error = errno;
-        std::remove(temporary.c_str());
-        fail(error);
-    }
+    if (held) release();
+    if (isStandardOutput()) return;
+    if (unfinished.isOurs && !reachesDisk(file.get())) fail(errno);
+    if (!closeFile(file.release())) fail(errno);
+    if (!unfinished.isOurs) return;
+    if (!replaceFile(unfinished.path, place)) fail(errno);
+    unfinished.isOurs = false;
 }
 
-void OutFile::fail(int error) const { throw WriteFailed{destination ? "a temporary file in " + temporaryFolder() : name, error}; }
+void OutFile::fail(int error) const { throw WriteFailed{held ? temporaryName() : name, error}; }
 
 }  // namespace tramo::cli

@@ -1,6 +1,7 @@
 // Where a command's product goes: the standard output, or a file that appears whole or not at all.
 #pragma once
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,15 +18,18 @@ public:
     enum class Mode { Usual, Secret, Held };
     explicit OutFile(const std::string& path, Mode mode = Mode::Usual);
 
-    /// Without `commit`: takes the unfinished file away.
-    ~OutFile();
+    /// Without `commit`: the unfinished file is taken away.
+    ~OutFile() = default;
     OutFile(const OutFile&) = delete;
     OutFile& operator=(const OutFile&) = delete;
 
-    bool isStandardOutput() const { return temporary.empty(); }
+    /// There has been one: what ends the command now keeps it from writing something.
+    static bool anyBegun() { return begun; }
+
+    bool isStandardOutput() const { return place.empty(); }
 
     /// The unfinished file, for those who open it by themselves; "" for the standard output.
-    const std::string& temporaryPath() const { return temporary; }
+    const std::string& temporaryPath() const { return unfinished.path; }
 
     void write(std::string_view bytes);
 
@@ -34,15 +38,22 @@ public:
     void commit();
 
 private:
-    void hold();
+    struct Unfinished {
+        ~Unfinished();
+        std::string path{};
+        bool isOurs = false;  ///< a file beside the one named, to be taken away
+    };
+
     void release();
     [[noreturn]] void fail(int error) const;
 
-    std::string name;       ///< as the user calls it
-    std::string place;      ///< where the file goes, links followed
-    std::string temporary;  ///< where it is until then
-    std::FILE* file = nullptr;
-    std::FILE* destination = nullptr;  ///< where the content of `file` goes in the end; nullptr: it is not held
+    static bool begun;
+
+    std::string name;   ///< as the user calls it
+    std::string place;  ///< where the file goes, links followed
+    Unfinished unfinished;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{nullptr, std::fclose};
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> held{nullptr, std::fclose};  ///< has what `file` gets in the end
 };
 
 }  // namespace tramo::cli

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <string>
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 namespace tramo::cli {
+
+std::filesystem::path pathOf(const std::string& path) { return path; }
 
 bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) == 1; }
 
@@ -45,24 +48,108 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-}  // namespace
+int uninterrupted(auto call) {
+    for (;;) {
+        const int result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
 
-std::FILE* createBeside(std::string& path, bool secret) {
-    path += ".XXXXXX";
-    const int descriptor = mkstemp(path.data());  // mode 0600
-    if (descriptor < 0) return nullptr;
+mode_t processMask() {
     const mode_t mask = umask(0);
     umask(mask);
-    if (!secret) fchmod(descriptor, 0666 & ~mask);
-    return fdopen(descriptor, "wb");
+    return mask;
+}
+
+// A new file of mode 0600; of the path, "XXXXXX" at the end is replaced. nullptr and errno when there can be none.
+std::FILE* createFrom(std::string& path, const char* mode) {
+    const int descriptor = uninterrupted([&] {
+        path.replace(path.size() - 6, 6, "XXXXXX");
+        return mkstemp(path.data());
+    });
+    if (descriptor < 0) return nullptr;
+    std::FILE* const file = fdopen(descriptor, mode);
+    if (file) return file;
+    const int error = errno;
+    close(descriptor);
+    unlink(path.c_str());
+    errno = error;
+    return nullptr;
+}
+
+}  // namespace
+
+std::FILE* openFile(const std::string& path, const char* mode) {
+    for (;;) {
+        std::FILE* const file = std::fopen(path.c_str(), mode);
+        if (file || errno != EINTR) return file;
+    }
+}
+
+std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted) {
+    std::size_t done = 0;
+    for (;;) {
+        done += std::fread(bytes + done, 1, wanted - done, file);
+        if (done == wanted || !std::ferror(file) || errno != EINTR) return done;
+        std::clearerr(file);
+    }
+}
+
+bool writeTo(std::FILE* file, std::string_view bytes) {
+    for (;;) {
+        bytes.remove_prefix(std::fwrite(bytes.data(), 1, bytes.size(), file));
+        if (bytes.empty()) return true;
+        if (errno != EINTR) return false;
+        std::clearerr(file);
+    }
+}
+
+// Not again after EINTR: the descriptor is gone.
+bool closeFile(std::FILE* file) { return std::fclose(file) == 0 || errno == EINTR; }
+
+std::FILE* createBeside(std::string& path, bool secret) {
+    std::FILE* const file = createFrom(path += ".XXXXXX", "wb");
+    if (!file) return nullptr;
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    if (!secret) fchmod(fileno(file), 0666 & ~processMask());
+    return file;
+}
+
+bool createFolderBeside(std::string& path) {
+    path += ".XXXXXX";
+    const int created = uninterrupted([&] {
+        path.replace(path.size() - 6, 6, "XXXXXX");
+        return mkdtemp(path.data()) ? 0 : -1;  // mode 0700
+    });
+    if (created < 0) return false;
+    chmod(path.c_str(), 0777 & ~processMask());
+    return true;
+}
+
+void removeFolder(const std::string& path) { rmdir(path.c_str()); }
+
+// Not by std::filesystem::directory_iterator: libstdc++'s ends the program where it gets no memory for a name.
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::unique_ptr<DIR, int (*)(DIR*)> open(nullptr, closedir);
+    do open.reset(opendir(folder.c_str()));
+    while (!open && errno == EINTR);
+    if (!open) throw std::system_error(errno, std::generic_category());
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = readdir(open.get())) {
+        names.emplace_back(entry->d_name);
+        errno = 0;
+    }
+    if (errno != 0) throw std::system_error(errno, std::generic_category());
+    return names;
 }
 
 bool reachesDisk(std::FILE* file) {
-    return std::fflush(file) == 0 && (fsync(fileno(file)) == 0 || errno == EINVAL || errno == EROFS);
+    return uninterrupted([&] { return fsync(fileno(file)); }) == 0 || errno == EINVAL || errno == EROFS;
 }
 
 bool replaceFile(const std::string& finished, const std::string& place) {
-    if (std::rename(finished.c_str(), place.c_str()) != 0) return false;
+    if (uninterrupted([&] { return std::rename(finished.c_str(), place.c_str()); }) != 0) return false;
     const int folder = open(folderOf(place).c_str(), O_RDONLY | O_DIRECTORY);
     if (folder >= 0) {
         fsync(folder);  // the file is in its place; a folder that cannot be synchronised does not change that
@@ -82,35 +169,28 @@ std::FILE* temporaryFile() {
     sigset_t all, before;
     sigfillset(&all);
     sigprocmask(SIG_SETMASK, &all, &before);
-    const int descriptor = mkstemp(name.data());  // mode 0600
+    std::FILE* const file = createFrom(name, "w+b");
     const int error = errno;
-    if (descriptor >= 0) unlink(name.c_str());
+    if (file) unlink(name.c_str());
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (descriptor < 0) throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
-    return fdopen(descriptor, "w+b");
+    if (!file) throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    return file;
 }
 
-Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(temporaryFile()) {
-    std::setvbuf(copy, nullptr, _IONBF, 0);
-    ownPath = "/dev/fd/" + std::to_string(fileno(copy));
+Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(temporaryFile(), std::fclose) {
+    ownPath = "/dev/fd/" + std::to_string(fileno(copy.get()));
 
     std::array<char, 65536> block;
     std::uint64_t all = 0;
-    ssize_t count = 0;
-    while ((count = read(fileno(source), block.data(), block.size())) > 0) {  // what has come, be it ever so little
-        if (std::fwrite(block.data(), 1, static_cast<std::size_t>(count), copy) != static_cast<std::size_t>(count)) {
-            const int error = errno;
-            std::fclose(copy);
-            throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
-        }
-        copied(all += static_cast<std::uint64_t>(count));
+    auto next = [&] { return static_cast<int>(read(fileno(source), block.data(), block.size())); };
+    int count = 0;
+    while ((count = uninterrupted(next)) > 0) {  // what has come, be it ever so little
+        const auto size = static_cast<std::size_t>(count);
+        if (!writeTo(copy.get(), {block.data(), size})) throw WriteFailed{"a temporary file in " + temporaryFolder(), errno};
+        copied(all += size);
     }
-    if (count == 0) return;
-    const int error = errno;
-    std::fclose(copy);
-    throw std::system_error(error, std::generic_category());
+    if (count < 0) throw std::system_error(errno, std::generic_category());
 }
-
-Spool::~Spool() { std::fclose(copy); }
 
 }  // namespace tramo::cli

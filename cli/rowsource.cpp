@@ -8,10 +8,10 @@
 namespace tramo::cli {
 
 ByteReader::ByteReader(const std::string& path)
-    : name(printable(nameOf(path))), file(path == "-" ? stdin : std::fopen(path.c_str(), "rb")), block(1 << 16, '\0') {
+    : name(printable(nameOf(path))), file(path == "-" ? stdin : openFile(path, "rb")), block(1 << 16, '\0') {
     if (!file) throw Unreadable{reasonOf(errno)};
     std::error_code error;
-    if (std::filesystem::is_regular_file(path, error)) size = std::filesystem::file_size(path, error);
+    if (std::filesystem::is_regular_file(pathOf(path), error)) size = std::filesystem::file_size(pathOf(path), error);
 }
 
 ByteReader::~ByteReader() {
@@ -20,8 +20,8 @@ ByteReader::~ByteReader() {
 
 bool ByteReader::fill() {
     at = 0;
-    filled = std::fread(block.data(), 1, block.size(), file);
-    if (filled == 0 && std::ferror(file)) throw Unreadable{reasonOf(errno)};
+    filled = readFrom(file, block.data(), block.size());
+    if (std::ferror(file)) throw Unreadable{reasonOf(errno)};
     if (filled == 0) Progress::wipe();
     else progress.show(name, loaded += filled, size);
     return filled > 0;

@@ -54,7 +54,7 @@ bool PieceReader::next(Line& line) {
 }
 
 TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
-    : path(std::move(plainPath)), file(std::fopen(path.c_str(), "rb"), std::fclose), width(utf16 ? 2 : 1),
+    : path(std::move(plainPath)), file(openFile(path, "rb"), std::fclose), width(utf16 ? 2 : 1),
       notLoaded(size ? size : std::numeric_limits<std::uint64_t>::max()), buffer(usualPiece) {
     if (!file) throw Unreadable{reasonOf(errno), path};
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
@@ -71,8 +71,8 @@ bool TextFile::fill() {
     begin = 0;
     if (end == buffer.size()) buffer.resize(2 * buffer.size());  // one long line
     const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size() - end, notLoaded));
-    const std::size_t count = std::fread(buffer.data() + end, 1, room, file.get());
-    if (count == 0 && std::ferror(file.get())) throw Unreadable{reasonOf(errno), path};
+    const std::size_t count = readFrom(file.get(), buffer.data() + end, room);
+    if (std::ferror(file.get())) throw Unreadable{reasonOf(errno), path};
     end += count;
     notLoaded -= count;
     return count > 0;

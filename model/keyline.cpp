@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <memory>
+#include <new>
 #include <rapidjson/encodings.h>
 #include <rapidjson/error/en.h>
 #include <utility>
@@ -76,6 +78,24 @@ KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
     return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
 }
 
+// RapidJSON goes on with what malloc answers, be it nothing. For its stacks it takes an allocator that throws...
+class CheckedMemory : public rapidjson::CrtAllocator {
+public:
+    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
+    void* Realloc(void* memory, std::size_t before, std::size_t size) {
+        return checked(CrtAllocator::Realloc(memory, before, size), size);
+    }
+
+private:
+    static void* checked(void* memory, std::size_t size) {
+        if (memory == nullptr && size > 0) throw std::bad_alloc();
+        return memory;
+    }
+};
+
+// ... and the values get all that they can need beforehand: each stands for two characters at least.
+std::size_t mostBytesOfValues(std::size_t bytesOfText) { return (bytesOfText / 2 + 8) * sizeof(Json); }
+
 KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
 
 // Fills the answer from the JSON text in it that starts at index `start`.
@@ -87,7 +107,10 @@ std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, Par
     if (text.bytes.size() > longestKeyLine) return tooLong();
 
     // In place, so that no string is copied; iterative, so that nesting does not use up the stack.
-    rapidjson::Document document;
+    const std::size_t room = mostBytesOfValues(text.bytes.size());
+    const auto memory = std::make_unique_for_overwrite<char[]>(room);
+    Json::AllocatorType values(memory.get(), room);
+    rapidjson::GenericDocument<Utf8, Json::AllocatorType, CheckedMemory> document(&values);
     document.ParseInsitu<rapidjson::kParseIterativeFlag>(text.bytes.data());
     if (document.HasParseError())
         return KeyLineError{

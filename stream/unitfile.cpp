@@ -33,8 +33,9 @@ int UnitFile::append(std::string_view unit) {
     if (refused || waiting.size() + unit.size() > blockSize) {
         if (const int reason = flush()) return reason;
     }
+    waiting.reserve(waiting.size() + unit.size());  // without memory, nothing of the unit is kept
+    unitEnds.push_back(waiting.size() + unit.size());
     waiting += unit;
-    unitEnds.push_back(waiting.size());
     if (waiting.size() <= blockSize) return 0;
     const int reason = flush();
     if (reason != 0) dropWaiting(waiting.size());

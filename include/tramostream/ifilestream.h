@@ -92,7 +92,8 @@ public:
     void getline(unsigned len, TagLine::tagLine_t& line);
     void getline(unsigned len, TramoLine::tramoLine_t& line);
 
-    /// Reads the next line, of any length, into `line.line`, and nothing else of it.
+    /// Reads the next line, of any length, into `line.line`, and nothing else of it. Throws std::bad_alloc; the line has
+    /// been passed over then.
     void getline(AMRKeyLine& line);
 
 private:

@@ -64,7 +64,7 @@ public:
     ///   stream goes on as if nothing had happened.
     /// - when the system refuses to write. The text names the file, the system's reason and the last line that is
     ///   safely in the file, and the fail flag is raised.
-    /// After each of them nothing of this line is written or kept, and it is not counted.
+    /// After each of them, and after std::bad_alloc, nothing of this line is written or kept, and it is not counted.
     void putLine(const std::wstring& text, bool lineEnd);
 
     /// Writes a whole buffer, with the line end that it holds, and returns `len`, which is the buffer's whole size, 42

@@ -1,0 +1,291 @@
+"""The tool with calls that fail: tool.py [--large] [--only COMMAND] TRAMO PRELOADED
+
+Every command runs once as it is, and then again and again, each time with another allocation, read, write, close and so on
+failing: the first, the second ... until it has run through. Whatever fails, it ends with
+
+    - what it gives without a fault, byte for byte, or
+    - exit code 2 or 3 and one line that names the reason; then a file that was there is the old one or the new one, whole, and
+      nothing is left beside it or among the temporary files.
+
+An interrupted call, and one that transfers less than was asked for, must change nothing at all.
+"""
+import argparse
+import collections
+import concurrent.futures
+import errno
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SHORT = 0  # no error, but half of the bytes
+
+# What can become of a call: its sort, the error, and how many of them: only one, or all from there on.
+FAULTS = [(sort, error, only_one) for sort, errors, ways in (
+    ("memory", [errno.ENOMEM], (True, False)),
+    ("thread", [errno.EAGAIN], (True, False)),
+    ("read", [errno.EIO, errno.EINTR, SHORT], (True,)),
+    ("write", [errno.ENOSPC, errno.EIO, errno.EINTR, SHORT], (True,)),
+    ("write", [errno.ENOSPC, SHORT], (False,)),
+    ("sync", [errno.EIO, errno.ENOSPC, errno.EINTR], (True,)),
+    ("close", [errno.EIO, errno.ENOSPC, errno.EINTR], (True,)),
+    ("rename", [errno.EIO, errno.ENOSPC, errno.EINTR], (True,)),
+    ("open", [errno.EMFILE, errno.EIO, errno.ENOSPC, errno.EINTR], (True,)),
+    ("list", [errno.EIO], (True,)),
+    ("status", [errno.EIO], (True,)),
+    ("mode", [errno.EPERM], (True,)),
+) for error in errors for only_one in ways]
+
+HARMLESS = (errno.EINTR, SHORT)
+
+
+class Command:
+    """`product`: the name of what is made in the folder "out"; `old`: whether there is one before."""
+
+    def __init__(self, name, *arguments, product=None, old=True, piped=None, large=False):
+        self.name, self.arguments, self.product, self.old, self.piped, self.large = name, arguments, product, old, piped, large
+
+
+COMMANDS = [
+    Command("check", "check", "in/round.txt"),
+    Command("check two", "check", "in/round.txt", "in/none.txt", "in/keys.txt"),
+    Command("check json", "check", "--format", "json", "in/round.txt"),
+    Command("check sarif", "check", "--format", "sarif", "in/round16.txt"),
+    Command("check pipe", "check", "-", piped="in/round.txt"),
+    Command("check threads", "check", "-j", "3", "in/large.txt", large=True),
+    Command("show", "show", "in/round.txt"),
+    Command("stats", "stats", "in/round.txt"),
+    Command("keys", "keys", "in/keys.txt"),
+    Command("diff", "diff", "in/round.txt", "in/other.txt"),
+    Command("explain", "explain", "1"),
+    Command("help", "help", "--man", "check"),
+    Command("sample", "sample", "--meters", "20", "-o", "out/new.txt", product="new.txt"),
+    Command("export jsonl", "export", "in/round.txt", "--to", "jsonl", "-o", "out/new.jsonl", product="new.jsonl"),
+    Command("export stdout", "export", "in/round.txt", "--to", "jsonl"),
+    Command("export csv", "export", "in/round.txt", "--to", "csv", "-o", "out/new", product="new", old=False),
+    Command("export one csv", "export", "in/round.txt", "--only", "AMR", "--to", "csv", "-o", "out/new.csv", product="new.csv"),
+    Command("export sqlite", "export", "in/round.txt", "--to", "sqlite", "-o", "out/new.db", product="new.db"),
+    Command("export xlsx", "export", "in/round.txt", "--to", "xlsx", "-o", "out/new.xlsx", product="new.xlsx"),
+    Command("export threads", "export", "-j", "3", "in/large.txt", "--to", "jsonl", "-o", "out/new.jsonl", product="new.jsonl",
+            large=True),
+    Command("export keys", "export", "in/keys.txt", "--show-keys", "--to", "jsonl", "-o", "out/new.jsonl", product="new.jsonl"),
+    Command("import jsonl", "import", "in/round.jsonl", "--from", "jsonl", "--encoding", "ansi", "-o", "out/new.txt",
+            product="new.txt"),
+    Command("import csv", "import", "in/tables", "--from", "csv", "--encoding", "utf16le", "-o", "out/new.txt", product="new.txt"),
+    Command("import sqlite", "import", "in/round.db", "--from", "sqlite", "--encoding", "ansi", "-o", "out/new.txt",
+            product="new.txt"),
+    Command("convert", "convert", "in/round.txt", "--encoding", "utf16le", "-o", "out/new.txt", product="new.txt"),
+    Command("convert stdout", "convert", "in/round16.txt", "--encoding", "ansi", "-o", "-"),
+    Command("rewrite", "rewrite", "--force", "in/round.txt", "-o", "out/new.txt", product="new.txt"),
+    Command("rewrite dry", "rewrite", "--dry-run", "in/round.txt"),
+]
+
+OLD = b"what was there before\n"
+OLD_MODE = 0o640
+
+Outcome = collections.namedtuple("Outcome", "code out err product left")
+
+
+def contents(path):
+    """A file's mode and bytes, those of all files of a folder, or None."""
+    if os.path.isdir(path):
+        return {name: contents(os.path.join(path, name)) for name in sorted(os.listdir(path))}
+    if not os.path.exists(path):
+        return None
+    with open(path, "rb") as file:
+        return os.stat(path).st_mode & 0o777, file.read()
+
+
+def is_same(product, good, narrower):
+    """`narrower`: files that fewer may read and write are the same, too."""
+    if not narrower or product is None or good is None:
+        return product == good
+    if isinstance(product, dict):
+        return list(product) == list(good) and all(is_same(product[name], good[name], True) for name in good)
+    return product[1] == good[1] and product[0] | good[0] == good[0]
+
+
+def masked(out):
+    return re.sub(rb"in \d+\.\d{3} s|\"seconds\": ?[0-9.e-]+", b"TIME", out)
+
+
+class Bench:
+    """A folder in which one command runs again and again."""
+
+    def __init__(self, tramo, preloaded, folder, inputs, command):
+        self.tramo, self.preloaded, self.folder, self.command = tramo, preloaded, folder, command
+        shutil.copytree(inputs, os.path.join(folder, "in"))
+        for name in ("out", "tmp"):
+            os.mkdir(os.path.join(folder, name))
+        self.arguments = [self.path(word) if re.match(r"(in|out)/", word) else word for word in command.arguments]
+        self.report = folder + ".report"
+        self.good = self.run()
+        if self.good.code not in (0, 1, 2) or self.good.left or (command.product and not self.good.product):
+            raise RuntimeError(f"{command.name} without a fault: {self.good}")
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def clean(self):
+        for name in ("out", "tmp"):
+            for entry in os.scandir(self.path(name)):
+                shutil.rmtree(entry.path) if entry.is_dir(follow_symlinks=False) else os.unlink(entry.path)
+        if self.command.product and self.command.old:
+            path = self.path("out/" + self.command.product)
+            with open(path, "wb") as file:
+                file.write(OLD)
+            os.chmod(path, OLD_MODE)
+
+    def run(self, sort=None, error=0, first=0, last=0):
+        self.clean()
+        environment = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": "C", "TMPDIR": self.path("tmp")}
+        if sort:
+            environment |= {"LD_PRELOAD": self.preloaded, "FAULTS_CALL": sort, "FAULTS_AT": str(first), "FAULTS_LAST": str(last),
+                            "FAULTS_ERROR": str(error), "FAULTS_UNDER": self.folder + "/", "FAULTS_REPORT": self.report}
+        with open(self.path("stdout"), "wb") as out, open(self.path(self.command.piped) if self.command.piped else os.devnull, "rb") as source:
+            stdin = subprocess.Popen(["cat"], stdin=source, stdout=subprocess.PIPE).stdout if self.command.piped else source
+            try:
+                done = subprocess.run([self.tramo, *self.arguments], stdin=stdin, stdout=out, stderr=subprocess.PIPE, env=environment,
+                                      timeout=60, cwd=self.folder)
+                code, err = done.returncode, done.stderr
+            except subprocess.TimeoutExpired:
+                code, err = "no end", b""
+            if self.command.piped:
+                stdin.close()
+        with open(self.path("stdout"), "rb") as file:
+            printed = masked(file.read())
+        product = contents(self.path("out/" + self.command.product)) if self.command.product else None
+        left = sorted(set(os.listdir(self.path("out"))) - {self.command.product}) + sorted(os.listdir(self.path("tmp")))
+        return Outcome(code, printed, err, product, left)
+
+    def failures(self):
+        with open(self.report, "rb") as file:
+            return struct.unpack("=QQ", file.read())
+
+    def wrong(self, outcome, sort, error):
+        """What is wrong with an outcome; None: nothing."""
+        good, old = self.good, (OLD_MODE, OLD) if self.command.old else None
+        if not isinstance(outcome.code, int) or outcome.code < 0:
+            return f"ended by {outcome.code}"
+        if outcome.left:
+            return f"leaves {outcome.left}"
+        if outcome.code == good.code and outcome.err == good.err:
+            if outcome.out != good.out:
+                return "another output"
+            return None if is_same(outcome.product, good.product, sort == "mode") else "another product"
+        if error in HARMLESS and sort != "memory":
+            return f"is not survived: {outcome.code}, {outcome.err}"
+        if outcome.code not in (2, 3):
+            return f"exit code {outcome.code}, {outcome.err}"
+        if sort in ("write", "sync", "rename") and outcome.code != 3:
+            return f"exit code {outcome.code}, {outcome.err}"
+        reason = b"out of memory|Cannot allocate memory" if sort == "memory" else re.escape(os.strerror(error)).encode()
+        if self.command.name == "import sqlite" and sort == "read":  # SQLite takes a page that cannot be read for a damaged one,
+            reason += b"|database disk image is malformed"
+        if self.command.name == "export sqlite" and sort == "open":  # and what it cannot open, for what may not be written
+            reason += b"|Input/output error"
+        if not re.fullmatch(rb"(tramo: [ -~]*\n)*tramo: [ -~]*(" + reason + b")" + rb"[ -~]*\n(tramo: [ -~]*\n)*", outcome.err):
+            return f"the reason is not named: {outcome.err}"
+        if self.command.product and outcome.product not in (good.product, old):
+            return f"a damaged product: {str(outcome.product)[:200]}"
+        if self.command.name.startswith("check") and outcome.code == 2:
+            return None  # it tells of the other files, too
+        # Masked text ends with a number that may have been cut off.
+        begun = outcome.out
+        if not good.out.startswith(begun) and not good.out.startswith(re.sub(rb"in [0-9.]*[ s]*$", b"", begun)):
+            return "another output before the fault"
+        return None
+
+    def tryAll(self, most):
+        """Every fault, or so many numbers of each sort. Yields (sort, error, only_one, runs, survived, [what was wrong])."""
+        for sort, error, only_one in FAULTS:
+            self.run(sort)
+            calls = self.failures()[0]
+            if self.command.large and sort not in ("thread", "memory", "read"):
+                continue
+            step = max(1, -(-calls // most))
+            wrongs, runs, survived = [], 0, 0
+            # Beyond the last one that was counted: there may be more when one of them fails, and threads are not alike.
+            for number in range(1, calls + 2, step):
+                outcome = self.run(sort, error, number, number if only_one else 0)
+                if number <= calls and self.failures()[1] == 0 and not self.command.large:
+                    wrongs.append(f"{number}: no call has failed")
+                runs += 1
+                survived += outcome.code == self.good.code
+                if wrong := self.wrong(outcome, sort, error):
+                    wrongs.append(f"{number}: {wrong}")
+            yield sort, error, only_one, calls, runs, survived, wrongs
+
+
+def make_inputs(tramo, folder):
+    def tool(*arguments):
+        subprocess.run([tramo, *arguments], cwd=folder, check=True, stderr=subprocess.DEVNULL)
+
+    def write(name, content):
+        with open(os.path.join(folder, name), "wb") as file:
+            file.write(content)
+
+    with open(os.path.join(ROOT, "samples/round-returned.txt"), "rb") as file:
+        lines = file.read().split(b"\r\n")
+    kinds = {line[:1]: line for line in reversed(lines) if line}
+    few = sorted(kinds.values())
+    write("round.txt", b"".join(line + b"\r\n" for line in few))
+    write("other.txt", b"".join(line.replace(b"2023", b"2024") + b"\r\n" for line in few[1:]))
+    shutil.copy(os.path.join(ROOT, "samples/amr-keys.txt"), os.path.join(folder, "keys.txt"))
+    tool("convert", "round.txt", "--encoding", "utf16le", "-o", "round16.txt")
+    tool("sample", "--meters", "700", "--returned", "-o", "large.txt")
+    tool("export", "round.txt", "--to", "jsonl", "-o", "round.jsonl")
+    tool("export", "round.txt", "--to", "csv", "-o", "tables")
+    tool("export", "round.txt", "--to", "sqlite", "-o", "round.db")
+
+
+def nameOf(error):
+    return errno.errorcode.get(error, "short")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("tramo")
+    parser.add_argument("preloaded")
+    parser.add_argument("--large", action="store_true", help="every number of every sort, in place of some")
+    parser.add_argument("--most", type=int, help="so many numbers of a sort")
+    parser.add_argument("--only", help="a command, by its name")
+    parser.add_argument("-j", "--jobs", type=int, default=1)
+    options = parser.parse_args()
+    most = options.most or (10 ** 9 if options.large else 6)
+    tramo, preloaded = os.path.abspath(options.tramo), os.path.abspath(options.preloaded)
+
+    runs = survived = bad = 0
+    with tempfile.TemporaryDirectory() as folder:
+        inputs = os.path.join(folder, "inputs")
+        os.mkdir(inputs)
+        make_inputs(tramo, inputs)
+
+        def try_command(place):
+            command = COMMANDS[place]
+            bench_folder = os.path.join(folder, f"bench{place:02}")
+            os.mkdir(bench_folder)
+            return list(Bench(tramo, preloaded, bench_folder, inputs, command).tryAll(min(most, 200) if command.large else most))
+
+        chosen = [i for i, command in enumerate(COMMANDS) if options.only in (None, command.name)]
+        with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+            for place, results in zip(chosen, pool.map(try_command, chosen)):
+                total = [0, 0]
+                for sort, error, only_one, calls, tried, same, wrongs in results:
+                    total[0] += tried
+                    total[1] += same
+                    for wrong in wrongs[:20]:
+                        print(f"{COMMANDS[place].name}: {sort} {nameOf(error)}{'' if only_one else ' from'} {wrong}")
+                    bad += len(wrongs)
+                print(f"{COMMANDS[place].name:16} {total[0]:6} runs, {total[1]:6} as without a fault", flush=True)
+                runs, survived = runs + total[0], survived + total[1]
+    print(f"{runs} runs with a fault: {survived} as without one, {runs - survived - bad} ended with its reason, {bad} wrong")
+    return bad > 0 or runs == 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
