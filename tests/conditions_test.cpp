@@ -162,3 +162,12 @@ TEST(Conditions, OfGoodLinesAreReportedInTwoKindsOnly) {
             EXPECT_EQ(field.reportedOnGoodLines, isCount || isSlot) << kind->name << ": " << field.name;
         }
 }
+
+TEST(Conditions, OneColumnHasTwoFieldsInFourPlaces) {
+    std::vector<std::string> overlaid;
+    for (const tramo::RecordKind* kind : everyKind())
+        for (const Field& field : kind->fields)
+            if (field.overlaid) overlaid.push_back(kind->name + ": " + field.name);
+    EXPECT_EQ(overlaid, (std::vector<std::string>{"AMR: pulseWeightStr", "AMR: previousReadingDateStr", "AMR: externalAMRText",
+                            "enquiry definition: orderStr"}));
+}
