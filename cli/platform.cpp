@@ -149,8 +149,9 @@ bool reachesDisk(std::FILE* file) {
 }
 
 bool replaceFile(const std::string& finished, const std::string& place) {
+    const std::string around = folderOf(place);  // what can fail comes before
     if (uninterrupted([&] { return std::rename(finished.c_str(), place.c_str()); }) != 0) return false;
-    const int folder = open(folderOf(place).c_str(), O_RDONLY | O_DIRECTORY);
+    const int folder = open(around.c_str(), O_RDONLY | O_DIRECTORY);
     if (folder >= 0) {
         fsync(folder);  // the file is in its place; a folder that cannot be synchronised does not change that
         close(folder);

@@ -210,7 +210,9 @@ class Bench:
             step = max(1, -(-calls // most))
             wrongs, runs, survived = [], 0, 0
             # Beyond the last one that was counted: there may be more when one of them fails, and threads are not alike.
-            for number in range(1, calls + 2, step):
+            # Files take their places at the end, where little memory is taken.
+            numbers = set(range(1, calls + 2, step)) | set(range(max(1, calls - 30), calls, 10) if self.command.product else [])
+            for number in sorted(numbers):
                 outcome = self.run(sort, error, number, number if only_one else 0)
                 if number <= calls and self.failures()[1] == 0 and not self.command.large:
                     wrongs.append(f"{number}: no call has failed")
