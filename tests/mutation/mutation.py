@@ -1,0 +1,462 @@
+"""Changes the library's sources in one place at a time, and tells which changes no test notices: see run."""
+import argparse
+import collections
+import concurrent.futures
+import dataclasses
+import glob
+import hashlib
+import json
+import os
+import random
+import re
+import shutil
+import subprocess
+import sys
+import threading
+import time
+
+import mutators
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(HERE))
+WORK = os.path.join(ROOT, "build", "mutation")
+TREE = os.path.join(WORK, "tree")
+EQUIVALENT = os.path.join(HERE, "equivalent.txt")
+
+COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
+FAMILIES = ["tables", "codecs", "engine", "streams"]
+RECORDS = [name + "tramomodel_test" for name in (
+    "recordinformation", "tag", "parameter", "meterchange", "extendeddata", "enquiryresult", "enquirydefinition",
+    "metersubscriber", "amr", "round", "extendedamr")]
+PUBLIC = ["fields_test", "conditions_test", "anyrecord_test", "accessors_test", "interface_test", "allocations_test"]
+CODECS = ["codec_test", "strconv_number_test", "strconv_text_test", "strconv_date_test", "strconv_code_test"]
+STREAMS = ["ifilestream_test", "ofilestream_test", "exceptions_test", "log_test", "tramoline_test", "interface_test"]
+
+# What is compiled first, and which tests then run, stage by stage, where neither follows from the name. All that includes a
+# header is compiled, and all tests of its family run, only when these have noticed nothing.
+METER = (["model/metersubscribertramomodel.cpp"], ["metersubscribertramomodel_test"])
+OTHERS = (["model/amrtramomodel.cpp", "model/enquirydefinitiontramomodel.cpp", "model/extendeddatatramomodel.cpp"],
+          ["amrtramomodel_test", "enquirydefinitiontramomodel_test", "extendeddatatramomodel_test"])
+FIRST = {
+    "model/layout.h": [METER, OTHERS],
+    "model/frame.h": [METER, OTHERS],
+    "model/blankmap.h": [METER, (["tests/blankmap_test.cpp"], ["blankmap_test"])],
+    "model/keyline.cpp": [(["model/keyline.cpp"], ["keyline_test", "amrkeytramomodel_test"])],
+    "convert/codetables.h": [(["convert/codetables.cpp", "convert/stringconverter.cpp"], ["strconv_code_test"])],
+    "convert/codetables.cpp": [(["convert/codetables.cpp"], ["strconv_code_test"])],
+    "convert/codec.cpp": [(["convert/codec.cpp"], CODECS)],
+    "convert/codec.h": [(["convert/codec.cpp", "convert/stringconverter.cpp"], CODECS)],
+    "convert/stringconverter.cpp": [(["convert/stringconverter.cpp"], CODECS)],
+    "include/tramostream/codes.h": [(["tests/codes_test.cpp"], [])],
+    "include/tramostream/fielderror.h": [(["tests/codes_test.cpp"], [])],
+    "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp"],
+                                      ["amrkeytramomodel_test", "keyline_test"])],
+}
+# Tests of many lines, which run when the others of their program have noticed nothing.
+LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*"
+
+# All tests that may notice a change in a family, the quickest first.
+ALL = {
+    "tables": PUBLIC + ["describe_test", "frame_test"],
+    "codecs": CODECS + PUBLIC + RECORDS,
+    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", "amrkeytramomodel_test", *PUBLIC, "frame_test", *RECORDS],
+    "streams": STREAMS + ["inorder_test", "threads_test"],
+}
+
+
+def family_of(path):
+    if path.startswith("include/") or path == "convert/codetables.h" or path.endswith("tramomodel.cpp"):
+        return "tables"
+    return {"convert": "codecs", "model": "engine", "stream": "streams"}[os.path.dirname(path)]
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def run(command, timeout=600, **options):
+    """Whether a command succeeds."""
+    try:
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                              timeout=timeout, **options).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def must_run(command, **options):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
+    if done.returncode != 0:
+        sys.exit(done.stdout.decode("utf-8", "replace")[-3000:] + f"\nfailed: {' '.join(command)}")
+
+
+@dataclasses.dataclass(frozen=True)
+class RowChange:
+    """A change of a record's table, which its program makes when it is told to: see tablechanges.h."""
+    path: str
+    key: str
+    wanted: str
+    possible: bool
+    line: int = 1
+
+
+class Build:
+    """The unchanged library and its tests, in a copy of the sources so that work on them may go on."""
+
+    def __init__(self, jobs, keep):
+        for folder in ("tests",) if keep else ("common", "convert", "include", "model", "samples", "stream", "tests", "cli"):
+            shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
+            shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
+        os.chdir(TREE)
+        self.sources = sorted(path for folder in ("common", "convert", "model", "stream") for path in glob.glob(folder + "/*.cpp")
+                              if not path.endswith("_windows.cpp"))
+        self.tests = sorted(glob.glob("tests/*_test.cpp"))
+        self.headers = sorted(glob.glob("*/*.h") + glob.glob("include/tramostream/*.h"))
+        self.names = {path: self.included_by(path) for path in self.sources + self.tests + self.headers}
+        self.pch, self.public_pch = os.path.join(WORK, "all.pch"), os.path.join(WORK, "public.pch")
+        if not keep:
+            shutil.rmtree(os.path.join(WORK, "libraries"), ignore_errors=True)
+            self.precompile("all", [path for path in self.headers if path.startswith("model/")])
+            self.precompile("public", ["include/tramostream/tramostream.h"])
+        self.build(jobs)
+        if not keep:
+            self.build_tables(jobs)
+
+    def build(self, jobs):
+        launcher = ["ccache"] if shutil.which("ccache") else []
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            for _ in pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path), optimised=True)),
+                              self.sources + self.tests):
+                pass
+            must_run(self.link(self.library_folder("base"), {}))
+            list(pool.map(self.link_test, self.tests))
+
+    def build_tables(self, jobs):
+        """A library whose tables may be changed while it runs."""
+        overlay = os.path.join(WORK, "tables")
+        shutil.rmtree(overlay, ignore_errors=True)
+        os.makedirs(os.path.join(overlay, "model"))
+        before, found, behind = read("model/layout.h").partition("return detail::withSteps<record>;")
+        if not found:
+            sys.exit("model/layout.h has no place any more where tables may be changed")
+        where = before.rindex("template <const auto& record>")
+        with open(os.path.join(overlay, "model/layout.h"), "w", encoding="utf-8") as file:
+            file.write(before[:where] + "namespace mutation {\ntemplate <class M> const Record<M>& changed(const Record<M>&);\n}\n" +
+                       before[where:] + "return mutation::changed(detail::withSteps<record>);" + behind +
+                       '#include "tests/mutation/tablechanges.h"\n')
+        changed = {path: os.path.join(overlay, os.path.basename(path) + ".o") for path in self.sources if path.startswith("model/")}
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            list(pool.map(lambda path: must_run(self.compile(path, changed[path], overlay, optimised=True)), changed))
+        must_run(self.link(self.library_folder("tables"), changed))
+
+    def row_changes(self):
+        done = subprocess.run([os.path.join(WORK, "tests", "fields_test")], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                              env={"LD_LIBRARY_PATH": self.library_folder("tables"), "TABLE_CHANGE": "list"}, text=True)
+        for line in done.stderr.splitlines():
+            if line.startswith("TABLE_CHANGE\t"):
+                _, wanted, state, words = line.split("\t")
+                path = f"model/{wanted.split()[0].lower()}.cpp"
+                yield RowChange(path, f"{path}: {words}", wanted, state == "possible")
+
+    def included_by(self, path):
+        return [name for name in re.findall(r'^#include ["<]([\w./]+)[">]', read(path), re.MULTILINE)]
+
+    def users_of(self, header):
+        """The sources and tests that include a header, be it through others."""
+        users, more = {header}, True
+        while more:
+            found = {path for path, names in self.names.items() if any(
+                user == name or user.endswith("/" + name) for user in users for name in names)} - users
+            users |= found
+            more = bool(found)
+        return sorted(path for path in users if path.endswith(".cpp"))
+
+    def precompile(self, name, headers):
+        source, out = os.path.join(WORK, name + ".h"), os.path.join(WORK, name + ".pch")
+        with open(source, "w", encoding="utf-8") as file:
+            for word in ("algorithm", "array", "charconv", "chrono", "optional", "span", "string", "variant", "vector"):
+                file.write(f"#include <{word}>\n")
+            for header in headers:
+                file.write(f'#include "{header.removeprefix("include/")}"\n')
+        must_run([*COMPILER, "-O0", "-Iinclude", "-I.", "-x", "c++-header", source, "-o", out])
+
+    @staticmethod
+    def object_of(path):
+        return os.path.join(WORK, "objects", path.replace("/", "_") + ".o")
+
+    @staticmethod
+    def library_folder(name):
+        folder = os.path.join(WORK, "libraries", name)
+        os.makedirs(folder, exist_ok=True)
+        os.makedirs(os.path.join(WORK, "objects"), exist_ok=True)
+        return folder
+
+    def compile(self, path, out, overlay=None, pch=None, optimised=False):
+        folders = [] if overlay is None else ["-I" + os.path.join(overlay, "include"), "-I" + overlay]
+        os.makedirs(os.path.dirname(out), exist_ok=True)
+        command = [*COMPILER, "-O1" if optimised else "-O0", *folders, "-Iinclude", "-I.", "-Itests"]
+        if pch:
+            command += ["-include-pch", pch]
+        source = os.path.join(overlay, path) if overlay and os.path.exists(os.path.join(overlay, path)) else path
+        return [*command, f'-DSAMPLES="{TREE}/samples"', "-c", source, "-o", out]
+
+    def link(self, folder, changed):
+        """The library, with some objects in the place of its own; the linker takes what they share from them."""
+        objects = list(changed.values()) + [self.object_of(path) for path in self.sources if path not in changed]
+        return ["clang++", "-shared", "-fuse-ld=lld", "-Wl,-Bsymbolic-functions", *objects, "-o",
+                os.path.join(folder, "libmutant.so")]
+
+    def link_test(self, path, changed=None, to=None):
+        name = os.path.basename(path)[:-4]
+        out = to or os.path.join(WORK, "tests", name)
+        os.makedirs(os.path.dirname(out), exist_ok=True)
+        must_run(["clang++", "-fuse-ld=lld", changed or self.object_of(path), "-L" + self.library_folder("base"), "-lmutant",
+                  "-lgtest_main", "-lgtest", "-lpthread", "-o", out])
+        return out
+
+
+@dataclasses.dataclass
+class Worker:
+    """A place in which one mutant at a time is compiled and tried."""
+    build: Build
+    number: int
+
+    def __post_init__(self):
+        self.folder = os.path.join(WORK, f"worker{self.number}")
+        shutil.rmtree(self.folder, ignore_errors=True)
+        os.makedirs(os.path.join(self.folder, "temporary"))
+        self.library = self.build.library_folder(str(self.number))
+
+    def judge(self, mutant):
+        """"rejected" by the compiler, "killed" and by what, or "survived"."""
+        if isinstance(mutant, RowChange):
+            return self.judge_row(mutant)
+        source = read(os.path.join(TREE, mutant.path))
+        changed = os.path.join(self.folder, mutant.path)
+        if mutant.path.startswith("include/"):
+            shutil.copytree(os.path.join(TREE, "include"), os.path.join(self.folder, "include"))
+        os.makedirs(os.path.dirname(changed), exist_ok=True)
+        with open(changed, "w", encoding="utf-8") as file:
+            file.write(mutant.apply(source))
+        try:
+            return self.try_stages(mutant.path)
+        finally:
+            shutil.rmtree(os.path.join(self.folder, mutant.path.split("/")[0]))
+
+    def judge_row(self, change):
+        if not change.possible:
+            return "rejected", "checked()"
+        own = os.path.basename(change.path)[:-4] + "_test"
+        return self.try_tests({test: os.path.join(WORK, "tests", test) for test in [own, *ALL["tables"]]}, change.wanted)
+
+    def try_stages(self, path):
+        family = family_of(path)
+        stem = os.path.basename(path).rsplit(".", 1)[0] + "_test"
+        own = [stem] if "tests/" + stem + ".cpp" in self.build.tests else []
+        done = []
+        for compiled, tests in FIRST.get(path, [([path] if path.endswith(".cpp") else self.build.users_of(path), own)]):
+            verdict = self.try_on(path, compiled, tests)
+            if verdict[0] != "survived":
+                return verdict
+            done += tests
+        rest = [test for test in ALL[family] if test not in done]
+        if path.endswith(".cpp"):
+            return self.try_on(path, None, rest)
+        users = [user for user in self.build.users_of(path)
+                 if user in self.build.sources or os.path.basename(user)[:-4] in ALL[family]]
+        return self.try_on(path, users, done + rest)
+
+    def try_on(self, path, compiled, tests):
+        if compiled is not None:
+            self.objects = {}
+            pch = self.build.pch if path.endswith("tramomodel.cpp") else (
+                None if path.startswith("include/") else self.build.public_pch)
+            for user in sorted(compiled, key=lambda name: name.startswith("tests/")):
+                out = os.path.join(self.folder, "objects", user.replace("/", "_") + ".o")
+                is_test = user.startswith("tests/")
+                if not run(self.build.compile(user, out, self.folder, None if is_test else pch)):
+                    return ("killed", user) if is_test else ("rejected", user)
+                self.objects[user] = out
+            library = {user: out for user, out in self.objects.items() if not user.startswith("tests/")}
+            if not run(self.build.link(self.library, library)):
+                return "rejected", "the linker"
+        programs = {test: os.path.join(WORK, "tests", test) for test in tests}
+        for test in tests:
+            source = "tests/" + test + ".cpp"
+            if source in self.objects:
+                programs[test] = self.build.link_test(source, self.objects[source], os.path.join(self.folder, "objects", test))
+        return self.try_tests(programs)
+
+    def try_tests(self, programs, table_change=None):
+        for test, program in programs.items():
+            if not self.passes(program, "-" + LONG, table_change):
+                return "killed", test
+        for test, program in programs.items():
+            if (test in RECORDS or test == "frame_test") and not self.passes(program, LONG, table_change):
+                return "killed", test
+        return "survived", ""
+
+    def passes(self, program, which="*", table_change=None):
+        temporary = os.path.join(self.folder, "temporary")
+        environment = {"PATH": os.environ["PATH"], "GTEST_FAIL_FAST": "1", "GTEST_FILTER": which, "TMPDIR": temporary,
+                       "LD_LIBRARY_PATH": self.build.library_folder("tables") if table_change else self.library}
+        if table_change:
+            environment["TABLE_CHANGE"] = table_change
+        passed = run([program, "--gtest_brief=1"], timeout=60, cwd=temporary, env=environment)
+        for left in os.listdir(temporary):
+            path = os.path.join(temporary, left)
+            shutil.rmtree(path, ignore_errors=True) if os.path.isdir(path) else os.remove(path)
+        return passed
+
+
+class Equivalents:
+    """Which mutants change nothing that can be seen, and why: a reason at the margin, its mutants indented below."""
+
+    def __init__(self, every):
+        patterns, reason = [], ""
+        for line in read(EQUIVALENT).splitlines():
+            if line.startswith("    "):
+                patterns.append((line.strip(), reason))
+            elif line and not line.startswith("#"):
+                reason = line
+        keys = {mutant.key for mutant in every}
+        self.reasons, self.stale = {}, []
+        for pattern, reason in patterns:
+            # A table's groups of rows have many changes that differ in their numbers only.
+            parts = "[0-9]+".join(re.escape(part) for part in pattern.split("<n>"))
+            found = [key for key in keys if re.fullmatch(parts, key)] if "<n>" in pattern else [pattern] if pattern in keys else []
+            self.reasons |= {key: reason for key in found}
+            if not found:
+                self.stale.append(pattern)
+
+
+def all_mutants(build):
+    enumerations = mutators.enumerations_of([read(path) for path in build.headers] + [read("convert/codec.cpp")])
+    paths = [path for path in build.sources + build.headers if path.startswith(("model/", "convert/", "stream/"))]
+    paths += ["include/tramostream/codes.h", "include/tramostream/fielderror.h", "include/tramostream/keyline.h"]
+    return [*build.row_changes(), *(mutant for path in paths for mutant in mutators.Source(
+        path, read(path), enumerations, family_of(path) == "tables", path.endswith("tramomodel.cpp")).all())]
+
+
+class Results:
+    """The verdicts so far, kept in a file as they come, for as long as the changed source and the tests are the same."""
+
+    def __init__(self, path):
+        self.path, self.known = path, {}
+        if os.path.exists(path):
+            for line in read(path).splitlines():
+                entry = json.loads(line)
+                self.known[entry["key"]] = entry
+        self.lock = threading.Lock()
+
+    @staticmethod
+    def state_of(mutant):
+        return hashlib.sha256(read(os.path.join(TREE, mutant.path)).encode()).hexdigest()[:16]
+
+    def find(self, mutant, again):
+        entry = self.known.get(mutant.key)
+        if not entry or entry["state"] != self.state_of(mutant) or (again and entry["verdict"] == "survived"):
+            return None
+        return entry
+
+    def add(self, mutant, verdict, by):
+        entry = {"key": mutant.key, "line": mutant.line, "state": self.state_of(mutant), "verdict": verdict, "by": by}
+        with self.lock, open(self.path, "a", encoding="utf-8") as file:
+            file.write(json.dumps(entry) + "\n")
+        return entry
+
+
+def cpu_seconds():
+    times = os.times()
+    return times.user + times.system + times.children_user + times.children_system
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="tests/mutation/run", description=__doc__)
+    parser.add_argument("paths", nargs="*", help="only sources whose path contains one of these")
+    parser.add_argument("--sample", type=int, metavar="N", help="try N mutants, drawn by chance")
+    parser.add_argument("--seed", type=int, default=1, help="of the chance (default: 1)")
+    parser.add_argument("--again", action="store_true", help="try those that survived before once more")
+    parser.add_argument("--fresh", action="store_true", help="forget what earlier runs have found")
+    parser.add_argument("--keep", action="store_true", help="with the library's sources as the run before copied them")
+    parser.add_argument("--list", action="store_true", help="list the mutants only")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    options = parser.parse_args()
+
+    os.makedirs(WORK, exist_ok=True)
+    build = Build(options.jobs, options.keep)
+    every = all_mutants(build)
+    equivalents = Equivalents(every)
+    chosen = [mutant for mutant in every if not options.paths or any(part in mutant.path for part in options.paths)]
+    if options.sample:
+        chosen = random.Random(options.seed).sample(chosen, min(options.sample, len(chosen)))
+        print(f"seed {options.seed}")
+    if options.list:
+        print(*(mutant.key for mutant in chosen), sep="\n")
+        return 0
+
+    path = os.path.join(WORK, "results.jsonl")
+    if options.fresh and os.path.exists(path):
+        os.remove(path)
+    results = Results(path)
+    free = collections.deque(Worker(build, number) for number in range(options.jobs))
+    for worker in free:
+        must_run(build.link(worker.library, {}))
+    for test in () if options.keep else build.tests:
+        name = os.path.basename(test)[:-4]
+        if any(name in tests for tests in ALL.values()) and not free[0].passes(os.path.join(WORK, "tests", name)):
+            sys.exit(f"{name} fails without any change")
+
+    def judge(mutant):
+        if known := results.find(mutant, options.again):
+            return known
+        worker = free.pop()
+        try:
+            return results.add(mutant, *worker.judge(mutant))
+        finally:
+            free.append(worker)
+
+    start, began = time.monotonic(), cpu_seconds()
+    verdicts = {}
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for mutant, entry in zip(chosen, pool.map(judge, chosen)):
+            verdicts[mutant] = entry
+            if sys.stderr.isatty():
+                sys.stderr.write(f"\r{len(verdicts)} of {len(chosen)}")
+    return report(verdicts, equivalents, time.monotonic() - start, cpu_seconds() - began)
+
+
+def report(verdicts, equivalents, seconds, cpu):
+    counts = {family: collections.Counter() for family in FAMILIES}
+    survivors, wrong = [], []
+    for mutant, entry in verdicts.items():
+        verdict = entry["verdict"]
+        if mutant.key in equivalents.reasons:
+            if verdict == "survived":
+                verdict = "equivalent"
+            else:
+                wrong.append((mutant, f"is {verdict} by {entry['by']}"))
+        if verdict == "survived":
+            survivors.append(mutant)
+        counts[family_of(mutant.path)][verdict] += 1
+    for mutant in survivors:
+        print(f"survives: {mutant.path}:{mutant.line}:\n    {mutant.key}")
+    for mutant, why in wrong:
+        print(f"equivalent.txt has a mutant that {why}:\n    {mutant.key}")
+    for key in equivalents.stale:
+        print(f"equivalent.txt has what is no mutant any more:\n    {key}")
+
+    print(f"{'':8} {'mutants':>8} {'rejected':>9} {'killed':>7} {'equivalent':>11} {'surviving':>10} {'killed or explained':>20}")
+    shares = {}
+    for family in [*FAMILIES, "all"]:
+        count = counts[family] if family != "all" else sum(counts.values(), collections.Counter())
+        compiled = count["killed"] + count["equivalent"] + count["survived"]
+        shares[family] = 1 - count["survived"] / compiled if compiled else 1
+        print(f"{family:8} {sum(count.values()):8} {count['rejected']:9} {count['killed']:7} {count['equivalent']:11} "
+              f"{count['survived']:10} {100 * shares[family]:18.2f} %")
+    print(f"{seconds:.0f} s, {cpu:.0f} s of processor time; all verdicts are in {os.path.relpath(WORK, ROOT)}/results.jsonl")
+    return 1 if wrong or equivalents.stale or shares["tables"] < 1 or shares["all"] < 0.95 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,302 @@
+"""What may be changed in a source: one number, comparison, code or condition at a time.
+
+Sources are looked at token by token, as clang-format lays them out: an operator between two operands has blanks around it,
+the brackets of a template and the marks of a pointer or reference have not.
+"""
+import dataclasses
+import re
+
+TOKEN = re.compile(r"""
+    (?P<comment>//[^\n]*|/\*.*?\*/)
+  | (?P<string>(?:L|u8)?"(?:\\.|[^"\\\n])*"(?:sv)?)
+  | (?P<char>L?'(?:\\.[0-9A-Fa-f]*|[^'\\])')
+  | (?P<number>\.?\d(?:[\w.']|(?<=[eE])[+-])*)
+  | (?P<word>[A-Za-z_]\w*)
+  | (?P<sign><=>|<<=|>>=|->\*|\.\.\.|<<|>>|<=|>=|==|!=|&&|\|\||\+\+|--|\+=|-=|\*=|/=|%=|&=|\|=|\^=|->|::|\.\*|[^\s\w])
+""", re.VERBOSE | re.DOTALL)
+
+# Between operands.
+SIGNS = {
+    "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"], "==": ["!="], "!=": ["=="],
+    "&&": ["||"], "||": ["&&"], "+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["/"], "<<": [">>"], ">>": ["<<"],
+    "&": ["|"], "|": ["&"], "^": ["&"], "+=": ["-="], "-=": ["+="], "*=": ["/="], "/=": ["*="], "|=": ["&="], "&=": ["|="],
+}
+WORDS = {"true": ["false"], "false": ["true"]}
+
+# The words of a record's table: conditions of a field's own value, and kinds of values that read the same C++ type.
+TABLE_WORDS = {
+    "always": ["never"], "never": ["always"], "filled": ["always", "never"], "empty": ["never", "always"], "known": ["always"],
+    "above": ["atLeast", "below"], "atLeast": ["above", "below"], "below": ["atLeast"],
+    "date": ["dateTime"], "dateTime": ["date"], "year": ["date"], "number": ["character"], "character": ["number"],
+    "flag": ["characterFlag"], "characterFlag": ["flag"],
+}
+
+# Which lines the preprocessor leaves out where the mutants are compiled.
+DEFINED = {"__SSE2__": True, "_WIN32": False, "LONG_MAX > 0x7FFFFFFF": True, "TRAMOSTREAM_STATIC": True}
+
+PRECEDENCE = {"?": 1, ":": 1, "=": 1, "||": 2, "&&": 3, "|": 4, "^": 5, "&": 6, "==": 7, "!=": 7, "<": 8, ">": 8}
+
+
+@dataclasses.dataclass(frozen=True)
+class Mutant:
+    path: str
+    line: int
+    begin: int  # of the text that is replaced
+    end: int
+    new: str
+    key: str    # the same as long as the line stays as it is: file: line with {{old -> new}} in it
+
+    def apply(self, source):
+        return source[:self.begin] + self.new + source[self.end:]
+
+
+@dataclasses.dataclass
+class Token:
+    kind: str
+    text: str
+    begin: int
+    end: int
+
+
+def tokens_of(source):
+    """The tokens that are compiled, without comments, includes and static_asserts."""
+    blanked = list(source)
+
+    def blank(begin, end):
+        blanked[begin:end] = [c if c == "\n" else " " for c in source[begin:end]]
+
+    active = []
+    for match in re.finditer(r"^[^\n]*(?:\\\n[^\n]*)*\n", source, re.MULTILINE):
+        line = match.group().strip()
+        if line.startswith("#"):
+            blank(*match.span())
+            directive, _, rest = line[1:].strip().partition(" ")
+            if directive in ("if", "ifdef"):
+                active.append(DEFINED[rest])
+            elif directive == "ifndef":
+                active.append(not DEFINED[rest])
+            elif directive == "else":
+                active[-1] = not active[-1]
+            elif directive == "endif":
+                active.pop()
+        elif not all(active):
+            blank(*match.span())
+    tokens = [Token(match.lastgroup, match.group(), *match.span()) for match in TOKEN.finditer("".join(blanked))]
+    tokens = [token for token in tokens if token.kind != "comment"]
+    kept, at = [], 0
+    while at < len(tokens):
+        if tokens[at].text == "static_assert":
+            at = closing(tokens, at + 1)
+        else:
+            kept.append(tokens[at])
+        at += 1
+    return kept
+
+
+def closing(tokens, at):
+    """The place of the bracket that closes the one at a place."""
+    depth = 0
+    for place in range(at, len(tokens)):
+        if tokens[place].text in "([{":
+            depth += 1
+        elif tokens[place].text in ")]}":
+            depth -= 1
+            if depth == 0:
+                return place
+    raise ValueError("a bracket is not closed")
+
+
+def enumerations_of(headers):
+    """The names of each enumeration's values, by its name and by that of the namespace of an unscoped one."""
+    found = {}
+    for source in headers:
+        source = re.sub(r"//[^\n]*", "", source)
+        space = re.search(r"^namespace (\w+) \{", source, re.MULTILINE)
+        for scoped, name, values in re.findall(r"enum (class )?(\w+)[^{;]*\{(.*?)\}", source, re.DOTALL):
+            names = re.findall(r"^\s*(\w+)", values.replace(",", "\n"), re.MULTILINE)
+            found[name] = names
+            if not scoped and space:
+                found[space.group(1)] = names
+    return found
+
+
+def other_character(literal):
+    prefix, body = ("L", literal[2:-1]) if literal[0] == "L" else ("", literal[1:-1])
+    if body.startswith("\\x"):
+        return f"{prefix}'\\x{(int(body[2:], 16) - 1) & 0xFF:02X}'"
+    code = {"\\0": 0, "\\t": 9, "\\n": 10, "\\r": 13, "\\\\": 92, "\\'": 39}[body] if body[0] == "\\" else ord(body)
+    code += 1
+    if code in (39, 92):
+        code += 1
+    return f"{prefix}'{chr(code)}'" if 32 <= code < 127 else f"{prefix}'\\x{code:02X}'"
+
+
+class Source:
+    """A table states what a program may change while it runs, too (`rows`): of these, only what is a template's is changed here."""
+
+    def __init__(self, path, source, enumerations, table, rows):
+        self.path, self.source, self.enumerations, self.table = path, source, enumerations, table
+        self.tokens = tokens_of(source)
+        self.mutants, self.keys = [], {}
+        self.skipped = self.tokens_of_rows() if rows else set()
+
+    def tokens_of_rows(self):
+        """What stands in Row{...}, Record<M> name{...}, a group's call, and the words of a Rule; template arguments do not."""
+        found = set()
+        for at in range(len(self.tokens)):
+            before, here = [self.text(place) for place in range(at - 5, at)], self.text(at)
+            if here == "{" and (before[-1] == "Row" or before[:4] == ["Record", "<", "M", ">"]) or \
+                    here == "(" and before[-1] == ">" and "Layout" in before:
+                depth = 0
+                for place in range(at, closing(self.tokens, at)):
+                    token = self.tokens[place]
+                    depth += (token.text == "<") - (token.text == ">")
+                    if depth == 0 and self.text(place + 1) != "<":
+                        found.add(place)
+            if here == "{" and before[:4] == ["Rule", "<", "M", ">"]:
+                found.add(at + 1)
+        return found
+
+    def text(self, at):
+        return self.tokens[at].text if 0 <= at < len(self.tokens) else ""
+
+    def is_between(self, at):
+        """Whether the sign has a blank on both sides."""
+        token = self.tokens[at]
+        return self.source[token.begin - 1].isspace() and self.source[token.end].isspace() and \
+            self.text(at - 1) not in ("operator", "(", ",", "[", "{", "return", "=")
+
+    def add(self, begin, end, new):
+        first = self.source.rfind("\n", 0, begin) + 1
+        last = self.source.find("\n", begin)
+        old = " ".join(self.source[begin:end].split())
+        rest = self.source[end:last] if end <= last else ""
+        line = self.source[first:begin] + "{{" + old + " -> " + " ".join(new.split()) + "}}" + rest
+        key = f"{self.path}: {' '.join(line.split())}"
+        count = self.keys[key] = self.keys.get(key, 0) + 1
+        if count > 1:
+            key += f" #{count}"
+        self.mutants.append(Mutant(self.path, self.source.count("\n", 0, begin) + 1, begin, end, new, key))
+
+    def replace(self, at, *texts):
+        for text in texts:
+            self.add(self.tokens[at].begin, self.tokens[at].end, text)
+
+    def all(self):
+        for at, token in enumerate(self.tokens):
+            if at in self.skipped:
+                continue
+            getattr(self, token.kind)(at, token)
+        return self.mutants
+
+    def number(self, at, token):
+        self.replace(at, f"({token.text} + 1)", *([f"({token.text} - 1)"] if self.table else []))
+
+    def char(self, at, token):
+        self.replace(at, other_character(token.text))
+
+    def string(self, at, token):
+        if self.text(at - 1) not in ("extern", "operator"):
+            end = token.text.rindex('"')
+            self.replace(at, token.text[:end] + "~" + token.text[end:])
+
+    def word(self, at, token):
+        text = token.text
+        if text in WORDS:
+            self.replace(at, *WORDS[text])
+        elif text in ("if", "while"):
+            self.condition(at + 2 if self.text(at + 1) == "constexpr" else at + 1)
+        elif text == "for":
+            self.loop(at + 1)
+        elif self.table and text in TABLE_WORDS and self.text(at - 1) != "::" and self.text(at + 1) in (
+                "<" if text in ("date", "dateTime", "year", "number", "character", "flag", "characterFlag") else
+                "(" if text in ("above", "atLeast", "below") else ",}"):
+            self.replace(at, *TABLE_WORDS[text])
+        elif self.text(at - 1) == "::" and text in (names := self.enumerations.get(self.enumeration(at - 2), ())):
+            self.replace(at, names[(names.index(text) + 1) % len(names)])
+
+    def enumeration(self, at):
+        """The name of the enumeration, where it may stand for another: "using E = TF::MeterFluid;"."""
+        name = self.text(at)
+        short = re.findall(rf"using {re.escape(name)} = (?:\w+::)*(\w+);", self.source[:self.tokens[at].begin]) if name else ()
+        return short[-1] if short else name
+
+    def sign(self, at, token):
+        text = token.text
+        if text in SIGNS and self.is_between(at) and not (text == ">" and self.text(at - 1) in ("class", "auto", ">")):
+            self.replace(at, *SIGNS[text])
+        elif text in ("++", "--"):
+            self.replace(at, "--" if text == "++" else "++")
+        elif text in ("!", "~") and self.text(at - 1) != "operator":
+            self.replace(at, "")
+        elif text == "-" and not self.source[token.end].isspace():
+            self.replace(at, "")
+        elif text == "?" and self.is_between(at):
+            begin = self.operand(at)
+            self.negate(begin, at - 1)
+        elif text == "." and self.table and self.text(at - 1) in ("{", ",") and self.text(at + 2) == "=":
+            self.particular(at)
+
+    def operand(self, at):
+        """Where the condition before a '?' begins."""
+        depth, place = 0, at - 1
+        while place >= 0:
+            text = self.text(place)
+            if text in (")", "]", "}"):
+                depth += 1
+            elif text in ("(", "[", "{"):
+                if depth == 0:
+                    break
+                depth -= 1
+            elif depth == 0 and text in (",", ";", "=", "return", "?", ":", "+=", "|=", "<<="):
+                break
+            place -= 1
+        return place + 1
+
+    def negate(self, first, last):
+        """Turns a condition round, unless a mutant of its own comparison does the same."""
+        texts = [self.text(at) for at in range(first, last + 1)]
+        depth, comparisons, joined = 0, 0, False
+        for at, text in enumerate(texts):
+            depth += (text in ("(", "[", "{")) - (text in (")", "]", "}"))
+            if depth == 0 and text in ("<", "<=", ">", ">=", "==", "!=") and self.is_between(first + at):
+                comparisons += 1
+            joined = joined or depth == 0 and text in ("&&", "||")
+        if not texts or (not joined and (comparisons == 1 or texts[0] == "!" or texts in (["true"], ["false"]))):
+            return
+        begin, end = self.tokens[first].begin, self.tokens[last].end
+        self.add(begin, end, "!(" + self.source[begin:end] + ")")
+
+    def condition(self, opening):
+        if self.text(opening) != "(":
+            return
+        last = closing(self.tokens, opening)
+        first = opening + 1
+        for at in range(opening + 1, last):
+            if self.text(at) == ";":
+                first = at + 1
+        # What declares a name is no expression.
+        declares = any(self.text(at) == "=" for at in range(first, last))
+        if not declares:
+            self.negate(first, last - 1)
+
+    def loop(self, opening):
+        last = closing(self.tokens, opening)
+        depth, ends = 0, []
+        for at in range(opening + 1, last):
+            depth += (self.text(at) in ("(", "[", "{")) - (self.text(at) in (")", "]", "}"))
+            if depth == 0 and self.text(at) == ";":
+                ends.append(at)
+        if len(ends) == 2 and ends[0] + 1 < ends[1]:
+            self.negate(ends[0] + 1, ends[1] - 1)
+
+    def particular(self, at):
+        """Leaves out ".name = value" of a row."""
+        depth, place = 0, at
+        while not (depth == 0 and self.text(place) in (",", "}")):
+            depth += (self.text(place) in ("(", "[", "{")) - (self.text(place) in (")", "]", "}"))
+            place += 1
+        begin, end = self.tokens[at].begin, self.tokens[place].begin
+        if self.text(place) == ",":
+            end = self.tokens[place].end
+        self.add(begin, end, "")

@@ -1,0 +1,203 @@
+// Changes of the records' tables while a program runs, so that none of them needs a compiler of its own. In the copy of the
+// sources that is tried, every record goes through changed().
+//
+// TABLE_CHANGE=list in the environment lists the changes of each record that is used, one a line on the standard error;
+// TABLE_CHANGE="MODEL NUMBER" makes one of them.
+#pragma once
+#include "model/layout.h"
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tramo::mutation {
+
+template <class M> struct Table {
+    Record<M> record;
+    std::vector<Row<M>> rows;
+    std::vector<Step<M>> steps;
+
+    explicit Table(const Record<M>& original) : record(original), rows(original.rows.begin(), original.rows.end()) { connect(); }
+    Table(const Table&) = delete;
+
+    void connect() {
+        steps.clear();
+        for (const Row<M>& row : rows) {
+            const auto& but = row.but;
+            if (row.inLine())
+                steps.push_back({but.into ? but.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
+                    static_cast<std::uint16_t>(row.width), !but.kept && but.blank.empty() && !but.present});
+        }
+        record.rows = rows;
+        record.steps = steps;
+    }
+    // Whether the compiler would take it.
+    bool isPossible() const {
+        return detail::columnOutsideLine(record) == detail::noColumn && detail::columnOfTwoFields(record) == detail::noColumn;
+    }
+};
+
+template <class M> struct Opposite {
+    static inline bool (*rule)(const M&) = nullptr;
+    static bool holds(const M& model) { return !rule(model); }
+};
+
+inline const char* longer(const char* text) {
+    static std::deque<std::string> kept;
+    return kept.emplace_back(std::string(text) + "~").c_str();
+}
+inline TE::errorType other(TE::errorType code) { return code == TE::ParseInteger ? TE::BuildText : TE::ParseInteger; }
+
+// All changes of one record, each by its words.
+template <class M> class Changes {
+public:
+    using Change = std::function<void(Table<M>&)>;
+    struct Named {
+        std::string words;
+        Change change;
+    };
+
+    explicit Changes(const Record<M>& original) {
+        add("letter", [](Table<M>& t) { ++t.record.letter; });
+        text("model", &Record<M>::model, original);
+        text("name", &Record<M>::name, original);
+        text("inMessages", &Record<M>::inMessages, original);
+        text("inDump", &Record<M>::inDump, original);
+        for (std::size_t i = 0; i < original.rows.size(); ++i) ofRow(i, original.rows[i]);
+    }
+
+    const std::vector<Named>& all() const { return changes; }
+
+private:
+    std::vector<Named> changes;
+    std::size_t at = 0;
+    std::string place;
+
+    void add(const std::string& words, Change change) { changes.push_back({place + words, std::move(change)}); }
+
+    void text(const char* name, const char* Record<M>::*member, const Record<M>&) {
+        add(name, [=](Table<M>& t) { t.record.*member = longer(t.record.*member); });
+    }
+
+    // A change of the row; `get` finds in it what is changed.
+    template <class Get, class To> void inRow(const std::string& words, Get get, To to) {
+        add(words, [=, i = at](Table<M>& t) {
+            auto& what = get(t.rows[i]);
+            what = to(what);
+        });
+    }
+
+    void number(const char* name, auto get) {
+        inRow(std::string(name) + " + 1", get, [](auto v) { return v + 1; });
+        inRow(std::string(name) + " - 1", get, [](auto v) { return v - 1; });
+    }
+    void stated(const char* name, auto get) {
+        inRow(std::string("without ") + name, get, [](auto v) { return decltype(v){}; });
+    }
+    void condition(const std::string& name, auto get, Test now) {
+        constexpr const char* words[] = {"always", "never", "above", "at least", "below"};
+        for (const auto operation : {Test::Always, Test::Never, Test::Above, Test::AtLeast, Test::Below})
+            if (operation != now.operation && (operation <= Test::Never || now.operation > Test::Never))
+                inRow(name + " becomes " + words[operation], get, [=](Test test) { return Test{operation, test.limit}; });
+        if (now.operation <= Test::Never) return;
+        inRow(name + ": limit + 1", get, [](Test test) { return Test{test.operation, test.limit + 1}; });
+        inRow(name + ": limit - 1", get, [](Test test) { return Test{test.operation, test.limit - 1}; });
+    }
+    void rule(const std::string& name, auto get, const Rule<M>* now) {
+        if (!now) return;
+        stated(name.c_str(), get);
+        inRow(name + " turned round", get, [](const Rule<M>* rule) {
+            Opposite<M>::rule = rule->holds;
+            return new Rule<M>{rule->words, Opposite<M>::holds};
+        });
+        inRow(name + ": words", get, [](const Rule<M>* rule) { return new Rule<M>{longer(rule->words), rule->holds}; });
+    }
+
+    // clang-format off
+    void ofRow(std::size_t index, const Row<M>& row) {
+        using R = Row<M>;
+        at = index;
+        place = "row " + std::to_string(index) + ", " + row.name;
+        if (row.but.slot) place += " of group " + std::to_string(row.but.slot);
+        place += ": ";
+        const Particulars<M>& but = row.but;
+        if (row.inLine()) {
+            number("column", [](R& r) -> auto& { return r.column; });
+            number("width", [](R& r) -> auto& { return r.width; });
+        }
+        inRow("name", [](R& r) -> auto& { return r.name; }, [](const char* name) { return longer(name); });
+        inRow("kind", [](R& r) -> auto& { return r.value.kind; },
+            [](FieldKind kind) { return kind == FieldKind::Text ? FieldKind::Integer : FieldKind::Text; });
+        if (but.label) {
+            inRow("label", [](R& r) -> auto& { return r.but.label; }, [](const char* label) { return longer(label); });
+            stated("label", [](R& r) -> auto& { return r.but.label; });
+        }
+        if (row.inLine()) {
+            condition("written", [](R& r) -> auto& { return r.but.written; }, but.written);
+            for (const bool build : {false, true})
+                inRow(build ? "code of building" : "code of parsing",
+                    [=](R& r) -> auto& { return build ? r.but.buildCode : r.but.parseCode; }, [=](TE::errorType code) {
+                        return other(code ? code : build ? row.value.buildCode : row.value.parseCode);
+                    });
+        }
+        condition("missing", [](R& r) -> auto& { return r.but.missing; }, but.missing);
+        rule("group", [](R& r) -> auto& { return r.but.group; }, but.group);
+        rule("missingIf", [](R& r) -> auto& { return r.but.missingIf; }, but.missingIf);
+        rule("inconsistentIf", [](R& r) -> auto& { return r.but.inconsistentIf; }, but.inconsistentIf);
+        if (but.present) stated("present", [](R& r) -> auto& { return r.but.present; });
+        if (but.into) stated("into", [](R& r) -> auto& { return r.but.into; });
+        if (but.kept) stated("kept", [](R& r) -> auto& { return r.but.kept; });
+        if (but.set) stated("set", [](R& r) -> auto& { return r.but.set; });
+        if (!but.blank.empty()) {
+            stated("blank", [](R& r) -> auto& { return r.but.blank; });
+            inRow("blank", [](R& r) -> auto& { return r.but.blank; }, [](std::wstring_view) { return L"0"; });
+        }
+        const bool reports = but.missing.operation != Test::Never || but.missingIf || but.inconsistentIf;
+        for (bool Particulars<M>::*flag : {&Particulars<M>::toParseList, &Particulars<M>::onGoodLines, &Particulars<M>::overlaid})
+            if (flag == &Particulars<M>::overlaid || reports)
+                inRow(flag == &Particulars<M>::toParseList   ? "toParseList"
+                      : flag == &Particulars<M>::onGoodLines ? "onGoodLines"
+                                                             : "overlaid",
+                    [=](R& r) -> auto& { return r.but.*flag; }, [](bool is) { return !is; });
+        if (but.parseColumn) columns("parseColumn", &Particulars<M>::parseColumn);
+        if (but.buildColumn) columns("buildColumn", &Particulars<M>::buildColumn);
+        if (but.missingColumn) columns("missingColumn", &Particulars<M>::missingColumn);
+        if (but.buildWidth) columns("buildWidth", &Particulars<M>::buildWidth);
+        if (but.slot) number("slot", [](R& r) -> auto& { return r.but.slot; });
+    }
+    void columns(const char* name, std::int32_t Particulars<M>::*column) {
+        number(name, [=](Row<M>& r) -> auto& { return r.but.*column; });
+        stated(name, [=](Row<M>& r) -> auto& { return r.but.*column; });
+    }
+    // clang-format on
+};
+
+template <class M> const Record<M>& changed(const Record<M>& original) {
+    static Table<M> table(original);
+    static const bool done = [&] {
+        const char* wanted = std::getenv("TABLE_CHANGE");
+        if (!wanted) return true;
+        const Changes<M> changes(original);
+        const std::string model = original.model;
+        if (std::strcmp(wanted, "list") == 0) {
+            for (std::size_t i = 0; i < changes.all().size(); ++i) {
+                Table<M> other(original);
+                changes.all()[i].change(other);
+                other.connect();
+                std::fprintf(stderr, "TABLE_CHANGE\t%s %zu\t%s\t%s\n", model.c_str(), i,
+                    other.isPossible() ? "possible" : "rejected", changes.all()[i].words.c_str());
+            }
+        } else if (std::string_view(wanted).starts_with(model + " ")) {
+            changes.all().at(std::stoul(wanted + model.size() + 1)).change(table);
+            table.connect();
+        }
+        return true;
+    }();
+    (void)done;
+    return table.record;
+}
+
+}  // namespace tramo::mutation
