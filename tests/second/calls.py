@@ -7,9 +7,9 @@ READ_CODES = {codes.reader: codes for codes in (
     values.LINE_TYPES, values.FLUIDS, values.AREA_TYPES, values.READ_METHODS, values.READ_STATUSES, values.ALARMS,
     values.ENQUIRY_AREA_TYPES, values.ENQUIRY_AREA_MODES)}
 READ_CODE_TEXTS = {name + " text": READ_CODES[name] for name in ("toFluidType", "toTramoType", "toReadMethod", "toReadStatus")}
-WRITE_CODES = {codes.writer: codes for codes in READ_CODES.values() if codes is not values.FLUIDS} | {"fromFluidType": values.FLUIDS}
-BYTES = [b"a", b"\xc3\xa9", b"\xe2\x82\xac", b"\xf0\x9f\x98\x80", b"\x80", b"\xc3", b"\xe2\x82", b"\xc0\x80", b"\xed\xa0\x80", b"\xff", b"\0",
-         b"\xf4\x90\x80\x80", b"\xf0\x9f\x98", b"\xe0\x80\xaf", b"\xef\xbf\xbf", b"\xf8\x88\x80\x80\x80"]
+WRITE_CODES = {"fromFluidType" if codes is values.FLUIDS else codes.writer: codes for codes in READ_CODES.values()}
+BYTES = [b"a", b"\xc3\xa9", b"\xe2\x82\xac", b"\xf0\x9f\x98\x80", b"\x80", b"\xc3", b"\xe2\x82", b"\xc0\x80", b"\xed\xa0\x80",
+         b"\xff", b"\0", b"\xf4\x90\x80\x80", b"\xf0\x9f\x98", b"\xe0\x80\xaf", b"\xef\xbf\xbf", b"\xf8\x88\x80\x80\x80"]
 
 
 def place(text, width):
@@ -136,7 +136,9 @@ def arguments(make, function):
     if function in READ_CODE_TEXTS:
         text = make.field(1, READ_CODE_TEXTS[function]) + make.characters(random.randint(0, 3))
         text = text[random.choice((0, 0, 0, 1)):].replace("\0", "")
-        return ("".join(character if character < "\x80" else "?" for character in text) if function == "toReadStatus text" else text,)
+        if function == "toReadStatus text":
+            text = "".join(character if character < "\x80" else "?" for character in text)
+        return (text,)
     kind = {"toDate": "date", "toDateTime": "date and time", "toYear": "year", "toDouble": "decimal", "toAmrAlarm": "alarm flags",
             "hexStrToInt": "alarm flags"}.get(function, "whole")
     width = {"date": 8, "date and time": 12, "year": 4, "alarm flags": 4}.get(kind, random.randint(1, 26))
@@ -149,22 +151,33 @@ def arguments(make, function):
         limit = random.choice((2**31, 2**63, 2**32, 2**64))
         text = random.choice(("", " ", "+", "-", "-", " -", "000")) + str(limit + random.randint(-2, 2))
     if function == "hexStrToInt" and make.chance(0.3):
-        text = random.choice(("", "-", "+", "0x", "-0X", " ")) + f"{random.choice((2**31, 2**32, random.randint(0, 2**40))) + random.randint(-2, 2):x}"
+        number = random.choice((2**31, 2**32, random.randint(0, 2**40))) + random.randint(-2, 2)
+        text = random.choice(("", "-", "+", "0x", "-0X", " ")) + f"{number:x}"
     if kind == "decimal" and make.chance(0.3):
         text = near_limit(random)
     return (text,)
 
 
+LIMITS = """2.2250738585072012e-308 2.2250738585072011e-308 4.9406564584124654e-324 2.4703282292062327e-324
+    1.7976931348623158e308 1.7976931348623159e308 1e-999999999999 1e999999999999 0x1p99999999999 0x1p-99999999999 0e99999999999
+    nan(_1a) nan() nan(-) infinity1""".split()
+
+
 def near_limit(random):
     """Where doubles end, and where they lose digits."""
+    if random.random() < 0.5:
+        return random.choice(LIMITS)
     return random.choice((
-        f"{random.randint(17976931348623150, 17976931348623170)}e292", f"{random.randint(22250738585072000, 22250738585072030)}e-324",
-        f"{random.randint(1, 99)}e-{random.randint(322, 326)}", f"0x1.{random.randint(0, 2**56):014x}p{random.randint(-1080, 1026)}",
-        f"0x0.{random.randint(0, 2**52):x}p-{random.randint(1000, 1080)}", f"0x{random.randint(0, 2**70):x}", f"{random.randint(0, 2**70)}",
-        f"{random.random() * 10.0 ** random.randint(-320, 308)!r}", f"{random.randint(0, 10**30)}e{random.randint(-350, 320)}",
-        f"9007199254740993.{'0' * random.randint(0, 30)}{random.randint(0, 1)}", "2.2250738585072012e-308", "2.2250738585072011e-308",
-        "4.9406564584124654e-324", "2.4703282292062327e-324", "1.7976931348623158e308", "1.7976931348623159e308", "1e-999999999999",
-        "1e999999999999", "0x1p99999999999", "0x1p-99999999999", "0e99999999999", "nan(_1a)", "nan()", "nan(-)", "infinity1"))
+        f"{random.randint(17976931348623150, 17976931348623170)}e292",
+        f"{random.randint(22250738585072000, 22250738585072030)}e-324",
+        f"{random.randint(1, 99)}e-{random.randint(322, 326)}",
+        f"0x1.{random.randint(0, 2**56):014x}p{random.randint(-1080, 1026)}",
+        f"0x0.{random.randint(0, 2**52):x}p-{random.randint(1000, 1080)}",
+        f"0x{random.randint(0, 2**70):x}",
+        f"{random.randint(0, 2**70)}",
+        f"{random.random() * 10.0 ** random.randint(-320, 308)!r}",
+        f"{random.randint(0, 10**30)}e{random.randint(-350, 320)}",
+        f"9007199254740993.{'0' * random.randint(0, 30)}{random.randint(0, 1)}"))
 
 
 def request(make):

@@ -106,7 +106,8 @@ def compare(task):
     answers = done.stdout.splitlines()
     if done.returncode != 0 or len(answers) != count:
         after = asked[len(answers)][0] if len(answers) < count else ""
-        return kind, count, 0, [f"{zone_name}: the driver ended with {done.returncode} after {len(answers)} answers, at\n  {after}\n"]
+        text = f"{zone_name}: the driver ended with {done.returncode} after {len(answers)} answers, at\n  {after}\n"
+        return kind, count, 0, [text]
     ambiguous, texts = 0, []
     for (request, expected), answer in zip(asked, answers):
         found = json.loads(answer)

@@ -5,14 +5,14 @@ from keyline import KeyLine, NUMBERS, ORDER, TEXTS, utf8
 from values import utf16_units
 from wire import plain, shown
 
-TEXT_VALUES = ['""', '"A"', '"12AB0001"', r'"a\"b\\\/\b\f\n\r\t"', r'"\u00e9\u20AC"', r'"\ud83d\ude00"', r'"\ud83d"', r'"\ud83dx"', r'"\ud83d\u0041"',
-               r'"\udc00"', r'"x\uDFFFy"', r'"\u0000"', r'"\u12"', r'"\x"', '"\t"', '"é€😀"', '"\x7f\x80"', '"\ud800"', '"\udc00"', '"\0"', '"open',
-               "'single'"]
-NUMBER_VALUES = ["0", "-0", "-1", "1", "12345678", "2147483647", "2147483648", "-2147483648", "-2147483649", "3000000000", "4294967295", "4294967296",
-                 "9223372036854775807", "18446744073709551615", "18446744073709551616", "99999999999999999999999", "1.0", "1.5", "1e3", "-1E+2",
-                 "0.0", "1e400", "01", "+1", "-", ".5", "5.", "1e", "0x10", "NaN", "Infinity", "-Infinity"]
-OTHER_VALUES = ["true", "false", "null", "[]", "{}", "[1,2]", '{"a":[{}]}', "[[[[]]]]", "[1,]", "{,}", '{"a"}', "[1 2]", "tru", "nul", "[", "]", "",
-                '{"a":1,"a":{"b":[1,"x",null]}}', "[[],{},[[]]]", '[{"a":[]},0]']
+TEXT_VALUES = ['""', '"A"', '"12AB0001"', r'"a\"b\\\/\b\f\n\r\t"', r'"\u00e9\u20AC"', r'"\ud83d\ude00"', r'"\ud83d"',
+               r'"\ud83dx"', r'"\ud83d\u0041"', r'"\udc00"', r'"x\uDFFFy"', r'"\u0000"', r'"\u12"', r'"\x"', '"\t"', '"é€😀"',
+               '"\x7f\x80"', '"\ud800"', '"\udc00"', '"\0"', '"open', "'single'"]
+NUMBER_VALUES = """0 -0 -1 1 12345678 2147483647 2147483648 -2147483648 -2147483649 3000000000 4294967295 4294967296
+    9223372036854775807 18446744073709551615 18446744073709551616 99999999999999999999999 1.0 1.5 1e3 -1E+2 0.0 1e400 01 +1 -
+    .5 5. 1e 0x10 NaN Infinity -Infinity""".split()
+OTHER_VALUES = ["true", "false", "null", "[]", "{}", "[1,2]", '{"a":[{}]}', "[[[[]]]]", "[1,]", "{,}", '{"a"}', "[1 2]", "tru",
+                "nul", "[", "]", "", '{"a":1,"a":{"b":[1,"x",null]}}', "[[],{},[[]]]", '[{"a":[]},0]']
 BLANKS = ["", "", "", " ", "\t", "\n", "\r", "  ", "\f", "\xa0"]
 
 
@@ -30,7 +30,8 @@ def value(make, name):
 def name(make):
     random = make.random
     known = random.choice(ORDER)
-    return random.choice((known,) * 12 + (known.upper(), known + "x", "", known[:-1], known + "\\u0000", "é", "\\u0073erialNumber", "a\\tb", "\\ud800"))
+    return random.choice((known,) * 12 + (known.upper(), known + "x", "", known[:-1], known + "\\u0000", "é",
+                                          "\\u0073erialNumber", "a\\tb", "\\ud800"))
 
 
 def blank(make):
@@ -81,7 +82,8 @@ def bytes_of(text):
 
 def expected(host, text):
     key = KeyLine(text)
-    answer = {"error": key.error, "remarks": plain(key.remarks), "line": plain(key.line), "model": plain(key.model()), "said": ["", ""]}
+    answer = {"error": key.error, "remarks": plain(key.remarks), "line": plain(key.line), "model": plain(key.model()),
+              "said": ["", ""]}
     if not key.error:
         answer["ofJson"] = answer["model"]
     return answer

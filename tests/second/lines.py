@@ -15,8 +15,9 @@ STRANGERS = "é ÿ\x80\xa0\x85 ı٣７०０𝟘\ud83d\ude00\ud800\udfff\uffff\u
 MANNERS = ("strict", "strict", "loose", "hostile")
 WRONG_LETTERS = "8!a:/ \0\xff\u0100\u0131é\u2003\U00010031"
 PRINTABLE = [chr(code) for code in range(0x20, 0x7F)]
-DECIMALS = """0 -0 -1 -0,5 0,0000001 5. .5 1e308 1.8e308 2.3e-308 2e-308 5e-324 0x1p-1074 0x1.8p3 0X.8 0x 0xg inf -Infinity INF nan -nan
-    NaN(7) nan( infinit 1e 1e+ 1,5,5 1..5 0.000000499 0.0005 0.0015 -.0004 999999.9999995 1e22 0e999999 123456789""".split()
+DECIMALS = """0 -0 -1 -0,5 0,0000001 5. .5 1e308 1.8e308 2.3e-308 2e-308 5e-324 0x1p-1074 0x1.8p3 0X.8 0x 0xg inf -Infinity INF
+    nan -nan NaN(7) nan( infinit 1e 1e+ 1,5,5 1..5 0.000000499 0.0005 0.0015 -.0004 999999.9999995 1e22
+    0e999999 123456789""".split()
 SMALL = "0123456789 ABCabc+-.,eExX()nNiIfFaApPtyTY'\"<>\\/;"
 
 
@@ -77,7 +78,8 @@ class Maker:
     def decimal(self, width):
         random = self.random
         if self.manner == "strict":
-            return f"{random.uniform(0, 10 ** random.randint(0, max(1, width - 3))):.{random.randint(0, 12)}f}"[:width].rjust(width)
+            number = random.uniform(0, 10 ** random.randint(0, max(1, width - 3)))
+            return f"{number:.{random.randint(0, 12)}f}"[:width].rjust(width)
         if self.chance(0.5):
             number = random.choice(DECIMALS + ["9" * width])
         else:
@@ -108,12 +110,14 @@ class Maker:
         at = self.moment()
         if self.manner == "strict":
             at = datetime.datetime.fromtimestamp(self.random.randint(0, 2**31 - 90000), self.zone.zone)
-        text = (f"{at.year:04}{at.month:02}{at.day:02}{at.hour:02}{at.minute:02}")[:{"date": 8, "date and time": 12, "year": 4}[form]]
+        text = f"{at.year:04}{at.month:02}{at.day:02}{at.hour:02}{at.minute:02}"
+        text = text[:{"date": 8, "date and time": 12, "year": 4}[form]]
         if self.manner == "strict" or not self.chance(0.15):
             return text
         return self.random.choice((
-            text[:4] + "0229" + text[8:], text[:4] + "0230" + text[8:], text[:4] + "1301" + text[8:], text[:4] + "0001" + text[8:],
-            text[:6] + "00" + text[8:], text[:6] + "31" + text[8:], text[:8] + "2400", text[:8] + "2360", text[:8] + "2359",
+            text[:4] + "0229" + text[8:], text[:4] + "0230" + text[8:], text[:4] + "1301" + text[8:],
+            text[:4] + "0001" + text[8:], text[:6] + "00" + text[8:], text[:6] + "31" + text[8:], text[:8] + "2400",
+            text[:8] + "2360", text[:8] + "2359",
             "0000" + text[4:], "9999" + text[4:], "1900" + text[4:], "1901" + text[4:], "2038" + text[4:], " " + text[1:],
             text[:-1] + " ", "+" + text[1:], "-" + text[1:], "".join(chr(ord(digit) + 0x100) for digit in text),
             "".join(chr(ord(digit) - 0x30 + 0xFF10) for digit in text)))[:len(text)].ljust(len(text))
@@ -128,7 +132,8 @@ class Maker:
         if isinstance(kind, values.Codes):
             if self.manner == "strict" or self.chance(0.9):
                 return self.random.choice(list(kind.read_as))
-            return self.random.choice((chr(ord(self.random.choice(list(kind.read_as))) + self.random.choice((-1, 1, 32, 0x100))), "!"))
+            near = ord(self.random.choice(list(kind.read_as))) + self.random.choice((-1, 1, 32, 0x100))
+            return self.random.choice((chr(near), "!"))
         if kind == "text":
             return self.text(width)
         if kind == "whole":
@@ -140,8 +145,9 @@ class Maker:
         if kind == "alarm flags":
             flags = f"{self.random.randint(0, 0xFFFF):04X}"
             return flags if self.manner == "strict" or self.chance(0.7) else self.random.choice((
-                flags.lower(), flags[:2] + "0F", "0000", "FF0F", flags[:3] + " ", " " + flags[1:], flags[:1], flags[:2], "-" + flags[1:],
-                flags[:2] + "0x", "0x" + flags[2:], "x10x", "0x0x", "GG" + flags[2:], flags[:2] + "-1", flags[:2] + " 1"))[:4].ljust(4)
+                flags.lower(), flags[:2] + "0F", "0000", "FF0F", flags[:3] + " ", " " + flags[1:], flags[:1], flags[:2],
+                "-" + flags[1:], flags[:2] + "0x", "0x" + flags[2:], "x10x", "0x0x", "GG" + flags[2:], flags[:2] + "-1",
+                flags[:2] + " 1")).ljust(4)
         return self.date(kind)
 
     # ---- Lines ---------------------------------------------------------------------------------------------------
@@ -198,8 +204,8 @@ class Maker:
         there = line[at:at + 1] or " "
         character = self.random.choice((
             self.random.choice(SMALL), self.random.choice(STRANGERS), chr(max(0, ord(there) + self.random.choice((-1, 1)))),
-            chr(ord(there) ^ 1 << self.random.randint(0, 7)), chr(self.random.randint(0, 0x7F)), chr(self.random.randint(0, 0xFFFF)),
-            chr(self.random.randint(0x10000, 0x10FFFF))))
+            chr(ord(there) ^ 1 << self.random.randint(0, 7)), chr(self.random.randint(0, 0x7F)),
+            chr(self.random.randint(0, 0xFFFF)), chr(self.random.randint(0x10000, 0x10FFFF))))
         return line[:at] + character + line[at + 1:]
 
     def line(self, record):
@@ -224,11 +230,13 @@ class Maker:
         if isinstance(default, bool):
             return self.chance(0.5)
         if isinstance(default, float):
-            return random.choice((0.0, -0.0, -1.0, -0.5, 1e-7, 0.5, random.uniform(-10, 1e6), random.uniform(-1e3, 1e3), 1e15, 1e300,
-                                  -1e300, float("inf"), float("-inf"), float("nan"), 5e-324, round(random.uniform(0, 999), 4),
+            return random.choice((0.0, -0.0, -1.0, -0.5, 1e-7, 0.5, random.uniform(-10, 1e6), random.uniform(-1e3, 1e3), 1e15,
+                                  1e300, -1e300, float("inf"), float("-inf"), float("nan"),
+                                  5e-324, round(random.uniform(0, 999), 4),
                                   struct.unpack(">d", random.randbytes(8))[0]))
         if isinstance(default, int):
-            numbers = (-1, 0, 1, 2, 3, 4, 9, 10, 99, 100, random.randint(0, 99999), random.randint(0, 2**31 - 1), 2**(size - 1) - 1)
+            numbers = (-1, 0, 1, 2, 3, 4, 9, 10, 99, 100, random.randint(0, 99999), random.randint(0, 2**31 - 1),
+                       2**(size - 1) - 1)
             if "ManufacturerRaw" in name:
                 return random.choice([abs(number) for number in numbers])
             return random.choice(numbers + (-2, -2**(size - 1), random.randint(-2**(size - 1), 2**(size - 1) - 1),

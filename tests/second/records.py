@@ -436,8 +436,9 @@ class AMR(Record):
 
     def set_defaults(self):
         self.member.update(
-            Type="2", InstallationDate=0, MeterReference="", MeterSerialNumber="", SensorPort=-1, MeterMaxIndex=-1, MeterUnit=-1.0,
-            Referance="", SerialNumber="", InternalSerialNumber="", Data="", PulseWeightStr="", PulseWeight=-1.0, MaxIndex=-1,
+            Type="2", InstallationDate=0, MeterReference="", MeterSerialNumber="", SensorPort=-1, MeterMaxIndex=-1,
+            MeterUnit=-1.0, Referance="", SerialNumber="", InternalSerialNumber="", Data="", PulseWeightStr="", PulseWeight=-1.0,
+            MaxIndex=-1,
             PreviousReadingDateStr="", PreviousReadingDate=-1, PreviousMeterIndex=-1.0, PreviousAmrIndex=-1, PreviousAmrStatus="",
             PreviousManufacturerRawAlarm=0, PreviousManufacturerRawStatus=0, CurrentReadingDate=-1, CurrentMeterIndex=-1.0,
             CurrentAmrIndex=-1, CurrentAmrStatus="", CurrentManufacturerRawAlarm=0, CurrentManufacturerRawStatus=0,
