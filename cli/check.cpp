@@ -190,7 +190,8 @@ private:
     static bool isSmall(const std::string& path) {
         namespace fs = std::filesystem;
         std::error_code error;
-        return path != "-" && fs::is_regular_file(path, error) && fs::file_size(path, error) <= TextFile::usualPiece;
+        return path != "-" && fs::is_regular_file(pathOf(path), error) &&
+               fs::file_size(pathOf(path), error) <= TextFile::usualPiece;
     }
 
     void load(Task& task) {

@@ -91,7 +91,7 @@ private:
 // A new folder appears when all of its files are there. One that was there gets them one after the other.
 class CsvFolder : public Sink {
 public:
-    CsvFolder(const std::string& path, OutFile::Mode chosen) : name(path), place(pathOf(path) / "."), mode(chosen) {
+    CsvFolder(const std::string& path, OutFile::Mode chosen) : name(path), place(cli::pathOf(path) / "."), mode(chosen) {
         place = place.parent_path();
         std::error_code error;
         const fs::file_status status = fs::status(place, error);

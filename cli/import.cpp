@@ -81,7 +81,7 @@ Options parse(std::vector<std::string> arguments) {
 
 std::unique_ptr<RowSource> sourceFor(const Options& options) {
     std::error_code error;
-    const bool isFolder = options.file != "-" && std::filesystem::is_directory(options.file, error);
+    const bool isFolder = options.file != "-" && std::filesystem::is_directory(pathOf(options.file), error);
     if (isFolder && options.form != Form::Csv) throw Unreadable{"is a directory"};
     if (options.form == Form::Sqlite) return makeSqliteSource(options.file);
     return options.form == Form::Jsonl ? makeJsonlSource(options.file) : makeCsvSource(options.file);

@@ -68,7 +68,7 @@ public:
     void member(std::string_view name, const char* value) { member(name, std::string_view(value)); }
     void member(std::string_view name, bool value) { key(name), Bool(value); }
     void member(std::string_view name, std::uint64_t value) { key(name), Uint64(value); }
-    void member(std::string_view name, std::int64_t value) { key(name), Int64(value); }
+    void member(std::string_view name, long value) { key(name), Int64(value); }
     void member(std::string_view name, long long value) { key(name), Int64(value); }
     void member(std::string_view name, int value) { key(name), Int(value); }
     void member(std::string_view name, double value) { key(name), Double(value); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <type_traits>
 #include <tramostream/stringconverter.h>
 #include <tramostream/tramoline.h>
 #include <tuple>
@@ -156,7 +157,8 @@ const LineShape& shapeOf(LineKind kind) { return shapes[static_cast<std::size_t>
 
 bool isRecordLetter(wchar_t c) {
     static const std::array<bool, 128> known = makeRecordLetters();
-    return c >= 0 && static_cast<std::size_t>(c) < known.size() && known[static_cast<std::size_t>(c)];
+    const auto place = static_cast<std::make_unsigned_t<wchar_t>>(c);
+    return place < known.size() && known[place];
 }
 
 std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing) {

@@ -44,7 +44,7 @@ OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the s
     std::error_code error;
     place = behindLinks(path, error);
     if (error) fail(error.value());
-    const fs::file_status old = fs::status(place, error);
+    const fs::file_status old = fs::status(pathOf(place), error);
     if (!fs::status_known(old)) fail(error.value());
     if (fs::is_directory(old)) fail(EISDIR);
     if (fs::exists(old) && !fs::is_regular_file(old)) {  // a device or a pipe cannot be replaced
