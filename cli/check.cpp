@@ -55,6 +55,8 @@ Options:
                       record, parameter, tag, key
   --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of
                       a file's end comes with its last line
+  --seek              jumps to these lines and counts no line ends: they must
+                      stand where lines of the format's length put them
   --format WHAT       text, json (one document a run, one finding a line),
                       sarif (2.1.0)
   --max-findings N    lists N findings of each file at most; all are counted
@@ -90,6 +92,7 @@ struct Options {
 
 Options parse(std::vector<std::string> arguments) {
     Options options;
+    bool seek = false;
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
     Arguments given;
     given.flag("--all", options.all);
@@ -98,6 +101,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--encoding", encoding);
     given.option("--kind", kind);
     given.option("--lines", lines);
+    given.flag("--seek", seek);
     given.option("--format", format);
     given.option("--max-findings", most);
     given.option("-j,--threads", threads);
@@ -110,6 +114,8 @@ Options parse(std::vector<std::string> arguments) {
         chosen<Format>("--format", format, {{"text", Format::Text}, {"json", Format::Json}, {"sarif", Format::Sarif}});
     options.style.colour = wantsColour(colourChoice(colour), stdout);
     if (!lines.empty()) options.lines = lineRange("--lines", lines);
+    else if (seek) throw WrongUsage{"--seek: needs --lines"};
+    options.lines.seek = seek;
     if (!most.empty()) options.maxFindings = number("--max-findings", most, "number of findings");
     if (options.style.quiet) options.maxFindings = 0;
     options.threads = threadCount(threads);
@@ -204,7 +210,7 @@ private:
             input->nextPiece(piece);
             task.piece.keep(piece);
             task.position = input->bytesRead();
-            task.isLast = input->linesRead() == options.lines.last || input->atEndOfFile();
+            task.isLast = input->atEndOfRange();
             if (!task.isLast) return;
             closed(*input, task);
         } catch (const Unreadable& failure) { task.failure = failure; }

@@ -62,6 +62,8 @@ Options:
                       -o
   --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
   --lines FROM-TO     only these lines: 3, 3-5, 3-
+  --seek              jumps to these lines and counts no line ends: they must
+                      stand where lines of the format's length put them
   --findings FILE     what "tramo check" finds in the lines, in the same form;
                       sqlite and xlsx have a table
   --show-keys         keys of key lines as they are; a new OUT is for its owner
@@ -114,12 +116,13 @@ std::vector<std::string> kinds() {
 Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string form, encoding = "auto", only, lines, threads = "0";
-    bool showsKeys = false;
+    bool showsKeys = false, seek = false;
     Arguments given;
     given.option("--to", form);
     given.option("-o,--output", options.output);
     given.option("--only", only);
     given.option("--lines", lines);
+    given.flag("--seek", seek);
     given.option("--findings", options.findings);
     given.flag("--show-keys", showsKeys);
     given.option("--encoding", encoding);
@@ -132,6 +135,8 @@ Options parse(std::vector<std::string> arguments) {
     options.encoding = encodingChoice("--encoding", encoding);
     options.only = chosenTable(only);
     if (!lines.empty()) options.lines = lineRange("--lines", lines);
+    else if (seek) throw WrongUsage{"--seek: needs --lines"};
+    options.lines.seek = seek;
     options.threads = threadCount(threads);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};

@@ -89,7 +89,6 @@ Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
     : file(path), ownName(printable(nameOf(path))), range(lines) {
     try {
         open(choice);
-        skip();
     } catch (Unreadable& failure) {
         failure.file = file;
         throw;
@@ -113,8 +112,36 @@ void Input::open(EncodingChoice choice) {
         const std::string sample = readSample(plainPath, size);
         utf16 = isUtf16Text(sample, choice);
         prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
+        end = size;
+        if (range.seek) return seek(plainPath);
         text.emplace(plainPath, utf16, size);
+        skip();
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
+}
+
+// To where lines of the format's length put the first one of the range. What is between its two borders is the range, in
+// however many lines a damage has cut it. Without a line end at a border nothing is known.
+void Input::seek(const std::string& plainPath) {
+    const std::size_t length = prevailing ? shapeOf(*prevailing).length : 0;
+    if (length == 0) throw Unreadable{"does not begin with lines of one length; without --seek lines are counted"};
+    const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? utf16leMark.size() : 0, stride = (length + 2) * width;
+    const std::uint64_t lines = (std::max(size, begin) - begin + stride - 1) / stride;
+    const auto before = static_cast<std::uint64_t>(range.first) - 1, last = static_cast<std::uint64_t>(range.last);
+    auto find = [&](TextFile& in, std::uint64_t linesBefore) {
+        if (!in.goTo(begin + linesBefore * stride, static_cast<long long>(linesBefore)))
+            throw Unreadable{fmt::format("line {} does not begin behind {} of {} bytes; without --seek lines are counted",
+                linesBefore + 1, counted(linesBefore, "line"), stride)};
+    };
+    if (before > 0 && before >= lines)
+        throw Unreadable{fmt::format("has {} of {} bytes; there is no line {}", counted(lines, "line"), stride, range.first)};
+    end = last < lines ? begin + last * stride : size;
+    text.emplace(plainPath, utf16, end);
+    if (before > 0) find(*text, before);
+    if (last < lines) {
+        TextFile behind(plainPath, utf16, size);
+        find(behind, last);
+    }
+    range.last = LineRange::open;
 }
 
 // To the first line of the range. Lines are counted by their ends, for a damaged line has any length.

@@ -19,6 +19,7 @@ enum class EncodingChoice { Auto, Ansi, Utf16le };
 struct LineRange {
     static constexpr long long open = std::numeric_limits<long long>::max();
     long long first = 1, last = open;
+    bool seek = false;  ///< they stand where lines of the format's length put them
     bool isWhole() const { return first == 1 && last == open; }
 };
 
@@ -27,7 +28,7 @@ struct LineRange {
 class Input {
 public:
     /// Reads these lines only, and knows them by their numbers in the file. Throws Unreadable, also where the file has no
-    /// line of the first number but 1, or WriteFailed when the copy cannot be written.
+    /// line of the first number but 1 or cannot be sought, or WriteFailed when the copy cannot be written.
     Input(const std::string& path, EncodingChoice encoding, LineRange range = {});
 
     /// The file's name as people read it.
@@ -50,8 +51,11 @@ public:
 
     // Behind the last line:
 
+    /// There is none in the range.
+    bool atEndOfRange() { return linesRead() >= range.last || text->atEnd(); }
+
     /// It is the last one of the file, too.
-    bool atEndOfFile() { return text->atEnd(); }
+    bool atEndOfFile() { return text->atEnd() && (end == size || text->hasUnreadText()); }
     std::uint64_t charactersUnread() const;
 
     /// Why there is no line of this number.
@@ -64,6 +68,7 @@ public:
 private:
     void open(EncodingChoice encoding);
     void skip();
+    void seek(const std::string& plainPath);
 
     std::string file, ownName;
     LineRange range;
@@ -71,7 +76,7 @@ private:
     std::unique_ptr<Spool> spool;
     std::optional<TextFile> text;
     PieceReader reader;
-    std::uint64_t size = 0;
+    std::uint64_t size = 0, end = 0;  // of the file, and of what is read of it
     bool utf16 = false;
     std::optional<LineKind> prevailing;
 };

@@ -55,12 +55,26 @@ bool PieceReader::next(Line& line) {
 
 TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
     : path(std::move(plainPath)), file(openFile(path, "rb"), std::fclose), width(utf16 ? 2 : 1),
-      notLoaded(size ? size : std::numeric_limits<std::uint64_t>::max()), buffer(usualPiece) {
+      fileEnd(size ? size : std::numeric_limits<std::uint64_t>::max()), notLoaded(fileEnd), buffer(usualPiece) {
     if (!file) throw Unreadable{reasonOf(errno), path};
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (!utf16) return;
     fill();
     bytesBefore = begin = std::min(width, end);
+}
+
+bool TextFile::goTo(std::uint64_t place, long long lines) {
+    const std::string_view lineEnd = width == 1 ? std::string_view("\r\n") : std::string_view("\r\0\n", 4);
+    const std::uint64_t from = place - lineEnd.size();
+    if (fseeko(file.get(), static_cast<off_t>(from), SEEK_SET) != 0) throw Unreadable{reasonOf(errno), path};
+    notLoaded = fileEnd - from;
+    begin = end = 0;
+    while (end < lineEnd.size() && fill()) {}
+    if (!waiting().starts_with(lineEnd)) return false;
+    begin = lineEnd.size();
+    bytesBefore = place;
+    linesBefore = lines;
+    return true;
 }
 
 // Loads more behind what is waiting; false at the end of the file.

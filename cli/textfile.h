@@ -73,6 +73,9 @@ public:
     /// say so of themselves. Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
     TextFile(std::string path, bool utf16, std::uint64_t size);
 
+    /// Goes to a place where so many lines are before it. False: no line ends there.
+    bool goTo(std::uint64_t place, long long lines);
+
     /// At most so many of the next lines; false at the end of the text. The piece is valid until the next call.
     bool next(Piece& piece, long long mostLines);
 
@@ -93,7 +96,7 @@ private:
     std::string path;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
     std::size_t width;
-    std::uint64_t notLoaded;  ///< bytes
+    std::uint64_t fileEnd, notLoaded;  ///< in bytes
     std::vector<char> buffer;
     std::size_t begin = 0, end = 0;  ///< of what has been loaded and not read
     std::uint64_t bytesBefore = 0;

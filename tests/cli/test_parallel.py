@@ -33,10 +33,26 @@ class Parallel(CliTest):
 
     def test_pieces_by_line_numbers(self):
         self.write("round.txt", damaged(3500, seed=4))
-        code, findings = self.findings(command_with("seq "))
+        code, findings = self.findings(command_with("wc -l"))
         whole = self.run_tool("check", "round.txt", cwd=self.folder).findings
         self.assertGreater(len(whole), 300)
         self.assertEqual(findings, whole)
+        self.assertNotEqual(code, 0)
+
+    def test_pieces_sought(self):
+        self.write("round.txt", lines(*[METER if i % 3 else put(METER, 507, b"Q") for i in range(3400)]))
+        code, findings = self.findings(command_with("--seek"))
+        whole = self.run_tool("check", "round.txt", cwd=self.folder).findings
+        self.assertGreater(len(whole), 300)
+        self.assertEqual(findings, whole)
+        self.assertNotEqual(code, 0)
+
+    def test_a_line_feed_in_a_field_moves_no_piece(self):
+        self.write("round.txt", lines(*[put(METER, 300 + i, b"\n") if i < 5 else put(METER, 507, b"Q") for i in range(2500)]))
+        code, findings = self.findings(command_with("--seek"))
+        whole = self.run_tool("check", "round.txt", cwd=self.folder).findings
+        self.assertEqual([re.sub(r":\d+", "", finding, count=1) for finding in findings],
+                         [re.sub(r":\d+", "", finding, count=1) for finding in whole])
         self.assertNotEqual(code, 0)
 
     def test_pieces_by_bytes(self):
@@ -51,7 +67,7 @@ class Parallel(CliTest):
 
     def test_good_file(self):
         self.write("round.txt", lines(METER) * 3000)
-        for word in ("seq ", "--pipepart"):
+        for word in ("wc -l", "--seek", "--pipepart"):
             self.assertEqual(self.findings(command_with(word)), (0, []))
 
     def test_many_files(self):

@@ -237,6 +237,87 @@ class Lines(CliTest):
             self.assertEqual(database.execute("select lines from files").fetchall(), [(4,)])
 
 
+class Seek(CliTest):
+    """Lines found by their length, not by counting."""
+
+    def findings(self, range_, *options, file="f", code=unittest.mock.ANY):
+        result = self.run_tool("check", "--format", "json", "--lines", range_, *options, file, cwd=self.folder)
+        self.assertEqual((result.code, result.err), (code, ""))
+        return result.json["files"][0]
+
+    def assert_refused(self, range_, why, command=("check",)):
+        result = self.run_tool(*command, "--lines", range_, "--seek", "f", cwd=self.folder)
+        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: f: {why}\n"))
+
+    def test_the_same_lines_as_by_counting(self):
+        texts = [put(METER, 505, b"%05d" % i) if i % 3 else put(AMR, 1, b"9") for i in range(1, 1201)]
+        end_missing = lines(*texts)[:-2]
+        for content in (lines(*texts), utf16(lines(*texts).decode("latin-1")), end_missing, sample("tags.txt"), sample("parameters.txt")):
+            self.write("f", content)
+            for range_ in ("1", "1-", "2-3", "600-700", "1200", "1200-", "1199-1300", "1-1200"):
+                if self.run_tool("check", "-q", "--lines", range_, "f", cwd=self.folder).code == 2:
+                    continue
+                sought, counted = self.findings(range_, "--seek"), self.findings(range_)
+                for found in (sought, counted):
+                    del found["summary"]["seconds"]
+                self.assertEqual(sought, counted, range_)
+
+    def test_what_is_between_the_borders_is_the_range_however_it_is_damaged(self):
+        texts = [put(METER, 507, b"Q")] * 12
+        texts[4] = put(texts[4], 100, b"\n")
+        self.write("f", lines(*texts))
+        numbers = [finding["line"] for finding in self.findings("1-6", "--seek")["findings"]]
+        self.assertEqual(numbers, [1, 2, 3, 4, 5, 6, 7])  # one line more than the range has
+        self.assertEqual([finding["line"] for finding in self.findings("7-8", "--seek")["findings"]], [7, 8])
+        self.assertEqual(sum(self.findings(r, "--seek")["summary"]["bytes"] for r in ("1-4", "5-5", "6-11", "12-")), 12 * 514)
+
+    def test_does_not_read_what_is_before(self):
+        size = 514 * 40_000_000  # a file with a hole, larger than what is read in a minute
+        path = self.write("f", lines(*[METER] * 1000))
+        with open(path, "r+b") as file:
+            file.seek(size - 2 * 514 - 2)
+            file.write(b"\r\n" + lines(METER, put(METER, 507, b"Q")))
+        found = self.findings("39999999-", "--seek", code=1)
+        self.assertEqual(([finding["line"] for finding in found["findings"]], found["summary"]["lines"]), ([40_000_000], 2))
+
+    def test_without_a_line_end_at_a_border_nothing_is_known(self):
+        self.write("f", lines(METER, METER[:-1], METER, METER))
+        self.assert_refused("3", "line 3 does not begin behind 2 lines of 514 bytes; without --seek lines are counted")
+        self.assert_refused("1-2", "line 3 does not begin behind 2 lines of 514 bytes; without --seek lines are counted")
+        self.assert_refused("2-3", "line 4 does not begin behind 3 lines of 514 bytes; without --seek lines are counted",
+                            ("export", "--to", "jsonl"))
+        self.write("f", METER + b"\n" + METER + b"\n")
+        self.assert_refused("2", "line 2 does not begin behind 1 line of 514 bytes; without --seek lines are counted")
+
+    def test_beyond_the_end(self):
+        self.write("f", lines(ROUND, METER, METER))
+        self.assert_refused("4-9", "has 3 lines of 514 bytes; there is no line 4")
+        self.assert_refused("9223372036854775807", "has 3 lines of 514 bytes; there is no line 9223372036854775807")
+
+    def test_needs_lines_of_one_length(self):
+        self.write("f", sample("amr-keys.txt"))
+        self.assert_refused("2-3", "does not begin with lines of one length; without --seek lines are counted")
+
+    def test_of_the_standard_input(self):
+        result = self.run_tool("check", "--lines", "2", "--seek", "-", stdin=lines(ROUND, put(METER, 507, b"Q")))
+        self.assertTrue(result.findings[0].startswith("<stdin>:2:507: error: "))
+
+    def test_text_that_ends_within_the_range(self):
+        self.write("f", utf16("".join(("x" * 40 + "\r\n", "\uffff" + "x" * 39 + "\r\n", "x" * 40 + "\r\n"))))
+        self.assertIn("TextUnread", [finding["rule"] for finding in self.findings("2", "--seek")["findings"]])
+
+    def test_export(self):
+        self.write("f", lines(*[put(METER, 9, b"%04d" % i) for i in range(700)]))
+        whole = self.run_tool("export", "f", "--to", "jsonl", cwd=self.folder).out
+        pieces = [self.run_tool("export", "f", "--to", "jsonl", "--seek", "--lines", f"{first}-{first + 199}", cwd=self.folder).out
+                  for first in range(1, 701, 200)]
+        self.assertEqual("".join(pieces), whole)
+
+    def test_needs_a_range(self):
+        result = self.run_tool("check", "--seek", "f", cwd=self.folder)
+        self.assertEqual((result.code, result.err.splitlines()[0]), (2, "tramo: check: --seek: needs --lines"))
+
+
 class Pieces(CliTest):
     """Files are read a piece at a time. Nothing may happen to a line where one piece ends and the next one begins."""
     SIZE = 128 * 1024
