@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <type_traits>
 #include <tramostream/stringconverter.h>
 #include <tramostream/tramoline.h>
 #include <tuple>
+#include <type_traits>
 
 namespace tramo::cli {
 
