@@ -202,7 +202,9 @@ private:
 
 std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
     std::error_code error;
-    if (path != "-" && fs::is_directory(pathOf(path), error)) return std::make_unique<CsvFolder>(path);
+    const bool isFolder = path != "-" && fs::is_directory(pathOf(path), error);
+    if (error) throw Unreadable{error.message()};
+    if (isFolder) return std::make_unique<CsvFolder>(path);
     return std::make_unique<CsvSource>(path);
 }
 

@@ -258,7 +258,7 @@ def main():
     parser.add_argument("--only", help="a command, by its name")
     parser.add_argument("-j", "--jobs", type=int, default=1)
     options = parser.parse_args()
-    most = options.most or (10 ** 9 if options.large else 6)
+    most = options.most or (10 ** 9 if options.large else 2)
     tramo, preloaded = os.path.abspath(options.tramo), os.path.abspath(options.preloaded)
 
     runs = survived = bad = 0
