@@ -11,8 +11,6 @@
 #include <system_error>
 #include <thread>
 #include <windows.h>
-// Needs the one before.
-#include <sddl.h>
 
 namespace tramo::cli {
 
@@ -91,25 +89,6 @@ std::string reasonOf(int errorNumber) { return std::generic_category().message(e
 
 namespace {
 
-enum class Kind { Plain, Secret, Temporary };
-
-// Only for its owner.
-class SecretAccess {
-public:
-    SecretAccess() {
-        ConvertStringSecurityDescriptorToSecurityDescriptorW(
-            L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &attributes.lpSecurityDescriptor, nullptr);
-    }
-    ~SecretAccess() { LocalFree(attributes.lpSecurityDescriptor); }
-    SecretAccess(const SecretAccess&) = delete;
-    SecretAccess& operator=(const SecretAccess&) = delete;
-
-    SECURITY_ATTRIBUTES* get() { return &attributes; }
-
-private:
-    SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, FALSE};
-};
-
 std::FILE* fileOf(HANDLE handle, int flags, const char* mode) {
     if (handle == INVALID_HANDLE_VALUE) {
         errno = lastError();
@@ -136,17 +115,14 @@ bool createWithNewName(std::string& path, auto create) {
     return false;
 }
 
-std::FILE* createFrom(std::string& path, Kind kind) {
-    const bool isTemporary = kind == Kind::Temporary;
+std::FILE* createFrom(std::string& path, bool isTemporary) {
     const DWORD access = GENERIC_WRITE | (isTemporary ? GENERIC_READ | DELETE : 0);
     const DWORD flags = isTemporary ? FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE : FILE_ATTRIBUTE_NORMAL;
-    SecretAccess secret;
-    SECURITY_ATTRIBUTES* const rights = kind == Kind::Plain ? nullptr : secret.get();
     std::FILE* file = nullptr;
     createWithNewName(path, [&](const std::filesystem::path& name) {
         const DWORD shared = FILE_SHARE_READ | FILE_SHARE_DELETE;
         file =
-            fileOf(CreateFileW(name.c_str(), access, shared, rights, CREATE_NEW, flags, nullptr), 0, isTemporary ? "w+b" : "wb");
+            fileOf(CreateFileW(name.c_str(), access, shared, nullptr, CREATE_NEW, flags, nullptr), 0, isTemporary ? "w+b" : "wb");
         return file != nullptr;
     });
     if (file) std::setvbuf(file, nullptr, _IONBF, 0);
@@ -170,7 +146,8 @@ bool writeTo(std::FILE* file, std::string_view bytes) { return std::fwrite(bytes
 
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0; }
 
-std::FILE* createBeside(std::string& path, bool secret) { return createFrom(path, secret ? Kind::Secret : Kind::Plain); }
+// Who may read it is what the folder says.
+std::FILE* createBeside(std::string& path, bool) { return createFrom(path, false); }
 
 bool createFolderBeside(std::string& path) {
     return createWithNewName(path, [](const auto& name) { return succeeded(CreateDirectoryW(name.c_str(), nullptr)); });
@@ -187,9 +164,23 @@ std::vector<std::string> namesIn(const std::string& folder) {
 
 bool reachesDisk(std::FILE* file) { return _commit(_fileno(file)) == 0 || errno == EBADF || errno == EINVAL; }
 
+// What somebody has open, as we may ourselves, cannot be replaced, but can be put aside.
 bool replaceFile(const std::string& finished, const std::string& place) {
-    const DWORD how = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-    return succeeded(MoveFileExW(pathOf(finished).c_str(), pathOf(place).c_str(), how));
+    const std::filesystem::path from = pathOf(finished), to = pathOf(place), aside = pathOf(finished + "-old");
+    const auto move = [](const auto& what, const auto& where) {
+        return MoveFileExW(what.c_str(), where.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+    };
+    if (move(from, to)) return true;
+    const int reason = lastError();
+    if (reason == EACCES && move(to, aside)) {
+        if (move(from, to)) {
+            DeleteFileW(aside.c_str());  // when it is closed
+            return true;
+        }
+        move(aside, to);
+    }
+    errno = reason;
+    return false;
 }
 
 std::string temporaryFolder() {
@@ -202,7 +193,7 @@ namespace {
 
 std::FILE* createTemporary(std::string& path) {
     path = temporaryFolder() + "\\tramo";
-    std::FILE* const file = createFrom(path, Kind::Temporary);
+    std::FILE* const file = createFrom(path, true);
     if (!file) throw WriteFailed{"a temporary file in " + temporaryFolder(), errno};
     return file;
 }
@@ -214,7 +205,8 @@ std::FILE* temporaryFile() {
     return createTemporary(path);
 }
 
-Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(createTemporary(ownPath), std::fclose) {
+Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(nullptr, std::fclose) {
+    copy.reset(createTemporary(ownPath));
     std::array<char, 65536> block;
     std::uint64_t all = 0;
     int count = 0;
