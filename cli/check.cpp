@@ -253,7 +253,7 @@ private:
             task.summary.count(line, kind);
             if (judge(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
             // What a key line holds is nobody's business.
-            if (kind == LineKind::Key)
+            if (!findings.empty() && (kind == LineKind::Key || mayHoldKeys(line.text)))
                 for (Finding& finding : findings) finding.excerpt = false;
             tell();
         }

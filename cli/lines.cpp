@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <tramostream/keyline.h>
 #include <tramostream/stringconverter.h>
 #include <tramostream/tramoline.h>
 #include <tuple>
@@ -21,8 +22,6 @@ constexpr LineShape shapes[] = {
     {LineKind::Tag, "tag", lengthOf<TagLine::tagLine_t>},
     {LineKind::Key, "key", 0},
 };
-
-bool looksLikeKey(std::wstring_view text) { return text.starts_with(L'{') || text.starts_with(L";{"); }
 
 std::optional<LineKind> kindByLength(std::size_t length) {
     for (const LineShape& shape : shapes)
@@ -153,6 +152,14 @@ void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Fi
 
 }  // namespace
 
+bool mayHoldKeys(std::wstring_view text) {
+    if (text.starts_with(L'{') || text.starts_with(L";{") || text.ends_with(L"\"}")) return true;
+    auto has = [&](std::wstring_view part) { return text.find(part) != std::wstring_view::npos; };
+    return has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
+        return value.secret && has(std::wstring(value.name.begin(), value.name.end()));
+    });
+}
+
 const LineShape& shapeOf(LineKind kind) { return shapes[static_cast<std::size_t>(kind)]; }
 
 bool isRecordLetter(wchar_t c) {
@@ -164,14 +171,15 @@ bool isRecordLetter(wchar_t c) {
 std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing) {
     const std::optional<LineKind> byLength = kindByLength(text.size());
     const bool amongRecords = prevailing == LineKind::Record;
-    if (byLength == LineKind::Record && amongRecords) return byLength;
-    if (looksLikeKey(text)) return LineKind::Key;
-    if (amongRecords && !text.empty() && isRecordLetter(text.front())) return LineKind::Record;
+    const bool hasLetter = !text.empty() && isRecordLetter(text.front());
+    if (byLength == LineKind::Record && amongRecords && hasLetter) return byLength;
+    if (mayHoldKeys(text)) return LineKind::Key;
+    if (amongRecords && hasLetter) return LineKind::Record;
     return byLength ? byLength : prevailing;
 }
 
 void KindCensus::add(std::wstring_view line) {
-    const auto kind = looksLikeKey(line) ? LineKind::Key : kindByLength(line.size());
+    const auto kind = mayHoldKeys(line) ? LineKind::Key : kindByLength(line.size());
     if (kind) ++ofKind[static_cast<std::size_t>(*kind)];
     ++all;
     longest = std::max(longest, line.size());

@@ -26,6 +26,9 @@ struct LineShape {
 };
 const LineShape& shapeOf(LineKind kind);
 
+/// Whether the text looks like a key line or a piece of one.
+bool mayHoldKeys(std::wstring_view text);
+
 /// The kind of a line: what its length says, or its first character. A line that has the length of none is one of the
 /// kind that prevails in its file, damaged; nullopt when nothing prevails there.
 std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing);

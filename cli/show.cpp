@@ -122,14 +122,6 @@ std::string words(const Field& field, const FieldValue& value) {
     return text;
 }
 
-// A damaged line that names a key may be a piece of a key line.
-bool mentionsKeys(std::wstring_view text) {
-    return std::ranges::any_of(keyValues, [&](const KeyValue& value) {
-        const std::wstring name(value.name.begin(), value.name.end());
-        return value.secret && text.find(name) != std::wstring_view::npos;
-    });
-}
-
 class Table {
 public:
     Table(Output& to, const Options& chosenOptions, int columns)
@@ -141,7 +133,7 @@ public:
         if (sound) checkFields(*kind, line.text, options.all, findings);
         std::ranges::stable_sort(findings, {}, &Finding::column);
         model = sound ? LineModel::of(*kind, line.text) : std::nullopt;
-        const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && mentionsKeys(line.text)));
+        const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && mayHoldKeys(line.text)));
 
         heading(line, kind, sound);
         if (options.raw || !sound) {

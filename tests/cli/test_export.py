@@ -298,6 +298,21 @@ class Keys(ExportTest):
             result = self.export(KEYS + lines(damaged, damaged[3:]))
             self.assertNotIn(secret, result.out.splitlines()[-1] + result.out.splitlines()[-2])
 
+    def test_of_pieces_of_key_lines_are_masked(self):
+        secret = next(self.secrets())
+        piece = b'x,"wmBusKey_Mode5":"%s"' % secret.encode()
+        last = b'%s"}' % secret.encode()
+        for content in (lines(METER) * 5 + lines(piece, last), lines(piece, last), lines(METER) * 3 + piece.ljust(512) + b"\r\n"):
+            result = self.export(content, "--findings", self.path("found"))
+            with open(self.path("found"), encoding="utf-8") as file:
+                found = file.read()
+            self.assertNotIn(secret, result.out + found + result.err)
+            self.assertIn('"kind":"key"', result.out)
+            self.write("f", content)
+            for command in (("check",), ("show",), ("check", "--kind", "record"), ("diff", "/dev/null")):
+                result = self.run_tool(*command, "f", cwd=self.folder)
+                self.assertNotIn(secret, result.out + result.err, command)
+
     def test_are_shown_on_request_to_the_owner(self):
         for form, path in (("jsonl", "k.jsonl"), ("csv", "k.csv")):
             self.export(KEYS, "--show-keys", "-o", self.path(path), form=form)
