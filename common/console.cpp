@@ -40,6 +40,9 @@ bool processLocalePrints(std::wstring_view text) {
 
 bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
     const std::locale locale = file.getloc();
+#ifdef _WIN32
+    if (locale == std::locale::classic()) return false;  // the same
+#endif
     const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
     std::string bytes(text.size() * static_cast<std::size_t>(facet.max_length()), '\0');
     std::mbstate_t state{};

@@ -164,6 +164,11 @@ class Process : public testing::TestWithParam<Case> {};
 INSTANTIATE_TEST_SUITE_P(, Process, testing::ValuesIn(cases), [](const auto& one) { return std::string(one.param.name); });
 
 TEST_P(Process, PrintsEachMessageOnceAndKeepsTheStreamsUsable) {
+#ifdef _WIN32
+    const std::string name = GetParam().name;
+    if (name == "narrowStreamBadBefore" || name == "narrowFallsOntoARedirectedStream")
+        GTEST_SKIP() << "no stream keeps the other one out";
+#endif
     std::string errors;
     EXPECT_EQ(run(GetParam().name, errors), GetParam().printed);
     EXPECT_EQ(errors, "");
