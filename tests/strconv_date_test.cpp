@@ -3,9 +3,15 @@
 #include "support/timezone.h"
 #include "tramostream/dateutils.h"
 #include "tramostream/stringconverter.h"
+#include <chrono>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -231,6 +237,51 @@ TEST_F(DateFields, FollowAChangeOfTheZone) {
     long32 t = 0;
     EXPECT_TRUE(StrConv::toDate(text, t));
     EXPECT_EQ(t, newYear2024 + 6 * 3600);
+}
+
+std::vector<std::string> zonesOfTheTable() {
+    std::ifstream table("/usr/share/zoneinfo/zone.tab");
+    std::vector<std::string> names;
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream columns(line);
+        std::string country, position, name;
+        if (!line.starts_with('#') && columns >> country >> position >> name) names.push_back(name);
+    }
+    return names;
+}
+
+// Days that a zone never had: it moved to the other side of the date line.
+const std::set<std::string> skippedDays{
+    "Pacific/Apia 20111230",
+    "Pacific/Fakaofo 20111230",
+    "Pacific/Kanton 19941231",
+    "Pacific/Kiritimati 19941231",
+    "Pacific/Kwajalein 19930821",
+};
+
+TEST(EveryZoneOfTheTable, GivesEveryDayBackButThoseItNeverHad) {
+#ifdef _WIN32
+    GTEST_SKIP() << "that system knows no zones by name";
+#endif
+    using namespace std::chrono;
+    const std::vector<std::string> zones = zonesOfTheTable();
+    ASSERT_GT(zones.size(), 300U) << "no table of zones";
+    std::set<std::string> different;
+    for (const std::string& name : zones) {
+        const TimeZone zone(name);
+        for (sys_days day = 1971y / January / 1; day <= sys_days{2037y / December / 31}; day += days{1}) {
+            const year_month_day date{day};
+            const int number = static_cast<int>(date.year()) * 10000 +
+                               static_cast<int>(static_cast<unsigned>(date.month()) * 100 + static_cast<unsigned>(date.day()));
+            const std::wstring text = std::to_wstring(number);
+            std::wstring read = text, built(8, L' ');
+            long32 seconds{};
+            if (!StrConv::toDate(read, seconds) || !StrConv::fromDate(seconds, built.data(), StrConv::DATEFORMAT) ||
+                built != text)
+                different.insert(name + " " + std::to_string(number));
+        }
+    }
+    EXPECT_EQ(different, skippedDays);
 }
 
 }  // namespace

@@ -13,8 +13,8 @@ import unittest
 TRAMO = os.environ["TRAMO"]
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 HERE = os.path.dirname(os.path.abspath(__file__))
-ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": "C"} | {
-    name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
+ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": os.environ.get("TRAMO_TEST_LC_ALL", "C")} | {
+    name: os.environ[name] for name in ("LOCPATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
 
 
 def sample(name):
