@@ -1,3 +1,10 @@
+# Programs of this project are position-independent also where that is not the compiler's habit. What CMake finds out for
+# it holds for all of a build, so another project is left alone.
+if(PROJECT_IS_TOP_LEVEL)
+    include(CheckPIESupported)
+    check_pie_supported(LANGUAGES CXX)
+endif()
+
 # Files come from anywhere: what the compiler and the loader can do against an overflow costs nothing measurable.
 set(tramostream_hardened OFF)
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TRAMOSTREAM_SANITIZE AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -33,7 +40,10 @@ function(tramostream_flags target)
         target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
         set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     endif()
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+    if(TRAMOSTREAM_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
     if(TRAMOSTREAM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${TRAMOSTREAM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
         target_link_options(${target} PUBLIC -fsanitize=${TRAMOSTREAM_SANITIZE})

@@ -20,6 +20,7 @@ foreach(folder CLI fmt rapidjson)
     file(CREATE_LINK /usr/include/${folder} ${debian_headers}/${folder} SYMBOLIC)
 endforeach()
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${debian_headers})
+set(TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR ${debian_headers} CACHE PATH "")
 
 # Programs and the library need nothing beside them: neither the compiler's libraries nor that of threads.
 foreach(kind EXE SHARED)

@@ -1,0 +1,36 @@
+# Installs the library and what finds it: a CMake package and a pkg-config file. Both hold only paths relative to themselves, so
+# an installed tree can be moved. Component "runtime" is what programs need to run, "development" what building them needs.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/TramoStream)
+foreach(kind ${TRAMOSTREAM_INSTALL})
+    if(kind STREQUAL "shared")
+        set(target tramostream)
+    elseif(kind STREQUAL "static")
+        set(target tramostream_static)
+    else()
+        message(FATAL_ERROR "TRAMOSTREAM_INSTALL: \"${kind}\" is neither shared nor static")
+    endif()
+    install(TARGETS ${target} EXPORT TramoStream-${kind}
+        RUNTIME COMPONENT runtime
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    install(EXPORT TramoStream-${kind} NAMESPACE tramostream:: DESTINATION ${package_folder} COMPONENT development)
+endforeach()
+install(DIRECTORY include/tramostream DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN *.h)
+
+configure_package_config_file(packaging/TramoStreamConfig.cmake.in TramoStreamConfig.cmake INSTALL_DESTINATION ${package_folder}
+    NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(TramoStreamConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/TramoStreamConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/TramoStreamConfigVersion.cmake
+    DESTINATION ${package_folder} COMPONENT development)
+
+set(pkgconfig_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgconfig_to_prefix ${pkgconfig_folder} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
+file(RELATIVE_PATH prefix_to_libraries ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH prefix_to_headers ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(packaging/tramostream.pc.in tramostream.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tramostream.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
