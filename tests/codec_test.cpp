@@ -172,6 +172,14 @@ TEST(ToDouble, AgreesWithTheStandardConversionAtTheLimits) {
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
 }
 
+TEST(ToDouble, AgreesWithTheStandardConversionWhereTheQuickWayEnds) {
+    const Silence silence;
+    for (const std::wstring& text : {L",0000000000000000001"s, L",000000000000000001"s, L"0,0000000000000000001"s,
+             L"9007199254740993"s, L"9007199254740992,0"s, L"90071992547409,93"s, L"1\x131"s, L"1e\x131"s, L"0x1\x161"s,
+             L"0x1\x80"s, L"1e1\x01"s + L'1'})
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
+}
+
 TEST(Integers, AgreeWithTheStandardConversion) {
     const Silence silence;
     Texts texts(3);
@@ -195,6 +203,28 @@ TEST(HexStrToInt, AgreesWithAWideStream) {
             ASSERT_EQ(codec::hexStrToInt(text, value), good) << testing::PrintToString(text);
             ASSERT_EQ(value, expected) << testing::PrintToString(text);
         }
+}
+
+// A field is cut out of its line: what stands behind it there is no part of it.
+TEST(Numbers, EndWithTheirField) {
+    const Silence silence;
+    for (const std::wstring& line : {L"  -12+7"s, L" +7-0X1F"s, L"-0x2A,5"s, L"\t 3.25e1"s, L"-.5"s, L"00000000000000000000"s})
+        for (std::size_t first = 0; first <= line.size(); ++first)
+            for (std::size_t size = 0; first + size <= line.size(); ++size) {
+                const auto field = std::wstring_view(line).substr(first, size);
+                const std::wstring alone(field);
+                int number = 99, expectedNumber = 99;
+                ASSERT_EQ(codec::toInt(field, number), standardInteger(alone, expectedNumber)) << testing::PrintToString(alone);
+                ASSERT_EQ(number, expectedNumber) << testing::PrintToString(alone);
+                double decimal = 99, expectedDecimal = 99;
+                ASSERT_EQ(codec::toDouble(field, decimal), standardDouble(alone, expectedDecimal))
+                    << testing::PrintToString(alone);
+                ASSERT_EQ(decimal, expectedDecimal) << testing::PrintToString(alone);
+                int hex = 99, expectedHex = 99;
+                ASSERT_EQ(codec::hexStrToInt(field, hex), codec::hexStrToInt(alone, expectedHex))
+                    << testing::PrintToString(alone);
+                ASSERT_EQ(hex, expectedHex) << testing::PrintToString(alone);
+            }
 }
 
 TEST(FromInteger, AgreesWithPrintf) {
@@ -265,6 +295,23 @@ TEST(FromDouble, AgreesWithPrintfWhereRoundingIsHard) {
     }
 }
 
+// Behind the last decimal that can differ from 0, zeros follow as far as there are columns.
+TEST(FromDouble, AgreesWithPrintfInItsLongestTexts) {
+    const double lowest = std::numeric_limits<double>::lowest();
+    for (const double value : {lowest, -5e-324, 0.1})
+        for (const int decimals : {1073, 1074, 1075, 1076, 1100}) {
+            std::string text(1500, '\0');
+            text.resize(static_cast<std::size_t>(std::snprintf(text.data(), text.size(), "%.*f", decimals, value)));
+            for (const std::size_t width : {text.size() - 2, text.size() - 1, text.size(), text.size() + 1}) {
+                std::wstring expected(width - std::min(width, text.size()), L' ');
+                expected.append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(width - expected.size()));
+                std::wstring field(width + 2, L'#');
+                codec::fromDouble(value, field.data() + 1, static_cast<int>(width), decimals);
+                ASSERT_EQ(field, L"#" + expected + L"#") << value << ' ' << decimals << ' ' << width;
+            }
+        }
+}
+
 TEST(Append, PrintsAsPrintfDoes) {
     std::mt19937_64 random(6);
     for (int i = 0; i < 5000; ++i) {
@@ -279,6 +326,40 @@ TEST(Append, PrintsAsPrintfDoes) {
         out += L'C';
         ASSERT_EQ(out, std::wstring(expected, expected + std::strlen(expected)));
     }
+}
+
+// ---- Nothing beside the field ---------------------------------------------------------------------------------------
+
+TEST(FromDate, WritesItsColumnsAlone) {
+    const TimeZone zone("UTC");
+    struct {
+        codec::DateFormat format;
+        std::wstring line;
+    } const rows[] = {{codec::DateFormat::Year, L"#2024#########"}, {codec::DateFormat::Date, L"#20240131#####"},
+        {codec::DateFormat::DateTime, L"#202401311305#"}};
+    for (const auto& row : rows) {
+        std::wstring line(14, L'#');
+        EXPECT_TRUE(codec::fromDate(1706706300, line.data() + 1, row.format));
+        EXPECT_EQ(line, row.line);
+    }
+}
+
+TEST(AlarmFlags, AreTwelve) {
+    struct {
+        codec::AlarmFlags flags{};
+        std::array<bool, 4> behind{};
+    } some;
+    static_assert(sizeof some == 16);
+    codec::toAlarmFlags(L"FFFF", some.flags);
+    EXPECT_EQ(std::ranges::count(some.flags, true), 12);
+    EXPECT_EQ(std::ranges::count(some.behind, true), 0);
+    codec::toAlarmFlags(L"", some.flags);
+    EXPECT_EQ(std::ranges::count(some.flags, true), 0);
+
+    std::wstring line(6, L'#');
+    some.behind.fill(true);
+    codec::fromAlarmFlags(some.flags, line.data());
+    EXPECT_EQ(line, L"0000"s + L'\0' + L'#');
 }
 
 // ---- Locales --------------------------------------------------------------------------------------------------------
