@@ -11,8 +11,11 @@
 /// of a key line's values or of its JSON object, cannot be changed, and builds no line.
 ///
 /// A value; throws nothing for bad content. Absent values: empty texts, -1 for the parts of the address.
+///
+/// @snippet docs/examples.cpp AMRKeyTramoModel
 class TRAMO_EXPORT AMRKeyTramoModel {
 public:
+    /// A JSON value of the library's own kind of document, for the constructor that takes one.
     using Json = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::MemoryPoolAllocator<rapidjson::CrtAllocator>>;
 
     /// Copies the line with the values that its host has taken out of it; its text is not looked at.

@@ -15,18 +15,22 @@
 /// seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for numbers, but
 /// 0 for the count of failed readings; 0 for the dates of installation and of the last failed reading, -1 for those of
 /// the snapshots; flags are false.
+///
+/// @snippet docs/examples.cpp AMRTramoModel
 class TRAMO_EXPORT AMRTramoModel {
 public:
-    AMRTramoModel() = default;
+    AMRTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
     /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
     AMRTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    // The module. Its sensor port text, which getMandatoryErrors looks at, comes from a parsed line only. The pulse weight
-    // is written when above 0, else its text is, as it stands; neither setter touches the other's value.
-    TF::TramoLineType getType() const            { return type; }                           void setType(const TF::TramoLineType& v)            { type = v; }
+    /// @name The module
+    /// Its sensor port text, which getMandatoryErrors looks at, comes from a parsed line only. The pulse weight is written
+    /// when above 0, else its text is, as it stands; neither setter touches the other's value.
+    /// @{
+    TF::TramoLineType getType() const            { return type; }                           void setType(const TF::TramoLineType& v)            { type = v; }  ///< the letter in column 1
     long32 getInstallationDate() const           { return installationDate; }               void setInstallationDate(const long32& v)           { installationDate = v; }
     std::wstring getMeterReference() const       { return meterReference.of(line); }        void setMeterReference(const std::wstring& v)       { meterReference = v; }
     std::wstring getMeterSerialNumber() const    { return meterSerialNumber.of(line); }     void setMeterSerialNumber(const std::wstring& v)    { meterSerialNumber = v; }
@@ -40,16 +44,19 @@ public:
     std::wstring getPulseWeightStr() const       { return pulseWeightStr.of(line); }        void setPulseWeightStr(const std::wstring& v)       { pulseWeightStr = v; }
     double getPulseWeight() const                { return pulseWeight; }                    void setPulseWeight(double v)                       { pulseWeight = v; }
     long long getMaxIndex() const                { return maxIndex; }                       void setMaxIndex(long long v)                       { maxIndex = v; }
+    /// @}
 
-    // The previous snapshot. Nothing of it is written when its date is -1. The manufacturer's raw values never stand in a
-    // line, and the text of the date is never written.
+    /// @name The previous snapshot
+    /// Nothing of it is written when its date is -1. The manufacturer's raw values never stand in a line, and the text of
+    /// the date is never written.
+    /// @{
     std::wstring getPreviousReadingDateStr() const        { return previousReadingDateStr.of(line); }  void setPreviousReadingDateStr(const std::wstring& v) { previousReadingDateStr = v; }
     long32 getPreviousReadingDate() const                 { return previousReadingDate; }              void setPreviousReadingDate(const long32& v)          { previousReadingDate = v; }
     double getPreviousMeterIndex() const                  { return previousMeterIndex; }               void setPreviousMeterIndex(double v)                  { previousMeterIndex = v; }
     long long getPreviousAmrIndex() const                 { return previousAmrIndex; }                 void setPreviousAmrIndex(long long v)                 { previousAmrIndex = v; }
     std::wstring getPreviousAmrStatus() const             { return previousAmrStatus.of(line); }       void setPreviousAmrStatus(const std::wstring& v)      { previousAmrStatus = v; }
-    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }     void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }
-    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }    void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }
+    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }     void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }  ///< in no line
+    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }    void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }  ///< in no line
 
     bool getPreviousAlarmFraudPastOrCurrent() const        { return previousAlarms[0]; }   void setPreviousAlarmFraudPastOrCurrent(bool v)        { previousAlarms[0] = v; }
     bool getPreviousAlarmLeakPastOrCurrent() const         { return previousAlarms[1]; }   void setPreviousAlarmLeakPastOrCurrent(bool v)         { previousAlarms[1] = v; }
@@ -63,14 +70,17 @@ public:
     bool getPreviousAlarmMeterBlockedPastOrCurrent() const { return previousAlarms[9]; }   void setPreviousAlarmMeterBlockedPastOrCurrent(bool v) { previousAlarms[9] = v; }
     bool getPreviousAlarmUnderFlowPastOrCurrent() const    { return previousAlarms[10]; }  void setPreviousAlarmUnderFlowPastOrCurrent(bool v)    { previousAlarms[10] = v; }
     bool getPreviousAlarmOverFlowPastOrCurrent() const     { return previousAlarms[11]; }  void setPreviousAlarmOverFlowPastOrCurrent(bool v)     { previousAlarms[11] = v; }
+    /// @}
 
-    // The current snapshot. Nothing of it is written when its date is -1, which the getter answers as 0.
+    /// @name The current snapshot
+    /// Nothing of it is written when its date is -1, which the getter answers as 0.
+    /// @{
     long32 getCurrentReadingDate() const                 { return currentReadingDate == -1 ? 0 : currentReadingDate; }  void setCurrentReadingDate(const long32& v)          { currentReadingDate = v; }
     double getCurrentMeterIndex() const                  { return currentMeterIndex; }                                  void setCurrentMeterIndex(double v)                  { currentMeterIndex = v; }
     long long getCurrentAmrIndex() const                 { return currentAmrIndex; }                                    void setCurrentAmrIndex(long long v)                 { currentAmrIndex = v; }
     std::wstring getCurrentAmrStatus() const             { return currentAmrStatus.of(line); }                          void setCurrentAmrStatus(const std::wstring& v)      { currentAmrStatus = v; }
-    unsigned int getCurrentManufacturerRawAlarm() const  { return currentManufacturerRawAlarm; }                        void setCurrentManufacturerRawAlarm(unsigned int v)  { currentManufacturerRawAlarm = v; }
-    unsigned int getCurrentManufacturerRawStatus() const { return currentManufacturerRawStatus; }                       void setCurrentManufacturerRawStatus(unsigned int v) { currentManufacturerRawStatus = v; }
+    unsigned int getCurrentManufacturerRawAlarm() const  { return currentManufacturerRawAlarm; }                        void setCurrentManufacturerRawAlarm(unsigned int v)  { currentManufacturerRawAlarm = v; }  ///< in no line
+    unsigned int getCurrentManufacturerRawStatus() const { return currentManufacturerRawStatus; }                       void setCurrentManufacturerRawStatus(unsigned int v) { currentManufacturerRawStatus = v; }  ///< in no line
 
     bool getCurrentAlarmFraudPastOrCurrent() const        { return currentAlarms[0]; }   void setCurrentAlarmFraudPastOrCurrent(bool v)        { currentAlarms[0] = v; }
     bool getCurrentAlarmLeakPastOrCurrent() const         { return currentAlarms[1]; }   void setCurrentAlarmLeakPastOrCurrent(bool v)         { currentAlarms[1] = v; }
@@ -84,12 +94,16 @@ public:
     bool getCurrentAlarmMeterBlockedPastOrCurrent() const { return currentAlarms[9]; }   void setCurrentAlarmMeterBlockedPastOrCurrent(bool v) { currentAlarms[9] = v; }
     bool getCurrentAlarmUnderFlowPastOrCurrent() const    { return currentAlarms[10]; }  void setCurrentAlarmUnderFlowPastOrCurrent(bool v)    { currentAlarms[10] = v; }
     bool getCurrentAlarmOverFlowPastOrCurrent() const     { return currentAlarms[11]; }  void setCurrentAlarmOverFlowPastOrCurrent(bool v)     { currentAlarms[11] = v; }
+    /// @}
 
-    // Whether the module is an external one: left blank until set. A failed reading is written when there is a date of 1
-    // or more and a count of 1 or more; a date of -1 is answered as 0.
+    /// @name External modules and failed readings
+    /// Whether the module is an external one is left blank until set. A failed reading is written when there is a date of
+    /// 1 or more and a count of 1 or more; a date of -1 is answered as 0.
+    /// @{
     bool isExternalAMR() const         { return externalAMR; }                                    void setExternamAMR(bool v)               { externalAMR = v; externalText = v ? L"1" : L"0"; }
     long32 getLastReadFailDate() const { return lastReadFailDate == -1 ? 0 : lastReadFailDate; }  void setLastReadFailDate(const long32& v) { lastReadFailDate = v; }
     int getReadFailCount() const       { return readFailCount; }                                  void setReadFailCount(int v)              { readFailCount = v; }
+    /// @}
     // clang-format on
 
     /// The line parsed; blanks for a model that was built from none.
@@ -104,9 +118,8 @@ public:
     /// shown as the character of that code; the AMR indexes and the failed readings are not shown.
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that everything is there but the meter reference, the current snapshot, the external flag and the failed
     /// readings. The sensor port is looked for in the line parsed; the previous alarms are reported without a previous

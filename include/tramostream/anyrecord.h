@@ -19,8 +19,11 @@
 namespace tramo {
 
 /// The model of a record line, chosen by the letter in its column 1. A value: copied and moved whole.
+///
+/// @snippet docs/examples.cpp AnyRecord
 class TRAMO_EXPORT AnyRecord {
 public:
+    /// One of the models that have a letter, or none.
     using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
         ExtendedAMRTramoModel, EnquiryDefinitionTramoModel, EnquiryResultTramoModel, ExtendedDataTramoModel,
         RecordInformationTramoModel>;
@@ -32,20 +35,24 @@ public:
     /// The record's kind; nullptr when the line was of none.
     const RecordKind* kind() const;
 
-    /// The value of a field of `kind()`, and its setter; see tramo::get and tramo::set.
+    /// The value of a field of `kind()`; see tramo::get.
     FieldValue get(const Field& field) const;
+
+    /// Sets a field of `kind()`; see tramo::set.
     bool set(const Field& field, const FieldValue& value);
 
-    /// As the model's own. Without a record, toTramoLine gives blanks with CR LF.
-    std::vector<TE::FieldError> getParseErrors() const;
-    std::vector<TE::FieldError> getBuildErrors() const;
-    std::vector<TE::FieldError> getMandatoryErrors();
-    TramoLine::tramoLine_t toTramoLine();
-    std::wstring toString() const;
+    /// @name As the model's own
+    /// Without a record toTramoLine gives blanks with CR LF, the others nothing.
+    /// @{
+    std::vector<TE::FieldError> getParseErrors() const;  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const;  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getMandatoryErrors();    ///< checks what must be there
+    TramoLine::tramoLine_t toTramoLine();                ///< builds the line from the values
+    std::wstring toString() const;                       ///< the values, for people
+    /// @}
 
-    /// The model itself, for std::visit and std::get_if.
-    Model& model() { return record; }
-    const Model& model() const { return record; }
+    Model& model() { return record; }              ///< the model itself, for std::visit and std::get_if
+    const Model& model() const { return record; }  ///< the model itself, for std::visit and std::get_if
 
 private:
     Model record;

@@ -1,7 +1,11 @@
-// The coded values of the format. Each enumerator's value is its code character in the file. `Unset` means "no
-// value": it is written as nothing, and reading never gives it.
+// The coded values of the format.
 #pragma once
 
+/// The coded values of the format. Each enumerator's value is its code character in the file. `Unset` means "no value":
+/// it is written as nothing, and reading never gives it. What an enumerator's name does not say of its meaning the
+/// format does not say either.
+///
+/// @snippet docs/examples.cpp TF
 namespace TF {
 
 /// Kind of a record line: the character in its column 1.

@@ -3,6 +3,7 @@
 #include "tramostream/export.h"
 #include "tramostream/types.h"
 
+/// Dates as text and as time values.
 namespace DateUtils {
 
 /// Reads a date in the host's local time and gives the seconds since 1970-01-01 00:00:00 UTC.
@@ -15,6 +16,8 @@ namespace DateUtils {
 /// Gives the lowest 32-bit value when the text does not match, the format has another directive, the date is not in the
 /// calendar, or the time does not fit in 32 bits (before 1901-12-13, after 2038-01-19). Other negative results are
 /// times before 1970. Neither argument may be null.
+///
+/// @snippet docs/examples.cpp DateUtils
 TRAMO_EXPORT long32 strToTime(const char* format, const char* text);
 
 }  // namespace DateUtils

@@ -13,9 +13,11 @@
 ///
 /// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
 /// values: empty texts, -1 for numbers, TF::EnquiryAreaType::Unset.
+///
+/// @snippet docs/examples.cpp EnquiryDefinitionTramoModel
 class TRAMO_EXPORT EnquiryDefinitionTramoModel {
 public:
-    EnquiryDefinitionTramoModel() = default;
+    EnquiryDefinitionTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
     /// getParseErrors (an area's type at the column of its size); a line of another kind is refused with the error
@@ -23,7 +25,9 @@ public:
     EnquiryDefinitionTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    TF::TramoLineType getType() const  { return type; }                 void setType(const TF::TramoLineType& v)  { type = v; }
+    /// @name The page
+    /// @{
+    TF::TramoLineType getType() const  { return type; }                 void setType(const TF::TramoLineType& v)  { type = v; }  ///< the letter in column 1
     std::wstring getPageNumber() const { return pageNumber.of(line); }  void setPageNumber(const std::wstring& v) { pageNumber = v; }
     std::wstring getLabelA() const { return labels[0].of(line); }   void setLabelA(const std::wstring& v) { labels[0] = v; }
     std::wstring getLabelB() const { return labels[1].of(line); }   void setLabelB(const std::wstring& v) { labels[1] = v; }
@@ -41,45 +45,51 @@ public:
     std::wstring getLabelN() const { return labels[13].of(line); }  void setLabelN(const std::wstring& v) { labels[13] = v; }
     std::wstring getLabelO() const { return labels[14].of(line); }  void setLabelO(const std::wstring& v) { labels[14] = v; }
     std::wstring getLabelP() const { return labels[15].of(line); }  void setLabelP(const std::wstring& v) { labels[15] = v; }
+    /// @}
 
-    // Five areas. TypeStr and SizeStr are the texts that the type and the size were parsed from; they are not written.
-    // A list has eight characters in the line but is written sixteen wide: characters 9 to 16 stand in the next area's
-    // label where that is empty, those of area 5 in columns 458 to 465.
+    /// @name Five areas
+    /// TypeStr and SizeStr are the texts that the type and the size were parsed from; they are not written. A list has
+    /// eight characters in the line but is written sixteen wide: characters 9 to 16 stand in the next area's label where
+    /// that is empty, those of area 5 in columns 458 to 465.
+    /// @{
     std::wstring getArea1Label() const       { return areas[0].label.of(line); }     void setArea1Label(const std::wstring& v)       { areas[0].label = v; }
     TF::EnquiryAreaType getArea1Type() const { return areas[0].type; }               void setArea1Type(const TF::EnquiryAreaType& v) { areas[0].type = v; }
-    std::wstring getArea1TypeStr() const     { return areas[0].typeText.of(line); }  void setArea1TypeStr(const std::wstring& v)     { areas[0].typeText = v; }
+    std::wstring getArea1TypeStr() const     { return areas[0].typeText.of(line); }  void setArea1TypeStr(const std::wstring& v)     { areas[0].typeText = v; }  ///< the text of the type
     int getArea1Size() const                 { return areas[0].size; }               void setArea1Size(int v)                        { areas[0].size = v; }
-    std::wstring getArea1SizeStr() const     { return areas[0].sizeText.of(line); }  void setArea1SizeStr(const std::wstring& v)     { areas[0].sizeText = v; }
+    std::wstring getArea1SizeStr() const     { return areas[0].sizeText.of(line); }  void setArea1SizeStr(const std::wstring& v)     { areas[0].sizeText = v; }  ///< the text of the size
     std::wstring getArea1List() const        { return areas[0].list.of(line); }      void setArea1List(const std::wstring& v)        { areas[0].list = v; }
     std::wstring getArea2Label() const       { return areas[1].label.of(line); }     void setArea2Label(const std::wstring& v)       { areas[1].label = v; }
     TF::EnquiryAreaType getArea2Type() const { return areas[1].type; }               void setArea2Type(const TF::EnquiryAreaType& v) { areas[1].type = v; }
-    std::wstring getArea2TypeStr() const     { return areas[1].typeText.of(line); }  void setArea2TypeStr(const std::wstring& v)     { areas[1].typeText = v; }
+    std::wstring getArea2TypeStr() const     { return areas[1].typeText.of(line); }  void setArea2TypeStr(const std::wstring& v)     { areas[1].typeText = v; }  ///< the text of the type
     int getArea2Size() const                 { return areas[1].size; }               void setArea2Size(int v)                        { areas[1].size = v; }
-    std::wstring getArea2SizeStr() const     { return areas[1].sizeText.of(line); }  void setArea2SizeStr(const std::wstring& v)     { areas[1].sizeText = v; }
+    std::wstring getArea2SizeStr() const     { return areas[1].sizeText.of(line); }  void setArea2SizeStr(const std::wstring& v)     { areas[1].sizeText = v; }  ///< the text of the size
     std::wstring getArea2List() const        { return areas[1].list.of(line); }      void setArea2List(const std::wstring& v)        { areas[1].list = v; }
     std::wstring getArea3Label() const       { return areas[2].label.of(line); }     void setArea3Label(const std::wstring& v)       { areas[2].label = v; }
     TF::EnquiryAreaType getArea3Type() const { return areas[2].type; }               void setArea3Type(const TF::EnquiryAreaType& v) { areas[2].type = v; }
-    std::wstring getArea3TypeStr() const     { return areas[2].typeText.of(line); }  void setArea3TypeStr(const std::wstring& v)     { areas[2].typeText = v; }
+    std::wstring getArea3TypeStr() const     { return areas[2].typeText.of(line); }  void setArea3TypeStr(const std::wstring& v)     { areas[2].typeText = v; }  ///< the text of the type
     int getArea3Size() const                 { return areas[2].size; }               void setArea3Size(int v)                        { areas[2].size = v; }
-    std::wstring getArea3SizeStr() const     { return areas[2].sizeText.of(line); }  void setArea3SizeStr(const std::wstring& v)     { areas[2].sizeText = v; }
+    std::wstring getArea3SizeStr() const     { return areas[2].sizeText.of(line); }  void setArea3SizeStr(const std::wstring& v)     { areas[2].sizeText = v; }  ///< the text of the size
     std::wstring getArea3List() const        { return areas[2].list.of(line); }      void setArea3List(const std::wstring& v)        { areas[2].list = v; }
     std::wstring getArea4Label() const       { return areas[3].label.of(line); }     void setArea4Label(const std::wstring& v)       { areas[3].label = v; }
     TF::EnquiryAreaType getArea4Type() const { return areas[3].type; }               void setArea4Type(const TF::EnquiryAreaType& v) { areas[3].type = v; }
-    std::wstring getArea4TypeStr() const     { return areas[3].typeText.of(line); }  void setArea4TypeStr(const std::wstring& v)     { areas[3].typeText = v; }
+    std::wstring getArea4TypeStr() const     { return areas[3].typeText.of(line); }  void setArea4TypeStr(const std::wstring& v)     { areas[3].typeText = v; }  ///< the text of the type
     int getArea4Size() const                 { return areas[3].size; }               void setArea4Size(int v)                        { areas[3].size = v; }
-    std::wstring getArea4SizeStr() const     { return areas[3].sizeText.of(line); }  void setArea4SizeStr(const std::wstring& v)     { areas[3].sizeText = v; }
+    std::wstring getArea4SizeStr() const     { return areas[3].sizeText.of(line); }  void setArea4SizeStr(const std::wstring& v)     { areas[3].sizeText = v; }  ///< the text of the size
     std::wstring getArea4List() const        { return areas[3].list.of(line); }      void setArea4List(const std::wstring& v)        { areas[3].list = v; }
     std::wstring getArea5Label() const       { return areas[4].label.of(line); }     void setArea5Label(const std::wstring& v)       { areas[4].label = v; }
     TF::EnquiryAreaType getArea5Type() const { return areas[4].type; }               void setArea5Type(const TF::EnquiryAreaType& v) { areas[4].type = v; }
-    std::wstring getArea5TypeStr() const     { return areas[4].typeText.of(line); }  void setArea5TypeStr(const std::wstring& v)     { areas[4].typeText = v; }
+    std::wstring getArea5TypeStr() const     { return areas[4].typeText.of(line); }  void setArea5TypeStr(const std::wstring& v)     { areas[4].typeText = v; }  ///< the text of the type
     int getArea5Size() const                 { return areas[4].size; }               void setArea5Size(int v)                        { areas[4].size = v; }
-    std::wstring getArea5SizeStr() const     { return areas[4].sizeText.of(line); }  void setArea5SizeStr(const std::wstring& v)     { areas[4].sizeText = v; }
+    std::wstring getArea5SizeStr() const     { return areas[4].sizeText.of(line); }  void setArea5SizeStr(const std::wstring& v)     { areas[4].sizeText = v; }  ///< the text of the size
     std::wstring getArea5List() const        { return areas[4].list.of(line); }      void setArea5List(const std::wstring& v)        { areas[4].list = v; }
+    /// @}
 
-    // The page's place in the enquiry. The text is what the line holds; setOrder sets it, too, with a "0" before a
-    // number up to 9: 7 gives "07".
+    /// @name The page's place in the enquiry
+    /// The text is what the line holds; setOrder sets it, too, with a "0" before a number up to 9: 7 gives "07".
+    /// @{
     int getOrder() const             { return order; }               void setOrder(int v);
     std::wstring getOrderStr() const { return orderText.of(line); }  void setOrderStr(const std::wstring& v) { orderText = v; }
+    /// @}
     // clang-format on
 
     /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
@@ -92,9 +102,8 @@ public:
     /// The values as "EnquiryDefinitionTramoModel[pageNumber:...,...]".
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that there are a page number and an order, and that each area with a label and a type has a size and, for
     /// type C, a list.

@@ -13,6 +13,8 @@
 ///
 /// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
 /// values: empty texts, a date of 0, TF::EnquiryAreaMode::Unset.
+///
+/// @snippet docs/examples.cpp EnquiryResultTramoModel
 class TRAMO_EXPORT EnquiryResultTramoModel {
 public:
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
@@ -20,11 +22,16 @@ public:
     EnquiryResultTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    // The date is the second at which its day begins, since 1970-01-01 00:00 UTC, written in the host's local time.
+    /// @name The enquiry
+    /// The date is the second at which its day begins, since 1970-01-01 00:00 UTC, written in the host's local time.
+    /// @{
     std::wstring getPageNumber() const        { return pageNumber.of(line); }         void setPageNumber(const std::wstring& v)        { pageNumber = v; }
     std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
     long32 getLastModificationDate() const    { return lastModificationDate; }        void setLastModificationDate(const long32& v)    { lastModificationDate = v; }
+    /// @}
 
+    /// @name Five areas
+    /// @{
     TF::EnquiryAreaMode getArea1Mode() const { return areas[0].mode; }             void setArea1Mode(const TF::EnquiryAreaMode& v) { areas[0].mode = v; }
     std::wstring getArea1Code() const        { return areas[0].code.of(line); }    void setArea1Code(const std::wstring& v)        { areas[0].code = v; }
     std::wstring getArea1Result() const      { return areas[0].result.of(line); }  void setArea1Result(const std::wstring& v)      { areas[0].result = v; }
@@ -40,6 +47,7 @@ public:
     TF::EnquiryAreaMode getArea5Mode() const { return areas[4].mode; }             void setArea5Mode(const TF::EnquiryAreaMode& v) { areas[4].mode = v; }
     std::wstring getArea5Code() const        { return areas[4].code.of(line); }    void setArea5Code(const std::wstring& v)        { areas[4].code = v; }
     std::wstring getArea5Result() const      { return areas[4].result.of(line); }  void setArea5Result(const std::wstring& v)      { areas[4].result = v; }
+    /// @}
     // clang-format on
 
     /// The line parsed.
@@ -51,9 +59,8 @@ public:
     /// The values as "EnquiryDefinitionTramoModel[pageNumber:...,...]": the format gives it the name of the definition.
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that there are a page number and a meter's serial number.
     std::vector<TE::FieldError> getMandatoryErrors();

@@ -1,13 +1,16 @@
-// What the streams throw. Conditions that a caller can live with go to the log instead (log.h).
+// What the streams throw.
 #pragma once
 #include "export.h"
 #include <cstdint>
 #include <exception>
 #include <stdexcept>
 
+/// What the streams throw. Conditions that a caller can live with go to the log instead (log.h).
 namespace TramoStreamExceptions {
 
 /// Thrown by iFileStream: a file that cannot be read, or a line that is too long for the caller's buffer.
+///
+/// @snippet docs/examples.cpp read_exception
 class TRAMO_EXPORT read_exception : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -16,6 +19,8 @@ public:
 
 /// Thrown by oFileStream: nothing open, a character that the encoding cannot represent, or a write that the system
 /// refuses.
+///
+/// @snippet docs/examples.cpp write_exception
 class TRAMO_EXPORT write_exception : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -23,15 +28,18 @@ public:
 };
 
 /// Thrown by oFileStream::putLine for a line buffer whose length argument is not the buffer's. what() says nothing.
+///
+/// @snippet docs/examples.cpp bad_line_length
 class TRAMO_EXPORT bad_line_length : public std::exception {
 public:
+    /// The lengths, and the stream's line number.
     bad_line_length(std::uint32_t lengthGiven, std::uint32_t lengthExpected, std::uint32_t lineNumber) noexcept
         : given(lengthGiven), expected(lengthExpected), line(lineNumber) {}
     ~bad_line_length() override;
 
-    std::uint32_t given;
-    std::uint32_t expected;
-    std::uint32_t line;  ///< the stream's line number at the time
+    std::uint32_t given;     ///< the length argument
+    std::uint32_t expected;  ///< the buffer's size
+    std::uint32_t line;      ///< the stream's line number at the time
 };
 
 }  // namespace TramoStreamExceptions

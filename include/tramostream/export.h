@@ -1,6 +1,9 @@
-// Marks what the library exports.
+/// @file
+/// How the library's names are seen from outside.
 #pragma once
 
+/// @def TRAMO_EXPORT
+/// Marks what the library exports. Programs that link the static library define TRAMOSTREAM_STATIC.
 #if defined(TRAMOSTREAM_STATIC)
 #define TRAMO_EXPORT
 #elif defined(_WIN32) && defined(TRAMOSTREAM_BUILDING)

@@ -14,16 +14,20 @@
 /// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Times are
 /// seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for the sensor
 /// port and the index of a history slot, but 0 for the two indexes of the reading; 0 for times; TF::AmrAlarms::Unset.
+///
+/// @snippet docs/examples.cpp ExtendedAMRTramoModel
 class TRAMO_EXPORT ExtendedAMRTramoModel {
 public:
-    ExtendedAMRTramoModel() = default;
+    ExtendedAMRTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
     /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
     ExtendedAMRTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    // The reading. The meter index is written when above -1, the backflow index always, both with three decimals.
+    /// @name The reading
+    /// The meter index is written when above -1, the backflow index always, both with three decimals.
+    /// @{
     std::wstring getMeterReference() const    { return meterReference.of(line); }     void setMeterReference(const std::wstring& v)    { meterReference = v; }
     std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
     std::wstring getAmrReference() const      { return amrReference.of(line); }       void setAmrReference(const std::wstring& v)      { amrReference = v; }
@@ -32,8 +36,11 @@ public:
     long32 getReadingDate() const             { return readingDate; }                 void setReadingDate(const long32& v)             { readingDate = v; }
     double getMeterIndex() const              { return meterIndex; }                  void setMeterIndex(double v)                     { meterIndex = v; }
     double getBackflowIndex() const           { return backflowIndex; }               void setBackflowIndex(double v)                  { backflowIndex = v; }
+    /// @}
 
-    // Its alarms, written always. The reserved alarm is a text of two characters.
+    /// @name Its alarms
+    /// Written always. The reserved alarm is a text of two characters.
+    /// @{
     bool getFraudAlarm() const            { return fraudAlarm; }              void setFraudAlarm(bool v)            { fraudAlarm = v; }
     bool getLeakAlarm() const             { return leakAlarm; }               void setLeakAlarm(bool v)             { leakAlarm = v; }
     bool getBackflowAlarm() const         { return backflowAlarm; }           void setBackflowAlarm(bool v)         { backflowAlarm = v; }
@@ -41,8 +48,11 @@ public:
     bool getModuleDefectAlarm() const     { return moduleDefectAlarm; }       void setModuleDefectAlarm(bool v)     { moduleDefectAlarm = v; }
     bool getClockFaultAlarm() const       { return clockFaultAlarm; }         void setClockFaultAlarm(bool v)       { clockFaultAlarm = v; }
     std::wstring getReservedAlarm() const { return reservedAlarm.of(line); }  void setReservedAlarm(std::wstring v) { reservedAlarm = v; }
+    /// @}
 
-    // Earlier readings. A slot is written when it has a time above 0 and its index is above -1.
+    /// @name Earlier readings
+    /// A slot is written when it has a time above 0 and its index is above -1.
+    /// @{
     long32 getHistory1DateTime() const       { return history[0].dateTime; }   void setHistory1DateTime(const long32& v)       { history[0].dateTime = v; }
     double getHistory1Index() const          { return history[0].index; }      void setHistory1Index(double v)                 { history[0].index = v; }
     TF::AmrAlarms getHistory1Alarms() const  { return history[0].alarms; }     void setHistory1Alarms(const TF::AmrAlarms& v)  { history[0].alarms = v; }
@@ -97,6 +107,7 @@ public:
     long32 getHistory18DateTime() const      { return history[17].dateTime; }  void setHistory18DateTime(const long32& v)      { history[17].dateTime = v; }
     double getHistory18Index() const         { return history[17].index; }     void setHistory18Index(double v)                { history[17].index = v; }
     TF::AmrAlarms getHistory18Alarms() const { return history[17].alarms; }    void setHistory18Alarms(const TF::AmrAlarms& v) { history[17].alarms = v; }
+    /// @}
     // clang-format on
 
     /// The line parsed; blanks for a model that was built from none.
@@ -109,9 +120,8 @@ public:
     /// The values as "ExtendedAMRTramoModel[meterReference:...,...]", times in seconds.
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that the meter, the module and the reading are there, and that each history slot is whole or empty.
     std::vector<TE::FieldError> getMandatoryErrors();

@@ -1,7 +1,8 @@
-// What can be wrong with a field, as data: no operation of a model throws for bad content.
+// What can be wrong with a field.
 #pragma once
 #include <cstdint>
 
+/// What can be wrong with a field, as data: no operation of a model throws for bad content.
 namespace TE {
 
 /// What went wrong. 0x0NN while a line was parsed, 0x1NN while one was built, 0x2NN when a record was validated.
@@ -43,9 +44,13 @@ enum errorType : std::int32_t {
 
 /// One fault: the 1-based column that it is reported at (0: the whole line; of a key line, the value's index), and
 /// its code.
+///
+/// @snippet docs/examples.cpp FieldError
 struct FieldError {
-    std::int32_t column;
-    errorType code;
+    std::int32_t
+        column;      ///< where the format reports it, which is not always where the field stands; see tramo::RecordKind::fieldOf
+    errorType code;  ///< what it is
+    /// Whether both tell the same.
     bool operator==(const FieldError&) const = default;
 };
 

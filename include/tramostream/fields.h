@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+/// Records as data: what their fields are, and their values by field. And key lines.
 namespace tramo {
 
 /// How a field's text is read and written, and what a FieldValue of it holds.
@@ -30,14 +31,16 @@ enum class FieldKind : char {
 /// A field's value. Absent values are those of a default-constructed model (Field::defaultValue).
 using FieldValue = std::variant<std::wstring, long long, double, bool, wchar_t>;
 
-/// One field of a record kind.
+/// One field of a record kind. Owned by its RecordKind; lives as long as the program.
+///
+/// @snippet docs/examples.cpp Field
 struct Field {
-    std::string name;     ///< its accessors' name without get and set, first letter lower: "meterReadingDate"
-    std::string label;    ///< its label in toString, without the colon; empty when it is not shown
-    std::int32_t column;  ///< of its first character, 1-based; 0: not in the line, only shown
-    int width;            ///< in characters
-    int writtenWidth;     ///< in characters; more than `width` where its text runs on over the columns behind it
-    FieldKind kind;
+    std::string name;               ///< its accessors' name without get and set, first letter lower: "meterReadingDate"
+    std::string label;              ///< its label in toString, without the colon; empty when it is not shown
+    std::int32_t column;            ///< of its first character, 1-based; 0: not in the line, only shown
+    int width;                      ///< in characters
+    int writtenWidth;               ///< in characters; more than `width` where its text runs on over the columns behind it
+    FieldKind kind;                 ///< how it is read and written
     int decimals;                   ///< written behind the point; -1: as many as "%f" gives
     std::wstring codes;             ///< of a Code: every character that can be read
     std::wstring codesWritten;      ///< of a Code: what each of these is written as; zero: it cannot be written
@@ -55,7 +58,9 @@ struct Field {
     std::size_t index;              ///< its place in RecordKind::fields
 };
 
-/// One kind of line. Lives as long as the program.
+/// One kind of line. Owned by the library; lives as long as the program.
+///
+/// @snippet docs/examples.cpp RecordKind
 struct RecordKind {
     wchar_t letter;             ///< in column 1; 0: the kind has none
     std::string name;           ///< "meter subscriber"

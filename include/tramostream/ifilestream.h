@@ -4,14 +4,9 @@
 #include "tramoline.h"
 #include <memory>
 
-/// An input stream of whole lines. It reads a file into memory at open and hands out its lines from there:
+/// An input stream of whole lines. It reads a file into memory at open and hands out its lines from there.
 ///
-///     iFileStream in;
-///     in.open("round.txt", StrConv::ENCODING_ANSI);
-///     for (TramoLine::tramoLine_t line; !in.eof();) {
-///         in.getline(514, line);
-///         ...
-///     }
+/// @snippet docs/examples.cpp iFileStream
 ///
 /// Encodings are those of StrConv; ANSI and UTF16LE can be read. ANSI: under the classic global C++ locale each byte is
 /// the character of its value; under any other the locale's conversion holds, and a byte that it cannot convert is the
@@ -89,8 +84,8 @@ public:
     /// Throws TramoStreamExceptions::read_exception "Size of line is upper than " and the limit when the line is
     /// longer. The line has been passed over then, and the buffer is as it was.
     void getline(unsigned len, ParameterLine::parameterLine_t& line);
-    void getline(unsigned len, TagLine::tagLine_t& line);
-    void getline(unsigned len, TramoLine::tramoLine_t& line);
+    void getline(unsigned len, TagLine::tagLine_t& line);      ///< a tag line, likewise
+    void getline(unsigned len, TramoLine::tramoLine_t& line);  ///< a record line, likewise
 
     /// Reads the next line, of any length, into `line.line`, and nothing else of it. Throws std::bad_alloc; the line has
     /// been passed over then.

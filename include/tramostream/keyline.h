@@ -10,7 +10,9 @@
 
 namespace tramo {
 
-/// One of the values of a key line.
+/// One of the values of a key line. Points to constants.
+///
+/// @snippet docs/examples.cpp KeyValue
 struct KeyValue {
     std::string_view name;                     ///< of its member in the JSON object, exactly
     std::string_view label;                    ///< in AMRKeyTramoModel::toString
@@ -18,6 +20,7 @@ struct KeyValue {
     std::size_t part = 0;                      ///< which part of AMRKeyLine::wmBusAddress
     bool secret = false;                       ///< a key: to be masked wherever the user has not asked for it
 
+    /// Whether the line has no such value: an empty text, or -1.
     bool isAbsent(const AMRKeyLine& line) const { return text ? (line.*text).empty() : line.wmBusAddress[part] == -1; }
 };
 
@@ -45,26 +48,29 @@ struct KeyLineError {
     std::string text;    ///< a sentence for people, which quotes nothing of the line
     std::size_t offset;  ///< the place in the text, in characters from its start
 
+    /// The 1-based column of that place.
     std::size_t column() const { return offset + 1; }
 };
 
 /// A member of the JSON object that was not taken. The format passes over it in silence.
 struct KeyLineRemark {
+    /// Why a member was not taken.
     enum Reason : char {
         Unknown,     ///< none of the ten values has this name
         Duplicate,   ///< the name has been there before; the first one counts
         WrongType,   ///< no string, or no whole number, where the value needs one
         OutOfRange,  ///< a number that needs more than 32 bits
     };
-    Reason reason;
-    std::wstring name;
+    Reason reason;      ///< why it was not taken
+    std::wstring name;  ///< the member's
+    /// Whether both tell the same.
     bool operator==(const KeyLineRemark&) const = default;
 };
 
 /// What parseKeyLine has found. With an error there are no values and no remarks.
 struct ParsedKeyLine {
-    AMRKeyLine line;  ///< its member `line` is the whole text as given
-    std::optional<KeyLineError> error;
+    AMRKeyLine line;                     ///< its member `line` is the whole text as given
+    std::optional<KeyLineError> error;   ///< why it is no key line; none: it is one
     std::vector<KeyLineRemark> remarks;  ///< in the order of the members
 };
 
@@ -75,6 +81,8 @@ struct ParsedKeyLine {
 /// without its partner are errors; only a low surrogate that is written as an escape ("\udc00") becomes U+FFFD, three
 /// times. Nesting of any depth is harmless. Throws nothing for bad content. Leaves no copy of the keys in memory but those
 /// in the answer.
+///
+/// @snippet docs/examples.cpp parseKeyLine
 TRAMO_EXPORT ParsedKeyLine parseKeyLine(std::wstring_view text);
 
 }  // namespace tramo

@@ -1,12 +1,4 @@
-// The log: one line for each condition that a caller can live with.
-//
-// A line is the local time, " log ", the level's name right-aligned in 8 characters, "  {", the name of the class that
-// writes, "} " and the message:
-//
-//     14:05:09 log     Warn  {iFileStream} File round.txt is open but empty.
-//
-// Each call opens, appends to and closes the log file by itself. A file that cannot be opened or written loses the line
-// silently. Threads may write at once; what the system's appending makes of it is what the file holds.
+// The log.
 #pragma once
 #include "export.h"
 #include <locale>
@@ -16,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+/// Searching and replacing.
 namespace algorithm {
 
 /// Replaces every `key` in `text` by what `producer()` answers for it. The search goes on behind the replacement, so
@@ -34,8 +27,10 @@ template <class Producer> void find_and_replace(std::string& text, const std::st
 
 }  // namespace algorithm
 
+/// Texts with arguments.
 namespace string_format {
 
+/// @cond
 namespace detail {
 
 inline std::string toText(const char* value) { return value != nullptr ? value : ""; }
@@ -52,6 +47,7 @@ template <class T> std::string toText(const T& value) {
 }
 
 }  // namespace detail
+/// @endcond
 
 /// The format with every "%1" replaced by the first argument's text, then every "%2" by the second's, and so on. Each
 /// replacement goes over the whole text: "%1" is also found inside "%10", and a "%2" that the first argument brought
@@ -66,19 +62,33 @@ template <class... Args> std::string generate(std::string format, const Args&...
 
 }  // namespace string_format
 
+/// What the log is part of.
+namespace io {}
+
+/// The log: one line for each condition that a caller can live with.
+///
+/// A line is the local time, " log ", the level's name right-aligned in 8 characters, "  {", the name of the class that
+/// writes, "} " and the message:
+///
+///     14:05:09 log     Warn  {iFileStream} File round.txt is open but empty.
+///
+/// Each call opens, appends to and closes the log file by itself. A file that cannot be opened or written loses the line
+/// silently. Threads may write at once; what the system's appending makes of it is what the file holds.
 namespace io::log {
 
+/// How bad a condition is. The streams write at Warn.
 enum Level : int {
-    None = 0,
-    Fatal = 1,
-    Critical = 2,
-    Err = 3,
-    Warn = 4,
-    Note = 5,
-    Normal = 6,
-    Debug = 7,  ///< never written
+    None = 0,      ///< of no level
+    Fatal = 1,     ///< the program cannot go on
+    Critical = 2,  ///< part of the program cannot go on
+    Err = 3,       ///< something was not done
+    Warn = 4,      ///< something was done, but not as asked for
+    Note = 5,      ///< worth a look
+    Normal = 6,    ///< as expected; the last that is written
+    Debug = 7,     ///< never written
 };
 
+/// Where the log goes.
 struct TRAMO_EXPORT initializer {
     /// The log file, for the whole process. "NO_LOG_FILE", the initial value, sends the lines to the standard output;
     /// an empty file of that name then comes into being in the working directory. To be set before the first use of a
@@ -86,23 +96,30 @@ struct TRAMO_EXPORT initializer {
     static std::string m_logFileName;
 };
 
+/// @cond
 namespace detail {
 
 TRAMO_EXPORT std::string className(std::string_view signature);
 TRAMO_EXPORT void writeLine(Level level, const std::string& className, const std::string& message);
 
 }  // namespace detail
+/// @endcond
 
 }  // namespace io::log
 
 /// The name of a class as the compiler writes it, namespaces included.
+///
+/// @snippet docs/examples.cpp typename_hash
 template <class T> struct typename_hash {
+    /// The name.
     static std::string gen_value() { return io::log::detail::className(__PRETTY_FUNCTION__); }
 };
 
 namespace io::log {
 
 /// Writes log lines on behalf of the class T.
+///
+/// @snippet docs/examples.cpp log
 template <class T> struct writer {
     /// Writes one line with the message string_format::generate(format, args...). Throws std::out_of_range for a value
     /// below None, which is no level.

@@ -17,21 +17,28 @@
 /// Dates and times are seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty
 /// texts; -1 for numbers, but 0 for the consumption of a history slot; 0 for dates; -2147483648 for the year;
 /// `Unset` for codes.
+///
+/// @snippet docs/examples.cpp MeterSubscriberTramoModel
 class TRAMO_EXPORT MeterSubscriberTramoModel {
 public:
-    MeterSubscriberTramoModel() = default;
+    MeterSubscriberTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
     /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
     MeterSubscriberTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    TF::TramoLineType getType() const             { return type; }                            void setType(const TF::TramoLineType& v)             { type = v; }
+    /// @name The subscriber
+    /// @{
+    TF::TramoLineType getType() const             { return type; }                            void setType(const TF::TramoLineType& v)             { type = v; }  ///< the letter in column 1
     int getSubscriberCardOrder() const            { return subscriberCardOrder; }             void setSubscriberCardOrder(int v)                   { subscriberCardOrder = v; }
     std::wstring getSubscriberInformation() const { return subscriberInformation.of(line); }  void setSubscriberInformation(const std::wstring& v) { subscriberInformation = v; }
     std::wstring getSubscriberMarkingCode() const { return subscriberMarkingCode.of(line); }  void setSubscriberMarkingCode(const std::wstring& v) { subscriberMarkingCode = v; }
+    /// @}
 
-    // Four earlier readings. A slot is written when it has a date and its consumption is 0 or more.
+    /// @name Four earlier readings
+    /// A slot is written when it has a date and its consumption is 0 or more.
+    /// @{
     std::wstring getMeterHistory1ReadingType() const { return history[0].readingType.of(line); }  void setMeterHistory1ReadingType(const std::wstring& v) { history[0].readingType = v; }
     long32 getMeterHistory1ReadingDate() const       { return history[0].readingDate; }           void setMeterHistory1ReadingDate(const long32& v)       { history[0].readingDate = v; }
     long long getMeterHistory1Consumption() const    { return history[0].consumption; }           void setMeterHistory1Consumption(long long v)           { history[0].consumption = v; }
@@ -44,8 +51,11 @@ public:
     std::wstring getMeterHistory4ReadingType() const { return history[3].readingType.of(line); }  void setMeterHistory4ReadingType(const std::wstring& v) { history[3].readingType = v; }
     long32 getMeterHistory4ReadingDate() const       { return history[3].readingDate; }           void setMeterHistory4ReadingDate(const long32& v)       { history[3].readingDate = v; }
     long long getMeterHistory4Consumption() const    { return history[3].consumption; }           void setMeterHistory4Consumption(long long v)           { history[3].consumption = v; }
+    /// @}
 
-    // The meter. Its serial number is written when there is meter information; corrected wheels when above 3.
+    /// @name The meter
+    /// Its serial number is written when there is meter information; corrected wheels when above 3.
+    /// @{
     std::wstring getMeterInformation() const           { return meterInformation.of(line); }            void setMeterInformation(const std::wstring& v)           { meterInformation = v; }
     std::wstring getMeterSerialNumber() const          { return meterSerialNumber.of(line); }           void setMeterSerialNumber(const std::wstring& v)          { meterSerialNumber = v; }
     int getMeterWheels() const                         { return meterWheels; }                          void setMeterWheels(int v)                                { meterWheels = v; }
@@ -56,9 +66,12 @@ public:
     long long getMeterPreviousReadingIndex() const     { return meterPreviousReadingIndex; }            void setMeterPreviousReadingIndex(long long v)            { meterPreviousReadingIndex = v; }
     double getMeterMinEstimatedConsumption() const     { return meterMinEstimatedConsumption; }         void setMeterMinEstimatedConsumption(double v)            { meterMinEstimatedConsumption = v; }
     double getMeterMaxEstimatedConsumption() const     { return meterMaxEstimatedConsumption; }         void setMeterMaxEstimatedConsumption(double v)            { meterMaxEstimatedConsumption = v; }
+    /// @}
 
-    // The new reading. Nothing of it is written without its date; the consumption only with a previous reading date.
-    // Whether the agent may change the meter's data is true where a line says nothing.
+    /// @name The new reading
+    /// Nothing of it is written without its date; the consumption only with a previous reading date. Whether the agent may
+    /// change the meter's data is true where a line says nothing.
+    /// @{
     long32 getMeterReadingDate() const           { return meterReadingDate; }               void setMeterReadingDate(const long32& v)           { meterReadingDate = v; }
     long long getMeterReadingIndex() const       { return meterReadingIndex; }              void setMeterReadingIndex(long long v)              { meterReadingIndex = v; }
     TF::ReadStatus getMeterReadingStatus() const { return meterReadingStatus; }             void setMeterReadingStatus(const TF::ReadStatus& v) { meterReadingStatus = v; }
@@ -70,6 +83,7 @@ public:
     bool getMeterAuthorizedChange() const        { return meterAuthorizedChange; }          void setMeterAuthorizedChange(bool v)               { meterAuthorizedChange = v; authorizedChangeText = v ? L"1" : L"0"; }
     TF::MeterFluid getMeterFluidType() const     { return meterFluidType; }                 void setMeterFluidType(const TF::MeterFluid& v)     { meterFluidType = v; }
     std::wstring getMeterReadingUserCode() const { return meterReadingUserCode.of(line); }  void setMeterReadingUserCode(const std::wstring& v) { meterReadingUserCode = v; }
+    /// @}
     // clang-format on
 
     /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
@@ -82,9 +96,8 @@ public:
     /// The values as "MeterSubscriberTramoModel[subscriberCardOrder:...,...]", dates in seconds.
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks what must be there and fit together. Answers the findings on the reading and on the authorized change; the
     /// others are added to getParseErrors, once more at each call. A complete history slot is reported, too.

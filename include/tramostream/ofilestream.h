@@ -20,10 +20,14 @@
 /// copies lines can leave a part of a line.
 ///
 /// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file.
+///
+/// @snippet docs/examples.cpp oFileStream
 class TRAMO_EXPORT oFileStream {
 public:
     /// Opens nothing.
     oFileStream();
+
+    /// Opens a file; see open().
     oFileStream(const char* path, int encoding);
 
     /// Closes what is open, and never throws: who wants to know whether everything has been written calls close() and
@@ -40,6 +44,7 @@ public:
     /// Hands over what waits and closes. Never throws: what cannot be written raises the fail flag and is lost.
     void close();
 
+    /// Whether a file is open.
     bool is_open() const;
 
     /// Empties the file that is open, by its path; a UTF-16 file then holds its byte order mark. Does nothing while
@@ -70,7 +75,7 @@ public:
     /// Writes a whole buffer, with the line end that it holds, and returns `len`, which is the buffer's whole size, 42
     /// or 514. Throws like the other, and TramoStreamExceptions::bad_line_length for any other `len`.
     unsigned putLine(const ParameterLine::parameterLine_t& line, unsigned len);
-    unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);
+    unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< a record line, likewise
 
 private:
     struct State;

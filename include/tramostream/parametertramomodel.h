@@ -10,9 +10,11 @@
 ///
 /// A value; every operation but getMandatoryErrors and toParameterLine is const, and none throws for bad content. An
 /// absent text is empty.
+///
+/// @snippet docs/examples.cpp ParameterTramoModel
 class TRAMO_EXPORT ParameterTramoModel {
 public:
-    ParameterTramoModel() = default;
+    ParameterTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. Nothing can fail.
     ParameterTramoModel(const ParameterLine::parameterLine_t& line);
@@ -31,9 +33,8 @@ public:
     /// "ParameterTramoModel[key:...,value:...]".
     std::wstring toString() const;
 
-    /// The errors of the constructor: none. Those of the last toParameterLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor: none
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toParameterLine
 
     /// Checks that there are a key and a value.
     std::vector<TE::FieldError> getMandatoryErrors();

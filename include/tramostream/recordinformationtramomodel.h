@@ -10,6 +10,8 @@
 ///
 /// The format reads both columns into the round number, the meter number's last; the meter number of a parsed line is
 /// -1 and reported as missing until it is set. A value; none of its operations throws for bad content.
+///
+/// @snippet docs/examples.cpp RecordInformationTramoModel
 class TRAMO_EXPORT RecordInformationTramoModel {
 public:
     /// Parses a line, which is copied. A field that cannot be read is listed in getParseErrors; a line of another kind
@@ -30,9 +32,8 @@ public:
     /// "RecordInformationTramoModel[roundNumber:...,meterNumber:...]".
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that neither number is below 0.
     std::vector<TE::FieldError> getMandatoryErrors();

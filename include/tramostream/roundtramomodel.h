@@ -14,16 +14,20 @@
 ///
 /// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
 /// values: empty texts, -1 for numbers, TF::TramoType::Unset, a date of 0.
+///
+/// @snippet docs/examples.cpp RoundTramoModel
 class TRAMO_EXPORT RoundTramoModel {
 public:
-    RoundTramoModel() = default;
+    RoundTramoModel() = default;  ///< every value is absent
 
     /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
     /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
     RoundTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
-    TF::TramoLineType getType() const        { return type; }                       void setType(const TF::TramoLineType& v)        { type = v; }
+    /// @name The round
+    /// @{
+    TF::TramoLineType getType() const        { return type; }                       void setType(const TF::TramoLineType& v)        { type = v; }  ///< the letter in column 1
     std::wstring getCode() const             { return code.of(line); }              void setCode(const std::wstring& v)             { code = v; }
     std::wstring getName() const             { return name.of(line); }              void setName(const std::wstring& v)             { name = v; }
     int getDefaultMeterWheels() const        { return defaultMeterWheels; }         void setDefaultMeterWheels(int v)               { defaultMeterWheels = v; }
@@ -31,9 +35,12 @@ public:
     std::wstring getConsumtionLimit() const  { return consumtionLimit.of(line); }   void setConsumtionLimit(const std::wstring& v)  { consumtionLimit = v; }
     long32 getRoundImportDate() const        { return roundImportDate; }            void setRoundImportDate(const long32& v)        { roundImportDate = v; }
     std::wstring getReservedUserCode() const { return reservedUserCode.of(line); }  void setReservedUserCode(const std::wstring& v) { reservedUserCode = v; }
+    /// @}
 
-    // Five areas of the meter information and five of the subscriber information: a label, the position and length of
-    // the area in the text (in characters), and its type. An area is written when its position is 0 or more.
+    /// @name Areas of the meter information
+    /// Five of them: a label, the position and length of the area in the text (in characters), and its type. An area is
+    /// written when its position is 0 or more.
+    /// @{
     std::wstring getMeterInformationLabelArea1() const { return meterAreas[0].label.of(line); }  void setMeterInformationLabelArea1(const std::wstring& v) { meterAreas[0].label = v; }
     int getMeterInformationPositionArea1() const       { return meterAreas[0].position; }        void setMeterInformationPositionArea1(int v)              { meterAreas[0].position = v; }
     int getMeterInformationLenghtArea1() const         { return meterAreas[0].lenght; }          void setMeterInformationLenghtArea1(int v)                { meterAreas[0].lenght = v; }
@@ -54,7 +61,10 @@ public:
     int getMeterInformationPositionArea5() const       { return meterAreas[4].position; }        void setMeterInformationPositionArea5(int v)              { meterAreas[4].position = v; }
     int getMeterInformationLenghtArea5() const         { return meterAreas[4].lenght; }          void setMeterInformationLenghtArea5(int v)                { meterAreas[4].lenght = v; }
     TF::TramoType getMeterInformationTypeArea5() const { return meterAreas[4].type; }            void setMeterInformationTypeArea5(const TF::TramoType& v) { meterAreas[4].type = v; }
+    /// @}
 
+    /// @name Areas of the subscriber information
+    /// @{
     std::wstring getSubscriberInformationLabelArea1() const { return subscriberAreas[0].label.of(line); }  void setSubscriberInformationLabelArea1(const std::wstring& v) { subscriberAreas[0].label = v; }
     int getSubscriberInformationPositionArea1() const       { return subscriberAreas[0].position; }        void setSubscriberInformationPositionArea1(int v)              { subscriberAreas[0].position = v; }
     int getSubscriberInformationLenghtArea1() const         { return subscriberAreas[0].lenght; }          void setSubscriberInformationLenghtArea1(int v)                { subscriberAreas[0].lenght = v; }
@@ -75,6 +85,7 @@ public:
     int getSubscriberInformationPositionArea5() const       { return subscriberAreas[4].position; }        void setSubscriberInformationPositionArea5(int v)              { subscriberAreas[4].position = v; }
     int getSubscriberInformationLenghtArea5() const         { return subscriberAreas[4].lenght; }          void setSubscriberInformationLenghtArea5(int v)                { subscriberAreas[4].lenght = v; }
     TF::TramoType getSubscriberInformationTypeArea5() const { return subscriberAreas[4].type; }            void setSubscriberInformationTypeArea5(const TF::TramoType& v) { subscriberAreas[4].type = v; }
+    /// @}
     // clang-format on
 
     /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
@@ -87,9 +98,8 @@ public:
     /// The values as "RoundTramoModel[roundCode:...,...]", dates in seconds.
     std::wstring toString() const;
 
-    /// The errors of the constructor, and those of the last toTramoLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
 
     /// Checks that the round has a code and that its areas are complete.
     std::vector<TE::FieldError> getMandatoryErrors();

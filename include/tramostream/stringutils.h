@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <string>
 
+/// Helpers on text.
+///
+/// @snippet docs/examples.cpp StringUtils
 namespace StringUtils {
 
 /// UTF-8 to wide text, one UTF-16 code unit in each wchar_t: a character above U+FFFF becomes a surrogate pair. Each

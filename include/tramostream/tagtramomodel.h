@@ -10,6 +10,8 @@
 ///
 /// A value; every operation but getMandatoryErrors and toTagLine is const, and none throws for bad content. An absent
 /// text is empty.
+///
+/// @snippet docs/examples.cpp TagTramoModel
 class TRAMO_EXPORT TagTramoModel {
 public:
     /// Parses a line, which is copied. Nothing can fail.
@@ -29,9 +31,8 @@ public:
     /// "TagTramoModel[code:...,label:...]".
     std::wstring toString() const;
 
-    /// The errors of the constructor: none. Those of the last toTagLine.
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor: none
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTagLine
 
     /// Checks that there are a code and a label.
     std::vector<TE::FieldError> getMandatoryErrors();

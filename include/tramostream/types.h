@@ -1,3 +1,5 @@
+/// @file
+/// Numbers.
 #pragma once
 #include <cstdint>
 #include <type_traits>

@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Doxygen's filter for headers: puts before each accessor of a record what docs/format.md says of its field.
+
+Columns, widths and codes stand in the records' tables alone, and format.md is written from these. An accessor of no field
+has a comment behind its line; without one it gets a reference that leads nowhere, which Doxygen reports. Lines keep
+their numbers.
+"""
+import os
+import re
+import sys
+
+FORMAT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "format.md")
+
+
+def key(name):
+    return name.replace("_", "").replace("Externam", "External").lower()
+
+
+def sentences():
+    """What is to be said of each field, by class and name."""
+    found, model = {}, None
+    with open(FORMAT, encoding="utf-8") as page:
+        for line in page:
+            if named := re.match(r"`(\w+Model)`", line):
+                model = named[1]
+            cells = re.findall(r"[^|]+", line.strip("|\n "))
+            if len(cells) >= 4 and (field := re.fullmatch(r" `(\w+)` ", cells[1])):
+                found[model, key(field[1])] = sentence(*(cell.strip() for cell in cells))
+    return found
+
+
+def sentence(columns, field, kind, default, written="", read="-", write="-", missing="-"):
+    if not written:  # a member of a key line, which is a secret or not
+        return f"Member {field}: {kind}{', a secret' if default == 'yes' else ''}."
+    errors = [f"{error} when {when}" for error, when in ((read, "read"), (write, "written")) if error != "-"]
+    errors += [missing] if missing != "-" else []
+    return (f"Column{'s' if '-' in columns else ''} {columns}: " if columns != "-" else "") + f"{kind}; absent: {default}." + (
+        f" Written {written}." if columns != "-" else "") + (f" Errors: {', '.join(errors)}." if errors else "")
+
+
+def documented(line, model, said):
+    line, _, comment = line.partition("  ///< ")
+
+    def with_comment(accessor):
+        text = comment or said.get((model, key(accessor[2])), "@ref there_is_no_such_field")
+        return f"/** {text} */ {accessor[0]}"
+    return re.sub(r"(?<![\w:])[\w:]+(?: long| int)* (get|is|set)([A-Z]\w+)\(", with_comment, line)
+
+
+def main(path):
+    with open(path, encoding="utf-8") as header:
+        text = header.read()
+    model = re.search(r"^class TRAMO_EXPORT (\w+Model) \{", text, re.M)
+    said = sentences() if model else {}
+    accessors = False
+    for line in text.splitlines():
+        accessors = model and ("clang-format off" in line or accessors and "clang-format on" not in line)
+        print(documented(line, model[1], said) if accessors else line)
+
+
+main(sys.argv[1])

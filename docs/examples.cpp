@@ -1,0 +1,450 @@
+// The examples of the headers' pages: each "//! [NAME]" encloses one, and its "//> " lines are what it prints.
+#include <fstream>
+#include <iostream>
+#include <tramostream/tramostream.h>
+
+namespace {
+
+using Line = TramoLine::tramoLine_t;
+
+// clang-format off
+
+void header(const Line& line) {
+    //! [RoundTramoModel]
+    RoundTramoModel round(line);
+    std::wcout << round.getCode() << L", " << round.getMeterInformationLabelArea1() << L'\n';
+    //> T0412, Emplacement
+
+    round.setMessage(L"Ring the bell twice.");
+    round.setRoundImportDate(DateUtils::strToTime("%Y%m%d", "20240201"));
+    const TramoLine::tramoLine_t built = round.toTramoLine();
+    std::wcout << std::wstring(&built[31], 20) << L'\n';
+    //> Ring the bell twice.
+
+    round.setName(L"longer than the twenty characters of the field");
+    round.toTramoLine();
+    for (const TE::FieldError& error : round.getBuildErrors())
+        std::wcout << L"column " << error.column << L": " << std::hex << error.code << std::dec << L'\n';
+    //> column 10: 102
+    //! [RoundTramoModel]
+}
+
+void meterSubscriber(const Line& line) {
+    //! [MeterSubscriberTramoModel]
+    MeterSubscriberTramoModel meter(line);
+    std::wcout << meter.getMeterSerialNumber() << L": " << meter.getMeterReadingIndex() << L'\n';
+    //> C12AB0100000: 6054
+
+    meter.setMeterReadingDate(0);      // no reading
+    meter.setMeterReadingIndex(-1);
+    meter.toTramoLine();
+    std::wcout << meter.getMandatoryErrors().size() << L" findings\n";
+    //> 1 findings
+    //! [MeterSubscriberTramoModel]
+}
+
+void amr(const Line& line) {
+    //! [AMRTramoModel]
+    const AMRTramoModel module(line);
+    std::wcout << module.getSerialNumber() << L" on " << module.getMeterSerialNumber() << L", pulse weight "
+               << module.getPulseWeight() << (module.getCurrentAlarmLeakCurrent() ? L", leaking" : L", tight") << L'\n';
+    //> 4C30000000 on C12AB0100000, pulse weight 0.01, leaking
+    //! [AMRTramoModel]
+}
+
+void meterChange(const Line& line) {
+    //! [MeterChangeTramoModel]
+    const MeterChangeTramoModel change(line);
+    std::wcout << change.getOldMeterSerialNumber() << L" -> " << change.getNewMeterSerialNumber() << L" from "
+               << change.getNewMeterIndex() << L'\n';
+    //> C19AB0100259 -> N24000500007 from 1
+    //! [MeterChangeTramoModel]
+}
+
+void extendedAmr(const Line& line) {
+    //! [ExtendedAMRTramoModel]
+    const ExtendedAMRTramoModel reading(line);
+    std::wcout << reading.getAmrSerialNumber() << L": " << reading.getMeterIndex() << L", before that "
+               << reading.getHistory1Index() << L'\n';
+    //> 4C30000000: 6062.5, before that 6008.67
+    //! [ExtendedAMRTramoModel]
+}
+
+void enquiryDefinition() {
+    //! [EnquiryDefinitionTramoModel]
+    EnquiryDefinitionTramoModel page;
+    page.setPageNumber(L"01");
+    page.setOrder(7);
+    page.setArea1Label(L"Access");
+    page.setArea1Type(TF::EnquiryAreaType::AreaC);
+    page.setArea1Size(1);
+    for (const TE::FieldError& error : page.getMandatoryErrors())
+        std::wcout << L"column " << error.column << L'\n';
+    //> column 323
+
+    page.setArea1List(L"ABCD");
+    std::wcout << page.getMandatoryErrors().size() << L" findings, order " << page.getOrderStr() << L'\n';
+    //> 0 findings, order 07
+    //! [EnquiryDefinitionTramoModel]
+}
+
+void enquiryResult(const Line& line) {
+    //! [EnquiryResultTramoModel]
+    const EnquiryResultTramoModel answers(line);
+    if (answers.getArea1Mode() == TF::EnquiryAreaMode::ModeH)
+        std::wcout << answers.getMeterSerialNumber() << L": " << answers.getArea1Code() << L'\n';
+    //> C13AB0100037: B
+    //! [EnquiryResultTramoModel]
+}
+
+void extendedData() {
+    //! [ExtendedDataTramoModel]
+    ExtendedDataTramoModel place;
+    place.setMeterSerialNumber(L"C12AB0100000");
+    place.setLatitude(48.5);
+    place.setLongitude(-0.25);  // altitude, accuracy and the rest stay blank
+    const TramoLine::tramoLine_t line = place.toTramoLine();
+    std::wcout << std::wstring(&line[13], 32) << L"|\n";
+    //>  48.500000000000 -0.250000000000|
+    //! [ExtendedDataTramoModel]
+}
+
+void recordInformation(const Line& line) {
+    //! [RecordInformationTramoModel]
+    RecordInformationTramoModel counters(line);
+    std::wcout << counters.getRoundNumber() << L' ' << counters.getMeterNumber() << L'\n';
+    //> 60 -1
+
+    counters.setRoundNumber(1);
+    counters.setMeterNumber(60);
+    const TramoLine::tramoLine_t built = counters.toTramoLine();
+    std::wcout << std::wstring(built.data(), 12) << L"|\n";
+    //> 9    1   60 |
+    //! [RecordInformationTramoModel]
+}
+
+void tag() {
+    //! [TagTramoModel]
+    iFileStream file;
+    file.open("samples/tags.txt", StrConv::ENCODING_ANSI);
+    TagLine::tagLine_t line;
+    file.getline(line.size(), line);
+    const TagTramoModel tag(line);
+    std::wcout << tag.getCode() << L" stands for " << tag.getLabel() << L'\n';
+    //> FU stands for Fuite
+    //! [TagTramoModel]
+}
+
+void parameter() {
+    //! [ParameterTramoModel]
+    ParameterTramoModel parameter;
+    parameter.setKey(L"LANGUAGE");
+    parameter.setValue(L"en");
+    const ParameterLine::parameterLine_t line = parameter.toParameterLine();
+    std::wcout << parameter.toString() << L", " << line.size() << L" characters with the line end\n";
+    //> ParameterTramoModel[key:LANGUAGE,value:en], 42 characters with the line end
+    //! [ParameterTramoModel]
+}
+
+void key() {
+    //! [AMRKeyTramoModel]
+    tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber": "A1", "wmBusAddress_MeterId": 12})");
+    const AMRKeyTramoModel module(parsed.line);
+    std::wcout << module.getSerialNumber() << L", meter " << module.getWmBusAddressMeterId() << L", "
+               << module.getMandatoryErrors().size() << L" values are missing\n";
+    //> A1, meter 12, 8 values are missing
+    //! [AMRKeyTramoModel]
+}
+
+void anyRecord(const Line& line) {
+    //! [AnyRecord]
+    const tramo::AnyRecord record(line);
+    if (!record.kind()) return;  // of no known kind
+    for (const tramo::Field& field : record.kind()->fields)
+        if (field.kind == tramo::FieldKind::Text && record.get(field) != field.defaultValue)
+            std::wcout << field.name.c_str() << L'=' << std::get<std::wstring>(record.get(field)) << L'\n';
+    if (const auto* change = std::get_if<MeterChangeTramoModel>(&record.model()))
+        std::wcout << L"starts from " << change->getNewMeterIndex() << L'\n';
+    //> oldMeterSerialNumber=C19AB0100259
+    //> newMeterSerialNumber=N24000500007
+    //> starts from 1
+    //! [AnyRecord]
+}
+
+void codes(const Line& line) {
+    //! [TF]
+    MeterSubscriberTramoModel meter(line);
+    std::wcout << static_cast<wchar_t>(meter.getMeterFluidType()) << L'\n';
+    //> H
+    meter.setMeterFluidType(TF::MeterFluid::Unset);  // its column stays blank
+    //! [TF]
+}
+
+void dates() {
+    //! [DateUtils]
+    std::wcout << DateUtils::strToTime("%Y%m%d", "20240131") << L'\n';
+    //> 1706659200
+    const bool isNone = DateUtils::strToTime("%Y%m%d", "20240231") == std::numeric_limits<long32>::min();
+    std::wcout << std::boolalpha << isNone << L'\n';
+    //> true
+    //! [DateUtils]
+}
+
+void text() {
+    //! [StringUtils]
+    std::wcout << StringUtils::to_wstring("T0412") << L' ' << StringUtils::reverseByBlock(L"AB12", 2) << L'\n';
+    //> T0412 12AB
+    //! [StringUtils]
+}
+
+void reading() {
+    //! [read_exception]
+    iFileStream file;
+    try {
+        file.open("missing.txt", StrConv::ENCODING_ANSI);
+    } catch (const TramoStreamExceptions::read_exception& problem) {
+        std::wcout << problem.what() << L'\n';
+    }
+    //> Unsupported encoding.
+    //! [read_exception]
+}
+
+void writing() {
+    //! [write_exception]
+    oFileStream file("greek.txt", StrConv::ENCODING_ANSI);
+    try {
+        file.putLine(L"\u03a9", true);
+    } catch (const TramoStreamExceptions::write_exception& problem) {
+        std::wcout << problem.what() << L'\n';  // nothing of the line is in the file
+    }
+    //> cannot write to greek.txt: the encoding cannot represent the character U+03A9 in column 1
+    //! [write_exception]
+}
+
+void lengths() {
+    //! [bad_line_length]
+    oFileStream file("short.txt", StrConv::ENCODING_ANSI);
+    TramoLine::tramoLine_t line = RoundTramoModel().toTramoLine();
+    try {
+        file.putLine(line, 512);
+    } catch (const TramoStreamExceptions::bad_line_length& problem) {
+        std::wcout << problem.given << L" instead of " << problem.expected << L'\n';
+    }
+    //> 512 instead of 514
+    //! [bad_line_length]
+}
+
+void fieldError() {
+    //! [FieldError]
+    RoundTramoModel round;
+    round.setCode(L"T0412");
+    TramoLine::tramoLine_t line = round.toTramoLine();
+    line[498] = L'x';  // column 499, where the import date begins
+
+    const RoundTramoModel broken(line);
+    const TE::FieldError error = broken.getParseErrors().front();
+    const tramo::Field* field = tramo::kindOf<RoundTramoModel>().fieldOf(error);
+    std::wcout << tramo::errorName(error.code).data() << L" reported at " << error.column << L", about "
+               << field->name.c_str() << L" at " << field->column << L'\n';
+    //> ParseDate reported at 8, about roundImportDate at 499
+    //! [FieldError]
+}
+
+void field(const Line& line) {
+    //! [Field]
+    MeterSubscriberTramoModel meter(line);
+    const tramo::Field& wheels = *tramo::kindOf<MeterSubscriberTramoModel>().field("meterWheels");
+    std::wcout << L"column " << wheels.column << L", " << wheels.width << L" wide: "
+               << std::get<long long>(tramo::get(meter, wheels)) << L'\n';
+    //> column 364, 2 wide: 6
+
+    const bool set = tramo::set(meter, wheels, 5LL);
+    const bool refused = !tramo::set(meter, wheels, std::wstring(L"six"));
+    std::wcout << std::boolalpha << set << L' ' << refused << L' ' << meter.getMeterWheels() << L'\n';
+    //> true true 5
+    //! [Field]
+}
+
+void recordKind() {
+    //! [RecordKind]
+    for (const tramo::RecordKind* kind : tramo::recordKinds())
+        std::wcout << kind->letter << L' ' << kind->name.c_str() << L": " << kind->fields.size() << L" fields\n";
+    //> 0 round: 47 fields
+    //> 1 meter subscriber: 36 fields
+    //> 2 AMR: 54 fields
+    //> 3 meter change: 5 fields
+    //> 4 extended AMR: 69 fields
+    //> 5 enquiry definition: 39 fields
+    //> 6 enquiry result: 18 fields
+    //> 7 extended data: 8 fields
+    //> 9 record information: 2 fields
+    std::wcout << tramo::recordKind(L'1')->model.c_str() << L'\n';
+    //> MeterSubscriberTramoModel
+    //! [RecordKind]
+}
+
+void keyValue() {
+    //! [KeyValue]
+    const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber": "A1", "wmBusKey_Mode5": "00112233"})");
+    for (const tramo::KeyValue& value : tramo::keyValues)
+        if (!value.isAbsent(parsed.line) && value.text)
+            std::wcout << value.name.data() << L": " << (value.secret ? L"***" : parsed.line.*value.text) << L'\n';
+    //> serialNumber: A1
+    //> wmBusKey_Mode5: ***
+    //! [KeyValue]
+}
+
+void keyLine() {
+    //! [parseKeyLine]
+    const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber": 12, "colour": "red"})");
+    for (const tramo::KeyLineRemark& remark : parsed.remarks)
+        std::wcout << remark.name << (remark.reason == tramo::KeyLineRemark::WrongType ? L" is no text\n" : L" is unknown\n");
+    //> serialNumber is no text
+    //> colour is unknown
+
+    const tramo::ParsedKeyLine broken = tramo::parseKeyLine(L"{");
+    std::wcout << L"column " << broken.error->column() << L": " << broken.error->text.c_str() << L'\n';
+    //> column 2: Missing a name for object member.
+    //! [parseKeyLine]
+}
+
+void names() {
+    //! [typename_hash]
+    std::wcout << typename_hash<tramo::AnyRecord>::gen_value().c_str() << L'\n';
+    //> tramo::AnyRecord
+    //! [typename_hash]
+}
+
+void logFile() {
+    //! [log]
+    io::log::initializer::m_logFileName = "import.log";
+    io::log::writer<iFileStream>::write(io::log::Warn, "%1 of %2 lines are blank.", 3, 172);
+
+    std::string line;
+    std::getline(std::ifstream("import.log"), line);
+    std::wcout << line.substr(8).c_str() << L'\n';  // behind the time
+    //>  log     Warn  {iFileStream} 3 of 172 lines are blank.
+    //! [log]
+}
+
+void outputStream() {
+    //! [oFileStream]
+    RoundTramoModel round;
+    round.setCode(L"T0412");
+
+    oFileStream out;
+    out.open("new-round.txt", StrConv::ENCODING_UTF16LE);  // a new file: the stream appends
+    out.putLine(round.toTramoLine(), 514);
+    out.close();
+    std::wcout << (out.rdstate() == 0 ? L"written: " : L"not written: ") << out.getLineNumber() << L" line\n";
+    //> written: 1 line
+    //! [oFileStream]
+}
+
+void inputStream() {
+    //! [iFileStream]
+    iFileStream in;
+    in.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
+    int meters = 0;
+    for (TramoLine::tramoLine_t line; !in.eof();) {
+        in.getline(line.size(), line);
+        if (line[0] == L'1') ++meters;
+    }
+    std::wcout << meters << L" meters in " << in.getLineNumber() << L" lines\n";
+    //> 60 meters in 172 lines
+    //! [iFileStream]
+}
+
+void buffer(TramoLine::tramoLine_t line) {
+    //! [TramoLine]
+    const wchar_t letter = line[0];               // column 1
+    const std::wstring code(&line[1], 8);         // columns 2 to 9
+    line[9] = L'!';                               // column 10
+    std::wcout << letter << L' ' << StrConv::resize(&line[1], 8, true) << L'|' << code << L"|\n";
+    //> 0 T0412|T0412   |
+    //! [TramoLine]
+}
+
+void keyBuffer() {
+    //! [AMRKeyLine]
+    iFileStream file;
+    file.open("samples/amr-keys.txt", StrConv::ENCODING_ANSI);
+    AMRKeyLine line;
+    file.getline(line);
+    const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(line.line);
+    std::wcout << parsed.line.serialNumber << L", address " << parsed.line.wmBusAddress[0] << L'\n';
+    //> 4C30000000, address 12345678
+    //! [AMRKeyLine]
+}
+
+void conversions(TramoLine::tramoLine_t line) {
+    //! [StrConv]
+    std::wstring text = StrConv::resize(&line[498], 8, true);  // columns 499 to 506
+    long32 imported = 0;
+    if (StrConv::toDate(text, imported)) std::wcout << text << L" is " << imported << L'\n';
+    //> 20240115 is 1705276800
+
+    StrConv::fromInt(42, &line[29], 2);                        // columns 30 and 31
+    std::wcout << std::wstring(&line[29], 2) << L'\n';
+    //> 42
+
+    std::wstring none = L"six";
+    int number = 0;
+    if (!StrConv::toInt(none, number)) std::wcout << number << L'\n';
+    //> toInt: six cannot be converted.
+    //> 0
+    //! [StrConv]
+}
+
+// clang-format on
+
+// The first line of a kind in a good file.
+Line sampleLine(wchar_t letter) {
+    iFileStream file;
+    file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
+    Line line{};
+    while (!file.eof() && line[0] != letter) file.getline(line.size(), line);
+    return line;
+}
+
+template <class Example, class... Arguments> void run(const wchar_t* name, Example example, const Arguments&... arguments) {
+    std::wcout << L'[' << name << L"]\n";
+    example(arguments...);
+}
+
+}  // namespace
+
+// In a folder of its own that holds the samples; time zone UTC.
+int main() {
+    run(L"RoundTramoModel", header, sampleLine(L'0'));
+    run(L"MeterSubscriberTramoModel", meterSubscriber, sampleLine(L'1'));
+    run(L"AMRTramoModel", amr, sampleLine(L'2'));
+    run(L"MeterChangeTramoModel", meterChange, sampleLine(L'3'));
+    run(L"ExtendedAMRTramoModel", extendedAmr, sampleLine(L'4'));
+    run(L"EnquiryDefinitionTramoModel", enquiryDefinition);
+    run(L"EnquiryResultTramoModel", enquiryResult, sampleLine(L'6'));
+    run(L"ExtendedDataTramoModel", extendedData);
+    run(L"RecordInformationTramoModel", recordInformation, sampleLine(L'9'));
+    run(L"TagTramoModel", tag);
+    run(L"ParameterTramoModel", parameter);
+    run(L"AMRKeyTramoModel", key);
+    run(L"AnyRecord", anyRecord, sampleLine(L'3'));
+    run(L"TF", codes, sampleLine(L'1'));
+    run(L"DateUtils", dates);
+    run(L"StringUtils", text);
+    run(L"read_exception", reading);
+    run(L"write_exception", writing);
+    run(L"bad_line_length", lengths);
+    run(L"FieldError", fieldError);
+    run(L"Field", field, sampleLine(L'1'));
+    run(L"RecordKind", recordKind);
+    run(L"KeyValue", keyValue);
+    run(L"parseKeyLine", keyLine);
+    run(L"typename_hash", names);
+    run(L"log", logFile);
+    run(L"oFileStream", outputStream);
+    run(L"iFileStream", inputStream);
+    run(L"TramoLine", buffer, sampleLine(L'0'));
+    run(L"AMRKeyLine", keyBuffer);
+    run(L"StrConv", conversions, sampleLine(L'0'));
+}
