@@ -1,6 +1,7 @@
 // The codecs against the standard conversions they promise to agree with, in any locale, from any thread, and without
 // allocating.
 #include "convert/codec.h"
+#include "common/dates.h"
 #include "support/allocations.h"
 #include "support/console.h"
 #include "support/numbers.h"
@@ -176,7 +177,7 @@ TEST(ToDouble, AgreesWithTheStandardConversionWhereTheQuickWayEnds) {
     const Silence silence;
     for (const std::wstring& text : {L",0000000000000000001"s, L",000000000000000001"s, L"0,0000000000000000001"s,
              L"9007199254740993"s, L"9007199254740992,0"s, L"90071992547409,93"s, L"1\x131"s, L"1e\x131"s, L"0x1\x161"s,
-             L"0x1\x80"s, L"1e1\x01"s + L'1'})
+             L"0x1\x80"s, L"0x1/8"s, L"1e1\x01"s + L'1'})
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
 }
 
@@ -326,6 +327,27 @@ TEST(Append, PrintsAsPrintfDoes) {
         out += L'C';
         ASSERT_EQ(out, std::wstring(expected, expected + std::strlen(expected)));
     }
+}
+
+// ---- Dates ----------------------------------------------------------------------------------------------------------
+
+// A character above 255 counts as the one of its low eight bits.
+TEST(Dates, HoldDigitsOnly) {
+    const TimeZone zone("UTC");
+    const std::wstring text = L"202401010101";
+    for (std::size_t place = 0; place < text.size(); ++place)
+        for (unsigned c = 1; c < 0x400; ++c) {
+            std::wstring tried = text;
+            tried[place] = static_cast<wchar_t>(c);
+            if ((c & 0xFF) >= '0' && (c & 0xFF) <= '9') continue;
+            long32 time = 99;
+            ASSERT_FALSE(codec::toDateTime(tried, time)) << place << ' ' << c;
+            if (place < 8) { ASSERT_FALSE(codec::toDate(tried.substr(0, 8), time)) << place << ' ' << c; }
+            ASSERT_EQ(time, 99);
+            if (place >= 4) continue;
+            codec::toYear(tried.substr(0, 4), time);
+            ASSERT_EQ(time, tramo::dates::noTime) << place << ' ' << c;
+        }
 }
 
 // ---- Nothing beside the field ---------------------------------------------------------------------------------------
