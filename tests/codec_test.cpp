@@ -181,6 +181,18 @@ TEST(ToDouble, AgreesWithTheStandardConversionWhereTheQuickWayEnds) {
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
 }
 
+TEST(ToDouble, ReadsNoMoreThanTheTextAroundTheSizeThatTakesNoMemory) {
+    for (std::size_t size = 1020; size < 1030; ++size)
+        ASSERT_NO_FATAL_FAILURE(expectSameDouble(std::wstring(size - 4, L'0') + L"12e1"));
+}
+
+TEST(ToDouble, ShowsAPointForACommaWhenItFails) {
+    Console console;
+    double value = 99;
+    EXPECT_FALSE(codec::toDouble(L"a,b.c,", value));
+    EXPECT_EQ(console.wide(), L"toDouble: a.b.c. cannot be converted.\n");
+}
+
 TEST(Integers, AgreeWithTheStandardConversion) {
     const Silence silence;
     Texts texts(3);
