@@ -7,9 +7,11 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
+#include <locale>
 #include <random>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -237,6 +239,37 @@ TEST_F(DateFields, FollowAChangeOfTheZone) {
     long32 t = 0;
     EXPECT_TRUE(StrConv::toDate(text, t));
     EXPECT_EQ(t, newYear2024 + 6 * 3600);
+}
+
+// A locale's clock that prints nothing but a question mark, or fails.
+struct OddClock : std::time_put<wchar_t> {
+    bool fails;
+    explicit OddClock(bool failing) : fails(failing) {}
+    iter_type do_put(iter_type to, std::ios_base&, char_type, const std::tm*, char, char) const override {
+        if (fails) throw std::runtime_error("no clock");
+        *to = L'?';
+        return ++to;
+    }
+};
+
+TEST_F(DateFields, OfTheFormatAskNoLocale) {
+    for (const bool fails : {false, true}) {
+        const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OddClock(fails)));
+        EXPECT_EQ(date(1706706300), L"20240131");
+        EXPECT_EQ(dateTime(1706706300), L"202401311405");
+        EXPECT_EQ(year(1706706300), L"2024");
+        std::locale::global(before);
+    }
+}
+
+TEST_F(DateFields, InAnyOtherFormatFailWhereTheLocaleDoes) {
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OddClock(false)));
+    EXPECT_EQ(written(1706706300, L"%d", 1), L"?");
+    std::locale::global(std::locale(std::locale::classic(), new OddClock(true)));
+    std::wstring line(4, L'#');
+    EXPECT_FALSE(StrConv::fromDate(1706706300, line.data(), L"%d"));
+    EXPECT_EQ(line, L"####");
+    std::locale::global(before);
 }
 
 std::vector<std::string> zonesOfTheTable() {
