@@ -3,6 +3,7 @@
 #include "support/console.h"
 #include "tramostream/anyrecord.h"
 #include "tramostream/parametertramomodel.h"
+#include "tramostream/stringconverter.h"
 #include "tramostream/tagtramomodel.h"
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -122,6 +123,23 @@ TEST(Allocations, OfAccessorsByName) {
     const MeterSubscriberTramoModel model(line);
     EXPECT_EQ(allocationsOf([&] { EXPECT_GT(model.getSubscriberInformation().size(), 10U); }), 1);
     EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(model.getMeterWheels(), -1); }), 0);
+}
+
+// The locale's clock takes memory, and a conversion throws nothing.
+TEST(Allocations, ThatFailInADateOfAnyOtherFormatMakeItFail) {
+    const long32 time = 1706706300;
+    int failures = 0;
+    bool good = false;
+    std::wstring line(41, L'#'), kept = line;
+    withEachAllocationFailing([&] {
+        good = StrConv::fromDate(time, line.data(), L"%Y %Y %Y %Y %Y %Y %Y %Y");
+        if (good) return;
+        ++failures;
+        EXPECT_TRUE(line == kept);
+    });
+    EXPECT_TRUE(good);
+    EXPECT_GE(failures, 2);
+    EXPECT_EQ(line, L"2024 2024 2024 2024 2024 2024 2024 2024##");
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ TREE = os.path.join(WORK, "tree")
 EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
+SANITIZED = ["-fsanitize=address", "-shared-libasan"]
 FAMILIES = ["tables", "codecs", "engine", "streams"]
 RECORDS = [name + "tramomodel_test" for name in (
     "recordinformation", "tag", "parameter", "meterchange", "extendeddata", "enquiryresult", "enquirydefinition",
@@ -121,13 +122,15 @@ class Build:
         self.build(jobs)
         if not keep:
             self.build_tables(jobs)
+        self.sanitizer = subprocess.check_output(["clang++", "-print-file-name=libclang_rt.asan-x86_64.so"], text=True).strip()
 
     def build(self, jobs):
         launcher = ["ccache"] if shutil.which("ccache") else []
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-            for _ in pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path), optimised=True)),
-                              self.sources + self.tests):
-                pass
+            list(pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path), optimised=True)),
+                          self.sources + self.tests))
+            list(pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path, "sanitized"), more=SANITIZED)),
+                          self.sources))
             must_run(self.link(self.library_folder("base"), {}))
             list(pool.map(self.link_test, self.tests))
 
@@ -181,8 +184,8 @@ class Build:
         must_run([*COMPILER, "-O0", "-Iinclude", "-I.", "-x", "c++-header", source, "-o", out])
 
     @staticmethod
-    def object_of(path):
-        return os.path.join(WORK, "objects", path.replace("/", "_") + ".o")
+    def object_of(path, kind="objects"):
+        return os.path.join(WORK, kind, path.replace("/", "_") + ".o")
 
     @staticmethod
     def library_folder(name):
@@ -191,19 +194,19 @@ class Build:
         os.makedirs(os.path.join(WORK, "objects"), exist_ok=True)
         return folder
 
-    def compile(self, path, out, overlay=None, pch=None, optimised=False):
+    def compile(self, path, out, overlay=None, pch=None, optimised=False, more=()):
         folders = [] if overlay is None else ["-I" + os.path.join(overlay, "include"), "-I" + overlay]
         os.makedirs(os.path.dirname(out), exist_ok=True)
-        command = [*COMPILER, "-O1" if optimised else "-O0", *folders, "-Iinclude", "-I.", "-Itests"]
+        command = [*COMPILER, "-O1" if optimised else "-O0", *more, *folders, "-Iinclude", "-I.", "-Itests"]
         if pch:
             command += ["-include-pch", pch]
         source = os.path.join(overlay, path) if overlay and os.path.exists(os.path.join(overlay, path)) else path
         return [*command, f'-DSAMPLES="{TREE}/samples"', "-c", source, "-o", out]
 
-    def link(self, folder, changed):
+    def link(self, folder, changed, kind="objects", more=()):
         """The library, with some objects in the place of its own; the linker takes what they share from them."""
-        objects = list(changed.values()) + [self.object_of(path) for path in self.sources if path not in changed]
-        return ["clang++", "-shared", "-fuse-ld=lld", "-Wl,-Bsymbolic-functions", *objects, "-o",
+        objects = list(changed.values()) + [self.object_of(path, kind) for path in self.sources if path not in changed]
+        return ["clang++", "-shared", "-fuse-ld=lld", "-Wl,-Bsymbolic-functions", *more, *objects, "-o",
                 os.path.join(folder, "libmutant.so")]
 
     def link_test(self, path, changed=None, to=None):
@@ -261,10 +264,12 @@ class Worker:
             done += tests
         rest = [test for test in ALL[family] if test not in done]
         if path.endswith(".cpp"):
-            return self.try_on(path, None, rest)
-        users = [user for user in self.build.users_of(path)
-                 if user in self.build.sources or os.path.basename(user)[:-4] in ALL[family]]
-        return self.try_on(path, users, done + rest)
+            verdict = self.try_on(path, None, rest)
+        else:
+            users = [user for user in self.build.users_of(path)
+                     if user in self.build.sources or os.path.basename(user)[:-4] in ALL[family]]
+            verdict = self.try_on(path, users, done + rest)
+        return verdict if verdict[0] != "survived" else self.try_sanitized(done + rest)
 
     def try_on(self, path, compiled, tests):
         if compiled is not None:
@@ -280,12 +285,26 @@ class Worker:
             library = {user: out for user, out in self.objects.items() if not user.startswith("tests/")}
             if not run(self.build.link(self.library, library)):
                 return "rejected", "the linker"
-        programs = {test: os.path.join(WORK, "tests", test) for test in tests}
+        programs = self.programs = {test: os.path.join(WORK, "tests", test) for test in tests}
         for test in tests:
             source = "tests/" + test + ".cpp"
             if source in self.objects:
                 programs[test] = self.build.link_test(source, self.objects[source], os.path.join(self.folder, "objects", test))
         return self.try_tests(programs, with_long=family_of(path) != "codecs")
+
+    def try_sanitized(self, tests):
+        """A change that reads or writes beside an array, which only the sanitizer of ./test's stage asan tells for sure."""
+        sanitized = {}
+        for user in self.objects:
+            if not user.startswith("tests/"):
+                sanitized[user] = os.path.join(self.folder, "objects", user.replace("/", "_") + ".sanitized.o")
+                must_run(self.build.compile(user, sanitized[user], self.folder, more=SANITIZED))
+        must_run(self.build.link(self.library, sanitized, "sanitized", SANITIZED))
+        for test in tests:
+            program = self.programs.get(test, os.path.join(WORK, "tests", test))
+            if not self.passes(program, "-" + LONG, sanitized=True):
+                return "killed", test + " with the address sanitizer"
+        return "survived", ""
 
     def try_tests(self, programs, table_change=None, with_long=True):
         for test, program in programs.items():
@@ -296,14 +315,17 @@ class Worker:
                 return "killed", test
         return "survived", ""
 
-    def passes(self, program, which="*", table_change=None):
+    def passes(self, program, which="*", table_change=None, sanitized=False):
         temporary = os.path.join(self.folder, "temporary")
         environment = {"PATH": os.environ["PATH"], "GTEST_FAIL_FAST": "1", "GTEST_FILTER": which, "TMPDIR": temporary,
                        "LD_LIBRARY_PATH": self.build.library_folder("tables") if table_change else self.library}
         if table_change:
             environment["TABLE_CHANGE"] = table_change
         # What never ends uses up its processor time or memory, however busy the machine is.
-        passed = run(["prlimit", "--cpu=20", f"--as={4 << 30}", program, "--gtest_brief=1"], cwd=temporary, env=environment)
+        limits = ["prlimit", "--cpu=20"] + ([] if sanitized else [f"--as={4 << 30}"])
+        if sanitized:
+            limits += ["env", "LD_PRELOAD=" + self.build.sanitizer, "ASAN_OPTIONS=detect_leaks=0:hard_rss_limit_mb=4096"]
+        passed = run([*limits, program, "--gtest_brief=1"], cwd=temporary, env=environment)
         for left in os.listdir(temporary):
             path = os.path.join(temporary, left)
             shutil.rmtree(path, ignore_errors=True) if os.path.isdir(path) else os.remove(path)
@@ -401,12 +423,13 @@ def main():
         os.remove(path)
     results = Results(path)
     free = collections.deque(Worker(build, number) for number in range(options.jobs))
-    for worker in free:
-        must_run(build.link(worker.library, {}))
-    for test in () if options.keep else build.tests:
-        name = os.path.basename(test)[:-4]
-        if any(name in tests for tests in ALL.values()) and not free[0].passes(os.path.join(WORK, "tests", name)):
-            sys.exit(f"{name} fails without any change")
+    for sanitized in () if options.keep else (True, False):
+        must_run(build.link(free[0].library, {}, *(["sanitized", SANITIZED] if sanitized else [])))
+        for test in build.tests:
+            name = os.path.basename(test)[:-4]
+            if any(name in tests for tests in ALL.values()) and not free[0].passes(
+                    os.path.join(WORK, "tests", name), "-" + LONG if sanitized else "*", sanitized=sanitized):
+                sys.exit(f"{name} fails without any change" + (" with the address sanitizer" if sanitized else ""))
 
     def judge(mutant):
         if known := results.find(mutant, options.again):

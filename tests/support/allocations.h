@@ -1,4 +1,5 @@
-// Counts the allocations of a test program. Included by its one source: it replaces the global operators.
+// Counts the allocations of a test program, and makes one of them fail. Included by its one source: it replaces the global
+// operators.
 #pragma once
 #include <atomic>
 #include <cstdlib>
@@ -6,10 +7,11 @@
 #include <new>
 
 inline std::atomic<long> allocations = 0;  // a plain one the optimiser thinks to know
+inline std::atomic<long> failing = 0;      // the number of the one that fails
 
 // Not inlined: the compiler would see memory of new given to free.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
+    if (++allocations == failing) throw std::bad_alloc();
     if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
     throw std::bad_alloc();
 }
@@ -23,4 +25,14 @@ long allocationsOf(auto&& work) {
     const long before = allocations;
     work();
     return allocations - before;
+}
+
+// Does a piece of work with its first allocation failing, then with its second, until none fails.
+void withEachAllocationFailing(auto&& work) {
+    long number = 0;
+    do {
+        failing = allocations + ++number;
+        work();
+    } while (failing <= allocations);
+    failing = 0;
 }
