@@ -222,6 +222,14 @@ TEST(KeyLine, CountsTheOffsetInCharacters) {
     expectError(L";{\"\\u00e9\\ud83d\\ude00\":\"\\n\\n\\n\u20AC\",}", 33, "Missing a name for object member.");
 }
 
+TEST(KeyLine, CountsTheOffsetInCharactersOfEveryLength) {
+    for (const wchar_t c : {L'\x7F', L'\x80', L'\x7FF', L'\x800', L'\xD7FF', L'\xE000', L'\xFFFF'})
+        for (const std::size_t count : {1, 2, 40})
+            expectError(L"{\"" + std::wstring(count, c) + L"\" 1}", count + 4, "Missing a colon after a name of object member.");
+    for (const std::wstring pair : {L"\xD800\xDC00", L"\xDBFF\xDFFF"})
+        expectError(L"{\"" + pair + pair + L"\" 1}", 8, "Missing a colon after a name of object member.");
+}
+
 TEST(KeyLine, RefusesWhatIsNoCharacter) {
     const std::string words = "Not a character: a zero, or half of a surrogate pair.";
     const std::wstring start = L"{\"serialNumber\":\"";
@@ -235,6 +243,14 @@ TEST(KeyLine, RefusesWhatIsNoCharacter) {
     expectError(full + std::wstring(1, L'\0'), full.size(), words);  // not taken for the end of the text
     expectError(full + L'\0' + full, full.size(), words);
     expectError(full + L"\xD800", full.size(), words);
+}
+
+TEST(KeyLine, EndsWithItsTextWhateverFollows) {
+    const std::wstring followed = full + L"\xD83D\xDE00";
+    expectFull(parseKeyLine(std::wstring_view(followed).substr(0, full.size())));
+    const ParsedKeyLine parsed = parseKeyLine(std::wstring_view(followed).substr(0, full.size() + 1));
+    ASSERT_TRUE(parsed.error);
+    EXPECT_EQ(parsed.error->offset, full.size());
 }
 
 TEST(KeyLine, RefusesMoreThan64KiB) {
@@ -414,4 +430,12 @@ TEST(KeyLine, LeavesNoBytesOfAKeyBehind) {
             watched.clear();
         }
     }
+}
+
+TEST(KeyLine, LeavesNotEvenTheFirstByteBehind) {
+    watched = std::string("{\0\0\0\0\0\0\0", 8);
+    sightings = 0;
+    { const ParsedKeyLine parsed = parseKeyLine(full); }
+    EXPECT_EQ(sightings, 0);
+    watched.clear();
 }

@@ -53,7 +53,8 @@ FIRST = {
     "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp"],
                                       ["amrkeytramomodel_test", "keyline_test"])],
 }
-# Tests of many lines, which run when the others of their program have noticed nothing.
+# Tests of many lines, which run when the others have noticed nothing; for the records' tables, and what reads and writes by them.
+LONG_FOR = ("model/layout.h", "model/frame.h", "model/blankmap.h")
 LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*"
 
 # All tests that may notice a change in a family, the quickest first.
@@ -290,7 +291,7 @@ class Worker:
             source = "tests/" + test + ".cpp"
             if source in self.objects:
                 programs[test] = self.build.link_test(source, self.objects[source], os.path.join(self.folder, "objects", test))
-        return self.try_tests(programs, with_long=family_of(path) != "codecs")
+        return self.try_tests(programs, with_long=family_of(path) == "tables" or path in LONG_FOR)
 
     def try_sanitized(self, tests):
         """A change that reads or writes beside an array, which only the sanitizer of ./test's stage asan tells for sure."""
