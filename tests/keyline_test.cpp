@@ -224,7 +224,7 @@ TEST(KeyLine, CountsTheOffsetInCharacters) {
 
 TEST(KeyLine, CountsTheOffsetInCharactersOfEveryLength) {
     for (const wchar_t c : {L'\x7F', L'\x80', L'\x7FF', L'\x800', L'\xD7FF', L'\xE000', L'\xFFFF'})
-        for (const std::size_t count : {1, 2, 40})
+        for (const std::size_t count : {1U, 2U, 40U})
             expectError(L"{\"" + std::wstring(count, c) + L"\" 1}", count + 4, "Missing a colon after a name of object member.");
     for (const std::wstring pair : {L"\xD800\xDC00", L"\xDBFF\xDFFF"})
         expectError(L"{\"" + pair + pair + L"\" 1}", 8, "Missing a colon after a name of object member.");
