@@ -9,7 +9,7 @@ import os
 import re
 import sys
 
-FORMAT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "format.md")
+FORMAT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "format.md")
 
 
 def key(name):
@@ -32,10 +32,12 @@ def sentences():
 def sentence(columns, field, kind, default, written="", read="-", write="-", missing="-"):
     if not written:  # a member of a key line, which is a secret or not
         return f"Member {field}: {kind}{', a secret' if default == 'yes' else ''}."
-    errors = [f"{error} when {when}" for error, when in ((read, "read"), (write, "written")) if error != "-"]
-    errors += [missing] if missing != "-" else []
-    return (f"Column{'s' if '-' in columns else ''} {columns}: " if columns != "-" else "") + f"{kind}; absent: {default}." + (
-        f" Written {written}." if columns != "-" else "") + (f" Errors: {', '.join(errors)}." if errors else "")
+    said = [kind, f"absent: {default}"]
+    if columns != "-":
+        said.append(f"written {written}")
+    said += [f"{error} when {when}" for error, when in ((read, "it cannot be read"), (write, "it cannot be written")) if error != "-"]
+    said += [missing] if missing != "-" else []
+    return (f"Column{'s' if '-' in columns else ''} {columns}: " if columns != "-" else "") + "; ".join(said) + "."
 
 
 def documented(line, model, said):
