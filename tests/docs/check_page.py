@@ -5,16 +5,18 @@ usage: check_page.py ROOT PAGE TOOL PROGRAM...
 A cpp block that begins with #include is a program, and the text block behind it what it prints; PROGRAM... are these
 programs, compiled. A console block holds commands, each behind "$ ", with what they print below them. All run one after
 the other in one folder, which holds the samples, with the tool as ./tramo and as tramo. A line "..." stands for any
-number of lines, and times are not compared. Links to files must lead somewhere. Blocks of other kinds are not allowed
-but where ELSEWHERE says who looks at them; so are sections.
+number of lines, and times are not compared. Any other text block shows lines of the records' tables. Links to files must
+lead somewhere. Blocks of other kinds are not allowed but where ELSEWHERE says who looks at them; so are sections.
 """
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
 import tempfile
 
+TABLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../model/*.cpp")
 ELSEWHERE = {
     "README.md": {"sh", "cmake"},             # tests/scripts and tests/consume
     "docs/guide.md": {"Add a record kind"},   # new_kind.py
@@ -68,6 +70,8 @@ def runs(page, text, programs):
             waiting = None
         elif language == "console":
             yield from commands(block)
+        elif language == "text":
+            yield from ((f"cat {TABLES} | grep -oF {shlex.quote(line)} | sort -u", line) for line in block.splitlines())
         elif language not in ELSEWHERE.get(page, ()):
             raise SystemExit(f'{page}: nobody looks at a block of "{language}":\n{block}')
     if waiting or programs:

@@ -1,0 +1,16 @@
+" Checks exchange files of meter reading: :compiler tramo, then :make FILE, or :make % for the file that is open.
+if exists('current_compiler')
+  finish
+endif
+let current_compiler = 'tramo'
+
+CompilerSet makeprg=tramo\ check
+" FILE:LINE:COLUMN, FILE:LINE and FILE, each with a severity; excerpts and the summary are no entries.
+CompilerSet errorformat=
+      \%f:%l:%c:\ %trror:\ %m,
+      \%f:%l:%c:\ %tarning:\ %m,
+      \%f:%l:\ %trror:\ %m,
+      \%f:%l:\ %tarning:\ %m,
+      \%f:\ %trror:\ %m,
+      \%f:\ %tarning:\ %m,
+      \%-G%.%#

@@ -1,0 +1,151 @@
+"""What editors and hooks make of the tool's output.
+
+The quick tests apply the problem matcher and look at the other files; those that need Vim and pre-commit run where
+TRAMO_EDITORS is set (tests/docs/run).
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "tests/cli"))
+import sarif                                                                      # noqa: E402
+from support import ENVIRONMENT, TRAMO, CliTest, sample                           # noqa: E402
+
+FULL = unittest.skipUnless(os.environ.get("TRAMO_EDITORS"), "only where TRAMO_EDITORS is set")
+
+
+def read(*path):
+    with open(os.path.join(ROOT, *path), encoding="utf-8") as file:
+        return file.read()
+
+
+class Editors(CliTest):
+    """Checks four files that have findings of each form, and one that has none."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("broken.txt", sample("round-broken.txt"))
+        self.write("damaged lines.txt", sample("round-damaged.txt"))
+        self.write("good.txt", sample("round-returned.txt"))
+        self.write("empty.txt", b"")
+        self.names = ["broken.txt", "damaged lines.txt", "good.txt", "empty.txt"]
+        results = self.run_tool("check", "--format", "sarif", *self.names, cwd=self.folder).json["runs"][0]["results"]
+        self.expected = [self.place(result) for result in results]
+        self.assertEqual(len(self.expected), 61 + 5 + 1)
+
+    @staticmethod
+    def place(result):
+        at = result["locations"][0]["physicalLocation"]
+        region = at.get("region", {})
+        return (at["artifactLocation"]["uri"].replace("%20", " "), region.get("startLine", 0), region.get("startColumn", 0),
+                result["level"], result["message"]["text"])
+
+    def environment(self):
+        return ENVIRONMENT | {"PATH": f"{os.path.dirname(TRAMO)}:{os.environ['PATH']}", "HOME": self.folder}
+
+
+class VsCode(Editors):
+    def test_problem_matcher(self):
+        (task,) = json.loads(read("editors/vscode/tasks.json"))["tasks"]
+        command = [self.folder if part == "${file}" else part for part in task["args"]]
+        self.assertEqual(command[:-1], ["check", "--color", "never"])
+        output = self.run_tool(*command[:-1], *self.names, cwd=self.folder).out
+        pattern = task["problemMatcher"]["pattern"]
+        found = []
+        for line in output.splitlines():
+            if match := re.match(pattern["regexp"], line):
+                file, row, column, severity, message = (match[pattern[name]] for name in ("file", "line", "column", "severity", "message"))
+                found.append((file, int(row or 0), int(column or 0), severity, message))
+        self.assertEqual([place[:4] for place in found], [place[:4] for place in self.expected])
+        for (*_, message), (*_, said) in zip(found, self.expected):
+            self.assertIn(re.sub(r" \(\w+( 0x\w+)?\).*", "", message).strip(), said)
+
+
+class PreCommit(Editors):
+    def test_hook_runs_the_tool(self):
+        hook = dict(re.findall(r"^(?:- |  )(\w+): (.*)$", read(".pre-commit-hooks.yaml"), re.M))
+        self.assertEqual((hook["id"], hook["language"], hook["files"]), ("tramo-check", "system", "^$"))
+        program, *arguments = hook["entry"].split()
+        self.assertEqual(program, "tramo")
+        self.assertEqual(self.run_tool(*arguments, "good.txt", cwd=self.folder).code, 0)
+        self.assertEqual(self.run_tool(*arguments, "good.txt", "broken.txt", cwd=self.folder).code, 1)
+
+    @FULL
+    def test_commit(self):
+        def git(*arguments, cwd):
+            return subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=a@b", *arguments], cwd=cwd, env=self.environment(),
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120, check=False)
+        hooks = os.path.join(self.folder, "hooks")
+        for name in (hooks, os.path.join(self.folder, "work")):
+            os.makedirs(os.path.join(name, "rounds"))
+            git("init", "-q", cwd=name)
+        with open(os.path.join(hooks, ".pre-commit-hooks.yaml"), "w", encoding="utf-8") as file:
+            file.write(read(".pre-commit-hooks.yaml"))
+        git("add", ".", cwd=hooks)
+        self.assertEqual(git("commit", "-q", "-m", "hooks", cwd=hooks).returncode, 0)
+        git("tag", "v1.0.0", cwd=hooks)
+
+        work = os.path.join(self.folder, "work")
+        (config,) = re.findall(r"```yaml\n(.*?)```", read("docs/editors.md"), re.S)
+        with open(os.path.join(work, ".pre-commit-config.yaml"), "w", encoding="utf-8") as file:
+            file.write(config.replace("REPOSITORY", hooks))
+        done = subprocess.run(["pre-commit", "install"], cwd=work, env=self.environment(), capture_output=True, text=True,
+                              timeout=120, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+
+        self.write("work/rounds/good.txt", sample("round-returned.txt"))
+        self.write("work/notes.txt", b"no exchange file\n")
+        git("add", ".", cwd=work)
+        done = git("commit", "-m", "good", cwd=work)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertRegex(done.stdout, r"tramo check\.+Passed")
+        self.write("work/rounds/bad.txt", sample("round-broken.txt"))
+        git("add", ".", cwd=work)
+        done = git("commit", "-m", "bad", cwd=work)
+        self.assertEqual(done.returncode, 1, done.stdout)
+        self.assertRegex(done.stdout, r"tramo check\.+Failed")
+        self.assertIn("rounds/bad.txt:1:499: error: roundImportDate", done.stdout)
+
+
+class CodeScanning(Editors):
+    def test_workflow(self):
+        (command,) = re.findall(r"^ +run: (tramo .*)$", read("editors/ci/code-scanning.yml"), re.M)
+        os.mkdir(os.path.join(self.folder, "rounds"))
+        for name, content, results in (("good", sample("round-returned.txt"), 0), ("bad", sample("round-broken.txt"), 61)):
+            self.write(f"rounds/{name}.txt", content)
+            done = subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True, timeout=60,
+                                  check=False)
+            self.assertEqual(done.returncode, 0)
+            with open(os.path.join(self.folder, "tramo.sarif"), encoding="utf-8") as file:
+                document = json.load(file)
+            sarif.validate(document)
+            self.assertEqual(len(document["runs"][0]["results"]), results)
+        os.remove(os.path.join(self.folder, "rounds/good.txt"))
+        os.remove(os.path.join(self.folder, "rounds/bad.txt"))
+        done = subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True, timeout=60, check=False)
+        self.assertNotEqual(done.returncode, 0, "a check that failed is no success")
+
+
+class Vim(Editors):
+    @FULL
+    def test_make(self):
+        files = " ".join(name.replace(" ", "\\ ") for name in self.names)
+        script = [f"set runtimepath^={ROOT}/editors/vim", "compiler tramo", f"silent make! {files}",
+                  "call writefile([json_encode(map(getqflist(), {_, e -> [e.bufnr ? bufname(e.bufnr) : '', e.lnum, e.col, e.type, e.text]}))], 'list')",
+                  "qa!"]
+        self.write("script.vim", "\n".join(script).encode())
+        subprocess.run(["vim", "-Nu", "NONE", "-es", "-S", "script.vim"], cwd=self.folder, env=self.environment(), timeout=60,
+                       stdin=subprocess.DEVNULL, check=False)
+        with open(os.path.join(self.folder, "list"), encoding="utf-8", errors="replace") as file:
+            found = json.load(file)
+        self.assertEqual([(name, row, column, {"e": "error", "w": "warning"}[kind.lower()]) for name, row, column, kind, _ in found],
+                         [place[:4] for place in self.expected])
+        self.assertIn('roundImportDate: "20240231" is no date', found[0][4])
+
+
+if __name__ == "__main__":
+    unittest.main()
