@@ -156,7 +156,8 @@ TEST(KeyLine, NamesMembersThatAreThereTwice) {
 TEST(KeyLine, NamesMembersOfAnotherType) {
     for (const KeyValue& value : keyValues) {
         const std::wstring name(value.name.begin(), value.name.end());
-        for (const std::wstring json : {L"true", L"null", L"[]", L"{}", L"1.5", L"21.0", L"-1e2"})
+        for (const std::wstring json :
+            {L"true", L"null", L"[]", L"{}", L"1.5", L"21.0", L"-1e2", L"2147483647.0", L"-2147483648.0"})
             EXPECT_EQ(remarksOf(L"{\"" + name + L"\":" + json + L"}"), (std::vector<Remark>{{Remark::WrongType, name}}));
         const std::wstring other = value.text ? L"123" : L"\"12345678\"";
         EXPECT_EQ(remarksOf(L"{\"" + name + L"\":" + other + L"}"), (std::vector<Remark>{{Remark::WrongType, name}}));

@@ -515,6 +515,23 @@ TEST_F(OutputStream, ALocaleDoesNotTouchUtf16) {
     EXPECT_EQ(written(), utf16(u"x\u20AC"));
 }
 
+TEST_F(OutputStream, AUtf8LocaleKnowsEverySurrogatePairAndNothingElseForOne) {
+    const streams::GlobalLocale locale(streams::utf8Locale());
+    open(path("f"), ansi);
+    out.putLine(std::wstring{0xD800, 0xDC00, 0xD800, 0xDFFF, 0xDBFF, 0xDC00, 0xDBFF, 0xDFFF}, true);
+    const std::string where = "cannot write to " + path("f") + ": the encoding cannot represent the character ";
+    EXPECT_EQ(refused(std::wstring{0xD7FF, 0xDC00}), where + "U+DC00 in column 2");
+    EXPECT_EQ(refused(std::wstring{L'a', 0xDE00}), where + "U+DE00 in column 2");
+    EXPECT_EQ(refused(std::wstring{0xD800, 0xDBFF}), where + "U+D800 in column 1");
+    EXPECT_EQ(refused(std::wstring{0xD800, 0xE000}), where + "U+D800 in column 1");
+    EXPECT_EQ(refused(std::wstring{0xFFFF, 0xFFFE, 0xFFFF, 0xDC00}), where + "U+DC00 in column 4");
+    if constexpr (sizeof(wchar_t) > 2) {
+        EXPECT_EQ(refused(std::wstring{L'a', static_cast<wchar_t>(0x10000)}), where + "U+10000 in column 2");
+    }
+    out.close();
+    EXPECT_EQ(written(), "\U00010000\U000103FF\U0010FC00\U0010FFFF\r\n");
+}
+
 TEST_F(OutputStream, AUtf8LocaleWritesSurrogatePairsAsOneCharacter) {
     const streams::GlobalLocale locale(streams::utf8Locale());
     open(path("f"), ansi);
