@@ -135,16 +135,19 @@ class Vim(Editors):
     def test_make(self):
         files = " ".join(name.replace(" ", "\\ ") for name in self.names)
         script = [f"set runtimepath^={ROOT}/editors/vim", "compiler tramo", f"silent make! {files}",
-                  "call writefile([json_encode(map(getqflist(), {_, e -> [e.bufnr ? bufname(e.bufnr) : '', e.lnum, e.col, e.type, e.text]}))], 'list')",
+                  "let list = map(getqflist(), {_, e -> [e.bufnr ? bufname(e.bufnr) : '', e.lnum, e.col, e.type, e.text]})",
+                  "exe 'cc ' .. (indexof(list, {_, e -> e[4] =~ '^meterFluidType'}) + 1)",
+                  "call writefile([json_encode([list, strcharpart(getline('.'), charcol('.') - 1, 1)])], 'list')",
                   "qa!"]
         self.write("script.vim", "\n".join(script).encode())
-        subprocess.run(["vim", "-Nu", "NONE", "-es", "-S", "script.vim"], cwd=self.folder, env=self.environment(), timeout=60,
-                       stdin=subprocess.DEVNULL, check=False)
+        subprocess.run(["vim", "-Nu", "NONE", "-es", "-S", "script.vim"], cwd=self.folder, timeout=60, stdin=subprocess.DEVNULL,
+                       env=self.environment() | {"LC_ALL": "C.UTF-8"}, check=False)
         with open(os.path.join(self.folder, "list"), encoding="utf-8", errors="replace") as file:
-            found = json.load(file)
+            found, character = json.load(file)
         self.assertEqual([(name, row, column, {"e": "error", "w": "warning"}[kind.lower()]) for name, row, column, kind, _ in found],
                          [place[:4] for place in self.expected])
         self.assertIn('roundImportDate: "20240231" is no date', found[0][4])
+        self.assertEqual(character, "Q", "columns are those of characters, also behind an accented letter")
 
 
 if __name__ == "__main__":

@@ -7,8 +7,8 @@ let current_compiler = 'tramo'
 CompilerSet makeprg=tramo\ check
 " FILE:LINE:COLUMN, FILE:LINE and FILE, each with a severity; excerpts and the summary are no entries.
 CompilerSet errorformat=
-      \%f:%l:%c:\ %trror:\ %m,
-      \%f:%l:%c:\ %tarning:\ %m,
+      \%f:%l:%v:\ %trror:\ %m,
+      \%f:%l:%v:\ %tarning:\ %m,
       \%f:%l:\ %trror:\ %m,
       \%f:%l:\ %tarning:\ %m,
       \%f:\ %trror:\ %m,
