@@ -523,6 +523,7 @@ TEST_F(OutputStream, AUtf8LocaleKnowsEverySurrogatePairAndNothingElseForOne) {
     EXPECT_EQ(refused(std::wstring{0xD7FF, 0xDC00}), where + "U+DC00 in column 2");
     EXPECT_EQ(refused(std::wstring{L'a', 0xDE00}), where + "U+DE00 in column 2");
     EXPECT_EQ(refused(std::wstring{0xD800, 0xDBFF}), where + "U+D800 in column 1");
+    EXPECT_EQ(refused(std::wstring{0xDC00, 0xDC00}), where + "U+DC00 in column 1");
     EXPECT_EQ(refused(std::wstring{0xD800, 0xE000}), where + "U+D800 in column 1");
     EXPECT_EQ(refused(std::wstring{0xFFFF, 0xFFFE, 0xFFFF, 0xDC00}), where + "U+DC00 in column 4");
     if constexpr (sizeof(wchar_t) > 2) {

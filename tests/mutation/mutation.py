@@ -3,6 +3,7 @@ import argparse
 import collections
 import concurrent.futures
 import dataclasses
+import functools
 import glob
 import hashlib
 import json
@@ -371,7 +372,7 @@ def all_mutants(build):
 
 
 class Results:
-    """The verdicts so far, kept in a file as they come, for as long as the changed source and the tests are the same."""
+    """The verdicts so far, kept in a file as they come, for as long as the changed source is the same but for its comments."""
 
     def __init__(self, path):
         self.path, self.known = path, {}
@@ -382,17 +383,18 @@ class Results:
         self.lock = threading.Lock()
 
     @staticmethod
-    def state_of(mutant):
-        return hashlib.sha256(read(os.path.join(TREE, mutant.path)).encode()).hexdigest()[:16]
+    @functools.cache
+    def state_of(path):
+        return hashlib.sha256("\n".join(mutators.code_of(read(os.path.join(TREE, path)))).encode()).hexdigest()[:16]
 
     def find(self, mutant, again):
         entry = self.known.get(mutant.key)
-        if not entry or entry["state"] != self.state_of(mutant) or (again and entry["verdict"] == "survived"):
+        if not entry or entry["state"] != self.state_of(mutant.path) or (again and entry["verdict"] == "survived"):
             return None
         return entry
 
     def add(self, mutant, verdict, by):
-        entry = {"key": mutant.key, "line": mutant.line, "state": self.state_of(mutant), "verdict": verdict, "by": by}
+        entry = {"key": mutant.key, "line": mutant.line, "state": self.state_of(mutant.path), "verdict": verdict, "by": by}
         with self.lock, open(self.path, "a", encoding="utf-8") as file:
             file.write(json.dumps(entry) + "\n")
         return entry

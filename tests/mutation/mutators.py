@@ -58,6 +58,11 @@ class Token:
     end: int
 
 
+def code_of(source):
+    """All that is no comment."""
+    return [match.group() for match in TOKEN.finditer(source) if match.lastgroup != "comment"]
+
+
 def tokens_of(source):
     """The tokens that are compiled, without comments, includes and static_asserts."""
     blanked = list(source)
