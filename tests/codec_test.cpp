@@ -60,6 +60,7 @@ public:
     // A number in every digit as a double has it, or one digit off.
     std::wstring exact() {
         const auto bits = (std::uint64_t{random()} << 32 | random()) & (below(3) == 0 ? 0x801FFFFFFFFFFFFF : ~std::uint64_t{0});
+        const CLocale plain;
         wchar_t text[1200];
         std::swprintf(
             text, std::size(text), pick({L"%.17g", L"%.20g", L"%.780g", L"%a", L"%f"}).c_str(), std::bit_cast<double>(bits));
@@ -154,6 +155,7 @@ TEST(ToDouble, AgreesWithTheStandardConversionAtTheLimits) {
     for (const double limit : {std::numeric_limits<double>::max(), std::numeric_limits<double>::min(),
              std::numeric_limits<double>::denorm_min(), 9007199254740992.0, 1.0}) {
         for (const double value : {limit, std::nextafter(limit, 0.0), std::nextafter(limit, HUGE_VAL)}) {
+            const CLocale plain;
             wchar_t text[1500];
             std::swprintf(text, std::size(text), L"%.1100f", value);
             const std::wstring exact = text;
@@ -210,6 +212,7 @@ TEST(HexStrToInt, AgreesWithAWideStream) {
     for (int i = 0; i < 20000; ++i)
         for (const std::wstring& text : {texts.soup(), texts.number()}) {
             std::wistringstream stream(forStandardStream(text));
+            stream.imbue(std::locale::classic());
             int expected = 0, value = 99;
             const bool good = static_cast<bool>(stream >> std::hex >> expected);
             if (text.empty()) continue;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
+#include <locale>
 #ifdef _WIN32
 #include "support/streamfiles.h"
 #include <fcntl.h>
@@ -197,6 +198,7 @@ TEST(Redirected, StreamsAreFlushed) {
 
 int main(int count, char** arguments) {
     if (count == 3 && std::strcmp(arguments[1], "--say") == 0) {
+        std::locale::global(std::locale::classic());  // and that of C; cases set others
         for (const Case& one : cases)
             if (std::strcmp(one.name, arguments[2]) == 0) {
                 one.say();

@@ -88,6 +88,7 @@ TEST_F(InputStream, BeginsWithNothingOpen) {
 // ---- ANSI -----------------------------------------------------------------------------------------------------------
 
 TEST_F(InputStream, AnsiEveryByteIsTheCharacterOfItsValue) {
+    const streams::GlobalLocale locale(std::locale::classic());
     std::string bytes;
     std::wstring expected;
     for (int value = 0; value < 256; ++value) {
@@ -105,6 +106,7 @@ TEST_F(InputStream, AnsiAByteAbove127NeverEndsTheFile) {
 }
 
 TEST_F(InputStream, AnsiNoMarkIsLookedForOrRemoved) {
+    const streams::GlobalLocale locale(std::locale::classic());
     EXPECT_EQ(read(file("f", "\xFF\xFE"
                              "a\0\n"sv),
                   ansi),
@@ -178,6 +180,7 @@ TEST_F(InputStream, Utf16OnlyTheFirstMarkIsRemoved) { EXPECT_EQ(read(file("f", "
 // ---- A missing mark -------------------------------------------------------------------------------------------------
 
 TEST_F(InputStream, AMissingMarkIsLoggedAndTheWholeFileReadAsAnsi) {
+    const streams::GlobalLocale locale(std::locale::classic());
     for (const auto& [name, bytes] : {
              std::pair{"plain text", "ab\ncd"sv},
              std::pair{"UTF-8 mark", "\xEF\xBB\xBF"

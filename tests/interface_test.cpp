@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <locale>
 #include <type_traits>
 
 namespace {
@@ -114,8 +115,14 @@ protected:
         std::string pattern = (std::filesystem::temp_directory_path() / "tramostream-XXXXXX").string();
         folder = mkdtemp(pattern.data());
     }
-    ~Files() override { std::filesystem::remove_all(folder); }
+    ~Files() override {
+        std::filesystem::remove_all(folder);
+        std::locale::global(before);
+    }
     std::filesystem::path folder;
+
+private:
+    std::locale before = std::locale::global(std::locale::classic());  // it says what ANSI is
 };
 
 // A caller exports a round, reads it back, takes a reading and returns it, in both encodings.

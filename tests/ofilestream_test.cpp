@@ -4,7 +4,9 @@
 #include "tramostream/exceptions.h"
 #include "tramostream/ifilestream.h"
 #include "tramostream/stringconverter.h"
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <functional>
 #include <random>
@@ -100,6 +102,7 @@ TEST_F(OutputStream, TheDestructorWritesAndCloses) {
 // ---- Bytes ----------------------------------------------------------------------------------------------------------
 
 TEST_F(OutputStream, AnsiEveryCharacterUpToFFIsTheByteOfItsValue) {
+    const streams::GlobalLocale locale(std::locale::classic());
     std::wstring text;
     std::string bytes;
     for (int value = 0; value < 256; ++value) {
@@ -151,6 +154,7 @@ TEST_F(OutputStream, AParameterLineIs42BytesOr84) {
 }
 
 TEST_F(OutputStream, ABufferIsWrittenAsItStands) {
+    const streams::GlobalLocale locale(std::locale::classic());
     auto line = record;
     line[10] = L'\0';
     line[11] = L'\xE9';
@@ -433,6 +437,7 @@ TEST_F(OutputStream, ClearOfAPathThatIsGoneClosesTheFile) {
 // ---- Characters that cannot be written ------------------------------------------------------------------------------
 
 TEST_F(OutputStream, ACharacterThatAnsiCannotRepresentIsNamedWithItsColumn) {
+    const streams::GlobalLocale locale(std::locale::classic());
     open(path("f"), ansi);
     out.putLine(L"before", true);
     EXPECT_EQ(
@@ -487,6 +492,7 @@ protected:
 };
 
 TEST_F(OutputStream, AnotherGlobalLocaleConvertsTheCharacters) {
+    const streams::GlobalLocale plain(std::locale::classic());
     {
         const streams::GlobalLocale locale(std::locale(std::locale::classic(), new EuroFacet));
         open(path("f"), ansi);
@@ -616,8 +622,8 @@ std::string putUntilRefused(oFileStream& out) {
 TEST_F(OutputStream, AFullDiskLeavesWholeLinesAndSaysWhichIsTheLast) {
     open(path("f"), ansi);
     const FileSizeLimit limit(10 * 1024);
-    EXPECT_EQ(
-        putUntilRefused(out), "cannot write to " + path("f") + ": File too large; line 19 is the last one safely in the file");
+    EXPECT_EQ(putUntilRefused(out),
+        "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; line 19 is the last one safely in the file");
     EXPECT_EQ(written(), repeated(recordBytes, 19));
     EXPECT_EQ(out.rdstate(), failFlag);
     EXPECT_TRUE(out.is_open());
@@ -691,7 +697,7 @@ TEST_F(OutputStream, ALineTooBigForTheDiskIsTakenBack) {
     const FileSizeLimit limit(10 * 1024);
     out.putLine(L"first", true);
     EXPECT_EQ(thrownBy<write_exception>([this] { out.putLine(std::wstring(70'000, L'x'), true); }),
-        "cannot write to " + path("f") + ": File too large; line 1 is the last one safely in the file");
+        "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; line 1 is the last one safely in the file");
     EXPECT_EQ(written(), "first\r\n");
     EXPECT_EQ(out.getLineNumber(), 1);
     out.putLine(L"second", true);
@@ -703,8 +709,8 @@ TEST_F(OutputStream, ALineTooBigForTheDiskIsTakenBack) {
 TEST_F(OutputStream, ALineCutInAFileWithContentIsTakenBack) {
     open(file("f", std::string(5000, 'o')), ansi);
     const FileSizeLimit limit(5000 + 514 + 100);
-    EXPECT_EQ(
-        putUntilRefused(out), "cannot write to " + path("f") + ": File too large; line 1 is the last one safely in the file");
+    EXPECT_EQ(putUntilRefused(out),
+        "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; line 1 is the last one safely in the file");
     EXPECT_EQ(written(), std::string(5000, 'o') + recordBytes);
 }
 
@@ -713,8 +719,8 @@ TEST_F(OutputStream, TheLastLineInTheFileIsOneOfThisFile) {
     out.putLine(record, 514);
     out.close();
     open("/dev/full", ansi);
-    EXPECT_EQ(
-        putUntilRefused(out), "cannot write to /dev/full: No space left on device; no line of this stream is safely in the file");
+    EXPECT_EQ(putUntilRefused(out),
+        "cannot write to /dev/full: "s + std::strerror(ENOSPC) + "; no line of this stream is safely in the file");
 }
 
 TEST_F(OutputStream, ACloseThatCannotWriteRaisesTheFlag) {
@@ -740,8 +746,8 @@ TEST_F(OutputStream, AMarkThatFindsNoRoomIsWrittenLater) {
         EXPECT_TRUE(out.is_open());
         EXPECT_EQ(out.rdstate(), failFlag);
         EXPECT_EQ(written(), "");
-        EXPECT_EQ(
-            refused(L"a"), "cannot write to " + path("f") + ": File too large; no line of this stream is safely in the file");
+        EXPECT_EQ(refused(L"a"),
+            "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; no line of this stream is safely in the file");
         EXPECT_EQ(out.getLineNumber(), 0);
     }
     out.putLine(L"b", true);
@@ -755,8 +761,8 @@ TEST_F(OutputStream, AnEmptyTextOnAFullDiskDisturbsNothing) {
     out.putLine(L"", false);
     {
         const FileSizeLimit limit(600);
-        EXPECT_EQ(
-            putUntilRefused(out), "cannot write to " + path("f") + ": File too large; line 2 is the last one safely in the file");
+        EXPECT_EQ(putUntilRefused(out),
+            "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; line 2 is the last one safely in the file");
     }
     out.putLine(L"", false);
     out.close();
@@ -783,8 +789,8 @@ TEST_F(OutputStream, APipeThatNobodyReadsIsARefusal) {
     const int reader = ::open(path("f").c_str(), O_RDONLY | O_NONBLOCK);
     open(path("f"), ansi);
     close(reader);
-    EXPECT_EQ(
-        putUntilRefused(out), "cannot write to " + path("f") + ": Broken pipe; no line of this stream is safely in the file");
+    EXPECT_EQ(putUntilRefused(out),
+        "cannot write to " + path("f") + ": " + std::strerror(EPIPE) + "; no line of this stream is safely in the file");
     out.close();
     EXPECT_EQ(out.rdstate(), failFlag);
     (void)std::signal(SIGPIPE, before);

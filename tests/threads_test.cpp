@@ -147,6 +147,7 @@ TEST_F(Threads, HaveTheirOwnConversions) {
     expectAlike([](int) { return useCodecs(); });
 }
 TEST_F(Threads, HaveTheirOwnStreams) {
+    const streams::GlobalLocale plain(std::locale::classic());
     const streams::TempFolder folder;
     expectAlike([&](int thread) { return useStreams(folder.path(std::to_string(thread))); });
 }

@@ -1,5 +1,6 @@
 // The standard's conversions of text into numbers, in the C locale, for comparison. Both set errno.
 #pragma once
+#include "clocale.h"
 #include <cstdlib>
 #include <cwchar>
 #include <string>
@@ -35,12 +36,14 @@ inline long long standardInteger(const wchar_t* text, std::size_t& used) {
 #else
 inline const std::wstring& forStandardStream(const std::wstring& text) { return text; }
 inline double standardDouble(const wchar_t* text, std::size_t& used) {
+    const CLocale plain;
     wchar_t* end = nullptr;
     const double value = std::wcstod(text, &end);
     used = static_cast<std::size_t>(end - text);
     return value;
 }
 inline long long standardInteger(const wchar_t* text, std::size_t& used) {
+    const CLocale plain;
     wchar_t* end = nullptr;
     const long long value = std::wcstoll(text, &end, 10);
     used = static_cast<std::size_t>(end - text);

@@ -301,6 +301,7 @@ inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
     case AlarmFlags: {
         const std::wstring swapped = text.size() < 3 ? text : text.substr(2) + text.substr(0, 2);
         std::wistringstream in(forStandardStream(swapped));
+        in.imbue(std::locale::classic());
         int bits = 0;
         in >> std::hex >> bits;
         return FieldValue(static_cast<long long>(bits & 0xFFF));
@@ -311,6 +312,7 @@ inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
 
 inline std::wstring wide(const std::string& ascii) { return std::wstring(ascii.begin(), ascii.end()); }
 inline std::wstring decimalText(double value, int decimals) {
+    const CLocale plain;
     char buffer[400];
     std::snprintf(buffer, sizeof buffer, "%.*f", decimals < 0 ? 6 : decimals, value);
     return wide(buffer);
