@@ -38,8 +38,8 @@ void meterSubscriber(const Line& line) {
     meter.setMeterReadingDate(0);      // no reading
     meter.setMeterReadingIndex(-1);
     meter.toTramoLine();
-    std::wcout << meter.getMandatoryErrors().size() << L" findings\n";
-    //> 1 findings
+    std::wcout << L"findings: " << meter.getMandatoryErrors().size() << L'\n';
+    //> findings: 1
     //! [MeterSubscriberTramoModel]
 }
 
@@ -83,8 +83,8 @@ void enquiryDefinition() {
     //> column 323
 
     page.setArea1List(L"ABCD");
-    std::wcout << page.getMandatoryErrors().size() << L" findings, order " << page.getOrderStr() << L'\n';
-    //> 0 findings, order 07
+    std::wcout << L"findings: " << page.getMandatoryErrors().size() << L", order: " << page.getOrderStr() << L'\n';
+    //> findings: 0, order: 07
     //! [EnquiryDefinitionTramoModel]
 }
 
@@ -303,7 +303,8 @@ void keyLine() {
     //> colour is unknown
 
     const tramo::ParsedKeyLine broken = tramo::parseKeyLine(L"{");
-    std::wcout << L"column " << broken.error->column() << L": " << broken.error->text.c_str() << L'\n';
+    if (const std::optional<tramo::KeyLineError>& error = broken.error)
+        std::wcout << L"column " << error->column() << L": " << error->text.c_str() << L'\n';
     //> column 2: Missing a name for object member.
     //! [parseKeyLine]
 }

@@ -42,6 +42,9 @@ def problems(root, program):
         for comment, name in re.findall(r"((?:^///.*\n)*)^class TRAMO_EXPORT (\w+)", header, re.M):
             if "@snippet" not in comment:
                 yield f"{name} has no example"
+        for name in re.findall(r"^(?:template <class T> )?struct (?:TRAMO_EXPORT )?(\w+) \{", header, re.M):
+            if not path.endswith("modelparts.h") and not re.search(rf"\b{name}\b", "".join(examples.values())):
+                yield f"no example shows {name}"
     if used != examples.keys():
         yield f"headers and examples differ in {used ^ examples.keys()}"
 
