@@ -51,8 +51,8 @@ FIRST = {
     "convert/stringconverter.cpp": [(["convert/stringconverter.cpp"], CODECS)],
     "include/tramostream/codes.h": [(["tests/codes_test.cpp"], [])],
     "include/tramostream/fielderror.h": [(["tests/codes_test.cpp"], [])],
-    "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp"],
-                                      ["amrkeytramomodel_test", "keyline_test"])],
+    "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp", "tests/keyline_test.cpp"],
+                                      ["keyline_test"]), (["tests/amrkeytramomodel_test.cpp"], ["amrkeytramomodel_test"])],
 }
 # The records' tests of many lines run when the others have noticed nothing, for their tables and what reads and writes by them.
 LONG_FOR = ("model/layout.h", "model/frame.h", "model/blankmap.h")
@@ -277,7 +277,7 @@ class Worker:
             verdict = self.try_on(path, None, rest)
         else:
             users = [user for user in self.build.users_of(path)
-                     if user in self.build.sources or os.path.basename(user)[:-4] in ALL[family]]
+                     if user in self.build.sources or os.path.basename(user)[:-4] in done + rest]
             verdict = self.try_on(path, users, done + rest)
         return verdict if verdict[0] != "survived" else self.try_sanitized(done + rest)
 
