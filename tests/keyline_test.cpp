@@ -120,17 +120,6 @@ TEST(KeyLine, LeavesAbsentWhatIsNotThere) {
     for (const KeyValue& value : keyValues) EXPECT_FALSE(value.isAbsent(parseKeyLine(full).line)) << value.name;
 }
 
-TEST(KeyLine, HasThreeSecretsAndFourPartsOfAnAddress) {
-    std::vector<std::string_view> secrets;
-    std::vector<std::size_t> parts;
-    for (const KeyValue& value : keyValues) {
-        if (value.secret) secrets.push_back(value.name);
-        if (!value.text) parts.push_back(value.part);
-    }
-    EXPECT_EQ(secrets, (std::vector<std::string_view>{"wmBusKey_Mode5", "wmBusKey_Mode7", "wmBusKeyExchangeKey"}));
-    EXPECT_EQ(parts, (std::vector<std::size_t>{0, 1, 2, 3}));
-}
-
 TEST(KeyLine, ReadsEveryCharacterAsItStands) {
     for (unsigned c = 0x20; c <= 0xFFFF; ++c) {
         if (c == '"' || c == '\\' || (c >= 0xD800 && c < 0xE000)) continue;
