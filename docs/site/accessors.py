@@ -35,7 +35,8 @@ def sentence(columns, field, kind, default, written="", read="-", write="-", mis
     said = [kind, f"absent: {default}"]
     if columns != "-":
         said.append(f"written {written}")
-    said += [f"{error} when {when}" for error, when in ((read, "it cannot be read"), (write, "it cannot be written")) if error != "-"]
+    for error, when in ((read, "it cannot be read"), (write, "it cannot be written")):
+        said += [f"{error} when {when}"] if error != "-" else []
     said += [missing] if missing != "-" else []
     return (f"Column{'s' if '-' in columns else ''} {columns}: " if columns != "-" else "") + "; ".join(said) + "."
 

@@ -74,8 +74,9 @@ def main(work):
     failed = False
     with tempfile.TemporaryDirectory() as folder:
         for command, shown in commands(parts[-1][1]):
-            done = subprocess.run(["bash", "-c", command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, cwd=folder,
-                                  env=os.environ | {"PATH": f"{tool}:{os.environ['PATH']}", "TZ": "UTC"}, timeout=60, check=False)
+            done = subprocess.run(["bash", "-c", command], cwd=folder, timeout=60, check=False, text=True,
+                                  env=os.environ | {"PATH": f"{tool}:{os.environ['PATH']}", "TZ": "UTC"},
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
             if not agrees(comparable(shown), comparable(done.stdout)) or done.stdout and not set(comparable(shown)) - {"..."}:
                 print(f"{command}\nsays something else than is shown; it says:\n{done.stdout}")
                 failed = True

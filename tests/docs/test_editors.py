@@ -86,8 +86,8 @@ class PreCommit(Editors):
     @FULL
     def test_commit(self):
         def git(*arguments, cwd):
-            return subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=a@b", *arguments], cwd=cwd, env=self.environment(),
-                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120, check=False)
+            return subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=a@b", *arguments], cwd=cwd, text=True,
+                                  env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120, check=False)
         hooks = os.path.join(self.folder, "hooks")
         for name in (hooks, os.path.join(self.folder, "work")):
             os.makedirs(os.path.join(name, "rounds"))
@@ -123,20 +123,21 @@ class PreCommit(Editors):
 class CodeScanning(Editors):
     def test_workflow(self):
         (command,) = re.findall(r"^ +run: (tramo .*)$", read("editors/ci/code-scanning.yml"), re.M)
+
+        def status():
+            return subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True,
+                                  timeout=60, check=False).returncode
         os.mkdir(os.path.join(self.folder, "rounds"))
         for name, content, results in (("good", sample("round-returned.txt"), 0), ("bad", sample("round-broken.txt"), 61)):
             self.write(f"rounds/{name}.txt", content)
-            done = subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True, timeout=60,
-                                  check=False)
-            self.assertEqual(done.returncode, 0)
+            self.assertEqual(status(), 0)
             with open(os.path.join(self.folder, "tramo.sarif"), encoding="utf-8") as file:
                 document = json.load(file)
             sarif.validate(document)
             self.assertEqual(len(document["runs"][0]["results"]), results)
-        os.remove(os.path.join(self.folder, "rounds/good.txt"))
-        os.remove(os.path.join(self.folder, "rounds/bad.txt"))
-        done = subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True, timeout=60, check=False)
-        self.assertNotEqual(done.returncode, 0, "a check that failed is no success")
+        for name in ("good", "bad"):
+            os.remove(os.path.join(self.folder, f"rounds/{name}.txt"))
+        self.assertNotEqual(status(), 0, "a check that failed is no success")
 
 
 class Vim(Editors):
@@ -153,7 +154,8 @@ class Vim(Editors):
                        env=self.environment() | {"LC_ALL": "C.UTF-8"}, check=False)
         with open(os.path.join(self.folder, "list"), encoding="utf-8", errors="replace") as file:
             found, character = json.load(file)
-        self.assertEqual([(name, row, column, {"e": "error", "w": "warning"}[kind.lower()]) for name, row, column, kind, _ in found],
+        levels = {"e": "error", "w": "warning"}
+        self.assertEqual([(name, row, column, levels[kind.lower()]) for name, row, column, kind, _ in found],
                          [place[:4] for place in self.expected])
         self.assertIn('roundImportDate: "20240231" is no date', found[0][4])
         self.assertEqual(character, "Q", "columns are those of characters, also behind an accented letter")
