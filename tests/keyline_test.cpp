@@ -252,6 +252,7 @@ TEST(KeyLine, EndsWithItsTextWhateverFollows) {
     const ParsedKeyLine parsed = parseKeyLine(std::wstring_view(followed).substr(0, full.size() + 1));
     ASSERT_TRUE(parsed.error);
     EXPECT_EQ(parsed.error->offset, full.size());
+    EXPECT_EQ(parsed.error->text, "Not a character: a zero, or half of a surrogate pair.");
 }
 
 TEST(KeyLine, RefusesMoreThan64KiB) {
