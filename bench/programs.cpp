@@ -30,7 +30,8 @@ void addPrograms(std::vector<Row>& rows, const Options& options) {
         rows.push_back({.section = "programs", .name = name, .run = measured, .goal = goal, .tellsTime = true});
     };
     const char* subscriber = "meter subscriber";
-    add("tramo check, one thread", subscriber, {"check", "-j", "1"}, false, {1.5, "meter subscriber, ANSI/(b) and model, all getters", Goal::Record});
+    add("tramo check, one thread", subscriber, {"check", "-j", "1"}, false,
+        {1.5, "meter subscriber, ANSI/(b) and model, all getters", Goal::Record});
     add("tramo export --to jsonl", subscriber, {"export", "--to", "jsonl"}, true);
     add("tramo export --to sqlite", subscriber, {"export", "--to", "sqlite"}, true);
     add("tramo check, mixed", "mixed", {"check"}, false);

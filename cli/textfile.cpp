@@ -64,7 +64,7 @@ TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
 }
 
 bool TextFile::goTo(std::uint64_t place, long long lines) {
-    const std::string_view lineEnd = width == 1 ? std::string_view("\r\n") : std::string_view("\r\0\n", 4);
+    const std::string_view lineEnd = width == 1 ? std::string_view("\r\n") : std::string_view("\r\0\n\0", 4);
     const std::uint64_t from = place - lineEnd.size();
     if (fseeko(file.get(), static_cast<off_t>(from), SEEK_SET) != 0) throw Unreadable{reasonOf(errno), path};
     notLoaded = fileEnd - from;

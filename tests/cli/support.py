@@ -43,12 +43,8 @@ def utf16(text):
     return b"\xff\xfe" + text.encode("utf-16-le", "surrogatepass")
 
 
-def run_on_terminal(arguments, columns=80, cwd=ROOT, **environment):
-    """The tool's exit code, and what it prints on a terminal of that many columns."""
-    master, slave = pty.openpty()
-    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
-    process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=cwd, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
-    os.close(slave)
+def read_all(master):
+    """What programs have printed on a terminal, when the last one has ended; closes it."""
     out = b""
     try:
         while piece := os.read(master, 65536):
@@ -56,6 +52,16 @@ def run_on_terminal(arguments, columns=80, cwd=ROOT, **environment):
     except OSError:
         pass
     os.close(master)
+    return out
+
+
+def run_on_terminal(arguments, columns=80, cwd=ROOT, **environment):
+    """The tool's exit code, and what it prints on a terminal of that many columns."""
+    master, slave = pty.openpty()
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
+    process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=cwd, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
+    os.close(slave)
+    out = read_all(master)
     return process.wait(), out.decode("utf-8").replace("\r\n", "\n")
 
 

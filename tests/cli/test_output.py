@@ -5,7 +5,7 @@ import re
 import subprocess
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, run_on_terminal, utf16
+from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, read_all, run_on_terminal, utf16
 
 BROKEN = lines(put(ROUND, 499, b"20241301"), put(put(METER, 507, b"Q"), 2, b"x   "), put(METER, 1, b"8"))
 SUMMARY = """\
@@ -105,11 +105,7 @@ class Progress(CliTest):
         os.close(terminal)
         time.sleep(0.8)   # what is done at once shows no progress
         out = process.communicate(b"\n" * 10000)[0]
-        try:
-            shown = os.read(master, 1 << 20).decode()
-        except OSError:
-            shown = ""
-        os.close(master)
+        shown = read_all(master).decode()
         self.assertEqual(out.decode(), "<stdin>: 10000 errors, 0 warnings in 10000 lines\n")
         self.assertRegex(shown, r"^(\r<stdin> \d+ (KB|%)\x1b\[K)+\r\x1b\[K$")
 

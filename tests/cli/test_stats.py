@@ -18,7 +18,7 @@ class Stats(CliTest):
         return result.json["files"][0]
 
     def test_text(self):
-        result = self.run_tool("stats", "samples/round-returned.txt")
+        result = self.run_tool("stats", "samples/round-returned.txt", env={"LC_ALL": "C"})
         self.assertEqual((result.code, result.err, result.out), (0, "", """\
 samples/round-returned.txt
   lines 172
@@ -72,12 +72,12 @@ samples/round-returned.txt
 
     def test_many_days_are_shown_by_months_and_years(self):
         days = [put(METER, 426, b"2024%02d%02d" % (month, day)) for month in (1, 2) for day in range(1, 17)]
-        out = self.stats(lines(*days)).out
+        out = self.stats(lines(*days), env={"LC_ALL": "C"}).out
         self.assertIn("\n        16  2024-01     ####", out)
         self.assertNotIn("2024-01-02  ", out)
         self.assertEqual(len(self.numbers(*days)["readingsByDay"]), 32)
         months = [put(METER, 426, b"20%02d%02d" % (year, month)) for year in (21, 22, 23) for month in range(1, 13)]
-        self.assertIn("\n        12  2021        ####", self.stats(lines(*months)).out)
+        self.assertIn("\n        12  2021        ####", self.stats(lines(*months), env={"LC_ALL": "C"}).out)
 
     def test_consumption_against_the_estimate(self):
         def meter(consumption, least, most):

@@ -3,7 +3,7 @@
 #include <clocale>
 
 // While it lives, the C library's functions are those of the C locale, for this thread.
-class CLocale {
+class [[maybe_unused]] CLocale {
 public:
     CLocale() = default;
     CLocale(const CLocale&) = delete;
