@@ -284,8 +284,8 @@ class Worker:
     def try_on(self, path, compiled, tests):
         if compiled is not None:
             self.objects = {}
-            pch = self.build.pch if path.endswith("tramomodel.cpp") else (
-                None if path.startswith("include/") else self.build.public_pch)
+            # Not for a header's users: the system's names that come with the public headers are ambiguous in one of them.
+            pch = self.build.pch if path.endswith("tramomodel.cpp") else self.build.public_pch if path.endswith(".cpp") else None
             for user in sorted(compiled, key=lambda name: name.startswith("tests/")):
                 out = os.path.join(self.folder, "objects", user.replace("/", "_") + ".o")
                 is_test = user.startswith("tests/")
