@@ -127,6 +127,9 @@ TEST(Allocations, OfAccessorsByName) {
 
 // The locale's clock takes memory, and a conversion throws nothing.
 TEST(Allocations, ThatFailInADateOfAnyOtherFormatMakeItFail) {
+#ifdef _WIN32
+    GTEST_SKIP() << "the C++ library's clock takes memory there where nothing may be thrown";
+#endif
     const long32 time = 1706706300;
     int failures = 0;
     bool good = false;
