@@ -20,7 +20,12 @@ Arguments::~Arguments() = default;
 
 void Arguments::flag(const char* names, bool& given) { parser->add_flag(names, given); }
 void Arguments::option(const char* names, std::string& value) { parser->add_option(names, value); }
-bool Arguments::has(const char* name) const { return parser->count(name) > 0; }
+
+bool Arguments::has(const char* name) const {
+    // Not with CLI::App::count, which ends the program where the name does not find memory.
+    return std::ranges::any_of(
+        parser->get_options(), [&](const CLI::Option* option) { return option->check_name(name) && option->count() > 0; });
+}
 
 std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
     try {
