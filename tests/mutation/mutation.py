@@ -56,8 +56,8 @@ FIRST = {
 }
 # The records' tests of many lines run when the others have noticed nothing, for their tables and what reads and writes by them.
 LONG_FOR = ("model/layout.h", "model/frame.h", "model/blankmap.h")
-LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*"
-HAVE_LONG = [*RECORDS, "frame_test"]
+LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*:*GivesEveryDayBack*"
+HAVE_LONG = [*RECORDS, "frame_test", "strconv_date_test"]
 # A test of the memory in use, which the address sanitizer adds to.
 OF_MEMORY = "*TheTextIsHeldOnce"
 
