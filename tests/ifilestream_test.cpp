@@ -1,5 +1,6 @@
 #include "tramostream/ifilestream.h"
 #include "support/allocations.h"
+#include "support/build.h"
 #include "support/literal_streams.h"
 #include "support/streamfiles.h"
 #include "tramostream/exceptions.h"
@@ -823,7 +824,7 @@ TEST_F(InputStream, MillionsOfEmptyLinesAreReadOneByOne) {
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)  // the former needs memory of its own
+#if !TESTS_SANITIZED && !defined(_WIN32)  // the former needs memory of its own
 // The largest memory that a process has needed until now, in bytes.
 std::size_t peakMemory() {
     std::ifstream status("/proc/self/status");

@@ -1,4 +1,5 @@
 // Date fields: what counts as a date, what is left alone on failure, and that they come back as they were written.
+#include "support/build.h"
 #include "support/console.h"
 #include "support/timezone.h"
 #include "tramostream/dateutils.h"
@@ -292,16 +293,10 @@ const std::set<std::string> skippedDays{
     "Pacific/Kwajalein 19930821",
 };
 
-#ifdef __has_feature
-#define SANITIZED __has_feature(address_sanitizer)
-#else
-#define SANITIZED __SANITIZE_ADDRESS__
-#endif
-
 TEST(EveryZoneOfTheTable, GivesEveryDayBackButThoseItNeverHad) {
 #ifdef _WIN32
     GTEST_SKIP() << "that system knows no zones by name";
-#elif SANITIZED
+#elif TESTS_SANITIZED
     GTEST_SKIP() << "ten million dates take long, and hold nothing for the sanitizer that the other tests do not";
 #endif
     using namespace std::chrono;

@@ -5,6 +5,7 @@
 // too long, ...), and the comparison with the plain model on random lines and random values. What a table cannot say
 // (truth tables of rules, oddities of a record) stands in the record's test as plain tests.
 #pragma once
+#include "support/build.h"
 #include "support/console.h"
 #include "support/recordtable.h"
 #include <algorithm>
@@ -462,7 +463,7 @@ private:
         return;                                      \
     }
 
-inline constexpr int manyTimes = 10000;
+inline constexpr int manyTimes = testsOptimised ? 10000 : 1000;
 
 template <class M> void randomLinesAreReadAlike(const Table& table) {
     const Silence quiet;
