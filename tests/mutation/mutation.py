@@ -293,8 +293,7 @@ class Worker:
                     return ("killed", user) if is_test else ("rejected", user)
                 self.objects[user] = out
             library = {user: out for user, out in self.objects.items() if not user.startswith("tests/")}
-            if not run(self.build.link(self.library, library)):
-                return "rejected", "the linker"
+            must_run(self.build.link(self.library, library))
         programs = self.programs = {test: os.path.join(WORK, "tests", test) for test in tests}
         for test in tests:
             source = "tests/" + test + ".cpp"
