@@ -153,9 +153,9 @@ void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Fi
 }  // namespace
 
 bool mayHoldKeys(std::wstring_view text) {
-    if (text.starts_with(L'{') || text.starts_with(L";{") || text.ends_with(L"\"}")) return true;
+    if (text.starts_with(L'{') || text.starts_with(L";{")) return true;
     auto has = [&](std::wstring_view part) { return text.find(part) != std::wstring_view::npos; };
-    return has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
+    return has(L"\"}") || has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
         return value.secret && has(std::wstring(value.name.begin(), value.name.end()));
     });
 }

@@ -245,6 +245,12 @@ class Keys(ShowTest):
             for options in ([], ["--raw"]):
                 self.assertNotRegex(self.show(lines(damaged), *options).out, self.SECRET)
 
+    def test_the_end_of_a_key_line_with_more_behind_it_shows_no_key(self):
+        content = sample("round-returned.txt") + b'AD946118DC6A65234FB32"}\r\r\n'
+        self.write("f", content)
+        for command in ("check", "show"):
+            self.assertNotIn("AD946118", self.run_tool(command, "f", cwd=self.folder).out)
+
     def test_pieces_of_key_lines_show_no_keys(self):
         key = self.SECRET.findall(sample("amr-keys.txt").decode())[0].encode()
         self.assertEqual(len(key), 32)
