@@ -69,7 +69,7 @@ void addCharacter(ByteBuffer& units, char32_t c) {
     if (c > 0x10FFFF) c = 0xFFFD;
     if (c > 0xFFFF) {
         addUnit(units, 0xD800 + ((c - 0x10000) >> 10));
-        addUnit(units, 0xDC00 + ((c - 0x10000) & 0x3FF));
+        addUnit(units, 0xDC00 + (c & 0x3FF));
     } else {
         addUnit(units, c);
     }
@@ -127,17 +127,16 @@ Segment AnsiConversion::decode(ByteBuffer bytes) const {
 }
 
 std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) const {
+    out.clear();
     if (facet != nullptr) return encodeByFacet(text, out);
-    const std::size_t start = out.size();
-    out.resize(start + text.size());
-    char* bytes = out.data() + start;
+    out.resize(text.size());
+    char* bytes = out.data();
     char32_t bits = 0;  // of all characters: one pass, and no branch in it
     for (const wchar_t c : text) {
         bits |= valueOf(c);
         *bytes++ = static_cast<char>(c);
     }
     if (bits <= 0xFF) return npos;
-    out.resize(start);
     return findAbove(0xFF, text);
 }
 

@@ -23,7 +23,7 @@ public:
     // A byte that the locale cannot convert stands for the character of its value.
     Segment decode(ByteBuffer bytes) const;
 
-    // Adds the text's bytes to `out`. Answers the index of the first character that has none, or npos.
+    // `out` becomes the text's bytes. Answers the index of the first character that has none, or npos.
     std::size_t encode(std::wstring_view text, std::string& out) const;
 
 private:

@@ -22,7 +22,6 @@ const std::string& levelName(Level level) {
         {Warn, "Warn"},
         {Note, "Note"},
         {Normal, "Normal"},
-        {Debug, "Debug"},
     };
     return names.at(level);
 }

@@ -142,7 +142,6 @@ void oFileStream::State::putLine(std::wstring_view text) {
 }
 
 void oFileStream::State::encode(std::wstring_view text) {
-    unit.clear();
     const std::size_t bad = encoding == StrConv::ENCODING_ANSI ? ansi.encode(text, unit) : encodeUtf16(text, unit);
     if (bad == AnsiConversion::npos) return;
     throw write_exception("cannot write to " + path + ": the encoding cannot represent the character " + nameOf(text[bad]) +

@@ -216,7 +216,8 @@ TEST_F(InputStream, AfterAFileOfOneByteALaterOpenThrows) {
     open(file("f", "a"), utf16le);
     EXPECT_TRUE(in.is_open());
     EXPECT_EQ(linesOf(in), Lines{L"a"});
-    EXPECT_THROW(open(file("g", "cd"), ansi), std::ios_base::failure);
+    const std::string text = streams::thrownBy<std::ios_base::failure>([&] { open(file("g", "cd"), ansi); });
+    EXPECT_EQ(text.substr(0, text.rfind(": ")), "iFileStream::open: an earlier file failed") << "and the library's own words";
     in.close();
     EXPECT_FALSE(in.is_open());
     EXPECT_THROW(open(file("g", "cd"), ansi), std::ios_base::failure);
@@ -451,6 +452,16 @@ TEST_F(InputStream, CloseClosesBothFiles) {
     in.close();
     EXPECT_FALSE(in.is_open());
 }
+
+#ifndef _WIN32
+TEST_F(InputStream, AfterACloseThatFailsALaterOpenThrows) {
+    open(file("f", "ab\n"), ansi);
+    closeDescriptor(path("f"));
+    in.close();
+    EXPECT_FALSE(in.is_open());
+    EXPECT_THROW(open(file("g", "cd"), ansi), std::ios_base::failure);
+}
+#endif
 
 TEST_F(InputStream, NoDescriptorIsLost) {
     const auto open = [] {
@@ -937,6 +948,18 @@ TEST_F(InputStream, CharactersAboveFFFFBecomeSurrogatePairs) {
     }));
     const std::wstring expected{0xD800, 0xDC00, 0xD83D, 0xDE00, 0xDBFF, 0xDFFF, 0xFFFD};
     EXPECT_EQ(read(file("f", "1234"), ansi), Lines{expected});
+}
+
+TEST_F(InputStream, OneByteMayBecomeTwoUnits) {
+    if (sizeof(wchar_t) == 2) GTEST_SKIP() << "no character is above";
+    const streams::GlobalLocale locale(localeWith([](unsigned char) { return 0x1F600U; }));
+    for (const std::size_t size : {1, 2, 3, 1000}) {
+        std::wstring expected;
+        for (std::size_t i = 0; i < size; ++i) expected += {0xD83D, 0xDE00};
+        iFileStream stream;
+        stream.open(file("f", std::string(size, 'x')).c_str(), ansi);
+        EXPECT_EQ(linesOf(stream), Lines{expected}) << size;
+    }
 }
 
 TEST_F(InputStream, ALocaleThatBeginsTheTextWithFFFFMakesItEmpty) {

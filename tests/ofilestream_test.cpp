@@ -12,6 +12,7 @@
 #include <random>
 #include <type_traits>
 #ifndef _WIN32
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -442,6 +443,8 @@ TEST_F(OutputStream, ACharacterThatAnsiCannotRepresentIsNamedWithItsColumn) {
     out.putLine(L"before", true);
     EXPECT_EQ(
         refused(L"\x100"), "cannot write to " + path("f") + ": the encoding cannot represent the character U+0100 in column 1");
+    EXPECT_EQ(thrownBy<write_exception>([this] { out.putLine(L"\x100", false); }),
+        "cannot write to " + path("f") + ": the encoding cannot represent the character U+0100 in column 1");
     EXPECT_EQ(refused(L"price: 5 \u20AC \u20AC"),
         "cannot write to " + path("f") + ": the encoding cannot represent the character U+20AC in column 10");
     auto line = record;
@@ -463,6 +466,8 @@ TEST_F(OutputStream, ACharacterAboveFFFFIsNoneOfEitherEncoding) {
             open(path("f"), encoding);
             EXPECT_EQ(refused(std::wstring{L'a', L'b', static_cast<wchar_t>(0x1F600)}),
                 "cannot write to " + path("f") + ": the encoding cannot represent the character U+1F600 in column 3");
+            EXPECT_EQ(thrownBy<write_exception>([this] { out.putLine(std::wstring(1, static_cast<wchar_t>(0x10000)), false); }),
+                "cannot write to " + path("f") + ": the encoding cannot represent the character U+10000 in column 1");
             EXPECT_EQ(refused(std::wstring{static_cast<wchar_t>(-1)}),
                 "cannot write to " + path("f") + ": the encoding cannot represent the character U+FFFFFFFF in column 1");
             EXPECT_EQ(out.getLineNumber(), 0);
@@ -532,11 +537,16 @@ TEST_F(OutputStream, AUtf8LocaleKnowsEverySurrogatePairAndNothingElseForOne) {
     EXPECT_EQ(refused(std::wstring{0xDC00, 0xDC00}), where + "U+DC00 in column 1");
     EXPECT_EQ(refused(std::wstring{0xD800, 0xE000}), where + "U+D800 in column 1");
     EXPECT_EQ(refused(std::wstring{0xFFFF, 0xFFFE, 0xFFFF, 0xDC00}), where + "U+DC00 in column 4");
+    EXPECT_EQ(refused(std::wstring{0xD800, 0xDC00, 0xD800}), where + "U+D800 in column 3");
+    const auto line = std::make_unique<TramoLine::tramoLine_t>(record);
+    line->back() = 0xD800;
+    EXPECT_EQ(thrownBy<write_exception>([&] { out.putLine(*line, 514); }), where + "U+D800 in column 514");
+    out.putLine(std::wstring{0xD83D, 0xDE00}, false);
     if constexpr (sizeof(wchar_t) > 2) {
         EXPECT_EQ(refused(std::wstring{L'a', static_cast<wchar_t>(0x10000)}), where + "U+10000 in column 2");
     }
     out.close();
-    EXPECT_EQ(written(), "\U00010000\U000103FF\U0010FC00\U0010FFFF\r\n");
+    EXPECT_EQ(written(), "\U00010000\U000103FF\U0010FC00\U0010FFFF\r\n\U0001F600");
 }
 
 TEST_F(OutputStream, AUtf8LocaleWritesSurrogatePairsAsOneCharacter) {
@@ -567,6 +577,16 @@ TEST_F(OutputStream, FlushHandsOverWhatWaits) {
     EXPECT_EQ(written(), "a\r\n");
     out.flush();
     EXPECT_EQ(written(), "a\r\n");
+}
+
+TEST_F(OutputStream, ABlockOfLinesWaits) {
+    open(path("f"), ansi);
+    for (int i = 0; i < 1024; ++i) out.putLine(std::wstring(62, L'x'), true);
+    EXPECT_EQ(written(), "") << "64 KiB";
+    out.putLine(L"", false);
+    EXPECT_EQ(written(), "");
+    out.putLine(L"y", false);
+    EXPECT_EQ(written(), repeated(std::string(62, 'x') + "\r\n", 1024));
 }
 
 TEST_F(OutputStream, TheFileHoldsWholeLinesAtAnyTime) {
@@ -721,6 +741,44 @@ TEST_F(OutputStream, TheLastLineInTheFileIsOneOfThisFile) {
     open("/dev/full", ansi);
     EXPECT_EQ(putUntilRefused(out),
         "cannot write to /dev/full: "s + std::strerror(ENOSPC) + "; no line of this stream is safely in the file");
+}
+
+TEST_F(OutputStream, WhatIsLeftOfABlockCanBeCutOffAgain) {
+    open(path("f"), ansi);
+    const std::string line = std::string(98, 'x') + "\r\n";
+    for (int i = 0; i < 8; ++i) out.putLine(std::wstring(98, L'x'), true);
+    {
+        const FileSizeLimit limit(250);
+        for (const int lines : {2, 4, 7}) {
+            limit.set(static_cast<rlim_t>(100 * lines + 50));
+            EXPECT_EQ(thrownBy<write_exception>([this] { out.flush(); }),
+                "cannot write to " + path("f") + ": " + std::strerror(EFBIG) + "; line " + std::to_string(lines) +
+                    " is the last one safely in the file");
+            EXPECT_EQ(written(), repeated(line, static_cast<std::size_t>(lines)));
+        }
+    }
+    out.close();
+    EXPECT_EQ(written(), repeated(line, 8));
+    EXPECT_EQ(out.rdstate(), good);
+}
+
+TEST_F(OutputStream, ALargeLineThatMayNotBeWrittenIsNotKept) {
+    const int memory = memfd_create("f", MFD_ALLOW_SEALING);
+    ASSERT_GE(memory, 0);
+    const std::string name = "/proc/self/fd/" + std::to_string(memory);
+    open(name, ansi);
+    ASSERT_EQ(fcntl(memory, F_ADD_SEALS, F_SEAL_WRITE), 0);
+    EXPECT_EQ(refused(std::wstring(70000, L'x')),
+        "cannot write to " + name + ": " + std::strerror(EPERM) + "; no line of this stream is safely in the file");
+    close(memory);
+}
+
+TEST_F(OutputStream, ACloseThatFailsRaisesTheFlag) {
+    open(path("f"), ansi);
+    closeDescriptor(path("f"));
+    out.close();
+    EXPECT_FALSE(out.is_open());
+    EXPECT_EQ(out.rdstate(), failFlag);
 }
 
 TEST_F(OutputStream, ACloseThatCannotWriteRaisesTheFlag) {

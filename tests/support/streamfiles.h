@@ -13,6 +13,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 namespace streams {
 
@@ -68,6 +71,19 @@ protected:
         writeFile(path(name), bytes);
         return path(name);
     }
+
+#ifndef _WIN32
+    // Closes the descriptor of a file behind its stream's back.
+    static void closeDescriptor(const std::string& path) {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            if (std::filesystem::read_symlink(entry, gone) != path) continue;
+            ::close(std::stoi(entry.path().filename()));
+            return;
+        }
+        throw std::runtime_error("not open: " + path);
+    }
+#endif
 
     // The lines of the log behind the time of day.
     std::vector<std::string> log() const {
