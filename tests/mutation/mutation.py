@@ -3,6 +3,7 @@ import argparse
 import collections
 import concurrent.futures
 import dataclasses
+import fcntl
 import functools
 import glob
 import hashlib
@@ -417,6 +418,11 @@ def main():
     options = parser.parse_args()
 
     os.makedirs(WORK, exist_ok=True)
+    lock = open(os.path.join(WORK, "lock"), "w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"another run is at work in {WORK}")
     build = Build(options.jobs, options.keep)
     every = all_mutants(build)
     equivalents = Equivalents(every)
