@@ -953,7 +953,7 @@ TEST_F(InputStream, CharactersAboveFFFFBecomeSurrogatePairs) {
 TEST_F(InputStream, OneByteMayBecomeTwoUnits) {
     if (sizeof(wchar_t) == 2) GTEST_SKIP() << "no character is above";
     const streams::GlobalLocale locale(localeWith([](unsigned char) { return 0x1F600U; }));
-    for (const std::size_t size : {1, 2, 3, 1000}) {
+    for (const std::size_t size : std::vector<std::size_t>{1, 2, 3, 1000}) {
         std::wstring expected;
         for (std::size_t i = 0; i < size; ++i) expected += {0xD83D, 0xDE00};
         iFileStream stream;
