@@ -220,6 +220,12 @@ constexpr long long largest32 = std::numeric_limits<std::int32_t>::max(), lowest
 TEST(FieldValues, OfAnotherTypeAreRefused) {
     refusesOtherTypes<RoundTramoModel>();
     refusesOtherTypes<MeterSubscriberTramoModel>();
+    refusesOtherTypes<AMRTramoModel>();
+    refusesOtherTypes<MeterChangeTramoModel>();
+    refusesOtherTypes<ExtendedAMRTramoModel>();
+    refusesOtherTypes<EnquiryDefinitionTramoModel>();
+    refusesOtherTypes<EnquiryResultTramoModel>();
+    refusesOtherTypes<ExtendedDataTramoModel>();
     refusesOtherTypes<RecordInformationTramoModel>();
 }
 
@@ -235,6 +241,12 @@ TEST(FieldValues, ThatTheFieldCannotHoldAreRefused) {
     for (const char* name : {"meterReadingIndex", "meterHistory4Consumption"}) {
         EXPECT_TRUE(takes<MeterSubscriberTramoModel>(name, std::numeric_limits<long long>::max()));
         EXPECT_TRUE(takes<MeterSubscriberTramoModel>(name, std::numeric_limits<long long>::min()));
+    }
+    for (const char* name : {"previousAlarms", "currentAlarms"}) {  // twelve flags
+        for (const long long fits : {0x000LL, 0x001LL, 0x800LL, 0xFFFLL}) EXPECT_TRUE(takes<AMRTramoModel>(name, fits));
+        for (const long long other :
+            {-1LL, 0x1000LL, 0x1001LL, std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max()})
+            EXPECT_FALSE(takes<AMRTramoModel>(name, other)) << other;
     }
 }
 
