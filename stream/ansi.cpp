@@ -127,7 +127,6 @@ Segment AnsiConversion::decode(ByteBuffer bytes) const {
 }
 
 std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) const {
-    out.clear();
     if (facet != nullptr) return encodeByFacet(text, out);
     out.resize(text.size());
     char* bytes = out.data();
@@ -141,6 +140,7 @@ std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) con
 }
 
 std::size_t AnsiConversion::encodeByFacet(std::wstring_view text, std::string& out) const {
+    out.clear();
     if (const std::size_t wide = findAbove(0xFFFF, text); wide != npos) return wide;
     std::wstring joined;
     std::wstring_view characters = text;
