@@ -260,11 +260,11 @@ private:
     }
 
     int tell() const {
-        auto say = [&](std::uint64_t count, const char* what) {
-            if (count) complain(fmt::format("{}: {} {}", input.name(), count, what));
+        auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
+            if (count) complain(fmt::format("{}: {} {} {}", input.name(), counted(count, "line"), count == 1 ? is : are, what));
         };
-        say(damaged, "of the lines are damaged and exported as text");
-        say(unread, "of the lines have fields whose text cannot be read and is not exported; see \"tramo check\"");
+        say(damaged, "is", "are", "damaged and exported as text");
+        say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
         const std::string rest = input.unreadRest();
         if (!rest.empty()) complain(input.name() + ": " + rest);
         return damaged || unread || !rest.empty() ? somethingFound : nothingFound;
