@@ -410,13 +410,13 @@ inline constexpr int noColumn = std::numeric_limits<int>::min();
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
         const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
-        if (row.inLine() && (row.column < firstColumn(record) || row.width < 0 || row.column + width - 1 > lastColumn<M>()))
+        if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || row.column + width - 1 > lastColumn<M>()))
             return row.column;
     }
     return noColumn;
 }
 template <class M> constexpr int columnOfTwoFields(const Record<M>& record) {
-    std::array<bool, 513> taken{};
+    std::array<bool, lastColumn<M>() + 1> taken{};
     for (const Row<M>& row : record.rows)
         for (int column = row.column; column < row.column + row.width; ++column)
             if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.but.overlaid) return column;

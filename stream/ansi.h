@@ -16,7 +16,7 @@ std::size_t findAbove(char32_t limit, std::wstring_view text);
 // its own conversion holds. Characters are UTF-16 code units on our side, whole characters on the locale's.
 class AnsiConversion {
 public:
-    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+    static constexpr std::size_t npos = std::wstring_view::npos;
 
     explicit AnsiConversion(const std::locale& locale = std::locale());
 

@@ -10,8 +10,8 @@ namespace tramo::stream {
 // at the end is no character.
 struct Segment {
     ByteBuffer bytes;
-    std::size_t begin = 0;
-    std::size_t width = 1;
+    std::size_t begin;
+    std::size_t width;
 
     std::size_t size() const { return (bytes.size() - begin) / width; }
     const unsigned char* at(std::size_t index) const;
@@ -22,10 +22,10 @@ class LineText {
 public:
     // A line without its line feed. A line whose segment ends without one goes on in the next segment.
     struct Line {
-        std::size_t segment = 0;
-        std::size_t begin = 0;
-        std::size_t size = 0;
-        bool terminated = false;  // by a line feed, not by the end of the text
+        std::size_t segment;
+        std::size_t begin;
+        std::size_t size;
+        bool terminated;  // by a line feed, not by the end of the text
     };
 
     // Adds text behind what is there; what has been read already is given back to the system.
