@@ -26,7 +26,7 @@ TREE = os.path.join(WORK, "tree")
 EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
-SANITIZED = ["-fsanitize=address", "-shared-libasan"]
+SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
 FAMILIES = ["tables", "codecs", "engine", "streams"]
 RECORDS = [name + "tramomodel_test" for name in (
     "recordinformation", "tag", "parameter", "meterchange", "extendeddata", "enquiryresult", "enquirydefinition",
@@ -303,7 +303,7 @@ class Worker:
         return self.try_tests(programs, with_long=family_of(path) == "tables" or path in LONG_FOR)
 
     def try_sanitized(self, tests):
-        """A change that reads or writes beside an array, which only the sanitizer of ./test's stage asan tells for sure."""
+        """A change that reads or writes beside an array, which only ./test's stage asan tells for sure."""
         sanitized = {}
         for user in self.objects:
             if not user.startswith("tests/"):
