@@ -102,7 +102,7 @@ class CliTest(unittest.TestCase):
             file.write(content)
         return path
 
-    def run_tool(self, *arguments, stdin=b"", env=None, cwd=ROOT, timeout=60):
+    def run_tool(self, *arguments, stdin=b"", env=None, cwd=ROOT, timeout=240):
         done = subprocess.run([TRAMO, *arguments], input=stdin, capture_output=True, cwd=cwd, timeout=timeout,
                               env=ENVIRONMENT | (env or {}))
         return Result(done.returncode, done.stdout, done.stderr)
