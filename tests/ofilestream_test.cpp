@@ -327,16 +327,6 @@ TEST_F(OutputStream, ANewFileHasTheRightsThatTheUserLeaves) {
 #endif
 
 TEST_F(OutputStream, NoDescriptorIsLost) {
-    const auto descriptors = [] {
-#ifdef _WIN32
-        const int lowest = _dup(1);
-        _close(lowest);
-        return lowest;
-#else
-        const std::filesystem::directory_iterator entries("/proc/self/fd");
-        return std::distance(begin(entries), end(entries));
-#endif
-    };
     const auto before = descriptors();
     for (int i = 0; i < 3; ++i) {
         oFileStream other(path("f").c_str(), utf16le);

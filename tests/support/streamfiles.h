@@ -4,6 +4,7 @@
 #include "tramostream/tramoline.h"
 #include <algorithm>
 #include <codecvt>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,7 +14,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
-#ifndef _WIN32
+#ifdef _WIN32
+#include <io.h>
+#else
 #include <unistd.h>
 #endif
 
@@ -70,6 +73,18 @@ protected:
     std::string file(std::string_view name, std::string_view bytes) const {
         writeFile(path(name), bytes);
         return path(name);
+    }
+
+    // Changes when a descriptor is lost: how many are open; on Windows, the lowest that is free.
+    static std::ptrdiff_t descriptors() {
+#ifdef _WIN32
+        const int lowest = _dup(1);
+        _close(lowest);
+        return lowest;
+#else
+        const std::filesystem::directory_iterator entries("/proc/self/fd");
+        return std::distance(begin(entries), end(entries));
+#endif
     }
 
 #ifndef _WIN32
