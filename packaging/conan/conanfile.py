@@ -15,6 +15,7 @@ class TramoStreamConan(ConanFile):
     name = "tramostream"
     description = "Reads, checks, writes and explains the exchange files of meter reading"
     topics = ("meter-reading", "fixed-width")
+    license = "none-granted"   # as debian/copyright has it
     package_type = "library"
     settings = "os", "arch", "compiler", "build_type"
     options = {"shared": [True, False], "fPIC": [True, False]}
