@@ -67,9 +67,9 @@ Options:
                       never
   -h, --help          this page
 
-What cannot be seen (control characters, directional marks) is printed as \x1b
-or \u202e. "-" is the standard input; what is no plain file is first copied to
-TMPDIR, or /tmp.
+What cannot be seen (control characters, no-break spaces, directional marks) is
+printed as \x1b or \u202e; in excerpts, as one sign for one column. "-" is the
+standard input; what is no plain file is first copied to TMPDIR, or /tmp.
 
 Exit codes:
   0  nothing was found

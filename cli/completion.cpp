@@ -56,15 +56,6 @@ std::vector<KindFields> fieldsByKind() {
     return all;
 }
 
-/// In single quotes, as all three shells read it. fish also knows \\ and \', which no page needs otherwise.
-std::string quotedForShell(std::string_view text) {
-    std::string out = "'";
-    for (const char c : text)
-        if (c == '\'') out += "'\\''";
-        else out += c;
-    return out + "'";
-}
-
 std::string quotedWords(const std::vector<std::string>& words) {
     return quotedForShell(fmt::format("{}", fmt::join(words, " ")));
 }

@@ -43,32 +43,40 @@ constexpr Mark refusedMarks[] = {
 };
 constexpr const char* readableEncodings = "only ANSI and UTF-16 little-endian (FF FE) can be read";
 
-// Nearly every other byte is zero: text in UTF-16 without its mark.
-const char* unmarkedUtf16(std::string_view sample) {
+// A path as a word of a command line of any shell.
+std::string shellWord(const std::string& path) {
+    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-";
+    const std::string word = (path.starts_with('-') ? "./" : "") + path;
+    return word.find_first_not_of(plain) == std::string::npos ? word : quotedForShell(word);
+}
+
+// Nearly every other byte is zero: text in UTF-16 without its byte order mark. Says what gives it one; empty: it is none.
+std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
     std::size_t zeros[2] = {0, 0};
     const std::size_t pairs = std::min<std::size_t>(sample.size(), 4096) / 2;
     for (std::size_t i = 0; i < 2 * pairs; ++i) zeros[i % 2] += sample[i] == 0;
-    if (pairs < 8) return nullptr;
-    if (zeros[1] * 10 > pairs * 9 && zeros[0] * 10 < pairs) return "UTF-16 little-endian";
-    if (zeros[0] * 10 > pairs * 9 && zeros[1] * 10 < pairs) return "UTF-16 big-endian";
-    return nullptr;
+    if (pairs < 8) return {};
+    const bool isLittle = zeros[1] * 10 > pairs * 9 && zeros[0] * 10 < pairs;
+    const bool isBig = zeros[0] * 10 > pairs * 9 && zeros[1] * 10 < pairs;
+    if (!isLittle && !isBig) return {};
+    // A name that cannot be printed as it is has to be filled in by the reader.
+    const bool isNamed = file != "-" && printable(std::string_view(file)) == file;
+    return fmt::format("looks like {}-endian UTF-16 without a byte order mark (BOM); save it as UTF-16 LE with a BOM, or run: "
+                       "printf '{}' | cat - {}{} > {}",
+        isLittle ? "little" : "big", isLittle ? R"(\377\376)" : R"(\376\377)", isNamed ? shellWord(file) : "FILE",
+        isLittle ? "" : " | iconv -f UTF-16BE -t UTF-16LE", isNamed ? shellWord(file + ".utf16") : "NEW");
 }
 
-bool isUtf16Text(std::string_view sample, EncodingChoice choice) {
+bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::string& file) {
     if (choice == EncodingChoice::Ansi) return false;
-    if (choice == EncodingChoice::Utf16le) {
-        if (!sample.starts_with(utf16leMark))
-            throw Unreadable{"does not begin with the byte order mark FF FE, without which no file can be read as UTF-16"};
-        return true;
-    }
-    for (const Mark& mark : refusedMarks)
-        if (sample.starts_with(mark.bytes))
-            throw Unreadable{fmt::format("begins with the byte order mark of {}; {}", mark.name, readableEncodings)};
+    if (choice == EncodingChoice::Auto)
+        for (const Mark& mark : refusedMarks)
+            if (sample.starts_with(mark.bytes))
+                throw Unreadable{fmt::format("begins with the byte order mark of {}; {}", mark.name, readableEncodings)};
     if (sample.starts_with(utf16leMark)) return true;
-    if (const char* encoding = unmarkedUtf16(sample))
-        throw Unreadable{fmt::format("looks like {} without a byte order mark; put FF FE in front of little-endian text, "
-                                     "or read it as it is with --encoding ansi",
-            encoding)};
+    if (const std::string why = whyUnmarkedUtf16(sample, file); !why.empty()) throw Unreadable{why};
+    if (choice == EncodingChoice::Utf16le)
+        throw Unreadable{"does not begin with the byte order mark FF FE, without which no file can be read as UTF-16"};
     return false;
 }
 
@@ -110,7 +118,7 @@ void Input::open(EncodingChoice choice) {
         }
         size = fs::file_size(pathOf(plainPath));
         const std::string sample = readSample(plainPath, size);
-        utf16 = isUtf16Text(sample, choice);
+        utf16 = isUtf16Text(sample, choice, file);
         prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
         end = size;
         if (range.seek) return seek(plainPath);

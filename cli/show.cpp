@@ -52,8 +52,8 @@ Options:
   --color WHEN      auto (on a terminal, unless NO_COLOR is set), always, never
   -h, --help        this page
 
-What cannot be seen (control characters, directional marks) is printed as \x1b
-or \u202e.
+What cannot be seen (control characters, no-break spaces, directional marks) is
+printed as \x1b or \u202e; below a ruler, as one sign for one column.
 
 Exit codes:
   0  nothing was found in the lines that were shown

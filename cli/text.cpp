@@ -18,10 +18,11 @@ constexpr bool isIn(const auto& ranges, char32_t c) {
 }
 
 // clang-format off
-// Control characters, marks that are invisible or that turn text around, halves of pairs, private and unused places.
+// Control characters, spaces that look like U+0020, marks that are invisible or that turn text around, halves of pairs,
+// private and unused places.
 constexpr Range hidden[] = {
-    {0x0000, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD}, {0x034F, 0x034F}, {0x061C, 0x061C}, {0x115F, 0x1160},
-    {0x17B4, 0x17B5}, {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0x3164, 0x3164},
+    {0x0000, 0x001F}, {0x007F, 0x00A0}, {0x00AD, 0x00AD}, {0x034F, 0x034F}, {0x061C, 0x061C}, {0x115F, 0x1160},
+    {0x1680, 0x1680}, {0x17B4, 0x17B5}, {0x180B, 0x180F}, {0x2000, 0x200F}, {0x2028, 0x202F}, {0x205F, 0x206F}, {0x3164, 0x3164},
     {0xD800, 0xF8FF}, {0xFDD0, 0xFDEF}, {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFA0, 0xFFA0}, {0xFFF0, 0xFFFB},
     {0xFFFE, 0xFFFF}, {0x1D173, 0x1D17A}, {0xE0000, 0x10FFFF},
 };
@@ -32,8 +33,8 @@ constexpr Range wide[] = {
 };
 // One column wide: Latin, Greek, Cyrillic, Armenian, punctuation, currencies, letterlike signs, arrows, mathematics, boxes.
 constexpr Range narrow[] = {
-    {0x0020, 0x007E}, {0x00A0, 0x00AC}, {0x00AE, 0x02FF}, {0x0370, 0x0377}, {0x037A, 0x0482}, {0x048A, 0x058F},
-    {0x2010, 0x2027}, {0x202F, 0x205F}, {0x20A0, 0x20C0}, {0x2100, 0x2319}, {0x2500, 0x25FC},
+    {0x0020, 0x007E}, {0x00A1, 0x00AC}, {0x00AE, 0x02FF}, {0x0370, 0x0377}, {0x037A, 0x0482}, {0x048A, 0x058F},
+    {0x2010, 0x2027}, {0x2030, 0x205E}, {0x20A0, 0x20C0}, {0x2100, 0x2319}, {0x2500, 0x25FC},
 };
 // clang-format on
 
@@ -57,6 +58,15 @@ void appendUtf8(std::string& out, char32_t c) {
 }
 
 constexpr char32_t replacement = 0xFFFD;
+
+// A sign one column wide for a character that is not visible: no text of a file is shown with one of these as it is.
+constexpr char32_t pictureOf(char32_t c) {
+    constexpr char32_t controlPictures = 0x2400, pictureOfDelete = 0x2421, openBox = 0x2423;
+    if (c < 0x20) return controlPictures + c;
+    if (c == 0x7F) return pictureOfDelete;
+    return c == 0xA0 ? openBox : replacement;
+}
+
 constexpr bool isSurrogate(wchar_t c) { return (c & ~0x7FF) == 0xD800; }
 constexpr bool isHighSurrogate(wchar_t c) { return (c & ~0x3FF) == 0xD800; }
 constexpr bool isLowSurrogate(wchar_t c) { return (c & ~0x3FF) == 0xDC00; }
@@ -177,10 +187,18 @@ Shown shown(std::wstring_view text) {
     for (const wchar_t c : text) {
         const auto character = static_cast<char32_t>(c);
         const bool isWide = isIn(wide, character);
-        appendUtf8(out.utf8, isWide || isIn(narrow, character) ? character : replacement);
+        appendUtf8(out.utf8, isWide || isIn(narrow, character) ? character : pictureOf(character));
         out.width += isWide ? 2 : 1;
     }
     return out;
+}
+
+std::string quotedForShell(std::string_view text) {
+    std::string out = "'";
+    for (const char c : text)
+        if (c == '\'') out += "'\\''";
+        else out += c;
+    return out + "'";
 }
 
 std::string plainWord(std::string_view name) {

@@ -36,7 +36,11 @@ std::string uriOf(std::string_view path);
 /// Overwrites a text that may hold a key, and empties it.
 void wipe(std::wstring& secret);
 
-/// One line of a file for showing: every character is one that is visible and has a known width.
+/// In single quotes, as sh, bash, zsh and fish read it. fish also knows \\ and \', which no page needs otherwise.
+std::string quotedForShell(std::string_view text);
+
+/// One line of a file for showing: every character is one that is visible and has a known width. A control character is
+/// shown as its picture (U+2409 for a tab), a no-break space as U+2423, and whatever else cannot be shown as U+FFFD.
 struct Shown {
     std::string utf8;
     int width;  ///< in columns of a terminal

@@ -1,7 +1,9 @@
 """Files that are no plain good files: missing, unreadable, pipes, other encodings; and what is left behind."""
 import os
+import re
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, sample, utf16
@@ -56,11 +58,46 @@ class Unreadable(CliTest):
             self.write("f", content)
             self.assert_unreadable("f", f"begins with the byte order mark of {name}; {READABLE}")
 
+    def unmarked(self, file, *options, stdin=b""):
+        """The command that is advised."""
+        result = self.run_tool("check", *options, "--", file, cwd=self.folder, stdin=stdin)
+        self.assertEqual((result.code, result.out), (2, ""))
+        advice = re.fullmatch(r"tramo: (.*?): looks like (little|big)-endian UTF-16 without a byte order mark \(BOM\); save it as UTF-16 LE with a "
+                              r"BOM, or run: ([^\n]*)\n", result.err)
+        self.assertTrue(advice, result.err)
+        return advice[3]
+
     def test_utf16_without_mark(self):
-        for encoding, name in (("utf-16-le", "UTF-16 little-endian"), ("utf-16-be", "UTF-16 big-endian")):
-            self.write("f", GOOD.decode("latin-1").encode(encoding))
-            self.assert_unreadable("f", f"looks like {name} without a byte order mark; put FF FE in front of little-endian text, "
-                                   "or read it as it is with --encoding ansi")
+        home = tempfile.TemporaryDirectory()
+        self.addCleanup(home.cleanup)
+        os.mkdir(os.path.join(self.folder, "a b"))
+        for encoding in ("utf-16-le", "utf-16-be"):
+            for name in ("f", "f.txt", "it's", "-x", "$(touch hacked) `x`;\"&!#~*?[]{}\\.txt", "\u00e9t\u00e9", "a b/c", "NEW", "=x", "~"):
+                content = GOOD.decode("latin-1").encode(encoding)
+                self.write(name, content)
+                command = self.unmarked(name)
+                self.assertEqual(self.unmarked(name, "--encoding", "utf16le"), command)
+                for shell in ("sh", "bash", "zsh", "fish"):
+                    with self.subTest(name=name, encoding=encoding, shell=shell):
+                        done = subprocess.run([shell, "-c", command], capture_output=True, cwd=self.folder, timeout=60,
+                                              env=ENVIRONMENT | {"HOME": home.name})
+                        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+                        with open(os.path.join(self.folder, name + ".utf16"), "rb") as file:
+                            self.assertEqual(file.read(), utf16(GOOD.decode("latin-1")))
+                        with open(os.path.join(self.folder, name), "rb") as file:
+                            self.assertEqual(file.read(), content)
+                        os.remove(os.path.join(self.folder, name + ".utf16"))
+                os.remove(os.path.join(self.folder, name))
+        self.assertEqual(os.listdir(self.folder), ["a b"])
+
+    def test_utf16_without_mark_and_without_a_name_to_print(self):
+        text = GOOD.decode("latin-1").encode("utf-16-le")
+        for name in ("a\nb", "\x1b[31m", "\u202e"):
+            self.write(name, text)
+            self.assertEqual(self.unmarked(name), r"printf '\377\376' | cat - FILE > NEW")
+        self.assertEqual(self.unmarked("-", stdin=text), r"printf '\377\376' | cat - FILE > NEW")
+        self.assertEqual(self.unmarked("-", stdin=GOOD.decode("latin-1").encode("utf-16-be")),
+                         r"printf '\376\377' | cat - FILE | iconv -f UTF-16BE -t UTF-16LE > NEW")
 
     def test_utf16_asked_for_without_mark(self):
         self.write("f", GOOD)

@@ -136,6 +136,17 @@ class Hostile(CliTest):
         self.assertIn('f:1:392: error: meterPreviousReadingIndex: "\\x1b[31m" is no whole number', self.check(lines(put(METER, 392, b"\x1b[31m     "))).out)
         self.assertIn('"\\x9b2J" is no whole number', self.check(lines(put(METER, 392, b"\x9b2J       "))).out)
 
+    def test_spaces_that_are_none_are_made_visible(self):
+        told = "f:1:392: error: meterPreviousReadingIndex: "
+        self.assertIn(told + '"\\xa0\\xa05998" is no whole number', self.check(lines(put(METER, 392, b"\xa0\xa05998    "))).out)
+        for space in "\xa0\u1680\u2000\u2003\u200a\u202f\u205f":
+            escape = f"\\u{ord(space):04x}".replace("\\u00", "\\x")
+            out = self.check(utf16(put(METER.decode("latin-1"), 392, space + "12       ") + "\r\n")).out
+            self.assertIn(f'{told}"{escape}12" is no whole number', out)
+            self.assertNotIn(space, out)
+        for form in ("json", "sarif"):
+            self.assertIn(r'\"\\xa012\"', self.check(lines(put(METER, 392, b"\xa012       ")), "--format", form).out)
+
     def test_marks_that_turn_text_around(self):
         for mark in "\u202e\u2066\u200f\u061c\ufeff\u2028":
             line = put(put(METER.decode("latin-1"), 392, mark + "12       "), 500, mark)

@@ -200,6 +200,11 @@ class Raw(ShowTest):
             for ten in re.finditer(r"\d+", ruler):
                 self.assertEqual(first + ten.end() - 1 - 8, int(ten[0]))
 
+    def test_characters_that_are_not_visible_have_a_picture_each(self):
+        out = self.show(b"AB\xa0\t\0\x1b\x7f\x9b" + b"x" * 15 + b"\r\n", "--raw", "--kind", "tag").out.splitlines()
+        self.assertEqual(out[1:3], ["        ....:...10....:...20...", "     1  AB\u2423\u2409\u2400\u241b\u2421\ufffd" + "x" * 15])
+        self.assertIn(r'"\xa0x"', self.show(lines(put(METER, 464, b"\xa0x"))).out)
+
     def test_wide_characters_widen_the_ruler(self):
         out = self.show(utf16("AB\u6c34\u6c34" + "x" * 19 + "\r\n"), "--raw", "--kind", "tag").out.splitlines()
         self.assertEqual(out[1], "        ......:...10....:...20...")
