@@ -1,4 +1,5 @@
 #include "lines.h"
+#include "fieldcheck.h"
 #include "text.h"
 #include <algorithm>
 #include <array>
@@ -59,18 +60,73 @@ const Field* fieldCutAt(std::wstring_view text) {
     return found == kind->fields.end() ? nullptr : &*found;
 }
 
-constexpr const char* endsWithLf = ", and it ends with LF alone";
+constexpr const char* endsWithLf = "it ends with LF alone";
+
+// What the check would find in this text, which has its kind's length.
+std::vector<Finding> findingsIn(std::wstring_view text, LineKind kind) {
+    std::vector<Finding> findings;
+    const Line line{.text = text, .carriageReturn = true, .lineFeed = true};
+    if (judge(line, kind, findings)) checkFields(kind, text, false, findings);
+    std::ranges::stable_sort(findings, {}, &Finding::column);
+    return findings;
+}
+
+std::size_t errorsAmong(const std::vector<Finding>& findings) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(findings, [](const Finding& finding) { return finding.rule->isError(false); }));
+}
+
+const Finding* firstOf(const std::vector<Finding>& findings) {
+    const auto error = std::ranges::find_if(findings, [](const Finding& finding) { return finding.rule->isError(false); });
+    return error != findings.end() ? &*error : findings.empty() ? nullptr : &findings.front();
+}
+
+// "no errors or warnings"; "2 errors and 1 warning, the first at columns 195-202 (meterHistory3ReadingDate)".
+std::string inWords(const std::vector<Finding>& findings) {
+    const std::size_t errors = errorsAmong(findings), warnings = findings.size() - errors;
+    if (findings.empty()) return "no errors or warnings";
+    std::string words;
+    if (errors) words = counted(errors, "error");
+    if (warnings) words += (errors ? " and " : "") + counted(warnings, "warning");
+    const Finding& first = *firstOf(findings);
+    words += fmt::format(", {}at column{} {}", findings.size() > 1 ? "the first " : "",
+        first.endColumn - first.column > 1 ? "s" : "", columnsOf(first));
+    return first.field.empty() ? words : fmt::format("{} ({})", words, first.field);
+}
+
+// With each tab as spaces up to the next multiple of 8 columns, as terminals show it.
+std::wstring withoutTabs(std::wstring_view text) {
+    std::wstring spaces;
+    for (const wchar_t c : text)
+        if (c == L'\t') spaces.resize(spaces.size() / 8 * 8 + 8, L' ');
+        else spaces += c;
+    return spaces;
+}
 
 Finding tooShort(const Line& line, const LineShape& shape) {
-    std::string why;
-    if (!line.lineFeed) why = "the file ends inside it";
-    else if (const Field* field = fieldCutAt(line.text); field && shape.kind == LineKind::Record)
-        why = "it ends inside " + field->name;
-    else if (line.text.back() == L' ') why = "characters are missing";
-    else why = "trailing blanks were probably trimmed";
-    if (line.lineFeed && !line.carriageReturn) why += ", and it ends with LF alone";
-    return lineFinding(
-        "LineTooShort", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length), why);
+    const auto tabs = static_cast<std::size_t>(std::ranges::count(line.text, L'\t'));
+    std::wstring restored = withoutTabs(line.text);
+    const bool isExpanded = tabs && restored.size() == shape.length;
+    if (!isExpanded) restored = line.text, restored.resize(shape.length, L' ');
+    const std::vector<Finding> findings = findingsIn(restored, shape.kind);
+    wipe(restored);  // it may hold keys
+
+    std::vector<std::string> why;
+    if (!line.lineFeed) why.emplace_back("the file ends here");
+    else if (!line.carriageReturn) why.emplace_back(endsWithLf);
+    if (tabs)
+        why.push_back(fmt::format("it holds {}{} {}", counted(tabs, "tab character"),
+            tabs > 1 ? ", the first at column" : ", at column", line.text.find(L'\t') + 1));
+    const Field* field = shape.kind == LineKind::Record ? fieldCutAt(line.text) : nullptr;
+    if (field && (errorsAmong(findings) == 0 || firstOf(findings)->field == field->name))
+        why.push_back(fmt::format("it ends inside {} ({}-{})", field->name, field->column, field->column + field->width - 1));
+    why.push_back(isExpanded ? fmt::format("with tabs expanded to every 8th column, it has {} characters and {}", shape.length,
+                                   inWords(findings))
+                             : fmt::format("padded with {} at its end, it has {}",
+                                   counted(shape.length - line.text.size(), "space"), inWords(findings)));
+    return lineFinding("LineTooShort",
+        fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
+        fmt::format("{}", fmt::join(why, "; ")));
 }
 
 // How many characters less a line would have if its characters were bytes of UTF-8; 0 when they are none.
@@ -83,16 +139,32 @@ std::size_t utf8Surplus(std::wstring_view text) {
     return text.size() - charactersOfUtf8(bytes);
 }
 
+// What is left when the characters that are too many are taken from the end of the line; or from its beginning, where only
+// that leaves a line without errors.
+std::string withoutExtra(std::wstring_view text, const LineShape& shape) {
+    const std::size_t count = text.size() - shape.length;
+    auto left = [&](const char* which, const std::vector<Finding>& findings) {
+        const std::string extra = count > 1 ? fmt::format("{} {} characters", which, count) : fmt::format("{} character", which);
+        return fmt::format("without its {}, it has {}", extra, inWords(findings));
+    };
+    const std::vector<Finding> findings = findingsIn(text.substr(0, shape.length), shape.kind);
+    if (errorsAmong(findings) > 0)
+        if (const auto others = findingsIn(text.substr(count), shape.kind); errorsAmong(others) == 0)
+            return left("first", others);
+    return left("last", findings);
+}
+
 Finding tooLong(const Line& line, const LineShape& shape) {
     const std::wstring_view extra = line.text.substr(shape.length);
     std::string why = fmt::format("{} too many", extra.size());
-    if (line.text.size() - utf8Surplus(line.text) == shape.length) why += ", because it is UTF-8 read as ANSI";
-    else if (isBlank(extra)) why += extra.size() == 1 ? ", a blank" : ", all of them blanks";
+    const bool isUtf8 = line.text.size() - utf8Surplus(line.text) == shape.length;
+    if (isUtf8) why += fmt::format("; read as UTF-8, it has {} characters", shape.length);
+    else if (isBlank(extra)) why += extra.size() == 1 ? ", a space" : ", all of them spaces";
     else if (extra.find_first_not_of(L'\r') == std::wstring_view::npos) why += ", more than one CR before the LF";
-    else if (extra.front() == L'\r')
-        why += fmt::format(", behind a CR without LF at column {}: lines have run together", shape.length + 1);
-    if (!line.lineFeed) why += ", and it has no line end";
-    else if (!line.carriageReturn) why += endsWithLf;
+    else if (extra.front() == L'\r') why += fmt::format(", after a CR without LF at column {}", shape.length + 1);
+    if (!isUtf8) why += "; " + withoutExtra(line.text, shape);
+    if (!line.lineFeed) why += "; it has no line ending";
+    else if (!line.carriageReturn) why += fmt::format("; {}", endsWithLf);
     Finding finding =
         lineFinding("LineTooLong", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
             why, static_cast<int>(shape.length + 1));

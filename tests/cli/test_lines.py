@@ -1,4 +1,6 @@
 """What is wrong with whole lines: said once, without the field errors that follow from it."""
+import random
+import re
 import unittest
 from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, utf16
 
@@ -6,6 +8,20 @@ TAG = b"FUFuite                "
 PARAMETER = b"VERSION 4.2".ljust(40)
 KEY = b'{"serialNumber":"4C30000000","wmBusKey_Mode5":"5627BD973F6190D6FFA4AA3918619D1B"}'
 SHORT = "error: line has {} characters, 512 expected (LineTooShort): "
+LONG = "error: line has {} characters, 512 expected (LineTooLong): "
+
+# What is found in a line that is made as long as its kind.
+CLEAN = "no errors or warnings"
+NO_SERIAL_NUMBER = "1 warning, at columns 352-363 (meterSerialNumber)"
+UNFINISHED = "1 warning, at columns 426-437 (meterReadingDate)"
+
+
+def padded(spaces, found):
+    return f"padded with {spaces} space{'s' * (spaces > 1)} at its end, it has {found}"
+
+
+def without(extra, found):
+    return f"without its {extra}, it has {found}"
 
 
 class Lines(CliTest):
@@ -19,66 +35,71 @@ class Lines(CliTest):
     def test_good_lines(self):
         self.assert_findings(lines(ROUND, METER, INFORMATION))
 
-    def test_too_short_because_blanks_were_trimmed(self):
-        trimmed = put(METER, 508, b"     ").rstrip()
-        self.assert_line(trimmed, " " + SHORT.format(507) + "trailing blanks were probably trimmed")
-
-    def test_too_short_in_a_text_may_be_trimmed_blanks(self):
-        self.assert_line(METER[:300].rstrip(), " error: line has 280 characters, 512 expected (LineTooShort): "
-                         "trailing blanks were probably trimmed")
+    def test_too_short(self):
+        self.assert_line(put(METER, 508, b"     ").rstrip(), " " + SHORT.format(507) + padded(5, CLEAN))
+        self.assert_line(METER[:300].rstrip(), " " + SHORT.format(280) + padded(232, NO_SERIAL_NUMBER))
+        self.assert_line(METER[:437], " " + SHORT.format(437) + padded(75, UNFINISHED))
+        self.assert_line(METER[:150], " " + SHORT.format(150) + padded(362, "2 warnings, the first at columns 232-351 (meterInformation)"))
 
     def test_too_short_inside_a_field_that_is_no_text(self):
-        self.assert_line(METER[:430], " " + SHORT.format(430) + "it ends inside meterReadingDate")
-
-    def test_too_short_at_the_end_of_a_field_that_is_no_text(self):
-        self.assert_line(METER[:437], " " + SHORT.format(437) + "trailing blanks were probably trimmed")
-
-    def test_too_short_although_it_ends_with_blanks(self):
-        self.assert_line(METER[:150], " " + SHORT.format(150) + "characters are missing")
+        self.assert_line(METER[:430], " " + SHORT.format(430) + "it ends inside meterReadingDate (426-437); " +
+                         padded(82, "1 error, at columns 426-437 (meterReadingDate)"))
+        self.assert_line(METER[:404], " " + SHORT.format(404) + "it ends inside meterMinEstimatedConsumption (402-413); " + padded(108, CLEAN))
 
     def test_too_short_with_lf_alone(self):
-        self.assert_line(METER[:430], " " + SHORT.format(430) + "it ends inside meterReadingDate, and it ends with LF alone",
-                         end=b"\n")
+        self.assert_line(METER[:256], " " + SHORT.format(256) + "it ends with LF alone; " + padded(256, NO_SERIAL_NUMBER), end=b"\n")
 
     def test_too_short_at_the_end_of_the_file(self):
-        self.assert_line(METER[:430], " " + SHORT.format(430) + "the file ends inside it", end=b"")
+        for end in (b"", b"\r"):
+            self.assert_line(METER[:256], " " + SHORT.format(256) + "the file ends here; " + padded(256, NO_SERIAL_NUMBER), end=end)
 
     def test_one_character(self):
-        self.assert_line(b"1", " error: line has 1 character, 512 expected (LineTooShort): trailing blanks were probably trimmed")
+        self.assert_line(b"1", " error: line has 1 character, 512 expected (LineTooShort): " +
+                         padded(511, "3 warnings, the first at columns 6-155 (subscriberInformation)"))
+
+    def test_too_short_without_a_letter(self):
+        self.assert_line(b"x", " error: line has 1 character, 512 expected (LineTooShort): " + padded(511, "1 error, at column 1"))
 
     def test_damaged_line_hides_field_errors(self):
-        self.assert_line(put(METER, 426, b"202402300900")[:500], " " + SHORT.format(500) + "it ends inside meterLastUpdateDate")
+        self.assert_line(put(METER, 426, b"202402300900")[:500], " " + SHORT.format(500) +
+                         padded(12, "2 errors and 1 warning, the first at columns 426-437 (meterReadingDate)"))
 
     def test_too_long_by_blanks(self):
-        self.assert_line(put(METER, 459, b"Z") + b"   ",
-                         "513: error: line has 515 characters, 512 expected (LineTooLong): 3 too many, all of them blanks")
+        self.assert_line(put(METER, 459, b"Z") + b"   ", "513: " + LONG.format(515) + "3 too many, all of them spaces; without its last "
+                         "3 characters, it has 1 error and 1 warning, the first at column 459 (meterReadingMethod)")
 
     def test_too_long_with_another_line_end(self):
-        told = "513: error: line has 514 characters, 512 expected (LineTooLong): 2 too many"
-        self.assert_line(METER + b"xy", told + ", and it ends with LF alone", end=b"\n")
-        self.assert_line(METER + b"xy", told + ", and it has no line end", end=b"")
+        told = "513: " + LONG.format(514) + "2 too many; " + without("last 2 characters", CLEAN)
+        self.assert_line(METER + b"xy", told + "; it ends with LF alone", end=b"\n")
+        self.assert_line(METER + b"xy", told + "; it has no line ending", end=b"")
 
-    def test_too_long_by_one_blank(self):
-        self.assert_line(METER + b" ", "513: error: line has 513 characters, 512 expected (LineTooLong): 1 too many, a blank")
+    def test_too_long_by_one_character(self):
+        told, warned = "513: " + LONG.format(513) + "1 too many", "{} errors and 2 warnings, the first at columns {}"
+        self.assert_line(METER + b" ", told + ", a space; " + without("last character", CLEAN))
+        self.assert_line(METER + b"x", told + "; " + without("last character", CLEAN))
+        for extra in (b"x", b" ", b"1"):
+            self.assert_line(extra + METER, told + ", a space; " + without("first character", CLEAN))
+            for place, errors, first in ((150, 8, "157-164 (meterHistory1ReadingDate)"), (300, 5, "384-391 (meterPreviousReadingDate)")):
+                self.assert_line(METER[:place] + extra + METER[place:],
+                                 told + ", a space; " + without("last character", warned.format(errors, first)))
 
     def test_too_long_hides_field_errors(self):
-        self.assert_line(METER[:100] + b"xyz" + METER[100:],
-                         "513: error: line has 515 characters, 512 expected (LineTooLong): 3 too many")
+        self.assert_line(METER[:100] + b"xyz" + METER[100:], "513: " + LONG.format(515) + "3 too many; " + without(
+            "last 3 characters", "9 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
 
     def test_too_long_because_it_is_utf8(self):
-        self.assert_line(METER.decode("latin-1").encode("utf-8"), "513: error: line has 515 characters, 512 expected (LineTooLong): "
-                         "3 too many, because it is UTF-8 read as ANSI")
+        self.assert_line(METER.decode("latin-1").encode("utf-8"), "513: " + LONG.format(515) + "3 too many; read as UTF-8, it has 512 characters")
 
     def test_two_lines_run_together_without_line_end(self):
-        self.assert_line(METER + METER, "513: error: line has 1024 characters, 512 expected (LineTooLong): 512 too many")
+        self.assert_line(METER + METER, "513: " + LONG.format(1024) + "512 too many; " + without("last 512 characters", CLEAN))
 
     def test_two_lines_run_together_without_lf(self):
-        self.assert_line(METER + b"\r" + METER, "513: error: line has 1025 characters, 512 expected (LineTooLong): 513 too many, "
-                         "behind a CR without LF at column 513: lines have run together")
+        self.assert_line(METER + b"\r" + METER, "513: " + LONG.format(1025) + "513 too many, after a CR without LF at column 513; " +
+                         without("last 513 characters", CLEAN))
 
     def test_two_carriage_returns(self):
-        self.assert_line(METER + b"\r", "513: error: line has 513 characters, 512 expected (LineTooLong): 1 too many, "
-                         "more than one CR before the LF")
+        self.assert_line(METER + b"\r", "513: " + LONG.format(513) + "1 too many, more than one CR before the LF; " +
+                         without("last character", CLEAN))
 
     def test_empty(self):
         self.assert_line(b"", " error: line is empty (LineEmpty)")
@@ -127,6 +148,78 @@ class Lines(CliTest):
                       "       |                            ^~ columns 513-514\n", result.out)
         result = self.check(self.after(METER[:30]))
         self.assertIn("     3 | 1   1ABONN\u00c9 0001              \n\nf: 1 error, 0 warnings", result.out)
+
+
+class ChangedOnTheWay(CliTest):
+    """Lines that programs on the way have changed: what the message asserts was tested, and no cause is guessed."""
+
+    TABS = " error: line has {} characters, 512 expected (LineTooShort): it holds {} tab characters, the first at column {}; "
+
+    def told(self, line):
+        finding = self.check(lines(ROUND, METER, METER, line)).findings[0]
+        self.assertTrue(finding.startswith("f:4:"), finding)
+        return finding.removeprefix("f:4:")
+
+    def test_spaces_that_became_tabs(self):
+        expandable = b"".join(cell.rstrip() + b"\t" if cell.endswith(b"  ") else cell for cell in (METER[i:i + 8] for i in range(0, 512, 8)))
+        self.assertEqual(self.told(expandable), self.TABS.format(310, 36, 17) + "with tabs expanded to every 8th column, "
+                         "it has 512 characters and no errors or warnings")
+        broken = put(expandable, expandable.index(b"\t") + 1, b"x\t")
+        self.assertIn("; padded with 202 spaces at its end, it has ", self.told(broken))
+        self.assertEqual(self.told(re.sub(b"  +", b"\t", METER)), self.TABS.format(224, 18, 2) +
+                         padded(288, "5 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+        self.assertEqual(self.told(METER[:29] + b"\t" + METER[30:280]), " " + SHORT.format(280) + "it holds 1 tab character, at column 30; " +
+                         padded(232, NO_SERIAL_NUMBER))
+
+    def test_spaces_that_were_collapsed(self):
+        self.assertEqual(self.told(re.sub(b" +", b" ", METER)), " " + SHORT.format(224) + padded(
+            288, "5 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+
+    def test_a_lost_character(self):
+        self.assertEqual(self.told(METER[:100] + METER[101:]), " " + SHORT.format(511) + padded(
+            1, "8 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+
+    def test_what_is_asserted_is_what_check_finds_in_that_line(self):
+        numbers, tried = random.Random(9), {"padded": 0, "last": 0, "first": 0}
+        for _ in range(150):
+            line = METER if numbers.random() < 0.7 else AMR
+            for _ in range(numbers.randint(1, 3)):
+                at, count = numbers.randrange(len(line)), numbers.randint(1, 4)
+                line = numbers.choice((line[:at] + line[at + count:], line[:at] + b"x \x001"[:count] + line[at:], line[:at + 1],
+                                       put(line, at + 1, b"\xa0"), b" " * count + line))
+            if len(line) == 512:
+                continue
+            told = self.told(line)
+            claim = re.fullmatch(r".*[):;] (padded with (\d+) spaces?|without its (last|first)(?: (\d+) characters| character)).*, it has (.*)", told)
+            how = claim[3] or "padded"
+            tried[how] += 1
+            count = int(claim[2] or claim[4] or 1)
+            repaired = {"padded": line + b" " * count, "last": line[:-count], "first": line[count:]}[how]
+            self.assertEqual(len(repaired), 512)
+            found = self.check(lines(ROUND, METER, METER, repaired), "--format", "json").json["files"][0]["findings"]
+            errors = [finding for finding in found if finding["severity"] == "error"]
+            counts = [f"{n} {what}{'s' * (n > 1)}" for n, what in ((len(errors), "error"), (len(found) - len(errors), "warning")) if n]
+            words = " and ".join(counts) or CLEAN
+            if found:
+                first = (errors or found)[0]
+                last = first["endColumn"] - 1
+                words += f", {'the first ' * (len(found) > 1)}at column{'s' * (last > first['column'])} {first['column']}"
+                words += f"-{last}" * (last > first["column"]) + (f" ({first['field']})" if "field" in first else "")
+            self.assertEqual(claim[5], words, (told, line))
+        self.assertTrue(all(count > 5 for count in tried.values()), tried)
+
+    def test_excerpts_tell_characters_apart_that_are_not_visible(self):
+        out = self.check(lines(put(METER, 392, b"\xa0\t\0\x1b\x7f\x80 5998"))).out
+        self.assertIn("200820230712␣␉␀␛␡\ufffd 5998  32.0", out)
+        out = self.check(lines(put(METER, 392, b"\xa0\t\x1b  15998"))).out
+        self.assertIn('f:1:392: error: meterPreviousReadingIndex: "\\xa0\\x09\\x1b  15998" is no whole number', out)
+        self.assertIn("     1 | ...            200820230712␣␉␛  15998   32.000000   96.000000...\n"
+                      "       |                            ^~~~~~~~~~ columns 392-401\n", out)
+
+    def test_no_pictures_of_a_file_pass_for_those(self):
+        out = self.check(utf16(put(put(METER.decode("latin-1"), 368, "␣␉"), 392, "x") + "\r\n")).out
+        self.assertIn("\ufffd\ufffd", out)
+        self.assertNotRegex(out, "[␣␉]")
 
 
 class AlarmFlags(CliTest):
@@ -192,29 +285,29 @@ class Kinds(CliTest):
         self.assertEqual(self.kinds(lines(ROUND, METER, METER, TAG)), {"round": 1, "meter subscriber": 2, "tag line": 1})
 
     def test_record_cut_to_the_length_of_a_tag_is_a_record(self):
-        self.assert_findings(lines(ROUND, METER, METER[:23]), "3: " + SHORT.format(23) + "characters are missing")
+        self.assert_findings(lines(ROUND, METER, METER[:23]), "3: " + SHORT.format(23) + padded(489, "2 warnings, the first at columns 232-351 (meterInformation)"))
 
     def test_record_among_tags_is_a_record(self):
         self.assertEqual(self.kinds(lines(TAG, TAG, METER)), {"tag line": 2, "meter subscriber": 1})
 
     def test_short_line_among_tags_is_a_tag(self):
         self.assert_findings(lines(TAG, TAG, b"XYtrimmed"),
-                             "3: error: line has 9 characters, 23 expected (LineTooShort): trailing blanks were probably trimmed")
+                             "3: error: line has 9 characters, 23 expected (LineTooShort): " + padded(14, CLEAN))
 
     def test_short_line_among_parameters_is_a_parameter(self):
         self.assert_findings(lines(PARAMETER, PARAMETER, PARAMETER + b"!"),
-                             "3:41: error: line has 41 characters, 40 expected (LineTooLong): 1 too many")
+                             "3:41: error: line has 41 characters, 40 expected (LineTooLong): 1 too many; " + without("last character", CLEAN))
 
     def test_file_of_trimmed_records(self):
         meter = put(METER, 506, b"       ").rstrip()
-        self.assert_findings(lines(ROUND.rstrip(), meter), "2: " + SHORT.format(505) + "trailing blanks were probably trimmed")
-        self.assert_findings(lines(ROUND[:320].rstrip(), meter, meter),
-                             *(f"{n}: {SHORT.format(size)}trailing blanks were probably trimmed" for n, size in ((1, 320), (2, 505), (3, 505))))
+        trimmed = SHORT.format(505) + padded(7, CLEAN)
+        self.assert_findings(lines(ROUND.rstrip(), meter), "2: " + trimmed)
+        self.assert_findings(lines(ROUND[:320].rstrip(), meter, meter), "1: " + SHORT.format(320) + padded(192, "1 warning, at columns 300-315 (meterInformationLabelArea3)"),
+                             "2: " + trimmed, "3: " + trimmed)
 
     def test_damage_before_the_first_good_line(self):
         self.assert_findings(lines(METER[:437], b"damage", METER, METER, METER),
-                             "1: " + SHORT.format(437) + "trailing blanks were probably trimmed",
-                             "2: error: line has 6 characters, 512 expected (LineTooShort): trailing blanks were probably trimmed")
+                             "1: " + SHORT.format(437) + padded(75, UNFINISHED), "2: " + SHORT.format(6) + padded(506, "1 error, at column 1"))
 
     def test_no_exchange_file(self):
         told = "error: line has {} characters (LineKindUnknown): a record has 512, a parameter has 40, a tag has 23"
@@ -222,11 +315,11 @@ class Kinds(CliTest):
                              "3: error: line is empty (LineEmpty)", "4: " + told.format(4))
 
     def test_kind_can_be_chosen(self):
-        self.assert_findings(lines(TAG), "1: error: line has 23 characters, 40 expected (LineTooShort): characters are missing",
+        self.assert_findings(lines(TAG), "1: error: line has 23 characters, 40 expected (LineTooShort): " + padded(17, "1 warning, at columns 9-40 (value)"),
                              options=("--kind", "parameter"))
-        self.assert_findings(lines(PARAMETER), "1:24: error: line has 40 characters, 23 expected (LineTooLong): 17 too many, all of them blanks",
+        self.assert_findings(lines(PARAMETER), "1:24: error: line has 40 characters, 23 expected (LineTooLong): 17 too many, all of them spaces; " + without("last 17 characters", CLEAN),
                              options=("--kind", "tag"))
-        self.assert_findings(lines(TAG), "1: error: line has 23 characters, 512 expected (LineTooShort): characters are missing",
+        self.assert_findings(lines(TAG), "1: " + SHORT.format(23) + padded(489, "1 error, at column 1"),
                              options=("--kind", "record"))
         self.assertEqual(self.kinds(lines(KEY), "--kind", "key"), {"key line": 1})
 
