@@ -1,4 +1,5 @@
 #include "arguments.h"
+#include "place.h"
 #include "platform.h"
 #include "text.h"
 #include <CLI/CLI.hpp>
@@ -37,13 +38,25 @@ std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
     } catch (const CLI::ParseError& error) { throw WrongUsage{printable(std::string_view(error.what()))}; }
     std::vector<std::string> others = operands();
     if (wantsHelp) throw HelpWanted{};
+    // Other programs' --color needs no value: a FILE after it is taken for one, and would only be missed.
+    if (const CLI::Option* colour = parser->get_option_no_throw("--color"); colour && colour->count() > 0)
+        colourChoice(colour->results().back());
     return others;
 }
 
 std::vector<std::string> Arguments::parseFiles(std::vector<std::string> words) {
     std::vector<std::string> files = parse(std::move(words));
-    if (files.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    if (files.empty()) missFile();
     return files;
+}
+
+void Arguments::missFile() const {
+    std::string message = "a FILE is missing (\"-\" is the standard input)";
+    for (const CLI::Option* option : parser->get_options())
+        if (option->get_items_expected() > 0 && option->count() > 0 && isFile(option->results().back()))
+            message += fmt::format(
+                "; \"{}\" is the value of {}", printable(std::string_view(option->results().back())), option->get_name());
+    throw WrongUsage{message};
 }
 
 std::string Arguments::parseFile(std::vector<std::string> words) {
@@ -53,13 +66,13 @@ std::string Arguments::parseFile(std::vector<std::string> words) {
     return files.front();
 }
 
-// CLI11 would make two operands of "[a,b]".
+// CLI11 would make two operands of "[a,b]". "-:10" is a line of the standard input.
 std::vector<std::string> Arguments::operands() const {
     std::vector<std::string> all;
     bool noOptions = false;
     for (const std::string& word : parser->remaining()) {
         if (!noOptions && word == "--") noOptions = true;
-        else if (!noOptions && word.size() > 1 && word.starts_with('-')) refuse(word);
+        else if (!noOptions && word.size() > 1 && word.starts_with('-') && !word.starts_with("-:")) refuse(word);
         else all.push_back(word);
     }
     return all;
@@ -72,7 +85,7 @@ void Arguments::refuse(std::string_view word) const {
     const std::string_view near =
         meant(word.substr(0, word.find('=')), std::vector<std::string_view>(names.begin(), names.end()));
     throw WrongUsage{
-        fmt::format("\"{}\" is no option{}", printable(word), near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
+        fmt::format("unknown option \"{}\"{}", printable(word), near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
 }
 
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
@@ -114,8 +127,12 @@ unsigned threadCount(std::string_view word) {
 }
 
 ColourChoice colourChoice(const std::string& word) {
-    return chosen<ColourChoice>(
-        "--color", word, {{"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}});
+    using enum ColourChoice;
+    const std::vector<std::pair<std::string_view, ColourChoice>> choices{{"auto", Auto}, {"always", Always}, {"never", Never}};
+    if (std::ranges::none_of(choices, [&](const auto& choice) { return choice.first == word; }) && isFile(word))
+        throw WrongUsage{fmt::format("--color needs auto, always or never; \"{}\" is a file: write --color=always {}",
+            printable(std::string_view(word)), shellWord(printable(std::string_view(word))))};
+    return chosen<ColourChoice>("--color", word, choices);
 }
 
 EncodingChoice encodingChoice(const char* option, const std::string& word) {

@@ -32,6 +32,9 @@ public:
     /// The same where one FILE or more are.
     std::vector<std::string> parseFiles(std::vector<std::string> words);
 
+    /// Says that a FILE is missing, and which option has taken one for its value.
+    [[noreturn]] void missFile() const;
+
     /// Whether an option was among the words.
     bool has(const char* name) const;
 

@@ -7,6 +7,7 @@
 #include "input.h"
 #include "linemodel.h"
 #include "outfile.h"
+#include "place.h"
 #include "platform.h"
 #include "reference.h"
 #include "report.h"
@@ -29,6 +30,8 @@ Examples:
   tramo explain meter-subscriber:195             the field at this column
   tramo explain samples/round-broken.txt:10:195  the field at this place of a
                                                  file, and what it holds there
+  tramo explain samples/round-broken.txt:10      the line, and what is wrong
+                                                 with it
   tramo explain 0x01B                            an error, and every field that
                                                  reports it
   tramo explain 1:meterReadingDate               a field by its name; 1 is the
@@ -40,7 +43,7 @@ Examples:
 
 Usage: tramo explain [OPTION]... [WHAT]...
 
-WHAT is KIND, KIND:COLUMN, KIND:FIELD, FIELD, FILE:LINE:COLUMN or ERROR.
+WHAT is KIND, KIND:COLUMN, KIND:FIELD, FIELD, FILE:LINE[:COLUMN] or ERROR.
 
 A KIND is a letter, a name ("meter subscriber", "meter-subscriber", "tag",
 "key") or the name of its class. An ERROR is a code (0x01B) or a name
@@ -102,23 +105,6 @@ std::vector<std::string_view> allNames() {
     for (const RecordKind* kind : allKinds())
         for (const Field& field : kind->fields) names.push_back(field.name);
     return names;
-}
-
-struct Place {
-    std::string file;
-    long long line = 0;
-    int column = 0;
-};
-
-// FILE:LINE:COLUMN
-std::optional<Place> placeOf(std::string_view word) {
-    const std::size_t second = word.rfind(':');
-    if (second == std::string_view::npos || second == 0) return std::nullopt;
-    const std::size_t first = word.rfind(':', second - 1);
-    if (first == std::string_view::npos || first == 0) return std::nullopt;
-    const auto line = number(word.substr(first + 1, second - first - 1)), column = number(word.substr(second + 1));
-    if (!line || !column || *line < 1 || *column < 1) return std::nullopt;
-    return Place{std::string(word.substr(0, first)), *line, *column};
 }
 
 class Explainer {
@@ -215,22 +201,19 @@ public:
     }
 
     void place(const Place& place) {
-        Input input(place.file, EncodingChoice::Auto);
+        Input input(place.file, EncodingChoice::Auto, {.first = place.line, .last = place.line});
         Line line;
-        while (line.number < place.line)
-            if (!input.next(line))
-                throw Unreadable{fmt::format("has {}; there is no line {}",
-                                     counted(static_cast<unsigned long long>(line.number), "line"), place.line),
-                    place.file};
+        if (!input.next(line)) throw input.hasNoLine(place.line);
         // Among key lines every line may be a piece of one, whatever its length.
         const auto prevailing = input.prevailingKind();
         const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
         std::vector<Finding> findings;
         const bool sound = judge(line, lineKind, findings);
-        if (sound) checkFields(*lineKind, line.text, true, findings);
-        heading(fmt::format("{}:{}:{}", input.name(), place.line, place.column));
+        if (sound) checkFields(*lineKind, line.text, place.column > 0, findings);
+        heading(fmt::format("{}:{}{}", input.name(), place.line, place.column ? fmt::format(":{}", place.column) : ""));
         out.print("\n");
         if (sound && lineKind == LineKind::Key) {
+            for (const Finding& finding : findings) found(finding);
             entry("key line", "its values have names, not columns");
             out.print("\n");
             return keyKind();
@@ -240,10 +223,22 @@ public:
         if (!sound)
             for (const Finding& finding : findings) entry("damaged", sentence(finding));
         if (!kind || (!sound && lineKind != LineKind::Record)) return;
-        if (place.column > kind->length)
+        if (place.column == 0) {
+            if (sound)
+                for (const Finding& finding : findings) found(finding);
+            if (findings.empty()) entry("check", "no errors or warnings");
+            out.print("\n");
+            return this->kind(*kind);
+        }
+        if (place.column > kind->length) {
+            if (!sound) return;  // a place behind the line's last field, which is what was said
             throw Unreadable{fmt::format("{} lines have the columns 1 to {}", kind->name, kind->length), place.file};
-        for (const Field* field : fieldsAt(*kind, place.column))
-            if (sound) value(*field, line.text, findings);
+        }
+        if (sound) {
+            for (const Finding& finding : findings)
+                if (finding.field.empty() && finding.column <= place.column && place.column < finding.endColumn) found(finding);
+            for (const Field* field : fieldsAt(*kind, place.column)) value(*field, line.text, findings);
+        }
         out.print("\n");
         column(*kind, place.column);
     }
@@ -324,8 +319,10 @@ private:
     void value(const Field& field, std::wstring_view line, const std::vector<Finding>& findings) {
         entry("text", quoted(trimmed(cut(line, field))));
         for (const Finding& finding : findings)
-            if (finding.field == field.name) entry(finding.rule->isError(false) ? "error" : "warning", sentence(finding));
+            if (finding.field == field.name) found(finding);
     }
+
+    void found(const Finding& finding) { entry(finding.rule->isError(false) ? "error" : "warning", sentence(finding)); }
 
     void neighbours(const RecordKind& kind, const Field& field) {
         if (field.column) neighbours(kind, field.column, field.column + field.width);
@@ -401,13 +398,15 @@ bool explainField(std::string_view word, Explainer& explainer) {
 void explainWord(std::string_view word, Explainer& explainer) {
     if (const std::size_t colon = word.find(':'); colon != std::string_view::npos) {
         if (explainInKind(word.substr(0, colon), word.substr(colon + 1), explainer)) return;
-        if (const auto place = placeOf(word)) return explainer.place(*place);
+        const Place place = placeOf(std::string(word), true);
+        if (place.column || (place.line && isFile(place.file))) return explainer.place(place);
+        if (isFile(std::string(word)))
+            throw WrongUsage{fmt::format("\"{}\" is a file; a place in it is FILE:LINE[:COLUMN]", printable(word))};
         std::vector<std::string_view> kinds{shapeOf(LineKind::Key).name};
         for (const RecordKind* kind : allKinds()) kinds.push_back(kind->name), kinds.push_back(kind->model);
+        const std::string near = didYouMean(word.substr(0, colon), kinds);
         throw WrongUsage{fmt::format("\"{}\" is no kind of lines{}", printable(word.substr(0, colon)),
-            number(word.substr(colon + 1)) && meant(word.substr(0, colon), kinds).empty()
-                ? "; a place in a file is FILE:LINE:COLUMN"
-                : didYouMean(word.substr(0, colon), kinds))};
+            near.empty() && place.line ? "; nor is there such a file: a place in one is FILE:LINE[:COLUMN]" : near)};
     }
     if (const RecordKind* kind = kindNamed(word)) return explainer.kind(*kind);
     if (isKeyKind(word)) return explainer.keyKind();

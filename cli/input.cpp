@@ -43,13 +43,6 @@ constexpr Mark refusedMarks[] = {
 };
 constexpr const char* readableEncodings = "only ANSI and UTF-16 little-endian (FF FE) can be read";
 
-// A path as a word of a command line of any shell.
-std::string shellWord(const std::string& path) {
-    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-";
-    const std::string word = (path.starts_with('-') ? "./" : "") + path;
-    return word.find_first_not_of(plain) == std::string::npos ? word : quotedForShell(word);
-}
-
 // Nearly every other byte is zero: text in UTF-16 without its byte order mark. Says what gives it one; empty: it is none.
 std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
     std::size_t zeros[2] = {0, 0};

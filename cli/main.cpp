@@ -84,6 +84,16 @@ const Command& find(const std::string& name) {
         near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
 }
 
+// An option before the command that is none of the tool's own.
+[[noreturn]] void refuseOption(const std::string& word, bool isAlone) {
+    static constexpr std::string_view own[] = {"--help", "--version"};
+    const std::string name = printable(std::string_view(word));
+    if (const std::string_view near = meant(word, own); !near.empty())
+        throw WrongUsage{fmt::format("unknown option \"{}\"; did you mean \"{}\"?", name, near)};
+    if (isAlone) throw WrongUsage{fmt::format("unknown option \"{}\"", name)};
+    throw WrongUsage{fmt::format("the command must come first, before \"{}\"", name)};
+}
+
 std::string help(const std::vector<std::string>& words) {
     if (words.empty()) return overview();
     const std::string second = words.size() > 1 ? words[1] : "";
@@ -115,8 +125,7 @@ int run(const std::vector<std::string>& arguments) {
         show(help(others));
         return nothingFound;
     }
-    if (first.starts_with('-'))
-        throw WrongUsage{fmt::format("the command must come first, before \"{}\"", printable(std::string_view(first)))};
+    if (first.starts_with('-')) refuseOption(first, others.empty());
     const Command& command = find(first);
     running = &command;
     try {

@@ -6,6 +6,7 @@
 #include "fieldcheck.h"
 #include "input.h"
 #include "linemodel.h"
+#include "place.h"
 #include "platform.h"
 #include "report.h"
 #include "text.h"
@@ -28,11 +29,14 @@ Examples:
   tramo show --all samples/round-broken.txt 3-5  lines 3 to 5, with every field
   tramo show --raw samples/round-broken.txt 10   the line as it stands, below a
                                                  ruler
+  tramo show samples/round-broken.txt:10:195     what tramo check names so: of
+                                                 line 10 the field at column 195
   tramo show round.txt                           the whole file
   tramo show - 172 < round.txt                   what comes in on the standard
                                                  input
 
 Usage: tramo show [OPTION]... FILE [LINE|FROM-TO|FROM-]
+       tramo show [OPTION]... FILE:LINE[:COLUMN]
 
 Dates are shown in local time. Alarm flags are listed by name below the field
 that holds them. A text has quotation marks, and no blanks at its end. A field
@@ -40,6 +44,8 @@ is "unreadable" when its text cannot be read: its value is then the one of a
 blank field. "read into" marks a field whose text is read into another one.
 A damaged line (too short, too long, of no known kind) is shown as text, for
 its fields do not stand in their columns. The keys in a key line are masked.
+With COLUMN only the field at that column is shown, also when it is blank; below
+a ruler the column is marked.
 
 Options:
   --all             also blank fields, flags that are not set, and fields that
@@ -65,6 +71,7 @@ Exit codes:
 struct Options {
     std::string file;
     std::optional<LineRange> lines;
+    int column = 0;  ///< 0: all of them
     EncodingChoice encoding = EncodingChoice::Auto;
     std::optional<LineKind> kind;
     bool all = false, raw = false, showKeys = false, colour = false;
@@ -81,10 +88,16 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--kind", kind);
     given.option("--color,--colour", colour);
     const std::vector<std::string> operands = given.parse(std::move(arguments));
-    if (operands.empty()) throw WrongUsage{"a FILE is missing (\"-\" is the standard input)"};
+    if (operands.empty()) given.missFile();
     if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};
     options.file = operands[0];
-    if (operands.size() == 2) options.lines = lineRange("LINE", operands[1]);
+    if (operands.size() == 2) {
+        options.lines = lineRange("LINE", operands[1]);
+    } else if (const Place place = placeOf(operands[0], false); place.line) {
+        options.file = place.file;
+        options.lines = {.first = place.line, .last = place.line};
+        options.column = place.column;
+    }
 
     options.encoding = encodingChoice("--encoding", encoding);
     options.kind = kindChoice(kind);
@@ -134,6 +147,12 @@ public:
         std::ranges::stable_sort(findings, {}, &Finding::column);
         model = sound ? LineModel::of(*kind, line.text) : std::nullopt;
         const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && mayHoldKeys(line.text)));
+        const bool hasColumns = model || !sound || options.raw;
+        if (hasColumns && static_cast<std::size_t>(options.column) > line.text.size())
+            throw Unreadable{fmt::format("line {} has {}; there is no column {}", line.number,
+                                 counted(line.text.size(), "character"), options.column),
+                options.file};
+        if (model && !options.raw && options.column) keepFindingsAt(options.column);
 
         heading(line, kind, sound);
         if (options.raw || !sound) {
@@ -146,6 +165,9 @@ public:
             if (model) addFields(line.text);
             else addKeyValues(line.text);
             print();
+            if (model && rows.empty() && options.column)
+                out.print("  column {}: {}\n", options.column,
+                    options.column == 1 && model->kind().letter ? "the letter of its kind" : "no field");
         }
         const bool clean = findings.empty();
         findings.clear();
@@ -169,6 +191,15 @@ private:
         if (!kind) return "line of unknown kind";
         const RecordKind* record = *kind == LineKind::Record ? recordKind(text.front()) : nullptr;
         return std::string("damaged ") + (record ? record->name : shapeOf(*kind).name) + " line";
+    }
+
+    bool isChosen(const Field& field) const {
+        return options.column == 0 || (field.column <= options.column && options.column < field.column + field.width);
+    }
+
+    // Only those that are about a field there, or about the column itself.
+    void keepFindingsAt(int column) {
+        std::erase_if(findings, [&](const Finding& finding) { return column < finding.column || column >= finding.endColumn; });
     }
 
     // What is wrong with no field that has a row.
@@ -195,18 +226,21 @@ private:
     }
 
     void addFields(std::wstring_view line) {
+        bool isShown = options.column == 0;  // the field that holds the flags behind it
         for (const Field& field : model->kind().fields) {
             const FieldValue value = model->get(field);
             if (field.column == 0) {
                 const bool isSetFlag = field.kind == FieldKind::Flag && std::get<bool>(value);
-                if (!isSetFlag && !options.all) continue;
+                if ((!isSetFlag && !options.all) || !isShown) continue;
                 rows.push_back({.name = "  " + field.name, .hasText = false, .field = field.name});
                 Row& row = rows.back();
                 row.value = field.kind == FieldKind::Text ? cli::quoted(std::get<std::wstring>(value)) : words(field, value);
                 continue;
             }
             const std::wstring_view text = trimmed(cut(line, field));
-            if (!options.all && (field.overlaid || text.empty()) && !isFaulty(field)) continue;
+            isShown = isChosen(field);
+            if (!isShown) continue;
+            if (!options.all && !options.column && (field.overlaid || text.empty()) && !isFaulty(field)) continue;
             Row row{.columns = columnsOf(field), .name = field.name, .value = {}, .text = text, .field = field.name};
             if (text.empty()) row.value = field.blank.empty() ? "-" : words(field, value) + " (default)", row.hasText = false;
             else if (!field.readInto.empty()) row.value = "read into " + field.readInto;
@@ -286,15 +320,19 @@ private:
         constexpr int margin = 8;
         const std::size_t tens = width > 0 ? static_cast<std::size_t>(std::max(1, (width - margin) / 10)) : 10;
         for (std::size_t from = 0; from < text.size(); from += tens * 10) {
-            if (const std::size_t blanks = blanksAt(text, from, tens * 10); blanks > 0) {
+            const std::size_t column = static_cast<std::size_t>(options.column), marked = column > from ? column - from : 0;
+            std::size_t blanks = blanksAt(text, from, tens * 10);
+            if (marked > 0 && marked <= blanks) blanks = (marked - 1) / (tens * 10) * (tens * 10);
+            if (blanks > 0) {
                 out.print("{}{:>6}  blank up to {}{}\n", colours.faint, from + 1, from + blanks, colours.off);
                 from += blanks - tens * 10;
                 continue;
             }
-            std::string ruler, line;
+            std::string ruler, line, mark;
             const std::size_t end = std::min(text.size(), from + tens * 10);
             for (std::size_t i = from; i < end; ++i) {
                 const Shown character = shown(text.substr(i, 1));
+                if (i - from + 1 == marked) mark = fmt::format("{:>{}}{:^>{}}", "", ruler.size(), "", character.width);
                 line += character.utf8;
                 ruler += fmt::format("{:.<{}}", (i + 1) % 10 == 5 ? ':' : '.', character.width);
                 if ((i + 1) % 10 != 0) continue;
@@ -303,6 +341,7 @@ private:
             }
             out.print("{}{:>{}}{}{}\n", colours.faint, "", margin, ruler, colours.off);
             out.print("{}{:>6}{}  {}\n", colours.faint, from + 1, colours.off, line);
+            if (!mark.empty()) out.print("{:>{}}{}\n", "", margin, mark);
         }
     }
 

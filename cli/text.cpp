@@ -201,6 +201,13 @@ std::string quotedForShell(std::string_view text) {
     return out + "'";
 }
 
+std::string shellWord(const std::string& path) {
+    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-";
+    if (path == "-") return path;
+    const std::string word = (path.starts_with('-') ? "./" : "") + path;
+    return word.find_first_not_of(plain) == std::string::npos ? word : quotedForShell(word);
+}
+
 std::string plainWord(std::string_view name) {
     std::string out;
     for (const char c : name)

@@ -39,6 +39,9 @@ void wipe(std::wstring& secret);
 /// In single quotes, as sh, bash, zsh and fish read it. fish also knows \\ and \', which no page needs otherwise.
 std::string quotedForShell(std::string_view text);
 
+/// A path as a word of a command line: in quotes where it needs them, and never an option.
+std::string shellWord(const std::string& path);
+
 /// One line of a file for showing: every character is one that is visible and has a known width. A control character is
 /// shown as its picture (U+2409 for a tab), a no-break space as U+2423, and whatever else cannot be shown as U+FFFD.
 struct Shown {

@@ -1,6 +1,7 @@
 """The command line: help, versions, slips."""
+import subprocess
 import unittest
-from support import METER, ROUND, CliTest, lines
+from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines
 
 
 class Help(CliTest):
@@ -37,20 +38,66 @@ class Slips(CliTest):
         self.assert_usage(["help", "chck"], '"chck" is no command; did you mean "check"?', "tramo help")
         self.assert_usage(["--strict", "check"], 'the command must come first, before "--strict"', "tramo help")
         self.assert_usage([""], '"" is no command', "tramo help")
+        for word, meant in (("--verison", "--version"), ("--versoin", "--version"), ("-version", "--version"), ("--hlep", "--help"), ("-help", "--help")):
+            self.assert_usage([word], f'unknown option "{word}"; did you mean "{meant}"?', "tramo help")
+        self.assert_usage(["--frobnicate"], 'unknown option "--frobnicate"', "tramo help")
+        self.assert_usage(["-V"], 'unknown option "-V"', "tramo help")
+        self.assert_usage(["--\x1b[31m"], r'unknown option "--\x1b[31m"', "tramo help")
 
     def test_options(self):
         self.assert_usage(["check"], 'check: a FILE is missing ("-" is the standard input)')
-        self.assert_usage(["check", "--fromat", "json", "f"], 'check: "--fromat" is no option; did you mean "--format"?')
-        self.assert_usage(["check", "--fromat=json", "f"], 'check: "--fromat=json" is no option; did you mean "--format"?')
-        self.assert_usage(["check", "--frobnicate", "f"], 'check: "--frobnicate" is no option')
-        self.assert_usage(["check", "-x", "f"], 'check: "-x" is no option')
+        self.assert_usage(["check", "--fromat", "json", "f"], 'check: unknown option "--fromat"; did you mean "--format"?')
+        self.assert_usage(["check", "--fromat=json", "f"], 'check: unknown option "--fromat=json"; did you mean "--format"?')
+        self.assert_usage(["check", "--frobnicate", "f"], 'check: unknown option "--frobnicate"')
+        self.assert_usage(["check", "-x", "f"], 'check: unknown option "-x"')
         self.assert_usage(["check", "f", "--format", "xml"], 'check: --format: "xml" is none of text, json, sarif')
         self.assert_usage(["check", "f", "--encoding", "utf8"], 'check: --encoding: "utf8" is none of auto, ansi, utf16le')
         self.assert_usage(["check", "f", "--kind", "8"], 'check: --kind: "8" is none of auto, record, parameter, tag, key')
         self.assert_usage(["check", "f", "--color", "red"], 'check: --color: "red" is none of auto, always, never')
         self.assert_usage(["check", "f", "--format"], "check: --format needs a value")
+        self.assert_usage(["check", "--verison", "f"], 'check: unknown option "--verison"')
         for number in ("-1", "x", "1x", "1.5", "18446744073709551616"):
             self.assert_usage(["check", "f", "--max-findings", number], f'check: --max-findings: "{number}" is no number of findings')
+
+
+class SwallowedFiles(CliTest):
+    """An option without its value takes the FILE after it for one."""
+
+    def assert_usage(self, arguments, message):
+        result = self.run_tool(*arguments, cwd=self.folder)
+        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {arguments[0]}: {message}\ntramo: try \"tramo help {arguments[0]}\"\n"))
+
+    def test_color(self):
+        for name, word in (("f", "f"), ("a b", "'a b'"), ("it's", r"'it'\''s'"), ("x\x1b[31m", r"'x\x1b[31m'"), ("-", "-")):
+            if name != "-":
+                self.write(name, lines(ROUND))
+            shown = name.replace("\x1b", r"\x1b")
+            for command in ("check", "diff", "explain", "show"):
+                for option in ("--color", "--colour"):
+                    for others in ([], ["f"], ["f", "f"]):
+                        self.assert_usage([command, option, name, *others], f'--color needs auto, always or never; "{shown}" is a file: '
+                                          f"write --color=always {word}")
+            self.assertEqual(self.run_tool("check", "--color", name, "--help", cwd=self.folder).code, 0)
+
+    def test_color_that_is_no_file(self):
+        for others in ([], ["f"]):
+            self.assert_usage(["check", "--color", "red", *others], '--color: "red" is none of auto, always, never')
+        self.write("always", lines(ROUND))
+        self.assertEqual(self.run_tool("check", "-q", "--color", "always", "always", cwd=self.folder).code, 0)
+
+    def test_the_advice_works(self):
+        self.write("it's", lines(ROUND))
+        command = self.run_tool("check", "--color", "it's", cwd=self.folder).err.splitlines()[0].split(": write ")[1]
+        done = subprocess.run(["sh", "-c", f"'{TRAMO}' check -q {command}"], cwd=self.folder, capture_output=True, env=ENVIRONMENT)
+        self.assertEqual((done.returncode, done.stdout), (0, b"\x1b[1mit's:\x1b[0m nothing found in 1 line\n"))
+
+    def test_other_options(self):
+        self.write("f", lines(ROUND))
+        missing = 'a FILE is missing ("-" is the standard input); "f" is the value of '
+        for command, option, more in (("check", "--format", []), ("check", "--max-findings", []), ("show", "--kind", []), ("stats", "--format", []),
+                                      ("convert", "--output", ["--encoding", "ansi"]), ("export", "--only", ["--to", "jsonl"])):
+            self.assert_usage([command, *more, option, "f"], missing + option)
+        self.assert_usage(["check", "--format", "g"], 'a FILE is missing ("-" is the standard input)')
 
 
 class Arguments(CliTest):

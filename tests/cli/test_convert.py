@@ -121,7 +121,7 @@ class Trouble(Convert):
                 ('-o OUT is missing ("-" is the standard output)', "a", "--encoding", "ansi"),
                 ('--encoding: "utf8" is none of ansi, utf16le', "a", "--encoding", "utf8", "-o", "x"),
                 ('--from: "x" is none of auto, ansi, utf16le', "a", "--encoding", "ansi", "--from", "x", "-o", "x"),
-                ('"--encodign" is no option; did you mean "--encoding"?', "a", "--encodign", "ansi", "-o", "x")):
+                ('unknown option "--encodign"; did you mean "--encoding"?', "a", "--encodign", "ansi", "-o", "x")):
             result = self.run_tool("convert", *arguments)
             self.assertEqual((result.code, result.out, result.err),
                              (2, "", f'tramo: convert: {message}\ntramo: try "tramo help convert"\n'))

@@ -263,7 +263,7 @@ class Trouble(Diff):
                 ("two files are expected, OLD and NEW", "a"), ("two files are expected, OLD and NEW", "a", "b", "c"),
                 ("only one of the files can be the standard input", "-", "-"),
                 ('--format: "xml" is none of text, json', "a", "b", "--format", "xml"),
-                ('"--exakt" is no option; did you mean "--exact"?', "a", "b", "--exakt")):
+                ('unknown option "--exakt"; did you mean "--exact"?', "a", "b", "--exakt")):
             result = self.run_tool("diff", *arguments)
             self.assertEqual((result.code, result.out, result.err), (2, "", f'tramo: diff: {message}\ntramo: try "tramo help diff"\n'))
 

@@ -50,6 +50,7 @@ READERS = [
     Use("rewrite FILE -o -"),
     Use("rewrite FILE -o OUT"),
     Use("show FILE", empty=1),
+    Use("show FILE:1", empty=2),
     Use("stats FILE"),
     Use("stats --format json FILE"),
 ]

@@ -137,7 +137,7 @@ class Fields(ExplainTest):
         self.assert_refused("1:513", "meter subscriber lines have the columns 1 to 512")
         self.assert_refused("1:0", "meter subscriber lines have the columns 1 to 512")
         self.assert_refused("metr subscriber:3", '"metr subscriber" is no kind of lines; did you mean "meter subscriber"?')
-        self.assert_refused("8:3", '"8" is no kind of lines; a place in a file is FILE:LINE:COLUMN')
+        self.assert_refused("8:3", '"8" is no kind of lines; nor is there such a file: a place in one is FILE:LINE[:COLUMN]')
         self.assert_refused("ParsDate", '"ParsDate" is no kind of lines, no field and no error; did you mean "ParseDate"?')
         self.assert_refused("\x1b[31m", r'"\x1b[31m" is no kind of lines, no field and no error')
         self.assert_refused("key:nothing", '"nothing" is no value of a key line')
@@ -183,9 +183,48 @@ class Places(ExplainTest):
         self.assertTrue(result.out.startswith('f:2:195\n\n  text      "20231340"\n  error     meterHistory3ReadingDate: "20231340" is no date'))
         self.assertTrue(result.out.endswith(self.explain("1:195")))
 
+    def test_a_line_of_a_file(self):
+        self.write("f", lines(METER, put(put(METER, 195, b"20231340"), 507, b"Q"), b" " + METER, METER[:300]) + METER)
+        meter = self.explain("1")
+        for word in ("f:1", "f:1:"):
+            self.assertEqual(self.run_tool("explain", word, cwd=self.folder).out, "f:1\n\n  check     no errors or warnings\n\n" + meter)
+        result = self.run_tool("explain", "f:2", cwd=self.folder)
+        self.assertEqual(result.code, 0)
+        self.assertTrue(result.out.startswith('f:2\n\n  error     meterHistory3ReadingDate: "20231340" is no date'))
+        self.assertIn('\n  error     meterFluidType: "Q" is no code', result.out)
+        self.assertTrue(result.out.endswith("\n\n" + meter))
+        self.assertEqual(self.run_tool("explain", "f:3", cwd=self.folder).out, "f:3\n\n  damaged   line has 513 characters, 512 expected (LineTooLong): "
+                         "1 too many, a space; without its first character, it has no errors or warnings\n")
+        out = self.run_tool("explain", "f:4", cwd=self.folder).out
+        self.assertTrue(out.startswith("f:4\n\n  damaged   line has 300 characters, 512 expected (LineTooShort)"))
+        self.assertTrue(out.endswith("\n\n" + meter))
+        self.assertIn("  error     the last line has no line end (LineEndMissing)", self.run_tool("explain", "f:5", cwd=self.folder).out)
+
+    def test_a_column_that_is_too_many(self):
+        self.write("f", lines(METER, METER + b"x"))
+        out = self.run_tool("explain", "f:2:513", cwd=self.folder).out
+        self.assertEqual(out, "f:2:513\n\n  damaged   line has 513 characters, 512 expected (LineTooLong): 1 too many; without its last "
+                         "character, it has no errors or warnings\n")
+
+    def test_a_character_at_fault(self):
+        self.write("f", lines(METER, put(METER, 240, b"\0")))
+        self.assertIn("  error     line holds 1 zero character (ZeroCharacter)", self.run_tool("explain", "f:2:240", cwd=self.folder).out)
+
     def test_colons_in_the_path(self):
-        self.write("a:1:2", lines(METER))
-        self.assertIn('"C12AB0100000"', self.run_tool("explain", "a:1:2:1:352", cwd=self.folder).out)
+        for name in ("a:1:2", "a:1", "C:\\x.txt"):
+            self.write(name, lines(METER))
+            self.assertIn('"C12AB0100000"', self.run_tool("explain", f"{name}:1:352", cwd=self.folder).out)
+            self.assertTrue(self.run_tool("explain", f"{name}:1", cwd=self.folder).out.startswith(f"{name}:1\n\n  check "))
+
+    def test_files_that_are_called_like_places(self):
+        self.write("a:1", lines(METER))
+        self.write("1", lines(METER))
+        result = self.run_tool("explain", "a:1", cwd=self.folder)
+        self.assertEqual((result.code, result.err.splitlines()[0]), (2, 'tramo: explain: "a:1" is a file; a place in it is FILE:LINE[:COLUMN]'))
+        self.write("a", lines(METER))
+        self.assertTrue(self.run_tool("explain", "a:1", cwd=self.folder).out.startswith("a:1\n\n  check "))
+        self.assertEqual(self.run_tool("explain", "1:1", cwd=self.folder).out, self.explain("1:1"))   # a kind before a file
+        self.assertTrue(self.run_tool("explain", "./1:1", cwd=self.folder).out.startswith("./1:1\n\n  check "))
 
     def test_key_lines_show_nothing(self):
         out = self.explain("samples/amr-keys.txt:1:300")
@@ -206,7 +245,9 @@ class Places(ExplainTest):
             self.assertEqual((result.code, result.err), (2, f"tramo: {message}\n"))
 
     def test_stdin(self):
-        self.assertIn('"C12AB0100000"', self.run_tool("explain", "--", "-:1:352", stdin=lines(METER)).out)
+        for words in (["--", "-:1:352"], ["-:1:352"]):
+            self.assertIn('"C12AB0100000"', self.run_tool("explain", *words, stdin=lines(METER)).out)
+        self.assertTrue(self.run_tool("explain", "-:1", stdin=lines(METER)).out.startswith("<stdin>:1\n\n  check "))
 
 
 class Reference(ExplainTest):
@@ -277,7 +318,7 @@ class Surroundings(ExplainTest):
             self.assertIn(b"cannot write the standard output", done.stderr)
 
     def test_usage(self):
-        self.assert_refused("--markdwn", '"--markdwn" is no option; did you mean "--markdown"?')
+        self.assert_refused("--markdwn", 'unknown option "--markdwn"; did you mean "--markdown"?')
         result = self.run_tool("explain", "--markdown", "1")
         self.assertEqual(result.code, 2)
         self.assertIn("it takes no other argument", result.err)

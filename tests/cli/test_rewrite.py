@@ -212,7 +212,7 @@ class Trouble(Rewrite):
                 ("either --dry-run or -o OUT is expected", "a"),
                 ("either --dry-run or -o OUT is expected", "a", "--dry-run", "-o", "x"),
                 ('--format: "xml" is none of text, json', "a", "--dry-run", "--format", "xml"),
-                ('"--dryrun" is no option; did you mean "--dry-run"?', "a", "--dryrun")):
+                ('unknown option "--dryrun"; did you mean "--dry-run"?', "a", "--dryrun")):
             result = self.run_tool("rewrite", *arguments)
             self.assertEqual((result.code, result.out, result.err),
                              (2, "", f'tramo: rewrite: {message}\ntramo: try "tramo help rewrite"\n'))

@@ -1,4 +1,5 @@
 """tramo show: lines as tables."""
+import os
 import re
 import subprocess
 import unittest
@@ -154,6 +155,111 @@ class Lines(ShowTest):
         self.assertIn("6 characters from line 2 on cannot be read", result.err)
         result = self.show(utf16("AB" + "x" * 21 + "\r\n") + b"z", "--kind", "tag")
         self.assertIn("half of a UTF-16 character", result.err)
+
+
+class Places(ShowTest):
+    """FILE:LINE and FILE:LINE:COLUMN, as check prints them."""
+
+    def shown(self, word, **run):
+        return self.run_tool("show", word, cwd=self.folder, **run)
+
+    def test_a_line(self):
+        by_number = self.run_tool("show", "samples/round-broken.txt", "10")
+        for word in ("samples/round-broken.txt:10", "samples/round-broken.txt:10:"):
+            result = self.run_tool("show", word)
+            self.assertEqual((result.code, result.out, result.err), (1, by_number.out, ""))
+        self.assertEqual(self.run_tool("show", "--all", "samples/round-broken.txt:10").out,
+                         self.run_tool("show", "--all", "samples/round-broken.txt", "10").out)
+
+    def test_a_field(self):
+        for column in (195, 200, 202):
+            result = self.run_tool("show", f"samples/round-broken.txt:10:{column}")
+            self.assertEqual((result.code, result.err), (1, ""))
+            self.assertEqual(result.out, "samples/round-broken.txt:10  meter subscriber\n"
+                             '  195-202  meterHistory3ReadingDate  unreadable  "20231340"\n'
+                             '           error: "20231340" is no date (ParseDate 0x01B): month 13; field at 195-202, reported at 194\n')
+        self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # what is wrong elsewhere does not count
+
+    def test_a_blank_field_and_none(self):
+        self.write("f", lines(METER))
+        self.assertEqual(self.shown("f:1:464").out, "f:1  meter subscriber\n  464-493  meterMessage  -\n")
+        self.assertEqual(self.shown("f:1:1").out, "f:1  meter subscriber\n  column 1: the letter of its kind\n")
+        self.write("f", b"AB".ljust(23) + b"\r\n")
+        self.assertEqual(self.shown("f:1:23").out, "f:1  tag\n  column 23: no field\n")
+
+    def test_fields_that_share_a_column_and_flags(self):
+        self.write("f", lines(AMR))
+        self.assertEqual(re.findall(r"(?m)^  +[-0-9]+  (\w+)", self.shown("f:1:232").out), ["pulseWeight", "pulseWeightStr"])
+        self.assertEqual(re.findall(r"(?m)^ {2}.{7}  ( *\w+)", self.shown("f:1:388").out),
+                         ["currentAlarms", "  currentAlarmLeakPastOrCurrent", "  currentAlarmLeakCurrent"])
+
+    def test_raw_marks_the_column(self):
+        self.write("f", lines(METER))
+        for column in (1, 10, 195, 300, 470, 512):
+            out = self.run_tool("show", "--raw", f"f:1:{column}", cwd=self.folder).out.splitlines()
+            at = next(i for i, line in enumerate(out) if line.strip() == "^")
+            first = int(out[at - 1][:6])
+            self.assertEqual(first + out[at].index("^") - 8, column)
+            self.assertEqual(sum("^" in line for line in out), 1)
+            self.assertTrue(out[at - 2].lstrip().startswith("."))
+        self.write("f", utf16("AB\u6c34\u6c34" + "x" * 19 + "\r\n"))
+        self.assertIn("AB\u6c34\u6c34xx", self.run_tool("show", "--raw", "--kind", "tag", "f:1:4", cwd=self.folder).out)
+        self.assertIn("\n            ^^\n", self.run_tool("show", "--raw", "--kind", "tag", "f:1:4", cwd=self.folder).out)
+
+    def test_a_column_among_blanks_is_marked(self):
+        self.write("f", lines(b"1" + b" " * 511))
+        self.assertEqual(self.run_tool("show", "--raw", "f:1:250", cwd=self.folder).out.splitlines()[3:8], [
+            "   101  blank up to 200", " " * 8 + "....:..210....:..220....:..230....:..240....:..250....:..260....:..270....:..280....:..290....:..300",
+            "   201  " + " " * 100, " " * 57 + "^", "   301  blank up to 500"])
+
+    def test_names_with_colons(self):
+        self.write("a", lines(ROUND, METER))
+        self.write("C:\\x.txt", lines(METER, AMR))
+        self.write("a:10", lines(METER, ROUND, AMR))
+        self.assertTrue(self.shown("C:\\x.txt:2").out.startswith("C:\\x.txt:2  AMR\n"))
+        self.assertTrue(self.shown("C:\\x.txt:2:232").out.startswith("C:\\x.txt:2  AMR\n  232-241"))
+        self.assertEqual(self.shown("C:\\x.txt").out.count("C:\\x.txt:"), 2)
+        self.assertTrue(self.shown("a:2").out.startswith("a:2  meter"))
+        self.assertEqual(self.shown("a:10").out.count("a:10:"), 3)      # its whole name
+        self.assertTrue(self.shown("a:10:3").out.startswith("a:10:3  AMR\n"))
+        self.assertTrue(self.shown("a:1:3").out.startswith("a:1  round\n      2-9  code"))
+        self.assertTrue(self.shown("./a:1").out.startswith("./a:1  round\n"))
+        self.assertEqual(self.run_tool("show", "a:10", "1", cwd=self.folder).out.count("a:10:1"), 1)
+
+    def test_stdin(self):
+        self.assertTrue(self.shown("-:2", stdin=lines(ROUND, METER)).out.startswith("<stdin>:2  meter subscriber\n"))
+        self.assertEqual(self.shown("-:1:2", stdin=lines(ROUND)).out, '<stdin>:1  round\n      2-9  code  "T0412"\n')
+
+    def test_places_that_are_not_there(self):
+        self.write("f", lines(METER, METER[:300]))
+        for word, message in (("f:3", "f: has 2 lines; there is no line 3"), ("f:1:513", "f: line 1 has 512 characters; there is no column 513"),
+                              ("f:2:301", "f: line 2 has 300 characters; there is no column 301"), ("g:1", "g: No such file or directory"),
+                              ("g:1:2:", "g: No such file or directory"), ("f:0", "f:0: No such file or directory"),
+                              ("f:x", "f:x: No such file or directory"), ("f:-1", "f:-1: No such file or directory"),
+                              ("f:99999999999999999999", "f:99999999999999999999: No such file or directory"),
+                              ("f:1:99999999999", "f:1: No such file or directory"), (":1", ":1: No such file or directory")):
+            result = self.shown(word)
+            self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {message}\n"), word)
+
+    def test_key_lines_have_no_columns(self):
+        self.assertEqual(self.run_tool("show", "samples/amr-keys.txt:1:300").out, self.run_tool("show", "samples/amr-keys.txt", "1").out)
+        self.write("f", b'{"serialNumber": 1 2}\r\n')
+        self.assertIn("KeyLineUnreadable", self.shown("f:1:20").out)
+
+    def test_every_place_that_check_prints(self):
+        self.write("f", lines(ROUND, METER, put(METER, 240, b"\0"), b" " + METER, METER[:256], METER[:430], METER.replace(b" ", b"\xa0"),
+                              put(METER, 1, b"x"), b"", put(AMR, 290, b"\0"), put(INFORMATION, 2, b"zz"), METER[:256] + b"\r" + METER) + METER + b"\n" + METER)
+        self.write("tags", b"AB\r\n" + b"AB".ljust(25) + b"\r\n")
+        places = 0
+        for name in ("f", "tags", *(os.path.join(ROOT, "samples", name) for name in ("round-broken.txt", "round-damaged.txt"))):
+            for place, rule in re.findall(r"(?m)^(\S+:\d+(?::\d+)?): (?:error|warning): .*? \((\w+)[ )]", self.run_tool("check", name, cwd=self.folder).out):
+                places += 1
+                for word in (place, place + ":"):
+                    for command, code in (("show", 1), ("explain", 0)):
+                        result = self.run_tool(command, word, cwd=self.folder)
+                        self.assertEqual((result.code, result.err), (code, ""), (command, word))
+                        self.assertIn(f"({rule}", result.out)
+        self.assertGreater(places, 90)
 
 
 class Damaged(ShowTest):
@@ -324,7 +430,7 @@ class Surroundings(ShowTest):
     def test_usage(self):
         for arguments, message in ((["show"], 'a FILE is missing ("-" is the standard input)'),
                                    (["show", "a", "1", "b"], 'one file at a time; what is "b"?'),
-                                   (["show", "--rwa", "a"], '"--rwa" is no option; did you mean "--raw"?')):
+                                   (["show", "--rwa", "a"], 'unknown option "--rwa"; did you mean "--raw"?')):
             result = self.run_tool(*arguments)
             self.assertEqual((result.code, result.err), (2, f"tramo: show: {message}\ntramo: try \"tramo help show\"\n"))
 
