@@ -10,7 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
-#include <set>
+#include <unordered_map>
 
 namespace tramo::cli {
 
@@ -25,13 +25,17 @@ Examples:
 
 Usage: tramo stats [OPTION]... FILE...
 
-A meter is read when its subscriber line has a reading date. Its consumption is
-compared where that and both bounds of the estimate are there. An alarm counts
-once for every line that raises it. A meter is located when an extended data
-line has its latitude and longitude; an area of an enquiry is answered when it
-has a code or a result. Meters are told apart by their serial numbers; lines
-without one are counted as lines only. The days are those of the subscriber
-lines' readings, in local time; many of them are shown by months or years.
+Meters are counted by their serial numbers: one that several lines name, also
+lines of several files, is one meter. Where lines and meters differ, both are
+shown; a line without a serial number is only counted as a line. So are radio
+modules. A meter is read when a subscriber line of it has a reading date.
+
+Readings, alarms and answered areas are counted by lines. A reading's
+consumption is compared where that and both bounds of the estimate are there. A
+meter is located when an extended data line has its latitude and longitude; an
+area of an enquiry is answered when it has a code or a result. The days are
+those of the subscriber lines' readings, in local time; many of them are shown
+by months or years.
 
 Lines of a wrong length, of an unknown kind or empty are counted and not read. A
 value that cannot be read counts as absent. "tramo check" tells about both.
@@ -57,20 +61,40 @@ void addTo(Numbers& sum, const Numbers& others) {
     for (const auto& [name, count] : others) sum[name] += count;
 }
 
-// Lines about meters, and how many meters these are.
-struct MeterLines {
-    Number lines = 0;
-    std::set<std::wstring> meters;
+// Lines, and how many meters or modules these are about.
+struct Lines {
+    Number all = 0, meters = 0;  ///< meters: serial numbers
+};
 
-    void add(const std::wstring& serialNumber) {
-        ++lines;
-        if (!serialNumber.empty()) meters.insert(serialNumber);
+// What has been said of the meters (or radio modules) of each serial number.
+class SerialNumbers {
+public:
+    enum About : unsigned char { Known, Read, Located, Changed, Enquired };
+
+    void add(const std::string& serialNumber, About what) {
+        ++found[what].all;
+        if (!serialNumber.empty()) note(serialNumber, bit(what));
     }
-    MeterLines& operator+=(const MeterLines& other) {
-        lines += other.lines;
-        meters.insert(other.meters.begin(), other.meters.end());
+
+    SerialNumbers& operator+=(const SerialNumbers& other) {
+        for (std::size_t what = 0; what < found.size(); ++what) found[what].all += other.found[what].all;
+        for (const auto& [serialNumber, notes] : other.said) note(serialNumber, notes);
         return *this;
     }
+
+    const Lines& operator[](About what) const { return found[what]; }
+
+private:
+    static unsigned char bit(std::size_t what) { return static_cast<unsigned char>(1U << what); }
+
+    void note(const std::string& serialNumber, unsigned char notes) {
+        unsigned char& known = said[serialNumber];
+        for (std::size_t what = 0; what < found.size(); ++what) found[what].meters += (notes & ~known & bit(what)) != 0;
+        known |= notes;
+    }
+
+    std::array<Lines, 5> found{};
+    std::unordered_map<std::string, unsigned char> said;  ///< a bit for each About
 };
 
 struct Stats {
@@ -78,12 +102,11 @@ struct Stats {
     Number lines = 0, notRead = 0, unreadableFields = 0;
     Numbers byKind;
 
-    Number meters = 0, read = 0;
+    SerialNumbers meters, modules;
+    Number linesWithoutMeter = 0, linesWithoutModule = 0;
     Numbers methods, states;  ///< of readings; "" is none
     Number belowEstimate = 0, withinEstimate = 0, aboveEstimate = 0, notCompared = 0;
-    Number modules = 0, modulesRead = 0;
     std::map<const Field*, Number> alarms;
-    MeterLines located, changed, enquired;
     Number areasAnswered = 0;
     std::string first, last;  ///< times of readings
     Numbers days;
@@ -92,13 +115,12 @@ struct Stats {
         isWhole &= other.isWhole;
         lines += other.lines, notRead += other.notRead, unreadableFields += other.unreadableFields;
         addTo(byKind, other.byKind);
-        meters += other.meters, read += other.read;
+        meters += other.meters, modules += other.modules;
+        linesWithoutMeter += other.linesWithoutMeter, linesWithoutModule += other.linesWithoutModule;
         addTo(methods, other.methods), addTo(states, other.states);
         belowEstimate += other.belowEstimate, withinEstimate += other.withinEstimate;
         aboveEstimate += other.aboveEstimate, notCompared += other.notCompared;
-        modules += other.modules, modulesRead += other.modulesRead;
         for (const auto& [field, count] : other.alarms) alarms[field] += count;
-        located += other.located, changed += other.changed, enquired += other.enquired;
         areasAnswered += other.areasAnswered;
         if (!other.first.empty()) addTime(other.first), addTime(other.last);
         addTo(days, other.days);
@@ -146,9 +168,11 @@ public:
 };
 
 void countMeter(const Values& meter, Stats& stats) {
-    ++stats.meters;
+    const std::string serialNumber = meter.word("meterSerialNumber");
+    stats.meters.add(serialNumber, SerialNumbers::Known);
+    stats.linesWithoutMeter += serialNumber.empty();
     if (!meter.has("meterReadingDate")) return;
-    ++stats.read;
+    stats.meters.add(serialNumber, SerialNumbers::Read);
     ++stats.methods[meter.word("meterReadingMethod")];
     ++stats.states[meter.word("meterReadingStatus")];
 
@@ -164,8 +188,15 @@ void countMeter(const Values& meter, Stats& stats) {
     ++stats.days[time.substr(0, time.find('T'))];
 }
 
+void countModule(const Values& module, Stats& stats) {
+    const std::string serialNumber = module.word("serialNumber");
+    stats.modules.add(serialNumber, SerialNumbers::Known);
+    stats.linesWithoutModule += serialNumber.empty();
+    if (module.has("currentReadingDate")) stats.modules.add(serialNumber, SerialNumbers::Read);
+}
+
 void countEnquiry(const Values& enquiry, Stats& stats) {
-    stats.enquired.add(enquiry.text("meterSerialNumber"));
+    stats.meters.add(enquiry.word("meterSerialNumber"), SerialNumbers::Enquired);
     for (int area = 1; enquiry.hasField(fmt::format("area{}Mode", area)); ++area)
         stats.areasAnswered += enquiry.has(fmt::format("area{}Code", area)) || enquiry.has(fmt::format("area{}Result", area));
 }
@@ -189,11 +220,11 @@ void countRecord(const LineModel& model, Stats& stats) {
     const Values record(model);
     for (const Field* alarm : alarmsOf(record.kind)) stats.alarms[alarm] += std::get<bool>(model.get(*alarm));
     if (record.hasField("meterReadingDate")) countMeter(record, stats);
-    if (record.hasField("currentReadingDate")) ++stats.modules, stats.modulesRead += record.has("currentReadingDate");
-    if (record.hasField("oldMeterSerialNumber")) stats.changed.add(record.text("oldMeterSerialNumber"));
+    if (record.hasField("currentReadingDate")) countModule(record, stats);
+    if (record.hasField("oldMeterSerialNumber")) stats.meters.add(record.word("oldMeterSerialNumber"), SerialNumbers::Changed);
     if (record.hasField("area1Mode")) countEnquiry(record, stats);
     if (std::isfinite(record.decimal("latitude")) && std::isfinite(record.decimal("longitude")))
-        stats.located.add(record.text("meterSerialNumber"));
+        stats.meters.add(record.word("meterSerialNumber"), SerialNumbers::Located);
 }
 
 Stats statsOf(Input& input) {
@@ -272,19 +303,22 @@ public:
         for (const auto& [name, count] : stats.byKind) row(count, name);
         if (stats.notRead) row(stats.notRead, "of them damaged, not read");
         if (stats.unreadableFields) row(stats.unreadableFields, "unreadable values, taken as absent");
-        if (stats.meters) printMeters(stats);
-        if (stats.modules) {
-            out.print("  radio modules {}\n", stats.modules);
-            row(stats.modulesRead, "with a current reading");
+        if (stats.meters[SerialNumbers::Known].all) printMeters(stats);
+        if (stats.modules[SerialNumbers::Known].all) {
+            out.print("  radio modules {}\n", meters(stats.modules[SerialNumbers::Known]));
+            printLines(stats.modules[SerialNumbers::Read], "with a current reading");
+            printWithout(stats.linesWithoutModule);
         }
         const auto alarms = raised(stats);
         if (!alarms.empty()) out.print("  alarms\n");
         for (const auto& [alarm, count] : alarms) row(count, fmt::format("{} ({})", alarm->name, kindOfAlarm(alarm)));
-        if (stats.located.lines + stats.changed.lines + stats.enquired.lines) out.print("  about meters\n");
-        if (stats.located.lines) printLines(stats.located, "located");
-        if (stats.changed.lines) printLines(stats.changed, "changed");
-        if (stats.enquired.lines) {
-            printLines(stats.enquired, "with enquiry results");
+        const Lines &located = stats.meters[SerialNumbers::Located], &changed = stats.meters[SerialNumbers::Changed],
+                    &enquired = stats.meters[SerialNumbers::Enquired];
+        if (located.all + changed.all + enquired.all) out.print("  about meters\n");
+        if (located.all) printLines(located, "located");
+        if (changed.all) printLines(changed, "changed");
+        if (enquired.all) {
+            printLines(enquired, "with enquiry results");
             row(stats.areasAnswered, "areas answered");
         }
         if (!stats.first.empty()) printDays(stats);
@@ -294,10 +328,12 @@ private:
     void row(Number count, const std::string& what) { out.print("  {:>8}  {}\n", count, what); }
 
     void printMeters(const Stats& stats) {
-        out.print("  meters {}\n", stats.meters);
-        row(stats.read, "read");
-        row(stats.meters - stats.read, "not read");
-        if (stats.read == 0) return;
+        const Lines &known = stats.meters[SerialNumbers::Known], &read = stats.meters[SerialNumbers::Read];
+        out.print("  meters {}\n", meters(known));
+        printLines(read, "read");
+        row(known.meters - read.meters, "not read");
+        printWithout(stats.linesWithoutMeter);
+        if (read.all == 0) return;
         out.print("  readings\n");
         printCodes(stats.methods, "method");
         printCodes(stats.states, "status");
@@ -312,9 +348,14 @@ private:
             row(count, code.empty() ? fmt::format("without {}", what) : fmt::format("{} {}", what, printable(code)));
     }
 
-    void printLines(const MeterLines& found, const char* what) {
-        const bool isSame = found.lines == found.meters.size();
-        row(found.meters.size(), what + (isSame ? std::string() : ", in " + counted(found.lines, "line")));
+    static std::string inLines(const Lines& found) {
+        return found.all == found.meters ? std::string() : ", in " + counted(found.all, "line");
+    }
+    static std::string meters(const Lines& found) { return std::to_string(found.meters) + inLines(found); }
+
+    void printLines(const Lines& found, const char* what) { row(found.meters, what + inLines(found)); }
+    void printWithout(Number lines) {
+        if (lines) row(lines, fmt::format("line{} without a serial number", lines == 1 ? "" : "s"));
     }
 
     void printDays(const Stats& stats) {
@@ -365,12 +406,16 @@ private:
         numbers("linesByKind", stats.byKind);
         json.member("linesNotRead", stats.notRead);
         json.member("unreadableValues", stats.unreadableFields);
-        object("meters", {{"lines", stats.meters}, {"read", stats.read}, {"unread", stats.meters - stats.read}});
+        const Lines &known = stats.meters[SerialNumbers::Known], &read = stats.meters[SerialNumbers::Read];
+        object("meters", {{"lines", known.all}, {"meters", known.meters}, {"read", read.meters},
+                             {"unread", known.meters - read.meters}, {"readLines", read.all}});
         numbers("readingsByMethod", stats.methods);
         numbers("readingsByStatus", stats.states);
         object("consumption", {{"belowEstimate", stats.belowEstimate}, {"withinEstimate", stats.withinEstimate},
                                   {"aboveEstimate", stats.aboveEstimate}, {"notCompared", stats.notCompared}});
-        object("radioModules", {{"lines", stats.modules}, {"read", stats.modulesRead}});
+        const Lines &modules = stats.modules[SerialNumbers::Known], &modulesRead = stats.modules[SerialNumbers::Read];
+        object("radioModules",
+            {{"lines", modules.all}, {"modules", modules.meters}, {"read", modulesRead.meters}, {"readLines", modulesRead.all}});
         json.beginArray("alarms");
         for (const auto& [alarm, count] : raised(stats)) {
             json.StartObject();
@@ -380,10 +425,11 @@ private:
             json.EndObject();
         }
         json.EndArray();
-        object("located", {{"lines", stats.located.lines}, {"meters", stats.located.meters.size()}});
-        object("changed", {{"lines", stats.changed.lines}, {"meters", stats.changed.meters.size()}});
-        object("enquiryResults",
-            {{"lines", stats.enquired.lines}, {"meters", stats.enquired.meters.size()}, {"areasAnswered", stats.areasAnswered}});
+        const Lines &located = stats.meters[SerialNumbers::Located], &changed = stats.meters[SerialNumbers::Changed],
+                    &enquired = stats.meters[SerialNumbers::Enquired];
+        object("located", {{"lines", located.all}, {"meters", located.meters}});
+        object("changed", {{"lines", changed.all}, {"meters", changed.meters}});
+        object("enquiryResults", {{"lines", enquired.all}, {"meters", enquired.meters}, {"areasAnswered", stats.areasAnswered}});
         if (!stats.first.empty()) {
             json.member("firstReading", stats.first);
             json.member("lastReading", stats.last);

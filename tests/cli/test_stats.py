@@ -99,7 +99,35 @@ samples/round-returned.txt
         found = self.numbers(METER, put(METER, 459, b"T"), put(METER, 459, b"M"), put(METER, 459, b" "), put(METER, 448, b"4"))
         self.assertEqual(found["readingsByMethod"], {"": 1, "A": 2, "M": 1, "T": 1})
         self.assertEqual(found["readingsByStatus"], {"4": 1, chr(METER[447]): 4})
-        self.assertEqual(found["meters"], {"lines": 5, "read": 5, "unread": 0})
+        self.assertEqual(found["meters"], {"lines": 5, "meters": 1, "read": 1, "unread": 0, "readLines": 5})
+
+    def test_meters_are_counted_by_serial_number(self):
+        def meter(serial, date=b"202401161200"):
+            return put(put(METER, 352, serial.ljust(12)), 426, date.ljust(12))
+        # M-1 has three lines of which two are read, M-2 one that is not; two meters have no serial number.
+        content = meter(b"M-1"), meter(b"M-2", b""), meter(b"M-1", b""), meter(b"M-1"), meter(b""), meter(b"", b"")
+        self.assertEqual(self.numbers(*content)["meters"], {"lines": 6, "meters": 2, "read": 1, "unread": 1, "readLines": 3})
+        self.assertIn("  meters 2, in 6 lines\n         1  read, in 3 lines\n         1  not read\n         2  lines without a serial number\n",
+                      self.stats(lines(*content)).out)
+        self.assertIn("  meters 1\n         1  read\n         0  not read\n  readings\n", self.stats(lines(METER)).out)
+
+    def test_radio_modules_are_counted_by_serial_number(self):
+        first, second, unread, unknown = (put(AMR, 72, serial.ljust(16)) for serial in (b"R-1", b"R-2", b"R-3", b""))
+        unread = put(unread, 354, b" " * 8)
+        self.assertEqual(self.numbers(first, first, second, unread, unknown)["radioModules"],
+                         {"lines": 5, "modules": 3, "read": 2, "readLines": 4})
+        self.assertIn("  radio modules 3, in 5 lines\n         2  with a current reading, in 4 lines\n         1  line without a serial number\n",
+                      self.stats(lines(first, first, second, unread, unknown)).out)
+
+    def test_a_meter_in_two_files_is_one_meter(self):
+        files = "samples/round-exported.txt", "samples/round-returned.txt"
+        total = self.run_tool("stats", "--format", "json", *files).json["total"]
+        serials = set()
+        for name in files:
+            serials |= {line[351:363].rstrip() for line in sample(os.path.basename(name)).split(b"\r\n") if line[:1] == b"1"}
+        self.assertEqual(total["meters"] | {"read": 0, "unread": 0, "readLines": 0},
+                         {"lines": 120, "meters": len(serials), "read": 0, "unread": 0, "readLines": 0})
+        self.assertEqual(total["meters"]["read"] + total["meters"]["unread"], len(serials))
 
     def test_alarms_by_name(self):
         found = self.numbers(put(AMR, 388, b"0100"), put(AMR, 388, b"0001"), put(put(AMR, 286, b"FF0F"), 388, b"0000"),
@@ -129,7 +157,7 @@ samples/round-returned.txt
     def test_damaged_lines_are_counted(self):
         result = self.stats(lines(METER, METER[:300], b"", put(METER, 1, b"8"), put(METER, 426, b"202402300900")))
         self.assertIn("         3  of them damaged, not read\n         1  unreadable values, taken as absent\n"
-                      "  meters 2\n         1  read\n         1  not read\n", result.out)
+                      "  meters 1, in 2 lines\n         1  read\n         0  not read\n", result.out)
         self.assertEqual(result.code, 0)
 
     def test_several_files(self):
@@ -147,7 +175,8 @@ samples/round-returned.txt
             if isinstance(value, int):
                 self.assertEqual(two[name], 2 * value, name)
             elif isinstance(value, dict):
-                self.assertEqual(two[name], {k: v * (1 if k == "meters" else 2) for k, v in value.items()}, name)
+                of_meters = {"meters": ("meters", "read", "unread"), "radioModules": ("modules", "read")}.get(name, ("meters",))
+                self.assertEqual(two[name], {k: v * (1 if k in of_meters else 2) for k, v in value.items()}, name)
         self.assertEqual([alarm["lines"] for alarm in two["alarms"]], [2 * alarm["lines"] for alarm in one["alarms"]])
 
     def test_utf16_and_standard_input(self):
