@@ -37,7 +37,7 @@ enum Style { General, Header, Text, Date, DateTime };
 constexpr const char* styleSheet =
     R"(<styleSheet xmlns=")" SCHEMAS R"(spreadsheetml/2006/main">)"
     R"(<numFmts count="2"><numFmt numFmtId="164" formatCode="yyyy\-mm\-dd"/>)"
-    R"(<numFmt numFmtId="165" formatCode="yyyy\-mm\-dd&quot;T&quot;hh:mm"/></numFmts>)"
+    R"(<numFmt numFmtId="165" formatCode="yyyy\-mm\-dd\ hh:mm"/></numFmts>)"
     R"(<fonts count="2"><font><sz val="11"/><name val="Calibri"/></font><font><b/><sz val="11"/><name val="Calibri"/></font></fonts>)"
     R"(<fills count="3"><fill><patternFill patternType="none"/></fill><fill><patternFill patternType="gray125"/></fill>)"
     R"(<fill><patternFill patternType="solid"><fgColor rgb="FFE7EBF0"/></patternFill></fill></fills>)"

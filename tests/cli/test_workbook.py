@@ -15,7 +15,7 @@ from support import ENVIRONMENT, METER, ROUND, TRAMO, lines, put, sample, utf16
 
 MAIN = "{http://schemas.openxmlformats.org/spreadsheetml/2006/main}"
 RELATED = "{http://schemas.openxmlformats.org/officeDocument/2006/relationships}id"
-DATES = {r"yyyy\-mm\-dd": "%Y-%m-%d", r'yyyy\-mm\-dd"T"hh:mm': "%Y-%m-%dT%H:%M"}
+DATES = {r"yyyy\-mm\-dd": "%Y-%m-%d", r"yyyy\-mm\-dd\ hh:mm": "%Y-%m-%dT%H:%M"}
 
 
 def escaped(text):
