@@ -49,17 +49,29 @@ table).
                  that. Keys are "***" and there is no "text" unless --show-keys
                  is given
 
+The view "meters" has a row for each subscriber line, with the AMR, extended
+AMR, meter change and extended data line of its meter; the view "answers" has a
+row for each enquiry result line, with its meter's subscriber line. Lines belong
+together by serial number: where meters share one, the first lines with the
+first meter, the second ones with the second. If a meter has more lines of a
+kind, "meters" shows the first; all are in the tables.
+
 Options:
   --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of
                       names), sqlite (a table for each kind, "finding" and
-                      "files", and the view "meters": a subscriber's line with
-                      those of its meter), xlsx (a workbook, a sheet for each
-                      kind, "finding" and "files")
+                      "files", and two views, "meters" and "answers"), xlsx (a
+                      workbook, a sheet for each kind, "finding" and "files")
   -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a
-                      folder with a file for each kind, which must hold none
-                      yet. sqlite, xlsx: a file. "-" is the standard output, but
-                      not for sqlite; jsonl and one kind of csv go there without
-                      -o
+                      folder with a file KIND.csv for each kind, which must not
+                      hold any yet. sqlite, xlsx: a file. "-" is the standard
+                      output, but not for sqlite; jsonl and one kind of csv go
+                      there without -o
+  --force             csv: replaces the tables that the folder holds. Those of
+                      kinds that FILE does not have are left without rows; all
+                      other files stay as they are. A .csv file that is not a
+                      table of an export is refused
+  --bom               csv: begins files with a byte order mark, by which
+                      spreadsheets know UTF-8; an import reads both
   --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
   --lines FROM-TO     only these lines: 3, 3-5, 3-
   --seek              jumps to these lines and counts no line ends: they must
@@ -95,6 +107,7 @@ struct Options {
     LineRange lines;
     unsigned threads = 1;
     Keys keys = Keys::Masked;
+    bool force = false, bom = false;
 };
 
 const Table* chosenTable(const std::string& name) {
@@ -124,6 +137,8 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--lines", lines);
     given.flag("--seek", seek);
     given.option("--findings", options.findings);
+    given.flag("--force", options.force);
+    given.flag("--bom", options.bom);
     given.flag("--show-keys", showsKeys);
     given.option("--encoding", encoding);
     given.option("-j,--threads", threads);
@@ -141,6 +156,7 @@ Options parse(std::vector<std::string> arguments) {
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
     if (options.form == Form::Xlsx && !given.has("--output")) throw WrongUsage{"a workbook needs a file: -o FILE"};
+    if (options.bom && options.form != Form::Csv) throw WrongUsage{"--bom: only for --to csv"};
     if (hasFindings(options.form) && !options.findings.empty())
         throw WrongUsage{fmt::format(
             "--findings: a {} of them", options.form == Form::Sqlite ? "database has a table" : "workbook has a sheet")};
@@ -149,12 +165,13 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-std::unique_ptr<Sink> sinkFor(Form form, const std::string& path, Keys keys, bool mayBeFolder) {
+std::unique_ptr<Sink> sinkFor(const Options& options, const std::string& path, Keys keys, bool mayBeFolder) {
     const OutFile::Mode mode = keys == Keys::Shown ? OutFile::Mode::Secret : OutFile::Mode::Usual;
-    if (form == Form::Jsonl) return makeJsonlSink(path, mode);
-    if (form == Form::Sqlite) return makeSqliteSink(path, mode);
-    if (form == Form::Xlsx) return makeXlsxSink(path, mode);
-    return makeCsvSink(path, mode, mayBeFolder && path != "-" && !path.ends_with(".csv"));
+    if (options.form == Form::Jsonl) return makeJsonlSink(path, mode);
+    if (options.form == Form::Sqlite) return makeSqliteSink(path, mode);
+    if (options.form == Form::Xlsx) return makeXlsxSink(path, mode);
+    const bool isFolder = mayBeFolder && path != "-" && !path.ends_with(".csv");
+    return makeCsvSink(path, mode, {.isFolder = isFolder, .replaces = options.force, .bom = options.bom});
 }
 
 // Rows on their way from the threads that make them to the sink, described if the form allows it.
@@ -195,8 +212,8 @@ class Exporter {
 public:
     explicit Exporter(const Options& chosenOptions)
         : options(chosenOptions), input(options.file, options.encoding, options.lines),
-          rows(sinkFor(options.form, options.output, options.keys, true)) {
-        if (!options.findings.empty()) beside = sinkFor(options.form, options.findings, Keys::Masked, false);
+          rows(sinkFor(options, options.output, options.keys, true)) {
+        if (!options.findings.empty()) beside = sinkFor(options, options.findings, Keys::Masked, false);
     }
 
     /// The exit code.

@@ -4,10 +4,13 @@
 #include "command.h"
 #include "platform.h"
 #include "sink.h"
+#include "text.h"
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -18,9 +21,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
 class CsvFile {
 public:
-    CsvFile(const std::string& path, OutFile::Mode mode, const Table& of) : file(path, mode), table(of) {
+    CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom) : file(path, mode), table(of) {
+        if (bom) file.print("{}", byteOrderMark);
         file.print("line,kind");
         for (const Column& column : table.columns) file.print(",{}", column.name);
         file.print("\r\n");
@@ -66,10 +72,10 @@ private:
 // Nothing appears before it is known that one file is enough: what goes to the standard output is gathered in memory.
 class SingleCsv : public Sink {
 public:
-    SingleCsv(std::string to, OutFile::Mode chosen) : path(std::move(to)), mode(chosen) {}
+    SingleCsv(std::string to, OutFile::Mode chosen, bool marked) : path(std::move(to)), mode(chosen), bom(marked) {}
 
     void put(const Row& row) override {
-        if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table);
+        if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table, bom);
         if (!file->holds(row))
             throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
                 row.line, row.table->name)};
@@ -85,22 +91,24 @@ public:
 private:
     std::string path;
     OutFile::Mode mode;
+    bool bom;
     std::unique_ptr<CsvFile> file;
 };
 
-// A new folder appears when all of its files are there. One that was there gets them one after the other.
+// A new folder appears when all of its files are there. One that was there gets them one after the other. Nothing in it is
+// deleted: a table whose kind the file does not have any more is left without rows, which an import reads as none.
 class CsvFolder : public Sink {
 public:
-    CsvFolder(const std::string& path, OutFile::Mode chosen) : name(path), place(cli::pathOf(path) / "."), mode(chosen) {
+    CsvFolder(const std::string& path, OutFile::Mode chosen, CsvStyle chosenStyle)
+        : name(path), place(cli::pathOf(path) / "."), mode(chosen), style(chosenStyle) {
         place = place.parent_path();
         std::error_code error;
         const fs::file_status status = fs::status(place, error);
         if (!fs::status_known(status)) fail(error.value());
         if (fs::exists(status)) {
             if (!fs::is_directory(status)) fail(ENOTDIR);
-            if (holdsTables(path))
-                throw WrongUsage{"-o: the folder holds tables already, which an import would take for a part of this export"};
             unfinished.folder = place.string();
+            findOldTables();
             return;
         }
         unfinished.folder = place.string();
@@ -110,17 +118,19 @@ public:
 
     void put(const Row& row) override {
         auto found = files.find(row.table);
-        if (found == files.end()) found = files.try_emplace(row.table, fileOf(*row.table), mode, *row.table).first;
+        if (found == files.end()) found = begin(*row.table);
         found->second.put(row);
         found->second.settle();
     }
 
     void finish(const Source&) override {
+        for (const Table* table : oldTables)
+            if (!files.contains(table)) begin(*table);
         unfinished.files.reserve(files.size());
         for (auto& [table, file] : files) {
             std::string path = fileOf(*table);
             file.commit();
-            unfinished.files.push_back(std::move(path));
+            if (!oldTables.contains(table)) unfinished.files.push_back(std::move(path));
         }
         if (unfinished.isNew && !replaceFile(unfinished.folder, place.string())) fail(errno);
         unfinished.files.clear();
@@ -140,10 +150,38 @@ private:
     };
 
     std::string fileOf(const Table& table) const { return unfinished.folder + '/' + table.identifier + ".csv"; }
-    bool holdsTables(const std::string& path) const {
+    std::map<const Table*, CsvFile>::iterator begin(const Table& table) {
+        return files.try_emplace(&table, fileOf(table), mode, table, style.bom).first;
+    }
+
+    std::vector<std::string> tablesThere() const {
         try {
-            return std::ranges::any_of(namesIn(path), isTable);
+            std::vector<std::string> names = namesIn(name);
+            std::erase_if(names, [](const std::string& file) { return !isTable(file); });
+            return names;
         } catch (const std::system_error& failure) { fail(failure.code().value()); }
+    }
+
+    void findOldTables() {
+        const std::vector<std::string> there = tablesThere();
+        if (!there.empty() && !style.replaces)
+            throw WrongUsage{"-o: the folder holds tables already; --force replaces them, all of them with those of this export"};
+        for (const std::string& file : there) {
+            const auto table = std::ranges::find(tables(), file, [](const Table& one) { return one.identifier + ".csv"; });
+            if (table == tables().end() || !isOfExport(fileOf(*table)))
+                throw WrongUsage{fmt::format("-o: \"{}\" in the folder is not a table of an export; move it away first",
+                    printable(std::string_view(file)))};
+            oldTables.insert(&*table);
+        }
+    }
+
+    // Whether a file begins as every table does.
+    bool isOfExport(const std::string& path) const {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), std::fclose);
+        std::array<char, 16> bytes{};
+        std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
+        if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+        return text.starts_with("line,kind,");
     }
 
     [[noreturn]] void fail(int error) const { throw WriteFailed{name, error}; }
@@ -151,15 +189,17 @@ private:
     std::string name;
     fs::path place;
     OutFile::Mode mode;
+    CsvStyle style;
+    std::set<const Table*> oldTables;  ///< whose files are replaced
     Unfinished unfinished;
     std::map<const Table*, CsvFile> files;
 };
 
 }  // namespace
 
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, bool isFolder) {
-    if (isFolder) return std::make_unique<CsvFolder>(path, mode);
-    return std::make_unique<SingleCsv>(path, mode);
+std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style) {
+    if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style);
+    return std::make_unique<SingleCsv>(path, mode, style.bom);
 }
 
 }  // namespace tramo::cli

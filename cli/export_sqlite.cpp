@@ -1,4 +1,5 @@
-// Rows as tables of a SQLite database: one a kind, what was found, the file they are from, and a view of whole meters.
+// Rows as tables of a SQLite database: one a kind, what was found, the file they are from, and views of
+// whole meters and of answers.
 #include "celltext.h"
 #include "database.h"
 #include "platform.h"
@@ -6,7 +7,6 @@
 #include "text.h"
 #include <algorithm>
 #include <map>
-#include <utility>
 
 namespace tramo::cli {
 
@@ -57,24 +57,80 @@ std::string indexesOf(const Table& table) {
     return sql;
 }
 
-// The subscriber's line of each meter under the names of its fields, the others' fields behind the name of their table.
-std::string viewOfMeters() {
-    const Table* meter = nullptr;
-    std::string columns, joins;
-    for (const Table& table : tables()) {
-        const Column* serial = meterOf(table);
-        if (!serial) continue;
-        const bool isFirst = !std::exchange(meter, meter ? meter : &table);
-        const std::string prefix = isFirst ? "" : table.identifier + "_";
-        columns += fmt::format("{0}\"{1}\".\"line\" AS \"{2}line\"", isFirst ? "" : ", ", table.identifier, prefix);
-        for (const Column& column : table.columns)
-            columns += fmt::format(", \"{}\".\"{}\" AS \"{}{}\"", table.identifier, column.name, prefix, column.name);
-        if (isFirst) joins = fmt::format("\"{}\"", table.identifier);
-        else
-            joins += fmt::format(" LEFT JOIN \"{}\" ON \"{}\".\"{}\" = \"{}\".\"{}\"", table.identifier, table.identifier,
-                serial->name, meter->identifier, meterOf(*meter)->name);
+const Column* pageOf(const Table& table) {
+    const auto found = std::ranges::find(table.columns, "pageNumber", &Column::name);
+    return found == table.columns.end() ? nullptr : &*found;
+}
+
+/// A view with a row for each row of one table, and at most one row of any other beside it.
+class View {
+public:
+    View(const Table& of, const Table& meters) : first(of), meter(meters), joins(quoted(of.identifier)) { add(of, ""); }
+
+    /// Adds a row of the same meter, under the names of its fields behind the name of its table. Where a serial number is
+    /// that of one meter, it is the first such row. Where it is repeated, first rows belong to the first meter, second ones
+    /// to the second.
+    void join(const Table& table) {
+        joins += fmt::format(" LEFT JOIN {0} ON {0}.\"line\" = coalesce(CASE WHEN {1} < {2} THEN ({3}) ELSE {4} END{5})",
+            quoted(table.identifier), lineOf("min", meter), lineOf("max", meter), counterpartIn(table), lineOf("min", table),
+            // A page that was answered once more than there are meters still is an answer of this meter.
+            &table == &meter ? ", " + lineOf("max", meter) : ", NULL");
+        add(table, table.identifier + "_");
     }
-    return fmt::format("CREATE VIEW \"meters\" AS SELECT {} FROM {}", columns, joins);
+
+    std::string definition(std::string_view name) const {
+        return fmt::format("CREATE VIEW {} AS SELECT {} FROM {}", quoted(name), columns, joins);
+    }
+
+private:
+    static std::string quoted(std::string_view name) { return fmt::format("\"{}\"", name); }
+
+    std::string serial() const { return fmt::format("\"{}\".\"{}\"", first.identifier, meterOf(first)->name); }
+
+    // One line of this meter.
+    std::string lineOf(const char* which, const Table& table) const {
+        return fmt::format("(SELECT {}(\"line\") FROM \"{}\" AS same WHERE same.\"{}\" = {})", which, table.identifier,
+            meterOf(table)->name, serial());
+    }
+
+    // Takes a look at both tables whole, but only once for all rows, and not at all where no serial number is repeated.
+    std::string counterpartIn(const Table& table) const {
+        return fmt::format("SELECT other.\"line\" FROM ({}) AS own JOIN ({}) AS other ON own.serial = other.serial AND "
+                           "own.nth = other.nth WHERE own.\"line\" = \"{}\".\"line\"",
+            numbered(first), numbered(table), first.identifier);
+    }
+
+    static std::string numbered(const Table& table) {
+        const Column* page = pageOf(table);
+        return fmt::format("SELECT \"line\", \"{0}\" AS serial, row_number() OVER (PARTITION BY \"{0}\"{1} ORDER BY \"line\") "
+                           "AS nth FROM \"{2}\"",
+            meterOf(table)->name, page ? ", " + quoted(page->name) : "", table.identifier);
+    }
+
+    void add(const Table& table, const std::string& prefix) {
+        columns += fmt::format("{0}\"{1}\".\"line\" AS \"{2}line\"", columns.empty() ? "" : ", ", table.identifier, prefix);
+        for (const Column& column : table.columns)
+            columns += fmt::format(", \"{0}\".\"{1}\" AS \"{2}{1}\"", table.identifier, column.name, prefix);
+    }
+
+    const Table& first;
+    const Table& meter;
+    std::string columns, joins;
+};
+
+// A row a meter, so that sums over it are those of the tables.
+std::string viewOfMeters(const Table& meter) {
+    View view(meter, meter);
+    for (const Table& table : tables())
+        if (&table != &meter && meterOf(table) && !pageOf(table)) view.join(table);
+    return view.definition("meters");
+}
+
+// A row an answered page.
+std::string viewOfAnswers(const Table& meter) {
+    View view(*std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) && pageOf(table); }), meter);
+    view.join(meter);
+    return view.definition("answers");
 }
 
 class SqliteSink : public Sink {
@@ -97,7 +153,9 @@ public:
     void finish(const Source& source) override {
         insert(insertions.at(&fileTable()), 1, rowOf(source));
         for (const Table& table : tables()) database.run(indexesOf(table).c_str());
-        database.run(viewOfMeters().c_str());
+        const Table& meter = *std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) != nullptr; });
+        database.run(viewOfMeters(meter).c_str());
+        database.run(viewOfAnswers(meter).c_str());
         insertions.clear();
         database.run("COMMIT");
         database.close();

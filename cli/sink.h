@@ -40,12 +40,18 @@ public:
 /// One JSON object a row, one row a line.
 std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode);
 
-/// A line of column names, then one line a row; rows of one table only, unless `path` is a folder: then each table has
-/// its own file there. Throws WrongUsage for a second table, and for a folder that holds tables already.
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, bool isFolder);
+struct CsvStyle {
+    bool isFolder = false;  ///< a folder, where each table has its own file
+    bool replaces = false;  ///< the tables of a folder that holds some already
+    bool bom = false;       ///< files begin with a byte order mark
+};
 
-/// A SQLite database: a table a kind, also of what was found and of the file, and the view "meters". Not for the standard
-/// output.
+/// A line of column names, then one line a row; rows of one table only, unless `path` is a folder. Throws WrongUsage for a
+/// second table, and for a folder that holds tables already, or files that no export has made.
+std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style);
+
+/// A SQLite database: a table a kind, also of what was found and of the file, and the views "meters" and "answers". Not
+/// for the standard output.
 std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode);
 
 /// A workbook (Office Open XML): a sheet a kind, also of what was found and of the file.

@@ -2,12 +2,13 @@
 import csv
 import io
 import json
+import math
 import os
 import sqlite3
 import stat
 import unittest
 from rows import SAMPLES, TripTest
-from support import AMR, METER, ROUND, lines, put, sample, utf16
+from support import AMR, METER, ROUND, lines, put, sample, sample_line, utf16
 
 KEYS = sample("amr-keys.txt")
 
@@ -160,8 +161,67 @@ class Csv(ExportTest):
         self.write("t/old.csv", b"x")
         result = self.export(lines(METER), "-o", self.path("t"), form="csv")
         self.assertEqual(result.code, 2)
-        self.assertIn("the folder holds tables already", result.err)
+        self.assertIn("the folder holds tables already; --force replaces them", result.err)
         self.assertEqual(os.listdir(self.path("t")), ["old.csv"])
+
+    def contents(self, folder):
+        found = {}
+        for name in os.listdir(folder):
+            with open(os.path.join(folder, name), "rb") as file:
+                found[name] = file.read()
+        return found
+
+    def test_force_replaces_the_tables_of_a_folder(self):
+        before, after = lines(ROUND, METER, AMR, METER[:7]), lines(ROUND, put(METER, 464, b"new"), METER)
+        folder, fresh = self.path("t"), self.path("fresh")
+        self.assertEqual(self.export(before, "-o", folder, form="csv").code, 1)
+        self.write("t/notes.txt", b"mine")
+        old = self.contents(folder)
+        result = self.export(after, "-o", folder, "--force", form="csv")
+        self.assertEqual((result.code, result.err), (0, ""))
+        self.export(after, "-o", fresh, "--force", form="csv")
+        # Tables of kinds that the file does not have are left without rows, and nothing else is touched.
+        empty = {name: old[name].split(b"\r\n")[0] + b"\r\n" for name in ("AMR.csv", "text.csv")}
+        self.assertEqual(self.contents(folder), self.contents(fresh) | empty | {"notes.txt": b"mine"})
+        self.run_tool("import", folder, "--from", "csv", "--encoding", "ansi", "-o", self.path("out"))
+        with open(self.path("out"), "rb") as file:
+            self.assertEqual(file.read(), after)
+
+    def test_force_refuses_files_that_no_export_made(self):
+        os.mkdir(self.path("t"))
+        for name, content in (("notes.csv", b"line,kind,text\r\n"), ("text.csv", b"mine"), ("text.csv", b""), ("key.csv", b"kind,line\n"),
+                              ("AMR.csv", b"line,kinds\r\n")):
+            path = self.write("t/" + name, content)
+            result = self.export(lines(METER), "-o", self.path("t"), "--force", form="csv")
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertIn(f'-o: "{name}" in the folder is not a table of an export; move it away first', result.err)
+            self.assertEqual(self.contents(self.path("t")), {name: content})
+            os.remove(path)
+
+    def test_force_takes_nothing_away_when_it_fails(self):
+        folder = self.path("t")
+        self.export(lines(ROUND, METER), "-o", folder, form="csv")
+        old = self.contents(folder)
+        os.mkdir(self.path("t/AMR.csv"))
+        result = self.export(lines(ROUND, METER, AMR), "-o", folder, "--force", form="csv")
+        self.assertIn(result.code, (2, 3))
+        os.rmdir(self.path("t/AMR.csv"))
+        self.assertEqual(self.contents(folder), old)
+
+    def test_bom(self):
+        mark = b"\xef\xbb\xbf"
+        content = lines(put(METER, 464, b"\xe9"))
+        plain = self.export(content, form="csv").raw
+        self.assertEqual(self.export(content, "--bom", form="csv").raw, mark + plain)
+        self.export(lines(METER, AMR, METER[:3]), "--bom", "-o", self.path("t"), "--findings", self.path("found.csv"), form="csv")
+        for path in (*(self.path("t/" + name) for name in os.listdir(self.path("t"))), self.path("found.csv")):
+            with open(path, "rb") as file:
+                self.assertTrue(file.read().startswith(mark + b"line,"), path)
+        self.assertEqual(self.export(lines(METER, AMR), "--bom", "--force", "-o", self.path("t"), form="csv").code, 0)
+        self.assertEqual(self.export(b"", "--bom", form="csv").raw, b"")
+        for form in ("jsonl", "sqlite", "xlsx"):
+            result = self.export(content, "--bom", "-o", self.path("out"), form=form)
+            self.assertEqual((result.code, result.err), (2, 'tramo: export: --bom: only for --to csv\ntramo: try "tramo help export"\n'))
 
 
 class Sqlite(ExportTest):
@@ -205,54 +265,87 @@ class Sqlite(ExportTest):
             plan = database.execute(f"EXPLAIN QUERY PLAN SELECT * FROM {table} WHERE {column} = 'x'").fetchone()["detail"]
             self.assertIn(f"USING INDEX {table}_{column}", plan)
 
-    def test_view_of_meters(self):
+    def test_view_of_meters_has_a_row_a_meter(self):
         database = self.database(sample("round-returned.txt"))
-        rows = database.execute("SELECT * FROM meters").fetchall()
-        self.assertEqual(len({row["line"] for row in rows}), database.execute("SELECT count(*) FROM meter_subscriber").fetchone()[0])
+        rows = database.execute("SELECT * FROM meters ORDER BY line").fetchall()
+        self.assertEqual([row["line"] for row in rows], [row["line"] for row in database.execute("SELECT line FROM meter_subscriber ORDER BY line")])
         joined = {"AMR": "meterSerialNumber", "extended_AMR": "meterSerialNumber", "meter_change": "oldMeterSerialNumber",
-                  "extended_data": "meterSerialNumber", "enquiry_result": "meterSerialNumber"}
+                  "extended_data": "meterSerialNumber"}
         for table, column in joined.items():
-            wanted = database.execute(f"SELECT count(*) FROM {table} JOIN meter_subscriber m ON m.meterSerialNumber = {table}.{column}").fetchone()[0]
-            found = {row[table + "_line"] for row in rows if row[table + "_line"] is not None}
-            self.assertEqual(len(found), wanted, table)
+            lines_of_table = [row["line"] for row in database.execute(f"SELECT line FROM {table} ORDER BY line")]
+            self.assertEqual(sorted(row[table + "_line"] for row in rows if row[table + "_line"] is not None), lines_of_table, table)
             self.assertTrue(all(row[f"{table}_{column}"] == row["meterSerialNumber"] for row in rows if row[table + "_line"] is not None))
-        plan = "".join(row["detail"] for row in database.execute("EXPLAIN QUERY PLAN SELECT * FROM meters WHERE meterSerialNumber = 'x'"))
-        self.assertEqual(plan.count("SCAN"), 0, plan)
 
-    def test_view_has_a_row_for_each_meter_with_its_lines(self):
-        joined = {"AMR": "meterSerialNumber", "meter change": "oldMeterSerialNumber", "extended AMR": "meterSerialNumber",
-                  "enquiry result": "meterSerialNumber", "extended data": "meterSerialNumber"}
-        for name in ("round-returned.txt", "round-exported.txt", "round-broken.txt"):
-            rows = self.objects(sample(name))
-            expected = []
-            for meter in (row for row in rows if row["kind"] == "meter subscriber"):
-                # Every line of the meter with every one of its other kinds; without one, nothing.
-                combinations = [{"line": meter["line"]}]
-                for kind, field in joined.items():
-                    own = [row["line"] for row in rows if row["kind"] == kind and row.get(field, "none") == meter.get("meterSerialNumber")]
-                    combinations = [known | {kind.replace(" ", "_") + "_line": line} for known in combinations for line in own or [None]]
-                expected += combinations
-            self.assertGreater(len(expected), 50)
+    def test_views_find_one_meter_without_reading_all(self):
+        content = lines(*[line for i in range(3000) for line in (put(METER, 352, b"M-%-10d" % i), put(AMR, 26, b"M-%-10d" % i))])
+        database = self.database(content)
+        for view in ("meters", "answers"):
+            steps = []
+            database.set_progress_handler(lambda: steps.append(1), 1000)
+            rows = database.execute(f"SELECT * FROM {view} WHERE meterSerialNumber = 'M-1500'").fetchall()
+            self.assertEqual(len(rows), view == "meters")
+            self.assertLess(len(steps), 10, view)
+
+    def test_sums_of_the_views_are_those_of_the_tables(self):
+        for name in ("round-returned.txt", "round-exported.txt"):
             database = self.database(sample(name))
-            names = list(expected[0])
-            found = [tuple(row) for row in database.execute("SELECT " + ", ".join(names) + " FROM meters")]
-            key = lambda row: [value or 0 for value in row]
-            self.assertEqual(sorted(found, key=key), sorted((tuple(row.values()) for row in expected), key=key), name)
+            views = {"meter_subscriber": ("meters", ""), "AMR": ("meters", "AMR_"), "extended_AMR": ("meters", "extended_AMR_"),
+                     "meter_change": ("meters", "meter_change_"), "extended_data": ("meters", "extended_data_"), "enquiry_result": ("answers", "")}
+            for table, (view, prefix) in views.items():
+                names = [row["name"] for row in database.execute(f"PRAGMA table_info({table})")]
+                self.assertGreater(len(names), 5)
+                for column in names:
+                    values = [[row[0] for row in database.execute(f"SELECT {start}{column} FROM {source} WHERE {start}line IS NOT NULL")]
+                              for source, start in ((table, ""), (view, prefix))]
+                    in_table, in_view = (sorted(map(repr, some)) for some in values)
+                    self.assertEqual(in_table, in_view, (name, table, column))
+                    numbers = [[value for value in some if isinstance(value, (int, float))] for some in values]
+                    self.assertEqual(math.fsum(numbers[0]), math.fsum(numbers[1]), (name, table, column))
 
-    def test_view_has_every_field(self):
-        meter = put(METER, 352, b"M-1".ljust(12))
-        other = put(METER, 352, b"M-2".ljust(12))
-        amr = put(AMR, 26, b"M-1".ljust(12))
-        database = self.database(lines(ROUND, meter, amr, other, amr))
-        rows = [dict(row) for row in database.execute("SELECT * FROM meters ORDER BY line, AMR_line")]
-        self.assertEqual([(row["line"], row["AMR_line"], row["meter_change_line"], row["enquiry_result_line"]) for row in rows],
-                         [(2, 3, None, None), (2, 5, None, None), (4, None, None, None)])
+    def test_views_of_repeated_serial_numbers(self):
+        def of(line, column, serial):
+            return put(line, column, serial.ljust(12))
+        change, extended, located, enquiry = (sample_line(letter) for letter in (b"3", b"4", b"7", b"6"))
+        first, second = (put(enquiry, 2, page) for page in (b"A", b"B"))
+        # M-1 is there twice, M-2 once, two meters have no serial number, M-9 is not in the round.
+        content = (ROUND, of(METER, 352, b"M-1"), of(AMR, 26, b"M-1"), of(METER, 352, b"M-2"), of(AMR, 26, b"M-2"), of(METER, 352, b"M-1"),
+                   of(AMR, 26, b"M-1"), of(METER, 352, b""), of(METER, 352, b""), of(AMR, 26, b""), of(AMR, 26, b"M-9"),
+                   of(AMR, 26, b"M-2"), of(located, 2, b"M-1"), of(located, 2, b"M-2"), of(located, 2, b"M-2"), of(change, 2, b"M-1"),
+                   of(extended, 18, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-9"), of(first, 3, b""))
+        database = self.database(lines(*content))
+        # The n-th line of a serial number is with the n-th meter that has it.
+        self.assertEqual([tuple(row) for row in database.execute("SELECT line, AMR_line, extended_data_line, meter_change_line, extended_AMR_line FROM meters ORDER BY line")],
+                         [(2, 3, 13, 16, 17), (4, 5, 14, None, None), (6, 7, None, None, None), (8, None, None, None, None), (9, None, None, None, None)])
+        self.assertEqual([tuple(row) for row in database.execute("SELECT line, pageNumber, meter_subscriber_line FROM answers ORDER BY line")],
+                         [(18, "A", 2), (19, "B", 2), (20, "A", 6), (21, "B", None), (22, "A", None)])
+
+    def test_views_have_every_field(self):
+        meter, other = (put(METER, 352, serial.ljust(12)) for serial in (b"M-1", b"M-2"))
+        amr, answer = put(AMR, 26, b"M-1".ljust(12)), put(sample_line(b"6"), 3, b"M-2".ljust(12))
+        database = self.database(lines(ROUND, meter, amr, other, answer))
+
+        def table(name, line):
+            return dict(database.execute(f"SELECT * FROM {name} WHERE line = ?", (line,)).fetchone())
+        rows = [dict(row) for row in database.execute("SELECT * FROM meters ORDER BY line")]
+        self.assertEqual([(row["line"], row["AMR_line"], row["meter_change_line"]) for row in rows], [(2, 3, None), (4, None, None)])
         for row in rows:
-            own = dict(database.execute("SELECT * FROM meter_subscriber WHERE line = ?", (row["line"],)).fetchone())
-            radio = database.execute("SELECT * FROM AMR WHERE line = ?", (row["AMR_line"],)).fetchone()
+            own = table("meter_subscriber", row["line"])
             self.assertEqual({name: row[name] for name in own}, own)
-            self.assertEqual({name: row["AMR_" + name] for name in dict(radio or {})}, dict(radio or {}))
-            self.assertTrue(radio or {row[name] for name in row if name.startswith("AMR_")} == {None})
+        radio = table("AMR", 3)
+        self.assertEqual({name: rows[0]["AMR_" + name] for name in radio}, radio)
+        self.assertEqual({rows[1][name] for name in rows[1] if name.startswith("AMR_")}, {None})
+        row, answers, own = dict(database.execute("SELECT * FROM answers").fetchone()), table("enquiry_result", 5), table("meter_subscriber", 4)
+        self.assertEqual({name: row[name] for name in answers}, answers)
+        self.assertEqual({name: row["meter_subscriber_" + name] for name in own}, own)
+        self.assertEqual(len(row), len(answers) + len(own))
+
+    def test_views_of_one_serial_number_are_quick(self):
+        database = self.database(lines(*[line for _ in range(3000) for line in (METER, AMR)]))
+        steps = []
+        database.set_progress_handler(lambda: steps.append(1), 1000)
+        found = database.execute("SELECT count(*), count(AMR_line), count(DISTINCT AMR_line), sum(AMR_line = line + 1) FROM meters").fetchone()
+        self.assertEqual(tuple(found), (3000, 3000, 3000, 3000))
+        self.assertLess(len(steps), 3000)
 
     def test_usage(self):
         for options, message in (((), "a database needs a file: -o FILE"),
