@@ -11,6 +11,4 @@ std::tm local(std::int64_t instant) {
     return result;
 }
 
-std::int64_t instantOf(std::tm& time) { return std::mktime(&time); }
-
 }  // namespace tramo::hosttime

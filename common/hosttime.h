@@ -5,13 +5,10 @@
 
 namespace tramo::hosttime {
 
-// Takes notice of what TZ says now, as instantOf() does; local() need not.
+// Takes notice of what TZ says now; local() need not.
 void refresh();
 
 // The local time of an instant, with its tm_isdst.
 std::tm local(std::int64_t instant);
-
-// The instant of a local time of any tm_isdst, as mktime finds it; also puts the fields right.
-std::int64_t instantOf(std::tm& time);
 
 }  // namespace tramo::hosttime

@@ -335,26 +335,6 @@ std::tm fieldsOf(std::int64_t localTime, bool summer) {
     return t;
 }
 
-std::int64_t secondsOf(const std::tm& t) {
-    const auto firstOfMonth = year{t.tm_year + 1900} / 1 / 1 + months{t.tm_mon};
-    return secondsOf(sys_days{firstOfMonth} + days{t.tm_mday - 1}) + t.tm_hour * std::int64_t{3600} +
-           t.tm_min * std::int64_t{60} + t.tm_sec;
-}
-
-// Of a local time that comes twice, the instant in winter time. A local time that is skipped is moved into summer time,
-// or else forward.
-std::int64_t instantOf(std::int64_t localTime) {
-    constexpr std::int64_t reach = 26 * 3600;  // more than any offset
-    const std::int64_t candidates[] = {
-        localTime - offsetAt(localTime - reach).seconds, localTime - offsetAt(localTime + reach).seconds};
-    const auto [earlier, later] = std::minmax({candidates[0], candidates[1]});
-    const Offset before = offsetAt(earlier), after = offsetAt(later);
-    const bool earlierFits = earlier + before.seconds == localTime, laterFits = later + after.seconds == localTime;
-    if (earlierFits && laterFits) return after.summer && !before.summer ? earlier : later;
-    if (earlierFits || laterFits) return earlierFits ? earlier : later;
-    return before.summer && !after.summer ? earlier : later;
-}
-
 }  // namespace
 
 void refresh() { CurrentZone::get().refresh(); }
@@ -362,13 +342,6 @@ void refresh() { CurrentZone::get().refresh(); }
 std::tm local(std::int64_t instant) {
     const Offset offset = offsetAt(instant);
     return fieldsOf(instant + offset.seconds, offset.summer);
-}
-
-std::int64_t instantOf(std::tm& time) {
-    refresh();
-    const std::int64_t instant = instantOf(secondsOf(time));
-    time = local(instant);
-    return instant;
 }
 
 }  // namespace tramo::hosttime

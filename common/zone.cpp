@@ -144,21 +144,31 @@ Memory& memory() {
     return memory;
 }
 
-// mktime moves a time that does not exist by what was skipped, one way or the other. A date must not become the day before.
-std::int64_t byMktime(std::int64_t local) {
+std::int64_t dayOf(std::int64_t local) {
     using namespace std::chrono;
-    const auto date = floor<days>(sys_seconds{seconds{local}});
-    const auto ofDay = static_cast<int>(local - date.time_since_epoch().count() * dayLength);
-    std::tm t{};
-    t.tm_year = 70;
-    t.tm_mday = static_cast<int>(date.time_since_epoch().count()) + 1;
-    t.tm_hour = ofDay / 3600;
-    t.tm_min = ofDay / 60 % 60;
-    t.tm_sec = ofDay % 60;
-    t.tm_isdst = -1;
-    const std::int64_t instant = hosttime::instantOf(t);
-    const std::int64_t moved = asSeconds(t) - local;
-    return moved < -ofDay ? instant - moved : instant;
+    return floor<days>(seconds{local}).count();
+}
+
+// Of a skipped local time: the instant by the offset that held before, or by the one that holds afterwards.
+std::int64_t chooseOfSkipped(std::int64_t local, std::int64_t forward, std::int64_t back) {
+    const std::tm later = hosttime::local(forward), earlier = hosttime::local(back);
+    const bool onlyBackIsSummer = earlier.tm_isdst > 0 && later.tm_isdst <= 0;
+    return onlyBackIsSummer && dayOf(asSeconds(earlier)) == dayOf(local) ? back : forward;
+}
+
+// Only asks for the local time of instants: of a local time that comes twice, or never, mktime gives an instant that
+// depends on what the process has converted before.
+std::int64_t findInstant(std::int64_t local) {
+    hosttime::refresh();
+    constexpr std::int64_t none = INT64_MAX;
+    std::int64_t first = none, byOffsetBefore = none, byOffsetAfter = none;
+    for (std::int64_t look = local - reach; look < local + reach + dayLength; look += dayLength) {
+        const std::int64_t candidate = local - offsetAt(look);
+        if (candidate < first && candidate + offsetAt(candidate) == local) first = candidate;
+        if (look <= candidate) byOffsetBefore = candidate;
+        else if (byOffsetAfter == none) byOffsetAfter = candidate;
+    }
+    return first != none ? first : chooseOfSkipped(local, byOffsetBefore, byOffsetAfter);
 }
 
 long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
@@ -188,7 +198,7 @@ std::int64_t toInstant(std::int64_t local) {
     Memory& known = memory();
     std::int32_t offset = known.steady.offset(local);
     if (offset == unsteady) offset = known.localTimes.offset(local);
-    return offset != unsteady ? local - offset : byMktime(local);
+    return offset != unsteady ? local - offset : findInstant(local);
 }
 
 std::int64_t toLocal(long32 instant) {

@@ -6,8 +6,8 @@
 
 namespace tramo::zone {
 
-// The instant that mktime gives for a local time when it is left to find out about daylight saving, but for a time that
-// does not exist never one of the day before.
+// The instant of a local time. A repeated local time is its first occurrence. A skipped one is moved by what was skipped:
+// into summer time where only one of the two ways leads there, but not to the day before; otherwise forward.
 std::int64_t toInstant(std::int64_t local);
 
 // The midnight at which a day between 1902 and 2037 begins, if the whole day has one offset; else `unsteady`, also for a

@@ -121,10 +121,13 @@ void checkNumbersWritten(long long number, unsigned width, int decimals) {
 
 // ---- Dates ----------------------------------------------------------------------------------------------------------
 
-bool isTime(std::tm time, long long& instant) {
-    const std::tm wanted = time;
-    instant = std::mktime(&time);
-    return time.tm_min == wanted.tm_min && time.tm_hour == wanted.tm_hour && time.tm_mday == wanted.tm_mday;
+std::string dateTimeAt(long long instant) {
+    const auto time = static_cast<std::time_t>(instant);
+    std::tm local{};
+    std::array<char, 20> text;
+    FUZZ_CHECK(localtime_r(&time, &local) != nullptr);
+    FUZZ_CHECK(std::strftime(text.data(), text.size(), "%Y%m%d%H%M", &local) > 0);
+    return text.data();
 }
 
 void checkDate(const std::wstring& text, bool hasTime) {
@@ -150,20 +153,16 @@ void checkDate(const std::wstring& text, bool hasTime) {
         FUZZ_CHECK(!good);
         return;
     }
-    std::tm time{};
-    time.tm_year = part(0, 4) - 1900;
-    time.tm_mon = part(4, 2) - 1;
-    time.tm_mday = part(6, 2);
-    time.tm_hour = hour;
-    time.tm_min = minute;
-    time.tm_isdst = -1;
-    long long instant = 0;
-    const bool exists = isTime(time, instant);
-    // Near the ends, and in the hour that summer time leaves out, there is more than one answer.
-    if (instant < -7200 || instant > std::numeric_limits<long32>::max() + 7200LL) FUZZ_CHECK(!good);
-    if (instant < 7200 || instant > std::numeric_limits<long32>::max() - 7200LL) return;
-    FUZZ_CHECK(good);
-    if (!exists) return;
+    // Since 1970 this zone has been one or two hours east of UTC. The first instant that shows the time is its value; one
+    // that is skipped is shown by none, and becomes an hour later.
+    const std::chrono::sys_seconds asUtc = std::chrono::sys_days{day} + std::chrono::hours{hour} + std::chrono::minutes{minute};
+    const long long winter = asUtc.time_since_epoch().count() - 3600, summer = winter - 3600;
+    const std::string wanted = hasTime ? digits : digits + "0000";
+    const long long instant = dateTimeAt(summer) == wanted ? summer : winter;
+    FUZZ_CHECK(good == (instant >= 0 && instant <= std::numeric_limits<long32>::max()));
+    if (!good) return;
+    FUZZ_CHECK(value == instant);
+    if (dateTimeAt(instant) != wanted) return;
     Columns columns;
     FUZZ_CHECK(StrConv::fromDate(value, columns.first, hasTime ? StrConv::DATETIMEFORMAT : StrConv::DATEFORMAT));
     columns.check(digits);

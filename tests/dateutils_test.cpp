@@ -1,16 +1,19 @@
 // Dates read from text: the strict syntax, the calendar, the limits of 32 bits, and local time as the host has it.
 #include "tramostream/dateutils.h"
 #include "common/dates.h"
-#include "common/hosttime.h"
 #include "common/zone.h"
+#include "support/build.h"
+#include "support/clocks.h"
 #include "support/timezone.h"
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -165,6 +168,9 @@ const char* const zones[] = {
     "Pacific/Kwajalein",    // no 1993-08-21, and 1969-09-30 nearly twice
     "Pacific/Chatham",      // +12:45
     "CET-1CEST,M3.5.0,M10.5.0/3",
+    "IST-1GMT0,M10.5.0,M3.5.0/1",  // summer time with the lower offset
+    "AAA3BBB,J100/0,J104/0",       // four days of summer time, changed at midnight
+    "AAA-14BBB-16,M2.1.0,M2.2.0",
 };
 
 class LocalTime : public testing::TestWithParam<const char*> {
@@ -176,6 +182,7 @@ protected:
         }
     }
     TimeZone zone{GetParam()};
+    const clocks::Table table;
 };
 INSTANTIATE_TEST_SUITE_P(Zones, LocalTime, testing::ValuesIn(zones), [](const auto& zone) {
     std::string name = zone.param;
@@ -183,31 +190,11 @@ INSTANTIATE_TEST_SUITE_P(Zones, LocalTime, testing::ValuesIn(zones), [](const au
     return name;
 });
 
-std::tm localtime(std::time_t time) {
-    std::tm result{};
-    localtime_r(&time, &result);
-    return result;
-}
-
 std::string format(const char* pattern, std::time_t time) {
-    const std::tm t = localtime(time);
+    const std::tm t = clocks::localtime(time);
     char text[64];
     std::strftime(text, sizeof text, pattern, &t);
     return text;
-}
-
-std::int64_t asUtc(std::tm t) { return timegm(&t); }
-
-// A skipped time that mktime moves to the day before is moved the other way.
-std::int64_t byMktime(std::int64_t local) {
-    const auto time = static_cast<std::time_t>(local);
-    std::tm t{};
-    gmtime_r(&time, &t);
-    t.tm_isdst = -1;
-    const int day = t.tm_yday;
-    const std::int64_t instant = tramo::hosttime::instantOf(t);
-    const std::int64_t skipped = local - asUtc(t);
-    return skipped > 0 && t.tm_yday != day ? instant + skipped : instant;
 }
 
 std::int64_t sinceEpoch(int year, unsigned month, unsigned day) {
@@ -226,28 +213,11 @@ TEST_P(LocalTime, EveryDayComesBack) {
     }
 }
 
-std::int64_t offsetAt(std::time_t time) { return asUtc(localtime(time)) - time; }
-
-// The first second of every new offset that 32 bits can tell.
-std::vector<std::time_t> changes() {
-    constexpr std::time_t step = 3 * 86400;  // no zone has changed twice in that time
-    std::vector<std::time_t> found;
-    for (std::time_t before = none; before < highest - 2 * step; before += step) {
-        std::time_t low = before, high = before + step;
-        if (offsetAt(low) == offsetAt(high)) continue;
-        while (high - low > 1) {
-            const std::time_t middle = low + (high - low) / 2;
-            (offsetAt(middle) == offsetAt(low) ? low : high) = middle;
-        }
-        found.push_back(high);
-    }
-    return found;
-}
-
 TEST_P(LocalTime, EveryMinuteAroundAChangeComesBack) {
-    for (const std::time_t change : changes()) {
-        if ((offsetAt(change) - offsetAt(change - 1)) % 60 != 0) continue;  // long ago: it skipped parts of minutes
-        for (std::time_t minute = change - 4 * 3600; minute < change + 4 * 3600; minute += 60) {
+    for (const std::int64_t change : table.changes()) {
+        if ((clocks::offsetAt(change) - clocks::offsetAt(change - 1)) % 60 != 0)
+            continue;  // long ago: it skipped parts of minutes
+        for (std::int64_t minute = change - 4 * 3600; minute < change + 4 * 3600; minute += 60) {
             const std::string text = format("%Y%m%d%H%M", minute);
             const long32 seconds = strToTime("%Y%m%d%H%M", text.c_str());
             ASSERT_EQ(format("%Y%m%d%H%M", seconds), text);
@@ -255,32 +225,32 @@ TEST_P(LocalTime, EveryMinuteAroundAChangeComesBack) {
     }
 }
 
-// What is remembered must never differ from what the host would have said.
-void expectSameAsHost(std::int64_t instant, std::int64_t local) {
-    ASSERT_EQ(tramo::zone::toLocal(static_cast<long32>(instant)), asUtc(localtime(static_cast<std::time_t>(instant)))) << instant;
-    ASSERT_EQ(tramo::zone::toInstant(local), byMktime(local)) << local;
+// What is remembered must never differ from what the clocks show.
+void expectAsShown(const clocks::Table& table, std::int64_t instant, std::int64_t local) {
+    ASSERT_EQ(tramo::zone::toLocal(static_cast<long32>(instant)), clocks::shownAt(instant)) << instant;
+    ASSERT_EQ(tramo::zone::toInstant(local), table.instantOf(local)) << local;
 }
 
-TEST_P(LocalTime, IsTheHostsAtRandomTimes) {
+TEST_P(LocalTime, IsAsShownAtRandomTimes) {
     std::mt19937 random(20240131);
     std::uniform_int_distribution<std::int64_t> any(-2147000000, 2147000000);
-    for (int i = 0; i < 5000; ++i) ASSERT_NO_FATAL_FAILURE(expectSameAsHost(any(random), any(random) / 60 * 60));
+    for (int i = 0; i < 5000; ++i) ASSERT_NO_FATAL_FAILURE(expectAsShown(table, any(random), any(random) / 60 * 60));
 }
 
-TEST_P(LocalTime, IsTheHostsAroundEveryChange) {
-    for (const std::time_t change : changes()) {
-        const std::int64_t offset = offsetAt(change - 1);
-        for (std::time_t instant = change - 30 * 3600; instant < change + 30 * 3600; instant += 1799)
-            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant, (instant + offset) / 60 * 60));
-        for (std::time_t instant = change - 4 * 3600; instant < change + 4 * 3600; instant += 300) {
-            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant, (instant + offset) / 60 * 60));  // also times that do not exist
-            ASSERT_NO_FATAL_FAILURE(expectSameAsHost(instant - 1, instant + offset - 60));
+TEST_P(LocalTime, IsAsShownAroundEveryChange) {
+    for (const std::int64_t change : table.changes()) {
+        const std::int64_t offset = clocks::offsetAt(change - 1);
+        for (std::int64_t instant = change - 30 * 3600; instant < change + 30 * 3600; instant += 1799)
+            ASSERT_NO_FATAL_FAILURE(expectAsShown(table, instant, (instant + offset) / 60 * 60));
+        for (std::int64_t instant = change - 4 * 3600; instant < change + 4 * 3600; instant += 300) {
+            ASSERT_NO_FATAL_FAILURE(expectAsShown(table, instant, (instant + offset) / 60 * 60));  // also skipped times
+            ASSERT_NO_FATAL_FAILURE(expectAsShown(table, instant - 1, instant + offset - 60));
         }
     }
 }
 
 // Days are remembered beside the offsets; each is asked for twice, to find it and to have it found.
-TEST_P(LocalTime, EveryDayIsTheHosts) {
+TEST_P(LocalTime, EveryDayIsAsShown) {
     const std::int64_t last = sinceEpoch(2037, 12, 31);
     for (std::int64_t day = sinceEpoch(1902, 1, 2); day <= last; ++day)
         for (const std::int64_t minute : {0, 1439, 0, 721}) {
@@ -289,7 +259,7 @@ TEST_P(LocalTime, EveryDayIsTheHosts) {
             const long32 seconds =
                 tramo::dates::toInstant(static_cast<unsigned>(static_cast<int>(date.year())), static_cast<unsigned>(date.month()),
                     static_cast<unsigned>(date.day()), static_cast<unsigned>(minute / 60), static_cast<unsigned>(minute % 60));
-            ASSERT_EQ(seconds, byMktime(local)) << day << ' ' << minute;
+            ASSERT_EQ(seconds, table.instantOf(local)) << day << ' ' << minute;
         }
 }
 
@@ -306,6 +276,29 @@ TEST(Dates, DaysThatDoNotExistAreNotRemembered) {
                         << year << ' ' << month << ' ' << day;
                 }
 }
+
+#ifndef _WIN32  // where mktime knows other zones
+std::int64_t byMktime(std::int64_t local) {
+    const auto time = static_cast<std::time_t>(local);
+    std::tm t{};
+    gmtime_r(&time, &t);
+    t.tm_isdst = -1;
+    return std::mktime(&t);
+}
+
+// Of two times out of summer time, and two in it, mktime gives one or the other.
+TEST_P(LocalTime, ThatIsSkippedIsAsMktimeMovesItIntoSummerTime) {
+    for (const std::int64_t change : table.changes()) {
+        const std::int64_t before = clocks::offsetAt(change - 1), after = clocks::offsetAt(change);
+        if (clocks::isSummer(change - 1) == clocks::isSummer(change)) continue;
+        for (std::int64_t local = change + before; local < change + after; local += 60) {
+            const std::int64_t instant = byMktime(local);
+            if (clocks::dayOf(clocks::shownAt(instant)) < clocks::dayOf(local)) continue;
+            ASSERT_EQ(tramo::zone::toInstant(local), instant) << local;
+        }
+    }
+}
+#endif
 
 TEST(SkippedTime, IsWhatMktimeMakesOfIt) {
     const TimeZone zone("America/Sao_Paulo");
@@ -331,10 +324,116 @@ TEST(SkippedTime, OfSummerTimeMovesForward) {
     EXPECT_EQ(format("%Y%m%d%H%M", strToTime("%Y%m%d%H%M", "202403310230")), "202403310330");
 }
 
-TEST(RepeatedTime, IsOneOfTheTwo) {
+// The C library remembers the offset of its last conversion, and starts from there.
+TEST(RepeatedTime, DoesNotDependOnWhatWasConvertedBefore) {
     const TimeZone zone("Europe/Paris");
-    const long32 seconds = strToTime("%Y%m%d%H%M", "202410270230");
-    EXPECT_TRUE(seconds == 1729989000 || seconds == 1729992600) << seconds;
+    for (const char* const before : {"202407141200", "202401311200", "202410270130", "202410270330", "202410270230"}) {
+        strToTime("%Y%m%d%H%M", before);
+        std::tm hosts{};
+        hosts.tm_year = 124, hosts.tm_mon = std::stoi(std::string(before).substr(4, 2)) - 1, hosts.tm_mday = 27,
+        hosts.tm_isdst = -1;
+        std::mktime(&hosts);
+        EXPECT_EQ(strToTime("%Y%m%d%H%M", "202410270230"), 1729989000) << before;
+    }
+}
+
+struct TimeInZone {
+    const char* zone;
+    const char* text;
+    long32 seconds;
+};
+
+const TimeInZone repeated[] = {
+    {"Europe/Paris", "202410270200", 1729987200},
+    {"Europe/Paris", "202410270259", 1729990740},
+    {"Europe/Paris", "202410270300", 1729994400},  // shown once
+    {"Europe/Dublin", "202410270130", 1729989000},
+    {"Australia/Lord_Howe", "202404070145", 1712414700},  // half an hour
+    {"Europe/Paris", "197609260000", 212536800},          // midnight
+    {"America/Havana", "202411030000", 1730606400},       // midnight
+    {"America/Sao_Paulo", "201902162330", 1550367000},    // before midnight
+    {"Europe/Moscow", "201410260130", 1414272600},        // not from summer time
+    {"Pacific/Kwajalein", "196909301200", -8031600},      // 23 hours
+    {"CET-1CEST,M3.5.0,M10.5.0/3", "203710250230", 2140043400},
+};
+
+TEST(RepeatedTime, IsItsFirstOccurrence) {
+    for (const auto& [name, text, seconds] : repeated) {
+        const TimeZone zone(name);
+        EXPECT_EQ(strToTime("%Y%m%d%H%M", text), seconds) << name << ' ' << text;
+        EXPECT_EQ(format("%Y%m%d%H%M", seconds), text);
+        if (!std::string_view(text).ends_with("0000")) continue;
+        EXPECT_EQ(strToTime("%Y%m%d", std::string(text, 8).c_str()), seconds) << name;
+    }
+}
+
+const TimeInZone skipped[] = {
+    {"Europe/Paris", "202403310230", 1711848600},   // forward, into summer time
+    {"Europe/Dublin", "202403310130", 1711845000},  // back: summer time is the one with the lower offset
+    {"Europe/Moscow", "201103270230", 1301182200},
+    {"Asia/Kathmandu", "198601010010", 504902400},   // summer time on neither side: forward
+    {"Asia/Pyongyang", "201805042340", 1525446600},  // likewise, over midnight
+};
+
+TEST(SkippedTime, GoesIntoSummerTimeOrForward) {
+    for (const auto& [name, text, seconds] : skipped) {
+        const TimeZone zone(name);
+        EXPECT_EQ(strToTime("%Y%m%d%H%M", text), seconds) << name << ' ' << text << ' ' << format("%Y%m%d%H%M", seconds);
+    }
+}
+
+std::vector<std::string> zonesOfTheTable() {
+    std::ifstream lines("/usr/share/zoneinfo/zone1970.tab");
+    std::vector<std::string> names;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream columns(line);
+        std::string countries, position, name;
+        if (!line.starts_with('#') && columns >> countries >> position >> name) names.push_back(name);
+    }
+    return names;
+}
+
+void expectRead(std::int64_t local, std::int64_t instant) {
+    ASSERT_EQ(tramo::zone::toInstant(local), instant) << local;
+    const std::int64_t ofDay = local - clocks::dayOf(local) * clocks::dayLength;
+    if (ofDay % 900 != 0) return;
+    const std::chrono::year_month_day date{std::chrono::sys_days{std::chrono::days{clocks::dayOf(local)}}};
+    const bool fits = instant >= none && instant <= highest;
+    ASSERT_EQ(tramo::dates::toInstant(static_cast<unsigned>(static_cast<int>(date.year())), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day()), static_cast<unsigned>(ofDay / 3600), static_cast<unsigned>(ofDay / 60 % 60)),
+        fits ? static_cast<long32>(instant) : none)
+        << local;
+}
+
+// The local times that a zone repeats or skips, the latest first: the offset that holds afterwards is then the last one
+// that was used. Every fifth minute, and all near the ends.
+TEST(EveryZone, ReadsTheFirstOccurrenceOfRepeatedTimesAndMovesSkippedOnes) {
+    std::vector<std::string> names = zonesOfTheTable();
+    ASSERT_GT(names.size(), 300U) << "no table of zones";
+#if TESTS_SANITIZED  // would take long
+    names.resize(10);
+#endif
+    names.insert(names.end(), std::begin(zones), std::end(zones));
+    int repeatedTimes = 0, skippedTimes = 0;
+    for (const std::string& name : names) {
+        const TimeZone zone(name);
+        SCOPED_TRACE(name);
+        const clocks::Table table;
+        for (const std::int64_t change : table.changes()) {
+            const clocks::Scan scan(change);
+            const std::int64_t first = scan.firstLocalTime(), last = scan.lastLocalTime();
+            for (std::int64_t local = (last + scan.margin) / 60 * 60; local > first - scan.margin; local -= 60) {
+                const bool nearEnd = std::abs(local - first) <= 120 || std::abs(local - last) <= 120;
+                if (local % 300 != 0 && !nearEnd) continue;
+                ASSERT_NO_FATAL_FAILURE(expectRead(local, scan.instantOf(local)));
+                ASSERT_EQ(table.instantOf(local), scan.instantOf(local));
+                repeatedTimes += scan.isRepeated(local);
+                skippedTimes += scan.isSkipped(local);
+            }
+        }
+    }
+    EXPECT_GT(repeatedTimes, TESTS_SANITIZED ? 10'000 : 100'000);
+    EXPECT_GT(skippedTimes, TESTS_SANITIZED ? 10'000 : 100'000);
 }
 
 TEST(Limits, AreThoseOf32BitsInEveryZone) {
@@ -381,7 +480,7 @@ TEST_F(ZoneChange, IsSeenWhenTheVariableGoesAndComes) {
     setenv("TZ", "Asia/Tokyo", 1);
     EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
     unsetenv("TZ");
-    const std::int64_t host = byMktime(newYearUtc);
+    const std::int64_t host = clocks::Table().instantOf(newYearUtc);
     EXPECT_EQ(newYear(), host);
     setenv("TZ", "Europe/Paris", 1);
     EXPECT_EQ(newYear(), newYearParis);
@@ -427,10 +526,10 @@ TEST_F(ZoneChange, BehindTheLibrarysBackHarmsNothing) {
 TEST_F(ZoneChange, IsSeenForANameTooLongToBeRemembered) {
     const std::string longName(300, 'A');
     setenv("TZ", (longName + "-1").c_str(), 1);
-    const std::int64_t first = byMktime(newYearUtc);
+    const std::int64_t first = clocks::Table().instantOf(newYearUtc);
     EXPECT_EQ(newYear(), first);
     setenv("TZ", (longName + "-9").c_str(), 1);
-    const std::int64_t second = byMktime(newYearUtc);
+    const std::int64_t second = clocks::Table().instantOf(newYearUtc);
     EXPECT_EQ(newYear(), second);
     EXPECT_EQ(first - second, 8 * 3600);
 }

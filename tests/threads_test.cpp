@@ -89,6 +89,16 @@ Results useCodecs() {
     return results;
 }
 
+// A time that comes twice, after one that came shortly before or shortly after it.
+Results useRepeatedTimes(int thread) {
+    Results results;
+    for (int i = 0; i < 2000; ++i) {
+        DateUtils::strToTime("%Y%m%d%H%M", (thread + i) % 2 == 0 ? "202410270030" : "202410270430");
+        results += L' ' + std::to_wstring(DateUtils::strToTime("%Y%m%d%H%M", "202410270230"));
+    }
+    return results;
+}
+
 Results useStreams(const std::string& own) {
     Results results;
     for (const char* shared : {"round-exported.txt", "round-returned-utf16.txt"}) {
@@ -146,6 +156,7 @@ TEST_F(Threads, HaveTheirOwnKeyLines) {
 TEST_F(Threads, HaveTheirOwnConversions) {
     expectAlike([](int) { return useCodecs(); });
 }
+TEST_F(Threads, ReadRepeatedTimesAlike) { expectAlike(useRepeatedTimes); }
 TEST_F(Threads, HaveTheirOwnStreams) {
     const streams::GlobalLocale plain(std::locale::classic());
     const streams::TempFolder folder;

@@ -106,7 +106,8 @@ public:
     /// @{
 
     /// YYYYMMDD: digits only, the whole text. Fails on a date outside the calendar, before 1970 or after 2038-01-19
-    /// 03:14:07 UTC. Prints nothing.
+    /// 03:14:07 UTC. A local time that the zone repeats is its first occurrence, one that it skips is moved by what is
+    /// skipped (see DateUtils::strToTime). Prints nothing.
     static bool toDate(std::wstring& s, long32& t);
     static bool toDateTime(std::wstring& s, long32& t);  ///< YYYYMMDDhhmm, as toDate
 

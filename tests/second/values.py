@@ -17,19 +17,12 @@ EPOCH = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
 class Host:
     """What a value needs of the machine: the zone of its clock, and a console to complain on."""
 
-    def __init__(self, zone, answers=()):
+    def __init__(self, zone):
         self.zone = zone
         self.narrow, self.wide = "", ""
-        self.answers, self.asked = answers, 0
 
     def say(self, message):
         self.wide += message
-
-    def choose(self, moments):
-        """A local time that the clock shows twice, or leaves out, may be read as either of two moments. `answers`
-        says which, one after the other."""
-        self.asked += 1
-        return moments[self.answers[self.asked - 1] if self.asked <= len(self.answers) else 0]
 
 
 # ---- Whole numbers ----------------------------------------------------------------------------------------------
@@ -162,23 +155,18 @@ def moment_of(host, year, month=1, day=1, hour=0, minute=0):
         return None
     if not 1900 < year < 2040:
         return None
-    moments = [int((wall.replace(tzinfo=host.zone, fold=fold) - EPOCH).total_seconds()) for fold in (0, 1)]
-    if moments[0] == moments[1]:
-        moment = moments[0]
-    elif clock(moments[0], host.zone).replace(tzinfo=None) == wall:
-        moment = host.choose(moments)
-    else:
-        moment = moment_of_skipped(host, wall, moments)
+    # Of a time that the clock shows twice, fold 0 is the first. Of one that it skips, fold 0 is the later way.
+    moment, second = (int((wall.replace(tzinfo=host.zone, fold=fold) - EPOCH).total_seconds()) for fold in (0, 1))
+    if clock(moment, host.zone).replace(tzinfo=None) != wall:
+        moment = moment_of_skipped(host.zone, wall, moment, second)
     return moment if -2**31 <= moment < 2**31 else None
 
 
-def moment_of_skipped(host, wall, moments):
-    """The clock goes past this time. Moved by what it skips, but not to the day before; into summer time where only one
-    of the two ways leads there."""
-    moments = [moment for moment in moments if clock(moment, host.zone).date() >= wall.date()] or moments
-    summer = [moment for moment in moments if clock(moment, host.zone).dst()]
-    moments = summer if len(summer) == 1 else moments
-    return moments[0] if len(moments) == 1 else host.choose(moments)
+def moment_of_skipped(zone, wall, forward, back):
+    """Moved by what the clock skips: forward, but into summer time where only the way back leads there and stays on the
+    same day."""
+    is_only_summer = clock(back, zone).dst() and not clock(forward, zone).dst()
+    return back if is_only_summer and clock(back, zone).date() == wall.date() else forward
 
 
 DIRECTIVES = {"Y": 4, "m": 2, "d": 2, "H": 2, "M": 2}

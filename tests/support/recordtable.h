@@ -7,6 +7,7 @@
 #include "tramostream/fields.h"
 #include "tramostream/tramoline.h"
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -230,10 +231,11 @@ inline std::optional<long long> seconds(int year, int month, int day, int hour =
     static constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     if (month < 1 || month > 12 || day < 1 || day > days[month - 1] + (leap && month == 2) || hour > 23 || minute > 59) return {};
-    std::tm time{};
-    time.tm_year = year - 1900, time.tm_mon = month - 1, time.tm_mday = day, time.tm_hour = hour, time.tm_min = minute;
-    time.tm_isdst = -1;
-    const std::time_t result = tramo::hosttime::instantOf(time);
+    using namespace std::chrono;
+    const sys_seconds local = sys_days{std::chrono::year{year} / month / day} + hours{hour} + minutes{minute};
+    const long long winter = local.time_since_epoch().count() - 3600, summer = winter - 3600;
+    // Both are this time where the clock is set back. Neither is where it is set forward, and winter's offset makes it later.
+    const long long result = tramo::hosttime::local(summer).tm_isdst > 0 ? summer : winter;
     if (result < std::numeric_limits<std::int32_t>::min() || result > std::numeric_limits<std::int32_t>::max()) return {};
     return result;
 }
