@@ -1,7 +1,18 @@
 """The report on every sample, word for word. UPDATE=1 writes down what the tool says now."""
 import os
 import unittest
-from support import HERE, CliTest
+from support import HERE, CliTest, sample
+
+# What the field work fills in, as columns counted from 1: of a meter subscriber the reading, the corrected serial number
+# and wheels, and what the agent notes; of an AMR line the current reading and the failed attempts.
+FIELD_WORK = {b"1": [(366, 379), (426, 459), (462, 505), (508, 512)], b"2": [(354, 455), (457, 470)]}
+BROUGHT_BACK = (b"3", b"4", b"6", b"7")  # kinds of lines that only a returned round has
+
+
+def before_field_work(line):
+    for first, last in FIELD_WORK.get(line[:1], []):
+        line = line[:first - 1] + b" " * (last - first + 1) + line[last:]
+    return line
 
 SAMPLES = {
     "round-exported.txt": 0, "round-returned.txt": 0, "round-returned-utf16.txt": 0, "round-broken.txt": 1,
@@ -24,6 +35,26 @@ class Samples(CliTest):
                 result = self.run_tool("check", f"samples/{name}")
                 self.compare(name, result.masked)
                 self.assertEqual((result.code, result.err), (code, ""))
+
+    def test_the_exported_and_the_returned_round_are_one(self):
+        """Without what the field work adds, the returned round is the exported one, byte for byte."""
+        exported, returned = (sample(f"round-{state}.txt").split(b"\r\n") for state in ("exported", "returned"))
+        self.assertEqual([before_field_work(line) for line in returned if line[:1] not in BROUGHT_BACK], exported)
+        utf16 = sample("round-returned-utf16.txt").decode("utf-16")
+        self.assertEqual(utf16, sample("round-returned.txt").decode("latin-1"))
+
+    def test_diff_shows_what_the_round_brings_and_nothing_else(self):
+        result = self.run_tool("diff", "--summary", "--format", "json", "samples/round-exported.txt", "samples/round-returned.txt")
+        changed = {}
+        for field in result.json["summary"]["byField"]:
+            changed.setdefault(field["kind"], set()).add(field["field"])
+        self.assertEqual(changed, {
+            "meter subscriber": {"meterCorrectedSerialNumber", "meterCorrectedWheels", "meterReadingDate", "meterReadingIndex",
+                                 "meterReadingStatus", "meterReadingConsumption", "meterReadingMethod", "meterMarkingCode",
+                                 "meterMessage", "meterLastUpdateDate", "meterReadingUserCode"},
+            "AMR": {"currentReadingDate", "currentMeterIndex", "currentAmrIndex", "currentAmrStatus", "lastReadFailDate",
+                    "readFailCount", "currentAlarms"},
+        })
 
     def test_reports_do_not_depend_on_locale_or_time_zone(self):
         for name in ("round-returned.txt", "round-broken.txt"):
