@@ -14,7 +14,7 @@ constexpr std::size_t firstPiece = std::size_t{64} << 10;
 int flagsOf(File::Access access) {
     switch (access) {
     case File::Access::Append: return O_WRONLY | O_CREAT | O_APPEND;
-    case File::Access::Truncate: return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC;
+    case File::Access::Truncate: return O_WRONLY | O_CREAT | O_TRUNC;
     default: return O_RDONLY;
     }
 }
@@ -84,12 +84,13 @@ std::size_t File::write(const char* bytes, std::size_t count) const {
     return done;
 }
 
-std::int64_t File::endPosition() const { return ::lseek(descriptor, 0, SEEK_END); }
+std::int64_t File::size() const { return ::lseek(descriptor, 0, SEEK_CUR) < 0 ? -1 : statusOf(descriptor).st_size; }
 
 bool File::cutBack(std::size_t count) const {
     const struct stat status = statusOf(descriptor);
     if (!S_ISREG(status.st_mode) || status.st_size != ::lseek(descriptor, 0, SEEK_CUR)) return false;
-    return uninterrupted([&] { return ::ftruncate(descriptor, status.st_size - static_cast<off_t>(count)); }) == 0;
+    const off_t end = status.st_size - static_cast<off_t>(count);
+    return uninterrupted([&] { return ::ftruncate(descriptor, end); }) == 0 && ::lseek(descriptor, end, SEEK_SET) == end;
 }
 
 }  // namespace tramo

@@ -11,7 +11,7 @@ public:
     enum class Access {
         Read,
         Append,    // created where it does not exist, each write goes to its end
-        Truncate,  // the same, and emptied first
+        Truncate,  // created where it does not exist or emptied, each write goes behind the one before
     };
 
     File() = default;
@@ -33,8 +33,8 @@ public:
     // How many bytes the system has taken. Fewer than asked for is a refusal, and errno tells the reason.
     std::size_t write(const char* bytes, std::size_t count) const;
 
-    // Position of the end in bytes; -1 for what has no positions, like a pipe.
-    std::int64_t endPosition() const;
+    // In bytes; -1 for what has no positions, like a pipe.
+    std::int64_t size() const;
 
     // Takes back the last bytes that this object wrote. False where that cannot be done: no regular file, or somebody
     // else has written behind them.
@@ -42,6 +42,9 @@ public:
 
 private:
     int descriptor = -1;
+#ifdef _WIN32
+    bool appends = false;
+#endif
 };
 
 }  // namespace tramo

@@ -39,16 +39,18 @@ File::File(const char* path, Access access) {
         return;
     }
     if (access == Access::Truncate) SetEndOfFile(handle);
+    appends = access == Access::Append;
     descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_BINARY | (reads ? _O_RDONLY : 0));
     if (!isOpen()) CloseHandle(handle);
 }
 
-File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)), appends(other.appends) {}
 
 File& File::operator=(File&& other) noexcept {
     if (this != &other) {
         close();
         descriptor = std::exchange(other.descriptor, -1);
+        appends = other.appends;
     }
     return *this;
 }
@@ -79,7 +81,7 @@ std::size_t File::write(const char* bytes, std::size_t count) const {
         atTheEnd.Offset = atTheEnd.OffsetHigh = 0xFFFFFFFF;  // wherever that is by then, as others may append, too
         const auto piece = static_cast<DWORD>(std::min(count - done, mostAtOnce));
         DWORD taken = 0;
-        const bool good = WriteFile(handleOf(descriptor), bytes + done, piece, &taken, &atTheEnd) != 0;
+        const bool good = WriteFile(handleOf(descriptor), bytes + done, piece, &taken, appends ? &atTheEnd : nullptr) != 0;
         if (!good || taken == 0) {
             errno = good ? ENOSPC : lastError();
             break;
@@ -89,7 +91,7 @@ std::size_t File::write(const char* bytes, std::size_t count) const {
     return done;
 }
 
-std::int64_t File::endPosition() const { return isPlainFile(descriptor) ? _lseeki64(descriptor, 0, SEEK_END) : -1; }
+std::int64_t File::size() const { return isPlainFile(descriptor) ? _filelengthi64(descriptor) : -1; }
 
 bool File::cutBack(std::size_t count) const {
     if (!isPlainFile(descriptor)) return false;

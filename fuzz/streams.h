@@ -14,6 +14,7 @@ struct Reading {
     bool asksForEnd() const { return choice >> 3 & 1; }  // calls eof() before each line
     bool isShort() const { return choice >> 4 & 1; }     // less than the whole buffer is filled
     bool isCut() const { return choice >> 5 & 1; }       // two files are read, one behind the other
+    bool isLong() const { return choice >> 6 & 1; }      // a length larger than the buffer is given
 };
 
 /// A stream that has just been opened reads this text to its end, and behind it.

@@ -159,7 +159,7 @@ LineText::Line iFileStream::State::nextLine() {
 void iFileStream::State::getline(unsigned len, wchar_t* buffer, std::size_t size) {
     const std::size_t limit = std::min<std::size_t>(len, size);
     const LineText::Line line = nextLine();
-    if (line.size > limit) throw read_exception("Size of line is upper than " + std::to_string(limit));
+    if (line.size > limit) throw read_exception("Size of line is upper than " + std::to_string(line.size > len ? len : size));
     text.copy(line, line.size, buffer);
     std::fill(buffer + line.size, buffer + limit, L'\0');
 }

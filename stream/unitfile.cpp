@@ -17,7 +17,7 @@ void UnitFile::open(const char* path, File::Access access, std::string_view mark
     file = File(path, access);
     refused = !file.isOpen();
     if (refused) return;
-    if (file.endPosition() == 0) waiting = mark;
+    if (file.size() == 0) waiting = mark;
     flush();
 }
 

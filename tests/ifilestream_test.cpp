@@ -622,6 +622,20 @@ TYPED_TEST(InputBuffer, ALengthOfZeroTouchesNothing) {
     EXPECT_EQ(thrownBy<read_exception>([this] { this->in.getline(0, this->line); }), "Size of line is upper than 0");
 }
 
+TYPED_TEST(InputBuffer, ALineLongerThanALargerLengthNamesThatLength) {
+    for (const unsigned length : {TestFixture::size, TestFixture::size + 1, TestFixture::size * 2}) {
+        for (unsigned characters = TestFixture::size + 1; characters < TestFixture::size * 3; ++characters) {
+            this->openLine(characters);
+            const unsigned named = characters > length ? length : TestFixture::size;
+            EXPECT_EQ(thrownBy<read_exception>([&] { this->in.getline(length, this->line); }),
+                "Size of line is upper than " + std::to_string(named))
+                << characters;
+            EXPECT_EQ(std::wstring(this->line.begin(), this->line.end()), std::wstring(TestFixture::size, L'#')) << "untouched";
+            EXPECT_EQ(nextLine(this->in), L"next");
+        }
+    }
+}
+
 // Places around the buffer, to see what is written behind it.
 TYPED_TEST(InputBuffer, ALargerLengthNeverWritesBehindTheBuffer) {
     for (const unsigned length : {TestFixture::size + 1, TestFixture::size * 2, ~0U}) {
@@ -1102,9 +1116,9 @@ std::string perform(Stream& stream, unsigned operation, unsigned choice, const s
         }
         case 2: stream.close(); break;
         case 3: seen = std::to_string(stream.eof()); break;
-        case 4: read(TagLine::tagLine_t{}, choice % 3 == 0 ? choice % 26 : 25); break;
-        case 5: read(ParameterLine::parameterLine_t{}, 42); break;
-        case 6: read(TramoLine::tramoLine_t{}, 514); break;
+        case 4: read(TagLine::tagLine_t{}, choice % 3 == 0 ? choice % 50 : 25); break;
+        case 5: read(ParameterLine::parameterLine_t{}, choice % 3 == 0 ? choice % 84 : 42); break;
+        case 6: read(TramoLine::tramoLine_t{}, choice % 3 == 0 ? choice % 1000 : 514); break;
         default: {
             AMRKeyLine line;
             stream.getline(line);

@@ -390,6 +390,45 @@ TEST_F(OutputStream, ClearLeavesTheMarkOfAUtf16File) {
     EXPECT_EQ(written(), utf16(u"b\r\n"));
 }
 
+TEST_F(OutputStream, AfterClearLinesGoToTheStreamsOwnPosition) {
+    for (const int encoding : {ansi, utf16le}) {
+        const auto bytes = [&](std::u16string_view text) {
+            return encoding == utf16le ? utf16(text) : std::string(text.begin(), text.end());
+        };
+        open(path("f"), encoding);
+        out.clear();
+        out.putLine(L"mine", true);
+        out.flush();
+        oFileStream other(path("f").c_str(), encoding);
+        other.putLine(L"theirs, longer", true);
+        other.flush();
+        EXPECT_EQ(written(), bytes(u"mine\r\ntheirs, longer\r\n"));
+        out.putLine(L"again", true);
+        out.flush();
+        EXPECT_EQ(written(), bytes(u"mine\r\nagain\r\n longer\r\n"));
+        other.putLine(L"at the end", true);
+        other.close();
+        EXPECT_EQ(written(), bytes(u"mine\r\nagain\r\n longer\r\nat the end\r\n"));
+        out.close();
+        open(path("f"), encoding);
+        out.putLine(L"appended", true);
+        out.close();
+        EXPECT_EQ(written(), bytes(u"mine\r\nagain\r\n longer\r\nat the end\r\nappended\r\n"));
+        std::filesystem::remove(path("f"));
+    }
+}
+
+TEST_F(OutputStream, AfterClearAFileThatIsEmptiedByOthersKeepsTheStreamsPosition) {
+    open(path("f"), ansi);
+    out.clear();
+    out.putLine(L"mine", true);
+    out.flush();
+    std::filesystem::resize_file(path("f"), 0);
+    out.putLine(L"again", true);
+    out.close();
+    EXPECT_EQ(written(), std::string(6, '\0') + "again\r\n");
+}
+
 TEST_F(OutputStream, ClearDoesNothingWhileNothingIsOpen) {
     open(file("f", "old\n"), ansi);
     out.close();
@@ -684,6 +723,25 @@ TEST_F(OutputStream, WhenThereIsRoomAgainNothingIsMissing) {
     }
 }
 
+TEST_F(OutputStream, AfterClearAFullDiskLeavesWholeLinesAndNoGap) {
+    for (const int encoding : {ansi, utf16le}) {
+        std::filesystem::remove(path("f"));
+        oFileStream writer(path("f").c_str(), encoding);
+        writer.putLine(L"is emptied", true);
+        writer.clear();
+        const std::string before = encoding == ansi ? "" : mark;
+        const std::string& bytes = encoding == ansi ? recordBytes : recordUtf16;
+        {
+            const FileSizeLimit limit(10 * 1024);
+            EXPECT_NE(putUntilRefused(writer), "");
+            EXPECT_EQ(written(), before + repeated(bytes, (10 * 1024 - before.size()) / bytes.size()));
+        }
+        writer.close();
+        EXPECT_EQ(writer.rdstate(), good);
+        EXPECT_EQ(written(), before + repeated(bytes, static_cast<std::size_t>(writer.getLineNumber()) - 1));
+    }
+}
+
 TEST_F(OutputStream, EveryLimitLeavesTheLinesThatFit) {
     for (const int encoding : {ansi, utf16le}) {
         const std::size_t size = encoding == ansi ? 514 : 1028, before = encoding == ansi ? 0 : 2;
@@ -965,6 +1023,33 @@ TEST_F(OutputStream, DoesWhatTheLiteralModelDoes) {
         }
     }
     EXPECT_GT(bytes, 50'000U);
+}
+
+// Two streams write to one file by turns, and empty it.
+TEST_F(OutputStream, SharesAFileAsTheLiteralModelDoes) {
+    std::mt19937 random(816);
+    std::size_t bytes = 0;
+    for (int round = 0; round < 40; ++round) {
+        std::array<oFileStream, 2> real;
+        std::array<literal::Output, 2> model;
+        const int encoding = round % 2 == 0 ? ansi : utf16le;
+        for (int step = 0; step < 60; ++step) {
+            const std::size_t which = random() % 2;
+            const auto operation = random() % 8, choice = random() % 200;
+            const auto act = [&](auto& stream, const char* name) {
+                stream.open(path(name).c_str(), encoding);
+                if (operation == 0) stream.close();
+                else if (operation == 1) stream.clear();
+                else stream.putLine(std::wstring(choice, static_cast<wchar_t>(L'a' + choice % 26)), true);
+                if (stream.is_open()) stream.flush();
+            };
+            act(real[which], "real");
+            act(model[which], "model");
+            ASSERT_EQ(written("real"), written("model")) << round << ' ' << step;
+            bytes += written("real").size();
+        }
+    }
+    EXPECT_GT(bytes, 500'000U);
 }
 
 }  // namespace

@@ -76,13 +76,18 @@ public:
 
     /// Reads the next line into the buffer: its characters without the line feed (a carriage return before it stays),
     /// then zeros up to place `len`. `len` is the buffer's whole size (42, 25, 514); with a smaller one the places from
-    /// `len` on are left alone, a larger one counts as the size. A text of exactly `len` characters fits.
+    /// `len` on are left alone, with a larger one nothing is written behind the buffer. A text of exactly `len`
+    /// characters fits, if the buffer holds them.
+    ///
+    /// The last place of a buffer that holds a whole line is a zero, where the line feed was. Before the buffer goes to
+    /// oFileStream::putLine, put it back: `line.back() = L'\n';`
     ///
     /// At the end of the text, and while rdstate() is not 0, the line is empty; the fail flag is raised, at the end
     /// with the end-of-file flag. A last line without line feed raises the end-of-file flag only.
     ///
-    /// Throws TramoStreamExceptions::read_exception "Size of line is upper than " and the limit when the line is
-    /// longer. The line has been passed over then, and the buffer is as it was.
+    /// Throws TramoStreamExceptions::read_exception "Size of line is upper than " and `len` when the line is longer than
+    /// `len`; the buffer's size stands there when the line is longer than the buffer only. The line has been passed over
+    /// then, and the buffer is as it was.
     void getline(unsigned len, ParameterLine::parameterLine_t& line);
     void getline(unsigned len, TagLine::tagLine_t& line);      ///< a tag line, likewise
     void getline(unsigned len, TramoLine::tramoLine_t& line);  ///< a record line, likewise

@@ -19,7 +19,8 @@
 /// is killed loses the lines that wait; flush() leaves none. Only one that is killed in the moment in which the system
 /// copies lines can leave a part of a line.
 ///
-/// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file.
+/// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file,
+/// as long as none of them calls clear().
 ///
 /// @snippet docs/examples.cpp oFileStream
 class TRAMO_EXPORT oFileStream {
@@ -49,6 +50,9 @@ public:
 
     /// Empties the file that is open, by its path; a UTF-16 file then holds its byte order mark. Does nothing while
     /// nothing is open. Where the file cannot be opened again, nothing is open afterwards.
+    ///
+    /// From then on until close(), the stream no longer appends but writes at its own position, beginning with that of an
+    /// empty file: it overwrites what others append to the file meanwhile.
     void clear();
 
     /// How many lines putLine() has taken on this object, for all its files. Stays at the largest int.
@@ -74,6 +78,9 @@ public:
 
     /// Writes a whole buffer, with the line end that it holds, and returns `len`, which is the buffer's whole size, 42
     /// or 514. Throws like the other, and TramoStreamExceptions::bad_line_length for any other `len`.
+    ///
+    /// A buffer that iFileStream::getline has filled holds a zero instead of the line feed, which would be written.
+    /// Before that: `line.back() = L'\n';`
     unsigned putLine(const ParameterLine::parameterLine_t& line, unsigned len);
     unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< a record line, likewise
 

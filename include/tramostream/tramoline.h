@@ -7,8 +7,10 @@
 /// A record line: 512 characters, the first of which tells the record's kind.
 ///
 /// The buffer of a line, of this kind and the next two, holds its characters, one UTF-16 code unit each, and its line end,
-/// CR LF. Columns are 1-based: column c is index c - 1. A line that iFileStream::getline has read keeps its CR and has a
-/// zero in place of the LF; models never look at these two places. Buffers are values; whoever has one owns it.
+/// CR LF. Columns are 1-based: column c is index c - 1. Buffers are values; whoever has one owns it.
+///
+/// A line that iFileStream::getline has read keeps its CR and has a zero in place of the LF. Models never look at these two
+/// places, but oFileStream::putLine writes them. To write a buffer that was read: `line.back() = L'\n';`
 ///
 /// @snippet docs/examples.cpp TramoLine
 struct TramoLine {

@@ -52,6 +52,10 @@ public:
         if (len < line.size()) {
             throw TramoStreamExceptions::read_exception("Size of line is upper than " + std::to_string(len));
         }
+        if (line.size() > N) {  // settled: nothing is written behind the buffer
+            throw TramoStreamExceptions::read_exception("Size of line is upper than " + std::to_string(N));
+        }
+        len = std::min(len, static_cast<unsigned>(N));
         if (len == 0) return;
         std::fill_n(buffer.begin(), len, L'\0');
         std::copy_n(line.c_str(), std::min<std::size_t>(len, line.size() + 1), buffer.begin());
@@ -143,6 +147,11 @@ public:
     }
 
     int getLineNumber() const { return lineNumber; }
+
+    void flush() {
+        byteFile.flush();
+        wideFile.flush();
+    }
 
     void putLine(const std::wstring& text, bool lineEnd) { write(lineEnd ? text + L"\r\n" : text); }
 
