@@ -35,6 +35,21 @@ def put(line, column, text):
     return line[:column - 1] + text + line[column - 1 + len(text):]
 
 
+# What the field work fills in, as columns counted from 1: of a meter subscriber the corrected serial number and wheels, the
+# reading, and what the agent notes; of an AMR line the current reading and the failed attempts.
+FIELD_WORK = {b"1": [(366, 379), (426, 459), (462, 505), (508, 512)], b"2": [(354, 455), (457, 470)]}
+BROUGHT_BACK = (b"3", b"4", b"6", b"7")  # kinds of lines that only a returned round has
+
+
+def before_field_work(content):
+    """A returned round as it was exported."""
+    def blanked(line):
+        for first, last in FIELD_WORK.get(line[:1], []):
+            line = put(line, first, b" " * (last - first + 1))
+        return line
+    return b"\r\n".join(blanked(line) for line in content.split(b"\r\n") if line[:1] not in BROUGHT_BACK)
+
+
 def lines(*texts):
     return b"".join(text + b"\r\n" for text in texts)
 
