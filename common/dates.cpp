@@ -47,8 +47,10 @@ struct KnownDay {
 
 // The same from what this thread remembers, nearly six years of days.
 std::array<char, 8> digitsOf(std::int32_t day) {
-    auto& memory = ownOfThread<std::array<KnownDay, 2048>>();
-    KnownDay& known = memory[static_cast<std::uint32_t>(day) % memory.size()];
+    using Memory = std::array<KnownDay, 2048>;
+    auto* const memory = ownOfThread<Memory>();
+    if (!memory) return findDigits(day);
+    KnownDay& known = (*memory)[static_cast<std::uint32_t>(day) % memory->size()];
     if (known.day != day || known.digits[0] == 0) known = {day, findDigits(day)};
     return known.digits;
 }

@@ -1,17 +1,53 @@
 // What a function remembers for the thread that calls it.
 #pragma once
+#include <cstddef>
+#include <type_traits>
+
+#ifndef _WIN32
+#include <atomic>
+#include <cstdlib>
+#include <pthread.h>
+#endif
 
 namespace tramo {
 
-// A `T` of zeros for each thread. In a shared library a thread finds its variables by a call; a pointer it finds at once.
-template <class T> T& ownOfThread() {
-#ifdef __ELF__
-    [[gnu::tls_model("initial-exec")]]
+// A block of memory for each thread that asks for one: zeros at first, freed when the thread ends. Not a thread-local
+// variable: a large one prevents loading by dlopen, and without memory for even a small one the process ends.
+class ThreadBlocks {
+public:
+    explicit ThreadBlocks(std::size_t size) noexcept;
+    ~ThreadBlocks();
+    ThreadBlocks(const ThreadBlocks&) = delete;
+    ThreadBlocks& operator=(const ThreadBlocks&) = delete;
+
+    // This thread's block, or null if there is no memory for it.
+    void* own() noexcept;
+
+private:
+    std::size_t size;
+#ifdef _WIN32
+    std::size_t place;
+#else
+    void* allocate() noexcept;
+
+    pthread_key_t key{};
+    std::atomic<bool> usable = false;
 #endif
-    static constinit thread_local T* own = nullptr;
-    static constinit thread_local T memory{};
-    if (!own) own = &memory;
-    return *own;
+};
+
+#ifndef _WIN32
+inline void* ThreadBlocks::own() noexcept {
+    if (!usable.load(std::memory_order_relaxed)) return nullptr;
+    void* const block = pthread_getspecific(key);
+    return block ? block : allocate();
+}
+#endif
+
+// This thread's T, or null if there is no memory for it: work without it then.
+template <class T> T* ownOfThread() noexcept {
+    static_assert(std::is_trivial_v<T>);
+    static ThreadBlocks blocks(sizeof(T));
+    return static_cast<T*>(blocks.own());
 }
 
 }  // namespace tramo

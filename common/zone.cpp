@@ -132,14 +132,15 @@ struct Memory {
     Bins<anHour, 256, findOfLocalTimes> localTimes;
 };
 
-Memory& memory() {
-    auto& memory = ownOfThread<Memory>();
-    if (!memory.mark.holds()) {
-        memory.mark.set();
-        std::ranges::fill(memory.days, noDay);
-        std::ranges::fill(memory.steady.bins, emptyBin);
-        std::ranges::fill(memory.instants.bins, emptyBin);
-        std::ranges::fill(memory.localTimes.bins, emptyBin);
+// Null without memory: the host is asked each time then.
+Memory* memory() {
+    auto* const memory = ownOfThread<Memory>();
+    if (memory && !memory->mark.holds()) {
+        memory->mark.set();
+        std::ranges::fill(memory->days, noDay);
+        std::ranges::fill(memory->steady.bins, emptyBin);
+        std::ranges::fill(memory->instants.bins, emptyBin);
+        std::ranges::fill(memory->localTimes.bins, emptyBin);
     }
     return memory;
 }
@@ -183,28 +184,31 @@ long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
 }  // namespace
 
 long32 midnightOf(unsigned year, unsigned month, unsigned day) {
-    Memory& known = memory();
+    Memory* const known = memory();
+    if (!known) return unsteady;
     const std::uint32_t date = packed(year, month, day);
-    Day& bin = known.days[date % std::size(known.days)];
+    Day& bin = known->days[date % std::size(known->days)];
     if (bin.date != date) {
         const std::chrono::year_month_day asDate{
             std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
-        bin = {date, findMidnight(asDate, known)};
+        bin = {date, findMidnight(asDate, *known)};
     }
     return bin.midnight;
 }
 
 std::int64_t toInstant(std::int64_t local) {
-    Memory& known = memory();
-    std::int32_t offset = known.steady.offset(local);
-    if (offset == unsteady) offset = known.localTimes.offset(local);
+    Memory* const known = memory();
+    if (!known) return findInstant(local);
+    std::int32_t offset = known->steady.offset(local);
+    if (offset == unsteady) offset = known->localTimes.offset(local);
     return offset != unsteady ? local - offset : findInstant(local);
 }
 
 std::int64_t toLocal(long32 instant) {
-    Memory& known = memory();
-    std::int32_t offset = known.steady.offset(instant);
-    if (offset == unsteady) offset = known.instants.offset(instant);
+    Memory* const known = memory();
+    if (!known) return asSeconds(brokenDown(instant));
+    std::int32_t offset = known->steady.offset(instant);
+    if (offset == unsteady) offset = known->instants.offset(instant);
     return offset != unsteady ? instant + std::int64_t{offset} : asSeconds(brokenDown(instant));
 }
 

@@ -11,7 +11,7 @@ namespace tramo::zone {
 std::int64_t toInstant(std::int64_t local);
 
 // The midnight at which a day between 1902 and 2037 begins, if the whole day has one offset; else `unsteady`, also for a
-// date that does not exist. Months are 1 to 12, days 1 to 31.
+// date that does not exist, and without memory to remember days in. Months are 1 to 12, days 1 to 31.
 inline constexpr std::int32_t unsteady = INT32_MAX;
 long32 midnightOf(unsigned year, unsigned month, unsigned day);
 

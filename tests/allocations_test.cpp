@@ -8,6 +8,18 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
+
+#ifndef _WIN32
+// The linker leads the library's calls of calloc here (--wrap).
+extern "C" {
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __real_calloc(count, size);
+}
+}
+#endif
 
 namespace {
 
@@ -114,6 +126,25 @@ TEST(Allocations, OfEveryKindOfRecord) {
 }
 TEST(Allocations, OfTags) { EXPECT_GT(expectFew(AsModel<TagTramoModel, TagLine::tagLine_t>{}), 0); }
 TEST(Allocations, OfParameters) { EXPECT_GT(expectFew(AsModel<ParameterTramoModel, ParameterLine::parameterLine_t>{}), 0); }
+
+// What a thread remembers of days: one block from its first line with a date that is read, one from the first that is written.
+TEST(Allocations, OfANewThreadAreThoseOfItsFirstLine) {
+#ifdef _WIN32
+    GTEST_SKIP() << "calloc is not counted there";
+#endif
+    const Silence quiet;
+    const auto line = cleanLine(AsRecord{*tramo::recordKind(L'0')});
+    std::thread([&] {
+        RoundTramoModel first(line), second(line);
+        EXPECT_EQ(allocationsOf([&] { (void)first.toTramoLine(); }), 1);
+        EXPECT_EQ(allocationsOf([&] { (void)second.toTramoLine(); }), 0);
+        EXPECT_EQ(allocationsOf([&] { const RoundTramoModel third(line); }), 0);
+    }).join();
+    std::thread([&] {
+        EXPECT_EQ(allocationsOf([&] { const RoundTramoModel model(line); }), 1);
+        EXPECT_EQ(allocationsOf([&] { const RoundTramoModel model(line); }), 0);
+    }).join();
+}
 
 TEST(Allocations, OfAccessorsByName) {
     TramoLine::tramoLine_t line;

@@ -8,11 +8,13 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cwchar>
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <new>
 #include <sys/types.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -53,6 +55,7 @@ std::size_t halfOf(std::size_t size) { return size > 1 ? size / 2 : size; }
 // The linker leads the library's calls here (--wrap). What it calls __real_ is the C library's, or a sanitizer's.
 extern "C" {
 void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
 void* __real_aligned_alloc(std::size_t alignment, std::size_t size);
 void __real_free(void* memory);
@@ -63,6 +66,9 @@ int __real_close(int file);
 int __real_ftruncate(int file, off_t size);
 
 void* __wrap_malloc(std::size_t size) { return fails(Sort::Memory) ? nullptr : counted(__real_malloc(size)); }
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    return fails(Sort::Memory) ? nullptr : counted(__real_calloc(count, size));
+}
 void* __wrap_realloc(void* memory, std::size_t size) {
     if (fails(Sort::Memory)) return nullptr;
     return memory ? __real_realloc(memory, size) : counted(__real_realloc(memory, size));
@@ -429,6 +435,28 @@ TEST_F(Faults, KeyLinesWithoutMemory) {
                     parsed.remarks.size()};
             });
         });
+}
+
+// What a thread remembers of days is given up when there is no memory for it, the values are not.
+TEST_F(Faults, DatesOfANewThreadWithoutMemory) {
+    static constexpr long32 never = -1;
+    const auto convert = [](long32& midnight, long32& minute, wchar_t* date) {
+        midnight = DateUtils::strToTime("%Y%m%d", "20241027");
+        minute = DateUtils::strToTime("%Y%m%d%H%M", "202410270905");
+        return StrConv::fromDate(minute, date, L"%Y%m%d%H%M");
+    };
+    long32 expectedMidnight = never, expectedMinute = never;
+    wchar_t expectedDate[13] = L"";
+    ASSERT_TRUE(convert(expectedMidnight, expectedMinute, expectedDate));
+    ASSERT_STREQ(expectedDate, L"202410270905");
+    everyFault(Sort::Memory, {ENOMEM}, [&] {
+        long32 midnight = never, minute = never;
+        wchar_t date[13] = L"";
+        bool written = false;
+        std::thread([&] { armed([&] { written = convert(midnight, minute, date); }); }).join();
+        const bool same = midnight == expectedMidnight && minute == expectedMinute && std::wcscmp(date, expectedDate) == 0;
+        return written && same ? "" : "another value";
+    });
 }
 
 // ---- The tests themselves -------------------------------------------------------------------------------------------

@@ -1,0 +1,25 @@
+#include "common/perthread.h"
+
+namespace tramo {
+
+// What is called at a thread's end is the C library's: this library may be unloaded by then.
+ThreadBlocks::ThreadBlocks(std::size_t blockSize) noexcept : size(blockSize) {
+    usable = pthread_key_create(&key, std::free) == 0;
+}
+
+// At the end of the program, or when the library is unloaded. Other threads may still be at work, with their blocks: those
+// stay, whatever becomes of them.
+ThreadBlocks::~ThreadBlocks() {
+    if (!usable.exchange(false)) return;
+    std::free(pthread_getspecific(key));
+    pthread_key_delete(key);
+}
+
+void* ThreadBlocks::allocate() noexcept {
+    void* const block = std::calloc(1, size);
+    if (block && pthread_setspecific(key, block) == 0) return block;
+    std::free(block);
+    return nullptr;
+}
+
+}  // namespace tramo

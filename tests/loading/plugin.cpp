@@ -1,0 +1,10 @@
+// A plugin that contains the library, for host.c.
+#include <cstdint>
+#include <tramostream/tramostream.h>
+
+// The date as it comes back when it is written into a line and read again.
+extern "C" [[gnu::visibility("default")]] std::int32_t pluginDate(const char* format, const char* text) {
+    RoundTramoModel round;
+    round.setRoundImportDate(DateUtils::strToTime(format, text));
+    return RoundTramoModel(round.toTramoLine()).getRoundImportDate();
+}
