@@ -94,22 +94,22 @@ std::string inWords(const std::vector<Finding>& findings) {
     return first.field.empty() ? words : fmt::format("{} ({})", words, first.field);
 }
 
-// With each tab as spaces up to the next multiple of 8 columns, as terminals show it.
-std::wstring withoutTabs(std::wstring_view text) {
-    std::wstring spaces;
+// Appends each tab as spaces up to the next multiple of 8 columns, as terminals show it.
+void appendExpanded(std::wstring_view text, std::wstring& to) {
     for (const wchar_t c : text)
-        if (c == L'\t') spaces.resize(spaces.size() / 8 * 8 + 8, L' ');
-        else spaces += c;
-    return spaces;
+        if (c == L'\t') to.resize(to.size() / 8 * 8 + 8, L' ');
+        else to += c;
 }
 
 Finding tooShort(const Line& line, const LineShape& shape) {
     const auto tabs = static_cast<std::size_t>(std::ranges::count(line.text, L'\t'));
-    std::wstring restored = withoutTabs(line.text);
+    std::wstring restored;
+    restored.reserve(8 * shape.length);  // it may hold keys, and growing would leave copies of them
+    appendExpanded(line.text, restored);
     const bool isExpanded = tabs && restored.size() == shape.length;
     if (!isExpanded) restored = line.text, restored.resize(shape.length, L' ');
     const std::vector<Finding> findings = findingsIn(restored, shape.kind);
-    wipe(restored);  // it may hold keys
+    wipe(restored);
 
     std::vector<std::string> why;
     if (!line.lineFeed) why.emplace_back("the file ends here");
@@ -120,10 +120,10 @@ Finding tooShort(const Line& line, const LineShape& shape) {
     const Field* field = shape.kind == LineKind::Record ? fieldCutAt(line.text) : nullptr;
     if (field && (errorsAmong(findings) == 0 || firstOf(findings)->field == field->name))
         why.push_back(fmt::format("it ends inside {} ({}-{})", field->name, field->column, field->column + field->width - 1));
-    why.push_back(isExpanded ? fmt::format("with tabs expanded to every 8th column, it has {} characters and {}", shape.length,
-                                   inWords(findings))
-                             : fmt::format("padded with {} at its end, it has {}",
-                                   counted(shape.length - line.text.size(), "space"), inWords(findings)));
+    why.push_back(
+        isExpanded ? fmt::format("with tab stops every 8 columns, it has {} characters and {}", shape.length, inWords(findings))
+                   : fmt::format("padded with {} at its end, it has {}", counted(shape.length - line.text.size(), "space"),
+                         inWords(findings)));
     return lineFinding("LineTooShort",
         fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
         fmt::format("{}", fmt::join(why, "; ")));

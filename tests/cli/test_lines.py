@@ -162,7 +162,7 @@ class ChangedOnTheWay(CliTest):
 
     def test_spaces_that_became_tabs(self):
         expandable = b"".join(cell.rstrip() + b"\t" if cell.endswith(b"  ") else cell for cell in (METER[i:i + 8] for i in range(0, 512, 8)))
-        self.assertEqual(self.told(expandable), self.TABS.format(310, 36, 17) + "with tabs expanded to every 8th column, "
+        self.assertEqual(self.told(expandable), self.TABS.format(310, 36, 17) + "with tab stops every 8 columns, "
                          "it has 512 characters and no errors or warnings")
         broken = put(expandable, expandable.index(b"\t") + 1, b"x\t")
         self.assertIn("; padded with 202 spaces at its end, it has ", self.told(broken))
