@@ -1,5 +1,5 @@
 #include "arguments.h"
-#include "place.h"
+#include "lineplace.h"
 #include "platform.h"
 #include "text.h"
 #include <CLI/CLI.hpp>

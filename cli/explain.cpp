@@ -6,8 +6,8 @@
 #include "fieldcheck.h"
 #include "input.h"
 #include "linemodel.h"
+#include "lineplace.h"
 #include "outfile.h"
-#include "place.h"
 #include "platform.h"
 #include "reference.h"
 #include "report.h"
@@ -200,7 +200,7 @@ public:
         neighbours(kind, column, column + 1);
     }
 
-    void place(const Place& place) {
+    void place(const LinePlace& place) {
         Input input(place.file, EncodingChoice::Auto, {.first = place.line, .last = place.line});
         Line line;
         if (!input.next(line)) throw input.hasNoLine(place.line);
@@ -398,7 +398,7 @@ bool explainField(std::string_view word, Explainer& explainer) {
 void explainWord(std::string_view word, Explainer& explainer) {
     if (const std::size_t colon = word.find(':'); colon != std::string_view::npos) {
         if (explainInKind(word.substr(0, colon), word.substr(colon + 1), explainer)) return;
-        const Place place = placeOf(std::string(word), true);
+        const LinePlace place = placeOf(std::string(word), true);
         if (place.column || (place.line && isFile(place.file))) return explainer.place(place);
         if (isFile(std::string(word)))
             throw WrongUsage{fmt::format("\"{}\" is a file; a place in it is FILE:LINE[:COLUMN]", printable(word))};

@@ -6,7 +6,7 @@
 #include "fieldcheck.h"
 #include "input.h"
 #include "linemodel.h"
-#include "place.h"
+#include "lineplace.h"
 #include "platform.h"
 #include "report.h"
 #include "text.h"
@@ -93,7 +93,7 @@ Options parse(std::vector<std::string> arguments) {
     options.file = operands[0];
     if (operands.size() == 2) {
         options.lines = lineRange("LINE", operands[1]);
-    } else if (const Place place = placeOf(operands[0], false); place.line) {
+    } else if (const LinePlace place = placeOf(operands[0], false); place.line) {
         options.file = place.file;
         options.lines = {.first = place.line, .last = place.line};
         options.column = place.column;

@@ -1,4 +1,4 @@
-#include "place.h"
+#include "lineplace.h"
 #include "platform.h"
 #include <charconv>
 #include <filesystem>
@@ -34,7 +34,7 @@ bool isFile(const std::string& path) {
     return path == "-" || std::filesystem::exists(pathOf(path), error);
 }
 
-Place placeOf(const std::string& word, bool isLineNeeded) {
+LinePlace placeOf(const std::string& word, bool isLineNeeded) {
     if (!isLineNeeded && isFile(word)) return {word};
     std::string_view place = word;
     if (place.ends_with(':')) place.remove_suffix(1);

@@ -4,7 +4,7 @@
 
 namespace tramo::cli {
 
-struct Place {
+struct LinePlace {
     std::string file;    ///< its path; "-" is the standard input
     long long line = 0;  ///< 0: the whole file
     int column = 0;      ///< 0: the whole line
@@ -16,6 +16,6 @@ bool isFile(const std::string& path);
 /// The place that a word names; a colon at its end counts for nothing. Names may hold colons and digits, too: where several
 /// files could be meant, the longest name that a file has is. `isLineNeeded`: a word that is a file's whole name is tried as
 /// a place first.
-Place placeOf(const std::string& word, bool isLineNeeded);
+LinePlace placeOf(const std::string& word, bool isLineNeeded);
 
 }  // namespace tramo::cli
