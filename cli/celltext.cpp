@@ -96,8 +96,9 @@ std::optional<std::wstring> unescaped(std::string_view cell) {
     std::wstring text;
     while (true) {
         const std::size_t at = cell.find('\\');
-        const auto plain = fromUtf8(cell.substr(0, at));
+        auto plain = fromUtf8(cell.substr(0, at));
         if (!plain) return std::nullopt;
+        if (at == std::string_view::npos && text.empty()) return plain;
         text += *plain;
         if (at == std::string_view::npos) return text;
         cell.remove_prefix(at + 1);

@@ -6,6 +6,7 @@
 #include "input.h"
 #include "rowsource.h"
 #include "text.h"
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 
@@ -31,10 +32,22 @@ they stand there, those of a folder (of csv) and of a database by the numbers of
 their lines. Rows of the kind "finding" are passed over. A workbook (xlsx) is
 for people: there is no way back from it.
 
+A whole number may have decimals that are zero ("6054.0", as data frames write
+a column with gaps). Data frames must read csv as texts, or zeros in front are
+lost ("0082" becomes 82): with pandas, read_csv(FILE, dtype=str) and
+to_csv(FILE, index=False). csv may begin with a byte order mark, and its lines
+may end with CR LF, LF or CR.
+
+Every line is read again, and each value of its row is compared. A value that
+does not come back as it was given is reported with its place and the reason: a
+number with more digits than the field keeps, a reading without its date, which
+the format does not write. Its line is written nevertheless, unless --strict is
+given, and the exit code is 1.
+
 An import ends at a row that is not understood: a kind or field that does not
 exist, a value that is none of its field or longer than the field, a text that
-the encoding cannot hold, a key line whose keys are masked. A file OUT then
-stays as it was.
+the encoding cannot hold, two columns of one name, a key line whose keys are
+masked. A file OUT then stays as it was.
 
 Options:
   --from WHAT         jsonl, csv, sqlite
@@ -43,13 +56,16 @@ Options:
   -o, --output OUT    a file; "-", which is also what goes without -o, is the
                       standard output. A new file that begins with a key line is
                       for its owner only
+  --strict            ends at the first value that does not come back as it was
+                      given, with exit code 2
   -h, --help          this page
 
 "-" as FILE is the standard input (not for sqlite).
 
 Exit codes:
   0  every row is a line
-  1  every row is a line, but there are values that the format cannot write
+  1  every row is a line, but there are values that do not come back as they
+     were given
   2  the command line is wrong, or FILE cannot be read or is not understood
   3  OUT could not be written
 )";
@@ -61,6 +77,7 @@ struct Options {
     std::string file, output = "-";
     Form form{};
     Encoding encoding{};
+    bool strict = false;
 };
 
 Options parse(std::vector<std::string> arguments) {
@@ -70,6 +87,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--from", form);
     given.option("--encoding", encoding);
     given.option("-o,--output", options.output);
+    given.flag("--strict", options.strict);
     options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};
@@ -87,6 +105,14 @@ std::unique_ptr<RowSource> sourceFor(const Options& options) {
     return options.form == Form::Jsonl ? makeJsonlSource(options.file) : makeCsvSource(options.file);
 }
 
+// Characters of a first line that are taken for a byte order mark, in whatever encoding the file is.
+bool beginsLikeMark(std::wstring_view line, Encoding encoding) {
+    using namespace std::literals;
+    if (encoding == Encoding::Utf16le) return line.starts_with(L'\0');  // that of UTF-32
+    return line.starts_with(L"\xFF\xFE"sv) || line.starts_with(L"\xFE\xFF"sv) || line.starts_with(L"\xEF\xBB\xBF"sv) ||
+           line.starts_with(L"\0\0\xFE\xFF"sv);
+}
+
 class Importer {
 public:
     explicit Importer(const Options& chosenOptions) : options(chosenOptions), rows(sourceFor(options)) {}
@@ -97,48 +123,80 @@ public:
         while (rows->next(row)) {
             if (!file) open(row.table == &keyTable() ? OutFile::Mode::Secret : OutFile::Mode::Usual);
             std::wstring line = lineOf(row);
+            checkCharacters(line, row);
             append(line);
             if (row.table == &keyTable()) wipe(line), wipe(row);
-            file->settle();
+            ++lines;
         }
         if (!file) open(OutFile::Mode::Usual);
         file->commit();
-        if (faults > listed) complain(fmt::format("{} more of them", faults - listed));
-        return faults ? somethingFound : nothingFound;
+        if (losses > listed) complain(fmt::format("{} more values do not come back as they were given", losses - listed));
+        return losses ? somethingFound : nothingFound;
     }
 
 private:
     void open(OutFile::Mode mode) {
         file = std::make_unique<BufferedFile>(options.output, mode);
-        if (options.encoding == Encoding::Utf16le) put(0xFEFF);
+        if (options.encoding == Encoding::Utf16le) put(L"\xFEFF");
     }
 
-    [[noreturn]] void refuse(const std::string& reason) const { throw Unreadable{rows->place() + ": " + reason}; }
+    std::string messageOf(const RowFault& fault) const { return rows->place(fault.column) + ": " + fault.reason; }
+    [[noreturn]] void refuse(const RowFault& fault) const { throw BadRow{rows->place(fault.column), fault.reason}; }
 
-    std::wstring lineOf(const Row& row) {
-        std::vector<std::string> unwritten;
+    void report(const RowFault& loss) {
+        if (options.strict) refuse(loss);
+        if (++losses <= listed) complain(messageOf(loss));
+    }
+
+    std::wstring lineOf(Row& row) {
+        std::vector<RowFault> lost;
         try {
-            std::wstring line = cli::lineOf(row, unwritten);
-            for (const std::string& fault : unwritten)
-                if (++faults <= listed) complain(fmt::format("{}: {}: the format cannot write this value", rows->place(), fault));
+            std::wstring line = cli::lineOf(row, lost);
+            for (const RowFault& loss : lost) report(loss);
             return line;
-        } catch (const Unfit& unfit) { refuse(unfit.reason); }
+        } catch (const Unfit& unfit) { refuse(unfit.fault); }
     }
 
-    void append(std::wstring_view line) {
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            if (options.encoding == Encoding::Ansi && line[i] > 0xFF)
-                refuse(fmt::format(
-                    "U+{:04X} in column {} of the line cannot be written in ANSI", static_cast<unsigned>(line[i]), i + 1));
-            put(line[i]);
+    // What would make the file another one for those who read it.
+    void checkCharacters(std::wstring_view line, const Row& row) {
+        if (options.encoding == Encoding::Ansi) {
+            unsigned bits = 0;  // no early exit: this way the compiler looks at several characters at once
+            for (const wchar_t c : line) bits |= static_cast<unsigned>(c);
+            if (bits > 0xFF) refuseCharacter(*std::ranges::find_if(line, [](wchar_t c) { return c > 0xFF; }), row);
+        } else if (line.starts_with(L'\xFFFF')) {
+            refuse({0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all behind it could not be read"});
         }
-        put(L'\r');
-        put(L'\n');
+        if (lines == 0 && beginsLikeMark(line, options.encoding))
+            report({0, "the file begins with characters that are taken for a byte order mark of another encoding"});
     }
 
-    void put(wchar_t c) {
-        file->text.push_back(static_cast<char>(c & 0xFF));
-        if (options.encoding == Encoding::Utf16le) file->text.push_back(static_cast<char>(c >> 8 & 0xFF));
+    [[noreturn]] void refuseCharacter(wchar_t c, const Row& row) const {
+        // The text of a line that is nothing else is not in its row any more.
+        std::size_t column = row.cells.size() - 1;
+        for (std::size_t i = 0; i < row.cells.size(); ++i)
+            if (const auto* text = std::get_if<std::wstring>(&row.cells[i]); text && text->find(c) != std::wstring::npos)
+                column = i;
+        refuse({column,
+            fmt::format("{}: U+{:04X} cannot be written in ANSI", row.table->columns[column].name, static_cast<unsigned>(c))});
+    }
+
+    // Piece by piece, for a line can be as long as a file.
+    void append(std::wstring_view line) {
+        for (; !line.empty(); file->settle()) {
+            const std::wstring_view piece = line.substr(0, 1 << 12);
+            put(piece);
+            line.remove_prefix(piece.size());
+        }
+        put(L"\r\n");
+    }
+
+    void put(std::wstring_view text) {
+        const std::size_t width = options.encoding == Encoding::Utf16le ? 2 : 1, before = file->text.size();
+        file->text.resize(before + text.size() * width);
+        char* to = file->text.data() + before;
+        for (std::size_t i = 0; i < text.size(); ++i) to[i * width] = static_cast<char>(text[i] & 0xFF);
+        if (width == 2)
+            for (std::size_t i = 0; i < text.size(); ++i) to[i * 2 + 1] = static_cast<char>(text[i] >> 8 & 0xFF);
     }
 
     static constexpr std::uint64_t listed = 20;
@@ -146,14 +204,14 @@ private:
     const Options& options;
     std::unique_ptr<RowSource> rows;
     std::unique_ptr<BufferedFile> file;
-    std::uint64_t faults = 0;
+    std::uint64_t lines = 0, losses = 0;
 };
 
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     try {
         return Importer(options).run();
-    } catch (Unreadable& failure) {
+    } catch (const BadRow& bad) { throw Unreadable{bad.place + ": " + bad.reason}; } catch (Unreadable& failure) {
         failure.file = options.file;
         throw;
     }

@@ -1,12 +1,14 @@
 // Rows from comma-separated values, of one file or of a folder.
 #include "celltext.h"
+#include "findings.h"
 #include "input.h"
 #include "rowsource.h"
+#include "text.h"
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -17,10 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The records of a file: cells in quotation marks may hold anything, line ends as well.
+/// The records of a file: cells in quotation marks may hold anything, line endings as well. A line ends with CR LF, LF or
+/// CR.
 class CsvReader {
 public:
-    explicit CsvReader(const std::string& path) : bytes(path) {}
+    /// `called`: as people read it.
+    CsvReader(const std::string& path, std::string called) : bytes(path), name(std::move(called)) {}
 
     /// False at the end. Blank lines are passed over.
     bool next(std::vector<std::string>& cells) {
@@ -28,21 +32,31 @@ public:
             cells.assign(1, {});
             if (!nextRecord(cells)) return false;
         } while (cells.size() == 1 && cells[0].empty());
+        isHeader = false;
         return true;
     }
 
-    std::string place() const { return fmt::format("line {}", first); }
-    [[noreturn]] void refuse(std::string_view reason) const { throw Unreadable{fmt::format("{}: {}", place(), reason)}; }
+    std::string place() const { return fmt::format("{}:{}", name, first); }
+    [[noreturn]] void refuse(std::string reason) const { throw BadRow{place(), std::move(reason)}; }
 
 private:
+    // The next character, with every line ending outside of quotation marks as a line feed; -1: the end.
+    int nextCharacter(bool quoted) {
+        int c = bytes.next();
+        const bool isEndOfPair = std::exchange(afterReturn, c == '\r') && c == '\n';
+        if (isEndOfPair && !quoted) afterReturn = (c = bytes.next()) == '\r';
+        lines += (c == '\n' && !(isEndOfPair && quoted)) || c == '\r';
+        return c == '\r' && !quoted ? '\n' : c;
+    }
+
     bool nextRecord(std::vector<std::string>& cells) {
-        first = ++lines;
+        first = lines + 1;
         std::size_t size = 0;
         bool quoted = false, any = false;
-        for (int c; (c = bytes.next()) >= 0; any = true) {
-            if (++size > longestRow) refuse(fmt::format("is longer than {} bytes; the file is no export", longestRow));
+        for (int c; (c = nextCharacter(quoted)) >= 0; any = true) {
+            if (isHeader && ++size > longestHeader)
+                refuse(fmt::format("the names are longer than {} bytes; the file is not an export", longestHeader));
             if (quoted) {
-                lines += c == '\n';
                 if (c != '"') cells.back() += static_cast<char>(c);
                 else quoted = false, closed = true;
                 continue;
@@ -55,7 +69,6 @@ private:
             } else if (c == ',') {
                 cells.emplace_back();
             } else if (c == '\n') {
-                if (cells.back().ends_with('\r')) cells.back().pop_back();
                 return true;
             } else {
                 cells.back() += static_cast<char>(c);
@@ -67,26 +80,31 @@ private:
     }
 
     ByteReader bytes;
-    long long lines = 0, first = 0;
-    bool closed = false;
+    std::string name;
+    long long lines = 0, first = 0;  ///< lines: that have ended
+    bool isHeader = true, closed = false, afterReturn = false;
 };
 
 class CsvSource : public RowSource {
 public:
-    explicit CsvSource(const std::string& path) : reader(path) {
+    explicit CsvSource(const std::string& path, const std::string& called) : reader(path, called) {
         if (!reader.next(header)) return;
-        constexpr std::string_view mark = "\xEF\xBB\xBF";
-        if (header[0].starts_with(mark)) header[0].erase(0, mark.size());
         kindColumn = columnNamed("kind");
         lineColumn = columnNamed("line");
+        for (auto name = header.begin(); name != header.end(); ++name)
+            if (std::find(header.begin(), name, *name) != name)
+                reader.refuse(fmt::format("duplicate column \"{}\"", printable(std::string_view(*name))));
     }
 
     bool next(Row& row) override {
-        if (!reader.next(cells)) return false;
-        if (cells.size() != header.size())
-            reader.refuse(fmt::format("has {} cells, but there are {} names in the first line", cells.size(), header.size()));
+        do {
+            if (!reader.next(cells)) return false;
+            if (cells.size() != header.size())
+                reader.refuse(fmt::format(
+                    "{} in this row, {} in the first line", counted(cells.size(), "cell"), counted(header.size(), "name")));
+        } while (cells[kindColumn] == findingTable().name);
         const Table* table = tableNamed(cells[kindColumn]);
-        if (!table) reader.refuse(fmt::format("\"{}\" is no kind of line", printable(std::string_view(cells[kindColumn]))));
+        if (!table) reader.refuse(fmt::format("kind: unknown kind \"{}\"", printable(std::string_view(cells[kindColumn]))));
         if (table != known) learn(*table);
         row = {table};
         row.line = lineNumber();
@@ -95,19 +113,19 @@ public:
             if (i == kindColumn || i == lineColumn || cells[i].empty()) continue;
             auto text = unescaped(cells[i]);
             if (!text)
-                reader.refuse(fmt::format(
-                    "{}: is not UTF-8, or has a backslash that begins no escape", printable(std::string_view(header[i]))));
+                reader.refuse(
+                    fmt::format("{}: not UTF-8, or an invalid escape after a backslash", printable(std::string_view(header[i]))));
             row.cells[places[i]] = std::move(*text);
         }
         return true;
     }
 
-    std::string place() const override { return reader.place(); }
+    std::string place(std::size_t) const override { return reader.place(); }
 
 private:
     std::size_t columnNamed(std::string_view name) const {
         const auto found = std::ranges::find(header, name);
-        if (found == header.end()) reader.refuse(fmt::format("there is no column \"{}\"; the file is no export", name));
+        if (found == header.end()) reader.refuse(fmt::format("there is no column \"{}\"; the file is not an export", name));
         return static_cast<std::size_t>(found - header.begin());
     }
 
@@ -119,17 +137,16 @@ private:
             if (i == kindColumn || i == lineColumn) continue;
             const auto column = std::ranges::find(table.columns, header[i], &Column::name);
             if (column == table.columns.end())
-                reader.refuse(fmt::format("\"{}\" is no field of {}", printable(std::string_view(header[i])), table.name));
+                reader.refuse(fmt::format("unknown field \"{}\" of {}", printable(std::string_view(header[i])), table.name));
             places[i] = static_cast<std::size_t>(column - table.columns.begin());
         }
     }
 
     long long lineNumber() const {
-        const std::string& text = cells[lineColumn];
-        long long number = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (error != std::errc{} || end != text.data() + text.size()) reader.refuse("line: is no whole number");
-        return number;
+        const std::optional<std::wstring> text = fromUtf8(cells[lineColumn]);
+        const std::optional<long long> number = text ? wholeNumber(*text) : std::nullopt;
+        if (!number) reader.refuse(fmt::format("line: invalid integer \"{}\"", printable(std::string_view(cells[lineColumn]))));
+        return *number;
     }
 
     CsvReader reader;
@@ -148,7 +165,8 @@ public:
         std::ranges::sort(files);
         for (const std::string& file : files) {
             Open& open = tables.emplace_back(Open{file, nullptr, {}});
-            guarded(open, [&] { open.source = std::make_unique<CsvSource>((pathOf(path) / pathOf(file)).string()); });
+            const std::string place = (pathOf(path) / pathOf(file)).string();
+            guarded(open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place))); });
             advance(open);
         }
     }
@@ -162,7 +180,7 @@ public:
         return last != nullptr;
     }
 
-    std::string place() const override { return printable(std::string_view(last->name)) + ": " + last->source->place(); }
+    std::string place(std::size_t column) const override { return last->source->place(column); }
 
 private:
     static std::vector<std::string> tablesIn(const std::string& path) {
@@ -184,7 +202,7 @@ private:
             const long long before = open.row.line;
             if (!open.source->next(open.row)) open.source.reset();
             else if (open.row.line < before)
-                throw Unreadable{open.source->place() + ": the rows of a folder must stand by the numbers of their lines"};
+                throw BadRow{open.source->place(0), "line: the rows of a folder must be in the order of this column"};
         });
     }
 
@@ -205,7 +223,7 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
     const bool isFolder = path != "-" && fs::is_directory(pathOf(path), error);
     if (error) throw Unreadable{error.message()};
     if (isFolder) return std::make_unique<CsvFolder>(path);
-    return std::make_unique<CsvSource>(path);
+    return std::make_unique<CsvSource>(path, printable(nameOf(path)));
 }
 
 }  // namespace tramo::cli

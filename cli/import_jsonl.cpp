@@ -3,9 +3,13 @@
 #include "celltext.h"
 #include "input.h"
 #include "rowsource.h"
+#include "text.h"
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace tramo::cli {
 
@@ -13,6 +17,7 @@ namespace {
 
 struct Malformed {
     std::string reason;
+    std::size_t place;  ///< of the byte
 };
 
 /// The members of one flat object.
@@ -21,25 +26,33 @@ public:
     struct Member {
         std::string name;
         Cell value;
+        std::size_t namePlace, valuePlace;
     };
 
-    explicit FlatObject(std::string_view json) : rest(json) {
+    explicit FlatObject(std::string_view json) : rest(json), size(json.size()) {
         expect('{');
         if (!take('}')) {
             do {
-                std::wstring name = string();
+                skipBlanks();
+                const std::size_t namePlace = place();
+                const std::wstring name = string();
                 expect(':');
-                members.push_back({std::string(toUtf8(name)), value()});
+                skipBlanks();
+                const std::size_t valuePlace = place();
+                members.push_back({toUtf8(name), value(), namePlace, valuePlace});
             } while (take(','));
             expect('}');
         }
         skipBlanks();
-        if (!rest.empty()) throw Malformed{"there is something behind the object"};
+        if (!rest.empty()) fail("unexpected text after the object");
     }
 
     std::vector<Member> members;
 
 private:
+    std::size_t place() const { return size - rest.size(); }
+    [[noreturn]] void fail(std::string reason) const { throw Malformed{std::move(reason), place()}; }
+
     void skipBlanks() { rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r"), rest.size())); }
 
     bool take(char c) {
@@ -49,7 +62,7 @@ private:
         return found;
     }
     void expect(char c) {
-        if (!take(c)) throw Malformed{fmt::format("'{}' is missing", c)};
+        if (!take(c)) fail(fmt::format("expected '{}'", c));
     }
 
     std::wstring string() {
@@ -57,13 +70,14 @@ private:
         std::wstring text;
         while (true) {
             const std::size_t end = rest.find_first_of("\"\\");
-            const auto plain = fromUtf8(rest.substr(0, end));
-            if (end == std::string_view::npos) throw Malformed{"a text has no end"};
-            if (!plain) throw Malformed{"a text is not UTF-8"};
-            text += *plain;
-            const char c = rest[end];
-            rest.remove_prefix(end + 1);
-            if (c == '"') return text;
+            auto plain = fromUtf8(rest.substr(0, end));
+            if (end == std::string_view::npos) fail("the text does not end");
+            if (!plain) fail("the text is not UTF-8");
+            if (text.empty()) text = std::move(*plain);
+            else text += *plain;
+            const bool isEnd = rest[end] == '"';
+            rest.remove_prefix(end + isEnd);
+            if (isEnd) return text;
             text += escape();
         }
     }
@@ -71,10 +85,11 @@ private:
     wchar_t escape() {
         constexpr std::string_view letters = "\"\\/bfnrt";
         constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
-        const std::size_t which = rest.empty() ? std::string_view::npos : letters.find(rest[0]);
-        const auto unit = rest.starts_with('u') ? hexUnit(rest.substr(1)) : std::nullopt;
-        if (which == std::string_view::npos && !unit) throw Malformed{"a text has a backslash that begins no escape"};
-        rest.remove_prefix(unit ? 5 : 1);
+        const std::string_view behind = rest.substr(1);  // the backslash
+        const std::size_t which = behind.empty() ? std::string_view::npos : letters.find(behind[0]);
+        const auto unit = behind.starts_with('u') ? hexUnit(behind.substr(1)) : std::nullopt;
+        if (which == std::string_view::npos && !unit) fail("invalid escape");
+        rest.remove_prefix(unit ? 6 : 2);
         return unit ? *unit : meanings[which];
     }
 
@@ -93,7 +108,7 @@ private:
         const std::string_view word = rest.substr(0, rest.find_first_not_of("+-.0123456789eE"));
         if (const auto integer = number<long long>(word)) return *integer;
         if (const auto real = number<double>(word)) return *real;
-        throw Malformed{"a value is no text, number, true, false or null"};
+        fail("expected a text, a number, true, false or null");
     }
 
     template <class Number> std::optional<Number> number(std::string_view word) {
@@ -105,6 +120,7 @@ private:
     }
 
     std::string_view rest;
+    std::size_t size;  ///< of all
 };
 
 class JsonlSource : public RowSource {
@@ -118,17 +134,29 @@ public:
         return true;
     }
 
-    std::string place() const override { return fmt::format("line {}", number); }
+    std::string place(std::size_t column) const override {
+        return column < places.size() && places[column] ? placeAt(*places[column]) : line();
+    }
 
 private:
-    [[noreturn]] void refuse(std::string_view reason) const { throw Unreadable{fmt::format("{}: {}", place(), reason)}; }
+    std::string line() const { return fmt::format("{}:{}", bytes.fileName(), number); }
+    std::string placeAt(std::size_t place) const {
+        return fmt::format("{}:{}", line(), charactersOfUtf8(std::string_view(text).substr(0, place)) + 1);
+    }
+    [[noreturn]] void refuse(std::size_t place, std::string reason) const { throw BadRow{placeAt(place), std::move(reason)}; }
 
     bool nextText() {
         text.clear();
         ++number;
+        bool begun = false;
         int c;
         while ((c = bytes.next()) >= 0 && c != '\n') {
-            if (text.size() == longestRow) refuse(fmt::format("is longer than {} bytes; the file is no export", longestRow));
+            const bool isBlank = c == ' ' || c == '\t' || c == '\r';
+            // What is no export at all is not loaded until memory is full.
+            if (!begun && !isBlank && c != '{') refuse(text.size(), "expected '{'");
+            if (!begun && text.size() == longestHeader)
+                refuse(0, fmt::format("{} spaces; the file is not an export", text.size()));
+            begun = begun || !isBlank;
             text += static_cast<char>(c);
         }
         return c >= 0 || !text.empty();
@@ -139,24 +167,40 @@ private:
         if (text.find_first_not_of(" \t\r") == std::string::npos) return false;
         try {
             return fill(row, FlatObject(text));
-        } catch (const Malformed& malformed) { refuse(malformed.reason); }
+        } catch (const Malformed& malformed) { refuse(malformed.place, malformed.reason); }
     }
 
     bool fill(Row& row, FlatObject&& object) {
         const auto kind = std::ranges::find(object.members, "kind", &FlatObject::Member::name);
-        if (kind == object.members.end()) refuse("\"kind\" is missing");
+        if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing"};
         const auto* name = std::get_if<std::wstring>(&kind->value);
-        const std::string table = name ? toUtf8(*name) : "";
+        if (!name) refuse(kind->valuePlace, "kind: expected a text");
+        const std::string table = toUtf8(*name);
         if (table == findingTable().name) return false;
         row = {tableNamed(table)};
-        if (!row.table) refuse(fmt::format("\"{}\" is no kind of line", printable(std::string_view(table))));
+        if (!row.table) refuse(kind->valuePlace, fmt::format("unknown kind \"{}\"", printable(std::string_view(table))));
         row.cells.resize(row.table->columns.size());
+        places.assign(row.table->columns.size(), std::nullopt);
+        const std::vector<Column>& columns = row.table->columns;
+        bool hasKind = false, hasLine = false;
+        std::size_t next = 0;  // the column that is probably meant
         for (FlatObject::Member& member : object.members) {
-            if (member.name == "kind" || member.name == "line") continue;
-            const auto column = std::ranges::find(row.table->columns, member.name, &Column::name);
-            if (column == row.table->columns.end())
-                refuse(fmt::format("\"{}\" is no field of {}", printable(std::string_view(member.name)), row.table->name));
-            row.cells[static_cast<std::size_t>(column - row.table->columns.begin())] = std::move(member.value);
+            const bool isKind = member.name == "kind", isLine = member.name == "line";
+            if (!isKind && !isLine && (next == columns.size() || columns[next].name != member.name)) {
+                // An export writes them in their order and leaves some out.
+                auto column = std::find_if(columns.begin() + static_cast<std::ptrdiff_t>(next), columns.end(),
+                    [&](const Column& one) { return one.name == member.name; });
+                if (column == columns.end()) column = std::ranges::find(columns, member.name, &Column::name);
+                if (column == columns.end())
+                    refuse(member.namePlace,
+                        fmt::format("unknown field \"{}\" of {}", printable(std::string_view(member.name)), row.table->name));
+                next = static_cast<std::size_t>(column - columns.begin());
+            }
+            if (isKind ? std::exchange(hasKind, true) : isLine ? std::exchange(hasLine, true) : places[next].has_value())
+                refuse(member.namePlace, fmt::format("duplicate field \"{}\"", printable(std::string_view(member.name))));
+            if (isKind || isLine) continue;
+            places[next] = member.valuePlace;
+            row.cells[next++] = std::move(member.value);
         }
         return true;
     }
@@ -164,6 +208,7 @@ private:
     ByteReader bytes;
     std::string text;
     long long number = 0;
+    std::vector<std::optional<std::size_t>> places;  ///< of the values in the text, by their columns
 };
 
 }  // namespace

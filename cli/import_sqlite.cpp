@@ -43,7 +43,9 @@ public:
         return true;
     }
 
-    std::string place() const override { return fmt::format("{}, line {}", last->table->identifier, last->line); }
+    std::string place(std::size_t) const override {
+        return fmt::format("{}: {}, line {}", file, last->table->identifier, last->line);
+    }
 
 private:
     struct Reader {
@@ -83,7 +85,7 @@ private:
             const std::string name = nameAt(reader.statement.handle(), i);
             const auto column = std::ranges::find(table.columns, name, &Column::name);
             if (column == table.columns.end() && name != "line")
-                throw Unreadable{fmt::format("\"{}\" is no field of {}", printable(std::string_view(name)), table.name)};
+                throw Unreadable{fmt::format("{}: unknown field \"{}\"", table.identifier, printable(std::string_view(name)))};
             reader.places.push_back(static_cast<std::size_t>(column - table.columns.begin()));
         }
         Statement count(database, fmt::format("SELECT count(*) FROM \"{}\"", table.identifier));
@@ -112,8 +114,8 @@ private:
         }
         std::optional<std::wstring> text = unescaped(textAt(statement, column));
         if (!text)
-            throw Unreadable{fmt::format("{}: {}: is not UTF-8, or has a backslash that begins no escape", place(),
-                printable(std::string_view(nameAt(statement, column))))};
+            throw BadRow{place(0),
+                printable(std::string_view(nameAt(statement, column))) + ": not UTF-8, or an invalid escape after a backslash"};
         return std::move(*text);
     }
 

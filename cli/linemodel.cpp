@@ -49,12 +49,17 @@ std::optional<LineModel> LineModel::of(LineKind kind, std::wstring_view text) {
     return line;
 }
 
+LineModel LineModel::of(const RecordKind& kind, std::wstring_view text) {
+    if (&kind == &kindOf<TagTramoModel>()) return {std::in_place_type<TagTramoModel>, bufferOf<TagLine::tagLine_t>(text)};
+    if (&kind == &kindOf<ParameterTramoModel>())
+        return {std::in_place_type<ParameterTramoModel>, bufferOf<ParameterLine::parameterLine_t>(text)};
+    return {std::in_place_type<AnyRecord>, bufferOf<TramoLine::tramoLine_t>(text)};
+}
+
 LineModel LineModel::blank(const RecordKind& kind) {
     std::wstring text(static_cast<std::size_t>(kind.length), L' ');
-    if (&kind == &kindOf<TagTramoModel>()) return *of(LineKind::Tag, text);
-    if (&kind == &kindOf<ParameterTramoModel>()) return *of(LineKind::Parameter, text);
-    text.front() = kind.letter;
-    return *of(LineKind::Record, text);
+    if (kind.letter) text.front() = kind.letter;
+    return of(kind, text);
 }
 
 const RecordKind& LineModel::kind() const {

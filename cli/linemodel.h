@@ -21,7 +21,10 @@ public:
     /// The model of a line whose text has its kind's length or more. nullopt for key lines and unknown letters.
     static std::optional<LineModel> of(LineKind kind, std::wstring_view text);
 
-    /// The model of a blank line of this kind of record, tag or parameter.
+    /// The model of a line of this kind of record, tag or parameter, which has that kind's length and letter.
+    static LineModel of(const RecordKind& kind, std::wstring_view text);
+
+    /// The same of a blank line.
     static LineModel blank(const RecordKind& kind);
 
     const RecordKind& kind() const;

@@ -1,7 +1,9 @@
 #include "rows.h"
 #include "celltext.h"
+#include "columns.h"
 #include "findings.h"
 #include "text.h"
+#include "wording.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -19,7 +21,7 @@ namespace {
 
 constexpr const char* textColumn = "text";
 
-Column::Type typeOf(const Field& field) {
+Column::Type columnTypeOf(const Field& field) {
     switch (field.kind) {
     case FieldKind::Integer: return Column::Type::Integer;
     case FieldKind::Decimal: return Column::Type::Real;
@@ -38,7 +40,7 @@ Table tableOf(const RecordKind& kind) {
     const LineModel& blank = blanks.emplace_back(LineModel::blank(kind));
     Table table{kind.name, identifierOf(kind.name), {}, &blank};
     for (const Field& field : kind.fields)
-        if (field.column > 0) table.columns.push_back({field.name, typeOf(field), &field, blank.get(field)});
+        if (field.column > 0) table.columns.push_back({field.name, columnTypeOf(field), &field, blank.get(field)});
     return table;
 }
 
@@ -153,10 +155,20 @@ std::optional<double> realOf(const Cell& cell) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
+// Programs that hold a column with gaps as decimals write whole numbers so: "6054.0".
+std::wstring_view withoutZeroDecimals(std::wstring_view text) {
+    const std::size_t point = text.find(L'.');
+    if (point == std::wstring_view::npos || point == 0 || point + 1 == text.size()) return text;
+    return text.find_first_not_of(L'0', point + 1) == std::wstring_view::npos ? text.substr(0, point) : text;
+}
+
 std::optional<long long> integerOf(const Cell& cell) {
+    constexpr double largestExact = 1LL << 53;
     if (const auto* integer = std::get_if<long long>(&cell)) return *integer;
+    if (const auto* real = std::get_if<double>(&cell); real && std::fabs(*real) <= largestExact && std::trunc(*real) == *real)
+        return static_cast<long long>(*real);
     const auto* text = std::get_if<std::wstring>(&cell);
-    return text ? parsed<long long>(*text) : std::nullopt;
+    return text ? wholeNumber(*text) : std::nullopt;
 }
 
 std::optional<bool> flagOf(const Cell& cell) {
@@ -173,9 +185,17 @@ template <class T> std::optional<FieldValue> wrapped(const std::optional<T>& val
     return value ? std::optional<FieldValue>(*value) : std::nullopt;
 }
 
+// A year can be a number, too.
+std::optional<long long> yearOf(const Cell& cell) {
+    if (const auto* text = std::get_if<std::wstring>(&cell)) return timeOf(FieldKind::Year, withoutZeroDecimals(*text));
+    const auto number = integerOf(cell);
+    return number ? timeOf(FieldKind::Year, std::to_wstring(*number)) : std::nullopt;
+}
+
 std::optional<FieldValue> valueOf(const Field& field, const Cell& cell) {
     const auto* text = std::get_if<std::wstring>(&cell);
     switch (field.kind) {
+    case FieldKind::Year: return wrapped(yearOf(cell));
     case FieldKind::Integer: return wrapped(integerOf(cell));
     case FieldKind::Decimal: return wrapped(realOf(cell));
     case FieldKind::Flag: return wrapped(flagOf(cell));
@@ -190,47 +210,132 @@ std::optional<FieldValue> valueOf(const Field& field, const Cell& cell) {
     }
 }
 
-const char* whatFits(const Field& field) {
+// --- From values to lines --------------------------------------------------------------------------------------------
+
+std::string shownCell(const Cell& cell) {
+    constexpr std::size_t most = 60;
+    if (const auto* text = std::get_if<std::wstring>(&cell))
+        return text->size() <= most ? quoted(*text) : quoted(text->substr(0, most)) + "...";
+    if (const auto* integer = std::get_if<long long>(&cell)) return fmt::format("{}", *integer);
+    if (const auto* real = std::get_if<double>(&cell)) return fmt::format("{}", *real);
+    const auto* flag = std::get_if<bool>(&cell);
+    return !flag ? "null" : *flag ? "true" : "false";
+}
+
+// The one place where it is said why a value is none of its field.
+std::string whyUnfit(const Field& field, const Cell& cell) {
+    const auto invalid = [&](const char* what, const std::string& expected) {
+        return fmt::format("invalid {} {}: expected {}", what, shownCell(cell), expected);
+    };
     switch (field.kind) {
-    case FieldKind::Text: return "no text";
-    case FieldKind::Integer: return "no whole number that the field can hold";
-    case FieldKind::Decimal: return "no number";
-    case FieldKind::Date: return "no date YYYY-MM-DD that the field can hold";
-    case FieldKind::DateTime: return "no date and time YYYY-MM-DDThh:mm that the field can hold";
-    case FieldKind::Year: return "no year YYYY";
-    case FieldKind::Code: return "no code of the field";
-    case FieldKind::Flag: return "neither true (1) nor false (0)";
-    case FieldKind::AlarmFlags: return "no set of alarm flags, four hexadecimal digits";
+    case FieldKind::Text: break;
+    case FieldKind::Integer: return invalid("integer", "a whole number that the field can hold");
+    case FieldKind::Decimal: return invalid("number", "a decimal number");
+    case FieldKind::Date: return invalid("date", "YYYY-MM-DD, a day that the field can hold");
+    case FieldKind::DateTime: return invalid("date and time", "YYYY-MM-DDThh:mm, a time that the field can hold");
+    case FieldKind::Year: return invalid("year", "YYYY, a year that the field can hold");
+    case FieldKind::Code: return invalid("code", "one of " + listed(field.codes));
+    case FieldKind::Flag: return invalid("flag", "true (1) or false (0)");
+    case FieldKind::AlarmFlags: return invalid("alarm flags", "four hexadecimal digits");
     }
-    return "";
+    return invalid("text", "a text");
 }
 
 // Texts and whole numbers that the library would cut or leave out. What it has read always fits.
-bool isTooWide(const Field& field, const FieldValue& value) {
-    const auto width = static_cast<std::size_t>(field.width);
-    if (const auto* text = std::get_if<std::wstring>(&value)) return text->size() > width;
-    return field.kind == FieldKind::Integer && std::to_string(std::get<long long>(value)).size() > width;
+std::size_t widthOf(const Field& field, const FieldValue& value) {
+    if (const auto* text = std::get_if<std::wstring>(&value)) return text->size();
+    return field.kind == FieldKind::Integer ? std::to_string(std::get<long long>(value)).size() : 0;
 }
 
-LineModel modelOf(const Row& row) {
+struct GivenValue {
+    std::size_t column;
+    FieldValue value;
+};
+
+LineModel modelOf(const Row& row, std::vector<GivenValue>& given) {
     LineModel model = *row.table->blank;
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
         const Cell& cell = row.cells[i];
         if (std::holds_alternative<std::monostate>(cell)) continue;
         const Field& field = *row.table->columns[i].field;
-        const std::optional<FieldValue> value = valueOf(field, cell);
-        if (!value) throw Unfit{fmt::format("{}: is {}", field.name, whatFits(field))};
-        if (isTooWide(field, *value))
-            throw Unfit{fmt::format("{}: is longer than the field, which has {}", field.name,
-                counted(static_cast<unsigned long long>(field.width), "character"))};
-        if (!model.set(field, *value)) throw Unfit{fmt::format("{}: is {}", field.name, whatFits(field))};
+        auto refuse = [&](const std::string& reason) { throw Unfit{{i, fmt::format("{}: {}", field.name, reason)}}; };
+        std::optional<FieldValue> value = valueOf(field, cell);
+        if (!value) refuse(whyUnfit(field, cell));
+        if (const auto* text = std::get_if<std::wstring>(&*value); text && text->find(L'\n') != std::wstring::npos)
+            refuse(fmt::format("{} holds a line ending", shownCell(cell)));
+        const std::size_t width = widthOf(field, *value);
+        if (width > static_cast<std::size_t>(field.width))
+            refuse(fmt::format("{} has {}, the field has {}", shownCell(cell), counted(width, "character"), field.width));
+        if (!model.set(field, *value)) refuse(whyUnfit(field, cell));
+        given.push_back({i, std::move(*value)});
     }
     return model;
 }
 
-std::wstring withoutLineEnd(std::wstring line) {
-    if (line.find(L'\n') != std::wstring::npos) throw Unfit{"a text holds a line end"};
-    return line;
+// Why a value that was given is not the one that the format reads.
+std::string whyLost(
+    const Field& field, const Cell& cell, std::wstring_view line, const LineModel& written, const LineModel& read) {
+    const auto isOfField = [&](const TE::FieldError& error) { return read.kind().fieldOf(error) == &field; };
+    const std::vector<TE::FieldError> build = written.buildErrors(), parse = read.parseErrors();
+    if (const auto error = std::ranges::find_if(build, isOfField); error != build.end())
+        return fmt::format("cannot be written ({})", errorName(error->code));
+    std::wstring_view text = trimmed(cut(line, field));
+    text.remove_prefix(std::min(text.find_first_not_of(L' '), text.size()));
+    if (text.empty() && field.written == "never") return "is never written";
+    if (text.empty() && field.written != "always")
+        return fmt::format("is not written: the format writes this field only when {}", field.written);
+    if (!field.readInto.empty()) return fmt::format("is written, but the format reads it as {}", field.readInto);
+    if (std::ranges::any_of(parse, isOfField)) return fmt::format("is written as {}, which cannot be read", quoted(text));
+    const Cell back = cellOf(field, read.get(field));
+    const bool isText = std::holds_alternative<std::wstring>(cell) && std::holds_alternative<std::wstring>(back);
+    return isText ? fmt::format("is read back as {}", shownCell(back))
+                  : fmt::format("is written as {}, which is read as {}", quoted(text), shownCell(back));
+}
+
+// The line is read again, and every value that was given must be there.
+void findLost(const Row& row, const std::vector<GivenValue>& given, const LineModel& written, std::wstring_view line,
+    std::vector<RowFault>& lost) {
+    const LineModel read = LineModel::of(written.kind(), line);
+    for (const auto& [column, value] : given) {
+        const Field& field = *row.table->columns[column].field;
+        if (isSame(value, read.get(field))) continue;
+        const Cell& cell = row.cells[column];
+        lost.push_back(
+            {column, fmt::format("{}: {} {}", field.name, shownCell(cell), whyLost(field, cell, line, written, read))});
+    }
+}
+
+// A line is its text; values beside it can only say the same, and are never shown.
+void findLostKeys(const Row& row, std::wstring_view line, std::vector<RowFault>& lost) {
+    ParsedKeyLine parsed = parseKeyLine(line);
+    for (std::size_t i = 0; i < std::size(keyValues); ++i) {
+        const KeyValue& value = keyValues[i];
+        const Cell& cell = row.cells[i];
+        if (std::holds_alternative<std::monostate>(cell)) continue;
+        const auto* text = std::get_if<std::wstring>(&cell);
+        const bool isInLine = !parsed.error && !value.isAbsent(parsed.line) &&
+                              (value.text ? text && *text == parsed.line.*value.text
+                                          : integerOf(cell) == static_cast<long long>(parsed.line.wmBusAddress[value.part]));
+        if (!isInLine) lost.push_back({i, fmt::format("{}: is not the value in \"text\", which is the line", value.name)});
+    }
+    wipe(parsed.line.line);
+    for (const KeyValue& value : keyValues)
+        if (value.text) wipe(parsed.line.*value.text);
+}
+
+// The text of a row that is nothing else.
+std::wstring verbatimLine(Row& row, std::vector<RowFault>& lost) {
+    const std::size_t column = row.cells.size() - 1;
+    auto* text = std::get_if<std::wstring>(&row.cells[column]);
+    const bool isKey = row.table == &keyTable();
+    if (!text && isKey)
+        throw Unfit{{RowFault::wholeRow, "the key line has no text, because its keys are masked; export it with --show-keys"}};
+    if (!text && !std::holds_alternative<std::monostate>(row.cells[column]))
+        throw Unfit{{column, fmt::format("text: invalid text {}: expected a text", shownCell(row.cells[column]))}};
+    if (!text) return {};
+    if (text->find(L'\n') != std::wstring::npos) throw Unfit{{column, "text: the text holds a line ending"}};
+    if (isKey) findLostKeys(row, *text, lost);
+    return isKey ? *text : std::move(*text);
 }
 
 bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
@@ -299,6 +404,8 @@ const std::vector<Table>& tables() {
 const Table& textTable() { return tables().back(); }
 const Table& keyTable() { return tables()[tables().size() - 2]; }
 
+std::optional<long long> wholeNumber(std::wstring_view text) { return parsed<long long>(withoutZeroDecimals(text)); }
+
 const Table* tableNamed(std::string_view name) {
     const auto found = std::ranges::find(tables(), name, &Table::name);
     return found == tables().end() ? nullptr : &*found;
@@ -309,20 +416,14 @@ Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys
     return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line.number, line.text);
 }
 
-std::wstring lineOf(const Row& row, std::vector<std::string>& faults) {
-    if (!row.table->blank) {
-        const auto* text = std::get_if<std::wstring>(&row.cells.back());
-        if (!text && row.table == &keyTable())
-            throw Unfit{"the key line has no text, because its keys are masked; export it with --show-keys"};
-        return text ? withoutLineEnd(*text) : std::wstring{};
-    }
-    LineModel model = modelOf(row);
+std::wstring lineOf(Row& row, std::vector<RowFault>& lost) {
+    if (!row.table->blank) return verbatimLine(row, lost);
+    std::vector<GivenValue> given;
+    given.reserve(row.cells.size());
+    LineModel model = modelOf(row, given);
     std::wstring line = model.built();
-    for (const TE::FieldError& error : model.buildErrors()) {
-        const Field* field = model.kind().fieldOf(error);
-        faults.push_back(fmt::format("{} ({})", field ? field->name : model.kind().name, errorName(error.code)));
-    }
-    return withoutLineEnd(std::move(line));
+    findLost(row, given, model, line, lost);
+    return line;
 }
 
 const Table& findingTable() {

@@ -6,6 +6,7 @@
 #pragma once
 #include "linemodel.h"
 #include "lines.h"
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -54,14 +55,24 @@ enum class Keys { Masked, Shown };
 /// The row of a line. `model`: of the line, nullptr when it has none. It is written from, and otherwise left as it is.
 Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
 
-/// A row cannot be a line.
-struct Unfit {
-    std::string reason;
+/// The whole number that a text says, also as a decimal without a fraction: "6054", "6054.0".
+std::optional<long long> wholeNumber(std::wstring_view text);
+
+/// What is wrong with a row, and with which of its values.
+struct RowFault {
+    static constexpr std::size_t wholeRow = static_cast<std::size_t>(-1);
+    std::size_t column;  ///< of the row's table
+    std::string reason;  ///< begins with the column's name
 };
 
-/// The line of a row, without its line end. `faults` gets the names of fields whose value cannot be written, as the
-/// format has it. Throws Unfit.
-std::wstring lineOf(const Row& row, std::vector<std::string>& faults);
+/// A row cannot be a line.
+struct Unfit {
+    RowFault fault;
+};
+
+/// The line of a row, without its line ending. `lost` gets the values of the row that the format does not give back when
+/// it reads the line. Takes long texts out of the row. Throws Unfit.
+std::wstring lineOf(Row& row, std::vector<RowFault>& lost);
 
 /// What was found, for those who keep it beside the rows. Never a line.
 const Table& findingTable();

@@ -24,7 +24,9 @@ bool ByteReader::fill() {
     if (std::ferror(file)) throw Unreadable{reasonOf(errno)};
     if (filled == 0) Progress::wipe();
     else progress.show(name, loaded += filled, size);
-    return filled > 0;
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    if (loaded == filled && std::string_view(block.data(), filled).starts_with(mark)) at = mark.size();
+    return at < filled;
 }
 
 }  // namespace tramo::cli

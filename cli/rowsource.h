@@ -10,7 +10,12 @@
 
 namespace tramo::cli {
 
-/// Throws Unreadable where the rows are not what they should be.
+/// A row is not what it should be, and where it stands.
+struct BadRow {
+    std::string place, reason;
+};
+
+/// Throws BadRow, and Unreadable of the file as a whole.
 class RowSource {
 public:
     virtual ~RowSource() = default;
@@ -18,8 +23,9 @@ public:
     /// The next row; false at the end.
     virtual bool next(Row& row) = 0;
 
-    /// Where the last row stands, for people: "line 3".
-    virtual std::string place() const = 0;
+    /// Where the last row stands, or its value in this column of its table, for people and editors: "rows.jsonl:3:17",
+    /// "tables/tag.csv:3", "round.db: tag, line 3".
+    virtual std::string place(std::size_t column) const = 0;
 };
 
 std::unique_ptr<RowSource> makeJsonlSource(const std::string& path);
@@ -30,13 +36,17 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
 /// A database: the rows of all its tables, by the numbers of their lines.
 std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
 
-/// A stream of bytes, one at a time; "-" is the standard input. On a terminal it tells how far it has come.
+/// A stream of bytes, one at a time; a byte order mark of UTF-8 at its beginning is passed over. "-" is the standard input.
+/// On a terminal it tells how far it has come.
 class ByteReader {
 public:
     explicit ByteReader(const std::string& path);
     ~ByteReader();
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
+
+    /// As people read it.
+    const std::string& fileName() const { return name; }
 
     /// -1: the end.
     int next() { return at < filled || fill() ? static_cast<unsigned char>(block[at++]) : -1; }
@@ -52,7 +62,7 @@ private:
     std::size_t at = 0, filled = 0;
 };
 
-/// No row is longer; a file that has a longer one is something else.
-inline constexpr std::size_t longestRow = 1 << 20;
+/// No header is longer; a file that has a longer one is something else. A row can be any damaged line.
+inline constexpr std::size_t longestHeader = 1 << 20;
 
 }  // namespace tramo::cli

@@ -258,7 +258,7 @@ class GrowingFile(EveryCommandTest):
     # What is said of a last line that is there in part, and the exit code.
     IN_PART = {
         "export": (1, r"tramo: growing: 1 line is damaged and exported as text\n"),
-        "import": (2, r"tramo: growing: line (\d+): [^\n]+\n"),
+        "import": (2, r"tramo: growing:(\d+):\d+: [^\n]+\n"),
         "rewrite": (1, r"tramo: growing:(\d+): line has \d+ characters?, 512 expected\n"
                        r"tramo: growing: nothing was written; --force copies such lines as they are\n"),
     }
