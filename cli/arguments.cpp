@@ -1,5 +1,6 @@
 #include "arguments.h"
 #include "lineplace.h"
+#include "notedinput.h"
 #include "platform.h"
 #include "text.h"
 #include <CLI/CLI.hpp>
@@ -47,6 +48,7 @@ std::vector<std::string> Arguments::parse(std::vector<std::string> words) {
 std::vector<std::string> Arguments::parseFiles(std::vector<std::string> words) {
     std::vector<std::string> files = parse(std::move(words));
     if (files.empty()) missFile();
+    for (const std::string& file : files) refuseStandardOutput(file);
     return files;
 }
 

@@ -9,7 +9,8 @@ namespace tramo::cli {
 class BufferedFile {
 public:
     /// Every operation throws WriteFailed.
-    explicit BufferedFile(const std::string& path, OutFile::Mode mode = OutFile::Mode::Usual) : file(path, mode) {}
+    explicit BufferedFile(const std::string& path, OutFile::Mode mode = {}, const std::string& name = {})
+        : file(path, mode, name) {}
 
     template <class... T> void print(fmt::format_string<T...> format, T&&... arguments) {
         fmt::format_to(fmt::appender(text), format, std::forward<T>(arguments)...);
@@ -19,6 +20,8 @@ public:
     void settle() {
         if (text.size() >= 1 << 16) flush();
     }
+    bool isStream() const { return file.isStream(); }
+    void keepSecret() { file.keepSecret(); }
     void commit() {
         flush();
         file.commit();

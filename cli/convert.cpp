@@ -31,6 +31,7 @@ Options:
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   -o, --output OUT    where it goes; "-" is the standard output. OUT appears
                       whole or not at all, and may be FILE itself
+  --force             replaces OUT even if it is read-only or has hard links
   -h, --help          this page
 
 "-" is the standard input. What is no plain file, and what is meant for the
@@ -45,6 +46,7 @@ Exit codes:
 
 struct Options {
     std::string file, out;
+    bool force = false;
     EncodingChoice from = EncodingChoice::Auto, to = EncodingChoice::Ansi;
 };
 
@@ -55,6 +57,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--encoding", to);
     given.option("--from", from);
     given.option("-o,--output", options.out);
+    given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
     if (to.empty()) throw WrongUsage{"--encoding is missing: ansi or utf16le"};
     if (options.out.empty()) throw WrongUsage{"-o OUT is missing (\"-\" is the standard output)"};
@@ -66,7 +69,7 @@ Options parse(std::vector<std::string> arguments) {
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
-    EncodedText text(options.out, options.to == EncodingChoice::Utf16le, input.name());
+    EncodedText text(options.out, options.to == EncodingChoice::Utf16le, input.name(), options.force);
     const bool isWhole = forEachLine(
         input, [&](const Line& line, std::optional<LineKind> kind) { text.add(line.text, lineEndOf(line), line, kind); });
     text.complain();

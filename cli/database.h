@@ -11,7 +11,9 @@ namespace tramo::cli {
 /// What goes wrong while writing throws WriteFailed, while reading Unreadable.
 class Database {
 public:
-    enum Access { Read, Write };
+    /// Unchanging: nobody writes to it, so that no lock is needed. Alone: nobody else reads or writes to it meanwhile. Both
+    /// leave nothing beside a database with a write-ahead log, and Alone knows what is in the log.
+    enum Access { Read, Unchanging, Alone, Write };
 
     /// `name`: how the user calls the file.
     Database(const std::string& path, std::string name, Access access);
@@ -20,6 +22,9 @@ public:
     Database& operator=(const Database&) = delete;
 
     void run(const char* sql);
+
+    /// Keeps all others away until it is closed. False: somebody uses it.
+    bool lock();
     void close();
 
     sqlite3* handle() const { return database; }
@@ -32,6 +37,9 @@ private:
     Access access;
     sqlite3* database = nullptr;
 };
+
+/// It is a database with a write-ahead log: what is in it may also be in files beside it.
+bool hasLog(const std::string& path);
 
 /// Parameters and columns are numbered as in SQLite: from 1, and from 0.
 class Statement {

@@ -36,8 +36,9 @@ std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) 
 
 }  // namespace
 
-EncodedText::EncodedText(const std::string& path, bool utf16, std::string source) : isUtf16(utf16), name(std::move(source)) {
-    if (!path.empty()) out.emplace(path, OutFile::Mode::Held);
+EncodedText::EncodedText(const std::string& path, bool utf16, std::string source, bool force)
+    : isUtf16(utf16), name(std::move(source)) {
+    if (!path.empty()) out.emplace(path, OutFile::Mode{.held = true, .force = force, .replacesInput = true});
     bytes.reserve(2 * enough);
     if (isUtf16) bytes = utf16Mark;
 }
@@ -52,6 +53,7 @@ void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const L
     anything = true;
     if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, line, kind);
     if (!out || !fits()) return;
+    if (kind == LineKind::Key) out->keepSecret();
     put(text);
     put(lineEnd);
     if (bytes.size() >= enough) flush();

@@ -13,9 +13,9 @@ namespace tramo::cli {
 /// The text of a file in the making, which appears when all of it is known to fit into the encoding; see OutFile.
 class EncodedText {
 public:
-    /// `path`: where the text goes; empty: nowhere, it is only tried. `source`: the name of the file that the lines come
-    /// from. UTF-16 text begins with its mark.
-    EncodedText(const std::string& path, bool utf16, std::string source);
+    /// `path`: where the text goes, which may be the file that the lines come from; empty: nowhere, it is only tried.
+    /// `source`: the name of that file. `force`: see OutMode. UTF-16 text begins with its mark.
+    EncodedText(const std::string& path, bool utf16, std::string source, bool force);
     ~EncodedText();  ///< nothing of it is left in memory: lines may hold keys
     EncodedText(const EncodedText&) = delete;
     EncodedText& operator=(const EncodedText&) = delete;

@@ -61,25 +61,27 @@ Options:
                       names), sqlite (a table for each kind, "finding" and
                       "files", and two views, "meters" and "answers"), xlsx (a
                       workbook, a sheet for each kind, "finding" and "files")
-  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv, else a
-                      folder with a file KIND.csv for each kind, which must not
-                      hold any yet. sqlite, xlsx: a file. "-" is the standard
-                      output, but not for sqlite; jsonl and one kind of csv go
-                      there without -o
-  --force             csv: replaces the tables that the folder holds. Those of
-                      kinds that FILE does not have are left without rows; all
-                      other files stay as they are. A .csv file that is not a
-                      table of an export is refused
+  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv or is a
+                      stream, else a folder with a file KIND.csv for each kind,
+                      which must not hold any yet. sqlite, xlsx: a file. "-" is
+                      the standard output, but not for sqlite; jsonl and one
+                      kind of csv go there without -o
   --bom               csv: begins files with a byte order mark, by which
                       spreadsheets know UTF-8; an import reads both
   --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
   --lines FROM-TO     only these lines: 3, 3-5, 3-
   --seek              jumps to these lines and counts no line ends: they must
                       stand where lines of the format's length put them
-  --findings FILE     what "tramo check" finds in the lines, in the same form;
-                      sqlite and xlsx have a table
+  --findings FILE     what "tramo check" finds in the lines, in the same form; a
+                      new FILE is for its owner only. sqlite and xlsx have a
+                      table
   --show-keys         keys of key lines as they are; a new OUT is for its owner
                       only
+  --force             replaces a file even if it is read-only or has hard links.
+                      csv: also the tables that a folder holds; those of kinds
+                      that FILE does not have are left without rows, and other
+                      files stay as they are. A .csv file that is not a table of
+                      an export is refused
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
   -j, --threads N     works on N threads; 0, and if not given: as many as there
                       are processors. What is written is the same with any
@@ -165,13 +167,12 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-std::unique_ptr<Sink> sinkFor(const Options& options, const std::string& path, Keys keys, bool mayBeFolder) {
-    const OutFile::Mode mode = keys == Keys::Shown ? OutFile::Mode::Secret : OutFile::Mode::Usual;
+std::unique_ptr<Sink> sinkFor(const Options& options, const std::string& path, OutFile::Mode mode, bool mayBeFolder) {
     if (options.form == Form::Jsonl) return makeJsonlSink(path, mode);
     if (options.form == Form::Sqlite) return makeSqliteSink(path, mode);
     if (options.form == Form::Xlsx) return makeXlsxSink(path, mode);
-    const bool isFolder = mayBeFolder && path != "-" && !path.ends_with(".csv");
-    return makeCsvSink(path, mode, {.isFolder = isFolder, .replaces = options.force, .bom = options.bom});
+    const bool isFolder = mayBeFolder && !path.ends_with(".csv") && !OutFile::isStream(path);
+    return makeCsvSink(path, mode, {.isFolder = isFolder, .bom = options.bom});
 }
 
 // Rows on their way from the threads that make them to the sink, described if the form allows it.
@@ -212,8 +213,10 @@ class Exporter {
 public:
     explicit Exporter(const Options& chosenOptions)
         : options(chosenOptions), input(options.file, options.encoding, options.lines),
-          rows(sinkFor(options, options.output, options.keys, true)) {
-        if (!options.findings.empty()) beside = sinkFor(options, options.findings, Keys::Masked, false);
+          rows(sinkFor(options, options.output, {.secret = options.keys == Keys::Shown, .force = options.force}, true)) {
+        // What is wrong with a customer's data is for nobody else.
+        if (!options.findings.empty())
+            beside = sinkFor(options, options.findings, {.secret = true, .force = options.force}, false);
     }
 
     /// The exit code.

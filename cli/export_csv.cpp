@@ -7,9 +7,9 @@
 #include "text.h"
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <filesystem>
+#include <cstdio>
 #include <map>
+#include <memory>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -17,15 +17,14 @@
 
 namespace tramo::cli {
 
-namespace fs = std::filesystem;
-
 namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 class CsvFile {
 public:
-    CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom) : file(path, mode), table(of) {
+    CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
+        : file(path, mode, name), table(of) {
         if (bom) file.print("{}", byteOrderMark);
         file.print("line,kind");
         for (const Column& column : table.columns) file.print(",{}", column.name);
@@ -44,6 +43,7 @@ public:
     }
 
     void settle() { file.settle(); }
+    bool isStream() const { return file.isStream(); }
     void commit() { file.commit(); }
 
 private:
@@ -69,7 +69,7 @@ private:
     const Table& table;
 };
 
-// Nothing appears before it is known that one file is enough: what goes to the standard output is gathered in memory.
+// Nothing appears before it is known that one file is enough: what goes to a stream is gathered in memory.
 class SingleCsv : public Sink {
 public:
     SingleCsv(std::string to, OutFile::Mode chosen, bool marked) : path(std::move(to)), mode(chosen), bom(marked) {}
@@ -80,7 +80,7 @@ public:
             throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
                 row.line, row.table->name)};
         file->put(row);
-        if (path != "-") file->settle();
+        if (!file->isStream()) file->settle();
     }
 
     void finish(const Source&) override {
@@ -95,25 +95,13 @@ private:
     std::unique_ptr<CsvFile> file;
 };
 
-// A new folder appears when all of its files are there. One that was there gets them one after the other. Nothing in it is
-// deleted: a table whose kind the file does not have any more is left without rows, which an import reads as none.
+// Nothing in a folder that was there is deleted: a table whose kind the file does not have any more is left without rows,
+// which an import reads as none.
 class CsvFolder : public Sink {
 public:
-    CsvFolder(const std::string& path, OutFile::Mode chosen, CsvStyle chosenStyle)
-        : name(path), place(cli::pathOf(path) / "."), mode(chosen), style(chosenStyle) {
-        place = place.parent_path();
-        std::error_code error;
-        const fs::file_status status = fs::status(place, error);
-        if (!fs::status_known(status)) fail(error.value());
-        if (fs::exists(status)) {
-            if (!fs::is_directory(status)) fail(ENOTDIR);
-            unfinished.folder = place.string();
-            findOldTables();
-            return;
-        }
-        unfinished.folder = place.string();
-        if (!createFolderBeside(unfinished.folder)) fail(errno);
-        unfinished.isNew = true;
+    CsvFolder(const std::string& path, OutFile::Mode chosen, bool chosenBom)
+        : folder(path, chosen), name(path), mode(chosen), bom(chosenBom) {
+        if (folder.target().kind() == Place::Kind::Folder) findOldTables();
     }
 
     void put(const Row& row) override {
@@ -126,49 +114,37 @@ public:
     void finish(const Source&) override {
         for (const Table* table : oldTables)
             if (!files.contains(table)) begin(*table);
-        unfinished.files.reserve(files.size());
-        for (auto& [table, file] : files) {
-            std::string path = fileOf(*table);
-            file.commit();
-            if (!oldTables.contains(table)) unfinished.files.push_back(std::move(path));
-        }
-        if (unfinished.isNew && !replaceFile(unfinished.folder, place.string())) fail(errno);
-        unfinished.files.clear();
-        unfinished.isNew = false;
+        for (auto& [table, file] : files) file.commit();
+        folder.commit();
     }
 
 private:
-    // What is taken away again if something goes wrong.
-    struct Unfinished {
-        ~Unfinished() {
-            for (const std::string& file : files) std::remove(file.c_str());
-            if (isNew) removeFolder(folder);
-        }
-        std::string folder{};
-        std::vector<std::string> files{};
-        bool isNew = false;
-    };
+    static std::string fileOf(const Table& table) { return table.identifier + std::string(".csv"); }
 
-    std::string fileOf(const Table& table) const { return unfinished.folder + '/' + table.identifier + ".csv"; }
+    // A table that was there is replaced where it is, and keeps its permissions.
     std::map<const Table*, CsvFile>::iterator begin(const Table& table) {
-        return files.try_emplace(&table, fileOf(table), mode, table, style.bom).first;
+        const std::string file = fileOf(table);
+        const std::string path = oldTables.contains(&table) ? pathThere(file) : folder.pathOf(file);
+        return files.try_emplace(&table, path, mode, table, bom, folder.nameOf(file)).first;
     }
+
+    std::string pathThere(const std::string& file) const { return name + '/' + file; }
 
     std::vector<std::string> tablesThere() const {
         try {
             std::vector<std::string> names = namesIn(name);
             std::erase_if(names, [](const std::string& file) { return !isTable(file); });
             return names;
-        } catch (const std::system_error& failure) { fail(failure.code().value()); }
+        } catch (const std::system_error& failure) { throw WriteFailed{name, failure.code().value()}; }
     }
 
     void findOldTables() {
         const std::vector<std::string> there = tablesThere();
-        if (!there.empty() && !style.replaces)
+        if (!there.empty() && !mode.force)
             throw WrongUsage{"-o: the folder holds tables already; --force replaces them, all of them with those of this export"};
         for (const std::string& file : there) {
-            const auto table = std::ranges::find(tables(), file, [](const Table& one) { return one.identifier + ".csv"; });
-            if (table == tables().end() || !isOfExport(fileOf(*table)))
+            const auto table = std::ranges::find(tables(), file, [](const Table& one) { return fileOf(one); });
+            if (table == tables().end() || !isOfExport(pathThere(file)))
                 throw WrongUsage{fmt::format("-o: \"{}\" in the folder is not a table of an export; move it away first",
                     printable(std::string_view(file)))};
             oldTables.insert(&*table);
@@ -176,7 +152,7 @@ private:
     }
 
     // Whether a file begins as every table does.
-    bool isOfExport(const std::string& path) const {
+    static bool isOfExport(const std::string& path) {
         const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), std::fclose);
         std::array<char, 16> bytes{};
         std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
@@ -184,21 +160,18 @@ private:
         return text.starts_with("line,kind,");
     }
 
-    [[noreturn]] void fail(int error) const { throw WriteFailed{name, error}; }
-
+    OutFolder folder;
     std::string name;
-    fs::path place;
     OutFile::Mode mode;
-    CsvStyle style;
+    bool bom;
     std::set<const Table*> oldTables;  ///< whose files are replaced
-    Unfinished unfinished;
     std::map<const Table*, CsvFile> files;
 };
 
 }  // namespace
 
 std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style) {
-    if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style);
+    if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style.bom);
     return std::make_unique<SingleCsv>(path, mode, style.bom);
 }
 

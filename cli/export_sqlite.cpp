@@ -7,6 +7,8 @@
 #include "text.h"
 #include <algorithm>
 #include <map>
+#include <memory>
+#include <utility>
 
 namespace tramo::cli {
 
@@ -136,7 +138,7 @@ std::string viewOfAnswers(const Table& meter) {
 class SqliteSink : public Sink {
 public:
     SqliteSink(const std::string& path, OutFile::Mode mode)
-        : file(path, mode), database(file.temporaryPath(), path, Database::Write) {
+        : name(path), file(path, mode), database(begun(), path, Database::Write) {
         // Nobody sees the file before it is complete, so that nothing needs to be taken back.
         database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
         for (const Table& table : tables()) create(table, "\"line\" INTEGER PRIMARY KEY");
@@ -159,10 +161,38 @@ public:
         insertions.clear();
         database.run("COMMIT");
         database.close();
+        const std::unique_ptr<Database> old = lockOld();
         file.commit();
     }
 
 private:
+    [[noreturn]] void refuse(const std::string& reason) const { throw WriteFailed{name, 0, reason}; }
+
+    std::string begun() {
+        if (file.isStream()) refuse("a database must be a regular file");
+        lockOld();
+        return file.temporaryPath();
+    }
+
+    // What SQLite keeps beside a database belongs to its old content, and would damage the new one. So would a program that has
+    // the old one open, and goes on writing there.
+    std::unique_ptr<Database> lockOld() {
+        Place& target = file.target();
+        for (const char* suffix : {"-wal", "-shm", "-journal"})
+            if (target.hasCompanion(suffix))
+                refuse(fmt::format("there is also \"{}{}\": another program has the database open or has not closed it properly; "
+                                   "close it there, or move both files away",
+                    printable(std::string_view(target.base())), suffix));
+        if (target.kind() != Place::Kind::File) return nullptr;
+        const char* const inUse = "another program has the database open";
+        if (target.isOpenElsewhere()) refuse(inUse);
+        const std::string path = target.folder().path + '/' + target.base();
+        if (hasLog(path)) return nullptr;
+        auto old = std::make_unique<Database>(path, name, Database::Write);
+        if (!old->lock()) refuse(inUse);
+        return old;
+    }
+
     void create(const Table& table, const char* lineColumn) {
         database.run(definitionOf(table, lineColumn).c_str());
         insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
@@ -182,6 +212,7 @@ private:
         insertion.reset();
     }
 
+    std::string name;
     OutFile file;
     Database database;
     std::map<const Table*, Statement> insertions;

@@ -54,8 +54,9 @@ Options:
   --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
                       utf16le
   -o, --output OUT    a file; "-", which is also what goes without -o, is the
-                      standard output. A new file that begins with a key line is
-                      for its owner only
+                      standard output. A new file with a key line is for its
+                      owner only
+  --force             replaces OUT even if it is read-only or has hard links
   --strict            ends at the first value that does not come back as it was
                       given, with exit code 2
   -h, --help          this page
@@ -75,6 +76,7 @@ enum class Encoding { Ansi, Utf16le };
 
 struct Options {
     std::string file, output = "-";
+    bool force = false;
     Form form{};
     Encoding encoding{};
     bool strict = false;
@@ -88,6 +90,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--encoding", encoding);
     given.option("-o,--output", options.output);
     given.flag("--strict", options.strict);
+    given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
     if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};
@@ -121,22 +124,23 @@ public:
     int run() {
         Row row;
         while (rows->next(row)) {
-            if (!file) open(row.table == &keyTable() ? OutFile::Mode::Secret : OutFile::Mode::Usual);
+            if (!file) open();
+            if (row.table == &keyTable()) file->keepSecret();
             std::wstring line = lineOf(row);
             checkCharacters(line, row);
             append(line);
             if (row.table == &keyTable()) wipe(line), wipe(row);
             ++lines;
         }
-        if (!file) open(OutFile::Mode::Usual);
+        if (!file) open();
         file->commit();
         if (losses > listed) complain(fmt::format("{} more values do not come back as they were given", losses - listed));
         return losses ? somethingFound : nothingFound;
     }
 
 private:
-    void open(OutFile::Mode mode) {
-        file = std::make_unique<BufferedFile>(options.output, mode);
+    void open() {
+        file = std::make_unique<BufferedFile>(options.output, OutFile::Mode{.force = options.force});
         if (options.encoding == Encoding::Utf16le) put(L"\xFEFF");
     }
 

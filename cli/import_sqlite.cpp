@@ -2,6 +2,7 @@
 #include "celltext.h"
 #include "database.h"
 #include "input.h"
+#include "notedinput.h"
 #include "rowsource.h"
 #include "text.h"
 #include <algorithm>
@@ -19,7 +20,8 @@ namespace {
 class SqliteSource : public RowSource {
 public:
     explicit SqliteSource(const std::string& path)
-        : file(printable(nameOf(path))), database(checked(path), path, Database::Read) {
+        : file(printable(nameOf(path))), state(stateOf(path)), noted(path), database(path, path, state.access()) {
+        for (const char* suffix : {"-wal", "-shm", "-journal"}) companions.emplace_back(state.place + suffix);
         Statement names(database, "SELECT name FROM sqlite_schema WHERE type = 'table'");
         while (names.step()) {
             const std::string name = textAt(names.handle(), 0);
@@ -36,6 +38,8 @@ public:
             if (reader.hasRow && (!last || reader.line < last->line)) last = &reader;
         if (!last) {
             Progress::wipe();
+            if (state.access() == Database::Unchanging && state != stateOf(state.place))
+                throw Unreadable{"was written to while it was read"};
             return false;
         }
         if (++taken % 4096 == 0) progress.show(file, taken, all);
@@ -58,6 +62,42 @@ private:
         bool hasRow = false;
         long long line = 0;
     };
+
+    // What tells whether somebody writes to a database with a write-ahead log. While it is in use, two files are beside it; a
+    // program that was killed leaves them behind. Where there is none, SQLite would make them to read the database, and leave
+    // them there.
+    struct State {
+        explicit State(const std::string& path)
+            : place(std::filesystem::canonical(pathOf(path)).string()), withLog(hasLog(place)), size(sizeOf(place)),
+              log(sizeOf(place + "-wal")), isShared(exists(place + "-wal") && exists(place + "-shm")),
+              written(std::filesystem::last_write_time(pathOf(place))) {}
+
+        bool operator==(const State&) const = default;
+
+        Database::Access access() const {
+            if (!withLog) return Database::Read;
+            return isShared ? Database::Read : log == 0 ? Database::Unchanging : Database::Alone;
+        }
+
+        static bool exists(const std::string& file) { return std::filesystem::exists(pathOf(file)); }
+        static std::uintmax_t sizeOf(const std::string& file) {
+            std::error_code error;
+            const std::uintmax_t size = std::filesystem::file_size(pathOf(file), error);
+            return error ? 0 : size;
+        }
+
+        std::string place;  ///< links followed
+        bool withLog;
+        std::uintmax_t size, log;
+        bool isShared;
+        std::filesystem::file_time_type written;
+    };
+
+    static State stateOf(const std::string& path) {
+        try {
+            return State(checked(path));
+        } catch (const std::filesystem::filesystem_error& failure) { throw Unreadable{failure.code().message()}; }
+    }
 
     // SQLite would say of many things only that it cannot open them.
     static const std::string& checked(const std::string& path) {
@@ -121,6 +161,9 @@ private:
 
     Progress progress;
     std::string file;
+    State state;
+    NotedInput noted;
+    std::deque<NotedInput> companions;
     std::uint64_t taken = 0, all = 0;  ///< rows
     Database database;
     std::deque<Reader> readers;

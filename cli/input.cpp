@@ -87,7 +87,7 @@ std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bo
 }  // namespace
 
 Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
-    : file(path), ownName(printable(nameOf(path))), range(lines) {
+    : file(path), ownName(printable(nameOf(path))), noted(path), range(lines) {
     try {
         open(choice);
     } catch (Unreadable& failure) {

@@ -2,6 +2,7 @@
 #pragma once
 #include "console.h"
 #include "lines.h"
+#include "notedinput.h"
 #include "platform.h"
 #include "textfile.h"
 #include <cstdint>
@@ -71,6 +72,7 @@ private:
     void seek(const std::string& plainPath);
 
     std::string file, ownName;
+    NotedInput noted;
     LineRange range;
     Progress progress;
     std::unique_ptr<Spool> spool;

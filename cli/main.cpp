@@ -169,7 +169,9 @@ int answered(const std::vector<std::string>& arguments) {
     } catch (const WriteFailed& failed) {
         // Whoever closed the pipe has seen enough.
         Progress::wipe();
-        if (failed.error != EPIPE) complain(fmt::format("cannot write {}: {}", failed.target, reasonOf(failed.error)));
+        if (failed.error != EPIPE)
+            complain(fmt::format(
+                "cannot write {}: {}", failed.target, failed.reason.empty() ? reasonOf(failed.error) : failed.reason));
         return notWritten;
     }
 }
@@ -208,7 +210,7 @@ int guarded(char** begin, char** end) {
 
 int main(int count, char* arguments[]) {
     tramo::cli::reserveStandardStreams();
-    tramo::cli::ignoreClosedPipes();
+    tramo::cli::letWritesFail();
     tramo::cli::silenceLibrary();
     return tramo::cli::guarded(arguments + std::min(count, 1), arguments + count);
 }

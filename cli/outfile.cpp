@@ -1,74 +1,167 @@
 #include "outfile.h"
+#include "command.h"
 #include "console.h"
+#include "notedinput.h"
 #include "platform.h"
+#include "text.h"
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
-#include <system_error>
+#include <cstdint>
+#include <fmt/format.h>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 namespace tramo::cli {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-// The file that the path means, however many links lead to it.
-std::string behindLinks(const std::string& path, std::error_code& error) {
-    fs::path place = pathOf(path);
-    for (int links = 0; links < 40; ++links) {
-        const fs::file_status status = fs::symlink_status(place, error);
-        if (fs::status_known(status)) error.clear();
-        if (!fs::is_symlink(status)) break;
-        const fs::path target = fs::read_symlink(place, error);
-        if (error) break;
-        place = target.is_absolute() ? target : place.parent_path() / target;
-    }
-    return place.string();
+struct InputFile {
+    std::uint64_t number;
+    std::string name;
+    FileFacts facts;
+};
+
+// What this run reads, on whatever thread, and writes.
+struct Run {
+    std::mutex mutex;
+    std::uint64_t lastNumber = 0;
+    std::vector<InputFile> inputs;
+    std::vector<const NotedOutput*> outputs;
+};
+
+Run& thisRun() {
+    static Run run;
+    return run;
+}
+
+constexpr const char* standardOutput = "the standard output";
+
+std::string quotedName(const std::string& name) {
+    return name == standardOutput ? name : '"' + printable(std::string_view(name)) + '"';
+}
+
+[[noreturn]] void refuseSame(const std::string& input, const std::string& output) {
+    throw WrongUsage{input == output
+                         ? fmt::format("{} is both the input and the output; write to another file", quotedName(input))
+                         : fmt::format("the input {} and the output {} are the same file; write to another file",
+                               input == "-" ? "<stdin>" : quotedName(input), quotedName(output))};
 }
 
 std::string temporaryName() { return "a temporary file in " + temporaryFolder(); }
 
+// Whether this is a regular file that both mean.
+bool isStandardOutput(const FileFacts& facts) {
+    const std::optional<FileFacts> out = facts.isRegular ? factsOf(stdout) : std::nullopt;
+    return out && out->id == facts.id;
+}
+
+std::optional<FileFacts> factsOfInput(const std::string& path) {
+    std::optional<FileFacts> facts = path == "-" ? factsOf(stdin) : factsOf(path);
+    if (facts && !facts->isRegular) facts.reset();
+    return facts;
+}
+
+// The permissions of a new file or folder.
+unsigned permissionsOf(const Unfinished& made, const OutMode& mode) {
+    unsigned permissions = permissionsOfNew(made.isOfFiles());
+    if (mode.secret) permissions &= 0700;
+    const unsigned group = made.group();
+    Run& run = thisRun();
+    const std::lock_guard lock(run.mutex);
+    for (const InputFile& input : run.inputs) permissions = permissionsBelow(permissions, input.facts, group);
+    return permissions;
+}
+
+// The last that is done to a new file or folder before it takes its place.
+void settle(const NotedOutput& output, const Unfinished& made, const OutMode& mode) {
+    const std::string lost = output.place.keepPermissions(made, permissionsOf(made, mode));
+    if (!lost.empty())
+        complain(fmt::format("{}: attributes of the old file are not kept: {}", printable(std::string_view(output.name)), lost));
+}
+
+std::string withoutSlash(std::string path) {
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+    return path;
+}
+
+bool isStreamOrFile(const Place& place) { return place.kind() == Place::Kind::Stream || place.kind() == Place::Kind::File; }
+
 }  // namespace
+
+NotedInput::NotedInput(const std::string& path) {
+    const std::optional<FileFacts> facts = factsOfInput(path);
+    if (!facts) return;
+    if (isStandardOutput(*facts)) refuseSame(path, standardOutput);
+    Run& run = thisRun();
+    const std::lock_guard lock(run.mutex);
+    for (const NotedOutput* output : run.outputs)
+        if (output->place.facts() && output->place.facts()->id == facts->id) refuseSame(path, output->name);
+    run.inputs.push_back({run.lastNumber + 1, path, *facts});
+    number = ++run.lastNumber;
+}
+
+NotedInput::~NotedInput() {
+    if (number == 0) return;
+    const std::lock_guard lock(thisRun().mutex);
+    std::erase_if(thisRun().inputs, [&](const InputFile& input) { return input.number == number; });
+}
+
+void refuseStandardOutput(const std::string& inputPath) {
+    if (const std::optional<FileFacts> facts = factsOfInput(inputPath); facts && isStandardOutput(*facts))
+        refuseSame(inputPath, standardOutput);
+}
+
+NotedOutput::NotedOutput(const std::string& path, std::string calledName, const OutMode& mode)
+    : name(std::move(calledName)), place(path, name) {
+    const bool mayBeInput = mode.replacesInput && place.kind() == Place::Kind::File;
+    Run& run = thisRun();
+    const std::lock_guard lock(run.mutex);
+    if (place.facts() && !mayBeInput)
+        for (const InputFile& input : run.inputs)
+            if (input.facts.id == place.facts()->id) refuseSame(input.name, name);
+    for (const NotedOutput* other : run.outputs)
+        if (place.isSameAs(other->place))
+            throw WrongUsage{
+                fmt::format("two outputs go to the same file: {} and {}", quotedName(other->name), quotedName(name))};
+    run.outputs.push_back(this);
+}
+
+NotedOutput::~NotedOutput() {
+    const std::lock_guard lock(thisRun().mutex);
+    std::erase(thisRun().outputs, this);
+}
 
 bool OutFile::begun = false;
 
-OutFile::OutFile(const std::string& path, Mode mode) : name(path == "-" ? "the standard output" : path) {
+OutFile::OutFile(const std::string& path, Mode chosen, const std::string& name)
+    : mode(chosen), noted(path,
+                        path == "-"    ? standardOutput
+                        : name.empty() ? path
+                                       : name,
+                        chosen) {
     begun = true;
-    if (path == "-") {
-        file = {stdout, [](std::FILE*) { return 0; }};
-        std::setvbuf(stdout, nullptr, _IONBF, 0);
-        if (mode == Mode::Held) held.reset(temporaryFile());
-        return;
-    }
-    std::error_code error;
-    place = behindLinks(path, error);
-    if (error) fail(error.value());
-    const fs::file_status old = fs::status(pathOf(place), error);
-    if (!fs::status_known(old)) fail(error.value());
-    if (fs::is_directory(old)) fail(EISDIR);
-    if (fs::exists(old) && !fs::is_regular_file(old)) {  // a device or a pipe cannot be replaced
-        file.reset(openFile(place, "wb"));
-        if (!file) fail(errno);
+    if (noted.place.kind() == Place::Kind::Folder) fail(EISDIR);
+    if (isStream()) {
+        if (path != "-") file.reset(noted.place.openStream());
+        else file = {stdout, [](std::FILE*) { return 0; }};
         std::setvbuf(file.get(), nullptr, _IONBF, 0);
-        unfinished.path = place;
-        if (mode == Mode::Held) held.reset(temporaryFile());
+        if (mode.held) held.reset(temporaryFile());
         return;
     }
-    unfinished.path = place;
-    file.reset(createBeside(unfinished.path, mode == Mode::Secret || fs::exists(old)));
+    noted.place.checkReplaceable(mode.force);
+    file.reset(unfinished.createFile(noted.place.folder(), noted.place.base()));
     if (!file) fail(errno);
-    unfinished.isOurs = true;
-    // Where that is not possible, the file stays its owner's.
-    if (fs::exists(old)) fs::permissions(pathOf(unfinished.path), old.permissions(), error);
+    noted.place.keepOwner(unfinished);
 }
 
-OutFile::Unfinished::~Unfinished() {
-    if (isOurs) std::remove(path.c_str());
+bool OutFile::isStream(const std::string& path) {
+    return path == "-" || (factsOf(path) && Place(path, path).kind() == Place::Kind::Stream);
 }
 
 void OutFile::write(std::string_view bytes) {
-    if (!held && isStandardOutput()) Progress::wipe();
+    if (!held && isStream()) Progress::wipe();
     if (!writeTo(held ? held.get() : file.get(), bytes)) fail(errno);
 }
 
@@ -86,14 +179,28 @@ void OutFile::release() {
 
 void OutFile::commit() {
     if (held) release();
-    if (isStandardOutput()) return;
-    if (unfinished.isOurs && !reachesDisk(file.get())) fail(errno);
+    if (file.get() == stdout) return;  // which is closed at the very end
+    if (!isStream()) {
+        settle(noted, unfinished, mode);
+        if (!reachesDisk(file.get())) fail(errno);
+    }
     if (!closeFile(file.release())) fail(errno);
-    if (!unfinished.isOurs) return;
-    if (!replaceFile(unfinished.path, place)) fail(errno);
-    unfinished.isOurs = false;
+    if (!isStream() && !unfinished.become(noted.place.base())) fail(errno);
 }
 
-void OutFile::fail(int error) const { throw WriteFailed{held ? temporaryName() : name, error}; }
+void OutFile::fail(int error) const { throw WriteFailed{held ? temporaryName() : noted.name, error}; }
+
+// A folder that was there keeps what it has, and the new one stands in it until it is complete.
+OutFolder::OutFolder(const std::string& path, OutMode chosen) : mode(chosen), noted(withoutSlash(path), path, chosen) {
+    if (isStreamOrFile(noted.place)) throw WriteFailed{noted.name, ENOTDIR};
+    const std::string name = noted.place.kind() == Place::Kind::Folder ? "tables" : noted.place.base();
+    if (!unfinished.createFolder(noted.place.folder(), name)) throw WriteFailed{noted.name, errno};
+}
+
+void OutFolder::commit() {
+    const bool isNew = noted.place.kind() == Place::Kind::Nothing;
+    if (isNew) settle(noted, unfinished, mode);
+    if (!(isNew ? unfinished.become(noted.place.base()) : unfinished.dissolve())) throw WriteFailed{noted.name, errno};
+}
 
 }  // namespace tramo::cli

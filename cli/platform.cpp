@@ -1,4 +1,5 @@
 #include "platform.h"
+#include "descriptor.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -9,7 +10,6 @@
 #include <sched.h>
 #include <string>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -37,44 +37,32 @@ void reserveStandardStreams() {
             std::abort();
 }
 
-void ignoreClosedPipes() { std::signal(SIGPIPE, SIG_IGN); }
+void letWritesFail() {
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+}
 
 std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }
 
 namespace {
 
-std::string folderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-int uninterrupted(auto call) {
-    for (;;) {
-        const int result = call();
-        if (result >= 0 || errno != EINTR) return result;
-    }
-}
-
-mode_t processMask() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return mask;
-}
-
-// A new file of mode 0600; of the path, "XXXXXX" at the end is replaced. nullptr and errno when there can be none.
-std::FILE* createFrom(std::string& path, const char* mode) {
-    const int descriptor = uninterrupted([&] {
-        path.replace(path.size() - 6, 6, "XXXXXX");
-        return mkstemp(path.data());
+// A file without a name; -1 and errno when there can be none. Where the system does not have such files it gets a name, but only
+// while no signal can end the process.
+int createNameless(const std::string& folder) {
+    const int file = uninterrupted([&] { return open(folder.c_str(), O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600); });
+    if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
+    std::string name = folder + "/tramo.XXXXXX";
+    sigset_t all, before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
+    const int named = uninterrupted([&] {
+        name.replace(name.size() - 6, 6, "XXXXXX");
+        return mkostemp(name.data(), O_CLOEXEC);
     });
-    if (descriptor < 0) return nullptr;
-    std::FILE* const file = fdopen(descriptor, mode);
-    if (file) return file;
     const int error = errno;
-    close(descriptor);
-    unlink(path.c_str());
+    if (named >= 0) unlink(name.c_str());
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     errno = error;
-    return nullptr;
+    return named;
 }
 
 }  // namespace
@@ -107,27 +95,6 @@ bool writeTo(std::FILE* file, std::string_view bytes) {
 // Not again after EINTR: the descriptor is gone.
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0 || errno == EINTR; }
 
-std::FILE* createBeside(std::string& path, bool secret) {
-    std::FILE* const file = createFrom(path += ".XXXXXX", "wb");
-    if (!file) return nullptr;
-    std::setvbuf(file, nullptr, _IONBF, 0);
-    if (!secret) fchmod(fileno(file), 0666 & ~processMask());
-    return file;
-}
-
-bool createFolderBeside(std::string& path) {
-    path += ".XXXXXX";
-    const int created = uninterrupted([&] {
-        path.replace(path.size() - 6, 6, "XXXXXX");
-        return mkdtemp(path.data()) ? 0 : -1;  // mode 0700
-    });
-    if (created < 0) return false;
-    chmod(path.c_str(), 0777 & ~processMask());
-    return true;
-}
-
-void removeFolder(const std::string& path) { rmdir(path.c_str()); }
-
 // Not by std::filesystem::directory_iterator: libstdc++'s ends the program where it gets no memory for a name.
 std::vector<std::string> namesIn(const std::string& folder) {
     std::unique_ptr<DIR, int (*)(DIR*)> open(nullptr, closedir);
@@ -148,33 +115,17 @@ bool reachesDisk(std::FILE* file) {
     return uninterrupted([&] { return fsync(fileno(file)); }) == 0 || errno == EINVAL || errno == EROFS;
 }
 
-bool replaceFile(const std::string& finished, const std::string& place) {
-    const std::string around = folderOf(place);  // what can fail comes before
-    if (uninterrupted([&] { return std::rename(finished.c_str(), place.c_str()); }) != 0) return false;
-    const int folder = open(around.c_str(), O_RDONLY | O_DIRECTORY);
-    if (folder >= 0) {
-        fsync(folder);  // the file is in its place; a folder that cannot be synchronised does not change that
-        close(folder);
-    }
-    return true;
-}
-
 std::string temporaryFolder() {
     const char* variable = std::getenv("TMPDIR");
     return variable && *variable ? variable : "/tmp";
 }
 
-// The file has a name only while no signal can end the process.
 std::FILE* temporaryFile() {
-    std::string name = temporaryFolder() + "/tramo.XXXXXX";
-    sigset_t all, before;
-    sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before);
-    std::FILE* const file = createFrom(name, "w+b");
-    const int error = errno;
-    if (file) unlink(name.c_str());
-    sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (!file) throw WriteFailed{"a temporary file in " + temporaryFolder(), error};
+    const std::string folder = temporaryFolder();
+    Descriptor descriptor(createNameless(folder));
+    std::FILE* const file = descriptor ? fdopen(descriptor.number(), "w+b") : nullptr;
+    if (!file) throw WriteFailed{"a temporary file in " + folder, errno};
+    descriptor.release();
     std::setvbuf(file, nullptr, _IONBF, 0);
     return file;
 }

@@ -15,6 +15,7 @@ namespace tramo::cli {
 struct WriteFailed {
     std::string target;
     int error;
+    std::string reason{};  ///< in words; empty: the system's for `error`
 };
 
 /// A file that takes everything and keeps nothing.
@@ -39,8 +40,8 @@ unsigned usableProcessors();
 /// passes as it is.
 void reserveStandardStreams();
 
-/// A pipe that nobody reads any more makes writes fail instead of ending the process.
-void ignoreClosedPipes();
+/// A pipe that nobody reads any more, and a limit of file sizes, make writes fail instead of ending the process.
+void letWritesFail();
 
 /// The system's words for an error number.
 std::string reasonOf(int errorNumber);
@@ -59,24 +60,11 @@ bool writeTo(std::FILE* file, std::string_view bytes);
 /// False and errno when something is lost; the file is closed even then.
 bool closeFile(std::FILE* file);
 
-/// A new file without a buffer in the folder of `path`, which becomes its path; nullptr and errno when there can be none.
-/// `secret`: for its owner only; else as the process's umask has it.
-std::FILE* createBeside(std::string& path, bool secret);
-
-/// The same for a folder. False and errno when there can be none.
-bool createFolderBeside(std::string& path);
-
-/// Takes an empty folder away.
-void removeFolder(const std::string& path);
-
 /// What is in a folder. Throws std::system_error.
 std::vector<std::string> namesIn(const std::string& folder);
 
 /// What was written to the file is on the disk.
 bool reachesDisk(std::FILE* file);
-
-/// Puts a finished file or folder in the place of another of the same folder, in one step. False and errno when that fails.
-bool replaceFile(const std::string& finished, const std::string& place);
 
 /// The folder for files that are needed for a while: TMPDIR, or /tmp; on Windows the user's.
 std::string temporaryFolder();

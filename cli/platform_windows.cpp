@@ -25,12 +25,6 @@ int lastError() {
     return condition.category() == std::generic_category() ? condition.value() : EIO;
 }
 
-bool succeeded(BOOL answer) {
-    if (answer != 0) return true;
-    errno = lastError();
-    return false;
-}
-
 // The console shows UTF-8 and obeys colours; as it was again when the program ends.
 class ConsoleSettings {
 public:
@@ -83,7 +77,7 @@ void reserveStandardStreams() {
     console.set();
 }
 
-void ignoreClosedPipes() {}  // they do nothing else here
+void letWritesFail() {}  // they do nothing else here
 
 std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }
 
@@ -104,31 +98,6 @@ std::FILE* fileOf(HANDLE handle, int flags, const char* mode) {
     return file;
 }
 
-// Puts something else at the end of a path until `create(path)` finds nothing of that name there.
-bool createWithNewName(std::string& path, auto create) {
-    const std::string begin = path + '.' + std::to_string(GetCurrentProcessId()) + '-';
-    static unsigned count = 0;
-    do {
-        path = begin + std::to_string(count++);
-        if (create(pathOf(path))) return true;
-    } while (errno == EEXIST);
-    return false;
-}
-
-std::FILE* createFrom(std::string& path, bool isTemporary) {
-    const DWORD access = GENERIC_WRITE | (isTemporary ? GENERIC_READ | DELETE : 0);
-    const DWORD flags = isTemporary ? FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE : FILE_ATTRIBUTE_NORMAL;
-    std::FILE* file = nullptr;
-    createWithNewName(path, [&](const std::filesystem::path& name) {
-        const DWORD shared = FILE_SHARE_READ | FILE_SHARE_DELETE;
-        file =
-            fileOf(CreateFileW(name.c_str(), access, shared, nullptr, CREATE_NEW, flags, nullptr), 0, isTemporary ? "w+b" : "wb");
-        return file != nullptr;
-    });
-    if (file) std::setvbuf(file, nullptr, _IONBF, 0);
-    return file;
-}
-
 }  // namespace
 
 // A file that is read may be replaced meanwhile, and a temporary one is open already.
@@ -146,15 +115,6 @@ bool writeTo(std::FILE* file, std::string_view bytes) { return std::fwrite(bytes
 
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0; }
 
-// Who may read it is what the folder says.
-std::FILE* createBeside(std::string& path, bool) { return createFrom(path, false); }
-
-bool createFolderBeside(std::string& path) {
-    return createWithNewName(path, [](const auto& name) { return succeeded(CreateDirectoryW(name.c_str(), nullptr)); });
-}
-
-void removeFolder(const std::string& path) { RemoveDirectoryW(pathOf(path).c_str()); }
-
 std::vector<std::string> namesIn(const std::string& folder) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(pathOf(folder)))
@@ -164,25 +124,6 @@ std::vector<std::string> namesIn(const std::string& folder) {
 
 bool reachesDisk(std::FILE* file) { return _commit(_fileno(file)) == 0 || errno == EBADF || errno == EINVAL; }
 
-// What somebody has open, as we may ourselves, cannot be replaced, but can be put aside.
-bool replaceFile(const std::string& finished, const std::string& place) {
-    const std::filesystem::path from = pathOf(finished), to = pathOf(place), aside = pathOf(finished + "-old");
-    const auto move = [](const auto& what, const auto& where) {
-        return MoveFileExW(what.c_str(), where.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
-    };
-    if (move(from, to)) return true;
-    const int reason = lastError();
-    if (reason == EACCES && move(to, aside)) {
-        if (move(from, to)) {
-            DeleteFileW(aside.c_str());  // when it is closed
-            return true;
-        }
-        move(aside, to);
-    }
-    errno = reason;
-    return false;
-}
-
 std::string temporaryFolder() {
     std::array<wchar_t, MAX_PATH + 1> path{};
     const DWORD size = GetTempPathW(static_cast<DWORD>(path.size()), path.data());
@@ -191,10 +132,19 @@ std::string temporaryFolder() {
 
 namespace {
 
+// Gone when it is closed.
 std::FILE* createTemporary(std::string& path) {
-    path = temporaryFolder() + "\\tramo";
-    std::FILE* const file = createFrom(path, true);
+    const std::string begin = temporaryFolder() + "\\tramo." + std::to_string(GetCurrentProcessId()) + '-';
+    static unsigned count = 0;
+    std::FILE* file = nullptr;
+    do {
+        path = begin + std::to_string(count++);
+        const DWORD access = GENERIC_READ | GENERIC_WRITE | DELETE, shared = FILE_SHARE_READ | FILE_SHARE_DELETE;
+        const DWORD flags = FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE;
+        file = fileOf(CreateFileW(pathOf(path).c_str(), access, shared, nullptr, CREATE_NEW, flags, nullptr), 0, "w+b");
+    } while (!file && errno == EEXIST);
     if (!file) throw WriteFailed{"a temporary file in " + temporaryFolder(), errno};
+    std::setvbuf(file, nullptr, _IONBF, 0);
     return file;
 }
 

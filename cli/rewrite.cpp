@@ -54,7 +54,8 @@ Options:
   --dry-run           only tells; writes nothing
   -o, --output OUT    where it goes; "-" is the standard output. OUT appears
                       whole or not at all, and may be FILE itself
-  --force             copies lines with a loss instead of refusing the file
+  --force             copies lines with a loss instead of refusing the file, and
+                      replaces OUT even if it is read-only or has hard links
   --encoding WHAT     of OUT: same (as FILE), ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   --format WHAT       of a dry run: text, json
@@ -348,7 +349,7 @@ int write(const Rewriter& done, EncodedText& text, bool refused, bool keepsAll) 
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
-    EncodedText text(options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name());
+    EncodedText text(options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name(), options.force);
     Rewriter rewriter(input.name(), text, options.force);
     const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
     text.complain();

@@ -8,7 +8,7 @@
 namespace tramo::cli {
 
 ByteReader::ByteReader(const std::string& path)
-    : name(printable(nameOf(path))), file(path == "-" ? stdin : openFile(path, "rb")), block(1 << 16, '\0') {
+    : noted(path), name(printable(nameOf(path))), file(path == "-" ? stdin : openFile(path, "rb")), block(1 << 16, '\0') {
     if (!file) throw Unreadable{reasonOf(errno)};
     std::error_code error;
     if (std::filesystem::is_regular_file(pathOf(path), error)) size = std::filesystem::file_size(pathOf(path), error);

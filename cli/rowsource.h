@@ -1,6 +1,7 @@
 // Where an import gets its rows from: one form each.
 #pragma once
 #include "console.h"
+#include "notedinput.h"
 #include "platform.h"
 #include "rows.h"
 #include <cstdint>
@@ -54,6 +55,7 @@ public:
 private:
     bool fill();
 
+    NotedInput noted;
     Progress progress;
     std::string name;
     std::FILE* file;

@@ -50,6 +50,7 @@ Options:
   --faults RATE       damages this share of the lines, 0 to 1
   --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
+  --force             replaces FILE even if it is read-only or has hard links
   -h, --help          this page
 
 Exit codes:
@@ -66,7 +67,7 @@ enum class Encoding { Ansi, Utf16le };
 struct Options {
     std::string path;
     std::uint64_t meters = 60, seed = 0;
-    bool returned = false;
+    bool returned = false, force = false;
     double faults = 0;
     std::vector<const RecordKind*> kinds;  ///< empty: all
     Encoding encoding = Encoding::Ansi;
@@ -191,6 +192,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--faults", faults);
     given.option("--kinds", kinds);
     given.option("--encoding", encoding);
+    given.flag("--force", options.force);
     const std::vector<std::string> others = given.parse(std::move(arguments));
     if (!others.empty())
         throw WrongUsage{fmt::format("\"{}\" is too much; nothing is read", printable(std::string_view(others[0])))};
@@ -220,9 +222,10 @@ bool tellMissing(const Options& options, const LineWriter& writer) {
 
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
-    OutFile file(options.path);
+    const OutFile::Mode mode{.force = options.force};
+    OutFile file(options.path, mode);
     std::optional<OutFile> expected;
-    if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl");
+    if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl", mode);
     LineWriter writer(options, file, expected ? &*expected : nullptr);
     writeRounds(options, writer);
     if (!tellMissing(options, writer)) return notUsable;

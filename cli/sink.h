@@ -42,7 +42,6 @@ std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode)
 
 struct CsvStyle {
     bool isFolder = false;  ///< a folder, where each table has its own file
-    bool replaces = false;  ///< the tables of a folder that holds some already
     bool bom = false;       ///< files begin with a byte order mark
 };
 

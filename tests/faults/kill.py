@@ -91,7 +91,7 @@ def main():
             left = [name for name in os.listdir(out) if name not in (product, "tmp")]
             seen["with an unfinished file beside"] += bool(left)
             seen["with a temporary file"] += bool(os.listdir(os.path.join(out, "tmp")))
-            if any(not name.startswith(product + ".") for name in left):
+            if len(left) > 1 or any(not name.startswith(f".{product}.tramo-{process.pid}-") for name in left):
                 print(f"{arguments}: leaves {left}")
                 seen["damaged"] += 1
     print(f"{kills} kills: {seen['old']} the old file, {seen['new']} the new one, {seen['damaged']} damaged; "

@@ -40,7 +40,8 @@ void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 // A system call. It may pass: it is the only one that is made from this place.
-std::int64_t faultsSystemCall(std::int64_t number, std::int64_t a, std::int64_t b, std::int64_t c, std::int64_t d);
+std::int64_t faultsSystemCall(
+    std::int64_t number, std::int64_t a, std::int64_t b, std::int64_t c, std::int64_t d, std::int64_t e = 0);
 extern const char faultsSystemCallMade[];
 }
 asm(R"(
@@ -52,6 +53,7 @@ faultsSystemCall:
     mov %rdx, %rsi
     mov %rcx, %rdx
     mov %r8, %r10
+    mov %r9, %r8
     syscall
 faultsSystemCallMade:
     ret
@@ -59,7 +61,7 @@ faultsSystemCallMade:
 
 namespace {
 
-enum class Sort { None, Memory, Thread, Read, Write, Sync, Close, Rename, Open, List, Status, Mode };
+enum class Sort { None, Memory, Thread, Read, Write, Sync, Close, Rename, Open, List, Status, Mode, Owner, Attribute, Lock };
 
 struct Word {
     std::string_view word;
@@ -77,6 +79,9 @@ constexpr Word words[] = {
     {"list", Sort::List},
     {"status", Sort::Status},
     {"mode", Sort::Mode},
+    {"owner", Sort::Owner},
+    {"attribute", Sort::Attribute},
+    {"lock", Sort::Lock},
 };
 
 // How the call says which file it means: by its descriptor or by its path, in the first argument or in the second.
@@ -105,6 +110,7 @@ constexpr Call calls[] = {
     {SYS_open,       Sort::Open,   File::Path},
     {SYS_openat,     Sort::Open,   File::SecondPath},
     {SYS_mkdir,      Sort::Open,   File::Path},
+    {SYS_mkdirat,    Sort::Open,   File::SecondPath},
     {SYS_getdents64, Sort::List,   File::Descriptor},
     {SYS_stat,       Sort::Status, File::Path},
     {SYS_lstat,      Sort::Status, File::Path},
@@ -114,6 +120,13 @@ constexpr Call calls[] = {
     {SYS_chmod,      Sort::Mode,   File::Path},
     {SYS_fchmod,     Sort::Mode,   File::Descriptor},
     {SYS_fchmodat,   Sort::Mode,   File::SecondPath},
+    {SYS_fchown,     Sort::Owner,  File::Descriptor},
+    {SYS_flock,      Sort::Lock,   File::Descriptor},
+    {SYS_listxattr,    Sort::Attribute, File::Path},
+    {SYS_getxattr,     Sort::Attribute, File::Path},
+    {SYS_fgetxattr,    Sort::Attribute, File::Descriptor},
+    {SYS_fsetxattr,    Sort::Attribute, File::Descriptor},
+    {SYS_fremovexattr, Sort::Attribute, File::Descriptor},
 };
 // clang-format on
 
@@ -141,12 +154,18 @@ std::int64_t toWord(const void* pointer) { return reinterpret_cast<std::intptr_t
 
 bool isOfTest(File file, const greg_t* registers) {
     if (under.empty()) return true;
-    const greg_t argument = registers[file == File::SecondPath ? REG_RSI : REG_RDI];
+    greg_t argument = registers[file == File::SecondPath ? REG_RSI : REG_RDI];
     if (file != File::Descriptor) {
         const char* path = nullptr;
         std::memcpy(&path, &argument, sizeof path);
-        // An empty path means the descriptor before it.
-        return *path ? std::string_view(path).starts_with(under) : isOfTest(File::Descriptor, registers);
+        if (std::string_view(path).starts_with(under)) return true;
+        // A path of a descriptor, and one from the folder of the descriptor before it, or none at all.
+        constexpr std::string_view descriptors = "/proc/self/fd/";
+        const bool isDescriptor = std::string_view(path).starts_with(descriptors);
+        if (*path == '/' && !isDescriptor) return false;
+        if (!isDescriptor && file != File::SecondPath) return false;
+        argument = isDescriptor ? std::atoi(path + descriptors.size()) : static_cast<int>(registers[REG_RDI]);
+        if (argument < 0) return false;
     }
     std::array<char, 32> link{"/proc/self/fd/"};
     std::size_t end = std::strlen(link.data());
@@ -172,7 +191,7 @@ std::int64_t answerTo(int number, const greg_t* r) {
         if (number == SYS_close) faultsSystemCall(number, r[REG_RDI], 0, 0, 0);
         return -error;
     }
-    return faultsSystemCall(number, r[REG_RDI], r[REG_RSI], r[REG_RDX], r[REG_R10]);
+    return faultsSystemCall(number, r[REG_RDI], r[REG_RSI], r[REG_RDX], r[REG_R10], r[REG_R8]);
 }
 
 void onSystemCall(int, siginfo_t* info, void* context) {

@@ -37,7 +37,10 @@ FAULTS = [(sort, error, only_one) for sort, errors, ways in (
     ("open", [errno.EMFILE, errno.EIO, errno.ENOSPC, errno.EINTR], (True,)),
     ("list", [errno.EIO], (True,)),
     ("status", [errno.EIO], (True,)),
-    ("mode", [errno.EPERM], (True,)),
+    ("mode", [errno.EPERM, errno.EIO], (True,)),
+    ("owner", [errno.EPERM, errno.EIO, errno.EINTR], (True,)),
+    ("attribute", [errno.EPERM, errno.ENOSPC, errno.EIO], (True,)),
+    ("lock", [errno.ENOLCK, errno.EINTR, errno.EOPNOTSUPP], (True,)),
 ) for error in errors for only_one in ways]
 
 HARMLESS = (errno.EINTR, SHORT)
@@ -86,27 +89,37 @@ COMMANDS = [
 
 OLD = b"what was there before\n"
 OLD_MODE = 0o640
+OLD_OWNER = 12345 if os.geteuid() == 0 else os.geteuid()   # who else can give files away
 
 Outcome = collections.namedtuple("Outcome", "code out err product left")
 
 
+def attributes(path):
+    try:
+        return {name: os.getxattr(path, name) for name in os.listxattr(path)}
+    except OSError:
+        return {}
+
+
 def contents(path):
-    """A file's mode and bytes, those of all files of a folder, or None."""
+    """A file's mode, bytes, owner and attributes, those of all files of a folder, or None."""
     if os.path.isdir(path):
         return {name: contents(os.path.join(path, name)) for name in sorted(os.listdir(path))}
     if not os.path.exists(path):
         return None
     with open(path, "rb") as file:
-        return os.stat(path).st_mode & 0o777, file.read()
+        status = os.stat(path)
+        return status.st_mode & 0o777, file.read(), status.st_uid, attributes(path)
 
 
 def is_same(product, good, narrower):
-    """`narrower`: files that fewer may read and write are the same, too."""
+    """`narrower`: files that fewer may read and write are the same, too; with "attribute", so are those without some."""
     if not narrower or product is None or good is None:
         return product == good
     if isinstance(product, dict):
-        return list(product) == list(good) and all(is_same(product[name], good[name], True) for name in good)
-    return product[1] == good[1] and product[0] | good[0] == good[0]
+        return list(product) == list(good) and all(is_same(product[name], good[name], narrower) for name in good)
+    return product[1:3] == good[1:3] and product[0] | good[0] == good[0] and (
+        product[3] == good[3] or (narrower == "attribute" and product[3].items() <= good[3].items()))
 
 
 def masked(out):
@@ -123,6 +136,8 @@ class Bench:
             os.mkdir(os.path.join(folder, name))
         self.arguments = [self.path(word) if re.match(r"(in|out)/", word) else word for word in command.arguments]
         self.report = folder + ".report"
+        self.clean()
+        self.old = contents(self.path("out/" + command.product)) if command.product else None
         self.good = self.run()
         if self.good.code not in (0, 1, 2) or self.good.left or (command.product and not self.good.product):
             raise RuntimeError(f"{command.name} without a fault: {self.good}")
@@ -138,6 +153,11 @@ class Bench:
             path = self.path("out/" + self.command.product)
             with open(path, "wb") as file:
                 file.write(OLD)
+            try:
+                os.setxattr(path, "user.origin", b"the office")
+            except OSError:
+                pass   # not every file system has them
+            os.chown(path, OLD_OWNER, -1)
             os.chmod(path, OLD_MODE)
 
     def run(self, sort=None, error=0, first=0, last=0):
@@ -168,15 +188,19 @@ class Bench:
 
     def wrong(self, outcome, sort, error):
         """What is wrong with an outcome; None: nothing."""
-        good, old = self.good, (OLD_MODE, OLD) if self.command.old else None
+        good = self.good
         if not isinstance(outcome.code, int) or outcome.code < 0:
             return f"ended by {outcome.code}"
         if outcome.left:
             return f"leaves {outcome.left}"
-        if outcome.code == good.code and outcome.err == good.err:
+        told = rb"tramo: [ -~]*new[ -~]*: attributes of the old file are not kept: [ -~]*\n"
+        err = re.sub(told, b"", outcome.err) if sort == "attribute" else outcome.err
+        if outcome.code == good.code and err == good.err:
             if outcome.out != good.out:
                 return "another output"
-            return None if is_same(outcome.product, good.product, sort == "mode") else "another product"
+            if sort == "attribute" and outcome.err == good.err and not is_same(outcome.product, good.product, "mode"):
+                return "an attribute is lost and nobody told"
+            return None if is_same(outcome.product, good.product, sort in ("mode", "attribute") and sort) else "another product"
         if error in HARMLESS and sort != "memory":
             return f"is not survived: {outcome.code}, {outcome.err}"
         if outcome.code not in (2, 3):
@@ -190,7 +214,7 @@ class Bench:
             reason += b"|Input/output error"
         if not re.fullmatch(rb"(tramo: [ -~]*\n)*tramo: [ -~]*(" + reason + b")" + rb"[ -~]*\n(tramo: [ -~]*\n)*", outcome.err):
             return f"the reason is not named: {outcome.err}"
-        if self.command.product and outcome.product not in (good.product, old):
+        if self.command.product and outcome.product not in (good.product, self.old):
             return f"a damaged product: {str(outcome.product)[:200]}"
         if self.command.name.startswith("check") and outcome.code == 2:
             return None  # it tells of the other files, too
