@@ -349,7 +349,8 @@ int write(const Rewriter& done, EncodedText& text, bool refused, bool keepsAll) 
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
-    EncodedText text(options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name(), options.force);
+    EncodedText text(
+        options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name(), options.force);
     Rewriter rewriter(input.name(), text, options.force);
     const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
     text.complain();

@@ -301,6 +301,7 @@ class Sqlite(ExportTest):
                     self.assertEqual(in_table, in_view, (name, table, column))
                     numbers = [[value for value in some if isinstance(value, (int, float))] for some in values]
                     self.assertEqual(math.fsum(numbers[0]), math.fsum(numbers[1]), (name, table, column))
+            database.close()   # while it is open it is not replaced
 
     def test_views_of_repeated_serial_numbers(self):
         def of(line, column, serial):
