@@ -10,6 +10,8 @@ std::wstring_view cut(std::wstring_view line, const Field& field) {
 
 std::wstring_view trimmed(std::wstring_view text) { return text.substr(0, text.find_last_not_of(L' ') + 1); }
 
+bool isFilled(wchar_t c) { return c != L' ' && c != 0 && (c < L'\t' || c > L'\r'); }
+
 std::vector<const Field*> fieldsAt(const RecordKind& kind, int column) {
     std::vector<const Field*> found;
     for (const Field& field : kind.fields)

@@ -12,6 +12,9 @@ std::wstring_view cut(std::wstring_view line, const Field& field);
 /// Without the blanks at its end.
 std::wstring_view trimmed(std::wstring_view text);
 
+/// Whether the character is more than padding: neither white space nor zero.
+bool isFilled(wchar_t c);
+
 /// The fields that a column belongs to, in the order in which they are written.
 std::vector<const Field*> fieldsAt(const RecordKind& kind, int column);
 

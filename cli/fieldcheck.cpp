@@ -1,4 +1,5 @@
 #include "fieldcheck.h"
+#include "ignoredtext.h"
 #include "text.h"
 #include <algorithm>
 #include <tramostream/keyline.h>
@@ -66,6 +67,7 @@ void checkFields(LineModel& model, std::wstring_view text, bool all, std::vector
             if (finding.found.find(L'\0') == std::wstring::npos) findings.push_back(std::move(finding));
         }
     }
+    for (const IgnoredText& ignored : ignoredTexts(model, text)) findings.push_back(explain(ignored, kind, text));
 }
 
 void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings) {

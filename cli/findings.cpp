@@ -27,6 +27,7 @@ std::vector<RuleInfo> makeRules() {
         {"SurrogateAlone",       0, "A line holds half of a UTF-16 surrogate pair without the other half.", false},
         {"KeyLineUnreadable",    0, "A key line is no JSON object that can be read.", false},
         {"KeyMemberIgnored",     0, "A member of a key line's object is not taken.", true},
+        {"TextIgnored",          0, "A line holds text that no value comes from: after a number, or outside of all fields.", true},
         {"TextUnread",           0, "A line that begins with U+FFFF ends the text; nothing behind it is read.", false},
         {"LastByteOdd",          0, "A UTF-16 file ends with half of a character.", false},
     };

@@ -1,4 +1,5 @@
 #include "linemodel.h"
+#include "columns.h"
 #include "text.h"
 #include <algorithm>
 #include <array>
@@ -133,6 +134,15 @@ const RecordKind* kindNamed(std::string_view word) {
         if (isLetter || name == plainWord(kind->name) || name == plainWord(kind->model)) return kind;
     }
     return nullptr;
+}
+
+FieldValue valueRead(const RecordKind& kind, const Field& field, std::wstring_view line) {
+    std::wstring alone(static_cast<std::size_t>(kind.length), L' ');
+    if (kind.letter) alone.front() = kind.letter;
+    const std::wstring_view text = cut(line, field);
+    alone.replace(static_cast<std::size_t>(field.column - 1), text.size(), text);
+    const LineModel model = LineModel::of(kind, alone);
+    return model.get(field.readInto.empty() ? field : *kind.field(field.readInto));
 }
 
 bool isAbsent(const Field& field, const FieldValue& value) { return value == field.defaultValue; }

@@ -49,6 +49,9 @@ const std::vector<const RecordKind*>& allKinds();
 /// ("Meter-Subscriber"); nullptr when there is none.
 const RecordKind* kindNamed(std::string_view word);
 
+/// The value that the field's text in a line is read as, whatever the rest of the line holds.
+FieldValue valueRead(const RecordKind& kind, const Field& field, std::wstring_view line);
+
 /// Whether a value is the one that the field has when nothing is said of it.
 bool isAbsent(const Field& field, const FieldValue& value);
 

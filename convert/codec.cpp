@@ -13,6 +13,8 @@
 #include <cstring>
 #include <limits>
 #include <locale.h>
+#include <numeric>
+#include <vector>
 
 namespace tramo::codec {
 
@@ -42,8 +44,8 @@ bool takeSign(std::wstring_view& text) {
 
 enum class Reading { Good, NoDigit, TooLow, TooHigh };
 
-// The digits at the start of the text, up to the first other character.
-template <unsigned base, class T> Reading readDigits(std::wstring_view text, bool negative, T& value) {
+// Takes the digits at its start off the text, up to the first other character.
+template <unsigned base, class T> Reading takeDigits(std::wstring_view& text, bool negative, T& value) {
     const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + (negative ? 1 : 0);
     const std::uint64_t mayGrow = limit / base;
     constexpr std::size_t alwaysFit = 15;  // digits in 64 bits
@@ -55,17 +57,30 @@ template <unsigned base, class T> Reading readDigits(std::wstring_view text, boo
         if (count >= alwaysFit && magnitude > mayGrow) magnitude = limit + 1;
         else magnitude = magnitude * base + digit;
     }
+    text.remove_prefix(count);
     if (count == 0) return Reading::NoDigit;
     if (magnitude > limit) return negative ? Reading::TooLow : Reading::TooHigh;
     value = static_cast<T>(negative ? 0 - magnitude : magnitude);
     return Reading::Good;
 }
 
+// Takes a whole number off the text.
+template <class T> Reading takeInteger(std::wstring_view& text, T& value) {
+    const bool negative = takeSign(text);
+    return takeDigits<10>(text, negative, value);
+}
+
 template <class T> bool toInteger(std::wstring_view label, std::wstring_view text, T& value, std::size_t blanks = 0) {
-    std::wstring_view digits = text;
-    digits.remove_prefix(blanks);
-    const bool negative = takeSign(digits);
-    return readDigits<10>(digits, negative, value) == Reading::Good || complain(label, text, cannotBeConverted);
+    std::wstring_view rest = text;
+    rest.remove_prefix(blanks);
+    return takeInteger(rest, value) == Reading::Good || complain(label, text, cannotBeConverted);
+}
+
+// Takes a hexadecimal number off the text.
+Reading takeHexadecimal(std::wstring_view& text, int& value) {
+    const bool negative = takeSign(text);
+    if (text.size() >= 2 && text[0] == L'0' && (text[1] == L'x' || text[1] == L'X')) text.remove_prefix(2);
+    return takeDigits<16>(text, negative, value);
 }
 
 // clang-format off
@@ -97,6 +112,51 @@ bool plainDecimal(std::wstring_view text, double& value) {
     return true;
 }
 
+bool isNothing(wchar_t c) { return isBlank(c) || c == 0; }
+
+std::wstring_view withoutBlanksBehind(std::wstring_view text) {
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+constexpr int alwaysKept = 15;  // digits of a decimal, by every double
+
+// Whether the text is a plain decimal to its end, or a point, and no digit of it can be lost.
+bool isDigitsAndPoint(std::wstring_view text) {
+    takeSign(text);
+    int digits = 0, points = 0;
+    for (const wchar_t c : text) {
+        if (decimalDigit(c) != notADigit) ++digits;
+        else if (c == L'.' || c == L',') ++points;
+        else return false;
+    }
+    return digits <= alwaysKept && points <= 1;
+}
+
+// Of a decimal that has been read as this value: the digits from the first one on that the value does not have.
+std::wstring_view digitsLost(std::wstring_view text, double value) {
+    const auto count = std::ranges::count_if(text, [](wchar_t c) { return decimalDigit(c) != notADigit; });
+    if (count <= alwaysKept || text.find_first_of(L"xXnN") != std::wstring_view::npos) return {};
+    text = text.substr(0, text.find_first_of(L"eE"));
+    std::string digits;
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (decimalDigit(text[i]) == notADigit || (digits.empty() && text[i] == L'0')) continue;
+        digits += static_cast<char>(text[i]);
+        places.push_back(i);
+    }
+    while (!digits.empty() && digits.back() == '0') digits.pop_back();
+    if (std::ssize(digits) <= alwaysKept) return {};
+    std::string kept(digits.size() + 16, '\0');  // sign, point, exponent
+    const auto decimals = static_cast<int>(digits.size()) - 1;
+    const auto result = std::to_chars(kept.data(), kept.data() + kept.size(), value, std::chars_format::scientific, decimals);
+    kept.resize(static_cast<std::size_t>(result.ptr - kept.data()));
+    kept.erase(kept.find('e'));
+    std::erase_if(kept, [](char c) { return c < '0' || c > '9'; });
+    const auto lost = static_cast<std::size_t>(std::ranges::mismatch(digits, kept).in1 - digits.begin());
+    return lost == digits.size() ? std::wstring_view{} : text.substr(places[lost], places[digits.size() - 1] + 1 - places[lost]);
+}
+
 // What stands for a point or a comma where toDoubleInCLocale reads.
 char decimalPoint() {
 #ifdef _WIN32
@@ -120,8 +180,9 @@ double toDoubleInCLocale(const char* text, char** end) {
 #endif
 }
 
-// Any text that the standard conversion reads. `text` is ASCII up to the first zero.
-bool anyNumber(const char* text, double& value) {
+// Any text that the standard conversion reads: how many of its characters; 0 when it fails. `text` is ASCII up to the first
+// zero.
+std::size_t readAnyNumber(const char* text, double& value) {
     const int saved = errno;
     errno = 0;
     char* end = nullptr;
@@ -129,7 +190,7 @@ bool anyNumber(const char* text, double& value) {
     const bool good = end != text && errno != ERANGE;
     errno = saved;
     if (good) value = result;
-    return good;
+    return good ? static_cast<std::size_t>(end - text) : 0;
 }
 
 // The text for the standard conversion; a character that no number can hold ends it.
@@ -137,6 +198,21 @@ void narrow(std::wstring_view text, char* out) {
     const char point = decimalPoint();
     for (const wchar_t c : text) *out++ = c == L',' || c == L'.' ? point : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
     *out = '\0';
+}
+
+// Takes any number off the text. False: there is none, or one out of range.
+bool takeAnyNumber(std::wstring_view& text, double& value) {
+    char buffer[1024];
+    std::string longer;
+    char* narrowed = buffer;
+    if (text.size() >= sizeof buffer) {
+        longer.resize(text.size() + 1);
+        narrowed = longer.data();
+    }
+    narrow(text, narrowed);
+    const std::size_t count = readAnyNumber(narrowed, value);
+    text.remove_prefix(count);
+    return count > 0;
 }
 
 // Cut on the right.
@@ -224,6 +300,22 @@ bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seco
     return true;
 }
 
+// The text of alarm flags as it is read: its blocks of two characters in reverse order.
+class InWordOrder {
+public:
+    explicit InWordOrder(std::wstring_view text) : size(text.size()) {
+        constexpr std::size_t blockSize = 2;
+        if (size > std::size(field)) longer.resize(size);
+        textblocks::reverse(text, blockSize, size > std::size(field) ? longer.data() : field);
+    }
+    std::wstring_view view() const { return {size > std::size(field) ? longer.data() : field, size}; }
+
+private:
+    std::size_t size;
+    wchar_t field[4];
+    std::wstring longer;
+};
+
 void putTwoDigits(wchar_t* dest, unsigned value) {
     dest[0] = static_cast<wchar_t>(L'0' + value / 10);
     dest[1] = static_cast<wchar_t>(L'0' + value % 10);
@@ -238,18 +330,9 @@ bool toLongLong(std::wstring_view text, long long& value, std::size_t blanks) {
 }
 
 bool toDouble(std::wstring_view text, double& value, std::size_t blanks) {
-    std::wstring_view plain = text;
-    plain.remove_prefix(blanks);
-    if (plainDecimal(plain, value)) return true;
-    char buffer[1024];
-    if (text.size() < sizeof buffer) {
-        narrow(text, buffer);
-        if (anyNumber(buffer, value)) return true;
-    } else {
-        std::string longer(text.size() + 1, '\0');
-        narrow(text, longer.data());
-        if (anyNumber(longer.c_str(), value)) return true;
-    }
+    std::wstring_view rest = text;
+    rest.remove_prefix(blanks);
+    if (plainDecimal(rest, value) || takeAnyNumber(rest, value)) return true;
     std::setlocale(LC_NUMERIC, "C");  // the format wants it left so behind a failure
     std::wstring shown(text);
     std::replace(shown.begin(), shown.end(), L',', L'.');
@@ -258,10 +341,8 @@ bool toDouble(std::wstring_view text, double& value, std::size_t blanks) {
 
 bool hexStrToInt(std::wstring_view text, int& value) {
     if (text.empty()) return true;
-    std::wstring_view digits = text;
-    const bool negative = takeSign(digits);
-    if (digits.size() >= 2 && digits[0] == L'0' && (digits[1] == L'x' || digits[1] == L'X')) digits.remove_prefix(2);
-    switch (readDigits<16>(digits, negative, value)) {
+    std::wstring_view rest = text;
+    switch (takeHexadecimal(rest, value)) {
     case Reading::Good: return true;
     case Reading::NoDigit: value = 0; break;
     case Reading::TooLow: value = std::numeric_limits<int>::min(); break;
@@ -275,17 +356,9 @@ bool toDateTime(std::wstring_view text, long32& seconds) { return readDateNotNeg
 void toYear(std::wstring_view text, long32& seconds) { seconds = readDate(text, DateFormat::Year); }
 
 void toAlarmFlags(std::wstring_view text, AlarmFlags& flags) {
-    constexpr std::size_t fieldWidth = 4, blockSize = 2;
-    wchar_t field[fieldWidth];
-    std::wstring longer;
-    wchar_t* reversed = field;
-    if (text.size() > fieldWidth) {
-        longer.resize(text.size());
-        reversed = longer.data();
-    }
-    textblocks::reverse(text, blockSize, reversed);
+    const InWordOrder word(text);
     int bits = 0;
-    hexStrToInt({reversed, text.size()}, bits);
+    hexStrToInt(word.view(), bits);
     for (std::size_t k = 0; k < flags.size(); ++k) flags[k] = (static_cast<unsigned>(bits) >> k & 1U) != 0;
 }
 
@@ -340,6 +413,63 @@ void fromAlarmFlags(const AlarmFlags& flags, wchar_t* dest) {
     const unsigned word = (bits & 0xFF) << 8 | bits >> 8;
     for (int shift = 12; shift >= 0; shift -= 4) *dest++ = L"0123456789ABCDEF"[word >> shift & 0xF];
     *dest = L'\0';
+}
+
+std::wstring_view content(std::wstring_view text) {
+    while (!text.empty() && isNothing(text.back())) text.remove_suffix(1);
+    while (!text.empty() && isNothing(text.front())) text.remove_prefix(1);
+    return text;
+}
+
+std::wstring_view ignoredByInteger(std::wstring_view text) {
+    long long value = 0;
+    return takeInteger(text, value) == Reading::NoDigit ? std::wstring_view{} : content(text);
+}
+
+std::wstring_view ignoredByDouble(std::wstring_view text) {
+    if (isDigitsAndPoint(text)) return {};
+    std::wstring_view rest = text;
+    double value = 0;
+    if (!takeAnyNumber(rest, value)) return {};
+    const std::wstring_view behind = content(rest);
+    return behind.empty() ? digitsLost(text.substr(0, text.size() - rest.size()), value) : behind;
+}
+
+std::wstring_view ignoredByYear(std::wstring_view text) {
+    std::wstring_view rest = text;
+    int number = 0;
+    if (takeInteger(rest, number) != Reading::Good) return {};
+    return readDate(withoutBlanksBehind(text), DateFormat::Year) == dates::noTime ? content(text) : std::wstring_view{};
+}
+
+std::wstring_view ignoredByFlag(std::wstring_view text) {
+    text = content(text);
+    return text == L"0" || text == L"1" ? std::wstring_view{} : text;
+}
+
+std::wstring_view ignoredByAlarmFlags(std::wstring_view text) {
+    text = withoutBlanksBehind(text);
+    const InWordOrder word(text);
+    std::wstring_view rest = word.view();
+    int bits = 0;
+    const bool good = takeHexadecimal(rest, bits) == Reading::Good;
+    constexpr std::size_t digitsWithFlags = 3;
+    const bool hasBitsWithoutFlag = bits >> AlarmFlags{}.size() > 0;
+    if (text.empty() || (good && rest.empty() && !hasBitsWithoutFlag)) return {};
+
+    // From the first to the last character, in the text's own order, that is not read or that no flag comes from.
+    const std::size_t end = good ? text.size() - rest.size() : 0, begin = hasBitsWithoutFlag ? end - digitsWithFlags : 0;
+    std::wstring places(text.size(), L'\0');
+    std::iota(places.begin(), places.end(), L'\0');
+    const InWordOrder order(places);
+    std::size_t first = text.size(), last = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto place = static_cast<std::size_t>(order.view()[i]);
+        if ((i >= begin && i < end) || isNothing(text[place])) continue;
+        first = std::min(first, place);
+        last = std::max(last, place);
+    }
+    return first > last ? std::wstring_view{} : text.substr(first, last - first + 1);
 }
 
 // By resize: the string's own append of narrow characters makes a wide string of them first.

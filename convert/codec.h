@@ -28,6 +28,18 @@ bool toDateTime(std::wstring_view text, long32& seconds);
 void toYear(std::wstring_view text, long32& seconds);
 void toAlarmFlags(std::wstring_view text, AlarmFlags& flags);
 
+// The text without blanks and zeros around it.
+std::wstring_view content(std::wstring_view text);
+
+// The piece of a text that the value read from it does not hold, as its content: what follows a number,
+// digits beyond the precision of a double, a year that is read as none, a flag other than 0 and 1, characters that give no
+// alarm flag. Empty: there is none, or the text cannot be read, which is another matter.
+std::wstring_view ignoredByInteger(std::wstring_view text);
+std::wstring_view ignoredByDouble(std::wstring_view text);
+std::wstring_view ignoredByYear(std::wstring_view text);
+std::wstring_view ignoredByFlag(std::wstring_view text);
+std::wstring_view ignoredByAlarmFlags(std::wstring_view text);
+
 // Into the width columns of a line that start at dest. Numbers are cut on the right when they are too long, an empty
 // text writes nothing, a text that is too long writes nothing and answers false.
 bool fromText(std::wstring_view text, wchar_t* dest, int width);

@@ -265,6 +265,16 @@ void field(const Line& line) {
     //! [Field]
 }
 
+void ignoredTexts() {
+    //! [ignoredTexts]
+    const std::wstring line = L"3C12AB0100007C12AB0200009 5      6O5420240131";
+    for (const auto& [field, column, width] : tramo::ignoredTexts(*tramo::recordKind(line[0]), line))
+        std::wcout << (field ? field->name.c_str() : "no field") << L", column " << column << L": "
+                   << line.substr(static_cast<std::size_t>(column - 1), static_cast<std::size_t>(width)) << L'\n';
+    //> newMeterIndex, column 35: O54
+    //! [ignoredTexts]
+}
+
 void recordKind() {
     //! [RecordKind]
     for (const tramo::RecordKind* kind : tramo::recordKinds())
@@ -438,6 +448,7 @@ int main() {
     run(L"bad_line_length", lengths);
     run(L"FieldError", fieldError);
     run(L"Field", field, sampleLine(L'1'));
+    run(L"ignoredTexts", ignoredTexts);
     run(L"RecordKind", recordKind);
     run(L"KeyValue", keyValue);
     run(L"parseKeyLine", keyLine);

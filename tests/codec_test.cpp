@@ -399,6 +399,139 @@ TEST(AlarmFlags, AreTwelve) {
     EXPECT_EQ(line, L"0000"s + L'\0' + L'#');
 }
 
+// ---- What a value does not hold --------------------------------------------------------------------------------------
+
+bool isNothing(wchar_t c) { return codec::isBlank(c) || c == 0; }
+
+// What stands behind the characters that were used, without blanks and zeros around it.
+std::wstring behind(const std::wstring& text, std::size_t used) {
+    std::size_t end = text.size();
+    while (end > used && isNothing(text[end - 1])) --end;
+    while (used < end && isNothing(text[used])) ++used;
+    return text.substr(used, end - used);
+}
+
+TEST(Ignored, ByAnInteger) {
+    Texts texts(11);
+    for (int i = 0; i < 40000; ++i) {
+        const std::wstring text = i % 2 == 0 ? texts.soup() : texts.number();
+        std::size_t used = 0;
+        ::standardInteger(text.c_str(), used);
+        ASSERT_EQ(codec::ignoredByInteger(text), used == 0 ? L"" : behind(text, used)) << testing::PrintToString(text);
+    }
+    EXPECT_EQ(codec::ignoredByInteger(L"      6O54"), L"O54");
+    EXPECT_EQ(codec::ignoredByInteger(L"60 54"), L"54");
+    EXPECT_EQ(codec::ignoredByInteger(L"6\0 54 "s), L"54");
+    EXPECT_EQ(codec::ignoredByInteger(L"6\0\0\0"s), L"");
+    EXPECT_EQ(codec::ignoredByInteger(L"  7  "), L"");
+    EXPECT_EQ(codec::ignoredByInteger(L"O6"), L"") << "no number: an error";
+}
+
+TEST(Ignored, ByADecimal) {
+    Texts texts(12);
+    for (int i = 0; i < 40000; ++i) {
+        const std::wstring text = i % 3 == 0 ? texts.soup() : i % 3 == 1 ? texts.number() : texts.exact() + texts.soup();
+        std::wstring points = text;
+        std::ranges::replace(points, L',', L'.');
+        std::size_t used = 0;
+        errno = 0;
+        ::standardDouble(points.c_str(), used);
+        const bool isNumber = used > 0 && errno != ERANGE;
+        const std::wstring expected = isNumber ? behind(text, used) : L"";
+        if (isNumber && expected.empty()) continue;  // unless it has too many digits
+        ASSERT_EQ(codec::ignoredByDouble(text), expected) << testing::PrintToString(text);
+    }
+    EXPECT_EQ(codec::ignoredByDouble(L"1,5 m3"), L"m3");
+    EXPECT_EQ(codec::ignoredByDouble(L"1.234,5"), L",5");
+    EXPECT_EQ(codec::ignoredByDouble(L"12e"), L"e");
+    EXPECT_EQ(codec::ignoredByDouble(L" 0x1A "), L"");
+    EXPECT_EQ(codec::ignoredByDouble(L"1e5"), L"");
+    EXPECT_EQ(codec::ignoredByDouble(L"inf"), L"");
+    EXPECT_EQ(codec::ignoredByDouble(L"nan(1234567890123456789)"), L"");
+}
+
+// The digits of a plain decimal from the first that is not zero to the last that is not zero.
+std::string significant(const std::wstring& text) {
+    std::string digits;
+    for (const wchar_t c : text)
+        if (c >= L'0' && c <= L'9' && (c != L'0' || !digits.empty())) digits += static_cast<char>(c);
+    while (!digits.empty() && digits.back() == '0') digits.pop_back();
+    return digits;
+}
+
+TEST(Ignored, DigitsBeyondThePrecisionOfADouble) {
+    EXPECT_EQ(codec::ignoredByDouble(L"9007199254740993"), L"3");
+    EXPECT_EQ(codec::ignoredByDouble(L"-90071992547409935e0 "), L"5");
+    EXPECT_EQ(codec::ignoredByDouble(L"9007199254740992"), L"");
+    EXPECT_EQ(codec::ignoredByDouble(L"123456789012345000000"), L"");
+    EXPECT_EQ(codec::ignoredByDouble(L"0,1234567890123456789"), L"89");
+    EXPECT_EQ(codec::ignoredByDouble(L"12345678901234567.125"), L"7.125") << "12345678901234568";
+    EXPECT_EQ(codec::ignoredByDouble(L"0.10000000000000001"), L"") << "17 digits that are those of 0.1";
+
+    std::mt19937_64 random(13);
+    int lost = 0, kept = 0;
+    for (int i = 0; i < 20000; ++i) {
+        std::wstring text = std::to_wstring(random() >> random() % 20);
+        if (random() % 2 == 0) text.insert(random() % text.size() + 1, 1, L'.');
+        double value = 0;
+        ASSERT_TRUE(codec::toDouble(text, value));
+        const std::string digits = significant(text);
+        char printed[64];
+        std::snprintf(printed, sizeof printed, "%.*e", static_cast<int>(digits.size()) - 1, value);
+        std::string same(printed, std::strchr(printed, 'e'));
+        std::erase(same, '.');
+        const std::wstring_view piece = codec::ignoredByDouble(text);
+        ASSERT_EQ(piece.empty(), same == digits) << testing::PrintToString(text);
+        (piece.empty() ? kept : lost) += 1;
+        if (piece.empty()) continue;
+        const auto before = significant(text.substr(0, static_cast<std::size_t>(piece.data() - text.data())) + L"1").size() - 1;
+        ASSERT_EQ(digits.substr(0, before), same.substr(0, before)) << testing::PrintToString(text);
+        ASSERT_NE(digits[before], same[before]) << testing::PrintToString(text);
+    }
+    EXPECT_GT(lost, 1000);
+    EXPECT_GT(kept, 1000);
+}
+
+TEST(Ignored, YearsThatAreReadAsNone) {
+    const TimeZone zone("Europe/Paris");
+    for (const wchar_t* text : {L"20x4", L"224", L"20 4", L" 202", L"2O24", L"0000", L"1901", L"2039", L"-202"})
+        EXPECT_EQ(codec::ignoredByYear(text), behind(text, 0)) << testing::PrintToString(text);
+    for (const wchar_t* text : {L"", L"    ", L"1902", L"2024", L"2024 ", L"2038", L"ABCD"})
+        EXPECT_EQ(codec::ignoredByYear(text), L"") << testing::PrintToString(text);
+}
+
+TEST(Ignored, FlagsOtherThanZeroAndOne) {
+    for (const wchar_t* text : {L"", L" ", L"0", L"1"}) EXPECT_EQ(codec::ignoredByFlag(text), L"");
+    EXPECT_EQ(codec::ignoredByFlag(L"\0"s), L"");
+    for (const wchar_t* text : {L"Y", L"2", L"O", L"-"}) EXPECT_EQ(codec::ignoredByFlag(text), text);
+}
+
+TEST(Ignored, CharactersThatGiveNoAlarmFlag) {
+    for (const auto& [text, piece] : {std::pair(L"010G", L"010G"), {L"01G0", L"01G0"}, {L"0G00", L"G"}, {L"G000", L"G0"},
+             {L"00F0", L"F"}, {L"ZZZZ", L"ZZZZ"}, {L" 100", L"1"}, {L"0x10", L"x"}, {L"FF1F", L"1"}, {L"-", L"-"}})
+        EXPECT_EQ(codec::ignoredByAlarmFlags(text), piece) << testing::PrintToString(text);
+
+    // Nothing is ignored where the standard reads the word to its end, and every bit has a flag.
+    const Silence silence;
+    const std::wstring alphabet = L"01fFgGxX-+ \t"s + L'\0';
+    for (std::size_t n = 0; n < alphabet.size() * alphabet.size() * alphabet.size() * alphabet.size(); ++n) {
+        std::wstring text;
+        for (std::size_t i = 0, rest = n; i < 4; ++i, rest /= alphabet.size()) text += alphabet[rest % alphabet.size()];
+        std::wstring field = text;
+        while (!field.empty() && codec::isBlank(field.back())) field.pop_back();
+        if (field.empty()) continue;
+        std::wstring word = field.size() <= 2 ? field : field.substr(2) + field.substr(0, 2);
+        const auto hasContent = [](wchar_t c) { return !isNothing(c); };
+        std::wistringstream in(word);
+        int bits = 0;
+        const bool good = static_cast<bool>(in >> std::hex >> bits);
+        const auto used = !good ? 0 : in.eof() ? word.size() : static_cast<std::size_t>(in.tellg());
+        const bool isWhole =
+            std::none_of(word.begin() + static_cast<std::ptrdiff_t>(used), word.end(), hasContent) && bits < 4096;
+        ASSERT_EQ(codec::ignoredByAlarmFlags(text).empty(), isWhole) << testing::PrintToString(text);
+    }
+}
+
 // ---- Locales --------------------------------------------------------------------------------------------------------
 
 struct CommaAndGroups : std::numpunct<wchar_t> {
@@ -568,6 +701,12 @@ TEST(Garbage, NeverThrows) {
             codec::toDateTime(text, time);
             codec::toYear(text, time);
             codec::toAlarmFlags(text, flags);
+            for (auto* ignored : {codec::ignoredByInteger, codec::ignoredByDouble, codec::ignoredByYear, codec::ignoredByFlag,
+                     codec::ignoredByAlarmFlags}) {
+                const std::wstring_view piece = ignored(text);
+                EXPECT_TRUE(
+                    piece.empty() || (piece.data() >= text.data() && piece.data() + piece.size() <= text.data() + text.size()));
+            }
         });
     }
 }

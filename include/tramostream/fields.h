@@ -92,6 +92,23 @@ template <class M> FieldValue get(const M& model, const Field& field);
 /// field's, is a number that the field cannot hold, or a Code character that the field has no value for.
 template <class M> bool set(M& model, const Field& field, const FieldValue& value);
 
+/// A piece of a line that no value comes from.
+struct IgnoredText {
+    const Field* field;   ///< whose value ignores it; nullptr: its columns belong to no field
+    std::int32_t column;  ///< of its first character, 1-based
+    int width;            ///< in characters, without blanks and zeros around it
+};
+
+/// The text that is lost when the values of a line go on without the line: what follows a number ("6O54" is read as 6, "O54"
+/// is ignored), digits beyond the precision of a double, a year that is read as none, a flag other than 0 and 1, characters
+/// that give no alarm flag, and what columns of no field hold. Fields in their order, then columns of no field. A text that
+/// cannot be read is a parse error instead.
+///
+/// `line`: a line of this kind; what follows its `length` characters is not looked at, and missing ones are blank.
+///
+/// @snippet docs/examples.cpp ignoredTexts
+TRAMO_EXPORT std::vector<IgnoredText> ignoredTexts(const RecordKind& kind, std::wstring_view line);
+
 /// The error's name in TE::errorType ("ParseDateTime"); empty for a code that is not used.
 TRAMO_EXPORT std::string_view errorName(TE::errorType code);
 

@@ -1,9 +1,10 @@
 """What is wrong with fields: what was found, what was expected, and where."""
 import json
 import unittest
-from support import INFORMATION, METER, ROUND, CliTest, lines, put
+from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, sample_line
 
 PREVIOUS_DATE, MINIMUM, READING_DATE = 384, 402, 426   # columns of a meter subscriber line
+EXTENDED_AMR = sample_line(b"4")
 READING = "the reading has a date but lacks an index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date"
 
 
@@ -103,6 +104,118 @@ class ParseErrors(CliTest):
 
     def test_blank_fields_are_no_errors(self):
         self.assert_findings(lines(put(put(METER, 2, b"    "), 364, b"  ")))
+
+
+class IgnoredText(CliTest):
+    """Text that no value comes from: a warning, with its own columns."""
+
+    def assert_ignored(self, line, column, message):
+        self.assert_findings(lines(line), f"1:{column}: warning: {message}")
+
+    def test_after_an_integer(self):
+        for text, value, ignored in (("6O54", "6", "O54"), ("60541x", "60541", "x"), ("6054.5", "6054", ".5"), ("60 54", "60", "54"),
+                                     ("1e3", "1", "e3"), ("0x1A", "0", "x1A"), ("6054 m3", "6054", "m3"), ("+7-", "7", "-")):
+            with self.subTest(text):
+                self.assert_ignored(put(METER, 438, text.encode().rjust(10)), 448 - len(ignored),
+                                    f'meterReadingIndex: "{text}" is read as {value} (TextIgnored): "{ignored}" after the number is ignored')
+
+    def test_after_a_decimal(self):
+        for text, value, ignored in (("1,5 m3", "1.5", "m3"), ("1.234,5", "1.234", ",5"), ("12e", "12", "e"), ("1..5", "1", ".5"),
+                                     ("0x1Ag", "26", "g")):
+            with self.subTest(text):
+                self.assert_ignored(put(METER, MINIMUM, text.encode().ljust(12)), MINIMUM + text.index(ignored, 1),
+                                    f'meterMinEstimatedConsumption: "{text}" is read as {value} (TextIgnored): "{ignored}" after the number is ignored')
+
+    def test_digits_that_a_decimal_cannot_hold(self):
+        self.assert_ignored(put(AMR, 260, b"9007199254740993"), 275, 'previousMeterIndex: "9007199254740993" is read as '
+                            '9007199254740992 (TextIgnored): "3" is lost: a decimal number holds about 16 digits')
+        self.assert_findings(lines(put(AMR, 260, b"9007199254740992")))
+
+    def test_years(self):
+        for text in ("20x4", "224", "0000", "1901", "2039"):
+            self.assert_ignored(put(METER, 380, text.encode().ljust(4)), 380,
+                                f'meterInstallationYear: "{text}" is read as no year (TextIgnored): expected 4 digits YYYY, from 1902 to 2038')
+
+    def test_flags(self):
+        self.assert_ignored(put(METER, 506, b"Y"), 506, 'meterAuthorizedChange: "Y" is read as 0 (TextIgnored): expected 1 or 0')
+        self.assert_ignored(put(EXTENDED_AMR, 94, b"X"), 94, 'fraudAlarm: "X" is read as 0 (TextIgnored): expected 1 or 0')
+
+    def test_alarm_flags(self):
+        for text, column, read, why in (
+                ("010G", 286, "no flag", 'expected 4 hexadecimal digits, found "G" at column 289'),
+                ("ZZZZ", 286, "no flag", 'expected 4 hexadecimal digits, found "Z" at column 286'),
+                ("0xG1", 286, "no flag", 'expected 4 hexadecimal digits, found "x" at column 287'),
+                ("1G00", 287, "1 flag", 'expected 4 hexadecimal digits, found "G" at column 287'),
+                ("00F0", 288, "no flag", '"F" stands for no flag')):
+            with self.subTest(text):
+                findings = self.check(lines(put(AMR, 286, text.encode()))).findings
+                self.assertEqual(findings, [f'f:1:{column}: warning: previousAlarms: "{text}" is read as {read} (TextIgnored): {why}'])
+
+    def test_a_text_kept_beside_a_number_says_the_same(self):
+        self.assert_ignored(put(AMR, 232, b"0.5 L     "), 236, 'pulseWeight: "0.5 L" is read as 0.5 (TextIgnored): "L" after the number is ignored')
+        self.assert_ignored(put(AMR, 456, b"Y"), 456, 'externalAMR: "Y" is read as 0 (TextIgnored): expected 1 or 0')
+
+    def test_a_number_that_is_read_into_another_field(self):
+        self.assert_ignored(put(INFORMATION, 7, b"  60x"), 11, 'meterNumber: "60x" is read as 60 (TextIgnored): "x" after the number is ignored')
+        self.assert_ignored(put(INFORMATION, 2, b"   1x"), 6, 'roundNumber: "1x" is read as 1 (TextIgnored): "x" after the number is ignored')
+
+    def test_a_zero_ends_a_number(self):
+        zero = "1:{}: error: line holds {} (ZeroCharacter): fields with a zero are not checked"
+        self.assert_findings(lines(put(METER, 438, b"     6" + b"\0" + b"054")), zero.format(444, "1 zero character"),
+                             '1:445: warning: meterReadingIndex: "6\\x00054" is read as 6 (TextIgnored): "054" after the number is ignored')
+        self.assert_findings(lines(put(METER, 438, b"6054\0\0\0\0\0\0")), zero.format(442, "6 zero characters, the first at column 442"))
+
+    def test_outside_of_fields(self):
+        self.assert_ignored(put(INFORMATION, 20, b"a b"), 20, '"a b" is in columns of no field (TextIgnored): it is ignored')
+        self.assert_ignored(put(INFORMATION, 12, b"x" * 501), 12, f'"{"x" * 40}"... is in columns of no field (TextIgnored): it is ignored')
+        self.assert_ignored(b"FUFuite".ljust(22) + b"x", 23, '"x" is in columns of no field (TextIgnored): it is ignored')
+
+    def test_blanks_are_none(self):
+        for text in (b"        6054", b"6054        ", b"\t6054\t      ", b"   +6054    "):
+            self.assert_findings(lines(put(put(METER, MINIMUM, text), MINIMUM + 12, text)))
+        self.assert_findings(lines(put(INFORMATION, 20, b"\t")))
+
+    def test_a_field_that_cannot_be_read_says_only_that(self):
+        findings = self.check(lines(put(METER, 364, b"x1"))).findings
+        self.assertEqual(len(findings), 1)
+        findings = self.check(lines(put(METER, 438, b"99999999999999999999x"[:10]))).findings
+        self.assertEqual(findings, [])
+        findings = self.check(lines(put(EXTENDED_AMR, 76, b"1e999x   "))).findings
+        self.assertEqual([f for f in findings if "TextIgnored" in f], [])
+
+    def test_the_ignored_text_is_marked(self):
+        result = self.check(lines(put(METER, 438, b"      6O54")))
+        self.assertIn("     1 | ...00000202401160835      6O541        56AAB          ...\n"
+                      "       |                            ^~~ columns 445-447\n", result.out)
+
+    def test_programs_are_told(self):
+        content = lines(put(METER, 438, b"      6O54"), put(INFORMATION, 20, b"x"))
+        findings = self.check(content, "--format", "json").json["files"][0]["findings"]
+        self.assertEqual(findings, [
+            {"severity": "warning", "rule": "TextIgnored", "line": 1, "column": 445, "endColumn": 448, "kind": "meter subscriber",
+             "field": "meterReadingIndex", "found": "      6O54",
+             "message": 'meterReadingIndex: "6O54" is read as 6 (TextIgnored): "O54" after the number is ignored'},
+            {"severity": "warning", "rule": "TextIgnored", "line": 2, "column": 20, "endColumn": 21,
+             "message": '"x" is in columns of no field (TextIgnored): it is ignored'}])
+        run = self.check(content, "--format", "sarif").json["runs"][0]
+        self.assertEqual([(result["level"], result["locations"][0]["physicalLocation"]["region"]) for result in run["results"]],
+                         [("warning", {"startLine": 1, "startColumn": 445, "endColumn": 448}),
+                          ("warning", {"startLine": 2, "startColumn": 20, "endColumn": 21})])
+        rule = run["tool"]["driver"]["rules"][run["results"][0]["ruleIndex"]]
+        self.assertEqual((rule["id"], rule["defaultConfiguration"]["level"]), ("TextIgnored", "warning"))
+        self.assertIn("no value comes from", self.run_tool("explain", "TextIgnored").out)
+        self.assertEqual(self.check(content, "--strict", "--format", "json").json["errors"], 2)
+
+    def test_generated_rounds_have_none(self):
+        path = self.path_of_sample("--meters", "2000", "--returned")
+        self.assertNotIn("TextIgnored", self.run_tool("check", "--all", "--max-findings", "20", path).out)
+        for name in ("round-exported.txt", "round-returned.txt", "tags.txt", "parameters.txt"):
+            self.assertNotIn("TextIgnored", self.run_tool("check", "--all", "samples/" + name).out)
+
+    def path_of_sample(self, *options):
+        path = self.write("sample.txt", b"")
+        self.assertEqual(self.run_tool("sample", *options, "-o", path).code, 0)
+        return path
 
 
 class MandatoryFindings(CliTest):
