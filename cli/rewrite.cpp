@@ -4,10 +4,12 @@
 #include "command.h"
 #include "console.h"
 #include "encodedtext.h"
+#include "fieldcheck.h"
 #include "filewalk.h"
 #include "findings.h"
 #include "jsonwriter.h"
 #include "platform.h"
+#include "report.h"
 #include "rewriting.h"
 #include "text.h"
 #include "wrap.h"
@@ -24,8 +26,10 @@ or does that.
 
 Examples:
   tramo rewrite --dry-run samples/round-returned.txt   what would change
-  tramo rewrite samples/round-returned.txt -o new.txt  does it
-  tramo rewrite --force round.txt -o new.txt           as far as it can be read
+  tramo rewrite samples/round-returned.txt -o new.txt  changes the form, loses
+                                                       nothing
+  tramo rewrite --force round.txt -o new.txt           every line that can be
+                                                       read, with its losses
 
 Usage: tramo rewrite --dry-run [OPTION]... FILE
        tramo rewrite [OPTION]... FILE -o OUT
@@ -41,21 +45,22 @@ by what happens to it:
   is not written                the field becomes blank
   is written                    a blank field is filled
   a zero is written behind it   alarm flags bring one along
-  cannot be read                a loss: the text is no value of the field
+  cannot be read                the text is no value of the field
+  is read in part               the rest of the text vanishes
   columns outside of fields     what stands there is not read
 
-Losses are unreadable fields and damaged lines (see "tramo check"). A file with
-losses is not rewritten, unless --force is given: then lines with a loss are
-copied as they are. Key lines are always copied as they are. Every other line
-gets CR LF behind it. Of a file that is refused nothing is written, also not to
-the standard output.
+A change is a loss if reading the new line gives another value, or if text
+vanishes that no value holds. A line with a loss is reported and copied as it
+is, unless --force is given. Lines of which only the form changes are rewritten,
+and end with CR LF. Malformed lines (see "tramo check") are reported and copied
+as they are, with --force too; key lines are always copied as they are.
 
 Options:
   --dry-run           only tells; writes nothing
   -o, --output OUT    where it goes; "-" is the standard output. OUT appears
                       whole or not at all, and may be FILE itself
-  --force             copies lines with a loss instead of refusing the file, and
-                      replaces OUT even if it is read-only or has hard links
+  --force             rewrites lines with a loss, too, and replaces OUT even if it
+                      is read-only or has hard links
   --encoding WHAT     of OUT: same (as FILE), ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   --format WHAT       of a dry run: text, json
@@ -66,7 +71,9 @@ standard output, stands in TMPDIR, or /tmp, for a while.
 
 Exit codes:
   0  the file has been rewritten; of a dry run: nothing would change
-  1  a dry run has found changes; or there are losses, and nothing was written
+  1  lines were copied because of a loss, or because they are malformed; or
+     something cannot be copied, and nothing was written; of a dry run: it has
+     found changes
   2  the command line is wrong, or a file cannot be read
   3  something could not be written
 )";
@@ -104,7 +111,8 @@ struct Wording {
 // In the order of Rewriting::What.
 constexpr Wording wordings[] = {
     {"unreadable", "cannot be read"},
-    {"lost", "is not written"},
+    {"ignored", "is read in part"},
+    {"notWritten", "is not written"},
     {"filled", "is written"},
     {"changed", "becomes another value"},
     {"respelled", "is written in another form"},
@@ -118,6 +126,7 @@ struct Sort {
     long long line = 0;  // the first one's
     const RecordKind* kind = nullptr;
     Rewriting example{};
+    std::string reason{};  // what a check says of the example
 };
 
 // Whole lines of one sort: damage, by the rule's name, or line ends.
@@ -132,10 +141,44 @@ struct Losses {
     std::vector<std::string> first;
 };
 
+std::string excerpt(std::wstring_view text) {
+    constexpr std::size_t most = 40;
+    if (text.find_first_not_of(L' ') == std::wstring_view::npos) return "blank";
+    return quoted(text.substr(0, most)) + (text.size() > most ? "..." : "");
+}
+
+std::string notWritten(const Field& field) {
+    if (!field.readInto.empty()) return "is read as " + field.readInto + ", and not written";
+    const bool isConditional = field.written != "always" && field.written != "never";
+    return isConditional ? "is not written unless " + field.written : "is not written";
+}
+
+// What happens to a piece, with its text.
+std::string happening(const Rewriting& piece) {
+    switch (piece.what) {
+    case Rewriting::NotWritten: return excerpt(piece.before) + ' ' + notWritten(*piece.field);
+    case Rewriting::Unreadable: return excerpt(piece.before) + " cannot be read";
+    case Rewriting::Ignored: return excerpt(piece.before) + " is read in part";
+    case Rewriting::OutsideFields: return excerpt(piece.before) + " is outside of fields, and not read";
+    case Rewriting::ZeroBehind: return wordings[piece.what].words;
+    case Rewriting::Filled:
+    case Rewriting::Changed:
+    case Rewriting::Respelled: break;
+    }
+    return fmt::format("{} becomes {}", excerpt(piece.before), excerpt(piece.after));
+}
+
+// A finding without the name of its field.
+std::string reasonOf(const Finding& finding) {
+    std::string words = finding.message + (finding.detail.empty() ? "" : ": " + finding.detail);
+    const std::string field = std::string(finding.field) + ": ";
+    return words.starts_with(field) ? words.substr(field.size()) : words;
+}
+
 class Rewriter {
 public:
-    Rewriter(std::string nameOfFile, EncodedText& to, bool copiesLosses)
-        : name(std::move(nameOfFile)), out(to), copies(copiesLosses) {}
+    Rewriter(std::string nameOfFile, EncodedText& to, bool writesLosses)
+        : name(std::move(nameOfFile)), out(to), forced(writesLosses) {}
 
     void take(const Line& line, std::optional<LineKind> kind) {
         ++lines;
@@ -143,28 +186,35 @@ public:
         const bool sound = judge(line, kind, damage);
         std::optional<LineModel> model;
         if (sound) model = LineModel::of(*kind, line.text);
-        if (!model && !(sound && kind == LineKind::Key)) damaged(line, damage.front());
+        if (!model && !(sound && kind == LineKind::Key)) malformed(line, damage.front());
         if (!model) {
             out.add(line.text, lineEndOf(line), line, kind);
             return;
         }
-        bool loses = false, changes = !line.carriageReturn || !line.lineFeed;
-        for (Rewriting& piece : rewritings(*kind, line.text, *model)) {
-            changes = true;
-            if (piece.what == Rewriting::Unreadable) loses = true, note(line, *model, piece);
-            count(line, model->kind(), std::move(piece));
+        std::vector<Rewriting> pieces = rewritings(*kind, line.text, *model);
+        const bool loses = std::ranges::any_of(pieces, &Rewriting::loses), copies = loses && !forced;
+        std::vector<Finding> findings;
+        if (loses) checkFields(*model, line.text, false, findings);
+        for (Rewriting& piece : pieces) {
+            if (copies && !piece.loses) continue;
+            const Finding* finding = piece.loses ? findingOf(piece, findings) : nullptr;
+            if (piece.loses) note(line, *model, piece, finding);
+            count(line, model->kind(), std::move(piece), finding);
         }
-        if (!line.carriageReturn || !line.lineFeed) lineEnd(line);
-        changed += changes && !(loses && copies);
-        copied += loses;
-        if (loses && copies) out.add(line.text, lineEndOf(line), line, kind);
-        else out.add(model->built(), L"\r\n", line, kind);
+        copied += copies;
+        lossy += loses && !copies;
+        if (copies) return out.add(line.text, lineEndOf(line), line, kind);
+        const bool hasLineEnd = line.carriageReturn && line.lineFeed;
+        if (!hasLineEnd) lineEnd(line);
+        changed += !pieces.empty() || !hasLineEnd;
+        out.add(model->built(), L"\r\n", line, kind);
     }
 
     const std::string name;
-    std::uint64_t lines = 0, changed = 0, copied = 0;  // copied: lines with a loss
+    std::uint64_t lines = 0, changed = 0;
+    std::uint64_t copied = 0, lossy = 0, damaged = 0;  // lines with a loss, copied and rewritten; malformed lines
     Losses losses;
-    std::map<std::tuple<std::size_t, std::size_t, int, std::wstring>, Sort> sorts;
+    std::map<std::tuple<std::size_t, std::size_t, int, bool, std::wstring>, Sort> sorts;
     std::map<std::string, LineSort> damages, lineEnds;
 
 private:
@@ -173,11 +223,11 @@ private:
         if (++losses.count <= most) losses.first.push_back(std::move(message));
     }
 
-    void damaged(const Line& line, const Finding& finding) {
-        ++copied;
+    void malformed(const Line& line, const Finding& finding) {
+        ++damaged;
         LineSort& sort = damages[std::string(finding.rule->name)];
         if (sort.lines++ == 0) sort.line = line.number, sort.example = finding.message;
-        lose(fmt::format("{}:{}: {}", name, line.number, finding.message));
+        lose(fmt::format("{}:{}: {}", name, line.number, cli::sentence(finding)));
     }
 
     void lineEnd(const Line& line) {
@@ -186,23 +236,41 @@ private:
         if (sort.lines++ == 0) sort.line = line.number;
     }
 
-    void note(const Line& line, const LineModel& model, const Rewriting& piece) {
-        lose(fmt::format("{}:{}:{}: {} ({}): {} cannot be read", name, line.number, piece.column, piece.field->name,
-            model.kind().name, quoted(trimmed(piece.before))));
+    // What a check says of a piece that cannot be read, or not wholly.
+    static const Finding* findingOf(const Rewriting& piece, const std::vector<Finding>& findings) {
+        const auto end = piece.column + static_cast<int>(piece.before.size());
+        const auto found = std::ranges::find_if(findings, [&](const Finding& finding) {
+            if (piece.what == Rewriting::Unreadable)
+                return finding.rule->code == piece.field->parseError.code && finding.field == piece.field->name;
+            const bool isAbout = piece.field ? finding.field == piece.field->name : finding.field.empty();
+            return isAbout && finding.rule->name == "TextIgnored" && finding.column >= piece.column && finding.column < end;
+        });
+        return found == findings.end() ? nullptr : &*found;
+    }
+
+    void note(const Line& line, const LineModel& model, const Rewriting& piece, const Finding* finding) {
+        const int column = finding ? finding->column : piece.column;
+        const std::string words = finding ? cli::sentence(*finding)
+                                  : piece.field
+                                      ? fmt::format("{} ({}): {}", piece.field->name, model.kind().name, happening(piece))
+                                      : happening(piece);
+        lose(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
     }
 
     // By kind, field and what happens; codes also by what becomes of which.
-    void count(const Line& line, const RecordKind& kind, Rewriting piece) {
+    void count(const Line& line, const RecordKind& kind, Rewriting piece, const Finding* finding) {
         const auto& kinds = allKinds();
         const auto place = static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin());
         const bool isCode = piece.field && piece.field->kind == FieldKind::Code && piece.what != Rewriting::Unreadable;
-        Sort& sort = sorts[{place, piece.field ? piece.field->index : kind.fields.size(), piece.what,
+        Sort& sort = sorts[{place, piece.field ? piece.field->index : kind.fields.size(), piece.what, piece.loses,
             isCode ? piece.before + piece.after : std::wstring()}];
-        if (sort.lines++ == 0) sort.line = line.number, sort.kind = &kind, sort.example = std::move(piece);
+        if (sort.lines++ != 0) return;
+        sort.line = line.number, sort.kind = &kind, sort.example = std::move(piece);
+        if (finding) sort.reason = reasonOf(*finding);
     }
 
     EncodedText& out;
-    const bool copies;
+    const bool forced;
 };
 
 std::string columnsOf(const Rewriting& piece) {
@@ -210,24 +278,19 @@ std::string columnsOf(const Rewriting& piece) {
     return last > piece.column ? fmt::format("columns {}-{}", piece.column, last) : fmt::format("column {}", piece.column);
 }
 
-std::string excerpt(std::wstring_view text) {
-    constexpr std::size_t most = 40;
-    if (text.find_first_not_of(L' ') == std::wstring_view::npos) return "blank";
-    return quoted(text.substr(0, most)) + (text.size() > most ? "..." : "");
-}
-
 std::string sentence(const Sort& sort) {
     const Rewriting& piece = sort.example;
     std::string what = wordings[piece.what].words;
     if (piece.what == Rewriting::Changed && piece.field->kind == FieldKind::Code)
         what = fmt::format("{} becomes {}", excerpt(piece.before), excerpt(piece.after));
-    if (piece.what == Rewriting::Lost && piece.field->kind == FieldKind::Code) what = excerpt(piece.before) + " is not written";
-    if (piece.what == Rewriting::Lost && piece.field->written != "always")
-        what += fmt::format(" unless {}", piece.field->written);
-    if (piece.field && !piece.field->readInto.empty()) what = "is read as " + piece.field->readInto + ", and not written";
+    if (piece.what == Rewriting::NotWritten) {
+        what = notWritten(*piece.field);
+        if (piece.field->kind == FieldKind::Code) what = excerpt(piece.before) + ' ' + what;
+    }
     const std::string whose = piece.field ? piece.field->name : "outside of fields";
-    return fmt::format("{} ({}), {}: {}; line {}: {} becomes {}", whose, sort.kind->name, columnsOf(piece), what, sort.line,
-        excerpt(piece.before), excerpt(piece.after));
+    const std::string example =
+        sort.reason.empty() ? fmt::format("{} becomes {}", excerpt(piece.before), excerpt(piece.after)) : sort.reason;
+    return fmt::format("{} ({}), {}: {}; line {}: {}", whose, sort.kind->name, columnsOf(piece), what, sort.line, example);
 }
 
 void printText(Output& out, const Rewriter& done) {
@@ -237,8 +300,9 @@ void printText(Output& out, const Rewriter& done) {
         return;
     }
     out.print("{} of {} would change", done.changed, counted(done.lines, "line"));
-    if (done.losses.count)
-        out.print(", with {}", done.losses.count == 1 ? "1 loss" : fmt::format("{} losses", done.losses.count));
+    if (done.lossy) out.print(", {} with a loss", done.lossy);
+    if (done.damaged) out.print(", {} would be copied", counted(done.damaged, "malformed line"));
+    if (done.copied) out.print(", {} would be copied because of a loss", done.copied);
     out.print("\n");
     const int width = terminalWidth(stdout);
     auto section = [&](bool losses) {
@@ -252,7 +316,7 @@ void printText(Output& out, const Rewriter& done) {
             for (const auto& [rule, sort] : done.damages)
                 row(sort.lines, fmt::format("{}; line {}: {}", rule, sort.line, sort.example));
         for (const auto& [key, sort] : done.sorts)
-            if ((sort.example.what == Rewriting::Unreadable) == losses) row(sort.lines, sentence(sort));
+            if (sort.example.loses == losses) row(sort.lines, sentence(sort));
         if (!losses)
             for (const auto& [end, sort] : done.lineEnds)
                 row(sort.lines, fmt::format("{} becomes CR LF; line {}", end, sort.line));
@@ -271,6 +335,7 @@ void printJson(Output& out, const Rewriter& done, const Options& options, bool u
     json.member("encoding", utf16 ? "UTF-16LE" : "ANSI");
     json.member("lines", done.lines);
     json.member("linesChanged", done.changed);
+    json.member("linesCopied", done.copied + done.damaged);
     json.member("losses", done.losses.count);
     json.newLine();
     json.beginArray("changes");
@@ -283,7 +348,7 @@ void printJson(Output& out, const Rewriter& done, const Options& options, bool u
         json.member("column", piece.column);
         json.member("endColumn", piece.column + static_cast<int>(piece.before.size()));
         json.member("what", wordings[piece.what].name);
-        json.member("loss", piece.what == Rewriting::Unreadable);
+        json.member("loss", piece.loses);
         json.member("lines", sort.lines);
         json.beginObject("example");
         json.member("line", sort.line);
@@ -329,21 +394,23 @@ int tell(const Options& options, const Rewriter& done, const Input& input, bool 
     return done.changed || done.losses.count || !keepsAll ? somethingFound : nothingFound;
 }
 
-int write(const Rewriter& done, EncodedText& text, bool refused, bool keepsAll) {
-    if (refused) {
-        for (const std::string& message : done.losses.first) complain(message);
-        if (done.losses.count > done.losses.first.size())
-            complain(fmt::format("... and {} more", done.losses.count - done.losses.first.size()));
-    }
-    if (refused || !keepsAll) {
-        complain(fmt::format("{}: nothing was written{}", done.name, refused ? "; --force copies such lines as they are" : ""));
+int write(const Rewriter& done, EncodedText& text, bool keepsAll) {
+    if (!keepsAll) {
+        complain(fmt::format("{}: nothing was written", done.name));
         return somethingFound;
     }
+    for (const std::string& message : done.losses.first) complain(message);
+    if (done.losses.count > done.losses.first.size())
+        complain(fmt::format("... and {} more", done.losses.count - done.losses.first.size()));
     text.commit();
     std::string summary = fmt::format("{}: {} of {} changed", done.name, done.changed, counted(done.lines, "line"));
-    if (done.copied) summary += fmt::format(", {} copied as {}", done.copied, done.copied == 1 ? "it is" : "they are");
+    if (done.lossy) summary += fmt::format(", {} with a loss", done.lossy);
+    if (done.damaged) summary += fmt::format(", {} copied", counted(done.damaged, "malformed line"));
+    if (done.copied)
+        summary +=
+            fmt::format(", {} copied because of a loss; --force rewrites {}", done.copied, done.copied == 1 ? "it" : "them");
     complain(summary);
-    return nothingFound;
+    return done.copied || done.damaged ? somethingFound : nothingFound;
 }
 
 int run(std::vector<std::string> arguments) {
@@ -354,8 +421,8 @@ int run(std::vector<std::string> arguments) {
     Rewriter rewriter(input.name(), text, options.force);
     const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
     text.complain();
-    const bool keepsAll = isWhole && text.fits(), refused = rewriter.losses.count && !options.force;
-    return options.dryRun ? tell(options, rewriter, input, keepsAll) : write(rewriter, text, refused, keepsAll);
+    const bool keepsAll = isWhole && text.fits();
+    return options.dryRun ? tell(options, rewriter, input, keepsAll) : write(rewriter, text, keepsAll);
 }
 
 }  // namespace

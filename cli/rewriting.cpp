@@ -11,13 +11,14 @@ namespace {
 class Comparison {
 public:
     Comparison(LineKind kindOfLine, std::wstring_view line, LineModel& ofLine)
-        : text(line), model(ofLine), kind(ofLine.kind()), built(ofLine.built()), again(*LineModel::of(kindOfLine, built)) {
-        for (const TE::FieldError& error : model.parseErrors())
-            if (const Field* field = kind.fieldOf(error)) unreadable.push_back(field);
-    }
+        : text(line), model(ofLine), kind(ofLine.kind()), built(ofLine.built()), again(*LineModel::of(kindOfLine, built)),
+          ignored(ignoredTexts(kind, text)) {}
 
     std::vector<Rewriting> run() {
         for (std::size_t i = 0; i < built.size();) i = built[i] == text[i] ? i + 1 : take(i);
+        // A character in the place of the carriage return.
+        if (const std::wstring_view extra = text.substr(built.size()); std::ranges::any_of(extra, isFilled))
+            add(Rewriting::OutsideFields, nullptr, built.size(), text.size());
         return std::move(found);
     }
 
@@ -27,20 +28,56 @@ private:
         const int column = static_cast<int>(at + 1);
         if (built[at] == 0)
             if (const Field* flags = flagsBefore(column)) {
-                found.push_back({Rewriting::ZeroBehind, flags, column, std::wstring(text.substr(at, 1)), built.substr(at, 1)});
+                add(Rewriting::ZeroBehind, flags, at, at + 1);
                 return at + 1;
             }
         if (const Field* field = writerOf(column)) {
-            std::wstring before(cut(text, *field)), after(cut(built, *field));
-            const Rewriting::What what = judged(*field, before, after);
-            found.push_back({what, field, field->column, std::move(before), std::move(after)});
-            return static_cast<std::size_t>(field->column - 1 + field->width);
+            const auto first = static_cast<std::size_t>(field->column - 1),
+                       behind = first + static_cast<std::size_t>(field->width);
+            add(judged(*field, cut(text, *field), cut(built, *field)), field, first, behind);
+            return behind;
         }
         std::size_t end = at + 1;
         while (end < built.size() && built[end] != text[end] && fieldsAt(kind, static_cast<int>(end + 1)).empty()) ++end;
-        found.push_back(
-            {Rewriting::OutsideFields, nullptr, column, std::wstring(text.substr(at, end - at)), built.substr(at, end - at)});
+        add(Rewriting::OutsideFields, nullptr, at, end);
         return end;
+    }
+
+    void add(Rewriting::What what, const Field* field, std::size_t first, std::size_t end) {
+        std::wstring before(text.substr(first, end - first));
+        std::wstring after = first < built.size() ? built.substr(first, end - first) : std::wstring();
+        const bool isFilled = std::ranges::any_of(before, cli::isFilled);
+        const bool hasNoValue = what == Rewriting::OutsideFields || what == Rewriting::Unreadable || what == Rewriting::Ignored;
+        const bool loses = hasNoValue ? isFilled : changesValue(static_cast<int>(first + 1), static_cast<int>(end + 1));
+        found.push_back({what, loses, field, static_cast<int>(first + 1), std::move(before), std::move(after)});
+    }
+
+    // Whether a field of these columns gets another value, or one that cannot be read.
+    bool changesValue(int column, int end) const {
+        return std::ranges::any_of(kind.fields, [&](const Field& field) {
+            if (field.column == 0 || field.column >= end || field.column + field.width <= column) return false;
+            return !isTextOfAnother(field) && (isUnreadable(field, again) || losesValue(field));
+        });
+    }
+
+    // Where two texts are read into one field, the line has the value of one of them, and each text counts by itself.
+    bool losesValue(const Field& field) const {
+        const bool sharesValue = !field.readInto.empty() || std::ranges::count(kind.fields, field.name, &Field::readInto) > 0;
+        if (!sharesValue) return !isSame(model.get(field), again.get(field));
+        const bool vanishes = std::ranges::any_of(cut(text, field), cli::isFilled) && trimmed(cut(built, field)).empty();
+        return vanishes || !isSame(valueRead(kind, field, text), valueRead(kind, field, built));
+    }
+
+    static bool isUnreadable(const Field& field, const LineModel& in) {
+        return std::ranges::count(in.parseErrors(), field.parseError) > 0;
+    }
+
+    // A text that is also read as another kind of value may be written otherwise, if the value stays.
+    bool isTextOfAnother(const Field& field) const {
+        return field.kind == FieldKind::Text && std::ranges::any_of(kind.fields, [&](const Field& other) {
+            return other.kind != FieldKind::Text && other.column > 0 && other.column < field.column + field.width &&
+                   field.column < other.column + other.width;
+        });
     }
 
     // The writer of alarm flags puts a zero behind them.
@@ -65,9 +102,10 @@ private:
     }
 
     Rewriting::What judged(const Field& field, std::wstring_view before, std::wstring_view after) const {
-        if (std::ranges::count(unreadable, &field)) return Rewriting::Unreadable;
+        if (isUnreadable(field, model)) return Rewriting::Unreadable;
+        if (std::ranges::count(ignored, &field, &IgnoredText::field) > 0) return Rewriting::Ignored;
         if (trimmed(before).empty()) return Rewriting::Filled;
-        if (trimmed(after).empty()) return Rewriting::Lost;
+        if (trimmed(after).empty()) return Rewriting::NotWritten;
         const bool takesAnother = std::ranges::count(kind.fields, field.name, &Field::readInto) > 0;
         if (field.kind == FieldKind::Code || takesAnother) return Rewriting::Changed;
         return isSame(model.get(field), again.get(field)) ? Rewriting::Respelled : Rewriting::Changed;
@@ -78,14 +116,14 @@ private:
     const RecordKind& kind;
     const std::wstring built;
     const LineModel again;
-    std::vector<const Field*> unreadable;
+    const std::vector<IgnoredText> ignored;
     std::vector<Rewriting> found;
 };
 
 }  // namespace
 
 std::vector<Rewriting> rewritings(LineKind kind, std::wstring_view text, LineModel& model) {
-    if (model.built() == text.substr(0, shapeOf(kind).length)) return {};
+    if (model.built() == text) return {};
     return Comparison(kind, text, model).run();
 }
 

@@ -10,8 +10,9 @@ namespace tramo::cli {
 
 /// One piece of a line that the library writes otherwise than it stands.
 struct Rewriting {
-    enum What : char { Unreadable, Lost, Filled, Changed, Respelled, ZeroBehind, OutsideFields };
+    enum What : char { Unreadable, Ignored, NotWritten, Filled, Changed, Respelled, ZeroBehind, OutsideFields };
     What what;
+    bool loses;          ///< a value would be another one, or text that no value holds would vanish
     const Field* field;  ///< nullptr: columns outside of all fields
     int column;          ///< of the first character of `before`
     std::wstring before, after;
