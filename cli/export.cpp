@@ -3,10 +3,12 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "ignoredtext.h"
 #include "inorder.h"
 #include "input.h"
 #include "sink.h"
 #include "text.h"
+#include <algorithm>
 #include <fmt/format.h>
 
 namespace tramo::cli {
@@ -56,6 +58,13 @@ together by serial number: where meters share one, the first lines with the
 first meter, the second ones with the second. If a meter has more lines of a
 kind, "meters" shows the first; all are in the tables.
 
+After an export the standard error says how many lines hold more than their
+values do: text after a number ("6O54" is exported as 6), a flag that is neither
+1 nor 0, digits that a decimal number cannot hold, text in columns of no field,
+members of a key line that are no values. "tramo check" lists all of them. The
+two numbers of a record information line are no such case: the format reads both
+into one, the second one counts, and "tramo rewrite --dry-run" shows it.
+
 Options:
   --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of
                       names), sqlite (a table for each kind, "finding" and
@@ -90,8 +99,8 @@ Options:
 
 Exit codes:
   0  everything is exported as values
-  1  there are damaged lines, or texts of fields that could not be read as
-     values
+  1  there are damaged lines, texts of fields that could not be read as values,
+     or lines that hold more than their values
   2  the command line is wrong, or the file cannot be read
   3  something could not be written
 )";
@@ -206,7 +215,7 @@ struct Task {
     KeptPiece piece;
     std::uint64_t position = 0;  ///< in the file, behind the piece
     RowBatch rows, beside;
-    std::uint64_t damaged = 0, unread = 0;
+    std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
 
 class Exporter {
@@ -243,7 +252,7 @@ private:
     void work(Task& task) const {
         task.rows.clear();
         task.beside.clear();
-        task.damaged = task.unread = 0;
+        task.damaged = task.unread = task.ignored = 0;
         PieceReader reader(task.piece);
         Line line;
         while (reader.next(line)) add(line, task);
@@ -261,6 +270,7 @@ private:
         }
         task.damaged += row.table == &textTable();
         task.unread += row.unread;
+        task.ignored += row.lacksMembers || (model && holdsMore(*model, line.text));
         task.rows.add(std::move(row), *rows);
         if (!beside && !hasFindings(options.form)) return;
         if (model) checkFields(*model, line.text, false, findings);
@@ -271,9 +281,16 @@ private:
         }
     }
 
+    // Text that no value comes from and that no other field has as text.
+    static bool holdsMore(const LineModel& model, std::wstring_view line) {
+        const auto isMissing = [&](const IgnoredText& ignored) { return !isKept(ignored, model.kind()); };
+        return std::ranges::any_of(ignoredTexts(model, line), isMissing);
+    }
+
     void finish(Task& task) {
         damaged += task.damaged;
         unread += task.unread;
+        ignored += task.ignored;
         task.rows.putInto(*rows);
         if (beside) task.beside.putInto(*beside);
         progress.show(input.name(), task.position, input.bytes());
@@ -285,16 +302,17 @@ private:
         };
         say(damaged, "is", "are", "damaged and exported as text");
         say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
+        say(ignored, "holds", "hold", "text that the exported values do not; see \"tramo check\"");
         const std::string rest = input.unreadRest();
         if (!rest.empty()) complain(input.name() + ": " + rest);
-        return damaged || unread || !rest.empty() ? somethingFound : nothingFound;
+        return damaged || unread || ignored || !rest.empty() ? somethingFound : nothingFound;
     }
 
     const Options& options;
     Input input;
     std::unique_ptr<Sink> rows, beside;
     Progress progress;
-    std::uint64_t damaged = 0, unread = 0;
+    std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
 
 int run(std::vector<std::string> arguments) {

@@ -383,6 +383,7 @@ Row keyRow(const Line& line, Keys keys) {
         else row.cells[i] = parsed.line.*value.text;
     }
     if (keys == Keys::Shown) row.cells.back() = std::wstring(line.text);
+    else row.lacksMembers = parsed.error || !parsed.remarks.empty();
     wipe(parsed.line.line);
     for (const KeyValue& value : keyValues)
         if (value.text) wipe(parsed.line.*value.text);

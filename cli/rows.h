@@ -48,6 +48,7 @@ struct Row {
     long long line = 0;
     std::vector<Cell> cells{};  ///< one for each of the table's columns
     bool unread = false;        ///< the text of a field could not be read, and is not in the row
+    bool lacksMembers = false;  ///< of a key line: it has members that are no values, and the row has no text
 };
 
 enum class Keys { Masked, Shown };

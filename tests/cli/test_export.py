@@ -8,7 +8,7 @@ import sqlite3
 import stat
 import unittest
 from rows import SAMPLES, TripTest
-from support import AMR, METER, ROUND, lines, put, sample, sample_line, utf16
+from support import AMR, INFORMATION, METER, ROUND, lines, put, sample, sample_line, utf16
 
 KEYS = sample("amr-keys.txt")
 
@@ -95,6 +95,44 @@ class Jsonl(ExportTest):
         self.assertNotIn("meterPreviousReadingDate", json.loads(result.out))
         self.assertEqual((result.code, result.err), (1, f"tramo: {self.path('f')}: 1 line has fields whose text "
                                                      'cannot be read and is not exported; see "tramo check"\n'))
+
+    def assert_holds_more(self, content, message, **run):
+        result = self.export(content, **run)
+        told = f"tramo: {self.path('f')}: {message} text that the exported values do not; see \"tramo check\"\n" if message else ""
+        self.assertEqual((result.code, result.err), (1 if message else 0, told))
+
+    def test_lines_that_hold_more_than_their_values_are_counted(self):
+        wrong = put(METER, 438, b"      6O54")
+        self.assertEqual(self.objects(lines(wrong))[0]["meterReadingIndex"], 6)
+        self.assert_holds_more(lines(METER, wrong, AMR), "1 line holds")
+        self.assert_holds_more(lines(METER, wrong, put(wrong, 402, b"1,5 m3      "), put(INFORMATION, 20, b"x")), "3 lines hold")
+        for options in (("csv", "--only", "meter-subscriber"), ("sqlite", "-o", self.path("db")), ("xlsx", "-o", self.path("xlsx"))):
+            result = self.export(lines(METER, wrong), *options[1:], form=options[0])
+            self.assertEqual((result.code, result.err.count("1 line holds text that the exported values do not")), (1, 1), options)
+        result = self.export(lines(METER, wrong, INFORMATION), "--only", "record-information")
+        self.assertEqual((result.code, result.err), (0, ""))
+
+    def test_text_that_another_field_has_is_not_counted(self):
+        self.assert_holds_more(lines(put(AMR, 232, b"0.5 L     "), put(AMR, 456, b"Y")), "")
+        self.assert_holds_more(lines(put(AMR, 286, b"010G")), "1 line holds")
+
+    def test_both_counters_of_a_record_information_line_are_as_usual(self):
+        self.assert_holds_more(lines(INFORMATION), "")
+        self.assert_holds_more(lines(put(INFORMATION, 2, b"   1x")), "1 line holds")
+
+    def test_a_field_that_cannot_be_read_is_counted_as_that(self):
+        result = self.export(lines(put(METER, 2, b"x1  "), put(put(METER, 2, b"x1  "), 438, b"      6O54")))
+        self.assertEqual((result.code, [line.split(": ", 2)[2] for line in result.err.splitlines()]),
+                         (1, ['2 lines have fields whose text cannot be read and is not exported; see "tramo check"',
+                              '1 line holds text that the exported values do not; see "tramo check"']))
+
+    def test_members_of_key_lines_that_are_no_values(self):
+        line = KEYS.split(b"\r\n")[0]
+        more = line.replace(b'{"', b'{"remark":"x","', 1)
+        self.assertNotEqual(line, more)
+        self.assert_holds_more(lines(line), "")
+        self.assert_holds_more(lines(line, more, line[:-9]), "2 lines hold")
+        self.assertEqual((self.export(lines(more), "--show-keys").code), 0)
 
     def test_only_one_kind(self):
         content = lines(ROUND, METER, METER[:9], AMR, METER)
