@@ -145,16 +145,22 @@ template <class M> M emptyModel() {
     return M(line);
 }
 
-template <class M> const RecordKind& kindOf() {
-    static const RecordKind kind = [] {
-        const Record<M>& record = Layouts::of<M>();
-        RecordKind all{record.letter, record.name, record.model, detail::lastColumn<M>(), {}};
-        const M model = emptyModel<M>();
-        for (const Row<M>& row : record.rows) all.fields.push_back(describe(row, model, all.fields.size()));
-        return all;
-    }();
-    return kind;
+template <class M> RecordKind describe(const Record<M>& record) {
+    RecordKind all{record.letter, record.name, record.model, detail::lastColumn<M>(), {}};
+    const M model = emptyModel<M>();
+    for (const Row<M>& row : record.rows) all.fields.push_back(describe(row, model, all.fields.size()));
+    return all;
 }
+
+// Apart from kindOf, so that the library does not export it.
+template <class M> struct KindOf {
+    static const RecordKind& get() {
+        static const RecordKind kind = describe(Layouts::of<M>());
+        return kind;
+    }
+};
+
+template <class M> const RecordKind& kindOf() { return KindOf<M>::get(); }
 
 template <class M> FieldValue get(const M& model, const Field& field) {
     return Layouts::of<M>().rows[field.index].value.get(model);

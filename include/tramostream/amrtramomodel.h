@@ -128,8 +128,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<AMRTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<AMRTramoModel>& layout();
 
     TF::TramoLineType type = TF::TramoLineType::Amr;
     long32 installationDate = 0;

@@ -111,8 +111,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<EnquiryDefinitionTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<EnquiryDefinitionTramoModel>& layout();
 
     struct Area {
         tramo::FieldText label, typeText, sizeText, list;

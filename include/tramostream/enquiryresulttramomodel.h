@@ -67,8 +67,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<EnquiryResultTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<EnquiryResultTramoModel>& layout();
 
     struct Area {
         TF::EnquiryAreaMode mode = TF::EnquiryAreaMode::Unset;

@@ -128,8 +128,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<ExtendedAMRTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<ExtendedAMRTramoModel>& layout();
 
     struct HistorySlot {
         long32 dateTime = 0;

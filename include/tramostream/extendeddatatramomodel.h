@@ -56,7 +56,7 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    static const tramo::Record<ExtendedDataTramoModel>& layout();
+    TRAMO_HIDDEN static const tramo::Record<ExtendedDataTramoModel>& layout();
 
     tramo::FieldText meterSerialNumber, scoreType, scoreValue;
     double latitude = 0.0, longitude = 0.0, altitude = 0.0, accuracy = 0.0;

@@ -97,6 +97,6 @@ public:
     void getline(AMRKeyLine& line);
 
 private:
-    struct State;
+    struct TRAMO_HIDDEN State;
     std::unique_ptr<State> state;
 };

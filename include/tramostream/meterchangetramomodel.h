@@ -54,7 +54,7 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    static const tramo::Record<MeterChangeTramoModel>& layout();
+    TRAMO_HIDDEN static const tramo::Record<MeterChangeTramoModel>& layout();
 
     tramo::FieldText oldMeterSerialNumber, newMeterSerialNumber;
     int newMeterWheelsNumber = -1;

@@ -105,8 +105,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<MeterSubscriberTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<MeterSubscriberTramoModel>& layout();
 
     struct HistorySlot {
         tramo::FieldText readingType;

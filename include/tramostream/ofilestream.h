@@ -85,6 +85,6 @@ public:
     unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< a record line, likewise
 
 private:
-    struct State;
+    struct TRAMO_HIDDEN State;
     std::unique_ptr<State> state;
 };

@@ -41,7 +41,7 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    static const tramo::Record<ParameterTramoModel>& layout();
+    TRAMO_HIDDEN static const tramo::Record<ParameterTramoModel>& layout();
 
     tramo::FieldText key, value;
 

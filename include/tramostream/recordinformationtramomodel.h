@@ -40,7 +40,7 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    static const tramo::Record<RecordInformationTramoModel>& layout();
+    TRAMO_HIDDEN static const tramo::Record<RecordInformationTramoModel>& layout();
 
     int roundNumber = 1;
     int meterNumber = -1;

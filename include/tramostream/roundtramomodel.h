@@ -106,8 +106,8 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    struct Layout;
-    static const tramo::Record<RoundTramoModel>& layout();
+    struct TRAMO_HIDDEN Layout;
+    TRAMO_HIDDEN static const tramo::Record<RoundTramoModel>& layout();
 
     struct Area {
         tramo::FieldText label;

@@ -39,7 +39,7 @@ public:
 
 private:
     friend struct tramo::Layouts;
-    static const tramo::Record<TagTramoModel>& layout();
+    TRAMO_HIDDEN static const tramo::Record<TagTramoModel>& layout();
 
     tramo::FieldText code, label;
 
