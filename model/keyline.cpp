@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <rapidjson/document.h>
 #include <rapidjson/encodings.h>
 #include <rapidjson/error/en.h>
 #include <utility>

@@ -1,6 +1,7 @@
 #include "tramostream/amrkeytramomodel.h"
 #include "support/records.h"
 #include "tramostream/keyline.h"
+#include <rapidjson/document.h>
 
 using namespace records;
 using M = AMRKeyTramoModel;

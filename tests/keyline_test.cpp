@@ -9,6 +9,7 @@
 #include <new>
 #include <pthread.h>
 #include <random>
+#include <rapidjson/document.h>
 
 using namespace tramo;
 using Remark = KeyLineRemark;

@@ -3,7 +3,7 @@
 #include "export.h"
 #include "modelparts.h"
 #include <cstdint>
-#include <rapidjson/document.h>
+#include <rapidjson/fwd.h>
 #include <string>
 #include <vector>
 
@@ -15,7 +15,8 @@
 /// @snippet docs/examples.cpp AMRKeyTramoModel
 class TRAMO_EXPORT AMRKeyTramoModel {
 public:
-    /// A JSON value of the library's own kind of document, for the constructor that takes one.
+    /// A JSON value for the constructor that takes one: rapidjson::Value. It is only declared here: code that has one
+    /// includes <rapidjson/document.h> itself.
     using Json = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::MemoryPoolAllocator<rapidjson::CrtAllocator>>;
 
     /// Copies the line with the values that its host has taken out of it; its text is not looked at.

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <rapidjson/document.h>
 #include <stdexcept>
 #include <string>
 #include <string_view>
