@@ -7,7 +7,8 @@ endif()
 
 # Files come from anywhere: what the compiler and the loader can do against an overflow costs nothing measurable.
 set(tramostream_hardened OFF)
-if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TRAMOSTREAM_SANITIZE AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TRAMOSTREAM_SANITIZE AND CMAKE_SYSTEM_NAME STREQUAL "Linux"
+        AND CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$")
     set(tramostream_hardened ON)
 endif()
 
@@ -40,9 +41,19 @@ function(tramostream_flags target)
         target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
         set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     endif()
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+    if(WIN32)
+        target_compile_definitions(${target} PRIVATE NOMINMAX)   # or windows.h makes macros of std::min and std::max
+    endif()
+    if(MSVC)
+        # C5030: an attribute of another compiler, which the language allows. The other names are those of the C library's
+        # functions that Visual C++ has its own variants of.
+        target_compile_options(${target} PRIVATE /W4 /wd5030 /permissive- /utf-8)
+        target_compile_definitions(${target} PRIVATE _CRT_SECURE_NO_WARNINGS _CRT_NONSTDC_NO_WARNINGS)
+    else()
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+    endif()
     if(TRAMOSTREAM_WERROR)
-        target_compile_options(${target} PRIVATE -Werror)
+        set_target_properties(${target} PROPERTIES COMPILE_WARNING_AS_ERROR ON)
     endif()
     if(TRAMOSTREAM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${TRAMOSTREAM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -2,6 +2,7 @@
 #include "common/nativepath.h"
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <io.h>
 #include <system_error>

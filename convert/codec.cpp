@@ -159,7 +159,7 @@ std::wstring_view digitsLost(std::wstring_view text, double value) {
 
 // What stands for a point or a comma where toDoubleInCLocale reads.
 char decimalPoint() {
-#ifdef _WIN32
+#ifdef __MINGW32__
     return *std::localeconv()->decimal_point;
 #else
     return '.';
@@ -167,13 +167,16 @@ char decimalPoint() {
 }
 
 double toDoubleInCLocale(const char* text, char** end) {
-#ifdef _WIN32
+#ifdef __MINGW32__
     // MinGW's own conversion, for that of Windows is not exact, and knows neither hexadecimal numbers nor infinity. This
     // one has but two blanks, and the decimal point of the locale.
     const char* const begin = text + std::strspn(text, " \t\n\v\f\r");
     const double value = __mingw_strtod(begin, end);
     if (*end == begin) *end = const_cast<char*>(text);
     return value;
+#elif defined(_WIN32)
+    static const _locale_t c = _create_locale(LC_ALL, "C");
+    return _strtod_l(text, end, c);
 #else
     static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);  // a constant of the C library: nothing is allocated
     return strtod_l(text, end, c);
@@ -236,6 +239,7 @@ constexpr int maxDecimals = 1074;
 using DoubleText = char[1 + 309 + 1 + maxDecimals];
 
 std::string_view print(double value, int decimals, DoubleText& buffer) {
+    if (std::isnan(value)) return std::signbit(value) ? "-nan" : "nan";  // some C++ libraries write "-nan(ind)"
     const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value, std::chars_format::fixed, decimals);
     return {buffer, static_cast<std::size_t>(result.ptr - buffer)};
 }

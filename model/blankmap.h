@@ -5,7 +5,8 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#ifdef __SSE2__
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)  // the latter are Visual C++'s
+#define TRAMO_SSE2
 #include <emmintrin.h>
 #endif
 
@@ -51,7 +52,7 @@ private:
 
     // Which of sixteen characters are filled, the first one's bit lowest.
     static std::uint16_t sixteen(const wchar_t* line) {
-#ifdef __SSE2__
+#ifdef TRAMO_SSE2
         const __m128i c = asBytes(line);
         const __m128i control = _mm_sub_epi8(c, _mm_set1_epi8('\t'));  // 0 to 4 for the blanks from '\t' to '\r'
         const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(control, _mm_set1_epi8('\r' - '\t')), control);
@@ -64,7 +65,7 @@ private:
 #endif
     }
 
-#ifdef __SSE2__
+#ifdef TRAMO_SSE2
     // Sixteen characters as bytes. One above 0xFF becomes 0xFF or 0, which are as little blank as it is.
     static __m128i asBytes(const wchar_t* line) {
         const auto* vectors = reinterpret_cast<const __m128i*>(line);

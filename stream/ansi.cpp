@@ -91,7 +91,7 @@ std::wstring joinSurrogates(std::wstring_view text) {
 }  // namespace
 
 std::size_t findAbove(char32_t limit, std::wstring_view text) {
-    const auto* found = std::find_if(text.begin(), text.end(), [&](wchar_t c) { return valueOf(c) > limit; });
+    const auto found = std::find_if(text.begin(), text.end(), [&](wchar_t c) { return valueOf(c) > limit; });
     return found == text.end() ? AnsiConversion::npos : static_cast<std::size_t>(found - text.begin());
 }
 

@@ -2,10 +2,12 @@
 #include "common/console.h"
 #include "common/hosttime.h"
 #include "common/nativepath.h"
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <fstream>
 #include <map>
+#include <stdexcept>
 
 namespace io::log {
 
@@ -23,7 +25,9 @@ const std::string& levelName(Level level) {
         {Note, "Note"},
         {Normal, "Normal"},
     };
-    return names.at(level);
+    const auto found = names.find(level);
+    if (found == names.end()) throw std::out_of_range("map::at");  // the format's text, whichever C++ library it is
+    return found->second;
 }
 
 std::string timeOfDay() {
@@ -31,6 +35,27 @@ std::string timeOfDay() {
     const std::tm local = tramo::hosttime::local(std::time(nullptr));
     std::array<char, 16> text{};
     return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &local)};
+}
+
+// What precedes and follows the class in a signature, of GCC: "... [with T = iFileStream; std::string = ...]", of clang:
+// "... [T = iFileStream]", and of Visual C++: "... __cdecl typename_hash<class iFileStream>::gen_value(void)".
+struct Signature {
+    std::string_view before, after;
+};
+constexpr Signature signatures[] = {{"[with T = ", ";"}, {"[T = ", "]"}, {"typename_hash<", ">::gen_value("}};
+
+// Visual C++ writes "class other::Pair<struct other::Writer> ", with a space where another '>' follows.
+std::string withoutClassKeys(std::string_view name) {
+    std::string result;
+    while (!name.empty()) {
+        for (const std::string_view key : {"class ", "struct ", "union ", "enum "})
+            if (name.starts_with(key)) name.remove_prefix(key.size());
+        const std::size_t end = std::min(name.find_first_of("<,"), name.size() - 1) + 1;
+        result += name.substr(0, end);
+        name.remove_prefix(end);
+    }
+    while (result.ends_with(' ')) result.pop_back();
+    return result;
 }
 
 std::string rightAligned(const std::string& text, std::size_t width) {
@@ -43,13 +68,12 @@ std::string initializer::m_logFileName{noLogFile};
 
 namespace detail {
 
-// GCC writes "... [with T = iFileStream; std::string = ...]", clang "... [T = iFileStream]".
 std::string className(std::string_view signature) {
-    for (const auto& [before, after] : {std::pair{"[with T = ", ';'}, std::pair{"[T = ", ']'}}) {
+    for (const auto& [before, after] : signatures) {
         const std::size_t found = signature.find(before);
         if (found == std::string_view::npos) continue;
-        const std::size_t begin = found + std::string_view(before).size();
-        return std::string(signature.substr(begin, signature.rfind(after) - begin));
+        const std::size_t begin = found + before.size();
+        return withoutClassKeys(signature.substr(begin, signature.rfind(after) - begin));
     }
     return std::string(signature);
 }

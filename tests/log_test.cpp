@@ -166,6 +166,12 @@ TEST_F(Log, WithoutALogFileTheLineGoesToTheStandardOutputAndAnEmptyFileComesInto
 
 // ---- Class names ----------------------------------------------------------------------------------------------------
 
+// The signature as Visual C++ writes it in __FUNCSIG__.
+std::string visualCpp(const std::string& className) {
+    return "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> > __cdecl typename_hash<" +
+           className + ">::gen_value(void)";
+}
+
 TEST(ClassName, IsTheNameOfTheClass) {
     EXPECT_EQ(typename_hash<iFileStream>::gen_value(), "iFileStream");
     EXPECT_EQ(typename_hash<oFileStream>::gen_value(), "oFileStream");
@@ -177,13 +183,20 @@ TEST(ClassName, HoldsNamespacesAndTemplateArguments) {
     EXPECT_EQ(typename_hash<int[3]>::gen_value().substr(0, 3), "int");
 }
 
-TEST(ClassName, IsCutOutOfTheSignaturesOfBothCompilers) {
+TEST(ClassName, IsExtractedFromTheSignatureOfEachCompiler) {
     using io::log::detail::className;
     EXPECT_EQ(className("static std::string typename_hash<T>::gen_value() [with T = iFileStream; std::string = "
                         "std::__cxx11::basic_string<char>]"),
         "iFileStream");
     EXPECT_EQ(className("static std::string typename_hash<iFileStream>::gen_value() [T = iFileStream]"), "iFileStream");
     EXPECT_EQ(className("static std::string typename_hash<int[3]>::gen_value() [T = int[3]]"), "int[3]");
+    EXPECT_EQ(className(visualCpp("class iFileStream")), "iFileStream");
+    EXPECT_EQ(className(visualCpp("struct other::Writer")), "other::Writer");
+    EXPECT_EQ(className(visualCpp("enum io::log::Level")), "io::log::Level");
+    EXPECT_EQ(className(visualCpp("int[3]")), "int[3]");
+    EXPECT_EQ(className(visualCpp("struct other::Pair<struct other::Writer> ")), "other::Pair<other::Writer>");
+    EXPECT_EQ(className(visualCpp("class other::subclass ")), "other::subclass");
+    EXPECT_EQ(className(visualCpp("struct two<class a,union b>")), "two<a,b>");
     EXPECT_EQ(className("something else"), "something else");
 }
 

@@ -107,12 +107,20 @@ TRAMO_EXPORT void writeLine(Level level, const std::string& className, const std
 
 }  // namespace io::log
 
+/// @cond
+#if defined(_MSC_VER) && !defined(__clang__)
+#define TRAMO_SIGNATURE __FUNCSIG__
+#else
+#define TRAMO_SIGNATURE __PRETTY_FUNCTION__
+#endif
+/// @endcond
+
 /// The name of a class as the compiler writes it, namespaces included.
 ///
 /// @snippet docs/examples.cpp typename_hash
 template <class T> struct typename_hash {
     /// The name.
-    static std::string gen_value() { return io::log::detail::className(__PRETTY_FUNCTION__); }
+    static std::string gen_value() { return io::log::detail::className(TRAMO_SIGNATURE); }
 };
 
 namespace io::log {
@@ -126,8 +134,7 @@ template <class T> struct writer {
     template <class... Args> static void write(Level level, const char* format, const Args&... args) {
         const std::string message = string_format::generate(format, args...);
         if (level > Normal) return;
-        static const std::string name = typename_hash<T>::gen_value();
-        detail::writeLine(level, name, message);
+        detail::writeLine(level, typename_hash<T>::gen_value(), message);
     }
 };
 

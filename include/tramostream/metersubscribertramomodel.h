@@ -120,7 +120,7 @@ private:
     std::array<HistorySlot, 4> history;
     tramo::FieldText meterInformation, meterSerialNumber, meterCorrectedSerialNumber;
     int meterWheels = -1, meterCorrectedWheels = -1;
-    long32 meterInstallationYear = std::numeric_limits<long32>::min();
+    long32 meterInstallationYear = (std::numeric_limits<long32>::min)();
     long32 meterPreviousReadingDate = 0;
     long long meterPreviousReadingIndex = -1;
     double meterMinEstimatedConsumption = -1.0, meterMaxEstimatedConsumption = -1.0;

@@ -46,9 +46,9 @@ class TramoStreamConan(ConanFile):
 
     def validate(self):
         check_min_cppstd(self, 20)
-        oldest = {"gcc": "12", "clang": "14"}.get(str(self.settings.compiler))
+        oldest = {"gcc": "12", "clang": "14", "msvc": "193"}.get(str(self.settings.compiler))
         if not oldest or Version(self.settings.compiler.version) < oldest:
-            raise ConanInvalidConfiguration(f"{self.ref} needs GCC 12 or clang 14")
+            raise ConanInvalidConfiguration(f"{self.ref} needs GCC 12, clang 14 or Visual C++ 2022")
 
     def generate(self):
         toolchain = CMakeToolchain(self)
@@ -72,7 +72,8 @@ class TramoStreamConan(ConanFile):
             rmdir(self, os.path.join(self.package_folder, "lib", folder))
 
     def package_info(self):
-        self.cpp_info.libs = ["TramoStream"]
+        static_of_msvc = not self.options.shared and self.settings.compiler == "msvc"
+        self.cpp_info.libs = ["TramoStream_static" if static_of_msvc else "TramoStream"]
         self.cpp_info.set_property("cmake_file_name", "TramoStream")
         self.cpp_info.set_property("cmake_target_name", "tramostream::tramostream")
         self.cpp_info.set_property("pkg_config_name", "tramostream")
