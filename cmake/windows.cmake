@@ -1,5 +1,5 @@
 # Cross-builds for 64-bit Windows with Debian's MinGW-w64. What Debian packages for Linux only and is made of headers or
-# sources is found by the modules in cmake/windows.
+# sources is found by the modules in cmake/windows and cmake/from-source.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
@@ -10,7 +10,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/windows)
+list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/windows ${CMAKE_CURRENT_LIST_DIR}/from-source)
 set(ZLIB_USE_STATIC_LIBS ON)
 
 # Of the headers of Linux, these and no others.

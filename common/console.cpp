@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 
 #ifdef __GLIBCXX__
 #include <ext/stdio_sync_filebuf.h>
@@ -27,7 +28,24 @@ namespace {
 // The caller's way to silence a stream: to take its buffer away, or to set failbit.
 template <class Char> bool switchedOff(const std::basic_ostream<Char>& out) { return !out.rdbuf() || (out.fail() && !out.bad()); }
 
-#ifdef _WIN32
+#ifdef _LIBCPP_VERSION
+// libc++ does not declare the class of its own buffers. wclog has such a buffer, too.
+const std::type_info& classOf(const std::wstreambuf& buffer) { return typeid(buffer); }
+const std::type_info& standardBuffer = classOf(*std::wclog.rdbuf());
+
+// It converts character by character, in the locale of C++.
+bool standardBufferPrints(const std::wstreambuf& buffer, std::wstring_view text) {
+    const std::locale locale = buffer.getloc();
+    const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
+    std::mbstate_t state{};
+    std::string bytes(static_cast<std::size_t>(facet.max_length()), '\0');
+    return std::ranges::all_of(text, [&](const wchar_t& c) {
+        const wchar_t* read = nullptr;
+        char* written = nullptr;
+        return facet.out(state, &c, &c + 1, read, bytes.data(), bytes.data() + bytes.size(), written) == std::codecvt_base::ok;
+    });
+}
+#elif defined(_WIN32)
 bool processLocalePrints(std::wstring_view) { return false; }  // as bytes of a code page at best
 #else
 bool processLocalePrints(std::wstring_view text) {
@@ -56,12 +74,15 @@ bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
 // a "?", and behind narrow output only the low bytes are printed.
 bool wideStreamPrints(std::wstring_view text) {
     const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c) < 0x80; });
-    if (ascii || switchedOff(std::wcout)) return true;
+    const bool zeros = text.find(L'\0') != text.npos;  // which libc++ does not print
+    if ((ascii && !zeros) || switchedOff(std::wcout)) return true;
     const std::wstreambuf* const buffer = std::wcout.rdbuf();
     if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);
 #ifdef __GLIBCXX__
     const bool standardOutput = dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer) != nullptr;
     if (standardOutput) return std::fwide(stdout, 0) >= 0 && processLocalePrints(text);
+#elif defined(_LIBCPP_VERSION)
+    if (classOf(*buffer) == standardBuffer) return standardBufferPrints(*buffer, text);
 #endif
     return true;  // a buffer of the caller's
 }

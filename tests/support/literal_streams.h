@@ -35,7 +35,7 @@ public:
     void close() {
         if (!is_open()) return;
         if (usable(byteFile)) byteFile.close();
-        if (usable(wideFile)) wideFile.close();
+        if (usable(wideFile)) wideFile.rdbuf()->close();  // without flags: libc++ raises one for a file that was read
         text.clear();
     }
 

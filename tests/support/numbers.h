@@ -34,7 +34,19 @@ inline long long standardInteger(const wchar_t* text, std::size_t& used) {
     return value;
 }
 #else
+#ifdef _LIBCPP_VERSION
+// libc++'s wide streams take an x behind any zero for a prefix, and then refuse the number.
+inline std::wstring forStandardStream(const std::wstring& text) {
+    std::size_t digits = text.find_first_not_of(L" \t\n\v\f\r");
+    if (digits == text.npos) return text;
+    if (text[digits] == L'+' || text[digits] == L'-') ++digits;
+    const std::wstring prefix = text.substr(digits, 2);
+    if (prefix == L"0x" || prefix == L"0X") digits += 2;
+    return text.substr(0, text.find_first_of(L"xX", digits));
+}
+#else
 inline const std::wstring& forStandardStream(const std::wstring& text) { return text; }
+#endif
 inline double standardDouble(const wchar_t* text, std::size_t& used) {
     const CLocale plain;
     wchar_t* end = nullptr;

@@ -1,0 +1,15 @@
+# GoogleTest, built from Debian's sources (package googletest) with the compiler and C++ library at hand.
+set(GTest_FOUND FALSE)
+if(EXISTS /usr/src/googletest/googletest/src/gtest-all.cc)
+    set(GTest_FOUND TRUE)
+    if(NOT TARGET GTest::gtest_main)
+        add_library(gtest_from_source STATIC
+            /usr/src/googletest/googletest/src/gtest-all.cc /usr/src/googletest/googletest/src/gtest_main.cc)
+        target_include_directories(gtest_from_source SYSTEM PUBLIC /usr/src/googletest/googletest/include PRIVATE /usr/src/googletest/googletest)
+        target_compile_features(gtest_from_source PUBLIC cxx_std_20)
+        target_compile_options(gtest_from_source PRIVATE -O1)
+        add_library(GTest::gtest_main ALIAS gtest_from_source)
+    endif()
+elseif(GTest_FIND_REQUIRED)
+    message(FATAL_ERROR "the sources of GoogleTest are missing: /usr/src/googletest")
+endif()
