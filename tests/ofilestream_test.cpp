@@ -2,7 +2,9 @@
 #include "support/literal_streams.h"
 #include "support/streamfiles.h"
 #include "tramostream/exceptions.h"
+#include "tramostream/fields.h"
 #include "tramostream/ifilestream.h"
+#include "tramostream/metersubscribertramomodel.h"
 #include "tramostream/stringconverter.h"
 #include <cerrno>
 #include <csignal>
@@ -974,6 +976,103 @@ TEST_F(OutputStream, AKilledProcessLeavesWholeLines) {
     EXPECT_LE(torn, 1);
 }
 #endif
+
+// ---- Lines that were read, written again ----------------------------------------------------------------------------
+
+// `mend` is called between reading a line and writing it.
+template <class Line, class Mend> void copyLines(const std::string& from, const std::string& to, int encoding, Mend mend) {
+    iFileStream in;
+    in.open(from.c_str(), encoding);
+    oFileStream copy(to.c_str(), encoding);
+    copy.clear();
+    for (Line line; !in.eof();) {
+        in.getline(static_cast<unsigned>(line.size()), line);
+        mend(line);
+        copy.putLine(line, static_cast<unsigned>(line.size()));
+    }
+}
+
+TEST_F(OutputStream, WritesTheZeroThatGetlineLeavesForTheLineFeed) {
+    const std::string line(512, 'x');
+    copyLines<TramoLine::tramoLine_t>(file("f", line + "\r\n"), path("copy"), ansi, [](auto&) {});
+    EXPECT_EQ(written("copy"), line + "\r\0"s);
+}
+
+TEST_F(OutputStream, WritesReadBuffersUnchangedOnceTheLineFeedIsBack) {
+    const streams::GlobalLocale plain(std::locale::classic());
+    const auto putLineFeedBack = [](auto& line) { line.back() = L'\n'; };
+    for (const char* const name : {"round-exported.txt", "round-returned.txt", "round-broken.txt", "round-returned-utf16.txt"}) {
+        const std::string sample = SAMPLES "/"s + name;
+        copyLines<TramoLine::tramoLine_t>(
+            sample, path("copy"), sample.find("utf16") == std::string::npos ? ansi : utf16le, putLineFeedBack);
+        EXPECT_EQ(written("copy"), readFile(sample)) << name;
+    }
+    const std::string parameters = SAMPLES "/parameters.txt";
+    copyLines<ParameterLine::parameterLine_t>(parameters, path("copy"), ansi, putLineFeedBack);
+    EXPECT_EQ(written("copy"), readFile(parameters));
+}
+
+// As the guide does it: how many lines of the meter there are.
+int changeReading(const std::string& from, const std::string& to, int encoding, const std::wstring& meter, int reading) {
+    const tramo::RecordKind& kind = tramo::kindOf<MeterSubscriberTramoModel>();
+    const tramo::Field& serialNumber = *kind.field("meterSerialNumber");
+    const tramo::Field& index = *kind.field("meterReadingIndex");
+    iFileStream in;
+    in.open(from.c_str(), encoding);
+    oFileStream copy(to.c_str(), in.getEncoding());
+    copy.clear();
+    int changed = 0;
+    for (AMRKeyLine any; in.hasUnreadText();) {
+        in.getline(any);
+        std::wstring line = any.line;
+        if (line.size() >= 512 && line[0] == kind.letter &&
+            StrConv::resize(&line[0] + serialNumber.column - 1, static_cast<unsigned>(serialNumber.width), true) == meter) {
+            StrConv::fromInt(reading, &line[0] + index.column - 1, static_cast<unsigned>(index.width));
+            ++changed;
+        }
+        if (in.rdstate() == 0) line += L'\n';
+        copy.putLine(line, false);
+    }
+    copy.close();
+    return changed;
+}
+
+struct SampleFile {
+    const char* name;
+    int encoding;
+};
+const SampleFile changedSamples[] = {
+    {"round-returned.txt", ansi}, {"round-returned-utf16.txt", utf16le}, {"round-broken.txt", ansi},
+    {"round-damaged.txt", ansi},  // lines of other lengths, the last without a line end
+};
+
+TEST_F(OutputStream, ChangesOneFieldOfASampleAndNoOtherByte) {
+    const streams::GlobalLocale plain(std::locale::classic());
+    for (const auto& [name, encoding] : changedSamples) {
+        SCOPED_TRACE(name);
+        const std::string sample = SAMPLES "/"s + name;
+        const std::string before = readFile(sample);
+        const std::size_t width = encoding == ansi ? 1 : 2, start = encoding == ansi ? 0 : 2;
+        // The second meter's line: its letter stands behind a line end, its serial number in columns 352 to 363, its
+        // reading in 438 to 447.
+        std::string lineEnd = "\n1";
+        if (width == 2) lineEnd = "\n\0"s + "1\0"s;
+        const std::size_t line = before.find(lineEnd, before.find(lineEnd) + 1) + width;
+        ASSERT_LT(line, before.size());
+        EXPECT_EQ((line - start) % width, 0U);
+        std::wstring meter;
+        for (std::size_t i = 0; i < 12; ++i) meter += static_cast<wchar_t>(before[line + (351 + i) * width]);
+        meter.erase(meter.find_last_not_of(L' ') + 1);
+
+        EXPECT_EQ(changeReading(sample, path("changed"), encoding, meter, 1234567890), 1);
+        std::string expected = before;
+        for (std::size_t i = 0; i < 10; ++i) expected[line + (437 + i) * width] = "1234567890"[i];
+        EXPECT_NE(before, expected);
+        EXPECT_EQ(written("changed"), expected);
+        EXPECT_EQ(changeReading(sample, path("changed"), encoding, L"no such meter", 1), 0);
+        EXPECT_EQ(written("changed"), before);
+    }
+}
 
 // ---- Against the literal model --------------------------------------------------------------------------------------
 
