@@ -43,10 +43,9 @@ std::string quotedName(const std::string& name) {
 }
 
 [[noreturn]] void refuseSame(const std::string& input, const std::string& output) {
-    throw WrongUsage{input == output
-                         ? fmt::format("{} is both the input and the output; write to another file", quotedName(input))
-                         : fmt::format("the input {} and the output {} are the same file; write to another file",
-                               input == "-" ? "<stdin>" : quotedName(input), quotedName(output))};
+    if (input == output) throw WrongUsage{quotedName(input) + " is both the input and the output; write to another file"};
+    throw WrongUsage{fmt::format("the input {} and {}{} are the same file; write to another file",
+        input == "-" ? "<stdin>" : quotedName(input), output == standardOutput ? "" : "the output ", quotedName(output))};
 }
 
 std::string temporaryName() { return "a temporary file in " + temporaryFolder(); }

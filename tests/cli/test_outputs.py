@@ -59,6 +59,13 @@ READERS = [command for command in COMMANDS if command.reads]
 SOME = [command for command in COMMANDS if ALL or command.name in ("export jsonl", "export folder", "export sqlite", "import jsonl", "convert", "sample")]
 
 
+cells = 0
+
+
+def tearDownModule():
+    print(f"{cells} cells: a command in a situation", file=sys.stderr)
+
+
 def setUpModule():
     global inputs, goods
     temporary = tempfile.TemporaryDirectory()
@@ -136,6 +143,8 @@ class OutputsTest(CliTest):
 
     @contextlib.contextmanager
     def cell(self, command, situation):
+        global cells
+        cells += 1
         with self.subTest(situation=situation, command=command.name):
             self.start_cell()
             yield command
