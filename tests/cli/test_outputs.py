@@ -6,6 +6,7 @@ skipped.
 """
 import contextlib
 import errno
+import fcntl
 import os
 import resource
 import shutil
@@ -915,9 +916,24 @@ class Interruptions(OutputsTest):
             if names := [name for name in os.listdir(self.out) if ".tramo-" in name]:
                 process.send_signal(signal.SIGSTOP)
                 os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
-                if process.poll() is None:
+                if process.poll() is None and self.is_locked(names[0]):
                     return process, names[0]
+                process.send_signal(signal.SIGCONT)
         self.fail(f"{command.name} has ended before it was seen: {process.stderr.read()}")
+
+    def is_locked(self, name):
+        """It is from the beginning, but for the moment after it was made."""
+        try:
+            descriptor = os.open(os.path.join(self.out, name), os.O_RDONLY)
+        except FileNotFoundError:
+            return False
+        try:
+            fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            return True
+        finally:
+            os.close(descriptor)
+        return False
 
     def end(self, process, number):
         process.send_signal(number)
