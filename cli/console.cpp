@@ -4,8 +4,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <iostream>
-#include <tramostream/log.h>
 
 namespace tramo::cli {
 
@@ -81,14 +79,6 @@ void complain(std::string_view message) { complainAsItIs(fmt::format("tramo: {}\
 void complainAsItIs(const char* text) {
     Progress::wipe();
     say(text);
-}
-
-void silenceLibrary() {
-    // Its name for "no log file" would still be created in the working folder.
-    io::log::initializer::m_logFileName = nullDevice;
-    // The library looks at this flag first, so that threads share nothing that changes.
-    std::cout.setstate(std::ios_base::failbit);
-    std::wcout.setstate(std::ios_base::failbit);
 }
 
 void closeStandardOutput() {

@@ -59,9 +59,6 @@ void complain(std::string_view message);
 /// This text on the error output, and no memory taken for it.
 void complainAsItIs(const char* text);
 
-/// The library logs, and prints messages of its own on std::cout and std::wcout: from now on nobody hears them.
-void silenceLibrary();
-
 /// Everything printed has reached the system. Throws WriteFailed.
 void closeStandardOutput();
 

@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 #include <new>
 #include <numeric>
+#include <tramostream/messages.h>
 #include <utility>
 
 namespace tramo::cli {
@@ -211,6 +212,6 @@ int guarded(char** begin, char** end) {
 int main(int count, char* arguments[]) {
     tramo::cli::reserveStandardStreams();
     tramo::cli::letWritesFail();
-    tramo::cli::silenceLibrary();
+    tramo::setMessages(tramo::Messages::Silent);  // the tool prints findings of its own
     return tramo::cli::guarded(arguments + std::min(count, 1), arguments + count);
 }

@@ -1,6 +1,8 @@
 #include "common/console.h"
 #include "common/utf8.h"
+#include "tramostream/messages.h"
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
@@ -8,6 +10,7 @@
 #include <iostream>
 #include <locale>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -20,6 +23,20 @@
 #else
 #include <unistd.h>
 #endif
+
+namespace tramo {
+
+namespace {
+
+constinit std::atomic<Messages> destination = Messages::StandardOutput;
+
+}  // namespace
+
+void setMessages(Messages where) noexcept { destination.store(where, std::memory_order_relaxed); }
+
+Messages getMessages() noexcept { return destination.load(std::memory_order_relaxed); }
+
+}  // namespace tramo
 
 namespace tramo::console {
 
@@ -45,14 +62,21 @@ bool standardBufferPrints(const std::wstreambuf& buffer, std::wstring_view text)
         return facet.out(state, &c, &c + 1, read, bytes.data(), bytes.data() + bytes.size(), written) == std::codecvt_base::ok;
     });
 }
-#elif defined(_WIN32)
-bool processLocalePrints(std::wstring_view) { return false; }  // as bytes of a code page at best
+#endif
+
+// The text as a wide C stream prints it, if it can print every character.
+#ifdef _WIN32
+std::optional<std::string> inProcessLocale(std::wstring_view) { return std::nullopt; }  // as bytes of a code page at best
 #else
-bool processLocalePrints(std::wstring_view text) {
+std::optional<std::string> inProcessLocale(std::wstring_view text) {
     std::mbstate_t state{};
-    std::string bytes(MB_CUR_MAX, '\0');
-    return std::ranges::all_of(
-        text, [&](wchar_t c) { return std::wcrtomb(bytes.data(), c, &state) != static_cast<std::size_t>(-1); });
+    std::string all, one(MB_CUR_MAX, '\0');
+    for (const wchar_t c : text) {
+        const std::size_t size = std::wcrtomb(one.data(), c, &state);
+        if (size == static_cast<std::size_t>(-1)) return std::nullopt;
+        all.append(one, 0, size);
+    }
+    return all;
 }
 #endif
 
@@ -80,7 +104,7 @@ bool wideStreamPrints(std::wstring_view text) {
     if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);
 #ifdef __GLIBCXX__
     const bool standardOutput = dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer) != nullptr;
-    if (standardOutput) return std::fwide(stdout, 0) >= 0 && processLocalePrints(text);
+    if (standardOutput) return std::fwide(stdout, 0) >= 0 && inProcessLocale(text).has_value();
 #elif defined(_LIBCPP_VERSION)
     if (classOf(*buffer) == standardBuffer) return standardBufferPrints(*buffer, text);
 #endif
@@ -108,34 +132,63 @@ template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_strin
     return written;
 }
 
-// Below both streams: when wcout has taken standard output for itself, and cannot print the text.
-void toDescriptor(std::string_view bytes) {
+// Below both streams.
+void toDescriptor(int file, std::string_view bytes) {
     std::fflush(stdout);
 #ifdef _WIN32
-    _write(1, bytes.data(), static_cast<unsigned>(bytes.size()));
+    _write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
 #else
     while (!bytes.empty()) {
-        const auto count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        const auto count = ::write(file, bytes.data(), bytes.size());
         if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
         else if (errno != EINTR) return;
     }
 #endif
 }
 
+constexpr int none = -1, standardOutput = 1;
+
+// The descriptor behind a stream whose first character would make the C stream below wide or narrow; else none. In such a C
+// stream nothing waits to be printed.
+template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& out) {
+#if defined(__GLIBCXX__) && !defined(_WIN32)  // elsewhere both kinds of characters can be printed
+    if (!out.good()) return none;
+    auto* const buffer = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(out.rdbuf());
+    if (buffer && std::fwide(buffer->file(), 0) == 0) return fileno(buffer->file());
+#endif
+    static_cast<void>(out);
+    return none;
+}
+
+bool printedNarrow(std::string_view bytes) {
+    const int file = undecidedDescriptor(std::cout);
+    if (file == none) return taken(std::cout, bytes);
+    toDescriptor(file, bytes);
+    return true;
+}
+
+bool printedWide(std::wstring_view text) {
+    const int file = undecidedDescriptor(std::wcout);
+    if (file == none) return wideStreamPrints(text) && taken(std::wcout, text);
+    const std::optional<std::string> bytes = inProcessLocale(text);
+    if (bytes) toDescriptor(file, *bytes);
+    return bytes.has_value();
+}
+
 }  // namespace
 
 void wide(std::wstring_view message) {
+    if (getMessages() == Messages::Silent) return;
     const std::lock_guard turn(oneAtATime());
-    if (wideStreamPrints(message) && taken(std::wcout, message)) return;
+    if (printedWide(message)) return;
     const std::string bytes = utf8::encode(message);
-    if (!taken<char>(std::cout, bytes)) toDescriptor(bytes);
+    if (!printedNarrow(bytes)) toDescriptor(standardOutput, bytes);
 }
 
 void narrow(std::string_view message) {
+    if (getMessages() == Messages::Silent) return;
     const std::lock_guard turn(oneAtATime());
-    if (taken(std::cout, message)) return;
-    const std::wstring text = utf8::decode(message);
-    if (!wideStreamPrints(text) || !taken<wchar_t>(std::wcout, text)) toDescriptor(message);
+    if (!printedNarrow(message) && !printedWide(utf8::decode(message))) toDescriptor(standardOutput, message);
 }
 
 }  // namespace tramo::console

@@ -407,6 +407,18 @@ void conversions(TramoLine::tramoLine_t line) {
     //! [StrConv]
 }
 
+void messages() {
+    //! [setMessages]
+    tramo::setMessages(tramo::Messages::Silent);
+    std::wstring text = L"six";
+    int number = 0;
+    const bool converted = StrConv::toInt(text, number);  // prints nothing
+    tramo::setMessages(tramo::Messages::StandardOutput);
+    std::wcout << std::boolalpha << converted << L'\n';
+    //> false
+    //! [setMessages]
+}
+
 // clang-format on
 
 // The first line of a kind in a good file.
@@ -459,4 +471,5 @@ int main() {
     run(L"TramoLine", buffer, sampleLine(L'0'));
     run(L"AMRKeyLine", keyBuffer);
     run(L"StrConv", conversions, sampleLine(L'0'));
+    run(L"setMessages", messages);
 }

@@ -2,6 +2,7 @@
 #include "common/console.h"
 #include "common/hosttime.h"
 #include "common/nativepath.h"
+#include "tramostream/messages.h"
 #include <algorithm>
 #include <array>
 #include <ctime>
@@ -80,6 +81,7 @@ std::string className(std::string_view signature) {
 
 void writeLine(Level level, const std::string& className, const std::string& message) {
     const std::string& fileName = initializer::m_logFileName;
+    if (fileName == noLogFile && tramo::getMessages() == tramo::Messages::Silent) return;
     std::ofstream file(tramo::nativePath(fileName.c_str()), std::ios::out | std::ios::app | std::ios::ate);
     const std::string line =
         timeOfDay() + " log " + rightAligned(levelName(level), 8) + "  {" + className + "} " + message + '\n';

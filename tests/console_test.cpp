@@ -2,11 +2,20 @@
 // can do is settled by its first use, so that each case runs in a process of its own: this program, with the case's name.
 #include "common/console.h"
 #include "support/console.h"
+#include "tramostream/log.h"
+#include "tramostream/messages.h"
+#include "tramostream/roundtramomodel.h"
+#include "tramostream/stringconverter.h"
+#include <atomic>
 #include <clocale>
 #include <cstring>
+#include <cwchar>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <locale>
+#include <thread>
+#include <vector>
 #ifdef _WIN32
 #include "support/streamfiles.h"
 #include <fcntl.h>
@@ -18,6 +27,9 @@
 
 namespace {
 
+using tramo::getMessages;
+using tramo::Messages;
+using tramo::setMessages;
 using tramo::console::narrow;
 using tramo::console::wide;
 
@@ -34,29 +46,74 @@ void reportStates() {
     if (!std::wcout.good()) std::fputs("wcout is not usable", stderr);
 }
 
+void parseBadField() {
+    std::wstring text = L"six";
+    int number = 0;
+    StrConv::toInt(text, number);
+}
+
+void parseWrongKindOfLine() {
+    TramoLine::tramoLine_t line;
+    line.fill(L'1');
+    const RoundTramoModel model(line);
+}
+#define WRONG_KIND "RoundTramoModel : unvalidLineType(1 != 0), Parse failed\n"
+
+// What a stream's first character does. From then on the other stream cannot print.
+void orientWide() { std::fwide(stdout, 1); }
+void orientNarrow() { std::fwide(stdout, -1); }
+
 // clang-format off
 const Case cases[] = {
+    {"printfAfterABadField", [] { parseBadField(), std::printf("after\n"); }, "toInt: six cannot be converted.\nafter\n"},
+    {"narrowStreamAfterABadField", [] { parseBadField(), std::cout << "after\n"; }, "toInt: six cannot be converted.\nafter\n"},
+    {"wideStreamAfterABadField", [] { parseBadField(), std::wcout << L"after\n"; }, "toInt: six cannot be converted.\nafter\n"},
+    {"wprintfAfterAWrongKindOfLine", [] { parseWrongKindOfLine(), std::wprintf(L"after\n"); }, WRONG_KIND "after\n"},
+    {"wideStreamAfterAWrongKindOfLine", [] { parseWrongKindOfLine(), std::wcout << L"after\n"; }, WRONG_KIND "after\n"},
+    {"narrowStreamAfterAWrongKindOfLine", [] { parseWrongKindOfLine(), std::cout << "after\n"; }, WRONG_KIND "after\n"},
+    {"bothKindsOfMessageBetweenPrintfs", [] {
+        for (const char* text : {"one\n", "two\n"}) std::printf("%s", text), parseBadField(), parseWrongKindOfLine(), std::cout << "cout\n";
+    }, "one\ntoInt: six cannot be converted.\n" WRONG_KIND "cout\ntwo\ntoInt: six cannot be converted.\n" WRONG_KIND "cout\n"},
+    {"bothKindsOfMessageBetweenWprintfs", [] {
+        for (const wchar_t* text : {L"one\n", L"two\n"}) std::wprintf(L"%ls", text), parseWrongKindOfLine(), parseBadField(), std::wcout << L"wcout\n";
+    }, "one\n" WRONG_KIND "toInt: six cannot be converted.\nwcout\ntwo\n" WRONG_KIND "toInt: six cannot be converted.\nwcout\n"},
+    {"bothKindsOfMessageBeforePrintf", [] { wide(L"caf\xE9\n"), narrow("one\n"), wide(L"two\n"), std::printf("after\n"); }, "caf\xC3\xA9\none\ntwo\nafter\n"},
+    {"bothKindsOfMessageBeforeWprintf", [] { narrow("caf\xC3\xA9\n"), wide(L"one\n"), narrow("two\n"), std::wprintf(L"after\n"); }, "caf\xC3\xA9\none\ntwo\nafter\n"},
+    {"orientationAfterMessages", [] {
+        wide(L"one\n"), narrow("two\n");
+        if (std::fwide(stdout, 0) != 0) std::fputs("oriented", stderr);
+    }, "one\ntwo\n"},
+    {"bufferSetAfterMessages", [] { wide(L"one\n"), std::setvbuf(stdout, nullptr, _IOFBF, 1 << 12), std::printf("two\n"), wide(L"three\n"), std::printf("four\n"); }, "one\ntwo\nthree\nfour\n"},
+    {"silent", [] { setMessages(Messages::Silent), parseBadField(), parseWrongKindOfLine(), wide(L"one\n"), narrow("two\n"), std::printf("after\n"); }, "after\n"},
+#ifndef _WIN32
+    {"closedOutput", [] { close(STDOUT_FILENO), wide(L"one\n"), narrow("two\n"), wide(L"caf\xE9\n"); }, ""},
+#endif
+    {"printfAfterMessagesWithBuffersOfTheirOwn", [] {
+        std::ios::sync_with_stdio(false);
+        std::cout << "before\n" << std::flush, wide(L"one\n"), narrow("two\n"), wide(L"caf\xE9\n"), std::printf("after\n"), std::fflush(stdout), std::cout << "cout\n" << std::flush, std::wcout << L"wcout\n";
+    }, "before\none\ntwo\ncaf\xC3\xA9\nafter\ncout\nwcout\n"},
+
     {"wideFirst", [] { wide(L"one\n"), wide(L"two\n"); }, "one\ntwo\n"},
     {"narrowFirst", [] { narrow("one\n"), narrow("two\n"); }, "one\ntwo\n"},
     {"wideAfterNarrow", [] { std::cout << "before\n", wide(L"one\n"), wide(L"two\n"), std::cout << "after\n"; }, "before\none\ntwo\nafter\n"},
     {"narrowAfterWide", [] { std::wcout << L"before\n", narrow("one\n"), narrow("two\n"), std::wcout << L"after\n"; }, "before\none\ntwo\nafter\n"},
-    {"wideAfterNarrowMessage", [] { narrow("one\n"), wide(L"two\n"), narrow("three\n"); }, "one\ntwo\nthree\n"},
-    {"narrowAfterWideMessage", [] { wide(L"one\n"), narrow("two\n"), wide(L"three\n"); }, "one\ntwo\nthree\n"},
+    {"wideAfterNarrowMessage", [] { orientNarrow(), narrow("one\n"), wide(L"two\n"), narrow("three\n"); }, "one\ntwo\nthree\n"},
+    {"narrowAfterWideMessage", [] { orientWide(), wide(L"one\n"), narrow("two\n"), wide(L"three\n"); }, "one\ntwo\nthree\n"},
     {"wideAfterPrintf", [] { std::printf("before\n"), wide(L"one\n"); }, "before\none\n"},
 
     {"accentInTheCLocale", [] { wide(L"caf\xE9\n"), wide(L"two\n"); }, "caf\xC3\xA9\ntwo\n"},
-    {"accentInTheCLocaleAfterWide", [] { wide(L"one\n"), wide(L"caf\xE9\n"), wide(L"three\n"); }, "one\ncaf\xC3\xA9\nthree\n"},
+    {"accentInTheCLocaleAfterWide", [] { orientWide(), wide(L"one\n"), wide(L"caf\xE9\n"), wide(L"three\n"); }, "one\ncaf\xC3\xA9\nthree\n"},
     {"accentInTheCLocaleAfterWideUnflushed", [] { std::wcout << L"one\n", wide(L"caf\xE9\n"); }, "one\ncaf\xC3\xA9\n"},
-    {"accentInTheCLocaleAfterNarrow", [] { narrow("one\n"), wide(L"caf\xE9\n"); }, "one\ncaf\xC3\xA9\n"},
+    {"accentInTheCLocaleAfterNarrow", [] { orientNarrow(), narrow("one\n"), wide(L"caf\xE9\n"); }, "one\ncaf\xC3\xA9\n"},
     {"accentInAUtf8Locale", [] { std::setlocale(LC_ALL, "C.UTF-8"), wide(L"caf\xE9 \x20AC\n"), wide(L"two\n"); }, "caf\xC3\xA9 \xE2\x82\xAC\ntwo\n"},
-    {"accentInAUtf8LocaleAfterNarrow", [] { std::setlocale(LC_ALL, "C.UTF-8"), narrow("one\n"), wide(L"caf\xE9 \x20AC\n"); }, "one\ncaf\xC3\xA9 \xE2\x82\xAC\n"},
-    {"pairInAUtf8Locale", [] { std::setlocale(LC_ALL, "C.UTF-8"), wide(L"one\n"), wide(L"\xD83D\xDE00\n"); }, "one\n\xF0\x9F\x98\x80\n"},
+    {"accentInAUtf8LocaleAfterNarrow", [] { std::setlocale(LC_ALL, "C.UTF-8"), orientNarrow(), narrow("one\n"), wide(L"caf\xE9 \x20AC\n"); }, "one\ncaf\xC3\xA9 \xE2\x82\xAC\n"},
+    {"pairInAUtf8Locale", [] { std::setlocale(LC_ALL, "C.UTF-8"), orientWide(), wide(L"one\n"), wide(L"\xD83D\xDE00\n"); }, "one\n\xF0\x9F\x98\x80\n"},
     {"loneSurrogate", [] { wide(L"\xD83D!\n"); }, "\xEF\xBF\xBD!\n"},
     {"narrowAccent", [] { narrow("caf\xC3\xA9\n"); }, "caf\xC3\xA9\n"},
-    {"narrowAccentInTheCLocaleAfterWide", [] { wide(L"one\n"), narrow("caf\xC3\xA9\n"); }, "one\ncaf\xC3\xA9\n"},
-    {"narrowBytesAfterWide", [] { wide(L"one\n"), narrow("caf\xE9\n"); }, "one\ncaf\xE9\n"},
+    {"narrowAccentInTheCLocaleAfterWide", [] { orientWide(), wide(L"one\n"), narrow("caf\xC3\xA9\n"); }, "one\ncaf\xC3\xA9\n"},
+    {"narrowBytesAfterWide", [] { orientWide(), wide(L"one\n"), narrow("caf\xE9\n"); }, "one\ncaf\xE9\n"},
     {"zeroCharacters", [] { wide({L"a\0b\n", 4}), narrow({"c\0d\n", 4}); }, {"a\0b\nc\0d\n", 8}},
-    {"longAccentedText", [] { wide(L"one\n"), wide(std::wstring(100000, L'\xE9')); }, "one\n" + [] {
+    {"longAccentedText", [] { orientWide(), wide(L"one\n"), wide(std::wstring(100000, L'\xE9')); }, "one\n" + [] {
         std::string text;
         for (int i = 0; i < 100000; ++i) text += "\xC3\xA9";
         return text;
@@ -192,6 +249,80 @@ TEST(Redirected, StreamsAreFlushed) {
     wide(L"one\n");
     std::wcout.rdbuf(before);
     EXPECT_EQ(buffer.flushes, 1);
+}
+
+// ---- The switch -----------------------------------------------------------------------------------------------------
+
+// Every kind of message there is; the results are the same whether they are printed or not.
+void causeMessages() {
+    std::wstring text = L"six";
+    int number = 7;
+    EXPECT_FALSE(StrConv::toInt(text, number));
+    EXPECT_EQ(number, 7);
+    TramoLine::tramoLine_t line;
+    line.fill(L'1');
+    EXPECT_EQ(RoundTramoModel(line).getParseErrors(), (std::vector<TE::FieldError>{{0, TE::WrongLineType}}));
+    io::log::writer<RoundTramoModel>::write(io::log::Warn, "message");
+}
+
+class Switch : public testing::Test {
+protected:
+    Switch() {
+        std::filesystem::remove("NO_LOG_FILE");
+        EXPECT_EQ(getMessages(), Messages::StandardOutput);
+    }
+    ~Switch() override {
+        setMessages(Messages::StandardOutput);
+        std::filesystem::remove("NO_LOG_FILE");
+    }
+
+    Console console;
+};
+
+TEST_F(Switch, LetsMessagesThroughAtFirst) {
+    causeMessages();
+    EXPECT_EQ(console.wide(), L"toInt: six cannot be converted.\n");
+    EXPECT_EQ(console.narrow().find(WRONG_KIND), 0U);
+    EXPECT_NE(console.narrow().find("{RoundTramoModel} message\n"), std::string::npos);
+}
+
+TEST_F(Switch, SilencesModelsCodecsAndTheLogWithoutAFile) {
+    setMessages(Messages::Silent);
+    EXPECT_EQ(getMessages(), Messages::Silent);
+    causeMessages();
+    EXPECT_EQ(console.wide(), L"");
+    EXPECT_EQ(console.narrow(), "");
+    EXPECT_FALSE(std::filesystem::exists("NO_LOG_FILE"));
+}
+
+TEST_F(Switch, LetsMessagesThroughAgain) {
+    setMessages(Messages::Silent);
+    causeMessages();
+    setMessages(Messages::StandardOutput);
+    parseBadField();
+    EXPECT_EQ(console.wide(), L"toInt: six cannot be converted.\n");
+}
+
+TEST_F(Switch, MayBeTurnedByAnyThreadAtAnyTime) {
+    std::atomic<bool> done = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            while (!done) parseBadField();
+        });
+    for (int i = 0; i < 500; ++i) {
+        setMessages(Messages::Silent);
+        setMessages(Messages::StandardOutput);
+    }
+    parseBadField();
+    setMessages(Messages::Silent);
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+
+    const std::wstring message = L"toInt: six cannot be converted.\n", printed = console.wide();
+    ASSERT_FALSE(printed.empty());
+    ASSERT_EQ(printed.size() % message.size(), 0U);
+    for (std::size_t i = 0; i < printed.size(); i += message.size()) ASSERT_EQ(printed.substr(i, message.size()), message);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "support/console.h"
 #include "support/streamfiles.h"
 #include "tramostream/ifilestream.h"
+#include "tramostream/messages.h"
 #include "tramostream/ofilestream.h"
 #include <ctime>
 #include <stdexcept>
@@ -162,6 +163,13 @@ TEST_F(Log, WithoutALogFileTheLineGoesToTheStandardOutputAndAnEmptyFileComesInto
     ASSERT_TRUE(std::filesystem::exists(path("NO_LOG_FILE")));
     EXPECT_EQ(std::filesystem::file_size(path("NO_LOG_FILE")), 0U);
     EXPECT_FALSE(std::filesystem::exists(path("log")));
+}
+
+TEST_F(Log, AFileIsWrittenWhileMessagesAreSilent) {
+    tramo::setMessages(tramo::Messages::Silent);
+    writer<iFileStream>::write(io::log::Warn, "message");
+    tramo::setMessages(tramo::Messages::StandardOutput);
+    EXPECT_EQ(log(), std::vector<std::string>{" log     Warn  {iFileStream} message"});
 }
 
 // ---- Class names ----------------------------------------------------------------------------------------------------

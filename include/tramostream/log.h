@@ -91,8 +91,8 @@ enum Level : int {
 /// Where the log goes.
 struct TRAMO_EXPORT initializer {
     /// The log file, for the whole process. "NO_LOG_FILE", the initial value, sends the lines to the standard output;
-    /// an empty file of that name then comes into being in the working directory. To be set before the first use of a
-    /// stream: nothing guards it.
+    /// an empty file of that name then comes into being in the working directory. Neither happens while
+    /// tramo::setMessages() has silenced the library. To be set before the first use of a stream: nothing guards it.
     static std::string m_logFileName;
 };
 

@@ -12,6 +12,7 @@
 /// - **Fields as data**: tramo::RecordKind, tramo::Field, tramo::get and tramo::set, for programs that name no accessor.
 ///   What is wrong with a field is a TE::FieldError.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
+/// - **Messages**: what could not be converted is printed on the standard output, unless tramo::setMessages() turns that off.
 ///
 /// What holds everywhere: text is wide, one UTF-16 code unit in each wchar_t. Columns are counted from 1. Dates are
 /// seconds since 1970-01-01 00:00 UTC in a long32. Bad content never throws, and an absent value is one that a
@@ -33,6 +34,7 @@
 #include "ifilestream.h"
 #include "keyline.h"
 #include "log.h"
+#include "messages.h"
 #include "meterchangetramomodel.h"
 #include "metersubscribertramomodel.h"
 #include "ofilestream.h"
