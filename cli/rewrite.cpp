@@ -26,8 +26,8 @@ or does that.
 
 Examples:
   tramo rewrite --dry-run samples/round-returned.txt   what would change
-  tramo rewrite samples/round-returned.txt -o new.txt  changes the form, loses
-                                                       nothing
+  tramo rewrite samples/round-returned.txt -o new.txt  changes the form; copies
+                                                       lines with a loss
   tramo rewrite --force round.txt -o new.txt           every line that can be
                                                        read, with its losses
 
@@ -59,8 +59,8 @@ Options:
   --dry-run           only tells; writes nothing
   -o, --output OUT    where it goes; "-" is the standard output. OUT appears
                       whole or not at all, and may be FILE itself
-  --force             rewrites lines with a loss, too, and replaces OUT even if it
-                      is read-only or has hard links
+  --force             rewrites lines with a loss, too, and replaces OUT even if
+                      it is read-only or has hard links
   --encoding WHAT     of OUT: same (as FILE), ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   --format WHAT       of a dry run: text, json
@@ -301,9 +301,9 @@ void printText(Output& out, const Rewriter& done) {
     }
     out.print("{} of {} would change", done.changed, counted(done.lines, "line"));
     if (done.lossy) out.print(", {} with a loss", done.lossy);
-    if (done.damaged) out.print(", {} would be copied", counted(done.damaged, "malformed line"));
-    if (done.copied) out.print(", {} would be copied because of a loss", done.copied);
     out.print("\n");
+    if (done.damaged) out.print("  {} would be copied\n", counted(done.damaged, "malformed line"));
+    if (done.copied) out.print("  {} would be copied because of a loss\n", counted(done.copied, "line"));
     const int width = terminalWidth(stdout);
     auto section = [&](bool losses) {
         bool begun = false;

@@ -268,9 +268,9 @@ void field(const Line& line) {
 void ignoredTexts() {
     //! [ignoredTexts]
     const std::wstring line = L"3C12AB0100007C12AB0200009 5      6O5420240131";
-    for (const auto& [field, column, width] : tramo::ignoredTexts(*tramo::recordKind(line[0]), line))
-        std::wcout << (field ? field->name.c_str() : "no field") << L", column " << column << L": "
-                   << line.substr(static_cast<std::size_t>(column - 1), static_cast<std::size_t>(width)) << L'\n';
+    for (const tramo::IgnoredText& ignored : tramo::ignoredTexts(*tramo::recordKind(line[0]), line))
+        std::wcout << (ignored.field ? ignored.field->name.c_str() : "no field") << L", column " << ignored.column << L": "
+                   << line.substr(static_cast<std::size_t>(ignored.column - 1), static_cast<std::size_t>(ignored.width)) << L'\n';
     //> newMeterIndex, column 35: O54
     //! [ignoredTexts]
 }

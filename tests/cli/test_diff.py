@@ -52,7 +52,7 @@ class Equal(Diff):
 
     def test_a_rewritten_file(self):
         path = self.write("old", sample("round-returned.txt"))
-        self.assertEqual(self.run_tool("rewrite", path, "-o", os.path.join(self.folder, "new")).code, 0)
+        self.assertEqual(self.run_tool("rewrite", "--force", path, "-o", os.path.join(self.folder, "new")).code, 0)
         with open(os.path.join(self.folder, "new"), "rb") as file:
             new = file.read()
         self.assertNotEqual(new, sample("round-returned.txt"))

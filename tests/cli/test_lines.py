@@ -74,18 +74,18 @@ class Lines(CliTest):
         self.assert_line(METER + b"xy", told + "; it has no line ending", end=b"")
 
     def test_too_long_by_one_character(self):
-        told, warned = "513: " + LONG.format(513) + "1 too many", "{} errors and 2 warnings, the first at columns {}"
+        told, warned = "513: " + LONG.format(513) + "1 too many", "{} errors and {} warnings, the first at columns {}"
         self.assert_line(METER + b" ", told + ", a space; " + without("last character", CLEAN))
         self.assert_line(METER + b"x", told + "; " + without("last character", CLEAN))
         for extra in (b"x", b" ", b"1"):
             self.assert_line(extra + METER, told + ", a space; " + without("first character", CLEAN))
-            for place, errors, first in ((150, 8, "157-164 (meterHistory1ReadingDate)"), (300, 5, "384-391 (meterPreviousReadingDate)")):
+            for place, errors, warnings, first in ((150, 8, 11, "157-164 (meterHistory1ReadingDate)"), (300, 5, 8, "384-391 (meterPreviousReadingDate)")):
                 self.assert_line(METER[:place] + extra + METER[place:],
-                                 told + ", a space; " + without("last character", warned.format(errors, first)))
+                                 told + ", a space; " + without("last character", warned.format(errors, warnings, first)))
 
     def test_too_long_hides_field_errors(self):
         self.assert_line(METER[:100] + b"xyz" + METER[100:], "513: " + LONG.format(515) + "3 too many; " + without(
-            "last 3 characters", "9 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+            "last 3 characters", "9 errors and 8 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
 
     def test_too_long_because_it_is_utf8(self):
         self.assert_line(METER.decode("latin-1").encode("utf-8"), "513: " + LONG.format(515) + "3 too many; read as UTF-8, it has 512 characters")
@@ -167,17 +167,17 @@ class ChangedOnTheWay(CliTest):
         broken = put(expandable, expandable.index(b"\t") + 1, b"x\t")
         self.assertIn("; padded with 202 spaces at its end, it has ", self.told(broken))
         self.assertEqual(self.told(re.sub(b"  +", b"\t", METER)), self.TABS.format(224, 18, 2) +
-                         padded(288, "5 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+                         padded(288, "5 errors and 4 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
         self.assertEqual(self.told(METER[:29] + b"\t" + METER[30:280]), " " + SHORT.format(280) + "it holds 1 tab character, at column 30; " +
                          padded(232, NO_SERIAL_NUMBER))
 
     def test_spaces_that_were_collapsed(self):
         self.assertEqual(self.told(re.sub(b" +", b" ", METER)), " " + SHORT.format(224) + padded(
-            288, "5 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+            288, "5 errors and 4 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
 
     def test_a_lost_character(self):
         self.assertEqual(self.told(METER[:100] + METER[101:]), " " + SHORT.format(511) + padded(
-            1, "8 errors and 2 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
+            1, "8 errors and 7 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
 
     def test_what_is_asserted_is_what_check_finds_in_that_line(self):
         numbers, tried = random.Random(9), {"padded": 0, "last": 0, "first": 0}

@@ -181,7 +181,7 @@ class OutputsTest(CliTest):
     def assert_refused(self, result, code, words):
         self.assertEqual(result[0], code, result)
         self.assertIn(words, result[2])
-        self.assertRegex(result[2], r"\Atramo: [^\n]*\n(tramo: [^\n]*\n)?\Z")
+        self.assertRegex(result[2], r"\A(tramo: [^\n]*\n)+\Z")
 
 
 class Streams(OutputsTest):

@@ -38,7 +38,7 @@ class Rewrite(CliTest):
         """What a dry run says of a file of that one line; it is copied as it is, and becomes the other one by force."""
         content = lines(line)
         result = self.dry_run(content)
-        self.assertEqual(result.out, "f: 0 of 1 line would change, 1 would be copied because of a loss\n  losses:\n"
+        self.assertEqual(result.out, "f: 0 of 1 line would change\n  1 line would be copied because of a loss\n  losses:\n"
                          + "".join(f"         1  {words}\n" for words in expected))
         self.assertEqual((result.err, result.code), ("", 1))
         self.assertEqual(self.rewrite(content), content)
@@ -69,7 +69,8 @@ class Changes(Rewrite):
     def test_codes_are_counted_by_what_becomes_of_them(self):
         area = [ROUND[:255] + b"AREA            " + b"  0" + b" 5" + code + ROUND[277:] for code in (b"N", b"A", b"N", b"1")]
         self.assertEqual(self.dry_run(lines(*area)).out, """\
-f: 0 of 4 lines would change, 3 would be copied because of a loss
+f: 0 of 4 lines would change
+  3 lines would be copied because of a loss
   losses:
          1  meterInformationTypeArea1 (round), column 277: "A" becomes "2"; line 2: "A" becomes "2"
          2  meterInformationTypeArea1 (round), column 277: "N" becomes "1"; line 1: "N" becomes "1"
@@ -200,7 +201,8 @@ class Losses(Rewrite):
         self.assertEqual((self.result.code, self.result.err.splitlines()[1:]),
                          (1, ["tramo: f: 2 of 3 lines changed, 1 copied because of a loss; --force rewrites it"]))
         self.assertEqual(self.dry_run(content).out, """\
-f: 2 of 3 lines would change, 1 would be copied because of a loss
+f: 2 of 3 lines would change
+  1 line would be copied because of a loss
   losses:
          1  meterReadingIndex (meter subscriber), columns 438-447: is read in part; line 2: "6O54" is read as 6: "O54" after the number is ignored
   changes:
@@ -219,7 +221,9 @@ f: 3 of 3 lines would change, 1 with a loss
     def test_are_told(self):
         result = self.dry_run(sample("round-damaged.txt"))
         self.assertEqual((result.code, result.out), (1, """\
-f: 1 of 173 lines would change, 4 malformed lines would be copied, 1 would be copied because of a loss
+f: 1 of 173 lines would change
+  4 malformed lines would be copied
+  1 line would be copied because of a loss
   losses:
          1  LineEmpty; line 20: line is empty
          1  LineTooLong; line 12: line has 514 characters, 512 expected
@@ -235,7 +239,7 @@ f: 1 of 173 lines would change, 4 malformed lines would be copied, 1 would be co
         for options in ((), ("--force",)):
             self.assertEqual(self.rewrite(content, *options), lines(put(METER, 2, b"   1"), b"short"))
             self.assertEqual((self.result.code, self.result.err), (1, """\
-tramo: f:2: line has 5 characters, 512 expected (LineTooShort): trailing blanks were probably trimmed
+tramo: f:2: line has 5 characters, 512 expected (LineTooShort): padded with 507 spaces at its end, it has 1 error, at column 1
 tramo: f: 1 of 2 lines changed, 1 malformed line copied
 """))
 
@@ -249,7 +253,7 @@ tramo: f: 1 of 2 lines changed, 1 malformed line copied
 
     def test_forced(self):
         self.assertEqual(self.dry_run(self.rewrite(sample("round-broken.txt"), "--force"), "--force").out,
-                         "f: 0 of 172 lines would change, 1 malformed line would be copied\n  losses:\n"
+                         "f: 0 of 172 lines would change\n  1 malformed line would be copied\n  losses:\n"
                          '         1  LineLetterUnknown; line 55: unknown record letter "8"\n')
 
     def test_what_cannot_even_be_copied(self):

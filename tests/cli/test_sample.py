@@ -134,7 +134,7 @@ class Sample(CliTest):
     def test_the_library_would_write_the_same(self):
         for options in ((), ("--returned",)):
             content = self.make("--meters", "1500", *options)
-            self.assertEqual(self.run_tool("rewrite", "f", "-o", "g", cwd=self.folder).code, 0)
+            self.assertEqual(self.run_tool("rewrite", "--force", "f", "-o", "g", cwd=self.folder).code, 0)
             with open(os.path.join(self.folder, "g"), "rb") as file:
                 rewritten = file.read()
             differing = [a for a, b in zip(content.split(b"\r\n"), rewritten.split(b"\r\n")) if a != b]

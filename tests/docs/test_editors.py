@@ -35,7 +35,7 @@ class Editors(CliTest):
         self.names = ["broken.txt", "damaged lines.txt", "good.txt", "empty.txt"]
         results = self.run_tool("check", "--format", "sarif", *self.names, cwd=self.folder).json["runs"][0]["results"]
         self.expected = [self.place(result) for result in results]
-        self.assertEqual(len(self.expected), 61 + 5 + 1)
+        self.assertEqual(len(self.expected), 91 + 5 + 1)
 
     @staticmethod
     def place(result):
@@ -128,7 +128,7 @@ class CodeScanning(Editors):
             return subprocess.run(["bash", "-e", "-c", command], cwd=self.folder, env=self.environment(), capture_output=True,
                                   timeout=60, check=False).returncode
         os.mkdir(os.path.join(self.folder, "rounds"))
-        for name, content, results in (("good", sample("round-returned.txt"), 0), ("bad", sample("round-broken.txt"), 61)):
+        for name, content, results in (("good", sample("round-returned.txt"), 0), ("bad", sample("round-broken.txt"), 91)):
             self.write(f"rounds/{name}.txt", content)
             self.assertEqual(status(), 0)
             with open(os.path.join(self.folder, "tramo.sarif"), encoding="utf-8") as file:
