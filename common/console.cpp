@@ -46,28 +46,36 @@ namespace {
 template <class Char> bool switchedOff(const std::basic_ostream<Char>& out) { return !out.rdbuf() || (out.fail() && !out.bad()); }
 
 #ifdef _LIBCPP_VERSION
-// libc++ does not declare the class of its own buffers. wclog has such a buffer, too.
-const std::type_info& classOf(const std::wstreambuf& buffer) { return typeid(buffer); }
-const std::type_info& standardBuffer = classOf(*std::wclog.rdbuf());
+// libc++ does not declare the classes of its own buffers. clog and wclog have such buffers, too.
+template <class Char> const std::type_info& classOf(const std::basic_streambuf<Char>& buffer) { return typeid(buffer); }
+const std::type_info& narrowStandardBuffer = classOf(*std::clog.rdbuf());
+const std::type_info& wideStandardBuffer = classOf(*std::wclog.rdbuf());
+bool isStandardBuffer(const std::streambuf& buffer) { return classOf(buffer) == narrowStandardBuffer; }
+bool isStandardBuffer(const std::wstreambuf& buffer) { return classOf(buffer) == wideStandardBuffer; }
 
-// It converts character by character, in the locale of C++.
-bool standardBufferPrints(const std::wstreambuf& buffer, std::wstring_view text) {
+// The text as such a buffer prints it, if it can print every character: character by character, in the locale of C++.
+std::optional<std::string> inStandardBuffer(const std::wstreambuf& buffer, std::wstring_view text) {
     const std::locale locale = buffer.getloc();
     const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
     std::mbstate_t state{};
-    std::string bytes(static_cast<std::size_t>(facet.max_length()), '\0');
-    return std::ranges::all_of(text, [&](const wchar_t& c) {
+    std::string all, one(static_cast<std::size_t>(facet.max_length()), '\0');
+    for (const wchar_t& c : text) {
         const wchar_t* read = nullptr;
         char* written = nullptr;
-        return facet.out(state, &c, &c + 1, read, bytes.data(), bytes.data() + bytes.size(), written) == std::codecvt_base::ok;
-    });
+        const auto result = facet.out(state, &c, &c + 1, read, one.data(), one.data() + one.size(), written);
+        if (result != std::codecvt_base::ok) return std::nullopt;
+        all.append(one.data(), written);
+    }
+    return all;
 }
 #endif
 
 // The text as a wide C stream prints it, if it can print every character.
 #ifdef _WIN32
-std::optional<std::string> inProcessLocale(std::wstring_view) { return std::nullopt; }  // as bytes of a code page at best
-#else
+[[maybe_unused]] std::optional<std::string> inProcessLocale(std::wstring_view) {
+    return std::nullopt;
+}  // as bytes of a code page at best
+#elif !defined(_LIBCPP_VERSION)
 std::optional<std::string> inProcessLocale(std::wstring_view text) {
     std::mbstate_t state{};
     std::string all, one(MB_CUR_MAX, '\0');
@@ -106,7 +114,7 @@ bool wideStreamPrints(std::wstring_view text) {
     const bool standardOutput = dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer) != nullptr;
     if (standardOutput) return std::fwide(stdout, 0) >= 0 && inProcessLocale(text).has_value();
 #elif defined(_LIBCPP_VERSION)
-    if (classOf(*buffer) == standardBuffer) return standardBufferPrints(*buffer, text);
+    if (isStandardBuffer(*buffer)) return inStandardBuffer(*buffer, text).has_value();
 #endif
     return true;  // a buffer of the caller's
 }
@@ -155,6 +163,8 @@ template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& ou
     if (!out.good()) return none;
     auto* const buffer = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(out.rdbuf());
     if (buffer && std::fwide(buffer->file(), 0) == 0) return fileno(buffer->file());
+#elif defined(_LIBCPP_VERSION) && !defined(_WIN32)
+    if (out.good() && isStandardBuffer(*out.rdbuf()) && std::fwide(stdout, 0) == 0) return fileno(stdout);
 #endif
     static_cast<void>(out);
     return none;
@@ -170,7 +180,11 @@ bool printedNarrow(std::string_view bytes) {
 bool printedWide(std::wstring_view text) {
     const int file = undecidedDescriptor(std::wcout);
     if (file == none) return wideStreamPrints(text) && taken(std::wcout, text);
+#ifdef _LIBCPP_VERSION
+    const std::optional<std::string> bytes = inStandardBuffer(*std::wcout.rdbuf(), text);
+#else
     const std::optional<std::string> bytes = inProcessLocale(text);
+#endif
     if (bytes) toDescriptor(file, *bytes);
     return bytes.has_value();
 }

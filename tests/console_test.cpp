@@ -227,6 +227,10 @@ TEST_P(Process, PrintsEachMessageOnceAndKeepsTheStreamsUsable) {
     if (name == "narrowStreamBadBefore" || name == "narrowFallsOntoARedirectedStream")
         GTEST_SKIP() << "no stream keeps the other one out";
 #endif
+#ifdef _LIBCPP_VERSION
+    if (GetParam().name == std::string_view("bothKindsOfMessageBetweenWprintfs"))
+        GTEST_SKIP() << "wcout of libc++ never prints after wprintf, whatever comes between them";
+#endif
     std::string errors;
     EXPECT_EQ(run(GetParam().name, errors), GetParam().printed);
     EXPECT_EQ(errors, "");
