@@ -80,7 +80,7 @@ public:
     /// characters fits, if the buffer holds them.
     ///
     /// The last place of a buffer that holds a whole line is a zero, where the line feed was. Before the buffer goes to
-    /// oFileStream::putLine, put it back: `line.back() = L'\n';`
+    /// oFileStream::putLine, put it back: `line.back() = 0x0A;`
     ///
     /// At the end of the text, and while rdstate() is not 0, the line is empty; the fail flag is raised, at the end
     /// with the end-of-file flag. A last line without line feed raises the end-of-file flag only.

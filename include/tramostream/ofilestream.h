@@ -80,7 +80,7 @@ public:
     /// or 514. Throws like the other, and TramoStreamExceptions::bad_line_length for any other `len`.
     ///
     /// A buffer that iFileStream::getline has filled holds a zero instead of the line feed, which would be written.
-    /// Before that: `line.back() = L'\n';`
+    /// Before that: `line.back() = 0x0A;`
     unsigned putLine(const ParameterLine::parameterLine_t& line, unsigned len);
     unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< a record line, likewise
 

@@ -10,7 +10,7 @@
 /// CR LF. Columns are 1-based: column c is index c - 1. Buffers are values; whoever has one owns it.
 ///
 /// A line that iFileStream::getline has read keeps its CR and has a zero in place of the LF. Models never look at these two
-/// places, but oFileStream::putLine writes them. To write a buffer that was read: `line.back() = L'\n';`
+/// places, but oFileStream::putLine writes them. To write a buffer that was read: `line.back() = 0x0A;`
 ///
 /// @snippet docs/examples.cpp TramoLine
 struct TramoLine {
