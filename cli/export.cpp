@@ -283,7 +283,7 @@ private:
 
     // Text that no value comes from and that no other field has as text.
     static bool holdsMore(const LineModel& model, std::wstring_view line) {
-        const auto isMissing = [&](const IgnoredText& ignored) { return !isKept(ignored, model.kind()); };
+        const auto isMissing = [&](const IgnoredText& text) { return !isKept(text, model.kind()); };
         return std::ranges::any_of(ignoredTexts(model, line), isMissing);
     }
 
