@@ -1,38 +1,31 @@
 #include "common/perthread.h"
-#include <atomic>
 #include <cstdlib>
-#include <iterator>
+#include <windows.h>
 
 namespace tramo {
 
 namespace {
 
-// Each thread's blocks, one for each user. A thread that has some keeps the library loaded until it ends.
-struct Own {
-    void* blocks[4]{};
-
-    ~Own() {
-        for (void*& block : blocks) {
-            std::free(block);
-            block = nullptr;
-        }
-    }
-};
-thread_local Own ownBlocks;
-
-std::atomic<std::size_t> users = 0;
+void WINAPI freeBlock(void* block) { std::free(block); }
 
 }  // namespace
 
-ThreadBlocks::ThreadBlocks(std::size_t blockSize) noexcept : size(blockSize), place(users++) {}
+// The system frees the blocks of threads that end, and FlsFree those of all others.
+ThreadBlocks::ThreadBlocks(std::size_t blockSize) noexcept : size(blockSize), place(FlsAlloc(freeBlock)) {}
 
-ThreadBlocks::~ThreadBlocks() = default;
+ThreadBlocks::~ThreadBlocks() {
+    if (place != FLS_OUT_OF_INDEXES) FlsFree(static_cast<DWORD>(place));
+}
 
 void* ThreadBlocks::own() noexcept {
-    if (place >= std::size(ownBlocks.blocks)) return nullptr;
-    void*& block = ownBlocks.blocks[place];
-    if (!block) block = std::calloc(1, size);
-    return block;
+    if (place == FLS_OUT_OF_INDEXES) return nullptr;
+    const auto slot = static_cast<DWORD>(place);
+    void* block = FlsGetValue(slot);
+    if (block) return block;
+    block = std::calloc(1, size);
+    if (block && FlsSetValue(slot, block) != 0) return block;
+    std::free(block);
+    return nullptr;
 }
 
 }  // namespace tramo
