@@ -53,6 +53,12 @@ const std::type_info& wideStandardBuffer = classOf(*std::wclog.rdbuf());
 bool isStandardBuffer(const std::streambuf& buffer) { return classOf(buffer) == narrowStandardBuffer; }
 bool isStandardBuffer(const std::wstreambuf& buffer) { return classOf(buffer) == wideStandardBuffer; }
 
+// Those of the standard error output.
+const std::streambuf* const errorBuffer = std::clog.rdbuf();
+const std::wstreambuf* const wideErrorBuffer = std::wclog.rdbuf();
+bool isErrorBuffer(const std::streambuf& buffer) { return &buffer == errorBuffer; }
+bool isErrorBuffer(const std::wstreambuf& buffer) { return &buffer == wideErrorBuffer; }
+
 // The text as such a buffer prints it, if it can print every character: character by character, in the locale of C++.
 std::optional<std::string> inStandardBuffer(const std::wstreambuf& buffer, std::wstring_view text) {
     const std::locale locale = buffer.getloc();
@@ -164,7 +170,9 @@ template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& ou
     auto* const buffer = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(out.rdbuf());
     if (buffer && std::fwide(buffer->file(), 0) == 0) return fileno(buffer->file());
 #elif defined(_LIBCPP_VERSION) && !defined(_WIN32)
-    if (out.good() && isStandardBuffer(*out.rdbuf()) && std::fwide(stdout, 0) == 0) return fileno(stdout);
+    if (!out.good() || !isStandardBuffer(*out.rdbuf())) return none;
+    std::FILE* const file = isErrorBuffer(*out.rdbuf()) ? stderr : stdout;
+    if (std::fwide(file, 0) == 0) return fileno(file);
 #endif
     static_cast<void>(out);
     return none;

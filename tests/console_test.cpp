@@ -8,6 +8,7 @@
 #include "tramostream/stringconverter.h"
 #include <atomic>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
@@ -58,6 +59,12 @@ void parseWrongKindOfLine() {
     const RoundTramoModel model(line);
 }
 #define WRONG_KIND "RoundTramoModel : unvalidLineType(1 != 0), Parse failed\n"
+
+#ifdef _WIN32
+const char* const nowhere = "NUL";
+#else
+const char* const nowhere = "/dev/null";
+#endif
 
 // What a stream's first character does. From then on the other stream cannot print.
 void orientWide() { std::fwide(stdout, 1); }
@@ -154,6 +161,14 @@ const Case cases[] = {
         std::cout.rdbuf(buffer);
         std::cout << "caught " << caught.str();
     }, "caught caf\xC3\xA9\n"},
+    {"streamsLeadToStandardError", [] {
+        if (!std::freopen(nowhere, "w", stderr)) std::abort();
+        std::streambuf* const buffer = std::cout.rdbuf(std::cerr.rdbuf());
+        std::wstreambuf* const wideBuffer = std::wcout.rdbuf(std::wcerr.rdbuf());
+        narrow("one\n"), wide(L"two\n");
+        std::cout.rdbuf(buffer), std::wcout.rdbuf(wideBuffer);
+        narrow("three\n");
+    }, "three\n"},
     {"narrowFallsOntoARedirectedStream", [] {
         std::wostringstream caught;
         std::wcout << L"before\n";
