@@ -18,7 +18,7 @@
 
 /// @def TRAMO_HIDDEN
 /// Marks what a class of the library keeps to itself.
-#if defined(__GNUC__) && !defined(_WIN32)
+#if defined(__GNUC__) && !defined(_WIN32) && !defined(TRAMOSTREAM_STATIC)
 #define TRAMO_HIDDEN __attribute__((visibility("hidden")))
 #else
 #define TRAMO_HIDDEN
