@@ -137,7 +137,7 @@ struct LineSort {
 };
 
 struct Losses {
-    std::uint64_t count = 0;
+    std::uint64_t count = 0, told = 0;
     std::vector<std::string> first;
 };
 
@@ -198,7 +198,8 @@ public:
         for (Rewriting& piece : pieces) {
             if (copies && !piece.loses) continue;
             const Finding* finding = piece.loses ? findingOf(piece, findings) : nullptr;
-            if (piece.loses) note(line, *model, piece, finding);
+            if (copies) note(line, *model, piece, finding);
+            losses.count += piece.loses;
             count(line, model->kind(), std::move(piece), finding);
         }
         copied += copies;
@@ -218,16 +219,18 @@ public:
     std::map<std::string, LineSort> damages, lineEnds;
 
 private:
-    void lose(std::string message) {
+    // Says why a line is copied.
+    void tell(std::string message) {
         constexpr std::size_t most = 10;
-        if (++losses.count <= most) losses.first.push_back(std::move(message));
+        if (++losses.told <= most) losses.first.push_back(std::move(message));
     }
 
     void malformed(const Line& line, const Finding& finding) {
         ++damaged;
         LineSort& sort = damages[std::string(finding.rule->name)];
         if (sort.lines++ == 0) sort.line = line.number, sort.example = finding.message;
-        lose(fmt::format("{}:{}: {}", name, line.number, cli::sentence(finding)));
+        ++losses.count;
+        tell(fmt::format("{}:{}: {}", name, line.number, cli::sentence(finding)));
     }
 
     void lineEnd(const Line& line) {
@@ -254,7 +257,7 @@ private:
                                   : piece.field
                                       ? fmt::format("{} ({}): {}", piece.field->name, model.kind().name, happening(piece))
                                       : happening(piece);
-        lose(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
+        tell(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
     }
 
     // By kind, field and what happens; codes also by what becomes of which.
@@ -294,12 +297,11 @@ std::string sentence(const Sort& sort) {
 }
 
 void printText(Output& out, const Rewriter& done) {
-    out.print("{}: ", done.name);
     if (done.changed == 0 && done.losses.count == 0) {
-        out.print("nothing would change in {}\n", counted(done.lines, "line"));
+        out.print("{}: nothing would change in {}\n", done.name, counted(done.lines, "line"));
         return;
     }
-    out.print("{} of {} would change", done.changed, counted(done.lines, "line"));
+    out.print("{}: {} of {} would change", done.name, done.changed, counted(done.lines, "line"));
     if (done.lossy) out.print(", {} with a loss", done.lossy);
     out.print("\n");
     if (done.damaged) out.print("  {} would be copied\n", counted(done.damaged, "malformed line"));
@@ -399,10 +401,10 @@ int write(const Rewriter& done, EncodedText& text, bool keepsAll) {
         complain(fmt::format("{}: nothing was written", done.name));
         return somethingFound;
     }
-    for (const std::string& message : done.losses.first) complain(message);
-    if (done.losses.count > done.losses.first.size())
-        complain(fmt::format("... and {} more", done.losses.count - done.losses.first.size()));
     text.commit();
+    for (const std::string& message : done.losses.first) complain(message);
+    if (done.losses.told > done.losses.first.size())
+        complain(fmt::format("... and {} more", done.losses.told - done.losses.first.size()));
     std::string summary = fmt::format("{}: {} of {} changed", done.name, done.changed, counted(done.lines, "line"));
     if (done.lossy) summary += fmt::format(", {} with a loss", done.lossy);
     if (done.damaged) summary += fmt::format(", {} copied", counted(done.damaged, "malformed line"));

@@ -23,7 +23,7 @@ COMMANDS = [
     ("tables", "export", "in/large.txt", "--to", "csv"),
     ("new.db", "export", "in/large.txt", "--to", "sqlite"),
     ("new.xlsx", "export", "in/large.txt", "--to", "xlsx"),
-    ("new.txt", "rewrite", "in/large.txt"),
+    ("new.txt", "rewrite", "--force", "in/large.txt"),
     ("new16.txt", "convert", "in/large.txt", "--encoding", "utf16le"),
     ("imported.txt", "import", "in/large.jsonl", "--from", "jsonl", "--encoding", "ansi"),
     ("imported-csv.txt", "import", "in/large-tables", "--from", "csv", "--encoding", "ansi"),
