@@ -457,6 +457,23 @@ class SameFile(OutputsTest):
         self.assertEqual(contents(self.path("out/log")), OLD)
         self.assertEqual(self.run_here(["export", "round.txt", "--to", "jsonl", "-o", "/dev/null", "--findings", "/dev/null"])[0], 0)
 
+    def test_rows_are_published_before_findings(self):
+        """Of two outputs the second may fail when the first one is there."""
+        large = os.path.join(inputs, "large-broken.txt")   # more findings than are kept in memory
+        for source, form, findings, isThere in (("broken.txt", "jsonl", "/dev/full", True), ("broken.txt", "csv", "/dev/full", True),
+                                                (large, "jsonl", "/dev/full", False), ("broken.txt", "jsonl", "out/none/f", False)):
+            with self.subTest(source=source, form=form, findings=findings):
+                self.start_cell()
+                code, _, err = self.run_here(["export", source, "--to", form, "-o", "out/new", "--findings", findings])
+                self.assertEqual(code, 3)
+                self.assertIn(f"tramo: cannot write {findings}: ", err)
+                self.assert_only(*["new"] * isThere)
+        self.start_cell()
+        self.put_old("findings")
+        self.assertEqual(self.run_here(["export", "broken.txt", "--to", "jsonl", "-o", "/dev/full", "--findings", "out/findings"])[0], 3)
+        self.assert_only("findings")
+        self.assertEqual(contents(self.path("out/findings")), OLD)
+
     def test_expected_findings_of_a_sample(self):
         self.start_cell()
         os.symlink("new", self.path("out/new.expected.jsonl"))
