@@ -222,7 +222,8 @@ class Exporter {
 public:
     explicit Exporter(const Options& chosenOptions)
         : options(chosenOptions), input(options.file, options.encoding, options.lines),
-          rows(sinkFor(options, options.output, {.secret = options.keys == Keys::Shown, .force = options.force}, true)) {
+          rows(sinkFor(options, options.output,
+              {.secret = options.keys == Keys::Shown, .keys = options.keys == Keys::Shown, .force = options.force}, true)) {
         // What is wrong with a customer's data is for nobody else.
         if (!options.findings.empty())
             beside = sinkFor(options, options.findings, {.secret = true, .force = options.force}, false);

@@ -24,7 +24,7 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 class CsvFile {
 public:
     CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
-        : file(path, mode, name), table(of) {
+        : file(path, withKeysOf(mode, of), name), table(of) {
         if (bom) file.print("{}", byteOrderMark);
         file.print("line,kind");
         for (const Column& column : table.columns) file.print(",{}", column.name);
@@ -47,6 +47,11 @@ public:
     void commit() { file.commit(); }
 
 private:
+    static OutFile::Mode withKeysOf(OutFile::Mode mode, const Table& of) {
+        mode.keys &= &of == &keyTable();
+        return mode;
+    }
+
     void append(std::monostate) {}
     void append(bool flag) { file.text.push_back(flag ? '1' : '0'); }
     void append(long long number) { file.print("{}", number); }

@@ -80,6 +80,17 @@ void settle(const NotedOutput& output, const Unfinished& made, const OutMode& mo
         complain(fmt::format("{}: attributes of the old file are not kept: {}", printable(std::string_view(output.name)), lost));
 }
 
+// The owner of a replaced file has chosen who can read it, but perhaps not with keys in it.
+void reportReadableKeys(const NotedOutput& output) {
+    constexpr unsigned everyUser = 04;
+    if (!output.place.facts() || (output.place.facts()->mode & everyUser) == 0) return;
+    // A name that cannot be printed as it is has to be filled in by the reader.
+    const std::string name = printable(std::string_view(output.name));
+    complain(fmt::format(
+        "{}: may hold keys, and every user can read it, because the old file's permissions are kept; run: chmod 600 {}", name,
+        name == output.name ? shellWord(name) : "FILE"));
+}
+
 std::string withoutSlash(std::string path) {
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     return path;
@@ -184,7 +195,9 @@ void OutFile::commit() {
         if (!reachesDisk(file.get())) fail(errno);
     }
     if (!closeFile(file.release())) fail(errno);
-    if (!isStream() && !unfinished.become(noted.place.base())) fail(errno);
+    if (isStream()) return;
+    if (!unfinished.become(noted.place.base())) fail(errno);
+    if (mode.keys) reportReadableKeys(noted);
 }
 
 void OutFile::fail(int error) const { throw WriteFailed{held ? temporaryName() : noted.name, error}; }

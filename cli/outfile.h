@@ -13,6 +13,7 @@ namespace tramo::cli {
 /// How an output is written.
 struct OutMode {
     bool secret = false;         ///< for its owner only, if it is new
+    bool keys = false;           ///< may hold keys: reported if every user can read it
     bool held = false;           ///< streams, too, get nothing before `commit`; until then it is in a temporary file
     bool force = false;          ///< replaces also what is read-only or has other names
     bool replacesInput = false;  ///< may be the file that has been read
@@ -61,8 +62,8 @@ public:
     std::string temporaryPath() const { return unfinished.path(); }
     Place& target() { return noted.place; }
 
-    /// It has got secrets: it is for its owner only, if it is new.
-    void keepSecret() { mode.secret = true; }
+    /// It holds keys: it is for its owner only, if it is new.
+    void keepSecret() { mode.secret = mode.keys = true; }
 
     void write(std::string_view bytes);
 

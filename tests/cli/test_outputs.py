@@ -560,6 +560,42 @@ class Permissions(OutputsTest):
         self.assertIn(self.run_here(["import", "both.jsonl", "--from", "jsonl", "--encoding", "ansi", "-o", "out/new"])[0], (0, 1))
         self.assertEqual(permissions(self.path("out/new")), 0o600)
 
+    def test_keys_in_a_file_that_every_user_can_read(self):
+        """Its owner has chosen the permissions, but perhaps not for keys."""
+        self.start_cell()
+        self.run_here(["export", "keys.txt", "--to", "jsonl", "--show-keys", "-o", "keys.jsonl"])
+        self.addCleanup(remove, self.path("keys.jsonl"))
+        commands = [["export", "keys.txt", "--to", form, "--show-keys"] for form in ("jsonl", "csv", "sqlite", "xlsx")]
+        commands += [["convert", "keys.txt", "--encoding", "utf16le"], ["rewrite", "keys.txt"],
+                     ["import", "keys.jsonl", "--from", "jsonl", "--encoding", "ansi"]]
+        for words in commands:
+            for mode, isRead in ((0o644, True), (0o640, False), (0o600, False), (0o666, True)):
+                with self.subTest(words=words, mode=mode):
+                    path = self.put_old("old file.csv", b"", mode)
+                    code, _, err = self.run_here([*words, "--force", "-o", "out/old file.csv"])
+                    self.assertIn(code, (0, 1))
+                    self.assertEqual(permissions(path), mode)
+                    self.assertEqual([line for line in err.splitlines() if "may hold keys" in line],
+                                     ["tramo: out/old file.csv: may hold keys, and every user can read it, because the old file's "
+                                      "permissions are kept; run: chmod 600 'out/old file.csv'"] * isRead)
+        self.put_old("\x1b[31m")
+        err = self.run_here(["convert", "keys.txt", "--encoding", "ansi", "-o", "out/\x1b[31m"])[2]
+        self.assertEqual((err.split(": ")[1], err.split()[-1]), ("out/\\x1b[31m", "FILE"))
+        os.mkdir(self.path("out/tables"))
+        for source, table in (("keys.txt", "key"), ("round.txt", "round")):
+            self.run_here(["export", source, "--to", "csv", "--only", table, "-o", f"out/tables/{table}.csv"])
+            os.chmod(self.path(f"out/tables/{table}.csv"), 0o644)
+        err = self.run_here(["export", "keys.txt", "--to", "csv", "--show-keys", "--force", "-o", "out/tables"])[2]
+        self.assertEqual([line.split(": ")[1] for line in err.splitlines() if "may hold keys" in line], ["out/tables/key.csv"])
+
+    def test_without_keys_nothing_is_said_of_permissions(self):
+        self.start_cell()
+        for words in (["export", "keys.txt", "--to", "jsonl"], ["export", "round.txt", "--to", "jsonl", "--findings", "out/findings"],
+                      ["export", "round.txt", "--to", "csv", "--only", "round", "--show-keys"], ["convert", "round.txt", "--encoding", "ansi"]):
+            self.put_old("findings")
+            self.put_old()
+            self.assertNotIn("may hold keys", self.run_here([*words, "-o", "out/new"])[2])
+
     def test_kept(self):
         for mode in (0o640, 0o600, 0o666, 0o755):
             for cell in self.each([c for c in (COMMANDS if mode == 0o640 else SOME) if c.form != "folder"], f"over {mode:03o}"):
