@@ -10,7 +10,7 @@ import tempfile
 import termios
 import unittest
 
-TRAMO = os.environ["TRAMO"]
+TRAMO = os.path.abspath(os.environ["TRAMO"])
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 HERE = os.path.dirname(os.path.abspath(__file__))
 ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": os.environ.get("TRAMO_TEST_LC_ALL", "C")} | {
