@@ -17,7 +17,7 @@ import zoneinfo
 from datetime import datetime, timedelta, timezone
 from support import ENVIRONMENT, TRAMO, put, sample, utf16
 
-ALL = int(os.environ.get("TRAMO_SAME", 0))
+ALL = int(os.environ.get("TRAMO_SAME") or 0)
 # Zones that shift by half an hour, two hours and a whole day, at midnight, backwards in summer, around a month of fasting.
 ZONES = ["Europe/Paris", "America/New_York", "Australia/Lord_Howe", "Asia/Tehran", "Africa/Casablanca", "America/Sao_Paulo",
          "Pacific/Apia", "Antarctica/Troll", "Europe/Dublin", "UTC"]
