@@ -17,7 +17,7 @@ bool isSet(const char* variable) {
 }
 
 // An error output that cannot be written is nobody's fault and no reason to stop.
-void say(const char* text) { std::fputs(text, stderr); }
+void say(std::string_view text) { (void)writeTo(stderr, text); }
 
 // The cursor stands behind a progress line.
 std::atomic<bool> progressVisible = false;
@@ -49,7 +49,7 @@ void Progress::show(std::string_view what, std::uint64_t done, std::uint64_t all
     due = std::chrono::steady_clock::now() + 200ms;
     const std::string how = all ? fmt::format(" {} %", std::min(done, all) * 100 / all) : fmt::format(" {}", amount(done));
     const auto width = static_cast<std::size_t>(std::max(terminalWidth(stderr), 0));
-    say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how).c_str());
+    say(fmt::format("\r{}{}\x1b[K", width > how.size() ? endOf(what, width - how.size() - 1) : what, how));
     progressVisible = true;
 }
 

@@ -1,6 +1,7 @@
 // File descriptors, for the sources that are of POSIX systems only.
 #pragma once
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 #include <utility>
 
@@ -12,6 +13,15 @@ int uninterrupted(auto call) {
         const int result = call();
         if (result >= 0 || errno != EINTR) return result;
     }
+}
+
+/// After a read or write that failed: whether to make the same call again, because a signal came in between, or because the
+/// descriptor is in non-blocking mode. Then this waits until the descriptor is ready (`events`: POLLIN or POLLOUT).
+inline bool mayTryAgain(int descriptor, short events) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN) return false;
+    pollfd waiting{descriptor, events, 0};
+    return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
 }
 
 /// Closes a file descriptor at its end. It keeps errno.

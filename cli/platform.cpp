@@ -78,7 +78,7 @@ std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted) {
     std::size_t done = 0;
     for (;;) {
         done += std::fread(bytes + done, 1, wanted - done, file);
-        if (done == wanted || !std::ferror(file) || errno != EINTR) return done;
+        if (done == wanted || !std::ferror(file) || !mayTryAgain(fileno(file), POLLIN)) return done;
         std::clearerr(file);
     }
 }
@@ -87,7 +87,7 @@ bool writeTo(std::FILE* file, std::string_view bytes) {
     for (;;) {
         bytes.remove_prefix(std::fwrite(bytes.data(), 1, bytes.size(), file));
         if (bytes.empty()) return true;
-        if (errno != EINTR) return false;
+        if (!mayTryAgain(fileno(file), POLLOUT)) return false;
         std::clearerr(file);
     }
 }
@@ -135,14 +135,15 @@ Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied
 
     std::array<char, 65536> block;
     std::uint64_t all = 0;
-    auto next = [&] { return static_cast<int>(read(fileno(source), block.data(), block.size())); };
-    int count = 0;
-    while ((count = uninterrupted(next)) > 0) {  // what has come, be it ever so little
+    for (;;) {
+        const ssize_t count = read(fileno(source), block.data(), block.size());  // what has come, be it ever so little
+        if (count == 0) return;
+        if (count < 0 && mayTryAgain(fileno(source), POLLIN)) continue;
+        if (count < 0) throw std::system_error(errno, std::generic_category());
         const auto size = static_cast<std::size_t>(count);
         if (!writeTo(copy.get(), {block.data(), size})) throw WriteFailed{"a temporary file in " + temporaryFolder(), errno};
         copied(all += size);
     }
-    if (count < 0) throw std::system_error(errno, std::generic_category());
 }
 
 }  // namespace tramo::cli

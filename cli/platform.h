@@ -46,7 +46,8 @@ void letWritesFail();
 /// The system's words for an error number.
 std::string reasonOf(int errorNumber);
 
-// What the C library does with files, but not ended by a signal that comes in between.
+// What the C library does with files, but not ended by a signal that comes in between. Where a file is in non-blocking mode,
+// these wait for the peer.
 
 /// nullptr and errno when it cannot be opened.
 std::FILE* openFile(const std::string& path, const char* mode);

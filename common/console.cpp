@@ -16,11 +16,14 @@
 #include <typeinfo>
 
 #ifdef __GLIBCXX__
+#include <ext/stdio_filebuf.h>
 #include <ext/stdio_sync_filebuf.h>
 #endif
 #ifdef _WIN32
 #include <io.h>
 #else
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 #endif
 
@@ -94,18 +97,22 @@ std::optional<std::string> inProcessLocale(std::wstring_view text) {
 }
 #endif
 
-bool fileLocalePrints(const std::wfilebuf& file, std::wstring_view text) {
+// The text as a file prints it, if it can print every character.
+std::optional<std::string> inFileLocale(const std::wfilebuf& file, std::wstring_view text) {
     const std::locale locale = file.getloc();
 #ifdef _WIN32
-    if (locale == std::locale::classic()) return false;  // the same
+    if (locale == std::locale::classic()) return std::nullopt;  // the same
 #endif
     const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
     std::string bytes(text.size() * static_cast<std::size_t>(facet.max_length()), '\0');
     std::mbstate_t state{};
     const wchar_t* read = nullptr;
     char* written = nullptr;
-    return facet.out(state, text.data(), text.data() + text.size(), read, bytes.data(), bytes.data() + bytes.size(), written) ==
-           std::codecvt_base::ok;
+    const auto result =
+        facet.out(state, text.data(), text.data() + text.size(), read, bytes.data(), bytes.data() + bytes.size(), written);
+    if (result != std::codecvt_base::ok) return std::nullopt;
+    bytes.resize(static_cast<std::size_t>(written - bytes.data()));
+    return bytes;
 }
 
 // Whether wcout prints every character. It has to be known before: a refusal comes in the middle of the message, or as
@@ -115,7 +122,7 @@ bool wideStreamPrints(std::wstring_view text) {
     const bool zeros = text.find(L'\0') != text.npos;  // which libc++ does not print
     if ((ascii && !zeros) || switchedOff(std::wcout)) return true;
     const std::wstreambuf* const buffer = std::wcout.rdbuf();
-    if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return fileLocalePrints(*file, text);
+    if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return inFileLocale(*file, text).has_value();
 #ifdef __GLIBCXX__
     const bool standardOutput = dynamic_cast<const __gnu_cxx::stdio_sync_filebuf<wchar_t>*>(buffer) != nullptr;
     if (standardOutput) return std::fwide(stdout, 0) >= 0 && inProcessLocale(text).has_value();
@@ -146,6 +153,13 @@ template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_strin
     return written;
 }
 
+#ifndef _WIN32
+bool awaitRoom(int file) {
+    pollfd waiting{file, POLLOUT, 0};
+    return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+#endif
+
 // Below both streams.
 void toDescriptor(int file, std::string_view bytes) {
     std::fflush(stdout);
@@ -155,7 +169,7 @@ void toDescriptor(int file, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto count = ::write(file, bytes.data(), bytes.size());
         if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
-        else if (errno != EINTR) return;
+        else if (errno != EINTR && !(errno == EAGAIN && awaitRoom(file))) return;
     }
 #endif
 }
@@ -178,20 +192,53 @@ template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& ou
     return none;
 }
 
+#ifndef _WIN32
+template <class Char> int descriptorBelow(std::basic_streambuf<Char>& buffer) {
+#ifdef __GLIBCXX__
+    if (auto* const file = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(&buffer)) return fileno(file->file());
+    if (auto* const file = dynamic_cast<__gnu_cxx::stdio_filebuf<Char>*>(&buffer)) return file->fd();
+#elif defined(_LIBCPP_VERSION)
+    if (isStandardBuffer(buffer)) return fileno(isErrorBuffer(buffer) ? stderr : stdout);
+#endif
+    static_cast<void>(buffer);
+    return none;
+}
+#endif
+
+// The descriptor behind a stream if it is in non-blocking mode; else none. A part of what such a descriptor does not take at
+// once is lost in the C and C++ libraries. What waited in the stream has been printed.
+template <class Char> int nonBlockingDescriptor(std::basic_ostream<Char>& out) {
+#ifndef _WIN32
+    const int file = switchedOff(out) ? none : descriptorBelow(*out.rdbuf());
+    if (file == none || (fcntl(file, F_GETFL) & O_NONBLOCK) == 0 || !awaitRoom(file)) return none;
+    taken<Char>(out, {});
+    return file;
+#else
+    static_cast<void>(out);
+    return none;
+#endif
+}
+
+template <class Char> int descriptorFor(std::basic_ostream<Char>& out) {
+    const int file = undecidedDescriptor(out);
+    return file == none ? nonBlockingDescriptor(out) : file;
+}
+
 bool printedNarrow(std::string_view bytes) {
-    const int file = undecidedDescriptor(std::cout);
+    const int file = descriptorFor(std::cout);
     if (file == none) return taken(std::cout, bytes);
     toDescriptor(file, bytes);
     return true;
 }
 
 bool printedWide(std::wstring_view text) {
-    const int file = undecidedDescriptor(std::wcout);
+    const int file = descriptorFor(std::wcout);
     if (file == none) return wideStreamPrints(text) && taken(std::wcout, text);
 #ifdef _LIBCPP_VERSION
     const std::optional<std::string> bytes = inStandardBuffer(*std::wcout.rdbuf(), text);
 #else
-    const std::optional<std::string> bytes = inProcessLocale(text);
+    const auto* const ownBuffer = dynamic_cast<const std::wfilebuf*>(std::wcout.rdbuf());
+    const std::optional<std::string> bytes = ownBuffer ? inFileLocale(*ownBuffer, text) : inProcessLocale(text);
 #endif
     if (bytes) toDescriptor(file, *bytes);
     return bytes.has_value();

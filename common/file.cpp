@@ -1,6 +1,10 @@
 #include "common/file.h"
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
+#include <poll.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -8,6 +12,9 @@
 namespace tramo {
 
 namespace {
+
+// Changed only in a child, which has one thread then.
+constinit std::atomic<std::uint32_t> forks = 0;
 
 constexpr std::size_t firstPiece = std::size_t{64} << 10;
 
@@ -26,6 +33,16 @@ template <class Call> auto uninterrupted(Call call) {
     }
 }
 
+// The same of a read or write. What the process has put into non-blocking mode is waited for.
+template <class Call> ssize_t transferred(int descriptor, short events, Call call) {
+    for (;;) {
+        const ssize_t result = uninterrupted(call);
+        if (result >= 0 || errno != EAGAIN) return result;
+        pollfd waiting{descriptor, events, 0};
+        if (uninterrupted([&] { return ::poll(&waiting, 1, -1); }) < 0) return -1;
+    }
+}
+
 struct stat statusOf(int descriptor) {
     struct stat status {};
     fstat(descriptor, &status);
@@ -33,6 +50,13 @@ struct stat statusOf(int descriptor) {
 }
 
 }  // namespace
+
+// By the number of the process it would cost a system call.
+std::uint32_t countForks() {
+    static const bool isCounting = pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); }) == 0;
+    if (!isCounting) throw std::bad_alloc();
+    return forks.load(std::memory_order_relaxed);
+}
 
 File::File(const char* path, Access access) {
     constexpr mode_t mode = 0666;
@@ -64,7 +88,7 @@ bool File::readAll(ByteBuffer& bytes) const {
     bytes.reserve(bytes.size() + (size > 0 ? static_cast<std::size_t>(size) + 1 : firstPiece));
     for (;;) {
         if (bytes.room() == 0) bytes.reserve(2 * bytes.size());
-        const ssize_t count = uninterrupted([&] { return ::read(descriptor, bytes.end(), bytes.room()); });
+        const ssize_t count = transferred(descriptor, POLLIN, [&] { return ::read(descriptor, bytes.end(), bytes.room()); });
         if (count <= 0) {
             bytes.shrinkToFit();
             return count == 0;
@@ -76,7 +100,7 @@ bool File::readAll(ByteBuffer& bytes) const {
 std::size_t File::write(const char* bytes, std::size_t count) const {
     std::size_t done = 0;
     while (done < count) {
-        const ssize_t taken = uninterrupted([&] { return ::write(descriptor, bytes + done, count - done); });
+        const ssize_t taken = transferred(descriptor, POLLOUT, [&] { return ::write(descriptor, bytes + done, count - done); });
         if (taken == 0) errno = ENOSPC;
         if (taken <= 0) break;
         done += static_cast<std::size_t>(taken);

@@ -6,6 +6,10 @@
 
 namespace tramo {
 
+// How many forks this process has behind it, counted since its first ancestor that called this: another number than before
+// means that what was buffered before is the parent's, too. Throws std::bad_alloc on its first call only.
+std::uint32_t countForks();
+
 class File {
 public:
     enum class Access {

@@ -29,6 +29,8 @@ int lastError() {
 
 }  // namespace
 
+std::uint32_t countForks() { return 0; }
+
 File::File(const char* path, Access access) {
     const bool reads = access == Access::Read;
     const DWORD wanted = reads ? GENERIC_READ : GENERIC_WRITE;

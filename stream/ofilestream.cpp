@@ -59,6 +59,7 @@ struct oFileStream::State {
     void open(File::Access access);
     void checkOpen() const;
     void checkLength(unsigned given, std::size_t expected) const;
+    void dropInherited();
     void putLine(std::wstring_view text);
     void encode(std::wstring_view text);
     write_exception refusal(int reason) const;
@@ -104,6 +105,7 @@ int oFileStream::rdstate() const {
 
 void oFileStream::flush() {
     state->checkOpen();
+    state->dropInherited();
     if (const int reason = state->file.flush()) throw state->refusal(reason);
 }
 
@@ -135,7 +137,13 @@ void oFileStream::State::checkLength(unsigned given, std::size_t expected) const
     throw bad_line_length(given, static_cast<std::uint32_t>(expected), static_cast<std::uint32_t>(shownLineNumber()));
 }
 
+// In a child process: only its own lines are counted as safely written from now on.
+void oFileStream::State::dropInherited() {
+    if (file.dropInherited()) firstLine = lineNumber;
+}
+
 void oFileStream::State::putLine(std::wstring_view text) {
+    dropInherited();
     encode(text);
     if (const int reason = file.append(unit)) throw refusal(reason);
     ++lineNumber;

@@ -14,6 +14,7 @@ constexpr std::size_t blockSize = std::size_t{64} << 10;
 }  // namespace
 
 void UnitFile::open(const char* path, File::Access access, std::string_view mark) {
+    forks = countForks();
     file = File(path, access);
     refused = !file.isOpen();
     if (refused) return;
@@ -23,10 +24,19 @@ void UnitFile::open(const char* path, File::Access access, std::string_view mark
 
 void UnitFile::close() {
     if (!isOpen()) return;
+    dropInherited();
     flush();
     if (!file.close()) refused = true;
     waiting.clear();
     unitEnds.clear();
+}
+
+bool UnitFile::dropInherited() {
+    const std::uint32_t now = countForks();
+    if (now == forks) return false;
+    forks = now;
+    dropWaiting(waiting.size());
+    return true;
 }
 
 int UnitFile::append(std::string_view unit) {

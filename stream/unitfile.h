@@ -2,6 +2,7 @@
 #pragma once
 #include "common/file.h"
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,9 @@ public:
     // Units that have been appended and are not in the file.
     std::size_t waitingUnits() const { return unitEnds.size(); }
 
+    // Drops what waited when the process was forked: it is written by the parent. False: nothing of that kind.
+    bool dropInherited();
+
     // Whether the last attempt to open, write or close was refused.
     bool failed() const { return refused; }
 
@@ -43,6 +47,7 @@ private:
     std::string waiting;
     std::vector<std::size_t> unitEnds;  // in `waiting`
     bool refused = false;
+    std::uint32_t forks = 0;  // when the file was opened, or last looked at
 };
 
 }  // namespace tramo::stream

@@ -9,9 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <functional>
 #include <random>
+#include <thread>
 #include <type_traits>
 #ifndef _WIN32
 #include <sys/mman.h>
@@ -904,6 +906,41 @@ TEST_F(OutputStream, APipeThatNobodyReadsIsARefusal) {
     (void)std::signal(SIGPIPE, before);
 }
 
+// The file of this process that is the pipe.
+int descriptorOf(const std::string& path) {
+    struct stat wanted {
+    }, one{};
+    stat(path.c_str(), &wanted);
+    for (int file = 3; file < 1000; ++file)
+        if (fstat(file, &one) == 0 && one.st_ino == wanted.st_ino && (fcntl(file, F_GETFL) & O_ACCMODE) == O_WRONLY) return file;
+    return -1;
+}
+
+TEST_F(OutputStream, APipeInNonBlockingModeIsWaitedFor) {
+    ASSERT_EQ(mkfifo(path("f").c_str(), 0600), 0);
+    const int reader = ::open(path("f").c_str(), O_RDONLY | O_NONBLOCK);
+    fcntl(reader, F_SETFL, 0);
+    fcntl(reader, F_SETPIPE_SZ, 4096);
+    open(path("f"), ansi);
+    const int writer = descriptorOf(path("f"));
+    ASSERT_GE(writer, 0);
+    fcntl(writer, F_SETFL, O_WRONLY | O_NONBLOCK);
+    std::string got;
+    std::thread slow([&] {
+        usleep(300'000);
+        char bytes[4096];
+        for (ssize_t count; (count = read(reader, bytes, sizeof bytes)) > 0;) got.append(bytes, static_cast<std::size_t>(count));
+        close(reader);
+    });
+    const std::clock_t before = std::clock();
+    for (int i = 0; i < 1000; ++i) out.putLine(record, 514);
+    out.close();
+    slow.join();
+    EXPECT_EQ(out.rdstate(), good);
+    EXPECT_TRUE(got == repeated(recordBytes, 1000)) << got.size();
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC * 2);
+}
+
 // ---- Sudden ends ----------------------------------------------------------------------------------------------------
 
 // Runs in a process of its own, which ends with it at once and closes nothing.
@@ -928,6 +965,112 @@ TEST_F(OutputStream, AProcessThatEndsBetweenTwoLinesLeavesWholeLines) {
         EXPECT_EQ(size % 514, 0U) << lines;
         EXPECT_GE(size + 65536, static_cast<std::size_t>(lines) * 514);
     }
+}
+
+// ---- Fork -----------------------------------------------------------------------------------------------------------
+
+int statusOf(pid_t child) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(OutputStream, LinesThatWaitAtAForkAreWrittenOnceByTheParent) {
+    const std::pair<const char*, std::function<void(oFileStream&)>> ends[] = {
+        {"destroys", [](oFileStream& stream) { stream.~oFileStream(); }},
+        {"closes", [](oFileStream& stream) { stream.close(); }},
+        {"flushes", [](oFileStream& stream) { stream.flush(); }},
+        {"flushes and closes", [](oFileStream& stream) { stream.flush(), stream.close(); }},
+        {"opens another file",
+            [this](oFileStream& stream) { stream.close(), stream.open(path("other").c_str(), ansi), stream.close(); }},
+    };
+    for (const int encoding : {ansi, utf16le})
+        for (const auto& [name, end] : ends) {
+            SCOPED_TRACE(name);
+            std::filesystem::remove(path("f"));
+            oFileStream stream;
+            stream.open(path("f").c_str(), encoding);
+            stream.putLine(L"one", true), stream.flush();
+            stream.putLine(L"two", true), stream.putLine(L"three", true);
+            EXPECT_EQ(statusOf(inChild([&] {
+                end(stream);
+                _exit(stream.rdstate());
+            })),
+                0);
+            EXPECT_EQ(written(), encoding == ansi ? "one\r\n" : mark + utf16(u"one\r\n", false));
+            stream.putLine(L"four", true);
+            stream.close();
+            EXPECT_EQ(stream.rdstate(), good);
+            EXPECT_EQ(written(),
+                encoding == ansi ? "one\r\ntwo\r\nthree\r\nfour\r\n" : mark + utf16(u"one\r\ntwo\r\nthree\r\nfour\r\n", false));
+        }
+}
+
+TEST_F(OutputStream, AChildThatExitsWritesNoLineOfItsParent) {
+    static oFileStream global;  // exit() destroys it
+    global.open(path("f").c_str(), ansi);
+    global.putLine(L"one", true);
+    const pid_t child = fork();
+    if (child == 0) exit(0);
+    EXPECT_EQ(statusOf(child), 0);
+    EXPECT_EQ(written(), "");
+    global.close();
+    EXPECT_EQ(written(), "one\r\n");
+}
+
+TEST_F(OutputStream, AChildWritesItsOwnLinesOnly) {
+    open(path("f"), ansi);
+    out.putLine(L"parent 1", true);
+    EXPECT_EQ(statusOf(inChild([&] {
+        out.putLine(L"child 1", true);
+        EXPECT_EQ(statusOf(inChild([&] { out.putLine(L"grandchild", true), out.close(); })), 0);
+        out.putLine(L"child 2", true);
+        out.close();
+    })),
+        0);
+    EXPECT_EQ(written(), "grandchild\r\nchild 1\r\nchild 2\r\n");
+    out.putLine(L"parent 2", true);
+    out.close();
+    EXPECT_EQ(written(), "grandchild\r\nchild 1\r\nchild 2\r\nparent 1\r\nparent 2\r\n");
+}
+
+TEST_F(OutputStream, ParentAndChildAppendBlocksOfWholeLines) {
+    constexpr int lines = 5000;
+    const auto putLines = [&](wchar_t letter) {
+        for (int i = 0; i < lines; ++i) out.putLine(std::wstring(300, letter), true);
+        out.close();
+    };
+    open(path("f"), ansi);
+    for (int i = 0; i < 10; ++i) out.putLine(std::wstring(300, L'p'), true);
+    const pid_t child = inChild([&] { putLines(L'c'); });
+    putLines(L'p');
+    EXPECT_EQ(statusOf(child), 0);
+    std::size_t parents = 0, children = 0;
+    std::istringstream all(written());
+    for (std::string line; std::getline(all, line);) {
+        if (line == std::string(300, 'p') + '\r') ++parents;
+        else if (line == std::string(300, 'c') + '\r') ++children;
+        else FAIL() << line;
+    }
+    EXPECT_EQ(parents, lines + 10U);
+    EXPECT_EQ(children, lines + 0U);
+}
+
+// A full disk for everybody: what waits stays with the parent, and the child names no line of it as its own.
+TEST_F(OutputStream, AfterAForkTheLastSafeLineIsOneOfTheChild) {
+    open("/dev/full", ansi);
+    for (int i = 0; i < 3; ++i) out.putLine(L"parent", true);
+    EXPECT_EQ(statusOf(inChild([&] {
+        out.flush();
+        out.putLine(L"child", true);
+        const std::string reason = thrownBy<write_exception>([&] { out.flush(); });
+        EXPECT_EQ(reason, "cannot write to /dev/full: " + std::string(std::strerror(ENOSPC)) +
+                              "; no line of this stream is safely in the file");
+        _exit(reason.ends_with("no line of this stream is safely in the file") ? 0 : 1);
+    })),
+        0);
+    EXPECT_EQ(thrownBy<write_exception>([&] { out.flush(); }),
+        "cannot write to /dev/full: " + std::string(std::strerror(ENOSPC)) + "; no line of this stream is safely in the file");
 }
 
 TEST_F(OutputStream, TwoProcessesInterleaveWholeLines) {

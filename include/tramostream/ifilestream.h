@@ -18,7 +18,8 @@
 /// of its own, which a later open() looks at.
 ///
 /// One object serves one file, as a rule. Opening a second one is possible; open() says what becomes of the text.
-/// Neither copied nor moved. An object is used by one thread at a time.
+/// Neither copied nor moved. An object is used by one thread at a time. After fork(), parent and child each read their own
+/// copy of the text from the same line on: open() has read the whole file, and nobody moves a shared position in it.
 class TRAMO_EXPORT iFileStream {
 public:
     /// Opens nothing.

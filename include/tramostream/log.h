@@ -73,7 +73,8 @@ namespace io {}
 ///     14:05:09 log     Warn  {iFileStream} File round.txt is open but empty.
 ///
 /// Each call opens, appends to and closes the log file by itself. A file that cannot be opened or written loses the line
-/// silently. Threads may write at once; what the system's appending makes of it is what the file holds.
+/// silently. Threads may write at once; what the system's appending makes of it is what the file holds. Between two calls
+/// no line waits and no file is open, so that a process may fork() at any time at which no other thread writes.
 namespace io::log {
 
 /// How bad a condition is. The streams write at Warn.

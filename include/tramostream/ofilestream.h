@@ -22,6 +22,11 @@
 /// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file,
 /// as long as none of them calls clear().
 ///
+/// After fork(), lines that wait belong to the parent, which writes each of them once. In the child, the stream drops
+/// them and may be used, closed or destroyed like any other: what the child puts is written to the same file, in whole
+/// lines, appended after what both have written before. Call fork() while no other thread uses the stream. A child made
+/// without fork() (vfork(), clone(), _Fork()) may only end by _exit() or exec.
+///
 /// @snippet docs/examples.cpp oFileStream
 class TRAMO_EXPORT oFileStream {
 public:
