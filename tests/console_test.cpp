@@ -22,6 +22,7 @@
 #include <fcntl.h>
 #include <io.h>
 #else
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -205,9 +206,15 @@ std::string run(const char* name, std::string& errors) {
 }
 #else
 // Standard output of this program run for one case, and what it says on the error output.
-std::string run(const char* name, std::string& errors) {
+std::string run(const char* name, std::string& errors, bool slowly = false) {
     int out[2], err[2];
     if (pipe(out) != 0 || pipe(err) != 0) throw std::runtime_error("no pipe");
+    std::size_t filled = 0;
+    if (slowly) {  // not a byte more goes in until somebody reads
+        fcntl(out[1], F_SETPIPE_SZ, 4096);
+        fcntl(out[1], F_SETFL, O_WRONLY | O_NONBLOCK);
+        while (write(out[1], "~", 1) == 1) ++filled;
+    }
     const pid_t child = fork();
     if (child == 0) {
         dup2(out[1], STDOUT_FILENO);
@@ -224,7 +231,8 @@ std::string run(const char* name, std::string& errors) {
         close(file);
         return text;
     };
-    std::string printed = readAll(out[0]);
+    if (slowly) usleep(300'000);
+    std::string printed = readAll(out[0]).substr(filled);
     errors = readAll(err[0]);
     int status = 0;
     waitpid(child, &status, 0);
@@ -250,6 +258,49 @@ TEST_P(Process, PrintsEachMessageOnceAndKeepsTheStreamsUsable) {
     EXPECT_EQ(run(GetParam().name, errors), GetParam().printed);
     EXPECT_EQ(errors, "");
 }
+
+#ifndef _WIN32
+constexpr int many = 500;
+
+std::string manyTimes(const std::string& text) {
+    std::string all;
+    for (int i = 0; i < many; ++i) all += text;
+    return all;
+}
+
+void sayMany() {
+    for (int i = 0; i < many; ++i) wide(L"a wide message\n"), narrow("a narrow message\n"), wide(L"caf\xE9\n");
+}
+const std::string saidMany = manyTimes("a wide message\na narrow message\ncaf\xC3\xA9\n");
+
+const Case slowCases[] = {
+    {"many", sayMany, saidMany},
+    {"manyAfterNarrow", [] { orientNarrow(), sayMany(); }, saidMany},
+    {"manyAfterWide", [] { orientWide(), sayMany(); }, saidMany},
+    {"manyInAUtf8Locale", [] { std::setlocale(LC_ALL, "C.UTF-8"), orientWide(), sayMany(); }, saidMany},
+    {"manyWithBuffersOfTheirOwn", [] { std::ios::sync_with_stdio(false), sayMany(); }, saidMany},
+    {"manyWithExceptions",
+        [] {
+            std::cout.exceptions(std::ios::badbit | std::ios::failbit),
+                std::wcout.exceptions(std::ios::badbit | std::ios::failbit);
+            orientNarrow(), sayMany();
+        },
+        saidMany},
+    {"manyBehindWhatWaits", [] { std::printf("before\n"), sayMany(); }, "before\n" + saidMany},
+    {"longMessage", [] { orientNarrow(), narrow(std::string(1'000'000, 'x')); }, std::string(1'000'000, 'x')},
+};
+
+class NonBlocking : public testing::TestWithParam<Case> {};
+INSTANTIATE_TEST_SUITE_P(
+    , NonBlocking, testing::ValuesIn(slowCases), [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(NonBlocking, OutputThatIsReadSlowlyGetsEachMessageOnce) {
+    std::string errors;
+    const std::string printed = run(GetParam().name, errors, true);
+    EXPECT_TRUE(printed == GetParam().printed) << printed.size() << " of " << GetParam().printed.size() << " bytes";
+    EXPECT_EQ(errors, "");
+}
+#endif
 
 TEST(Redirected, StreamsGetExactlyTheText) {
     Console console;
@@ -349,7 +400,11 @@ TEST_F(Switch, MayBeTurnedByAnyThreadAtAnyTime) {
 int main(int count, char** arguments) {
     if (count == 3 && std::strcmp(arguments[1], "--say") == 0) {
         std::locale::global(std::locale::classic());  // and that of C; cases set others
-        for (const Case& one : cases)
+        std::vector<Case> all(std::begin(cases), std::end(cases));
+#ifndef _WIN32
+        all.insert(all.end(), std::begin(slowCases), std::end(slowCases));
+#endif
+        for (const Case& one : all)
             if (std::strcmp(one.name, arguments[2]) == 0) {
                 one.say();
                 reportStates();
