@@ -1,5 +1,6 @@
 #include "console.h"
 #include "platform.h"
+#include "text.h"
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -74,7 +75,7 @@ bool wantsColour(ColourChoice choice, std::FILE* stream) {
     return isTerminal(stream) && !isSet("NO_COLOR") && !(terminal && std::string_view(terminal) == "dumb");
 }
 
-void complain(std::string_view message) { complainAsItIs(fmt::format("tramo: {}\n", message).c_str()); }
+void complain(std::string_view message) { complainAsItIs(fmt::format("tramo: {}\n", printable(message)).c_str()); }
 
 void complainAsItIs(const char* text) {
     Progress::wipe();

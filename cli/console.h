@@ -53,7 +53,8 @@ private:
 /// Whether a stream gets colours: what was asked for, else whether it is a terminal and NO_COLOR is not set.
 bool wantsColour(ColourChoice choice, std::FILE* stream);
 
-/// "tramo: ..." on the error output.
+/// "tramo: ..." on the error output, as one line: what could steer a terminal is printed as `printable` has it, wherever the
+/// message got it from.
 void complain(std::string_view message);
 
 /// This text on the error output, and no memory taken for it.

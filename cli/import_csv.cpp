@@ -93,7 +93,7 @@ public:
         lineColumn = columnNamed("line");
         for (auto name = header.begin(); name != header.end(); ++name)
             if (std::find(header.begin(), name, *name) != name)
-                reader.refuse(fmt::format("duplicate column \"{}\"", printable(std::string_view(*name))));
+                reader.refuse(named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
     }
 
     bool next(Row& row) override {
@@ -104,7 +104,7 @@ public:
                     "{} in this row, {} in the first line", counted(cells.size(), "cell"), counted(header.size(), "name")));
         } while (cells[kindColumn] == findingTable().name);
         const Table* table = tableNamed(cells[kindColumn]);
-        if (!table) reader.refuse(fmt::format("kind: unknown kind \"{}\"", printable(std::string_view(cells[kindColumn]))));
+        if (!table) reader.refuse(named("kind: unknown kind", cells[kindColumn]));
         if (table != known) learn(*table);
         row = {table};
         row.line = lineNumber();
@@ -137,7 +137,8 @@ private:
             if (i == kindColumn || i == lineColumn) continue;
             const auto column = std::ranges::find(table.columns, header[i], &Column::name);
             if (column == table.columns.end())
-                reader.refuse(fmt::format("unknown field \"{}\" of {}", printable(std::string_view(header[i])), table.name));
+                reader.refuse(
+                    fmt::format("{} of {}", named("unknown field", header[i], fmt::format("in column {}", i + 1)), table.name));
             places[i] = static_cast<std::size_t>(column - table.columns.begin());
         }
     }
@@ -145,7 +146,7 @@ private:
     long long lineNumber() const {
         const std::optional<std::wstring> text = fromUtf8(cells[lineColumn]);
         const std::optional<long long> number = text ? wholeNumber(*text) : std::nullopt;
-        if (!number) reader.refuse(fmt::format("line: invalid integer \"{}\"", printable(std::string_view(cells[lineColumn]))));
+        if (!number) reader.refuse(named("line: invalid integer", cells[lineColumn]));
         return *number;
     }
 

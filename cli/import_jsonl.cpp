@@ -178,7 +178,7 @@ private:
         const std::string table = toUtf8(*name);
         if (table == findingTable().name) return false;
         row = {tableNamed(table)};
-        if (!row.table) refuse(kind->valuePlace, fmt::format("unknown kind \"{}\"", printable(std::string_view(table))));
+        if (!row.table) refuse(kind->valuePlace, named("unknown kind", table));
         row.cells.resize(row.table->columns.size());
         places.assign(row.table->columns.size(), std::nullopt);
         const std::vector<Column>& columns = row.table->columns;
@@ -192,12 +192,11 @@ private:
                     [&](const Column& one) { return one.name == member.name; });
                 if (column == columns.end()) column = std::ranges::find(columns, member.name, &Column::name);
                 if (column == columns.end())
-                    refuse(member.namePlace,
-                        fmt::format("unknown field \"{}\" of {}", printable(std::string_view(member.name)), row.table->name));
+                    refuse(member.namePlace, fmt::format("{} of {}", named("unknown field", member.name), row.table->name));
                 next = static_cast<std::size_t>(column - columns.begin());
             }
             if (isKind ? std::exchange(hasKind, true) : isLine ? std::exchange(hasLine, true) : places[next].has_value())
-                refuse(member.namePlace, fmt::format("duplicate field \"{}\"", printable(std::string_view(member.name))));
+                refuse(member.namePlace, named("duplicate field", member.name));
             if (isKind || isLine) continue;
             places[next] = member.valuePlace;
             row.cells[next++] = std::move(member.value);

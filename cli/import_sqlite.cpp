@@ -125,7 +125,8 @@ private:
             const std::string name = nameAt(reader.statement.handle(), i);
             const auto column = std::ranges::find(table.columns, name, &Column::name);
             if (column == table.columns.end() && name != "line")
-                throw Unreadable{fmt::format("{}: unknown field \"{}\"", table.identifier, printable(std::string_view(name)))};
+                throw Unreadable{
+                    fmt::format("{}: {}", table.identifier, named("unknown field", name, fmt::format("in column {}", i)))};
             reader.places.push_back(static_cast<std::size_t>(column - table.columns.begin()));
         }
         Statement count(database, fmt::format("SELECT count(*) FROM \"{}\"", table.identifier));

@@ -18,6 +18,10 @@ std::string toUtf8(std::wstring_view text);
 /// The bytes as they are if they are UTF-8; otherwise each byte that is not, as U+FFFD. Not for terminals.
 std::string validUtf8(std::string_view bytes);
 
+/// "unknown field" with the name that nothing knows, for a message: in quotation marks, if it looks like a name. Otherwise it
+/// may be a key, which is not shown; `instead` tells where it is.
+std::string named(std::string_view what, std::string_view name, std::string_view instead = {});
+
 /// A name as it is looked up: its letters, made small, and its digits.
 std::string plainWord(std::string_view name);
 
