@@ -35,10 +35,8 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
     }
     const char* kind = shapeOf(LineKind::Key).name;
     for (const KeyLineRemark& remark : parsed.remarks) {
-        constexpr std::size_t mostOfName = 40;
         const KeyValue* value = keyValue(remark.name);
-        const bool isLong = remark.name.size() > mostOfName;
-        const std::string name = printable(std::wstring_view(remark.name).substr(0, mostOfName)) + (isLong ? "..." : "");
+        const std::string name = value ? std::string(value->name) : named("unknown member", toUtf8(remark.name));
         findings.push_back(lineFinding("KeyMemberIgnored", name + ": is ignored", whyIgnored(remark, value)));
         if (value) findings.back().kind = kind, findings.back().field = value->name;
     }

@@ -93,7 +93,8 @@ public:
         lineColumn = columnNamed("line");
         for (auto name = header.begin(); name != header.end(); ++name)
             if (std::find(header.begin(), name, *name) != name)
-                reader.refuse(named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
+                reader.refuse(isField(*name) ? fmt::format("duplicate column \"{}\"", *name)
+                                             : named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
     }
 
     bool next(Row& row) override {
@@ -127,6 +128,11 @@ private:
         const auto found = std::ranges::find(header, name);
         if (found == header.end()) reader.refuse(fmt::format("there is no column \"{}\"; the file is not an export", name));
         return static_cast<std::size_t>(found - header.begin());
+    }
+
+    static bool isField(std::string_view name) {
+        return std::ranges::any_of(tables(),
+            [&](const Table& table) { return std::ranges::find(table.columns, name, &Column::name) != table.columns.end(); });
     }
 
     // Where the cells of this table's rows belong.

@@ -196,7 +196,7 @@ private:
                 next = static_cast<std::size_t>(column - columns.begin());
             }
             if (isKind ? std::exchange(hasKind, true) : isLine ? std::exchange(hasLine, true) : places[next].has_value())
-                refuse(member.namePlace, named("duplicate field", member.name));
+                refuse(member.namePlace, fmt::format("duplicate field \"{}\"", member.name));  // a known one
             if (isKind || isLine) continue;
             places[next] = member.valuePlace;
             row.cells[next++] = std::move(member.value);

@@ -285,16 +285,31 @@ class Contents(NamesTest):
                 for secret in SECRETS:
                     self.assertNotIn(secret.encode(), done.stderr, (form, content[:30]))
 
+    def test_members_of_key_lines(self):
+        """A key where the name of one of the ten values is expected."""
+        for key in HEX_KEYS + BASE64_KEYS:
+            self.write("keys.txt", b'{"serialNumber":"1",' + json.dumps(key).encode() + b':"x"}\r\n')
+            for words in ("check --kind key keys.txt", "check --format json keys.txt", "check --format sarif keys.txt", "keys keys.txt", "keys --format json keys.txt",
+                          "show keys.txt", "explain keys.txt:1", "export keys.txt --to jsonl --findings -", "export keys.txt --to jsonl", "rewrite --dry-run keys.txt",
+                          "stats keys.txt", "diff keys.txt in.txt"):
+                done = self.run_clean(words)
+                for secret in SECRETS:
+                    self.assertNotIn(secret.encode(), done.stdout + done.stderr, (key, words))
+        self.write("keys.txt", b'{"serialNumber":"1","serialNumbre":"x"}\r\n')
+        self.assertIn(b'unknown member "serialNumbre": is ignored', self.run_clean("check keys.txt").stdout)
+
     def test_names_that_are_names_are_echoed(self):
         """A slip of the pen is found by its name, and everything else by its place."""
         for name in ("serialNumbre", "serial-number_2", "wmBusAddress_MeterIdentification", "two words"):
             self.assertIn(f'unknown field "{name}" of AMR'.encode(), self.import_rows("csv", f"kind,line,{name}\nAMR,1,2\n".encode()).stderr)
             self.assertIn(f'unknown field "{name}" of AMR'.encode(), self.import_rows("jsonl", f'{{"kind":"AMR","line":1,"{name}":2}}\n'.encode()).stderr)
             self.assertIn(f'unknown field "{name}"'.encode(), self.import_table("AMR", ["line", name]).stderr)
+        for name in ("meterHistory1ReadingDate", "wmBusAddress_MeterId", "meterSerialNumber"):   # known ones, whatever they look like
+            self.assertIn(f'duplicate column "{name}"'.encode(), self.import_rows("csv", f"kind,line,{name},{name}\nAMR,1,2,3\n".encode()).stderr)
         key = HEX_KEYS[0]
         self.assertIn(b"rows:2: unknown field in column 3 of AMR", self.import_rows("csv", f"kind,line,{key}\nAMR,1,2\n".encode()).stderr)
         self.assertIn(b"duplicate column 4", self.import_rows("csv", f"kind,line,{key},{key}\nAMR,1,2,3\n".encode()).stderr)
-        self.assertIn(b"rows:1:25: unknown field of AMR", self.import_rows("jsonl", f'{{"kind":"AMR","line":1,"{key}":2}}\n'.encode()).stderr)
+        self.assertIn(b"rows:1:24: unknown field of AMR", self.import_rows("jsonl", f'{{"kind":"AMR","line":1,"{key}":2}}\n'.encode()).stderr)
         self.assertIn(b"AMR: unknown field in column 2", self.import_table("AMR", ["line", key]).stderr)
 
 
