@@ -20,7 +20,8 @@ ByteReader::~ByteReader() {
 
 bool ByteReader::fill() {
     at = 0;
-    filled = readFrom(file, block.data(), block.size());
+    // On a terminal, a second read would wait for another end.
+    filled = std::feof(file) ? 0 : readFrom(file, block.data(), block.size());
     if (std::ferror(file)) throw Unreadable{reasonOf(errno)};
     if (filled == 0) Progress::wipe();
     else progress.show(name, loaded += filled, size);
