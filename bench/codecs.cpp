@@ -1,4 +1,4 @@
-// Every codec alone: the functions of StrConv, and what is behind those that matter most.
+// Every codec alone: the functions of StrConv, and the internal functions of the most important ones.
 #include "bench/table.h"
 #include "convert/codec.h"
 #include <array>
@@ -12,10 +12,10 @@ namespace bench {
 
 namespace {
 
-// Values as files hold them. Their number is a power of two; taken in turn, so that no branch can be learned by heart.
+// Values as in files. Their number is a power of two; they are used in turn, so that branch prediction cannot learn them.
 constexpr std::size_t many = 64;
 
-// Calls a codec with each of many values; `width` is that of the field in columns.
+// Calls a codec with each of many values; `width` is the width of the field in columns.
 template <class Value, class Codec>
 void run(benchmark::State& state, std::array<Value, many>& values, std::size_t width, Codec codec) {
     for (auto _ : state) {
@@ -77,7 +77,7 @@ void addCodecs(std::vector<Row>& rows) {
     };
     auto among = [](const wchar_t* codes, unsigned count) { return [=](unsigned random) { return codes[random % count]; }; };
     auto keep = [](const auto& value) { benchmark::DoNotOptimize(value); };
-    // A reading codec's result.
+    // The result of a reading codec.
     auto into = [keep]<class T>(T value, auto codec) {
         return [=](auto& text) mutable {
             codec(text, value);

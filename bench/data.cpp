@@ -20,7 +20,7 @@ std::string contents(const std::string& path) {
     return text;
 }
 
-// Written under another name first, so that a file that is there is whole.
+// Written under another name first, so that an existing file is complete.
 template <class Write> void makeFile(const std::string& path, Write write) {
     const std::string part = path + ".part";
     std::ofstream out(part, std::ios::binary);
@@ -44,7 +44,7 @@ std::string seed(const Options& options, const std::string& kind) {
     return text;
 }
 
-// The text again and again, until it has so many lines.
+// Repeats the text until it has the given number of lines.
 std::string repeated(const std::string& text, std::size_t lines) {
     std::string result;
     while (lines > 0) {
@@ -96,12 +96,12 @@ ShapedFile::ShapedFile(const Options& options, Shape shape, std::size_t bytes)
         break;
     }
     makeFile(path, [&](std::ostream& out) {
-        if (shape == Shape::OneLine) out << "9\r\n";  // the tool takes a file without any line end for none of its own
+        if (shape == Shape::OneLine) out << "9\r\n";  // the tool does not recognize a file without any line ending
         for (std::size_t left = bytes; left > 0;) {
             const std::size_t piece = std::min(left, text.size());
             out.write(text.data(), static_cast<std::streamsize>(piece));
             left -= piece;
-            if (shape == Shape::Utf16) text.erase(0, 2);  // one byte order mark is enough
+            if (shape == Shape::Utf16) text.erase(0, 2);  // only one byte order mark
         }
         if (shape == Shape::OneLine) out << "\r\n";
     });

@@ -1,4 +1,4 @@
-// The files that are read: lines that the tool makes up, repeated until there are enough of them.
+// The input files: lines that the tool generates, repeated until there are enough.
 #pragma once
 #include "bench/options.h"
 #include <cstddef>
@@ -10,16 +10,16 @@ namespace bench {
 
 struct DataFile {
     std::string path;
-    int encoding;  ///< of StrConv
+    int encoding;  ///< one of StrConv's
     std::size_t records, bytes, characters;
 };
 
-/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "AMR key"; or "mixed". It is made when it
+/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "AMR key"; or "mixed". Generates the file if it
 /// is missing or older than the tool. Throws std::runtime_error.
 DataFile dataFile(const Options& options, const std::string& kind, int encoding);
 
-/// A file of so many bytes: of meter subscribers, of the same in UTF-16, one single line behind a very short one, nothing but
-/// line feeds, or lines of all kinds in which every field that can be bad is. It is removed in the end.
+/// A file of the given size: meter subscribers, the same in UTF-16, a single line after a very short one, only line feeds, or
+/// lines of all kinds in which every field that can be invalid is. Removed at the end.
 enum class Shape { Normal, Utf16, OneLine, LineFeeds, AllBad };
 
 class ShapedFile {

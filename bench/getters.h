@@ -1,4 +1,4 @@
-// Every getter of every model, called once: `sums << model`.
+// Calls every getter of every model once: `sums << model`.
 #pragma once
 #include "bench/sums.h"
 #include <tramostream/tramostream.h>

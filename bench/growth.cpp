@@ -1,4 +1,4 @@
-// How time and memory grow with the input.
+// Measures how time and memory grow with the input.
 #include "bench/data.h"
 #include "bench/getters.h"
 #include "bench/process.h"
@@ -12,7 +12,7 @@ namespace bench {
 
 namespace {
 
-// Lines that are too long are passed over.
+// Skips lines that are too long.
 template <class Use> void readFile(const std::string& path, int encoding, Use use) {
     iFileStream in;
     in.open(path.c_str(), encoding);
@@ -40,7 +40,7 @@ void readValues(const std::string& path) {
     benchmark::DoNotOptimize(sums);
 }
 
-// The least of five: a disturbance only ever adds to it, and what is small here is disturbed most.
+// The minimum of five: a disturbance can only add to it, and affects small measurements most.
 double secondsOf(const std::function<Usage()>& run) {
     double least = std::numeric_limits<double>::max();
     for (int i = 0; i < 5; ++i) {

@@ -1,5 +1,5 @@
-// Written as one would for this file and this purpose only: columns as constants, no objects, no wide characters, nothing kept.
-// It knows nothing of the library, deliberately.
+// Written for this file and this purpose only: columns as constants, no objects, no wide characters, nothing stored. Deliberately
+// independent of the library.
 #include "bench/handtuned.h"
 #include <array>
 #include <charconv>
@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t lineSize = 514;
 
-// Field by field: where it begins, counted from 0, and how many columns it has.
+// The fields: first column, counted from 0, and number of columns.
 struct Columns {
     std::size_t first, width;
 };
@@ -37,7 +37,7 @@ constexpr std::size_t authorizedChange = 505, fluidType = 506;
 
 [[noreturn]] void giveUp(const char* what) { throw std::runtime_error(std::string("hand-tuned reader: ") + what); }
 
-// The local midnights of all days from 1970 to 2037, made once.
+// The local midnights of all days from 1970 to 2037, computed once.
 class Days {
 public:
     Days() {
@@ -126,7 +126,7 @@ std::string_view text(const char* line, Columns columns) {
     return {begin, size};
 }
 
-// Right-justified; where there is nothing but blanks, `absent`.
+// Right-justified; `absent` if there are only spaces.
 template <class T> T number(const char* line, Columns columns, T absent) {
     const char *begin = line + columns.first, *end = begin + columns.width;
     while (begin != end && *begin == ' ') ++begin;
@@ -172,7 +172,7 @@ Sums readByHand(const char* path, Loading loading) {
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0) giveUp("the file cannot be opened");
 
-    constexpr std::size_t fewLines = lineSize * 512;  // they stay in the processor's second cache
+    constexpr std::size_t fewLines = lineSize * 512;  // fits into the second-level cache
     const std::size_t blockSize = loading == Loading::Whole ? static_cast<std::size_t>(status.st_size) + 1 : fewLines;
     const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
 

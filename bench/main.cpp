@@ -1,5 +1,5 @@
-// Measures the library and the tool, beside what the machine and a program for one purpose can do. For bench/run, which
-// says more.
+// Measures the library and the tool, compared with the machine and with a program for this one purpose. Started by bench/run;
+// see its help.
 #include "bench/table.h"
 #include <cstdio>
 #include <exception>
@@ -62,8 +62,8 @@ int main(int count, char** words) {
         std::fputs("usage: bench/run [--quick] [--large] [--strict] [speed|linear|memory|all] [FILTER]\n", stderr);
         return 2;
     }
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row when it is known, also in a pipe
-    // Measurements of different rows take turns, so that a disturbance hits all alike.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // prints each row immediately, even into a pipe
+    // Measurements of different rows alternate, so that a disturbance affects all of them equally.
     char program[] = "tramostream_bench", interleave[] = "--benchmark_enable_random_interleaving=true";
     char* settings[] = {program, interleave, nullptr};
     int settingCount = 2;

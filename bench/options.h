@@ -1,4 +1,4 @@
-// What the command line asks for.
+// The options of the command line.
 #pragma once
 #include <cstddef>
 #include <string>
@@ -7,10 +7,10 @@ namespace bench {
 
 struct Options {
     std::string tramo;    ///< the tool
-    std::string folder;   ///< for the data, and for what is written
-    bool quick = false;   ///< little data and a single measurement: to see that everything works
+    std::string folder;   ///< for input and output files
+    bool quick = false;   ///< little data and a single measurement, to check that everything works
     bool large = false;   ///< for growth: up to a gigabyte
-    bool strict = false;  ///< a missed goal is a failure
+    bool strict = false;  ///< fail if a goal is missed
     std::string what = "speed", filter;
 
     std::size_t subscribers() const { return quick ? 2000 : 500000; }

@@ -57,7 +57,7 @@ void warmUpMemory(std::size_t bytes) {
     constexpr std::size_t page = 4096;
     void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) throw std::runtime_error("not enough memory");
-    (void)::madvise(memory, bytes, MADV_HUGEPAGE);  // as large blocks as anybody may ask for
+    (void)::madvise(memory, bytes, MADV_HUGEPAGE);  // the largest blocks that a program can request
     for (std::size_t at = 0; at < bytes; at += page) static_cast<volatile char*>(memory)[at] = 1;
     ::munmap(memory, bytes);
 }

@@ -1,4 +1,4 @@
-// Processes, and what they need.
+// Processes, and the resources that they use.
 #pragma once
 #include <cstddef>
 #include <functional>
@@ -8,19 +8,19 @@
 namespace bench {
 
 struct Usage {
-    double seconds;      ///< of processor time, the system's for it included
+    double seconds;      ///< of processor time, including that of the system
     std::size_t memory;  ///< at its peak, in bytes
-    int status;          ///< the exit code; -1 when a signal ended it
+    int status;          ///< the exit code; -1 if a signal ended it
 };
 
-/// Runs a program whose output nobody sees. Throws std::runtime_error when it cannot be started.
+/// Runs a program and discards its output. Throws std::runtime_error if it cannot be started.
 Usage runProgram(const std::vector<std::string>& command);
 
-/// Runs a function in a process of its own, whose output nobody sees. An exception gives the status 1.
+/// Runs a function in a process of its own and discards its output. An exception becomes status 1.
 Usage runApart(const std::function<void()>& work);
 
-/// Uses so much memory and gives it back. A virtual machine may have given to its host what nobody has used for some seconds;
-/// to get it back costs many times what is to be measured, and nobody can help it.
+/// Uses the given amount of memory and frees it. A virtual machine may have returned memory that was unused for some seconds to
+/// its host; getting it back would cost many times the time to be measured.
 void warmUpMemory(std::size_t bytes);
 
 }  // namespace bench

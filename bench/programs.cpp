@@ -1,4 +1,4 @@
-// The tool's commands as whole programs, their start included.
+// The commands of the tool as whole programs, including their start.
 #include "bench/data.h"
 #include "bench/process.h"
 #include "bench/table.h"
@@ -20,7 +20,7 @@ void addPrograms(std::vector<Row>& rows, const Options& options) {
                 std::remove(written.c_str());
                 warmUpMemory(2 * file.bytes);
                 const Usage usage = runProgram(command);
-                // Lines without the lines that belong to them are no fault here.
+                // Lines without their related lines are not an error here.
                 if (usage.status != 0) throw std::runtime_error("exit code " + std::to_string(usage.status));
                 state.SetIterationTime(usage.seconds);
             }

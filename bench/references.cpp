@@ -1,4 +1,4 @@
-// What the machine and a program for this one purpose can do.
+// The references: the speed of the machine and of a program for this one purpose.
 #include "bench/data.h"
 #include "bench/handtuned.h"
 #include "bench/process.h"

@@ -1,4 +1,4 @@
-// Reading and writing through the public interface, kind by kind.
+// Reading and writing through the public interface, by kind of line.
 #include "bench/data.h"
 #include "bench/getters.h"
 #include "bench/handtuned.h"
@@ -13,7 +13,7 @@ namespace bench {
 
 namespace {
 
-// What models have to do with streams.
+// The streams' part of each model.
 template <class M, class L> struct FixedLine {
     using Line = L;
     static constexpr unsigned size = std::tuple_size_v<Line>;
@@ -31,7 +31,7 @@ template <> struct Kind<TagTramoModel> : FixedLine<TagTramoModel, TagLine::tagLi
     static Line built(TagTramoModel& model) { return model.toTagLine(); }
     static void write(oFileStream& out, const Line& line) { out.putLine(std::wstring(line.data(), size - 2), true); }
 };
-// A key model builds no line: the line read is written.
+// A key model builds no line: writes the line that was read.
 template <> struct Kind<AMRKeyTramoModel> {
     using Line = AMRKeyLine;
     static void read(iFileStream& in, Line& line) { in.getline(line); }
@@ -42,7 +42,7 @@ template <> struct Kind<AMRKeyTramoModel> {
     static void write(oFileStream& out, const Line& line) { out.putLine(line.line.substr(0, line.line.find(L'\r')), true); }
 };
 
-// Opens the file and hands each line to `use`; answers how many there were.
+// Opens the file and calls `use` for each line; returns the number of lines.
 template <class M, class Use> std::size_t forEachLine(const DataFile& file, Use use) {
     iFileStream in;
     in.open(file.path.c_str(), file.encoding);
@@ -54,7 +54,7 @@ template <class M, class Use> std::size_t forEachLine(const DataFile& file, Use 
     return count;
 }
 
-// What every reading of the kind's lines, in either encoding, must come to.
+// The expected result of reading the lines of this kind, in every encoding.
 template <class M> Sums readModels(const DataFile& file) {
     Sums sums;
     forEachLine<M>(file, [&](auto& line) { sums << Kind<M>::parsed(line); });
@@ -103,12 +103,12 @@ template <class M> void rewrite(benchmark::State& state, const DataFile& file, c
         demand(out.rdstate() == 0, "the lines could not be written");
         demand(sums == expected, "the values read are not the expected ones");
     }
-    // No more than one iteration: a file that is there is appended to.
+    // Only one iteration: writing appends to an existing file.
     demand(readModels<M>({path, file.encoding, 0, 0, 0}) == expected, "the values written are not those read");
     std::remove(path.c_str());
 }
 
-// The same few lines again and again, from memory.
+// Uses the same few lines repeatedly, from memory.
 template <class M, class Use> void useModels(benchmark::State& state, const DataFile& file, Use use) {
     constexpr std::size_t many = 500;
     std::vector<typename Kind<M>::Line> lines;
@@ -143,7 +143,7 @@ template <class M> void addStreamRows(std::vector<Row>& rows, const Options& opt
             auto measured = [&options, kind, encoding, run](benchmark::State& state) {
                 const DataFile file = dataFile(options, kind, encoding);
                 const Sums& expected = expectedSums<M>(dataFile(options, kind, StrConv::ENCODING_ANSI));
-                warmUpMemory(2 * file.bytes);  // for the file as read and as written
+                warmUpMemory(2 * file.bytes);  // for the file read and the file written
                 run(state, file, expected);
                 setWork(state, file.records, file.bytes, file.characters);
             };

@@ -1,4 +1,5 @@
-// What a reader has read, added up: readers that read the same have the same sums, and no compiler can leave a value out.
+// The sums of all values that a reader has read: equal for readers that read the same, and they prevent the compiler from
+// removing a read.
 #pragma once
 #include <bit>
 #include <cstdint>
@@ -26,7 +27,7 @@ struct Sums {
     }
     template <class T>
     requires std::is_integral_v<T> || std::is_enum_v<T> Sums& operator<<(T value) {
-        numbers = std::rotl(numbers, 1) + static_cast<std::uint64_t>(value);  // the order counts, too
+        numbers = std::rotl(numbers, 1) + static_cast<std::uint64_t>(value);  // the order matters, too
         return *this;
     }
 

@@ -9,14 +9,14 @@ namespace bench {
 
 namespace {
 
-// What one row needed; times in nanoseconds of processor time.
+// The results of one row; times in nanoseconds of processor time.
 struct Result {
     double time, records, bytes, characters;
     double perRecord() const { return time / records; }
     double perCharacter() const { return time / characters; }
 };
 
-// Keeps the medians.
+// Stores the medians.
 class Collector : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context&) override { return true; }

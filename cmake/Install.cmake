@@ -1,5 +1,5 @@
-# Installs the library and what finds it: a CMake package and a pkg-config file. Both hold only paths relative to themselves, so
-# an installed tree can be moved. Component "runtime" is what programs need to run, "development" what building them needs.
+# Installs the library, a CMake package and a pkg-config file. Both hold only paths relative to themselves, so an installed tree
+# can be moved. Programs need component "runtime" to run and component "development" to build.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

@@ -1,5 +1,5 @@
-# document.h of RapidJSON 1.1.0 assigns to constants, in a function that nobody calls. Newer compilers refuse that: clang 19,
-# unless it reads a function of a template only where it is called.
+# document.h of RapidJSON 1.1.0 assigns to constants, in a function that is never called. Newer compilers reject that: clang 19,
+# unless it parses template functions only where they are called.
 include(CheckCXXSourceCompiles)
 
 set(tramostream_json_options "")
@@ -20,7 +20,7 @@ block(PROPAGATE tramostream_json_options)
     endif()
 endblock()
 
-# Marks sources of this folder that include rapidjson/document.h.
+# Sets the flags of those sources of this folder that include rapidjson/document.h.
 function(tramostream_json_sources)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${tramostream_json_options}")
 endfunction()

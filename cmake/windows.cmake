@@ -1,5 +1,5 @@
-# Cross-builds for 64-bit Windows with Debian's MinGW-w64. What Debian packages for Linux only and is made of headers or
-# sources is found by the modules in cmake/windows and cmake/from-source.
+# Cross-builds for 64-bit Windows with Debian's MinGW-w64. The modules in cmake/windows and cmake/from-source find packages that
+# Debian has for Linux only and that consist of headers or sources.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
@@ -13,7 +13,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/windows ${CMAKE_CURRENT_LIST_DIR}/from-source)
 set(ZLIB_USE_STATIC_LIBS ON)
 
-# Of the headers of Linux, these and no others.
+# Only these headers of the Linux packages.
 set(debian_headers ${CMAKE_BINARY_DIR}/debian-headers)
 file(MAKE_DIRECTORY ${debian_headers})
 foreach(folder CLI fmt rapidjson)
@@ -22,12 +22,12 @@ endforeach()
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${debian_headers})
 set(TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR ${debian_headers} CACHE PATH "")
 
-# Programs and the library need nothing beside them: neither the compiler's libraries nor that of threads.
+# Programs and the library need no other DLLs: neither the compiler's libraries nor that of threads.
 foreach(kind EXE SHARED)
     set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -s")
 endforeach()
 
-# Where there is Wine, tests run.
+# Tests run if Wine is installed.
 find_program(WINE wine64 PATHS /usr/lib/wine)
 if(WINE)
     set(CMAKE_CROSSCOMPILING_EMULATOR ${WINE})

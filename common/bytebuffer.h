@@ -1,4 +1,4 @@
-// Bytes on the heap that come uninitialised and grow in place where the allocator can.
+// Uninitialized bytes on the heap that grow in place if the allocator can.
 #pragma once
 #include <cstddef>
 #include <cstdlib>
@@ -16,18 +16,18 @@ public:
     std::size_t size() const { return length; }
     std::size_t room() const { return capacity - length; }
 
-    // The uninitialised bytes behind the content; what has been written there becomes content by grow().
+    // The uninitialized bytes after the content; grow() makes bytes written there part of the content.
     char* end() { return bytes.get() + length; }
     void grow(std::size_t count) { length += count; }
 
-    // Throws std::bad_alloc, and then keeps what it has.
+    // Throws std::bad_alloc and then keeps the content.
     void reserve(std::size_t wanted) {
         if (wanted <= capacity) return;
         if (capacity == 0 && wanted >= 2 * hugePage) allocateHuge(wanted);
         else resizeTo(wanted);
     }
 
-    // Gives back what is worth the call.
+    // Frees unused capacity if that is worth the call.
     void shrinkToFit() {
         if (length == 0) *this = ByteBuffer();
         else if (capacity - length > length / 64) resizeTo(length);
@@ -40,8 +40,8 @@ private:
 
     static constexpr std::size_t hugePage = std::size_t{2} << 20;
 
-    // Fresh memory is mostly the price of its page faults: of 280 ns that 514 bytes of a file cost to load, huge pages
-    // leave 75.
+    // The cost of fresh memory is mostly page faults: huge pages reduce the cost of loading 514 bytes of a file from 280 ns
+    // to 75 ns.
     void allocateHuge(std::size_t wanted) {
 #ifdef __linux__
         const std::size_t whole = (wanted + hugePage - 1) / hugePage * hugePage;
@@ -55,7 +55,7 @@ private:
 
     void resizeTo(std::size_t wanted) { take(static_cast<char*>(std::realloc(bytes.get(), wanted)), wanted); }
 
-    // What the allocator has answered; what was held before is part of it.
+    // Replaces the memory with the result of the allocator, which has taken over or freed the old memory.
     void take(char* allocated, std::size_t size) {
         if (allocated == nullptr) throw std::bad_alloc();
         (void)bytes.release();

@@ -45,24 +45,24 @@ namespace tramo::console {
 
 namespace {
 
-// The caller's way to silence a stream: to take its buffer away, or to set failbit.
+// The caller silences a stream by removing its buffer or by setting failbit.
 template <class Char> bool switchedOff(const std::basic_ostream<Char>& out) { return !out.rdbuf() || (out.fail() && !out.bad()); }
 
 #ifdef _LIBCPP_VERSION
-// libc++ does not declare the classes of its own buffers. clog and wclog have such buffers, too.
+// libc++ does not declare the classes of its own buffers; clog and wclog use the same classes.
 template <class Char> const std::type_info& classOf(const std::basic_streambuf<Char>& buffer) { return typeid(buffer); }
 const std::type_info& narrowStandardBuffer = classOf(*std::clog.rdbuf());
 const std::type_info& wideStandardBuffer = classOf(*std::wclog.rdbuf());
 bool isStandardBuffer(const std::streambuf& buffer) { return classOf(buffer) == narrowStandardBuffer; }
 bool isStandardBuffer(const std::wstreambuf& buffer) { return classOf(buffer) == wideStandardBuffer; }
 
-// Those of the standard error output.
+// The buffers of the standard error.
 const std::streambuf* const errorBuffer = std::clog.rdbuf();
 const std::wstreambuf* const wideErrorBuffer = std::wclog.rdbuf();
 bool isErrorBuffer(const std::streambuf& buffer) { return &buffer == errorBuffer; }
 bool isErrorBuffer(const std::wstreambuf& buffer) { return &buffer == wideErrorBuffer; }
 
-// The text as such a buffer prints it, if it can print every character: character by character, in the locale of C++.
+// The bytes that such a buffer prints, if it can print every character: character by character, in the C++ locale.
 std::optional<std::string> inStandardBuffer(const std::wstreambuf& buffer, std::wstring_view text) {
     const std::locale locale = buffer.getloc();
     const auto& facet = std::use_facet<std::codecvt<wchar_t, char, std::mbstate_t>>(locale);
@@ -79,11 +79,11 @@ std::optional<std::string> inStandardBuffer(const std::wstreambuf& buffer, std::
 }
 #endif
 
-// The text as a wide C stream prints it, if it can print every character.
+// The bytes that a wide C stream prints, if it can print every character.
 #ifdef _WIN32
 [[maybe_unused]] std::optional<std::string> inProcessLocale(std::wstring_view) {
     return std::nullopt;
-}  // as bytes of a code page at best
+}  // bytes of a code page at best
 #elif !defined(_LIBCPP_VERSION)
 std::optional<std::string> inProcessLocale(std::wstring_view text) {
     std::mbstate_t state{};
@@ -115,11 +115,11 @@ std::optional<std::string> inFileLocale(const std::wfilebuf& file, std::wstring_
     return bytes;
 }
 
-// Whether wcout prints every character. It has to be known before: a refusal comes in the middle of the message, or as
-// a "?", and behind narrow output only the low bytes are printed.
+// Returns whether wcout prints every character. Must be checked first: otherwise it fails in the middle of the message or
+// prints "?", and after narrow output it prints only the low bytes.
 bool wideStreamPrints(std::wstring_view text) {
     const bool ascii = std::ranges::all_of(text, [](wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c) < 0x80; });
-    const bool zeros = text.find(L'\0') != text.npos;  // which libc++ does not print
+    const bool zeros = text.find(L'\0') != text.npos;  // libc++ does not print them
     if ((ascii && !zeros) || switchedOff(std::wcout)) return true;
     const std::wstreambuf* const buffer = std::wcout.rdbuf();
     if (const auto* file = dynamic_cast<const std::wfilebuf*>(buffer)) return inFileLocale(*file, text).has_value();
@@ -129,17 +129,17 @@ bool wideStreamPrints(std::wstring_view text) {
 #elif defined(_LIBCPP_VERSION)
     if (isStandardBuffer(*buffer)) return inStandardBuffer(*buffer, text).has_value();
 #endif
-    return true;  // a buffer of the caller's
+    return true;  // the caller's own buffer
 }
 
-// Messages come one at a time: to clear a stream's state and to write to it are two steps. A buffer of the caller's may
-// lead back here.
+// Only one message at a time: clearing the state of a stream and writing to it are two steps. Recursive, because the caller's
+// own buffer may call back.
 std::recursive_mutex& oneAtATime() {
     static std::recursive_mutex mutex;
     return mutex;
 }
 
-// Whether the stream has taken the text: it cannot when the other one holds the way to the terminal.
+// Writes the text and returns whether that succeeded: it fails if the other stream has the standard output.
 template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_string_view<Char> text) {
     if (switchedOff(out)) return true;
     bool written = false;
@@ -147,7 +147,7 @@ template <class Char> bool taken(std::basic_ostream<Char>& out, std::basic_strin
         out.clear();
         written = !out.write(text.data(), static_cast<std::streamsize>(text.size())).fail();
         if (written) out.flush();
-    } catch (...) {  // the caller has asked this stream for exceptions
+    } catch (...) {  // the caller has enabled exceptions of this stream
     }
     out.clear();
     return written;
@@ -160,7 +160,7 @@ bool awaitRoom(int file) {
 }
 #endif
 
-// Below both streams.
+// Writes to the descriptor below both streams.
 void toDescriptor(int file, std::string_view bytes) {
     std::fflush(stdout);
 #ifdef _WIN32
@@ -176,10 +176,10 @@ void toDescriptor(int file, std::string_view bytes) {
 
 constexpr int none = -1, standardOutput = 1;
 
-// The descriptor behind a stream whose first character would make the C stream below wide or narrow; else none. In such a C
-// stream nothing waits to be printed.
+// Returns the descriptor of a stream whose first character would make its C stream wide or narrow; otherwise `none`. The buffer
+// of such a C stream is empty.
 template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& out) {
-#if defined(__GLIBCXX__) && !defined(_WIN32)  // elsewhere both kinds of characters can be printed
+#if defined(__GLIBCXX__) && !defined(_WIN32)  // other systems can print both kinds of characters
     if (!out.good()) return none;
     auto* const buffer = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(out.rdbuf());
     if (buffer && std::fwide(buffer->file(), 0) == 0) return fileno(buffer->file());

@@ -4,16 +4,16 @@
 
 namespace tramo::console {
 
-// Prints the message, its line end included, through std::wcout and flushes. Where that stream cannot reach the terminal
-// because the narrow one holds it, or cannot print a character, the message still comes out once, on std::cout, as UTF-8,
-// and std::wcout stays usable. A stream that the caller has switched off, by taking its buffer away or by setting its
-// failbit, takes the message silently.
+// Prints the message, including its line ending, through std::wcout and flushes. If that stream cannot print because the
+// narrow one has the standard output, or cannot print a character, the message is printed once on std::cout, as UTF-8, and
+// std::wcout stays usable. A stream that the caller has switched off, by removing its buffer or by setting its failbit,
+// ignores the message.
 //
-// The first character decides for good whether a C stream is wide or narrow, and only the host may decide that: as long as
+// The first character decides permanently whether a C stream is wide or narrow, and only the host may decide that: as long as
 // its standard output is neither, the message goes to the descriptor, in the same bytes.
 void wide(std::wstring_view message);
 
-// The same the other way round.
+// The same with narrow and wide exchanged.
 void narrow(std::string_view message);
 
 }  // namespace tramo::console

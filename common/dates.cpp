@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono;
 
-// Takes exactly `count` digits off the text.
+// Reads exactly `count` digits and advances the text.
 bool takeDigits(const char*& text, int count, unsigned& value) {
     value = 0;
     for (; count > 0; --count, ++text) {
@@ -30,7 +30,7 @@ long32 findInstant(const year_month_day& date, unsigned hour, unsigned minute) {
     return fits ? static_cast<long32>(instant) : noTime;
 }
 
-// A day's date as digits.
+// Returns the date of a day as digits.
 std::array<char, 8> findDigits(std::int32_t day) {
     const year_month_day date{sys_days{days{day}}};
     unsigned number = static_cast<unsigned>(static_cast<int>(date.year())) * 10000 + static_cast<unsigned>(date.month()) * 100 +
@@ -41,11 +41,11 @@ std::array<char, 8> findDigits(std::int32_t day) {
 }
 
 struct KnownDay {
-    std::int32_t day;  // a thread starts with zeros, that is with 1970-01-01 and no digits
+    std::int32_t day;  // initially zeros: 1970-01-01 without digits
     std::array<char, 8> digits;
 };
 
-// The same from what this thread remembers, nearly six years of days.
+// The same with a cache per thread, of nearly six years of days.
 std::array<char, 8> digitsOf(std::int32_t day) {
     using Memory = std::array<KnownDay, 2048>;
     auto* const memory = ownOfThread<Memory>();
@@ -58,7 +58,7 @@ std::array<char, 8> digitsOf(std::int32_t day) {
 }  // namespace
 
 long32 read(const char* format, const char* text) {
-    unsigned yearNumber = 0, monthNumber = 1, dayNumber = 1, hour = 0, minute = 0;  // no year: one that does not fit
+    unsigned yearNumber = 0, monthNumber = 1, dayNumber = 1, hour = 0, minute = 0;  // year 0 does not fit
     for (; *format; ++format) {
         bool matches = false;
         if (*format != '%') {
@@ -79,7 +79,7 @@ long32 read(const char* format, const char* text) {
 }
 
 long32 toInstant(unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, unsigned hour, unsigned minute) {
-    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // far from what 32 bits hold, in every zone
+    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // outside 32 bits in every zone
     if (monthNumber - 1 > 11 || dayNumber - 1 > 30 || hour > 23 || minute > 59) return noTime;
     const long32 midnight = zone::midnightOf(yearNumber, monthNumber, dayNumber);
     if (midnight != zone::unsteady) return midnight + static_cast<long32>(hour * 3600 + minute * 60);
@@ -88,7 +88,7 @@ long32 toInstant(unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, 
 }
 
 LocalTime toLocal(long32 instant) {
-    constexpr std::int64_t dayLength = 86400, early = 30000;  // days: makes any time of 32 bits positive, in every zone
+    constexpr std::int64_t dayLength = 86400, early = 30000;  // days: makes every 32-bit time positive in every zone
     const auto local = static_cast<std::uint64_t>(zone::toLocal(instant) + early * dayLength);
     const std::uint64_t day = local / dayLength;
     const auto ofDay = static_cast<unsigned>(local - day * dayLength);

@@ -8,10 +8,10 @@ namespace tramo::dates {
 
 inline constexpr long32 noTime = std::numeric_limits<long32>::lowest();
 
-// DateUtils::strToTime under its inner name.
+// Implements DateUtils::strToTime.
 long32 read(const char* format, const char* text);
 
-// The instant of a local time, or noTime when there is no such date or clock time, or when it does not fit.
+// Returns the instant of a local time, or noTime if the date or the clock time is invalid or the instant does not fit.
 long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute);
 
 struct LocalTime {

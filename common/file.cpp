@@ -78,12 +78,12 @@ File::~File() { close(); }
 
 bool File::close() {
     if (!isOpen()) return true;
-    // Not again after EINTR: the descriptor is gone and may already be somebody else's.
+    // No retry after EINTR: the descriptor is closed and may already be in use again.
     return ::close(std::exchange(descriptor, -1)) == 0 || errno == EINTR;
 }
 
 bool File::readAll(ByteBuffer& bytes) const {
-    // One byte more than the file's size, so that the read that fills the buffer is not followed by a growing one.
+    // One byte more than the file size, so that the read at the end of the file does not make the buffer grow.
     const auto size = statusOf(descriptor).st_size;
     bytes.reserve(bytes.size() + (size > 0 ? static_cast<std::size_t>(size) + 1 : firstPiece));
     for (;;) {

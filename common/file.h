@@ -1,4 +1,4 @@
-// An open file of the system, without a buffer.
+// An open file, without a buffer.
 #pragma once
 #include "common/bytebuffer.h"
 #include <cstddef>
@@ -14,13 +14,13 @@ class File {
 public:
     enum class Access {
         Read,
-        Append,    // created where it does not exist, each write goes to its end
-        Truncate,  // created where it does not exist or emptied, each write goes behind the one before
+        Append,    // created if it does not exist; each write goes to the end of the file
+        Truncate,  // created or emptied; each write continues after the previous one
     };
 
     File() = default;
 
-    // Not open where the system refuses. A directory is refused for reading too.
+    // Not open if the system cannot open it. A directory cannot be opened, not even for reading.
     File(const char* path, Access access);
     File(File&& other) noexcept;
     File& operator=(File&& other) noexcept;
@@ -28,20 +28,20 @@ public:
 
     bool isOpen() const { return descriptor >= 0; }
 
-    // False where the system says that something was lost. The file is closed even then.
+    // Returns false if the system reports that data was lost. Closes the file even then.
     bool close();
 
-    // Adds everything up to the end to the bytes, of files, pipes and terminals. False where the system refuses.
+    // Appends everything up to the end of the file, pipe or terminal to the bytes. Returns false on failure.
     bool readAll(ByteBuffer& bytes) const;
 
-    // How many bytes the system has taken. Fewer than asked for is a refusal, and errno tells the reason.
+    // Returns the number of bytes written. Fewer than `count` means failure, with the reason in errno.
     std::size_t write(const char* bytes, std::size_t count) const;
 
-    // In bytes; -1 for what has no positions, like a pipe.
+    // In bytes; -1 for a file without positions, such as a pipe.
     std::int64_t size() const;
 
-    // Takes back the last bytes that this object wrote. False where that cannot be done: no regular file, or somebody
-    // else has written behind them.
+    // Removes the last bytes that this object wrote. Returns false if that is impossible: not a regular file, or another
+    // process has written after them.
     bool cutBack(std::size_t count) const;
 
 private:

@@ -20,7 +20,7 @@ HANDLE handleOf(int descriptor) { return reinterpret_cast<HANDLE>(_get_osfhandle
 
 bool isPlainFile(int descriptor) { return GetFileType(handleOf(descriptor)) == FILE_TYPE_DISK; }
 
-// The reason of the last failure as an errno.
+// Returns the reason of the last failure as an errno.
 int lastError() {
     const auto code = static_cast<int>(GetLastError());
     const std::error_condition condition = std::system_category().default_error_condition(code);
@@ -63,7 +63,7 @@ File::~File() { close(); }
 bool File::close() { return !isOpen() || _close(std::exchange(descriptor, -1)) == 0; }
 
 bool File::readAll(ByteBuffer& bytes) const {
-    // One byte more than the file's size, so that the read that fills the buffer is not followed by a growing one.
+    // One byte more than the file size, so that the read at the end of the file does not make the buffer grow.
     const std::int64_t size = isPlainFile(descriptor) ? _filelengthi64(descriptor) : 0;
     bytes.reserve(bytes.size() + (size > 0 ? static_cast<std::size_t>(size) + 1 : firstPiece));
     for (;;) {
@@ -81,7 +81,7 @@ std::size_t File::write(const char* bytes, std::size_t count) const {
     std::size_t done = 0;
     while (done < count) {
         OVERLAPPED atTheEnd{};
-        atTheEnd.Offset = atTheEnd.OffsetHigh = 0xFFFFFFFF;  // wherever that is by then, as others may append, too
+        atTheEnd.Offset = atTheEnd.OffsetHigh = 0xFFFFFFFF;  // the current end: other processes may append, too
         const auto piece = static_cast<DWORD>(std::min(count - done, mostAtOnce));
         DWORD taken = 0;
         const bool good = WriteFile(handleOf(descriptor), bytes + done, piece, &taken, appends ? &atTheEnd : nullptr) != 0;

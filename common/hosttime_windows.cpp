@@ -1,6 +1,6 @@
-// Windows knows the zone that the user has set. The C runtime's own TZ has neither names of zones nor rules of years other
-// than those of the United States, and no time before 1970: here TZ means what it means elsewhere. Zones by name are read
-// from the folder TZDIR of compiled zone files; where they are not found, and without TZ, the user's zone holds.
+// Windows provides the time zone of the user. The C runtime's TZ supports neither zone names nor rules other than those of
+// the United States, and no time before 1970, so TZ is implemented here with its usual meaning. Named zones are read from
+// the folder TZDIR of compiled zone files. Without TZ, or if the zone is not found, the zone of the user applies.
 #include "common/bytebuffer.h"
 #include "common/file.h"
 #include "common/hosttime.h"
@@ -30,7 +30,7 @@ struct Offset {
     bool summer = false;
 };
 
-// What a zone's clocks show beside UTC, at any instant.
+// Returns the UTC offset of a zone at an instant.
 using Zone = std::function<Offset(std::int64_t)>;
 
 std::int64_t secondsOf(sys_days day) { return sys_seconds{day}.time_since_epoch().count(); }
@@ -39,7 +39,7 @@ year yearOf(std::int64_t time) { return year_month_day{floor<days>(sys_seconds{s
 
 // ---- Years of summer time -------------------------------------------------------------------------------------------
 
-// When the clocks are changed in a year, by what they showed until then.
+// When the clocks change in a year, in the local time before the change.
 struct Change {
     enum class Day { Weekday, JulianWithoutLeapDay, Julian, Date } by = Day::Weekday;
     unsigned month = 0, week = 0, day = 0;
@@ -101,7 +101,7 @@ bool takeNumber(std::string_view& text, unsigned most, unsigned& value) {
     return true;
 }
 
-// Hours, and minutes and seconds if they follow.
+// Hours, with optional minutes and seconds.
 bool takeTime(std::string_view& text, std::int32_t& value) {
     const bool negative = skip(text, '-');
     if (!negative) skip(text, '+');
@@ -150,7 +150,7 @@ std::optional<Zone> zoneOfRule(std::string_view text) {
 
 // ---- A compiled zone file -------------------------------------------------------------------------------------------
 
-// Takes numbers off the file's bytes, the high byte first. Behind their end it gives zeros.
+// Reads numbers from the bytes of the file, the high byte first. Returns zeros after the end.
 class Bytes {
 public:
     explicit Bytes(std::string_view all) : bytes(all) {}
@@ -189,7 +189,7 @@ std::optional<Zone> zoneOfFile(std::string_view content) {
     if (!content.starts_with("TZif") || content.size() < sizeOfMarkAndVersion || content[4] < '2') return std::nullopt;
     Bytes file(content);
     file.pass(sizeOfMarkAndVersion);
-    file.pass(Counts(file).bytes(4));  // the same with times of 32 bits
+    file.pass(Counts(file).bytes(4));  // the same data with 32-bit times
     file.pass(sizeOfMarkAndVersion);
     const Counts counts(file);
 
@@ -274,7 +274,7 @@ Zone usersZone() {
     };
 }
 
-// ---- The zone that holds --------------------------------------------------------------------------------------------
+// ---- The current zone -----------------------------------------------------------------------------------------------
 
 Zone zoneOf(const char* variable) {
     if (variable == nullptr) return usersZone();

@@ -1,4 +1,4 @@
-// A caller's path in the form in which the system's and the standard library's functions take every path.
+// Converts a caller's path for the functions of the system and of the standard library.
 #pragma once
 #ifdef _WIN32
 #include <filesystem>
@@ -7,7 +7,7 @@
 namespace tramo {
 
 #ifdef _WIN32
-// The path is UTF-8; one that is not is text of the process's code page.
+// The path is UTF-8 or, if it is not valid UTF-8, text in the code page of the process.
 std::filesystem::path nativePath(const char* path);
 #else
 inline const char* nativePath(const char* path) { return path; }

@@ -5,13 +5,13 @@ namespace tramo {
 
 namespace {
 
-// Empty for text that is not of the code page.
+// Returns an empty text if the conversion fails.
 std::wstring wide(const char* text, unsigned codePage, unsigned long flags) {
     const int size = MultiByteToWideChar(codePage, flags, text, -1, nullptr, 0);
     if (size < 1) return {};
     std::wstring result(static_cast<std::size_t>(size), L'\0');
     MultiByteToWideChar(codePage, flags, text, -1, result.data(), size);
-    result.pop_back();  // the zero at the end
+    result.pop_back();  // the terminating zero
     return result;
 }
 

@@ -2,13 +2,13 @@
 
 namespace tramo {
 
-// What is called at a thread's end is the C library's: this library may be unloaded by then.
+// The function called at the end of a thread belongs to the C library, because this library may be unloaded by then.
 ThreadBlocks::ThreadBlocks(std::size_t blockSize) noexcept : size(blockSize) {
     usable = pthread_key_create(&key, std::free) == 0;
 }
 
-// At the end of the program, or when the library is unloaded. Other threads may still be at work, with their blocks: those
-// stay, whatever becomes of them.
+// Runs at the end of the program or when the library is unloaded. Other threads may still use their blocks, so those are
+// not freed.
 ThreadBlocks::~ThreadBlocks() {
     if (!usable.exchange(false)) return;
     std::free(pthread_getspecific(key));

@@ -1,4 +1,4 @@
-// What a function remembers for the thread that calls it.
+// Memory for each thread.
 #pragma once
 #include <cstddef>
 #include <type_traits>
@@ -11,8 +11,8 @@
 
 namespace tramo {
 
-// A block of memory for each thread that asks for one: zeros at first, freed when the thread ends. Not a thread-local
-// variable: a large one prevents loading by dlopen, and without memory for even a small one the process ends.
+// A block of memory for each thread that requests one: initially zeros, freed when the thread ends. Not a thread-local
+// variable: a large one prevents loading by dlopen, and if memory for even a small one is missing, the process ends.
 class ThreadBlocks {
 public:
     explicit ThreadBlocks(std::size_t size) noexcept;
@@ -20,7 +20,7 @@ public:
     ThreadBlocks(const ThreadBlocks&) = delete;
     ThreadBlocks& operator=(const ThreadBlocks&) = delete;
 
-    // This thread's block, or null if there is no memory for it.
+    // Returns the block of this thread, or null if out of memory.
     void* own() noexcept;
 
 private:
@@ -43,7 +43,7 @@ inline void* ThreadBlocks::own() noexcept {
 }
 #endif
 
-// This thread's T, or null if there is no memory for it: work without it then.
+// Returns the T of this thread, or null if out of memory; the caller then works without it.
 template <class T> T* ownOfThread() noexcept {
     static_assert(std::is_trivial_v<T>);
     static ThreadBlocks blocks(sizeof(T));

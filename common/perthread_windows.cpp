@@ -10,7 +10,7 @@ void WINAPI freeBlock(void* block) { std::free(block); }
 
 }  // namespace
 
-// The system frees the blocks of threads that end, and FlsFree those of all others.
+// The system frees the blocks of threads that end, FlsFree those of all others.
 ThreadBlocks::ThreadBlocks(std::size_t blockSize) noexcept : size(blockSize), place(FlsAlloc(freeBlock)) {}
 
 ThreadBlocks::~ThreadBlocks() {

@@ -1,4 +1,4 @@
-// Text cut into blocks of one size.
+// Text divided into blocks of equal size.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace tramo::textblocks {
 
-// Writes the text with the order of its blocks reversed; a short last block comes first. A block size of 0 leaves the
-// order as it is. `out` has room for the whole text and does not overlap it.
+// Writes the text with the order of its blocks reversed; a short last block comes first. A block size of 0 keeps the
+// order. `out` has room for the whole text and does not overlap it.
 inline void reverse(std::wstring_view text, std::size_t blockSize, wchar_t* out) {
     if (blockSize == 0) blockSize = text.size();
     for (std::size_t end = text.size(); end > 0;) {

@@ -13,7 +13,7 @@ struct Character {
     std::size_t length;
 };
 
-// The character at the start of the bytes, which are not empty.
+// Returns the first character of the bytes, which are not empty.
 Character first(std::string_view bytes) {
     constexpr Character invalid{static_cast<char32_t>(replacement), 1};
     const auto lead = static_cast<unsigned char>(bytes[0]);

@@ -1,4 +1,4 @@
-// Between UTF-8 and wide text that holds one UTF-16 code unit in each wchar_t.
+// Converts between UTF-8 and wide text with one UTF-16 code unit in each wchar_t.
 #pragma once
 #include <string>
 #include <string_view>
@@ -10,7 +10,7 @@ inline constexpr wchar_t replacement = 0xFFFD;
 // Each byte that belongs to no valid character becomes U+FFFD.
 std::wstring decode(std::string_view bytes);
 
-// A surrogate without its partner, and a value that is no UTF-16 code unit, becomes U+FFFD.
+// Half of a surrogate pair, and a value that is not a UTF-16 code unit, becomes U+FFFD.
 std::string encode(std::wstring_view text);
 
 }  // namespace tramo::utf8

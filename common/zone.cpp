@@ -27,14 +27,14 @@ std::int64_t asSeconds(const std::tm& t) {
 
 std::int32_t offsetAt(std::int64_t instant) { return static_cast<std::int32_t>(asSeconds(hosttime::local(instant)) - instant); }
 
-// Offsets are remembered in bins of time. No zone of the database has ever changed its offset twice within three days,
-// so two looks at most a day apart see every change.
+// Offsets are cached in bins of time. No zone of the database has ever changed its offset twice within three days, so
+// samples at most a day apart see every change.
 struct Bin {
-    std::int32_t number, offset;  // `unsteady` for a bin that has more than one offset
+    std::int32_t number, offset;  // `unsteady` for a bin with more than one offset
 };
 constexpr Bin emptyBin{INT32_MIN, 0};
 
-// Each bin takes two to the power of `bits` seconds.
+// Each bin covers two to the power of `bits` seconds.
 template <int bits, std::size_t count, auto find> struct Bins {
     Bin bins[count];
 
@@ -62,7 +62,7 @@ constexpr std::uint32_t packed(unsigned year, unsigned month, unsigned day) { re
 constexpr std::int64_t reach = 26 * hour;  // more than any offset
 constexpr std::int64_t usualChange = 3 * hour;
 
-// The offset of all times from begin to end, read as instants or as local times.
+// Returns the offset of all times from begin to end, taken as instants or as local times.
 std::int32_t findSteady(std::int64_t begin, std::int64_t end) {
     const std::int32_t offset = offsetAt(end + reach);
     for (std::int64_t instant = begin - reach; instant < end + reach; instant += dayLength)
@@ -75,7 +75,7 @@ std::int32_t findOfInstants(std::int64_t begin, std::int64_t end) {
     return offset == offsetAt(end - 1) ? offset : unsteady;
 }
 
-// Steady when each of these local times exists once: no change is close by, and none that large is in reach.
+// Steady if each of these local times exists once: no change is close, and no larger change is within reach.
 std::int32_t findOfLocalTimes(std::int64_t begin, std::int64_t end) {
     const std::int32_t offset = offsetAt(begin - offsetAt(begin));
     const auto change = [&](std::int64_t local) { return std::abs(offsetAt(local - offset) - offset); };
@@ -84,9 +84,9 @@ std::int32_t findOfLocalTimes(std::int64_t begin, std::int64_t end) {
     return close || large ? unsteady : offset;
 }
 
-// Where TZ stands in the environment, so that a call sees at once that nothing has changed: the same array, the same
-// entry at the same place, with the same text. Without TZ, the end of the array and the entry before it must be the
-// same. A text too long to be remembered counts as changed each time.
+// The place of TZ in the environment, to see quickly that nothing has changed: the same array, the same entry at the same
+// place, with the same text. Without TZ, the end of the array and the entry before it must be the same. A text that is too
+// long for the cache counts as changed each time.
 class TimeZoneMark {
 public:
     bool holds() const {
@@ -109,7 +109,7 @@ public:
     }
 
 private:
-    // The entry, or the end of the environment.
+    // Returns the entry, or the end of the environment.
     static char** find() {
         char** at = environ;
         while (*at && std::strncmp(*at, "TZ=", 3) != 0) ++at;
@@ -123,7 +123,7 @@ private:
     char text[128];
 };
 
-// What one thread remembers. It has no constructor: a thread starts with zeros, for which the mark does not hold.
+// The cache of one thread. Without a constructor: it starts with zeros, for which the mark does not hold.
 struct Memory {
     TimeZoneMark mark;
     Day days[8 << 9];                          // of eight years
@@ -132,7 +132,7 @@ struct Memory {
     Bins<anHour, 256, findOfLocalTimes> localTimes;
 };
 
-// Null without memory: the host is asked each time then.
+// Returns null if out of memory; the host then computes each result.
 Memory* memory() {
     auto* const memory = ownOfThread<Memory>();
     if (memory && !memory->mark.holds()) {
@@ -150,15 +150,15 @@ std::int64_t dayOf(std::int64_t local) {
     return floor<days>(seconds{local}).count();
 }
 
-// Of a skipped local time: the instant by the offset that held before, or by the one that holds afterwards.
+// Selects the instant of a skipped local time: `forward`, by the offset before the change, or `back`, by the one after it.
 std::int64_t chooseOfSkipped(std::int64_t local, std::int64_t forward, std::int64_t back) {
     const std::tm later = hosttime::local(forward), earlier = hosttime::local(back);
     const bool onlyBackIsSummer = earlier.tm_isdst > 0 && later.tm_isdst <= 0;
     return onlyBackIsSummer && dayOf(asSeconds(earlier)) == dayOf(local) ? back : forward;
 }
 
-// Only asks for the local time of instants: of a local time that comes twice, or never, mktime gives an instant that
-// depends on what the process has converted before.
+// Uses only the local time of instants: for a repeated or skipped local time, the result of mktime depends on earlier
+// conversions of the process.
 std::int64_t findInstant(std::int64_t local) {
     hosttime::refresh();
     constexpr std::int64_t none = INT64_MAX;

@@ -32,7 +32,7 @@ unsigned hexDigit(wchar_t c) {
     return decimalDigit(c);
 }
 
-// Takes leading white space and one sign off the text. Answers whether the sign was '-'.
+// Removes leading white space and one sign from the text. Returns whether the sign was '-'.
 bool takeSign(std::wstring_view& text) {
     std::size_t count = 0;
     while (count < text.size() && isBlank(text[count])) ++count;
@@ -44,7 +44,7 @@ bool takeSign(std::wstring_view& text) {
 
 enum class Reading { Good, NoDigit, TooLow, TooHigh };
 
-// Takes the digits at its start off the text, up to the first other character.
+// Reads the leading digits and removes them from the text.
 template <unsigned base, class T> Reading takeDigits(std::wstring_view& text, bool negative, T& value) {
     const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + (negative ? 1 : 0);
     const std::uint64_t mayGrow = limit / base;
@@ -64,7 +64,7 @@ template <unsigned base, class T> Reading takeDigits(std::wstring_view& text, bo
     return Reading::Good;
 }
 
-// Takes a whole number off the text.
+// Reads an integer and removes it from the text.
 template <class T> Reading takeInteger(std::wstring_view& text, T& value) {
     const bool negative = takeSign(text);
     return takeDigits<10>(text, negative, value);
@@ -76,7 +76,7 @@ template <class T> bool toInteger(std::wstring_view label, std::wstring_view tex
     return takeInteger(rest, value) == Reading::Good || complain(label, text, cannotBeConverted);
 }
 
-// Takes a hexadecimal number off the text.
+// Reads a hexadecimal number and removes it from the text.
 Reading takeHexadecimal(std::wstring_view& text, int& value) {
     const bool negative = takeSign(text);
     if (text.size() >= 2 && text[0] == L'0' && (text[1] == L'x' || text[1] == L'X')) text.remove_prefix(2);
@@ -87,7 +87,7 @@ Reading takeHexadecimal(std::wstring_view& text, int& value) {
 constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
 // clang-format on
 
-// A plain short decimal: its digits and its power of ten are exact, so that one division rounds correctly.
+// Reads a short decimal without an exponent: its digits and its power of ten are exact, so one division rounds correctly.
 bool plainDecimal(std::wstring_view text, double& value) {
     const bool negative = takeSign(text);
     std::uint64_t digits = 0;
@@ -119,9 +119,9 @@ std::wstring_view withoutBlanksBehind(std::wstring_view text) {
     return text;
 }
 
-constexpr int alwaysKept = 15;  // digits of a decimal, by every double
+constexpr int alwaysKept = 15;  // decimal digits that every double preserves
 
-// Whether the text is a plain decimal to its end, or a point, and no digit of it can be lost.
+// Returns whether the text is only a sign, digits and at most one point or comma, so few that no digit can be lost.
 bool isDigitsAndPoint(std::wstring_view text) {
     takeSign(text);
     int digits = 0, points = 0;
@@ -133,7 +133,7 @@ bool isDigitsAndPoint(std::wstring_view text) {
     return digits <= alwaysKept && points <= 1;
 }
 
-// Of a decimal that has been read as this value: the digits from the first one on that the value does not have.
+// Returns the digits of a decimal, from the first one that differs from its value on.
 std::wstring_view digitsLost(std::wstring_view text, double value) {
     const auto count = std::ranges::count_if(text, [](wchar_t c) { return decimalDigit(c) != notADigit; });
     if (count <= alwaysKept || text.find_first_of(L"xXnN") != std::wstring_view::npos) return {};
@@ -157,7 +157,7 @@ std::wstring_view digitsLost(std::wstring_view text, double value) {
     return lost == digits.size() ? std::wstring_view{} : text.substr(places[lost], places[digits.size() - 1] + 1 - places[lost]);
 }
 
-// What stands for a point or a comma where toDoubleInCLocale reads.
+// The decimal point that toDoubleInCLocale reads.
 char decimalPoint() {
 #ifdef __MINGW32__
     return *std::localeconv()->decimal_point;
@@ -168,8 +168,8 @@ char decimalPoint() {
 
 double toDoubleInCLocale(const char* text, char** end) {
 #ifdef __MINGW32__
-    // MinGW's own conversion, for that of Windows is not exact, and knows neither hexadecimal numbers nor infinity. This
-    // one has but two blanks, and the decimal point of the locale.
+    // MinGW's own conversion, because that of Windows is inexact and reads neither hexadecimal numbers nor infinity. It
+    // skips only two white space characters and reads the decimal point of the locale.
     const char* const begin = text + std::strspn(text, " \t\n\v\f\r");
     const double value = __mingw_strtod(begin, end);
     if (*end == begin) *end = const_cast<char*>(text);
@@ -178,13 +178,13 @@ double toDoubleInCLocale(const char* text, char** end) {
     static const _locale_t c = _create_locale(LC_ALL, "C");
     return _strtod_l(text, end, c);
 #else
-    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);  // a constant of the C library: nothing is allocated
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);  // a constant of the C library, not allocated
     return strtod_l(text, end, c);
 #endif
 }
 
-// Any text that the standard conversion reads: how many of its characters; 0 when it fails. `text` is ASCII up to the first
-// zero.
+// Reads any number that the standard conversion reads. Returns the number of characters read, 0 on failure. `text` is ASCII,
+// terminated by a zero.
 std::size_t readAnyNumber(const char* text, double& value) {
     const int saved = errno;
     errno = 0;
@@ -196,14 +196,14 @@ std::size_t readAnyNumber(const char* text, double& value) {
     return good ? static_cast<std::size_t>(end - text) : 0;
 }
 
-// The text for the standard conversion; a character that no number can hold ends it.
+// Copies the text for the standard conversion, up to the first character that no number contains.
 void narrow(std::wstring_view text, char* out) {
     const char point = decimalPoint();
     for (const wchar_t c : text) *out++ = c == L',' || c == L'.' ? point : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
     *out = '\0';
 }
 
-// Takes any number off the text. False: there is none, or one out of range.
+// Reads any number and removes it from the text. Returns false if there is none or it is out of range.
 bool takeAnyNumber(std::wstring_view& text, double& value) {
     char buffer[1024];
     std::string longer;
@@ -218,7 +218,7 @@ bool takeAnyNumber(std::wstring_view& text, double& value) {
     return count > 0;
 }
 
-// Cut on the right.
+// Truncates on the right.
 void justify(std::string_view text, wchar_t* dest, int width) {
     if (width <= 0) return;
     const auto columns = static_cast<std::size_t>(width);
@@ -227,14 +227,14 @@ void justify(std::string_view text, wchar_t* dest, int width) {
     std::copy_n(text.begin(), columns - blanks, dest + blanks);
 }
 
-// A number that may be too long for its columns.
+// For a number that may be too long for its columns.
 void fromLongInteger(long long value, wchar_t* dest, int width) {
     char buffer[20];
     const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value);
     justify({buffer, static_cast<std::size_t>(result.ptr - buffer)}, dest, width);
 }
 
-// Room for the longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0.
+// The longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0.
 constexpr int maxDecimals = 1074;
 using DoubleText = char[1 + 309 + 1 + maxDecimals];
 
@@ -244,8 +244,8 @@ std::string_view print(double value, int decimals, DoubleText& buffer) {
     return {buffer, static_cast<std::size_t>(result.ptr - buffer)};
 }
 
-// A value of few digits, when it is not so close to the middle between two of them that the product's error matters. The
-// product is below 2^43, so its error is below 2^-10.
+// Writes a value of few digits. Returns false if the value is so close to the middle between two results that the error of
+// the product matters. The product is below 2^43, so its error is below 2^-10.
 bool putPlainDecimal(double value, int decimals, wchar_t* dest, int width) {
     if (FLT_EVAL_METHOD != 0 || decimals > 6) return false;
     const double scaled = std::fabs(value) * powersOfTen[decimals];
@@ -265,7 +265,7 @@ bool putPlainDecimal(double value, int decimals, wchar_t* dest, int width) {
     return true;
 }
 
-// A character counts as the one of its low eight bits.
+// Uses only the low eight bits of each character, as the format does.
 class DateDigits {
 public:
     explicit DateDigits(const wchar_t* text) : next(text) {}
@@ -304,7 +304,7 @@ bool readDateNotNegative(std::wstring_view text, DateFormat format, long32& seco
     return true;
 }
 
-// The text of alarm flags as it is read: its blocks of two characters in reverse order.
+// The text of alarm flags with its blocks of two characters in reverse order, as it is read.
 class InWordOrder {
 public:
     explicit InWordOrder(std::wstring_view text) : size(text.size()) {
@@ -337,7 +337,7 @@ bool toDouble(std::wstring_view text, double& value, std::size_t blanks) {
     std::wstring_view rest = text;
     rest.remove_prefix(blanks);
     if (plainDecimal(rest, value) || takeAnyNumber(rest, value)) return true;
-    std::setlocale(LC_NUMERIC, "C");  // the format wants it left so behind a failure
+    std::setlocale(LC_NUMERIC, "C");  // the format requires this after a failure
     std::wstring shown(text);
     std::replace(shown.begin(), shown.end(), L',', L'.');
     return complain(L"toDouble: ", shown, cannotBeConverted);
@@ -375,7 +375,7 @@ bool fromText(std::wstring_view text, wchar_t* dest, int width) {
 }
 
 void fromInteger(long long value, wchar_t* dest, int width) {
-    // Digits from the right, as long as there are columns for them and for the sign.
+    // Writes digits from the right, as long as they and the sign fit.
     auto magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
     wchar_t* digit = dest + std::max(width, 0);
     wchar_t* const last = dest + (value < 0 ? 1 : 0);
@@ -461,7 +461,7 @@ std::wstring_view ignoredByAlarmFlags(std::wstring_view text) {
     const bool hasBitsWithoutFlag = bits >> AlarmFlags{}.size() > 0;
     if (text.empty() || (good && rest.empty() && !hasBitsWithoutFlag)) return {};
 
-    // From the first to the last character, in the text's own order, that is not read or that no flag comes from.
+    // From the first to the last character, in the order of the text, that is not read or sets no flag.
     const std::size_t end = good ? text.size() - rest.size() : 0, begin = hasBitsWithoutFlag ? end - digitsWithFlags : 0;
     std::wstring places(text.size(), L'\0');
     std::iota(places.begin(), places.end(), L'\0');
@@ -476,7 +476,7 @@ std::wstring_view ignoredByAlarmFlags(std::wstring_view text) {
     return first > last ? std::wstring_view{} : text.substr(first, last - first + 1);
 }
 
-// By resize: the string's own append of narrow characters makes a wide string of them first.
+// Resizes first: the append function of std::wstring would copy the narrow characters into a temporary wide string.
 void append(std::string_view ascii, std::wstring& out) {
     const std::size_t size = out.size();
     out.resize(size + ascii.size());

@@ -1,11 +1,11 @@
-// The code tables: one row a code.
+// The code tables: one row per code.
 #pragma once
 #include "tramostream/codes.h"
 #include <string_view>
 
 namespace tramo::codec {
 
-// A code character that is read, the value it stands for, and the character that this value is written as.
+// The code character that is read, its value, and the character that is written for this value.
 template <class E> struct CodeRow {
     wchar_t read;
     E value;
@@ -13,7 +13,7 @@ template <class E> struct CodeRow {
 };
 inline constexpr wchar_t neverRead = 0, neverWritten = 0;
 
-// One specialisation per enumeration: `rows`, and the labels of its failure messages, `parseLabel` and `buildLabel`.
+// One specialization per enumeration: `rows`, and the labels of its failure messages, `parseLabel` and `buildLabel`.
 template <class E> struct CodeTable;
 
 // clang-format off
@@ -125,14 +125,14 @@ template <> struct CodeTable<TF::EnquiryAreaMode> {
 
 // clang-format on
 
-// The row that reads a code, or none.
+// Returns the row that reads a code, or null.
 template <class E> constexpr const CodeRow<E>* rowReading(wchar_t code) {
     for (const auto& row : CodeTable<E>::rows)
         if (row.read == code && code != neverRead) return &row;
     return nullptr;
 }
 
-// The row that writes a value, or none.
+// Returns the row that writes a value, or null.
 template <class E> constexpr const CodeRow<E>* rowWriting(E value) {
     for (const auto& row : CodeTable<E>::rows)
         if (row.value == value && row.written != neverWritten) return &row;

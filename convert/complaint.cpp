@@ -12,7 +12,7 @@ bool complain(std::wstring_view label, std::wstring_view text, std::wstring_view
         message.reserve(label.size() + text.size() + ending.size());
         console::wide(message.append(label).append(text).append(ending));
     } catch (...) {
-        // Without memory there is no message; the answer stays.
+        // Out of memory: no message, same result.
     }
     return false;
 }

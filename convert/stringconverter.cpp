@@ -15,7 +15,7 @@ template <class String> bool allDigits(const String& s) {
     return !s.empty() && std::all_of(s.begin(), s.end(), [](auto c) { return c >= '0' && c <= '9'; });
 }
 
-// Formats that are not the format's own: a caller's business, and the standard library's.
+// Formats other than the three of StrConv: printed by the standard library, in the caller's global locale.
 bool fromDateByStandard(long32 t, wchar_t* dest, const wchar_t* format) noexcept try {
     const std::tm local = tramo::zone::brokenDown(t);
     std::wostringstream out;

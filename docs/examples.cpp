@@ -159,7 +159,7 @@ void key() {
 void anyRecord(const Line& line) {
     //! [AnyRecord]
     const tramo::AnyRecord record(line);
-    if (!record.kind()) return;  // of no known kind
+    if (!record.kind()) return;  // unknown record kind
     for (const tramo::Field& field : record.kind()->fields)
         if (field.kind == tramo::FieldKind::Text && record.get(field) != field.defaultValue)
             std::wcout << field.name.c_str() << L'=' << std::get<std::wstring>(record.get(field)) << L'\n';
@@ -239,7 +239,7 @@ void fieldError() {
     RoundTramoModel round;
     round.setCode(L"T0412");
     TramoLine::tramoLine_t line = round.toTramoLine();
-    line[498] = L'x';  // column 499, where the import date begins
+    line[498] = L'x';  // column 499, the start of the import date
 
     const RoundTramoModel broken(line);
     const TE::FieldError error = broken.getParseErrors().front();
@@ -333,7 +333,7 @@ void logFile() {
 
     std::string line;
     std::getline(std::ifstream("import.log"), line);
-    std::wcout << line.substr(8).c_str() << L'\n';  // behind the time
+    std::wcout << line.substr(8).c_str() << L'\n';  // after the time
     //>  log     Warn  {iFileStream} 3 of 172 lines are blank.
     //! [log]
 }

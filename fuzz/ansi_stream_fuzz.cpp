@@ -1,11 +1,11 @@
-// An ANSI file, read and written again. The first byte tells how; see Reading.
+// An ANSI file, read and written again. The first byte selects how; see Reading.
 #include "streams.h"
 #include <ios>
 #include <tramostream/stringconverter.h>
 
 namespace {
 
-// One file behind the other: an empty one ends the reading.
+// Reads one file after the other; an empty one ends the reading.
 void checkTwoFiles(fuzz::Bytes bytes, fuzz::Reading reading) {
     const fuzz::Bytes first = bytes.first(bytes.size() / 3), second = bytes.subspan(first.size());
     const fuzz::File firstFile(first), secondFile(second);

@@ -1,6 +1,6 @@
 #!/bin/bash -eu
-# Builds the fuzz targets as OSS-Fuzz wants them: with the compiler and engine of its environment, into $OUT, with a seed
-# corpus and a dictionary for each.
+# Builds the fuzz targets as OSS-Fuzz requires: with the compiler and engine of its environment, into $OUT, with a seed corpus
+# and a dictionary for each.
 root=$(CDPATH='' cd -P -- "${BASH_SOURCE[0]%/*}/.." && pwd)
 build=${WORK:-$root/build}/oss-fuzz
 
@@ -17,6 +17,6 @@ for source in "$root"/fuzz/*_fuzz.cpp; do
     cp "$build/fuzz/fuzz_$target" "$OUT/"
     cp "$root/fuzz/tramo.dict" "$OUT/fuzz_$target.dict"
     python3 -m zipfile -c "$OUT/fuzz_${target}_seed_corpus.zip" "$root/fuzz/corpus/$target"/* "$build/seeds/$target"/*
-    # What the machine that fuzzes does not have.
+    # The libraries that the fuzzing machine does not have.
     ldd "$build/fuzz/fuzz_$target" | awk '/libfmt|libsqlite3|libz\.so/ { print $3 }' | xargs -r cp -t "$OUT/lib"
 done

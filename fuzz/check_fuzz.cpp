@@ -1,4 +1,4 @@
-// tramo check. The first two bytes choose its options; the rest is a file.
+// tramo check. The first two bytes select its options; the rest is a file.
 #include "tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,5 +1,5 @@
-// Every conversion of StrConv against the standard library's, and back. The first byte tells whether a character is one byte
-// of what follows or two; the next ones are numbers to be written, and the rest is text to be read.
+// Every conversion of StrConv compared with that of the standard library, and back. The first byte selects whether a character
+// is one byte of the text or two; the next bytes are numbers to be written, and the rest is text to be read.
 #include "support.h"
 #include <algorithm>
 #include <array>
@@ -25,7 +25,7 @@ bool takeZone() {
 
 // ---- Numbers --------------------------------------------------------------------------------------------------------
 
-// Up to the first character that no number has.
+// Up to the first character that no number contains.
 std::string narrow(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t c : text) {
@@ -55,7 +55,7 @@ void checkHexadecimal(const std::wstring& text) {
     const bool good = text.empty() || static_cast<bool>(stream >> std::hex >> expected);
     std::wstring given = text;
     FUZZ_CHECK(StrConv::hexStrToInt(given, value) == good);
-    // The stream does not get as far as to set a value where there is nothing but white space.
+    // The stream sets no value if there is only white space.
     if (!good && std::ranges::all_of(text, [](wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); })) expected = 0;
     FUZZ_CHECK(value == expected);
 }
@@ -79,7 +79,7 @@ void checkDecimal(const std::wstring& text) {
 
 constexpr std::size_t mostColumns = 512;
 
-// Columns to write into, between others that must not change.
+// Columns to write into, between columns that must not change.
 struct Columns {
     std::array<wchar_t, mostColumns + 2> all;
     wchar_t* const first = all.data() + 1;
@@ -93,7 +93,7 @@ struct Columns {
     }
 };
 
-// As printf writes it, right-justified and cut.
+// As printf writes it, right-justified and truncated.
 template <class... T> std::string printed(std::size_t width, const char* format, T... values) {
     std::array<char, 2000> text;
     const int length = std::snprintf(text.data(), text.size(), format, values...);
@@ -137,7 +137,7 @@ void checkDate(const std::wstring& text, bool hasTime) {
     FUZZ_CHECK(given == text);
     if (!good) FUZZ_CHECK(value == 42);
 
-    // A character counts as the one of its low eight bits.
+    // Only the low eight bits of a character count.
     std::string digits;
     for (const wchar_t c : text) digits += static_cast<char>(c & 0xFF);
     const bool isNumber = digits.find_first_not_of("0123456789") == std::string::npos;
@@ -153,8 +153,8 @@ void checkDate(const std::wstring& text, bool hasTime) {
         FUZZ_CHECK(!good);
         return;
     }
-    // Since 1970 this zone has been one or two hours east of UTC. The first instant that shows the time is its value; one
-    // that is skipped is shown by none, and becomes an hour later.
+    // Since 1970 this zone has been one or two hours east of UTC. The value is the first instant with this local time; a
+    // skipped local time has none and moves forward by an hour.
     const std::chrono::sys_seconds asUtc = std::chrono::sys_days{day} + std::chrono::hours{hour} + std::chrono::minutes{minute};
     const long long winter = asUtc.time_since_epoch().count() - 3600, summer = winter - 3600;
     const std::string wanted = hasTime ? digits : digits + "0000";
@@ -201,7 +201,7 @@ void checkAlarms(const std::wstring& text, unsigned bits) {
     FUZZ_CHECK(f == g);
 }
 
-// What has been read is written as it was; but for the codes `other`, which are written differently or not at all.
+// A code that was read is written unchanged, except the codes `other`, which are written differently or not at all.
 template <class E, class To, class From>
 void checkCode(wchar_t code, std::wstring_view known, std::wstring_view other, To to, From from) {
     wchar_t given = code;

@@ -1,4 +1,4 @@
-// tramo import. The first byte chooses its options; the rest is a file of exported values.
+// tramo import. The first byte selects its options; the rest is a file of exported values.
 #include "tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,4 +1,4 @@
-// Key lines. The first byte tells whether a character is one byte of what follows or two.
+// Key lines. The first byte selects whether a character is one byte of the rest or two.
 #include "support.h"
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@ namespace {
 using tramo::KeyValue;
 using tramo::ParsedKeyLine;
 
-// The JSON object of the line's values, every character of a text as an escape.
+// The JSON object of the values of the line, every character of a text as an escape.
 std::wstring jsonOf(const AMRKeyLine& line) {
     std::string json;
     for (const KeyValue& value : tramo::keyValues) {
@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
 
-    // What was understood is understood again.
+    // Values that were read are read again.
     const ParsedKeyLine again = tramo::parseKeyLine(jsonOf(parsed.line));
     FUZZ_CHECK(!again.error && again.remarks.empty());
     checkSameValues(parsed.line, again.line);

@@ -1,5 +1,5 @@
-// Lines of every kind: parsed, asked for all fields, checked, shown, built, parsed again. The first byte tells the kind, and
-// whether a character is one byte of what follows or two.
+// Lines of every kind: parses them, reads all fields, checks, shows, builds, and parses again. The first byte selects the kind,
+// and whether a character is one byte of the rest or two.
 #include "support.h"
 #include <algorithm>
 #include <cmath>
@@ -21,7 +21,7 @@ template <class Line> Line lineOf(const std::wstring& text) {
     return line;
 }
 
-// One kind of line behind the same few functions, whichever class it has.
+// The same few functions for every model class.
 template <class M, class L> struct Kind {
     using Model = M;
     using Line = L;
@@ -44,7 +44,7 @@ template <class M, class L> struct Kind {
     }
 };
 
-// Errors stand in the line, and have names.
+// Errors have a column of the line and a name.
 void checkErrors(const std::vector<TE::FieldError>& errors, const RecordKind& kind) {
     for (const TE::FieldError& error : errors) {
         FUZZ_CHECK(error.column >= 0 && error.column <= kind.length);
@@ -69,7 +69,7 @@ template <class K> void checkFields(const typename K::Model& model, const Record
     (void)K::build(copy);
 }
 
-// A number of more digits than a double holds, cut on the right, becomes another one each time.
+// A number with more digits than a double holds changes each time it is truncated on the right.
 template <class K> void clearInexact(const typename K::Model& model, const RecordKind& kind, typename K::Line& line) {
     for (const tramo::Field& field : kind.fields) {
         if (field.kind != tramo::FieldKind::Decimal) continue;
@@ -100,7 +100,7 @@ template <class K> void checkLine(const typename K::Line& line) {
     checkErrors(model.getMandatoryErrors(), *kind);
     checkFields<K>(model, *kind);
 
-    // What has been built once more is built so for ever.
+    // After the second build, the line does not change any more.
     Model again(K::build(model));
     checkErrors(model.getBuildErrors(), *kind);
     typename K::Line second = K::build(again);

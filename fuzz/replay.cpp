@@ -1,4 +1,4 @@
-// Runs a fuzz target on files, and on those in folders, where there is no fuzzing engine.
+// Runs a fuzz target on files and on the files in folders, without a fuzzing engine.
 #include "support.h"
 #include <cstdio>
 #include <filesystem>
@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::FILE* const messages = stderr;  // a target may take the stream away
+std::FILE* const messages = stderr;  // a target may replace the stream
 int count = 0;
 
 void run(const fs::path& file) {

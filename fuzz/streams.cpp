@@ -13,7 +13,7 @@ namespace {
 
 constexpr int eofFlag = std::ios_base::eofbit, failFlag = std::ios_base::failbit;
 
-// What the stream's header promises, written down once more.
+// The contract in the header of the stream, implemented a second time.
 struct Reader {
     std::wstring_view text;
     std::size_t at = 0;
@@ -80,7 +80,7 @@ void checkNextLine(iFileStream& in, Reader& reader, Reading reading) {
     FUZZ_CHECK(in.hasUnreadText() == (reader.at < reader.text.size()));
 }
 
-// A line as a buffer of its own, where it has the length of one.
+// A line as a buffer, if it has the length of one.
 template <class Buffer> bool put(oFileStream& out, const std::wstring& line) {
     Buffer buffer;
     if (line.size() != buffer.size()) return false;
@@ -115,7 +115,7 @@ void checkReading(iFileStream& in, const std::wstring& text, Reading reading) {
     FUZZ_CHECK(in.eof() == reader.eof());
     checkNextLine(in, reader, reading);
 
-    // The flags fall; what has not been read can still be.
+    // close() clears the flags; the unread text can still be read.
     FUZZ_CHECK(in.is_open());
     in.close();
     reader.flags = 0;

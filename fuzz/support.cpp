@@ -11,7 +11,7 @@ namespace fuzz {
 
 namespace {
 
-std::FILE* const messages = stderr;  // a target may take the stream away
+std::FILE* const messages = stderr;  // a target may replace the stream
 
 }  // namespace
 

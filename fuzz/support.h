@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// Support for the fuzz targets.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 [[noreturn]] void fail(const char* condition, const char* file, int line);
 
-/// Takes the first byte off; 0 when there is none.
+/// Removes and returns the first byte; 0 if there is none.
 inline unsigned takeByte(Bytes& bytes) {
     if (bytes.empty()) return 0;
     const unsigned first = bytes[0];
@@ -22,14 +22,14 @@ inline unsigned takeByte(Bytes& bytes) {
     return first;
 }
 
-/// Takes a value of some bytes off; missing ones are zeros.
+/// Removes and returns a value of some bytes; missing ones are zeros.
 inline std::uint64_t takeNumber(Bytes& bytes, int count) {
     std::uint64_t number = 0;
     for (int i = 0; i < count; ++i) number |= std::uint64_t{takeByte(bytes)} << 8 * i;
     return number;
 }
 
-/// A character for each byte, or for each two of them, the low one first.
+/// Returns a character for each byte, or for each two bytes, the low one first.
 inline std::wstring textOf(Bytes bytes, bool wide) {
     std::wstring text;
     if (wide)
@@ -38,7 +38,7 @@ inline std::wstring textOf(Bytes bytes, bool wide) {
     return text;
 }
 
-/// A file that has a path, and lies in memory.
+/// A file in memory that has a path.
 class File {
 public:
     File();
@@ -55,7 +55,7 @@ private:
     std::string ownPath;
 };
 
-/// From now on the library prints and logs nothing. Answers true.
+/// Stops all messages and log lines of the library. Returns true.
 bool silenceLibrary();
 
 }  // namespace fuzz

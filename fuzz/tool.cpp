@@ -11,7 +11,7 @@ namespace {
 
 using namespace tramo::cli;
 
-// The fuzzing engine keeps the error output that it started with.
+// The fuzzing engine keeps the standard error that it started with.
 bool takeOutputs() {
     silenceLibrary();
     std::FILE* const nowhere = std::fopen(nullDevice, "w");

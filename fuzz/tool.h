@@ -6,7 +6,7 @@
 
 namespace fuzz {
 
-/// Runs a command, which prints to nowhere, and answers its exit code. Only what the tool's main knows may be thrown.
+/// Runs a command without output and returns its exit code. It may throw only the exceptions that the tool's main handles.
 int runCommand(const tramo::cli::Command& command, std::vector<std::string> arguments);
 
 /// A file of this process in the folder for temporary files, with this content.

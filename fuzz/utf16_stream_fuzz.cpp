@@ -1,5 +1,5 @@
-// A UTF-16 file, read, and written again in both encodings. The first byte tells how; see Reading. A file without byte
-// order mark is one of ANSI.
+// A UTF-16 file, read, and written again in both encodings. The first byte selects how; see Reading. A file without a byte
+// order mark is ANSI.
 #include "streams.h"
 #include <tramostream/stringconverter.h>
 
@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     iFileStream in;
     in.open(file.path(), StrConv::ENCODING_UTF16LE);
     FUZZ_CHECK(in.getEncoding() == (hasMark || bytes.empty() ? StrConv::ENCODING_UTF16LE : StrConv::ENCODING_ANSI));
-    // What one byte raises stays raised.
+    // The flags of a one-byte file stay raised.
     if (bytes.size() == 1) return 0;
     fuzz::checkReading(in, text, reading);
     fuzz::checkWriting(text, StrConv::ENCODING_UTF16LE);

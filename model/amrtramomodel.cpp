@@ -22,7 +22,7 @@ const Record<M>& M::layout() {
     using Row = tramo::Row<M>;
     using L = Layout;
     // clang-format off
-    static constexpr Row rows[] = {   // column 0: not in the line, only shown
+    static constexpr Row rows[] = {   // column 0: not in the line, only shown by toString
         Row{  2,   8, "installationDate",                       date         <&M::installationDate>,                {.label = "amrInstallationDate", .missing = below(1)}},
         Row{ 10,  16, "meterReference",                         text         <&M::meterReference>,                  {.label = "amrMeterReferance"}},
         Row{ 26,  12, "meterSerialNumber",                      text         <&M::meterSerialNumber>,               {.label = "amrMeterSerialNumber", .missing = empty}},

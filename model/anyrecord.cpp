@@ -6,7 +6,7 @@ namespace {
 
 using Model = AnyRecord::Model;
 
-// Makes the model whose letter the line begins with.
+// Creates the model of the line's letter.
 template <std::size_t Alternative = 1> void parseAs(Model& record, const TramoLine::tramoLine_t& line) {
     if constexpr (Alternative < std::variant_size_v<Model>) {
         if (kindOf<std::variant_alternative_t<Alternative, Model>>().letter == line[0]) record.emplace<Alternative>(line);
@@ -14,7 +14,7 @@ template <std::size_t Alternative = 1> void parseAs(Model& record, const TramoLi
     }
 }
 
-// What `use` answers for the model; without one, `otherwise`.
+// Returns the result of `use` for the model, or `otherwise` without a model.
 template <class Record, class Result, class Use> Result withModel(Record& record, Result otherwise, Use use) {
     return std::visit(
         [&](auto& model) -> Result {

@@ -1,5 +1,5 @@
-// Which characters of a line are not blank, one bit each, so that the end of a field's text is found by bit
-// operations instead of a scan.
+// One bit per character of a line: set unless it is white space. Bit operations find the end of a field's text without a
+// scan.
 #pragma once
 #include "convert/codec.h"
 #include <bit>
@@ -24,8 +24,8 @@ public:
         for (; i < Size; ++i) bits[i / 64] |= std::uint64_t{!codec::isBlank(line[i])} << i % 64;
     }
 
-    // Of the characters of a field: how many blanks come first, and how many characters are left without the blanks at
-    // their end. Of a wide field the blanks are not counted: 0.
+    // In a field: the number of leading white space characters, and the size without trailing white space. In a wide field,
+    // `blanks` is 0: not counted.
     struct Extent {
         std::uint32_t blanks, size;
     };
@@ -42,7 +42,7 @@ public:
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
 
-    // The bits of a narrow field lie in the eight bytes from the one of its first bit on.
+    // The bits of a narrow field lie in the eight bytes that begin with the byte of its first bit.
     Extent textInOneLoad(std::uint32_t first, std::uint32_t width) const {
         std::uint64_t some = 0;
         std::memcpy(&some, reinterpret_cast<const char*>(bits) + first / 8, sizeof some);
@@ -50,11 +50,11 @@ private:
         return {static_cast<std::uint32_t>(std::countr_zero(some)), static_cast<std::uint32_t>(std::bit_width(some))};
     }
 
-    // Which of sixteen characters are filled, the first one's bit lowest.
+    // The bits of sixteen characters, the first one lowest.
     static std::uint16_t sixteen(const wchar_t* line) {
 #ifdef TRAMO_SSE2
         const __m128i c = asBytes(line);
-        const __m128i control = _mm_sub_epi8(c, _mm_set1_epi8('\t'));  // 0 to 4 for the blanks from '\t' to '\r'
+        const __m128i control = _mm_sub_epi8(c, _mm_set1_epi8('\t'));  // 0 to 4 for white space from '\t' to '\r'
         const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(control, _mm_set1_epi8('\r' - '\t')), control);
         const __m128i blank = _mm_or_si128(isControl, _mm_cmpeq_epi8(c, _mm_set1_epi8(' ')));
         return static_cast<std::uint16_t>(~_mm_movemask_epi8(blank));
@@ -66,7 +66,7 @@ private:
     }
 
 #ifdef TRAMO_SSE2
-    // Sixteen characters as bytes. One above 0xFF becomes 0xFF or 0, which are as little blank as it is.
+    // Sixteen characters as bytes. One above 0xFF becomes 0xFF or 0, which are not white space either.
     static __m128i asBytes(const wchar_t* line) {
         const auto* vectors = reinterpret_cast<const __m128i*>(line);
         const auto load = [&](int i) { return _mm_loadu_si128(vectors + i); };
@@ -75,7 +75,7 @@ private:
     }
 #endif
 
-    std::uint64_t bits[words + 1] = {};  // one more, for the load at the end
+    std::uint64_t bits[words + 1] = {};  // one more, for the last load
 };
 
 }  // namespace tramo

@@ -8,7 +8,7 @@ namespace {
 
 std::string digits(double limit) { return std::to_string(static_cast<long long>(limit)); }
 
-// "it is above 3", with the words that fit the kind.
+// Returns a clause such as "it is above 3", in words for this kind of field.
 std::string words(FieldKind kind, Test test) {
     const bool isDate = kind == FieldKind::Date || kind == FieldKind::DateTime || kind == FieldKind::Year;
     const bool present = test.operation == Test::Above || test.operation == Test::AtLeast;

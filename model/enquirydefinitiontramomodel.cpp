@@ -14,7 +14,7 @@ struct EnquiryDefinitionTramoModel::Layout {
             return area.size < 0 || (area.type == TF::EnquiryAreaType::AreaC && area.list.in(m.line).empty());
         }};
 
-    // The four fields of one area. The list runs on over the columns behind it, where the next area's label follows.
+    // The four fields of one area. The list is written into the next columns, too, where the label of the next area follows.
     template <int K> static consteval auto area(std::int32_t column) {
         // clang-format off
         return fields<M>({

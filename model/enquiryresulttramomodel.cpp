@@ -38,7 +38,7 @@ const Record<M>& M::layout() {
         .model = "EnquiryResultTramoModel",
         .name = "enquiry result",
         .rows = rows,
-        .inDump = "EnquiryDefinitionTramoModel",  // the definition's, deliberately
+        .inDump = "EnquiryDefinitionTramoModel",  // deliberately the name of the definition
     };
     return checked<record>();
 }

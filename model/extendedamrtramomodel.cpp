@@ -17,7 +17,7 @@ struct ExtendedAMRTramoModel::Layout {
             return !whole && !vacant;
         }};
 
-    // The three fields of one history slot, written whole. An unknown alarm code is reported at the index.
+    // The three fields of one history slot, written together. An unknown alarm code is reported at the index.
     template <int K> static consteval auto historySlot(std::int32_t column) {
         constexpr auto* group = &slotIsFilled<K>;
         // clang-format off

@@ -1,4 +1,4 @@
-// The frame that every record model follows: one engine, driven by the record's rows.
+// The implementation that all record models share, driven by the rows of the record.
 #pragma once
 #include "common/console.h"
 #include "model/blankmap.h"
@@ -7,7 +7,7 @@
 
 namespace tramo {
 
-// Whether the line in the model is of the record's kind; if not, says so as the format has it.
+// Returns whether the line in the model is of the record's kind; if not, reports it as the format requires.
 template <class M> bool acceptsLine(const Record<M>& record, M& model) {
     if (record.letter == 0) return true;
     const wchar_t found = Layouts::line(model)[0];
@@ -19,7 +19,7 @@ template <class M> bool acceptsLine(const Record<M>& record, M& model) {
     return false;
 }
 
-// Fills the model from the line that it holds. A line of another kind leaves the values as they are.
+// Sets the values of the model from its line. A line of another kind changes no value.
 template <class M> void Record<M>::parse(M& m) const {
     if (!acceptsLine(*this, m)) return;
     const auto& line = Layouts::line(m);
@@ -78,7 +78,7 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 
 template <class M> std::wstring Record<M>::print(const M& m) const {
     std::wstring out;
-    out.reserve(2048);  // as long as most are
+    out.reserve(2048);  // enough for most records
     codec::append(inDump, out);
     wchar_t separator = L'[';
     for (const Row<M>& row : rows) {
@@ -92,13 +92,13 @@ template <class M> std::wstring Record<M>::print(const M& m) const {
     return out += L']';
 }
 
-// The public description of a record and access by field. -------------------------------------------------------------
+// Public description of a record, and access by field. ----------------------------------------------------------------
 
 constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
     return ever && error.code != TE::errorType{} ? error : TE::FieldError{0, TE::errorType{}};
 }
 
-// The field that holds this value.
+// Returns the name of the field that holds this value.
 template <class M> std::string nameOfValue(const Value<M>* value) {
     if (value)
         for (const Row<M>& row : Layouts::of<M>().rows)
@@ -152,7 +152,7 @@ template <class M> RecordKind describe(const Record<M>& record) {
     return all;
 }
 
-// Apart from kindOf, so that the library does not export it.
+// Separate from kindOf, so that the library does not export it.
 template <class M> struct KindOf {
     static const RecordKind& get() {
         static const RecordKind kind = describe(Layouts::of<M>());
@@ -176,7 +176,7 @@ template <class M> bool set(M& model, const Field& field, const FieldValue& valu
 
 }  // namespace tramo
 
-// Publishes a record: stands once, at the end of its source.
+// Publishes a record; used once, at the end of its source file.
 #define TRAMO_PUBLISH(MODEL)                                                                      \
     template TRAMO_EXPORT const tramo::RecordKind& tramo::kindOf<MODEL>();                        \
     template TRAMO_EXPORT tramo::FieldValue tramo::get<MODEL>(const MODEL&, const tramo::Field&); \

@@ -1,4 +1,4 @@
-// Text of a line that no value comes from, by the kinds of its fields.
+// Finds the text of a line that no value preserves, by the kinds of its fields.
 #include "model/blankmap.h"
 #include "tramostream/fields.h"
 #include "tramostream/tramoline.h"
@@ -19,14 +19,14 @@ IgnoredBy ignoredBy(FieldKind kind) {
     case FieldKind::Text:
     case FieldKind::Code:
     case FieldKind::Date:
-    case FieldKind::DateTime: break;  // read wholly or not at all
+    case FieldKind::DateTime: break;  // read completely or not at all
     }
     return nullptr;
 }
 
-// Columns that may hold such text.
+// Columns that may hold text that no value preserves.
 struct Columns {
-    const Field* field;          // nullptr: they belong to none
+    const Field* field;          // nullptr: they belong to no field
     std::uint32_t first, width;  // an index, unlike a column
     IgnoredBy ignored;
 };
@@ -50,7 +50,7 @@ std::vector<Columns> searchedIn(const RecordKind& kind) {
     return all;
 }
 
-// Made once for each kind of record line.
+// Computed once for all kinds of record lines.
 const std::vector<Columns>* searchedInRecord(const RecordKind& kind) {
     static const auto all = [] {
         std::vector<std::vector<Columns>> searched;

@@ -5,7 +5,7 @@
 
 namespace tramo {
 
-// Takes the values that the object has a fitting member for, and says which members it has not taken.
+// Reads the values from the matching members of the object. Returns the members that it ignored.
 std::vector<KeyLineRemark> takeKeyValues(const AMRKeyTramoModel::Json& object, AMRKeyLine& line);
 
 }  // namespace tramo

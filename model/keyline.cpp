@@ -18,7 +18,7 @@ using Json = AMRKeyTramoModel::Json;
 using Utf8 = rapidjson::UTF8<char>;
 using Utf16 = rapidjson::UTF16<wchar_t>;
 
-// Bytes that are overwritten before their memory is given back.
+// Bytes that are overwritten before their memory is freed.
 struct SecretBytes {
     std::string bytes;
 
@@ -26,15 +26,15 @@ struct SecretBytes {
     SecretBytes(const SecretBytes&) = delete;
     SecretBytes& operator=(const SecretBytes&) = delete;
     ~SecretBytes() {
-        volatile char* byte = bytes.data();  // the compiler must not leave it out
+        volatile char* byte = bytes.data();  // volatile: not optimized away
         for (std::size_t k = 0; k < bytes.size(); ++k) byte[k] = 0;
     }
 
-    // As RapidJSON's encodings write.
+    // The interface through which RapidJSON's encodings write.
     void Put(char byte) { bytes += byte; }
 };
 
-// A wide text as RapidJSON's encodings read it, with zeros behind its end.
+// A wide text with the interface through which RapidJSON's encodings read; returns zeros after the end.
 struct WideInput {
     using Ch = wchar_t;
     std::wstring_view text;
@@ -45,9 +45,9 @@ struct WideInput {
 
 bool isUtf16(std::uint32_t c) { return c <= 0xFFFF; }
 
-// Appends the text as UTF-8; answers the index of the first character that is none.
+// Appends the text as UTF-8. Returns the index of the first invalid character, if any.
 std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
-    out.bytes.reserve(text.size() * 3);  // never moved, so that nothing of it is left behind
+    out.bytes.reserve(text.size() * 3);  // never moved, so that no copy stays in memory
     for (WideInput in{text}; in.at < text.size();) {
         const std::size_t first = in.at;
         unsigned code = 0;
@@ -57,7 +57,7 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
     return std::nullopt;
 }
 
-// The index of the character that begins at this byte of the text's UTF-8.
+// Returns the index of the character that begins at this byte of the text in UTF-8.
 std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
     auto bytes = [](wchar_t c) -> std::size_t { return c < 0x80 ? 1 : c < 0x800 || (c >= 0xD800 && c < 0xE000) ? 2 : 3; };
     std::size_t index = 0;
@@ -79,7 +79,7 @@ KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
     return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
 }
 
-// RapidJSON goes on with what malloc answers, be it nothing. For its stacks it takes an allocator that throws...
+// RapidJSON does not check the result of malloc. For its stacks it gets an allocator that throws...
 class CheckedMemory : public rapidjson::CrtAllocator {
 public:
     void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
@@ -94,12 +94,12 @@ private:
     }
 };
 
-// ... and the values get all that they can need beforehand: each stands for two characters at least.
+// ... and for the values, all the memory that they can need in advance: each value has at least two characters.
 std::size_t mostBytesOfValues(std::size_t bytesOfText) { return (bytesOfText / 2 + 8) * sizeof(Json); }
 
 KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
 
-// Fills the answer from the JSON text in it that starts at index `start`.
+// Sets the answer from its JSON text, which starts at index `start`.
 std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& answer) {
     if (json.size() > longestKeyLine) return tooLong();
     SecretBytes text;
@@ -107,7 +107,7 @@ std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, Par
         return KeyLineError{"Not a character: a zero, or half of a surrogate pair.", start + *index};
     if (text.bytes.size() > longestKeyLine) return tooLong();
 
-    // In place, so that no string is copied; iterative, so that nesting does not use up the stack.
+    // In place, so that no string is copied; iterative, so that nesting cannot overflow the stack.
     const std::size_t room = mostBytesOfValues(text.bytes.size());
     const auto memory = std::make_unique_for_overwrite<char[]>(room);
     Json::AllocatorType values(memory.get(), room);

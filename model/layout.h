@@ -1,7 +1,8 @@
-// The vocabulary in which a record states its line: one row a field.
+// How a record describes its line: one row per field.
 //
-// A row is column, width, name, value, and then, by name, only what is not the rule of the value's kind. A short row is
-// a regular field, a long row is a quirk of the format, and every quirk can be searched for (`.parseColumn = 8`).
+// A row has a column, a width, a name, a value and then, by name, only the deviations from the rules of the value's kind. A
+// short row is a regular field, a long row is a quirk of the format, and every quirk can be searched for
+// (`.parseColumn = 8`).
 #pragma once
 #include "convert/codec.h"
 #include "tramostream/fields.h"
@@ -12,7 +13,7 @@
 
 namespace tramo {
 
-// A comparison of a field's own value with a constant. Texts compare by their length, codes are 1 when set, else 0.
+// A comparison of a field's own value with a constant. Texts compare by their length; codes count as 1 if set, otherwise as 0.
 struct Test {
     enum Operation : char { Always, Never, Above, AtLeast, Below } operation;
     double limit = 0;
@@ -22,7 +23,7 @@ constexpr Test above(double limit) { return {Test::Above, limit}; }
 constexpr Test atLeast(double limit) { return {Test::AtLeast, limit}; }
 constexpr Test below(double limit) { return {Test::Below, limit}; }
 
-// Whether a value passes; `measure` is called only when the answer depends on it.
+// Returns whether a value passes; calls `measure` only if the result depends on it.
 constexpr bool passes(Test test, auto measure) {
     switch (test.operation) {
     case Test::Always: return true;
@@ -34,8 +35,8 @@ constexpr bool passes(Test test, auto measure) {
     return false;
 }
 
-// A field's text as cut from the line: where it begins, how many blanks it is known to begin with, and how long it is
-// without its trailing blanks. Small enough to be passed in registers.
+// The text of a field in the line: its start, the known number of leading white space characters, and its size without
+// trailing white space. Small enough for registers.
 struct Cut {
     const wchar_t* text;
     std::uint16_t first, blanks;
@@ -43,7 +44,7 @@ struct Cut {
     std::wstring_view view() const { return {text, size}; }
 };
 
-// One value of a model: where it lives and how it is converted, behind plain functions.
+// Access to one value of a model and its conversions, as plain functions.
 template <class M> struct Value {
     FieldKind kind;
     int decimals;
@@ -58,14 +59,14 @@ template <class M> struct Value {
     bool (*set)(M&, const FieldValue&);
 };
 
-// A condition that several values share, with the words that explain it.
+// A condition on several values, with a description in words.
 template <class M> struct Rule {
     const char* words;
     bool (*holds)(const M&);
 };
 
-// A pointer that a row may state. It knows whether it was stated, because GCC with its sanitizers compares no pointer with
-// null in a constant expression.
+// An optional pointer of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null in a
+// constant expression.
 template <class T> struct Stated {
     T what = nullptr;
     bool stated = false;
@@ -78,25 +79,25 @@ template <class T> struct Stated {
     constexpr auto& operator()(auto& model) const { return what(model); }
 };
 
-// What sets a field apart. A field that follows the rule of its kind states nothing here.
+// The deviations of a field from the rules of its kind.
 template <class M> struct Particulars {
-    const char* label = nullptr;              // in toString, where not the field's name; "" when it is not shown
-    Test written = always;                    // written only when its value passes
-    const Rule<M>* group = nullptr;           // written only when this holds, too
-    bool M::*present = nullptr;               // set by a successful parse of a text; written only when set
-    Test missing = never;                     // reported as missing when its value (or its kept text) passes
-    const Rule<M>* missingIf = nullptr;       // reported as missing when this holds, whatever its value
-    const Rule<M>* inconsistentIf = nullptr;  // reported as inconsistent when this holds
-    bool toParseList = false;                 // a mandatory finding goes to the list of parse errors
-    bool onGoodLines = false;                 // a mandatory finding is reported on lines that nothing is wrong with
+    const char* label = nullptr;              // in toString, instead of the field's name; "": not shown
+    Test written = always;                    // written only if its value passes
+    const Rule<M>* group = nullptr;           // written only if this holds, too
+    bool M::*present = nullptr;               // set when a text is parsed; written only if set
+    Test missing = never;                     // reported as missing if its value (or its kept text) passes
+    const Rule<M>* missingIf = nullptr;       // reported as missing if this holds, independent of its value
+    const Rule<M>* inconsistentIf = nullptr;  // reported as inconsistent if this holds
+    bool toParseList = false;                 // a mandatory error goes to the list of parse errors
+    bool onGoodLines = false;                 // a mandatory error is reported on correct lines, too
     Stated<const Value<M>*> into = {};        // parsed into another field's value
     Stated<FieldText& (*)(M&)> kept = {};     // keeps the cut text here; `missing` then looks at this text
-    std::wstring_view blank = {};             // the text that a blank field is read as, if any
-    void (*set)(M&) = nullptr;                // what the setter does besides storing the value
-    bool overlaid = false;                    // shares its columns with the row before, deliberately
-    std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name, where not its own
-    TE::errorType parseCode{}, buildCode{};                            // error codes, where not those of its kind
-    int buildWidth = 0;                                                // width written, where not the width read
+    std::wstring_view blank = {};             // a blank field is read as this text, if any
+    void (*set)(M&) = nullptr;                // what the setter does in addition to storing the value
+    bool overlaid = false;                    // deliberately shares its columns with the previous row
+    std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name instead of its own
+    TE::errorType parseCode{}, buildCode{};                            // error codes instead of those of its kind
+    int buildWidth = 0;                                                // width written instead of the width read
     int slot = 0;                                                      // number of the repeated group, for '#' in name and label
 };
 inline constexpr const char* notShown = "";
@@ -119,24 +120,24 @@ template <class M> struct Row {
     constexpr std::int32_t missingColumn() const { return but.missingColumn ? but.missingColumn : column; }
 };
 
-// What the parser needs of a row of the line, close together.
+// The parts of a row that the parser needs, close together in memory.
 template <class M> struct Step {
     bool (*parse)(M&, Cut);
     const Row<M>* row;
     std::uint16_t first, width;  // an index, unlike a column
-    bool plain;                  // nothing but its value: the rest of the row need not be looked at
+    bool plain;                  // only a value: the parser can skip the rest of the row
 };
 
-// A whole record: its letter, its names, and its rows in the order of writing. The operations that every model has
-// are in frame.h.
+// A whole record: its letter, its names, and its rows in the order of writing. frame.h implements the operations of all
+// models.
 template <class M> struct Record {
-    wchar_t letter;     // in column 1; 0: lines of this kind have none
+    wchar_t letter;     // in column 1; 0: none
     const char* model;  // the class
     const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;       // how the class is called where a line of another kind is refused
-    const char* inDump = model;           // how toString begins
-    std::span<const Step<M>> steps = {};  // of the rows; checked() adds them
+    const char* inMessages = model;       // the name in the message about a line of another kind
+    const char* inDump = model;           // the beginning of toString
+    std::span<const Step<M>> steps = {};  // added by checked()
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -144,7 +145,7 @@ template <class M> struct Record {
     std::wstring print(const M& model) const;
 };
 
-// The models' private parts, for the engine.
+// Access to the private members of the models.
 struct Layouts {
     template <class M> static const Record<M>& of() { return M::layout(); }
     template <class M> static auto& line(M& model) { return model.line; }
@@ -156,7 +157,7 @@ struct Layouts {
 };
 template <class M> using LineOf = std::remove_cvref_t<decltype(Layouts::line(std::declval<M&>()))>;
 
-// Kinds of values: the conversions of one type, and how it measures against a Test. ----------------------------------
+// Kinds of values: the conversions of one type, and its measure for a Test. ------------------------------------------
 
 namespace kind {
 
@@ -274,7 +275,7 @@ struct Flag : None {
 
 // A flag that toString shows as the character of code 0 or 1.
 struct CharacterFlag : Flag {
-    static constexpr TE::errorType parseCode{};  // never fails: any text is a flag
+    static constexpr TE::errorType parseCode{};  // never fails: every text is a flag
     static void print(bool v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
 };
 
@@ -337,7 +338,7 @@ struct Alarms : None {
 
 }  // namespace kind
 
-// A path names a value inside a model: a member, or member, index, member of a repeated group. -----------------------
+// A path to a value in a model: a member, or member, index and member for a repeated group. --------------------------
 
 namespace detail {
 template <class M, class T> M ownerOf(T M::*);
@@ -364,7 +365,7 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 
-// A lambda in a record's own table would do, but clang 14 loses its parameter.
+// A lambda in the table of a record would be enough, but clang 14 loses its parameter.
 template <auto Setter, auto Member> constexpr auto setterOf() {
     return +[](decltype(ownerOf(Member))& m) { (m.*Setter)(m.*Member); };
 }
@@ -399,7 +400,7 @@ template <auto Setter, auto Member> inline constexpr auto through = detail::sett
 inline constexpr int sixDecimals = -1;                                          // as "%f" writes them
 inline constexpr Test known = above(std::numeric_limits<std::int32_t>::min());  // a year that is not the lowest value
 
-// A mistake in a record's columns stops the compiler; the note names the column. --------------------------------------
+// A wrong column in a record is a compiler error; the note names the column. ------------------------------------------
 
 namespace detail {
 template <class M> constexpr int firstColumn(const Record<M>& record) { return record.letter ? 2 : 1; }
@@ -455,7 +456,7 @@ template <const auto& record> constexpr const auto& checked() {
     return detail::withSteps<record>;
 }
 
-// Tables with repeated groups: fields({...}) and groups of rows, joined in order.
+// Tables with repeated groups: joins fields({...}) and groups of rows in order.
 template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N]) { return std::to_array(rows); }
 template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {
     std::array<Row<M>, (N + ...)> all{};

@@ -35,7 +35,7 @@ struct MeterSubscriberTramoModel::Layout {
                    (m.meterReadingConsumption < 0 && m.meterPreviousReadingIndex > 0);
         }};
 
-    // The three fields of one history slot, written whole; a complete slot is reported, deliberately.
+    // The three fields of one history slot, written together. A complete slot is reported deliberately.
     template <int K> static consteval auto historySlot(std::int32_t column, std::int32_t dateParseColumn = 0) {
         constexpr auto* group = &slotIsFilled<K>;
         // clang-format off

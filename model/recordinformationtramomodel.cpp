@@ -7,7 +7,7 @@ using M = RecordInformationTramoModel;
 const Record<M>& M::layout() {
     using Row = tramo::Row<M>;
     // clang-format off
-    static constexpr Row rows[] = {   // the meter number's columns are read into the round number; the meter number is never set
+    static constexpr Row rows[] = {   // parsing stores the columns of the meter number in the round number
         Row{2, 5, "roundNumber", number<&M::roundNumber>, {.written = atLeast(0), .missing = below(0)}},
         Row{7, 5, "meterNumber", number<&M::meterNumber>, {.written = atLeast(0), .missing = below(0), .onGoodLines = true, .into = &number<&M::roundNumber>}},
     };

@@ -6,7 +6,7 @@ using M = RoundTramoModel;
 
 namespace {
 
-// The columns that an area's errors name, where they are not the fields' own.
+// The columns that the errors of an area name instead of the field's own.
 struct ErrorColumns {
     std::int32_t label = 0, position = 0, lenght = 0, type = 0, typeParse = type;
 };
@@ -29,12 +29,12 @@ struct RoundTramoModel::Layout {
     static constexpr Rule<M> partly{"its area has some of position, length and type, but not all of them",
         [](const M& m) { return incomplete(at<Areas, K>(m), at<Areas, K>(m).type); }};
 
-    // In the first subscriber area the format looks for the type 'A' in the last meter area.
+    // For the first subscriber area, the format checks type 'A' in the last meter area.
     static constexpr Rule<M> firstSubscriberAreaPartly{
         "its area has some of position, length and type (or meter information area 5 is of type A), but not all of them",
         [](const M& m) { return incomplete(m.subscriberAreas[0], m.meterAreas[4].type); }};
 
-    // The four fields of one area, written whole when the area has a position.
+    // The four fields of one area, written together if the area has a position.
     template <auto Areas, int K> static consteval auto area(std::int32_t column, std::array<const char*, 4> name,
         std::array<const char*, 4> label, const Rule<M>* partly, ErrorColumns error) {
         constexpr auto* group = &placed<Areas, K>;

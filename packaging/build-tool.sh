@@ -1,5 +1,5 @@
 #!/bin/bash
-# Installs what the tool needs and builds it, without a word if all goes well. For ./tramo, which calls it when needed.
+# Installs the packages that the tool needs and builds it; prints nothing on success. ./tramo calls it when needed.
 
 me=tramo
 root=$(CDPATH='' cd -P -- "${BASH_SOURCE[0]%/*}/.." && pwd)
@@ -15,7 +15,7 @@ installMissing tool
 { mkdir -p "$build" && printf '%s\n' "$root" >"$build/tramo.building" && : >"$log"; } 2>/dev/null ||
     giveUp "cannot write to $root/$build"
 
-# The tests need packages of their own, so a build folder that ./tramo makes leaves them out until ./test wants them.
+# The tests need packages of their own, so ./tramo configures a build folder without tests; ./test adds them.
 if [[ ! -f $build/build.ninja ]] || wasMoved "$build"; then
     progress "preparing the build"
     configure release -DTRAMOSTREAM_TESTS=OFF >>"$log" 2>&1 || giveUp "the build could not be prepared" "$log"

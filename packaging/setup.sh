@@ -1,16 +1,16 @@
 # shellcheck shell=bash disable=SC2154
-# What the scripts share: messages, the packages that are missing, one build at a time. For bash to source; `root` is
-# the project's folder and `me` the name that stands before messages.
+# Shared functions of the scripts: messages, missing packages, one build at a time. Source it in bash; `root` is the project's
+# folder and `me` the name that precedes messages.
 
 say() { printf '%s: %s\n' "$me" "$*" >&2; }
 
-# One line that the next one overwrites, on a terminal only; without a text it is cleared.
+# Prints a line that the next one overwrites, on a terminal only; without a text, clears it.
 progress() {
     [[ -t 2 ]] && printf '\r\033[K%s' "${1:+$me: $1}" >&2
     return 0
 }
 
-# Ends the script: the last lines of a log, if there is one to show, and why.
+# Ends the script: prints the last lines of a log, if any, and the reason.
 giveUp() {
     local why=$1 log=${2-}
     progress
@@ -22,7 +22,7 @@ giveUp() {
     exit 2
 }
 
-# Waits until nobody else installs or builds here, and keeps others waiting until releaseBuild or the script's end.
+# Waits until no other script installs or builds here, and makes others wait until releaseBuild or the end of the script.
 claimBuild() {
     { mkdir -p -- "$root/build" && exec {buildLock}>"$root/build/lock"; } 2>/dev/null || giveUp "cannot write to $root/build"
     flock -n "$buildLock" && return
@@ -32,7 +32,7 @@ claimBuild() {
 }
 releaseBuild() { exec {buildLock}>&-; }
 
-# Whether a build folder was made for a project in another folder: the project was moved or copied.
+# Succeeds if a build folder was made for a project in another folder: the project was moved or copied.
 wasMoved() {
     local line
     [[ -f $1/CMakeCache.txt ]] || return
@@ -40,16 +40,16 @@ wasMoved() {
     [[ ! ${line#*=} -ef $root ]]
 }
 
-# Configures a preset, anew if the project was moved.
+# Configures a preset, from scratch if the project was moved.
 configure() {
     local preset=$1 anew=()
     wasMoved "build/$preset" && anew=(--fresh)
-    # ccache keeps what it knows below the user's home, and fails where there is none.
+    # ccache stores its data in the user's home and fails without one.
     if [[ -w ${HOME-} ]] && command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
     cmake --preset "$preset" "${anew[@]}" "${@:2}"
 }
 
-# Prints the packages for these uses, one a line.
+# Prints the packages for these uses, one per line.
 packagesFor() {
     local use package
     while read -r use package; do
@@ -57,7 +57,7 @@ packagesFor() {
     done <"$root/packaging/dependencies"
 }
 
-# Sets `missing` to the packages for these uses that are not installed; to none where there is no dpkg to ask.
+# Sets `missing` to the packages for these uses that are not installed; to none without dpkg.
 findMissing() {
     local package state wanted
     local -A installed=()
@@ -72,7 +72,7 @@ findMissing() {
     done
 }
 
-# Installs what is missing for these uses ("tool", "test"), or says what to install and ends the script.
+# Installs the missing packages for these uses ("tool", "test"), or prints what to install and ends the script.
 installMissing() {
     local missing=() asRoot=() log=$root/build/install.log
     findMissing "$@"
@@ -80,11 +80,11 @@ installMissing() {
 
     if ((EUID != 0)); then
         asRoot=(sudo)
-        [[ -t 0 && -t 2 ]] || asRoot+=(-n)   # nobody there to type a password
+        [[ -t 0 && -t 2 ]] || asRoot+=(-n)   # nobody can type a password
     fi
     if command -v apt-get >/dev/null && { ((EUID == 0)) || command -v sudo >/dev/null; }; then
         say "installing ${missing[*]}"
-        # Package lists that cannot be renewed may still be good enough to install from.
+        # Package lists that cannot be updated may still be good enough to install from.
         for words in update "install -y --no-install-recommends ${missing[*]}"; do
             # shellcheck disable=SC2086
             "${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 $words

@@ -20,18 +20,18 @@ char32_t valueOf(char byte) { return static_cast<unsigned char>(byte); }
 char32_t valueOf(wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c); }
 bool haveSameValue(char byte, wchar_t c) { return valueOf(byte) == valueOf(c); }
 
-// Takes the bytes of a text piece by piece.
+// Converts the bytes of a text piece by piece.
 class Decoder {
 public:
     explicit Decoder(const Facet& locale) : facet(locale) {}
 
-    // Converts bytes into characters up to one that is incomplete or wrong. Answers how many bytes that were.
+    // Converts bytes up to the first incomplete or invalid character. Returns the number of bytes converted.
     std::size_t convert(const char* bytes, std::size_t size) {
-        // Not beyond a zero: the standard library's facet would carry an incomplete character over it.
+        // Not past a zero: the facet of the standard library would continue an incomplete character after it.
         size = std::min(size, window);
         if (const void* zero = std::memchr(bytes, 0, size))
             size = static_cast<std::size_t>(static_cast<const char*>(zero) - bytes) + 1;
-        // A locale may take the beginning of an incomplete character into its state: then again, without it.
+        // A locale may store the beginning of an incomplete character in its state: then retry without those bytes.
         const std::mbstate_t before = state;
         for (std::size_t left = 0; left < std::min<std::size_t>(size, MB_LEN_MAX); ++left) {
             const char* next = bytes;
@@ -103,7 +103,7 @@ Segment AnsiConversion::decode(ByteBuffer bytes) const {
     if (facet == nullptr) return {std::move(bytes), 0, 1};
     Decoder decoder(*facet);
     ByteBuffer units;
-    // As long as each byte gives the character of its value, the bytes are the text and nothing is written down.
+    // As long as each byte becomes the character of its value, the bytes are the text and nothing is copied.
     bool sameAsBytes = true;
     for (std::size_t done = 0; done < bytes.size();) {
         const char* piece = bytes.data() + done;
@@ -130,7 +130,7 @@ std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) con
     if (facet != nullptr) return encodeByFacet(text, out);
     out.resize(text.size());
     char* bytes = out.data();
-    char32_t bits = 0;  // of all characters: one pass, and no branch in it
+    char32_t bits = 0;  // of all characters: one pass without a branch
     for (const wchar_t c : text) {
         bits |= valueOf(c);
         *bytes++ = static_cast<char>(c);
@@ -158,7 +158,7 @@ std::size_t AnsiConversion::encodeByFacet(std::wstring_view text, std::string& o
         const auto result = facet->out(state, from, end, next, written, written + piece.size(), written);
         out.append(piece.data(), written);
         if (result == Facet::error || next == from) {
-            // Of joined pairs, each stands for two characters of the text.
+            // Each joined pair counts as two characters of the text.
             const auto wideOnes = std::count_if(begin, next, [](wchar_t c) { return valueOf(c) > 0xFFFF; });
             return static_cast<std::size_t>(next - begin + wideOnes);
         }

@@ -1,6 +1,6 @@
 #include "tramostream/exceptions.h"
 
-// The destructors stand here so that each type has one home, and is caught across the library's border.
+// The destructors are defined here so that each type has one vtable and can be caught across the library boundary.
 namespace TramoStreamExceptions {
 
 read_exception::~read_exception() = default;

@@ -27,7 +27,7 @@ constexpr auto good = std::ios_base::goodbit;
 constexpr auto eofFlag = std::ios_base::eofbit;
 constexpr auto failFlag = std::ios_base::failbit;
 
-// One of the two files, with the flags that reading it has raised.
+// One of the two files, with the flags raised while reading it.
 struct FlaggedFile {
     File file;
     std::ios_base::iostate flags = good;
@@ -88,7 +88,7 @@ void iFileStream::State::openUtf16(const char* path, ByteBuffer bytes) {
     } else if (hasUtf16Mark(bytes)) {
         text.replace(Segment{std::move(bytes), 2, 2});
     } else {
-        // Goes on with what has been read: a pipe cannot be opened and read a second time.
+        // Uses the bytes already read: a pipe cannot be opened and read again.
         io::log::writer<iFileStream>::write(io::log::Warn, "File %1 don't have the right encoding, UTF-16 expected", path);
         if (bytes.size() < 2) byteFile.flags = eofFlag | failFlag;
         wideFile.file = std::move(byteFile.file);
@@ -143,7 +143,7 @@ void iFileStream::getline(AMRKeyLine& line) {
     state->text.copy(next, next.size, line.line.data());
 }
 
-// Empty while a flag is raised.
+// Returns an empty line while a flag is raised.
 LineText::Line iFileStream::State::nextLine() {
     ++lineNumber;
     if (flags != good) {

@@ -18,8 +18,8 @@ std::uint16_t unitAt(const unsigned char* units, std::size_t index) {
     return unit;
 }
 
-// The index of the first line feed among the units, or their count. Goes block by block, without a branch inside, so
-// that the compiler makes vectors of it; looking for bytes 0x0A would stop at every U+xx0A and U+0Axx.
+// Returns the index of the first line feed among the units, or their count. Searches blocks without a branch inside, so that
+// the compiler can vectorize; a search for bytes 0x0A would stop at every U+xx0A and U+0Axx.
 std::size_t findLineFeed(const unsigned char* units, std::size_t count) {
     constexpr std::size_t block = 32;
     std::size_t i = 0;
@@ -35,7 +35,7 @@ std::size_t findLineFeed(const unsigned char* units, std::size_t count) {
     return i;
 }
 
-// The index of the first line feed at or behind `from`, or the segment's size.
+// Returns the index of the first line feed at or after `from`, or the size of the segment.
 std::size_t findLineFeed(const Segment& segment, std::size_t from) {
     const std::size_t left = segment.size() - from;
     if (segment.width == 2) return from + findLineFeed(segment.at(from), left);

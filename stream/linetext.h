@@ -1,4 +1,4 @@
-// The text of an input stream: held as the bytes of its files, decoded line by line.
+// The text of an input stream: the bytes of its files, decoded line by line.
 #pragma once
 #include "common/bytebuffer.h"
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace tramo::stream {
 
-// What one open has added: characters of one byte, or of two with the low byte first, from `begin` on. A byte too many
-// at the end is no character.
+// The text that one open() added: from `begin` on, characters of one byte, or of two bytes with the low byte first. An odd
+// byte at the end is ignored.
 struct Segment {
     ByteBuffer bytes;
     std::size_t begin;
@@ -20,7 +20,7 @@ struct Segment {
 
 class LineText {
 public:
-    // A line without its line feed. A line whose segment ends without one goes on in the next segment.
+    // A line without its line feed. A line continues in the next segment if its segment ends without a line feed.
     struct Line {
         std::size_t segment;
         std::size_t begin;
@@ -28,25 +28,25 @@ public:
         bool terminated;  // by a line feed, not by the end of the text
     };
 
-    // Adds text behind what is there; what has been read already is given back to the system.
+    // Appends text and frees the segments already read.
     void append(Segment segment);
 
-    // Takes the place of all text, read from its beginning.
+    // Replaces all text; reading starts at its beginning.
     void replace(Segment segment);
 
     bool atEnd() const { return current == segments.size(); }
 
-    // The next character; not at the end.
+    // Returns the next character. Requires !atEnd().
     wchar_t peek() const { return segments[current].character(index); }
 
-    // The rest of the text up to the next line feed, which is passed over. Good until text is added.
+    // Reads up to the next line feed and skips it. The line is valid until text is added.
     Line next();
 
-    // The first `count` characters of a line.
+    // Copies the first `count` characters of a line.
     void copy(const Line& line, std::size_t count, wchar_t* out) const;
 
 private:
-    // None is empty, and `index` is a character of the current one.
+    // No segment is empty, and `index` is a character of the current one.
     std::vector<Segment> segments;
     std::size_t current = 0;
     std::size_t index = 0;

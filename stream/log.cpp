@@ -27,7 +27,7 @@ const std::string& levelName(Level level) {
         {Normal, "Normal"},
     };
     const auto found = names.find(level);
-    if (found == names.end()) throw std::out_of_range("map::at");  // the format's text, whichever C++ library it is
+    if (found == names.end()) throw std::out_of_range("map::at");  // the format's text, with every C++ library
     return found->second;
 }
 
@@ -38,14 +38,14 @@ std::string timeOfDay() {
     return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &local)};
 }
 
-// What precedes and follows the class in a signature, of GCC: "... [with T = iFileStream; std::string = ...]", of clang:
+// The text before and after the class in a signature of GCC: "... [with T = iFileStream; std::string = ...]", of clang:
 // "... [T = iFileStream]", and of Visual C++: "... __cdecl typename_hash<class iFileStream>::gen_value(void)".
 struct Signature {
     std::string_view before, after;
 };
 constexpr Signature signatures[] = {{"[with T = ", ";"}, {"[T = ", "]"}, {"typename_hash<", ">::gen_value("}};
 
-// Visual C++ writes "class other::Pair<struct other::Writer> ", with a space where another '>' follows.
+// Visual C++ writes "class other::Pair<struct other::Writer> ", with a space before another '>'.
 std::string withoutClassKeys(std::string_view name) {
     std::string result;
     while (!name.empty()) {

@@ -31,7 +31,7 @@ std::string nameOf(wchar_t c) {
     return text.data();
 }
 
-// Answers the index of the first character that is more than one unit, or npos.
+// Returns the index of the first character that needs more than one unit, or npos.
 std::size_t encodeUtf16(std::wstring_view text, std::string& bytes) {
     bytes.resize(2 * text.size());
     char* out = bytes.data();

@@ -1,4 +1,4 @@
-// A file that is written in units (lines), and that ends behind a whole one.
+// A file that is written in units (lines) and always ends after a whole unit.
 #pragma once
 #include "common/file.h"
 #include <cstddef>
@@ -9,10 +9,10 @@
 
 namespace tramo::stream {
 
-// Units wait here until they fill a block. They are handed over whole; what the system has taken of a unit
-// before it refused the rest is cut off the file again, and the unit waits on.
+// Buffers units until they fill a block, and writes whole units. If the system writes only a part of a unit, that part is
+// removed from the file again, and the unit stays in the buffer.
 //
-// Functions that write answer 0 or the system's reason.
+// Functions that write return 0 or the errno of the system.
 class UnitFile {
 public:
     UnitFile() = default;
@@ -20,24 +20,24 @@ public:
     UnitFile& operator=(const UnitFile&) = delete;
     ~UnitFile() { close(); }
 
-    // Not open, and failed, where the system refuses. An empty file begins with the mark.
+    // If the system cannot open the file, it is not open and failed() is true. An empty file gets the byte order mark.
     void open(const char* path, File::Access access, std::string_view mark);
     bool isOpen() const { return file.isOpen(); }
 
-    // What still waits is lost; failed() tells.
+    // Writes the buffered units. If that fails, they are lost and failed() is true.
     void close();
 
-    // A unit that makes the system refuse something is not kept.
+    // If writing fails, the unit is not kept.
     int append(std::string_view unit);
     int flush();
 
-    // Units that have been appended and are not in the file.
+    // Returns the number of appended units that are not in the file yet.
     std::size_t waitingUnits() const { return unitEnds.size(); }
 
-    // Drops what waited when the process was forked: it is written by the parent. False: nothing of that kind.
+    // Drops the units buffered before a fork: the parent writes them. Returns false if there are none.
     bool dropInherited();
 
-    // Whether the last attempt to open, write or close was refused.
+    // Returns whether the last attempt to open, write or close failed.
     bool failed() const { return refused; }
 
 private:

@@ -1,4 +1,4 @@
-// The proof that accessors belong to their fields would find a slip: each of these is one.
+// Proves that the accessor check detects mistakes: each case has one.
 #include "support/accessors.h"
 #include "tramostream/recordinformationtramomodel.h"
 #include <gtest/gtest-spi.h>
@@ -27,32 +27,32 @@ int failures(const std::vector<Accessors<M>>& pairs) {
 
 }  // namespace
 
-TEST(AccessorsProof, PassesRightPairs) { EXPECT_EQ(failures({roundPair, meterPair}), 0); }
+TEST(AccessorsProof, AcceptsCorrectPairs) { EXPECT_EQ(failures({roundPair, meterPair}), 0); }
 
-TEST(AccessorsProof, FindsASetterOfAnotherField) {
+TEST(AccessorsProof, DetectsASetterOfAnotherField) {
     EXPECT_GT(failures({roundPair, {meterPair.field, meterPair.get, roundPair.set}}), 0);
 }
 
-TEST(AccessorsProof, FindsAGetterOfAnotherField) {
+TEST(AccessorsProof, DetectsAGetterOfAnotherField) {
     EXPECT_GT(failures({roundPair, {meterPair.field, roundPair.get, meterPair.set}}), 0);
 }
 
-TEST(AccessorsProof, FindsASetterThatSetsTwoFields) {
+TEST(AccessorsProof, DetectsASetterThatSetsTwoFields) {
     const auto both = [](M& model, const FieldValue& value) { roundPair.set(model, value), meterPair.set(model, value); };
     EXPECT_GT(failures({{roundPair.field, roundPair.get, both}, meterPair}), 0);
 }
 
-TEST(AccessorsProof, FindsASetterThatDoesNothing) {
+TEST(AccessorsProof, DetectsASetterThatDoesNothing) {
     EXPECT_GT(failures({{roundPair.field, roundPair.get, [](M&, const FieldValue&) {}}, meterPair}), 0);
 }
 
-TEST(AccessorsProof, FindsAPairThatIsMissing) { EXPECT_GT(failures({roundPair}), 0); }
+TEST(AccessorsProof, DetectsAMissingPair) { EXPECT_GT(failures({roundPair}), 0); }
 
-TEST(AccessorsProof, FindsAPairOfNoField) {
+TEST(AccessorsProof, DetectsAPairWithoutAField) {
     EXPECT_GT(failures({roundPair, meterPair, {"anotherNumber", meterPair.get, meterPair.set}}), 0);
 }
 
-TEST(AccessorsProof, FindsAWrongType) {
+TEST(AccessorsProof, DetectsAWrongType) {
     EXPECT_GT(failures({roundPair,
                   {meterPair.field, meterPair.get, meterPair.set, [](const Row& row) { return isTypeOf<long long>(row); }}}),
         0);

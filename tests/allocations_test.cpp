@@ -1,4 +1,4 @@
-// What a program that reads and writes millions of lines does not pay for: memory of its own for every line.
+// Programs that read and write millions of lines do not allocate memory for each line.
 #include "support/allocations.h"
 #include "support/console.h"
 #include "tramostream/anyrecord.h"
@@ -11,7 +11,7 @@
 #include <thread>
 
 #ifndef _WIN32
-// The linker leads the library's calls of calloc here (--wrap).
+// The linker redirects the library's calls of calloc to this function (--wrap).
 extern "C" {
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __wrap_calloc(std::size_t count, std::size_t size) {
@@ -29,7 +29,7 @@ using tramo::FieldKind;
 using tramo::FieldValue;
 using tramo::RecordKind;
 
-// A value that can be written and read back. A text fills its columns, so that it is too long for a string's own place.
+// A value that can be written and read back. A text fills its columns, so it is too long for the small-string buffer.
 FieldValue goodValue(const Field& field) {
     switch (field.kind) {
     case FieldKind::Text: return std::wstring(static_cast<std::size_t>(field.width), L'x');
@@ -45,7 +45,7 @@ FieldValue goodValue(const Field& field) {
     return {};
 }
 
-// One kind of line behind the same few functions, whichever class it has.
+// The same few functions for every model class.
 struct AsRecord {
     using Model = AnyRecord;
     using Line = TramoLine::tramoLine_t;
@@ -66,7 +66,7 @@ template <class M, class Buffer> struct AsModel {
     static bool set(Model& model, const Field& field, const FieldValue& value) { return tramo::set(model, field, value); }
 };
 
-// A line of the kind with as many fields in it as can stand beside each other; of fields that share columns, the first.
+// A line of the record kind with all fields filled; of fields that share columns, only the first.
 template <class Way> typename Way::Line cleanLine(const Way& way) {
     typename Way::Line line;
     line.fill(L' ');
@@ -84,11 +84,11 @@ template <class Way> typename Way::Line cleanLine(const Way& way) {
         ++filled;
     }
     EXPECT_GE(filled * 10, fields * 9) << way.kind.name;
-    typename Way::Model asRead(way.built(model));  // without what is written and not read
+    typename Way::Model asRead(way.built(model));  // without what is written but not read
     return way.built(asRead);
 }
 
-// Answers how many texts were too long for their strings.
+// Returns the number of texts that were too long for the small-string buffer.
 template <class Way> long expectFew(const Way& way) {
     const Silence quiet;
     using Model = typename Way::Model;
@@ -114,21 +114,23 @@ template <class Way> long expectFew(const Way& way) {
 }
 
 TEST(Allocations, AreCounted) {
-    const volatile std::size_t length = 40;  // the compiler may leave out what it sees through
+    const volatile std::size_t length = 40;  // volatile: the compiler must not remove the allocation
     EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(std::wstring(length, L'x').back(), L'x'); }), 1);
 }
 
-TEST(Allocations, OfEveryKindOfRecord) {
+TEST(Allocations, AreFewForEveryRecordKind) {
     ASSERT_EQ(tramo::recordKinds().size(), 9U);
     long texts = 0;
     for (const RecordKind* kind : tramo::recordKinds()) texts += expectFew(AsRecord{*kind});
     EXPECT_GT(texts, 20);
 }
-TEST(Allocations, OfTags) { EXPECT_GT(expectFew(AsModel<TagTramoModel, TagLine::tagLine_t>{}), 0); }
-TEST(Allocations, OfParameters) { EXPECT_GT(expectFew(AsModel<ParameterTramoModel, ParameterLine::parameterLine_t>{}), 0); }
+TEST(Allocations, AreFewForTags) { EXPECT_GT(expectFew(AsModel<TagTramoModel, TagLine::tagLine_t>{}), 0); }
+TEST(Allocations, AreFewForParameters) {
+    EXPECT_GT(expectFew(AsModel<ParameterTramoModel, ParameterLine::parameterLine_t>{}), 0);
+}
 
-// What a thread remembers of days: one block from its first line with a date that is read, one from the first that is written.
-TEST(Allocations, OfANewThreadAreThoseOfItsFirstLine) {
+// The caches of a thread: one block at the first line with a date that is read, one at the first that is written.
+TEST(Allocations, InANewThreadHappenOnItsFirstLineOnly) {
 #ifdef _WIN32
     GTEST_SKIP() << "calloc is not counted there";
 #endif
@@ -146,7 +148,7 @@ TEST(Allocations, OfANewThreadAreThoseOfItsFirstLine) {
     }).join();
 }
 
-TEST(Allocations, OfAccessorsByName) {
+TEST(Allocations, AreFewForAccessors) {
     TramoLine::tramoLine_t line;
     line.fill(L'x');
     line[0] = L'1';
@@ -156,8 +158,8 @@ TEST(Allocations, OfAccessorsByName) {
     EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(model.getMeterWheels(), -1); }), 0);
 }
 
-// The locale's clock takes memory, and a conversion throws nothing.
-TEST(Allocations, ThatFailInADateOfAnyOtherFormatMakeItFail) {
+// The time facet of the locale allocates, and a conversion must not throw.
+TEST(Allocations, ThatFailMakeADateInACustomFormatFail) {
 #ifdef _WIN32
     GTEST_SKIP() << "the C++ library's clock takes memory there where nothing may be thrown";
 #endif

@@ -15,7 +15,7 @@ M model(const std::string& json) {
     return M(document);
 }
 
-// The ten values by their place, as the getters give them.
+// The ten values by index, as the getters return them.
 FieldValue value(const M& of, int index) {
     switch (index) {
     case 0: return of.getSerialNumber();
@@ -61,7 +61,7 @@ Faults allMissing() {
 
 std::string object(const std::string& name, const std::string& json) { return "{\"" + name + "\":" + json + "}"; }
 
-// Every value but the one at `index` is absent.
+// Expects that every value except the one at `index` is absent.
 void expectOnly(const M& of, int index, const FieldValue& expected) {
     for (int each = 0; each < 10; ++each) EXPECT_TRUE(equal(value(of, each), each == index ? expected : absent(each))) << each;
 }
@@ -109,22 +109,22 @@ TEST(AmrKey, ReadsAnObject) {
     EXPECT_EQ(key.toString(), fullShown);
 }
 
-TEST(AmrKey, OfAnEmptyObjectLacksEverything) {
+TEST(AmrKey, IsAbsentForAnEmptyObject) {
     M key = model("{}");
     expectNothing(key);
-    EXPECT_EQ(faults(key.getMandatoryErrors()), allMissing());  // not doubled
+    EXPECT_EQ(faults(key.getMandatoryErrors()), allMissing());  // not repeated
     EXPECT_EQ(key.toString(), L"AMRKeyTramoModel[SerialNumber,HardwareVersion,FirmwareVersion,WmBusAddress_MeterId-1,"
                               L"WmBusAddress_ManufacturerId-1,WmBusAddress_Version-1,WmBusAddress_DeviceType-1,WmBusKey_Mode5,"
                               L"WmBusKey_Mode7,WmBusKeyExchangeKey]");
 }
 
-TEST(AmrKey, OfAValueThatIsNoObjectLacksEverything) {
+TEST(AmrKey, IsAbsentForOtherJsonValues) {
     for (const char* json : {"null", "true", "false", "7", "-1.5", "\"serialNumber\"", "[]", "[{\"serialNumber\":\"1\"}]"})
         expectNothing(model(json));
     expectNothing(M(rapidjson::Value()));
 }
 
-TEST(AmrKey, TakesEachValueFromItsOwnMember) {
+TEST(AmrKey, ReadsEachValueFromItsOwnMember) {
     for (int index = 0; index < 10; ++index) {
         const Member& member = members[static_cast<std::size_t>(index)];
         M key = model(object(member.name, member.isText ? "\"abc\"" : "42"));
@@ -136,7 +136,7 @@ TEST(AmrKey, TakesEachValueFromItsOwnMember) {
     }
 }
 
-TEST(AmrKey, DoesNotTakeAMemberOfAnotherType) {
+TEST(AmrKey, IgnoresAMemberOfAnotherType) {
     for (const Member& member : members) {
         for (const char* json : {"true", "null", "[]", "{}", "[\"abc\"]", "1.5", "{\"serialNumber\":\"1\"}"})
             expectNothing(model(object(member.name, json)));
@@ -144,7 +144,7 @@ TEST(AmrKey, DoesNotTakeAMemberOfAnotherType) {
     }
 }
 
-TEST(AmrKey, FindsAMemberByItsExactName) {
+TEST(AmrKey, MatchesTheExactMemberName) {
     for (const Member& member : members) {
         const std::string json = member.isText ? "\"abc\"" : "42";
         std::string capital = member.name;
@@ -157,15 +157,15 @@ TEST(AmrKey, FindsAMemberByItsExactName) {
     expectNothing(model(R"({"":"1"})"));
 }
 
-TEST(AmrKey, FindsAMemberWhoseNameIsWrittenWithEscapes) { expectOnly(model(R"({"serial\u004Eumber":"1"})"), 0, L"1"); }
+TEST(AmrKey, MatchesAMemberNameWithEscapes) { expectOnly(model(R"({"serial\u004Eumber":"1"})"), 0, L"1"); }
 
-TEST(AmrKey, TakesTheFirstOfMembersWithOneName) {
+TEST(AmrKey, ReadsTheFirstOfDuplicateMembers) {
     expectOnly(model(R"({"serialNumber":"1","serialNumber":"2"})"), 0, L"1");
     expectOnly(model(R"({"wmBusAddress_Version":1,"wmBusAddress_Version":2})"), 5, 1LL);
-    expectNothing(model(R"({"serialNumber":1,"serialNumber":"2"})"));  // also when its type is wrong
+    expectNothing(model(R"({"serialNumber":1,"serialNumber":"2"})"));  // even if its type is wrong
 }
 
-TEST(AmrKey, TakesSigned32BitNumbersOnly) {
+TEST(AmrKey, ReadsSigned32BitNumbersOnly) {
     const std::vector<std::pair<std::string, long long>> numbers = {{"0", 0}, {"-0", 0}, {"12345678", 12345678},
         {"2147483647", 2147483647}, {"-2147483648", -2147483648LL}, {"-2", -2}, {"-1", -1}};
     for (const auto& [json, number] : numbers)
@@ -176,31 +176,31 @@ TEST(AmrKey, TakesSigned32BitNumbersOnly) {
         for (int index = 3; index < 7; ++index) expectNothing(model(object(members[static_cast<std::size_t>(index)].name, json)));
 }
 
-TEST(AmrKey, CannotTellMinus1FromAnAbsentNumber) {
+TEST(AmrKey, TreatsMinus1AsAbsent) {
     M key = model(R"({"wmBusAddress_MeterId":-1})");
     EXPECT_EQ(faults(key.getMandatoryErrors()), allMissing());
 }
 
-TEST(AmrKey, TakesAnEmptyTextForAnAbsentOne) {
+TEST(AmrKey, TreatsAnEmptyTextAsAbsent) {
     M key = model(R"({"serialNumber":""})");
     EXPECT_EQ(faults(key.getMandatoryErrors()), allMissing());
 }
 
-TEST(AmrKey, ReadsTextsFromUtf8) {
+TEST(AmrKey, ReadsUtf8) {
     EXPECT_EQ(
         model("{\"serialNumber\":\"\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\"}").getSerialNumber(), L"\u00E9 \u20AC \xD83D\xDE00");
     EXPECT_EQ(model(R"({"serialNumber":"\u00e9\ud83d\ude00\n\t\"\\\/"})").getSerialNumber(), L"\u00E9\xD83D\xDE00\n\t\"\\/");
 }
 
-TEST(AmrKey, KeepsZerosInsideTexts) {
+TEST(AmrKey, KeepsZeroCharactersInTexts) {
     const std::wstring expected(L"a\0b\0", 4);
     M key = model(R"({"serialNumber":"a\u0000b\u0000"})");
     EXPECT_EQ(key.getSerialNumber(), expected);
     EXPECT_EQ(key.toString().substr(0, 33), L"AMRKeyTramoModel[SerialNumber" + expected);
-    EXPECT_EQ(faults(model(R"({"serialNumber":"\u0000"})").getMandatoryErrors()).size(), 9u);  // a zero is a text
+    EXPECT_EQ(faults(model(R"({"serialNumber":"\u0000"})").getMandatoryErrors()).size(), 9u);  // a zero character is a text
 }
 
-TEST(AmrKey, ReadsBytesThatAreNoUtf8AsReplacements) {
+TEST(AmrKey, ReplacesInvalidUtf8Bytes) {
     const std::vector<std::pair<std::string, std::wstring>> texts = {{"\x80", L"\uFFFD"}, {"a\xFFz", L"a\uFFFDz"},
         {"\xC3", L"\uFFFD"}, {"\xC3(", L"\uFFFD("}, {"\xC0\xAF", L"\uFFFD\uFFFD"}, {"\xE2\x82", L"\uFFFD\uFFFD"},
         {"\xF0\x9F\x98", L"\uFFFD\uFFFD\uFFFD"}, {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"}};
@@ -228,13 +228,13 @@ TEST(AmrKey, CopiesALineWithItsValues) {
     EXPECT_EQ(key.toString(), fullShown);  // its own copy
 }
 
-TEST(AmrKey, OfALineWithoutValuesLacksEverything) {
+TEST(AmrKey, IsAbsentForALineWithoutValues) {
     AMRKeyLine line;
     line.line = L"{\"serialNumber\":\"1\"}";
     expectNothing(M(line));
 }
 
-TEST(AmrKey, ReadsTheEndsOfTheWholeNumbers) {
+TEST(AmrKey, AcceptsTheLimitsOfTheIntegers) {
     AMRKeyLine line;
     line.wmBusAddress = {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(), 0, -1};
     EXPECT_NE(M(line).toString().find(

@@ -7,7 +7,7 @@ using M = AMRTramoModel;
 
 namespace {
 
-// The twelve flags in the order of their bits: the names and the labels of the previous and the current one.
+// The twelve flags in the order of their bits: names and labels of the previous and the current snapshot.
 struct AlarmNames {
     std::string previous, current, previousLabel, currentLabel;
 };
@@ -34,7 +34,7 @@ void check(const State& state, Faults& mandatory, Faults&) {
     };
     missing(2, state.number("installationDate") < 1);
     missing(26, state.text("meterSerialNumber").empty());
-    missing(38, state.texts.at("sensorPort").empty());  // the text that was read, not the number
+    missing(38, state.texts.at("sensorPort").empty());  // the parsed text, not the number
     missing(40, state.number("meterMaxIndex") < 0);
     missing(50, state.decimal("meterUnit") < 0);
     missing(56, state.text("referance").empty());
@@ -46,11 +46,11 @@ void check(const State& state, Faults& mandatory, Faults&) {
     missing(252, state.number("previousReadingDate") < 1);
     missing(260, state.decimal("previousMeterIndex") < 0);
     missing(276, state.number("previousAmrIndex") < 0);
-    missing(286, state.decimal("previousMeterIndex") < 0);  // the index once more, not the alarms
+    missing(286, state.decimal("previousMeterIndex") < 0);  // checks the index again, not the alarms
     missing(290, state.text("previousAmrStatus").empty());
 }
 
-// A snapshot's flags are shown one by one, and so is the text that they were read from.
+// toString shows the flags of a snapshot one by one, and the text that they were read from.
 void showFlags(State& state, const std::string& all, std::string AlarmNames::*each) {
     const long long bits = state.number(all);
     for (std::size_t k = 0; k < alarmNames.size(); ++k) state.values[alarmNames[k].*each] = (bits >> k & 1) != 0;
@@ -78,7 +78,7 @@ const std::wstring zero(1, L'\0');
 
 const Table& table();
 
-// A field's text as it is cut from the line that is built.
+// The text of a field in the built line.
 std::wstring cutWritten(const Row& row, const State& state) {
     std::wstring line = blankText(L'2');
     for (const Row& each : table().rows)
@@ -86,7 +86,7 @@ std::wstring cutWritten(const Row& row, const State& state) {
     return trimmed(columns(line, row.column, row.width));
 }
 
-// The row in whose columns a field stands: flags by themselves have none.
+// The row that holds the columns of a field: single flags have no columns of their own.
 const Row& carrier(const Row& row) {
     if (row.width != 0) return row;
     return table().row(row.name.starts_with("previous") ? "previousAlarms" : "currentAlarms");
@@ -168,7 +168,7 @@ Table makeTable() {
     all.onRead = onRead;
     all.onSet = onSet;
     all.inMessages = all.inDump = "AMR";
-    all.turns = 2;  // a small meter unit is cut to 0, and that is not written
+    all.turns = 2;  // a small meter unit is truncated to 0, which is not written
     return all;
 }
 const Table& table() {
@@ -232,7 +232,7 @@ const std::vector<Accessors<M>> accessors = {
 
 std::wstring blankLine() { return blankText(L'2'); }
 
-// A module with a previous and a current snapshot, as it comes from the field.
+// A typical module with a previous and a current snapshot.
 std::wstring wholeLine() {
     std::wstring line = blankLine();
     put(line, 2, L"20190304");
@@ -334,7 +334,7 @@ TEST(AMR, ReadsAWholeLine) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(AMR, RefusesALineOfAnotherKind) {
+TEST(AMR, RejectsALineOfAnotherKind) {
     std::wstring line = wholeLine();
     line[0] = L'4';
     const Console console;
@@ -347,7 +347,7 @@ TEST(AMR, RefusesALineOfAnotherKind) {
     EXPECT_EQ(textOf(model.getTramoLine()), line);
 }
 
-TEST(AMR, RefusesALineOfNoKind) {
+TEST(AMR, RejectsALineWithAnUnknownLetter) {
     const Console console;
     EXPECT_EQ(parsed<M>(blankText(L'8')).getParseErrors().size(), 2u);
     EXPECT_EQ(parseErrors(blankText(L'8')), (Faults{{0, 0x15}, {0, 0x203}}));
@@ -361,7 +361,7 @@ TEST(AMR, ListsEveryErrorInTheOrderOfTheColumns) {
     EXPECT_EQ(parseErrors(L"2" + std::wstring(511, L'x')), expected);
 }
 
-TEST(AMR, ReportsAmrIndexesThatAreNoNumbersAsDecimals) {
+TEST(AMR, ReportsInvalidAmrIndexesAsDecimals) {
     std::wstring line = blankLine();
     put(line, 276, L"n/a");
     put(line, 378, L"n/a");
@@ -371,7 +371,7 @@ TEST(AMR, ReportsAmrIndexesThatAreNoNumbersAsDecimals) {
     EXPECT_EQ(console.wide(), L"toLongLong: n/a cannot be converted.\ntoLongLong: n/a cannot be converted.\n");
 }
 
-TEST(AMR, ReadsTheSnapshotsWhateverTheirDates) {
+TEST(AMR, ReadsSnapshotsIndependentOfTheirDates) {
     std::wstring line = wholeLine();
     put(line, 252, blanks(8));
     put(line, 354, blanks(8));
@@ -389,7 +389,7 @@ TEST(AMR, ReadsTheSnapshotsWhateverTheirDates) {
     EXPECT_EQ(textOf(model.toTramoLine()), expected);
 }
 
-TEST(AMR, KeepsTheTextOfADateThatCannotBeRead) {
+TEST(AMR, KeepsTheTextOfAnInvalidDate) {
     std::wstring line = blankLine();
     put(line, 252, L"20230229");
     const M model = parsed<M>(line);
@@ -398,16 +398,16 @@ TEST(AMR, KeepsTheTextOfADateThatCannotBeRead) {
     EXPECT_EQ(model.getPreviousReadingDate(), -1);
 }
 
-TEST(AMR, IsAnExternalOneOnlyByA1) {
+TEST(AMR, IsExternalOnlyWithA1) {
     for (const wchar_t c : {L'0', L' ', L'2', L'Y', L'\0', L'1'}) {
         const M model = readFlags(456, std::wstring(1, c));
         EXPECT_EQ(model.isExternalAMR(), c == L'1');
         EXPECT_EQ(faults(model.getParseErrors()), Faults());
-        EXPECT_EQ(built(model, 456, 1), std::wstring(1, c));  // written as it was read
+        EXPECT_EQ(built(model, 456, 1), std::wstring(1, c));  // written unchanged
     }
 }
 
-TEST(AMR, LeavesTheColumnsBehindTheFailedReadingsAlone) {
+TEST(AMR, IgnoresTheColumnsAfterTheFailedReadings) {
     std::wstring line = wholeLine();
     put(line, 471, std::wstring(42, L'x'));
     M model = parsed<M>(line);
@@ -417,7 +417,7 @@ TEST(AMR, LeavesTheColumnsBehindTheFailedReadingsAlone) {
 
 // ---- Alarm flags ----------------------------------------------------------------------------------------------------
 
-TEST(AMR, WritesEachFlagAsItsBitTheLowByteFirst) {
+TEST(AMR, WritesEachFlagAsItsBitLowByteFirst) {
     const wchar_t* const digits[] = {
         L"0100", L"0200", L"0400", L"0800", L"1000", L"2000", L"4000", L"8000", L"0001", L"0002", L"0004", L"0008"};
     for (std::size_t bit = 0; bit < alarmNames.size(); ++bit) {
@@ -442,7 +442,7 @@ TEST(AMR, WritesEachFlagAsItsBitTheLowByteFirst) {
     }
 }
 
-TEST(AMR, CarriesEveryCombinationOfFlags) {
+TEST(AMR, RoundTripsEveryCombinationOfFlags) {
     for (long long bits = 0; bits < 4096; ++bits) {
         const long long others = bits ^ 0xA5F;
         M model;
@@ -469,8 +469,8 @@ TEST(AMR, WritesFraudAndOverflowAs0108) {
     EXPECT_TRUE(equal(valueOf(readFlags(286, L"0108"), "previousAlarms"), 0x801LL));
 }
 
-// Two digits of a byte change their places with those of the other; bits 12 to 15 carry nothing.
-TEST(AMR, ReadsFlagsAsHexadecimalDigitsAsFarAsTheyGo) {
+// The two bytes of the number are exchanged; bits 12 to 15 are unused.
+TEST(AMR, ReadsFlagsUpToTheFirstNonHexadecimalCharacter) {
     const std::pair<const wchar_t*, long long> texts[] = {
         {L"FF0F", 0xFFF},
         {L"ff0f", 0xFFF},
@@ -493,7 +493,7 @@ TEST(AMR, ReadsFlagsAsHexadecimalDigitsAsFarAsTheyGo) {
     }
 }
 
-TEST(AMR, NeverReportsFlagsThatCannotBeRead) {
+TEST(AMR, NeverReportsInvalidFlags) {
     std::wstring line = wholeLine();
     put(line, 286, L"WXYZ");
     const Console console;
@@ -504,7 +504,7 @@ TEST(AMR, NeverReportsFlagsThatCannotBeRead) {
     EXPECT_NE(model.toString().find(L",amrPreviousAlarmStr:WXYZ,"), std::wstring::npos);
 }
 
-TEST(AMR, ShowsTheTextOfTheFlagsAsItWasReadWhateverTheSettersSay) {
+TEST(AMR, ShowsTheFlagTextAsReadAfterSetters) {
     M model = complete();
     model.setPreviousAlarmFraudPastOrCurrent(false);
     model.setCurrentAlarmFraudCurrent(true);
@@ -514,14 +514,14 @@ TEST(AMR, ShowsTheTextOfTheFlagsAsItWasReadWhateverTheSettersSay) {
     EXPECT_EQ(built(model, 388, 4), L"6002");
 }
 
-TEST(AMR, LeavesAZeroBehindTheFlagsOfASnapshotWithoutStatus) {
+TEST(AMR, WritesAZeroAfterTheFlagsOfASnapshotWithoutStatus) {
     M model;
     model.setPreviousReadingDate(date(2023, 7, 12));
     model.setPreviousAlarmLeakCurrent(true);
     EXPECT_EQ(built(model, 286, 68), L"8000" + zero + blanks(63));
     model.setPreviousAmrStatus(L"OK");
     EXPECT_EQ(built(model, 286, 68), L"8000OK" + blanks(62));
-    model.setPreviousAmrStatus(std::wstring(65, L'x'));  // too long: left out, so that the zero stays
+    model.setPreviousAmrStatus(std::wstring(65, L'x'));  // too long: left out, so the zero stays
     EXPECT_EQ(built(model, 286, 68), L"8000" + zero + blanks(63));
 
     model.setCurrentReadingDate(date(2024, 1, 16));
@@ -531,7 +531,7 @@ TEST(AMR, LeavesAZeroBehindTheFlagsOfASnapshotWithoutStatus) {
     EXPECT_EQ(built(model, 388, 68), L"0001OK" + blanks(62));
 }
 
-TEST(AMR, ReadsTheZeroBehindTheFlagsAsAStatus) {
+TEST(AMR, ReadsTheZeroAfterTheFlagsAsAStatus) {
     M model;
     model.setPreviousReadingDate(date(2023, 7, 12));
     model.setCurrentReadingDate(date(2024, 1, 16));
@@ -544,7 +544,7 @@ TEST(AMR, ReadsTheZeroBehindTheFlagsAsAStatus) {
     EXPECT_EQ(std::count(line.begin(), line.end(), L'\0'), 2);
     EXPECT_EQ(line[290 - 1], L'\0');
     EXPECT_EQ(line[392 - 1], L'\0');
-    EXPECT_EQ(mandatoryErrors(model).back(), (Fault{290, 0x201}));  // the model that was set lacks a status, the one read has one
+    EXPECT_EQ(mandatoryErrors(model).back(), (Fault{290, 0x201}));  // no status in this model, one in the parsed one
     EXPECT_EQ(mandatoryErrors(again).back(), (Fault{286, 0x201}));
 }
 
@@ -562,7 +562,7 @@ TEST(AMR, KeepsThePulseWeightTextWithItsComma) {
     EXPECT_EQ(built(model, 232, 10), L"0,5       ");
 }
 
-TEST(AMR, WritesThePulseWeightTextWhereTheWeightIsNotAbove0) {
+TEST(AMR, WritesThePulseWeightTextIfTheWeightIsNotAbove0) {
     M model;
     model.setPulseWeight(0.0);
     EXPECT_EQ(built(model, 232, 10), blanks(10));
@@ -577,17 +577,17 @@ TEST(AMR, WritesThePulseWeightTextWhereTheWeightIsNotAbove0) {
     EXPECT_EQ(model.getPulseWeightStr(), L"ABC");
 }
 
-TEST(AMR, ReportsATooLongPulseWeightTextOnlyWhereItIsWritten) {
+TEST(AMR, ReportsATooLongPulseWeightTextOnlyIfItIsWritten) {
     M model;
     model.setPulseWeightStr(std::wstring(11, L'9'));
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 232, 10), blanks(10));
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{232, 0x102}}));
     model.setPulseWeight(12345678.9);
-    EXPECT_EQ(columns(textOf(model.toTramoLine()), 232, 10), L"12345678.9");  // cut on the right
+    EXPECT_EQ(columns(textOf(model.toTramoLine()), 232, 10), L"12345678.9");  // truncated on the right
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(AMR, KeepsAPulseWeightTextThatIsNoNumber) {
+TEST(AMR, KeepsAnInvalidPulseWeightText) {
     std::wstring line = blankLine();
     put(line, 232, L"ten");
     const Silence quiet;
@@ -600,7 +600,7 @@ TEST(AMR, KeepsAPulseWeightTextThatIsNoNumber) {
 
 // ---- Setting and getting --------------------------------------------------------------------------------------------
 
-TEST(AMR, AnswersTheCurrentDateAndTheLastFailAs0WhereTheyAreMinus1) {
+TEST(AMR, Returns0ForACurrentDateOrLastFailOfMinus1) {
     M model;
     EXPECT_EQ(model.getCurrentReadingDate(), 0);
     EXPECT_TRUE(equal(valueOf(model, "currentReadingDate"), -1LL));
@@ -613,14 +613,14 @@ TEST(AMR, AnswersTheCurrentDateAndTheLastFailAs0WhereTheyAreMinus1) {
     EXPECT_EQ(model.getLastReadFailDate(), -2);
 }
 
-TEST(AMR, AnswersThePreviousDateAndTheInstallationAsTheyAre) {
+TEST(AMR, ReturnsThePreviousDateAndTheInstallationUnchanged) {
     M model;
     EXPECT_EQ(model.getPreviousReadingDate(), -1);
     model.setInstallationDate(-1);
     EXPECT_EQ(model.getInstallationDate(), -1);
 }
 
-TEST(AMR, HoldsAMeterMaxIndexOf64BitsThoughItsSetterTakes32) {
+TEST(AMR, HoldsAMeterMaxIndexOf64BitsDespiteIts32BitSetter) {
     M model;
     static_assert(requires(void(M::*set)(int)) { set = &M::setMeterMaxIndex; });
     model.setMeterMaxIndex(std::numeric_limits<int>::min());
@@ -631,7 +631,7 @@ TEST(AMR, HoldsAMeterMaxIndexOf64BitsThoughItsSetterTakes32) {
     EXPECT_EQ(built(parsed<M>(line), 40, 10), L"9876543210");
 }
 
-TEST(AMR, CarriesTheRawValuesInMemoryOnly) {
+TEST(AMR, HoldsTheRawValuesInMemoryOnly) {
     M model;
     EXPECT_EQ(model.getPreviousManufacturerRawAlarm(), 0u);
     EXPECT_EQ(model.getPreviousManufacturerRawStatus(), 0u);
@@ -671,12 +671,12 @@ TEST(AMR, WritesADefaultModel) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(AMR, WritesNothingOfASnapshotWhoseDateIsMinus1) {
+TEST(AMR, DoesNotWriteASnapshotWithADateOfMinus1) {
     M model = complete();
     model.setPreviousReadingDate(-1);
     EXPECT_EQ(built(model, 252, 102), blanks(102));
     EXPECT_EQ(built(model, 354, 102), columns(wholeLine(), 354, 102));
-    model.setPreviousReadingDate(-2);  // any other date counts
+    model.setPreviousReadingDate(-2);  // every other date counts
     EXPECT_EQ(built(model, 252, 102), L"19700101" + columns(wholeLine(), 260, 94));
     model.setCurrentReadingDate(-1);
     EXPECT_EQ(built(model, 354, 102), blanks(102));
@@ -709,7 +709,7 @@ TEST(AMR, WritesIndexesOfSnapshotsAboveMinus1AndFrom0) {
     EXPECT_EQ(built(model, 362, 26), L"123456789012.2501234567890");
 }
 
-TEST(AMR, CutsTheMeterUnitAtSixCharacters) {
+TEST(AMR, TruncatesTheMeterUnitToSixCharacters) {
     M model;
     model.setMeterUnit(0.001);
     EXPECT_EQ(built(model, 50, 6), L"0.0010");
@@ -732,23 +732,23 @@ TEST(AMR, ListsTooLongTextsInTheOrderOfWriting) {
     EXPECT_EQ(faults(model.getBuildErrors()), all);
     EXPECT_EQ(lineEndOf(line), L"\r\n");
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), all);  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), all);  // replaced, not appended
 }
 
-// Writing flags never fails; where it did, the format has the error at the previous flags' columns.
-TEST(AMR, NamesThePreviousFlagsForAnErrorOfTheCurrentOnes) {
+// Writing flags never fails; if it did, the format would report the error at the columns of the previous flags.
+TEST(AMR, ReportsErrorsOfTheCurrentFlagsAtThePreviousOnes) {
     EXPECT_EQ(faultOf(fieldOf<M>("currentAlarms").buildError), (Fault{286, 0x11A}));
     EXPECT_EQ(faultOf(fieldOf<M>("currentAlarms").parseError), (Fault{388, 0x16}));
 }
 
-TEST(AMR, WritesTheTypeThatIsSet) {
+TEST(AMR, WritesTheTypeSet) {
     M model;
     model.setType(TF::TramoLineType::ExtendedAmr);
     EXPECT_EQ(model.getType(), TF::TramoLineType::ExtendedAmr);
     EXPECT_EQ(built(model, 1, 1), L"4");
 }
 
-TEST(AMR, KeepsTheLineThatItWasParsedFrom) {
+TEST(AMR, KeepsTheParsedLine) {
     EXPECT_EQ(textOf(M().getTramoLine()), blanks(512));
     EXPECT_EQ(lineEndOf(M().getTramoLine()), L"\r\n");
     M model = complete();
@@ -763,7 +763,7 @@ TEST(AMR, KeepsTheLineThatItWasParsedFrom) {
 const Faults everythingMissing = {{2, 0x201}, {26, 0x201}, {38, 0x201}, {40, 0x201}, {50, 0x201}, {56, 0x201}, {72, 0x201},
     {88, 0x201}, {104, 0x201}, {232, 0x201}, {242, 0x201}, {252, 0x201}, {260, 0x201}, {276, 0x201}, {286, 0x201}, {290, 0x201}};
 
-TEST(AMR, MissesEverythingInADefaultModelInOrderAndOnce) {
+TEST(AMR, ReportsEveryMissingValueOfADefaultModelInOrderAndOnce) {
     M model;
     EXPECT_EQ(faults(model.getMandatoryErrors()), everythingMissing);
     EXPECT_EQ(faults(model.getMandatoryErrors()), everythingMissing);
@@ -771,7 +771,7 @@ TEST(AMR, MissesEverythingInADefaultModelInOrderAndOnce) {
     EXPECT_EQ(mandatoryErrors(parsed<M>(blankLine())), everythingMissing);
 }
 
-TEST(AMR, MissesEachFieldByItself) {
+TEST(AMR, ReportsEachMissingFieldSeparately) {
     struct Missing {
         const char* field;
         FieldValue value;
@@ -822,7 +822,7 @@ TEST(AMR, MissesEachFieldByItself) {
     }
 }
 
-TEST(AMR, LooksForTheSensorPortInTheTextThatWasRead) {
+TEST(AMR, ChecksTheSensorPortInTheParsedText) {
     M model = complete();
     model.setSensorPort(-1);
     EXPECT_EQ(mandatoryErrors(model), Faults());

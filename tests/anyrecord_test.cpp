@@ -8,7 +8,7 @@ namespace {
 
 AnyRecord recordOf(const std::wstring& text) { return AnyRecord(lineOf<TramoLine::tramoLine_t>(text)); }
 
-// A line of each of three kinds with something in it that is right and something that is wrong.
+// Lines of three record kinds, each with valid and invalid fields.
 std::wstring lineWith(wchar_t letter, int column, const std::wstring& text) {
     std::wstring line = blankText(letter);
     put(line, column, text);
@@ -44,18 +44,18 @@ template <class M> void isAsTheModel(const std::wstring& text) {
 
 }  // namespace
 
-TEST(AnyRecord, IsAsTheModelOfItsLetter) {
+TEST(AnyRecord, BehavesLikeTheModelOfItsLetter) {
     isAsTheModel<RoundTramoModel>(aRound);
     isAsTheModel<MeterSubscriberTramoModel>(aMeter);
     isAsTheModel<RecordInformationTramoModel>(anInformation);
     EXPECT_FALSE(recordOf(blankText(L'0')).getMandatoryErrors().empty());
 }
 
-TEST(AnyRecord, IsOfEachKindThatThereIs) {
+TEST(AnyRecord, SupportsEveryRecordKind) {
     for (const tramo::RecordKind* kind : tramo::recordKinds()) EXPECT_EQ(recordOf(blankText(kind->letter)).kind(), kind);
 }
 
-TEST(AnyRecord, IsNothingForEveryOtherLetterAndSaysNothing) {
+TEST(AnyRecord, IsEmptyAndSilentForEveryOtherLetter) {
     const Field& someField = tramo::kindOf<RoundTramoModel>().fields[0];
     for (int c = 0; c <= 0xFFFF; c += c < 0x200 ? 1 : 257) {
         const auto letter = static_cast<wchar_t>(c);
@@ -77,7 +77,7 @@ TEST(AnyRecord, IsNothingForEveryOtherLetterAndSaysNothing) {
     }
 }
 
-TEST(AnyRecord, SaysNothingWhenItMakesAModelOfAGoodLine) {
+TEST(AnyRecord, PrintsNothingForAValidLine) {
     const Console console;
     recordOf(blankText(L'0'));
     recordOf(blankText(L'1'));
@@ -86,7 +86,7 @@ TEST(AnyRecord, SaysNothingWhenItMakesAModelOfAGoodLine) {
     EXPECT_EQ(console.wide(), L"");
 }
 
-TEST(AnyRecord, IsAValue) {
+TEST(AnyRecord, IsAValueType) {
     const Silence quiet;
     AnyRecord round = recordOf(aRound), meter = recordOf(aMeter);
     const std::wstring roundText = round.toString(), meterText = meter.toString();
@@ -102,7 +102,7 @@ TEST(AnyRecord, IsAValue) {
     for (std::size_t i = 0; i < many.size(); ++i) EXPECT_EQ(many[i].toString(), i % 2 ? roundText : meterText);
 }
 
-TEST(AnyRecord, LetsTheModelItselfBeUsed) {
+TEST(AnyRecord, GivesAccessToTheModel) {
     AnyRecord record = recordOf(blankText(L'1'));
     auto* meter = std::get_if<MeterSubscriberTramoModel>(&record.model());
     ASSERT_NE(meter, nullptr);

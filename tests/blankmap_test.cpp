@@ -1,4 +1,4 @@
-// The map of blank columns against a scan of the text.
+// Compares BlankMap with a scan of the text.
 #include "model/blankmap.h"
 #include <array>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ template <std::size_t Size> void agreesWithScan(const std::wstring& line) {
 
 template <std::size_t Size> void agreesOnRandomLines(unsigned seed, double filledShare) {
     std::mt19937 random(seed);
-    // Blanks, their neighbours, zero, and characters whose low bytes look like blanks.
+    // White space, neighboring codes, zero, and characters whose low bytes look like white space.
     const std::wstring blanks = L" \t\n\v\f\r";
     std::wstring others{L'\0', L'\x08', L'\x0E', L'!', L'\x1F', L'A', L'0', L'\xA0', L'\xFF', L'\x0120', L'\x2003', L'\x2020',
         L'\x7FFF', L'\x8020', L'\xFF20', L'\xFFFF'};
@@ -52,7 +52,7 @@ TEST(BlankMap, ParameterLine) {
     for (unsigned seed = 0; seed < 50; ++seed) agreesOnRandomLines<40>(seed, 0.3);
 }
 
-TEST(BlankMap, OneFilledColumnAnywhere) {
+TEST(BlankMap, OneFilledColumnAtEveryPosition) {
     for (std::size_t column = 0; column < 512; ++column) {
         std::wstring line(512, L' ');
         line[column] = L'7';

@@ -1,5 +1,4 @@
-// The codecs against the standard conversions they promise to agree with, in any locale, from any thread, and without
-// allocating.
+// Compares the codecs with the standard conversions, in every locale, on every thread, and without allocations.
 #include "convert/codec.h"
 #include "common/dates.h"
 #include "support/allocations.h"
@@ -34,7 +33,7 @@ class Texts {
 public:
     explicit Texts(unsigned seed) : random(seed) {}
 
-    // Any characters out of those that numbers are made of.
+    // Random characters of those that numbers consist of.
     std::wstring soup() {
         static const std::wstring alphabet =
             L"0011223456789..,,eE+-xXpPabcdefABCDEFinfINFnan()_ \t\n\v\f\r"s + L'\0' + L'\x661' + L'\x2003' + L'\xA0' + L'\xFF11';
@@ -43,7 +42,7 @@ public:
         return text;
     }
 
-    // A number, often near a limit, with something around it.
+    // A number, often near a limit, with other text around it.
     std::wstring number() {
         std::wstring text = pick({L"", L"", L" ", L"  \t", L"\n"});
         text += pick({L"", L"", L"-", L"+"});
@@ -57,7 +56,7 @@ public:
         return text + tail();
     }
 
-    // A number in every digit as a double has it, or one digit off.
+    // A number with all digits of a double, or with one digit changed.
     std::wstring exact() {
         const auto bits = (std::uint64_t{random()} << 32 | random()) & (below(3) == 0 ? 0x801FFFFFFFFFFFFF : ~std::uint64_t{0});
         const CLocale plain;
@@ -149,7 +148,7 @@ TEST(ToDouble, AgreesWithTheStandardConversionOnPlainDecimals) {
     }
 }
 
-// The results around which the standard conversion begins to call a number out of range, in all their digits.
+// The values around which the standard conversion starts to report a number out of range, with all digits.
 TEST(ToDouble, AgreesWithTheStandardConversionAtTheLimits) {
     const Silence silence;
     for (const double limit : {std::numeric_limits<double>::max(), std::numeric_limits<double>::min(),
@@ -175,7 +174,7 @@ TEST(ToDouble, AgreesWithTheStandardConversionAtTheLimits) {
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
 }
 
-TEST(ToDouble, AgreesWithTheStandardConversionWhereTheQuickWayEnds) {
+TEST(ToDouble, AgreesWithTheStandardConversionAtTheEndOfTheFastPath) {
     const Silence silence;
     for (const std::wstring& text : {L",0000000000000000001"s, L",000000000000000001"s, L"0,0000000000000000001"s,
              L"9007199254740993"s, L"9007199254740992,0"s, L"90071992547409,93"s, L"1\x131"s, L"1e\x131"s, L"0x1\x161"s,
@@ -183,7 +182,7 @@ TEST(ToDouble, AgreesWithTheStandardConversionWhereTheQuickWayEnds) {
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(text));
 }
 
-TEST(ToDouble, ReadsNoMoreThanTheTextAroundTheSizeThatTakesNoMemory) {
+TEST(ToDouble, ReadsOnlyTheTextAroundTheSizeOfTheStackBuffer) {
     for (std::size_t size = 1020; size < 1030; ++size)
         ASSERT_NO_FATAL_FAILURE(expectSameDouble(std::wstring(size - 4, L'0') + L"12e1"));
 }
@@ -221,8 +220,8 @@ TEST(HexStrToInt, AgreesWithAWideStream) {
         }
 }
 
-// A field is cut out of its line: what stands behind it there is no part of it.
-TEST(Numbers, EndWithTheirField) {
+// A field is a part of its line: the text after it does not belong to it.
+TEST(Numbers, EndAtTheEndOfTheirField) {
     const Silence silence;
     for (const std::wstring& line : {L"  -12+7"s, L" +7-0X1F"s, L"-0x2A,5"s, L"\t 3.25e1"s, L"-.5"s, L"00000000000000000000"s})
         for (std::size_t first = 0; first <= line.size(); ++first)
@@ -289,8 +288,8 @@ TEST(FromDouble, AgreesWithPrintf) {
     }
 }
 
-// Values in the middle between two texts, their neighbours, and values about as large as the quick way takes.
-TEST(FromDouble, AgreesWithPrintfWhereRoundingIsHard) {
+// Values in the middle between two texts, their neighbors, and values near the limit of the fast path.
+TEST(FromDouble, AgreesWithPrintfInHardRoundingCases) {
     std::mt19937_64 random(8);
     for (int i = 0; i < 200000; ++i) {
         const int decimals = static_cast<int>(random() % 8);
@@ -311,8 +310,8 @@ TEST(FromDouble, AgreesWithPrintfWhereRoundingIsHard) {
     }
 }
 
-// Behind the last decimal that can differ from 0, zeros follow as far as there are columns.
-TEST(FromDouble, AgreesWithPrintfInItsLongestTexts) {
+// Zeros follow the last decimal that can differ from 0, as far as there are columns.
+TEST(FromDouble, AgreesWithPrintfForTheLongestTexts) {
     const double lowest = std::numeric_limits<double>::lowest();
     for (const double value : {lowest, -5e-324, 0.1})
         for (const int decimals : {1073, 1074, 1075, 1076, 1100}) {
@@ -346,8 +345,8 @@ TEST(Append, PrintsAsPrintfDoes) {
 
 // ---- Dates ----------------------------------------------------------------------------------------------------------
 
-// A character above 255 counts as the one of its low eight bits.
-TEST(Dates, HoldDigitsOnly) {
+// Only the low eight bits of a character above 255 count.
+TEST(Dates, ContainDigitsOnly) {
     const TimeZone zone("UTC");
     const std::wstring text = L"202401010101";
     for (std::size_t place = 0; place < text.size(); ++place)
@@ -367,7 +366,7 @@ TEST(Dates, HoldDigitsOnly) {
 
 // ---- Nothing beside the field ---------------------------------------------------------------------------------------
 
-TEST(FromDate, WritesItsColumnsAlone) {
+TEST(FromDate, WritesOnlyItsColumns) {
     const TimeZone zone("UTC");
     struct {
         codec::DateFormat format;
@@ -381,7 +380,7 @@ TEST(FromDate, WritesItsColumnsAlone) {
     }
 }
 
-TEST(AlarmFlags, AreTwelve) {
+TEST(AlarmFlags, UseTwelveElementsOnly) {
     struct {
         codec::AlarmFlags flags{};
         std::array<bool, 4> behind{};
@@ -403,7 +402,7 @@ TEST(AlarmFlags, AreTwelve) {
 
 bool isNothing(wchar_t c) { return codec::isBlank(c) || c == 0; }
 
-// What stands behind the characters that were used, without blanks and zeros around it.
+// The text after the characters that were read, without surrounding white space and zero characters.
 std::wstring behind(const std::wstring& text, std::size_t used) {
     std::size_t end = text.size();
     while (end > used && isNothing(text[end - 1])) --end;
@@ -411,7 +410,7 @@ std::wstring behind(const std::wstring& text, std::size_t used) {
     return text.substr(used, end - used);
 }
 
-TEST(Ignored, ByAnInteger) {
+TEST(Ignored, TextAfterAnInteger) {
     Texts texts(11);
     for (int i = 0; i < 40000; ++i) {
         const std::wstring text = i % 2 == 0 ? texts.soup() : texts.number();
@@ -427,7 +426,7 @@ TEST(Ignored, ByAnInteger) {
     EXPECT_EQ(codec::ignoredByInteger(L"O6"), L"") << "no number: an error";
 }
 
-TEST(Ignored, ByADecimal) {
+TEST(Ignored, TextAfterADecimal) {
     Texts texts(12);
     for (int i = 0; i < 40000; ++i) {
         const std::wstring text = i % 3 == 0 ? texts.soup() : i % 3 == 1 ? texts.number() : texts.exact() + texts.soup();
@@ -438,7 +437,7 @@ TEST(Ignored, ByADecimal) {
         ::standardDouble(points.c_str(), used);
         const bool isNumber = used > 0 && errno != ERANGE;
         const std::wstring expected = isNumber ? behind(text, used) : L"";
-        if (isNumber && expected.empty()) continue;  // unless it has too many digits
+        if (isNumber && expected.empty()) continue;  // except with too many digits
         ASSERT_EQ(codec::ignoredByDouble(text), expected) << testing::PrintToString(text);
     }
     EXPECT_EQ(codec::ignoredByDouble(L"1,5 m3"), L"m3");
@@ -450,7 +449,7 @@ TEST(Ignored, ByADecimal) {
     EXPECT_EQ(codec::ignoredByDouble(L"nan(1234567890123456789)"), L"");
 }
 
-// The digits of a plain decimal from the first that is not zero to the last that is not zero.
+// The digits of a decimal from the first to the last that is not zero.
 std::string significant(const std::wstring& text) {
     std::string digits;
     for (const wchar_t c : text)
@@ -492,7 +491,7 @@ TEST(Ignored, DigitsBeyondThePrecisionOfADouble) {
     EXPECT_GT(kept, 1000);
 }
 
-TEST(Ignored, YearsThatAreReadAsNone) {
+TEST(Ignored, YearsReadAsAbsent) {
     const TimeZone zone("Europe/Paris");
     for (const wchar_t* text : {L"20x4", L"224", L"20 4", L" 202", L"2O24", L"0000", L"1901", L"2039", L"-202"})
         EXPECT_EQ(codec::ignoredByYear(text), behind(text, 0)) << testing::PrintToString(text);
@@ -506,12 +505,12 @@ TEST(Ignored, FlagsOtherThanZeroAndOne) {
     for (const wchar_t* text : {L"Y", L"2", L"O", L"-"}) EXPECT_EQ(codec::ignoredByFlag(text), text);
 }
 
-TEST(Ignored, CharactersThatGiveNoAlarmFlag) {
+TEST(Ignored, CharactersThatSetNoAlarmFlag) {
     for (const auto& [text, piece] : {std::pair(L"010G", L"010G"), {L"01G0", L"01G0"}, {L"0G00", L"G"}, {L"G000", L"G0"},
              {L"00F0", L"F"}, {L"ZZZZ", L"ZZZZ"}, {L" 100", L"1"}, {L"0x10", L"x"}, {L"FF1F", L"1"}, {L"-", L"-"}})
         EXPECT_EQ(codec::ignoredByAlarmFlags(text), piece) << testing::PrintToString(text);
 
-    // Nothing is ignored where the standard reads the word to its end, and every bit has a flag.
+    // Nothing is ignored if the standard conversion reads the whole word and every bit has a flag.
     const Silence silence;
     const std::wstring alphabet = L"01fFgGxX-+ \t"s + L'\0';
     for (std::size_t n = 0; n < alphabet.size() * alphabet.size() * alphabet.size() * alphabet.size(); ++n) {
@@ -545,7 +544,7 @@ struct NarrowCommaAndGroups : std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };
 
-// Everything the codecs answer to some texts and values, and everything they say.
+// All results and messages of the codecs for some texts and values.
 std::wstring answers() {
     const TimeZone zone("Europe/Paris");
     Console console;
@@ -587,18 +586,18 @@ std::wstring answers() {
     return all + console.wide();
 }
 
-TEST(Locales, ChangeNoAnswer) {
+TEST(Locales, ChangeNoResult) {
     const std::string before = std::setlocale(LC_ALL, nullptr);
     const std::wstring expected = answers();
     ASSERT_GT(expected.size(), 10000U);
     const std::locale commas(std::locale(std::locale::classic(), new CommaAndGroups), new NarrowCommaAndGroups);
     int tried = 0;
     for (const char* process : {"C", "C.UTF-8", "POSIX", "de_DE.UTF-8", "fr_FR.UTF-8", "tr_TR.UTF-8", "German", "Turkish"}) {
-        if (!std::setlocale(LC_ALL, process)) continue;  // not on this machine
+        if (!std::setlocale(LC_ALL, process)) continue;  // not installed
         ++tried;
         for (const std::locale& global : {std::locale::classic(), commas}) {
             const std::locale previous = std::locale::global(global);
-            std::setlocale(LC_ALL, process);  // a named global locale sets this one too
+            std::setlocale(LC_ALL, process);  // a named global locale sets this one, too
             EXPECT_TRUE(answers() == expected) << process << ' ' << global.name();
             std::locale::global(previous);
         }
@@ -615,7 +614,7 @@ struct Work {
     long32 time = 0;
     std::array<wchar_t, 64> field{};
 
-    // One good conversion of every kind.
+    // One successful conversion of every kind.
     bool once(int i) {
         int number = 0, hex = 0;
         codec::AlarmFlags flags{};
@@ -641,7 +640,7 @@ TEST(Success, AllocatesNothing) {
     const TimeZone zone("Europe/Paris");
     Work work;
     bool good = true;
-    std::thread([&] {  // what a thread remembers is there from its start
+    std::thread([&] {  // its cache does not count: calloc allocates it
         const long before = allocations;
         for (int i = 0; i < 100; ++i) good = work.once(i) && good;
         EXPECT_EQ(allocations - before, 0);
@@ -650,7 +649,7 @@ TEST(Success, AllocatesNothing) {
     EXPECT_TRUE(good);
 }
 
-TEST(Success, SaysNothing) {
+TEST(Success, PrintsNothing) {
     Console console;
     Work work;
     EXPECT_TRUE(work.once(1));
@@ -711,7 +710,7 @@ TEST(Garbage, NeverThrows) {
     }
 }
 
-TEST(Garbage, EvenWidthsAndDecimalsOutOfReasonAreSafe) {
+TEST(Garbage, ExtremeWidthsAndDecimalsAreSafe) {
     std::array<wchar_t, 4> field{L'#', L'#', L'#', L'#'};
     for (const int width : {0, -1, std::numeric_limits<int>::min()}) {
         codec::fromInteger(42, field.data(), width);

@@ -1,4 +1,4 @@
-// The numbers of errors and the characters of codes, as callers and files know them. A wrong one stops the compiler.
+// The numbers of the errors and the characters of the codes, which callers and files rely on. A wrong one does not compile.
 #include <tramostream/codes.h>
 #include <tramostream/fielderror.h>
 
@@ -140,7 +140,7 @@ constexpr Named<TF::EnquiryAreaMode, wchar_t> enquiryAreaModes[] = {
 static_assert(areSo(enquiryAreaModes));
 // clang-format on
 
-// Each stands for one thing only.
+// Each has one meaning only.
 template <class E, class Number, std::size_t N> void expectDistinct(const Named<E, Number> (&all)[N]) {
     std::basic_string<char32_t> numbers;
     for (const auto& one : all) numbers += static_cast<char32_t>(one.number);

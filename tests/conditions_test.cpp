@@ -1,4 +1,4 @@
-// When each field of each kind is written, and when it is reported, in the words that the tool explains it with.
+// When each field of each record kind is written and when it is reported, in the words of `tramo explain`.
 #include "model/describe.h"
 #include "tramostream/tramostream.h"
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ struct Condition {
     int first = 0, last = 0;
 };
 
-// All fields but those that are always written and never reported.
+// All fields except those that are always written and never reported.
 // clang-format off
 const Condition conditions[] = {
     {"round", "code", "always", "it is empty"},
@@ -129,7 +129,7 @@ std::vector<const tramo::RecordKind*> everyKind() {
     return all;
 }
 
-// The words of each field, by its kind and name.
+// The words of each field, by record kind and name.
 std::map<std::string, std::pair<std::string, std::string>> expected() {
     std::map<std::string, std::pair<std::string, std::string>> all;
     for (const Condition& row : conditions)
@@ -140,7 +140,7 @@ std::map<std::string, std::pair<std::string, std::string>> expected() {
 
 }  // namespace
 
-TEST(Conditions, AreToldInTheWordsOfTheFormat) {
+TEST(Conditions, MatchTheWordsOfTheFormat) {
     auto words = expected();
     for (const tramo::RecordKind* kind : everyKind())
         for (const Field& field : kind->fields) {
@@ -153,7 +153,7 @@ TEST(Conditions, AreToldInTheWordsOfTheFormat) {
     EXPECT_TRUE(words.empty()) << "no field: " << words.begin()->first;
 }
 
-TEST(Conditions, OfGoodLinesAreReportedInTwoKindsOnly) {
+TEST(Conditions, ReportErrorsOnCorrectLinesInTwoRecordKindsOnly) {
     for (const tramo::RecordKind* kind : everyKind())
         for (const Field& field : kind->fields) {
             const bool isCount = kind->name == "record information" && field.name == "meterNumber";
@@ -163,7 +163,7 @@ TEST(Conditions, OfGoodLinesAreReportedInTwoKindsOnly) {
         }
 }
 
-TEST(Conditions, OneColumnHasTwoFieldsInFourPlaces) {
+TEST(Conditions, TwoFieldsShareAColumnInFourPlaces) {
     std::vector<std::string> overlaid;
     for (const tramo::RecordKind* kind : everyKind())
         for (const Field& field : kind->fields)

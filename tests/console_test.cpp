@@ -1,5 +1,5 @@
-// The library's messages reach the standard output whatever has happened to it before. What a process's standard output
-// can do is settled by its first use, so that each case runs in a process of its own: this program, with the case's name.
+// The library's messages reach the standard output regardless of its earlier use. The first use of the standard output
+// determines what it can print, so each case runs in a process of its own: this program, with the name of the case.
 #include "common/console.h"
 #include "support/console.h"
 #include "tramostream/log.h"
@@ -67,7 +67,7 @@ const char* const nowhere = "NUL";
 const char* const nowhere = "/dev/null";
 #endif
 
-// What a stream's first character does. From then on the other stream cannot print.
+// The first character of a stream. After it, the other stream cannot print.
 void orientWide() { std::fwide(stdout, 1); }
 void orientNarrow() { std::fwide(stdout, -1); }
 
@@ -182,7 +182,7 @@ const Case cases[] = {
 // clang-format on
 
 #ifdef _WIN32
-// Standard output of this program run for one case, and what it says on the error output.
+// The standard output of this program for one case, and its standard error.
 std::string run(const char* name, std::string& errors) {
     const streams::TempFolder folder;
     const std::string files[] = {folder.path("out"), folder.path("err")};
@@ -205,7 +205,7 @@ std::string run(const char* name, std::string& errors) {
     return printed;
 }
 #else
-// Standard output of this program run for one case, and what it says on the error output.
+// The standard output of this program for one case, and its standard error.
 std::string run(const char* name, std::string& errors, bool slowly = false) {
     int out[2], err[2];
     if (pipe(out) != 0 || pipe(err) != 0) throw std::runtime_error("no pipe");
@@ -323,7 +323,7 @@ TEST(Redirected, StreamsAreFlushed) {
 
 // ---- The switch -----------------------------------------------------------------------------------------------------
 
-// Every kind of message there is; the results are the same whether they are printed or not.
+// Every kind of message; the results are the same whether messages are printed or not.
 void causeMessages() {
     std::wstring text = L"six";
     int number = 7;
@@ -349,7 +349,7 @@ protected:
     Console console;
 };
 
-TEST_F(Switch, LetsMessagesThroughAtFirst) {
+TEST_F(Switch, PrintsMessagesByDefault) {
     causeMessages();
     EXPECT_EQ(console.wide(), L"toInt: six cannot be converted.\n");
     EXPECT_EQ(console.narrow().find(WRONG_KIND), 0U);
@@ -365,7 +365,7 @@ TEST_F(Switch, SilencesModelsCodecsAndTheLogWithoutAFile) {
     EXPECT_FALSE(std::filesystem::exists("NO_LOG_FILE"));
 }
 
-TEST_F(Switch, LetsMessagesThroughAgain) {
+TEST_F(Switch, PrintsMessagesAgain) {
     setMessages(Messages::Silent);
     causeMessages();
     setMessages(Messages::StandardOutput);
@@ -373,7 +373,7 @@ TEST_F(Switch, LetsMessagesThroughAgain) {
     EXPECT_EQ(console.wide(), L"toInt: six cannot be converted.\n");
 }
 
-TEST_F(Switch, MayBeTurnedByAnyThreadAtAnyTime) {
+TEST_F(Switch, IsThreadSafe) {
     std::atomic<bool> done = false;
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
@@ -399,7 +399,7 @@ TEST_F(Switch, MayBeTurnedByAnyThreadAtAnyTime) {
 
 int main(int count, char** arguments) {
     if (count == 3 && std::strcmp(arguments[1], "--say") == 0) {
-        std::locale::global(std::locale::classic());  // and that of C; cases set others
+        std::locale::global(std::locale::classic());  // sets that of C, too; cases set others
         std::vector<Case> all(std::begin(cases), std::end(cases));
 #ifndef _WIN32
         all.insert(all.end(), std::begin(slowCases), std::end(slowCases));

@@ -1,4 +1,4 @@
-// Dates read from text: the strict syntax, the calendar, the limits of 32 bits, and local time as the host has it.
+// Dates read from text: strict syntax, calendar, limits of 32 bits, and the local time of the host.
 #include "tramostream/dateutils.h"
 #include "common/dates.h"
 #include "common/zone.h"
@@ -88,7 +88,7 @@ const Reading bad[] = {
     {"%Y-%m", "2024-", none},
     {"%Y-", "2024", none},
     {"%Y", "2024-", none},
-    // no date of the calendar
+    // dates outside the calendar
     {"%Y%m%d", "20240001", none},
     {"%Y%m%d", "20241301", none},
     {"%Y%m%d", "20240100", none},
@@ -104,7 +104,7 @@ const Reading bad[] = {
     {"%Y%m%d", "21000229", none},
     {"%Y%m%d%H%M", "202401312400", none},
     {"%Y%m%d%H%M", "202401311460", none},
-    // not in 32 bits
+    // outside 32 bits
     {"%Y%m%d", "19011213", none},
     {"%Y%m%d", "20380120", none},
     {"%Y%m%d%H%M", "203801190315", none},
@@ -114,9 +114,9 @@ const Reading bad[] = {
     {"%Y", "1900", none},
     {"%Y", "1901", none},
     {"%Y", "2039", none},
-    {"%Y", "2106", none},  // would be 1970 in 32 bits without a sign
+    {"%Y", "2106", none},  // would be 1970 in unsigned 32 bits
     {"%Y", "9999", none},
-    // no format
+    // invalid formats
     {"%y%m%d", "240131", none},
     {"%Y%m%d%S", "2024013100", none},
     {"%Y%", "2024", none},
@@ -126,11 +126,11 @@ const Reading bad[] = {
     {"%m%d", "0131", none},
 };
 
-TEST_F(StrToTime, AnswersTheLowestValueForEverythingElse) {
+TEST_F(StrToTime, ReturnsTheLowestValueForEverythingElse) {
     for (const auto& [format, text, seconds] : bad) EXPECT_EQ(strToTime(format, text), seconds) << format << ' ' << text;
 }
 
-TEST_F(StrToTime, KnowsEveryDayOfTheCalendar) {
+TEST_F(StrToTime, ReadsEveryDayOfTheCalendar) {
     constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     std::int64_t expected = -25202 * std::int64_t{86400};  // 1901-01-01
     for (int year = 1901; year <= 2038; ++year)
@@ -156,7 +156,7 @@ const char* const zones[] = {
     "America/Sao_Paulo",  // midnights skipped
     "America/St_Johns",   // -3:30, changes at 00:01
     "America/Asuncion",
-    "Africa/Casablanca",  // summer time left out in Ramadan
+    "Africa/Casablanca",  // no summer time in Ramadan
     "Africa/Cairo",
     "Africa/Monrovia",  // -0:44:30 until 1972
     "Asia/Kathmandu",   // +5:45
@@ -202,7 +202,7 @@ std::int64_t sinceEpoch(int year, unsigned month, unsigned day) {
     return sys_days{std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day}}.time_since_epoch().count();
 }
 
-TEST_P(LocalTime, EveryDayComesBack) {
+TEST_P(LocalTime, EveryDayRoundTrips) {
     for (std::int64_t day = 366; day < 25000; ++day) {  // 1971-01-02 to 2038-06
         const auto noonUtc = static_cast<std::time_t>(day * 86400 + 43200);
         if (noonUtc > highest - 86400) break;
@@ -213,10 +213,10 @@ TEST_P(LocalTime, EveryDayComesBack) {
     }
 }
 
-TEST_P(LocalTime, EveryMinuteAroundAChangeComesBack) {
+TEST_P(LocalTime, EveryMinuteAroundAChangeRoundTrips) {
     for (const std::int64_t change : table.changes()) {
         if ((clocks::offsetAt(change) - clocks::offsetAt(change - 1)) % 60 != 0)
-            continue;  // long ago: it skipped parts of minutes
+            continue;  // an early change that skipped a part of a minute
         for (std::int64_t minute = change - 4 * 3600; minute < change + 4 * 3600; minute += 60) {
             const std::string text = format("%Y%m%d%H%M", minute);
             const long32 seconds = strToTime("%Y%m%d%H%M", text.c_str());
@@ -225,19 +225,19 @@ TEST_P(LocalTime, EveryMinuteAroundAChangeComesBack) {
     }
 }
 
-// What is remembered must never differ from what the clocks show.
+// Cached results must never differ from the zone.
 void expectAsShown(const clocks::Table& table, std::int64_t instant, std::int64_t local) {
     ASSERT_EQ(tramo::zone::toLocal(static_cast<long32>(instant)), clocks::shownAt(instant)) << instant;
     ASSERT_EQ(tramo::zone::toInstant(local), table.instantOf(local)) << local;
 }
 
-TEST_P(LocalTime, IsAsShownAtRandomTimes) {
+TEST_P(LocalTime, MatchesTheZoneAtRandomTimes) {
     std::mt19937 random(20240131);
     std::uniform_int_distribution<std::int64_t> any(-2147000000, 2147000000);
     for (int i = 0; i < 5000; ++i) ASSERT_NO_FATAL_FAILURE(expectAsShown(table, any(random), any(random) / 60 * 60));
 }
 
-TEST_P(LocalTime, IsAsShownAroundEveryChange) {
+TEST_P(LocalTime, MatchesTheZoneAroundEveryChange) {
     for (const std::int64_t change : table.changes()) {
         const std::int64_t offset = clocks::offsetAt(change - 1);
         for (std::int64_t instant = change - 30 * 3600; instant < change + 30 * 3600; instant += 1799)
@@ -249,8 +249,8 @@ TEST_P(LocalTime, IsAsShownAroundEveryChange) {
     }
 }
 
-// Days are remembered beside the offsets; each is asked for twice, to find it and to have it found.
-TEST_P(LocalTime, EveryDayIsAsShown) {
+// Days are cached separately from the offsets; each is requested twice, to compute it and to find it in the cache.
+TEST_P(LocalTime, MatchesTheZoneOnEveryDay) {
     const std::int64_t last = sinceEpoch(2037, 12, 31);
     for (std::int64_t day = sinceEpoch(1902, 1, 2); day <= last; ++day)
         for (const std::int64_t minute : {0, 1439, 0, 721}) {
@@ -263,7 +263,7 @@ TEST_P(LocalTime, EveryDayIsAsShown) {
         }
 }
 
-TEST(Dates, DaysThatDoNotExistAreNotRemembered) {
+TEST(Dates, InvalidDaysAreNotCached) {
     const TimeZone zone("Europe/Paris");
     for (int turn = 0; turn < 2; ++turn)
         for (const unsigned year : {1901U, 1902U, 2023U, 2024U, 2037U, 2038U})
@@ -277,7 +277,7 @@ TEST(Dates, DaysThatDoNotExistAreNotRemembered) {
                 }
 }
 
-#ifndef _WIN32  // where mktime knows other zones
+#ifndef _WIN32  // whose mktime has other zones
 std::int64_t byMktime(std::int64_t local) {
     const auto time = static_cast<std::time_t>(local);
     std::tm t{};
@@ -286,8 +286,8 @@ std::int64_t byMktime(std::int64_t local) {
     return std::mktime(&t);
 }
 
-// Of two times out of summer time, and two in it, mktime gives one or the other.
-TEST_P(LocalTime, ThatIsSkippedIsAsMktimeMovesItIntoSummerTime) {
+// If both candidates are in summer time, or neither is, mktime may return either.
+TEST_P(LocalTime, MovesSkippedTimesIntoSummerTimeAsMktimeDoes) {
     for (const std::int64_t change : table.changes()) {
         const std::int64_t before = clocks::offsetAt(change - 1), after = clocks::offsetAt(change);
         if (clocks::isSummer(change - 1) == clocks::isSummer(change)) continue;
@@ -300,32 +300,32 @@ TEST_P(LocalTime, ThatIsSkippedIsAsMktimeMovesItIntoSummerTime) {
 }
 #endif
 
-TEST(SkippedTime, IsWhatMktimeMakesOfIt) {
+TEST(SkippedTime, MovesAsMktimeDoes) {
     const TimeZone zone("America/Sao_Paulo");
     const long32 midnight = strToTime("%Y%m%d", "20181104");
     EXPECT_EQ(midnight, 1541300400);
     EXPECT_EQ(format("%Y%m%d%H%M", midnight), "201811040100");
 }
 
-TEST(SkippedTime, OfAWholeDayIsTheNextDay) {
+TEST(SkippedTime, OfAWholeDayMovesToTheNextDay) {
     const TimeZone zone("Pacific/Apia");
     EXPECT_EQ(strToTime("%Y%m%d", "20111230"), strToTime("%Y%m%d", "20111231"));
     EXPECT_EQ(format("%Y%m%d", strToTime("%Y%m%d", "20111230")), "20111231");
     EXPECT_EQ(strToTime("%Y%m%d", "20111231") - strToTime("%Y%m%d", "20111229"), 86400);
 }
 
-TEST(SkippedTime, IsNeverTheDayBefore) {
-    const TimeZone zone("Asia/Kathmandu");  // 15 minutes were skipped, and it was no summer time
+TEST(SkippedTime, NeverMovesToThePreviousDay) {
+    const TimeZone zone("Asia/Kathmandu");  // 15 minutes were skipped, without summer time
     EXPECT_EQ(format("%Y%m%d%H%M", strToTime("%Y%m%d", "19860101")), "198601010015");
 }
 
-TEST(SkippedTime, OfSummerTimeMovesForward) {
+TEST(SkippedTime, InSummerTimeMovesForward) {
     const TimeZone zone("Europe/Paris");
     EXPECT_EQ(format("%Y%m%d%H%M", strToTime("%Y%m%d%H%M", "202403310230")), "202403310330");
 }
 
-// The C library remembers the offset of its last conversion, and starts from there.
-TEST(RepeatedTime, DoesNotDependOnWhatWasConvertedBefore) {
+// The C library starts from the offset of its last conversion.
+TEST(RepeatedTime, DoesNotDependOnEarlierConversions) {
     const TimeZone zone("Europe/Paris");
     for (const char* const before : {"202407141200", "202401311200", "202410270130", "202410270330", "202410270230"}) {
         strToTime("%Y%m%d%H%M", before);
@@ -357,7 +357,7 @@ const TimeInZone repeated[] = {
     {"CET-1CEST,M3.5.0,M10.5.0/3", "203710250230", 2140043400},
 };
 
-TEST(RepeatedTime, IsItsFirstOccurrence) {
+TEST(RepeatedTime, MeansItsFirstOccurrence) {
     for (const auto& [name, text, seconds] : repeated) {
         const TimeZone zone(name);
         EXPECT_EQ(strToTime("%Y%m%d%H%M", text), seconds) << name << ' ' << text;
@@ -372,10 +372,10 @@ const TimeInZone skipped[] = {
     {"Europe/Dublin", "202403310130", 1711845000},  // back: summer time is the one with the lower offset
     {"Europe/Moscow", "201103270230", 1301182200},
     {"Asia/Kathmandu", "198601010010", 504902400},   // summer time on neither side: forward
-    {"Asia/Pyongyang", "201805042340", 1525446600},  // likewise, over midnight
+    {"Asia/Pyongyang", "201805042340", 1525446600},  // the same across midnight
 };
 
-TEST(SkippedTime, GoesIntoSummerTimeOrForward) {
+TEST(SkippedTime, MovesIntoSummerTimeOrForward) {
     for (const auto& [name, text, seconds] : skipped) {
         const TimeZone zone(name);
         EXPECT_EQ(strToTime("%Y%m%d%H%M", text), seconds) << name << ' ' << text << ' ' << format("%Y%m%d%H%M", seconds);
@@ -405,8 +405,8 @@ void expectRead(std::int64_t local, std::int64_t instant) {
         << local;
 }
 
-// The local times that a zone repeats or skips, the latest first: the offset that holds afterwards is then the last one
-// that was used. Every fifth minute, and all near the ends.
+// The local times that a zone repeats or skips, the latest first, so that the offset after the change was the last one
+// used. Every fifth minute, and all near the ends.
 TEST(EveryZone, ReadsTheFirstOccurrenceOfRepeatedTimesAndMovesSkippedOnes) {
     std::vector<std::string> names = zonesOfTheTable();
     ASSERT_GT(names.size(), 300U) << "no table of zones";
@@ -436,7 +436,7 @@ TEST(EveryZone, ReadsTheFirstOccurrenceOfRepeatedTimesAndMovesSkippedOnes) {
     EXPECT_GT(skippedTimes, TESTS_SANITIZED ? 10'000 : 100'000);
 }
 
-TEST(Limits, AreThoseOf32BitsInEveryZone) {
+TEST(Limits, Are32BitsInEveryZone) {
     const TimeZone east("UTC-14"), west("UTC+12");
     EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801181514"), 2147483640);
     EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801181515"), none);
@@ -453,7 +453,7 @@ class ZoneChange : public testing::Test {
     TimeZone restores{"UTC"};
 };
 
-TEST_F(ZoneChange, IsSeenWithAndWithoutTzset) {
+TEST_F(ZoneChange, IsDetectedWithAndWithoutTzset) {
     for (int turn = 0; turn < 3; ++turn) {
         setenv("TZ", "Europe/Paris", 1);
         EXPECT_EQ(newYear(), newYearParis);
@@ -467,7 +467,7 @@ TEST_F(ZoneChange, IsSeenWithAndWithoutTzset) {
     }
 }
 
-TEST_F(ZoneChange, IsSeenInBothDirections) {
+TEST_F(ZoneChange, IsDetectedInBothDirections) {
     setenv("TZ", "Europe/Paris", 1);
     EXPECT_EQ(tramo::zone::toLocal(newYearParis), newYearUtc);
     EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 0);
@@ -476,7 +476,7 @@ TEST_F(ZoneChange, IsSeenInBothDirections) {
     EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 18);
 }
 
-TEST_F(ZoneChange, IsSeenWhenTheVariableGoesAndComes) {
+TEST_F(ZoneChange, IsDetectedIfTheVariableIsRemovedAndSetAgain) {
     setenv("TZ", "Asia/Tokyo", 1);
     EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
     unsetenv("TZ");
@@ -486,19 +486,19 @@ TEST_F(ZoneChange, IsSeenWhenTheVariableGoesAndComes) {
     EXPECT_EQ(newYear(), newYearParis);
 }
 
-TEST_F(ZoneChange, IsSeenWhenTheVariableTakesAnothersPlace) {
+TEST_F(ZoneChange, IsDetectedIfTheVariableReplacesAnother) {
     setenv("TRAMO_TEST_LAST", "1", 1);
     unsetenv("TZ");
     const long32 host = newYear();
     unsetenv("TRAMO_TEST_LAST");
-    setenv("TZ", "Asia/Tokyo", 1);  // as many variables as before
+    setenv("TZ", "Asia/Tokyo", 1);  // the number of variables stays the same
     EXPECT_EQ(newYear(), newYearUtc - 9 * 3600);
     unsetenv("TZ");
     EXPECT_EQ(newYear(), host);
 }
 
-#ifndef _WIN32  // where the environment holds copies
-TEST_F(ZoneChange, IsSeenWhenTheEntryIsWrittenOver) {
+#ifndef _WIN32  // whose environment holds copies
+TEST_F(ZoneChange, IsDetectedIfTheEntryIsOverwritten) {
     static char entry[] = "TZ=UTC-01";
     putenv(entry);
     EXPECT_EQ(newYear(), newYearParis);
@@ -508,7 +508,7 @@ TEST_F(ZoneChange, IsSeenWhenTheEntryIsWrittenOver) {
 }
 #endif
 
-TEST_F(ZoneChange, BehindTheLibrarysBackHarmsNothing) {
+TEST_F(ZoneChange, IsSafeIfTheCLibraryHasAnotherZone) {
     setenv("TZ", "Europe/Paris", 1);
     EXPECT_EQ(newYear(), newYearParis);
     setenv("TZ", "Asia/Tokyo", 1);
@@ -523,7 +523,7 @@ TEST_F(ZoneChange, BehindTheLibrarysBackHarmsNothing) {
     EXPECT_EQ(tramo::zone::brokenDown(newYearParis).tm_hour, 0);
 }
 
-TEST_F(ZoneChange, IsSeenForANameTooLongToBeRemembered) {
+TEST_F(ZoneChange, IsDetectedForANameTooLongForTheCache) {
     const std::string longName(300, 'A');
     setenv("TZ", (longName + "-1").c_str(), 1);
     const std::int64_t first = clocks::Table().instantOf(newYearUtc);
@@ -534,7 +534,7 @@ TEST_F(ZoneChange, IsSeenForANameTooLongToBeRemembered) {
     EXPECT_EQ(first - second, 8 * 3600);
 }
 
-TEST_F(ZoneChange, IsSeenInEveryThread) {
+TEST_F(ZoneChange, IsDetectedInEveryThread) {
     const auto inThread = [] {
         long32 seconds = 0;
         std::thread([&] { seconds = newYear(); }).join();

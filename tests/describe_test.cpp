@@ -1,4 +1,4 @@
-// The words that explain a record's conditions, and names with a number in them.
+// The words that describe the conditions of a record, and numbered names.
 #include "model/describe.h"
 #include <gtest/gtest.h>
 
@@ -34,7 +34,7 @@ struct {
 
 }  // namespace
 
-TEST(Words, TellWhenAFieldIsWritten) {
+TEST(Words, DescribeWhenAFieldIsWritten) {
     for (const auto& row : conditions) {
         EXPECT_EQ(wordsOfWriting(row.kind, row.test, ""), row.words);
         EXPECT_EQ(wordsOfWriting(row.kind, row.test, "there is a rule"), std::string("there is a rule and ") + row.words);
@@ -45,7 +45,7 @@ TEST(Words, TellWhenAFieldIsWritten) {
     EXPECT_EQ(wordsOfWriting(FieldKind::Text, never, "there is a rule"), "never");
 }
 
-TEST(Words, TellWhenAFieldIsReported) {
+TEST(Words, DescribeWhenAFieldIsReported) {
     for (const auto& row : conditions) {
         EXPECT_EQ(wordsOfMissing(row.kind, row.test, ""), row.words);
         EXPECT_EQ(wordsOfMissing(row.kind, row.test, "a rule holds"), std::string(row.words) + " or a rule holds");
@@ -55,7 +55,7 @@ TEST(Words, TellWhenAFieldIsReported) {
     EXPECT_EQ(wordsOfMissing(FieldKind::Integer, always, ""), "") << "no field is missing whatever it holds";
 }
 
-TEST(Names, HaveTheNumberOfTheirGroup) {
+TEST(Names, ContainTheNumberOfTheirGroup) {
     struct {
         const char* name;
         int slot;

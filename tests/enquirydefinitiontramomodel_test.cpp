@@ -26,14 +26,14 @@ void check(const State& state, Faults& mandatory, Faults&) {
     if (state.number("order") < 0) mandatory.push_back({511, 0x201});
 }
 
-// Setting the order sets its text.
+// Setting the order also sets its text.
 void onSet(State& state, const std::string& name) {
     if (name != "order") return;
     const std::wstring digits = std::to_wstring(state.number("order"));
     state.values["orderStr"] = state.number("order") <= 9 ? L"0" + digits : digits;
 }
 
-// What is read back of the order: the number in its text, which may have been set on its own.
+// The order that is read back: the number in its text, which may have been set separately.
 FieldValue orderOfText(const Row& row, const State& state) {
     const std::wstring& text = state.text("orderStr");
     return text.size() > 2 ? row.absent : numberIn(text).value_or(row.absent);
@@ -157,7 +157,7 @@ const std::wstring full = line({{  2, L"1"}, {3, L"Label of A"}, {303, L"twenty 
                                 {511, L"01"}});
 // clang-format on
 
-// A page that lacks nothing, so that only its areas can be wrong.
+// A complete page, so that only its areas can have errors.
 M page() {
     M model;
     model.setPageNumber(L"1");
@@ -173,7 +173,7 @@ TEST_EVERY_FIELD(EnquiryDefinitionTramoModel, table)
 
 TEST(EnquiryDefinition, AccessorsBelongToTheirFields) { accessorsBelongToTheirFields(table(), accessors); }
 
-TEST(EnquiryDefinition, IsAnUnsetPageByDefault) {
+TEST(EnquiryDefinition, IsAbsentByDefault) {
     M model;
     EXPECT_EQ(model.getType(), TF::TramoLineType::EnquiryDefinition);
     expectValues(model, absentState(table()));
@@ -187,10 +187,10 @@ TEST(EnquiryDefinition, IsAnUnsetPageByDefault) {
 TEST(EnquiryDefinition, AssignsTheColumnsOfTheFormatAndNoOthers) {
     std::wstring text = blankText(L'5');
     for (const Row& row : table().rows) put(text, row.column, std::wstring(static_cast<std::size_t>(row.width), L'x'));
-    EXPECT_EQ(text, L"5" + std::wstring(456, L'x') + blanks(53) + L"xx");  // columns 458 to 510 are nobody's
+    EXPECT_EQ(text, L"5" + std::wstring(456, L'x') + blanks(53) + L"xx");  // columns 458 to 510 belong to no field
 }
 
-TEST(EnquiryDefinition, IgnoresTheColumnsThatAreNotAssigned) {
+TEST(EnquiryDefinition, IgnoresUnassignedColumns) {
     std::wstring text = blankText(L'5');
     put(text, 458, std::wstring(53, L'x'));
     M model = parsed<M>(text);
@@ -234,7 +234,7 @@ TEST(EnquiryDefinition, ReadsALine) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(EnquiryDefinition, RefusesALineOfAnotherKind) {
+TEST(EnquiryDefinition, RejectsALineOfAnotherKind) {
     const Console console;
     M model = parsed<M>(blankText(L'6'));
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{0, 0x203}}));
@@ -243,7 +243,7 @@ TEST(EnquiryDefinition, RefusesALineOfAnotherKind) {
     EXPECT_EQ(model.getType(), TF::TramoLineType::EnquiryDefinition);
 }
 
-TEST(EnquiryDefinition, RefusesALineOfNoKindTwice) {
+TEST(EnquiryDefinition, ReportsAnUnknownLetterTwice) {
     const Console console;
     std::wstring text = full;
     text[0] = L'8';
@@ -265,7 +265,7 @@ TEST(EnquiryDefinition, ReportsABadTypeAtTheSizeAndKeepsItsText) {
         EXPECT_EQ(faults(model.getParseErrors()), (Faults{{area.size, 0x18}}));
         EXPECT_EQ(console.wide(), L"toEnquryAreaType (X), Parse failed\n\n");
         expectValues(model, absentState(table()));
-        EXPECT_EQ(textOf(model.toTramoLine()), blankText(L'5'));  // and is not written back
+        EXPECT_EQ(textOf(model.toTramoLine()), blankText(L'5'));  // not written back
     }
     const Silence quiet;
     EXPECT_EQ(parsed<M>(line({{339, L"X"}})).getArea1TypeStr(), L"X");
@@ -279,7 +279,7 @@ TEST(EnquiryDefinition, ReportsABadTypeAndABadSizeAtTheSameColumn) {
     EXPECT_EQ(model.getArea2SizeStr(), L"yy");
 }
 
-TEST(EnquiryDefinition, ReadsTheTypesInCapitalsOnly) {
+TEST(EnquiryDefinition, ReadsUpperCaseTypesOnly) {
     const Silence quiet;
     for (int c = 0x21; c < 0x200; ++c) {
         const auto code = static_cast<wchar_t>(c);
@@ -290,7 +290,7 @@ TEST(EnquiryDefinition, ReadsTheTypesInCapitalsOnly) {
     }
 }
 
-TEST(EnquiryDefinition, ReadsSizesAndOrdersAsFarAsTheyGo) {
+TEST(EnquiryDefinition, ReadsSizesAndOrdersUpToTheFirstNonDigit) {
     const M model = parsed<M>(line({{340, L"7x"}, {367, L"-4"}, {394, L"+5"}, {421, L"6"}, {511, L" 7"}}));
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
     EXPECT_EQ(model.getArea1Size(), 7);
@@ -302,7 +302,7 @@ TEST(EnquiryDefinition, ReadsSizesAndOrdersAsFarAsTheyGo) {
     EXPECT_EQ(model.getOrderStr(), L" 7");
 }
 
-TEST(EnquiryDefinition, KeepsTheTextOfAnOrderThatIsNoNumber) {
+TEST(EnquiryDefinition, KeepsTheTextOfAnInvalidOrder) {
     const Console console;
     M model = parsed<M>(line({{2, L"1"}, {511, L"xy"}}));
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{511, 0x01}}));
@@ -351,7 +351,7 @@ TEST(EnquiryDefinition, KeepsTheTextsOfTypesAndSizesPerArea) {
     }
 }
 
-TEST(EnquiryDefinition, SetsEachOfThoseTextsAlone) {
+TEST(EnquiryDefinition, SetsEachTextAlone) {
     for (std::size_t k = 0; k < areas.size(); ++k) {
         M model;
         (model.*typeTexts[k].set)(L"a longer type");
@@ -366,7 +366,7 @@ TEST(EnquiryDefinition, SetsEachOfThoseTextsAlone) {
     }
 }
 
-TEST(EnquiryDefinition, LeavesThoseTextsWhenTheValuesAreSet) {
+TEST(EnquiryDefinition, KeepsTheTextsIfTheValuesAreSet) {
     M model = parsed<M>(full);
     model.setArea1Type(TF::EnquiryAreaType::AreaA);
     model.setArea1Size(12);
@@ -377,7 +377,7 @@ TEST(EnquiryDefinition, LeavesThoseTextsWhenTheValuesAreSet) {
 
 // ---- The order ------------------------------------------------------------------------------------------------------
 
-TEST(EnquiryDefinition, WritesOrdersUpTo9WithAZero) {
+TEST(EnquiryDefinition, WritesOrdersUpTo9WithALeadingZero) {
     const std::vector<std::pair<int, std::wstring>> orders = {{0, L"00"}, {1, L"01"}, {2, L"02"}, {3, L"03"}, {4, L"04"},
         {5, L"05"}, {6, L"06"}, {7, L"07"}, {8, L"08"}, {9, L"09"}, {10, L"10"}, {11, L"11"}, {12, L"12"}, {42, L"42"},
         {99, L"99"}};
@@ -391,7 +391,7 @@ TEST(EnquiryDefinition, WritesOrdersUpTo9WithAZero) {
     }
 }
 
-TEST(EnquiryDefinition, LeavesOutAnOrderThatDoesNotFit) {
+TEST(EnquiryDefinition, LeavesOutAnOrderThatIsTooLong) {
     const std::vector<std::pair<int, std::wstring>> orders = {
         {100, L"100"}, {-1, L"0-1"}, {-42, L"0-42"}, {2147483647, L"2147483647"}, {-2147483647 - 1, L"0-2147483648"}};
     for (const auto& [order, text] : orders) {
@@ -417,7 +417,7 @@ TEST(EnquiryDefinition, WritesTheTextOfTheOrderAndShowsAndChecksTheNumber) {
     EXPECT_EQ(mandatoryErrors(onlyText), (Faults{{511, 0x201}}));
 }
 
-TEST(EnquiryDefinition, SetsTheTextOfTheOrderByFieldToo) {
+TEST(EnquiryDefinition, SetsTheTextOfTheOrderByField) {
     M model;
     ASSERT_TRUE(setValue(model, "order", 7LL));
     EXPECT_EQ(model.getOrder(), 7);
@@ -426,8 +426,8 @@ TEST(EnquiryDefinition, SetsTheTextOfTheOrderByFieldToo) {
 
 // ---- Writing --------------------------------------------------------------------------------------------------------
 
-// A list is written over sixteen columns: its own eight, and the first eight of the next area's label.
-TEST(EnquiryDefinition, WritesAListOnIntoAnEmptyLabel) {
+// A list is written into 16 columns: its own 8 and the first 8 of the next area's label.
+TEST(EnquiryDefinition, ContinuesAListIntoAnEmptyLabel) {
     for (std::size_t k = 0; k < areas.size(); ++k) {
         M model;
         setValue(model, areas[k].field("List"), std::wstring(L"123456789ABCDEFG"));
@@ -443,14 +443,14 @@ TEST(EnquiryDefinition, WritesAListOnIntoAnEmptyLabel) {
     }
 }
 
-TEST(EnquiryDefinition, CutsAListOffWhereALabelFollows) {
+TEST(EnquiryDefinition, TruncatesAListAtTheNextLabel) {
     M model;
     model.setArea1List(L"123456789ABC");
     model.setArea2Label(L"L");
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 342, 24), L"12345678L" + blanks(15));
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
     model.setArea4List(L"123456789");
-    model.setArea5Label(L" ");  // a blank that was set is written as well
+    model.setArea5Label(L" ");  // a space that was set is written, too
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 423, 24), L"12345678" + blanks(16));
 }
 
@@ -460,10 +460,10 @@ TEST(EnquiryDefinition, WritesTheListOfArea5OverColumns458To465) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 450, 63), L"123456789ABCDEFG" + blanks(45) + L"01");
     M again(model.toTramoLine());
     EXPECT_EQ(again.getArea5List(), L"12345678");
-    EXPECT_EQ(columns(textOf(again.toTramoLine()), 450, 61), L"12345678" + blanks(53));  // the rest is gone
+    EXPECT_EQ(columns(textOf(again.toTramoLine()), 450, 61), L"12345678" + blanks(53));  // the rest is lost
 }
 
-TEST(EnquiryDefinition, ReportsAListThatIsTooLongAtItsLabel) {
+TEST(EnquiryDefinition, ReportsATooLongListAtItsLabel) {
     for (const AreaColumns& area : areas) {
         M model;
         setValue(model, area.field("List"), std::wstring(17, L'x'));
@@ -472,7 +472,7 @@ TEST(EnquiryDefinition, ReportsAListThatIsTooLongAtItsLabel) {
     }
 }
 
-TEST(EnquiryDefinition, LeavesTheListInALabelThatIsTooLong) {
+TEST(EnquiryDefinition, KeepsTheListIfTheNextLabelIsTooLong) {
     M model;
     model.setArea1List(L"123456789");
     model.setArea2Label(std::wstring(17, L'x'));
@@ -480,7 +480,7 @@ TEST(EnquiryDefinition, LeavesTheListInALabelThatIsTooLong) {
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{350, 0x102}}));
 }
 
-TEST(EnquiryDefinition, WritesASizeFrom0OnAndCutsItOnTheRight) {
+TEST(EnquiryDefinition, WritesASizeFrom0AndTruncatesItOnTheRight) {
     const std::vector<std::pair<int, std::wstring>> sizes = {
         {-2, L"  "}, {-1, L"  "}, {0, L" 0"}, {9, L" 9"}, {10, L"10"}, {99, L"99"}, {123, L"12"}};
     for (const auto& [size, text] : sizes) {
@@ -491,7 +491,7 @@ TEST(EnquiryDefinition, WritesASizeFrom0OnAndCutsItOnTheRight) {
     }
 }
 
-TEST(EnquiryDefinition, ReportsATypeThatHasNoCodeAtItsOwnColumn) {
+TEST(EnquiryDefinition, ReportsATypeWithoutACodeAtItsOwnColumn) {
     const Console console;
     const auto none = static_cast<TF::EnquiryAreaType>(L'X');
     M model;
@@ -504,7 +504,7 @@ TEST(EnquiryDefinition, ReportsATypeThatHasNoCodeAtItsOwnColumn) {
     EXPECT_EQ(console.wide(), messages);
 }
 
-TEST(EnquiryDefinition, ReportsEveryTextThatIsTooLongInOrder) {
+TEST(EnquiryDefinition, ReportsEveryTooLongTextInOrder) {
     M model;
     Faults expected;
     for (const Row& row : table().rows) {
@@ -518,17 +518,17 @@ TEST(EnquiryDefinition, ReportsEveryTextThatIsTooLongInOrder) {
     EXPECT_EQ(lineEndOf(built), L"\r\n");
     EXPECT_EQ(faults(model.getBuildErrors()), expected);
     EXPECT_EQ(model.toTramoLine(), built);
-    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // replaced, not appended
 }
 
-TEST(EnquiryDefinition, WritesTheTypeThatIsSet) {
+TEST(EnquiryDefinition, WritesTheTypeSet) {
     M model;
     model.setType(TF::TramoLineType::EnquiryResult);
     EXPECT_EQ(model.getType(), TF::TramoLineType::EnquiryResult);
     EXPECT_EQ(textOf(model.toTramoLine()), blankText(L'6'));
 }
 
-TEST(EnquiryDefinition, GivesTheLineParsedUntilOneIsBuilt) {
+TEST(EnquiryDefinition, ReturnsTheParsedLineUntilOneIsBuilt) {
     M model = parsed<M>(full);
     model.setPageNumber(L"2");
     EXPECT_EQ(textOf(model.getTramoLine()), full);
@@ -570,7 +570,7 @@ TEST(EnquiryDefinition, ChecksEveryCombinationInEveryArea) {
                     }
 }
 
-TEST(EnquiryDefinition, AsksAListOfAnAreaOfTypeCOnly) {
+TEST(EnquiryDefinition, RequiresAListOnlyForAnAreaOfTypeC) {
     M model = page();
     model.setArea2Label(L"Choice");
     model.setArea2Type(TF::EnquiryAreaType::AreaC);
@@ -615,7 +615,7 @@ TEST(EnquiryDefinition, IsShownFieldByField) {
 
 TEST(EnquiryDefinition, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 4); }
 
-TEST(EnquiryDefinition, LacksNothingInTheSamples) {
+TEST(EnquiryDefinition, ReportsNothingInTheSamples) {
     for (const char* file : {"round-exported.txt", "round-returned.txt"})
         for (const std::wstring& each : sampleLines(file, table().letter))
             EXPECT_EQ(faults(parsed<M>(each).getMandatoryErrors()), Faults());

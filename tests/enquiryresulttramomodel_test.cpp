@@ -125,7 +125,7 @@ TEST(EnquiryResult, AssignsTheColumnsOfTheFormatAndNoOthers) {
     EXPECT_EQ(text, L"6" + std::wstring(181, L'x') + blanks(330));  // blank from column 183 on
 }
 
-TEST(EnquiryResult, RefusesALineOfAnotherKindUnderItsOwnName) {
+TEST(EnquiryResult, RejectsALineOfAnotherKindUnderItsOwnName) {
     const Console console;
     const M model = parsed<M>(blankText(L'5'));
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{0, 0x203}}));
@@ -133,7 +133,7 @@ TEST(EnquiryResult, RefusesALineOfAnotherKindUnderItsOwnName) {
     EXPECT_EQ(console.wide(), L"");
 }
 
-TEST(EnquiryResult, RefusesALineOfNoKindTwice) {
+TEST(EnquiryResult, ReportsAnUnknownLetterTwice) {
     const Console console;
     std::wstring text = full;
     text[0] = L'8';
@@ -160,7 +160,7 @@ TEST(EnquiryResult, ReportsAnUnknownModeAndWritesItBlank) {
     }
 }
 
-TEST(EnquiryResult, ReadsTheModesInCapitalsOnly) {
+TEST(EnquiryResult, ReadsUpperCaseModesOnly) {
     const Silence quiet;
     for (int c = 0x21; c < 0x200; ++c) {
         std::wstring text = blankText(L'6');
@@ -170,7 +170,7 @@ TEST(EnquiryResult, ReadsTheModesInCapitalsOnly) {
     }
 }
 
-TEST(EnquiryResult, ReportsAModeThatHasNoCode) {
+TEST(EnquiryResult, ReportsAModeWithoutACode) {
     const Console console;
     M model = parsed<M>(line({}));
     const auto none = static_cast<TF::EnquiryAreaMode>(L'X');
@@ -192,7 +192,7 @@ TEST(EnquiryResult, LeavesOutAnAnswerOf31Characters) {
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{89, 0x102}}));
 }
 
-TEST(EnquiryResult, WritesItsDateFrom1On) {
+TEST(EnquiryResult, WritesItsDateFrom1) {
     M model = parsed<M>(line({}));
     for (const long32 date : {long32{0}, long32{-1}, std::numeric_limits<long32>::min()}) {
         model.setLastModificationDate(date);
@@ -214,21 +214,21 @@ TEST(EnquiryResult, ReportsABadDate) {
 TEST(EnquiryResult, MustHaveAPageAndAMeter) {
     M model = parsed<M>(line({}));
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{2, 0x201}, {3, 0x201}}));
-    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{2, 0x201}, {3, 0x201}}));  // not doubled
+    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{2, 0x201}, {3, 0x201}}));  // not repeated
     model.setPageNumber(L"1");
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{3, 0x201}}));
     model.setMeterSerialNumber(L"M");
     EXPECT_EQ(faults(model.getMandatoryErrors()), Faults());
 }
 
-TEST(EnquiryResult, KeepsTheLineItWasGiven) {
+TEST(EnquiryResult, KeepsTheParsedLine) {
     M model = parsed<M>(full);
     model.setPageNumber(L"2");
     EXPECT_NE(model.toTramoLine(), model.getTramoLine());
     EXPECT_EQ(textOf(model.getTramoLine()), full);
 }
 
-TEST(EnquiryResult, ReportsEveryTextThatIsTooLongInOrder) {
+TEST(EnquiryResult, ReportsEveryTooLongTextInOrder) {
     M model = parsed<M>(line({}));
     Faults expected;
     for (const Row& row : table().rows) {
@@ -247,7 +247,7 @@ TEST(EnquiryResult, ReportsEveryTextThatIsTooLongInOrder) {
 
 TEST(EnquiryResult, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 15); }
 
-TEST(EnquiryResult, LacksNothingInTheSamples) {
+TEST(EnquiryResult, ReportsNothingInTheSamples) {
     for (const char* file : {"round-exported.txt", "round-returned.txt"})
         for (const std::wstring& each : sampleLines(file, table().letter))
             EXPECT_EQ(faults(parsed<M>(each).getMandatoryErrors()), Faults());

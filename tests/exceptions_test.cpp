@@ -6,14 +6,14 @@ using namespace TramoStreamExceptions;
 
 namespace {
 
-TEST(Exceptions, TwoAreRuntimeErrorsAndOneIsNot) {
+TEST(Exceptions, OnlyReadAndWriteExceptionsAreRuntimeErrors) {
     EXPECT_TRUE((std::is_base_of_v<std::runtime_error, read_exception>));
     EXPECT_TRUE((std::is_base_of_v<std::runtime_error, write_exception>));
     EXPECT_TRUE((std::is_base_of_v<std::exception, bad_line_length>));
     EXPECT_FALSE((std::is_base_of_v<std::runtime_error, bad_line_length>));
 }
 
-TEST(Exceptions, AllHaveAVirtualDestructor) {
+TEST(Exceptions, HaveVirtualDestructors) {
     EXPECT_TRUE(std::has_virtual_destructor_v<read_exception>);
     EXPECT_TRUE(std::has_virtual_destructor_v<write_exception>);
     EXPECT_TRUE(std::has_virtual_destructor_v<bad_line_length>);
@@ -29,10 +29,10 @@ template <class Error> void expectCarries(const char* text) {
     EXPECT_STREQ(Error(std::string(text)).what(), text);
 }
 
-TEST(Exceptions, ReadExceptionCarriesItsText) { expectCarries<read_exception>("Unsupported encoding."); }
-TEST(Exceptions, WriteExceptionCarriesItsText) { expectCarries<write_exception>("file is not open"); }
+TEST(Exceptions, ReadExceptionHoldsItsText) { expectCarries<read_exception>("Unsupported encoding."); }
+TEST(Exceptions, WriteExceptionHoldsItsText) { expectCarries<write_exception>("file is not open"); }
 
-TEST(Exceptions, BadLineLengthCarriesGivenExpectedAndLineInThisOrder) {
+TEST(Exceptions, BadLineLengthHoldsGivenExpectedAndLineInThisOrder) {
     const bad_line_length error(512, 514, 7);
     EXPECT_EQ(error.given, 512U);
     EXPECT_EQ(error.expected, 514U);
@@ -42,6 +42,6 @@ TEST(Exceptions, BadLineLengthCarriesGivenExpectedAndLineInThisOrder) {
     EXPECT_TRUE((std::is_same_v<decltype(error.line), std::uint32_t>));
 }
 
-TEST(Exceptions, BadLineLengthSaysWhatItsBaseSays) { EXPECT_STREQ(bad_line_length(1, 2, 3).what(), std::exception().what()); }
+TEST(Exceptions, BadLineLengthHasTheTextOfItsBase) { EXPECT_STREQ(bad_line_length(1, 2, 3).what(), std::exception().what()); }
 
 }  // namespace

@@ -19,7 +19,7 @@ const Slot slots[] = {
 };
 // clang-format on
 
-// A slot is whole or empty.
+// A slot is complete or empty.
 bool consistent(long long dateTime, double index, wchar_t alarms) {
     return (dateTime >= 1 && index >= 0 && alarms != L'!') || (dateTime < 1 && index < 0 && alarms == L'!');
 }
@@ -64,7 +64,7 @@ Table makeTable() {
             {"a meter index of -1 is not written",                   [](const Row& row, const State& state) { return row.name == "meterIndex" && !isWritten(row, state); }},
             {"a history slot without a time or an index is not written", [](const Row& row, const State& state) { return row.name.starts_with("history") && !isWritten(row, state); }},
         },
-        .turns = 2,   // a meter index of -1 becomes blank, and that is read as 0
+        .turns = 2,   // a meter index of -1 is written blank, which is read as 0
     };
     for (const Slot& slot : slots) {
         const std::string dateTime = slot.name("DateTime"), index = slot.name("Index"), alarms = slot.name("Alarms");
@@ -142,7 +142,7 @@ void putSlot(
     put(line, slot.alarms, alarms);
 }
 
-// A model that lacks nothing but what its history may lack.
+// A complete model, except for its history.
 M complete() {
     const Silence quiet;
     return parsed<M>(readingLine());
@@ -199,7 +199,7 @@ TEST(ExtendedAMR, ReadsAWholeLine) {
     EXPECT_EQ(textOf(model.toTramoLine()), line);
 }
 
-TEST(ExtendedAMR, RefusesALineOfAnotherKind) {
+TEST(ExtendedAMR, RejectsALineOfAnotherKind) {
     std::wstring line = readingLine();
     line[0] = L'2';
     const Console console;
@@ -212,7 +212,7 @@ TEST(ExtendedAMR, RefusesALineOfAnotherKind) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 1, 1), L"4");
 }
 
-TEST(ExtendedAMR, RefusesALineOfNoKind) {
+TEST(ExtendedAMR, RejectsALineWithAnUnknownLetter) {
     const Console console;
     EXPECT_EQ(faults(parsed<M>(blankText(L'8')).getParseErrors()), (Faults{{0, 0x15}, {0, 0x203}}));
     EXPECT_EQ(console.narrow(), "ExtendedAMRTramoModel : unvalidLineType(8 != 4), Parse failed\n");
@@ -229,7 +229,7 @@ TEST(ExtendedAMR, ReportsABadBackflowIndexAtColumn96) {
     EXPECT_EQ(model.getBackflowIndex(), 0.0);
 }
 
-TEST(ExtendedAMR, ReportsABadHistoryAlarmAtTheIndexAndABadIndexAsANumber) {
+TEST(ExtendedAMR, ReportsABadHistoryAlarmAtTheIndexAndABadIndexAsAnInteger) {
     for (const Slot& slot : slots) {
         std::wstring line = blankLine();
         putSlot(line, slot, L"202302290000", L"x", L"8");
@@ -237,9 +237,9 @@ TEST(ExtendedAMR, ReportsABadHistoryAlarmAtTheIndexAndABadIndexAsANumber) {
     }
 }
 
-TEST(ExtendedAMR, SaysWhichHistoryAlarmIsUnknown) {
+TEST(ExtendedAMR, PrintsTheUnknownHistoryAlarm) {
     std::wstring line = readingLine();
-    put(line, 123, L"!");  // the value that means none is no code
+    put(line, 123, L"!");  // the value of Unset is not a code
     const Console console;
     const M model = parsed<M>(line);
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{114, 0x17}}));
@@ -247,7 +247,7 @@ TEST(ExtendedAMR, SaysWhichHistoryAlarmIsUnknown) {
     EXPECT_EQ(model.getHistory1Alarms(), TF::AmrAlarms::Unset);
 }
 
-TEST(ExtendedAMR, TakesEveryFlagOtherThan1AsFalse) {
+TEST(ExtendedAMR, ReadsEveryFlagOtherThan1AsFalse) {
     for (const wchar_t c : {L'0', L' ', L'Y', L'2', L'\0', L'\uFF11'}) {
         const M model = parsed<M>(L"4" + blanks(92) + std::wstring(6, c) + blanks(413));
         EXPECT_EQ(faults(model.getParseErrors()), Faults());
@@ -264,7 +264,7 @@ TEST(ExtendedAMR, ListsEveryErrorInTheOrderOfTheColumns) {
     EXPECT_EQ(parseErrors(L"4" + std::wstring(511, L'x')), expected);
 }
 
-TEST(ExtendedAMR, LeavesTheColumnsBehindTheHistoryAlone) {
+TEST(ExtendedAMR, IgnoresTheColumnsAfterTheHistory) {
     std::wstring line = readingLine();
     put(line, 498, std::wstring(15, L'x'));
     EXPECT_EQ(parseErrors(line), Faults());
@@ -286,7 +286,7 @@ TEST(ExtendedAMR, WritesADefaultModel) {
     EXPECT_EQ(mandatoryErrors(model), (Faults{{18, 0x201}, {30, 0x201}, {46, 0x201}, {62, 0x201}, {64, 0x201}}));
 }
 
-TEST(ExtendedAMR, WritesAMeterIndexAboveMinus1AndABackflowIndexAlways) {
+TEST(ExtendedAMR, WritesAMeterIndexAboveMinus1AndEveryBackflowIndex) {
     M model;
     model.setMeterIndex(-1);
     model.setBackflowIndex(-1);
@@ -295,11 +295,11 @@ TEST(ExtendedAMR, WritesAMeterIndexAboveMinus1AndABackflowIndexAlways) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 76, 9), L"   -0.999");
     model.setMeterIndex(1234567.891);
     model.setBackflowIndex(-123456.789);
-    EXPECT_EQ(columns(textOf(model.toTramoLine()), 76, 18), L"1234567.8-123456.7");  // cut on the right
+    EXPECT_EQ(columns(textOf(model.toTramoLine()), 76, 18), L"1234567.8-123456.7");  // truncated on the right
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(ExtendedAMR, WritesASlotThatHasATimeAndAnIndexAndNoOther) {
+TEST(ExtendedAMR, WritesOnlySlotsWithATimeAndAnIndex) {
     for (const Slot& slot : slots)
         for (const long long dateTime : {-1LL, 0LL, 1LL})
             for (const double index : {-1.5, -1.0, -0.5, 0.0, 6.25})
@@ -320,7 +320,7 @@ TEST(ExtendedAMR, WritesASlotThatHasATimeAndAnIndexAndNoOther) {
                 }
 }
 
-TEST(ExtendedAMR, ReportsAHistoryAlarmThatHasNoCode) {
+TEST(ExtendedAMR, ReportsAHistoryAlarmWithoutACode) {
     const Console console;
     M model;
     model.setHistory18DateTime(1);
@@ -331,7 +331,7 @@ TEST(ExtendedAMR, ReportsAHistoryAlarmThatHasNoCode) {
     EXPECT_EQ(console.wide(), L"fromAmrAlarm (8), Parse failed\n\n");
 }
 
-TEST(ExtendedAMR, LeavesOutTextsThatAreTooLong) {
+TEST(ExtendedAMR, LeavesOutTooLongTexts) {
     M model;
     model.setMeterReference(std::wstring(17, L'x'));
     model.setMeterSerialNumber(std::wstring(13, L'x'));
@@ -344,10 +344,10 @@ TEST(ExtendedAMR, LeavesOutTextsThatAreTooLong) {
     const Faults all = {{2, 0x102}, {18, 0x102}, {30, 0x102}, {46, 0x102}, {100, 0x102}};
     EXPECT_EQ(faults(model.getBuildErrors()), all);
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), all);  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), all);  // replaced, not appended
 }
 
-TEST(ExtendedAMR, KeepsTheLineThatItWasParsedFrom) {
+TEST(ExtendedAMR, KeepsTheParsedLine) {
     EXPECT_EQ(textOf(M().getTramoLine()), blanks(512));
     EXPECT_EQ(lineEndOf(M().getTramoLine()), L"\r\n");
     M model = parsed<M>(readingLine());
@@ -359,7 +359,7 @@ TEST(ExtendedAMR, KeepsTheLineThatItWasParsedFrom) {
 
 // ---- Checking -------------------------------------------------------------------------------------------------------
 
-TEST(ExtendedAMR, MissesEachFieldByItself) {
+TEST(ExtendedAMR, ReportsEachMissingFieldSeparately) {
     EXPECT_EQ(mandatoryErrors(complete()), Faults());
     const std::pair<std::string, std::pair<FieldValue, Fault>> missing[] = {
         {"meterSerialNumber", {L"", {18, 0x201}}},
@@ -385,8 +385,8 @@ TEST(ExtendedAMR, MissesEachFieldByItself) {
     EXPECT_EQ(mandatoryErrors(model), Faults());
 }
 
-// A slot is whole (a time, an index of 0 or more, an alarm code) or empty.
-TEST(ExtendedAMR, WantsEachSlotWholeOrEmpty) {
+// A slot is complete (a time, an index of 0 or more, an alarm code) or empty.
+TEST(ExtendedAMR, RequiresEachSlotCompleteOrEmpty) {
     for (const Slot& slot : slots)
         for (const long long dateTime : {-1LL, 0LL, 1LL})
             for (const double index : {-1.5, -1.0, -0.5, 0.0, 6.25})
@@ -402,7 +402,7 @@ TEST(ExtendedAMR, WantsEachSlotWholeOrEmpty) {
                 }
 }
 
-TEST(ExtendedAMR, WritesASlotWithoutAlarmCodeYetReportsIt) {
+TEST(ExtendedAMR, WritesAndReportsASlotWithoutAlarmCode) {
     M model = complete();
     model.setHistory2DateTime(static_cast<long32>(*seconds(2023, 8, 1)));
     model.setHistory2Index(6019.333);
@@ -410,14 +410,14 @@ TEST(ExtendedAMR, WritesASlotWithoutAlarmCodeYetReportsIt) {
     EXPECT_EQ(mandatoryErrors(model), (Faults{{124, 0x202}}));
 }
 
-TEST(ExtendedAMR, DoesNotWriteASlotWithoutIndexAndReportsIt) {
+TEST(ExtendedAMR, ReportsASlotWithoutIndexAndDoesNotWriteIt) {
     M model = complete();
     model.setHistory3DateTime(static_cast<long32>(*seconds(2023, 8, 1)));
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 146, 22), blanks(22));
     EXPECT_EQ(mandatoryErrors(model), (Faults{{146, 0x202}}));
 }
 
-TEST(ExtendedAMR, ListsFindingsInTheOrderOfTheRulesAndOnce) {
+TEST(ExtendedAMR, ListsMandatoryErrorsInTheOrderOfTheRulesAndOnce) {
     M model;
     model.setMeterIndex(-1);
     model.setBackflowIndex(-1);

@@ -99,7 +99,7 @@ TEST(ExtendedData, ReadsACommaAsADecimalPoint) {
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
 }
 
-TEST(ExtendedData, RefusesALineOfAnotherKind) {
+TEST(ExtendedData, RejectsALineOfAnotherKind) {
     std::wstring line = wholeLine();
     line[0] = L'4';
     const Console console;
@@ -112,14 +112,14 @@ TEST(ExtendedData, RefusesALineOfAnotherKind) {
     EXPECT_EQ(textOf(model.toTramoLine()), blankLine());
 }
 
-TEST(ExtendedData, RefusesALineOfNoKind) {
+TEST(ExtendedData, RejectsALineWithAnUnknownLetter) {
     const Console console;
     EXPECT_EQ(faults(parsed<M>(blankText(L'8')).getParseErrors()), (Faults{{0, 0x15}, {0, 0x203}}));
     EXPECT_EQ(console.narrow(), "ExtendedDataTramoModel : unvalidLineType(8 != 7), Parse failed\n");
     EXPECT_EQ(console.wide(), L"toLineType (8), Parse failed\n\n");
 }
 
-TEST(ExtendedData, LeavesALatitudeThatIsNoNumberOut) {
+TEST(ExtendedData, LeavesOutAnInvalidLatitude) {
     std::wstring line = wholeLine();
     put(line, 14, L"abc             ");
     const Console console;
@@ -139,7 +139,7 @@ TEST(ExtendedData, ListsEveryErrorInTheOrderOfTheColumns) {
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{14, 0x04}, {30, 0x04}, {46, 0x04}, {54, 0x04}, {62, 0x1B}}));
 }
 
-TEST(ExtendedData, LeavesTheColumnsBehindTheScoreAlone) {
+TEST(ExtendedData, IgnoresTheColumnsAfterTheScore) {
     std::wstring line = wholeLine();
     put(line, 80, std::wstring(512 - 79, L'x'));
     M model = parsed<M>(line);
@@ -149,7 +149,7 @@ TEST(ExtendedData, LeavesTheColumnsBehindTheScoreAlone) {
 
 // ---- Writing --------------------------------------------------------------------------------------------------------
 
-TEST(ExtendedData, WritesOnlyTheSerialNumberWhenOnlyThatWasRead) {
+TEST(ExtendedData, WritesOnlyTheSerialNumberIfOnlyThatWasRead) {
     std::wstring line = blankLine();
     put(line, 2, L"C12AB0100000");
     M model = parsed<M>(line);
@@ -157,9 +157,9 @@ TEST(ExtendedData, WritesOnlyTheSerialNumberWhenOnlyThatWasRead) {
     EXPECT_EQ(textOf(model.toTramoLine()), line);
 }
 
-TEST(ExtendedData, WritesNothingOfADefaultModel) { EXPECT_EQ(textOf(M().toTramoLine()), blankLine()); }
+TEST(ExtendedData, WritesADefaultModelBlank) { EXPECT_EQ(textOf(M().toTramoLine()), blankLine()); }
 
-// 0 is a value like any other once it was set or read.
+// 0 is a normal value once it was set or read.
 TEST(ExtendedData, WritesA0ThatWasSet) {
     M model;
     model.setLatitude(0.0);
@@ -174,7 +174,7 @@ TEST(ExtendedData, WritesA0ThatWasSet) {
     EXPECT_EQ(columns(textOf(read.toTramoLine()), 14, 56), L"  0.000000000000  0.000000000000   0.000   0.00019700102");
 }
 
-TEST(ExtendedData, WritesTextsThatWereSetEmptyAsNothing) {
+TEST(ExtendedData, WritesEmptyTextsBlank) {
     M model;
     model.setScoreType(L"");
     model.setScoreValue(L"");
@@ -182,7 +182,7 @@ TEST(ExtendedData, WritesTextsThatWereSetEmptyAsNothing) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(ExtendedData, CutsCoordinatesAt16Characters) {
+TEST(ExtendedData, TruncatesCoordinatesTo16Characters) {
     M model;
     model.setLatitude(48.5);
     model.setLongitude(-123.456789);
@@ -196,7 +196,7 @@ TEST(ExtendedData, CutsCoordinatesAt16Characters) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(ExtendedData, CutsAltitudeAndAccuracyAt8Characters) {
+TEST(ExtendedData, TruncatesAltitudeAndAccuracyTo8Characters) {
     M model;
     model.setAltitude(-1234.5678);
     model.setAccuracy(0.0005);
@@ -204,7 +204,7 @@ TEST(ExtendedData, CutsAltitudeAndAccuracyAt8Characters) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(ExtendedData, CarriesWhatIsNoNumberThrough) {
+TEST(ExtendedData, RoundTripsInfinityAndNotANumber) {
     std::wstring line = blankLine();
     put(line, 14, L"             inf            -nan     nan    -inf");
     M model = parsed<M>(line);
@@ -212,7 +212,7 @@ TEST(ExtendedData, CarriesWhatIsNoNumberThrough) {
     EXPECT_EQ(textOf(model.toTramoLine()), line);
 }
 
-TEST(ExtendedData, LeavesOutTextsThatAreTooLong) {
+TEST(ExtendedData, LeavesOutTooLongTexts) {
     M model;
     model.setMeterSerialNumber(std::wstring(13, L'x'));
     model.setScoreType(L"xxx");
@@ -222,10 +222,10 @@ TEST(ExtendedData, LeavesOutTextsThatAreTooLong) {
     EXPECT_EQ(lineEndOf(line), L"\r\n");
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {70, 0x102}, {72, 0x102}}));
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {70, 0x102}, {72, 0x102}}));  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {70, 0x102}, {72, 0x102}}));  // replaced, not appended
 }
 
-TEST(ExtendedData, KeepsTheLineThatItWasParsedFrom) {
+TEST(ExtendedData, KeepsTheParsedLine) {
     EXPECT_EQ(textOf(M().getTramoLine()), blanks(512));
     EXPECT_EQ(lineEndOf(M().getTramoLine()), L"\r\n");
     M model = parsed<M>(wholeLine());
@@ -248,7 +248,7 @@ TEST(ExtendedData, MustHaveASerialNumberAndNothingElse) {
 
 // ---- Built again and again --------------------------------------------------------------------------------------------
 
-TEST(ExtendedData, CoordinatesStayAsTheyAreHoweverOftenTheyAreBuilt) {
+TEST(ExtendedData, CoordinatesRoundTripUnchanged) {
     std::wstring line = wholeLine();
     for (const wchar_t* text : {L"180.000000000001", L"-179.99999999999", L"  89.99999999999", L"  0.000000000001"}) {
         put(line, 14, std::wstring(16, L' '));
@@ -261,8 +261,8 @@ TEST(ExtendedData, CoordinatesStayAsTheyAreHoweverOftenTheyAreBuilt) {
     }
 }
 
-// Twelve decimals behind six digits are more than a double tells apart, and what does not fit is cut, not rounded.
-TEST(ExtendedData, ANumberThatIsNoCoordinateLosesItsLastDecimals) {
+// Six digits and twelve decimals exceed the precision of a double, and digits that do not fit are truncated, not rounded.
+TEST(ExtendedData, AnotherNumberLosesItsLastDecimals) {
     std::wstring line = wholeLine();
     put(line, 14, L"402308.499920000");
     M model = parsed<M>(line);

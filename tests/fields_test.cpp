@@ -10,7 +10,7 @@ const tramo::RecordKind& roundKind = tramo::kindOf<RoundTramoModel>();
 const tramo::RecordKind& meterKind = tramo::kindOf<MeterSubscriberTramoModel>();
 const tramo::RecordKind& informationKind = tramo::kindOf<RecordInformationTramoModel>();
 
-// The name of the field that an error is about; "" when it is about none.
+// The name of the field of an error; "" if there is none.
 std::string about(const tramo::RecordKind& kind, int column, int code) {
     const Field* field = kind.fieldOf({column, static_cast<TE::errorType>(code)});
     return field ? field->name : "";
@@ -20,7 +20,7 @@ std::string about(const tramo::RecordKind& kind, int column, int code) {
 
 // ---- Kinds ----------------------------------------------------------------------------------------------------------
 
-TEST(RecordKinds, AreThoseOfAnyRecordByTheirLetters) {
+TEST(RecordKinds, AreThoseOfAnyRecordSortedByLetter) {
     const auto kinds = tramo::recordKinds();
     EXPECT_EQ(kinds.size(), std::variant_size_v<tramo::AnyRecord::Model> - 1);
     std::wstring letters;
@@ -42,7 +42,7 @@ TEST(RecordKinds, AreFoundByTheirLetters) {
     }
 }
 
-TEST(RecordKinds, SayWhatTheyAre) {
+TEST(RecordKinds, HaveNamesModelsAndLengths) {
     EXPECT_EQ(roundKind.name, "round");
     EXPECT_EQ(roundKind.model, "RoundTramoModel");
     EXPECT_EQ(meterKind.name, "meter subscriber");
@@ -52,7 +52,7 @@ TEST(RecordKinds, SayWhatTheyAre) {
     for (const tramo::RecordKind* kind : tramo::recordKinds()) EXPECT_EQ(kind->length, 512);
 }
 
-TEST(RecordKinds, HaveAsManyFieldsAsTheFormat) {
+TEST(RecordKinds, HaveTheNumberOfFieldsOfTheFormat) {
     EXPECT_EQ(roundKind.fields.size(), 5u + 10 * 4 + 2);
     EXPECT_EQ(meterKind.fields.size(), 36u);
     EXPECT_EQ(informationKind.fields.size(), 2u);
@@ -69,7 +69,7 @@ TEST(Fields, AreFoundByTheirNames) {
     for (const char* name : {"", "Code", "codes", "code ", "roundCode"}) EXPECT_EQ(roundKind.field(name), nullptr) << name;
 }
 
-TEST(Fields, HaveNamesOfTheirOwnAndAPlaceInTheLine) {
+TEST(Fields, HaveUniqueNamesAndAPlaceInTheLine) {
     for (const tramo::RecordKind* kind : tramo::recordKinds()) {
         std::set<std::string> names;
         for (const Field& field : kind->fields) {
@@ -88,7 +88,7 @@ TEST(Fields, HaveNamesOfTheirOwnAndAPlaceInTheLine) {
     }
 }
 
-TEST(Fields, SayInWordsWhenTheyAreWritten) {
+TEST(Fields, DescribeWhenTheyAreWritten) {
     EXPECT_EQ(roundKind.field("code")->written, "always");
     EXPECT_EQ(roundKind.field("defaultMeterWheels")->written, "it is above 3");
     EXPECT_EQ(meterKind.field("subscriberCardOrder")->written, "it is 0 or more");
@@ -99,7 +99,7 @@ TEST(Fields, SayInWordsWhenTheyAreWritten) {
     EXPECT_EQ(meterKind.field("meterReadingIndex")->written, "there is a reading date and it is 0 or more");
 }
 
-TEST(Fields, SayInWordsWhenTheyAreReported) {
+TEST(Fields, DescribeWhenTheyAreReported) {
     EXPECT_EQ(roundKind.field("code")->mandatory, "it is empty");
     EXPECT_EQ(roundKind.field("name")->mandatory, "");
     EXPECT_EQ(informationKind.field("meterNumber")->mandatory, "it is below 0");
@@ -108,7 +108,7 @@ TEST(Fields, SayInWordsWhenTheyAreReported) {
         for (const Field& field : kind->fields) EXPECT_EQ(field.mandatory.empty(), field.mandatoryError.code == TE::errorType{});
 }
 
-TEST(Fields, SayWhatTheirCodesAreWrittenAs) {
+TEST(Fields, ListTheWrittenCodes) {
     const Field* type = roundKind.field("meterInformationTypeArea1");
     EXPECT_EQ(type->codes, L"12ABDHNYdn");
     EXPECT_EQ(type->codesWritten, L"122BDH1Ydn");
@@ -119,7 +119,7 @@ TEST(Fields, SayWhatTheirCodesAreWrittenAs) {
     EXPECT_EQ(meterKind.field("meterMessage")->codesWritten, L"");
 }
 
-TEST(Fields, SayWhatSetsTheirReadingAndWritingApart) {
+TEST(Fields, DescribeTheirReadingAndWriting) {
     const tramo::RecordKind& enquiryKind = tramo::kindOf<EnquiryDefinitionTramoModel>();
     for (const tramo::RecordKind* kind : tramo::recordKinds())
         for (const Field& field : kind->fields) {
@@ -133,7 +133,7 @@ TEST(Fields, SayWhatSetsTheirReadingAndWritingApart) {
 
 // ---- The field of an error ------------------------------------------------------------------------------------------
 
-TEST(FieldOfError, IsTheOneThatStandsElsewhereWhereTheFormatNamesANeighbour) {
+TEST(FieldOfError, IsFoundIfTheFormatReportsTheColumnOfANeighbor) {
     EXPECT_EQ(about(roundKind, 8, 0x1B), "roundImportDate");
     EXPECT_EQ(about(roundKind, 499, 0x115), "roundImportDate");
     EXPECT_EQ(about(roundKind, 431, 0x102), "subscriberInformationLabelArea4");
@@ -158,7 +158,7 @@ TEST(FieldOfError, IsTheOneThatStandsElsewhereWhereTheFormatNamesANeighbour) {
     EXPECT_EQ(about(meterKind, 384, 0x115), "meterPreviousReadingDate");
 }
 
-TEST(FieldOfError, IsNoneForTheWholeLineAndForErrorsThatAreNoFields) {
+TEST(FieldOfError, IsNullForTheWholeLineAndForErrorsOfNoField) {
     for (const tramo::RecordKind* kind : tramo::recordKinds()) {
         EXPECT_EQ(kind->fieldOf({0, TE::ParseLineType}), nullptr);
         EXPECT_EQ(kind->fieldOf({0, TE::WrongLineType}), nullptr);
@@ -167,10 +167,10 @@ TEST(FieldOfError, IsNoneForTheWholeLineAndForErrorsThatAreNoFields) {
         EXPECT_EQ(kind->fieldOf({-1, TE::ParseInteger}), nullptr);
     }
     EXPECT_EQ(about(roundKind, 2, 0x01), "");
-    EXPECT_EQ(about(roundKind, 499, 0x1B), "");  // where the field stands, but not where its error is reported
+    EXPECT_EQ(about(roundKind, 499, 0x1B), "");  // the field's own column, but not the reported one
 }
 
-TEST(FieldOfError, IsOneAlone) {
+TEST(FieldOfError, IsUnique) {
     for (const tramo::RecordKind* kind : {&roundKind, &meterKind, &informationKind})
         for (const Field& field : kind->fields)
             for (const TE::FieldError& error : {field.parseError, field.buildError, field.mandatoryError})
@@ -181,7 +181,7 @@ TEST(FieldOfError, IsOneAlone) {
 
 namespace {
 
-// Values of every type that a FieldValue can have, and the field's own kind among them.
+// Values of every type that a FieldValue can hold, including the field's own.
 const FieldValue oneOfEach[] = {std::wstring(L"t"), 1LL, 1.5, true, L'1'};
 std::size_t typeOf(FieldKind kind) {
     switch (kind) {
@@ -217,7 +217,7 @@ constexpr long long largest32 = std::numeric_limits<std::int32_t>::max(), lowest
 
 }  // namespace
 
-TEST(FieldValues, OfAnotherTypeAreRefused) {
+TEST(FieldValues, OfAnotherTypeAreRejected) {
     refusesOtherTypes<RoundTramoModel>();
     refusesOtherTypes<MeterSubscriberTramoModel>();
     refusesOtherTypes<AMRTramoModel>();
@@ -229,7 +229,7 @@ TEST(FieldValues, OfAnotherTypeAreRefused) {
     refusesOtherTypes<RecordInformationTramoModel>();
 }
 
-TEST(FieldValues, ThatTheFieldCannotHoldAreRefused) {
+TEST(FieldValues, ThatTheFieldCannotHoldAreRejected) {
     for (const char* name :
         {"subscriberCardOrder", "meterWheels", "meterReadingDate", "meterPreviousReadingDate", "meterInstallationYear"}) {
         EXPECT_TRUE(takes<MeterSubscriberTramoModel>(name, largest32));
@@ -250,7 +250,7 @@ TEST(FieldValues, ThatTheFieldCannotHoldAreRefused) {
     }
 }
 
-TEST(FieldValues, OfACodeAreItsTablesAndUnset) {
+TEST(FieldValues, OfACodeAreThoseOfItsTableAndUnset) {
     const struct {
         const char* name;
         std::wstring codes;

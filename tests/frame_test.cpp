@@ -1,4 +1,4 @@
-// What all record models have in common, tested on each of them.
+// Tests of the common behavior of all record models, on each of them.
 #include "support/allocations.h"
 #include "support/records.h"
 #include "tramostream/anyrecord.h"
@@ -14,7 +14,7 @@ struct Facts {
     wchar_t letter;
     const char* inMessages;
     bool hasType;     // getType and setType
-    bool keepsBuilt;  // getTramoLine gives the line last built
+    bool keepsBuilt;  // getTramoLine returns the last built line
 };
 const Facts factsOfAll[] = {
     {L'0', "RoundTramoModel", true, true},
@@ -38,7 +38,7 @@ template <class M> constexpr bool hasType = requires(const M& m) { m.getType(); 
 
 template <class M> std::wstring blankLine() { return blankText(facts<M>().letter); }
 
-// A line whose fields are all filled and can be read; `which` varies its dates and numbers.
+// A line with all fields filled and valid; `which` varies its dates and numbers.
 template <class M> std::wstring fullLine(int which = 0) {
     std::wstring line = blankLine<M>();
     for (const Field& field : tramo::kindOf<M>().fields) {
@@ -77,7 +77,7 @@ TYPED_TEST_SUITE(Frame, EveryModel, ModelName);
 
 // ---- Lines of another kind ------------------------------------------------------------------------------------------
 
-TYPED_TEST(Frame, RefusesEveryLetterButItsOwnAndSaysSo) {
+TYPED_TEST(Frame, RejectsEveryOtherLetterWithAMessage) {
     const Facts& its = facts<TypeParam>();
     const State unread = stateOf(empty<TypeParam>());
     for (int c = 0; c <= (sizeof(wchar_t) > 2 ? 0x10000 : 0xFFFF); c = c < 0x300    ? c + 1
@@ -100,7 +100,7 @@ TYPED_TEST(Frame, RefusesEveryLetterButItsOwnAndSaysSo) {
     }
 }
 
-TYPED_TEST(Frame, ReadsNothingOfALineOfTheMissingKind8) {
+TYPED_TEST(Frame, ReadsNothingOfALineOfTheUnusedKind8) {
     const Console console;
     const TypeParam model = parsed<TypeParam>(L"8" + fullLine<TypeParam>().substr(1));
     EXPECT_EQ(faults(model.getParseErrors()), (Faults{{0, 0x15}, {0, 0x203}}));
@@ -109,7 +109,7 @@ TYPED_TEST(Frame, ReadsNothingOfALineOfTheMissingKind8) {
     EXPECT_EQ(console.narrow().find(std::string(facts<TypeParam>().inMessages) + " : unvalidLineType(8 != "), 0u);
 }
 
-TYPED_TEST(Frame, SaysNothingAboutItsOwnLetter) {
+TYPED_TEST(Frame, PrintsNothingForItsOwnLetter) {
     const Console console;
     const TypeParam model = parsed<TypeParam>(blankLine<TypeParam>());
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
@@ -130,7 +130,7 @@ TYPED_TEST(Frame, HasItsOwnLetterAfterALineOfAnotherKind) {
 
 // ---- The letter -----------------------------------------------------------------------------------------------------
 
-TYPED_TEST(Frame, HasATypeWhereTheFormatGivesItOne) { EXPECT_EQ(hasType<TypeParam>, facts<TypeParam>().hasType); }
+TYPED_TEST(Frame, HasATypeIfTheFormatRequiresOne) { EXPECT_EQ(hasType<TypeParam>, facts<TypeParam>().hasType); }
 
 TYPED_TEST(Frame, WritesTheTypeThatWasSet) {
     if constexpr (hasType<TypeParam>) {
@@ -153,14 +153,14 @@ TYPED_TEST(Frame, WritesTheTypeThatWasSet) {
 
 // ---- The line -------------------------------------------------------------------------------------------------------
 
-TYPED_TEST(Frame, KeepsTheLineThatItWasParsedFrom) {
+TYPED_TEST(Frame, KeepsTheParsedLine) {
     for (const wchar_t* end : {L"\r\n", L"\r", L"", L"xy"}) {
         const auto line = lineOf<LineOf<TypeParam>>(fullLine<TypeParam>(), end);
         EXPECT_EQ(keptLine(TypeParam(line)), line);
     }
 }
 
-TYPED_TEST(Frame, GivesTheLineLastBuiltOnlyWhereTheFormatSaysSo) {
+TYPED_TEST(Frame, ReturnsTheLastBuiltLineOnlyIfTheFormatRequiresIt) {
     TypeParam model = parsed<TypeParam>(fullLine<TypeParam>());
     for (const Field& field : tramo::kindOf<TypeParam>().fields)
         if (field.kind == Integer || field.kind == Text) tramo::set(model, field, field.defaultValue);
@@ -173,7 +173,7 @@ TYPED_TEST(Frame, GivesTheLineLastBuiltOnlyWhereTheFormatSaysSo) {
     EXPECT_EQ(keptLine(copy), keptLine(model));
 }
 
-TYPED_TEST(Frame, GivesBlanksWhereThereIsNoLineYet) {
+TYPED_TEST(Frame, ReturnsSpacesWithoutALine) {
     if constexpr (std::is_default_constructible_v<TypeParam>) {
         TypeParam model;
         EXPECT_EQ(textOf(keptLine(model)), blanks(512));
@@ -183,7 +183,7 @@ TYPED_TEST(Frame, GivesBlanksWhereThereIsNoLineYet) {
     }
 }
 
-TYPED_TEST(Frame, LooksAtNoLineEnd) {
+TYPED_TEST(Frame, IgnoresTheLineEnding) {
     const TypeParam usual(lineOf<LineOf<TypeParam>>(fullLine<TypeParam>()));
     for (const wchar_t* end : {L"\r", L"", L"xy", L"\n\r"}) {
         TypeParam model(lineOf<LineOf<TypeParam>>(fullLine<TypeParam>(), end));
@@ -193,7 +193,7 @@ TYPED_TEST(Frame, LooksAtNoLineEnd) {
     }
 }
 
-TYPED_TEST(Frame, BuildsAWholeLineWhateverFails) {
+TYPED_TEST(Frame, BuildsAWholeLineDespiteErrors) {
     TypeParam model = empty<TypeParam>();
     for (const Field& field : tramo::kindOf<TypeParam>().fields)
         if (field.kind == Text) tramo::set(model, field, std::wstring(513, L'x'));
@@ -214,7 +214,7 @@ TYPED_TEST(Frame, BeginsWithEmptyLists) {
     EXPECT_TRUE(parsed<TypeParam>(fullLine<TypeParam>()).getParseErrors().empty());
 }
 
-TYPED_TEST(Frame, RebuildsTheListsOfBuildingAndChecking) {
+TYPED_TEST(Frame, ReplacesTheBuildAndMandatoryErrors) {
     TypeParam model = empty<TypeParam>();
     for (const Field& field : tramo::kindOf<TypeParam>().fields)
         if (field.kind == Text) tramo::set(model, field, std::wstring(513, L'x'));
@@ -230,7 +230,7 @@ TYPED_TEST(Frame, RebuildsTheListsOfBuildingAndChecking) {
     EXPECT_TRUE(model.getBuildErrors().empty());
 }
 
-// Nothing throws, and every error has a column of the line and a code of the format.
+// Nothing throws, and every error has a column of the line and a known code.
 TYPED_TEST(Frame, StaysSaneOnAnyLineAndAnyValue) {
     Table table{facts<TypeParam>().letter, "", {}};
     std::vector<Codes> codes(tramo::kindOf<TypeParam>().fields.size());
@@ -267,7 +267,7 @@ TYPED_TEST(Frame, StaysSaneOnAnyLineAndAnyValue) {
 
 // ---- Values ---------------------------------------------------------------------------------------------------------
 
-TYPED_TEST(Frame, SurvivesItsCopyAndTheOtherWayRound) {
+TYPED_TEST(Frame, IsIndependentOfItsCopies) {
     auto original = std::make_unique<TypeParam>(parsed<TypeParam>(fullLine<TypeParam>()));
     build(*original);
     const State values = stateOf(*original);
@@ -288,7 +288,7 @@ TYPED_TEST(Frame, SurvivesItsCopyAndTheOtherWayRound) {
     expectValues(assigned, values);
 }
 
-TYPED_TEST(Frame, SurvivesBeingMoved) {
+TYPED_TEST(Frame, KeepsItsValuesWhenMoved) {
     auto original = std::make_unique<TypeParam>(parsed<TypeParam>(fullLine<TypeParam>()));
     if (const Field* text = aText<TypeParam>()) tramo::set(*original, *text, std::wstring(300, L'y'));
     const State values = stateOf(*original);
@@ -319,7 +319,7 @@ TYPED_TEST(Frame, CanBeMovedFromAndUsedAgain) {
     expectValues(model, values);
 }
 
-TYPED_TEST(Frame, SurvivesBeingAssignedToItself) {
+TYPED_TEST(Frame, SurvivesSelfAssignment) {
     TypeParam model = parsed<TypeParam>(fullLine<TypeParam>());
     if (const Field* text = aText<TypeParam>()) tramo::set(model, *text, std::wstring(300, L'y'));
     const State values = stateOf(model);
@@ -328,7 +328,7 @@ TYPED_TEST(Frame, SurvivesBeingAssignedToItself) {
     expectValues(model, values);
 }
 
-TYPED_TEST(Frame, ForgetsTheTextsOfBeforeWhenAssigned) {
+TYPED_TEST(Frame, ReplacesItsTextsWhenAssigned) {
     TypeParam model = parsed<TypeParam>(fullLine<TypeParam>());
     for (const Field& field : tramo::kindOf<TypeParam>().fields)
         if (field.kind == Text) tramo::set(model, field, std::wstring(L"own"));
@@ -338,7 +338,7 @@ TYPED_TEST(Frame, ForgetsTheTextsOfBeforeWhenAssigned) {
     EXPECT_EQ(model.toString(), blank.toString());
 }
 
-TYPED_TEST(Frame, TakesATextOfItsOwnForAnother) {
+TYPED_TEST(Frame, AcceptsItsOwnTextForAnotherField) {
     TypeParam model = parsed<TypeParam>(fullLine<TypeParam>());
     const Field* first = nullptr;
     for (const Field& field : tramo::kindOf<TypeParam>().fields) {
@@ -352,7 +352,7 @@ TYPED_TEST(Frame, TakesATextOfItsOwnForAnother) {
 // ---- Allocations ----------------------------------------------------------------------------------------------------
 
 TYPED_TEST(Frame, AllocatesNothingOnCleanLines) {
-    parsed<TypeParam>(fullLine<TypeParam>());  // whatever is made once
+    parsed<TypeParam>(fullLine<TypeParam>());  // one-time initialization
     for (int which = 0; which < 9; ++which) {
         const auto line = lineOf<LineOf<TypeParam>>(fullLine<TypeParam>(which));
         std::optional<TypeParam> model, copy;
@@ -372,13 +372,13 @@ TYPED_TEST(Frame, AllocatesAtMostOnceForAText) {
 }
 
 TEST(Allocations, AreCounted) {
-    static int* volatile out;  // or the compiler spares the allocation
+    static int* volatile out;  // volatile: the compiler must not remove the allocation
     EXPECT_EQ(allocationsOf([] { out = new int; }), 1);
     delete out;
     EXPECT_EQ(allocationsOf([] {}), 0);
 }
 
-TEST(Allocations, OfAGetter) {
+TEST(Allocations, AreAtMostOneForAGetter) {
     const auto model = parsed<MeterSubscriberTramoModel>(fullLine<MeterSubscriberTramoModel>());
     EXPECT_EQ(allocationsOf([&] { static_cast<void>(model.getSubscriberInformation()); }), 1);  // 150 characters
     EXPECT_EQ(allocationsOf([&] { static_cast<void>(model.getMeterMarkingCode()); }), 0);       // two

@@ -49,7 +49,7 @@ std::vector<std::wstring> linesOf(iFileStream& in) {
     return lines;
 }
 
-// Lines of "0", "1", ... in front of what is asked for, so that failures are not lost in a first line.
+// Writes lines "0", "1", ... before the content, so that failures do not hide in the first line.
 std::wstring joined(const std::vector<std::wstring>& lines) {
     std::wstring text;
     for (const std::wstring& line : lines) text += line + L'\n';
@@ -77,7 +77,7 @@ TEST_F(InputStream, IsNeitherCopiedNorMovedAndHasOneVirtualOperation) {
     EXPECT_FALSE(std::is_move_constructible_v<iFileStream>);
 }
 
-TEST_F(InputStream, BeginsWithNothingOpen) {
+TEST_F(InputStream, HasNoOpenFileInitially) {
     EXPECT_FALSE(in.is_open());
     EXPECT_EQ(in.getEncoding(), 0);
     EXPECT_EQ(in.getLineNumber(), 0);
@@ -106,7 +106,7 @@ TEST_F(InputStream, AnsiAByteAbove127NeverEndsTheFile) {
     EXPECT_EQ(read(file("f", "caf\xE9\nle\xE7on\n\xFFlast"), ansi), (Lines{L"caf\xE9", L"le\xE7on", L"\xFFlast"}));
 }
 
-TEST_F(InputStream, AnsiNoMarkIsLookedForOrRemoved) {
+TEST_F(InputStream, AnsiNeitherDetectsNorRemovesAMark) {
     const streams::GlobalLocale locale(std::locale::classic());
     EXPECT_EQ(read(file("f", "\xFF\xFE"
                              "a\0\n"sv),
@@ -115,7 +115,7 @@ TEST_F(InputStream, AnsiNoMarkIsLookedForOrRemoved) {
                L"a\0"s}));
 }
 
-TEST_F(InputStream, ALastLineWithoutLineEndIsALine) {
+TEST_F(InputStream, ALastLineWithoutLineEndingIsALine) {
     EXPECT_EQ(read(file("f", "first\r\nlast"), ansi), (Lines{L"first\r", L"last"}));
     iFileStream other;
     other.open(file("g", utf16(u"first\r\nlast")).c_str(), utf16le);
@@ -152,7 +152,7 @@ TEST_F(InputStream, Utf16OnlyU000AEndsALine) {
     EXPECT_EQ(read(file("f", utf16(u"\x0A0A\x0A00\x010A\x000A\x0A0A")), utf16le), (Lines{L"\x0A0A\x0A00\x010A", L"\x0A0A"}));
 }
 
-TEST_F(InputStream, Utf16LineFeedsAreFoundAtEveryPlace) {
+TEST_F(InputStream, Utf16LineFeedsAreFoundAtEveryPosition) {
     for (std::size_t length = 0; length < 140; ++length) {
         iFileStream stream;
         stream.open(file("f", utf16(std::u16string(length, u'\x0A0A') + u"\nx")).c_str(), utf16le);
@@ -272,9 +272,9 @@ TEST_F(InputStream, AnEmptyFileLeavesTheTextAsItWas) {
     EXPECT_EQ(linesOf(other), (Lines{L"ab", L"cd"}));
 }
 
-// ---- What cannot be read --------------------------------------------------------------------------------------------
+// ---- Unreadable files -----------------------------------------------------------------------------------------------
 
-TEST_F(InputStream, WhatCannotBeReadIsAnUnsupportedEncoding) {
+TEST_F(InputStream, AnUnreadableFileIsAnUnsupportedEncoding) {
     std::filesystem::create_directory(path("folder"));
     file("f", "ab");
     std::vector<std::string> names{path("missing"), path("folder"), path("f/below"), ""};
@@ -297,7 +297,7 @@ TEST_F(InputStream, WhatCannotBeReadIsAnUnsupportedEncoding) {
     EXPECT_EQ(log(), std::vector<std::string>());
 }
 
-TEST_F(InputStream, OtherEncodingsAreRefusedAndLeaveTheFileOpen) {
+TEST_F(InputStream, OtherEncodingsAreRejectedAndLeaveTheFileOpen) {
     for (const int encoding : {utf8, utf16be, 4, -1, 1000}) {
         iFileStream stream;
         const std::string name = file("f", "ab\n");
@@ -336,7 +336,7 @@ TEST_F(InputStream, AFailedOpenLeavesTheTextAsItWas) {
     EXPECT_EQ(linesOf(in), Lines{L"cd"});
 }
 
-TEST_F(InputStream, AFailedAnsiOpenClosesTheAnsiFileBefore) {
+TEST_F(InputStream, AFailedAnsiOpenClosesThePreviousAnsiFile) {
     open(file("f", "ab"), ansi);
     EXPECT_THROW(open(path("missing"), ansi), read_exception);
     EXPECT_FALSE(in.is_open());
@@ -352,7 +352,7 @@ TEST_F(InputStream, AnsiAfterAnsiAppends) {
     EXPECT_EQ(linesOf(in), Lines{L"cdef"});
 }
 
-TEST_F(InputStream, AnsiAfterUtf16AppendsToo) {
+TEST_F(InputStream, AnsiAfterUtf16Appends) {
     open(file("f", utf16(u"ab\ncd")), utf16le);
     EXPECT_EQ(nextLine(in), L"ab");
     in.close();
@@ -377,7 +377,7 @@ TEST_F(InputStream, ASecondOpenAfterUtf16ReturnsAtOnce) {
     EXPECT_EQ(linesOf(in), Lines{L"ab"});
 }
 
-TEST_F(InputStream, ALineGoesOnThroughAnyNumberOfTexts) {
+TEST_F(InputStream, ALineContinuesOverAnyNumberOfTexts) {
     for (const char* text : {"a", "\xE9", "c\nd", "e", "\n", "f"}) open(file("f", text), ansi);
     EXPECT_EQ(nextLine(in), L"a\xE9"
                             L"c");
@@ -408,7 +408,7 @@ TEST_F(InputStream, WhileAFlagIsRaisedAnAnsiOpenAddsNothing) {
     EXPECT_FALSE(in.hasUnreadText());
 }
 
-TEST_F(InputStream, WhileAFlagIsRaisedAnEmptyFileIsLoggedAllTheSame) {
+TEST_F(InputStream, WhileAFlagIsRaisedAnEmptyFileIsStillLogged) {
     open(file("f", "ab"), ansi);
     linesOf(in);
     open(file("g", ""), ansi);
@@ -463,14 +463,14 @@ TEST_F(InputStream, AfterACloseThatFailsALaterOpenThrows) {
 }
 #endif
 
-TEST_F(InputStream, NoDescriptorIsLost) {
+TEST_F(InputStream, NoDescriptorLeaks) {
     const auto before = descriptors();
     for (const int encoding : {ansi, utf8, utf16le}) {
         iFileStream stream;
         for (const std::string& name : {file("f", "ab"), file("g", utf16(u"cd")), file("h", ""), path("missing"), path(".")}) {
             try {
                 stream.open(name.c_str(), encoding);
-            } catch (const std::exception&) {}  // as the tests above show
+            } catch (const std::exception&) {}  // see the tests above
         }
     }
     EXPECT_EQ(descriptors(), before);
@@ -490,13 +490,13 @@ TEST_F(InputStream, EofRaisesEndOfFileAndThenFail) {
     EXPECT_EQ(in.rdstate(), eofFlag | failFlag);
 }
 
-TEST_F(InputStream, ALastLineWithoutLineEndRaisesEndOfFile) {
+TEST_F(InputStream, ALastLineWithoutLineEndingRaisesEndOfFile) {
     open(file("f", "ab"), ansi);
     nextLine(in);
     EXPECT_EQ(in.rdstate(), eofFlag);
 }
 
-TEST_F(InputStream, GetlineAtTheEndRaisesBothAndLeavesAZeroInFront) {
+TEST_F(InputStream, GetlineAtTheEndRaisesBothFlagsAndReturnsAnEmptyLine) {
     open(file("f", "ab\n"), ansi);
     TagLine::tagLine_t line;
     in.getline(25, line);
@@ -518,7 +518,7 @@ TEST_F(InputStream, GetlineAfterEofReadsNothingAndRaisesFail) {
     EXPECT_EQ(in.rdstate(), eofFlag | failFlag);
 }
 
-TEST_F(InputStream, AKeyLineBehindTheEndIsEmptied) {
+TEST_F(InputStream, AKeyLineAfterTheEndIsEmpty) {
     open(file("f", "ab"), ansi);
     AMRKeyLine line;
     for (const wchar_t* expected : {L"ab", L"", L""}) {
@@ -527,7 +527,7 @@ TEST_F(InputStream, AKeyLineBehindTheEndIsEmptied) {
     }
 }
 
-TEST_F(InputStream, AUnitFFFFBeforeALineIsTheEndForEof) {
+TEST_F(InputStream, AUnitFFFFBeforeALineCountsAsTheEndForEof) {
     open(file("f", utf16(u"ab\n\xFFFFxy\ncd\n")), utf16le);
     EXPECT_FALSE(in.eof());
     EXPECT_EQ(nextLine(in), L"ab");
@@ -564,7 +564,7 @@ public:
 };
 TYPED_TEST_SUITE(InputBuffer, Buffers, BufferName);
 
-TYPED_TEST(InputBuffer, AFullLineKeepsItsCarriageReturnAndHasAZeroForItsLineFeed) {
+TYPED_TEST(InputBuffer, AFullLineKeepsItsCarriageReturnAndHasAZeroInsteadOfItsLineFeed) {
     const std::string content(TestFixture::size - 2, 'x');
     this->open(this->file("f", content + "\r\n"), ansi);
     this->in.getline(TestFixture::size, this->line);
@@ -578,7 +578,7 @@ TYPED_TEST(InputBuffer, ATextOfExactlyTheLengthFits) {
     EXPECT_EQ(std::wstring(this->line.begin(), this->line.end()), std::wstring(TestFixture::size, L'a'));
 }
 
-TYPED_TEST(InputBuffer, ATextOfOneMoreIsRefusedAndPassedOver) {
+TYPED_TEST(InputBuffer, ALongerTextIsRejectedAndSkipped) {
     this->openLine(TestFixture::size + 1);
     EXPECT_EQ(thrownBy<read_exception>([this] { this->in.getline(TestFixture::size, this->line); }),
         "Size of line is upper than " + std::to_string(TestFixture::size));
@@ -602,7 +602,7 @@ TYPED_TEST(InputBuffer, AShortTextIsFollowedByZeros) {
     }
 }
 
-TYPED_TEST(InputBuffer, ASmallerLengthLeavesThePlacesBehindItAlone) {
+TYPED_TEST(InputBuffer, ASmallerLengthKeepsTheRestOfTheBuffer) {
     this->openLine(3);
     this->in.getline(5, this->line);
     EXPECT_EQ(std::wstring(this->line.begin(), this->line.begin() + 7), L"aaa\0\0##"s);
@@ -615,7 +615,7 @@ TYPED_TEST(InputBuffer, ASmallerLengthIsTheLimit) {
     EXPECT_EQ(this->line[0], L'#');
 }
 
-TYPED_TEST(InputBuffer, ALengthOfZeroTouchesNothing) {
+TYPED_TEST(InputBuffer, ALengthOfZeroChangesNothing) {
     this->openLine(0);
     this->in.getline(0, this->line);
     EXPECT_EQ(this->line[0], L'#');
@@ -637,8 +637,8 @@ TYPED_TEST(InputBuffer, ALineLongerThanALargerLengthNamesThatLength) {
     }
 }
 
-// Places around the buffer, to see what is written behind it.
-TYPED_TEST(InputBuffer, ALargerLengthNeverWritesBehindTheBuffer) {
+// Elements around the buffer, to detect writes past it.
+TYPED_TEST(InputBuffer, ALargerLengthNeverWritesPastTheBuffer) {
     for (const unsigned length : {TestFixture::size + 1, TestFixture::size * 2, ~0U}) {
         struct {
             TypeParam line;
@@ -681,7 +681,7 @@ TEST_F(InputStream, ARecordOf512CharactersFits514AndNot512) {
     EXPECT_EQ(thrownBy<read_exception>([&] { in.getline(512, line); }), "Size of line is upper than 512");
 }
 
-TEST_F(InputStream, EveryKindOfReadIsCounted) {
+TEST_F(InputStream, EveryReadIsCounted) {
     open(file("f", "123456\n"), ansi);
     TagLine::tagLine_t line;
     EXPECT_THROW(in.getline(3, line), read_exception);
@@ -692,7 +692,7 @@ TEST_F(InputStream, EveryKindOfReadIsCounted) {
     EXPECT_EQ(in.getLineNumber(), 3);
 }
 
-TEST_F(InputStream, AKeyLineHasAnyLengthAndNothingElseIsWritten) {
+TEST_F(InputStream, AKeyLineHasAnyLengthAndOnlyItsTextIsSet) {
     const std::string text(100'000, '{');
     open(file("f", text + "\r\n"), ansi);
     AMRKeyLine line{L'#', L"old", L"1", L"2", L"3", {4, 5, 6, 7}, L"8", L"9", L"10"};
@@ -704,11 +704,11 @@ TEST_F(InputStream, AKeyLineHasAnyLengthAndNothingElseIsWritten) {
     EXPECT_EQ(line.wmBusKeyMode5 + line.wmBusKeyMode7 + line.wmBusKeyExchangeKey, L"8910");
 }
 
-// ---- Pipes and restless files ---------------------------------------------------------------------------------------
+// ---- Pipes and changing files ---------------------------------------------------------------------------------------
 
-#ifndef _WIN32  // where no process splits in two, pipes have no place among files, and nothing tells what memory was needed
+#ifndef _WIN32  // without fork, pipes among files, and the memory that a process has used
 
-// Runs in a process of its own, which ends with it.
+// Runs a function in a process of its own.
 pid_t inChild(const std::function<void()>& work) {
     const pid_t child = fork();
     if (child == 0) {
@@ -728,7 +728,7 @@ void writeAll(int descriptor, std::string_view bytes) {
 
 class InputPipe : public InputStream {
 protected:
-    // The path of a pipe into which another process writes, in pieces, with a pause behind each.
+    // Returns the path of a pipe into which another process writes in pieces, with a pause after each.
     std::string pipeWith(std::string bytes, std::size_t piece, useconds_t pause = 0) {
         std::filesystem::remove(path("pipe"));
         if (mkfifo(path("pipe").c_str(), 0600) != 0) throw std::runtime_error("no pipe");
@@ -747,7 +747,7 @@ protected:
     pid_t writer = 0;
 };
 
-TEST_F(InputPipe, AnsiOutOfAPipe) {
+TEST_F(InputPipe, ReadsAnsiFromAPipe) {
     std::string bytes;
     for (int i = 0; i < 40'000; ++i) bytes += std::to_string(i) + "\n";
     open(pipeWith(bytes, 70'000), ansi);
@@ -755,21 +755,21 @@ TEST_F(InputPipe, AnsiOutOfAPipe) {
     EXPECT_TRUE(in.eof());
 }
 
-TEST_F(InputPipe, Utf16OutOfAPipeThatGivesOneByteAtATime) {
+TEST_F(InputPipe, ReadsUtf16FromAPipeByteByByte) {
     EXPECT_EQ(read(pipeWith(utf16(u"ab\ncd\n"), 1, 1000), utf16le), (Lines{L"ab", L"cd"}));
 }
 
-TEST_F(InputPipe, AMissingMarkInAPipeLosesNothing) {
+TEST_F(InputPipe, LosesNothingOfAPipeWithoutAMark) {
     EXPECT_EQ(read(pipeWith("ab\ncd\n", 1, 1000), utf16le), (Lines{L"ab", L"cd"}));
     EXPECT_EQ(in.getEncoding(), ansi);
 }
 
-TEST_F(InputPipe, AnEmptyPipeIsAnEmptyFile) {
+TEST_F(InputPipe, TreatsAnEmptyPipeAsAnEmptyFile) {
     open(pipeWith("", 1), ansi);
     EXPECT_EQ(log(), std::vector<std::string>{emptyWarning(path("pipe"))});
 }
 
-TEST_F(InputPipe, TheStandardInputIsAFileLikeOthers) {
+TEST_F(InputPipe, ReadsTheStandardInput) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     ASSERT_EQ(write(ends[1], "ab\ncd\n", 6), 6);
@@ -783,10 +783,10 @@ TEST_F(InputPipe, TheStandardInputIsAFileLikeOthers) {
     EXPECT_EQ(lines, (Lines{L"ab", L"cd"}));
 }
 
-TEST_F(InputPipe, SignalsDoNotDisturb) {
+TEST_F(InputPipe, SurvivesSignals) {
     struct sigaction before {};
     struct sigaction nothing {};
-    nothing.sa_handler = [](int) {};  // and no SA_RESTART
+    nothing.sa_handler = [](int) {};  // without SA_RESTART
     sigaction(SIGALRM, &nothing, &before);
     const std::string name = pipeWith("ab\ncd\n", 1, 5000);
     const itimerval often{{0, 300}, {0, 300}}, never{{0, 0}, {0, 0}};
@@ -797,13 +797,13 @@ TEST_F(InputPipe, SignalsDoNotDisturb) {
     EXPECT_EQ(lines, (Lines{L"ab", L"cd"}));
 }
 
-TEST_F(InputStream, AFileThatHidesItsSizeIsReadWhole) {
+TEST_F(InputStream, AFileThatHidesItsSizeIsReadCompletely) {
     const Lines lines = read("/proc/self/status", ansi);
     ASSERT_GT(lines.size(), 10U);
     EXPECT_TRUE(lines[0].starts_with(L"Name:"));
 }
 
-TEST_F(InputStream, AFileThatGrowsAndShrinksWhileItIsReadDoesNoHarm) {
+TEST_F(InputStream, AFileMayGrowAndShrinkWhileItIsRead) {
     const std::string name = file("f", "");
     const pid_t restless = inChild([&] {
         const int descriptor = ::open(name.c_str(), O_WRONLY | O_APPEND);
@@ -846,8 +846,8 @@ TEST_F(InputStream, MillionsOfEmptyLinesAreReadOneByOne) {
     }
 }
 
-#if !TESTS_SANITIZED && !defined(_WIN32)  // the former needs memory of its own
-// The largest memory that a process has needed until now, in bytes.
+#if !TESTS_SANITIZED && !defined(_WIN32)  // sanitizers need memory of their own
+// The peak memory of this process, in bytes.
 std::size_t peakMemory() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
@@ -885,7 +885,7 @@ TEST_F(InputStream, TheTextIsHeldOnce) {
 
 // ---- Locales --------------------------------------------------------------------------------------------------------
 
-// A conversion by tables, one character a byte; 0xFFFFFFFF for a byte that cannot be converted.
+// A conversion by a table, one character per byte; 0xFFFFFFFF for a byte that cannot be converted.
 class TableFacet : public std::codecvt<wchar_t, char, std::mbstate_t> {
 public:
     explicit TableFacet(std::function<std::uint32_t(unsigned char)> meaning) : characterOf(std::move(meaning)) {}
@@ -923,7 +923,7 @@ TEST_F(InputStream, ALocaleDoesNotTouchUtf16) {
     EXPECT_EQ(read(file("f", utf16(u"a\x80\n")), utf16le), Lines{L"a\x80"});
 }
 
-TEST_F(InputStream, TheLocaleAtOpenCounts) {
+TEST_F(InputStream, TheLocaleAtOpenApplies) {
     {
         const streams::GlobalLocale locale(localeWith([](unsigned char byte) { return byte == 'a' ? L'b' : byte; }));
         open(file("f", "a\n"), ansi);
@@ -932,7 +932,7 @@ TEST_F(InputStream, TheLocaleAtOpenCounts) {
     EXPECT_EQ(linesOf(in), (Lines{L"b", L"a"}));
 }
 
-TEST_F(InputStream, WhatTheLocaleCannotConvertIsTheValueOfTheByte) {
+TEST_F(InputStream, AByteThatTheLocaleCannotConvertKeepsItsValue) {
     const streams::GlobalLocale locale(localeWith([](unsigned char byte) {
         return byte > 127 ? 0xFFFFFFFF : byte == 'x' ? L'y' : byte;
     }));
@@ -945,7 +945,7 @@ TEST_F(InputStream, ALocaleOfTheClassicConversionStillEndsNoFile) {
     EXPECT_EQ(read(file("f", "caf\xE9\n\xE9t\xE9"), ansi), (Lines{L"caf\xE9", L"\xE9t\xE9"}));
 }
 
-TEST_F(InputStream, ALineFeedIsWhatTheLocaleMakesOne) {
+TEST_F(InputStream, TheLocaleDecidesWhatIsALineFeed) {
     const streams::GlobalLocale locale(localeWith([](unsigned char byte) {
         return byte == '|' ? L'\n' : byte == '\n' ? L'|' : byte;
     }));
@@ -981,8 +981,8 @@ TEST_F(InputStream, ALocaleThatBeginsTheTextWithFFFFMakesItEmpty) {
     EXPECT_FALSE(in.hasUnreadText());
 }
 
-// Every '<' makes the letters behind it capitals, up to a '>'. A '!' cannot be converted, and after it nothing can until
-// the conversion begins anew.
+// A '<' converts the following letters to capitals, up to a '>'. A '!' cannot be converted, nor can anything after it until
+// the conversion restarts.
 class ShiftFacet : public std::codecvt<wchar_t, char, std::mbstate_t> {
 protected:
     result do_in(std::mbstate_t& state, const char* from, const char* fromEnd, const char*& fromNext, wchar_t* to, wchar_t* toEnd,
@@ -1005,7 +1005,7 @@ protected:
     int do_max_length() const noexcept override { return 2; }
 };
 
-TEST_F(InputStream, AConversionWithStatesKeepsThemFromPieceToPiece) {
+TEST_F(InputStream, AStatefulConversionKeepsItsStateBetweenPieces) {
     const streams::GlobalLocale locale(std::locale(std::locale::classic(), new ShiftFacet));
     const std::string text(3000, 'x');
     EXPECT_EQ(read(file("f", "a<b" + text + ">c!<d"), ansi), Lines{L"aB" + std::wstring(3000, L'X') + L"c!D"});
@@ -1014,12 +1014,12 @@ TEST_F(InputStream, AConversionWithStatesKeepsThemFromPieceToPiece) {
 class Utf8Input : public InputStream {
 protected:
     static std::wstring units(char32_t c) {
-        if (c > 0x10FFFF) return L"\xFFFD";  // the host's UTF-8 knows characters that Unicode does not
+        if (c > 0x10FFFF) return L"\xFFFD";  // the host's UTF-8 accepts characters outside Unicode
         if (c <= 0xFFFF) return {static_cast<wchar_t>(c)};
         return {static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10)), static_cast<wchar_t>(0xDC00 + (c & 0x3FF))};
     }
 
-    // The rule, byte by byte: a whole character, or the value of the byte.
+    // The rule, byte by byte: a complete character, or the value of the byte.
     static std::wstring expected(std::string_view bytes) {
         std::wstring text;
         while (!bytes.empty()) {
@@ -1052,7 +1052,7 @@ TEST_F(Utf8Input, ConvertsCharactersOfEveryLength) {
     EXPECT_EQ(read(file("f", "a\u00E9\u20AC\U0001F600\nb"), ansi), (Lines{L"a\u00E9\u20AC\xD83D\xDE00", L"b"}));
 }
 
-TEST_F(Utf8Input, WhatIsNoUtf8StaysWhatItIs) {
+TEST_F(Utf8Input, KeepsInvalidBytes) {
     if (takesMore) GTEST_SKIP() << "half a pair is a character of that locale";
     for (const std::string_view bytes : {"caf\xE9"sv, "caf\xE9 \u00E9t\u00E9"sv, "\xC3"sv, "\xE2\x82"sv, "\xE2\x82\nx"sv,
              "x\xF0\x9F\x98"sv, "\xFF\xFE"sv, "\x80\x80"sv, "a\0b\xC3"sv, "\xC0\x80"sv, "\xED\xA0\x80"sv}) {
@@ -1064,7 +1064,7 @@ TEST_F(Utf8Input, WhatIsNoUtf8StaysWhatItIs) {
     }
 }
 
-TEST_F(Utf8Input, CharactersAcrossEveryBorderInsideTheConversion) {
+TEST_F(Utf8Input, ConvertsCharactersAcrossEveryBoundary) {
     for (const std::string_view middle : {"\u00E9"sv, "\u20AC"sv, "\U0001F600"sv, "\xE2\x82"sv, "\xC3"sv}) {
         for (std::size_t before = 500; before < 520; ++before) {
             const std::string bytes = std::string(before, 'x') + std::string(middle) + "yz";
@@ -1094,9 +1094,9 @@ TEST_F(Utf8Input, RandomBytesFollowTheRule) {
     }
 }
 
-// ---- Against the literal model --------------------------------------------------------------------------------------
+// ---- Comparison with the reference model ----------------------------------------------------------------------------
 
-// One operation on either stream, and everything that can be seen of it.
+// One operation on each stream, with all its visible effects.
 template <class Stream>
 std::string perform(Stream& stream, unsigned operation, unsigned choice, const std::vector<std::string>& files) {
     std::string seen;
@@ -1133,7 +1133,7 @@ std::string perform(Stream& stream, unsigned operation, unsigned choice, const s
            std::to_string(stream.getLineNumber()) + " encoding " + std::to_string(stream.getEncoding());
 }
 
-TEST_F(InputStream, DoesWhatTheLiteralModelDoes) {
+TEST_F(InputStream, BehavesLikeTheReferenceModel) {
     const std::vector<std::string> files{
         path("missing"),
         file("empty", ""),
@@ -1155,7 +1155,7 @@ TEST_F(InputStream, DoesWhatTheLiteralModelDoes) {
         std::string history;
         for (int step = 0; step < 40; ++step) {
             const auto operation = static_cast<unsigned>(random() % 8), choice = static_cast<unsigned>(random() % 10'000);
-            // The model is right for 7 bits only, so a file that begins with FF FE is not opened as ANSI.
+            // The model is correct for 7-bit text only, so a file that begins with FF FE is not opened as ANSI.
             if (operation < 2 && choice % 8 < 3 && choice / 8 % files.size() >= 6) continue;
             const std::string expected = perform(model, operation, choice, files);
             history += std::to_string(operation) + "/" + std::to_string(choice) + ": " + expected + "\n";

@@ -1,4 +1,4 @@
-// Work on many threads whose results come in the order of the tasks.
+// Work on many threads with results in the order of the tasks.
 #include "cli/inorder.h"
 #include <algorithm>
 #include <atomic>
@@ -16,21 +16,21 @@ struct Task {
     int number = -1, result = -1;
 };
 
-// Takes so long that tasks overtake each other.
+// Takes long enough for tasks to overtake each other.
 void loiter(int number) {
     std::minstd_rand random(static_cast<unsigned>(number) + 1);
     random.discard(3);
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 200));
 }
 
-// What was finished, and what was thrown after that.
+// The finished tasks, and the exception after them.
 struct Outcome {
     std::vector<int> finished;
     std::string thrown;
     bool operator==(const Outcome&) const = default;
 };
 
-// Squares numbers, and throws at some.
+// Squares numbers and throws for some.
 Outcome run(unsigned threads, int count, int takeFails = -1, int workFails = -1, int finishFails = -1) {
     Outcome outcome;
     int taken = 0;
@@ -64,11 +64,11 @@ Outcome squares(int count, const std::string& thrown = "") {
 class InOrder : public testing::TestWithParam<unsigned> {};
 INSTANTIATE_TEST_SUITE_P(Threads, InOrder, testing::Values(1U, 2U, 3U, 8U, 32U), testing::PrintToStringParamName());
 
-TEST_P(InOrder, FinishesEveryTaskInItsTurn) {
+TEST_P(InOrder, FinishesTasksInOrder) {
     for (const int count : {0, 1, 2, 7, 1000}) EXPECT_EQ(run(GetParam(), count), squares(count)) << count;
 }
 
-TEST_P(InOrder, ThrowsInItsTurnWhateverWasThrown) {
+TEST_P(InOrder, ThrowsEveryExceptionInOrder) {
     for (const int at : {0, 1, 6, 100, 499}) {
         EXPECT_EQ(run(GetParam(), 500, at), squares(at, "take")) << at;
         EXPECT_EQ(run(GetParam(), 500, -1, at), squares(at, "work")) << at;
@@ -76,13 +76,13 @@ TEST_P(InOrder, ThrowsInItsTurnWhateverWasThrown) {
     }
 }
 
-TEST_P(InOrder, ThrowsTheFirstOfSeveral) {
+TEST_P(InOrder, ThrowsTheFirstOfSeveralExceptions) {
     EXPECT_EQ(run(GetParam(), 500, 102, 101, 100), squares(100, "finish"));
     EXPECT_EQ(run(GetParam(), 500, 102, 101, 103), squares(101, "work"));
     EXPECT_EQ(run(GetParam(), 500, 102, 104, 103), squares(102, "take"));
 }
 
-// However slow the last step is: what waits for it is bounded, and so is memory.
+// Even if the last step is slow, the number of waiting tasks is bounded, and so is memory.
 TEST_P(InOrder, TakesFewTasksInAdvance) {
     std::atomic<int> waiting = 0, most = 0;
     int taken = 0;
@@ -100,7 +100,7 @@ TEST_P(InOrder, TakesFewTasksInAdvance) {
     EXPECT_LE(most, 4 * static_cast<int>(GetParam()));
 }
 
-TEST_P(InOrder, UsesTheThreadsThatItMay) {
+TEST_P(InOrder, UsesAllAllowedThreads) {
     std::atomic<int> working = 0;
     std::atomic<bool> allAtOnce = false;
     const int threads = static_cast<int>(GetParam());

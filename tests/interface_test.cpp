@@ -1,5 +1,4 @@
-// What callers compile against: names, types and constness, and a round trip through the whole library as a caller
-// writes it.
+// The interface that callers compile against: names, types and constness, and a round trip through the whole library.
 #include <tramostream/tramostream.h>
 
 #include <concepts>
@@ -43,7 +42,7 @@ static_assert(std::is_base_of_v<std::exception, TramoStreamExceptions::bad_line_
 static_assert(is_same_v<decltype(TramoStreamExceptions::bad_line_length::given), std::uint32_t>);
 static_assert(std::has_virtual_destructor_v<iFileStream> && std::has_virtual_destructor_v<oFileStream>);
 
-// The operations that every model of a record line has, and which of them may be called on a constant one.
+// The functions of every model of a record line, and which of them are const.
 template <class M>
 concept RecordModel = requires(M m, const M c, TramoLine::tramoLine_t line) {
     M(line);
@@ -75,7 +74,7 @@ static_assert(
     !std::is_default_constructible_v<RecordInformationTramoModel> && !std::is_default_constructible_v<EnquiryResultTramoModel>);
 static_assert(!std::is_default_constructible_v<TagTramoModel>);
 
-TEST(Interface, KeyLineIsMadeMemberByMember) {
+TEST(Interface, KeyLineIsFilledMemberByMember) {
     const AMRKeyLine line{L';', L"{}", L"S", L"H", L"F", {1, 2, 3, 4}, L"5", L"7", L"X"};
     EXPECT_EQ(line.lead, L';');
     EXPECT_EQ(line.line, L"{}");
@@ -86,7 +85,7 @@ TEST(Interface, KeyLineIsMadeMemberByMember) {
     EXPECT_EQ(AMRKeyLine().wmBusAddress, (std::array<std::int32_t, 4>{-1, -1, -1, -1}));
 }
 
-TEST(Interface, CallersWithAWiderLongCompileAndKeepTheRange) {
+TEST(Interface, CallersWithA64BitLongCompileAndKeepTheRange) {
     std::wstring text = L"2147483648";
     long value = 5;
     EXPECT_FALSE(StrConv::toLong(text, value));
@@ -122,11 +121,11 @@ protected:
     std::filesystem::path folder;
 
 private:
-    std::locale before = std::locale::global(std::locale::classic());  // it says what ANSI is
+    std::locale before = std::locale::global(std::locale::classic());  // it defines ANSI
 };
 
-// A caller exports a round, reads it back, takes a reading and returns it, in both encodings.
-TEST_F(Files, ARoundGoesOutAndComesBack) {
+// A caller writes a round, reads it back, adds a reading and writes it again, in both encodings.
+TEST_F(Files, ARoundIsWrittenAndReadBack) {
     for (const int encoding : {StrConv::ENCODING_ANSI, StrConv::ENCODING_UTF16LE}) {
         const std::string path = (folder / std::to_string(encoding)).string();
         {

@@ -14,11 +14,11 @@
 using namespace tramo;
 using Remark = KeyLineRemark;
 
-// ---- What this program gives back to the heap -----------------------------------------------------------------------
+// ---- Memory that this program frees ---------------------------------------------------------------------------------
 
 namespace {
 
-// While it is not empty, it is looked for in all memory that is given back.
+// While it is not empty, all memory is searched for it when it is freed.
 std::string watched;
 int sightings = 0;
 
@@ -81,16 +81,16 @@ std::vector<Remark> remarksOf(const std::wstring& text) {
 
 }  // namespace
 
-// ---- What is taken --------------------------------------------------------------------------------------------------
+// ---- Values ---------------------------------------------------------------------------------------------------------
 
-TEST(KeyLine, GivesTheTenValuesAndTheText) {
+TEST(KeyLine, ReturnsTheTenValuesAndTheText) {
     const ParsedKeyLine parsed = parseKeyLine(full);
     expectFull(parsed);
     EXPECT_EQ(parsed.line.lead, L';');
     EXPECT_EQ(parsed.line.line, full);
 }
 
-TEST(KeyLine, TakesALeadingSemicolonAndACarriageReturn) {
+TEST(KeyLine, AcceptsALeadingSemicolonAndACarriageReturn) {
     for (const std::wstring& text : {L";" + full, full + L"\r", L";" + full + L"\r", L"; " + full + L" \r"}) {
         const ParsedKeyLine parsed = parseKeyLine(text);
         expectFull(parsed);
@@ -113,7 +113,7 @@ TEST(KeyLine, ReadsEverySampleAsTheModelDoes) {
     EXPECT_EQ(lines, 8);
 }
 
-TEST(KeyLine, LeavesAbsentWhatIsNotThere) {
+TEST(KeyLine, LeavesMissingValuesAbsent) {
     const ParsedKeyLine parsed = parseKeyLine(L"{}");
     EXPECT_FALSE(parsed.error);
     EXPECT_TRUE(sameValues(parsed.line, AMRKeyLine()));
@@ -121,7 +121,7 @@ TEST(KeyLine, LeavesAbsentWhatIsNotThere) {
     for (const KeyValue& value : keyValues) EXPECT_FALSE(value.isAbsent(parseKeyLine(full).line)) << value.name;
 }
 
-TEST(KeyLine, ReadsEveryCharacterAsItStands) {
+TEST(KeyLine, ReadsEveryCharacterUnchanged) {
     for (unsigned c = 0x20; c <= 0xFFFF; ++c) {
         if (c == '"' || c == '\\' || (c >= 0xD800 && c < 0xE000)) continue;
         const std::wstring text(3, static_cast<wchar_t>(c));
@@ -137,15 +137,15 @@ TEST(KeyLine, ReadsEscapes) {
     EXPECT_EQ(parseKeyLine(LR"({"serialNumber":"\udc00"})").line.serialNumber, L"\uFFFD\uFFFD\uFFFD");
 }
 
-// ---- What is remarked -----------------------------------------------------------------------------------------------
+// ---- Remarks --------------------------------------------------------------------------------------------------------
 
-TEST(KeyLine, NamesMembersThatItDoesNotKnow) {
+TEST(KeyLine, ReportsUnknownMembers) {
     EXPECT_EQ(remarksOf(LR"({"SerialNumber":"1","serialNumber":"2","":0,"x\u00e9\u0000y":{"serialNumber":3}})"),
         (std::vector<Remark>{
             {Remark::Unknown, L"SerialNumber"}, {Remark::Unknown, L""}, {Remark::Unknown, std::wstring(L"x\u00E9\0y", 4)}}));
 }
 
-TEST(KeyLine, NamesMembersThatAreThereTwice) {
+TEST(KeyLine, ReportsDuplicateMembers) {
     const ParsedKeyLine parsed = parseKeyLine(
         LR"({"serialNumber":"1","wmBusAddress_Version":5,"serialNumber":"2","wmBusAddress_Version":"x","serialNumber":3})");
     EXPECT_EQ(parsed.remarks, (std::vector<Remark>{{Remark::Duplicate, L"serialNumber"},
@@ -154,7 +154,7 @@ TEST(KeyLine, NamesMembersThatAreThereTwice) {
     EXPECT_EQ(parsed.line.wmBusAddress[2], 5);
 }
 
-TEST(KeyLine, NamesMembersOfAnotherType) {
+TEST(KeyLine, ReportsMembersOfAnotherType) {
     for (const KeyValue& value : keyValues) {
         const std::wstring name(value.name.begin(), value.name.end());
         for (const std::wstring json :
@@ -165,7 +165,7 @@ TEST(KeyLine, NamesMembersOfAnotherType) {
     }
 }
 
-TEST(KeyLine, NamesNumbersThatAreOutOfRange) {
+TEST(KeyLine, ReportsNumbersOutOfRange) {
     const std::wstring name = L"wmBusAddress_MeterId";
     for (const std::wstring json :
         {L"2147483648", L"3000000000", L"-2147483649", L"18446744073709551615", L"99999999999999999999", L"1e300", L"-1e10"})
@@ -175,9 +175,9 @@ TEST(KeyLine, NamesNumbersThatAreOutOfRange) {
     EXPECT_EQ(remarksOf(L"{\"serialNumber\":3000000000}"), (std::vector<Remark>{{Remark::WrongType, L"serialNumber"}}));
 }
 
-// ---- What is refused ------------------------------------------------------------------------------------------------
+// ---- Errors ---------------------------------------------------------------------------------------------------------
 
-TEST(KeyLine, RefusesWhatIsNoJsonAndSaysWhere) {
+TEST(KeyLine, RejectsInvalidJsonWithItsPosition) {
     expectError(L"", 0, "The document is empty.");
     expectError(L";", 1, "The document is empty.");
     expectError(L"\r", 0, "The document is empty.");
@@ -204,7 +204,7 @@ TEST(KeyLine, RefusesWhatIsNoJsonAndSaysWhere) {
     expectError(L"{}//", 2, "The document root must not be followed by other values.");
 }
 
-TEST(KeyLine, RefusesTextBehindTheObject) {
+TEST(KeyLine, RejectsTextAfterTheObject) {
     for (const std::wstring behind : {L"x", L";", L"{}", L",", L"}"}) {
         expectError(full + behind, full.size(), "The document root must not be followed by other values.");
         expectError(
@@ -212,7 +212,7 @@ TEST(KeyLine, RefusesTextBehindTheObject) {
     }
 }
 
-TEST(KeyLine, RefusesAnotherJsonValue) {
+TEST(KeyLine, RejectsOtherJsonValues) {
     for (const std::wstring json : {L"null", L"true", L"12", L"\"serialNumber\"", L"[]", L"[{}]"}) {
         expectError(json, 0, "The line is no JSON object.");
         expectError(L";" + json, 1, "The line is no JSON object.");
@@ -232,7 +232,7 @@ TEST(KeyLine, CountsTheOffsetInCharactersOfEveryLength) {
         expectError(L"{\"" + pair + pair + L"\" 1}", 8, "Missing a colon after a name of object member.");
 }
 
-TEST(KeyLine, RefusesWhatIsNoCharacter) {
+TEST(KeyLine, RejectsInvalidCharacters) {
     const std::string words = "Not a character: a zero, or half of a surrogate pair.";
     const std::wstring start = L"{\"serialNumber\":\"";
     std::vector<std::wstring> all{std::wstring(1, L'\0'), L"\xD800", L"\xDC00", L"\xDBFF\xD83D\xDE00", L"\xDFFF\xD83D"};
@@ -242,12 +242,12 @@ TEST(KeyLine, RefusesWhatIsNoCharacter) {
         expectError(start + bad + L"\"}", start.size(), words);
         expectError(L";" + start + L"\"}" + bad, start.size() + 3, words);
     }
-    expectError(full + std::wstring(1, L'\0'), full.size(), words);  // not taken for the end of the text
+    expectError(full + std::wstring(1, L'\0'), full.size(), words);  // does not end the text
     expectError(full + L'\0' + full, full.size(), words);
     expectError(full + L"\xD800", full.size(), words);
 }
 
-TEST(KeyLine, EndsWithItsTextWhateverFollows) {
+TEST(KeyLine, NeverReadsPastItsText) {
     const std::wstring followed = full + L"\xD83D\xDE00";
     expectFull(parseKeyLine(std::wstring_view(followed).substr(0, full.size())));
     const ParsedKeyLine parsed = parseKeyLine(std::wstring_view(followed).substr(0, full.size() + 1));
@@ -256,7 +256,7 @@ TEST(KeyLine, EndsWithItsTextWhateverFollows) {
     EXPECT_EQ(parsed.error->text, "Not a character: a zero, or half of a surrogate pair.");
 }
 
-TEST(KeyLine, RefusesMoreThan64KiB) {
+TEST(KeyLine, RejectsMoreThan64KiB) {
     auto ofSize = [](std::size_t bytes) { return L"{\"serialNumber\":\"" + std::wstring(bytes - 19, L'x') + L"\"}"; };
     const std::wstring longest = ofSize(65536), tooLong = ofSize(65537);
     ASSERT_EQ(longest.size(), longestKeyLine);
@@ -284,7 +284,7 @@ TEST(KeyLine, CountsTheLengthInUtf8) {
 
 namespace {
 
-// On a stack that an answer by recursion would not fit into.
+// Runs on a stack that is too small for recursion.
 ParsedKeyLine parseOnSmallStack(const std::wstring& text) {
     struct Work {
         const std::wstring& text;
@@ -326,7 +326,7 @@ TEST(KeyLine, SurvivesDeepNesting) {
         parseOnSmallStack(std::wstring(32768, L'[') + std::wstring(32768, L']')).error->text, "The line is no JSON object.");
 }
 
-TEST(KeyLine, IsQuickWithManyMembers) {
+TEST(KeyLine, IsFastWithManyMembers) {
     const ParsedKeyLine parsed = parseKeyLine(L"{" + repeated(L"\"\":0,", 13000) + L"\"serialNumber\":\"1\"}");
     EXPECT_FALSE(parsed.error);
     EXPECT_EQ(parsed.remarks.size(), 13000u);
@@ -342,8 +342,8 @@ TEST(KeyLine, SurvivesHugeNumbers) {
         (std::vector<Remark>{{Remark::WrongType, L"wmBusAddress_MeterId"}}));
 }
 
-// Whatever is damaged in a line, the answer is in order and agrees with RapidJSON's own parser and the model.
-TEST(KeyLine, AgreesWithTheModelOnDamagedLines) {
+// For every malformed line, the result is consistent and agrees with RapidJSON's own parser and the model.
+TEST(KeyLine, AgreesWithTheModelOnMalformedLines) {
     std::mt19937 random(1);
     auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
     static constexpr wchar_t odd[] = L"\"\\{}[]:,;019-+.eEtrufalsn \t\r\x1F\x7F\u00E9\u20AC\xD800\xDC00\xFFFF";
@@ -398,7 +398,7 @@ TEST(KeyLine, SurvivesRandomTexts) {
     }
 }
 
-TEST(KeyLine, TruncatedAnywhereIsRefusedWithoutQuotingAnything) {
+TEST(KeyLine, RejectsEveryTruncationWithoutQuotingTheLine) {
     for (std::size_t size = 0; size < full.size(); ++size) {
         const ParsedKeyLine parsed = parseKeyLine(std::wstring_view(full).substr(0, size));
         ASSERT_TRUE(parsed.error) << size;
@@ -411,7 +411,7 @@ TEST(KeyLine, TruncatedAnywhereIsRefusedWithoutQuotingAnything) {
 
 // ---- Secrets --------------------------------------------------------------------------------------------------------
 
-TEST(KeyLine, WatchesTheHeapInThisTest) {
+TEST(KeyLine, HeapIsWatchedInThisTest) {
     watched = "a secret that is long enough for the heap";
     sightings = 0;
     { const std::string copy = watched; }
@@ -419,7 +419,7 @@ TEST(KeyLine, WatchesTheHeapInThisTest) {
     watched.clear();
 }
 
-TEST(KeyLine, LeavesNoBytesOfAKeyBehind) {
+TEST(KeyLine, LeavesNoBytesOfAKeyInMemory) {
     const std::wstring opened = full.substr(0, full.size() - 1),
                        longer = opened + L",\"x\":\"" + std::wstring(5000, L'x') + L"\"}";
     for (const std::wstring& text :
@@ -435,7 +435,7 @@ TEST(KeyLine, LeavesNoBytesOfAKeyBehind) {
     }
 }
 
-TEST(KeyLine, LeavesNotEvenTheFirstByteBehind) {
+TEST(KeyLine, LeavesNotEvenTheFirstByteInMemory) {
     watched = std::string("{\0\0\0\0\0\0\0", 8);
     sightings = 0;
     { const ParsedKeyLine parsed = parseKeyLine(full); }

@@ -1,5 +1,5 @@
-// The table's own mistakes: the compiler finds columns that lie outside the line or belong to two fields. Most of what is
-// shown here is shown by compiling.
+// Mistakes in a table: the compiler rejects columns outside the line and columns of two fields. Most of these tests run at
+// compile time.
 #include "model/layout.h"
 #include <gtest/gtest.h>
 
@@ -59,7 +59,7 @@ static_assert(outside({inShort(1, 24)}) == 1);
 static_assert(outside({inShort(0, 1)}) == 0);
 static_assert(outside({inLong(900, 0)}) == detail::noColumn, "a field that is only shown lies nowhere");
 
-// ---- One field a column ---------------------------------------------------------------------------------------------
+// ---- One field per column -------------------------------------------------------------------------------------------
 
 static_assert(shared({inLong(2, 10), inLong(12, 10)}) == detail::noColumn);
 static_assert(shared({inLong(12, 10), inLong(2, 10)}) == detail::noColumn, "in any order");
@@ -76,14 +76,14 @@ static_assert(
 
 }  // namespace
 
-TEST(Layout, NamesAColumnOfAWrongTableAlsoWhenRun) {
+TEST(Layout, ReportsAColumnOfTwoFieldsAtRunTime) {
     const Row<Long> rows[] = {inLong(2, 10), inLong(11, 502)};
     const Record<Long> record{L'0', "Long", "long", rows};
     EXPECT_EQ(detail::columnOutsideLine(record), detail::noColumn);
     EXPECT_EQ(detail::columnOfTwoFields(record), 11);
 }
 
-TEST(Layout, JoinsTablesInTheirOrder) {
+TEST(Layout, JoinsTablesInOrder) {
     static constexpr auto all = joined(
         fields<Long>({inLong(2, 1), inLong(3, 1)}), fields<Long>({inLong(9, 1)}), fields<Long>({inLong(4, 1), inLong(5, 1)}));
     std::vector<int> columns;
@@ -99,7 +99,7 @@ TEST(Row, ReportsAtItsOwnColumnWithTheCodeOfItsKind) {
     EXPECT_STREQ(row.label(), "number");
 }
 
-TEST(Row, ReportsAsItsParticularsSay) {
+TEST(Row, ReportsAtTheColumnsAndWithTheCodesStated) {
     const Row<Long> row{7, 5, "number", number<&Long::number>,
         {.label = "theNumber",
             .parseColumn = 1,
@@ -113,7 +113,7 @@ TEST(Row, ReportsAsItsParticularsSay) {
     EXPECT_STREQ(row.label(), "theNumber");
 }
 
-TEST(Layout, NamesAColumnOutsideTheLineAlsoWhenRun) {
+TEST(Layout, ReportsAColumnOutsideTheLineAtRunTime) {
     const Row<Long> low[] = {inLong(1, 1)}, high[] = {inLong(512, 2)}, negative[] = {inLong(9, -1)};
     EXPECT_EQ(outside(low), 1);
     EXPECT_EQ(outside(high), 512);
@@ -124,7 +124,7 @@ TEST(Layout, NamesAColumnOutsideTheLineAlsoWhenRun) {
     EXPECT_EQ(shared(apart), detail::noColumn);
 }
 
-TEST(Value, MeasuresWhatAConditionIsAbout) {
+TEST(Value, HasAMeasureForConditions) {
     Long model;
     EXPECT_EQ(text<&Long::label>.measure(model), 0);
     model.label = std::wstring(L"four");
@@ -142,7 +142,7 @@ TEST(Value, MeasuresWhatAConditionIsAbout) {
     EXPECT_EQ(alarms<&Long::alarmFlags>.measure(model), 2049);
 }
 
-TEST(Value, OfTwelveAlarmsIsShownAsTheirBits) {
+TEST(Value, OfAlarmFlagsIsShownAsANumber) {
     Long model;
     model.alarmFlags[1] = model.alarmFlags[10] = true;
     std::wstring shown = L"alarms:";
@@ -165,7 +165,7 @@ TEST(Condition, ComparesWithItsLimit) {
     EXPECT_FALSE(passes(filled, [] { return 0.0; }) || passes(empty, [] { return 1.0; }));
 }
 
-TEST(Condition, MeasuresOnlyWhereTheAnswerDependsOnIt) {
+TEST(Condition, MeasuresOnlyIfTheResultDependsOnIt) {
     const auto measure = []() -> double { throw std::logic_error("measured"); };
     EXPECT_TRUE(passes(always, measure));
     EXPECT_FALSE(passes(never, measure));

@@ -26,7 +26,7 @@ const std::string lineEnd = "\r\n";
 const std::string lineEnd = "\n";
 #endif
 
-// Another time zone for as long as it lives.
+// Sets another time zone during its lifetime.
 class TimeZone {
 public:
     explicit TimeZone(const char* name) {
@@ -46,7 +46,7 @@ private:
     bool wasSet = false;
 };
 
-// The first test: all others set it.
+// Must run first: all other tests set the name.
 TEST(LogFileName, IsNoLogFileUntilSet) { EXPECT_EQ(io::log::initializer::m_logFileName, "NO_LOG_FILE"); }
 
 // ---- Levels ---------------------------------------------------------------------------------------------------------
@@ -86,7 +86,7 @@ TEST_F(Log, ALevelAboveDebugWritesNothing) {
     EXPECT_FALSE(std::filesystem::exists(path("log")));
 }
 
-TEST_F(Log, AnUnknownLevelThrowsFromTheLookupAndLeavesNoTornLine) {
+TEST_F(Log, AnUnknownLevelThrowsAndWritesNoPartialLine) {
     EXPECT_THROW(writer<iFileStream>::write(static_cast<Level>(-1), "message"), std::out_of_range);
     EXPECT_EQ(streams::thrownBy<std::out_of_range>([] { writer<iFileStream>::write(static_cast<Level>(-1), "m"); }), "map::at");
     EXPECT_EQ(readFile(path("log")), "");
@@ -134,20 +134,20 @@ TEST_F(Log, LinesAreAppended) {
     EXPECT_TRUE(text.ends_with("second" + lineEnd));
 }
 
-TEST_F(Log, ALongMessageIsWrittenWhole) {
+TEST_F(Log, ALongMessageIsWrittenCompletely) {
     const std::string name(100'000, 'x');
     writer<iFileStream>::write(io::log::Warn, "<%1>", name.c_str());
     EXPECT_EQ(log(), std::vector<std::string>{" log     Warn  {iFileStream} <" + name + ">"});
 }
 
-TEST_F(Log, AFileThatCannotBeWrittenLosesTheLineSilently) {
+TEST_F(Log, AnUnwritableFileLosesTheLineSilently) {
     for (const std::string& name : {path("no/such/folder/log"), path("."), std::string("/dev/full"), std::string()}) {
         io::log::initializer::m_logFileName = name;
         EXPECT_NO_THROW(writer<iFileStream>::write(io::log::Warn, "message"));
     }
 }
 
-TEST_F(Log, WithoutALogFileTheLineGoesToTheStandardOutputAndAnEmptyFileComesIntoBeing) {
+TEST_F(Log, WithoutALogFileTheLineGoesToTheStandardOutputAndAnEmptyFileIsCreated) {
     const auto folderBefore = std::filesystem::current_path();
     std::filesystem::current_path(path("."));
     io::log::initializer::m_logFileName = "NO_LOG_FILE";
@@ -174,7 +174,7 @@ TEST_F(Log, AFileIsWrittenWhileMessagesAreSilent) {
 
 // ---- Class names ----------------------------------------------------------------------------------------------------
 
-// The signature as Visual C++ writes it in __FUNCSIG__.
+// The signature in Visual C++'s __FUNCSIG__.
 std::string visualCpp(const std::string& className) {
     return "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> > __cdecl typename_hash<" +
            className + ">::gen_value(void)";
@@ -185,7 +185,7 @@ TEST(ClassName, IsTheNameOfTheClass) {
     EXPECT_EQ(typename_hash<oFileStream>::gen_value(), "oFileStream");
 }
 
-TEST(ClassName, HoldsNamespacesAndTemplateArguments) {
+TEST(ClassName, IncludesNamespacesAndTemplateArguments) {
     EXPECT_EQ(typename_hash<other::Writer>::gen_value(), "other::Writer");
     EXPECT_EQ(typename_hash<other::Pair<other::Writer>>::gen_value(), "other::Pair<other::Writer>");
     EXPECT_EQ(typename_hash<int[3]>::gen_value().substr(0, 3), "int");
@@ -235,7 +235,7 @@ constexpr Replacement replacements[] = {
     {"%10", "%1", "x", "x0"},
 };
 
-TEST(FindAndReplace, ReplacesEveryHitAndNeverSearchesWhatItPutIn) {
+TEST(FindAndReplace, ReplacesEveryMatchAndNeverSearchesReplacements) {
     for (const Replacement& row : replacements) {
         std::string text = row.text;
         algorithm::find_and_replace(text, row.key, [&] { return row.by; });
@@ -243,7 +243,7 @@ TEST(FindAndReplace, ReplacesEveryHitAndNeverSearchesWhatItPutIn) {
     }
 }
 
-TEST(FindAndReplace, AsksTheProducerForEachHit) {
+TEST(FindAndReplace, CallsTheProducerForEachMatch) {
     std::string text = "%1 %1 %1";
     int calls = 0;
     algorithm::find_and_replace(text, "%1", [&] { return std::to_string(++calls); });
@@ -257,25 +257,25 @@ TEST(FindAndReplace, TakesLinearTime) {
     EXPECT_EQ(text.size(), 5'000'000U);
 }
 
-TEST(Generate, WithoutAPlaceholderTheFormatStaysAsItIs) {
+TEST(Generate, KeepsAFormatWithoutPlaceholders) {
     EXPECT_EQ(string_format::generate("100 % of %2", "path"), "100 % of %2");
     EXPECT_EQ(string_format::generate("no arguments: %1"), "no arguments: %1");
 }
 
-TEST(Generate, APathWithAPlaceholderIsInsertedAsItIs) {
+TEST(Generate, InsertsAPathWithAPlaceholderUnchanged) {
     EXPECT_EQ(string_format::generate("File %1 is open", "a%1b"), "File a%1b is open");
 }
 
 TEST(Generate, NumbersItsArgumentsFromOne) { EXPECT_EQ(string_format::generate("%2-%1-%3", "a", "b", "c"), "b-a-c"); }
 
-TEST(Generate, ReplacesNumberByNumberOverTheWholeText) {
+TEST(Generate, ReplacesEachNumberInTheWholeText) {
     EXPECT_EQ(string_format::generate("%10", "a"), "a0");
     EXPECT_EQ(string_format::generate("%1", "<%2>", "b"), "<b>");
     EXPECT_EQ(string_format::generate("%2%1", "a", "%1"), "%1a");
     EXPECT_EQ(string_format::generate("%10 %1", 1, 2, 3, 4, 5, 6, 7, 8, 9, "ten"), "10 1");
 }
 
-TEST(Generate, MakesTextOfItsArguments) {
+TEST(Generate, ConvertsItsArgumentsToText) {
     const char* pointer = "text";
     char array[] = "array";
     const char* nothing = nullptr;
@@ -287,7 +287,7 @@ TEST(Generate, MakesTextOfItsArguments) {
     EXPECT_EQ(string_format::generate("<%1>", nothing), "<>");
 }
 
-TEST(Generate, LooksAtNoLocale) {
+TEST(Generate, DoesNotDependOnALocale) {
     struct Grouping : std::numpunct<char> {
         char do_thousands_sep() const override { return '.'; }
         std::string do_grouping() const override { return "\3"; }

@@ -7,7 +7,7 @@ using M = MeterChangeTramoModel;
 
 namespace {
 
-// Wheels and index are looked for in the texts that were read, not in the values.
+// The check looks for wheels and index in the parsed texts, not in the values.
 void check(const State& state, Faults& mandatory, Faults&) {
     if (state.text("oldMeterSerialNumber").empty()) mandatory.push_back({2, 0x201});
     if (state.text("newMeterSerialNumber").empty()) mandatory.push_back({14, 0x201});
@@ -35,7 +35,7 @@ const Table& table() {
              .applies = [](const Row& row, const State& state) { return row.kind == Date && state.number(row.name) == 0; },
              .reported = {38, 0x1B}},
         },
-        .turns = 2,   // an index below 0 becomes blank, and that is read as 0
+        .turns = 2,   // an index below 0 is written blank, which is read as 0
     };
     // clang-format on
     return made;
@@ -81,7 +81,7 @@ TEST(MeterChange, ReadsAWholeLine) {
     EXPECT_EQ(faults(model.getMandatoryErrors()), Faults());
 }
 
-TEST(MeterChange, RefusesALineOfAnotherKind) {
+TEST(MeterChange, RejectsALineOfAnotherKind) {
     std::wstring line = wholeLine();
     line[0] = L'1';
     const Console console;
@@ -94,7 +94,7 @@ TEST(MeterChange, RefusesALineOfAnotherKind) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 1, 1), L"3");
 }
 
-TEST(MeterChange, RefusesALineOfNoKind) {
+TEST(MeterChange, RejectsALineWithAnUnknownLetter) {
     const Console console;
     EXPECT_EQ(faults(parsed<M>(blankText(L'8')).getParseErrors()), (Faults{{0, 0x15}, {0, 0x203}}));
     EXPECT_EQ(console.narrow(), "MeterChangeTramoModel : unvalidLineType(8 != 3), Parse failed\n");
@@ -113,7 +113,7 @@ TEST(MeterChange, ListsEveryErrorInTheOrderOfTheColumns) {
     expectValues(model, absentState(table()));
 }
 
-TEST(MeterChange, LeavesTheColumnsBehindTheDateAlone) {
+TEST(MeterChange, IgnoresTheColumnsAfterTheDate) {
     std::wstring line = wholeLine();
     put(line, 46, std::wstring(512 - 45, L'x'));
     M model = parsed<M>(line);
@@ -144,7 +144,7 @@ TEST(MeterChange, WritesAWholeLine) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(MeterChange, WritesWheelsFrom4On) {
+TEST(MeterChange, WritesWheelsFrom4) {
     M model;
     for (const int wheels : {-2, -1, 0, 3}) {
         model.setNewMeterWheelsNumber(wheels);
@@ -154,7 +154,7 @@ TEST(MeterChange, WritesWheelsFrom4On) {
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 26, 2), L" 4");
 }
 
-TEST(MeterChange, WritesAnIndexFrom0OnAndCutsItOnTheRight) {
+TEST(MeterChange, WritesAnIndexFrom0AndTruncatesItOnTheRight) {
     M model;
     model.setNewMeterIndex(-1);
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 28, 10), blanks(10));
@@ -167,7 +167,7 @@ TEST(MeterChange, WritesAnIndexFrom0OnAndCutsItOnTheRight) {
 
 TEST(MeterChange, AlwaysWritesTheDate) { EXPECT_EQ(textOf(M().toTramoLine()), L"3" + blanks(35) + L"019700101" + blanks(467)); }
 
-TEST(MeterChange, ReportsATooLongNewSerialNumberWithTheCodeOfANumber) {
+TEST(MeterChange, ReportsATooLongNewSerialNumberWithTheCodeOfAnInteger) {
     M model;
     model.setNewMeterSerialNumber(std::wstring(13, L'x'));
     EXPECT_EQ(columns(textOf(model.toTramoLine()), 14, 12), blanks(12));
@@ -178,10 +178,10 @@ TEST(MeterChange, ReportsATooLongNewSerialNumberWithTheCodeOfANumber) {
     EXPECT_EQ(lineEndOf(line), L"\r\n");
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {14, 0x101}}));
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {14, 0x101}}));  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{2, 0x102}, {14, 0x101}}));  // replaced, not appended
 }
 
-TEST(MeterChange, KeepsTheLineThatItWasParsedFrom) {
+TEST(MeterChange, KeepsTheParsedLine) {
     EXPECT_EQ(textOf(M().getTramoLine()), blanks(512));
     EXPECT_EQ(lineEndOf(M().getTramoLine()), L"\r\n");
     M model = parsed<M>(wholeLine());
@@ -193,7 +193,7 @@ TEST(MeterChange, KeepsTheLineThatItWasParsedFrom) {
 
 // ---- Checking -------------------------------------------------------------------------------------------------------
 
-TEST(MeterChange, MissesBlankWheelsAndABlankIndex) {
+TEST(MeterChange, ReportsBlankWheelsAndABlankIndex) {
     std::wstring line = wholeLine();
     put(line, 26, blanks(12));
     M model = parsed<M>(line);
@@ -201,7 +201,7 @@ TEST(MeterChange, MissesBlankWheelsAndABlankIndex) {
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{26, 0x201}, {28, 0x201}}));
 }
 
-TEST(MeterChange, MissesEverythingInABlankLineInOrderAndOnce) {
+TEST(MeterChange, ReportsEveryMissingValueOfABlankLineInOrderAndOnce) {
     M model = parsed<M>(blankLine());
     const Faults all = {{2, 0x201}, {14, 0x201}, {26, 0x201}, {28, 0x201}, {38, 0x201}};
     EXPECT_EQ(faults(model.getMandatoryErrors()), all);
@@ -210,7 +210,7 @@ TEST(MeterChange, MissesEverythingInABlankLineInOrderAndOnce) {
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
 }
 
-TEST(MeterChange, MissesWheelsAndIndexThatOnlyTheirSettersGave) {
+TEST(MeterChange, ReportsWheelsAndIndexThatWereOnlySet) {
     M model;
     model.setOldMeterSerialNumber(L"old");
     model.setNewMeterSerialNumber(L"new");
@@ -220,7 +220,7 @@ TEST(MeterChange, MissesWheelsAndIndexThatOnlyTheirSettersGave) {
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{26, 0x201}, {28, 0x201}}));
 }
 
-TEST(MeterChange, TakesWheelsAndIndexThatWereReadForGivenWhateverTheSettersSay) {
+TEST(MeterChange, AcceptsParsedWheelsAndIndexAfterSetters) {
     M model = parsed<M>(wholeLine());
     model.setNewMeterWheelsNumber(-1);
     model.setNewMeterIndex(-1);
@@ -229,7 +229,7 @@ TEST(MeterChange, TakesWheelsAndIndexThatWereReadForGivenWhateverTheSettersSay) 
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{38, 0x201}}));
 }
 
-TEST(MeterChange, TakesTextsThatAreNoNumbersForGiven) {
+TEST(MeterChange, AcceptsInvalidNumbersAsPresent) {
     std::wstring line = wholeLine();
     put(line, 26, L"VA     douze");
     const Silence quiet;
@@ -238,7 +238,7 @@ TEST(MeterChange, TakesTextsThatAreNoNumbersForGiven) {
     EXPECT_EQ(faults(model.getMandatoryErrors()), Faults());
 }
 
-TEST(MeterChange, KeepsTheTextsThatWereReadInACopy) {
+TEST(MeterChange, KeepsTheParsedTextsInACopy) {
     M copy;
     {
         const M model = parsed<M>(wholeLine());
@@ -258,5 +258,5 @@ TEST(MeterChange, ShowsADefaultModel) {
 TEST(MeterChange, ShowsAParsedModel) {
     EXPECT_EQ(parsed<M>(wholeLine()).toString(),
         L"MeterChangeTramoModel[oldMeterSerialNumber:C12AB0100000,newMeterSerialNumber:D24AB0100777,newMeterWheelsNumber:5,"
-        L"newMeterIndex:12,newMeterInstallationDate:1705359600]");  // the seconds of a midnight one hour east of Greenwich
+        L"newMeterIndex:12,newMeterInstallationDate:1705359600]");  // midnight one hour east of Greenwich, in seconds
 }

@@ -12,7 +12,7 @@ constexpr int slotColumns[] = {156, 175, 194, 213};
 
 std::string inSlot(int k, const std::string& what) { return "meterHistory" + std::to_string(k) + what; }
 
-// Rules 1 to 8; all but the last two report to the parse list.
+// Rules 1 to 8; all except the last two report to the parse errors.
 void check(const State& state, Faults& mandatory, Faults& parse) {
     if (state.text("subscriberInformation").empty()) parse.push_back({6, 0x201});
     for (int k = 1; k <= 4; ++k)
@@ -86,7 +86,7 @@ const Table& table() {
         // clang-format on
 
         Table all{L'1', "MeterSubscriberTramoModel", rows};
-        // The marking code of the subscriber stands with the subscriber's fields, though its columns lie far behind.
+        // The marking code of the subscriber is written with the subscriber's fields, although its columns come much later.
         for (const Row& row : rows)
             if (row.name != "subscriberMarkingCode") all.writingOrder.push_back(row.name);
         all.writingOrder.insert(all.writingOrder.begin() + 2, "subscriberMarkingCode");
@@ -126,7 +126,7 @@ Faults parseErrors(const std::wstring& line) {
 }
 std::wstring builtText(M& model) { return textOf(model.toTramoLine()); }
 
-// What one getMandatoryErrors answers, and what it adds to the parse list.
+// The result of one getMandatoryErrors, and the errors that it adds to the parse errors.
 struct Findings {
     Faults mandatory, parse;
     bool operator==(const Findings&) const = default;
@@ -141,7 +141,7 @@ Findings findings(M& model) {
 }
 const Findings nothing;
 
-// A model that every rule passes.
+// A model that passes every rule.
 M clean() {
     M model;
     model.setSubscriberInformation(L"S");
@@ -282,7 +282,7 @@ TEST(MeterSubscriber, ListsEveryErrorInTheOrderOfTheColumns) {
             {448, 0x12}, {449, 0x01}, {459, 0x13}, {494, 0x1A}, {507, 0x11}}));
 }
 
-TEST(MeterSubscriber, ReportsAYearThatIsNoNumberAndLeavesItUnset) {
+TEST(MeterSubscriber, ReportsAnInvalidYearAndLeavesItAbsent) {
     const Silence quiet;
     for (const wchar_t* text : {L"xxxx", L"x013", L" x  ", L"-"}) {
         std::wstring line = blankLine();
@@ -294,14 +294,14 @@ TEST(MeterSubscriber, ReportsAYearThatIsNoNumberAndLeavesItUnset) {
     }
 }
 
-TEST(MeterSubscriber, TakesANumberThatIsNoYearAsNoYearAndReportsNothing) {
+TEST(MeterSubscriber, ReadsANumberThatIsNoYearAsAbsentWithoutAnError) {
     for (const wchar_t* text : {L"20  ", L" 201", L"+201", L"-201", L"201x", L"0000", L"1900", L"2039", L"9999"}) {
         std::wstring line = blankLine();
         put(line, 380, text);
         M model = parsed<M>(line);
         EXPECT_EQ(faults(model.getParseErrors()), Faults()) << testing::PrintToString(std::wstring(text));
         EXPECT_EQ(model.getMeterInstallationYear(), noYear);
-        EXPECT_EQ(columns(builtText(model), 380, 4), L"    ");  // so it is lost
+        EXPECT_EQ(columns(builtText(model), 380, 4), L"    ");  // the text is lost
     }
 }
 
@@ -329,7 +329,7 @@ TEST(MeterSubscriber, ReadsAnAuthorizedChangeOtherThan1AsFalse) {
         M model = parsed<M>(line);
         EXPECT_EQ(faults(model.getParseErrors()), Faults());
         EXPECT_EQ(model.getMeterAuthorizedChange(), c == L'1');
-        EXPECT_EQ(findings(model).mandatory, Faults());  // whatever it is, it was there
+        EXPECT_EQ(findings(model).mandatory, Faults());  // any text counts as present
         EXPECT_EQ(columns(builtText(model), 506, 1), c == L'1' ? L"1" : L"0");
     }
 }
@@ -367,7 +367,7 @@ TEST(MeterSubscriber, ReadsAShortLineAsZerosThatAreNotBlank) {
             {438, 0x01}, {448, 0x12}, {449, 0x01}, {459, 0x13}, {494, 0x1A}, {507, 0x11}}));
 }
 
-TEST(MeterSubscriber, KnowsThatCompleteHistorySlotsAreOnGoodLines) {
+TEST(MeterSubscriber, DescribesThatCompleteHistorySlotsAreReportedOnCorrectLines) {
     for (const Field& field : tramo::kindOf<M>().fields)
         EXPECT_EQ(field.reportedOnGoodLines, field.name.ends_with("ReadingType")) << field.name;
 }
@@ -376,13 +376,13 @@ TEST(MeterSubscriber, KnowsThatCompleteHistorySlotsAreOnGoodLines) {
 
 TEST(MeterSubscriber, WritesAWholeLineBack) {
     std::wstring expected = aWholeLine;
-    put(expected, 402, L"   32.500000");  // always with a point
+    put(expected, 402, L"   32.500000");  // always with a decimal point
     M model = parsed<M>(aWholeLine);
     EXPECT_EQ(builtText(model), expected);
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(MeterSubscriber, WritesNoSerialNumberWithoutInformation) {
+TEST(MeterSubscriber, DoesNotWriteASerialNumberWithoutInformation) {
     M model;
     model.setMeterSerialNumber(L"C12AB0100000");
     EXPECT_EQ(columns(builtText(model), 352, 12), blanks(12));
@@ -396,7 +396,7 @@ TEST(MeterSubscriber, WritesNoSerialNumberWithoutInformation) {
     EXPECT_EQ(columns(builtText(model), 352, 12), L"C12AB0100000");
 }
 
-TEST(MeterSubscriber, WritesWheelsFrom0AndCorrectedWheelsFrom4On) {
+TEST(MeterSubscriber, WritesWheelsFrom0AndCorrectedWheelsFrom4) {
     for (int wheels = -2; wheels <= 12; ++wheels) {
         M model;
         model.setMeterWheels(wheels);
@@ -407,7 +407,7 @@ TEST(MeterSubscriber, WritesWheelsFrom0AndCorrectedWheelsFrom4On) {
     }
 }
 
-TEST(MeterSubscriber, WritesNothingOfAReadingWithoutItsDate) {
+TEST(MeterSubscriber, DoesNotWriteAReadingWithoutItsDate) {
     M model = parsed<M>(aWholeLine);
     for (const long32 none : {0, -1}) {
         model.setMeterReadingDate(none);
@@ -418,7 +418,7 @@ TEST(MeterSubscriber, WritesNothingOfAReadingWithoutItsDate) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(MeterSubscriber, WritesNoConsumptionWithoutAPreviousDate) {
+TEST(MeterSubscriber, DoesNotWriteAConsumptionWithoutAPreviousDate) {
     M model = parsed<M>(aWholeLine);
     model.setMeterPreviousReadingDate(0);
     const std::wstring line = builtText(model);
@@ -426,7 +426,7 @@ TEST(MeterSubscriber, WritesNoConsumptionWithoutAPreviousDate) {
     EXPECT_EQ(columns(line, 426, 34), L"202401160835      60541          A");
 }
 
-TEST(MeterSubscriber, WritesAHistorySlotWholeOrNotAtAll) {
+TEST(MeterSubscriber, WritesAHistorySlotCompletelyOrNotAtAll) {
     for (int k = 1; k <= 4; ++k)
         for (const wchar_t* type : {L"", L"R"})
             for (const long long date : {-1LL, 0LL, 1LL})
@@ -469,7 +469,7 @@ TEST(MeterSubscriber, ListsBuildErrorsInTheOrderOfWriting) {
     model.toTramoLine();
     EXPECT_EQ(faults(model.getBuildErrors()), expected);
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // replaced, not appended
 }
 
 TEST(MeterSubscriber, WritesADefaultModelWithoutAuthorizedChange) {
@@ -481,17 +481,17 @@ TEST(MeterSubscriber, WritesADefaultModelWithoutAuthorizedChange) {
 
 // ---- Checking -------------------------------------------------------------------------------------------------------
 
-TEST(MeterSubscriber, PassesACleanModel) {
+TEST(MeterSubscriber, AcceptsACleanModel) {
     M model = clean();
     EXPECT_EQ(findings(model), nothing);
 }
 
-TEST(MeterSubscriber, ReportsWhatADefaultModelMisses) {
+TEST(MeterSubscriber, ReportsTheMissingValuesOfADefaultModel) {
     M model;
     EXPECT_EQ(findings(model), (Findings{{{506, 0x201}}, {{6, 0x201}, {232, 0x201}, {352, 0x201}}}));
 }
 
-TEST(MeterSubscriber, ChecksEachMissingTextByItself) {
+TEST(MeterSubscriber, ReportsEachMissingTextSeparately) {
     M model = clean();
     model.setSubscriberInformation(L"");
     EXPECT_EQ(findings(model), (Findings{{}, {{6, 0x201}}}));
@@ -517,7 +517,7 @@ TEST(MeterSubscriber, ReportsACompleteHistorySlotAndNoOther) {
                 }
 }
 
-TEST(MeterSubscriber, WantsThePreviousReadingWholeOrNotAtAll) {
+TEST(MeterSubscriber, RequiresThePreviousReadingCompleteOrAbsent) {
     for (const long32 date : {-1, 0, 1})
         for (const long long index : {-1, 0, 1}) {
             M model = clean();
@@ -528,7 +528,7 @@ TEST(MeterSubscriber, WantsThePreviousReadingWholeOrNotAtAll) {
         }
 }
 
-TEST(MeterSubscriber, WantsEitherAMinimumAbove0OrNoMaximum) {
+TEST(MeterSubscriber, RequiresAMinimumAbove0OrNoMaximum) {
     for (const double minimum : {-1.0, -0.5, 0.0, 0.000001, 5.0, std::numeric_limits<double>::quiet_NaN()})
         for (const double maximum : {-1.0, -0.000001, 0.0, 5.0, std::numeric_limits<double>::quiet_NaN()}) {
             M model = clean();
@@ -540,8 +540,8 @@ TEST(MeterSubscriber, WantsEitherAMinimumAbove0OrNoMaximum) {
         }
 }
 
-// All combinations of what the rule on the reading looks at. Its finding is the answer's, not the parse list's.
-TEST(MeterSubscriber, WantsTheReadingWholeOrNotAtAll) {
+// All combinations of the values that the rule on the reading checks. It reports in the result, not in the parse errors.
+TEST(MeterSubscriber, RequiresTheReadingCompleteOrAbsent) {
     for (const long32 date : {-1, 0, 1})
         for (const long long index : {-1, 0, 1})
             for (const auto status : {TF::ReadStatus::Unset, TF::ReadStatus::Status1})
@@ -550,7 +550,7 @@ TEST(MeterSubscriber, WantsTheReadingWholeOrNotAtAll) {
                         for (const long long previousIndex : {-1, 0, 1}) {
                             M model = clean();
                             model.setMeterPreviousReadingIndex(previousIndex);
-                            model.setMeterPreviousReadingDate(previousIndex >= 0 ? 1 : 0);  // so that only one rule is concerned
+                            model.setMeterPreviousReadingDate(previousIndex >= 0 ? 1 : 0);  // so that only one rule applies
                             model.setMeterReadingDate(date);
                             model.setMeterReadingIndex(index);
                             model.setMeterReadingStatus(status);
@@ -572,17 +572,17 @@ TEST(MeterSubscriber, WantsTheReadingWholeOrNotAtAll) {
                         }
 }
 
-TEST(MeterSubscriber, WantsTheAuthorizedChangeToHaveBeenSaid) {
+TEST(MeterSubscriber, RequiresTheAuthorizedChange) {
     M model = clean();
     model.setMeterAuthorizedChange(false);
     EXPECT_EQ(findings(model), nothing);
     M unsaid;
     EXPECT_EQ(findings(unsaid).mandatory, (Faults{{506, 0x201}}));
-    EXPECT_TRUE(tramo::set(unsaid, *tramo::kindOf<M>().field("meterAuthorizedChange"), false));  // says it as the setter does
+    EXPECT_TRUE(tramo::set(unsaid, *tramo::kindOf<M>().field("meterAuthorizedChange"), false));  // same effect as the setter
     EXPECT_EQ(findings(unsaid).mandatory, Faults());
 }
 
-TEST(MeterSubscriber, ListsFindingsInTheOrderOfTheRules) {
+TEST(MeterSubscriber, ListsMandatoryErrorsInTheOrderOfTheRules) {
     M model;
     for (int k = 1; k <= 4; ++k) {
         setValue(model, inSlot(k, "ReadingType"), std::wstring(L"R"));
@@ -596,7 +596,7 @@ TEST(MeterSubscriber, ListsFindingsInTheOrderOfTheRules) {
     EXPECT_EQ(findings(model), expected);
 }
 
-TEST(MeterSubscriber, AddsToTheParseListOnceMoreAtEachCheck) {
+TEST(MeterSubscriber, AddsToTheParseErrorsAgainAtEachCheck) {
     std::wstring line = blankLine();
     put(line, 364, L"xx");
     const Silence quiet;
@@ -610,7 +610,7 @@ TEST(MeterSubscriber, AddsToTheParseListOnceMoreAtEachCheck) {
     }
     M incomplete;
     EXPECT_EQ(faults(incomplete.getMandatoryErrors()), (Faults{{506, 0x201}}));
-    EXPECT_EQ(faults(incomplete.getMandatoryErrors()), (Faults{{506, 0x201}}));  // this list is begun anew
+    EXPECT_EQ(faults(incomplete.getMandatoryErrors()), (Faults{{506, 0x201}}));  // this list is replaced
 }
 
 // ---- Showing --------------------------------------------------------------------------------------------------------
@@ -663,7 +663,7 @@ TEST(MeterSubscriber, ShowsValuesThatNoLineCouldHold) {
 
 TEST(MeterSubscriber, ReadsTheSamplesAndWritesThemBack) { samplesAreReadAndWrittenBack<M>(table(), 120); }
 
-TEST(MeterSubscriber, FindsNothingButCompleteHistorySlotsInTheSamples) {
+TEST(MeterSubscriber, ReportsOnlyCompleteHistorySlotsInTheSamples) {
     std::size_t found = 0;
     for (const char* file : {"round-exported.txt", "round-returned.txt"})
         for (const std::wstring& line : sampleLines(file, L'1')) {

@@ -57,7 +57,7 @@ protected:
     void open(const std::string& name, int encoding) { out.open(name.c_str(), encoding); }
     std::string written(const std::string& name = "f") const { return readFile(path(name)); }
 
-    // What putLine throws for a text.
+    // Returns the message that putLine throws for a text.
     std::string refused(const std::wstring& text) {
         return thrownBy<write_exception>([&] { out.putLine(text, true); });
     }
@@ -81,7 +81,7 @@ TEST_F(OutputStream, HasNoPutLineForATagLine) {
     EXPECT_TRUE(canPut<TramoLine::tramoLine_t>);
 }
 
-TEST_F(OutputStream, BeginsWithNothingOpen) {
+TEST_F(OutputStream, HasNoOpenFileInitially) {
     EXPECT_FALSE(out.is_open());
     EXPECT_EQ(out.getLineNumber(), 0);
     EXPECT_EQ(out.rdstate(), good);
@@ -120,7 +120,7 @@ TEST_F(OutputStream, AnsiEveryCharacterUpToFFIsTheByteOfItsValue) {
     EXPECT_EQ(written(), bytes);
 }
 
-TEST_F(OutputStream, Utf16EveryUnitIsTwoBytesTheLowOneFirst) {
+TEST_F(OutputStream, Utf16EveryUnitIsTwoBytesLowByteFirst) {
     std::wstring text;
     std::u16string units;
     for (unsigned value = 0; value <= 0xFFFF; ++value) {
@@ -158,7 +158,7 @@ TEST_F(OutputStream, AParameterLineIs42BytesOr84) {
     EXPECT_EQ(written("g").size(), 2U + 84U);
 }
 
-TEST_F(OutputStream, ABufferIsWrittenAsItStands) {
+TEST_F(OutputStream, ABufferIsWrittenUnchanged) {
     const streams::GlobalLocale locale(std::locale::classic());
     auto line = record;
     line[10] = L'\0';
@@ -174,7 +174,7 @@ TEST_F(OutputStream, ABufferIsWrittenAsItStands) {
     EXPECT_EQ(written(), expected);
 }
 
-TEST_F(OutputStream, ATextGetsOneLineEndOnRequest) {
+TEST_F(OutputStream, ATextGetsOneLineEndingOnRequest) {
     open(path("f"), ansi);
     out.putLine(L"a", false);
     out.putLine(L"b", true);
@@ -191,7 +191,7 @@ TEST_F(OutputStream, ATextGetsOneLineEndOnRequest) {
     EXPECT_EQ(written("g"), utf16(u"a\r\nb"));
 }
 
-TEST_F(OutputStream, TextsOfEverySizeStandBehindEachOther) {
+TEST_F(OutputStream, TextsOfEverySizeAreWrittenInOrder) {
     std::mt19937 random(77);
     std::string ansiBytes;
     std::u16string units;
@@ -271,7 +271,7 @@ TEST_F(OutputStream, ASecondOpenIsIgnored) {
     EXPECT_FALSE(std::filesystem::exists(path("g")));
 }
 
-TEST_F(OutputStream, AfterCloseAnotherFileAndEncodingMayFollow) {
+TEST_F(OutputStream, AfterCloseAnotherFileAndEncodingCanBeOpened) {
     open(path("f"), ansi);
     out.putLine(L"a", true);
     out.close();
@@ -285,7 +285,7 @@ TEST_F(OutputStream, AfterCloseAnotherFileAndEncodingMayFollow) {
     EXPECT_EQ(written("g"), utf16(u"b\r\n"));
 }
 
-TEST_F(OutputStream, OtherEncodingsAreRefusedAndNothingIsOpenOrCreated) {
+TEST_F(OutputStream, OtherEncodingsAreRejectedAndNothingIsOpenedOrCreated) {
     for (const int encoding : {utf8, utf16be, 4, -1}) {
         EXPECT_EQ(thrownBy<write_exception>([&] { open(path("f"), encoding); }), "Unsupported encoding.");
         EXPECT_FALSE(out.is_open());
@@ -310,7 +310,7 @@ TEST_F(OutputStream, AFileThatCannotBeOpenedRaisesOnlyTheFlag) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, WithNothingOpenNothingIsPut) {
+TEST_F(OutputStream, WithoutAnOpenFilePutLineThrows) {
     EXPECT_EQ(refused(L"a"), "file is not open");
     EXPECT_EQ(thrownBy<write_exception>([this] { out.putLine(record, 514); }), "file is not open");
     EXPECT_EQ(thrownBy<write_exception>([this] { out.putLine(record, 1); }), "file is not open") << "before the length";
@@ -319,8 +319,8 @@ TEST_F(OutputStream, WithNothingOpenNothingIsPut) {
     EXPECT_EQ(out.getLineNumber(), 0);
 }
 
-#ifndef _WIN32  // which has no such rights
-TEST_F(OutputStream, ANewFileHasTheRightsThatTheUserLeaves) {
+#ifndef _WIN32  // without such rights
+TEST_F(OutputStream, ANewFileHasTheRightsOfTheUmask) {
     const mode_t before = umask(027);
     open(path("f"), ansi);
     umask(before);
@@ -330,7 +330,7 @@ TEST_F(OutputStream, ANewFileHasTheRightsThatTheUserLeaves) {
 }
 #endif
 
-TEST_F(OutputStream, NoDescriptorIsLost) {
+TEST_F(OutputStream, NoDescriptorLeaks) {
     const auto before = descriptors();
     for (int i = 0; i < 3; ++i) {
         oFileStream other(path("f").c_str(), utf16le);
@@ -360,7 +360,7 @@ template <class Line> void expectOnlyItsOwnLength(oFileStream& out, const Line& 
     }
 }
 
-TEST_F(OutputStream, ABufferTakesOnlyItsOwnLength) {
+TEST_F(OutputStream, ABufferAcceptsOnlyItsOwnLength) {
     open(path("f"), ansi);
     out.putLine(L"a", true);
     out.putLine(L"b", true);
@@ -444,7 +444,7 @@ TEST_F(OutputStream, ClearDoesNothingWhileNothingIsOpen) {
     EXPECT_EQ(written(), "old\n");
 }
 
-TEST_F(OutputStream, ClearGoesByThePath) {
+TEST_F(OutputStream, ClearUsesThePath) {
     open(path("f"), ansi);
     out.putLine(L"a", true);
     std::filesystem::rename(path("f"), path("moved"));
@@ -455,7 +455,7 @@ TEST_F(OutputStream, ClearGoesByThePath) {
     EXPECT_EQ(written(), "b\r\n");
 }
 
-TEST_F(OutputStream, ClearOfAPathThatIsGoneClosesTheFile) {
+TEST_F(OutputStream, ClearOfAMissingPathClosesTheFile) {
 #ifdef _WIN32
     GTEST_SKIP() << "a folder of an open file does not go";
 #endif
@@ -493,7 +493,7 @@ TEST_F(OutputStream, ACharacterThatAnsiCannotRepresentIsNamedWithItsColumn) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, ACharacterAboveFFFFIsNoneOfEitherEncoding) {
+TEST_F(OutputStream, ACharacterAboveFFFFIsRejectedInEveryEncoding) {
     if constexpr (sizeof(wchar_t) > 2) {
         for (const int encoding : {ansi, utf16le}) {
             open(path("f"), encoding);
@@ -559,7 +559,7 @@ TEST_F(OutputStream, ALocaleDoesNotTouchUtf16) {
     EXPECT_EQ(written(), utf16(u"x\u20AC"));
 }
 
-TEST_F(OutputStream, AUtf8LocaleKnowsEverySurrogatePairAndNothingElseForOne) {
+TEST_F(OutputStream, AUtf8LocaleAcceptsOnlySurrogatePairs) {
     const streams::GlobalLocale locale(streams::utf8Locale());
     open(path("f"), ansi);
     out.putLine(std::wstring{0xD800, 0xDC00, 0xD800, 0xDFFF, 0xDBFF, 0xDC00, 0xDBFF, 0xDFFF}, true);
@@ -600,9 +600,9 @@ TEST_F(OutputStream, AUtf8LocaleWritesSurrogatePairsAsOneCharacter) {
     EXPECT_EQ(line.line, (std::wstring{L'a', 0xE9, 0x20AC, 0xD83D, 0xDE00, L'b', L'\0', L'c', L'\r'}));
 }
 
-// ---- Handing over ---------------------------------------------------------------------------------------------------
+// ---- Buffering ------------------------------------------------------------------------------------------------------
 
-TEST_F(OutputStream, FlushHandsOverWhatWaits) {
+TEST_F(OutputStream, FlushWritesTheBufferedLines) {
     open(path("f"), ansi);
     out.putLine(L"a", true);
     EXPECT_EQ(written(), "") << "it waits";
@@ -612,7 +612,7 @@ TEST_F(OutputStream, FlushHandsOverWhatWaits) {
     EXPECT_EQ(written(), "a\r\n");
 }
 
-TEST_F(OutputStream, ABlockOfLinesWaits) {
+TEST_F(OutputStream, ABlockOfLinesIsBuffered) {
     open(path("f"), ansi);
     for (int i = 0; i < 1024; ++i) out.putLine(std::wstring(62, L'x'), true);
     EXPECT_EQ(written(), "") << "64 KiB";
@@ -637,9 +637,9 @@ TEST_F(OutputStream, TheFileHoldsWholeLinesAtAnyTime) {
 
 // ---- A full disk ----------------------------------------------------------------------------------------------------
 
-#ifndef _WIN32  // where no limit makes a disk full, pipes have no place among files, and no process splits in two
+#ifndef _WIN32  // without file size limits, pipes among files, and fork
 
-// Lets the files of this process grow up to a size, as if the disk was full then.
+// Limits the size of the files of this process, to simulate a full disk.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) {
@@ -663,7 +663,7 @@ private:
     void (*handlerBefore)(int) = nullptr;
 };
 
-// Puts lines until one is refused; its message.
+// Writes lines until one fails; returns the message.
 std::string putUntilRefused(oFileStream& out) {
     for (int i = 0; i < 1000; ++i) {
         const std::string text = thrownBy<write_exception>([&] { out.putLine(record, 514); });
@@ -672,7 +672,7 @@ std::string putUntilRefused(oFileStream& out) {
     return {};
 }
 
-TEST_F(OutputStream, AFullDiskLeavesWholeLinesAndSaysWhichIsTheLast) {
+TEST_F(OutputStream, AFullDiskLeavesWholeLinesAndReportsTheLast) {
     open(path("f"), ansi);
     const FileSizeLimit limit(10 * 1024);
     EXPECT_EQ(putUntilRefused(out),
@@ -682,7 +682,7 @@ TEST_F(OutputStream, AFullDiskLeavesWholeLinesAndSaysWhichIsTheLast) {
     EXPECT_TRUE(out.is_open());
 }
 
-TEST_F(OutputStream, OnAFullDiskEveryTryIsRefusedAndNothingIsKeptOfIt) {
+TEST_F(OutputStream, OnAFullDiskEveryWriteFailsAndKeepsNothing) {
     open(path("f"), ansi);
     const FileSizeLimit limit(10 * 1024);
     const std::string message = putUntilRefused(out);
@@ -699,7 +699,7 @@ TEST_F(OutputStream, OnAFullDiskEveryTryIsRefusedAndNothingIsKeptOfIt) {
     EXPECT_EQ(written(), repeated(recordBytes, 19));
 }
 
-TEST_F(OutputStream, WhenThereIsRoomAgainNothingIsMissing) {
+TEST_F(OutputStream, AfterAFullDiskNothingIsMissing) {
     for (const int encoding : {ansi, utf16le}) {
         const std::string& bytes = encoding == ansi ? recordBytes : recordUtf16;
         for (const int by : {0, 1, 2}) {
@@ -764,7 +764,7 @@ TEST_F(OutputStream, EveryLimitLeavesTheLinesThatFit) {
     }
 }
 
-TEST_F(OutputStream, ALineTooBigForTheDiskIsTakenBack) {
+TEST_F(OutputStream, ALineTooLongForTheDiskIsRemovedAgain) {
     open(path("f"), ansi);
     const FileSizeLimit limit(10 * 1024);
     out.putLine(L"first", true);
@@ -778,7 +778,7 @@ TEST_F(OutputStream, ALineTooBigForTheDiskIsTakenBack) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, ALineCutInAFileWithContentIsTakenBack) {
+TEST_F(OutputStream, APartialLineInAFileWithContentIsRemovedAgain) {
     open(file("f", std::string(5000, 'o')), ansi);
     const FileSizeLimit limit(5000 + 514 + 100);
     EXPECT_EQ(putUntilRefused(out),
@@ -786,7 +786,7 @@ TEST_F(OutputStream, ALineCutInAFileWithContentIsTakenBack) {
     EXPECT_EQ(written(), std::string(5000, 'o') + recordBytes);
 }
 
-TEST_F(OutputStream, TheLastLineInTheFileIsOneOfThisFile) {
+TEST_F(OutputStream, TheLastLineReportedIsInThisFile) {
     open(path("f"), ansi);
     out.putLine(record, 514);
     out.close();
@@ -795,7 +795,7 @@ TEST_F(OutputStream, TheLastLineInTheFileIsOneOfThisFile) {
         "cannot write to /dev/full: "s + std::strerror(ENOSPC) + "; no line of this stream is safely in the file");
 }
 
-TEST_F(OutputStream, WhatIsLeftOfABlockCanBeCutOffAgain) {
+TEST_F(OutputStream, ABlockCanBeTruncatedMoreThanOnce) {
     open(path("f"), ansi);
     const std::string line = std::string(98, 'x') + "\r\n";
     for (int i = 0; i < 8; ++i) out.putLine(std::wstring(98, L'x'), true);
@@ -814,7 +814,7 @@ TEST_F(OutputStream, WhatIsLeftOfABlockCanBeCutOffAgain) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, ALargeLineThatMayNotBeWrittenIsNotKept) {
+TEST_F(OutputStream, ALongLineThatCannotBeWrittenIsNotKept) {
     const int memory = memfd_create("f", MFD_ALLOW_SEALING);
     ASSERT_GE(memory, 0);
     const std::string name = "/proc/self/fd/" + std::to_string(memory);
@@ -849,7 +849,7 @@ TEST_F(OutputStream, ACloseThatCannotWriteRaisesTheFlag) {
     EXPECT_NO_THROW(oFileStream("/dev/full", ansi).putLine(L"a", true)) << "nor does the destructor throw";
 }
 
-TEST_F(OutputStream, AMarkThatFindsNoRoomIsWrittenLater) {
+TEST_F(OutputStream, AMarkThatDoesNotFitIsWrittenLater) {
     {
         const FileSizeLimit limit(1);
         open(path("f"), utf16le);
@@ -866,7 +866,7 @@ TEST_F(OutputStream, AMarkThatFindsNoRoomIsWrittenLater) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, AnEmptyTextOnAFullDiskDisturbsNothing) {
+TEST_F(OutputStream, AnEmptyTextOnAFullDiskChangesNothing) {
     open(path("f"), ansi);
     out.putLine(L"", false);
     {
@@ -893,7 +893,7 @@ TEST_F(OutputStream, APipeGetsItsLinesWithoutAMark) {
     EXPECT_EQ(out.rdstate(), good);
 }
 
-TEST_F(OutputStream, APipeThatNobodyReadsIsARefusal) {
+TEST_F(OutputStream, APipeWithoutAReaderFails) {
     const auto before = std::signal(SIGPIPE, SIG_IGN);
     ASSERT_EQ(mkfifo(path("f").c_str(), 0600), 0);
     const int reader = ::open(path("f").c_str(), O_RDONLY | O_NONBLOCK);
@@ -943,9 +943,9 @@ TEST_F(OutputStream, APipeInNonBlockingModeIsWaitedFor) {
     EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC * 2);
 }
 
-// ---- Sudden ends ----------------------------------------------------------------------------------------------------
+// ---- Killed processes -----------------------------------------------------------------------------------------------
 
-// Runs in a process of its own, which ends with it at once and closes nothing.
+// Runs a function in a process of its own, which then exits immediately and closes nothing.
 pid_t inChild(const std::function<void()>& work) {
     const pid_t child = fork();
     if (child == 0) {
@@ -1098,8 +1098,8 @@ TEST_F(OutputStream, TwoProcessesInterleaveWholeLines) {
     EXPECT_EQ(bs, 20'000U);
 }
 
-// A kill that hits the system while it copies a block tears a line, whatever we do. That
-// is a moment in many thousands here; a stream that hands over lines in pieces is torn nearly every time.
+// A kill while the system copies a block leaves a partial line; the stream cannot avoid that. Here it happens once in many
+// thousand kills; a stream that writes lines in pieces leaves a partial line nearly every time.
 TEST_F(OutputStream, AKilledProcessLeavesWholeLines) {
     std::mt19937 random(9);
     int torn = 0;
@@ -1122,9 +1122,9 @@ TEST_F(OutputStream, AKilledProcessLeavesWholeLines) {
 }
 #endif
 
-// ---- Lines that were read, written again ----------------------------------------------------------------------------
+// ---- Writing lines that were read -----------------------------------------------------------------------------------
 
-// `mend` is called between reading a line and writing it.
+// Calls `mend` between reading a line and writing it.
 template <class Line, class Mend> void copyLines(const std::string& from, const std::string& to, int encoding, Mend mend) {
     iFileStream in;
     in.open(from.c_str(), encoding);
@@ -1143,7 +1143,7 @@ TEST_F(OutputStream, WritesTheZeroThatGetlineLeavesForTheLineFeed) {
     EXPECT_EQ(written("copy"), line + "\r\0"s);
 }
 
-TEST_F(OutputStream, WritesReadBuffersUnchangedOnceTheLineFeedIsBack) {
+TEST_F(OutputStream, WritesReadBuffersUnchangedAfterTheLineFeedIsRestored) {
     const streams::GlobalLocale plain(std::locale::classic());
     const auto putLineFeedBack = [](auto& line) { line.back() = L'\n'; };
     for (const char* const name : {"round-exported.txt", "round-returned.txt", "round-broken.txt", "round-returned-utf16.txt"}) {
@@ -1157,7 +1157,7 @@ TEST_F(OutputStream, WritesReadBuffersUnchangedOnceTheLineFeedIsBack) {
     EXPECT_EQ(written("copy"), readFile(parameters));
 }
 
-// As the guide does it: how many lines of the meter there are.
+// As in the guide: returns the number of lines of the meter.
 int changeReading(const std::string& from, const std::string& to, int encoding, const std::wstring& meter, int reading) {
     const tramo::RecordKind& kind = tramo::kindOf<MeterSubscriberTramoModel>();
     const tramo::Field& serialNumber = *kind.field("meterSerialNumber");
@@ -1188,7 +1188,7 @@ struct SampleFile {
 };
 const SampleFile changedSamples[] = {
     {"round-returned.txt", ansi}, {"round-returned-utf16.txt", utf16le}, {"round-broken.txt", ansi},
-    {"round-damaged.txt", ansi},  // lines of other lengths, the last without a line end
+    {"round-damaged.txt", ansi},  // lines of other lengths, the last without a line ending
 };
 
 TEST_F(OutputStream, ChangesOneFieldOfASampleAndNoOtherByte) {
@@ -1198,7 +1198,7 @@ TEST_F(OutputStream, ChangesOneFieldOfASampleAndNoOtherByte) {
         const std::string sample = SAMPLES "/"s + name;
         const std::string before = readFile(sample);
         const std::size_t width = encoding == ansi ? 1 : 2, start = encoding == ansi ? 0 : 2;
-        // The second meter's line: its letter stands behind a line end, its serial number in columns 352 to 363, its
+        // The line of the second meter: its letter follows a line ending, its serial number is in columns 352 to 363, its
         // reading in 438 to 447.
         std::string lineEnd = "\n1";
         if (width == 2) lineEnd = "\n\0"s + "1\0"s;
@@ -1219,7 +1219,7 @@ TEST_F(OutputStream, ChangesOneFieldOfASampleAndNoOtherByte) {
     }
 }
 
-// ---- Against the literal model --------------------------------------------------------------------------------------
+// ---- Comparison with the reference model ----------------------------------------------------------------------------
 
 template <class Stream>
 std::string perform(Stream& stream, unsigned operation, unsigned choice, const std::vector<std::string>& files) {
@@ -1245,7 +1245,7 @@ std::string perform(Stream& stream, unsigned operation, unsigned choice, const s
     return seen + " open " + std::to_string(stream.is_open()) + " line " + std::to_string(stream.getLineNumber());
 }
 
-TEST_F(OutputStream, DoesWhatTheLiteralModelDoes) {
+TEST_F(OutputStream, BehavesLikeTheReferenceModel) {
     std::mt19937 random(815);
     std::size_t bytes = 0;
     for (int round = 0; round < 60; ++round) {
@@ -1269,8 +1269,8 @@ TEST_F(OutputStream, DoesWhatTheLiteralModelDoes) {
     EXPECT_GT(bytes, 50'000U);
 }
 
-// Two streams write to one file by turns, and empty it.
-TEST_F(OutputStream, SharesAFileAsTheLiteralModelDoes) {
+// Two streams write to one file in turns, and empty it.
+TEST_F(OutputStream, SharesAFileLikeTheReferenceModel) {
     std::mt19937 random(816);
     std::size_t bytes = 0;
     for (int round = 0; round < 40; ++round) {

@@ -65,11 +65,11 @@ TEST(Parameter, IsEmptyByDefault) {
     EXPECT_EQ(textOf(model.getParameterLine()), line(L""));
     EXPECT_EQ(lineEndOf(model.getParameterLine()), L"\r\n");
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {9, 0x201}}));
-    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {9, 0x201}}));  // not doubled
+    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {9, 0x201}}));  // not repeated
     EXPECT_EQ(model.toString(), L"ParameterTramoModel[key:,value:]");
 }
 
-TEST(Parameter, LacksTheValueThatIsBlank) {
+TEST(Parameter, ReportsTheBlankValueAsMissing) {
     EXPECT_EQ(faults(parsed<M>(line(L"        value")).getMandatoryErrors()), (Faults{{1, 0x201}}));
     EXPECT_EQ(faults(parsed<M>(line(L"KEY")).getMandatoryErrors()), (Faults{{9, 0x201}}));
 }
@@ -81,10 +81,10 @@ TEST(Parameter, WritesAWholeLineFromItsDefault) {
     EXPECT_EQ(textOf(model.toParameterLine()), line(L"AGENT   AG07"));
     EXPECT_EQ(lineEndOf(model.toParameterLine()), L"\r\n");
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
-    EXPECT_EQ(textOf(model.getParameterLine()), line(L""));  // what it was made of, not what was built
+    EXPECT_EQ(textOf(model.getParameterLine()), line(L""));  // the parsed line, not the built one
 }
 
-TEST(Parameter, FillsItsKeyColumnsButNotMore) {
+TEST(Parameter, FillsItsKeyColumnsOnly) {
     M model;
     model.setKey(L"SEUILMAX");
     model.setValue(L"500");
@@ -101,28 +101,28 @@ TEST(Parameter, FillsItsKeyColumnsButNotMore) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(Parameter, KeepsInnerAndLeadingBlanksOfAValue) {
+TEST(Parameter, KeepsInnerAndLeadingSpacesOfAValue) {
     EXPECT_EQ(parsed<M>(line(L"KEY      a  b  ")).getValue(), L" a  b");
     EXPECT_EQ(parsed<M>(line(L" K E Y  v")).getKey(), L" K E Y");
 }
 
-TEST(Parameter, TakesAnyLineForOne) {
+TEST(Parameter, AcceptsEveryLine) {
     const M model = parsed<M>(std::wstring(40, L'9'));
     EXPECT_EQ(model.getKey(), std::wstring(8, L'9'));
     EXPECT_EQ(model.getValue(), std::wstring(32, L'9'));
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
 }
 
-TEST(Parameter, KeepsTheLineItWasGivenWhateverIsSet) {
+TEST(Parameter, KeepsTheParsedLineAfterSetters) {
     M model = parsed<M>(line(L"AGENT   AG07"));
     model.setKey(L"X");
     model.toParameterLine();
     EXPECT_EQ(textOf(model.getParameterLine()), line(L"AGENT   AG07"));
 }
 
-TEST(Parameter, NeverLooksAtTheLineEnd) {
+TEST(Parameter, IgnoresTheLineEnding) {
     const std::wstring full = line(L"KEY").replace(39, 1, L"x");
-    const M model(lineOf<ParameterLine::parameterLine_t>(full, L"\r"));  // as a stream leaves it: CR and a zero
+    const M model(lineOf<ParameterLine::parameterLine_t>(full, L"\r"));  // as a stream returns it: CR and a zero
     EXPECT_EQ(model.getValue(), blanks(31) + L"x");
     EXPECT_EQ(lineEndOf(model.getParameterLine()), std::wstring(L"\r\0", 2));
 }

@@ -21,7 +21,7 @@ const Table& table() {
         }};
         // clang-format on
         all.check = check;
-        all.turns = 2;  // a round number below 0 is written blank, and blanks are read as 1
+        all.turns = 2;  // a round number below 0 is written blank, which is read as 1
         all.asymmetries = {
             {"a meter number is read into the round number",
                 [](const Row& row, const State& state) { return row.name == "roundNumber" && state.number("meterNumber") >= 0; },
@@ -60,7 +60,7 @@ TEST(RecordInformation, ReadsTheMeterNumberIntoTheRoundNumber) {
     EXPECT_EQ(builtText(model), L"9   34" + blanks(506));
 }
 
-TEST(RecordInformation, KeepsTheRoundNumberWhereTheMeterNumberIsBlankOrBad) {
+TEST(RecordInformation, KeepsTheRoundNumberIfTheMeterNumberIsBlankOrInvalid) {
     EXPECT_EQ(having(L"   12", L"     ").getRoundNumber(), 12);
     const Silence quiet;
     const M bad = having(L"   12", L"  x34");
@@ -68,7 +68,7 @@ TEST(RecordInformation, KeepsTheRoundNumberWhereTheMeterNumberIsBlankOrBad) {
     EXPECT_EQ(faults(bad.getParseErrors()), (Faults{{7, 0x01}}));
 }
 
-TEST(RecordInformation, ReadsTheMeterNumberAlsoWhereTheRoundNumberIsBlankOrBad) {
+TEST(RecordInformation, ReadsTheMeterNumberEvenIfTheRoundNumberIsBlankOrInvalid) {
     EXPECT_EQ(having(L"     ", L"   34").getRoundNumber(), 34);
     const Silence quiet;
     const M bad = having(L"   x2", L"34   ");
@@ -76,7 +76,7 @@ TEST(RecordInformation, ReadsTheMeterNumberAlsoWhereTheRoundNumberIsBlankOrBad) 
     EXPECT_EQ(faults(bad.getParseErrors()), (Faults{{2, 0x01}}));
 }
 
-TEST(RecordInformation, LeavesItsInitialNumbersWhereBothAreBlank) {
+TEST(RecordInformation, KeepsItsInitialNumbersIfBothAreBlank) {
     M model = having(L"     ", L"     ");
     EXPECT_EQ(model.getRoundNumber(), 1);
     EXPECT_EQ(model.getMeterNumber(), -1);
@@ -89,7 +89,7 @@ TEST(RecordInformation, ListsBothErrorsInOrder) {
     EXPECT_EQ(faults(having(L"xxxxx", L"-    ").getParseErrors()), (Faults{{2, 0x01}, {7, 0x01}}));
 }
 
-TEST(RecordInformation, WritesTheRoundNumberAloneWithoutAMeterNumber) {
+TEST(RecordInformation, WritesOnlyTheRoundNumberWithoutAMeterNumber) {
     M model = having(L"     ", L"     ");
     model.setRoundNumber(5);
     EXPECT_EQ(builtText(model), L"9    5" + blanks(506));
@@ -99,7 +99,7 @@ TEST(RecordInformation, WritesTheRoundNumberAloneWithoutAMeterNumber) {
     EXPECT_EQ(builtText(model), L"9         0" + blanks(501));
 }
 
-TEST(RecordInformation, CutsNumbersOfMoreThanFiveDigitsOnTheRight) {
+TEST(RecordInformation, TruncatesNumbersOfMoreThanFiveDigitsOnTheRight) {
     M model = having(L"     ", L"     ");
     model.setRoundNumber(123456);
     model.setMeterNumber(2147483647);
@@ -107,7 +107,7 @@ TEST(RecordInformation, CutsNumbersOfMoreThanFiveDigitsOnTheRight) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(RecordInformation, MissesEachNumberBelow0) {
+TEST(RecordInformation, ReportsEachNumberBelow0AsMissing) {
     M model = having(L"     ", L"     ");
     for (const int round : {-2, -1, 0, 1})
         for (const int meter : {-2, -1, 0, 1}) {
@@ -122,7 +122,7 @@ TEST(RecordInformation, MissesEachNumberBelow0) {
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
 }
 
-TEST(RecordInformation, IsKnownToReportGoodLines) {
+TEST(RecordInformation, IsDescribedToReportCorrectLines) {
     EXPECT_FALSE(fieldOf<M>("roundNumber").reportedOnGoodLines);
     EXPECT_TRUE(fieldOf<M>("meterNumber").reportedOnGoodLines);
 }

@@ -7,7 +7,7 @@ using M = RoundTramoModel;
 
 namespace {
 
-// One area: the columns of its four fields, and those that its errors name where they are others.
+// One area: the columns of its four fields, and the columns that its errors name if they differ.
 struct AreaColumns {
     std::string stem;
     int number, label, position, lenght, type;
@@ -40,7 +40,7 @@ std::string shownAs(std::string name) {
     return "round" + name;
 }
 
-// Whether an area has something, but not all it needs; the type 'A' is looked for in `typeA`.
+// Returns whether an area is incomplete, but not empty; checks type 'A' in `typeA`.
 bool incomplete(const State& state, const AreaColumns& area, wchar_t typeA) {
     const long long position = state.number(positionName(area)), lenght = state.number(lenghtName(area));
     const wchar_t type = state.code(typeName(area));
@@ -98,7 +98,7 @@ Faults parseErrors(const std::wstring& line) {
 }
 Faults mandatoryErrors(M& model) { return faults(model.getMandatoryErrors()); }
 
-// A round with a code, so that only its areas can be wrong.
+// A round with a code, so that only its areas can have errors.
 M coded() {
     M model;
     model.setCode(L"C");
@@ -169,7 +169,7 @@ TEST(Round, AssignsTheColumnsOfTheFormatAndNoOthers) {
     EXPECT_EQ(std::count(line.begin(), line.end(), L' '), 23 + 4);
 }
 
-TEST(Round, IgnoresTheColumnsThatAreNotAssignedAndLeavesThemBlank) {
+TEST(Round, IgnoresUnassignedColumnsAndWritesThemBlank) {
     std::wstring line = blankLine();
     put(line, 476, std::wstring(23, L'x'));
     put(line, 507, std::wstring(4, L'x'));
@@ -217,7 +217,7 @@ TEST(Round, ListsEveryErrorInTheOrderOfTheFields) {
     expectAlike<M>(table(), blankLine());
 }
 
-TEST(Round, ReadsNumbersAsFarAsTheyGo) {
+TEST(Round, ReadsNumbersUpToTheFirstNonDigit) {
     std::wstring line = blankLine();
     put(line, 30, L"7x");
     put(line, 272, L" -4");
@@ -231,14 +231,14 @@ TEST(Round, ReadsNumbersAsFarAsTheyGo) {
     EXPECT_EQ(model.getMeterInformationPositionArea3(), 6);
 }
 
-TEST(Round, KeepsLeadingBlanksOfTextsAndCutsTrailingOnes) {
+TEST(Round, KeepsLeadingSpacesOfTextsAndRemovesTrailingOnes) {
     std::wstring line = blankLine();
     put(line, 2, L"  AB\t \r ");
     EXPECT_EQ(parsed<M>(line).getCode(), L"  AB");
     EXPECT_EQ(parsed<M>(line).getName(), L"");
 }
 
-TEST(Round, ReadsUpperAndLowerCaseTypesApart) {
+TEST(Round, ReadsTypesCaseSensitively) {
     std::wstring line = blankLine();
     put(line, 277, L"D");
     put(line, 299, L"d");
@@ -251,7 +251,7 @@ TEST(Round, ReadsUpperAndLowerCaseTypesApart) {
     EXPECT_EQ(model.getMeterInformationTypeArea4(), TF::TramoType::TypeLowerN);
 }
 
-TEST(Round, TakesEveryCharacterThatIsNoTypeAsAnError) {
+TEST(Round, ReportsEveryUnknownType) {
     const Silence quiet;
     for (int c = 0; c <= 0x200; ++c) {
         const auto code = static_cast<wchar_t>(c);
@@ -265,7 +265,7 @@ TEST(Round, TakesEveryCharacterThatIsNoTypeAsAnError) {
 
 // ---- Writing --------------------------------------------------------------------------------------------------------
 
-TEST(Round, WritesDefaultWheelsFrom4On) {
+TEST(Round, WritesDefaultWheelsFrom4) {
     for (int wheels = -2; wheels <= 12; ++wheels) {
         M model;
         model.setDefaultMeterWheels(wheels);
@@ -287,7 +287,7 @@ TEST(Round, WritesATypeNAs1AndATypeAAs2) {
     EXPECT_EQ(columns(line, 475, 1), L"2");
 }
 
-TEST(Round, LeavesAnAreaWithoutAPositionBlankWhateverItHolds) {
+TEST(Round, WritesAnAreaWithoutAPositionBlank) {
     for (const AreaColumns& area : areas) {
         M model;
         setValue(model, labelName(area), std::wstring(L"label"));
@@ -300,7 +300,7 @@ TEST(Round, LeavesAnAreaWithoutAPositionBlankWhateverItHolds) {
     }
 }
 
-TEST(Round, LeavesOutTheTooLongLabelOfAnAreaWithoutAPosition) {
+TEST(Round, IgnoresTheTooLongLabelOfAnAreaWithoutAPosition) {
     M model;
     model.setSubscriberInformationLabelArea4(std::wstring(17, L'x'));
     model.toTramoLine();
@@ -310,7 +310,7 @@ TEST(Round, LeavesOutTheTooLongLabelOfAnAreaWithoutAPosition) {
     EXPECT_EQ(faults(model.getBuildErrors()), (Faults{{431, 0x102}}));
 }
 
-TEST(Round, ReportsATypeThatHasNoCode) {
+TEST(Round, ReportsATypeWithoutACode) {
     void (M::*const setters[])(const TF::TramoType&) = {
         &M::setMeterInformationTypeArea1,
         &M::setMeterInformationTypeArea2,
@@ -354,7 +354,7 @@ TEST(Round, ListsBuildErrorsInTheOrderOfWriting) {
     model.toTramoLine();
     EXPECT_EQ(faults(model.getBuildErrors()), expected);
     model.toTramoLine();
-    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // rebuilt, not doubled
+    EXPECT_EQ(faults(model.getBuildErrors()), expected);  // replaced, not appended
 }
 
 TEST(Round, WritesAWholeLine) {
@@ -378,7 +378,7 @@ TEST(Round, WritesAWholeLine) {
     put(expected, 32, L"Mind the dog");
     put(expected, 192, L"10");
     put(expected, 278, L"Place            1230d");
-    put(expected, 454, L"                100-1 ");  // a length of -1 is written like any number
+    put(expected, 454, L"                100-1 ");  // a length of -1 is written, too
     put(expected, 499, L"20240115");
     put(expected, 511, L"7 ");
     EXPECT_EQ(textOf(model.toTramoLine()), expected);
@@ -391,14 +391,14 @@ TEST(Round, MustHaveACode) {
     M model;
     EXPECT_EQ(mandatoryErrors(model), (Faults{{2, 0x201}}));
     model.setCode(L" ");
-    EXPECT_EQ(mandatoryErrors(model), Faults());  // a blank that was set is a text
+    EXPECT_EQ(mandatoryErrors(model), Faults());  // a space that was set is a text
 }
 
-// Every combination of what an area can hold, by the words of the rule: complete, nothing, or something of it.
+// Every combination of the values of an area, by the rule: complete, empty, or incomplete.
 TEST(Round, ChecksEveryCombinationInEveryArea) {
     static constexpr wchar_t types[] = L"!12ABDHNYdn";
     for (const AreaColumns& area : areas) {
-        const bool first = area.label == 366;  // it looks for the type A in the last area of the meter
+        const bool first = area.label == 366;  // checks type A in the last meter area
         for (const long long position : {-2, -1, 0, 1, 999})
             for (const long long lenght : {-2, -1, 0, 1, 99})
                 for (const wchar_t type : std::wstring(types)) {
@@ -410,14 +410,14 @@ TEST(Round, ChecksEveryCombinationInEveryArea) {
                     const bool something = position > 0 || lenght > 0 || type == L'N' || (type == L'A' && !first);
                     Faults expected;
                     if (!complete && something) expected.push_back({area.labelError, 0x202});
-                    if (area.label == 344 && type == L'A') expected.push_back({366, 0x202});  // looked at from there, too
+                    if (area.label == 344 && type == L'A') expected.push_back({366, 0x202});  // checked by that area, too
                     EXPECT_EQ(mandatoryErrors(model), expected)
                         << labelName(area) << " " << position << " " << lenght << " " << display(type);
                 }
     }
 }
 
-TEST(Round, PassesAnAreaWithPosition0AndNothingElse) {
+TEST(Round, AcceptsAnAreaWithOnlyPosition0) {
     M model = coded();
     model.setMeterInformationPositionArea1(0);
     EXPECT_EQ(mandatoryErrors(model), Faults());
@@ -425,20 +425,20 @@ TEST(Round, PassesAnAreaWithPosition0AndNothingElse) {
     EXPECT_EQ(mandatoryErrors(model), (Faults{{256, 0x202}}));
 }
 
-// The cross-reference, from both of its ends: type A of meter area 5 is held against subscriber area 1 as well.
-TEST(Round, LooksForTypeAOfSubscriberArea1InMeterArea5) {
+// The cross-reference from both sides: type A of meter area 5 also applies to subscriber area 1.
+TEST(Round, ChecksTypeAOfSubscriberArea1InMeterArea5) {
     M model = coded();
     model.setSubscriberInformationTypeArea1(TF::TramoType::TypeA);
-    EXPECT_EQ(mandatoryErrors(model), Faults());  // its own A is not looked at
+    EXPECT_EQ(mandatoryErrors(model), Faults());  // its own A is ignored
     model.setSubscriberInformationTypeArea1(TF::TramoType::TypeN);
-    EXPECT_EQ(mandatoryErrors(model), (Faults{{366, 0x202}}));  // its own N is
+    EXPECT_EQ(mandatoryErrors(model), (Faults{{366, 0x202}}));  // its own N counts
     model.setSubscriberInformationTypeArea1(TF::TramoType::Unset);
 
     model.setMeterInformationTypeArea5(TF::TramoType::TypeA);
     EXPECT_EQ(mandatoryErrors(model), (Faults{{344, 0x202}, {366, 0x202}}));
     model.setMeterInformationPositionArea5(0);
     model.setMeterInformationLenghtArea5(0);
-    EXPECT_EQ(mandatoryErrors(model), (Faults{{366, 0x202}}));  // also when meter area 5 is complete
+    EXPECT_EQ(mandatoryErrors(model), (Faults{{366, 0x202}}));  // even if meter area 5 is complete
     model.setSubscriberInformationPositionArea1(0);
     model.setSubscriberInformationLenghtArea1(0);
     EXPECT_EQ(mandatoryErrors(model), (Faults{{366, 0x202}}));
@@ -447,7 +447,7 @@ TEST(Round, LooksForTypeAOfSubscriberArea1InMeterArea5) {
     model.setMeterInformationTypeArea5(TF::TramoType::TypeN);
     EXPECT_EQ(mandatoryErrors(model), Faults());
     model.setSubscriberInformationTypeArea1(TF::TramoType::Unset);
-    EXPECT_EQ(mandatoryErrors(model), Faults());  // N of meter area 5 is none of its business
+    EXPECT_EQ(mandatoryErrors(model), Faults());  // N of meter area 5 is ignored
 }
 
 TEST(Round, ChecksOtherAreasByTheirOwnTypes) {
@@ -515,10 +515,10 @@ TEST(Round, ShowsAParsedModel) {
         L"roundSubscriberInformationLenghtArea4:-1,roundSubscriberInformationTypeArea4:!,"
         L"roundSubscriberInformationLabelArea5:,roundSubscriberInformationPositionArea5:-1,"
         L"roundSubscriberInformationLenghtArea5:-1,roundSubscriberInformationTypeArea5:!,"
-        L"roundImportDate:1705273200,roundReservedUserCode:99]");  // the seconds of a midnight one hour east of Greenwich
+        L"roundImportDate:1705273200,roundReservedUserCode:99]");  // midnight one hour east of Greenwich, in seconds
 }
 
-TEST(Round, ShowsTextsAndNumbersAsTheyAreHeldWhateverALineCouldHold) {
+TEST(Round, ShowsTextsAndNumbersThatNoLineCouldHold) {
     M model;
     model.setCode(L" longer than its columns,]\u00E9 ");
     model.setDefaultMeterWheels(-123456);

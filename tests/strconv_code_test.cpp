@@ -11,14 +11,14 @@ namespace {
 
 using namespace std::string_literals;
 
-// The tables as the format states them: code read, value, code written.
+// The tables of the format: code read, value, code written.
 template <class E> struct Row {
     std::wstring read;
     E value;
     std::wstring written;
 };
 
-// How an enumeration is read and written, and what the failures say.
+// How an enumeration is read and written, and the failure messages.
 template <class E> struct Codec;
 
 #define CODEC(Enumeration, toFunction, fromFunction, parse, build, ...)                      \
@@ -170,7 +170,7 @@ TYPED_TEST(Codes, EveryValueOutsideTheTableFailsAndIsShown) {
     }
 }
 
-// ---- Particulars ----------------------------------------------------------------------------------------------------
+// ---- Special cases --------------------------------------------------------------------------------------------------
 
 TEST(LineType, HasNoEight) {
     Console console;
@@ -189,7 +189,7 @@ TEST(Fluid, BlankIsReadAsW) {
     EXPECT_EQ(code, L'W');
 }
 
-TEST(Fluid, FailsToBeWrittenUnderTheLabelOfReading) {
+TEST(Fluid, FailsToBeWrittenWithTheLabelOfReading) {
     Console console;
     wchar_t dest = L'#';
     EXPECT_FALSE(StrConv::fromFluidType(static_cast<TF::MeterFluid>(L'x'), &dest, 1));
@@ -217,7 +217,7 @@ TEST(Method, TIsReadButNotWritten) {
     EXPECT_EQ(console.wide(), L"fromReadMethod (T), Parse failed\n\n");
 }
 
-TEST(Width, OfACodeIsIgnored) {
+TEST(Width, IsIgnoredForCodes) {
     for (const int width : {-1, 0, 1, 5}) {
         std::wstring line = L"###";
         EXPECT_TRUE(StrConv::fromReadStatus(TF::ReadStatus::Status3, line.data() + 1, width));
@@ -259,7 +259,7 @@ TEST(CodeInText, FailsWithTheWholeTextShown) {
     expectShown<TF::ReadStatus, char>(StrConv::toReadStatus, "\xE9", L"toReadStatus (\xE9), Parse failed\n\n");
 }
 
-TEST(CodeInText, FailsWhenThereIsNone) {
+TEST(CodeInText, FailsForAnEmptyText) {
     expectShown<TF::MeterFluid, wchar_t>(StrConv::toFluidType, L"", L"toFluidType (), Parse failed\n\n");
     expectShown<TF::TramoType, wchar_t>(StrConv::toTramoType, L"", L"toTramoType (), Parse failed\n\n");
     expectShown<TF::ReadMethod, wchar_t>(StrConv::toReadMethod, L"", L"toReadMethod (), Parse failed\n\n");
@@ -268,7 +268,7 @@ TEST(CodeInText, FailsWhenThereIsNone) {
 
 // ---- A method as text -----------------------------------------------------------------------------------------------
 
-TEST(StringFromReadMethod, GivesTheLetter) {
+TEST(StringFromReadMethod, ReturnsTheLetter) {
     Console console;
     std::wstring text = L"before";
     EXPECT_TRUE(StrConv::stringFromReadMethod(TF::ReadMethod::MethodM, &text));
@@ -280,7 +280,7 @@ TEST(StringFromReadMethod, GivesTheLetter) {
     EXPECT_EQ(console.wide(), L"");
 }
 
-TEST(StringFromReadMethod, FailsForTheOthersUnderItsOwnLabel) {
+TEST(StringFromReadMethod, FailsForOtherValuesWithItsOwnLabel) {
     std::wstring text = L"before";
     for (const wchar_t letter : {L'T', L'x'}) {
         Console console;
@@ -316,7 +316,7 @@ Flags read(const std::wstring& text) {
     return f;
 }
 
-TEST(AlarmFlags, StandInTheirDigits) {
+TEST(AlarmFlags, AreWrittenIntoTheirDigits) {
     EXPECT_EQ(write(flagsOf(0)), L"0000");
     EXPECT_EQ(write(flagsOf(0xFFF)), L"FF0F");
     const wchar_t* const single[] = {
@@ -327,11 +327,11 @@ TEST(AlarmFlags, StandInTheirDigits) {
     }
 }
 
-TEST(AlarmFlags, AllComeBack) {
+TEST(AlarmFlags, RoundTrip) {
     for (unsigned bits = 0; bits < 4096; ++bits) ASSERT_EQ(read(write(flagsOf(bits))), flagsOf(bits)) << bits;
 }
 
-TEST(AlarmFlags, AreReadInEitherCaseAndWithBitsThatCarryNothing) {
+TEST(AlarmFlags, AreReadInEitherCaseAndWithUnusedBits) {
     EXPECT_EQ(read(L"fa0b"), flagsOf(0xBFA));
     EXPECT_EQ(read(L"00F0"), flagsOf(0));
     EXPECT_EQ(read(L"FFFF"), flagsOf(0xFFF));
@@ -352,7 +352,7 @@ const OddAlarms oddAlarms[] = {
     {L"000000FF", 0xFFF, L"hexStrToInt (FF000000), Parse failed\n\n"},  // too large: the highest int
 };
 
-TEST(AlarmFlags, AreSetFromWhateverTheHexadecimalReadingLeaves) {
+TEST(AlarmFlags, AreSetEvenIfTheHexadecimalNumberIsInvalid) {
     for (const auto& [text, bits, said] : oddAlarms) {
         Console console;
         EXPECT_EQ(read(text), flagsOf(bits)) << testing::PrintToString(text);

@@ -1,4 +1,4 @@
-// Date fields: what counts as a date, what is left alone on failure, and that they come back as they were written.
+// Date fields: valid and invalid dates, no change on failure, and round trips.
 #include "support/build.h"
 #include "support/console.h"
 #include "support/timezone.h"
@@ -51,7 +51,7 @@ TEST_F(DateFields, AreReadInLocalTime) {
     EXPECT_EQ(t, newYear2024);
 }
 
-TEST_F(DateFields, AreReadIntoAWiderLong) {
+TEST_F(DateFields, AreReadIntoA64BitLong) {
     long t = 0;
     std::wstring text = L"20240131";
     EXPECT_TRUE(StrConv::toDate(text, t));
@@ -94,7 +94,7 @@ const std::wstring noDateTimes[] = {
     L"203801190415",
 };
 
-TEST_F(DateFields, ThatAreNoDatesFailSilentlyAndLeaveTheValue) {
+TEST_F(DateFields, ThatAreInvalidFailSilentlyAndKeepTheValue) {
     Console console;
     for (std::wstring text : noDates) {
         long32 t = 99;
@@ -129,7 +129,7 @@ TEST_F(DateFields, OfTheEpochItselfDependOnTheZone) {
     EXPECT_EQ(t, 18000);
 }
 
-TEST_F(DateFields, CountTheLowEightBitsOfACharacter) {
+TEST_F(DateFields, UseTheLowEightBitsOfACharacter) {
     std::wstring text = L"20240\x131\x2033\x431";  // low bytes 31, 33, 31 are the digits 1, 3, 1
     long32 t = 0;
     EXPECT_TRUE(StrConv::toDate(text, t));
@@ -173,13 +173,13 @@ TEST_F(DateFields, AreWrittenDigitByDigit) {
     EXPECT_EQ(date(951782400), L"20000229");
 }
 
-TEST_F(DateFields, OfTheValueZeroShowTheEpochInLocalTime) {
+TEST_F(DateFields, OfTheValueZeroAreTheEpochInLocalTime) {
     EXPECT_EQ(date(0), L"19700101");
     const TimeZone newYork("America/New_York");
     EXPECT_EQ(date(0), L"19691231");
 }
 
-TEST_F(DateFields, AreWrittenAsTheStandardFormattingWritesThem) {
+TEST_F(DateFields, AreWrittenAsByTheStandardFormatting) {
     std::mt19937 random(7);
     std::uniform_int_distribution<long32> any(lowest);
     for (int i = 0; i < 20000; ++i) {
@@ -195,7 +195,7 @@ TEST_F(DateFields, AreWrittenAsTheStandardFormattingWritesThem) {
     }
 }
 
-TEST_F(DateFields, ComeBackAsMidnightOfTheirDayAndToTheMinute) {
+TEST_F(DateFields, RoundTripToMidnightAndToTheMinute) {
     std::mt19937 random(8);
     std::uniform_int_distribution<long32> any(86400);
     for (int i = 0; i < 20000; ++i) {
@@ -205,16 +205,16 @@ TEST_F(DateFields, ComeBackAsMidnightOfTheirDayAndToTheMinute) {
         ASSERT_TRUE(StrConv::toDate(text, back));
         ASSERT_EQ(dateTime(back), text + L"0000");
         ASSERT_LT(t - back, 25 * 3600);
-        ASSERT_LE(back - t, 3600);  // midnight came twice on 1976-09-26
+        ASSERT_LE(back - t, 3600);  // midnight occurred twice on 1976-09-26
         std::wstring full = dateTime(t);
         ASSERT_TRUE(StrConv::toDateTime(full, back));
         ASSERT_EQ(dateTime(back), full);
     }
 }
 
-// ---- Formats of the caller's own ------------------------------------------------------------------------------------
+// ---- Custom formats -------------------------------------------------------------------------------------------------
 
-TEST_F(DateFields, TakeAnyFormatOfTheStandard) {
+TEST_F(DateFields, AcceptAnyStandardFormat) {
     const long32 t = 1706706305;
     EXPECT_EQ(written(t, L"%d/%m/%Y %H:%M:%S", 19), L"31/01/2024 14:05:05");
     EXPECT_EQ(written(t, L"%Y%m%d%H%M%S", 14), L"20240131140505");
@@ -225,7 +225,7 @@ TEST_F(DateFields, TakeAnyFormatOfTheStandard) {
     EXPECT_EQ(written(t, L"", 0), L"");
 }
 
-TEST_F(DateFields, KnowAFormatByItsTextNotItsAddress) {
+TEST_F(DateFields, CompareFormatsByTextNotAddress) {
     const std::wstring copy = StrConv::DATEFORMAT;
     EXPECT_EQ(written(1706706300, copy.c_str(), 8), L"20240131");
 }
@@ -242,7 +242,7 @@ TEST_F(DateFields, FollowAChangeOfTheZone) {
     EXPECT_EQ(t, newYear2024 + 6 * 3600);
 }
 
-// A locale's clock that prints nothing but a question mark, or fails.
+// A time facet that prints only a question mark, or fails.
 struct OddClock : std::time_put<wchar_t> {
     bool fails;
     explicit OddClock(bool failing) : fails(failing) {}
@@ -253,7 +253,7 @@ struct OddClock : std::time_put<wchar_t> {
     }
 };
 
-TEST_F(DateFields, OfTheFormatAskNoLocale) {
+TEST_F(DateFields, InTheFormatsOfTheFileIgnoreTheLocale) {
     for (const bool fails : {false, true}) {
         const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OddClock(fails)));
         EXPECT_EQ(date(1706706300), L"20240131");
@@ -263,7 +263,7 @@ TEST_F(DateFields, OfTheFormatAskNoLocale) {
     }
 }
 
-TEST_F(DateFields, InAnyOtherFormatFailWhereTheLocaleDoes) {
+TEST_F(DateFields, InCustomFormatsFailIfTheLocaleFails) {
     const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OddClock(false)));
     EXPECT_EQ(written(1706706300, L"%d", 1), L"?");
     std::locale::global(std::locale(std::locale::classic(), new OddClock(true)));
@@ -284,7 +284,7 @@ std::vector<std::string> zonesOfTheTable() {
     return names;
 }
 
-// Days that a zone never had: it moved to the other side of the date line.
+// Days that a zone skipped because it moved across the date line.
 const std::set<std::string> skippedDays{
     "Pacific/Apia 20111230",
     "Pacific/Fakaofo 20111230",
@@ -293,7 +293,7 @@ const std::set<std::string> skippedDays{
     "Pacific/Kwajalein 19930821",
 };
 
-TEST(EveryZoneOfTheTable, GivesEveryDayBackButThoseItNeverHad) {
+TEST(EveryZoneOfTheTable, GivesEveryDayBackExceptThoseItSkipped) {
 #ifdef _WIN32
     GTEST_SKIP() << "that system knows no zones by name";
 #elif TESTS_SANITIZED

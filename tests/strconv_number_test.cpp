@@ -15,7 +15,7 @@ using namespace std::string_literals;
 constexpr int intMax = std::numeric_limits<int>::max(), intMin = std::numeric_limits<int>::min();
 constexpr long long longLongMax = std::numeric_limits<long long>::max(), longLongMin = std::numeric_limits<long long>::min();
 
-// ---- Whole numbers --------------------------------------------------------------------------------------------------
+// ---- Integers -------------------------------------------------------------------------------------------------------
 
 struct Whole {
     std::wstring text;
@@ -103,7 +103,7 @@ const auto toLong = [](std::wstring& s, long32& v) { return StrConv::toLong(s, v
 const auto toWiderLong = [](std::wstring& s, long& v) { return StrConv::toLong(s, v); };
 const auto toLongLong = [](std::wstring& s, long long& v) { return StrConv::toLongLong(s, v); };
 
-TEST(WholeNumbers, AreReadUpToTheFirstOtherCharacter) {
+TEST(WholeNumbers, AreReadUpToTheFirstNonDigit) {
     for (const auto& [text, value] : wholeNumbers) {
         expectReads<int>(toInt, text, static_cast<int>(value));
         expectReads<long32>(toLong, text, static_cast<long32>(value));
@@ -136,7 +136,7 @@ TEST(WholeNumbers, OfLongLongHave64Bits) {
     for (const std::wstring& text : beyondLongLong) expectFails<long long>(toLongLong, text, L"toLongLong: ");
 }
 
-TEST(WholeNumbers, LeaveTheErrorIndicatorOfASuccessAlone) {
+TEST(WholeNumbers, DoNotChangeErrnoOnSuccess) {
     std::wstring text = L"12";
     int value = 0;
     errno = EDOM;
@@ -194,7 +194,7 @@ const Hex hexNumbers[] = {
     {L"é", false, 0},
 };
 
-TEST(HexStrToInt, GivesNumberOrNearestLimitAndSaysWhatFailed) {
+TEST(HexStrToInt, ReturnsTheNumberOrTheNearestLimitAndPrintsFailures) {
     for (const auto& [text, good, expected] : hexNumbers) {
         std::wstring copy = text;
         int value = 99;
@@ -206,7 +206,7 @@ TEST(HexStrToInt, GivesNumberOrNearestLimitAndSaysWhatFailed) {
     }
 }
 
-TEST(HexStrToInt, LeavesTheValueForAnEmptyText) {
+TEST(HexStrToInt, KeepsTheValueForAnEmptyText) {
     std::wstring text;
     int value = 99;
     Console console;
@@ -278,7 +278,7 @@ const std::wstring noDecimals[] = {
     L"1e-310", L"-1e-310", L"1e-400", L"1e-999999999999999999999", L"0x1p-1075", L"4.9e-324",  // underflow
 };
 
-TEST(ToDouble, ReadsWhatTheStandardConversionReads) {
+TEST(ToDouble, ReadsTheSameAsTheStandardConversion) {
     for (const auto& [text, expected] : decimals) {
         std::wstring copy = text;
         double value = 99;
@@ -306,7 +306,7 @@ TEST(ToDouble, KeepsTheSignOfZero) {
     }
 }
 
-TEST(ToDouble, PutsPointsForCommasInTheCallersText) {
+TEST(ToDouble, ReplacesCommasWithPointsInTheCallersText) {
     double value = 0;
     std::wstring text = L"3,25";
     EXPECT_TRUE(StrConv::toDouble(text, value));
@@ -350,7 +350,7 @@ TEST(ToDouble, ReadsTextsOfAnyLength) {
     EXPECT_EQ(value, 1.0);
 }
 
-TEST(ToDouble, LeavesTheErrorIndicatorOfASuccessAlone) {
+TEST(ToDouble, DoesNotChangeErrnoOnSuccess) {
     for (std::wstring text : {L"1,5", L"1e5", L"0x1A"}) {
         double value = 0;
         errno = EDOM;
@@ -359,7 +359,7 @@ TEST(ToDouble, LeavesTheErrorIndicatorOfASuccessAlone) {
     }
 }
 
-TEST(ToDouble, LeavesTheNumericLocaleAtCWhenItFailsOnly) {
+TEST(ToDouble, SetsTheNumericLocaleToCOnlyOnFailure) {
     const std::string before = std::setlocale(LC_ALL, nullptr);
     ASSERT_TRUE(std::setlocale(LC_NUMERIC, "C.UTF-8") || std::setlocale(LC_NUMERIC, "German"));
     const std::string set = std::setlocale(LC_NUMERIC, nullptr);
@@ -377,9 +377,9 @@ TEST(ToDouble, LeavesTheNumericLocaleAtCWhenItFailsOnly) {
     std::setlocale(LC_ALL, before.c_str());
 }
 
-// ---- Numbers written ------------------------------------------------------------------------------------------------
+// ---- Writing numbers ------------------------------------------------------------------------------------------------
 
-// The field as `write` leaves it, with proof that nothing around it has changed.
+// Returns the field that `write` wrote; checks that nothing around it has changed.
 template <class Write> std::wstring written(unsigned width, Write write) {
     std::wstring line(width + 2, L'#');
     EXPECT_TRUE(write(line.data() + 1, width));
@@ -422,7 +422,7 @@ const WrittenWhole writtenWholes[] = {
     {intMin, 5, L"-2147"},
 };
 
-TEST(FromWhole, JustifiesRightAndCutsRight) {
+TEST(FromWhole, JustifiesAndTruncatesOnTheRight) {
     for (const auto& [value, width, text] : writtenWholes) {
         EXPECT_EQ(fromInt(value, width), text);
         EXPECT_EQ(fromLong(value, width), text);
@@ -474,7 +474,7 @@ const WrittenDecimal writtenDecimals[] = {
     {infinity, 8, intMax, L"     inf"},
 };
 
-TEST(FromDouble, RoundsJustifiesAndCuts) {
+TEST(FromDouble, RoundsJustifiesAndTruncates) {
     for (const auto& [value, width, places, text] : writtenDecimals) {
         EXPECT_EQ(fromDouble(value, width, places), text) << value << ' ' << places;
     }

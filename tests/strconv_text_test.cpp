@@ -1,4 +1,4 @@
-// Cutting, trimming and writing text; the digit test; flags.
+// Extracting, trimming and writing text; the digit test; flags.
 #include "support/console.h"
 #include "tramostream/stringconverter.h"
 #include <algorithm>
@@ -10,22 +10,22 @@ using namespace std::string_literals;
 
 constexpr wchar_t whiteSpace[] = {L' ', L'\t', L'\n', L'\v', L'\f', L'\r'};
 
-// White space in some locales, but not the format's.
+// White space in some locales, but not in the format.
 constexpr wchar_t otherSpaces[] = {0x85, 0xA0, 0x2003, 0x3000, L'\0'};
 
-TEST(Trim, RtrimTakesTrailingWhiteSpaceOffTheResultAndTheArgument) {
+TEST(Trim, RtrimRemovesTrailingWhiteSpaceFromResultAndArgument) {
     std::wstring s = L"  A B  \t\r\n";
     EXPECT_EQ(StrConv::rtrim(s), L"  A B");
     EXPECT_EQ(s, L"  A B");
 }
 
-TEST(Trim, LtrimTakesLeadingWhiteSpaceOffTheResultAndTheArgument) {
+TEST(Trim, LtrimRemovesLeadingWhiteSpaceFromResultAndArgument) {
     std::wstring s = L" \t\r\n A B  ";
     EXPECT_EQ(StrConv::ltrim(s), L"A B  ");
     EXPECT_EQ(s, L"A B  ");
 }
 
-TEST(Trim, EachOfTheSixWhiteSpaceCharactersGoes) {
+TEST(Trim, RemovesEachOfTheSixWhiteSpaceCharacters) {
     for (const wchar_t c : whiteSpace) {
         std::wstring right{L'A', c}, left{c, L'A'};
         EXPECT_EQ(StrConv::rtrim(right), L"A") << static_cast<int>(c);
@@ -33,7 +33,7 @@ TEST(Trim, EachOfTheSixWhiteSpaceCharactersGoes) {
     }
 }
 
-TEST(Trim, EveryOtherCharacterStays) {
+TEST(Trim, KeepsEveryOtherCharacter) {
     for (wchar_t c = 0; c <= 0x3000; ++c) {
         if (std::ranges::find(whiteSpace, c) != std::end(whiteSpace)) continue;
         std::wstring right{L'A', c}, left{c, L'A'};
@@ -50,7 +50,7 @@ TEST(Trim, BlankAndEmptyTextsBecomeEmpty) {
     }
 }
 
-TEST(Resize, TrimsTrailingBlanksOnly) {
+TEST(Resize, TrimsTrailingWhiteSpaceOnly) {
     std::wstring line = L"  AB    XY";
     EXPECT_EQ(StrConv::resize(line.data(), 8, true), L"  AB");
     EXPECT_EQ(StrConv::resize(line.data(), 8, false), L"  AB    ");
@@ -73,19 +73,19 @@ TEST(Resize, KeepsSpacesOfOtherAlphabets) {
     }
 }
 
-TEST(FromWString, FillsTheFieldWithBlanksAndNothingBehindIt) {
+TEST(FromWString, PadsTheFieldWithSpacesAndNothingAfterIt) {
     std::wstring line(7, L'#');
     EXPECT_TRUE(StrConv::fromWString(L"ABC", line.data(), 5));
     EXPECT_EQ(line, L"ABC  ##");
 }
 
-TEST(FromWString, WritesATextOfTheWholeWidth) {
+TEST(FromWString, WritesATextOfTheFullWidth) {
     std::wstring line(7, L'#');
     EXPECT_TRUE(StrConv::fromWString(L"ABCDE", line.data(), 5));
     EXPECT_EQ(line, L"ABCDE##");
 }
 
-TEST(FromWString, RefusesALongerTextAndLeavesTheLine) {
+TEST(FromWString, RejectsALongerTextAndKeepsTheLine) {
     Console console;
     std::wstring line(7, L'#');
     EXPECT_FALSE(StrConv::fromWString(L"ABCDEF", line.data(), 5));
@@ -95,28 +95,28 @@ TEST(FromWString, RefusesALongerTextAndLeavesTheLine) {
     EXPECT_EQ(console.wide(), L"");
 }
 
-TEST(FromWString, LeavesTheLineForAnEmptyText) {
+TEST(FromWString, KeepsTheLineForAnEmptyText) {
     std::wstring line(7, L'#');
     EXPECT_TRUE(StrConv::fromWString(L"", line.data(), 5));
     EXPECT_TRUE(StrConv::fromWString(L"", line.data(), 0));
     EXPECT_EQ(line, L"#######");
 }
 
-TEST(FromWString, WritesEveryCharacterAsItIs) {
+TEST(FromWString, WritesEveryCharacterUnchanged) {
     const std::wstring text = L"é\0\xD83D €\n"s;
     std::wstring line(text.size() + 1, L'#');
     EXPECT_TRUE(StrConv::fromWString(text, line.data(), static_cast<unsigned>(text.size())));
     EXPECT_EQ(line, text + L'#');
 }
 
-TEST(IsNumber, TrueForDigitsAlone) {
+TEST(IsNumber, IsTrueForDigitsOnly) {
     for (const char* text : {"0", "7", "0012", "12345678901234567890123"}) {
         EXPECT_TRUE(StrConv::is_number(std::string(text))) << text;
         EXPECT_TRUE(StrConv::is_number(std::wstring(text, text + std::char_traits<char>::length(text)))) << text;
     }
 }
 
-TEST(IsNumber, FalseForEverythingElse) {
+TEST(IsNumber, IsFalseForEverythingElse) {
     for (const std::string& text :
         {""s, "-1"s, "+1"s, " 1"s, "1 "s, "1.0"s, "1,0"s, "0x1"s, "A"s, "1\0"s, "\0"s, "/"s, ":"s, "\xB2"s}) {
         EXPECT_FALSE(StrConv::is_number(text)) << text;
@@ -124,13 +124,13 @@ TEST(IsNumber, FalseForEverythingElse) {
     }
 }
 
-TEST(IsNumber, FalseForDigitsOfOtherAlphabets) {
+TEST(IsNumber, IsFalseForDigitsOfOtherAlphabets) {
     EXPECT_FALSE(StrConv::is_number(L"\x661\x662"s));
     EXPECT_FALSE(StrConv::is_number(L"\xFF11"s));
     EXPECT_FALSE(StrConv::is_number(L"1\x131"s));
 }
 
-TEST(Flags, ToBoolIsTrueForOneAlone) {
+TEST(Flags, ToBoolIsTrueForOneOnly) {
     for (wchar_t c = 0; c < 0x400; ++c) {
         bool flag = c != L'1';
         ASSERT_TRUE(StrConv::toBool(c, flag));
@@ -138,7 +138,7 @@ TEST(Flags, ToBoolIsTrueForOneAlone) {
     }
 }
 
-TEST(Flags, FromBoolWritesOneCharacterWhateverTheWidth) {
+TEST(Flags, FromBoolWritesOneCharacterForEveryWidth) {
     for (const int width : {0, 1, 5, -1}) {
         std::wstring line(3, L'#');
         EXPECT_TRUE(StrConv::fromBool(true, line.data() + 1, width));

@@ -1,4 +1,4 @@
-// UTF-8 to wide text and back, and the reversal of blocks.
+// Conversion between UTF-8 and wide text, and the reversal of blocks.
 #include "tramostream/stringutils.h"
 #include "common/utf8.h"
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ const Pair texts[] = {
     {"A\0B\0"s, L"A\0B\0"s},
 };
 
-TEST(Utf8, BecomesUtf16AndComesBack) {
+TEST(Utf8, RoundTripsThroughUtf16) {
     for (const auto& [utf8, wide] : texts) {
         EXPECT_EQ(to_wstring(utf8), wide);
         EXPECT_EQ(encode(wide), utf8);
@@ -41,12 +41,12 @@ TEST(Utf8, BecomesUtf16AndComesBack) {
 }
 
 const Pair invalid[] = {
-    {"\x80", L"\xFFFD"},  // a tail without its head
+    {"\x80", L"\xFFFD"},  // a continuation byte alone
     {"A\xBF"
      "B",
         L"A\xFFFD"
         L"B"},
-    {"\xC3", L"\xFFFD"},  // a head without its tail
+    {"\xC3", L"\xFFFD"},  // a lead byte alone
     {"\xC3"
      "A",
         L"\xFFFD"
@@ -57,8 +57,8 @@ const Pair invalid[] = {
         L"\xFFFD\xFFFD"
         L"A"},
     {"\xF0\x9F\x98", L"\xFFFD\xFFFD\xFFFD"},
-    {"\xE2\xC3\xA9", L"\xFFFD\xE9"},  // a character behind a broken one
-    {"\xC0\x80", L"\xFFFD\xFFFD"},    // longer than needed
+    {"\xE2\xC3\xA9", L"\xFFFD\xE9"},  // a character after an incomplete one
+    {"\xC0\x80", L"\xFFFD\xFFFD"},    // overlong
     {"\xC1\xBF", L"\xFFFD\xFFFD"},
     {"\xE0\x9F\xBF", L"\xFFFD\xFFFD\xFFFD"},
     {"\xF0\x8F\xBF\xBF", L"\xFFFD\xFFFD\xFFFD\xFFFD"},
@@ -73,7 +73,7 @@ TEST(Utf8, InvalidBytesBecomeOneReplacementEach) {
     for (const auto& [utf8, wide] : invalid) EXPECT_EQ(to_wstring(utf8), wide) << testing::PrintToString(utf8);
 }
 
-TEST(Utf8, EveryCodePointComesBack) {
+TEST(Utf8, RoundTripsEveryCodePoint) {
     for (char32_t c = 0; c <= 0x10FFFF; ++c) {
         if (c >= 0xD800 && c < 0xE000) continue;
         std::wstring wide;
@@ -85,14 +85,14 @@ TEST(Utf8, EveryCodePointComesBack) {
     }
 }
 
-TEST(Utf8, LoneSurrogatesAndWhatIsNoCodeUnitAreReplaced) {
+TEST(Utf8, LoneSurrogatesAndInvalidCodeUnitsAreReplaced) {
     EXPECT_EQ(encode(std::wstring{0xD83D}), "\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{0xDE00}), "\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{0xD83D, L'A'}), "\xEF\xBF\xBD"
                                                   "A");
     EXPECT_EQ(encode(std::wstring{0xDE00, 0xD83D}), "\xEF\xBF\xBD\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{0xD83D, 0xD83D, 0xDE00}), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
-    if (sizeof(wchar_t) == 2) return;  // then each is a code unit
+    if (sizeof(wchar_t) == 2) return;  // every value is a code unit
     EXPECT_EQ(encode(std::wstring{static_cast<wchar_t>(0x1F600)}), "\xEF\xBF\xBD");
     EXPECT_EQ(encode(std::wstring{static_cast<wchar_t>(-1)}), "\xEF\xBF\xBD");
 }

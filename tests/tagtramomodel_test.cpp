@@ -56,35 +56,35 @@ TEST(Tag, ReadsALine) {
     EXPECT_EQ(textOf(model.toTagLine()), line(L"FUFuite"));
 }
 
-TEST(Tag, OfBlanksLacksBothValues) {
+TEST(Tag, ReportsBothValuesOfABlankLineAsMissing) {
     M model = parsed<M>(line(L""));
     EXPECT_EQ(model.getCode(), L"");
     EXPECT_EQ(model.getLabel(), L"");
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
     EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {3, 0x201}}));
-    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {3, 0x201}}));  // not doubled
+    EXPECT_EQ(faults(model.getMandatoryErrors()), (Faults{{1, 0x201}, {3, 0x201}}));  // not repeated
     EXPECT_EQ(model.toString(), L"TagTramoModel[code:,label:]");
 }
 
-TEST(Tag, LacksTheValueThatIsBlank) {
+TEST(Tag, ReportsTheBlankValueAsMissing) {
     EXPECT_EQ(faults(parsed<M>(line(L"  label")).getMandatoryErrors()), (Faults{{1, 0x201}}));
     EXPECT_EQ(faults(parsed<M>(line(L"AB")).getMandatoryErrors()), (Faults{{3, 0x201}}));
 }
 
-TEST(Tag, KeepsLeadingBlanksOnly) {
+TEST(Tag, KeepsLeadingSpacesOnly) {
     EXPECT_EQ(parsed<M>(line(L" A")).getCode(), L" A");
     EXPECT_EQ(parsed<M>(line(L"A ")).getCode(), L"A");
     EXPECT_EQ(parsed<M>(line(L"AB  a  b ")).getLabel(), L"  a  b");
 }
 
-TEST(Tag, TakesAnyLineForOne) {
+TEST(Tag, AcceptsEveryLine) {
     M model = parsed<M>(line(L"1234567890123456789012?"));
     EXPECT_EQ(model.getCode(), L"12");
     EXPECT_EQ(model.getLabel(), L"34567890123456789012");
     EXPECT_EQ(faults(model.getParseErrors()), Faults());
 }
 
-TEST(Tag, DoesNotReadColumn23AndWritesItBlank) {
+TEST(Tag, IgnoresColumn23AndWritesItBlank) {
     std::wstring text = line(L"AB");
     put(text, 23, L"x");
     M model = parsed<M>(text);
@@ -92,7 +92,7 @@ TEST(Tag, DoesNotReadColumn23AndWritesItBlank) {
     EXPECT_EQ(textOf(model.toTagLine()), line(L"AB"));
 }
 
-TEST(Tag, LeavesOutATextThatIsTooLong) {
+TEST(Tag, LeavesOutATooLongText) {
     M model = parsed<M>(line(L"ABLabel"));
     model.setLabel(L"123456789012345678901");
     EXPECT_EQ(textOf(model.toTagLine()), line(L"AB"));
@@ -106,15 +106,15 @@ TEST(Tag, LeavesOutATextThatIsTooLong) {
     EXPECT_EQ(faults(model.getBuildErrors()), Faults());
 }
 
-TEST(Tag, KeepsTheLineItWasGivenWhateverIsSet) {
+TEST(Tag, KeepsTheParsedLineAfterSetters) {
     M model = parsed<M>(line(L"FUFuite"));
     model.setCode(L"AB");
     model.toTagLine();
     EXPECT_EQ(textOf(model.getTagLine()), line(L"FUFuite"));
 }
 
-TEST(Tag, NeverLooksAtTheLineEnd) {
-    const M model(lineOf<TagLine::tagLine_t>(line(L"FUFuite"), L"\r"));  // as a stream leaves it: CR and a zero
+TEST(Tag, IgnoresTheLineEnding) {
+    const M model(lineOf<TagLine::tagLine_t>(line(L"FUFuite"), L"\r"));  // as a stream returns it: CR and a zero
     EXPECT_EQ(model.getLabel(), L"Fuite");
     EXPECT_EQ(lineEndOf(model.getTagLine()), std::wstring(L"\r\0", 2));
 }

@@ -1,5 +1,5 @@
-// Models, codecs and streams of different threads share nothing. Says most when it is built with the thread sanitizer;
-// in every build, all threads must come to the same results as one.
+// Models, codecs and streams of different threads share nothing. The thread sanitizer checks that; in every build, all
+// threads must get the same results as a single one.
 #include "support/console.h"
 #include "support/samples.h"
 #include "support/streamfiles.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr int threadCount = 8;
 
-// What a thread has seen, as one text.
+// The results of a thread, as one text.
 using Results = std::wstring;
 
 void add(Results& results, const std::vector<TE::FieldError>& errors) {
@@ -70,7 +70,7 @@ Results useKeyLines() {
     return results;
 }
 
-// Conversions that succeed: a failed one speaks on the standard output, which is one for all.
+// Only successful conversions: failed ones print on the standard output, which all threads share.
 Results useCodecs() {
     Results results;
     for (int i = 0; i < 2000; ++i) {
@@ -89,7 +89,7 @@ Results useCodecs() {
     return results;
 }
 
-// A time that comes twice, after one that came shortly before or shortly after it.
+// A repeated time, after one shortly before or shortly after it.
 Results useRepeatedTimes(int thread) {
     Results results;
     for (int i = 0; i < 2000; ++i) {
@@ -125,7 +125,7 @@ Results useStreams(const std::string& own) {
     return results;
 }
 
-// All threads at once, and then one alone.
+// First all threads at the same time, then one alone.
 void expectAlike(const std::function<Results(int thread)>& work) {
     const Silence quiet;
     std::barrier start(threadCount);
@@ -147,17 +147,17 @@ class Threads : public testing::Test {
     TimeZone zone{"Europe/Paris"};
 };
 
-TEST_F(Threads, HaveTheirOwnModels) {
+TEST_F(Threads, UseModelsIndependently) {
     expectAlike([](int) { return useModels(); });
 }
-TEST_F(Threads, HaveTheirOwnKeyLines) {
+TEST_F(Threads, UseKeyLinesIndependently) {
     expectAlike([](int) { return useKeyLines(); });
 }
-TEST_F(Threads, HaveTheirOwnConversions) {
+TEST_F(Threads, ConvertIndependently) {
     expectAlike([](int) { return useCodecs(); });
 }
-TEST_F(Threads, ReadRepeatedTimesAlike) { expectAlike(useRepeatedTimes); }
-TEST_F(Threads, HaveTheirOwnStreams) {
+TEST_F(Threads, ReadRepeatedTimesEqually) { expectAlike(useRepeatedTimes); }
+TEST_F(Threads, UseStreamsIndependently) {
     const streams::GlobalLocale plain(std::locale::classic());
     const streams::TempFolder folder;
     expectAlike([&](int thread) { return useStreams(folder.path(std::to_string(thread))); });

@@ -12,13 +12,13 @@ TEST(LineBuffers, AreArraysOfTheirTotalLength) {
     EXPECT_TRUE((std::is_same_v<TagLine::tagLine_t, std::array<wchar_t, 25>>));
 }
 
-TEST(LineBuffers, HoldTheirContentAndTwoCharactersOfLineEnd) {
+TEST(LineBuffers, HoldTheirContentAndATwoCharacterLineEnding) {
     EXPECT_EQ(lengthOf<TramoLine::tramoLine_t>, 512U + 2U);
     EXPECT_EQ(lengthOf<ParameterLine::parameterLine_t>, 40U + 2U);
     EXPECT_EQ(lengthOf<TagLine::tagLine_t>, 23U + 2U);
 }
 
-TEST(LineBuffers, HaveNothingButTheirCharacters) {
+TEST(LineBuffers, ContainOnlyTheirCharacters) {
     EXPECT_EQ(sizeof(TramoLine::tramoLine_t), 514 * sizeof(wchar_t));
     EXPECT_TRUE(std::is_trivially_copyable_v<TramoLine::tramoLine_t>);
     EXPECT_TRUE(std::is_trivially_copyable_v<ParameterLine::parameterLine_t>);

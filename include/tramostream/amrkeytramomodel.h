@@ -1,4 +1,4 @@
-// The line of one radio module's identity and keys.
+// A key line: the identity and keys of one radio module.
 #pragma once
 #include "export.h"
 #include "modelparts.h"
@@ -7,25 +7,25 @@
 #include <string>
 #include <vector>
 
-/// The identity and the wireless M-Bus keys of a radio module: ten values, which tramo::keyValues describes. It is made
-/// of a key line's values or of its JSON object, cannot be changed, and builds no line.
+/// The identity and the wireless M-Bus keys of a radio module: ten values, which tramo::keyValues describes. The model is
+/// made from the values of a key line or from its JSON object. It is immutable and builds no line.
 ///
-/// A value; throws nothing for bad content. Absent values: empty texts, -1 for the parts of the address.
+/// A value type; does not throw for bad content. Absent values: empty texts, -1 for the parts of the address.
 ///
 /// @snippet docs/examples.cpp AMRKeyTramoModel
 class TRAMO_EXPORT AMRKeyTramoModel {
 public:
-    /// A JSON value for the constructor that takes one: rapidjson::Value. It is only declared here: code that has one
-    /// includes <rapidjson/document.h> itself.
+    /// The type rapidjson::Value, for the constructor that takes JSON. It is only declared here; code that uses it includes
+    /// <rapidjson/document.h>.
     using Json = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::MemoryPoolAllocator<rapidjson::CrtAllocator>>;
 
-    /// Copies the line with the values that its host has taken out of it; its text is not looked at.
+    /// Copies the line with its values, which the caller has set; ignores its text.
     AMRKeyTramoModel(AMRKeyLine& line);
 
-    /// Takes the values from a JSON object's members of their names (tramo::KeyValue::name), the first of each name. A
-    /// member of another type than its value, or a number that is no signed 32-bit integer, leaves the value absent
-    /// without an error; so does a JSON value that is no object. Zero characters in strings are kept, a byte that is no
-    /// UTF-8 becomes U+FFFD. The caller's RapidJSON must have the configuration that the library was built with.
+    /// Reads the values from the members of a JSON object by name (tramo::KeyValue::name); the first member of a name
+    /// counts. A member of the wrong type, or a number that is not a signed 32-bit integer, leaves its value absent without
+    /// an error; a JSON value other than an object leaves every value absent. Zero characters in strings are kept; each
+    /// invalid UTF-8 byte becomes U+FFFD. The caller's RapidJSON must have the configuration that the library was built with.
     AMRKeyTramoModel(const Json& value);
 
     // clang-format off
@@ -41,14 +41,13 @@ public:
     std::wstring getWmBusKeyExchangeKey() const         { return key.wmBusKeyExchangeKey; }
     // clang-format on
 
-    /// "AMRKeyTramoModel[SerialNumber...,HardwareVersion...,...]", without colons. The keys are in it in clear text.
+    /// Returns "AMRKeyTramoModel[SerialNumber...,HardwareVersion...,...]", without colons, with the keys in clear text.
     std::wstring toString() const;
 
-    /// The errors of the constructor: none.
+    /// Always empty: the constructors report no errors.
     std::vector<TE::FieldError> getParseErrors() const { return {}; }
 
-    /// Checks that no value is absent. The errors name the value's place in tramo::keyValues, 0 to 9, in the place of a
-    /// column.
+    /// Checks that no value is absent. Instead of a column, an error holds the index of the value in tramo::keyValues, 0 to 9.
     std::vector<TE::FieldError> getMandatoryErrors() const;
 
 private:

@@ -1,4 +1,4 @@
-// The line of one radio module.
+// The record of one radio module.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -8,27 +8,27 @@
 #include <string>
 #include <vector>
 
-/// A radio module (AMR) on a meter: what it is and where it is wired, two snapshots of it, previous and current, and how
-/// often it could not be read. Line letter '2'.
+/// A radio module (AMR) on a meter: its identity and wiring, a previous and a current snapshot, and how often it could not
+/// be read. Record kind '2'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Dates are
-/// seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for numbers, but
-/// 0 for the count of failed readings; 0 for the dates of installation and of the last failed reading, -1 for those of
-/// the snapshots; flags are false.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// Dates are seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for
+/// numbers, but 0 for the count of failed readings and the raw values; 0 for the dates of installation and of the last
+/// failed reading, -1 for those of the snapshots; false for flags.
 ///
 /// @snippet docs/examples.cpp AMRTramoModel
 class TRAMO_EXPORT AMRTramoModel {
 public:
     AMRTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     AMRTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
     /// @name The module
-    /// Its sensor port text, which getMandatoryErrors looks at, comes from a parsed line only. The pulse weight is written
-    /// when above 0, else its text is, as it stands; neither setter touches the other's value.
+    /// getMandatoryErrors checks the sensor port in the parsed line only. The pulse weight is written if it is above 0,
+    /// otherwise its text, unchanged. Each of their setters leaves the other value alone.
     /// @{
     TF::TramoLineType getType() const            { return type; }                           void setType(const TF::TramoLineType& v)            { type = v; }  ///< the letter in column 1
     long32 getInstallationDate() const           { return installationDate; }               void setInstallationDate(const long32& v)           { installationDate = v; }
@@ -47,16 +47,16 @@ public:
     /// @}
 
     /// @name The previous snapshot
-    /// Nothing of it is written when its date is -1. The manufacturer's raw values never stand in a line, and the text of
-    /// the date is never written.
+    /// Not written if its date is -1. The manufacturer's raw values are neither read nor written; the text of the date is
+    /// read but never written.
     /// @{
     std::wstring getPreviousReadingDateStr() const        { return previousReadingDateStr.of(line); }  void setPreviousReadingDateStr(const std::wstring& v) { previousReadingDateStr = v; }
     long32 getPreviousReadingDate() const                 { return previousReadingDate; }              void setPreviousReadingDate(const long32& v)          { previousReadingDate = v; }
     double getPreviousMeterIndex() const                  { return previousMeterIndex; }               void setPreviousMeterIndex(double v)                  { previousMeterIndex = v; }
     long long getPreviousAmrIndex() const                 { return previousAmrIndex; }                 void setPreviousAmrIndex(long long v)                 { previousAmrIndex = v; }
     std::wstring getPreviousAmrStatus() const             { return previousAmrStatus.of(line); }       void setPreviousAmrStatus(const std::wstring& v)      { previousAmrStatus = v; }
-    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }     void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }  ///< in no line
-    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }    void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }  ///< in no line
+    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }     void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }  ///< neither read nor written
+    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }    void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }  ///< neither read nor written
 
     bool getPreviousAlarmFraudPastOrCurrent() const        { return previousAlarms[0]; }   void setPreviousAlarmFraudPastOrCurrent(bool v)        { previousAlarms[0] = v; }
     bool getPreviousAlarmLeakPastOrCurrent() const         { return previousAlarms[1]; }   void setPreviousAlarmLeakPastOrCurrent(bool v)         { previousAlarms[1] = v; }
@@ -73,14 +73,14 @@ public:
     /// @}
 
     /// @name The current snapshot
-    /// Nothing of it is written when its date is -1, which the getter answers as 0.
+    /// Not written if its date is -1; the getter returns 0 for that date.
     /// @{
     long32 getCurrentReadingDate() const                 { return currentReadingDate == -1 ? 0 : currentReadingDate; }  void setCurrentReadingDate(const long32& v)          { currentReadingDate = v; }
     double getCurrentMeterIndex() const                  { return currentMeterIndex; }                                  void setCurrentMeterIndex(double v)                  { currentMeterIndex = v; }
     long long getCurrentAmrIndex() const                 { return currentAmrIndex; }                                    void setCurrentAmrIndex(long long v)                 { currentAmrIndex = v; }
     std::wstring getCurrentAmrStatus() const             { return currentAmrStatus.of(line); }                          void setCurrentAmrStatus(const std::wstring& v)      { currentAmrStatus = v; }
-    unsigned int getCurrentManufacturerRawAlarm() const  { return currentManufacturerRawAlarm; }                        void setCurrentManufacturerRawAlarm(unsigned int v)  { currentManufacturerRawAlarm = v; }  ///< in no line
-    unsigned int getCurrentManufacturerRawStatus() const { return currentManufacturerRawStatus; }                       void setCurrentManufacturerRawStatus(unsigned int v) { currentManufacturerRawStatus = v; }  ///< in no line
+    unsigned int getCurrentManufacturerRawAlarm() const  { return currentManufacturerRawAlarm; }                        void setCurrentManufacturerRawAlarm(unsigned int v)  { currentManufacturerRawAlarm = v; }  ///< neither read nor written
+    unsigned int getCurrentManufacturerRawStatus() const { return currentManufacturerRawStatus; }                       void setCurrentManufacturerRawStatus(unsigned int v) { currentManufacturerRawStatus = v; }  ///< neither read nor written
 
     bool getCurrentAlarmFraudPastOrCurrent() const        { return currentAlarms[0]; }   void setCurrentAlarmFraudPastOrCurrent(bool v)        { currentAlarms[0] = v; }
     bool getCurrentAlarmLeakPastOrCurrent() const         { return currentAlarms[1]; }   void setCurrentAlarmLeakPastOrCurrent(bool v)         { currentAlarms[1] = v; }
@@ -97,8 +97,8 @@ public:
     /// @}
 
     /// @name External modules and failed readings
-    /// Whether the module is an external one is left blank until set. A failed reading is written when there is a date of
-    /// 1 or more and a count of 1 or more; a date of -1 is answered as 0.
+    /// The external flag is left blank unless it was read or set. The failed readings are written if both the date and the
+    /// count are 1 or more; the getter returns 0 for a date of -1.
     /// @{
     bool isExternalAMR() const         { return externalAMR; }                                    void setExternamAMR(bool v)               { externalAMR = v; externalText = v ? L"1" : L"0"; }
     long32 getLastReadFailDate() const { return lastReadFailDate == -1 ? 0 : lastReadFailDate; }  void setLastReadFailDate(const long32& v) { lastReadFailDate = v; }
@@ -106,24 +106,24 @@ public:
     /// @}
     // clang-format on
 
-    /// The line parsed; blanks for a model that was built from none.
+    /// The parsed line; spaces with CR LF if the model was default-constructed.
     TramoLine::tramoLine_t getTramoLine() const { return line; }
 
-    /// Builds the line from the values. Numbers too wide for their columns are cut on the right, texts too long are left
-    /// out and listed in getBuildErrors. Behind the alarm flags of a snapshot without a status the line holds a zero
-    /// character, as the format has it.
+    /// Builds the line from the values. Numbers that are too long are truncated on the right without an error; texts that
+    /// are too long are left out and listed in getBuildErrors. If a snapshot has no status, a zero character follows its
+    /// alarm flags, as the format requires.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "AMR[amrInstallationDate:...,...]", dates in seconds. The sensor port and the external flag are
-    /// shown as the character of that code; the AMR indexes and the failed readings are not shown.
+    /// Returns the values as "AMR[amrInstallationDate:...,...]", dates in seconds, the sensor port and the external flag as
+    /// the character of that code, without the AMR indexes and the failed readings.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks that everything is there but the meter reference, the current snapshot, the external flag and the failed
-    /// readings. The sensor port is looked for in the line parsed; the previous alarms are reported without a previous
-    /// meter index.
+    /// Checks that every value is present except the meter reference, the current snapshot, the external flag and the
+    /// failed readings. The sensor port must be in the parsed line; the previous alarms are reported if the previous meter
+    /// index is missing.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
@@ -135,7 +135,7 @@ private:
     long32 installationDate = 0;
     tramo::FieldText meterReference, meterSerialNumber;
     int sensorPort = -1;
-    tramo::FieldText sensorPortText;  // as cut from the line; the mandatory check looks at it
+    tramo::FieldText sensorPortText;  // as read from the line, for the mandatory check
     long long meterMaxIndex = -1;
     double meterUnit = -1.0;
     tramo::FieldText referance, serialNumber, internalSerialNumber, data;
@@ -148,7 +148,7 @@ private:
     double previousMeterIndex = -1.0;
     long long previousAmrIndex = -1;
     std::array<bool, 12> previousAlarms{};  // in the order of their bits in the line
-    tramo::FieldText previousAlarmText;     // as cut from the line, for toString
+    tramo::FieldText previousAlarmText;     // as read from the line, for toString
     tramo::FieldText previousAmrStatus;
     unsigned int previousManufacturerRawAlarm = 0, previousManufacturerRawStatus = 0;
 
@@ -161,7 +161,7 @@ private:
     unsigned int currentManufacturerRawAlarm = 0, currentManufacturerRawStatus = 0;
 
     bool externalAMR = false;
-    tramo::FieldText externalText;  // what is written for the flag
+    tramo::FieldText externalText;  // written for the flag
     long32 lastReadFailDate = 0;
     int readFailCount = 0;
 

@@ -1,4 +1,4 @@
-// A record of whatever kind its line says.
+// A record of any kind.
 #pragma once
 #include "amrtramomodel.h"
 #include "enquirydefinitiontramomodel.h"
@@ -18,41 +18,41 @@
 
 namespace tramo {
 
-/// The model of a record line, chosen by the letter in its column 1. A value: copied and moved whole.
+/// The model of a record line, selected by the letter in column 1. A value type.
 ///
 /// @snippet docs/examples.cpp AnyRecord
 class TRAMO_EXPORT AnyRecord {
 public:
-    /// One of the models that have a letter, or none.
+    /// One of the models that have a letter, or std::monostate.
     using Model = std::variant<std::monostate, RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
         ExtendedAMRTramoModel, EnquiryDefinitionTramoModel, EnquiryResultTramoModel, ExtendedDataTramoModel,
         RecordInformationTramoModel>;
 
-    /// Parses the line. A line whose letter is unknown gives no record: `kind()` is then nullptr, every list and text
-    /// is empty, and nothing is printed.
+    /// Parses the line. If its letter is unknown, there is no record: `kind()` returns nullptr, every list and text is
+    /// empty, and nothing is printed.
     explicit AnyRecord(const TramoLine::tramoLine_t& line);
 
-    /// The record's kind; nullptr when the line was of none.
+    /// Returns the record kind; nullptr if there is no record.
     const RecordKind* kind() const;
 
-    /// The value of a field of `kind()`; see tramo::get.
+    /// Returns the value of a field of `kind()`; see tramo::get.
     FieldValue get(const Field& field) const;
 
     /// Sets a field of `kind()`; see tramo::set.
     bool set(const Field& field, const FieldValue& value);
 
-    /// @name As the model's own
-    /// Without a record toTramoLine gives blanks with CR LF, the others nothing.
+    /// @name The functions of the model
+    /// Without a record, toTramoLine returns spaces with CR LF and the others return an empty list or text.
     /// @{
-    std::vector<TE::FieldError> getParseErrors() const;  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const;  ///< those of the last toTramoLine
-    std::vector<TE::FieldError> getMandatoryErrors();    ///< checks what must be there
+    std::vector<TE::FieldError> getParseErrors() const;  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const;  ///< from the last toTramoLine
+    std::vector<TE::FieldError> getMandatoryErrors();    ///< checks the mandatory fields
     TramoLine::tramoLine_t toTramoLine();                ///< builds the line from the values
     std::wstring toString() const;                       ///< the values, for people
     /// @}
 
-    Model& model() { return record; }              ///< the model itself, for std::visit and std::get_if
-    const Model& model() const { return record; }  ///< the model itself, for std::visit and std::get_if
+    Model& model() { return record; }              ///< for std::visit and std::get_if
+    const Model& model() const { return record; }  ///< for std::visit and std::get_if
 
 private:
     Model record;

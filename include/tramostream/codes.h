@@ -1,14 +1,13 @@
 // The coded values of the format.
 #pragma once
 
-/// The coded values of the format. Each enumerator's value is its code character in the file. `Unset` means "no value":
-/// it is written as nothing, and reading never gives it. What an enumerator's name does not say of its meaning the
-/// format does not say either.
+/// The coded values of the format. The value of each enumerator is its code character in the file. `Unset` means "no
+/// value": writing it writes nothing, and reading never returns it. The format defines no meaning beyond the names.
 ///
 /// @snippet docs/examples.cpp TF
 namespace TF {
 
-/// Kind of a record line: the character in its column 1.
+/// Record kind: the letter in column 1.
 enum class TramoLineType : wchar_t {
     Round = L'0',
     MeterSubscriber = L'1',
@@ -22,7 +21,7 @@ enum class TramoLineType : wchar_t {
     Unset = L'!',
 };
 
-/// Fluid of a meter. StrConv::toFluidType reads a blank as W; `Blank` is written as a blank and never read.
+/// Fluid of a meter. StrConv::toFluidType reads a space as W; `Blank` is written as a space and never read.
 enum class MeterFluid : wchar_t {
     W = L'W',
     C = L'C',
@@ -34,7 +33,7 @@ enum class MeterFluid : wchar_t {
     Unset = L'!',
 };
 
-/// Type of an information area. Lower and upper case are distinct. TypeN is written as '1' and TypeA as '2'.
+/// Type of an information area, case-sensitive. TypeN is written as '1' and TypeA as '2'.
 enum class TramoType : wchar_t {
     Type1 = L'1',
     Type2 = L'2',
@@ -79,7 +78,7 @@ enum class AmrAlarms : wchar_t {
     Unset = L'!',
 };
 
-/// What an area of an enquiry asks for.
+/// What an enquiry area asks for.
 enum class EnquiryAreaType : wchar_t {
     AreaC = L'C',
     AreaN = L'N',
@@ -87,7 +86,7 @@ enum class EnquiryAreaType : wchar_t {
     Unset = L'!',
 };
 
-/// How an area of an enquiry was answered.
+/// How an enquiry area was answered.
 enum class EnquiryAreaMode : wchar_t {
     ModeH = L'H',
     ModeN = L'N',

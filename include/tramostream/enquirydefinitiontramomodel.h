@@ -1,4 +1,4 @@
-// The line of one page of an enquiry.
+// The record of one page of an enquiry.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -8,19 +8,19 @@
 #include <string>
 #include <vector>
 
-/// A page of questions to the agent: sixteen labels, A to P, and five areas that take an answer, each with a label, a
-/// type, a size in characters and the list of its choices. Line letter '5'.
+/// A page of questions to the agent: sixteen labels, A to P, and five answer areas, each with a label, a type, a size in
+/// characters and a list of choices. Record kind '5'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
-/// values: empty texts, -1 for numbers, TF::EnquiryAreaType::Unset.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// Absent values: empty texts, -1 for numbers, TF::EnquiryAreaType::Unset.
 ///
 /// @snippet docs/examples.cpp EnquiryDefinitionTramoModel
 class TRAMO_EXPORT EnquiryDefinitionTramoModel {
 public:
     EnquiryDefinitionTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors (an area's type at the column of its size); a line of another kind is refused with the error
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors (the type of an
+    /// area at the column of its size). A line of another record kind leaves every value absent and adds the error
     /// {0, TE::WrongLineType}.
     EnquiryDefinitionTramoModel(const TramoLine::tramoLine_t& line);
 
@@ -48,9 +48,9 @@ public:
     /// @}
 
     /// @name Five areas
-    /// TypeStr and SizeStr are the texts that the type and the size were parsed from; they are not written. A list has
-    /// eight characters in the line but is written sixteen wide: characters 9 to 16 stand in the next area's label where
-    /// that is empty, those of area 5 in columns 458 to 465.
+    /// TypeStr and SizeStr are the texts that type and size were parsed from; they are not written. A list is read from 8
+    /// columns but written to 16: characters 9 to 16 go into the label of the next area if that label is empty, those of
+    /// area 5 into columns 458 to 465.
     /// @{
     std::wstring getArea1Label() const       { return areas[0].label.of(line); }     void setArea1Label(const std::wstring& v)       { areas[0].label = v; }
     TF::EnquiryAreaType getArea1Type() const { return areas[0].type; }               void setArea1Type(const TF::EnquiryAreaType& v) { areas[0].type = v; }
@@ -85,28 +85,29 @@ public:
     /// @}
 
     /// @name The page's place in the enquiry
-    /// The text is what the line holds; setOrder sets it, too, with a "0" before a number up to 9: 7 gives "07".
+    /// The line holds the text. setOrder also sets the text, with a leading "0" up to 9: 7 becomes "07".
     /// @{
     int getOrder() const             { return order; }               void setOrder(int v);
     std::wstring getOrderStr() const { return orderText.of(line); }  void setOrderStr(const std::wstring& v) { orderText = v; }
     /// @}
     // clang-format on
 
-    /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
+    /// The last line that toTramoLine built; before that the parsed line; without either, spaces with CR LF.
     TramoLine::tramoLine_t getTramoLine() const { return builtLine ? *builtLine : line; }
 
-    /// Builds the line from the values, the order from its text. Sizes too wide for their columns are cut on the right,
-    /// texts too long are left out and listed in getBuildErrors (a list at the column of its area's label).
+    /// Builds the line from the values, the order from its text. Sizes that are too long are truncated on the right without
+    /// an error; texts that are too long are left out and listed in getBuildErrors (a list at the column of its area's
+    /// label).
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "EnquiryDefinitionTramoModel[pageNumber:...,...]".
+    /// Returns the values as "EnquiryDefinitionTramoModel[pageNumber:...,...]".
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks that there are a page number and an order, and that each area with a label and a type has a size and, for
-    /// type C, a list.
+    /// Checks that the page number and the order are present, and that each area with a label and a type has a size and,
+    /// for type C, a list.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

@@ -1,4 +1,4 @@
-// The line of the answers to one page of an enquiry.
+// The record of the answers to one page of an enquiry.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -8,22 +8,22 @@
 #include <string>
 #include <vector>
 
-/// The answers given at one meter to one page of an enquiry, which EnquiryDefinitionTramoModel describes: for each of
-/// the page's five areas how it was answered, a code and the answer. Line letter '6'.
+/// The answers at one meter to one page of an enquiry (EnquiryDefinitionTramoModel): for each of the five areas, how it was
+/// answered, a code and the answer. Record kind '6'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
-/// values: empty texts, a date of 0, TF::EnquiryAreaMode::Unset.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// Absent values: empty texts, a date of 0, TF::EnquiryAreaMode::Unset.
 ///
 /// @snippet docs/examples.cpp EnquiryResultTramoModel
 class TRAMO_EXPORT EnquiryResultTramoModel {
 public:
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     EnquiryResultTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
     /// @name The enquiry
-    /// The date is the second at which its day begins, since 1970-01-01 00:00 UTC, written in the host's local time.
+    /// The date is the start of the day in seconds since 1970-01-01 00:00 UTC, written in the host's local time.
     /// @{
     std::wstring getPageNumber() const        { return pageNumber.of(line); }         void setPageNumber(const std::wstring& v)        { pageNumber = v; }
     std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
@@ -50,19 +50,19 @@ public:
     /// @}
     // clang-format on
 
-    /// The line parsed.
+    /// The parsed line.
     TramoLine::tramoLine_t getTramoLine() const { return line; }
 
-    /// Builds the line from the values. Texts too long are left out and listed in getBuildErrors.
+    /// Builds the line from the values. Texts that are too long are left out and listed in getBuildErrors.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "EnquiryDefinitionTramoModel[pageNumber:...,...]": the format gives it the name of the definition.
+    /// Returns the values as "EnquiryDefinitionTramoModel[pageNumber:...,...]"; the format uses the definition's name here.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks that there are a page number and a meter's serial number.
+    /// Checks that the page number and the meter's serial number are present.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

@@ -1,14 +1,14 @@
-// What the streams throw.
+// The exceptions of the streams.
 #pragma once
 #include "export.h"
 #include <cstdint>
 #include <exception>
 #include <stdexcept>
 
-/// What the streams throw. Conditions that a caller can live with go to the log instead (log.h).
+/// The exceptions of the streams. Tolerable conditions go to the log instead (log.h).
 namespace TramoStreamExceptions {
 
-/// Thrown by iFileStream: a file that cannot be read, or a line that is too long for the caller's buffer.
+/// Thrown by iFileStream if a file cannot be read or a line is too long for the caller's buffer.
 ///
 /// @snippet docs/examples.cpp read_exception
 class TRAMO_EXPORT read_exception : public std::runtime_error {
@@ -17,8 +17,8 @@ public:
     ~read_exception() override;
 };
 
-/// Thrown by oFileStream: nothing open, a character that the encoding cannot represent, or a write that the system
-/// refuses.
+/// Thrown by oFileStream if no file is open, the encoding is unsupported or cannot represent a character, or the system
+/// cannot write.
 ///
 /// @snippet docs/examples.cpp write_exception
 class TRAMO_EXPORT write_exception : public std::runtime_error {
@@ -27,7 +27,7 @@ public:
     ~write_exception() override;
 };
 
-/// Thrown by oFileStream::putLine for a line buffer whose length argument is not the buffer's. what() says nothing.
+/// Thrown by oFileStream::putLine if the length argument is not the size of the line buffer. what() has no message.
 ///
 /// @snippet docs/examples.cpp bad_line_length
 class TRAMO_EXPORT bad_line_length : public std::exception {
@@ -39,7 +39,7 @@ public:
 
     std::uint32_t given;     ///< the length argument
     std::uint32_t expected;  ///< the buffer's size
-    std::uint32_t line;      ///< the stream's line number at the time
+    std::uint32_t line;      ///< the stream's line number at that time
 };
 
 }  // namespace TramoStreamExceptions

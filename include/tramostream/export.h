@@ -1,9 +1,9 @@
 /// @file
-/// How the library's names are seen from outside.
+/// Symbol visibility.
 #pragma once
 
 /// @def TRAMO_EXPORT
-/// Marks what the library exports. Programs that link the static library define TRAMOSTREAM_STATIC.
+/// Marks exported classes and functions. Programs that link the static library define TRAMOSTREAM_STATIC.
 #if defined(TRAMOSTREAM_STATIC)
 #define TRAMO_EXPORT
 #elif defined(_WIN32) && defined(TRAMOSTREAM_BUILDING)
@@ -17,15 +17,15 @@
 #endif
 
 /// @def TRAMO_HIDDEN
-/// Marks what a class of the library keeps to itself.
+/// Marks members of an exported class that are not exported.
 #if defined(__GNUC__) && !defined(_WIN32) && !defined(TRAMOSTREAM_STATIC)
 #define TRAMO_HIDDEN __attribute__((visibility("hidden")))
 #else
 #define TRAMO_HIDDEN
 #endif
 
-// Visual C++ warns of each member of the C++ library's types in a class that a DLL exports: the library and its callers must
-// be built with the same C++ library.
+// Visual C++ warns about each member of a C++ library type in a class that a DLL exports, because the library and its callers
+// must be built with the same C++ library.
 #ifdef _MSC_VER
 #pragma warning(disable : 4251 4275)
 #endif

@@ -1,4 +1,4 @@
-// The line of one reading of a radio module, with its history.
+// The record of one reading of a radio module, with its history.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -9,24 +9,25 @@
 #include <vector>
 
 /// A reading of a radio module (AMR): the meter and the module, the index, six alarms, and eighteen earlier readings,
-/// each a time, an index and an alarm code. Line letter '4'.
+/// each with a time, an index and an alarm code. Record kind '4'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Times are
-/// seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for the sensor
-/// port and the index of a history slot, but 0 for the two indexes of the reading; 0 for times; TF::AmrAlarms::Unset.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// Times are seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty texts; -1 for the
+/// sensor port and the index of a history slot, but 0 for the two indexes of the reading; 0 for times; false for alarms;
+/// TF::AmrAlarms::Unset.
 ///
 /// @snippet docs/examples.cpp ExtendedAMRTramoModel
 class TRAMO_EXPORT ExtendedAMRTramoModel {
 public:
     ExtendedAMRTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     ExtendedAMRTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
     /// @name The reading
-    /// The meter index is written when above -1, the backflow index always, both with three decimals.
+    /// The meter index is written if it is above -1, the backflow index always, both with three decimals.
     /// @{
     std::wstring getMeterReference() const    { return meterReference.of(line); }     void setMeterReference(const std::wstring& v)    { meterReference = v; }
     std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
@@ -39,7 +40,7 @@ public:
     /// @}
 
     /// @name Its alarms
-    /// Written always. The reserved alarm is a text of two characters.
+    /// Always written. The reserved alarm is a text of two characters.
     /// @{
     bool getFraudAlarm() const            { return fraudAlarm; }              void setFraudAlarm(bool v)            { fraudAlarm = v; }
     bool getLeakAlarm() const             { return leakAlarm; }               void setLeakAlarm(bool v)             { leakAlarm = v; }
@@ -51,7 +52,7 @@ public:
     /// @}
 
     /// @name Earlier readings
-    /// A slot is written when it has a time above 0 and its index is above -1.
+    /// A slot is written if its time is above 0 and its index is above -1.
     /// @{
     long32 getHistory1DateTime() const       { return history[0].dateTime; }   void setHistory1DateTime(const long32& v)       { history[0].dateTime = v; }
     double getHistory1Index() const          { return history[0].index; }      void setHistory1Index(double v)                 { history[0].index = v; }
@@ -110,20 +111,20 @@ public:
     /// @}
     // clang-format on
 
-    /// The line parsed; blanks for a model that was built from none.
+    /// The parsed line; spaces with CR LF if the model was default-constructed.
     TramoLine::tramoLine_t getTramoLine() const { return line; }
 
-    /// Builds the line from the values. Numbers too wide for their columns are cut on the right, texts too long are left
-    /// out and listed in getBuildErrors.
+    /// Builds the line from the values. Numbers that are too long are truncated on the right without an error; texts that
+    /// are too long are left out and listed in getBuildErrors.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "ExtendedAMRTramoModel[meterReference:...,...]", times in seconds.
+    /// Returns the values as "ExtendedAMRTramoModel[meterReference:...,...]", times in seconds.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks that the meter, the module and the reading are there, and that each history slot is whole or empty.
+    /// Checks that the meter, the module and the reading are present, and that each history slot is complete or empty.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

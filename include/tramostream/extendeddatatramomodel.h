@@ -1,4 +1,4 @@
-// The line that says where a meter is, and how well that is known.
+// The record of a meter's position.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -7,20 +7,20 @@
 #include <string>
 #include <vector>
 
-/// Where a meter is: latitude and longitude in degrees, altitude, accuracy, when that was determined, and a score.
-/// Line letter '7'.
+/// The position of a meter: latitude and longitude in degrees, altitude, accuracy, when they were determined, and a score.
+/// Record kind '7'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. The date is
-/// in seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: 0 for numbers and the date,
-/// empty texts; what was neither read nor set is not written, whereas a 0 that was set is.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// The date is in seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: 0 for numbers and
+/// the date, empty texts. A value that was neither read nor set is not written; a 0 that was set is written.
 ///
 /// @snippet docs/examples.cpp ExtendedDataTramoModel
 class TRAMO_EXPORT ExtendedDataTramoModel {
 public:
     ExtendedDataTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     ExtendedDataTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
@@ -38,20 +38,20 @@ public:
     /// @}
     // clang-format on
 
-    /// The line parsed; blanks for a model that was built from none.
+    /// The parsed line; spaces with CR LF if the model was default-constructed.
     TramoLine::tramoLine_t getTramoLine() const { return line; }
 
-    /// Builds the line from the values. Numbers too wide for their columns are cut on the right, texts too long are left
-    /// out and listed in getBuildErrors.
+    /// Builds the line from the values. Numbers that are too long are truncated on the right without an error; texts that
+    /// are too long are left out and listed in getBuildErrors.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "ExtendedDataTramoModel[meterSerialNumber:...,...]", the date in seconds.
+    /// Returns the values as "ExtendedDataTramoModel[meterSerialNumber:...,...]", the date in seconds.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks that the meter's serial number is there.
+    /// Checks that the meter's serial number is present.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

@@ -1,4 +1,4 @@
-// Key lines: from the text of one JSON object to the ten values in it.
+// Key lines: parses the ten values in the text of a JSON object.
 #pragma once
 #include "export.h"
 #include "tramoline.h"
@@ -10,22 +10,22 @@
 
 namespace tramo {
 
-/// One of the values of a key line. Points to constants.
+/// One of the ten values of a key line. Refers to constants only.
 ///
 /// @snippet docs/examples.cpp KeyValue
 struct KeyValue {
-    std::string_view name;                     ///< of its member in the JSON object, exactly
-    std::string_view label;                    ///< in AMRKeyTramoModel::toString
-    std::wstring AMRKeyLine::*text = nullptr;  ///< where it is held; nullptr: it is a part of the address
-    std::size_t part = 0;                      ///< which part of AMRKeyLine::wmBusAddress
-    bool secret = false;                       ///< a key: to be masked wherever the user has not asked for it
+    std::string_view name;                     ///< the exact name of its JSON member
+    std::string_view label;                    ///< the label in AMRKeyTramoModel::toString
+    std::wstring AMRKeyLine::*text = nullptr;  ///< the member that holds it; nullptr: a part of the address
+    std::size_t part = 0;                      ///< the index in AMRKeyLine::wmBusAddress
+    bool secret = false;                       ///< a key: mask it unless the user asks for it
 
-    /// Whether the line has no such value: an empty text, or -1.
+    /// Returns whether the value is absent in the line: an empty text, or -1.
     bool isAbsent(const AMRKeyLine& line) const { return text ? (line.*text).empty() : line.wmBusAddress[part] == -1; }
 };
 
 // clang-format off
-/// All of them. A value's place here is what AMRKeyTramoModel::getMandatoryErrors names in the place of a column.
+/// The ten values. AMRKeyTramoModel::getMandatoryErrors reports their index here instead of a column.
 inline constexpr KeyValue keyValues[] = {
     {.name = "serialNumber",                .label = "SerialNumber",                .text = &AMRKeyLine::serialNumber},
     {.name = "hardwareVersion",             .label = "HardwareVersion",             .text = &AMRKeyLine::hardwareVersion},
@@ -40,47 +40,46 @@ inline constexpr KeyValue keyValues[] = {
 };
 // clang-format on
 
-/// The longest JSON text that is taken, in bytes of UTF-8.
+/// The maximum length of the JSON text, in bytes of UTF-8.
 inline constexpr std::size_t longestKeyLine = 65536;
 
-/// Why a text is no key line.
+/// Why a key line is malformed.
 struct KeyLineError {
-    std::string text;    ///< a sentence for people, which quotes nothing of the line
-    std::size_t offset;  ///< the place in the text, in characters from its start
+    std::string text;    ///< a sentence for people; never quotes the line
+    std::size_t offset;  ///< the position in the text, in characters from its start
 
-    /// The 1-based column of that place.
+    /// Returns the 1-based column of that position.
     std::size_t column() const { return offset + 1; }
 };
 
-/// A member of the JSON object that was not taken. The format passes over it in silence.
+/// A member of the JSON object that was ignored. The format ignores it without an error.
 struct KeyLineRemark {
-    /// Why a member was not taken.
+    /// Why a member was ignored.
     enum Reason : char {
         Unknown,     ///< none of the ten values has this name
-        Duplicate,   ///< the name has been there before; the first one counts
-        WrongType,   ///< no string, or no whole number, where the value needs one
-        OutOfRange,  ///< a number that needs more than 32 bits
+        Duplicate,   ///< the name occurs before; the first member counts
+        WrongType,   ///< not a string, or not an integer, as the value requires
+        OutOfRange,  ///< a number outside the signed 32-bit range
     };
-    Reason reason;      ///< why it was not taken
-    std::wstring name;  ///< the member's
-    /// Whether both tell the same.
+    Reason reason;      ///< why it was ignored
+    std::wstring name;  ///< the name of the member
+    /// Compares both members.
     bool operator==(const KeyLineRemark&) const = default;
 };
 
-/// What parseKeyLine has found. With an error there are no values and no remarks.
+/// The result of parseKeyLine. If there is an error, there are no values and no remarks.
 struct ParsedKeyLine {
-    AMRKeyLine line;                     ///< its member `line` is the whole text as given
-    std::optional<KeyLineError> error;   ///< why it is no key line; none: it is one
+    AMRKeyLine line;                     ///< the member `line` is the whole text as given
+    std::optional<KeyLineError> error;   ///< why the line is malformed; none: it is valid
     std::vector<KeyLineRemark> remarks;  ///< in the order of the members
 };
 
-/// Takes the ten values out of a key line as AMRKeyTramoModel's JSON constructor does.
+/// Reads the ten values of a key line as the JSON constructor of AMRKeyTramoModel does.
 ///
-/// The text is one JSON object of at most `longestKeyLine` bytes, blanks around it included. A ';' before it and a CR
-/// behind it are allowed and not counted. Any other text around it, another JSON value, a zero character and a surrogate
-/// without its partner are errors; only a low surrogate that is written as an escape ("\udc00") becomes U+FFFD, three
-/// times. Nesting of any depth is harmless. Throws nothing for bad content. Leaves no copy of the keys in memory but those
-/// in the answer.
+/// The text is one JSON object of at most `longestKeyLine` bytes, including surrounding white space. A ';' before it and a
+/// CR after it are allowed and do not count. Errors are: any other text around it, another JSON value, a zero character,
+/// and half of a surrogate pair; only a low surrogate written as an escape ("\udc00") becomes U+FFFD, three times. Nesting
+/// of any depth is safe. Does not throw for bad content. Leaves no copy of the keys in memory except in the result.
 ///
 /// @snippet docs/examples.cpp parseKeyLine
 TRAMO_EXPORT ParsedKeyLine parseKeyLine(std::wstring_view text);

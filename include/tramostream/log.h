@@ -11,8 +11,8 @@
 /// Searching and replacing.
 namespace algorithm {
 
-/// Replaces every `key` in `text` by what `producer()` answers for it. The search goes on behind the replacement, so
-/// that replaced text is never searched again. An empty key replaces nothing.
+/// Replaces every `key` in `text` with the result of `producer()`. The search continues after the replacement, so
+/// replaced text is never searched again. An empty key replaces nothing.
 template <class Producer> void find_and_replace(std::string& text, const std::string& key, Producer producer) {
     if (key.empty()) return;
     std::string result;
@@ -49,9 +49,9 @@ template <class T> std::string toText(const T& value) {
 }  // namespace detail
 /// @endcond
 
-/// The format with every "%1" replaced by the first argument's text, then every "%2" by the second's, and so on. Each
-/// replacement goes over the whole text: "%1" is also found inside "%10", and a "%2" that the first argument brought
-/// in is replaced too, but never a "%1".
+/// Returns the format with every "%1" replaced by the first argument's text, then every "%2" by the second's, and so on.
+/// Each replacement searches the whole text: "%1" also matches inside "%10", and a "%2" from the first argument is
+/// replaced, too, but a "%1" is not.
 template <class... Args> std::string generate(std::string format, const Args&... args) {
     [[maybe_unused]] int number = 0;
     (algorithm::find_and_replace(format, std::string("%").append(std::to_string(++number)),
@@ -62,38 +62,39 @@ template <class... Args> std::string generate(std::string format, const Args&...
 
 }  // namespace string_format
 
-/// What the log is part of.
+/// Input and output.
 namespace io {}
 
-/// The log: one line for each condition that a caller can live with.
+/// The log: one line for each tolerable condition.
 ///
-/// A line is the local time, " log ", the level's name right-aligned in 8 characters, "  {", the name of the class that
-/// writes, "} " and the message:
+/// A line consists of the local time, " log ", the name of the level right-aligned in 8 characters, "  {", the name of the
+/// writing class, "} " and the message:
 ///
 ///     14:05:09 log     Warn  {iFileStream} File round.txt is open but empty.
 ///
-/// Each call opens, appends to and closes the log file by itself. A file that cannot be opened or written loses the line
-/// silently. Threads may write at once; what the system's appending makes of it is what the file holds. Between two calls
-/// no line waits and no file is open, so that a process may fork() at any time at which no other thread writes.
+/// Each call opens the log file, appends to it and closes it. If the file cannot be opened or written, the line is lost
+/// without an error. Several threads may write at the same time; how their lines end up in the file depends on the system's
+/// append mode. No line is buffered and no file stays open between two calls, so a process may call fork()
+/// at any time while no other thread writes.
 namespace io::log {
 
-/// How bad a condition is. The streams write at Warn.
+/// The severity of a condition. The streams write at Warn.
 enum Level : int {
-    None = 0,      ///< of no level
-    Fatal = 1,     ///< the program cannot go on
-    Critical = 2,  ///< part of the program cannot go on
+    None = 0,      ///< no level
+    Fatal = 1,     ///< the program cannot continue
+    Critical = 2,  ///< part of the program cannot continue
     Err = 3,       ///< something was not done
-    Warn = 4,      ///< something was done, but not as asked for
+    Warn = 4,      ///< something was done, but not as requested
     Note = 5,      ///< worth a look
-    Normal = 6,    ///< as expected; the last that is written
+    Normal = 6,    ///< as expected; the last level that is written
     Debug = 7,     ///< never written
 };
 
-/// Where the log goes.
+/// The destination of the log.
 struct TRAMO_EXPORT initializer {
-    /// The log file, for the whole process. "NO_LOG_FILE", the initial value, sends the lines to the standard output;
-    /// an empty file of that name then comes into being in the working directory. Neither happens while
-    /// tramo::setMessages() has silenced the library. To be set before the first use of a stream: nothing guards it.
+    /// The path of the log file, for the whole process. The default "NO_LOG_FILE" prints the lines on the standard output
+    /// and also creates an empty file of that name in the working directory; neither happens while tramo::setMessages() has
+    /// silenced the library. Not thread-safe: set it before the first use of a stream.
     static std::string m_logFileName;
 };
 
@@ -116,11 +117,11 @@ TRAMO_EXPORT void writeLine(Level level, const std::string& className, const std
 #endif
 /// @endcond
 
-/// The name of a class as the compiler writes it, namespaces included.
+/// The name of a class as the compiler spells it, namespaces included.
 ///
 /// @snippet docs/examples.cpp typename_hash
 template <class T> struct typename_hash {
-    /// The name.
+    /// Returns the name.
     static std::string gen_value() { return io::log::detail::className(TRAMO_SIGNATURE); }
 };
 
@@ -130,8 +131,8 @@ namespace io::log {
 ///
 /// @snippet docs/examples.cpp log
 template <class T> struct writer {
-    /// Writes one line with the message string_format::generate(format, args...). Throws std::out_of_range for a value
-    /// below None, which is no level.
+    /// Writes one line with the message string_format::generate(format, args...). Throws std::out_of_range for a level
+    /// below None.
     template <class... Args> static void write(Level level, const char* format, const Args&... args) {
         const std::string message = string_format::generate(format, args...);
         if (level > Normal) return;

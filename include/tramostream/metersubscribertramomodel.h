@@ -1,4 +1,4 @@
-// The line of one meter in a round.
+// The record of one meter in a round.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -10,21 +10,21 @@
 #include <string>
 #include <vector>
 
-/// A meter and its subscriber: who and where, the meter's identity, what it showed before, what it is expected to have
-/// consumed, and the new reading. Line letter '1'.
+/// A meter and its subscriber: the subscriber's information, the identity of the meter, its previous readings, its expected
+/// consumption, and the new reading. Record kind '1'.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
 /// Dates and times are seconds since 1970-01-01 00:00 UTC, written in the host's local time. Absent values: empty
 /// texts; -1 for numbers, but 0 for the consumption of a history slot; 0 for dates; -2147483648 for the year;
-/// `Unset` for codes.
+/// `Unset` for codes; false for the flag.
 ///
 /// @snippet docs/examples.cpp MeterSubscriberTramoModel
 class TRAMO_EXPORT MeterSubscriberTramoModel {
 public:
     MeterSubscriberTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     MeterSubscriberTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
@@ -37,7 +37,7 @@ public:
     /// @}
 
     /// @name Four earlier readings
-    /// A slot is written when it has a date and its consumption is 0 or more.
+    /// A slot is written if it has a date and its consumption is 0 or more.
     /// @{
     std::wstring getMeterHistory1ReadingType() const { return history[0].readingType.of(line); }  void setMeterHistory1ReadingType(const std::wstring& v) { history[0].readingType = v; }
     long32 getMeterHistory1ReadingDate() const       { return history[0].readingDate; }           void setMeterHistory1ReadingDate(const long32& v)       { history[0].readingDate = v; }
@@ -54,7 +54,7 @@ public:
     /// @}
 
     /// @name The meter
-    /// Its serial number is written when there is meter information; corrected wheels when above 3.
+    /// The serial number is written if there is meter information, the corrected wheels if they are above 3.
     /// @{
     std::wstring getMeterInformation() const           { return meterInformation.of(line); }            void setMeterInformation(const std::wstring& v)           { meterInformation = v; }
     std::wstring getMeterSerialNumber() const          { return meterSerialNumber.of(line); }           void setMeterSerialNumber(const std::wstring& v)          { meterSerialNumber = v; }
@@ -69,8 +69,8 @@ public:
     /// @}
 
     /// @name The new reading
-    /// Nothing of it is written without its date; the consumption only with a previous reading date. Whether the agent may
-    /// change the meter's data is true where a line says nothing.
+    /// Index, status, consumption and method are written only with a reading date, the consumption only with a previous
+    /// reading date, too. The authorized change (may the agent change the meter's data?) is read as true from a blank column.
     /// @{
     long32 getMeterReadingDate() const           { return meterReadingDate; }               void setMeterReadingDate(const long32& v)           { meterReadingDate = v; }
     long long getMeterReadingIndex() const       { return meterReadingIndex; }              void setMeterReadingIndex(long long v)              { meterReadingIndex = v; }
@@ -86,21 +86,21 @@ public:
     /// @}
     // clang-format on
 
-    /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
+    /// The last line that toTramoLine built; before that the parsed line; without either, spaces with CR LF.
     TramoLine::tramoLine_t getTramoLine() const { return builtLine ? *builtLine : line; }
 
-    /// Builds the line from the values. Numbers too wide for their columns are cut on the right, texts too long are left
-    /// out and listed in getBuildErrors; TF::ReadMethod::MethodT cannot be written.
+    /// Builds the line from the values. Numbers that are too long are truncated on the right without an error; texts that
+    /// are too long, and TF::ReadMethod::MethodT, are left out and listed in getBuildErrors.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "MeterSubscriberTramoModel[subscriberCardOrder:...,...]", dates in seconds.
+    /// Returns the values as "MeterSubscriberTramoModel[subscriberCardOrder:...,...]", dates in seconds.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
-    /// Checks what must be there and fit together. Answers the findings on the reading and on the authorized change; the
-    /// others are added to getParseErrors, once more at each call. A complete history slot is reported, too.
+    /// Checks that mandatory values are present and consistent. Returns the errors of the reading and of the authorized
+    /// change; each call adds all others to getParseErrors again. A complete history slot is reported, too.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
@@ -131,7 +131,7 @@ private:
     tramo::FieldText meterMarkingCode, meterMessage, meterReadingUserCode;
     long32 meterLastUpdateDate = 0;
     bool meterAuthorizedChange = false;
-    tramo::FieldText authorizedChangeText;  // as cut from the line; the mandatory check looks at it
+    tramo::FieldText authorizedChangeText;  // as read from the line, for the mandatory check
     TF::MeterFluid meterFluidType = TF::MeterFluid::Unset;
 
     TramoLine::tramoLine_t line = tramo::blankLine<TramoLine::tramoLine_t>();

@@ -1,4 +1,4 @@
-// What the record models are made of besides their values. Callers use the models, not these.
+// Implementation details of the record models, not for callers.
 #pragma once
 #include "fielderror.h"
 #include "tramoline.h"
@@ -12,8 +12,8 @@ namespace tramo {
 template <class M> struct Record;
 struct Layouts;
 
-/// A text of a model. Until a setter gives it a text of its own it is a stretch of the line that the model was parsed
-/// from, so that parsing copies and allocates nothing.
+/// A text of a model. It refers to a part of the parsed line until a setter gives it a text of its own, so parsing copies
+/// and allocates nothing.
 class FieldText {
 public:
     FieldText() = default;
@@ -23,14 +23,14 @@ public:
         return *this;
     }
 
-    /// Makes it `count` characters of the line from index `from` on.
+    /// Makes it refer to `count` characters of the line, starting at index `from`.
     void stretch(std::size_t from, std::size_t count) {
         first = static_cast<std::uint16_t>(from);
         size = static_cast<std::uint16_t>(count);
         owned = false;
     }
 
-    /// The text, valid until the model or its line changes.
+    /// Returns the text, valid until the model or its line changes.
     template <class Line> std::wstring_view in(const Line& line) const {
         return owned ? std::wstring_view(own) : std::wstring_view(line.data() + first, size);
     }
@@ -42,12 +42,12 @@ private:
     bool owned = false;
 };
 
-/// The three lists of a model, in the order in which the faults were found.
+/// The three error lists of a model, in the order in which the errors were found.
 struct ErrorLists {
     std::vector<TE::FieldError> parse, build, mandatory;
 };
 
-/// A line of blanks with CR LF.
+/// Returns a line of spaces with CR LF.
 template <class Line> constexpr Line blankLine() {
     Line line{};
     line.fill(L' ');

@@ -5,89 +5,89 @@
 #include <memory>
 #include <string>
 
-/// An output stream of whole lines. It appends to its file, and creates it where there is none.
+/// An output stream of whole lines. It appends to its file, and creates the file if it does not exist.
 ///
-/// Encodings are those of StrConv; ANSI and UTF16LE can be written. ANSI: under the classic global C++ locale (that of
-/// the last open() counts) a character up to U+00FF becomes the byte of its value; under any other the locale's
-/// conversion holds. UTF16LE: each wchar_t becomes two bytes, the low one first; an empty file gets the byte order mark
-/// FF FE at open, a pipe gets none. Nobody looks at what a file holds already: neither at its encoding nor at its last
-/// line.
+/// Encodings are those of StrConv; ANSI and UTF16LE can be written. ANSI: under the classic global C++ locale (at the last
+/// open()), a character up to U+00FF becomes the byte of its value; under any other, the locale converts. UTF16LE: each
+/// wchar_t becomes two bytes, the low one first; an empty file gets the byte order mark (BOM) FF FE at open, a pipe does not.
+/// The stream does not check the content of an existing file: neither its encoding nor its last line.
 ///
-/// What is in the file ends behind a whole line: lines are handed to the system whole, up to 64 KiB of them at once, and
-/// when the system refuses a part of them (a full disk), that part is taken back from the file. Lines that the system has
-/// not taken wait; the next putLine(), flush() or close() tries again. A pipe cannot give back anything. A process that
-/// is killed loses the lines that wait; flush() leaves none. Only one that is killed in the moment in which the system
-/// copies lines can leave a part of a line.
+/// The file ends after a whole line. The stream buffers lines and writes whole lines, up to 64 KiB at once. If the
+/// system writes only a part of them (full disk), the stream removes the partial line from the file again. Lines that were not
+/// written stay in the buffer; the next putLine(), flush() or close() tries again. Nothing can be removed from a pipe. A
+/// killed process loses the buffered lines; after flush() there are none. Only a process that is killed while the system
+/// copies lines can leave a partial line.
 ///
-/// Neither copied nor moved. An object is used by one thread at a time; several writers may append to one file,
-/// as long as none of them calls clear().
+/// Cannot be copied or moved. Not thread-safe: only one thread at a time may use an object. Several writers may append to
+/// one file, as long as none of them calls clear().
 ///
-/// After fork(), lines that wait belong to the parent, which writes each of them once. In the child, the stream drops
-/// them and may be used, closed or destroyed like any other: what the child puts is written to the same file, in whole
-/// lines, appended after what both have written before. Call fork() while no other thread uses the stream. A child made
-/// without fork() (vfork(), clone(), _Fork()) may only end by _exit() or exec.
+/// After fork(), buffered lines belong to the parent, which writes each of them once. In the child, the stream drops them and
+/// can be used, closed or destroyed like any other: the lines that the child puts are appended to the same file, as whole
+/// lines. A child that writes much should open a stream of its own. Call fork() while no other thread uses the stream. A child
+/// made without fork() (vfork(), clone(), _Fork()) may only end by _exit() or exec.
 ///
 /// @snippet docs/examples.cpp oFileStream
 class TRAMO_EXPORT oFileStream {
 public:
-    /// Opens nothing.
+    /// Opens no file.
     oFileStream();
 
     /// Opens a file; see open().
     oFileStream(const char* path, int encoding);
 
-    /// Closes what is open, and never throws: who wants to know whether everything has been written calls close() and
-    /// looks at rdstate().
+    /// Closes the file and never throws. To check whether everything was written, call close() and
+    /// rdstate() first.
     virtual ~oFileStream();
 
     oFileStream(const oFileStream&) = delete;
     oFileStream& operator=(const oFileStream&) = delete;
 
-    /// Does nothing while a file is open. A file that cannot be opened raises only the fail flag. What is neither ANSI
-    /// nor UTF16LE throws TramoStreamExceptions::write_exception "Unsupported encoding.".
+    /// Does nothing if a file is open. If the file cannot be opened, only raises the fail flag. Throws
+    /// TramoStreamExceptions::write_exception "Unsupported encoding." unless the encoding is ANSI or UTF16LE.
     void open(const char* path, int encoding);
 
-    /// Hands over what waits and closes. Never throws: what cannot be written raises the fail flag and is lost.
+    /// Writes the buffered lines and closes the file. Never throws: lines that cannot be written are lost and raise the fail
+    /// flag.
     void close();
 
-    /// Whether a file is open.
+    /// Returns whether a file is open.
     bool is_open() const;
 
-    /// Empties the file that is open, by its path; a UTF-16 file then holds its byte order mark. Does nothing while
-    /// nothing is open. Where the file cannot be opened again, nothing is open afterwards.
+    /// Empties the open file, by its path; a UTF-16 file then contains its byte order mark. Does nothing if no file is open.
+    /// If the file cannot be opened again, no file is open afterwards.
     ///
-    /// From then on until close(), the stream no longer appends but writes at its own position, beginning with that of an
-    /// empty file: it overwrites what others append to the file meanwhile.
+    /// Until close(), the stream then no longer appends but writes at its own position, from the start of the empty file: it
+    /// overwrites text that others append meanwhile.
     void clear();
 
-    /// How many lines putLine() has taken on this object, for all its files. Stays at the largest int.
+    /// Returns the number of lines that putLine() has accepted on this object, for all its files; at most the largest int.
     int getLineNumber() const;
 
-    /// std::ios_base::failbit when the last attempt to open, write or close was refused, otherwise 0. After close() it
-    /// tells whether every line that putLine() has taken has reached the system.
+    /// Returns std::ios_base::failbit if the last attempt to open, write or close failed, otherwise 0. After close(), 0 means
+    /// that the system has received every line that putLine() has accepted.
     int rdstate() const;
 
-    /// Hands over what waits. Throws like putLine().
+    /// Writes the buffered lines. Throws like putLine().
     void flush();
 
-    /// Writes a text, with CR LF behind it when `lineEnd` is true.
+    /// Writes a text, followed by CR LF if `lineEnd` is true.
     ///
     /// Throws TramoStreamExceptions::write_exception:
     /// - "file is not open"
-    /// - for a character that the encoding cannot represent, or above U+FFFF; the text names it and its column. The
-    ///   stream goes on as if nothing had happened.
-    /// - when the system refuses to write. The text names the file, the system's reason and the last line that is
-    ///   safely in the file, and the fail flag is raised.
+    /// - for a character that the encoding cannot represent, or above U+FFFF; the message names it and its column. The
+    ///   state of the stream does not change.
+    /// - if the system cannot write. The message names the file, the system's reason and the last line that is safely in
+    ///   the file; the fail flag is raised.
     /// After each of them, and after std::bad_alloc, nothing of this line is written or kept, and it is not counted.
     void putLine(const std::wstring& text, bool lineEnd);
 
-    /// Writes a whole buffer, with the line end that it holds, and returns `len`, which is the buffer's whole size, 42
-    /// or 514. Throws like the other, and TramoStreamExceptions::bad_line_length for any other `len`.
+    /// Writes a whole buffer, including its line ending, and returns `len`, which must be the size of the buffer, 42 or 514.
+    /// Throws like the other putLine(), and TramoStreamExceptions::bad_line_length for any other `len`.
     ///
-    /// A buffer that iFileStream::getline has filled holds a zero instead of the line feed, which would be written.
-    /// Before that: `line.back() = 0x0A;`
+    /// A buffer that iFileStream::getline has filled holds a zero instead of the line feed. Restore the line feed first, or the
+    /// zero is written: `line.back() = 0x0A;`
     unsigned putLine(const ParameterLine::parameterLine_t& line, unsigned len);
-    unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< a record line, likewise
+    unsigned putLine(const TramoLine::tramoLine_t& line, unsigned len);  ///< the same for a record line
 
 private:
     struct TRAMO_HIDDEN State;

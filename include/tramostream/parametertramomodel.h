@@ -1,22 +1,22 @@
-// The line of one parameter: a key and its value.
+// A parameter line: a key and its value.
 #pragma once
 #include "export.h"
 #include "modelparts.h"
 #include <string>
 #include <vector>
 
-/// A key of up to eight characters and its value of up to 32. A parameter line has 40 characters and no letter: every
-/// line is taken for one.
+/// A key of up to 8 characters and its value of up to 32. A parameter line has 40 characters and no letter: every line is
+/// accepted.
 ///
-/// A value; every operation but getMandatoryErrors and toParameterLine is const, and none throws for bad content. An
-/// absent text is empty.
+/// A value type. Besides the setters, only getMandatoryErrors and toParameterLine change it; nothing throws for bad
+/// content. Absent values: empty texts.
 ///
 /// @snippet docs/examples.cpp ParameterTramoModel
 class TRAMO_EXPORT ParameterTramoModel {
 public:
     ParameterTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. Nothing can fail.
+    /// Copies and parses a line. Cannot fail.
     ParameterTramoModel(const ParameterLine::parameterLine_t& line);
 
     // clang-format off
@@ -24,19 +24,19 @@ public:
     std::wstring getValue() const { return value.of(line); }  void setValue(const std::wstring& v) { value = v; }
     // clang-format on
 
-    /// The line parsed; blanks where there was none.
+    /// The parsed line; spaces with CR LF if the model was default-constructed.
     ParameterLine::parameterLine_t getParameterLine() const { return line; }
 
-    /// Builds the line from the values. Texts too long are left out and listed in getBuildErrors.
+    /// Builds the line from the values. Texts that are too long are left out and listed in getBuildErrors.
     ParameterLine::parameterLine_t toParameterLine();
 
-    /// "ParameterTramoModel[key:...,value:...]".
+    /// Returns "ParameterTramoModel[key:...,value:...]".
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor: none
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toParameterLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor; always empty
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toParameterLine
 
-    /// Checks that there are a key and a value.
+    /// Checks that the key and the value are present.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

@@ -1,4 +1,4 @@
-// The line that counts the records of a round.
+// The record with the counters of a round.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-/// Two counters: a round number and a meter number. Line letter '9'.
+/// Two counters: a round number and a meter number. Record kind '9'.
 ///
-/// The format reads both columns into the round number, the meter number's last; the meter number of a parsed line is
-/// -1 and reported as missing until it is set. A value; none of its operations throws for bad content.
+/// The format reads both fields into the round number, the meter number last. The meter number of a parsed line is -1, and
+/// is reported as missing until it is set. A value type; nothing throws for bad content.
 ///
 /// @snippet docs/examples.cpp RecordInformationTramoModel
 class TRAMO_EXPORT RecordInformationTramoModel {
 public:
-    /// Parses a line, which is copied. A field that cannot be read is listed in getParseErrors; a line of another kind
-    /// is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field is listed in getParseErrors. A line of another record kind leaves the
+    /// round number 1 and the meter number -1, and adds the error {0, TE::WrongLineType}.
     RecordInformationTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
@@ -23,17 +23,18 @@ public:
     int getMeterNumber() const { return meterNumber; }  void setMeterNumber(int v) { meterNumber = v; }
     // clang-format on
 
-    /// The line parsed.
+    /// The parsed line.
     TramoLine::tramoLine_t getTramoLine() const { return line; }
 
-    /// Builds the line from the values. A number below 0 is left blank, one of more than five digits cut on the right.
+    /// Builds the line from the values. A number below 0 is left blank; one of more than five digits is truncated on the
+    /// right without an error.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// "RecordInformationTramoModel[roundNumber:...,meterNumber:...]".
+    /// Returns "RecordInformationTramoModel[roundNumber:...,meterNumber:...]".
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
     /// Checks that neither number is below 0.
     std::vector<TE::FieldError> getMandatoryErrors();

@@ -1,4 +1,4 @@
-// The header line of a round of meters.
+// The header record of a round.
 #pragma once
 #include "codes.h"
 #include "export.h"
@@ -9,19 +9,19 @@
 #include <string>
 #include <vector>
 
-/// A round: its code and name, a message for the agent, and how the information texts of its meter-subscriber lines
-/// divide into areas. Line letter '0'. The model carries the areas and never applies them to a line.
+/// A round: its code and name, a message for the agent, and how the information texts of its meter subscriber records are
+/// divided into areas. Record kind '0'. The model holds the areas and never applies them to a line.
 ///
-/// A value; every operation but getMandatoryErrors and toTramoLine is const, and none throws for bad content. Absent
-/// values: empty texts, -1 for numbers, TF::TramoType::Unset, a date of 0.
+/// A value type. Besides the setters, only getMandatoryErrors and toTramoLine change it; nothing throws for bad content.
+/// Absent values: empty texts, -1 for numbers, TF::TramoType::Unset, a date of 0.
 ///
 /// @snippet docs/examples.cpp RoundTramoModel
 class TRAMO_EXPORT RoundTramoModel {
 public:
     RoundTramoModel() = default;  ///< every value is absent
 
-    /// Parses a line, which is copied. A field that cannot be read keeps its absent value and is listed in
-    /// getParseErrors; a line of another kind is refused with the error {0, TE::WrongLineType}.
+    /// Copies and parses a line. An invalid field keeps its absent value and is listed in getParseErrors. A line of another
+    /// record kind leaves every value absent and adds the error {0, TE::WrongLineType}.
     RoundTramoModel(const TramoLine::tramoLine_t& line);
 
     // clang-format off
@@ -38,8 +38,8 @@ public:
     /// @}
 
     /// @name Areas of the meter information
-    /// Five of them: a label, the position and length of the area in the text (in characters), and its type. An area is
-    /// written when its position is 0 or more.
+    /// Five areas, each with a label, the position and length of the area in the text (in characters), and its type. An
+    /// area is written if its position is 0 or more.
     /// @{
     std::wstring getMeterInformationLabelArea1() const { return meterAreas[0].label.of(line); }  void setMeterInformationLabelArea1(const std::wstring& v) { meterAreas[0].label = v; }
     int getMeterInformationPositionArea1() const       { return meterAreas[0].position; }        void setMeterInformationPositionArea1(int v)              { meterAreas[0].position = v; }
@@ -88,18 +88,18 @@ public:
     /// @}
     // clang-format on
 
-    /// The line last built; before the first toTramoLine the line parsed; before either, blanks.
+    /// The last line that toTramoLine built; before that the parsed line; without either, spaces with CR LF.
     TramoLine::tramoLine_t getTramoLine() const { return builtLine ? *builtLine : line; }
 
-    /// Builds the line from the values. Numbers too wide for their columns are cut on the right, texts too long are left
-    /// out and listed in getBuildErrors.
+    /// Builds the line from the values. Numbers that are too long are truncated on the right without an error; texts that
+    /// are too long are left out and listed in getBuildErrors.
     TramoLine::tramoLine_t toTramoLine();
 
-    /// The values as "RoundTramoModel[roundCode:...,...]", dates in seconds.
+    /// Returns the values as "RoundTramoModel[roundCode:...,...]", dates in seconds.
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTramoLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTramoLine
 
     /// Checks that the round has a code and that its areas are complete.
     std::vector<TE::FieldError> getMandatoryErrors();

@@ -1,20 +1,19 @@
-// The line of one tag: a code and what it stands for.
+// A tag line: a code and its label.
 #pragma once
 #include "export.h"
 #include "modelparts.h"
 #include <string>
 #include <vector>
 
-/// A code of two characters and its label of up to twenty. A tag line has 23 characters and no letter: every line is
-/// taken for one.
+/// A code of 2 characters and its label of up to 20. A tag line has 23 characters and no letter: every line is accepted.
 ///
-/// A value; every operation but getMandatoryErrors and toTagLine is const, and none throws for bad content. An absent
-/// text is empty.
+/// A value type. Besides the setters, only getMandatoryErrors and toTagLine change it; nothing throws for bad content.
+/// Absent values: empty texts.
 ///
 /// @snippet docs/examples.cpp TagTramoModel
 class TRAMO_EXPORT TagTramoModel {
 public:
-    /// Parses a line, which is copied. Nothing can fail.
+    /// Copies and parses a line. Cannot fail.
     TagTramoModel(const TagLine::tagLine_t& line);
 
     // clang-format off
@@ -22,19 +21,19 @@ public:
     std::wstring getLabel() const { return label.of(line); }  void setLabel(const std::wstring& v) { label = v; }
     // clang-format on
 
-    /// The line parsed.
+    /// The parsed line.
     TagLine::tagLine_t getTagLine() const { return line; }
 
-    /// Builds the line from the values. Texts too long are left out and listed in getBuildErrors.
+    /// Builds the line from the values. Texts that are too long are left out and listed in getBuildErrors.
     TagLine::tagLine_t toTagLine();
 
-    /// "TagTramoModel[code:...,label:...]".
+    /// Returns "TagTramoModel[code:...,label:...]".
     std::wstring toString() const;
 
-    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< those of the constructor: none
-    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< those of the last toTagLine
+    std::vector<TE::FieldError> getParseErrors() const { return errors.parse; }  ///< from the constructor; always empty
+    std::vector<TE::FieldError> getBuildErrors() const { return errors.build; }  ///< from the last toTagLine
 
-    /// Checks that there are a code and a label.
+    /// Checks that the code and the label are present.
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:

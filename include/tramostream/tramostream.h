@@ -1,23 +1,23 @@
 // The whole library.
 /// @mainpage The headers
 ///
-/// `#include <tramostream/tramostream.h>` is all of them.
+/// `#include <tramostream/tramostream.h>` includes all of them.
 ///
 /// - **Files**: iFileStream and oFileStream move one line at a time between a file and a buffer: TramoLine,
-///   ParameterLine, TagLine, AMRKeyLine. What they throw is in TramoStreamExceptions, what they only remark in io::log.
-/// - **Lines**: a class a kind. RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
+///   ParameterLine, TagLine, AMRKeyLine. They throw TramoStreamExceptions and report tolerable conditions to io::log.
+/// - **Lines**: one class per record kind: RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
 ///   ExtendedAMRTramoModel, EnquiryDefinitionTramoModel, EnquiryResultTramoModel, ExtendedDataTramoModel and
-///   RecordInformationTramoModel are about record lines; tramo::AnyRecord takes the one that the line's letter names.
-///   TagTramoModel, ParameterTramoModel and AMRKeyTramoModel are about the lines of other files.
+///   RecordInformationTramoModel for record lines; tramo::AnyRecord selects one by the letter of the line. TagTramoModel,
+///   ParameterTramoModel and AMRKeyTramoModel for the lines of other files.
 /// - **Fields as data**: tramo::RecordKind, tramo::Field, tramo::get and tramo::set, for programs that name no accessor.
-///   What is wrong with a field is a TE::FieldError.
+///   TE::FieldError reports an error in a field.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
-/// - **Messages**: what could not be converted is printed on the standard output, unless tramo::setMessages() turns that off.
+/// - **Messages**: failed conversions print a message on the standard output, unless tramo::setMessages() turns that off.
 ///
-/// What holds everywhere: text is wide, one UTF-16 code unit in each wchar_t. Columns are counted from 1. Dates are
-/// seconds since 1970-01-01 00:00 UTC in a long32. Bad content never throws, and an absent value is one that a
-/// default-constructed model has. Models, buffers and lists are values that their holder owns; no operation keeps a
-/// reference to its arguments. One object belongs to one thread at a time, different objects to as many as you like.
+/// These rules hold everywhere: Text is wide, one UTF-16 code unit in each wchar_t. Columns are counted from 1. Dates are
+/// seconds since 1970-01-01 00:00 UTC in a long32. Nothing throws for bad content. Absent values are those of a
+/// default-constructed model. Models, buffers and lists are value types; no function keeps a reference to its arguments.
+/// Different objects can be used by different threads at the same time; one object can be used by one thread at a time.
 #pragma once
 #include "amrkeytramomodel.h"
 #include "amrtramomodel.h"

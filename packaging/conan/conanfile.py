@@ -15,7 +15,7 @@ class TramoStreamConan(ConanFile):
     name = "tramostream"
     description = "Reads, checks, writes and explains the exchange files of meter reading"
     topics = ("meter-reading", "fixed-width")
-    license = "none-granted"   # as debian/copyright has it
+    license = "none-granted"   # as in debian/copyright
     package_type = "library"
     settings = "os", "arch", "compiler", "build_type"
     options = {"shared": [True, False], "fPIC": [True, False]}
@@ -38,7 +38,7 @@ class TramoStreamConan(ConanFile):
         cmake_layout(self)
 
     def requirements(self):
-        # A public header shows its types.
+        # A public header uses its types.
         self.requires("rapidjson/cci.20230929", transitive_headers=True)
 
     def build_requirements(self):

@@ -1,4 +1,4 @@
-"""The shared library exports the names of its headers and no others: symbols.py LIBRARY FOLDER_OF_HEADERS"""
+"""Checks that the shared library exports only the names of its headers: symbols.py LIBRARY FOLDER_OF_HEADERS"""
 import glob
 import os
 import re
@@ -36,7 +36,7 @@ class Symbols(unittest.TestCase):
         lines = run("nm", "-D", "--defined-only", self.library).splitlines()
         self.symbols = run("c++filt", text="\n".join(line.split()[-1].split("@")[0] for line in lines)).splitlines()
         self.assertGreater(len(self.symbols), 100)
-        # Left out are templates of the C++ library that the compiler has filled in, and the linker's own names.
+        # Except instantiated templates of the C++ library, and the linker's own names.
         others = re.compile(r"(std|__gnu_cxx)::|(_edata|_end|__bss_start)$")
         self.own = {name for name in map(plain, self.symbols) if not others.match(name)}
 

@@ -1,4 +1,4 @@
-// A program of somebody who uses the library: something of every part, values, errors and exceptions across its border.
+// A user's program: uses every part of the library, with values, errors and exceptions across its boundary.
 #include <tramostream/tramostream.h>
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-"""Runs the examples of the headers' pages, compares what they print with what they show, and looks whether every class
-has one.
+"""Runs the examples of the headers' pages, compares their output with the output shown, and checks that every class has an
+example.
 
 usage: check_examples.py ROOT PROGRAM
 """
@@ -18,7 +18,7 @@ def read(*path):
 
 
 def printed(root, program):
-    """The lines that each example prints, by its name."""
+    """The output lines of each example, by its name."""
     with tempfile.TemporaryDirectory() as folder:
         shutil.copytree(os.path.join(root, "samples"), os.path.join(folder, "samples"))
         done = subprocess.run([program], cwd=folder, env=os.environ | {"TZ": "UTC"}, capture_output=True, text=True, timeout=60)

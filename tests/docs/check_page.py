@@ -1,12 +1,12 @@
-"""Runs what a page shows and compares what it says.
+"""Runs the programs and commands of a page and compares their output with the output shown.
 
 usage: check_page.py ROOT PAGE TOOL PROGRAM...
 
-A cpp block that begins with #include is a program, and the text block behind it what it prints; PROGRAM... are these
-programs, compiled. A console block holds commands, each behind "$ ", with what they print below them. All run one after
-the other in one folder, which holds the samples, with the tool as ./tramo and as tramo. A line "..." stands for any
-number of lines, and times are not compared. Any other text block shows lines of the records' tables. Links to files must
-lead somewhere. Blocks of other kinds are not allowed but where ELSEWHERE says who looks at them; so are sections.
+A cpp block that begins with #include is a program, and the next text block is its output; PROGRAM... are these programs,
+compiled. A console block contains commands, each after "$ ", with their output below them. All run in sequence in one folder,
+which contains the samples, with the tool as ./tramo and as tramo. A line "..." stands for any number of lines, and times are
+not compared. Any other text block shows lines of the records' tables. Links to files must have a target. Blocks of other kinds
+are allowed only if ELSEWHERE names the test that checks them; it can also name sections.
 """
 import os
 import re
@@ -30,7 +30,7 @@ def blocks(text):
 
 
 def agrees(shown, said):
-    """Whether the lines shown are those said, where a line "..." is any number of lines."""
+    """Returns whether the output matches the lines shown, in which "..." stands for any number of lines."""
     if not shown:
         return not said
     if shown[0] == "...":
@@ -43,7 +43,7 @@ def comparable(text):
 
 
 def commands(block):
-    """The commands of a console block, each with the lines shown behind it. A command may go on behind a backslash."""
+    """The commands of a console block, each with its output lines. A backslash continues a command on the next line."""
     for part in re.split(r"^\$ ", block, flags=re.M)[1:]:
         command, shown = re.fullmatch(r"((?:[^\n]*\\\n)*[^\n]*\n)(.*)", part, re.S).groups()
         yield command.strip(), shown
@@ -54,7 +54,7 @@ def section(text, heading):
 
 
 def runs(page, text, programs):
-    """What is to be run, and what is shown of its output."""
+    """The programs and commands to run, each with the output shown."""
     for heading in ELSEWHERE.get(page, ()):
         if part := section(text, heading):
             text = text.replace(part[0], "")

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Does what the guide says of a new record kind, in a copy of the project, builds the tool there, and compares what its
-commands print with what is shown.
+"""Follows the guide's steps for a new record kind in a copy of the project, builds the tool there, and compares the output of
+its commands with the output shown.
 
-usage: new_kind.py [FOLDER]     where the copy goes; build/new-kind, if none is given
+usage: new_kind.py [FOLDER]     the folder of the copy; default: build/new-kind
 """
 import os
 import re
@@ -26,7 +26,7 @@ def copy(work):
 
 
 def write_file(work, block):
-    """A block that says in its first line which file it is."""
+    """Writes a block that names its file in the first line."""
     path = os.path.join(work, re.search(r"File (\S+)\.$", block.splitlines()[0])[1])
     if os.path.exists(path):
         raise SystemExit(f"{path} is there already")
@@ -35,7 +35,7 @@ def write_file(work, block):
 
 
 def change_files(work, block):
-    """A block of changes whose places are told by the lines around them alone."""
+    """Applies a block of changes whose places are found only by their context lines."""
     for name, hunks in re.findall(r"^\+\+\+ b/(\S+)\n(.*?)(?=^--- |\Z)", block, re.M | re.S):
         path = os.path.join(work, name)
         with open(path, encoding="utf-8") as file:

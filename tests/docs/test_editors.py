@@ -1,7 +1,7 @@
-"""What editors and hooks make of the tool's output.
+"""Checks that editors and hooks understand the tool's output.
 
-The quick tests apply the problem matcher and look at the other files; those that need Vim and pre-commit run where
-TRAMO_EDITORS is set (tests/docs/run).
+The quick tests apply the problem matcher and check the other files; those that need Vim and pre-commit run if TRAMO_EDITORS
+is set (tests/docs/run).
 """
 import json
 import os
@@ -24,7 +24,7 @@ def read(*path):
 
 
 class Editors(CliTest):
-    """Checks four files that have findings of each form, and one that has none."""
+    """Four files with findings of each form, and one without findings."""
 
     def setUp(self):
         super().setUp()
@@ -51,7 +51,7 @@ class Editors(CliTest):
 class VsCode(Editors):
     @staticmethod
     def matched(pattern, line):
-        """What the editor takes from a line. Without a line's number it takes it only if the pattern is about files."""
+        """The data that the editor reads from a line. Without a line number, it accepts the line only if the pattern is for files."""
         if not (match := re.match(pattern["regexp"], line)):
             return None
         parts = {part: match[pattern[part]] for part in ("file", "line", "column", "severity", "message") if part in pattern}

@@ -1,7 +1,7 @@
-"""The tool ended at any moment: kill.py [--kills N] [--seed N] TRAMO
+"""Kills the tool at random moments: kill.py [--kills N] [--seed N] TRAMO
 
-Commands that write a file are killed (SIGKILL) after a random time. What they write in is then the old file or the new one, whole,
-every time. What is left of temporary files beside it is counted: nobody else can take them away.
+Kills commands that write a file (SIGKILL) after a random time. The file is then always the complete old one or the complete
+new one. Counts the temporary files left beside it: nothing removes them.
 """
 import argparse
 import collections
@@ -16,7 +16,7 @@ import time
 
 from tool import OLD, contents, make_inputs
 
-# The name of the product, and the arguments before "-o".
+# The name of the output file, and the arguments before "-o".
 COMMANDS = [
     ("new.jsonl", "export", "in/large.txt", "--to", "jsonl"),
     ("new.csv", "export", "in/large.txt", "--only", "AMR", "--to", "csv"),
@@ -75,7 +75,7 @@ def main():
             old = clean(product)
             duration, new = known[product]
             process = start(product, arguments)
-            # A third near the end, where files take their places.
+            # A third near the end, where files are renamed.
             time.sleep(duration * (chance.uniform(0.7, 1.1) if chance.random() < 1 / 3 else chance.random()))
             process.kill()
             if process.wait() != -signal.SIGKILL:

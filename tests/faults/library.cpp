@@ -1,5 +1,5 @@
-// The library with calls that fail: each allocation and each call of the system, once and from there on. What comes out is
-// std::bad_alloc or what the headers say, files end behind whole lines, objects stay usable, and nothing leaks.
+// The library with failing calls: each allocation and each system call fails, once or from then on. The result is
+// std::bad_alloc or the error stated in the headers; files end after whole lines, objects stay usable, and nothing leaks.
 #include "common/file.h"
 #include "support/console.h"
 #include "support/streamfiles.h"
@@ -21,18 +21,18 @@ namespace {
 
 enum class Sort { Memory, Open, Read, Write, Close, Cut };
 
-constexpr int half = 0;  // no error: half of the bytes are taken
+constexpr int half = 0;  // no error: only half of the bytes are transferred
 
-// What is to fail. Calls are counted while `armed`, and blocks of memory that are held are at any time.
+// The calls that fail. Calls are counted while `armed`; allocated blocks of memory are always counted.
 struct Plan {
     Sort sort{};
     int error = 0;
-    long at = 0, last = 0;  // 0: none; from there on
+    long at = 0, last = 0;  // 0: none; for `last`: all following
     long calls = 0, failures = 0;
     bool armed = false;
 } plan;
 
-volatile long held = 0;  // blocks; compilers may think that operator new leaves all variables alone
+volatile long held = 0;  // blocks; volatile: compilers may assume that operator new changes no variables
 
 bool fails(Sort sort) {
     if (!plan.armed || plan.sort != sort) return false;
@@ -52,7 +52,7 @@ std::size_t halfOf(std::size_t size) { return size > 1 ? size / 2 : size; }
 
 }  // namespace
 
-// The linker leads the library's calls here (--wrap). What it calls __real_ is the C library's, or a sanitizer's.
+// The linker redirects the library's calls to these functions (--wrap). __real_ names those of the C library or a sanitizer.
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
@@ -118,7 +118,7 @@ namespace {
 using TramoStreamExceptions::read_exception;
 using TramoStreamExceptions::write_exception;
 
-// Runs work under the plan. Tests assert outside of it.
+// Runs a function under the plan. Tests assert outside of it.
 auto armed(auto work) {
     struct Armed {
         Armed() { plan.armed = true; }
@@ -129,14 +129,14 @@ auto armed(auto work) {
 
 bool large() { return std::getenv("FAULTS_LARGE") != nullptr; }
 
-// Runs `scenario` without a fault, and then with every number of the sort failing, until none does. The scenario answers what
-// is wrong with what came out; it runs under no plan but where it says so, and frees what it takes.
+// Runs `scenario` without a failure, then with every call of the sort failing in turn, until none fails. The scenario returns
+// a description of wrong results; it activates the plan itself where needed, and frees all its memory.
 void everyFault(Sort sort, const std::vector<int>& errors, const std::function<std::string()>& scenario) {
     for (const int error : errors)
         for (const bool onlyOne : {true, false}) {
-            if (error == EINTR && !onlyOne) continue;  // that never ends
+            if (error == EINTR && !onlyOne) continue;  // would never end
             plan = {};
-            ASSERT_EQ(scenario(), "");  // what is made once and kept is there now
+            ASSERT_EQ(scenario(), "");  // one-time initialization is done now
             plan = {sort, error, 0, 0, 0, 0, false};
             ASSERT_EQ(scenario(), "");
             const long calls = plan.calls;
@@ -167,7 +167,7 @@ protected:
 
 using Lines = std::vector<TramoLine::tramoLine_t>;
 
-// Every line of a file of records; room for them has been made.
+// Every line of a file of records; memory for them is reserved.
 void readInto(iFileStream& in, Lines& lines) {
     while (!in.eof()) {
         lines.emplace_back();
@@ -183,11 +183,11 @@ protected:
         file("ansi", bytes);
         file("utf16", streams::utf16(units));
         std::string many;
-        while (many.size() < 5'000'000) many += bytes;  // two huge pages and more
+        while (many.size() < 5'000'000) many += bytes;  // more than two huge pages
         file("many", many);
     }
 
-    // Reads under the plan, then, on the same object, without it.
+    // Reads under the plan, then without it on the same object.
     std::string read(const char* name, int encoding) {
         const std::string place = path(name);
         Lines lines, again;
@@ -258,7 +258,7 @@ TEST_F(Reading, AKeyLineWithoutMemoryIsPassedOver) {
 
 class Writing : public Faults {
 protected:
-    // Writes under the plan, and goes on with the next line after each that is refused.
+    // Writes under the plan, and continues with the next line after each failure.
     std::string write(int encoding, const std::string& before = {}) {
         const bool wide = encoding == StrConv::ENCODING_UTF16LE;
         const std::string place = file("out", before);
@@ -313,7 +313,7 @@ protected:
             armed([&] { out->close(); });
             good = out->rdstate() == streams::good;
             counted = out->getLineNumber();
-            // It can be used again.
+            // The object can be used again.
             if (good) {
                 out->open(place.c_str(), encoding);
                 out->putLine(L"again", true);
@@ -346,7 +346,7 @@ TEST_F(Writing, WithACallThatFails) {
 
 // ---- Lines ----------------------------------------------------------------------------------------------------------
 
-// What a model says of itself under the plan. Its answers are compared with those of the same line without a fault.
+// The results of a model under the plan, to be compared with those of the same line without a failure.
 struct Answers {
     std::wstring text, built;
     std::size_t errors = 0;
@@ -372,7 +372,7 @@ Answers askRecord(const TramoLine::tramoLine_t& line) {
     return answers;
 }
 
-// Asks under the plan, and once more without.
+// Gets the results under the plan, and again without it.
 std::string asked(const std::function<Answers()>& ask) {
     Answers under;
     bool refused = false;
@@ -437,7 +437,7 @@ TEST_F(Faults, KeyLinesWithoutMemory) {
         });
 }
 
-// What a thread remembers of days is given up when there is no memory for it, the values are not.
+// If out of memory, a thread works without its cache of days; the values stay correct.
 TEST_F(Faults, DatesOfANewThreadWithoutMemory) {
     static constexpr long32 never = -1;
     const auto convert = [](long32& midnight, long32& minute, wchar_t* date) {
@@ -463,7 +463,7 @@ TEST_F(Faults, DatesOfANewThreadWithoutMemory) {
 
 TEST_F(Faults, ALeakIsFound) {
     const long before = held;
-    int* volatile lost = new int(7);  // volatile: a compiler may leave out memory that nobody can see
+    int* volatile lost = new int(7);  // volatile: a compiler may remove an unused allocation
     const long holding = held;
     delete lost;
     EXPECT_EQ(holding, before + 1);
@@ -472,7 +472,7 @@ TEST_F(Faults, ALeakIsFound) {
 
 }  // namespace
 
-// With --large every number of a fault is tried, not some of many.
+// With --large, tries every call instead of a selection.
 int main(int count, char** arguments) {
     testing::InitGoogleTest(&count, arguments);
     if (count > 1 && std::string_view(arguments[1]) == "--large") setenv("FAULTS_LARGE", "1", 1);

@@ -1,15 +1,14 @@
-// Makes calls of a program fail: preloaded (LD_PRELOAD), and told by the environment what to do.
+// Makes calls of a program fail. Preloaded (LD_PRELOAD) and controlled by the environment:
 //
 //     FAULTS_CALL    the sort of call, a word of the table below
-//     FAULTS_AT      which one, counted from 1; 0: none, they are only counted
-//     FAULTS_LAST    the last one that fails; the same as FAULTS_AT when it is not set, 0: all from there on
-//     FAULTS_ERROR   the error number; 0: no failure, but half of the bytes are read or written
-//     FAULTS_UNDER   calls count that are made on files whose path begins so; empty: on all files
-//     FAULTS_REPORT  a file that tells at any time, as two native 64-bit numbers, how many calls came and how many failed
+//     FAULTS_AT      the first call that fails, counted from 1; 0: none, calls are only counted
+//     FAULTS_LAST    the last call that fails; default: FAULTS_AT; 0: all following
+//     FAULTS_ERROR   the error number; 0: no failure, but only half of the bytes are read or written
+//     FAULTS_UNDER   counts only calls on files whose path begins with this text; empty: on all files
+//     FAULTS_REPORT  a file with the current numbers of calls and failures, as two native 64-bit numbers
 //
-// What the C library does inside of fwrite or fclose is no call of a function that could be replaced. The kernel is asked
-// to send a signal instead (seccomp), and what happens then is decided here. Memory and threads come from functions, which
-// are replaced.
+// The system calls inside fwrite or fclose are not functions that could be replaced. Instead, the kernel sends a signal for them
+// (seccomp), and the signal handler decides the result. Memory and threads come from functions, which are replaced.
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -32,14 +31,14 @@
 
 #define REPLACES extern "C" [[gnu::visibility("default")]]
 
-// The C library's own, under the names by which it knows them inside.
+// The functions of the C library, under their internal names.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
-// A system call. It may pass: it is the only one that is made from this place.
+// Makes a system call. It is allowed, because it comes from this address.
 std::int64_t faultsSystemCall(
     std::int64_t number, std::int64_t a, std::int64_t b, std::int64_t c, std::int64_t d, std::int64_t e = 0);
 extern const char faultsSystemCallMade[];
@@ -84,7 +83,7 @@ constexpr Word words[] = {
     {"lock", Sort::Lock},
 };
 
-// How the call says which file it means: by its descriptor or by its path, in the first argument or in the second.
+// How the call names its file: by a descriptor or by a path, in the first argument or in the second.
 enum class File { Descriptor, Path, SecondPath };
 
 struct Call {
@@ -134,13 +133,13 @@ struct Report {
     std::atomic<std::uint64_t> calls, failures;
 };
 
-Sort wanted = Sort::None;  // none before everything else is known
+Sort wanted = Sort::None;  // None until everything else is set
 std::uint64_t first = 0, last = 0;
 int error = 0;
 std::string_view under;
 Report* report = nullptr;
 
-// Counts a call. Whether it is to fail.
+// Counts a call. Returns whether it fails.
 bool fails() {
     const std::uint64_t number = ++report->calls;
     if (first == 0 || number < first || (last != 0 && number > last)) return false;
@@ -159,7 +158,7 @@ bool isOfTest(File file, const greg_t* registers) {
         const char* path = nullptr;
         std::memcpy(&path, &argument, sizeof path);
         if (std::string_view(path).starts_with(under)) return true;
-        // A path of a descriptor, and one from the folder of the descriptor before it, or none at all.
+        // The path of a descriptor, or a path relative to the preceding descriptor, or an empty path.
         constexpr std::string_view descriptors = "/proc/self/fd/";
         const bool isDescriptor = std::string_view(path).starts_with(descriptors);
         if (*path == '/' && !isDescriptor) return false;
@@ -171,7 +170,7 @@ bool isOfTest(File file, const greg_t* registers) {
     std::size_t end = std::strlen(link.data());
     for (greg_t unit = 1000; unit > 0; unit /= 10) link[end++] = static_cast<char>('0' + argument / unit % 10);
     const char* number = link.data() + std::strlen("/proc/self/fd/");
-    while (*number == '0' && number[1]) ++number;  // the system knows no leading zeros
+    while (*number == '0' && number[1]) ++number;  // the system accepts no leading zeros
     std::memmove(link.data() + std::strlen("/proc/self/fd/"), number, std::strlen(number) + 1);
     std::array<char, 4096> path;
     const std::int64_t size = faultsSystemCall(SYS_readlink, toWord(link.data()), toWord(path.data()), path.size(), 0);
@@ -187,7 +186,7 @@ std::int64_t answerTo(int number, const greg_t* r) {
     for (const Call& call : calls) {
         if (call.number != number || !isOfTest(call.file, r) || !fails()) continue;
         if (error == 0) return halfOf(number, r);
-        // What the system cannot close is closed all the same.
+        // close() releases the descriptor even if it fails.
         if (number == SYS_close) faultsSystemCall(number, r[REG_RDI], 0, 0, 0);
         return -error;
     }
@@ -199,7 +198,7 @@ void onSystemCall(int, siginfo_t* info, void* context) {
     registers[REG_RAX] = answerTo(info->si_syscall, registers);
 }
 
-// From now on every system call of the sort is a signal, but for those that are made here.
+// Turns every following system call of the sort into a signal, except those made here.
 void trapSystemCalls() {
     struct sigaction action {};
     action.sa_sigaction = onSystemCall;
@@ -289,7 +288,7 @@ REPLACES int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
     return wanted == Sort::Thread && fails() ? EAGAIN : real(thread, attributes, run, argument);
 }
 
-// A program that defers all signals would be ended by the one that is needed here.
+// The kernel would kill a program that blocks all signals, because it could not handle the one needed here.
 REPLACES int sigprocmask(int how, const sigset_t* set, sigset_t* before) noexcept {
     sigset_t without;
     if (set) {

@@ -1,13 +1,13 @@
-"""The tool with calls that fail: tool.py [--large] [--only COMMAND] TRAMO PRELOADED
+"""Runs the tool with failing calls: tool.py [--large] [--only COMMAND] TRAMO PRELOADED
 
-Every command runs once as it is, and then again and again, each time with another allocation, read, write, close and so on
-failing: the first, the second ... until it has run through. Whatever fails, it ends with
+Every command runs once without failures, and then repeatedly, each time with another allocation, read, write, close and so on
+failing: the first, the second ... until it has completed. Whichever call fails, the command ends with
 
-    - what it gives without a fault, byte for byte, or
-    - exit code 2 or 3 and one line that names the reason; then a file that was there is the old one or the new one, whole, and
-      nothing is left beside it or among the temporary files.
+    - the same result as without a failure, byte for byte, or
+    - exit code 2 or 3 and one line that names the reason; an existing file is then the complete old one or the complete new one,
+      and nothing is left beside it or among the temporary files.
 
-An interrupted call, and one that transfers less than was asked for, must change nothing at all.
+An interrupted call, and one that transfers less than requested, must not change the result.
 """
 import argparse
 import collections
@@ -22,9 +22,9 @@ import sys
 import tempfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SHORT = 0  # no error, but half of the bytes
+SHORT = 0  # no error, but only half of the bytes
 
-# What can become of a call: its sort, the error, and how many of them: only one, or all from there on.
+# How a call can fail: its sort, the error, and whether only one fails or all following.
 FAULTS = [(sort, error, only_one) for sort, errors, ways in (
     ("memory", [errno.ENOMEM], (True, False)),
     ("thread", [errno.EAGAIN], (True, False)),
@@ -47,7 +47,7 @@ HARMLESS = (errno.EINTR, SHORT)
 
 
 class Command:
-    """`product`: the name of what is made in the folder "out"; `old`: whether there is one before."""
+    """`product`: the name of the output file in the folder "out"; `old`: whether it exists before."""
 
     def __init__(self, name, *arguments, product=None, old=True, piped=None, large=False):
         self.name, self.arguments, self.product, self.old, self.piped, self.large = name, arguments, product, old, piped, large
@@ -89,7 +89,7 @@ COMMANDS = [
 
 OLD = b"what was there before\n"
 OLD_MODE = 0o640
-OLD_OWNER = 12345 if os.geteuid() == 0 else os.geteuid()   # who else can give files away
+OLD_OWNER = 12345 if os.geteuid() == 0 else os.geteuid()   # only root can give files away
 
 Outcome = collections.namedtuple("Outcome", "code out err product left")
 
@@ -102,7 +102,7 @@ def attributes(path):
 
 
 def contents(path):
-    """A file's mode, bytes, owner and attributes, those of all files of a folder, or None."""
+    """The mode, bytes, owner and attributes of a file, or of all files of a folder, or None."""
     if os.path.isdir(path):
         return {name: contents(os.path.join(path, name)) for name in sorted(os.listdir(path))}
     if not os.path.exists(path):
@@ -113,7 +113,7 @@ def contents(path):
 
 
 def is_same(product, good, narrower):
-    """`narrower`: files that fewer may read and write are the same, too; with "attribute", so are those without some."""
+    """`narrower`: files with fewer permissions are the same, too; "attribute": so are files that lack some attributes."""
     if not narrower or product is None or good is None:
         return product == good
     if isinstance(product, dict):
@@ -127,7 +127,7 @@ def masked(out):
 
 
 class Bench:
-    """A folder in which one command runs again and again."""
+    """A folder in which one command runs repeatedly."""
 
     def __init__(self, tramo, preloaded, folder, inputs, command):
         self.tramo, self.preloaded, self.folder, self.command = tramo, preloaded, folder, command
@@ -187,7 +187,7 @@ class Bench:
             return struct.unpack("=QQ", file.read())
 
     def wrong(self, outcome, sort, error):
-        """What is wrong with an outcome; None: nothing."""
+        """Returns the error of a result, or None."""
         good = self.good
         if not isinstance(outcome.code, int) or outcome.code < 0:
             return f"ended by {outcome.code}"
@@ -208,24 +208,24 @@ class Bench:
         if sort in ("write", "sync", "rename") and outcome.code != 3:
             return f"exit code {outcome.code}, {outcome.err}"
         reason = b"out of memory|Cannot allocate memory" if sort == "memory" else re.escape(os.strerror(error)).encode()
-        if self.command.name == "import sqlite" and sort == "read":  # SQLite takes a page that cannot be read for a damaged one,
+        if self.command.name == "import sqlite" and sort == "read":  # SQLite reports a page that cannot be read as corrupt,
             reason += b"|database disk image is malformed"
-        if self.command.name == "export sqlite" and sort == "open":  # and what it cannot open, for what may not be written
+        if self.command.name == "export sqlite" and sort == "open":  # and a file that cannot be opened as read-only
             reason += b"|Input/output error"
         if not re.fullmatch(rb"(tramo: [ -~]*\n)*tramo: [ -~]*(" + reason + b")" + rb"[ -~]*\n(tramo: [ -~]*\n)*", outcome.err):
             return f"the reason is not named: {outcome.err}"
         if self.command.product and outcome.product not in (good.product, self.old):
             return f"a damaged product: {str(outcome.product)[:200]}"
         if self.command.name.startswith("check") and outcome.code == 2:
-            return None  # it tells of the other files, too
-        # Masked text ends with a number that may have been cut off.
+            return None  # it reports the other files, too
+        # Masked text ends with a number that may be truncated.
         begun = outcome.out
         if not good.out.startswith(begun) and not good.out.startswith(re.sub(rb"in [0-9.]*[ s]*$", b"", begun)):
             return "another output before the fault"
         return None
 
     def tryAll(self, most):
-        """Every fault, or so many numbers of each sort. Yields (sort, error, only_one, runs, survived, [what was wrong])."""
+        """Tries every failure, or `most` of each sort. Yields (sort, error, only_one, runs, survived, [errors])."""
         for sort, error, only_one in FAULTS:
             self.run(sort)
             calls = self.failures()[0]
@@ -233,8 +233,8 @@ class Bench:
                 continue
             step = max(1, -(-calls // most))
             wrongs, runs, survived = [], 0, 0
-            # Beyond the last one that was counted: there may be more when one of them fails, and threads are not alike.
-            # Files take their places at the end, where little memory is taken.
+            # Beyond the last one counted: there may be more calls if one fails, and threads vary. Files are renamed at the end,
+            # where few allocations happen.
             numbers = set(range(1, calls + 2, step)) | set(range(max(1, calls - 30), calls, 10) if self.command.product else [])
             for number in sorted(numbers):
                 outcome = self.run(sort, error, number, number if only_one else 0)

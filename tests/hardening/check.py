@@ -1,4 +1,4 @@
-"""Programs and libraries are built so that an overflow is stopped: check.py FILE..."""
+"""Checks that programs and libraries are built with protection against overflows: check.py FILE..."""
 import re
 import subprocess
 import sys

@@ -1,5 +1,5 @@
-"""Content that means harm, through every command and format: nothing steers a terminal, no cell is a formula, nothing is
-unescaped, and no key is found anywhere.
+"""Runs hostile content through every command and format: nothing controls a terminal, no cell is a formula, nothing is
+unescaped, and no key appears anywhere.
 
     TRAMO=build/release/cli/tramo python3 tests/hostile/hostile.py [--files 10000] [--seed 1] [-j 2]
 """
@@ -34,7 +34,7 @@ FRAGMENTS = [
     "\\x1b", "|", "**", "[x](http://x)", "%n%s%x", "${HOME}", "$(id)", "{}", "{0}", "{:999999999}", ";", ",", "'; drop table file; --",
     "[" * 30, "{\"a\":" * 8, "1e999", "-0", "NaN", "Infinity", "0x10", "\u0661\u0662", "\uff11",
 ]
-# No control characters but line feeds, and none that turn text around or end a line without being seen.
+# No control characters except line feeds, and none that reverse text or end a line invisibly.
 FORBIDDEN = re.compile("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f\u061c\u200e\u200f\u2028\u2029\u202a-\u202e\u2066-\u2069\ud800-\udfff]")
 COLOUR = re.compile(r"\x1b\[[0-9;]*m")
 NUMBER = re.compile(r"[+-]?\d+(\.\d+)?([eE][+-]?\d+)?")
@@ -51,7 +51,7 @@ KEYS, TAGS, PARAMETERS = sample("amr-keys.txt"), sample("tags.txt"), sample("par
 
 
 class Case:
-    """One file, what it is called, and the keys that it holds."""
+    """One file, its name, and the keys in it."""
 
     def __init__(self, seed):
         self.random = random.Random(seed)
@@ -94,12 +94,12 @@ class Case:
             line = re.sub(f'("{name}":")[^"]*', r"\g<1>" + key, line)
         damage = self.random.random()
         at = self.random.randrange(len(line))
-        if damage < 0.3:  # a text with escapes where a value's text is
+        if damage < 0.3:  # a text with escapes instead of a value's text
             value = json.dumps(self.fragment(), ensure_ascii=self.random.random() < 0.5)
             line = re.sub(r'("(?:serialNumber|hardwareVersion)":)"[^"]*"', lambda m: m[1] + value, line, count=1)
         elif damage < 0.4:
             line = line[:-1] + "," + json.dumps(self.fragment()) + ":" + self.random.choice(("1", '"x"', "[[[[]]]]", "null", "1e999")) + "}"
-        elif damage < 0.5:  # a key that is not written as one
+        elif damage < 0.5:  # a key that is not written like one
             line = re.sub(r'"([0-9A-Fa-f]{32})"', lambda m: self.random.choice(('["%s"]', '{"x":"%s"}', '"%s', '%s', '"%s\\u00"')) % m[1],
                           line, count=1)
         elif damage < 0.6:
@@ -133,7 +133,7 @@ class Examination:
         return done
 
     def no_keys(self, data, where):
-        """Nor a part of one, that is long enough to be no accident."""
+        """Nor a part of one that is too long to be a coincidence."""
         for key in self.case.keys:
             for at in range(0, len(key) - 11, 4):
                 part = key[at:at + 12]
@@ -180,7 +180,7 @@ class Examination:
         self.counts["cells"] += 1
 
     def cell(self, text, where):
-        """A text that has no type: a spreadsheet may take it for a formula."""
+        """A text without a type: a spreadsheet may read it as a formula."""
         self.text(text, where)
         if text.startswith(("=", "+", "-", "@")) and not NUMBER.fullmatch(text):
             raise Failed(f"{where}: formula {text!r}")
@@ -214,7 +214,7 @@ class Examination:
                     tag = element.tag.rpartition("}")[2]
                     if tag in ("f", "hyperlink", "externalReference", "script"):
                         raise Failed(f"{name}: <{tag}>")
-                    if tag == "t" and element.text:  # a text by its type, whatever it begins with
+                    if tag == "t" and element.text:  # typed as text, regardless of its first character
                         self.text(element.text, name)
 
     def examine(self):
@@ -243,13 +243,13 @@ class Examination:
         self.shown(name, codes=(2,))
         for words in (("convert", "--encoding", "ansi", "-o", "converted.txt"), ("rewrite", "-o", "rewritten.txt", "--force")):
             self.terminal(self.run(*words, name, codes=(0, 1, 2, 3)).stdout, words)
-        for form in ("jsonl", "csv", "sqlite"):  # the file itself is none of these: the reasons are told
+        for form in ("jsonl", "csv", "sqlite"):  # the file itself has none of these formats: the reasons are printed
             self.terminal(self.run("import", "--from", form, "--encoding", "ansi", "-o", "imported.txt", name, codes=(0, 1, 2)).stdout, form)
         if case.keys:
             self.keys_can_be_found(name)
 
     def keys_can_be_found(self, name):
-        """Where they are asked for; else the search above would prove nothing."""
+        """If they are requested; otherwise the search above would prove nothing."""
         shown = self.run_with_keys("export", "--to", "jsonl", "--show-keys", name) + self.run_with_keys("keys", "--show-keys", name)
         self.counts["keys"] += len(case_keys := self.case.keys)
         self.counts["keys shown on request"] += sum(key.encode() in shown for key in case_keys)

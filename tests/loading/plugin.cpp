@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <tramostream/tramostream.h>
 
-// The date as it comes back when it is written into a line and read again.
+// The date after writing it into a line and reading it again.
 extern "C" [[gnu::visibility("default")]] std::int32_t pluginDate(const char* format, const char* text) {
     RoundTramoModel round;
     round.setRoundImportDate(DateUtils::strToTime(format, text));

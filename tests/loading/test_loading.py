@@ -1,4 +1,4 @@
-"""The library in programs that load it while they run: the installed library, and a plugin that contains it.
+"""Loads the library at run time: the installed library, and a plugin that contains it.
 
 CMAKE, CC: programs. BUILD: a build of the library. PLUGIN: plugin.cpp, built.
 """

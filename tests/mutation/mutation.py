@@ -1,4 +1,4 @@
-"""Changes the library's sources in one place at a time, and tells which changes no test notices: see run."""
+"""Changes the library's sources in one place at a time, and reports the changes that no test detects: see run."""
 import argparse
 import collections
 import concurrent.futures
@@ -35,8 +35,8 @@ PUBLIC = ["fields_test", "conditions_test", "anyrecord_test", "accessors_test", 
 CODECS = ["codec_test", "strconv_number_test", "strconv_text_test", "strconv_date_test", "strconv_code_test"]
 STREAMS = ["ifilestream_test", "ofilestream_test", "exceptions_test", "log_test", "tramoline_test", "interface_test"]
 
-# What is compiled first, and which tests then run, stage by stage, where neither follows from the name. All that includes a
-# header is compiled, and all tests of its family run, only when these have noticed nothing.
+# The sources that are compiled first and the tests that then run, stage by stage, if they do not follow from the name. Only if
+# these detect nothing, everything that includes a header is compiled, and all tests of its family run.
 METER = (["model/metersubscribertramomodel.cpp"], ["metersubscribertramomodel_test"])
 OTHERS = (["model/amrtramomodel.cpp", "model/enquirydefinitiontramomodel.cpp", "model/extendeddatatramomodel.cpp"],
           ["amrtramomodel_test", "enquirydefinitiontramomodel_test", "extendeddatatramomodel_test"])
@@ -55,14 +55,14 @@ FIRST = {
     "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp", "tests/keyline_test.cpp"],
                                       ["keyline_test"]), (["tests/amrkeytramomodel_test.cpp"], ["amrkeytramomodel_test"])],
 }
-# The records' tests of many lines run when the others have noticed nothing, for their tables and what reads and writes by them.
+# The records' tests of many lines run if the others have detected nothing, for the tables and the code that uses them.
 LONG_FOR = ("model/layout.h", "model/frame.h", "model/blankmap.h")
 LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*:*GivesEveryDayBack*"
 HAVE_LONG = [*RECORDS, "frame_test", "strconv_date_test"]
-# A test of the memory in use, which the address sanitizer adds to.
+# A test of memory use, which the address sanitizer increases.
 OF_MEMORY = "*TheTextIsHeldOnce"
 
-# All tests that may notice a change in a family, the quickest first.
+# All tests that may detect a change in a family, the fastest first.
 ALL = {
     "tables": PUBLIC + ["describe_test", "frame_test"],
     "codecs": [*CODECS, *PUBLIC, "describe_test", "frame_test", "roundtramomodel_test", "metersubscribertramomodel_test", "amrtramomodel_test"],
@@ -72,7 +72,7 @@ ALL = {
 
 
 def quick(test, *but):
-    """The filter of a program's tests that are quick, but for some."""
+    """The filter for the quick tests of a program, except some."""
     return "-" + ":".join([*([LONG] if test in HAVE_LONG else []), *but])
 
 
@@ -88,7 +88,7 @@ def read(path):
 
 
 def run(command, timeout=600, **options):
-    """Whether a command succeeds."""
+    """Returns whether a command succeeds."""
     try:
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
                               timeout=timeout, **options).returncode == 0
@@ -104,7 +104,7 @@ def must_run(command, **options):
 
 @dataclasses.dataclass(frozen=True)
 class RowChange:
-    """A change of a record's table, which its program makes when it is told to: see tablechanges.h."""
+    """A change of a record's table, which its program makes on request: see tablechanges.h."""
     path: str
     key: str
     wanted: str
@@ -113,7 +113,7 @@ class RowChange:
 
 
 class Build:
-    """The unchanged library and its tests, in a copy of the sources so that work on them may go on."""
+    """The unchanged library and its tests, in a copy of the sources, so that they can be edited meanwhile."""
 
     def __init__(self, jobs, keep):
         for folder in ("tests",) if keep else ("common", "convert", "include", "model", "samples", "stream", "tests", "cli"):
@@ -146,7 +146,7 @@ class Build:
             list(pool.map(self.link_test, self.tests))
 
     def build_tables(self, jobs):
-        """A library whose tables may be changed while it runs."""
+        """A library whose tables can be changed at run time."""
         overlay = os.path.join(WORK, "tables")
         shutil.rmtree(overlay, ignore_errors=True)
         os.makedirs(os.path.join(overlay, "model"))
@@ -176,7 +176,7 @@ class Build:
         return [name for name in re.findall(r'^#include ["<]([\w./]+)[">]', read(path), re.MULTILINE)]
 
     def users_of(self, header):
-        """The sources and tests that include a header, be it through others."""
+        """The sources and tests that include a header, directly or through others."""
         users, more = {header}, True
         while more:
             found = {path for path, names in self.names.items() if any(
@@ -215,7 +215,7 @@ class Build:
         return [*command, f'-DSAMPLES="{TREE}/samples"', "-c", source, "-o", out]
 
     def link(self, folder, changed, kind="objects", more=()):
-        """The library, with some objects in the place of its own; the linker takes what they share from them."""
+        """The library with some objects replaced; the linker takes shared symbols from the replacements."""
         objects = list(changed.values()) + [self.object_of(path, kind) for path in self.sources if path not in changed]
         return ["clang++", "-shared", "-fuse-ld=lld", "-Wl,-Bsymbolic-functions", *more, *objects, "-o",
                 os.path.join(folder, "libmutant.so")]
@@ -231,7 +231,7 @@ class Build:
 
 @dataclasses.dataclass
 class Worker:
-    """A place in which one mutant at a time is compiled and tried."""
+    """A folder in which one mutant at a time is compiled and tried."""
     build: Build
     number: int
 
@@ -285,7 +285,7 @@ class Worker:
     def try_on(self, path, compiled, tests):
         if compiled is not None:
             self.objects = {}
-            # Not for a header's users: the system's names that come with the public headers are ambiguous in one of them.
+            # Not for the users of a header: system names that come with the public headers are ambiguous in one of them.
             pch = self.build.pch if path.endswith("tramomodel.cpp") else self.build.public_pch if path.endswith(".cpp") else None
             for user in sorted(compiled, key=lambda name: name.startswith("tests/")):
                 out = os.path.join(self.folder, "objects", user.replace("/", "_") + ".o")
@@ -303,7 +303,7 @@ class Worker:
         return self.try_tests(programs, with_long=family_of(path) == "tables" or path in LONG_FOR)
 
     def try_sanitized(self, tests):
-        """A change that reads or writes beside an array, which only ./test's stage asan tells for sure."""
+        """A change that reads or writes past an array, which only ./test's stage asan detects reliably."""
         sanitized = {}
         for user in self.objects:
             if not user.startswith("tests/"):
@@ -331,7 +331,7 @@ class Worker:
                        "LD_LIBRARY_PATH": self.build.library_folder("tables") if table_change else self.library}
         if table_change:
             environment["TABLE_CHANGE"] = table_change
-        # What never ends uses up its processor time or memory, however busy the machine is.
+        # An endless loop uses up its processor time or memory, even on a busy machine.
         limits = ["prlimit", "--cpu=20"] + ([] if sanitized else [f"--as={4 << 30}"])
         if sanitized:
             limits += ["env", "LD_PRELOAD=" + self.build.sanitizer, "ASAN_OPTIONS=detect_leaks=0:hard_rss_limit_mb=4096"]
@@ -343,7 +343,7 @@ class Worker:
 
 
 class Equivalents:
-    """Which mutants change nothing that can be seen, and why: a reason at the margin, its mutants indented below."""
+    """The mutants without a visible effect: a reason at the margin, its mutants indented below."""
 
     def __init__(self, every):
         patterns, reason = [], ""
@@ -355,7 +355,7 @@ class Equivalents:
         keys = {mutant.key for mutant in every}
         self.reasons, self.stale = {}, []
         for pattern, reason in patterns:
-            # A table's groups of rows have many changes that differ in their numbers only.
+            # The groups of rows of a table have many changes that differ only in their numbers.
             parts = "[0-9]+".join(re.escape(part) for part in pattern.split("<n>"))
             found = [key for key in keys if re.fullmatch(parts, key)] if "<n>" in pattern else [pattern] if pattern in keys else []
             self.reasons |= {key: reason for key in found}
@@ -372,7 +372,7 @@ def all_mutants(build):
 
 
 class Results:
-    """The verdicts so far, kept in a file as they come, for as long as the changed source is the same but for its comments."""
+    """The verdicts so far, stored in a file; valid as long as the changed source is the same except for its comments."""
 
     def __init__(self, path):
         self.path, self.known = path, {}

@@ -1,7 +1,7 @@
-"""What may be changed in a source: one number, comparison, code or condition at a time.
+"""The possible changes of a source: one number, comparison, code or condition at a time.
 
-Sources are looked at token by token, as clang-format lays them out: an operator between two operands has blanks around it,
-the brackets of a template and the marks of a pointer or reference have not.
+Reads sources token by token, as clang-format formats them: an operator between two operands has spaces around it, the brackets
+of a template and the signs of a pointer or reference do not.
 """
 import dataclasses
 import re
@@ -23,7 +23,7 @@ SIGNS = {
 }
 WORDS = {"true": ["false"], "false": ["true"]}
 
-# The words of a record's table: conditions of a field's own value, and kinds of values that read the same C++ type.
+# The words of a record's table: conditions on a field's own value, and kinds of values that read the same C++ type.
 TABLE_WORDS = {
     "always": ["never"], "never": ["always"], "filled": ["always", "never"], "empty": ["never", "always"], "known": ["always"],
     "above": ["atLeast", "below"], "atLeast": ["above", "below"], "below": ["atLeast"],
@@ -31,7 +31,7 @@ TABLE_WORDS = {
     "flag": ["characterFlag"], "characterFlag": ["flag"],
 }
 
-# Which lines the preprocessor leaves out where the mutants are compiled.
+# The conditions of the preprocessor when the mutants are compiled.
 DEFINED = {"__SSE2__": True, "_WIN32": False, "LONG_MAX > 0x7FFFFFFF": True, "TRAMOSTREAM_STATIC": True}
 
 PRECEDENCE = {"?": 1, ":": 1, "=": 1, "||": 2, "&&": 3, "|": 4, "^": 5, "&": 6, "==": 7, "!=": 7, "<": 8, ">": 8}
@@ -41,10 +41,10 @@ PRECEDENCE = {"?": 1, ":": 1, "=": 1, "||": 2, "&&": 3, "|": 4, "^": 5, "&": 6, 
 class Mutant:
     path: str
     line: int
-    begin: int  # of the text that is replaced
+    begin: int  # of the replaced text
     end: int
     new: str
-    key: str    # the same as long as the line stays as it is: file: line with {{old -> new}} in it
+    key: str    # "FILE: LINE", with {{old -> new}} in the line; changes only with the line
 
     def apply(self, source):
         return source[:self.begin] + self.new + source[self.end:]
@@ -59,7 +59,7 @@ class Token:
 
 
 def code_of(source):
-    """All that is no comment."""
+    """Everything except comments."""
     return [match.group() for match in TOKEN.finditer(source) if match.lastgroup != "comment"]
 
 
@@ -99,7 +99,7 @@ def tokens_of(source):
 
 
 def closing(tokens, at):
-    """The place of the bracket that closes the one at a place."""
+    """The index of the closing bracket of an opening one."""
     depth = 0
     for place in range(at, len(tokens)):
         if tokens[place].text in "([{":
@@ -112,7 +112,7 @@ def closing(tokens, at):
 
 
 def enumerations_of(headers):
-    """The names of each enumeration's values, by its name and by that of the namespace of an unscoped one."""
+    """The names of the values of each enumeration, by its name and, if it is unscoped, by that of its namespace."""
     found = {}
     for source in headers:
         source = re.sub(r"//[^\n]*", "", source)
@@ -137,7 +137,7 @@ def other_character(literal):
 
 
 class Source:
-    """A table states what a program may change while it runs, too (`rows`): of these, only what is a template's is changed here."""
+    """A table also has rows that a program can change at run time (`rows`): of these, only template arguments are changed here."""
 
     def __init__(self, path, source, enumerations, table, rows):
         self.path, self.source, self.enumerations, self.table = path, source, enumerations, table
@@ -146,7 +146,7 @@ class Source:
         self.skipped = self.tokens_of_rows() if rows else set()
 
     def tokens_of_rows(self):
-        """What stands in Row{...}, Record<M> name{...}, a group's call, and the words of a Rule; template arguments do not."""
+        """The tokens in Row{...}, Record<M> name{...}, the call of a group, and the words of a Rule, without template arguments."""
         found = set()
         for at in range(len(self.tokens)):
             before, here = [self.text(place) for place in range(at - 5, at)], self.text(at)
@@ -166,7 +166,7 @@ class Source:
         return self.tokens[at].text if 0 <= at < len(self.tokens) else ""
 
     def is_between(self, at):
-        """Whether the sign has a blank on both sides."""
+        """Returns whether the sign has a space on both sides."""
         token = self.tokens[at]
         return self.source[token.begin - 1].isspace() and self.source[token.end].isspace() and \
             self.text(at - 1) not in ("operator", "(", ",", "[", "{", "return", "=")
@@ -221,7 +221,7 @@ class Source:
             self.replace(at, names[(names.index(text) + 1) % len(names)])
 
     def enumeration(self, at):
-        """The name of the enumeration, where it may stand for another: "using E = TF::MeterFluid;"."""
+        """The name of the enumeration, resolving an alias: "using E = TF::MeterFluid;"."""
         name = self.text(at)
         short = re.findall(rf"using {re.escape(name)} = (?:\w+::)*(\w+);", self.source[:self.tokens[at].begin]) if name else ()
         return short[-1] if short else name
@@ -243,7 +243,7 @@ class Source:
             self.particular(at)
 
     def operand(self, at):
-        """Where the condition before a '?' begins."""
+        """The start of the condition before a '?'."""
         depth, place = 0, at - 1
         while place >= 0:
             text = self.text(place)
@@ -259,7 +259,7 @@ class Source:
         return place + 1
 
     def negate(self, first, last):
-        """Turns a condition round, unless a mutant of its own comparison does the same."""
+        """Negates a condition, unless a mutant of its own comparison does the same."""
         texts = [self.text(at) for at in range(first, last + 1)]
         depth, comparisons, joined = 0, 0, False
         for at, text in enumerate(texts):
@@ -280,7 +280,7 @@ class Source:
         for at in range(opening + 1, last):
             if self.text(at) == ";":
                 first = at + 1
-        # What declares a name is no expression.
+        # A declaration is not an expression.
         declares = any(self.text(at) == "=" for at in range(first, last))
         if not declares:
             self.negate(first, last - 1)
@@ -296,7 +296,7 @@ class Source:
             self.negate(ends[0] + 1, ends[1] - 1)
 
     def particular(self, at):
-        """Leaves out ".name = value" of a row."""
+        """Removes ".name = value" from a row."""
         depth, place = 0, at
         while not (depth == 0 and self.text(place) in (",", "}")):
             depth += (self.text(place) in ("(", "[", "{")) - (self.text(place) in (")", "]", "}"))

@@ -1,7 +1,7 @@
-// Changes of the records' tables while a program runs, so that none of them needs a compiler of its own. In the copy of the
-// sources that is tried, every record goes through changed().
+// Changes the tables of the records at run time, so that no change needs a compilation of its own. In the copy of the sources
+// under test, every record goes through changed().
 //
-// TABLE_CHANGE=list in the environment lists the changes of each record that is used, one a line on the standard error;
+// TABLE_CHANGE=list in the environment lists the changes of each record that is used, one per line on the standard error;
 // TABLE_CHANGE="MODEL NUMBER" makes one of them.
 #pragma once
 #include "model/layout.h"
@@ -34,7 +34,7 @@ template <class M> struct Table {
         record.rows = rows;
         record.steps = steps;
     }
-    // Whether the compiler would take it.
+    // Whether it would compile.
     bool isPossible() const {
         return detail::columnOutsideLine(record) == detail::noColumn && detail::columnOfTwoFields(record) == detail::noColumn;
     }
@@ -51,7 +51,7 @@ inline const char* longer(const char* text) {
 }
 inline TE::errorType other(TE::errorType code) { return code == TE::ParseInteger ? TE::BuildText : TE::ParseInteger; }
 
-// All changes of one record, each by its words.
+// All changes of one record, each with its description.
 template <class M> class Changes {
 public:
     using Change = std::function<void(Table<M>&)>;
@@ -82,7 +82,7 @@ private:
         add(name, [=](Table<M>& t) { t.record.*member = longer(t.record.*member); });
     }
 
-    // A change of the row; `get` finds in it what is changed.
+    // A change of the row; `get` returns the part to change.
     template <class Get, class To> void inRow(const std::string& words, Get get, To to) {
         add(words, [=, i = at](Table<M>& t) {
             auto& what = get(t.rows[i]);

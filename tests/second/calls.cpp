@@ -14,7 +14,7 @@ using wire::list;
 
 template <class T> T argument(const Arguments& arguments, std::size_t index) { return wire::valueOf<T>(arguments.at(index)); }
 
-// A place in a line, with strangers' columns on both sides.
+// A field in a line, with other columns on both sides.
 class Place {
 public:
     wchar_t* start() { return text.data() + 2; }

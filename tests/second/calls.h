@@ -1,9 +1,9 @@
-// The codecs by their names.
+// The codecs by name.
 #pragma once
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// The result of the codec as a JSON list: whether it succeeded, what it gave, and its text where it changes that.
-/// Values that it may leave alone begin as -77, "#" and the like.
+/// The result of the codec as a JSON list: whether it succeeded, the value, and its text if the codec changes it. The initial
+/// values, which show whether the codec has set them, are -77, "#" and similar.
 std::string call(std::string_view function, const std::vector<std::string_view>& arguments);

@@ -1,4 +1,4 @@
-"""Calls of single codecs: what is asked of the driver, and what is expected."""
+"""Calls of single codecs: the requests to the driver, and the expected results."""
 import values
 from wire import plain, word
 
@@ -90,7 +90,7 @@ EXPECTED |= {name: lambda host, value, codes=codes: written_code(host, codes, va
 
 
 def written_text(host, value):
-    """Its complaint names it, not the writer of the code."""
+    """Its failure message names it, not the function that writes the code."""
     codes = values.Codes({}, values.READ_METHODS.written_as, "", "stringFromReadMethod")
     text = codes.write(host, value)
     return [text is not None, text or "##"]
@@ -164,7 +164,7 @@ LIMITS = """2.2250738585072012e-308 2.2250738585072011e-308 4.9406564584124654e-
 
 
 def near_limit(random):
-    """Where doubles end, and where they lose digits."""
+    """At the limits of double, and where it loses digits."""
     if random.random() < 0.5:
         return random.choice(LIMITS)
     return random.choice((

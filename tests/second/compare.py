@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Compares the library with a second implementation of the format, on lines that are made up: valid and damaged ones of
-every kind, in several time zones, with fields, errors, console texts, dumps and built lines; and on calls of the codecs.
+"""Compares the library with a second implementation of the format on generated lines: valid and malformed ones of every kind,
+in several time zones, with fields, errors, console texts, dumps and built lines; and on calls of the codecs.
 
-Ends with 0 when there is no difference.
+Exit code 0 if there is no difference.
 """
 import argparse
 import itertools
@@ -30,7 +30,7 @@ AT_ONCE = 1000
 
 
 def said(host):
-    """What was said since the last time."""
+    """The messages since the last call."""
     text = [plain(host.narrow), plain(host.wide)]
     host.narrow = host.wide = ""
     return text
@@ -58,7 +58,7 @@ def expected_of_record(host, record, line, changes):
 
 
 def request_of(kind, make):
-    """A request, and what gives the answer that is expected of a host."""
+    """A request, and a function that returns the expected answer of a host."""
     if kind == "codec":
         request, asked = calls.request(make)
         return request, lambda host: calls.expected(host, asked)
@@ -71,7 +71,7 @@ def request_of(kind, make):
 
 
 def differences(expected, found, path=""):
-    """One line for each place where the two are not the same."""
+    """One line for each difference."""
     if isinstance(expected, dict) and isinstance(found, dict):
         for name in list(expected) + [name for name in found if name not in expected]:
             yield from differences(expected.get(name), found.get(name), f"{path}.{name}")
@@ -83,7 +83,7 @@ ZONE_FACTS = {}
 
 
 def compare(task):
-    """Asks a driver and compares. Gives the kind, the number of requests, and texts of differences."""
+    """Sends requests to a driver and compares. Returns the kind, the number of requests, and texts of differences."""
     driver, seed, zone_name, kind, part, count = task
     if zone_name not in ZONE_FACTS:
         ZONE_FACTS[zone_name] = lines.Zone(zoneinfo.ZoneInfo(zone_name))

@@ -1,12 +1,12 @@
-// Says what the library makes of lines: one request a line on the standard input, one answer a line, in JSON, on the
-// standard output. tests/second/compare.py asks, and holds the answers against its own.
+// Reports the library's results for lines: one request per line on the standard input, one answer per line, in JSON, on the
+// standard output. tests/second/compare.py sends the requests and compares the answers with its own.
 //
 //     record MODEL LINE [MEMBER=VALUE ...]   parses the line, sets the members, checks and builds
-//     empty  MODEL "" [MEMBER=VALUE ...]     the same with a model of no line
-//     key    LINE BYTES                      a key line, and the same as the bytes of its JSON text
+//     empty  MODEL "" [MEMBER=VALUE ...]     the same with a default-constructed model
+//     key    LINE BYTES                      a key line, and the bytes of its JSON text
 //     call   FUNCTION ARGUMENT ...           one codec
 //
-// The words are separated by tabs; wire.h tells how texts and values are written.
+// Tabs separate the words; wire.h describes how texts and values are written.
 #include "calls.h"
 #include "members.h"
 #include "support/console.h"
@@ -33,7 +33,7 @@ Words wordsOf(std::string_view request) {
     return words;
 }
 
-// What is longer than the line is cut off, what is shorter ends in zeros, as a line buffer that was read into.
+// Truncates longer text and fills shorter text with zeros, like a line buffer after reading.
 template <class Line> Line lineOf(std::string_view text) {
     Line line{};
     const std::wstring characters = wire::decoded(text);
@@ -81,7 +81,7 @@ template <class M> std::string record(const Words& words) {
     const Line line = lineOf<Line>(words.at(2));
     std::string answer;
 
-    // One after the other: what is asked first changes what is answered then.
+    // In sequence: earlier calls change the results of later ones.
     const Console reading;
     M model = modelOf<M>(words, line);
     answer += "{\"parse\":" + json(model.getParseErrors());
@@ -159,7 +159,7 @@ std::string answerTo(const Words& words) {
 }  // namespace
 
 int main() {
-    std::ostream answers(std::cout.rdbuf());  // the library's own messages are caught
+    std::ostream answers(std::cout.rdbuf());  // the library's own messages are captured
     for (std::string request; std::getline(std::cin, request);) answers << answerTo(wordsOf(request)) << '\n';
     answers.flush();
     return answers ? 0 : 1;

@@ -1,4 +1,4 @@
-"""Key lines of the format: the ten values in a JSON object. An independent statement, see values.py."""
+"""Key lines of the format: the ten values in a JSON object. An independent implementation, see values.py."""
 import re
 
 TEXTS = ("serialNumber", "hardwareVersion", "firmwareVersion", "wmBusKey_Mode5", "wmBusKey_Mode7", "wmBusKeyExchangeKey")
@@ -85,13 +85,13 @@ class Json:
         return "number", number[0]
 
     def value(self):
-        """Nested values are looked at without recursion: they may be deep."""
+        """Reads nested values without recursion: they may be deep."""
         if not self.next() or self.next() not in "[{":
             return self.scalar()
         closing = []
         while True:
             self.skip_blanks()
-            # A value stands here, or a container that is opened ends at once.
+            # A value follows, or an opened container ends immediately.
             if self.accept("["):
                 closing.append("]")
                 self.skip_blanks()
@@ -107,7 +107,7 @@ class Json:
                 closing.pop()
             else:
                 self.scalar()
-            # What is complete is followed by another value, or ends what it is in.
+            # After a complete value, another one follows or its container ends.
             while closing:
                 self.skip_blanks()
                 if self.accept(","):
@@ -126,7 +126,7 @@ class Json:
         return name
 
     def members(self):
-        """Of the object that the whole text is."""
+        """Of the object that is the whole text."""
         self.skip_blanks()
         self.expect("{")
         members = []
@@ -148,7 +148,7 @@ class Json:
 
 
 def json_of(line):
-    """The JSON text of the line as 16-bit units, without what may stand around it."""
+    """The JSON text of the line as 16-bit units, without the optional characters around it."""
     text = line[1:] if line.startswith(";") else line
     text = text[:-1] if text.endswith("\r") else text
     if "\0" in text:
@@ -211,5 +211,5 @@ class KeyLine:
 
 
 def utf8(units):
-    """The bytes of the text, however broken it is."""
+    """The bytes of the text, even if it is malformed."""
     return units.encode("utf-16-le", "surrogatepass").decode("utf-16-le", "replace").encode("utf-8")

@@ -1,4 +1,4 @@
-"""Key lines that are made up, and what is expected of them."""
+"""Generated key lines, and the expected results."""
 import json
 
 from keyline import KeyLine, NUMBERS, ORDER, TEXTS, utf8
@@ -42,7 +42,7 @@ def line(make):
     random = make.random
     names = list(ORDER) if make.chance(0.5) else [name(make) for _ in range(random.randint(0, 14))]
     members = [f'{blank(make)}"{each}"{blank(make)}:{blank(make)}{value(make, each)}{blank(make)}' for each in names]
-    if make.chance(0.5):  # a line that is right
+    if make.chance(0.5):  # a valid line
         members = [f'"{each}":' + (str(random.randint(-2, 2**31 - 1)) if each in NUMBERS else json.dumps(make.characters(32)))
                    for each in random.sample(ORDER, random.randint(0, 10))]
     text = utf16_units("{" + ",".join(members) + "}")
@@ -76,7 +76,7 @@ def request(make):
 
 
 def bytes_of(text):
-    """What stands in the line as JSON, in UTF-8."""
+    """The JSON text of the line, in UTF-8."""
     return utf8(text.removeprefix(";").removesuffix("\r"))
 
 

@@ -1,4 +1,4 @@
-"""Makes lines up: valid ones from the whole range of each field's values, and damaged ones."""
+"""Generates lines: valid ones from the whole range of each field's values, and malformed ones."""
 import datetime
 import os
 import struct
@@ -10,8 +10,7 @@ from wire import shown, word
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 STRANGERS = "é ÿ\x80\xa0\x85 ı٣７०０𝟘\ud83d\ude00\ud800\udfff\uffff\ufffe\u2003\u3000\u0130\u0139\u012c\u0141\0\1\t\n\v\f\r\x1b\x7f"
-# Fields of a line are strictly as they are written, or in all ways that can be read, with odd ones between them, or also such
-# that nobody would write.
+# The fields of a line are exactly as they are written, or in all readable forms, including unusual ones, or also unrealistic.
 MANNERS = ("strict", "strict", "loose", "hostile")
 WRONG_LETTERS = "8!a:/ \0\xff\u0100\u0131é\u2003\U00010031"
 PRINTABLE = [chr(code) for code in range(0x20, 0x7F)]
@@ -22,7 +21,7 @@ SMALL = "0123456789 ABCabc+-.,eExX()nNiIfFaApPtyTY'\"<>\\/;"
 
 
 def transitions(zone):
-    """The moments from 1902 to 2037 at which the clocks of the zone are changed."""
+    """The instants from 1902 to 2037 at which the clocks of the zone change."""
     found = []
     day = 86400
 
@@ -95,7 +94,7 @@ class Maker:
         return self.random.choice((number.rjust(width), number.rjust(width), number.ljust(width), number.center(width)))
 
     def moment(self):
-        """A moment that the clock shows, or one at a change of the clock."""
+        """A random local time, or one at a change of the clocks."""
         if self.chance(0.3):
             change = self.random.choice(self.zone.changes)
             at = change + self.random.choice((-86400, -3601, -3600, -1800, -60, -1, 0, 1, 60, 1800, 3599, 3600, 7200, 86400))
@@ -162,7 +161,7 @@ class Maker:
         return self.random.choice(LAYOUTS[record])
 
     def damaged(self, record, line):
-        """The line with one damage more."""
+        """The line with one more random error."""
         column, width, kind = self.fields_of(record)
         start, end = column - 1, column - 1 + width
         at = self.random.randint(0, len(line))
@@ -182,13 +181,13 @@ class Maker:
             return line[:at]
         if damage == 5:
             return line + self.characters(self.random.randint(1, 40), 0.1)
-        if damage == 6:  # a field of blanks, of zeros, of nothing
+        if damage == 6:  # a field of spaces, of zeros, of nothing
             return line[:start] + self.random.choice((" ", "0", "\0", "\t", "!", "\u2003")) * width + line[end:]
-        if damage == 7:  # a field of strangers
+        if damage == 7:  # a field of unexpected characters
             return line[:start] + "".join(self.random.choice(STRANGERS) for _ in range(width)) + line[end:]
         if damage == 8:  # a sign or a point at an odd place
             return line[:near] + self.random.choice("+-.,eE") + line[near + 1:]
-        if damage == 9:  # the field of another place
+        if damage == 9:  # the content of another field
             other, other_width, _ = self.fields_of(record)
             return line[:start] + line[other - 1:other - 1 + other_width][:width].ljust(width) + line[end:]
         if damage == 10:  # digits of other scripts
@@ -196,7 +195,7 @@ class Maker:
             return line[:start] + "".join(chr(base + ord(c) - 48) if "0" <= c <= "9" else c for c in line[start:end]) + line[end:]
         if damage == 11:
             return self.random.choice(WRONG_LETTERS + "012345679") + line[1:]
-        if damage == 12:  # trailing blanks trimmed, by the line or by a field
+        if damage == 12:  # trailing spaces removed from the line or from a field
             return line.rstrip() if self.chance(0.5) else line[:start] + line[start:end].strip().ljust(width) + line[end:]
         return line[:start] + line[start:end].swapcase() + line[end:]
 
@@ -264,7 +263,7 @@ def of_blank_line(record):
 
 def layout(record):
     """The columns, widths and kinds of the fields of a record, found by reading a blank line."""
-    # A field that is cut twice is of the kind that is not a mere text.
+    # A field that is read twice has the kind that is not plain text.
     kinds = {}
     for column, width, kind in of_blank_line(record).fields.cuts:
         if kind != "text" or column not in kinds:

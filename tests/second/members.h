@@ -1,4 +1,4 @@
-// Every getter and setter of every record model, by the name that both carry behind "get" and "set".
+// Every getter and setter of every record model, by their common name after "get" and "set".
 #pragma once
 #include "wire.h"
 #include <tramostream/tramostream.h>

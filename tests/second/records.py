@@ -1,7 +1,7 @@
 """The record kinds of the format: how a line is read, checked, shown and written.
 
-An independent statement of the format, see values.py. Each record says in plain steps what it does, in the order in
-which it does it; columns are counted from 1.
+An independent implementation of the format, see values.py. Each record is written in plain steps, in the order in which they
+happen; columns are counted from 1.
 """
 import values
 from values import ALARMS, AREA_TYPES, BLANKS, ENQUIRY_AREA_MODES, ENQUIRY_AREA_TYPES, FLUIDS, LINE_TYPES, NO_YEAR
@@ -20,7 +20,7 @@ DATE, DATE_TIME, YEAR = "%Y%m%d", "%Y%m%d%H%M", "%Y"
 
 
 class Fields:
-    """The fields of a line that is being read. A field that is blank, or cannot be read, is None."""
+    """The fields of a line that is being read. A blank or invalid field is None."""
 
     def __init__(self, host, line, errors):
         self.host, self.line, self.errors = host, line, errors
@@ -118,26 +118,26 @@ class Sheet:
 
 
 def label(name):
-    """How a member is called where the record is shown."""
+    """The name of a member when the record is shown."""
     return name[0].lower() + name[1:]
 
 
 class Record:
     LENGTH = 512
-    LETTER = ""  # in column 1; none: every line is taken
-    PREFIX = ""  # of the complaint about another letter, where it is not the name of the model
+    LETTER = ""  # in column 1; none: every line is accepted
+    PREFIX = ""  # of the message about another letter, if it is not the name of the model
     SHOWN_AS = ""
     KEEPS_BUILT_LINE = False
-    LONG_LONG = ()  # the members of 64 bits
+    LONG_LONG = ()  # the members with 64 bits
     CAN_BE_EMPTY = True
 
     def __init__(self, host, line):
-        """`line` is None for a record that is made of none."""
+        """`line` is None for a default-constructed record."""
         self.host = host
         self.kept = " " * self.LENGTH + "\r\n" if line is None else line[:self.LENGTH + 2].ljust(self.LENGTH + 2, "\0")
         self.parse_errors = []
         self.member = {}
-        self.cut_of = {}  # which columns a member was read from, for those who make lines up
+        self.cut_of = {}  # the columns that a member was read from, to generate lines
         self.set_defaults()
         self.fields = Fields(host, self.kept, self.parse_errors)
         if line is not None and self.is_of_this_kind():
@@ -166,7 +166,7 @@ class Record:
             self.member[name] = value
 
     def got(self):
-        """What the getters answer."""
+        """The results of the getters."""
         return self.member
 
     def set(self, name, value):
@@ -188,7 +188,7 @@ class Record:
         return errors
 
     def build(self):
-        """The line and its errors."""
+        """Returns the line and its errors."""
         sheet = Sheet(self.host, self.LENGTH)
         if self.LETTER:
             code = LINE_TYPES.write(self.host, self.member.get("Type", self.LETTER))
@@ -424,7 +424,7 @@ class AMR(Record):
     PREFIX = "AMR"
     SHOWN_AS = "AMR"
     LONG_LONG = ("MaxIndex", "PreviousAmrIndex", "CurrentAmrIndex")
-    # In the order of their bits: the member, but for the one that is spelled in two ways, and how it is shown.
+    # In the order of their bits: the member, except the one with two spellings, and its label.
     ALARMS = [("FraudPastOrCurrent", "Fraud_PastOrCurrent"), ("LeakPastOrCurrent", "Leak_PastOrCurrent"),
               ("BackFlowPastOrCurrent", "Backflow_PastOrCurrent"), ("EndOfBattryCurrent", "EndOfBattry_Current"),
               ("ModuleDefectCurrent", "ModuleDefect_Current"), ("Clock?aultCurrent", "ClockFault_Current"),
@@ -940,5 +940,5 @@ RECORDS = (Round, MeterSubscriber, AMR, MeterChange, ExtendedAMR, EnquiryDefinit
 
 
 def kind_of(line):
-    """The model of a record line, by its letter; no name for another letter."""
+    """The model of a record line, by its letter; an empty name for any other letter."""
     return next((record.model() for record in RECORDS if line and record.LETTER == line[0]), "")

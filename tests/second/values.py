@@ -1,7 +1,7 @@
 """The values of the format: how the text of a field is read, and how a value is written.
 
-An independent statement of the format, small and slow on purpose: what a field means is said here in the plainest way
-that Python offers, and the library is held against it.
+An independent implementation of the format, deliberately small and slow: it defines the meaning of a field in the simplest way
+that Python offers, and the library is compared with it.
 """
 import datetime
 import math
@@ -15,7 +15,7 @@ EPOCH = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
 
 
 class Host:
-    """What a value needs of the machine: the zone of its clock, and a console to complain on."""
+    """The parts of the machine that a value needs: its time zone, and a console for messages."""
 
     def __init__(self, zone):
         self.zone = zone
@@ -28,7 +28,7 @@ class Host:
 # ---- Whole numbers ----------------------------------------------------------------------------------------------
 
 def read_whole(host, name, text, size):
-    """A number of so many bits at the text's beginning, or None."""
+    """A number with the given number of bits at the beginning of the text, or None."""
     digits = re.match(r"[ \t\n\v\f\r]*([+-]?[0-9]+)", text)
     if digits and -2**(size - 1) <= int(digits[1]) < 2**(size - 1):
         return int(digits[1])
@@ -49,7 +49,7 @@ def read_long_long(host, text):
 
 
 def read_hexadecimal(host, text):
-    """Whether that succeeds, and the number; an empty text has none."""
+    """Returns whether that succeeds, and the number; None for an empty text."""
     if not text:
         return True, None
     sign, digits = re.match(r"[ \t\n\v\f\r]*([+-]?)(?:0[xX])?([0-9A-Fa-f]*)", text).groups()
@@ -62,7 +62,7 @@ def read_hexadecimal(host, text):
 
 
 def fitted(text, width):
-    """A number in its columns: cut on the right, filled up on the left."""
+    """A number in its columns: truncated on the right, padded on the left."""
     return text[:width].rjust(width)
 
 
@@ -94,7 +94,7 @@ def nearest_double(digits, base, power):
     except OverflowError:
         raise OutOfRange from None
     smallest = Fraction(1, 2**1022)
-    # Below the smallest normal number digits are lost, unless there are none to lose. What rounds up to it is not below.
+    # Below the smallest normal number, digits are lost, unless there are none to lose. A value that rounds up to it is not below.
     if number < smallest - Fraction(1, 2**1076) and Fraction(value) != number:
         raise OutOfRange
     return value
@@ -124,7 +124,7 @@ def read_double(host, text):
 
 
 def double_text(value, decimals):
-    """As "%f" has it; six decimals where their number is negative."""
+    """As "%f" prints it; six decimals if their number is negative."""
     if math.isnan(value):
         return "-nan" if math.copysign(1, value) < 0 else "nan"
     return "%.*f" % (6 if decimals < 0 else decimals, value)
@@ -143,19 +143,19 @@ def flag_text(value):
 # ---- Dates ------------------------------------------------------------------------------------------------------
 
 def clock(moment, zone):
-    """What the clock on the wall shows so many seconds after 1970."""
+    """The local time at the given number of seconds after 1970."""
     return (EPOCH + datetime.timedelta(seconds=moment)).astimezone(zone)
 
 
 def moment_of(host, year, month=1, day=1, hour=0, minute=0):
-    """The seconds since 1970 of a local time; None: there is no such time, or 32 bits do not hold it."""
+    """The seconds since 1970 of a local time; None if it is invalid or 32 bits cannot hold it."""
     try:
         wall = datetime.datetime(year, month, day, hour, minute)
     except ValueError:
         return None
     if not 1900 < year < 2040:
         return None
-    # Of a time that the clock shows twice, fold 0 is the first. Of one that it skips, fold 0 is the later way.
+    # For a repeated time, fold 0 is the first one. For a skipped time, fold 0 is the later one.
     moment, second = (int((wall.replace(tzinfo=host.zone, fold=fold) - EPOCH).total_seconds()) for fold in (0, 1))
     if clock(moment, host.zone).replace(tzinfo=None) != wall:
         moment = moment_of_skipped(host.zone, wall, moment, second)
@@ -163,8 +163,7 @@ def moment_of(host, year, month=1, day=1, hour=0, minute=0):
 
 
 def moment_of_skipped(zone, wall, forward, back):
-    """Moved by what the clock skips: forward, but into summer time where only the way back leads there and stays on the
-    same day."""
+    """Moves by the length of the gap: forward, or back if only that leads into summer time and stays on the same day."""
     is_only_summer = clock(back, zone).dst() and not clock(forward, zone).dst()
     return back if is_only_summer and clock(back, zone).date() == wall.date() else forward
 
@@ -173,7 +172,7 @@ DIRECTIVES = {"Y": 4, "m": 2, "d": 2, "H": 2, "M": 2}
 
 
 def str_to_time(host, form, text):
-    """Bytes as characters below 256, up to the first zero. What is not named is the lowest there is; no year fits."""
+    """Bytes as characters below 256, up to the first zero. Missing parts have their lowest value; a missing year does not fit."""
     form, text = form.split("\0")[0], text.split("\0")[0]
     found = {}
     at = 0
@@ -205,7 +204,7 @@ def narrowed(text):
 
 
 def moment_in(host, form, text):
-    """The low eight bits of each character count. The whole text is looked at, also behind a zero."""
+    """Only the low eight bits of each character count. Checks the whole text, even after a zero."""
     text = narrowed(text)
     return LOWEST if "\0" in text else str_to_time(host, form, text)
 
@@ -239,14 +238,14 @@ class Codes:
         self.read_as, self.written_as, self.reader, self.writer = read, written, reader, writer
 
     def read(self, host, character, whole=None):
-        """`whole` is what is complained about."""
+        """`whole` is the text in the message."""
         if character in self.read_as:
             return self.read_as[character]
         host.say(f"{self.reader} ({character if whole is None else whole}), Parse failed\n\n")
         return None
 
     def write(self, host, value):
-        """The code, no text for no value, or None."""
+        """Returns the code, an empty text for no value, or None."""
         if value == UNSET:
             return ""
         if value in self.written_as:
@@ -284,14 +283,14 @@ def read_alarm_flags(host, text):
 
 
 def alarm_flags_text(flags):
-    """Flags 1 to 8, flags 9 to 12, and a zero behind them."""
+    """Flags 1 to 8, flags 9 to 12, and a zero after them."""
     return f"{flags & 0xFF:02X}{flags >> 8:02X}\0"
 
 
 # ---- Texts ------------------------------------------------------------------------------------------------------
 
 def from_utf8(data):
-    """Each byte that belongs to no character becomes U+FFFD; characters above U+FFFF become two."""
+    """Each byte that belongs to no valid character becomes U+FFFD; characters above U+FFFF become two."""
     text = ""
     while data:
         for size in (1, 2, 3, 4):

@@ -1,7 +1,7 @@
-// How texts and values travel between the driver and the script that asks it.
+// The encoding of texts and values between the driver and the script.
 //
-// A text is printable ASCII as it stands, but for < " and the backslash; every other character is its number in
-// hexadecimal between < and >. So lone surrogates, zeros and everything else come through, and quotes need no escapes.
+// A text is printable ASCII, unchanged except for < " and the backslash; every other character is its hexadecimal number between
+// < and >. This preserves lone surrogates, zeros and everything else, and quotes need no escapes.
 #pragma once
 #include <bit>
 #include <charconv>
@@ -52,7 +52,7 @@ inline std::string json(std::wstring_view text) {
 }
 inline std::string json(const std::wstring& text) { return json(std::wstring_view(text)); }
 
-// Bytes as the characters of their numbers.
+// Bytes as the characters of the same numbers.
 inline std::string json(std::string_view bytes) {
     std::wstring text;
     for (char c : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(c));
@@ -60,7 +60,7 @@ inline std::string json(std::string_view bytes) {
 }
 inline std::string json(const std::string& bytes) { return json(std::string_view(bytes)); }
 
-// A decimal number as its 64 bits; what is no number has no payload.
+// A decimal number as its 64 bits; not-a-number has no payload.
 inline std::string json(double value) {
     if (std::isnan(value)) return std::signbit(value) ? "\"-nan\"" : "\"nan\"";
     return '"' + hex(std::bit_cast<std::uint64_t>(value)) + '"';

@@ -1,4 +1,4 @@
-"""How texts and values travel between this and the driver; wire.h tells the same."""
+"""The encoding of texts and values between this script and the driver, as in wire.h."""
 import functools
 import math
 import re
@@ -14,14 +14,14 @@ def shown(text):
 
 
 def bits(number):
-    """The 64 bits of a decimal number; what is no number has none."""
+    """The 64 bits of a decimal number; none for not-a-number."""
     if math.isnan(number):
         return "-nan" if math.copysign(1, number) < 0 else "nan"
     return f"{struct.unpack('>Q', struct.pack('>d', number))[0]:x}"
 
 
 def plain(value):
-    """The value as the driver's JSON has it."""
+    """The value as in the driver's JSON."""
     if isinstance(value, str):
         return shown(value)
     if isinstance(value, float):

@@ -1,4 +1,4 @@
-// Proof that every getter and setter belongs to its field: a slip in one of many lines that look alike is found.
+// Checks that every getter and setter belongs to its field, to detect a mistake in one of many similar lines.
 #pragma once
 #include "support/records.h"
 #include "tramostream/types.h"
@@ -6,12 +6,12 @@
 
 namespace records {
 
-// A pair of accessors, under the name of the field that its own name says.
+// A pair of accessors, with the field name derived from their own names.
 template <class M> struct Accessors {
     std::string field;
     FieldValue (*get)(const M&);
     void (*set)(M&, const FieldValue&);
-    bool (*hasTypeOf)(const Row&) = nullptr;  // the getter answers the type that the row says
+    bool (*hasTypeOf)(const Row&) = nullptr;  // whether the getter returns the type of the row
 };
 
 inline std::string fieldNamed(std::string stem) {
@@ -30,7 +30,7 @@ template <class T> T valueAs(const FieldValue& value) {
     else return std::get<T>(value);
 }
 
-// Whole numbers of more than nine digits are 64 bits wide, and times 32.
+// Integers of more than nine digits have 64 bits, times have 32.
 template <class T> bool isTypeOf(const Row& row) {
     switch (row.kind) {
     case Text: return std::is_same_v<T, std::wstring>;
@@ -56,7 +56,7 @@ template <class T> bool isTypeOf(const Row& row) {
             [](const records::Row& row) { return records::isTypeOf<decltype(std::declval<const MODEL&>().get##STEM())>(row); } \
     }
 
-// The pairs are those of the table's fields but for the ones `without`, and each sets and gets its own field and no other.
+// Expects the pairs of all fields of the table except `without`; each pair sets and returns its own field and no other.
 template <class M> void accessorsBelongToTheirFields(
     const Table& table, const std::vector<Accessors<M>>& pairs, const std::set<std::string>& without = {}) {
     std::set<std::string> names = without, expected;

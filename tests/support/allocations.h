@@ -1,12 +1,12 @@
-// Counts the allocations of a test program, and makes one of them fail. Included by its one source: it replaces the global
-// operators.
+// Counts the allocations of a test program, and makes one of them fail. Replaces the global operators, so a program includes
+// it in one source file only.
 #pragma once
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-inline std::atomic<long> allocations = 0;  // a plain one the optimiser thinks to know
+inline std::atomic<long> allocations = 0;  // atomic: the optimizer must not assume its value
 inline std::atomic<long> failing = 0;      // the number of the one that fails
 
 // Not inlined: the compiler would see memory of new given to free.
@@ -17,7 +17,7 @@ inline std::atomic<long> failing = 0;      // the number of the one that fails
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t size) noexcept {
-    std::memset(memory, 0xDD, size);  // who still looks at it is found out
+    std::memset(memory, 0xDD, size);  // detects later accesses
     std::free(memory);
 }
 
@@ -27,7 +27,7 @@ long allocationsOf(auto&& work) {
     return allocations - before;
 }
 
-// Does a piece of work with its first allocation failing, then with its second, until none fails.
+// Runs `work` with its first allocation failing, then with its second, and so on, until none fails.
 void withEachAllocationFailing(auto&& work) {
     long number = 0;
     do {

@@ -1,8 +1,8 @@
-// What the library's answers are held against must not change with the locale that a test program runs in.
+// Expected results must not depend on the locale that a test program runs in.
 #pragma once
 #include <clocale>
 
-// While it lives, the C library's functions are those of the C locale, for this thread.
+// Sets the C locale for the C library functions of this thread during its lifetime.
 class [[maybe_unused]] CLocale {
 public:
     CLocale() = default;

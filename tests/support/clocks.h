@@ -1,5 +1,5 @@
-// The clocks of the zone that is set: what they show at every instant, and when each local time is shown. Asks the C
-// library for the local time of instants only, never for the instant of a local time.
+// The clocks of the current zone: the local time of every instant, and the instant of each local time. Uses only the C
+// library's conversion of instants to local time, never the reverse.
 #pragma once
 #include <algorithm>
 #include <chrono>
@@ -20,7 +20,7 @@ inline std::tm localtime(std::int64_t instant) {
     return result;
 }
 
-// What the clocks show, as the seconds that it would be in UTC.
+// The local time of an instant, as the seconds that it would be in UTC.
 inline std::int64_t shownAt(std::int64_t instant) {
     using namespace std::chrono;
     const std::tm time = localtime(instant);
@@ -32,20 +32,20 @@ inline std::int64_t offsetAt(std::int64_t instant) { return shownAt(instant) - i
 inline bool isSummer(std::int64_t instant) { return localtime(instant).tm_isdst > 0; }
 inline std::int64_t dayOf(std::int64_t local) { return (local >= 0 ? local : local - dayLength + 1) / dayLength; }
 
-// A local time that is skipped is moved by what was skipped: into summer time where only one of the two ways leads there,
-// but not to the day before; otherwise forward.
+// A skipped local time moves by the length of the gap: into summer time if only one direction leads there, but not to the
+// previous day; otherwise forward.
 inline std::int64_t moved(std::int64_t local, std::int64_t offsetBefore, std::int64_t offsetAfter) {
     const std::int64_t forward = local - offsetBefore, back = local - offsetAfter;
     const bool onlyBackIsSummer = isSummer(back) && !isSummer(forward);
     return onlyBackIsSummer && dayOf(shownAt(back)) == dayOf(local) ? back : forward;
 }
 
-// Times with one offset.
+// A period with one offset.
 struct Period {
     std::int64_t begin, end, offset;
 };
 
-// All periods of what 32 bits hold, and of some days more.
+// All periods of the 32-bit range and some days around it.
 class Table {
 public:
     Table() {
@@ -68,7 +68,7 @@ public:
         return found;
     }
 
-    // The first instant that shows a local time, or the one that a skipped time is moved to.
+    // Returns the first instant of a local time, or the one that a skipped time moves to.
     std::int64_t instantOf(std::int64_t local) const {
         constexpr std::int64_t mostOffset = 26 * 3600;
         auto period = std::ranges::lower_bound(all, local - mostOffset, {}, &Period::end);
@@ -97,7 +97,7 @@ private:
     std::vector<Period> all;
 };
 
-// The first instant of each local time around a change, found by looking at the clocks at one instant after the other.
+// The first instant of each local time around a change, found by reading the clocks at every instant.
 class Scan {
 public:
     static constexpr std::int64_t margin = 600;
@@ -114,7 +114,7 @@ public:
         }
     }
 
-    // The local times that the change repeats or skips; those in the margin on both sides are known, too.
+    // The local times that the change repeats or skips; the table also covers the margins on both sides.
     std::int64_t firstLocalTime() const { return change + std::min(before, after); }
     std::int64_t lastLocalTime() const { return change + std::max(before, after); }
 

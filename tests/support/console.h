@@ -1,10 +1,10 @@
-// What the library says on the standard output.
+// Captures the library's messages on the standard output.
 #pragma once
 #include <iostream>
 #include <sstream>
 #include <string>
 
-// Keeps what is said during its lifetime.
+// Stores the messages during its lifetime.
 class Console {
 public:
     Console() : narrowBefore(std::cout.rdbuf(narrowText.rdbuf())), wideBefore(std::wcout.rdbuf(wideText.rdbuf())) {}
@@ -25,7 +25,7 @@ private:
     std::wstreambuf* wideBefore;
 };
 
-// Swallows it, and allocates nothing.
+// Discards the messages without allocating.
 class Silence {
     template <class Char> struct Nowhere : std::basic_streambuf<Char> {
         using Traits = std::char_traits<Char>;

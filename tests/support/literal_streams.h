@@ -1,8 +1,8 @@
-// The two line streams as their description builds them, on the streams of the standard library: members, order of
-// steps, flags and all. Slow, hungry, and only good for 7-bit text under the classic locale; there it is what the real
-// ones are held against.
+// The reference model of the two line streams, built literally from their description on the streams of the standard
+// library: members, order of steps, flags. Slow, and correct only for 7-bit text under the classic locale; there the real
+// streams are compared with it.
 //
-// Where the real streams are settled to do something else, the model does it too, and says so.
+// "settled" marks the places where the real streams deliberately differ from the description; the model does the same.
 #pragma once
 #include "tramostream/exceptions.h"
 #include "tramostream/tramoline.h"
@@ -52,7 +52,7 @@ public:
         if (len < line.size()) {
             throw TramoStreamExceptions::read_exception("Size of line is upper than " + std::to_string(len));
         }
-        if (line.size() > N) {  // settled: nothing is written behind the buffer
+        if (line.size() > N) {  // settled: nothing is written past the buffer
             throw TramoStreamExceptions::read_exception("Size of line is upper than " + std::to_string(N));
         }
         len = std::min(len, static_cast<unsigned>(N));
@@ -63,7 +63,7 @@ public:
 
     void getline(AMRKeyLine& line) {
         ++lineNumber;
-        line.line.clear();  // settled: also where nothing can be read
+        line.line.clear();  // settled: even if nothing can be read
         std::getline(text, line.line);
     }
 

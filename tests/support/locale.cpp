@@ -1,5 +1,5 @@
-// A test program runs in the locale that TRAMOSTREAM_TEST_LOCALE names: "process de_DE.UTF-8" is set for C alone, as a
-// program does that calls setlocale, "global de_DE.UTF-8" for C++ as well. tests/locales/run sets the variable.
+// Runs a test program in the locale of TRAMOSTREAM_TEST_LOCALE: "process de_DE.UTF-8" sets it for C only, as setlocale
+// does, "global de_DE.UTF-8" for C++, too. tests/locales/run sets the variable.
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>

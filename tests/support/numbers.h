@@ -6,7 +6,7 @@
 #include <string>
 
 #ifdef _WIN32
-// The wide ones are not exact there, and take blanks beyond those of the C locale, as wide streams do.
+// The wide ones are inexact there and skip more white space than that of the C locale, as wide streams do.
 inline std::wstring forStandardStream(std::wstring text) {
     for (wchar_t& c : text)
         if (c >= 0x80) c = L'?';
@@ -35,7 +35,7 @@ inline long long standardInteger(const wchar_t* text, std::size_t& used) {
 }
 #else
 #ifdef _LIBCPP_VERSION
-// libc++'s wide streams take an x behind any zero for a prefix, and then refuse the number.
+// libc++'s wide streams treat an x after any zero as a prefix and then reject the number.
 inline std::wstring forStandardStream(const std::wstring& text) {
     std::size_t digits = text.find_first_not_of(L" \t\n\v\f\r");
     if (digits == text.npos) return text;

@@ -1,4 +1,4 @@
-// What the tests use of POSIX, for Windows; every test is compiled with it there.
+// The POSIX functions that the tests use, for Windows; every test is compiled with it there.
 #pragma once
 #include "common/hosttime.h"
 #include <cstdlib>
@@ -19,7 +19,7 @@ inline std::tm* localtime_r(const std::time_t* time, std::tm* result) {
     return result;
 }
 
-// The C runtime knows no time before 1970; 400 years later the calendar is the same.
+// The C runtime does not support times before 1970; the calendar repeats after 400 years.
 inline constexpr std::time_t fourCenturies = std::time_t{146097} * 86400;
 inline std::tm* gmtime_r(const std::time_t* time, std::tm* result) {
     const std::time_t later = *time + fourCenturies;

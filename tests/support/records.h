@@ -1,9 +1,9 @@
-// Tests of a record model from a table of its fields (recordtable.h), which the record's test states apart from the
-// model's own.
+// Tests of a record model from a table of its fields (recordtable.h), which the test of the record states independently of
+// the model.
 //
-// From the table come, by TEST_EVERY_FIELD, one test a field and property (default, columns, blank, bad text, conditions,
-// too long, ...), and the comparison with the plain model on random lines and random values. What a table cannot say
-// (truth tables of rules, oddities of a record) stands in the record's test as plain tests.
+// TEST_EVERY_FIELD generates one test per field and property (default, columns, blank, invalid text, conditions, too long,
+// ...), and the comparison with the reference model on random lines and values. Properties that a table cannot express (truth
+// tables of rules, special cases of a record) are tested separately in the test of the record.
 #pragma once
 #include "support/build.h"
 #include "support/console.h"
@@ -17,7 +17,7 @@ namespace records {
 
 // ---- Models ---------------------------------------------------------------------------------------------------------
 
-// The operations that are named after the line, whatever it is.
+// The functions whose names contain the name of the line.
 template <class M> auto build(M& model) {
     if constexpr (requires { model.toTagLine(); }) return model.toTagLine();
     else if constexpr (requires { model.toParameterLine(); }) return model.toParameterLine();
@@ -32,7 +32,7 @@ template <class M> using LineOf = decltype(build(std::declval<M&>()));
 
 template <class M> M parsed(const std::wstring& text) { return M(lineOf<LineOf<M>>(text)); }
 
-// A model without values: by default, or of a blank line where there is no default constructor.
+// A model without values: default-constructed or, without a default constructor, parsed from a blank line.
 template <class M> M empty() {
     if constexpr (std::is_default_constructible_v<M>) return M();
     else return parsed<M>(blankText(tramo::kindOf<M>().letter, tramo::kindOf<M>().length));
@@ -55,7 +55,7 @@ inline testing::AssertionResult equal(const FieldValue& found, const FieldValue&
 
 // ---- Values to try --------------------------------------------------------------------------------------------------
 
-// A text that fills a field from its first column to its last and can be read.
+// A valid text that fills a field from its first column to its last.
 inline std::wstring fullText(const Row& row) {
     if (!row.but.example.empty()) return row.but.example;
     const auto width = static_cast<std::size_t>(row.width);
@@ -81,7 +81,7 @@ inline std::wstring fullText(const Row& row) {
     return {};
 }
 
-// A text that cannot be read; nothing: every text can.
+// An invalid text, or nothing if every text is valid.
 inline std::optional<std::wstring> badText(const Row& row) {
     const auto width = static_cast<std::size_t>(row.width);
     switch (row.kind) {
@@ -95,10 +95,10 @@ inline std::optional<std::wstring> badText(const Row& row) {
     }
 }
 
-// A value other than the default that can be written and read back unchanged, and is no longer than its columns.
+// A value other than the default that fits into its columns and can be written and read back unchanged.
 inline FieldValue goodValue(const Row& row) { return *valueIn(row, row.kind == Decimal ? L"7.25" : fullText(row)); }
 
-// A value that passes or fails a need, as near to its limit as the field's kind allows.
+// A value that passes or fails a condition, as close to its limit as the kind of the field allows.
 inline FieldValue nearLimit(const Need& need, const Row& row, bool passing) {
     if (row.kind == Text) return passing ? std::wstring(L"a") : std::wstring();
     if (row.kind == Code) return passing ? row.but.codes->read[0] : unset;
@@ -117,14 +117,14 @@ inline FieldValue nearLimit(const Need& need, const Row& row, bool passing) {
     return static_cast<long long>(value);
 }
 
-// ---- One model, two ways --------------------------------------------------------------------------------------------
+// ---- Comparison with the reference model ----------------------------------------------------------------------------
 
 template <class M> void setBoth(M& model, State& state, const Table& table, const std::string& name, const FieldValue& value) {
     ASSERT_TRUE(setValue(model, name, value)) << name << " = " << display(value);
     setIn(state, table, name, value);
 }
 
-// The model holds the state's values, and no others.
+// Expects that the model holds exactly the values of the state.
 template <class M> void expectValues(const M& model, const State& state) {
     for (const Field& field : tramo::kindOf<M>().fields)
         EXPECT_TRUE(equal(tramo::get(model, field), state.values.at(field.name))) << field.name;
@@ -144,7 +144,7 @@ template <class M> void expectChecked(M& model, const State& state, const Table&
     EXPECT_EQ(faults(model.getParseErrors()), parse);
 }
 
-// Parses a line of the table's letter and compares everything that the model says with the plain model.
+// Parses a line with the letter of the table and compares all results with the reference model.
 template <class M> void expectAlike(const Table& table, const std::wstring& line) {
     Faults errors;
     const State state = read(table, line, errors);
@@ -156,7 +156,7 @@ template <class M> void expectAlike(const Table& table, const std::wstring& line
     expectChecked(model, state, table);
 }
 
-// Sets what the row needs to be written, other than its own value and the need left out.
+// Sets the values that the row needs to be written, except its own value and the condition left out.
 template <class M> void satisfy(M& model, State& state, const Table& table, const Row& row, const Need* leftOut = nullptr) {
     for (const Need& need : row.but.written)
         if (&need != leftOut && need.operation != Need::WasSet && !need.field.empty() && need.field != row.name)
@@ -187,7 +187,7 @@ template <class M> void fieldIsDescribed(const Row& row) {
 
 template <class M> void fieldIsAbsentByDefault(const Row& row) { EXPECT_TRUE(equal(valueOf(empty<M>(), row.name), row.absent)); }
 
-// A text in exactly these columns is the field's, and no other field's.
+// A text in exactly these columns belongs to this field and to no other.
 template <class M> void fieldReadsItsColumns(const Table& table, const Row& row) {
     if (row.width == 0) return;
     std::wstring line = blankText(table.letter, table.length);
@@ -199,7 +199,7 @@ template <class M> void fieldReadsItsColumns(const Table& table, const Row& row)
     expectValues(model, read(table, line));
 }
 
-// Each of its columns is read: the first and the last character count.
+// Every column is read, including the first and the last one.
 template <class M> void fieldEndsWhereItShould(const Table& table, const Row& row) {
     if (row.kind != Text || row.width == 0) return;
     const Silence quiet;
@@ -210,7 +210,7 @@ template <class M> void fieldEndsWhereItShould(const Table& table, const Row& ro
     }
 }
 
-// With every other field filled, blank columns leave the default and report nothing.
+// With every other field filled, blank columns keep the default and report nothing.
 template <class M> void blankFieldKeepsItsDefault(const Table& table, const Row& row) {
     if (row.width == 0) return;
     std::wstring line = blankText(table.letter, table.length);
@@ -238,7 +238,7 @@ template <class M> void badTextGivesItsError(const Table& table, const Row& row)
     expectAlike<M>(table, line);
 }
 
-// A value is written into exactly its columns, as its kind is justified, and nowhere else.
+// A value is written into exactly its columns, justified as its kind requires.
 template <class M> void fieldIsWrittenIntoItsColumns(const Table& table, const Row& row) {
     if (row.width == 0) return;
     std::vector<FieldValue> values = {goodValue(row)};
@@ -269,10 +269,10 @@ template <class M> void fieldIsWrittenIntoItsColumns(const Table& table, const R
     }
 }
 
-// On either side of each limit of each condition.
+// On both sides of each limit of each condition.
 template <class M> void fieldIsWrittenOnItsConditions(const Table& table, const Row& row) {
     if (row.width == 0 || neverWritten(row)) return;
-    if (row.but.written.empty()) {  // always: also in a model without any other value
+    if (row.but.written.empty()) {  // always: even in a model without any other value
         M model = empty<M>();
         setValue(model, row.name, goodValue(row));
         EXPECT_NE(columns(textOf(build(model)), row.column, row.width), blanks(row.width));
@@ -295,7 +295,7 @@ template <class M> void fieldIsWrittenOnItsConditions(const Table& table, const 
     }
 }
 
-// A text that is too long is left out and reported; a number that is too wide is cut on the right and not reported.
+// A text that is too long is left out and reported; a number that is too long is truncated on the right without an error.
 template <class M> void tooLongIsLeftOutOrCut(const Table& table, const Row& row) {
     const auto width = static_cast<std::size_t>(row.but.writtenWidth ? row.but.writtenWidth : row.width);
     if (width == 0 || neverWritten(row)) return;
@@ -310,11 +310,11 @@ template <class M> void tooLongIsLeftOutOrCut(const Table& table, const Row& row
         EXPECT_EQ(faults(model.getBuildErrors()), Faults{row.build});
         setBoth(model, state, table, row.name, std::wstring(width, L'q'));
         build(model);
-        EXPECT_EQ(faults(model.getBuildErrors()), Faults());  // the list is of the last building
+        EXPECT_EQ(faults(model.getBuildErrors()), Faults());  // the list is that of the last build
     }
     if (row.kind == Integer && width < 18) {
         const std::wstring number = std::wstring(L"123456789123456789").substr(0, width + 1);
-        if (!setValue(model, row.name, std::stoll(number))) return;  // the model's number holds no more than its columns
+        if (!setValue(model, row.name, std::stoll(number))) return;  // the number type of the model holds no longer numbers
         setIn(state, table, row.name, std::stoll(number));
         EXPECT_EQ(columns(textOf(build(model)), row.column, row.width), number.substr(0, width));
         EXPECT_EQ(faults(model.getBuildErrors()), Faults());
@@ -348,7 +348,7 @@ template <class M> void defaultsAreWrittenShownAndChecked(const Table& table) {
     expectChecked(model, state, table);
 }
 
-// Random characters of one sort, or a good line that has been damaged. Deterministic by its generator.
+// Random characters of one kind, or a valid line with random changes. Deterministic.
 class Lines {
 public:
     Lines(const Table& of, unsigned seed) : table(of), random(seed) {}
@@ -364,7 +364,7 @@ public:
             good(line);
             for (int damages = below(20); damages >= 0; --damages) damage(line);
             break;
-        case 5:  // characters that conversions treat specially, among blanks
+        case 5:  // characters that conversions treat specially, among spaces
             scatter(line, 3, [&] { return special[below(std::size(special) - 1)]; });
             break;
         }
@@ -374,7 +374,7 @@ public:
 
     int below(auto limit) { return static_cast<int>(random() % static_cast<std::uint64_t>(limit)); }
 
-    // A value of the row's kind: often an ordinary one that a line can hold, otherwise (unless `ordinary`) any.
+    // A value of the kind of the row: often an ordinary one that a line can hold, otherwise (unless `ordinary`) any value.
     FieldValue value(const Row& row, bool ordinary) {
         const bool any = !ordinary && below(4) == 0;
         switch (row.kind) {
@@ -418,7 +418,7 @@ private:
         const int year = 1971 + below(66);
         if (row.kind == Year) return *seconds(year, 1, 1);
         if (row.kind == Date) return *seconds(year, 1 + below(12), 1 + below(28));
-        return *seconds(year, 1 + below(12), 1 + below(20), 4 + below(20), below(60));  // no hour that is skipped or repeated
+        return *seconds(year, 1 + below(12), 1 + below(20), 4 + below(20), below(60));  // never a skipped or repeated hour
     }
     long long numberOf(int figures) {
         long long number = 0;
@@ -456,7 +456,7 @@ private:
     std::mt19937_64 random;
 };
 
-// A failure in a loop over many is shown once, with what made it.
+// Reports a failure in a long loop once, with its cause.
 #define STOP_AT_FAILURE(...)                         \
     if (testing::Test::HasFailure()) {               \
         ADD_FAILURE() << "that was " << __VA_ARGS__; \
@@ -509,7 +509,7 @@ template <class M> void randomValuesAreWrittenAlike(const Table& table) {
     }
 }
 
-// parse(build(x)) equals x, but for the table's asymmetries, each of which is met.
+// parse(build(x)) equals x, except for the asymmetries of the table, each of which must occur.
 template <class M> void ordinaryValuesSurvive(const Table& table) {
     const Silence quiet;
     Lines lines(table, 4);
@@ -545,22 +545,22 @@ inline void PrintTo(const Row& row, std::ostream* out) { *out << row.name << " a
 
 }  // namespace records
 
-// All tests that come from a record's table, TABLE: a function that answers it.
-#define TEST_EVERY_FIELD(MODEL, TABLE)                                                                                     \
-    class MODEL##Field : public testing::TestWithParam<records::Row> {};                                                   \
-    TEST_P(MODEL##Field, IsDescribed) { records::fieldIsDescribed<MODEL>(GetParam()); }                                    \
-    TEST_P(MODEL##Field, IsAbsentByDefault) { records::fieldIsAbsentByDefault<MODEL>(GetParam()); }                        \
-    TEST_P(MODEL##Field, ReadsItsColumns) { records::fieldReadsItsColumns<MODEL>(TABLE(), GetParam()); }                   \
-    TEST_P(MODEL##Field, ReadsItsFirstAndLastColumn) { records::fieldEndsWhereItShould<MODEL>(TABLE(), GetParam()); }      \
-    TEST_P(MODEL##Field, BlankKeepsItsDefault) { records::blankFieldKeepsItsDefault<MODEL>(TABLE(), GetParam()); }         \
-    TEST_P(MODEL##Field, BadTextGivesItsError) { records::badTextGivesItsError<MODEL>(TABLE(), GetParam()); }              \
-    TEST_P(MODEL##Field, IsWrittenIntoItsColumns) { records::fieldIsWrittenIntoItsColumns<MODEL>(TABLE(), GetParam()); }   \
-    TEST_P(MODEL##Field, IsWrittenOnItsConditions) { records::fieldIsWrittenOnItsConditions<MODEL>(TABLE(), GetParam()); } \
-    TEST_P(MODEL##Field, TooLongIsLeftOutOrCut) { records::tooLongIsLeftOutOrCut<MODEL>(TABLE(), GetParam()); }            \
-    INSTANTIATE_TEST_SUITE_P(Of, MODEL##Field, testing::ValuesIn(TABLE().rows), records::rowName);                         \
-    TEST(MODEL##Record, IsDescribed) { records::recordIsDescribed<MODEL>(TABLE()); }                                       \
-    TEST(MODEL##Record, DefaultsAreWrittenShownAndChecked) { records::defaultsAreWrittenShownAndChecked<MODEL>(TABLE()); } \
-    TEST(MODEL##Record, RandomLinesAreReadAlike) { records::randomLinesAreReadAlike<MODEL>(TABLE()); }                     \
-    TEST(MODEL##Record, AnotherTurnChangesNothing) { records::anotherTurnChangesNothing<MODEL>(TABLE()); }                 \
-    TEST(MODEL##Record, RandomValuesAreWrittenAlike) { records::randomValuesAreWrittenAlike<MODEL>(TABLE()); }             \
+// All tests that are generated from the table of a record. TABLE is a function that returns it.
+#define TEST_EVERY_FIELD(MODEL, TABLE)                                                                                        \
+    class MODEL##Field : public testing::TestWithParam<records::Row> {};                                                      \
+    TEST_P(MODEL##Field, IsDescribed) { records::fieldIsDescribed<MODEL>(GetParam()); }                                       \
+    TEST_P(MODEL##Field, IsAbsentByDefault) { records::fieldIsAbsentByDefault<MODEL>(GetParam()); }                           \
+    TEST_P(MODEL##Field, ReadsItsColumns) { records::fieldReadsItsColumns<MODEL>(TABLE(), GetParam()); }                      \
+    TEST_P(MODEL##Field, ReadsItsFirstAndLastColumn) { records::fieldEndsWhereItShould<MODEL>(TABLE(), GetParam()); }         \
+    TEST_P(MODEL##Field, BlankKeepsItsDefault) { records::blankFieldKeepsItsDefault<MODEL>(TABLE(), GetParam()); }            \
+    TEST_P(MODEL##Field, InvalidTextReportsItsError) { records::badTextGivesItsError<MODEL>(TABLE(), GetParam()); }           \
+    TEST_P(MODEL##Field, IsWrittenIntoItsColumns) { records::fieldIsWrittenIntoItsColumns<MODEL>(TABLE(), GetParam()); }      \
+    TEST_P(MODEL##Field, IsWrittenUnderItsConditions) { records::fieldIsWrittenOnItsConditions<MODEL>(TABLE(), GetParam()); } \
+    TEST_P(MODEL##Field, TooLongIsLeftOutOrTruncated) { records::tooLongIsLeftOutOrCut<MODEL>(TABLE(), GetParam()); }         \
+    INSTANTIATE_TEST_SUITE_P(Of, MODEL##Field, testing::ValuesIn(TABLE().rows), records::rowName);                            \
+    TEST(MODEL##Record, IsDescribed) { records::recordIsDescribed<MODEL>(TABLE()); }                                          \
+    TEST(MODEL##Record, DefaultsAreWrittenShownAndChecked) { records::defaultsAreWrittenShownAndChecked<MODEL>(TABLE()); }    \
+    TEST(MODEL##Record, RandomLinesAreReadAsTheTableStates) { records::randomLinesAreReadAlike<MODEL>(TABLE()); }             \
+    TEST(MODEL##Record, AnotherTurnChangesNothing) { records::anotherTurnChangesNothing<MODEL>(TABLE()); }                    \
+    TEST(MODEL##Record, RandomValuesAreWrittenAsTheTableStates) { records::randomValuesAreWrittenAlike<MODEL>(TABLE()); }     \
     TEST(MODEL##Record, OrdinaryValuesSurvive) { records::ordinaryValuesSurvive<MODEL>(TABLE()); }

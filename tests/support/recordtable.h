@@ -1,5 +1,5 @@
-// A record's fields as a test states them, and a second model of the record made from them: slow, plain, and apart from
-// the real one, so that the two can be compared.
+// The fields of a record as a test states them, and a reference model of the record made from them: slow, simple, and
+// independent of the real one, so that both can be compared.
 #pragma once
 #include "common/hosttime.h"
 #include "support/numbers.h"
@@ -31,8 +31,8 @@ using tramo::FieldKind;
 using tramo::FieldValue;
 using enum tramo::FieldKind;
 
-// Dates in these tests are those of a zone with daylight saving, whatever the machine's; the rule is spelled out, so
-// that no zone database is needed.
+// Dates in these tests are in a zone with summer time, independent of the machine; the rule is spelled out, so that no zone
+// database is needed.
 inline const bool zoneIsSet = [] {
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     tzset();
@@ -41,7 +41,7 @@ inline const bool zoneIsSet = [] {
 
 // ---- Errors ---------------------------------------------------------------------------------------------------------
 
-// An error as a test states it: {column, code}. A code of 0: none.
+// An error as a test states it: {column, code}. Code 0: none.
 struct Fault {
     int column = 0, code = 0;
     bool operator==(const Fault&) const = default;
@@ -58,7 +58,7 @@ inline Faults faults(const std::vector<TE::FieldError>& errors) {
 }
 
 // ---- Lines ----------------------------------------------------------------------------------------------------------
-// A test holds a line's characters, without its line end, as a text.
+// Tests hold the characters of a line, without its line ending, as a text.
 
 inline std::wstring blankText(wchar_t letter, int length = 512) {
     std::wstring line(static_cast<std::size_t>(length), L' ');
@@ -85,7 +85,7 @@ template <class Line> std::wstring lineEndOf(const Line& line) { return std::wst
 
 // ---- Values ---------------------------------------------------------------------------------------------------------
 
-// Equal, where a number that is none equals itself.
+// Equality, except that not-a-number equals itself.
 inline bool same(const FieldValue& a, const FieldValue& b) {
     const double* x = std::get_if<double>(&a);
     const double* y = std::get_if<double>(&b);
@@ -112,18 +112,18 @@ inline std::string display(const FieldValue& value) {
 
 // ---- The table ------------------------------------------------------------------------------------------------------
 
-// A comparison of a field's value: texts by their length, codes 1 when set, else 0.
+// A comparison of the value of a field: texts by their length; codes count as 1 if set, otherwise as 0.
 struct Need {
     enum Operation { Above, AtLeast, AtMost, Not, WasSet, Never } operation;
     double limit = 0;
     std::string field = {};  // empty: the row's own
 };
-using Needs = std::vector<Need>;  // all of them
+using Needs = std::vector<Need>;  // all must hold
 inline Need above(double limit) { return {Need::Above, limit}; }
 inline Need above(const std::string& field, double limit) { return {Need::Above, limit, field}; }
 inline Need atLeast(double limit) { return {Need::AtLeast, limit}; }
 inline Need atLeast(const std::string& field, double limit) { return {Need::AtLeast, limit, field}; }
-inline Need atMost(const std::string& field, double limit) { return {Need::AtMost, limit, field}; }  // or no number
+inline Need atMost(const std::string& field, double limit) { return {Need::AtMost, limit, field}; }  // or not-a-number
 inline Need isNot(double value) { return {Need::Not, value}; }
 inline Need isNot(const std::string& field, double value) { return {Need::Not, value, field}; }
 inline Need filled(const std::string& field) { return {Need::Above, 0, field}; }
@@ -131,7 +131,7 @@ inline Need filled() { return {Need::Above, 0}; }
 inline Need wasSet() { return {Need::WasSet}; }
 inline Need never() { return {Need::Never}; }
 
-// The characters of a code table, and what each is written as; L'\0': it cannot be written.
+// The characters of a code table, and the character written for each; L'\0': cannot be written.
 struct Codes {
     std::wstring read, written;
 };
@@ -146,32 +146,32 @@ inline const Codes enquiryAreaModes{L"HNRU", L"HNRU"};
 inline constexpr long long noYear = std::numeric_limits<std::int32_t>::min();
 inline constexpr wchar_t unset = L'!';
 
-// What sets a field apart from the others of its kind.
+// The deviations of a field from the rules of its kind.
 struct Particulars {
     Needs written = {};                    // none: always
-    Fault mandatory = {};                  // of the check that stands under this field
-    bool toParseList = false;              // where that check reports
-    const Codes* codes = nullptr;          // of a Code
-    int decimals = 0;                      // of a Decimal; -1: six
-    std::string into = {};                 // the field that its columns are read into, where not itself
-    std::optional<FieldValue> blank = {};  // the value of blank columns, where not the default
-    std::wstring blankText = {};           // and the text that then is kept
-    int writtenWidth = 0;                  // where not the width
+    Fault mandatory = {};                  // the error of its mandatory check
+    bool toParseList = false;              // that check reports to the parse errors
+    const Codes* codes = nullptr;          // Code only
+    int decimals = 0;                      // Decimal only; -1: six
+    std::string into = {};                 // the field that receives the value instead of this one
+    std::optional<FieldValue> blank = {};  // the value of blank columns instead of the default
+    std::wstring blankText = {};           // and the text that is then kept
+    int writtenWidth = 0;                  // instead of the width
     bool asCharacter = false;              // shown as the character of that code
-    bool overlaid = false;                 // shares its columns with the row before
-    std::wstring example = {};             // a text for its columns, where not any will do
+    bool overlaid = false;                 // shares its columns with the previous row
+    std::wstring example = {};             // a valid text for its columns, if not every text is valid
 };
 
 struct Row {
-    int column, width;        // a width of 0: not in the line, only shown
-    std::string name, label;  // accessors' stem, first letter lower; in toString, "" when not shown
+    int column, width;        // width 0: not in the line, only shown
+    std::string name, label;  // the stem of the accessors, first letter lower case; the label in toString, "": not shown
     FieldKind kind;
-    FieldValue absent;  // the default; whole numbers as long long
+    FieldValue absent;  // the default; integers as long long
     Fault parse = {}, build = {};
     Particulars but = {};
 };
 
-// The values of a record, the texts that they were read from, and the fields that were set.
+// The values of a record, their parsed texts, and the fields that were set.
 struct State {
     std::map<std::string, FieldValue, std::less<>> values;
     std::map<std::string, std::wstring, std::less<>> texts;
@@ -184,28 +184,28 @@ struct State {
     wchar_t code(const std::string& name) const { return get<wchar_t>(name); }
 };
 
-// A value that a line does not carry over, and what is read back instead of it.
+// A value that a line does not preserve, and the value that is read back instead.
 struct Asymmetry {
     std::string reason;
     std::function<bool(const Row&, const State&)> applies;
-    std::optional<FieldValue> becomes = {};  // nothing: the default, or what blank columns are read as
-    std::function<FieldValue(const Row&, const State&)> becomesBy = {};  // where that depends
-    Fault reported = {};                                                 // by the reading
+    std::optional<FieldValue> becomes = {};                              // nothing: the default, or the value of blank columns
+    std::function<FieldValue(const Row&, const State&)> becomesBy = {};  // if it depends on other values
+    Fault reported = {};                                                 // by the parser
 };
 
 struct Table {
-    wchar_t letter;                              // 0: the line has none
-    std::string model;                           // the class, and how messages and dumps call it
+    wchar_t letter;                              // 0: none
+    std::string model;                           // the class, and its name in messages and dumps
     std::vector<Row> rows;                       // in the order of columns, in which lines are read
-    std::vector<std::string> writingOrder = {};  // of the names, where not the rows'
-    std::vector<std::string> showingOrder = {};  // of the names, where not the writing order
+    std::vector<std::string> writingOrder = {};  // of the names, if not that of the rows
+    std::vector<std::string> showingOrder = {};  // of the names, if not the writing order
     std::function<void(const State&, Faults& mandatory, Faults& parse)> check = {};
-    std::function<void(State&, const std::string& name)> onSet = {};  // what else a setter does
-    std::function<void(State&)> onRead = {};                          // what else a line is read into
+    std::function<void(State&, const std::string& name)> onSet = {};  // additional effects of a setter
+    std::function<void(State&)> onRead = {};                          // additional effects of parsing
     std::vector<Asymmetry> asymmetries = {};
     std::string inMessages = model, inDump = model;
     int length = 512;
-    int turns = 1;  // of reading and building, after which another changes nothing
+    int turns = 1;  // rounds of parsing and building until nothing changes any more
 
     const Row& row(const std::string& name) const {
         for (const Row& each : rows)
@@ -226,7 +226,7 @@ struct Table {
 
 // ---- Values and texts, by the standard library ----------------------------------------------------------------------
 
-// Seconds of a local time; nothing when there is no such day, or 32 bits cannot hold them.
+// The seconds of a local time; nothing if the date is invalid or 32 bits cannot hold them.
 inline std::optional<long long> seconds(int year, int month, int day, int hour = 0, int minute = 0) {
     static constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
@@ -234,7 +234,7 @@ inline std::optional<long long> seconds(int year, int month, int day, int hour =
     using namespace std::chrono;
     const sys_seconds local = sys_days{std::chrono::year{year} / month / day} + hours{hour} + minutes{minute};
     const long long winter = local.time_since_epoch().count() - 3600, summer = winter - 3600;
-    // Both are this time where the clock is set back. Neither is where it is set forward, and winter's offset makes it later.
+    // If the clock is set back, both show this time. If it is set forward, neither does, and the winter offset gives the later.
     const long long result = tramo::hosttime::local(summer).tm_isdst > 0 ? summer : winter;
     if (result < std::numeric_limits<std::int32_t>::min() || result > std::numeric_limits<std::int32_t>::max()) return {};
     return result;
@@ -246,7 +246,7 @@ inline std::wstring trimmed(std::wstring text) {
     return text;
 }
 
-// The number of `count` digits from `first` on, counting the low eight bits of each character; -1: no digits.
+// The number of `count` digits from `first` on, using the low eight bits of each character; -1: not digits.
 inline int digits(const std::wstring& text, std::size_t first, std::size_t count) {
     int value = 0;
     for (std::size_t i = first; i < first + count; ++i) {
@@ -273,7 +273,7 @@ inline std::optional<FieldValue> numberIn(const std::wstring& text) {
     return FieldValue(value);
 }
 
-// What a cut text that is not empty reads as; nothing: it cannot be read.
+// The value of a text that is not empty; nothing if it is invalid.
 inline std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
     switch (row.kind) {
     case Text: return FieldValue(text);
@@ -320,7 +320,7 @@ inline std::wstring decimalText(double value, int decimals) {
     return wide(buffer);
 }
 
-// What a value is written as, before it is fitted into its columns; nothing: it cannot be written.
+// The text of a value, before it is fitted into its columns; nothing if it cannot be written.
 inline std::optional<std::wstring> writtenText(const Row& row, const FieldValue& value) {
     switch (row.kind) {
     case Text: return std::get<std::wstring>(value);
@@ -347,13 +347,13 @@ inline std::optional<std::wstring> writtenText(const Row& row, const FieldValue&
         const long long bits = std::get<long long>(value);
         char buffer[8];
         std::snprintf(buffer, sizeof buffer, "%02X%02X", static_cast<unsigned>(bits & 0xFF), static_cast<unsigned>(bits >> 8));
-        return wide(buffer) + L'\0';  // the zero stays behind the field unless the next one covers it
+        return wide(buffer) + L'\0';  // the zero stays after the field unless the next field overwrites it
     }
     }
     return {};
 }
 
-// Writes a value into its columns; false: it does not fit, or has no code.
+// Writes a value into its columns. Returns false if it does not fit or has no code.
 inline bool writeInto(std::wstring& line, const Row& row, const FieldValue& value) {
     const auto width = static_cast<std::size_t>(row.but.writtenWidth ? row.but.writtenWidth : row.width);
     auto text = writtenText(row, value);
@@ -370,7 +370,7 @@ inline bool writeInto(std::wstring& line, const Row& row, const FieldValue& valu
     return true;
 }
 
-// ---- The plain model ------------------------------------------------------------------------------------------------
+// ---- The reference model --------------------------------------------------------------------------------------------
 
 inline double measure(const FieldValue& value) {
     struct {
@@ -422,7 +422,7 @@ inline void setIn(State& state, const Table& table, const std::string& name, con
     if (table.onSet) table.onSet(state, name);
 }
 
-// Reads a line of the table's letter.
+// Reads a line with the letter of the table.
 inline State read(const Table& table, const std::wstring& line, Faults& errors) {
     State state = absentState(table);
     for (const Row& row : table.rows) {

@@ -5,7 +5,7 @@
 
 namespace records {
 
-// The lines of this length in a file of single bytes, without their line ends.
+// The lines of this length in a single-byte file, without their line endings.
 inline std::vector<std::wstring> sampleLinesOf(const std::string& file, int length) {
     std::ifstream in(SAMPLES "/" + file, std::ios::binary);
     std::vector<std::wstring> lines;
@@ -19,14 +19,14 @@ inline std::vector<std::wstring> sampleLinesOf(const std::string& file, int leng
     return lines;
 }
 
-// Those of the record lines that begin with this letter.
+// The record lines that begin with this letter.
 inline std::vector<std::wstring> sampleLines(const std::string& file, wchar_t letter) {
     auto lines = sampleLinesOf(file, 512);
     std::erase_if(lines, [&](const std::wstring& line) { return line[0] != letter; });
     return lines;
 }
 
-// Every sample of a record is read without an error and written back as it was, but for what `differs` says of it.
+// Every sample of a record is read without an error and written back unchanged, except for the changes that `differs` makes.
 template <class M>
 void samplesAreReadAndWrittenBack(const Table& table, std::size_t count, std::function<void(std::wstring&)> differs = {}) {
     std::size_t found = 0;

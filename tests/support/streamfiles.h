@@ -1,4 +1,4 @@
-// What the tests of the streams share: a folder of their own, files byte by byte, the log, and lines of both sizes.
+// Support for the tests of the streams: a folder of their own, files byte by byte, the log, and lines of both sizes.
 #pragma once
 #include "tramostream/log.h"
 #include "tramostream/tramoline.h"
@@ -24,7 +24,7 @@ namespace streams {
 
 constexpr int good = std::ios_base::goodbit, eofFlag = std::ios_base::eofbit, failFlag = std::ios_base::failbit;
 
-// A fresh folder, removed at the end.
+// A new folder, removed at the end.
 class TempFolder {
 public:
     TempFolder() {
@@ -53,7 +53,7 @@ inline void writeFile(const std::string& path, std::string_view bytes) {
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-// Text as UTF-16, the low byte first, with the mark before it on request.
+// Text as UTF-16, low byte first, optionally with a byte order mark.
 inline std::string utf16(std::u16string_view text, bool mark = true) {
     std::string bytes = mark ? "\xFF\xFE" : "";
     for (const char16_t unit : text) {
@@ -75,7 +75,7 @@ protected:
         return path(name);
     }
 
-    // Changes when a descriptor is lost: how many are open; on Windows, the lowest that is free.
+    // Changes if a descriptor leaks: the number of open ones; on Windows, the lowest free one.
     static std::ptrdiff_t descriptors() {
 #ifdef _WIN32
         const int lowest = _dup(1);
@@ -88,7 +88,7 @@ protected:
     }
 
 #ifndef _WIN32
-    // Closes the descriptor of a file behind its stream's back.
+    // Closes the descriptor of a file without the knowledge of its stream.
     static void closeDescriptor(const std::string& path) {
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
             std::error_code gone;
@@ -100,7 +100,7 @@ protected:
     }
 #endif
 
-    // The lines of the log behind the time of day.
+    // The lines of the log after the time of day.
     std::vector<std::string> log() const {
         std::vector<std::string> lines;
         std::ifstream in(path("log"));
@@ -111,7 +111,7 @@ protected:
     TempFolder folder;
 };
 
-// Another global locale for as long as it lives.
+// Sets another global locale during its lifetime.
 class GlobalLocale {
 public:
     explicit GlobalLocale(const std::locale& locale) : before(std::locale::global(locale)) {}
@@ -123,21 +123,21 @@ private:
     std::locale before;
 };
 
-// One in which single-byte text is UTF-8.
+// A locale in which single-byte text is UTF-8.
 inline std::locale utf8Locale() {
 #ifdef _WIN32
-    return std::locale(std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>);  // no locale has a name there
+    return std::locale(std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>);  // no named locales there
 #else
     return std::locale("C.UTF-8");
 #endif
 }
 
-// A buffer's characters up to the first zero.
+// The characters of a buffer up to the first zero.
 template <std::size_t N> std::wstring textOf(const std::array<wchar_t, N>& line) {
     return {line.begin(), std::find(line.begin(), line.end(), L'\0')};
 }
 
-// What an operation throws, as text; empty when it throws nothing. Anything but an Error fails the test.
+// Returns the message that a function throws; empty if it throws nothing. Every exception other than Error fails the test.
 template <class Error, class Operation> std::string thrownBy(Operation operation) {
     try {
         operation();

@@ -1,4 +1,4 @@
-// The host's time zone, set for as long as a test needs it.
+// Sets the time zone of the host during its lifetime.
 #pragma once
 #include <cstdlib>
 #include <ctime>

@@ -1,4 +1,4 @@
-# The sources are those that this port lies in.
+# The sources are those that contain this port.
 set(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../../../..")
 
 if(VCPKG_LIBRARY_LINKAGE STREQUAL "dynamic")
