@@ -20,7 +20,6 @@ public:
     void settle() {
         if (text.size() >= 1 << 16) flush();
     }
-    bool isStream() const { return file.isStream(); }
     void keepSecret() { file.keepSecret(); }
     void commit() {
         flush();

@@ -54,12 +54,16 @@ std::optional<std::wstring> fromUtf8(std::string_view bytes) {
 
 void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
     out.push_back('"');
+    appendJsonCharacters(out, text);
+    out.push_back('"');
+}
+
+void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text) {
     for (const wchar_t c : text) {
         if (c == L'"' || c == L'\\') out.push_back('\\');
         if (c >= 0x20 && c < 0x7F) out.push_back(static_cast<char>(c));
         else appendEscape(out, c);
     }
-    out.push_back('"');
 }
 
 std::string escaped(std::wstring_view text, bool harmless) {
@@ -92,6 +96,24 @@ std::optional<wchar_t> hexUnit(std::string_view text) {
     return error == std::errc{} && end == text.data() + 4 ? std::optional(static_cast<wchar_t>(unit)) : std::nullopt;
 }
 
+std::optional<wchar_t> takeCellEscape(std::string_view& text) {
+    const bool isBackslash = text.substr(1).starts_with('\\');
+    const auto unit = text.substr(1).starts_with('u') ? hexUnit(text.substr(2)) : std::nullopt;
+    if (isBackslash || unit) text.remove_prefix(isBackslash ? 2 : 6);
+    return isBackslash ? std::optional(L'\\') : unit;
+}
+
+std::optional<wchar_t> takeJsonEscape(std::string_view& text) {
+    constexpr std::string_view letters = "\"\\/bfnrt";
+    constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
+    const std::string_view behind = text.substr(1);  // the backslash
+    const std::size_t which = behind.empty() ? std::string_view::npos : letters.find(behind[0]);
+    const auto unit = behind.starts_with('u') ? hexUnit(behind.substr(1)) : std::nullopt;
+    if (which == std::string_view::npos && !unit) return std::nullopt;
+    text.remove_prefix(unit ? 6 : 2);
+    return unit ? *unit : meanings[which];
+}
+
 std::optional<std::wstring> unescaped(std::string_view cell) {
     std::wstring text;
     while (true) {
@@ -101,17 +123,39 @@ std::optional<std::wstring> unescaped(std::string_view cell) {
         if (at == std::string_view::npos && text.empty()) return plain;
         text += *plain;
         if (at == std::string_view::npos) return text;
-        cell.remove_prefix(at + 1);
-        if (cell.starts_with('\\')) {
-            text += L'\\';
-            cell.remove_prefix(1);
-        } else if (const auto unit = cell.starts_with('u') ? hexUnit(cell.substr(1)) : std::nullopt) {
-            text += *unit;
-            cell.remove_prefix(5);
-        } else {
-            return std::nullopt;
-        }
+        cell.remove_prefix(at);
+        const std::optional<wchar_t> unit = takeCellEscape(cell);
+        if (!unit) return std::nullopt;
+        text += *unit;
     }
+}
+
+std::optional<std::size_t> EscapedText::decode(const std::function<void(std::wstring_view)>& use) const {
+    constexpr std::size_t most = 1 << 16;
+    std::wstring piece;
+    for (std::string_view rest = bytes; !rest.empty();) {
+        const std::size_t place = bytes.size() - rest.size();
+        if (rest.starts_with('\\')) {
+            const std::optional<wchar_t> unit = takeEscape(rest);
+            if (!unit) return place;
+            piece += *unit;
+        } else {
+            std::size_t size = std::min(rest.substr(0, most).find('\\'), std::min(rest.size(), most));
+            if (size == most)  // not inside of a character
+                while (size > most - 4 && size < rest.size() && (static_cast<unsigned char>(rest[size]) & 0xC0) == 0x80) --size;
+            const std::optional<std::wstring> plain = fromUtf8(rest.substr(0, size));
+            if (!plain) return place;
+            piece += *plain;
+            rest.remove_prefix(size);
+        }
+        const bool isHalf = (piece.back() & ~0x3FF) == 0xD800;
+        if (piece.size() < most || isHalf) continue;
+        use(piece);
+        piece.clear();
+    }
+    if (!piece.empty()) use(piece);
+    wipe(piece);
+    return std::nullopt;
 }
 
 }  // namespace tramo::cli

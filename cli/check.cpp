@@ -144,6 +144,7 @@ struct Task {
     std::uint64_t charactersUnread;
 
     std::optional<Unreadable> failure;
+    std::string note;  ///< what somebody has done to the file meanwhile
     Summary summary;
     fmt::memory_buffer described;
     std::vector<std::size_t> ends;  ///< of the findings in `described`
@@ -153,6 +154,7 @@ struct Task {
         position = charactersUnread = 0;
         piece.keep({});
         failure.reset();
+        note.clear();
         summary = {};
         described.clear();
         ends.clear();
@@ -186,6 +188,8 @@ public:
     }
 
     static void closed(Input& input, Task& task) {
+        input.confirm();
+        task.note = input.note();
         task.endsFile = input.atEndOfFile();
         task.hasOddByte = input.hasOddByte();
         task.charactersUnread = input.charactersUnread();
@@ -246,14 +250,14 @@ private:
     }
 
     void checkLines(const Piece& piece) {
-        task.summary.bytes += piece.bytes.size();
+        task.summary.bytes += piece.size();
         reader.start(piece);
         while (reader.next(line)) {
-            const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line.text, task.file->prevailing);
+            const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line, task.file->prevailing);
             task.summary.count(line, kind);
             if (judge(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
             // What a key line holds is nobody's business.
-            if (!findings.empty() && (kind == LineKind::Key || mayHoldKeys(line.text)))
+            if (!findings.empty() && (kind == LineKind::Key || line.mayHoldKeys()))
                 for (Finding& finding : findings) finding.excerpt = false;
             tell();
         }
@@ -310,7 +314,8 @@ public:
         }
         list(task);
         if (task.isLast) endFile(*task.file);
-        else progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
+        if (!task.note.empty()) complain(printable(nameOf(task.file->path)) + ": " + task.note);
+        if (!task.isLast) progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
         out.settle();
     }
 

@@ -58,6 +58,10 @@ bool Database::lock() {
     return answer != SQLITE_BUSY && answer != SQLITE_LOCKED;
 }
 
+std::uint64_t Database::longestValue() const {
+    return static_cast<std::uint64_t>(sqlite3_limit(database, SQLITE_LIMIT_LENGTH, -1));
+}
+
 void Database::close() { sqlite3_close(std::exchange(database, nullptr)); }
 
 void Database::expect(int answer, int good) const {
@@ -81,6 +85,10 @@ void Statement::bind(int place, std::string_view text) {
 void Statement::bind(int place, long long number) { database.expect(sqlite3_bind_int64(statement, place, number), SQLITE_OK); }
 void Statement::bind(int place, double number) { database.expect(sqlite3_bind_double(statement, place, number), SQLITE_OK); }
 
+void Statement::bindZeros(int place, std::uint64_t size) {
+    database.expect(sqlite3_bind_zeroblob64(statement, place, size), SQLITE_OK);
+}
+
 bool Statement::step() {
     const int answer = sqlite3_step(statement);
     if (answer == SQLITE_ROW) return true;
@@ -94,5 +102,21 @@ void Statement::reset() {
 }
 
 void Statement::close() { sqlite3_finalize(std::exchange(statement, nullptr)); }
+
+BlobWriter::BlobWriter(Database& in, const std::string& table, const std::string& column, long long row) : database(in) {
+    try {
+        database.expect(sqlite3_blob_open(database.handle(), "main", table.c_str(), column.c_str(), row, 1, &blob), SQLITE_OK);
+    } catch (...) {
+        close();
+        throw;
+    }
+}
+
+void BlobWriter::write(std::string_view bytes) {
+    database.expect(sqlite3_blob_write(blob, bytes.data(), static_cast<int>(bytes.size()), at), SQLITE_OK);
+    at += static_cast<int>(bytes.size());
+}
+
+void BlobWriter::close() { sqlite3_blob_close(std::exchange(blob, nullptr)); }
 
 }  // namespace tramo::cli

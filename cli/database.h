@@ -1,9 +1,11 @@
 // SQLite's C interface with its answers looked at.
 #pragma once
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 struct sqlite3;
+struct sqlite3_blob;
 struct sqlite3_stmt;
 
 namespace tramo::cli {
@@ -29,6 +31,9 @@ public:
 
     sqlite3* handle() const { return database; }
 
+    /// Of texts and blobs, in bytes.
+    std::uint64_t longestValue() const;
+
     /// What the last call has answered: nothing if that is `good`, else throws.
     void expect(int answer, int good) const;
 
@@ -53,6 +58,7 @@ public:
     void bind(int place, std::string_view text);
     void bind(int place, long long number);
     void bind(int place, double number);
+    void bindZeros(int place, std::uint64_t size);  ///< a blob, to be filled later
 
     /// Whether there is a row.
     bool step();
@@ -66,6 +72,23 @@ public:
 private:
     Database& database;
     sqlite3_stmt* statement = nullptr;
+};
+
+/// Writes into a blob that is there, from its beginning.
+class BlobWriter {
+public:
+    BlobWriter(Database& database, const std::string& table, const std::string& column, long long row);
+    ~BlobWriter() { close(); }
+    BlobWriter(const BlobWriter&) = delete;
+    BlobWriter& operator=(const BlobWriter&) = delete;
+
+    void write(std::string_view bytes);
+    void close();
+
+private:
+    Database& database;
+    sqlite3_blob* blob = nullptr;
+    int at = 0;
 };
 
 }  // namespace tramo::cli

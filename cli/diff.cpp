@@ -176,7 +176,7 @@ private:
         constexpr std::size_t most = 60;
         if (line.kind == LineKind::Key) return;
         const std::wstring text = line.text();
-        out.print("      {}{}\n", quoted(std::wstring_view(text).substr(0, most)), text.size() > most ? "..." : "");
+        out.print("      {}{}\n", quoted(std::wstring_view(text).substr(0, most)), line.whole || text.size() > most ? "..." : "");
     }
 
     void fields(const LineChange& change) {
@@ -214,7 +214,7 @@ private:
 
 class JsonReport : public DiffReport {
 public:
-    JsonReport(Output& to, const Options& chosenOptions) : options(chosenOptions), stream(to), json(stream) {
+    JsonReport(Output& to, const Options& chosenOptions) : out(to), options(chosenOptions), stream(to), json(stream) {
         json.StartObject();
         json.member("tool", "tramo");
         json.member("version", TRAMO_VERSION);
@@ -235,7 +235,7 @@ public:
         if (!group.meter.empty()) json.member("meter", toUtf8(group.meter));
         if (change.before) json.member("oldLine", change.before->number);
         if (change.after) json.member("newLine", change.after->number);
-        if (!change.line().sound && change.line().kind != LineKind::Key) json.member("text", toUtf8(change.line().text()));
+        if (!change.line().sound && change.line().kind != LineKind::Key) text(change.line());
         json.beginArray("fields");
         for (const FieldChange& field : change.fields) {
             json.StartObject();
@@ -283,6 +283,17 @@ public:
     }
 
 private:
+    void text(const KeptLine& line) {
+        if (!line.whole) return json.member("text", toUtf8(line.text()));
+        json.key("text");
+        json.beginText();
+        line.whole->forEachPiece([&](std::wstring_view piece) {
+            json.addToText(toUtf8(piece));
+            out.settle();
+        });
+        json.endText();
+    }
+
     void value(const char* name, const char* unreadable, const ShownValue& value, bool secret) {
         if (value.what == ShownValue::Absent || secret) return;
         json.member(value.what == ShownValue::Unreadable ? unreadable : name, toUtf8(value.text));
@@ -292,6 +303,7 @@ private:
         for (const What what : {Changed, Added, Removed}) json.member(whatNames[what], count.lines[what]);
     }
 
+    Output& out;
     const Options& options;
     JsonStream stream;
     JsonWriter json;

@@ -48,14 +48,29 @@ EncodedText::~EncodedText() {
     for (volatile char& byte : bytes) byte = 0;
 }
 
+void EncodedText::add(const Line& line, std::optional<LineKind> kind) {
+    if (!line.whole) return add(line.text, lineEndOf(line), line, kind);
+    std::size_t at = 0;
+    line.whole->forEachPiece([&](std::wstring_view piece) {
+        addPiece(piece, at, line, kind);
+        at += piece.size();
+    });
+    addPiece(lineEndOf(line), at, line, kind);
+}
+
 void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind) {
+    addPiece(text, 0, line, kind);
+    addPiece(lineEnd, text.size(), line, kind);
+}
+
+// Of a line from this place on.
+void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind) {
     if (!anything) looksLikeUtf16 = !isUtf16 && text.starts_with(L"\xFF\xFE");
     anything = true;
-    if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, line, kind);
+    if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, at, line, kind);
     if (!out || !fits()) return;
     if (kind == LineKind::Key) out->keepSecret();
     put(text);
-    put(lineEnd);
     if (bytes.size() >= enough) flush();
 }
 
@@ -75,11 +90,11 @@ void EncodedText::flush() {
 }
 
 // Of a key line no character is shown.
-void EncodedText::note(std::wstring_view text, const Line& line, std::optional<LineKind> kind) {
+void EncodedText::note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (holds(text[at])) continue;
         const std::size_t length = isPair(text, at) ? 2 : 1;
-        const int column = static_cast<int>(at + 1);
+        const int column = static_cast<int>(begin + at + 1);
         if (++misfits <= mostMessages)
             messages.push_back(fmt::format("{}:{}:{}: {}{} cannot be written in ANSI", name, line.number, column,
                 kind == LineKind::Key

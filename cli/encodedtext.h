@@ -20,6 +20,9 @@ public:
     EncodedText(const EncodedText&) = delete;
     EncodedText& operator=(const EncodedText&) = delete;
 
+    /// Adds the line as it is.
+    void add(const Line& line, std::optional<LineKind> kind);
+
     /// Adds the text with this line end. What does not fit is noted as a fault of `line`, a line of this kind.
     void add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind);
 
@@ -34,7 +37,8 @@ private:
     bool holds(wchar_t c) const { return isUtf16 || c <= 0xFF; }
     void put(std::wstring_view text);
     void flush();
-    void note(std::wstring_view text, const Line& line, std::optional<LineKind> kind);
+    void addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind);
+    void note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind);
 
     const bool isUtf16;
     const std::string name;

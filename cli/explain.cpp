@@ -4,6 +4,7 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "filewalk.h"
 #include "input.h"
 #include "linemodel.h"
 #include "lineplace.h"
@@ -204,9 +205,11 @@ public:
         Input input(place.file, EncodingChoice::Auto, {.first = place.line, .last = place.line});
         Line line;
         if (!input.next(line)) throw input.hasNoLine(place.line);
+        input.confirm();
+        sayChange(input);
         // Among key lines every line may be a piece of one, whatever its length.
         const auto prevailing = input.prevailingKind();
-        const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
+        const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line, prevailing);
         std::vector<Finding> findings;
         const bool sound = judge(line, lineKind, findings);
         if (sound) checkFields(*lineKind, line.text, place.column > 0, findings);

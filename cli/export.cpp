@@ -3,6 +3,7 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "filewalk.h"
 #include "ignoredtext.h"
 #include "inorder.h"
 #include "input.h"
@@ -181,7 +182,7 @@ std::unique_ptr<Sink> sinkFor(const Options& options, const std::string& path, O
     if (options.form == Form::Sqlite) return makeSqliteSink(path, mode);
     if (options.form == Form::Xlsx) return makeXlsxSink(path, mode);
     const bool isFolder = mayBeFolder && !path.ends_with(".csv") && !OutFile::isStream(path);
-    return makeCsvSink(path, mode, {.isFolder = isFolder, .bom = options.bom});
+    return makeCsvSink(path, mode, {.isFolder = isFolder, .bom = options.bom, .oneKind = options.only || !mayBeFolder});
 }
 
 // Rows on their way from the threads that make them to the sink, described if the form allows it.
@@ -261,7 +262,7 @@ private:
 
     void add(const Line& line, Task& task) const {
         std::vector<Finding> findings;
-        const std::optional<LineKind> kind = kindOfLine(line.text, input.prevailingKind());
+        const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
         const bool judged = judge(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
         Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
@@ -298,6 +299,7 @@ private:
     }
 
     int tell() const {
+        sayChange(input);
         auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
             if (count) complain(fmt::format("{}: {} {} {}", input.name(), counted(count, "line"), count == 1 ? is : are, what));
         };

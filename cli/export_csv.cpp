@@ -39,11 +39,11 @@ public:
             file.text.push_back(',');
             std::visit([this](const auto& value) { append(value); }, cell);
         }
+        if (row.longText) append(*row.longText);
         file.print("\r\n");
     }
 
     void settle() { file.settle(); }
-    bool isStream() const { return file.isStream(); }
     void commit() { file.commit(); }
 
 private:
@@ -63,21 +63,35 @@ private:
             return;
         }
         file.text.push_back('"');
+        appendQuoted(cell);
+        file.text.push_back('"');
+    }
+    void append(const LongText& text) {
+        bool isFirst = true;
+        file.text.push_back('"');
+        text.forEachPiece([&](std::wstring_view piece) {
+            appendQuoted(escaped(piece, std::exchange(isFirst, false)));
+            file.settle();
+        });
+        file.text.push_back('"');
+    }
+    void appendQuoted(std::string_view cell) {
         for (const char c : cell) {
             if (c == '"') file.text.push_back('"');
             file.text.push_back(c);
         }
-        file.text.push_back('"');
     }
 
     BufferedFile file;
     const Table& table;
 };
 
-// Nothing appears before it is known that one file is enough: what goes to a stream is gathered in memory.
+// Nothing appears before it is known that one file is enough: what goes to a stream is held until then.
 class SingleCsv : public Sink {
 public:
-    SingleCsv(std::string to, OutFile::Mode chosen, bool marked) : path(std::move(to)), mode(chosen), bom(marked) {}
+    SingleCsv(std::string to, OutFile::Mode chosen, const CsvStyle& style) : path(std::move(to)), mode(chosen), bom(style.bom) {
+        mode.held = !style.oneKind;
+    }
 
     void put(const Row& row) override {
         if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table, bom);
@@ -85,7 +99,7 @@ public:
             throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
                 row.line, row.table->name)};
         file->put(row);
-        if (!file->isStream()) file->settle();
+        file->settle();
     }
 
     void finish(const Source&) override {
@@ -177,7 +191,7 @@ private:
 
 std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style) {
     if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style.bom);
-    return std::make_unique<SingleCsv>(path, mode, style.bom);
+    return std::make_unique<SingleCsv>(path, mode, style);
 }
 
 }  // namespace tramo::cli

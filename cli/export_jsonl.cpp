@@ -21,14 +21,8 @@ public:
     JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {}
 
     bool describe(const Row& row, fmt::memory_buffer& to) const override {
-        fmt::format_to(fmt::appender(to), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
-        for (std::size_t i = 0; i < row.cells.size(); ++i) {
-            if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
-            append(to, R"(,")");
-            append(to, row.table->columns[i].name);
-            append(to, R"(":)");
-            std::visit([&](const auto& value) { appendValue(to, value); }, row.cells[i]);
-        }
+        if (row.longText) return false;
+        begin(row, to);
         append(to, "}\n");
         return true;
     }
@@ -39,13 +33,33 @@ public:
     }
 
     void put(const Row& row) override {
-        describe(row, file.text);
+        begin(row, file.text);
+        if (row.longText) {
+            file.print(R"(,"{}":")", row.table->columns.back().name);
+            row.longText->forEachPiece([&](std::wstring_view piece) {
+                appendJsonCharacters(file.text, piece);
+                file.settle();
+            });
+            file.text.push_back('"');
+        }
+        append(file.text, "}\n");
         file.settle();
     }
 
     void finish(const Source&) override { file.commit(); }
 
 private:
+    static void begin(const Row& row, fmt::memory_buffer& to) {
+        fmt::format_to(fmt::appender(to), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
+        for (std::size_t i = 0; i < row.cells.size(); ++i) {
+            if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
+            append(to, R"(,")");
+            append(to, row.table->columns[i].name);
+            append(to, R"(":)");
+            std::visit([&](const auto& value) { appendValue(to, value); }, row.cells[i]);
+        }
+    }
+
     BufferedFile file;
 };
 

@@ -149,7 +149,8 @@ public:
     void put(const Row& row) override {
         Statement& insertion = insertions.at(row.table);
         insertion.bind(1, row.line);
-        insert(insertion, 2, row);
+        if (row.longText) putLong(insertion, row);
+        else insert(insertion, 2, row);
     }
 
     void finish(const Source& source) override {
@@ -196,6 +197,31 @@ private:
     void create(const Table& table, const char* lineColumn) {
         database.run(definitionOf(table, lineColumn).c_str());
         insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
+    }
+
+    // SQLite takes a text only whole, and copies it. A very long one is a blob of the same bytes, which is written piece by
+    // piece.
+    void putLong(Statement& insertion, const Row& row) {
+        constexpr std::uint64_t longestText = 8 << 20;
+        std::uint64_t size = 0;
+        row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
+        if (size > database.longestValue())
+            refuse(
+                fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it to jsonl, csv or xlsx",
+                    row.line, size, database.longestValue()));
+        const auto last = static_cast<int>(row.cells.size()) + 1;
+        if (size <= longestText) {
+            std::string text;
+            text.reserve(size);
+            row.longText->forEachPiece([&](std::wstring_view piece) { text += escaped(piece, false); });
+            insertion.bind(last, text);
+            insert(insertion, 2, row);
+            return;
+        }
+        insertion.bindZeros(last, size);
+        insert(insertion, 2, row);
+        BlobWriter blob(database, row.table->identifier, row.table->columns.back().name, row.line);
+        row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
     }
 
     void insert(Statement& insertion, int place, const Row& row) {

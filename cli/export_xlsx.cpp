@@ -261,6 +261,7 @@ public:
     void put(const Row& row) {
         Sheet* sheet = &beginRow(row.line);
         for (std::size_t i = 0; i < row.cells.size(); ++i) putCell(*sheet, numbersLines + i, row.cells[i], table.columns[i]);
+        if (row.longText) sheet = &putLong(*sheet, row);
         sheet->endRow();
         // A text too long for its cell goes on below.
         while (!unfinished.empty()) {
@@ -316,6 +317,26 @@ private:
             return sheet.putNumber(place, digits(text, 0, 4));
         }
         putPiece(sheet, {place, escaped(text, false)});
+    }
+
+    // The same for a text that is not held whole. Leaves the last of its rows open.
+    Sheet& putLong(Sheet& first, const Row& row) {
+        const std::size_t place = numbersLines + row.cells.size() - 1;
+        Sheet* sheet = &first;
+        std::string waiting;
+        row.longText->forEachPiece([&](std::wstring_view piece) {
+            waiting += escaped(piece, false);
+            std::string_view rest = waiting;
+            for (std::string_view cell = firstPiece(rest); cell.size() < rest.size(); cell = firstPiece(rest)) {
+                sheet->putText(place, cell);
+                sheet->endRow();
+                sheet = &beginRow(row.line);
+                rest.remove_prefix(cell.size());
+            }
+            waiting.erase(0, waiting.size() - rest.size());
+        });
+        sheet->putText(place, waiting);
+        return *sheet;
     }
 
     void putPiece(Sheet& sheet, Rest rest) {

@@ -9,11 +9,17 @@
 
 namespace tramo::cli {
 
+/// Says what somebody has done to the file while it was read.
+inline void sayChange(const Input& input) {
+    if (!input.note().empty()) complain(input.name() + ": " + input.note());
+}
+
 /// Calls `use(line, kind)` for every line of a file. False: what stands at its end cannot be read, and that has been told on
 /// the error output.
 template <class Use> bool forEachLine(Input& input, Use use) {
     Line line;
-    while (input.next(line)) use(line, kindOfLine(line.text, input.prevailingKind()));
+    while (input.next(line)) use(line, kindOfLine(line, input.prevailingKind()));
+    sayChange(input);
     const std::string rest = input.unreadRest();
     if (!rest.empty()) complain(input.name() + ": " + rest);
     return rest.empty();

@@ -126,9 +126,15 @@ public:
         while (rows->next(row)) {
             if (!file) open();
             if (row.table == &keyTable()) file->keepSecret();
-            std::wstring line = lineOf(row);
-            checkCharacters(line, row);
-            append(line);
+            std::wstring line;
+            if (row.longText) {
+                appendLong(row);
+            } else {
+                line = lineOf(row);
+                checkCharacters(line, row);
+                append(line);
+            }
+            put(L"\r\n");
             if (row.table == &keyTable()) wipe(line), wipe(row);
             ++lines;
         }
@@ -161,16 +167,30 @@ private:
         } catch (const Unfit& unfit) { refuse(unfit.fault); }
     }
 
+    // A line is its text; no key line that is read is as long as this, and none has values.
+    void appendLong(const Row& row) {
+        for (std::size_t i = 0; i < row.cells.size(); ++i)
+            if (!std::holds_alternative<std::monostate>(row.cells[i]))
+                report({i, row.table->columns[i].name + ": is not a value of a line of this length"});
+        bool isFirst = true;
+        row.longText->forEachPiece([&](std::wstring_view piece) {
+            if (piece.find(L'\n') != std::wstring_view::npos)
+                refuse({row.cells.size() - 1, "text: the text holds a line ending"});
+            checkCharacters(piece, row, std::exchange(isFirst, false));
+            append(piece);
+        });
+    }
+
     // What would make the file another one for those who read it.
-    void checkCharacters(std::wstring_view line, const Row& row) {
+    void checkCharacters(std::wstring_view line, const Row& row, bool isBeginning = true) {
         if (options.encoding == Encoding::Ansi) {
             unsigned bits = 0;  // no early exit: this way the compiler looks at several characters at once
             for (const wchar_t c : line) bits |= static_cast<unsigned>(c);
             if (bits > 0xFF) refuseCharacter(*std::ranges::find_if(line, [](wchar_t c) { return c > 0xFF; }), row);
-        } else if (line.starts_with(L'\xFFFF')) {
+        } else if (isBeginning && line.starts_with(L'\xFFFF')) {
             refuse({0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all behind it could not be read"});
         }
-        if (lines == 0 && beginsLikeMark(line, options.encoding))
+        if (lines == 0 && isBeginning && beginsLikeMark(line, options.encoding))
             report({0, "the file begins with characters that are taken for a byte order mark of another encoding"});
     }
 
@@ -191,7 +211,6 @@ private:
             put(piece);
             line.remove_prefix(piece.size());
         }
-        put(L"\r\n");
     }
 
     void put(std::wstring_view text) {

@@ -1,6 +1,7 @@
 // Rows from comma-separated values, of one file or of a folder.
 #include "celltext.h"
 #include "findings.h"
+#include "growingtext.h"
 #include "input.h"
 #include "rowsource.h"
 #include "text.h"
@@ -30,11 +31,19 @@ public:
     bool next(std::vector<std::string>& cells) {
         do {
             cells.assign(1, {});
+            longPlace = noColumn;
+            longer.clear();
             if (!nextRecord(cells)) return false;
         } while (cells.size() == 1 && cells[0].empty());
         isHeader = false;
         return true;
     }
+
+    /// The column of a cell of more than `longestValue` bytes, of which that are only the first ones, and all of them; noColumn:
+    /// there is none.
+    static constexpr std::size_t noColumn = static_cast<std::size_t>(-1);
+    std::size_t longColumn() const { return longPlace; }
+    std::string_view longCell() const { return longer.view(); }
 
     std::string place() const { return fmt::format("{}:{}", name, first); }
     [[noreturn]] void refuse(std::string reason) const { throw BadRow{place(), std::move(reason)}; }
@@ -49,6 +58,19 @@ private:
         return c == '\r' && !quoted ? '\n' : c;
     }
 
+    void append(std::vector<std::string>& cells, int c) {
+        std::string& cell = cells.back();
+        if (cell.size() < longestValue) {
+            cell += static_cast<char>(c);
+            return;
+        }
+        const std::size_t column = cells.size() - 1;
+        if (longPlace != noColumn && longPlace != column) refuse(fmt::format("two cells of more than {} bytes", longestValue));
+        if (std::exchange(longPlace, column) != column)
+            for (const char before : cell) longer.push_back(before);
+        longer.push_back(static_cast<char>(c));
+    }
+
     bool nextRecord(std::vector<std::string>& cells) {
         first = lines + 1;
         std::size_t size = 0;
@@ -57,21 +79,21 @@ private:
             if (isHeader && ++size > longestHeader)
                 refuse(fmt::format("the names are longer than {} bytes; the file is not an export", longestHeader));
             if (quoted) {
-                if (c != '"') cells.back() += static_cast<char>(c);
+                if (c != '"') append(cells, c);
                 else quoted = false, closed = true;
                 continue;
             }
             // Behind a closing mark another one stands for itself.
             const bool behindMark = std::exchange(closed, false);
             if (c == '"' && (behindMark || cells.back().empty())) {
-                if (behindMark) cells.back() += '"';
+                if (behindMark) append(cells, c);
                 quoted = true;
             } else if (c == ',') {
                 cells.emplace_back();
             } else if (c == '\n') {
                 return true;
             } else {
-                cells.back() += static_cast<char>(c);
+                append(cells, c);
             }
         }
         if (quoted) refuse("a quotation mark is not closed");
@@ -83,6 +105,8 @@ private:
     std::string name;
     long long lines = 0, first = 0;  ///< lines: that have ended
     bool isHeader = true, closed = false, afterReturn = false;
+    std::size_t longPlace = noColumn;
+    GrowingText longer;
 };
 
 class CsvSource : public RowSource {
@@ -112,10 +136,12 @@ public:
         row.cells.resize(table->columns.size());
         for (std::size_t i = 0; i < cells.size(); ++i) {
             if (i == kindColumn || i == lineColumn || cells[i].empty()) continue;
+            if (i == reader.longColumn()) {
+                row.longText = longTextAt(i, *table);
+                continue;
+            }
             auto text = unescaped(cells[i]);
-            if (!text)
-                reader.refuse(
-                    fmt::format("{}: not UTF-8, or an invalid escape after a backslash", printable(std::string_view(header[i]))));
+            if (!text) refuseText(i);
             row.cells[places[i]] = std::move(*text);
         }
         return true;
@@ -147,6 +173,18 @@ private:
                     fmt::format("{} of {}", named("unknown field", header[i], fmt::format("in column {}", i + 1)), table.name));
             places[i] = static_cast<std::size_t>(column - table.columns.begin());
         }
+    }
+
+    std::shared_ptr<const LongText> longTextAt(std::size_t i, const Table& table) const {
+        if (!isPlaceOfLine(table, places[i])) reader.refuse(tooLongFor(table.columns[places[i]].name));
+        auto text = std::make_shared<EscapedText>(reader.longCell(), takeCellEscape);
+        if (text->firstFault()) refuseText(i);
+        return text;
+    }
+
+    [[noreturn]] void refuseText(std::size_t i) const {
+        reader.refuse(
+            fmt::format("{}: not UTF-8, or an invalid escape after a backslash", printable(std::string_view(header[i]))));
     }
 
     long long lineNumber() const {

@@ -1,12 +1,14 @@
 // Rows from JSON lines: each a flat object of texts, numbers and flags. RapidJSON's reader would refuse half of a
 // surrogate pair, which a field can hold; an object without anything nested is quickly read.
 #include "celltext.h"
+#include "growingtext.h"
 #include "input.h"
 #include "rowsource.h"
 #include "text.h"
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -27,6 +29,7 @@ public:
         std::string name;
         Cell value;
         std::size_t namePlace, valuePlace;
+        std::shared_ptr<const LongText> longText{};  ///< in the place of the value
     };
 
     explicit FlatObject(std::string_view json) : rest(json), size(json.size()) {
@@ -39,7 +42,9 @@ public:
                 expect(':');
                 skipBlanks();
                 const std::size_t valuePlace = place();
-                members.push_back({toUtf8(name), value(), namePlace, valuePlace});
+                const std::string_view longer = longString();
+                if (longer.empty()) members.push_back({toUtf8(name), value(), namePlace, valuePlace});
+                else members.push_back({toUtf8(name), {}, namePlace, valuePlace, longText(longer)});
             } while (take(','));
             expect('}');
         }
@@ -82,15 +87,29 @@ private:
         }
     }
 
+    // A text of more than `longestValue` bytes, without its quotation marks; empty: there is none.
+    std::string_view longString() const {
+        if (rest.size() <= longestValue || !rest.starts_with('"')) return {};
+        std::size_t end = 1;
+        while (end < rest.size() && rest[end] != '"') end = rest.find_first_of("\"\\", end + (rest[end] == '\\' ? 2 : 1));
+        return end < rest.size() && end > longestValue ? rest.substr(1, end - 1) : std::string_view();
+    }
+
+    std::shared_ptr<const LongText> longText(std::string_view raw) {
+        auto text = std::make_shared<EscapedText>(raw, takeJsonEscape);
+        rest.remove_prefix(1);
+        if (const std::optional<std::size_t> fault = text->firstFault()) {
+            rest.remove_prefix(*fault);
+            fail(rest.starts_with('\\') ? "invalid escape" : "the text is not UTF-8");
+        }
+        rest.remove_prefix(raw.size() + 1);
+        return text;
+    }
+
     wchar_t escape() {
-        constexpr std::string_view letters = "\"\\/bfnrt";
-        constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
-        const std::string_view behind = rest.substr(1);  // the backslash
-        const std::size_t which = behind.empty() ? std::string_view::npos : letters.find(behind[0]);
-        const auto unit = behind.starts_with('u') ? hexUnit(behind.substr(1)) : std::nullopt;
-        if (which == std::string_view::npos && !unit) fail("invalid escape");
-        rest.remove_prefix(unit ? 6 : 2);
-        return unit ? *unit : meanings[which];
+        const std::optional<wchar_t> unit = takeJsonEscape(rest);
+        if (!unit) fail("invalid escape");
+        return *unit;
     }
 
     bool takeWord(std::string_view word) {
@@ -141,7 +160,7 @@ public:
 private:
     std::string line() const { return fmt::format("{}:{}", bytes.fileName(), number); }
     std::string placeAt(std::size_t place) const {
-        return fmt::format("{}:{}", line(), charactersOfUtf8(std::string_view(text).substr(0, place)) + 1);
+        return fmt::format("{}:{}", line(), charactersOfUtf8(text.view().substr(0, place)) + 1);
     }
     [[noreturn]] void refuse(std::size_t place, std::string reason) const { throw BadRow{placeAt(place), std::move(reason)}; }
 
@@ -153,20 +172,20 @@ private:
         while ((c = bytes.next()) >= 0 && c != '\n') {
             const bool isBlank = c == ' ' || c == '\t' || c == '\r';
             // What is no export at all is not loaded until memory is full.
-            if (!begun && !isBlank && c != '{') refuse(text.size(), "expected '{'");
-            if (!begun && text.size() == longestHeader)
-                refuse(0, fmt::format("{} spaces; the file is not an export", text.size()));
+            if (!begun && !isBlank && c != '{') refuse(text.view().size(), "expected '{'");
+            if (!begun && text.view().size() == longestHeader)
+                refuse(0, fmt::format("{} spaces; the file is not an export", text.view().size()));
             begun = begun || !isBlank;
-            text += static_cast<char>(c);
+            text.push_back(static_cast<char>(c));
         }
         return c >= 0 || !text.empty();
     }
 
     // False: the line holds no row.
     bool makeRow(Row& row) {
-        if (text.find_first_not_of(" \t\r") == std::string::npos) return false;
+        if (text.view().find_first_not_of(" \t\r") == std::string_view::npos) return false;
         try {
-            return fill(row, FlatObject(text));
+            return fill(row, FlatObject(text.view()));
         } catch (const Malformed& malformed) { refuse(malformed.place, malformed.reason); }
     }
 
@@ -199,13 +218,17 @@ private:
                 refuse(member.namePlace, fmt::format("duplicate field \"{}\"", member.name));  // a known one
             if (isKind || isLine) continue;
             places[next] = member.valuePlace;
+            if (member.longText) {
+                if (!isPlaceOfLine(*row.table, next)) refuse(member.valuePlace, tooLongFor(columns[next].name));
+                row.longText = std::move(member.longText);
+            }
             row.cells[next++] = std::move(member.value);
         }
         return true;
     }
 
     ByteReader bytes;
-    std::string text;
+    GrowingText text;
     long long number = 0;
     std::vector<std::optional<std::size_t>> places;  ///< of the values in the text, by their columns
 };

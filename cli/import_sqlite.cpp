@@ -4,14 +4,17 @@
 #include "input.h"
 #include "notedinput.h"
 #include "rowsource.h"
+#include "sourcefile.h"
 #include "text.h"
 #include <algorithm>
 #include <deque>
 #include <filesystem>
 #include <fmt/format.h>
+#include <memory>
 #include <new>
 #include <sqlite3.h>
 #include <system_error>
+#include <utility>
 
 namespace tramo::cli {
 
@@ -20,7 +23,11 @@ namespace {
 class SqliteSource : public RowSource {
 public:
     explicit SqliteSource(const std::string& path)
-        : file(printable(nameOf(path))), state(stateOf(path)), noted(path), database(path, path, state.access()) {
+        : file(printable(nameOf(path))), state(stateOf(path)), noted(path), source(state.place, path),
+          database(path, path, state.access()) {
+        // One transaction: all tables are read as they are now. Nothing is mapped into memory, which a file that becomes shorter
+        // would take away.
+        database.run("PRAGMA mmap_size = 0; BEGIN");
         for (const char* suffix : {"-wal", "-shm", "-journal"}) companions.emplace_back(state.place + suffix);
         Statement names(database, "SELECT name FROM sqlite_schema WHERE type = 'table'");
         while (names.step()) {
@@ -38,8 +45,7 @@ public:
             if (reader.hasRow && (!last || reader.line < last->line)) last = &reader;
         if (!last) {
             Progress::wipe();
-            if (state.access() == Database::Unchanging && state != stateOf(state.place))
-                throw Unreadable{"was written to while it was read"};
+            confirm();
             return false;
         }
         if (++taken % 4096 == 0) progress.show(file, taken, all);
@@ -62,6 +68,16 @@ private:
         bool hasRow = false;
         long long line = 0;
     };
+
+    // Other programs that go by SQLite's locks write to the file only while nobody reads it, unless it has a log in use. What
+    // anybody else has written is noticed here.
+    void confirm() {
+        if (state.isShared || std::exchange(confirmed, true)) return;
+        const std::optional<FileState> now = cli::stateOf(source.stream()), named = cli::stateOf(state.place);
+        const bool isSame = now && opened && now->size == opened->size && now->modified == opened->modified;
+        if (!isSame || State::sizeOf(state.place + "-wal") != state.log) source.hasChanged();
+        if (named && !named->isSameFile(*now)) complain(file + ": was replaced while it was read; the old file was read");
+    }
 
     // What tells whether somebody writes to a database with a write-ahead log. While it is in use, two files are beside it; a
     // program that was killed leaves them behind. Where there is none, SQLite would make them to read the database, and leave
@@ -142,7 +158,30 @@ private:
     void fill(Row& row) const {
         row = {last->table, last->line, std::vector<Cell>(last->table->columns.size())};
         for (std::size_t i = 0; i < last->places.size(); ++i)
-            if (last->places[i] < row.cells.size()) row.cells[last->places[i]] = cellAt(static_cast<int>(i) + 1);
+            if (last->places[i] < row.cells.size()) fill(row, last->places[i], static_cast<int>(i) + 1);
+    }
+
+    void fill(Row& row, std::size_t place, int column) const {
+        sqlite3_stmt* statement = last->statement.handle();
+        const int type = sqlite3_column_type(statement, column);
+        const bool isText = type == SQLITE_TEXT || type == SQLITE_BLOB;
+        if (!isText || sqlite3_column_bytes(statement, column) <= static_cast<int>(longestValue)) {
+            row.cells[place] = cellAt(column);
+            return;
+        }
+        if (!isPlaceOfLine(*row.table, place)) throw BadRow{this->place(0), tooLongFor(row.table->columns[place].name)};
+        // Valid until the next step. A blob is what an export has made of a line that is too long for a text.
+        const void* bytes = type == SQLITE_BLOB ? sqlite3_column_blob(statement, column) : sqlite3_column_text(statement, column);
+        if (!bytes) throw std::bad_alloc();
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+        const auto text = std::make_shared<EscapedText>(std::string_view(static_cast<const char*>(bytes), size), takeCellEscape);
+        if (text->firstFault()) refuseText(column);
+        row.longText = text;
+    }
+
+    [[noreturn]] void refuseText(int column) const {
+        throw BadRow{place(0), printable(std::string_view(nameAt(last->statement.handle(), column))) +
+                                   ": not UTF-8, or an invalid escape after a backslash"};
     }
 
     Cell cellAt(int column) const {
@@ -154,9 +193,7 @@ private:
         default: break;
         }
         std::optional<std::wstring> text = unescaped(textAt(statement, column));
-        if (!text)
-            throw BadRow{place(0),
-                printable(std::string_view(nameAt(statement, column))) + ": not UTF-8, or an invalid escape after a backslash"};
+        if (!text) refuseText(column);
         return std::move(*text);
     }
 
@@ -164,6 +201,9 @@ private:
     std::string file;
     State state;
     NotedInput noted;
+    SourceFile source;  ///< to be closed behind the database: closing it takes away SQLite's locks
+    const std::optional<FileState> opened = cli::stateOf(source.stream());
+    bool confirmed = false;
     std::deque<NotedInput> companions;
     std::uint64_t taken = 0, all = 0;  ///< rows
     Database database;

@@ -11,22 +11,12 @@ namespace tramo::cli {
 
 namespace {
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
 // Enough to know a file by: several hundred records, and any line that is not monstrous.
 constexpr std::size_t mostOfSample = 256 * 1024;
 
-File opened(const std::string& path) {
-    File file(openFile(path, "rb"), std::fclose);
-    if (!file) throw Unreadable{reasonOf(errno)};
-    return file;
-}
-
-std::string readSample(const std::string& path, std::uint64_t size) {
-    const File file = opened(path);
-    std::string sample(size > 0 && size < mostOfSample ? size : mostOfSample, '\0');  // there are files that tell no size
-    sample.resize(readFrom(file.get(), sample.data(), sample.size()));
-    if (std::ferror(file.get())) throw Unreadable{reasonOf(errno)};
+std::string readSample(const SourceFile& file) {
+    std::string sample(mostOfSample, '\0');
+    sample.resize(file.read(0, sample.data(), sample.size()));
     return sample;
 }
 
@@ -98,31 +88,31 @@ Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
 
 void Input::open(EncodingChoice choice) {
     namespace fs = std::filesystem;
-    std::string plainPath = file;
     try {
         std::error_code error;
         const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(pathOf(file), error);
         if (!fs::exists(status)) throw Unreadable{reasonOf(error ? error.value() : ENOENT)};
         if (fs::is_directory(status)) throw Unreadable{"is a directory"};
-        if (!fs::is_regular_file(status)) {
-            const File source = file == "-" ? File(stdin, [](std::FILE*) { return 0; }) : opened(file);
-            spool = std::make_unique<Spool>(source.get(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
-            plainPath = spool->path();
+        source = std::make_shared<SourceFile>(file);
+        if (!source->isRegular()) {
+            spool =
+                std::make_unique<Spool>(source->stream(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
+            source = std::make_shared<SourceFile>(spool->path(), file);
         }
-        size = fs::file_size(pathOf(plainPath));
-        const std::string sample = readSample(plainPath, size);
+        const std::string sample = readSample(*source);
+        size = source->size();
         utf16 = isUtf16Text(sample, choice, file);
         prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
         end = size;
-        if (range.seek) return seek(plainPath);
-        text.emplace(plainPath, utf16, size);
+        if (range.seek) return seek();
+        text.emplace(source, utf16, size ? size : TextFile::noEnd);
         skip();
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
 }
 
 // To where lines of the format's length put the first one of the range. What is between its two borders is the range, in
 // however many lines a damage has cut it. Without a line end at a border nothing is known.
-void Input::seek(const std::string& plainPath) {
+void Input::seek() {
     const std::size_t length = prevailing ? shapeOf(*prevailing).length : 0;
     if (length == 0) throw Unreadable{"does not begin with lines of one length; without --seek lines are counted"};
     const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? utf16leMark.size() : 0, stride = (length + 2) * width;
@@ -136,10 +126,10 @@ void Input::seek(const std::string& plainPath) {
     if (before > 0 && before >= lines)
         throw Unreadable{fmt::format("has {} of {} bytes; there is no line {}", counted(lines, "line"), stride, range.first)};
     end = last < lines ? begin + last * stride : size;
-    text.emplace(plainPath, utf16, end);
+    text.emplace(source, utf16, end);
     if (before > 0) find(*text, before);
     if (last < lines) {
-        TextFile behind(plainPath, utf16, size);
+        TextFile behind(source, utf16, size);
         find(behind, last);
     }
     range.last = LineRange::open;
@@ -155,8 +145,12 @@ void Input::skip() {
 
 bool Input::nextPiece(Piece& piece) {
     constexpr long long most = 4096;  // lines, of whatever length: what is found in them has to be kept
-    return text->next(piece, std::min(most, range.last - linesRead()));
+    const bool any = text->next(piece, std::min(most, range.last - linesRead()));
+    if (!any) confirm();
+    return any;
 }
+
+void Input::confirm() { change = source->confirm(text->passage()); }
 
 bool Input::next(Line& line) {
     while (!reader.next(line)) {

@@ -4,6 +4,7 @@
 #include "lines.h"
 #include "notedinput.h"
 #include "platform.h"
+#include "sourcefile.h"
 #include "textfile.h"
 #include <cstdint>
 #include <limits>
@@ -59,6 +60,13 @@ public:
     bool atEndOfFile() { return text->atEnd() && (end == size || text->hasUnreadText()); }
     std::uint64_t charactersUnread() const;
 
+    /// To be called at the end of what is read, unless `next` or `nextPiece` has found none: the file has not been changed
+    /// meanwhile. Throws Unreadable.
+    void confirm();
+
+    /// What somebody has done to the file meanwhile, in words; empty: nothing that matters.
+    const std::string& note() const { return change; }
+
     /// Why there is no line of this number.
     Unreadable hasNoLine(long long number) const;
     bool hasOddByte() const { return isUtf16() && size % 2 != 0; }
@@ -69,18 +77,20 @@ public:
 private:
     void open(EncodingChoice encoding);
     void skip();
-    void seek(const std::string& plainPath);
+    void seek();
 
     std::string file, ownName;
     NotedInput noted;
     LineRange range;
     Progress progress;
     std::unique_ptr<Spool> spool;
+    std::shared_ptr<const SourceFile> source;
     std::optional<TextFile> text;
     PieceReader reader;
     std::uint64_t size = 0, end = 0;  // of the file, and of what is read of it
     bool utf16 = false;
     std::optional<LineKind> prevailing;
+    std::string change;
 };
 
 /// So many of so many threads as can be of use to read these files a piece at a time.

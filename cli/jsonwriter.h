@@ -62,6 +62,17 @@ public:
     void element(std::string_view made, bool isFirst) { stream.add(isFirst ? "\n" : ",\n"), stream.add(made); }
 
     void text(std::string_view value) { String(value.data(), static_cast<rapidjson::SizeType>(value.size())); }
+
+    /// The same piece by piece; none ends inside a character.
+    void beginText() { RawValue("\"", 1, rapidjson::kStringType); }
+    void addToText(std::string_view piece) {
+        fmt::memory_buffer whole;
+        JsonStream to(whole);
+        JsonWriter(to).text(piece);
+        stream.add(std::string_view(whole.data(), whole.size()).substr(1, whole.size() - 2));
+    }
+    void endText() { stream.Put('"'); }
+
     void key(std::string_view name) { Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }
 
     void member(std::string_view name, std::string_view value) { key(name), text(value); }

@@ -80,6 +80,7 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
 
 // Lines of the same key are about the same.
 std::wstring keyOf(const KeptLine& line, std::wstring_view text) {
+    if (line.whole) return fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum());
     if (!line.sound) return L"damaged " + std::wstring(text);
     std::wstring key = fmt::format(L"{} {} ", static_cast<int>(*line.kind), meterOf(*line.kind, text));
     if (line.kind == LineKind::Record) key.insert(key.begin(), text.front());
@@ -221,7 +222,7 @@ std::vector<FieldChange> compareKeys(const KeptLine* a, const KeptLine* b, const
         const bool show = !value.secret || options.showKeys;
         changes.push_back({std::string(value.name), 0, shown(from, value, show), shown(to, value, show), !show});
     }
-    if (changes.empty() && options.exact && a && b && !a->hasText(b->text()))
+    if (changes.empty() && options.exact && a && b && !a->hasTextOf(*b))
         changes.push_back({"text", 0, {ShownValue::Plain}, {ShownValue::Plain}, true});
     wipeKeys(before), wipeKeys(after);
     return changes;
@@ -237,10 +238,13 @@ bool hasSameEnd(const KeptLine& a, const KeptLine& b) { return a.carriageReturn 
 }  // namespace
 
 KeptLine::KeptLine(const Line& line, std::optional<LineKind> kindOfLine, bool isSound)
-    : kind(kindOfLine), sound(isSound), carriageReturn(line.carriageReturn), lineFeed(line.lineFeed), number(line.number) {
-    isWide = std::ranges::any_of(line.text, [](wchar_t c) { return c > 0xFF; });
-    bytes.reserve(line.text.size() * (isWide ? 2 : 1));
-    for (const wchar_t c : line.text) {
+    : kind(kindOfLine), sound(isSound), carriageReturn(line.carriageReturn), lineFeed(line.lineFeed), number(line.number),
+      whole(line.whole) {
+    constexpr std::size_t mostOfLong = 256;  // which is more than anybody is shown
+    const std::wstring_view held = whole ? line.text.substr(0, mostOfLong) : line.text;
+    isWide = std::ranges::any_of(held, [](wchar_t c) { return c > 0xFF; });
+    bytes.reserve(held.size() * (isWide ? 2 : 1));
+    for (const wchar_t c : held) {
         bytes += static_cast<char>(c & 0xFF);
         if (isWide) bytes += static_cast<char>(c >> 8 & 0xFF);
     }
@@ -259,10 +263,16 @@ std::wstring KeptLine::text() const {
     return all;
 }
 
-bool KeptLine::hasText(std::wstring_view other) const {
-    if (isWide) return text() == other;
+bool KeptLine::hasTextOf(const KeptLine& other) const {
+    if (whole || other.whole) return whole && other.whole && *whole == *other.whole;
+    return text() == other.text();
+}
+
+bool KeptLine::hasText(const Line& other) const {
+    if (whole || other.whole) return whole && other.whole && *whole == *other.whole;
+    if (isWide) return text() == other.text;
     return std::ranges::equal(
-        bytes, other, [](char byte, wchar_t c) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)) == c; });
+        bytes, other.text, [](char byte, wchar_t c) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)) == c; });
 }
 
 std::vector<FieldChange> compare(const KeptLine* a, const KeptLine* b, const DiffOptions& options) {
@@ -300,7 +310,7 @@ void LineDiff::addNew(const Line& line, std::optional<LineKind> kind) {
     }
     Old& old = olds[chain->second.next];
     chain->second.next = old.nextOfKey;
-    old.equal = old.line.hasText(line.text) && (!exact || hasSameEnd(old.line, kept));
+    old.equal = old.line.hasText(line) && (!exact || hasSameEnd(old.line, kept));
     if (old.equal) return;
     old.partner = news.size();
     news.emplace_back(std::move(kept), true);

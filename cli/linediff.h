@@ -4,6 +4,7 @@
 #include "lines.h"
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,13 +24,15 @@ public:
     KeptLine(KeptLine&&) = default;
     KeptLine& operator=(KeptLine&&) = default;
 
-    std::wstring text() const;
-    bool hasText(std::wstring_view other) const;
+    std::wstring text() const;  ///< of a long line its first characters
+    bool hasTextOf(const KeptLine& other) const;
+    bool hasText(const Line& other) const;
     bool isRecord() const { return sound && kind != LineKind::Key; }  ///< of fixed columns that can be looked at
 
     std::optional<LineKind> kind;
     bool sound = false, carriageReturn = false, lineFeed = false;
     long long number = 0;
+    std::shared_ptr<const LongLine> whole;  ///< of a long line
 
 private:
     std::string bytes;  // one of each character, or two, the low one first

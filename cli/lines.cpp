@@ -141,34 +141,46 @@ std::size_t utf8Surplus(std::wstring_view text) {
 
 // What is left when the characters that are too many are taken from the end of the line; or from its beginning, where only
 // that leaves a line without errors.
-std::string withoutExtra(std::wstring_view text, const LineShape& shape) {
-    const std::size_t count = text.size() - shape.length;
+std::string withoutExtra(const Line& line, const LineShape& shape) {
+    const std::size_t count = line.size() - shape.length;
     auto left = [&](const char* which, const std::vector<Finding>& findings) {
         const std::string extra = count > 1 ? fmt::format("{} {} characters", which, count) : fmt::format("{} character", which);
         return fmt::format("without its {}, it has {}", extra, inWords(findings));
     };
-    const std::vector<Finding> findings = findingsIn(text.substr(0, shape.length), shape.kind);
+    const std::wstring_view end = line.whole ? line.whole->last() : line.text;
+    const std::vector<Finding> findings = findingsIn(line.text.substr(0, shape.length), shape.kind);
     if (errorsAmong(findings) > 0)
-        if (const auto others = findingsIn(text.substr(count), shape.kind); errorsAmong(others) == 0)
+        if (const auto others = findingsIn(end.substr(end.size() - shape.length), shape.kind); errorsAmong(others) == 0)
             return left("first", others);
     return left("last", findings);
 }
 
 Finding tooLong(const Line& line, const LineShape& shape) {
     const std::wstring_view extra = line.text.substr(shape.length);
-    std::string why = fmt::format("{} too many", extra.size());
-    const bool isUtf8 = line.text.size() - utf8Surplus(line.text) == shape.length;
+    std::string why = fmt::format("{} too many", line.size() - shape.length);
+    const bool isUtf8 = !line.whole && line.text.size() - utf8Surplus(line.text) == shape.length;
+    const bool blank = line.whole ? line.whole->isBlankFrom(shape.length) : isBlank(extra);
+    const bool returns =
+        line.whole ? line.whole->isReturnsFrom(shape.length) : extra.find_first_not_of(L'\r') == std::wstring_view::npos;
     if (isUtf8) why += fmt::format("; read as UTF-8, it has {} characters", shape.length);
-    else if (isBlank(extra)) why += extra.size() == 1 ? ", a space" : ", all of them spaces";
-    else if (extra.find_first_not_of(L'\r') == std::wstring_view::npos) why += ", more than one CR before the LF";
+    else if (blank) why += extra.size() == 1 ? ", a space" : ", all of them spaces";
+    else if (returns) why += ", more than one CR before the LF";
     else if (extra.front() == L'\r') why += fmt::format(", after a CR without LF at column {}", shape.length + 1);
-    if (!isUtf8) why += "; " + withoutExtra(line.text, shape);
+    if (!isUtf8) why += "; " + withoutExtra(line, shape);
     if (!line.lineFeed) why += "; it has no line ending";
     else if (!line.carriageReturn) why += fmt::format("; {}", endsWithLf);
     Finding finding =
-        lineFinding("LineTooLong", fmt::format("line has {}, {} expected", counted(line.text.size(), "character"), shape.length),
-            why, static_cast<int>(shape.length + 1));
-    finding.endColumn = static_cast<int>(std::min<std::size_t>(line.text.size() + 1, 1 << 30));
+        lineFinding("LineTooLong", fmt::format("line has {}, {} expected", counted(line.size(), "character"), shape.length), why,
+            static_cast<int>(shape.length + 1));
+    finding.endColumn = static_cast<int>(std::min<std::size_t>(line.size() + 1, 1 << 30));
+    return finding;
+}
+
+// A line of any length is a key line, but a very long one is none of a file of keys.
+Finding tooLongForKeys(const Line& line) {
+    Finding finding = lineFinding("LineTooLong", fmt::format("line has {}", counted(line.size(), "character")),
+        fmt::format("key lines are read up to {} characters", longestHeld));
+    finding.excerpt = false;
     return finding;
 }
 
@@ -176,7 +188,7 @@ Finding unknownKind(const Line& line) {
     std::string lengths;
     for (const LineShape& shape : shapes)
         if (shape.length) lengths += fmt::format("{}a {} has {}", lengths.empty() ? "" : ", ", shape.name, shape.length);
-    return lineFinding("LineKindUnknown", fmt::format("line has {}", counted(line.text.size(), "character")), lengths);
+    return lineFinding("LineKindUnknown", fmt::format("line has {}", counted(line.size(), "character")), lengths);
 }
 
 // The field of alarm flags that ends right before this place. The format's writer puts a zero there.
@@ -224,8 +236,11 @@ void findLineEnd(const Line& line, std::wstring_view insteadOfCr, std::vector<Fi
 
 }  // namespace
 
-bool mayHoldKeys(std::wstring_view text) {
-    if (text.starts_with(L'{') || text.starts_with(L";{")) return true;
+bool mayHoldKeys(std::wstring_view text) { return text.starts_with(L'{') || text.starts_with(L";{") || holdsKeyMarks(text); }
+
+bool Line::mayHoldKeys() const { return whole ? whole->mayHoldKeys() : cli::mayHoldKeys(text); }
+
+bool holdsKeyMarks(std::wstring_view text) {
     auto has = [&](std::wstring_view part) { return text.find(part) != std::wstring_view::npos; };
     return has(L"\"}") || has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
         return value.secret && has(std::wstring(value.name.begin(), value.name.end()));
@@ -240,12 +255,13 @@ bool isRecordLetter(wchar_t c) {
     return place < known.size() && known[place];
 }
 
-std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing) {
-    const std::optional<LineKind> byLength = kindByLength(text.size());
+std::optional<LineKind> kindOfLine(const Line& line, std::optional<LineKind> prevailing) {
+    const std::wstring_view text = line.text;
+    const std::optional<LineKind> byLength = kindByLength(line.size());
     const bool amongRecords = prevailing == LineKind::Record;
     const bool hasLetter = !text.empty() && isRecordLetter(text.front());
     if (byLength == LineKind::Record && amongRecords && hasLetter) return byLength;
-    if (mayHoldKeys(text)) return LineKind::Key;
+    if (line.mayHoldKeys()) return LineKind::Key;
     if (amongRecords && hasLetter) return LineKind::Record;
     return byLength ? byLength : prevailing;
 }
@@ -275,6 +291,7 @@ bool judge(const Line& line, std::optional<LineKind> kind, std::vector<Finding>&
     if (!kind) return refuse(unknownKind(line));
     const LineShape& shape = shapeOf(*kind);
     if (text.size() < shape.length) return refuse(tooShort(line, shape));
+    if (line.whole) return refuse(shape.length ? tooLong(line, shape) : tooLongForKeys(line));
     const std::wstring_view extra = shape.length ? text.substr(shape.length) : std::wstring_view{};
     const bool insteadOfCr = extra.size() == 1 && line.lineFeed && !line.carriageReturn;
     if (!extra.empty() && !insteadOfCr) return refuse(tooLong(line, shape));

@@ -1,8 +1,10 @@
 // The lines of exchange files: which kind a line is of, and what is wrong with it as a whole.
 #pragma once
 #include "findings.h"
+#include "longline.h"
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -11,10 +13,14 @@ namespace tramo::cli {
 
 /// A line of a file. The view is valid until the next line is read.
 struct Line {
-    std::wstring_view text{};  ///< without its line end
+    std::wstring_view text{};  ///< without its line end; of a long line its first characters
     bool carriageReturn = false, lineFeed = false;
     bool plain = false;  ///< known to be without zeros and surrogates
     long long number = 0;
+    std::shared_ptr<const LongLine> whole{};  ///< of a line that is longer than `longestHeld`
+
+    std::size_t size() const { return whole ? whole->size() : text.size(); }
+    bool mayHoldKeys() const;
 };
 
 enum class LineKind { Record, Parameter, Tag, Key };
@@ -29,9 +35,12 @@ const LineShape& shapeOf(LineKind kind);
 /// Whether the text looks like a key line or a piece of one.
 bool mayHoldKeys(std::wstring_view text);
 
+/// The same of a piece that is not its beginning.
+bool holdsKeyMarks(std::wstring_view text);
+
 /// The kind of a line: what its length says, or its first character. A line that has the length of none is one of the
 /// kind that prevails in its file, damaged; nullopt when nothing prevails there.
-std::optional<LineKind> kindOfLine(std::wstring_view text, std::optional<LineKind> prevailing);
+std::optional<LineKind> kindOfLine(const Line& line, std::optional<LineKind> prevailing);
 
 /// Tells which kind of lines prevails.
 class KindCensus {

@@ -187,10 +187,7 @@ public:
         std::optional<LineModel> model;
         if (sound) model = LineModel::of(*kind, line.text);
         if (!model && !(sound && kind == LineKind::Key)) malformed(line, damage.front());
-        if (!model) {
-            out.add(line.text, lineEndOf(line), line, kind);
-            return;
-        }
+        if (!model) return out.add(line, kind);
         std::vector<Rewriting> pieces = rewritings(*kind, line.text, *model);
         const bool loses = std::ranges::any_of(pieces, &Rewriting::loses), copies = loses && !forced;
         std::vector<Finding> findings;
@@ -204,7 +201,7 @@ public:
         }
         copied += copies;
         lossy += loses && !copies;
-        if (copies) return out.add(line.text, lineEndOf(line), line, kind);
+        if (copies) return out.add(line, kind);
         const bool hasLineEnd = line.carriageReturn && line.lineFeed;
         if (!hasLineEnd) lineEnd(line);
         changed += !pieces.empty() || !hasLineEnd;

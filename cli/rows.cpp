@@ -345,6 +345,13 @@ bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
 
 Row textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
 
+Row textRow(const Line& line) {
+    if (!line.whole) return textRow(line.number, line.text);
+    Row row{&textTable(), line.number, std::vector<Cell>(1)};
+    row.longText = line.whole;
+    return row;
+}
+
 // A cell stands for its value and for nothing else, so that the row is proved by its values.
 Row modelRow(long long number, const Table& table, LineModel& model) {
     Row row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
@@ -374,6 +381,11 @@ Row modelRow(long long number, const Table& table, LineModel& model) {
 // The text of a key line says everything, its values are for the reader. A damaged one may hold keys anywhere.
 Row keyRow(const Line& line, Keys keys) {
     Row row{&keyTable(), line.number, std::vector<Cell>(keyTable().columns.size())};
+    if (line.whole) {
+        row.lacksMembers = keys == Keys::Masked;
+        if (keys == Keys::Shown) row.longText = line.whole;
+        return row;
+    }
     ParsedKeyLine parsed = parseKeyLine(line.text);
     for (std::size_t i = 0; i < std::size(keyValues); ++i) {
         const KeyValue& value = keyValues[i];
@@ -414,7 +426,7 @@ const Table* tableNamed(std::string_view name) {
 
 Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
     if (kind == LineKind::Key && !line.text.empty()) return keyRow(line, keys);
-    return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line.number, line.text);
+    return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line);
 }
 
 std::wstring lineOf(Row& row, std::vector<RowFault>& lost) {

@@ -6,6 +6,7 @@
 #pragma once
 #include "linemodel.h"
 #include "lines.h"
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -46,9 +47,10 @@ inline constexpr const wchar_t* masked = L"***";
 struct Row {
     const Table* table = nullptr;
     long long line = 0;
-    std::vector<Cell> cells{};  ///< one for each of the table's columns
-    bool unread = false;        ///< the text of a field could not be read, and is not in the row
-    bool lacksMembers = false;  ///< of a key line: it has members that are no values, and the row has no text
+    std::vector<Cell> cells{};                   ///< one for each of the table's columns
+    bool unread = false;                         ///< the text of a field could not be read, and is not in the row
+    bool lacksMembers = false;                   ///< of a key line: it has members that are no values, and the row has no text
+    std::shared_ptr<const LongText> longText{};  ///< in the place of its last cell, which is empty
 };
 
 enum class Keys { Masked, Shown };

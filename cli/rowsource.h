@@ -4,8 +4,8 @@
 #include "notedinput.h"
 #include "platform.h"
 #include "rows.h"
+#include "sourcefile.h"
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -37,12 +37,11 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
 /// A database: the rows of all its tables, by the numbers of their lines.
 std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
 
-/// A stream of bytes, one at a time; a byte order mark of UTF-8 at its beginning is passed over. "-" is the standard input.
-/// On a terminal it tells how far it has come.
+/// A stream of bytes, one at a time, of a file as it was when it was opened; a byte order mark of UTF-8 at its beginning is
+/// passed over. "-" is the standard input. On a terminal it tells how far it has come.
 class ByteReader {
 public:
     explicit ByteReader(const std::string& path);
-    ~ByteReader();
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
 
@@ -58,13 +57,22 @@ private:
     NotedInput noted;
     Progress progress;
     std::string name;
-    std::FILE* file;
-    std::uint64_t size = 0, loaded = 0;  ///< size 0: it is not known
+    SourceFile file;
+    std::uint64_t loaded = 0;
+    Passage passage;
+    bool ended = false;
     std::string block;
     std::size_t at = 0, filled = 0;
 };
 
 /// No header is longer; a file that has a longer one is something else. A row can be any damaged line.
 inline constexpr std::size_t longestHeader = 1 << 20;
+
+/// A text of more bytes is taken piece by piece, and only where it is a whole line.
+inline constexpr std::size_t longestValue = 1 << 20;
+inline bool isPlaceOfLine(const Table& table, std::size_t column) { return !table.blank && column + 1 == table.columns.size(); }
+inline std::string tooLongFor(const std::string& column) {
+    return column + ": the text has more than " + std::to_string(longestValue) + " bytes";
+}
 
 }  // namespace tramo::cli

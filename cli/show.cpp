@@ -4,6 +4,7 @@
 #include "command.h"
 #include "console.h"
 #include "fieldcheck.h"
+#include "filewalk.h"
 #include "input.h"
 #include "linemodel.h"
 #include "lineplace.h"
@@ -146,11 +147,11 @@ public:
         if (sound) checkFields(*kind, line.text, options.all, findings);
         std::ranges::stable_sort(findings, {}, &Finding::column);
         model = sound ? LineModel::of(*kind, line.text) : std::nullopt;
-        const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && mayHoldKeys(line.text)));
+        const bool isSecret = !options.showKeys && (kind == LineKind::Key || (!sound && line.mayHoldKeys()));
         const bool hasColumns = model || !sound || options.raw;
-        if (hasColumns && static_cast<std::size_t>(options.column) > line.text.size())
-            throw Unreadable{fmt::format("line {} has {}; there is no column {}", line.number,
-                                 counted(line.text.size(), "character"), options.column),
+        if (hasColumns && static_cast<std::size_t>(options.column) > line.size())
+            throw Unreadable{fmt::format("line {} has {}; there is no column {}", line.number, counted(line.size(), "character"),
+                                 options.column),
                 options.file};
         if (model && !options.raw && options.column) keepFindingsAt(options.column);
 
@@ -158,7 +159,8 @@ public:
         if (options.raw || !sound) {
             if (isSecret && !line.text.empty())
                 out.print("  {}its text is not shown, for it may hold keys (--show-keys){}\n", colours.faint, colours.off);
-            else if (!line.text.empty()) ruled(line.text);
+            else if (line.whole) ruled(*line.whole);
+            else if (!line.text.empty()) ruled(line.text, 0);
             for (const Finding& finding : findings) tell(finding, 2, true);
         } else {
             tellOfLine();
@@ -315,16 +317,39 @@ private:
         return (std::min(text.find_first_not_of(L' ', from), text.size()) - from) / chunk * chunk;
     }
 
-    // The text under a ruler that counts its columns: as many tens as fit.
-    void ruled(std::wstring_view text) {
-        constexpr int margin = 8;
-        const std::size_t tens = width > 0 ? static_cast<std::size_t>(std::max(1, (width - margin) / 10)) : 10;
+    // How many columns stand below one ruler: as many tens as fit.
+    std::size_t rulerColumns() const {
+        return 10 * (width > 0 ? static_cast<std::size_t>(std::max(1, (width - rulerMargin) / 10)) : 10);
+    }
+
+    void ruled(const LongText& text) {
+        std::wstring waiting;
+        std::size_t begin = 0;
+        auto show = [&](std::size_t size) {
+            ruled(std::wstring_view(waiting).substr(0, size), begin);
+            waiting.erase(0, size);
+            begin += size;
+            out.settle();
+        };
+        text.forEachPiece([&](std::wstring_view piece) {
+            waiting += piece;
+            show(waiting.size() / rulerColumns() * rulerColumns());
+        });
+        show(waiting.size());
+        wipe(waiting);
+    }
+
+    // The text under rulers that count its columns. It begins behind so many, which are whole rulers.
+    void ruled(std::wstring_view text, std::size_t begin) {
+        constexpr int margin = rulerMargin;
+        const std::size_t tens = rulerColumns() / 10;
         for (std::size_t from = 0; from < text.size(); from += tens * 10) {
-            const std::size_t column = static_cast<std::size_t>(options.column), marked = column > from ? column - from : 0;
+            const auto column = static_cast<std::size_t>(options.column);
+            const std::size_t marked = column > begin + from ? column - begin - from : 0;
             std::size_t blanks = blanksAt(text, from, tens * 10);
             if (marked > 0 && marked <= blanks) blanks = (marked - 1) / (tens * 10) * (tens * 10);
             if (blanks > 0) {
-                out.print("{}{:>6}  blank up to {}{}\n", colours.faint, from + 1, from + blanks, colours.off);
+                out.print("{}{:>6}  blank up to {}{}\n", colours.faint, begin + from + 1, begin + from + blanks, colours.off);
                 from += blanks - tens * 10;
                 continue;
             }
@@ -336,14 +361,16 @@ private:
                 line += character.utf8;
                 ruler += fmt::format("{:.<{}}", (i + 1) % 10 == 5 ? ':' : '.', character.width);
                 if ((i + 1) % 10 != 0) continue;
-                const std::string number = std::to_string(i + 1);
+                const std::string number = std::to_string(begin + i + 1);
                 ruler.replace(ruler.size() - number.size(), number.size(), number);
             }
             out.print("{}{:>{}}{}{}\n", colours.faint, "", margin, ruler, colours.off);
-            out.print("{}{:>6}{}  {}\n", colours.faint, from + 1, colours.off, line);
+            out.print("{}{:>6}{}  {}\n", colours.faint, begin + from + 1, colours.off, line);
             if (!mark.empty()) out.print("{:>{}}{}\n", "", margin, mark);
         }
     }
+
+    static constexpr int rulerMargin = 8;
 
     Output& out;
     const Options& options;
@@ -359,7 +386,7 @@ private:
 // Among key lines every line may be a piece of one, whatever its length.
 std::optional<LineKind> kindOf(const Line& line, const Input& input) {
     const auto prevailing = input.prevailingKind();
-    return prevailing == LineKind::Key ? prevailing : kindOfLine(line.text, prevailing);
+    return prevailing == LineKind::Key ? prevailing : kindOfLine(line, prevailing);
 }
 
 int run(std::vector<std::string> arguments) {
@@ -376,6 +403,7 @@ int run(std::vector<std::string> arguments) {
         out.settle();
     }
     out.flush();
+    sayChange(input);
     if (options.lines && input.linesRead() < (toTheEnd ? range.first : range.last)) throw input.hasNoLine(input.linesRead() + 1);
     if (toTheEnd) {
         if (line.number == 0) complain(input.name() + " is empty"), clean = false;

@@ -43,6 +43,7 @@ std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode)
 struct CsvStyle {
     bool isFolder = false;  ///< a folder, where each table has its own file
     bool bom = false;       ///< files begin with a byte order mark
+    bool oneKind = false;   ///< there are rows of one table only
 };
 
 /// A line of column names, then one line a row; rows of one table only, unless `path` is a folder. Throws WrongUsage for a

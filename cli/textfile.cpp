@@ -1,8 +1,5 @@
 #include "textfile.h"
-#include "platform.h"
 #include <algorithm>
-#include <cerrno>
-#include <limits>
 #include <utility>
 
 namespace tramo::cli {
@@ -20,29 +17,21 @@ std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t w
     return found;
 }
 
-// False: a zero or half a surrogate pair is among the characters.
-bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
-    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
-    text.resize(bytes.size() / width);
-    wchar_t* to = text.data();
-    if (width == 1) {
-        for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[i]);
-        return bytes.find('\0') == notFound;
-    }
-    unsigned suspects = 0;  // no early exit, no short circuit: this way the compiler looks at several characters at once
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto c = static_cast<unsigned>(from[2 * i] | from[2 * i + 1] << 8);
-        suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
-        to[i] = static_cast<wchar_t>(c);
-    }
-    return suspects == 0;
-}
-
 }  // namespace
 
 bool PieceReader::next(Line& line) {
+    if (piece.longLine) {
+        line = {.text = piece.longLine->first(),
+            .carriageReturn = piece.longLine->carriageReturn(),
+            .lineFeed = piece.longLine->lineFeed(),
+            .number = piece.firstLine,
+            .whole = std::move(piece.longLine)};
+        piece = {};
+        return true;
+    }
     if (piece.bytes.empty()) return false;
     const std::size_t feed = findLineFeed(piece.bytes, 0, piece.width);
+    line.whole.reset();
     line.lineFeed = feed != notFound;
     line.plain = decode(piece.bytes.substr(0, feed), piece.width, text);
     line.number = piece.firstLine++;
@@ -53,11 +42,8 @@ bool PieceReader::next(Line& line) {
     return true;
 }
 
-TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
-    : path(std::move(plainPath)), file(openFile(path, "rb"), std::fclose), width(utf16 ? 2 : 1),
-      fileEnd(size ? size : std::numeric_limits<std::uint64_t>::max()), notLoaded(fileEnd), buffer(usualPiece) {
-    if (!file) throw Unreadable{reasonOf(errno), path};
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+TextFile::TextFile(std::shared_ptr<const SourceFile> source, bool utf16, std::uint64_t textEnds)
+    : file(std::move(source)), width(utf16 ? 2 : 1), textEnd(textEnds), buffer(usualPiece) {
     if (!utf16) return;
     fill();
     bytesBefore = begin = std::min(width, end);
@@ -66,8 +52,7 @@ TextFile::TextFile(std::string plainPath, bool utf16, std::uint64_t size)
 bool TextFile::goTo(std::uint64_t place, long long lines) {
     const std::string_view lineEnd = width == 1 ? std::string_view("\r\n") : std::string_view("\r\0\n\0", 4);
     const std::uint64_t from = place - lineEnd.size();
-    if (fseeko(file.get(), static_cast<off_t>(from), SEEK_SET) != 0) throw Unreadable{reasonOf(errno), path};
-    notLoaded = fileEnd - from;
+    loaded = {from, from};
     begin = end = 0;
     while (end < lineEnd.size() && fill()) {}
     if (!waiting().starts_with(lineEnd)) return false;
@@ -83,12 +68,12 @@ bool TextFile::fill() {
         buffer.begin() + static_cast<std::ptrdiff_t>(begin), buffer.begin() + static_cast<std::ptrdiff_t>(end), buffer.begin());
     end -= begin;
     begin = 0;
-    if (end == buffer.size()) buffer.resize(2 * buffer.size());  // one long line
-    const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size() - end, notLoaded));
-    const std::size_t count = readFrom(file.get(), buffer.data() + end, room);
-    if (std::ferror(file.get())) throw Unreadable{reasonOf(errno), path};
+    if (end == buffer.size()) buffer.resize(2 * buffer.size());  // a line that does not fit
+    const auto room =
+        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size() - end, textEnd - std::min(loaded.to, textEnd)));
+    const std::size_t count = file->read(loaded.to, buffer.data() + end, room);
+    loaded.add({buffer.data() + end, count});
     end += count;
-    notLoaded -= count;
     return count > 0;
 }
 
@@ -110,6 +95,10 @@ bool TextFile::next(Piece& piece, long long mostLines) {
         }
         if (size > 0) break;
         searched = (end - begin) / width * width;
+        if (searched > longestHeld * width) {
+            readLong(piece);
+            return true;
+        }
         if (fill()) continue;
         size = searched;  // the last line has no line end
         lines += size > 0;
@@ -120,6 +109,22 @@ bool TextFile::next(Piece& piece, long long mostLines) {
     bytesBefore += size;
     linesBefore += lines;
     return size > 0;
+}
+
+// A line whose first characters are waiting.
+void TextFile::readLong(Piece& piece) {
+    const auto line = std::make_shared<LongLine>(file, bytesBefore, width);
+    bool hasFeed = false;
+    do {
+        const std::string_view text = waiting().substr(0, (end - begin) / width * width);
+        const std::size_t feed = findLineFeed(text, 0, width);
+        hasFeed = feed != notFound;
+        line->add(text.substr(0, feed));
+        begin += hasFeed ? feed + width : text.size();
+    } while (!hasFeed && fill());
+    line->end(hasFeed);
+    piece = {{}, width, ++linesBefore, line};
+    bytesBefore += line->bytes();
 }
 
 bool TextFile::atEnd() {

@@ -4,9 +4,10 @@
 // pieces can be taken apart on several threads, and a file need not fit into memory.
 #pragma once
 #include "lines.h"
+#include "sourcefile.h"
 #include "text.h"
 #include <cstdint>
-#include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,17 +15,14 @@
 
 namespace tramo::cli {
 
-/// A file cannot be read, or not as what it is.
-struct Unreadable {
-    std::string reason;
-    std::string file{};  ///< its path; empty where the reason names it
-};
-
-/// Some lines, whole, as they stand in the file.
+/// Some lines, whole, as they stand in the file; or one long line, which stays there.
 struct Piece {
     std::string_view bytes{};
     std::size_t width = 1;    ///< of a character, in bytes: 1, or 2 with the low byte first
     long long firstLine = 1;  ///< the number of its first line
+    std::shared_ptr<const LongLine> longLine{};
+
+    std::uint64_t size() const { return longLine ? longLine->bytes() : bytes.size(); }
 };
 
 /// The same with bytes of its own, which stay as long as they are needed.
@@ -69,9 +67,11 @@ public:
     /// Large enough for reading and handing over to cost nothing, small enough for a processor's own memory.
     static constexpr std::size_t usualPiece = 128 * 1024;
 
-    /// Reads so many bytes of a file: not what somebody appends meanwhile. 0: all that comes, for some files that hold text
-    /// say so of themselves. Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
-    TextFile(std::string path, bool utf16, std::uint64_t size);
+    /// Reads a regular file up to a place in it. Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
+    TextFile(std::shared_ptr<const SourceFile> source, bool utf16, std::uint64_t end);
+
+    /// Reads to the end of the file, as it is now.
+    static constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
 
     /// Goes to a place where so many lines are before it. False: no line ends there.
     bool goTo(std::uint64_t place, long long lines);
@@ -88,15 +88,19 @@ public:
     std::uint64_t bytesRead() const { return bytesBefore; }
     long long linesRead() const { return linesBefore; }
 
+    /// What has been loaded.
+    const Passage& passage() const { return loaded; }
+
 private:
     std::string_view waiting() const { return {buffer.data() + begin, end - begin}; }
     bool fill();
+    void readLong(Piece& piece);
     bool endsHere(std::size_t at) const;
 
-    std::string path;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
+    std::shared_ptr<const SourceFile> file;
     std::size_t width;
-    std::uint64_t fileEnd, notLoaded;  ///< in bytes
+    std::uint64_t textEnd;
+    Passage loaded;
     std::vector<char> buffer;
     std::size_t begin = 0, end = 0;  ///< of what has been loaded and not read
     std::uint64_t bytesBefore = 0;

@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import signal
 import struct
 import subprocess
 import tempfile
@@ -133,3 +134,84 @@ class CliTest(unittest.TestCase):
         self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
         self.assertEqual((result.code, result.err), (code if expected else 0, ""))
         return result
+
+
+def stop_while_reading(start, size, first=300_000):
+    """Starts a process that reads a file of this size, and stops it (SIGSTOP) when it has read more than the first bytes of it
+    and less than half; it goes on with SIGCONT. `start` may be called more than once."""
+    for _ in range(50):
+        process = start()
+        while process.poll() is None:
+            try:
+                with open(f"/proc/{process.pid}/io") as file:
+                    got = int(file.readline().split()[1])
+            except (ProcessLookupError, FileNotFoundError):
+                break
+            if got < first:
+                continue
+            process.send_signal(signal.SIGSTOP)
+            if process.poll() is not None:
+                break
+            os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+            if process.poll() is not None:
+                break
+            with open(f"/proc/{process.pid}/io") as file:
+                if int(file.readline().split()[1]) < size / 2:
+                    return process
+            break
+        process.kill()
+        process.send_signal(signal.SIGCONT)
+        process.communicate()
+    raise AssertionError("the process could not be stopped while it was reading")
+
+
+def change_file(path, how):
+    """What somebody may do to a file while it is read. Of the first bytes, which have been read by then, "rewritten" changes some;
+    "regrown" leaves the file as long as it was."""
+    size = os.path.getsize(path)
+    if how == "emptied":
+        os.truncate(path, 0)
+    elif how == "shortened by a byte":
+        os.truncate(path, size - 1)
+    elif how == "shortened inside a line":
+        os.truncate(path, size * 3 // 4 + 100)
+    elif how in ("longer by lines", "longer by half a line"):
+        with open(path, "r+b") as file:
+            line = file.readlines(4000)[1]
+            file.seek(0, 2)
+            file.write(line * 2 if how == "longer by lines" else line[:len(line) // 2])
+    elif how == "replaced":
+        with open(path + ".new", "wb") as file:
+            file.write(b"another file\n")
+        os.replace(path + ".new", path)
+    elif how == "deleted":
+        os.remove(path)
+    elif how == "rewritten":
+        with open(path, "r+b") as file:
+            file.seek(1000)
+            some = file.read(100)
+            file.seek(1000)
+            file.write(bytes(byte ^ 1 for byte in some))
+    elif how == "regrown":
+        os.truncate(path, 0)
+        os.truncate(path, size)
+    elif how == "rewritten and longer":
+        change_file(path, "rewritten")
+        change_file(path, "longer by lines")
+    else:
+        raise ValueError(how)
+
+
+# What a command says of such a change. Those with True read the file as it was.
+CHANGES = {
+    "emptied": (False, r"became shorter while it was read, from \d+ bytes to 0; run the command again when the file is complete"),
+    "shortened by a byte": (False, r"became shorter while it was read, from \d+ bytes to \d+; run the command again when .*"),
+    "shortened inside a line": (False, r"became shorter while it was read, from \d+ bytes to \d+; run the command again when .*"),
+    "rewritten": (False, r"changed while it was read; run the command again when the file is complete"),
+    "regrown": (False, r"changed while it was read; run the command again when the file is complete"),
+    "rewritten and longer": (False, r"changed while it was read; run the command again when the file is complete"),
+    "longer by lines": (True, r"became longer while it was read; only its first \d+ bytes were read"),
+    "longer by half a line": (True, r"became longer while it was read; only its first \d+ bytes were read"),
+    "replaced": (True, r"was replaced while it was read; the old file was read"),
+    "deleted": (True, None),
+}

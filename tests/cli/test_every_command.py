@@ -4,12 +4,14 @@ import json
 import os
 import pty
 import re
+import signal
 import subprocess
 import tempfile
 import threading
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROOT, ROUND, TRAMO, CliTest, lines, run_on_terminal
+from support import (CHANGES, ENVIRONMENT, METER, ROOT, ROUND, TRAMO, CliTest, change_file, lines, run_on_terminal,
+                     stop_while_reading)
 
 GOOD = lines(ROUND, METER)
 
@@ -220,7 +222,7 @@ class Files(EveryCommandTest):
 
 
 class GrowingFile(EveryCommandTest):
-    """Somebody appends lines while a command reads: it takes what is there when it begins.
+    """Somebody appends lines while a command reads: it takes what is there when it begins, and says that there is more.
 
     The system makes a file longer page by page: a line that crosses the border may be there in part, and such a row of an
     export is refused, with its line."""
@@ -264,13 +266,17 @@ class GrowingFile(EveryCommandTest):
     }
 
     def speaks_of_part(self, use, code, err):
+        err = re.sub(self.NOTE, "", err)
         expected, words = self.IN_PART.get(use.arguments[0], (0, "never"))
         found = re.fullmatch(words, err)
         if found and found.groups():
             self.assertGreater(int(found[1]), 6001)   # one that was appended
         return code == expected and bool(found)
 
+    NOTE = r"tramo: growing: became longer while it was read; only its first \d+ bytes were read\n"
+
     def check_all(self, use, code, out, err):
+        err = re.sub(self.NOTE, "", err)
         product = self.take("out") if not use.prints else out
         if self.speaks_of_part(use, code, err):
             if use.arguments[0] == "import" and use.prints:
@@ -315,13 +321,53 @@ class GrowingFile(EveryCommandTest):
 
     def test_appended_while_the_result_waits(self):
         path = self.write("growing", lines(ROUND) + lines(METER) * 3000)
-        process = subprocess.Popen([TRAMO, "show", "growing"], stdout=subprocess.PIPE, cwd=self.folder, env=self.environment)
+        process = subprocess.Popen([TRAMO, "show", "growing"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder, env=self.environment)
         self.assertTrue(process.stdout.read(1))   # it has begun, and cannot go on
         with open(path, "ab") as file:
             file.write(lines(METER) * 3000)
         shown = process.stdout.read()
         process.stdout.close()
         self.assertEqual((process.wait(), shown.count(b"growing:"), b"growing:3001  meter subscriber" in shown), (0, 3000, True))
+        self.assertRegex(process.stderr.read().decode(), rf"\A{self.NOTE}\Z")
+        process.stderr.close()
+
+
+class ChangingFile(EveryCommandTest):
+    """What is told of a file that is changed while it is read. What becomes of outputs then: test_outputs.py."""
+
+    HOWS = ("shortened inside a line", "rewritten", "longer by lines", "replaced")
+
+    def test_every_change(self):
+        number = 0
+        for use in READERS:
+            if use.arguments[0] == "explain" or "FILE:1" in use.arguments or not use.prints:
+                continue
+            number += 1
+            for how in CHANGES if number == 1 else (self.HOWS[number % len(self.HOWS)], "shortened by a byte"):
+                with self.subTest(" ".join(use.arguments), how=how):
+                    self.change(use, how)
+
+    def change(self, use, how):
+        content = self.read(self.source(use)) * (12_000_000 // len(self.read(self.source(use))) + 1)
+        path = self.write("changing", content)
+        os.utime(path, (1_700_000_000, 1_700_000_000))
+        printed = tempfile.TemporaryFile()
+        self.addCleanup(printed.close)
+        process = stop_while_reading(
+            lambda: subprocess.Popen([TRAMO, *use.of("changing")], cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,
+                                     stdout=printed, stderr=subprocess.PIPE), len(content))
+        change_file(path, how)
+        process.send_signal(signal.SIGCONT)
+        err = process.communicate()[1]
+        keeps, words = CHANGES[how]
+        err = err.decode()
+        if words is not None:
+            self.assertRegex(err, rf"(?m)^tramo: changing: {words}$")
+        if keeps:
+            self.assertIn(process.returncode, (0, 1), err)
+        else:
+            self.assertEqual(process.returncode, 2, err)
+            self.assertEqual(err.count("\n"), 1)
 
 
 class Progress(EveryCommandTest):

@@ -8,6 +8,7 @@ import contextlib
 import errno
 import fcntl
 import os
+import re
 import resource
 import shutil
 import signal
@@ -21,7 +22,7 @@ import tempfile
 import threading
 import time
 import unittest
-from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
+from support import CHANGES, ENVIRONMENT, ROOT, TRAMO, CliTest, change_file, sample, stop_while_reading
 
 ALL = os.environ.get("TRAMO_OUTPUTS") == "all"
 OLD = b"what was there before\n"
@@ -1116,6 +1117,110 @@ class Interruptions(OutputsTest):
                 self.assertEqual(done.stdout, b"code 3\n", done)
                 self.assertIn(b"No space left on device", done.stderr)
                 self.assertNotIn(b".tramo-", done.stderr)
+
+
+class ChangingInput(OutputsTest):
+    """The input is changed while it is read: a result is that of the file as it was, or there is none."""
+
+    DATABASE = {"emptied", "shortened inside a line", "rewritten", "replaced", "deleted"}
+
+    def lengthen(self, command):
+        """An input of some length that is read for a while, and its content."""
+        content = contents(os.path.join(inputs, command.large))
+        if command.name == "import csv":
+            header, rows = content.split(b"\r\n", 1)
+            content = header + b"\r\n" + rows * 8
+        elif command.name != "import sqlite":
+            content *= 16_000_000 // len(content) + 1
+        path = self.path("changing")
+        with open(path, "wb") as file:
+            file.write(content)
+        os.utime(path, (1_700_000_000, 1_700_000_000))   # no clock is in doubt
+        return path, content
+
+    def product_of(self, command, path):
+        """What a run makes that nobody disturbs."""
+        out = {"folder": "other", "database": "other.db"}.get(command.form, "other" + (".csv" if command.name == "export csv" else ""))
+        result = self.run_command(command, out, path)
+        self.assertIn(result[0], (0, 1), result)
+        self.addCleanup(remove, self.path(out))
+        return result, contents(self.path(out))
+
+    def change(self, command, how):
+        path, content = self.lengthen(command)
+        keeps, words = CHANGES[how]
+        expected = self.product_of(command, path) if keeps else None
+        old = () if command.form == "folder" else ("new",)
+        if old:
+            self.put_old()
+        process = stop_while_reading(
+            lambda: subprocess.Popen([TRAMO, *command.words(path, "out/new")], cwd=self.folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE), len(content))
+        change_file(path, how)
+        process.send_signal(signal.SIGCONT)
+        err = process.communicate()[1].decode()
+        if not keeps:
+            self.assertEqual(process.returncode, 2, err)
+            if command.name != "import sqlite":
+                self.assertRegex(err, rf"\Atramo: {path}: {words}\n\Z")
+            self.assert_only(*old)
+            self.assertEqual(contents(self.path("out/new")), OLD if old else None)
+            return
+        self.assertEqual((process.returncode, self.without_change(err, path, words)), (expected[0][0], expected[0][2]))
+        self.assertEqual(words is not None, err != expected[0][2])
+        self.assert_only("new")
+        product = contents(self.path("out/new"))
+        if command.name != "export sqlite":   # it has its file's name and size
+            self.assertTrue(product == expected[1], "another product")
+
+    def without_change(self, err, path, words):
+        return err if words is None else re.sub(rf"tramo: {path}: {words}\n", "", err)
+
+    def test_every_change(self):
+        some = [command for command in READERS if ALL or command.name in ("export jsonl", "import jsonl", "import sqlite", "convert")]
+        for how in CHANGES:
+            for cell in self.each(some if ALL or how in ("shortened inside a line", "rewritten", "longer by half a line") else some[:1],
+                                  "input " + how):
+                with cell as command:
+                    if command.name != "import sqlite" or how in self.DATABASE:
+                        self.change(command, how)
+
+    def test_standard_input(self):
+        """A file of the shell is no other."""
+        for how in ("shortened inside a line", "longer by lines"):
+            for cell in self.each(SOME[:1], f"input - {how}"):
+                with cell as command:
+                    path, content = self.lengthen(command)
+                    self.put_old()
+
+                    def start():
+                        with open(path, "rb") as stream:
+                            return subprocess.Popen([TRAMO, *command.words("-", "out/new")], cwd=self.folder, env=ENVIRONMENT, stdin=stream,
+                                                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+
+                    process = stop_while_reading(start, len(content))
+                    change_file(path, how)
+                    process.send_signal(signal.SIGCONT)
+                    err = process.communicate()[1].decode()
+                    self.assertRegex(err, rf"\Atramo: <stdin>: {CHANGES[how][1]}\n")
+                    self.assertEqual(process.returncode == 2, not CHANGES[how][0])
+                    self.assertEqual(contents(self.path("out/new")) == OLD, not CHANGES[how][0])
+
+    def test_names_and_permissions(self):
+        """They are not the content."""
+        for cell in self.each(SOME[:1], "input renamed, with other permissions"):
+            with cell as command:
+                path, content = self.lengthen(command)
+                result, product = self.product_of(command, path)
+                process = stop_while_reading(
+                    lambda: subprocess.Popen([TRAMO, *command.words(path, "out/new")], cwd=self.folder, env=ENVIRONMENT,
+                                             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE), len(content))
+                os.chmod(path, 0o640)
+                os.utime(path)
+                os.rename(path, path + ".old")
+                process.send_signal(signal.SIGCONT)
+                self.assertEqual(process.communicate()[1].decode(), result[2])
+                self.assertTrue(contents(self.path("out/new")) == product)
 
 
 if __name__ == "__main__":
