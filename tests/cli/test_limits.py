@@ -2,6 +2,7 @@
 import os
 import random
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -76,6 +77,63 @@ class Size(CliTest):
             "f:3:513: error: line has 20000000 characters, 512 expected (LineTooLong): 19999488 too many; without its last 19999488 "
             "characters, it has 9 errors and 3 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"])
         self.assertLess(len(result.out), 1000)
+
+    @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
+    def test_memory_for_a_long_line(self):
+        """At most the line, as it stands in its file, and 64 MiB more; TRAMO_LONG_LINE is its length in MB."""
+        size = int(os.environ.get("TRAMO_LONG_LINE", "24")) * 1_000_000
+        bound, whole_test = 64 << 20, "TRAMO_LONG_LINE" in os.environ
+        good = lines(ROUND, METER, METER)
+        text = b"1" + b"ab 4567\xe9" * (size // 8)
+        wide = lambda content: content.decode("latin-1").encode("utf-16-le")
+        self.write("small", good)
+        self.write("ansi", good + text + b"\r\n" + good)
+        self.write("open", good + text)
+        self.write("utf16", b"\xff\xfe" + wide(good + text[:len(text) // 2] + b"\r\n" + good))
+        del text
+        reads = [["check"], ["check", "--format", "json"], ["check", "--format", "sarif"], ["show", "--raw"], ["stats"], ["keys"],
+                 ["diff", "small"], ["diff", "--format", "json", "small"], ["rewrite", "--dry-run"], ["explain", "--"],
+                 ["rewrite", "-o", "rewritten"], ["convert", "--encoding", "utf16le", "-o", "converted"],
+                 ["export", "--to", "csv", "--only", "text"], ["export", "--to", "csv", "-o", "tables", "--force"],
+                 ["export", "--to", "jsonl", "-o", "rows.jsonl"], ["export", "--to", "sqlite", "-o", "rows.db"],
+                 ["export", "--to", "xlsx", "-o", "rows.xlsx"]]
+        for file, encoding in (("ansi", "ansi"), ("open", "ansi"), ("utf16", "utf16le")):
+            for words in reads:
+                if file != "ansi" and not whole_test and words[0] not in ("check", "rewrite", "export"):
+                    continue
+                for threads in (["-j", "1"], ["-j", "4"]) if words[0] in ("check", "export") and whole_test else ([],):
+                    with self.subTest(file=file, words=words + threads):
+                        name = file + ":4:7" if words[0] == "explain" else file
+                        most = self.memory_apart(*words, name, *threads, codes=(0, 1))
+                        self.assertLess(most, bound)   # nothing of the line is held
+            for form, rows in (("jsonl", "rows.jsonl"), ("csv", "tables"), ("sqlite", "rows.db")):
+                with self.subTest(file=file, form=form):
+                    most = self.memory_apart("import", rows, "--from", form, "--encoding", encoding, "-o", "back", codes=(0,))
+                    whole = sum(os.path.getsize(os.path.join(path, name)) for path, _, names in os.walk(os.path.join(self.folder, rows))
+                                for name in names) or os.path.getsize(os.path.join(self.folder, rows))
+                    self.assertLess(most, whole + bound)
+                    self.assert_same_text("back", "rewritten")
+
+    def assert_same_text(self, a, b):
+        """But for the line ending of the last line."""
+        with open(os.path.join(self.folder, a), "rb") as one, open(os.path.join(self.folder, b), "rb") as other:
+            while True:
+                x, y = one.read(1 << 20), other.read(1 << 20)
+                if len(x) < 1 << 20:
+                    self.assertTrue(x.rstrip(b"\r\n\0") == y.rstrip(b"\r\n\0"), "another text")
+                    return
+                self.assertTrue(x == y, "another text")
+
+    def memory_apart(self, *arguments, codes):
+        """Started by a small process: what a process has before it becomes another one counts for that one, too."""
+        script = ("import os, subprocess, sys\n"
+                  "p = subprocess.Popen(sys.argv[1:], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)\n"
+                  "_, status, usage = os.wait4(p.pid, 0)\n"
+                  "print(os.waitstatus_to_exitcode(status), usage.ru_maxrss * 1024)\n")
+        done = subprocess.run([sys.executable, "-c", script, TRAMO, *arguments], capture_output=True, cwd=self.folder, env=ENVIRONMENT)
+        code, most = map(int, done.stdout.split())
+        self.assertIn(code, codes)
+        return most
 
     def test_many_short_lines(self):
         result = self.check(b"\n" * 100000, "-q")
