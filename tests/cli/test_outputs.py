@@ -1141,6 +1141,7 @@ class ChangingInput(OutputsTest):
     def product_of(self, command, path):
         """What a run makes that nobody disturbs."""
         out = {"folder": "other", "database": "other.db"}.get(command.form, "other" + (".csv" if command.name == "export csv" else ""))
+        remove(self.path(out))
         result = self.run_command(command, out, path)
         self.assertIn(result[0], (0, 1), result)
         self.addCleanup(remove, self.path(out))
