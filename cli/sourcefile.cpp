@@ -58,7 +58,7 @@ SourceFile::SourceFile(const std::string& givenPath, std::string called)
       file(path == "-" ? stdin : openFile(path, "rb"), path == "-" ? keepOpen : std::fclose) {
     if (!file) throw Unreadable{reasonOf(errno), name};
     openedAt = fileTimeNow();
-    opened = stateOf(file.get()).value_or(FileState{});
+    opened = stateNow();
     if (!opened.isRegular) return;
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (path == "-") begin = placeIn(file.get());
@@ -96,13 +96,18 @@ bool SourceFile::isUntouched(const FileState& now) const {
     return now == opened && std::abs(openedAt - opened.modified) > step;
 }
 
+FileState SourceFile::stateNow() const {
+    if (const std::optional<FileState> now = stateOf(file.get())) return *now;
+    throw Unreadable{reasonOf(errno), name};
+}
+
 std::string SourceFile::confirm(const Passage& passage) const {
-    const std::optional<FileState> now = stateOf(file.get());
-    if (!opened.isRegular || !now) return {};
+    if (!opened.isRegular) return {};
+    const FileState now = stateNow();
     if (path == "-") std::fseek(file.get(), 0, SEEK_END);  // as if it had been read like a pipe
-    if (now->size == 0 && opened.size == 0) return {};     // of /proc, where every reading may give another text
-    if (now->size < opened.size) isShorter(now->size);
-    if (!isUntouched(*now)) {
+    if (now.size == 0 && opened.size == 0) return {};     // of /proc, where every reading may give another text
+    if (now.size < opened.size) isShorter(now.size);
+    if (!isUntouched(now)) {
         std::vector<char> block(1 << 17);
         Passage again{passage.from, passage.from};
         while (again.to < passage.to) {
@@ -113,7 +118,7 @@ std::string SourceFile::confirm(const Passage& passage) const {
         }
         if (again.sum.value() != passage.sum.value()) hasChanged();
     }
-    if (now->size > opened.size && passage.to >= ownSize)
+    if (now.size > opened.size && passage.to >= ownSize)
         return fmt::format("became longer while it was read; only its first {} were read", counted(begin + passage.to, "byte"));
     const std::optional<FileState> named = path == "-" ? std::nullopt : stateOf(path);
     if (named && !named->isSameFile(opened)) return "was replaced while it was read; the old file was read";

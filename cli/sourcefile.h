@@ -73,6 +73,7 @@ public:
 private:
     [[noreturn]] void isShorter(std::uint64_t size) const;
     bool isUntouched(const FileState& now) const;
+    FileState stateNow() const;
 
     std::string path, name;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;

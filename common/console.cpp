@@ -192,11 +192,22 @@ template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& ou
     return none;
 }
 
+#ifdef __GLIBCXX__
+// Compares the class by name: a dynamic_cast would export its type information from this library, the C++ library would bind to
+// it, and this library could not be unloaded.
+bool isStdioFile(const std::streambuf& buffer) {
+    return std::string_view(typeid(buffer).name()) == "N9__gnu_cxx13stdio_filebufIcSt11char_traitsIcEEE";
+}
+bool isStdioFile(const std::wstreambuf& buffer) {
+    return std::string_view(typeid(buffer).name()) == "N9__gnu_cxx13stdio_filebufIwSt11char_traitsIwEEE";
+}
+#endif
+
 #ifndef _WIN32
 template <class Char> int descriptorBelow(std::basic_streambuf<Char>& buffer) {
 #ifdef __GLIBCXX__
     if (auto* const file = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(&buffer)) return fileno(file->file());
-    if (auto* const file = dynamic_cast<__gnu_cxx::stdio_filebuf<Char>*>(&buffer)) return file->fd();
+    if (isStdioFile(buffer)) return static_cast<__gnu_cxx::stdio_filebuf<Char>&>(buffer).fd();
 #elif defined(_LIBCPP_VERSION)
     if (isStandardBuffer(buffer)) return fileno(isErrorBuffer(buffer) ? stderr : stdout);
 #endif

@@ -61,6 +61,7 @@ class Changes(Rewrite):
     def test_none(self):
         self.assert_unchanged(lines(ROUND, METER, AMR, RESULT, LOCATED), "5 lines")
         for name in ("amr-keys.txt", "tags.txt", "parameters.txt"):
+            os.remove(os.path.join(self.folder, "out"))
             content = sample(name)
             self.assert_unchanged(content, f"{len(content.splitlines())} lines")
         self.assert_unchanged(b"", "0 lines")
