@@ -25,7 +25,10 @@ std::int64_t nanoseconds(const FILETIME& time) {
 std::optional<FileState> stateOf(std::FILE* file) {
     BY_HANDLE_FILE_INFORMATION known{};
     if (GetFileType(handleOf(file)) != FILE_TYPE_DISK) return FileState{};
-    if (GetFileInformationByHandle(handleOf(file), &known) == 0) return std::nullopt;
+    if (GetFileInformationByHandle(handleOf(file), &known) == 0) {
+        errno = EIO;
+        return std::nullopt;
+    }
     const std::int64_t modified = nanoseconds(known.ftLastWriteTime);
     return FileState{true, known.dwVolumeSerialNumber, std::uint64_t{known.nFileIndexHigh} << 32 | known.nFileIndexLow,
         std::uint64_t{known.nFileSizeHigh} << 32 | known.nFileSizeLow, modified, modified};

@@ -192,6 +192,7 @@ template <class Char> int undecidedDescriptor(const std::basic_ostream<Char>& ou
     return none;
 }
 
+#ifndef _WIN32
 #ifdef __GLIBCXX__
 // Compares the class by name: a dynamic_cast would export its type information from this library, the C++ library would bind to
 // it, and this library could not be unloaded.
@@ -203,7 +204,6 @@ bool isStdioFile(const std::wstreambuf& buffer) {
 }
 #endif
 
-#ifndef _WIN32
 template <class Char> int descriptorBelow(std::basic_streambuf<Char>& buffer) {
 #ifdef __GLIBCXX__
     if (auto* const file = dynamic_cast<__gnu_cxx::stdio_sync_filebuf<Char>*>(&buffer)) return fileno(file->file());

@@ -979,7 +979,7 @@ int statusOf(pid_t child) {
 
 TEST_F(OutputStream, LinesThatWaitAtAForkAreWrittenOnceByTheParent) {
     const std::pair<const char*, std::function<void(oFileStream&)>> ends[] = {
-        {"destroys", [](oFileStream& stream) { stream.~oFileStream(); }},
+        {"destroys", [](oFileStream& stream) { stream.~oFileStream(), _exit(0); }},
         {"closes", [](oFileStream& stream) { stream.close(); }},
         {"flushes", [](oFileStream& stream) { stream.flush(); }},
         {"flushes and closes", [](oFileStream& stream) { stream.flush(), stream.close(); }},
@@ -987,15 +987,15 @@ TEST_F(OutputStream, LinesThatWaitAtAForkAreWrittenOnceByTheParent) {
             [this](oFileStream& stream) { stream.close(), stream.open(path("other").c_str(), ansi), stream.close(); }},
     };
     for (const int encoding : {ansi, utf16le})
-        for (const auto& [name, end] : ends) {
-            SCOPED_TRACE(name);
+        for (const auto& each : ends) {
+            SCOPED_TRACE(each.first);
             std::filesystem::remove(path("f"));
             oFileStream stream;
             stream.open(path("f").c_str(), encoding);
             stream.putLine(L"one", true), stream.flush();
             stream.putLine(L"two", true), stream.putLine(L"three", true);
             EXPECT_EQ(statusOf(inChild([&] {
-                end(stream);
+                each.second(stream);
                 _exit(stream.rdstate());
             })),
                 0);
