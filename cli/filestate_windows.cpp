@@ -26,6 +26,7 @@ std::optional<FileState> stateOf(std::FILE* file) {
     BY_HANDLE_FILE_INFORMATION known{};
     if (GetFileType(handleOf(file)) != FILE_TYPE_DISK) return FileState{};
     if (GetFileInformationByHandle(handleOf(file), &known) == 0) {
+        if (file == stdin) return FileState{};  // some hosts lead a file here of which nothing is known: it is read like a pipe
         errno = EIO;
         return std::nullopt;
     }
