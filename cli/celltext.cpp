@@ -1,4 +1,5 @@
 #include "celltext.h"
+#include "common/utf16.h"
 #include "text.h"
 #include <algorithm>
 #include <charconv>
@@ -39,7 +40,7 @@ template <class Text> void appendEscape(Text& out, wchar_t c) {
 
 std::optional<std::wstring> fromUtf8(std::string_view bytes) {
     if (isAscii(bytes)) return std::wstring(bytes.begin(), bytes.end());
-    if (validUtf8(bytes) != bytes) return std::nullopt;
+    if (utf8::valid(bytes) != bytes) return std::nullopt;
     std::wstring text;
     for (std::size_t at = 0; at < bytes.size();) {
         const auto first = static_cast<unsigned char>(bytes[at]);
@@ -79,14 +80,14 @@ std::string escaped(std::wstring_view text, bool harmless) {
     std::size_t from = 0;  // of what has not been written
     for (std::size_t i = 0; i < text.size(); ++i) {
         const wchar_t c = text[i];
-        const bool escapes = isControl(c) || isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
+        const bool escapes = isControl(c) || utf16::isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
         if (!escapes && c != L'\\') continue;
-        out += toUtf8(text.substr(from, i - from));
+        out += utf8::encode(text.substr(from, i - from));
         if (escapes) appendEscape(out, c);
         else out += "\\\\";
         from = i + 1;
     }
-    return out += toUtf8(text.substr(from));
+    return out += utf8::encode(text.substr(from));
 }
 
 std::optional<wchar_t> hexUnit(std::string_view text) {

@@ -2,7 +2,6 @@
 #include "arguments.h"
 #include "command.h"
 #include "console.h"
-#include "fieldcheck.h"
 #include "inorder.h"
 #include "input.h"
 #include "report.h"
@@ -14,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -228,15 +228,16 @@ private:
     std::unique_ptr<Input> input;
 };
 
-// Looks at the lines of one task.
-class Checker {
+// Checks the lines of one task.
+class TaskChecker {
 public:
-    Checker(const Options& chosenOptions, const Report& to, Task& on) : options(chosenOptions), report(to), task(on) {}
+    TaskChecker(const Options& chosenOptions, const Report& to, Task& on) : options(chosenOptions), report(to), task(on) {}
 
     void run() {
         if (task.isWhole) checkFile();
         else checkLines(task.piece);
         if (task.endsFile && !task.failure) checkEnd();
+        if (checker) task.summary.checked = checker->summary();
     }
 
 private:
@@ -253,39 +254,31 @@ private:
         task.summary.bytes += piece.size();
         reader.start(piece);
         while (reader.next(line)) {
-            const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line, task.file->prevailing);
-            task.summary.count(line, kind);
-            if (judge(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
-            // What a key line holds is nobody's business.
-            if (!findings.empty() && (kind == LineKind::Key || line.mayHoldKeys()))
-                for (Finding& finding : findings) finding.excerpt = false;
-            tell();
+            use().line(line, findings);
+            describe();
         }
     }
 
-    // What can be told only when the text has ended. `line` becomes the one that it is about.
     void checkEnd() {
+        use().end({line.number, task.charactersUnread, task.hasOddByte}, findings);
         if (task.charactersUnread) {
-            line = {.number = line.number + 1};
-            findings.push_back(lineFinding("TextUnread", "a line that begins with U+FFFF ends the text",
-                counted(task.charactersUnread, "character") + " from here on cannot be read", 1));
+            const long long number = line.number + 1;
+            line = {};
+            line.number = number;
         }
-        if (task.hasOddByte)
-            findings.push_back(
-                lineFinding("LastByteOdd", "the file ends with half of a UTF-16 character", "the last byte is not read"));
-        if (line.number == 0) findings.push_back(lineFinding("FileEmpty", "the file is empty"));
-        tell();
+        describe();
     }
 
-    // Describes the findings of one line, by their place.
-    void tell() {
-        if (findings.empty()) return;
-        std::ranges::stable_sort(findings, {}, &Finding::column);
+    // Made when the file has been opened.
+    Checker& use() {
+        if (!checker) checker.emplace(CheckOptions{options.style.strict, options.all, options.kind, task.file->prevailing});
+        return *checker;
+    }
+
+    void describe() {
         for (const Finding& finding : findings) {
-            const bool isError = finding.rule->isError(options.style.strict);
-            task.summary.count(finding, isError);
-            if (task.ends.size() == options.maxFindings) continue;
-            report.describe(finding, line, isError, task.file->label, task.described);
+            if (task.ends.size() == options.maxFindings) break;
+            report.describe(finding, line, task.file->label, task.described);
             task.ends.push_back(task.described.size());
         }
         findings.clear();
@@ -296,6 +289,7 @@ private:
     Task& task;
     PieceReader reader;
     Line line;
+    std::optional<Checker> checker;
     std::vector<Finding> findings;
 };
 
@@ -330,15 +324,16 @@ public:
 private:
     void list(const Task& task) {
         std::size_t begin = 0;
-        std::uint64_t listed = std::min(summary.total.all(), options.maxFindings);
-        summary += task.summary;
+        std::uint64_t listed = std::min(summary.checked.total.all(), options.maxFindings);
+        summary.checked += task.summary.checked;
+        summary.bytes += task.summary.bytes;
         for (const std::size_t end : task.ends) {
             if (listed == options.maxFindings) break;
             report.finding({task.described.data() + begin, end - begin});
             begin = end;
             ++listed;
         }
-        summary.notListed = summary.total.all() - listed;
+        summary.notListed = summary.checked.total.all() - listed;
     }
 
     void endFile(const CheckedFile& file) {
@@ -348,7 +343,7 @@ private:
         summary.time = std::chrono::steady_clock::now() - file.start;
         report.endFile(summary);
         out.flush();
-        total.total += summary.total;
+        total.total += summary.checked.total;
     }
 
     void tellUnreadable(const Task& task) {
@@ -375,7 +370,7 @@ int run(std::vector<std::string> arguments) {
     Teller teller(options, *report, out);
     inOrder<Task>(
         usefulThreads(options.threads, options.files), [&](Task& task) { return tasks.take(task); },
-        [&](Task& task) { Checker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
+        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
     return teller.endRun();
 }
 

@@ -1,11 +1,11 @@
 #include "completion.h"
 #include "arguments.h"
 #include "helppage.h"
-#include "linemodel.h"
 #include "text.h"
 #include <algorithm>
 #include <fmt/format.h>
 #include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
 
 namespace tramo::cli {
 

@@ -3,12 +3,12 @@
 #include "command.h"
 #include "console.h"
 #include "filewalk.h"
-#include "findings.h"
 #include "jsonwriter.h"
 #include "linediff.h"
 #include "text.h"
 #include <algorithm>
 #include <map>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -218,8 +218,8 @@ public:
         json.StartObject();
         json.member("tool", "tramo");
         json.member("version", TRAMO_VERSION);
-        json.member("old", validUtf8(nameOf(options.oldFile)));
-        json.member("new", validUtf8(nameOf(options.newFile)));
+        json.member("old", utf8::valid(nameOf(options.oldFile)));
+        json.member("new", utf8::valid(nameOf(options.newFile)));
         json.member("exact", options.diff.exact);
         if (options.summary) return;
         json.newLine();
@@ -232,7 +232,7 @@ public:
         json.StartObject();
         json.member("what", whatNames[change.what]);
         json.member("kind", kindName(change.line()));
-        if (!group.meter.empty()) json.member("meter", toUtf8(group.meter));
+        if (!group.meter.empty()) json.member("meter", utf8::encode(group.meter));
         if (change.before) json.member("oldLine", change.before->number);
         if (change.after) json.member("newLine", change.after->number);
         if (!change.line().sound && change.line().kind != LineKind::Key) text(change.line());
@@ -284,11 +284,11 @@ public:
 
 private:
     void text(const KeptLine& line) {
-        if (!line.whole) return json.member("text", toUtf8(line.text()));
+        if (!line.whole) return json.member("text", utf8::encode(line.text()));
         json.key("text");
         json.beginText();
         line.whole->forEachPiece([&](std::wstring_view piece) {
-            json.addToText(toUtf8(piece));
+            json.addToText(utf8::encode(piece));
             out.settle();
         });
         json.endText();
@@ -296,7 +296,7 @@ private:
 
     void value(const char* name, const char* unreadable, const ShownValue& value, bool secret) {
         if (value.what == ShownValue::Absent || secret) return;
-        json.member(value.what == ShownValue::Unreadable ? unreadable : name, toUtf8(value.text));
+        json.member(value.what == ShownValue::Unreadable ? unreadable : name, utf8::encode(value.text));
     }
 
     void counts(const Counts& count) {

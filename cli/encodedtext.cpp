@@ -1,11 +1,11 @@
 #include "encodedtext.h"
 #include "columns.h"
 #include "console.h"
-#include "findings.h"
-#include "linemodel.h"
 #include "text.h"
 #include <algorithm>
 #include <fmt/format.h>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
 
 namespace tramo::cli {
 
@@ -27,7 +27,7 @@ char32_t characterAt(std::wstring_view text, std::size_t at) {
 // " in meterReadingDate (meter subscriber)"; empty where no field stands.
 std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) {
     std::vector<Finding> damage;
-    if (!judge(line, kind, damage)) return {};
+    if (!checkShape(line, kind, damage)) return {};
     const std::optional<LineModel> model = LineModel::of(*kind, line.text);
     if (!model) return {};
     const std::vector<const Field*> fields = fieldsAt(model->kind(), column);

@@ -1,11 +1,12 @@
 // Lines on their way into an exchange file of a chosen encoding.
 #pragma once
-#include "lines.h"
+#include "longline.h"
 #include "outfile.h"
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
 #include <vector>
 
 namespace tramo::cli {

@@ -3,22 +3,22 @@
 #include "columns.h"
 #include "command.h"
 #include "console.h"
-#include "fieldcheck.h"
 #include "filewalk.h"
 #include "input.h"
-#include "linemodel.h"
 #include "lineplace.h"
 #include "outfile.h"
 #include "platform.h"
 #include "reference.h"
 #include "report.h"
 #include "text.h"
-#include "wording.h"
 #include "wrap.h"
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
+#include <tramostream/wording.h>
 
 namespace tramo::cli {
 
@@ -101,7 +101,7 @@ std::vector<std::string_view> fieldNames(const RecordKind& kind) {
 std::vector<std::string_view> allNames() {
     std::vector<std::string_view> names{shapeOf(LineKind::Key).name};
     for (const RecordKind* kind : allKinds()) names.push_back(kind->name), names.push_back(kind->model);
-    for (const RuleInfo& rule : rules()) names.push_back(rule.name);
+    for (const Rule& rule : rules()) names.push_back(rule.name);
     for (const ErrorCode& error : errorCodes()) names.push_back(error.name);
     for (const RecordKind* kind : allKinds())
         for (const Field& field : kind->fields) names.push_back(field.name);
@@ -211,7 +211,7 @@ public:
         const auto prevailing = input.prevailingKind();
         const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line, prevailing);
         std::vector<Finding> findings;
-        const bool sound = judge(line, lineKind, findings);
+        const bool sound = checkShape(line, lineKind, findings);
         if (sound) checkFields(*lineKind, line.text, place.column > 0, findings);
         heading(fmt::format("{}:{}{}", input.name(), place.line, place.column ? fmt::format(":{}", place.column) : ""));
         out.print("\n");
@@ -224,7 +224,7 @@ public:
         const auto model = sound ? LineModel::of(*lineKind, line.text) : std::nullopt;
         const RecordKind* kind = model ? &model->kind() : line.text.empty() ? nullptr : recordKind(line.text.front());
         if (!sound)
-            for (const Finding& finding : findings) entry("damaged", sentence(finding));
+            for (const Finding& finding : findings) entry("damaged", sentenceOf(finding));
         if (!kind || (!sound && lineKind != LineKind::Record)) return;
         if (place.column == 0) {
             if (sound)
@@ -264,7 +264,7 @@ public:
         if (!any) entry("reported", "at column 0, for the whole line; by no field");
     }
 
-    void rule(const RuleInfo& rule) {
+    void rule(const Rule& rule) {
         heading(std::string(rule.name));
         out.print("\n");
         entry("meaning", rule.description);
@@ -320,12 +320,12 @@ private:
     }
 
     void value(const Field& field, std::wstring_view line, const std::vector<Finding>& findings) {
-        entry("text", quoted(trimmed(cut(line, field))));
+        entry("text", quoted(trimmed(rawText(line, field))));
         for (const Finding& finding : findings)
             if (finding.field == field.name) found(finding);
     }
 
-    void found(const Finding& finding) { entry(finding.rule->isError(false) ? "error" : "warning", sentence(finding)); }
+    void found(const Finding& finding) { entry(finding.rule->isError(false) ? "error" : "warning", sentenceOf(finding)); }
 
     void neighbours(const RecordKind& kind, const Field& field) {
         if (field.column) neighbours(kind, field.column, field.column + field.width);
@@ -414,7 +414,7 @@ void explainWord(std::string_view word, Explainer& explainer) {
     if (const RecordKind* kind = kindNamed(word)) return explainer.kind(*kind);
     if (isKeyKind(word)) return explainer.keyKind();
     if (const ErrorCode* error = errorNamed(word)) return explainer.error(*error);
-    for (const RuleInfo& rule : rules())
+    for (const Rule& rule : rules())
         if (plainWord(rule.name) == plainWord(word)) return explainer.rule(rule);
     if (!explainField(word, explainer))
         throw WrongUsage{

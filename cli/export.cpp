@@ -2,15 +2,14 @@
 #include "arguments.h"
 #include "command.h"
 #include "console.h"
-#include "fieldcheck.h"
 #include "filewalk.h"
-#include "ignoredtext.h"
 #include "inorder.h"
 #include "input.h"
 #include "sink.h"
 #include "text.h"
 #include <algorithm>
 #include <fmt/format.h>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -263,7 +262,7 @@ private:
     void add(const Line& line, Task& task) const {
         std::vector<Finding> findings;
         const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
-        const bool judged = judge(line, kind, findings);
+        const bool judged = checkShape(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
         Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
         if (options.only && row.table != options.only) {

@@ -3,7 +3,6 @@
 #include "celltext.h"
 #include "sink.h"
 #include "text.h"
-#include "wording.h"
 #include "zipwriter.h"
 #include <algorithm>
 #include <charconv>
@@ -13,6 +12,7 @@
 #include <fmt/format.h>
 #include <map>
 #include <optional>
+#include <tramostream/wording.h>
 #include <utility>
 
 namespace tramo::cli {

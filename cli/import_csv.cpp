@@ -1,6 +1,5 @@
 // Rows from comma-separated values, of one file or of a folder.
 #include "celltext.h"
-#include "findings.h"
 #include "growingtext.h"
 #include "input.h"
 #include "rowsource.h"
@@ -11,6 +10,7 @@
 #include <fmt/format.h>
 #include <optional>
 #include <system_error>
+#include <tramostream/check.h>
 #include <utility>
 #include <vector>
 

@@ -43,8 +43,8 @@ public:
                 skipBlanks();
                 const std::size_t valuePlace = place();
                 const std::string_view longer = longString();
-                if (longer.empty()) members.push_back({toUtf8(name), value(), namePlace, valuePlace});
-                else members.push_back({toUtf8(name), {}, namePlace, valuePlace, longText(longer)});
+                if (longer.empty()) members.push_back({utf8::encode(name), value(), namePlace, valuePlace});
+                else members.push_back({utf8::encode(name), {}, namePlace, valuePlace, longText(longer)});
             } while (take(','));
             expect('}');
         }
@@ -160,7 +160,7 @@ public:
 private:
     std::string line() const { return fmt::format("{}:{}", bytes.fileName(), number); }
     std::string placeAt(std::size_t place) const {
-        return fmt::format("{}:{}", line(), charactersOfUtf8(text.view().substr(0, place)) + 1);
+        return fmt::format("{}:{}", line(), utf8::length(text.view().substr(0, place)) + 1);
     }
     [[noreturn]] void refuse(std::size_t place, std::string reason) const { throw BadRow{placeAt(place), std::move(reason)}; }
 
@@ -194,7 +194,7 @@ private:
         if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing"};
         const auto* name = std::get_if<std::wstring>(&kind->value);
         if (!name) refuse(kind->valuePlace, "kind: expected a text");
-        const std::string table = toUtf8(*name);
+        const std::string table = utf8::encode(*name);
         if (table == findingTable().name) return false;
         row = {tableNamed(table)};
         if (!row.table) refuse(kind->valuePlace, named("unknown kind", table));

@@ -1,7 +1,6 @@
 // Exchange files as the tool reads them.
 #pragma once
 #include "console.h"
-#include "lines.h"
 #include "notedinput.h"
 #include "platform.h"
 #include "sourcefile.h"
@@ -12,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 

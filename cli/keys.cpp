@@ -1,9 +1,7 @@
 // tramo keys: what key lines say about radio modules, the keys themselves masked.
 #include "arguments.h"
 #include "command.h"
-#include "fieldcheck.h"
 #include "filewalk.h"
-#include "findings.h"
 #include "jsonwriter.h"
 #include "platform.h"
 #include "report.h"
@@ -15,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <numeric>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
 
 namespace tramo::cli {
@@ -58,8 +57,8 @@ Exit codes:
   3  something could not be written
 )";
 
-const RuleInfo duplicateRule{"KeyLineDuplicate", 0, "Two key lines are about one module.", true};
-const RuleInfo keyFormRule{"KeyNotHexadecimal", 0, "A key is not 32 hexadecimal digits.", true};
+const Rule duplicateRule{"KeyLineDuplicate", 0, "Two key lines are about one module.", Severity::Warning};
+const Rule keyFormRule{"KeyNotHexadecimal", 0, "A key is not 32 hexadecimal digits.", Severity::Warning};
 
 // The letters that a manufacturer's number packs, five bits each from A = 1; empty when it packs none.
 std::string lettersOf(std::int32_t number) {
@@ -170,13 +169,12 @@ struct Found {
 struct Contents {
     std::deque<Module> modules;
     std::vector<Found> findings;
-    Count total;
-    Summary others;       ///< lines that are no key lines
+    FindingCount total;
+    CheckSummary others;  ///< lines that are no key lines
     bool isWhole = true;  ///< nothing was left unread
 
     void add(long long line, Finding finding) {
-        const bool isError = finding.rule->isError(false);
-        total += isError ? Count{1, 0} : Count{0, 1};
+        total += finding.severity;
         findings.push_back({line, std::move(finding)});
     }
 };
@@ -204,7 +202,7 @@ private:
         const Place& first = inserted.first->second;
         std::string where = fmt::format("line {}", first.line);
         if (first.file != here.file) where += " of " + printable(nameOf(*first.file));
-        contents.add(here.line, {.rule = &duplicateRule, .message = fmt::format("{}: is the same as in {}", what, where)});
+        contents.add(here.line, findingOf(duplicateRule, fmt::format("{}: is the same as in {}", what, where)));
     }
 
     std::map<std::wstring, Place> serials;
@@ -223,16 +221,16 @@ public:
         contents->isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
             isEmpty = false;
             if (kind == LineKind::Key) take(line, file, *contents);
-            else contents->others.count(line, kind);
+            else contents->others.add(line.text, kind);
         });
-        if (isEmpty) contents->add(0, lineFinding("FileEmpty", "the file is empty"));
+        if (isEmpty) contents->add(0, findingOf("FileEmpty", "the file is empty"));
         return contents;
     }
 
 private:
     void take(const Line& line, const std::string& file, Contents& contents) {
         std::vector<Finding> found;
-        const bool isWhole = judge(line, LineKind::Key, found);
+        const bool isWhole = checkShape(line, LineKind::Key, found);
         if (isWhole) checkFields(LineKind::Key, line.text, false, found);
         for (Finding& finding : found) contents.add(line.number, std::move(finding));
         if (!isWhole) return;
@@ -244,12 +242,12 @@ private:
         const Module& module = contents.modules.emplace_back(std::move(parsed.line), line.number, showKeys);
         for (const KeyValue& value : keyValues) {
             if (!value.secret || module.isAbsent(value) || module.form(value).isUsual()) continue;
-            contents.add(line.number, {.rule = &keyFormRule,
-                                          .kind = shapeOf(LineKind::Key).name,
-                                          .field = value.name,
-                                          .message = fmt::format("{}: is not 32 hexadecimal digits", value.name),
-                                          .detail = counted(module.form(value).length, "character") +
-                                                    (module.form(value).hexadecimal ? "" : ", not all hexadecimal")});
+            Finding finding = findingOf(keyFormRule, fmt::format("{}: is not 32 hexadecimal digits", value.name),
+                counted(module.form(value).length, "character") +
+                    (module.form(value).hexadecimal ? "" : ", not all hexadecimal"));
+            finding.kind = shapeOf(LineKind::Key).name;
+            finding.field = value.name;
+            contents.add(line.number, std::move(finding));
         }
         duplicates.find(module, file, contents);
     }
@@ -324,16 +322,14 @@ std::string placeOf(const Found& found) {
     return place;
 }
 
-const char* severityOf(const Finding& finding) { return finding.rule->isError(false) ? "error" : "warning"; }
-
 void printText(Output& out, const std::string& file, const Contents& contents) {
     const std::string name = printable(nameOf(file));
     if (!contents.modules.empty()) printTable(out, contents.modules);
     for (const Found& found : contents.findings) {
-        out.print("{}{}: {}: {}\n", name, placeOf(found), severityOf(found.finding), sentence(found.finding));
+        out.print("{}{}: {}: {}\n", name, placeOf(found), nameOf(found.finding.severity), sentenceOf(found.finding));
         out.settle();
     }
-    const Count& total = contents.total;
+    const FindingCount& total = contents.total;
     out.print("{}: {}, {}\n", name, counted(contents.modules.size(), "module"),
         total.all() ? counted(total.errors, "error") + ", " + counted(total.warnings, "warning") : "nothing found");
 }
@@ -352,7 +348,7 @@ public:
     void file(const std::string& name, const Contents& contents) {
         json.newLine();
         json.StartObject();
-        json.member("file", validUtf8(nameOf(name)));
+        json.member("file", utf8::valid(nameOf(name)));
         json.beginArray("modules");
         for (const Module& module : contents.modules) add(module), out.settle();
         json.newLine();
@@ -381,7 +377,7 @@ private:
         for (const KeyValue& value : keyValues) {
             if (module.isAbsent(value)) continue;
             if (value.secret) addKey(module, value);
-            else if (value.text) json.member(value.name, toUtf8(module.values.*value.text));
+            else if (value.text) json.member(value.name, utf8::encode(module.values.*value.text));
             else addPart(value, module.values.wmBusAddress[value.part]);
         }
         json.EndObject();
@@ -391,7 +387,7 @@ private:
         json.beginObject(key.name);
         json.member("length", std::uint64_t{module.form(key).length});
         json.member("hexadecimal", module.form(key).hexadecimal);
-        if (!module.isMasked(key)) json.member("key", toUtf8(module.values.*key.text));
+        if (!module.isMasked(key)) json.member("key", utf8::encode(module.values.*key.text));
         json.EndObject();
     }
 
@@ -405,12 +401,12 @@ private:
     void add(const Found& found) {
         json.newLine();
         json.StartObject();
-        json.member("severity", severityOf(found.finding));
+        json.member("severity", nameOf(found.finding.severity));
         json.member("rule", found.finding.rule->name);
         if (found.line) json.member("line", found.line);
         if (found.finding.column) json.member("column", found.finding.column);
         if (!found.finding.field.empty()) json.member("field", found.finding.field);
-        json.member("message", sentence(found.finding));
+        json.member("message", sentenceOf(found.finding));
         json.EndObject();
     }
 
@@ -419,10 +415,10 @@ private:
     JsonWriter json;
 };
 
-void tellOthers(const std::string& file, const Summary& others) {
+void tellOthers(const std::string& file, const CheckSummary& others) {
     if (others.lines == 0) return;
     std::vector<std::string> kinds;
-    for (const KindCount& kind : others.lineKinds()) kinds.push_back(fmt::format("{} {}", kind.lines, kind.name));
+    for (const LinesOfKind& kind : others.lineKinds()) kinds.push_back(fmt::format("{} {}", kind.lines, kind.name));
     const char* what = others.lines == 1 ? "line is no key line" : "lines are no key lines";
     complain(fmt::format("{}: {} {}: {}", printable(nameOf(file)), others.lines, what, fmt::join(kinds, ", ")));
 }
@@ -453,7 +449,7 @@ int run(std::vector<std::string> arguments) {
     std::optional<JsonKeys> json;
     if (options.json) json.emplace(out);
     Reader reader(options.encoding, options.showKeys);
-    Count total;
+    FindingCount total;
     bool allWhole = true;
     const bool allRead = forEachFile(options.files, [&](const std::string& file) {
         const std::unique_ptr<Contents> contents = reader.read(file);

@@ -1,7 +1,5 @@
 #include "linediff.h"
 #include "columns.h"
-#include "findings.h"
-#include "linemodel.h"
 #include "rewriting.h"
 #include "text.h"
 #include <algorithm>
@@ -9,7 +7,9 @@
 #include <fmt/format.h>
 #include <fmt/xchar.h>
 #include <span>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
 
 namespace tramo::cli {
 
@@ -58,7 +58,7 @@ void wipeKeys(ParsedKeyLine& parsed) {
 
 bool isReadable(const Line& line, std::optional<LineKind> kind) {
     std::vector<Finding> damage;
-    if (!judge(line, kind, damage)) return false;
+    if (!checkShape(line, kind, damage)) return false;
     if (kind != LineKind::Key) return true;
     ParsedKeyLine parsed = parseKeyLine(line.text);
     wipeKeys(parsed);
@@ -75,7 +75,7 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
     }
     const RecordKind* fixed = recordKindOf(kind, text);
     const Field* field = fixed ? identityOf(*fixed).meter : nullptr;
-    return field ? std::wstring(trimmed(cut(text, *field))) : std::wstring();
+    return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
 }
 
 // Lines of the same key are about the same.
@@ -85,7 +85,7 @@ std::wstring keyOf(const KeptLine& line, std::wstring_view text) {
     std::wstring key = fmt::format(L"{} {} ", static_cast<int>(*line.kind), meterOf(*line.kind, text));
     if (line.kind == LineKind::Record) key.insert(key.begin(), text.front());
     const RecordKind* fixed = recordKindOf(*line.kind, text);
-    if (const Field* part = fixed ? identityOf(*fixed).part : nullptr) key += trimmed(cut(text, *part));
+    if (const Field* part = fixed ? identityOf(*fixed).part : nullptr) key += trimmed(rawText(text, *part));
     return key;
 }
 
@@ -102,7 +102,7 @@ public:
         kind = *line->kind;
     }
 
-    std::wstring_view columns(const Field& field) const { return cut(text, field); }
+    std::wstring_view columns(const Field& field) const { return rawText(text, field); }
     bool isBlank(const Field& field) const { return trimmed(columns(field)).empty(); }
     bool isReadable(const Field& field) const { return model && !std::ranges::count(unreadable, &field); }
     FieldValue value(const Field& field) const { return model->get(field); }

@@ -1,13 +1,13 @@
 // Two files' lines, paired by what they are about.
 #pragma once
 #include "input.h"
-#include "lines.h"
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
 #include <tramostream/fields.h>
 #include <unordered_map>
 #include <utility>

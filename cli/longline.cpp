@@ -1,7 +1,7 @@
 #include "longline.h"
-#include "lines.h"
 #include "text.h"
 #include <algorithm>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -61,7 +61,7 @@ void LongLine::find(std::wstring_view piece) {
     // What tells keys may begin in one piece and end in the next.
     tail.reserve(tailSize + mostOfPiece);
     tail += piece;
-    looksLikeKeys = looksLikeKeys || (count == 0 ? cli::mayHoldKeys(piece) : holdsKeyMarks(tail));
+    looksLikeKeys = looksLikeKeys || (count == 0 ? tramo::mayHoldKeys(piece) : holdsKeyMarks(tail));
     if (tail.size() > tailSize) tail.erase(0, tail.size() - tailSize);
     count += piece.size();
 }
@@ -70,11 +70,13 @@ void LongLine::end(bool hasLineFeed) {
     hasFeed = hasLineFeed;
     hasReturn = tail.ends_with(L'\r');
     wipe(added);
-    if (!hasReturn) return;
-    --count;
-    if (head.size() > count) head.pop_back();
-    tail.pop_back();
-    lastFilled = filledBefore;
+    if (hasReturn) {
+        --count;
+        if (head.size() > count) head.pop_back();
+        tail.pop_back();
+        lastFilled = filledBefore;
+    }
+    known = {count, lastFilled, lastOther, tail, looksLikeKeys};
 }
 
 void LongLine::load(std::uint64_t place, Block& block) const {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tramostream/linekind.h>
 #include <utility>
 #include <vector>
 
@@ -33,15 +34,10 @@ public:
     bool carriageReturn() const { return hasReturn; }
     bool lineFeed() const { return hasFeed; }
 
+    const LongLineFacts& facts() const { return known; }                           ///< once it has ended
     std::size_t size() const { return count; }                                     ///< in characters
     std::uint64_t bytes() const { return byteCount + (hasFeed ? charWidth : 0); }  ///< in the file, the line ending included
     std::wstring_view first() const { return head; }                               ///< `longestHeld` characters
-    std::wstring_view last() const { return tail; }                                ///< at least as many as any record has
-    bool mayHoldKeys() const { return looksLikeKeys; }
-
-    /// All characters from this one on, which is among the first, are spaces; or carriage returns.
-    bool isBlankFrom(std::size_t at) const { return lastFilled <= at; }
-    bool isReturnsFrom(std::size_t at) const { return lastOther <= at; }
 
     /// Both have the same characters.
     bool operator==(const LongLine& other) const;
@@ -72,6 +68,12 @@ private:
     std::wstring head, tail, added;
     std::size_t lastFilled = 0, filledBefore = 0, lastOther = 0;  ///< behind the last one that is no space, the one before, ...
     Checksum sum;
+    LongLineFacts known;
+};
+
+/// A line of a file. Its text is valid until the next line is read.
+struct Line : SourceLine {
+    std::shared_ptr<const LongLine> whole{};  ///< of a line that is longer than `longestHeld`
 };
 
 }  // namespace tramo::cli

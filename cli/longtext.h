@@ -7,9 +7,6 @@
 
 namespace tramo::cli {
 
-/// So many characters of a line are held; of a longer one only these. No record, and no real key line, comes near.
-inline constexpr std::size_t longestHeld = 1 << 18;
-
 /// Characters that can be had piece by piece.
 class LongText {
 public:

@@ -1,9 +1,9 @@
 #include "reference.h"
-#include "linemodel.h"
-#include "wording.h"
 #include <algorithm>
 #include <fmt/format.h>
 #include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
+#include <tramostream/wording.h>
 
 namespace tramo::cli {
 

@@ -1,12 +1,13 @@
 // The forms in which a check is reported. Findings are written as they come and never kept.
 #pragma once
 #include "console.h"
-#include "findings.h"
+#include "longline.h"
 #include "summary.h"
 #include <fmt/format.h>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -27,8 +28,7 @@ public:
     virtual std::string label(const std::string& file) const = 0;
 
     /// A finding in this form, added to a text. May run on many threads at once.
-    virtual void describe(
-        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const = 0;
+    virtual void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const = 0;
 
     virtual void beginFile(const std::string& file) = 0;
     virtual void finding(std::string_view described) = 0;
@@ -43,7 +43,7 @@ std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style)
 std::unique_ptr<Report> makeJsonReport(Output& output);
 std::unique_ptr<Report> makeSarifReport(Output& output, const ReportStyle& style);
 
-/// "meterReadingDate: ... (ParseDateTime 0x01A): why": what a finding says, on one line, fit for a terminal.
-std::string sentence(const Finding& finding);
+/// "error", "warning", "hint".
+std::string_view nameOf(Severity severity);
 
 }  // namespace tramo::cli

@@ -24,18 +24,17 @@ public:
         anyFinding = false;
         json.newLine();
         json.StartObject();
-        json.member("file", validUtf8(nameOf(file)));
+        json.member("file", utf8::valid(nameOf(file)));
         json.beginArray("findings");
     }
 
     void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
 
-    void describe(
-        const Finding& finding, const Line& line, bool isError, std::string_view, fmt::memory_buffer& to) const override {
+    void describe(const Finding& finding, const Line& line, std::string_view, fmt::memory_buffer& to) const override {
         JsonStream target(to);
         JsonWriter one(target);
         one.StartObject();
-        one.member("severity", isError ? "error" : "warning");
+        one.member("severity", nameOf(finding.severity));
         one.member("rule", finding.rule->name);
         if (finding.rule->code) one.member("code", finding.rule->code);
         if (line.number) one.member("line", line.number);
@@ -47,9 +46,9 @@ public:
         if (!finding.kind.empty()) one.member("kind", finding.kind);
         if (!finding.field.empty()) {
             one.member("field", finding.field);
-            if (finding.column) one.member("found", toUtf8(finding.found));
+            if (finding.column) one.member("found", utf8::encode(finding.found));
         }
-        one.member("message", sentence(finding));
+        one.member("message", sentenceOf(finding));
         one.EndObject();
     }
 
@@ -59,13 +58,13 @@ public:
         json.beginObject("summary");
         json.member("encoding", summary.utf16 ? "UTF-16LE" : "ANSI");
         json.member("bytes", summary.bytes);
-        json.member("lines", summary.lines);
+        json.member("lines", summary.checked.lines);
         json.member("seconds", summary.time.count());
-        count(summary.total);
+        count(summary.checked.total);
         json.member("findingsNotListed", summary.notListed);
         json.newLine();
         json.beginArray("linesByKind");
-        for (const KindCount& kind : summary.lineKinds()) {
+        for (const LinesOfKind& kind : summary.checked.lineKinds()) {
             json.StartObject();
             if (kind.letter) json.member("letter", std::string_view(&kind.letter, 1));
             json.member("kind", kind.name);
@@ -75,7 +74,7 @@ public:
         json.EndArray();
         json.newLine();
         json.beginArray("findingsByField");
-        for (const FindingCount& found : summary.findingCounts()) {
+        for (const FindingsOfField& found : summary.checked.findingCounts()) {
             json.StartObject();
             if (found.rule) json.member("rule", found.rule->name);
             else json.member("field", found.field);
@@ -91,8 +90,8 @@ public:
     void unreadable(const std::string& file, const std::string& reason) override {
         json.newLine();
         json.StartObject();
-        json.member("file", validUtf8(nameOf(file)));
-        json.member("unreadable", validUtf8(reason));
+        json.member("file", utf8::valid(nameOf(file)));
+        json.member("unreadable", utf8::valid(reason));
         json.EndObject();
     }
 
@@ -108,7 +107,7 @@ public:
     }
 
 private:
-    void count(const Count& found) {
+    void count(const FindingCount& found) {
         json.member("errors", found.errors);
         json.member("warnings", found.warnings);
     }

@@ -23,7 +23,7 @@ public:
         json.member("name", "tramo");
         json.member("version", TRAMO_VERSION);
         json.beginArray("rules");
-        for (const RuleInfo& rule : rules()) describe(rule, style.strict);
+        for (const Rule& rule : rules()) describe(rule, style.strict);
         json.newLine();
         json.EndArray();
         json.EndObject();
@@ -39,15 +39,14 @@ public:
 
     void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
 
-    void describe(
-        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const override {
+    void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         JsonStream target(to);
         JsonWriter one(target);
         one.StartObject();
         one.member("ruleId", finding.rule->name);
         one.member("ruleIndex", finding.rule - rules().data());
-        one.member("level", isError ? "error" : "warning");
-        message(one, sentence(finding));
+        one.member("level", nameOf(finding.severity));
+        message(one, sentenceOf(finding));
         one.beginArray("locations");
         one.StartObject();
         one.beginObject("physicalLocation");
@@ -66,7 +65,7 @@ public:
     }
 
     void unreadable(const std::string& file, const std::string& reason) override {
-        notes.push_back({uriOf(nameOf(file)), "The file cannot be read: " + validUtf8(reason), "error"});
+        notes.push_back({uriOf(nameOf(file)), "The file cannot be read: " + utf8::valid(reason), "error"});
     }
 
     void endRun(const RunTotal& total) override {
@@ -110,7 +109,7 @@ public:
     }
 
 private:
-    void describe(const RuleInfo& rule, bool strict) {
+    void describe(const Rule& rule, bool strict) {
         json.newLine();
         json.StartObject();
         json.member("id", rule.name);

@@ -16,7 +16,7 @@ struct Colours {
 };
 constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;32m", "\x1b[0m"};
 
-std::string counts(const Count& count) {
+std::string counts(const FindingCount& count) {
     return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "nothing found";
 }
 
@@ -26,14 +26,13 @@ public:
 
     std::string label(const std::string& file) const override { return printable(nameOf(file)); }
 
-    void describe(
-        const Finding& finding, const Line& line, bool isError, std::string_view label, fmt::memory_buffer& to) const override {
+    void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         const auto at = fmt::appender(to);
         fmt::format_to(at, "{}{}:", colours.place, label);
         if (line.number) fmt::format_to(at, "{}:", line.number);
         if (finding.column) fmt::format_to(at, "{}:", finding.column);
-        fmt::format_to(at, "{} {}{}:{} {}\n", colours.off, isError ? colours.error : colours.warning,
-            isError ? "error" : "warning", colours.off, sentence(finding));
+        fmt::format_to(at, "{} {}{}:{} {}\n", colours.off, finding.severity == Severity::Error ? colours.error : colours.warning,
+            nameOf(finding.severity), colours.off, sentenceOf(finding));
         if (finding.excerpt && !line.text.empty()) excerpt(finding, line, at);
     }
 
@@ -52,8 +51,8 @@ public:
     void endFile(const Summary& summary) override {
         if (anyListed && summary.notListed == 0) out.print("\n");
         if (summary.notListed && !quiet) out.print("... and {} not listed\n\n", counted(summary.notListed, "more finding"));
-        out.print("{}{}:{} {}", colours.place, name, colours.off, counts(summary.total));
-        if (quiet) out.print(" in {}\n", counted(summary.lines, "line"));
+        out.print("{}{}:{} {}", colours.place, name, colours.off, counts(summary.checked.total));
+        if (quiet) out.print(" in {}\n", counted(summary.checked.lines, "line"));
         else details(summary);
     }
 
@@ -90,13 +89,13 @@ private:
     }
 
     void details(const Summary& summary) {
-        out.print("\n  read: {}, {}, {}, in {:.3f} s\n", counted(summary.lines, "line"), counted(summary.bytes, "byte"),
+        out.print("\n  read: {}, {}, {}, in {:.3f} s\n", counted(summary.checked.lines, "line"), counted(summary.bytes, "byte"),
             summary.utf16 ? "UTF-16" : "ANSI", summary.time.count());
-        if (summary.lines) out.print("  lines:\n");
-        for (const KindCount& kind : summary.lineKinds())
+        if (summary.checked.lines) out.print("  lines:\n");
+        for (const LinesOfKind& kind : summary.checked.lineKinds())
             out.print("  {:>8}  {}  {}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name);
-        if (summary.total.all()) out.print("  findings:\n");
-        for (const FindingCount& count : summary.findingCounts()) {
+        if (summary.checked.total.all()) out.print("  findings:\n");
+        for (const FindingsOfField& count : summary.checked.findingCounts()) {
             out.print("  {:>8}  {}", count.count.all(), count.rule ? count.rule->name : count.field);
             out.print("{}\n", count.kind.empty() ? "" : fmt::format(" ({})", count.kind));
         }
@@ -111,13 +110,13 @@ private:
 
 }  // namespace
 
-std::string sentence(const Finding& finding) {
-    std::string text = finding.message + " (" + std::string(finding.rule->name);
-    if (finding.rule->code) text += fmt::format(" 0x{:03X}", static_cast<unsigned>(finding.rule->code));
-    text += ')';
-    if (!finding.detail.empty()) text += ": " + finding.detail;
-    if (finding.reportedColumn) text += fmt::format("; field at {}, reported at {}", columnsOf(finding), finding.reportedColumn);
-    return text;
+std::string_view nameOf(Severity severity) {
+    switch (severity) {
+    case Severity::Error: return "error";
+    case Severity::Warning: return "warning";
+    case Severity::Hint: break;
+    }
+    return "hint";
 }
 
 std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style) {

@@ -4,9 +4,7 @@
 #include "command.h"
 #include "console.h"
 #include "encodedtext.h"
-#include "fieldcheck.h"
 #include "filewalk.h"
-#include "findings.h"
 #include "jsonwriter.h"
 #include "platform.h"
 #include "report.h"
@@ -15,6 +13,7 @@
 #include "wrap.h"
 #include <algorithm>
 #include <map>
+#include <tramostream/check.h>
 #include <tuple>
 
 namespace tramo::cli {
@@ -170,7 +169,7 @@ std::string happening(const Rewriting& piece) {
 
 // A finding without the name of its field.
 std::string reasonOf(const Finding& finding) {
-    std::string words = finding.message + (finding.detail.empty() ? "" : ": " + finding.detail);
+    std::string words = finding.sentence + (finding.reason.empty() ? "" : ": " + finding.reason);
     const std::string field = std::string(finding.field) + ": ";
     return words.starts_with(field) ? words.substr(field.size()) : words;
 }
@@ -183,7 +182,7 @@ public:
     void take(const Line& line, std::optional<LineKind> kind) {
         ++lines;
         std::vector<Finding> damage;
-        const bool sound = judge(line, kind, damage);
+        const bool sound = checkShape(line, kind, damage);
         std::optional<LineModel> model;
         if (sound) model = LineModel::of(*kind, line.text);
         if (!model && !(sound && kind == LineKind::Key)) malformed(line, damage.front());
@@ -225,9 +224,9 @@ private:
     void malformed(const Line& line, const Finding& finding) {
         ++damaged;
         LineSort& sort = damages[std::string(finding.rule->name)];
-        if (sort.lines++ == 0) sort.line = line.number, sort.example = finding.message;
+        if (sort.lines++ == 0) sort.line = line.number, sort.example = finding.sentence;
         ++losses.count;
-        tell(fmt::format("{}:{}: {}", name, line.number, cli::sentence(finding)));
+        tell(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
     }
 
     void lineEnd(const Line& line) {
@@ -250,7 +249,7 @@ private:
 
     void note(const Line& line, const LineModel& model, const Rewriting& piece, const Finding* finding) {
         const int column = finding ? finding->column : piece.column;
-        const std::string words = finding ? cli::sentence(*finding)
+        const std::string words = finding ? sentenceOf(*finding)
                                   : piece.field
                                       ? fmt::format("{} ({}): {}", piece.field->name, model.kind().name, happening(piece))
                                       : happening(piece);
@@ -330,7 +329,7 @@ void printJson(Output& out, const Rewriter& done, const Options& options, bool u
     json.StartObject();
     json.member("tool", "tramo");
     json.member("version", TRAMO_VERSION);
-    json.member("file", validUtf8(nameOf(options.file)));
+    json.member("file", utf8::valid(nameOf(options.file)));
     json.member("encoding", utf16 ? "UTF-16LE" : "ANSI");
     json.member("lines", done.lines);
     json.member("linesChanged", done.changed);
@@ -351,8 +350,8 @@ void printJson(Output& out, const Rewriter& done, const Options& options, bool u
         json.member("lines", sort.lines);
         json.beginObject("example");
         json.member("line", sort.line);
-        json.member("before", toUtf8(piece.before));
-        json.member("after", toUtf8(piece.after));
+        json.member("before", utf8::encode(piece.before));
+        json.member("after", utf8::encode(piece.after));
         json.EndObject();
         json.EndObject();
     }

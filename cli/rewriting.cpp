@@ -34,7 +34,7 @@ private:
         if (const Field* field = writerOf(column)) {
             const auto first = static_cast<std::size_t>(field->column - 1),
                        behind = first + static_cast<std::size_t>(field->width);
-            add(judged(*field, cut(text, *field), cut(built, *field)), field, first, behind);
+            add(judged(*field, rawText(text, *field), rawText(built, *field)), field, first, behind);
             return behind;
         }
         std::size_t end = at + 1;
@@ -64,7 +64,7 @@ private:
     bool losesValue(const Field& field) const {
         const bool sharesValue = !field.readInto.empty() || std::ranges::count(kind.fields, field.name, &Field::readInto) > 0;
         if (!sharesValue) return !isSame(model.get(field), again.get(field));
-        const bool vanishes = std::ranges::any_of(cut(text, field), cli::isFilled) && trimmed(cut(built, field)).empty();
+        const bool vanishes = std::ranges::any_of(rawText(text, field), cli::isFilled) && trimmed(rawText(built, field)).empty();
         return vanishes || !isSame(valueRead(kind, field, text), valueRead(kind, field, built));
     }
 
@@ -96,7 +96,7 @@ private:
             if (fields.size() == 1) return field;
             LineModel without = model;
             without.set(*field, field->defaultValue);
-            if (cut(without.built(), *field) != cut(built, *field)) return field;
+            if (rawText(without.built(), *field) != rawText(built, *field)) return field;
         }
         return fields.empty() ? first : fields.back();
     }

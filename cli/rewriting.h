@@ -1,9 +1,9 @@
 // What becomes of a line when the library reads and writes it.
 #pragma once
-#include "linemodel.h"
-#include "lines.h"
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
 #include <vector>
 
 namespace tramo::cli {

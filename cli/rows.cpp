@@ -1,9 +1,7 @@
 #include "rows.h"
 #include "celltext.h"
 #include "columns.h"
-#include "findings.h"
 #include "text.h"
-#include "wording.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -11,8 +9,10 @@
 #include <deque>
 #include <fmt/format.h>
 #include <limits>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
 #include <tramostream/stringconverter.h>
+#include <tramostream/wording.h>
 #include <utility>
 
 namespace tramo::cli {
@@ -279,7 +279,7 @@ std::string whyLost(
     const std::vector<TE::FieldError> build = written.buildErrors(), parse = read.parseErrors();
     if (const auto error = std::ranges::find_if(build, isOfField); error != build.end())
         return fmt::format("cannot be written ({})", errorName(error->code));
-    std::wstring_view text = trimmed(cut(line, field));
+    std::wstring_view text = trimmed(rawText(line, field));
     text.remove_prefix(std::min(text.find_first_not_of(L' '), text.size()));
     if (text.empty() && field.written == "never") return "is never written";
     if (text.empty() && field.written != "always")
@@ -451,7 +451,7 @@ const Table& findingTable() {
 Row rowOf(const Finding& finding, long long line) {
     auto text = [](std::string_view utf8) { return utf8.empty() ? Cell{} : Cell{fromUtf8(utf8).value_or(L"")}; };
     auto number = [](int value) { return value ? Cell{static_cast<long long>(value)} : Cell{}; };
-    const std::string message = finding.message + (finding.detail.empty() ? "" : ": " + finding.detail);
+    const std::string message = finding.sentence + (finding.reason.empty() ? "" : ": " + finding.reason);
     return {&findingTable(), line,
         {text(finding.rule->isError(false) ? "error" : "warning"), text(finding.rule->name), number(finding.rule->code),
             text(finding.kind), text(finding.field), number(finding.column), number(finding.endColumn),

@@ -4,12 +4,14 @@
 // the line made of the row is the one that the library writes after parsing; rowOf() makes sure of it. A line that has
 // no such values (damaged, of no known kind) is a row of `textTable`, which holds its text.
 #pragma once
-#include "linemodel.h"
-#include "lines.h"
+#include "common/wipe.h"
+#include "longline.h"
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
 #include <variant>
 #include <vector>
 
@@ -82,6 +84,7 @@ const Table& findingTable();
 Row rowOf(const Finding& finding, long long line);
 
 /// Overwrites what the row holds.
+using tramo::wipe;
 void wipe(Row& row);
 
 }  // namespace tramo::cli

@@ -2,8 +2,6 @@
 #include "arguments.h"
 #include "command.h"
 #include "console.h"
-#include "findings.h"
-#include "linemodel.h"
 #include "outfile.h"
 #include "sample_faults.h"
 #include "sample_lines.h"
@@ -13,6 +11,8 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
 #include <utility>
 
 namespace tramo::cli {
@@ -162,7 +162,7 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
     while (!list.empty()) {
         const std::string_view word = list.substr(0, list.find(','));
         list.remove_prefix(std::min(list.size(), word.size() + 1));
-        const RecordKind* kind = cli::kindNamed(word);
+        const RecordKind* kind = kindNamed(word);
         if (!kind || kind->letter == 0) {
             std::vector<std::string_view> names;
             for (const RecordKind* one : recordKinds()) names.emplace_back(one->name);

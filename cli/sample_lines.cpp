@@ -1,5 +1,4 @@
 #include "sample_lines.h"
-#include "linemodel.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -7,6 +6,7 @@
 #include <fmt/format.h>
 #include <stdexcept>
 #include <string>
+#include <tramostream/linemodel.h>
 #include <utility>
 
 namespace tramo::cli::sample {

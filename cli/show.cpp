@@ -3,20 +3,20 @@
 #include "columns.h"
 #include "command.h"
 #include "console.h"
-#include "fieldcheck.h"
 #include "filewalk.h"
 #include "input.h"
-#include "linemodel.h"
 #include "lineplace.h"
 #include "platform.h"
 #include "report.h"
 #include "text.h"
-#include "wording.h"
 #include "wrap.h"
 #include <algorithm>
 #include <bit>
 #include <fmt/format.h>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
+#include <tramostream/wording.h>
 
 namespace tramo::cli {
 
@@ -143,7 +143,7 @@ public:
 
     // Shows a line; true: nothing was found.
     bool show(const Line& line, std::optional<LineKind> kind) {
-        const bool sound = judge(line, kind, findings);
+        const bool sound = checkShape(line, kind, findings);
         if (sound) checkFields(*kind, line.text, options.all, findings);
         std::ranges::stable_sort(findings, {}, &Finding::column);
         model = sound ? LineModel::of(*kind, line.text) : std::nullopt;
@@ -213,13 +213,13 @@ private:
     void tell(const Finding& finding, int indent, bool whole) {
         Finding told = finding;
         const std::string field = std::string(finding.field) + ": ";
-        if (!whole && told.message.starts_with(field)) told.message.erase(0, field.size());
+        if (!whole && told.sentence.starts_with(field)) told.sentence.erase(0, field.size());
         const bool isError = finding.rule->isError(false);
         const std::string_view label = isError ? "error" : "warning";
         const int behind = indent + static_cast<int>(label.size()) + 2;
         std::string place = whole && finding.column ? placeOf(finding) + ": " : "";
         bool first = true;
-        for (const std::string& part : brokenWords(place + sentence(told), widthBehind(behind, width))) {
+        for (const std::string& part : brokenWords(place + sentenceOf(told), widthBehind(behind, width))) {
             if (first)
                 out.print("{:>{}}{}{}:{} {}\n", "", indent, isError ? colours.error : colours.warning, label, colours.off, part);
             else out.print("{:>{}}{}\n", "", behind, part);
@@ -236,10 +236,10 @@ private:
                 if ((!isSetFlag && !options.all) || !isShown) continue;
                 rows.push_back({.name = "  " + field.name, .hasText = false, .field = field.name});
                 Row& row = rows.back();
-                row.value = field.kind == FieldKind::Text ? cli::quoted(std::get<std::wstring>(value)) : words(field, value);
+                row.value = field.kind == FieldKind::Text ? tramo::quoted(std::get<std::wstring>(value)) : words(field, value);
                 continue;
             }
-            const std::wstring_view text = trimmed(cut(line, field));
+            const std::wstring_view text = trimmed(rawText(line, field));
             isShown = isChosen(field);
             if (!isShown) continue;
             if (!options.all && !options.column && (field.overlaid || text.empty()) && !isFaulty(field)) continue;

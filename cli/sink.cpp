@@ -12,7 +12,7 @@ const Table& fileTable() {
 }
 
 Row rowOf(const Source& source) {
-    auto text = [](std::string_view bytes) { return fromUtf8(validUtf8(bytes)).value_or(L""); };
+    auto text = [](std::string_view bytes) { return fromUtf8(utf8::valid(bytes)).value_or(L""); };
     // Cell by cell: from a list in braces, GCC 12 gives memory back twice when there is none for a later cell.
     Row row{&fileTable(), 0, {}};
     row.cells.reserve(fileTable().columns.size());

@@ -1,12 +1,13 @@
 #include "sourcefile.h"
-#include "findings.h"
 #include "platform.h"
+#include "text.h"
 #include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <tramostream/check.h>
 #include <utility>
 #include <vector>
 

@@ -3,13 +3,13 @@
 #include "command.h"
 #include "filewalk.h"
 #include "jsonwriter.h"
-#include "linemodel.h"
 #include "summary.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <tramostream/linemodel.h>
 #include <unordered_map>
 
 namespace tramo::cli {
@@ -153,7 +153,7 @@ public:
         const auto found = value(name);
         return found ? textOf(*kind.field(name), *found) : std::wstring();
     }
-    std::string word(std::string_view name) const { return toUtf8(text(name)); }
+    std::string word(std::string_view name) const { return utf8::encode(text(name)); }
 
     /// NaN: absent.
     double decimal(std::string_view name) const {
@@ -229,16 +229,16 @@ void countRecord(const LineModel& model, Stats& stats) {
 
 Stats statsOf(Input& input) {
     Stats stats;
-    Summary summary;
+    CheckSummary summary;
     std::vector<Finding> damage;
     stats.isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
         ++stats.lines;
-        summary.count(line, kind);
+        summary.add(line.text, kind);
         damage.clear();
-        if (!judge(line, kind, damage)) ++stats.notRead;
+        if (!checkShape(line, kind, damage)) ++stats.notRead;
         else if (const auto model = LineModel::of(*kind, line.text)) countRecord(*model, stats);
     });
-    for (const KindCount& kind : summary.lineKinds()) stats.byKind[kind.name] = kind.lines;
+    for (const LinesOfKind& kind : summary.lineKinds()) stats.byKind[kind.name] = kind.lines;
     return stats;
 }
 
@@ -384,7 +384,7 @@ public:
     void file(const std::string& name, const Stats& stats) {
         json.newLine();
         json.StartObject();
-        json.member("file", validUtf8(nameOf(name)));
+        json.member("file", utf8::valid(nameOf(name)));
         members(stats);
         json.EndObject();
     }

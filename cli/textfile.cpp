@@ -21,17 +21,20 @@ std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t w
 
 bool PieceReader::next(Line& line) {
     if (piece.longLine) {
-        line = {.text = piece.longLine->first(),
-            .carriageReturn = piece.longLine->carriageReturn(),
-            .lineFeed = piece.longLine->lineFeed(),
-            .number = piece.firstLine,
-            .whole = std::move(piece.longLine)};
+        line = {};
+        line.text = piece.longLine->first();
+        line.carriageReturn = piece.longLine->carriageReturn();
+        line.lineFeed = piece.longLine->lineFeed();
+        line.number = piece.firstLine;
+        line.facts = &piece.longLine->facts();
+        line.whole = std::move(piece.longLine);
         piece = {};
         return true;
     }
     if (piece.bytes.empty()) return false;
     const std::size_t feed = findLineFeed(piece.bytes, 0, piece.width);
     line.whole.reset();
+    line.facts = nullptr;
     line.lineFeed = feed != notFound;
     line.plain = decode(piece.bytes.substr(0, feed), piece.width, text);
     line.number = piece.firstLine++;

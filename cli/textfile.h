@@ -3,7 +3,7 @@
 // Lines, their ends and the end of the text are where iFileStream has them under the classic locale. What is different:
 // pieces can be taken apart on several threads, and a file need not fit into memory.
 #pragma once
-#include "lines.h"
+#include "longline.h"
 #include "sourcefile.h"
 #include "text.h"
 #include <cstdint>
@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tramostream/check.h>
 #include <vector>
 
 namespace tramo::cli {

@@ -1,4 +1,5 @@
 #include "wrap.h"
+#include "common/utf16.h"
 #include "text.h"
 #include <algorithm>
 
@@ -10,7 +11,7 @@ std::vector<std::string> brokenText(std::wstring_view text, int width) {
     std::vector<std::string> lines(1);
     int used = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const bool isPair = isLoneSurrogate(text.substr(at, 1), 0) && !isLoneSurrogate(text.substr(at), 0);
+        const bool isPair = utf16::isLoneSurrogate(text.substr(at, 1), 0) && !utf16::isLoneSurrogate(text.substr(at), 0);
         const std::wstring_view character = text.substr(at, isPair ? 2 : 1);
         const std::string visible = printable(character);
         const bool isEscape = visible.size() > 1 && visible.front() == '\\';
@@ -31,7 +32,7 @@ std::vector<std::string> brokenWords(std::string_view words, int width) {
         words.remove_prefix(std::min(word.size() + 1, words.size()));
         std::string& line = lines.back();
         if (line.empty()) line = word;
-        else if (charactersOfUtf8(line) + 1 + charactersOfUtf8(word) <= static_cast<std::size_t>(width)) (line += ' ') += word;
+        else if (utf8::length(line) + 1 + utf8::length(word) <= static_cast<std::size_t>(width)) (line += ' ') += word;
         else lines.emplace_back(word);
     }
     return lines;

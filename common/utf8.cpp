@@ -1,23 +1,12 @@
 #include "common/utf8.h"
-#include <cstddef>
+#include "common/utf16.h"
 
 namespace tramo::utf8 {
 
-namespace {
-
-bool isHighSurrogate(char32_t c) { return c >= 0xD800 && c < 0xDC00; }
-bool isLowSurrogate(char32_t c) { return c >= 0xDC00 && c < 0xE000; }
-
-struct Character {
-    char32_t code;
-    std::size_t length;
-};
-
-// Returns the first character of the bytes, which are not empty.
 Character first(std::string_view bytes) {
-    constexpr Character invalid{static_cast<char32_t>(replacement), 1};
+    constexpr Character invalid{static_cast<char32_t>(replacement), 1, false};
     const auto lead = static_cast<unsigned char>(bytes[0]);
-    if (lead < 0x80) return {lead, 1};
+    if (lead < 0x80) return {lead, 1, true};
     const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
     if (lead < 0xC0 || lead > 0xF7 || bytes.size() < length) return invalid;
     char32_t code = lead & (0x7FU >> length);
@@ -27,8 +16,8 @@ Character first(std::string_view bytes) {
         code = code << 6 | (next & 0x3FU);
     }
     constexpr char32_t lowest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (code < lowest[length] || code > 0x10FFFF || isHighSurrogate(code) || isLowSurrogate(code)) return invalid;
-    return {code, length};
+    if (code < lowest[length] || code > 0x10FFFF || utf16::isSurrogate(code)) return invalid;
+    return {code, length, true};
 }
 
 void append(std::string& out, char32_t c) {
@@ -46,8 +35,6 @@ void append(std::string& out, char32_t c) {
         tail(12), tail(6), tail(0);
     }
 }
-
-}  // namespace
 
 std::wstring decode(std::string_view bytes) {
     std::wstring text;
@@ -68,18 +55,29 @@ std::wstring decode(std::string_view bytes) {
 std::string encode(std::wstring_view text) {
     std::string bytes;
     bytes.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto unit = static_cast<char32_t>(text[i]);
-        const auto next = i + 1 < text.size() ? static_cast<char32_t>(text[i + 1]) : 0;
-        if (isHighSurrogate(unit) && isLowSurrogate(next)) {
-            append(bytes, 0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00));
-            ++i;
-        } else {
-            const bool lone = isHighSurrogate(unit) || isLowSurrogate(unit) || unit > 0xFFFF;
-            append(bytes, lone ? static_cast<char32_t>(replacement) : unit);
-        }
+    while (!text.empty()) {
+        const auto [code, length] = utf16::first(text);
+        const bool isCharacter = length == 2 || (!utf16::isSurrogate(code) && code <= 0xFFFF);
+        append(bytes, isCharacter ? code : static_cast<char32_t>(replacement));
+        text.remove_prefix(length);
     }
     return bytes;
+}
+
+std::string valid(std::string_view bytes) {
+    std::string out;
+    for (; !bytes.empty(); bytes.remove_prefix(first(bytes).length)) append(out, first(bytes).code);
+    return out;
+}
+
+std::size_t length(std::string_view bytes) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < bytes.size(); ++count) {
+        const Character c = first(bytes.substr(at));
+        if (!c.isValid) return bytes.size();
+        at += c.length;
+    }
+    return count;
 }
 
 }  // namespace tramo::utf8

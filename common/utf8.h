@@ -1,5 +1,6 @@
 // Converts between UTF-8 and wide text with one UTF-16 code unit in each wchar_t.
 #pragma once
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -7,10 +8,27 @@ namespace tramo::utf8 {
 
 inline constexpr wchar_t replacement = 0xFFFD;
 
+struct Character {
+    char32_t code;  // U+FFFD if it is not valid
+    std::size_t length;
+    bool isValid;
+};
+
+// The character at the start of the bytes, which are not empty. A byte that belongs to no valid character is one by itself.
+Character first(std::string_view bytes);
+
+void append(std::string& out, char32_t c);
+
 // Each byte that belongs to no valid character becomes U+FFFD.
 std::wstring decode(std::string_view bytes);
 
 // Half of a surrogate pair, and a value that is not a UTF-16 code unit, becomes U+FFFD.
 std::string encode(std::wstring_view text);
+
+// The bytes with U+FFFD in the place of each byte that belongs to no valid character.
+std::string valid(std::string_view bytes);
+
+// The number of characters; of bytes, if they are not valid UTF-8.
+std::size_t length(std::string_view bytes);
 
 }  // namespace tramo::utf8

@@ -1,4 +1,5 @@
 // The examples of the headers' pages: each "//! [NAME]" encloses one, and its "//> " lines are what it prints.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <tramostream/tramostream.h>
@@ -275,6 +276,90 @@ void ignoredTexts() {
     //! [ignoredTexts]
 }
 
+void checker() {
+    //! [Checker]
+    tramo::setMessages(tramo::Messages::Silent);  // or the models that read the line print messages
+    std::wstring line = L"3C12AB0100007C12AB0200009 5      60542024013";
+    line.resize(512, L' ');
+    tramo::Checker checker({.prevailing = tramo::LineKind::Record});
+    std::vector<tramo::Finding> findings;
+    checker.line({.text = line, .carriageReturn = true, .lineFeed = true, .number = 1}, findings);
+    checker.end({.lines = 1}, findings);
+    for (const tramo::Finding& finding : findings)
+        std::wcout << finding.line << ':' << finding.column << ": " << tramo::sentenceOf(finding).c_str() << '\n';
+    tramo::setMessages(tramo::Messages::StandardOutput);
+    //> 1:38: newMeterInstallationDate: "2024013" is no date (ParseDate 0x01B): 8 digits YYYYMMDD expected, 7 found
+    //> 1:38: newMeterInstallationDate: is missing (MandatoryMissing 0x201): it has no date
+    //! [Checker]
+}
+
+void rule() {
+    //! [Rule]
+    const tramo::Rule& rule = *tramo::ruleNamed("LineTooShort");
+    std::wcout << rule.description.c_str() << (rule.severity == tramo::Severity::Error ? " An error.\n" : "\n");
+    //> A line has fewer characters than its kind has. An error.
+    //! [Rule]
+}
+
+void checkSummary() {
+    //! [CheckSummary]
+    const tramo::CheckOptions options{.strict = true, .prevailing = tramo::LineKind::Tag};
+    tramo::Checker checker(options);
+    std::vector<tramo::Finding> findings;
+    const tramo::SourceLine line{.text = L"too short", .carriageReturn = true, .lineFeed = true, .number = 1};
+    checker.line(line, findings);
+    for (const tramo::LinesOfKind& kind : checker.summary().lineKinds())
+        std::wcout << kind.lines << ' ' << kind.name.c_str() << '\n';
+    for (const tramo::FindingsOfField& found : checker.summary().findingCounts())
+        std::wcout << found.count.all() << ' ' << found.rule->name.data() << '\n';
+    const tramo::FindingCount& total = checker.summary().total;
+    std::wcout << total.errors << " and " << total.warnings << '\n';
+    //> 1 tag line
+    //> 1 LineTooShort
+    //> 1 and 0
+    //! [CheckSummary]
+}
+
+void kindCensus() {
+    //! [KindCensus]
+    tramo::KindCensus census;
+    census.add(std::wstring(512, L' '));
+    census.add(L"cut short");
+    const std::optional<tramo::LineKind> prevailing = census.prevailing();
+    const tramo::LineShape& shape = tramo::shapeOf(*tramo::kindOfLine({.text = L"1 cut short"}, prevailing));
+    std::wcout << shape.name << ", " << shape.length << '\n';
+    //> record, 512
+
+    const tramo::LongLineFacts facts{.size = 300'000'000};  // known from reading it piece by piece
+    const tramo::SourceLine longLine{.text = L"only its beginning", .facts = &facts};
+    std::wcout << longLine.size() << L'\n';
+    //> 300000000
+    //! [KindCensus]
+}
+
+void lineModel(const Line& line) {
+    //! [LineModel]
+    const std::wstring_view text(line.data(), 512);
+    const tramo::LineModel model = *tramo::LineModel::of(tramo::LineKind::Record, text);
+    const tramo::Field& date = *model.kind().field("meterReadingDate");
+    std::wcout << tramo::textOf(date, model.get(date)) << L'\n';
+    //> 2024-01-16T08:35
+    //! [LineModel]
+}
+
+void errorReport() {
+    //! [ErrorReport]
+    const tramo::RecordKind& kind = *tramo::kindNamed("meter-change");
+    for (const tramo::ErrorReport& report : tramo::reportsOf(kind, *kind.field("newMeterIndex"))) {
+        const auto error = std::ranges::find(tramo::errorCodes(), report.error.code, &tramo::ErrorCode::code);
+        std::wcout << "column " << report.error.column << ": " << error->name.data() << ", " << report.when.c_str() << '\n';
+    }
+    //> column 28: ParseInteger, its text cannot be read
+    //> column 28: BuildText, it cannot be written
+    //> column 28: MandatoryMissing, it is empty
+    //! [ErrorReport]
+}
+
 void recordKind() {
     //! [RecordKind]
     for (const tramo::RecordKind* kind : tramo::recordKinds())
@@ -461,6 +546,12 @@ int main() {
     run(L"FieldError", fieldError);
     run(L"Field", field, sampleLine(L'1'));
     run(L"ignoredTexts", ignoredTexts);
+    run(L"Checker", checker);
+    run(L"Rule", rule);
+    run(L"CheckSummary", checkSummary);
+    run(L"KindCensus", kindCensus);
+    run(L"LineModel", lineModel, sampleLine(L'1'));
+    run(L"ErrorReport", errorReport);
     run(L"RecordKind", recordKind);
     run(L"KeyValue", keyValue);
     run(L"parseKeyLine", keyLine);

@@ -5,16 +5,16 @@ using namespace tramo;
 using M = AMRTramoModel;
 
 struct AMRTramoModel::Layout {
-    static constexpr Rule<M> pulseWeightIsText{
+    static constexpr Condition<M> pulseWeightIsText{
         "the pulse weight is not above 0", [](const M& m) { return !(m.pulseWeight > 0); }};
-    static constexpr Rule<M> hasPrevious{
+    static constexpr Condition<M> hasPrevious{
         "the previous reading date is not -1", [](const M& m) { return m.previousReadingDate != -1; }};
-    static constexpr Rule<M> hasCurrent{
+    static constexpr Condition<M> hasCurrent{
         "the current reading date is not -1", [](const M& m) { return m.currentReadingDate != -1; }};
-    static constexpr Rule<M> hasReadFails{"there are a date and a count of failed readings",
+    static constexpr Condition<M> hasReadFails{"there are a date and a count of failed readings",
         [](const M& m) { return m.lastReadFailDate >= 1 && m.readFailCount >= 1; }};
 
-    static constexpr Rule<M> lacksPreviousMeterIndex{
+    static constexpr Condition<M> lacksPreviousMeterIndex{
         "the previous meter index is below 0", [](const M& m) { return m.previousMeterIndex < 0; }};
 };
 

@@ -7,7 +7,7 @@ using M = EnquiryDefinitionTramoModel;
 struct EnquiryDefinitionTramoModel::Layout {
     using Row = tramo::Row<M>;
 
-    template <int K> static constexpr Rule<M> incomplete{
+    template <int K> static constexpr Condition<M> incomplete{
         "its area has a label and a type, but no size or (for type C) no list", [](const M& m) {
             const Area& area = m.areas[K - 1];
             if (area.label.in(m.line).empty() || area.type == TF::EnquiryAreaType::Unset) return false;

@@ -7,9 +7,9 @@ using M = ExtendedAMRTramoModel;
 struct ExtendedAMRTramoModel::Layout {
     using Row = tramo::Row<M>;
 
-    template <int K> static constexpr Rule<M> slotIsFilled{"its history slot has a time and an index above -1",
+    template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a time and an index above -1",
         [](const M& m) { return m.history[K - 1].dateTime > 0 && m.history[K - 1].index > -1; }};
-    template <int K> static constexpr Rule<M> slotIsPartly{
+    template <int K> static constexpr Condition<M> slotIsPartly{
         "its history slot has some of time, index and alarm code, but not all of them", [](const M& m) {
             const HistorySlot& slot = m.history[K - 1];
             const bool whole = slot.dateTime >= 1 && slot.index >= 0 && slot.alarms != TF::AmrAlarms::Unset;

@@ -88,4 +88,16 @@ const RecordKind* recordKind(wchar_t letter) {
     return found == kinds.end() ? nullptr : *found;
 }
 
+std::wstring_view rawText(std::wstring_view line, const Field& field) {
+    const auto first = std::min(static_cast<std::size_t>(field.column - 1), line.size());
+    return line.substr(first, static_cast<std::size_t>(field.width));
+}
+
+std::vector<const Field*> fieldsAt(const RecordKind& kind, int column) {
+    std::vector<const Field*> found;
+    for (const Field& field : kind.fields)
+        if (field.column > 0 && field.column <= column && column < field.column + field.width) found.push_back(&field);
+    return found;
+}
+
 }  // namespace tramo

@@ -63,17 +63,21 @@ template <class M> auto Record<M>::build(M& m) const {
 template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
     ErrorLists& errors = Layouts::errors(m);
     errors.mandatory.clear();
+    findMandatory(
+        m, [&](TE::FieldError error, bool toParseList) { (toParseList ? errors.parse : errors.mandatory).push_back(error); });
+    return errors.mandatory;
+}
+
+template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     for (const Row<M>& row : rows) {
         auto measure = [&] {
             return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m);
         };
-        auto& list = row.but.toParseList ? errors.parse : errors.mandatory;
         if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
-            list.push_back({row.missingColumn(), TE::MandatoryMissing});
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.but.toParseList);
         else if (row.but.inconsistentIf && row.but.inconsistentIf->holds(m))
-            list.push_back({row.missingColumn(), TE::MandatoryInconsistent});
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.but.toParseList);
     }
-    return errors.mandatory;
 }
 
 template <class M> std::wstring Record<M>::print(const M& m) const {

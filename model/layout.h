@@ -60,7 +60,7 @@ template <class M> struct Value {
 };
 
 // A condition on several values, with a description in words.
-template <class M> struct Rule {
+template <class M> struct Condition {
     const char* words;
     bool (*holds)(const M&);
 };
@@ -81,20 +81,20 @@ template <class T> struct Stated {
 
 // The deviations of a field from the rules of its kind.
 template <class M> struct Particulars {
-    const char* label = nullptr;              // in toString, instead of the field's name; "": not shown
-    Test written = always;                    // written only if its value passes
-    const Rule<M>* group = nullptr;           // written only if this holds, too
-    bool M::*present = nullptr;               // set when a text is parsed; written only if set
-    Test missing = never;                     // reported as missing if its value (or its kept text) passes
-    const Rule<M>* missingIf = nullptr;       // reported as missing if this holds, independent of its value
-    const Rule<M>* inconsistentIf = nullptr;  // reported as inconsistent if this holds
-    bool toParseList = false;                 // a mandatory error goes to the list of parse errors
-    bool onGoodLines = false;                 // a mandatory error is reported on correct lines, too
-    Stated<const Value<M>*> into = {};        // parsed into another field's value
-    Stated<FieldText& (*)(M&)> kept = {};     // keeps the cut text here; `missing` then looks at this text
-    std::wstring_view blank = {};             // a blank field is read as this text, if any
-    void (*set)(M&) = nullptr;                // what the setter does in addition to storing the value
-    bool overlaid = false;                    // deliberately shares its columns with the previous row
+    const char* label = nullptr;                   // in toString, instead of the field's name; "": not shown
+    Test written = always;                         // written only if its value passes
+    const Condition<M>* group = nullptr;           // written only if this holds, too
+    bool M::*present = nullptr;                    // set when a text is parsed; written only if set
+    Test missing = never;                          // reported as missing if its value (or its kept text) passes
+    const Condition<M>* missingIf = nullptr;       // reported as missing if this holds, independent of its value
+    const Condition<M>* inconsistentIf = nullptr;  // reported as inconsistent if this holds
+    bool toParseList = false;                      // a mandatory error goes to the list of parse errors
+    bool onGoodLines = false;                      // a mandatory error is reported on correct lines, too
+    Stated<const Value<M>*> into = {};             // parsed into another field's value
+    Stated<FieldText& (*)(M&)> kept = {};          // keeps the cut text here; `missing` then looks at this text
+    std::wstring_view blank = {};                  // a blank field is read as this text, if any
+    void (*set)(M&) = nullptr;                     // what the setter does in addition to storing the value
+    bool overlaid = false;                         // deliberately shares its columns with the previous row
     std::int32_t parseColumn = 0, buildColumn = 0, missingColumn = 0;  // columns that errors name instead of its own
     TE::errorType parseCode{}, buildCode{};                            // error codes instead of those of its kind
     int buildWidth = 0;                                                // width written instead of the width read
@@ -142,6 +142,7 @@ template <class M> struct Record {
     void parse(M& model) const;
     auto build(M& model) const;
     std::vector<TE::FieldError> check(M& model) const;
+    void findMandatory(M& model, auto report) const;  // report(error, it belongs to the parse errors)
     std::wstring print(const M& model) const;
 };
 

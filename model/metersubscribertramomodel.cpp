@@ -7,25 +7,26 @@ using M = MeterSubscriberTramoModel;
 struct MeterSubscriberTramoModel::Layout {
     using Row = tramo::Row<M>;
 
-    template <int K> static constexpr Rule<M> slotIsFilled{"its history slot has a date and a consumption of 0 or more",
+    template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a date and a consumption of 0 or more",
         [](const M& m) { return m.history[K - 1].readingDate > 0 && m.history[K - 1].consumption >= 0; }};
-    template <int K> static constexpr Rule<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
+    template <int K>
+    static constexpr Condition<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
         [](const M& m) { return !m.history[K - 1].readingType.in(m.line).empty() && slotIsFilled<K>.holds(m); }};
 
-    static constexpr Rule<M> hasInformation{
+    static constexpr Condition<M> hasInformation{
         "there is meter information", [](const M& m) { return !m.meterInformation.in(m.line).empty(); }};
-    static constexpr Rule<M> hasPreviousReading{
+    static constexpr Condition<M> hasPreviousReading{
         "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
-    static constexpr Rule<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
-    static constexpr Rule<M> hasBothReadings{"there are a reading date and a previous reading date",
+    static constexpr Condition<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
+    static constexpr Condition<M> hasBothReadings{"there are a reading date and a previous reading date",
         [](const M& m) { return m.meterReadingDate > 0 && m.meterPreviousReadingDate > 0; }};
 
-    static constexpr Rule<M> previousReadingIsHalf{"the previous reading has a date but no index, or an index but no date",
+    static constexpr Condition<M> previousReadingIsHalf{"the previous reading has a date but no index, or an index but no date",
         [](const M& m) { return (m.meterPreviousReadingDate > 0) != (m.meterPreviousReadingIndex >= 0); }};
-    static constexpr Rule<M> estimateIsHalf{
+    static constexpr Condition<M> estimateIsHalf{
         "the minimum of the estimated consumption is above 0 without a maximum, or there is a maximum and the minimum is not above 0",
         [](const M& m) { return (m.meterMinEstimatedConsumption > 0) == (m.meterMaxEstimatedConsumption < 0); }};
-    static constexpr Rule<M> readingIsHalf{
+    static constexpr Condition<M> readingIsHalf{
         "the reading has a date but lacks an index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date",
         [](const M& m) {
             const bool noStatus = m.meterReadingStatus == TF::ReadStatus::Unset,

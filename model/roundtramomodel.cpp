@@ -18,7 +18,7 @@ struct RoundTramoModel::Layout {
 
     template <auto Areas, int K> static constexpr const Area& at(const M& m) { return (m.*Areas)[K - 1]; }
 
-    template <auto Areas, int K> static constexpr Rule<M> placed{
+    template <auto Areas, int K> static constexpr Condition<M> placed{
         "its area has a position of 0 or more", [](const M& m) { return at<Areas, K>(m).position >= 0; }};
 
     static bool incomplete(const Area& area, TF::TramoType typeA) {
@@ -26,17 +26,17 @@ struct RoundTramoModel::Layout {
         return area.position > 0 || area.lenght > 0 || typeA == TF::TramoType::TypeA || area.type == TF::TramoType::TypeN;
     }
     template <auto Areas, int K>
-    static constexpr Rule<M> partly{"its area has some of position, length and type, but not all of them",
+    static constexpr Condition<M> partly{"its area has some of position, length and type, but not all of them",
         [](const M& m) { return incomplete(at<Areas, K>(m), at<Areas, K>(m).type); }};
 
     // For the first subscriber area, the format checks type 'A' in the last meter area.
-    static constexpr Rule<M> firstSubscriberAreaPartly{
+    static constexpr Condition<M> firstSubscriberAreaPartly{
         "its area has some of position, length and type (or meter information area 5 is of type A), but not all of them",
         [](const M& m) { return incomplete(m.subscriberAreas[0], m.meterAreas[4].type); }};
 
     // The four fields of one area, written together if the area has a position.
     template <auto Areas, int K> static consteval auto area(std::int32_t column, std::array<const char*, 4> name,
-        std::array<const char*, 4> label, const Rule<M>* partly, ErrorColumns error) {
+        std::array<const char*, 4> label, const Condition<M>* partly, ErrorColumns error) {
         constexpr auto* group = &placed<Areas, K>;
         // clang-format off
         return fields<M>({

@@ -92,6 +92,12 @@ template <class M> FieldValue get(const M& model, const Field& field);
 /// value has the wrong type, is a number that the field cannot hold, or is not one of the field's codes.
 template <class M> bool set(M& model, const Field& field, const FieldValue& value);
 
+/// Returns the field's columns in a line unchanged; fewer if the line ends earlier. The field must be in the line (column > 0).
+TRAMO_EXPORT std::wstring_view rawText(std::wstring_view line, const Field& field);
+
+/// Returns the fields that a column belongs to, in the order in which they are written.
+TRAMO_EXPORT std::vector<const Field*> fieldsAt(const RecordKind& kind, int column);
+
 /// A part of a line that no value preserves.
 struct IgnoredText {
     const Field* field;   ///< the field that ignores it; nullptr: the columns belong to no field

@@ -11,6 +11,8 @@
 ///   ParameterTramoModel and AMRKeyTramoModel for the lines of other files.
 /// - **Fields as data**: tramo::RecordKind, tramo::Field, tramo::get and tramo::set, for programs that name no accessor.
 ///   TE::FieldError reports an error in a field.
+/// - **Checks**: tramo::Checker reports what is wrong with lines and files, as tramo::Finding. tramo::LineModel is the model of
+///   a line of any kind of fixed columns. wording.h describes the format in words.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
 /// - **Messages**: failed conversions print a message on the standard output, unless tramo::setMessages() turns that off.
 ///
@@ -22,6 +24,7 @@
 #include "amrkeytramomodel.h"
 #include "amrtramomodel.h"
 #include "anyrecord.h"
+#include "check.h"
 #include "codes.h"
 #include "dateutils.h"
 #include "enquirydefinitiontramomodel.h"
@@ -33,6 +36,8 @@
 #include "fields.h"
 #include "ifilestream.h"
 #include "keyline.h"
+#include "linekind.h"
+#include "linemodel.h"
 #include "log.h"
 #include "messages.h"
 #include "meterchangetramomodel.h"
@@ -46,3 +51,4 @@
 #include "tagtramomodel.h"
 #include "tramoline.h"
 #include "types.h"
+#include "wording.h"

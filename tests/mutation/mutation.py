@@ -116,11 +116,11 @@ class Build:
     """The unchanged library and its tests, in a copy of the sources, so that they can be edited meanwhile."""
 
     def __init__(self, jobs, keep):
-        for folder in ("tests",) if keep else ("common", "convert", "include", "model", "samples", "stream", "tests", "cli"):
+        for folder in ("tests",) if keep else ("check", "common", "convert", "include", "model", "samples", "stream", "tests", "cli"):
             shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
             shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
         os.chdir(TREE)
-        self.sources = sorted(path for folder in ("common", "convert", "model", "stream") for path in glob.glob(folder + "/*.cpp")
+        self.sources = sorted(path for folder in ("check", "common", "convert", "model", "stream") for path in glob.glob(folder + "/*.cpp")
                               if not path.endswith("_windows.cpp"))
         self.tests = sorted(glob.glob("tests/*_test.cpp"))
         self.headers = sorted(glob.glob("*/*.h") + glob.glob("include/tramostream/*.h"))

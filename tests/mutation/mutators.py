@@ -146,7 +146,7 @@ class Source:
         self.skipped = self.tokens_of_rows() if rows else set()
 
     def tokens_of_rows(self):
-        """The tokens in Row{...}, Record<M> name{...}, the call of a group, and the words of a Rule, without template arguments."""
+        """The tokens in Row{...}, Record<M> name{...}, the call of a group, and the words of a Condition, without template arguments."""
         found = set()
         for at in range(len(self.tokens)):
             before, here = [self.text(place) for place in range(at - 5, at)], self.text(at)
@@ -158,7 +158,7 @@ class Source:
                     depth += (token.text == "<") - (token.text == ">")
                     if depth == 0 and self.text(place + 1) != "<":
                         found.add(place)
-            if here == "{" and before[:4] == ["Rule", "<", "M", ">"]:
+            if here == "{" and before[:4] == ["Condition", "<", "M", ">"]:
                 found.add(at + 1)
         return found
 

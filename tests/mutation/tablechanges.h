@@ -106,14 +106,14 @@ private:
         inRow(name + ": limit + 1", get, [](Test test) { return Test{test.operation, test.limit + 1}; });
         inRow(name + ": limit - 1", get, [](Test test) { return Test{test.operation, test.limit - 1}; });
     }
-    void rule(const std::string& name, auto get, const Rule<M>* now) {
+    void rule(const std::string& name, auto get, const Condition<M>* now) {
         if (!now) return;
         stated(name.c_str(), get);
-        inRow(name + " turned round", get, [](const Rule<M>* rule) {
+        inRow(name + " turned round", get, [](const Condition<M>* rule) {
             Opposite<M>::rule = rule->holds;
-            return new Rule<M>{rule->words, Opposite<M>::holds};
+            return new Condition<M>{rule->words, Opposite<M>::holds};
         });
-        inRow(name + ": words", get, [](const Rule<M>* rule) { return new Rule<M>{longer(rule->words), rule->holds}; });
+        inRow(name + ": words", get, [](const Condition<M>* rule) { return new Condition<M>{longer(rule->words), rule->holds}; });
     }
 
     // clang-format off

@@ -1,45 +1,42 @@
-#include "summary.h"
+#include "tramostream/check.h"
 #include <algorithm>
 
-namespace tramo::cli {
+namespace tramo {
 
-void Summary::count(const Line& line, std::optional<LineKind> kind) {
+void CheckSummary::add(std::wstring_view text, std::optional<LineKind> kind) {
     ++lines;
-    if (line.text.empty()) ++empty;
+    if (text.empty()) ++empty;
     else if (kind && kind != LineKind::Record) ++byKind[static_cast<std::size_t>(*kind)];
-    else if (kind && isRecordLetter(line.text.front())) ++byLetter[static_cast<std::size_t>(line.text.front())];
+    else if (kind && isRecordLetter(text.front())) ++byLetter[static_cast<std::size_t>(text.front())];
     else ++unknown;
 }
 
 // The names of kinds and fields are never copied: one name is one address.
-Count& Summary::countOf(const FindingCount& what) {
+FindingCount& CheckSummary::countOf(const FindingsOfField& what) {
     auto found = std::ranges::find_if(
-        counts, [&](const FindingCount& c) { return c.field.data() == what.field.data() && c.rule == what.rule; });
+        counts, [&](const FindingsOfField& c) { return c.field.data() == what.field.data() && c.rule == what.rule; });
     if (found == counts.end()) found = counts.insert(found, {what.kind, what.field, what.rule, {}});
     return found->count;
 }
 
-void Summary::count(const Finding& finding, bool isError) {
-    const Count one = isError ? Count{1, 0} : Count{0, 1};
-    countOf({finding.kind, finding.field, finding.field.empty() ? finding.rule : nullptr, {}}) += one;
-    total += one;
+void CheckSummary::add(const Finding& finding) {
+    countOf({finding.kind, finding.field, finding.field.empty() ? finding.rule : nullptr, {}}) += finding.severity;
+    total += finding.severity;
 }
 
-Summary& Summary::operator+=(const Summary& next) {
+CheckSummary& CheckSummary::operator+=(const CheckSummary& next) {
     lines += next.lines;
-    bytes += next.bytes;
     total += next.total;
-    notListed += next.notListed;
     for (std::size_t i = 0; i < byLetter.size(); ++i) byLetter[i] += next.byLetter[i];
     for (std::size_t i = 0; i < byKind.size(); ++i) byKind[i] += next.byKind[i];
     empty += next.empty;
     unknown += next.unknown;
-    for (const FindingCount& what : next.counts) countOf(what) += what.count;
+    for (const FindingsOfField& what : next.counts) countOf(what) += what.count;
     return *this;
 }
 
-std::vector<KindCount> Summary::lineKinds() const {
-    std::vector<KindCount> kinds;
+std::vector<LinesOfKind> CheckSummary::lineKinds() const {
+    std::vector<LinesOfKind> kinds;
     for (std::size_t letter = 0; letter < byLetter.size(); ++letter) {
         if (byLetter[letter] == 0) continue;
         const RecordKind* kind = recordKind(static_cast<wchar_t>(letter));
@@ -55,10 +52,10 @@ std::vector<KindCount> Summary::lineKinds() const {
     return kinds;
 }
 
-std::vector<FindingCount> Summary::findingCounts() const {
-    std::vector<FindingCount> sorted = counts;
-    std::ranges::stable_sort(sorted, std::greater{}, [](const FindingCount& c) { return c.count.all(); });
+std::vector<FindingsOfField> CheckSummary::findingCounts() const {
+    std::vector<FindingsOfField> sorted = counts;
+    std::ranges::stable_sort(sorted, std::greater{}, [](const FindingsOfField& c) { return c.count.all(); });
     return sorted;
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo

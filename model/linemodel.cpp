@@ -1,13 +1,12 @@
-#include "linemodel.h"
-#include "columns.h"
-#include "text.h"
+#include "tramostream/linemodel.h"
+#include "tramostream/stringconverter.h"
 #include <algorithm>
 #include <array>
-#include <fmt/format.h>
-#include <fmt/xchar.h>
-#include <tramostream/stringconverter.h>
+#include <charconv>
+#include <cmath>
+#include <type_traits>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
 
@@ -17,8 +16,34 @@ template <class Buffer> Buffer bufferOf(std::wstring_view text) {
     return line;
 }
 
-// What `use` answers for the model; the second argument tells a record from the others.
+// Whether the model is an AnyRecord, whose kind is known only at run time.
 template <class Model> constexpr bool isRecord = std::is_same_v<std::remove_cvref_t<Model>, AnyRecord>;
+
+// The letters of a name, made small, and its digits.
+std::string plain(std::string_view name) {
+    std::string out;
+    for (const char c : name)
+        if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'z')) out += c;
+        else if (c >= 'A' && c <= 'Z') out += static_cast<char>(c - 'A' + 'a');
+    return out;
+}
+
+// The fewest digits that read back as the same number, without an exponent from 0.0001 up to 1e16.
+std::wstring shortest(double value) {
+    std::array<char, 64> text{};
+    const double size = std::abs(value);
+    const bool isPlain = value == 0 || (size >= 1e-4 && size < 1e16);
+    const auto form = isPlain ? std::chars_format::fixed : std::chars_format::scientific;
+    char* const end = std::to_chars(text.data(), text.data() + text.size(), value, form).ptr;
+    return {text.data(), end};
+}
+
+// The four hexadecimal digits of some bits.
+std::wstring hexadecimal(long long bits) {
+    std::wstring text;
+    for (int shift = 12; shift >= 0; shift -= 4) text += L"0123456789ABCDEF"[bits >> shift & 0xF];
+    return text;
+}
 
 // A local time as the pattern has it: a digit for each 0, everything else as it stands.
 std::wstring localTime(long long seconds, const wchar_t* format, std::wstring pattern) {
@@ -115,7 +140,7 @@ std::wstring LineModel::built() {
         model);
 }
 
-const std::vector<const RecordKind*>& allKinds() {
+std::span<const RecordKind* const> allKinds() {
     static const std::vector<const RecordKind*> all = [] {
         const auto records = recordKinds();
         std::vector<const RecordKind*> kinds(records.begin(), records.end());
@@ -127,11 +152,11 @@ const std::vector<const RecordKind*>& allKinds() {
 }
 
 const RecordKind* kindNamed(std::string_view word) {
-    const std::string name = plainWord(word);
+    const std::string name = plain(word);
     if (name.empty()) return nullptr;
     for (const RecordKind* kind : allKinds()) {
         const bool isLetter = word.size() == 1 && kind->letter != 0 && static_cast<wchar_t>(word[0]) == kind->letter;
-        if (isLetter || name == plainWord(kind->name) || name == plainWord(kind->model)) return kind;
+        if (isLetter || name == plain(kind->name) || name == plain(kind->model)) return kind;
     }
     return nullptr;
 }
@@ -139,7 +164,7 @@ const RecordKind* kindNamed(std::string_view word) {
 FieldValue valueRead(const RecordKind& kind, const Field& field, std::wstring_view line) {
     std::wstring alone(static_cast<std::size_t>(kind.length), L' ');
     if (kind.letter) alone.front() = kind.letter;
-    const std::wstring_view text = cut(line, field);
+    const std::wstring_view text = rawText(line, field);
     alone.replace(static_cast<std::size_t>(field.column - 1), text.size(), text);
     const LineModel model = LineModel::of(kind, alone);
     return model.get(field.readInto.empty() ? field : *kind.field(field.readInto));
@@ -150,11 +175,11 @@ bool isAbsent(const Field& field, const FieldValue& value) { return value == fie
 std::wstring textOf(const Field& field, const FieldValue& value) {
     switch (field.kind) {
     case FieldKind::Text: return std::get<std::wstring>(value);
-    case FieldKind::Integer: return fmt::format(L"{}", std::get<long long>(value));
-    case FieldKind::Decimal: return fmt::format(L"{}", std::get<double>(value));  // the shortest that reads back the same
+    case FieldKind::Integer: return std::to_wstring(std::get<long long>(value));
+    case FieldKind::Decimal: return shortest(std::get<double>(value));
     case FieldKind::Code: return {std::get<wchar_t>(value)};
     case FieldKind::Flag: return std::get<bool>(value) ? L"1" : L"0";
-    case FieldKind::AlarmFlags: return fmt::format(L"{:04X}", std::get<long long>(value));
+    case FieldKind::AlarmFlags: return hexadecimal(std::get<long long>(value));
     case FieldKind::Year: return localTime(std::get<long long>(value), StrConv::YEARFORMAT, L"0000");
     case FieldKind::Date: return localTime(std::get<long long>(value), StrConv::DATEFORMAT, L"0000-00-00");
     case FieldKind::DateTime: break;
@@ -162,4 +187,4 @@ std::wstring textOf(const Field& field, const FieldValue& value) {
     return localTime(std::get<long long>(value), StrConv::DATETIMEFORMAT, L"0000-00-00T00:00");
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo

@@ -1,13 +1,16 @@
-#include "ignoredtext.h"
-#include "columns.h"
-#include "text.h"
+// Text of a line that no value comes from, in words.
+#include "common/concat.h"
+#include "common/printable.h"
+#include "convert/codec.h"
+#include "tramostream/check.h"
 #include <algorithm>
 #include <bit>
-#include <fmt/format.h>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
+
+std::wstring_view trimmed(std::wstring_view text) { return text.substr(0, text.find_last_not_of(L' ') + 1); }
 
 std::string words(const Field& field, const FieldValue& value) {
     if (field.kind == FieldKind::Year) return "no year";
@@ -29,34 +32,34 @@ std::string reason(const Field& field, std::wstring_view line, int column, int w
     case FieldKind::AlarmFlags: {
         const std::size_t stray = piece.find_first_not_of(L"0123456789ABCDEFabcdef");
         if (stray == std::wstring_view::npos) return quoted(piece) + " stands for no flag";
-        return fmt::format("expected 4 hexadecimal digits, found {} at column {}", quoted(piece.substr(stray, 1)),
+        return concat("expected 4 hexadecimal digits, found ", quoted(piece.substr(stray, 1)), " at column ",
             column + static_cast<int>(stray));
     }
     default: break;
     }
-    if (piece.front() >= L'0' && piece.front() <= L'9' && isFilled(line[first - 1]))
+    if (piece.front() >= L'0' && piece.front() <= L'9' && line[first - 1] != 0 && !codec::isBlank(line[first - 1]))
         return quoted(piece) + " is lost: a decimal number holds about 16 digits";
     return quoted(piece) + " after the number is ignored";
 }
 
 }  // namespace
 
-Finding explain(const IgnoredText& ignored, const RecordKind& kind, std::wstring_view line) {
+Finding findingOf(const IgnoredText& ignored, const RecordKind& kind, std::wstring_view line) {
     const auto first = static_cast<std::size_t>(ignored.column - 1);
     const std::wstring_view piece = line.substr(first, static_cast<std::size_t>(ignored.width));
     constexpr std::size_t mostOfText = 40;
     const std::string shown = quoted(piece.substr(0, mostOfText)) + (piece.size() > mostOfText ? "..." : "");
-    Finding finding = lineFinding("TextIgnored", shown + " is in columns of no field", "it is ignored", ignored.column);
+    Finding finding = findingOf("TextIgnored", shown + " is in columns of no field", "it is ignored", ignored.column);
     finding.endColumn = ignored.column + ignored.width;
     if (!ignored.field) return finding;
     const Field& field = *ignored.field;
     finding.kind = kind.name;
     finding.field = field.name;
-    finding.found = trimmed(cut(line, field));
-    const std::wstring_view text = trimmed(cut(line, field));
-    finding.message = fmt::format("{}: {} is read as {}", field.name, quoted(text.substr(text.find_first_not_of(L' '))),
+    finding.found = trimmed(rawText(line, field));
+    const std::wstring_view text = trimmed(rawText(line, field));
+    finding.sentence = concat(field.name, ": ", quoted(text.substr(text.find_first_not_of(L' '))), " is read as ",
         words(field, valueRead(kind, field, line)));
-    finding.detail = reason(field, line, ignored.column, ignored.width);
+    finding.reason = reason(field, line, ignored.column, ignored.width);
     return finding;
 }
 
@@ -76,4 +79,4 @@ bool isKept(const IgnoredText& ignored, const RecordKind& kind) {
     });
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo

@@ -1,12 +1,10 @@
-#include "wording.h"
-#include "columns.h"
-#include "findings.h"
-#include "linemodel.h"
-#include "text.h"
+#include "tramostream/wording.h"
+#include "common/concat.h"
+#include "common/printable.h"
+#include "tramostream/linemodel.h"
 #include <algorithm>
-#include <fmt/format.h>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
 
@@ -101,23 +99,22 @@ std::string neighboursAt(const RecordKind& kind, const Field& field, int column)
 std::string columnsOf(const Field& field) {
     if (field.column == 0) return {};
     const int last = field.column + field.width - 1;
-    return last > field.column ? fmt::format("{}-{}", field.column, last) : std::to_string(field.column);
+    return last > field.column ? concat(field.column, '-', last) : std::to_string(field.column);
 }
 
 std::string typeOf(const Field& field) {
     const std::string_view type = wordsOf(field.kind).type;
-    return field.kind == FieldKind::Code ? fmt::format("{} {}", type, printable(field.codes)) : std::string(type);
+    return field.kind == FieldKind::Code ? concat(type, ' ', printable(field.codes)) : std::string(type);
 }
 
 std::string formOf(const RecordKind& kind, const Field& field) {
     switch (field.kind) {
-    case FieldKind::Text: return fmt::format("text of up to {} character{}", field.width, field.width == 1 ? "" : "s");
+    case FieldKind::Text: return concat("text of up to ", field.width, " character", field.width == 1 ? "" : "s");
     case FieldKind::Integer: {
         LineModel model = LineModel::blank(kind);
-        return fmt::format("whole number of {} bits", model.set(field, 1LL << 31) ? 64 : 32);
+        return concat("whole number of ", model.set(field, 1LL << 31) ? 64 : 32, " bits");
     }
-    case FieldKind::Decimal:
-        return fmt::format("decimal number, written with {} decimals", field.decimals < 0 ? 6 : field.decimals);
+    case FieldKind::Decimal: return concat("decimal number, written with ", field.decimals < 0 ? 6 : field.decimals, " decimals");
     case FieldKind::Date: return "date YYYYMMDD";
     case FieldKind::DateTime: return "date and time YYYYMMDDhhmm";
     case FieldKind::Year: return "year YYYY";
@@ -130,7 +127,7 @@ std::string formOf(const RecordKind& kind, const Field& field) {
 
 std::string defaultOf(const Field& field) {
     const FieldValue& value = field.defaultValue;
-    if (isDate(field)) return fmt::format("no date ({})", std::get<long long>(value));
+    if (isDate(field)) return concat("no date (", std::get<long long>(value), ')');
     switch (field.kind) {
     case FieldKind::Text: return std::get<std::wstring>(value).empty() ? "empty" : quoted(std::get<std::wstring>(value));
     case FieldKind::Year: return "no year";
@@ -148,17 +145,17 @@ std::string_view readingOf(FieldKind kind) { return wordsOf(kind).reading; }
 std::string_view writingOf(FieldKind kind) { return wordsOf(kind).writing; }
 
 std::string blankOf(const Field& field) {
-    if (!field.blank.empty()) return fmt::format("A blank field is read as {}.", quoted(field.blank));
+    if (!field.blank.empty()) return concat("A blank field is read as ", quoted(field.blank), '.');
     return field.kind == FieldKind::Text ? "" : "A blank field keeps its default.";
 }
 
 std::string particularsOf(const Field& field) {
     std::string words;
     if (!field.readInto.empty())
-        words += fmt::format("Its text is read into {}; it never gets a value from a line. ", field.readInto);
+        words += concat("Its text is read into ", field.readInto, "; it never gets a value from a line. ");
     if (field.writtenWidth != field.width)
-        words += fmt::format("It is written {} characters wide, over the columns behind it, which their own fields overwrite. ",
-            field.writtenWidth);
+        words += concat("It is written ", field.writtenWidth,
+            " characters wide, over the columns behind it, which their own fields overwrite. ");
     if (const std::string changes = codeChanges(field); !changes.empty()) words += changes + ". ";
     if (field.overlaid) words += "It shares its columns with the field before it. ";
     if (!words.empty()) words.pop_back();
@@ -177,7 +174,7 @@ std::string codeChanges(const Field& field) {
         if (field.codesWritten[i] == field.codes[i]) continue;
         if (!words.empty()) words += ", ";
         if (field.codesWritten[i] == 0) words += read + " cannot be written";
-        else words += fmt::format("{} is written as {}", read, printable(field.codesWritten.substr(i, 1)));
+        else words += concat(read, " is written as ", printable(field.codesWritten.substr(i, 1)));
     }
     return words;
 }
@@ -226,10 +223,14 @@ const std::vector<ErrorCode>& errorCodes() {
     return all;
 }
 
-std::string hex(TE::errorType code) { return fmt::format("0x{:03X}", static_cast<unsigned>(code)); }
+std::string hex(TE::errorType code) {
+    std::string digits = "0x000";
+    for (std::size_t i = 0; i < 3; ++i) digits[4 - i] = "0123456789ABCDEF"[static_cast<unsigned>(code) >> (4 * i) & 0xF];
+    return digits;
+}
 
 std::string letterOf(const RecordKind& kind) {
     return kind.letter ? printable(std::wstring_view(&kind.letter, 1)) : std::string("-");
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo

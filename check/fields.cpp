@@ -1,10 +1,16 @@
-#include "fieldcheck.h"
-#include "ignoredtext.h"
-#include "text.h"
+// What is wrong with the fields of a line.
+#include "common/concat.h"
+#include "common/named.h"
+#include "common/printable.h"
+#include "common/utf8.h"
+#include "common/wipe.h"
+#include "model/lineerrors.h"
+#include "tramostream/check.h"
+#include "tramostream/keyline.h"
 #include <algorithm>
-#include <tramostream/keyline.h>
+#include <vector>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
 
@@ -30,19 +36,19 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
     wipe(parsed.line.line);
     if (parsed.error) {
         const auto column = static_cast<int>(parsed.error->column());
-        findings.push_back(lineFinding("KeyLineUnreadable", "key line cannot be read", parsed.error->text, column));
+        findings.push_back(findingOf("KeyLineUnreadable", "key line cannot be read", parsed.error->text, column));
         return;
     }
     const char* kind = shapeOf(LineKind::Key).name;
     for (const KeyLineRemark& remark : parsed.remarks) {
         const KeyValue* value = keyValue(remark.name);
-        const std::string name = value ? std::string(value->name) : named("unknown member", toUtf8(remark.name));
-        findings.push_back(lineFinding("KeyMemberIgnored", name + ": is ignored", whyIgnored(remark, value)));
+        const std::string name = value ? std::string(value->name) : named("unknown member", utf8::encode(remark.name));
+        findings.push_back(findingOf("KeyMemberIgnored", name + ": is ignored", whyIgnored(remark, value)));
         if (value) findings.back().kind = kind, findings.back().field = value->name;
     }
     for (const KeyValue& value : keyValues) {
         if (!value.isAbsent(parsed.line)) continue;
-        findings.push_back(lineFinding(errorName(TE::MandatoryMissing), std::string(value.name) + ": is missing"));
+        findings.push_back(findingOf(errorName(TE::MandatoryMissing), std::string(value.name) + ": is missing"));
         findings.back().kind = kind, findings.back().field = value.name;
     }
     for (const KeyValue& value : keyValues)
@@ -54,18 +60,16 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
 void checkFields(LineModel& model, std::wstring_view text, bool all, std::vector<Finding>& findings) {
     const RecordKind& kind = model.kind();
     text = text.substr(0, static_cast<std::size_t>(kind.length));
-    const std::vector<TE::FieldError> mandatory = model.mandatoryErrors();
-    const std::vector<TE::FieldError> parse = model.parseErrors();  // with what the call before has added
-    for (const auto* list : {&parse, &mandatory}) {
-        for (const TE::FieldError& error : *list) {
+    LineErrors::each(model, [&](std::span<const TE::FieldError> errors) {
+        for (const TE::FieldError& error : errors) {
             const Field* field = kind.fieldOf(error);
             if (!all && field && field->reportedOnGoodLines && error == field->mandatoryError) continue;
-            Finding finding = explain(error, kind, text);
+            Finding finding = findingOf(error, kind, text);
             // A zero character was reported; that it spoils its field goes without saying.
             if (finding.found.find(L'\0') == std::wstring::npos) findings.push_back(std::move(finding));
         }
-    }
-    for (const IgnoredText& ignored : ignoredTexts(model, text)) findings.push_back(explain(ignored, kind, text));
+    });
+    for (const IgnoredText& ignored : ignoredTexts(model, text)) findings.push_back(findingOf(ignored, kind, text));
 }
 
 void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings) {
@@ -73,4 +77,4 @@ void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Fi
     else if (std::optional<LineModel> model = LineModel::of(kind, text)) checkFields(*model, text, all, findings);
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo

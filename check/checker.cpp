@@ -1,0 +1,44 @@
+#include "common/concat.h"
+#include "tramostream/check.h"
+#include <algorithm>
+
+namespace tramo {
+
+void Checker::line(const SourceLine& line, std::vector<Finding>& findings) {
+    const std::optional<LineKind> kind = options.kind ? options.kind : kindOfLine(line, options.prevailing);
+    const std::size_t first = findings.size();
+    counted.add(line.text, kind);
+    if (checkShape(line, kind, findings)) checkFields(*kind, line.text, options.all, findings);
+    if (findings.size() == first) return;
+    if (kind == LineKind::Key || line.mayHoldKeys())
+        for (std::size_t i = first; i < findings.size(); ++i) findings[i].excerpt = false;
+    finish(first, line.number, findings);
+}
+
+void Checker::end(const End& end, std::vector<Finding>& findings) {
+    const std::size_t first = findings.size();
+    std::int64_t line = end.lines;
+    if (end.charactersUnread) {
+        ++line;
+        findings.push_back(findingOf("TextUnread", "a line that begins with U+FFFF ends the text",
+            tramo::counted(end.charactersUnread, "character") + " from here on cannot be read", 1));
+    }
+    if (end.isLastByteOdd)
+        findings.push_back(
+            findingOf("LastByteOdd", "the file ends with half of a UTF-16 character", "the last byte is not read"));
+    if (line == 0) findings.push_back(findingOf("FileEmpty", "the file is empty"));
+    finish(first, line, findings);
+}
+
+// Places, sorts and counts the findings from `first` on.
+void Checker::finish(std::size_t first, std::int64_t number, std::vector<Finding>& findings) {
+    const auto begin = findings.begin() + static_cast<std::ptrdiff_t>(first);
+    std::ranges::stable_sort(begin, findings.end(), {}, &Finding::column);
+    for (auto finding = begin; finding != findings.end(); ++finding) {
+        finding->line = number;
+        if (finding->rule->isError(options.strict)) finding->severity = Severity::Error;
+        counted.add(*finding);
+    }
+}
+
+}  // namespace tramo

@@ -1,0 +1,84 @@
+#include "common/concat.h"
+#include "tramostream/check.h"
+#include "tramostream/wording.h"
+#include <algorithm>
+
+namespace tramo {
+
+namespace {
+
+constexpr int firstParseCode = 0x001, firstBuildCode = 0x101;
+
+std::vector<Rule> makeRules() {
+    constexpr auto error = Severity::Error, warning = Severity::Warning;
+    // clang-format off
+    std::vector<Rule> all{
+        {"FileEmpty",            0, "The file holds no line.", warning},
+        {"LineEmpty",            0, "A line holds no character.", error},
+        {"LineTooShort",         0, "A line has fewer characters than its kind has.", error},
+        {"LineTooLong",          0, "A line has more characters than its kind has.", error},
+        {"LineKindUnknown",      0, "A line has the length of no kind of line.", error},
+        {"LineLetterUnknown",    0, "A record line begins with a character that no kind of record has.", error},
+        {"LineEndWithoutCR",     0, "A line ends with a line feed that no carriage return stands before.", error},
+        {"LineEndMissing",       0, "The last line has no line end.", error},
+        {"ZeroCharacter",        0, "A line holds characters of value zero.", error},
+        {"ZeroBehindAlarmFlags", 0, "The field behind alarm flags holds the zero character that their writer leaves there.", warning},
+        {"SurrogateAlone",       0, "A line holds half of a UTF-16 surrogate pair without the other half.", error},
+        {"KeyLineUnreadable",    0, "A key line is no JSON object that can be read.", error},
+        {"KeyMemberIgnored",     0, "A member of a key line's object is not taken.", warning},
+        {"TextIgnored",          0, "A line holds text that no value comes from: after a number, or outside of all fields.", warning},
+        {"TextUnread",           0, "A line that begins with U+FFFF ends the text; nothing behind it is read.", error},
+        {"LastByteOdd",          0, "A UTF-16 file ends with half of a character.", error},
+    };
+    // clang-format on
+    auto add = [&](int code, const char* words, Severity severity) {
+        if (const std::string_view name = errorName(static_cast<TE::errorType>(code)); !name.empty())
+            all.push_back({name, code, concat(words, " (", name, ' ', hex(static_cast<TE::errorType>(code)), ")."), severity});
+    };
+    for (int code = firstParseCode; code < firstBuildCode; ++code) add(code, "A field's text cannot be read", error);
+    add(TE::MandatoryMissing, "A mandatory value is missing", warning);
+    add(TE::MandatoryInconsistent, "Values that belong together contradict each other", warning);
+    add(TE::WrongLineType, "A line is of another kind than it was taken for", error);
+    return all;
+}
+
+}  // namespace
+
+std::span<const Rule> rules() {
+    static const std::vector<Rule> all = makeRules();
+    return all;
+}
+
+const Rule* ruleNamed(std::string_view name) {
+    const auto found = std::ranges::find(rules(), name, &Rule::name);
+    return found == rules().end() ? nullptr : &*found;
+}
+
+Finding findingOf(const Rule& rule, std::string sentence, std::string reason, int column) {
+    return {.rule = &rule,
+        .severity = rule.severity,
+        .column = column,
+        .endColumn = column + (column > 0),
+        .sentence = std::move(sentence),
+        .reason = std::move(reason)};
+}
+
+Finding findingOf(std::string_view rule, std::string sentence, std::string reason, int column) {
+    return findingOf(*ruleNamed(rule), std::move(sentence), std::move(reason), column);
+}
+
+std::string columnsOf(const Finding& finding) {
+    const int last = finding.endColumn - 1;
+    return last > finding.column ? concat(finding.column, '-', last) : std::to_string(finding.column);
+}
+
+std::string sentenceOf(const Finding& finding) {
+    std::string text = concat(finding.sentence, " (", finding.rule->name);
+    if (finding.rule->code) text += ' ' + hex(static_cast<TE::errorType>(finding.rule->code));
+    text += ')';
+    if (!finding.reason.empty()) text += ": " + finding.reason;
+    if (finding.reportedColumn) text += concat("; field at ", columnsOf(finding), ", reported at ", finding.reportedColumn);
+    return text;
+}
+
+}  // namespace tramo

@@ -1,0 +1,33 @@
+// Wide text that holds one UTF-16 code unit in each wchar_t.
+#pragma once
+#include <cstddef>
+#include <string_view>
+
+namespace tramo::utf16 {
+
+constexpr bool isHighSurrogate(char32_t c) { return (c & ~0x3FFU) == 0xD800; }
+constexpr bool isLowSurrogate(char32_t c) { return (c & ~0x3FFU) == 0xDC00; }
+constexpr bool isSurrogate(char32_t c) { return (c & ~0x7FFU) == 0xD800; }
+
+struct Character {
+    char32_t code;  // a surrogate without its partner stands for itself
+    std::size_t length;
+};
+
+// The character at the start of the text, which is not empty.
+constexpr Character first(std::wstring_view text) {
+    const auto unit = static_cast<char32_t>(text[0]);
+    const auto next = text.size() > 1 ? static_cast<char32_t>(text[1]) : 0;
+    if (!isHighSurrogate(unit) || !isLowSurrogate(next)) return {unit, 1};
+    return {0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), 2};
+}
+
+// A surrogate whose partner is not beside it.
+constexpr bool isLoneSurrogate(std::wstring_view text, std::size_t at) {
+    const auto unit = static_cast<char32_t>(text[at]);
+    if (!isSurrogate(unit)) return false;
+    if (isHighSurrogate(unit)) return first(text.substr(at)).length == 1;
+    return at == 0 || !isHighSurrogate(static_cast<char32_t>(text[at - 1]));
+}
+
+}  // namespace tramo::utf16

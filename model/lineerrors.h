@@ -1,0 +1,43 @@
+// The errors of a line's model as the check needs them: without a list of their own, which would take memory.
+#pragma once
+#include "model/frame.h"
+#include "tramostream/linemodel.h"
+#include <array>
+#include <span>
+#include <variant>
+
+namespace tramo {
+
+struct LineErrors {
+    // use(errors) for the parse errors, those that LineModel::mandatoryErrors would add to them, and the mandatory errors.
+    static void each(LineModel& line, auto use) {
+        std::visit(
+            [&]<class M>(M& model) {
+                if constexpr (std::is_same_v<M, AnyRecord>) {
+                    std::visit(
+                        [&]<class Record>(Record& record) {
+                            if constexpr (!std::is_same_v<Record, std::monostate>) eachOf(record, use);
+                        },
+                        model.model());
+                } else eachOf(model, use);
+            },
+            line.model);
+    }
+
+private:
+    template <class M> static void eachOf(M& model, auto use) {
+        constexpr std::size_t most = 256;  // more than a record has rows
+        std::array<TE::FieldError, most> mandatory;
+        std::array<TE::FieldError, most> added;
+        std::size_t count = 0, addedCount = 0;
+        Layouts::of<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
+            if (toParseList) added[addedCount++] = error;
+            else mandatory[count++] = error;
+        });
+        use(std::span<const TE::FieldError>(Layouts::errors(model).parse));
+        use(std::span<const TE::FieldError>(added.data(), addedCount));
+        use(std::span<const TE::FieldError>(mandatory.data(), count));
+    }
+};
+
+}  // namespace tramo
