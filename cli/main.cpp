@@ -1,12 +1,13 @@
 // tramo: finds the command and answers for what all commands have in common.
-#include "command.h"
-#include "completion.h"
-#include "console.h"
-#include "input.h"
-#include "manual.h"
-#include "outfile.h"
-#include "platform.h"
-#include "text.h"
+#include "cli/io/console.h"
+#include "cli/io/outfile.h"
+#include "cli/io/platform.h"
+#include "cli/io/text.h"
+#include "cli/lines/input.h"
+#include "cli/shell/command.h"
+#include "cli/shell/completion.h"
+#include "cli/shell/manual.h"
+#include "cli/shell/suggestion.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -15,7 +16,6 @@
 #include <exception>
 #include <fmt/format.h>
 #include <new>
-#include <numeric>
 #include <tramostream/messages.h>
 #include <utility>
 
@@ -55,43 +55,20 @@ Exit codes:
     return page;
 }
 
-// "meter-change" is "meter change".
-bool isSame(char a, char b) {
-    constexpr std::string_view joints = " -_";
-    return a == b || (joints.find(a) != std::string_view::npos && joints.find(b) != std::string_view::npos);
-}
-
-std::size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t k = 0; k < b.size(); ++k) {
-            const std::size_t replaced = diagonal + !isSame(a[i], b[k]);
-            diagonal = row[k + 1];
-            row[k + 1] = std::min({replaced, row[k] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
 const Command& find(const std::string& name) {
     for (const Command* command : commands)
         if (name == command->name) return *command;
     std::vector<std::string_view> names{"help"};
     for (const Command* command : commands) names.push_back(command->name);
-    const std::string_view near = meant(name, names);
-    throw WrongUsage{fmt::format("\"{}\" is no command{}", printable(std::string_view(name)),
-        near.empty() ? "" : fmt::format("; did you mean \"{}\"?", near))};
+    throw WrongUsage{fmt::format("\"{}\" is no command{}", printable(std::string_view(name)), didYouMean(name, names))};
 }
 
 // An option before the command that is none of the tool's own.
 [[noreturn]] void refuseOption(const std::string& word, bool isAlone) {
     static constexpr std::string_view own[] = {"--help", "--version"};
     const std::string name = printable(std::string_view(word));
-    if (const std::string_view near = meant(word, own); !near.empty())
-        throw WrongUsage{fmt::format("unknown option \"{}\"; did you mean \"{}\"?", name, near)};
-    if (isAlone) throw WrongUsage{fmt::format("unknown option \"{}\"", name)};
+    const std::string suggestion = didYouMean(word, own);
+    if (isAlone || !suggestion.empty()) throw WrongUsage{fmt::format("unknown option \"{}\"{}", name, suggestion)};
     throw WrongUsage{fmt::format("the command must come first, before \"{}\"", name)};
 }
 
@@ -141,15 +118,6 @@ int run(const std::vector<std::string>& arguments) {
 }
 
 }  // namespace
-
-std::string_view meant(std::string_view word, std::span<const std::string_view> candidates) {
-    std::string_view nearest;
-    if (word.size() > 40) return nearest;
-    std::size_t least = std::min<std::size_t>(2, word.size() / 2) + 1;
-    for (const std::string_view candidate : candidates)
-        if (const std::size_t d = distance(word, candidate); d < least) least = d, nearest = candidate;
-    return nearest;
-}
 
 namespace {
 

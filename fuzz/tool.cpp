@@ -1,7 +1,7 @@
 #include "tool.h"
-#include <cli/console.h>
-#include <cli/platform.h>
-#include <cli/textfile.h>
+#include <cli/io/console.h>
+#include <cli/io/platform.h>
+#include <cli/lines/textfile.h>
 #include <cstdio>
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // The tool's commands in this process.
 #pragma once
 #include "support.h"
-#include <cli/command.h>
+#include <cli/shell/command.h>
 #include <initializer_list>
 
 namespace fuzz {

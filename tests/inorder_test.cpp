@@ -1,5 +1,5 @@
 // Work on many threads with results in the order of the tasks.
-#include "cli/inorder.h"
+#include "cli/io/inorder.h"
 #include <algorithm>
 #include <atomic>
 #include <chrono>

@@ -1,0 +1,381 @@
+// tramo check: what is in exchange files, and what is wrong with them.
+#include "cli/io/console.h"
+#include "cli/io/inorder.h"
+#include "cli/io/text.h"
+#include "cli/lines/input.h"
+#include "cli/report/report.h"
+#include "cli/shell/arguments.h"
+#include "cli/shell/command.h"
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <tramostream/check.h>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr const char* help = R"(tramo check tells what is in exchange files, and what is wrong with them.
+
+Examples:
+  tramo check samples/round-broken.txt      every finding, and a summary
+  tramo check -q samples/round-*.txt        a line for each file
+  tramo check --strict samples/tags.txt     a missing value is an error
+  tramo check --max-findings 9 round.txt    the first 9; the summary counts all
+  tramo check --lines 1000-1999 round.txt   these lines, under their numbers
+  tramo check --format sarif round.txt > round.sarif
+  tramo check -q round.txt && send round.txt
+  ssh reader cat round.txt | tramo check -
+
+Usage: tramo check [OPTION]... FILE...
+
+A finding is one line, as compilers print theirs:
+
+  FILE:LINE:COLUMN: error: FIELD: "TEXT" is no date (ParseDate 0x01B): month 13
+
+COLUMN is where the field stands. Some fields are reported at another one's
+column by the format; then both are given: "field at 195-202, reported at 194".
+A finding about a whole line may have no column. Of a line that is too short,
+too long or of no known kind only that is told, for its fields do not stand in
+their columns. Of a key line no value is shown.
+
+Options:
+  --all               also what the format reports on good lines: a complete
+                      history slot of a meter subscriber (0x202), and the meter
+                      number of a record information line (0x201), which is
+                      never read
+  --strict            missing and contradicting values (0x201, 0x202) are
+                      errors, not warnings
+  --encoding WHAT     auto (by the byte order mark), ansi, utf16le
+  --kind WHAT         auto (each line by its length and first character),
+                      record, parameter, tag, key
+  --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of
+                      a file's end comes with its last line
+  --seek              jumps to these lines and counts no line ends: they must
+                      stand where lines of the format's length put them
+  --format WHAT       text, json (one document a run, one finding a line),
+                      sarif (2.1.0)
+  --max-findings N    lists N findings of each file at most; all are counted
+  -q, --quiet         lists no findings; one line for each file
+  -j, --threads N     works on N threads; 0, and if not given: as many as there
+                      are processors. The report is the same with any number
+  --color WHEN        auto (on a terminal, unless NO_COLOR is set), always,
+                      never
+  -h, --help          this page
+
+What cannot be seen (control characters, no-break spaces, directional marks) is
+printed as \x1b or \u202e; in excerpts, as one sign for one column. "-" is the
+standard input; what is no plain file is first copied to TMPDIR, or /tmp.
+
+Exit codes:
+  0  nothing was found
+  1  something was found
+  2  the command line is wrong, or a file cannot be read (the others are still
+     checked)
+  3  something could not be written
+)";
+
+struct Options {
+    std::vector<std::string> files;
+    EncodingChoice encoding = EncodingChoice::Auto;
+    std::optional<LineKind> kind;
+    LineRange lines;
+    std::uint64_t maxFindings = std::numeric_limits<std::uint64_t>::max();
+    unsigned threads = 1;
+    bool all = false;
+    ReportStyle style;
+};
+
+Options parse(std::vector<std::string> arguments) {
+    Options options;
+    bool seek = false;
+    std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
+    Arguments given;
+    given.flag("--all", options.all);
+    given.flag("--strict", options.style.strict);
+    given.flag("-q,--quiet", options.style.quiet);
+    given.option("--encoding", encoding);
+    given.option("--kind", kind);
+    given.option("--lines", lines);
+    given.flag("--seek", seek);
+    given.option("--format", format);
+    given.option("--max-findings", most);
+    given.option("-j,--threads", threads);
+    given.option("--color,--colour", colour);
+    options.files = given.parseFiles(std::move(arguments));
+
+    options.encoding = encodingChoice("--encoding", encoding);
+    options.kind = kindChoice(kind);
+    options.style.format =
+        chosen<Format>("--format", format, {{"text", Format::Text}, {"json", Format::Json}, {"sarif", Format::Sarif}});
+    options.style.colour = wantsColour(colourChoice(colour), stdout);
+    if (!lines.empty()) options.lines = lineRange("--lines", lines);
+    else if (seek) throw WrongUsage{"--seek: needs --lines"};
+    options.lines.seek = seek;
+    if (!most.empty()) options.maxFindings = number("--max-findings", most, "number of findings");
+    if (options.style.quiet) options.maxFindings = 0;
+    options.threads = threadCount(threads);
+    return options;
+}
+
+// A file, as those who look at its lines see it.
+struct CheckedFile {
+    std::string path, label;
+    std::chrono::steady_clock::time_point start;
+    std::optional<LineKind> prevailing{};
+    bool utf16 = false;
+    std::uint64_t bytes = 0;
+};
+
+// Some lines of a file, and what was found in them.
+struct Task {
+    std::shared_ptr<CheckedFile> file;
+    bool isFirst, isLast;  ///< of its file
+    bool isWhole;          ///< the whole file, which is still to be opened
+    KeptPiece piece;
+    std::uint64_t position;  ///< in the file, behind the piece
+
+    // At the end of the file, if that has been reached.
+    bool endsFile, hasOddByte;
+    std::uint64_t charactersUnread;
+
+    std::optional<Unreadable> failure;
+    std::string note;  ///< what somebody has done to the file meanwhile
+    Summary summary;
+    fmt::memory_buffer described;
+    std::vector<std::size_t> ends;  ///< of the findings in `described`
+
+    void clear() {
+        isFirst = isLast = isWhole = endsFile = hasOddByte = false;
+        position = charactersUnread = 0;
+        piece.keep({});
+        failure.reset();
+        note.clear();
+        summary = {};
+        described.clear();
+        ends.clear();
+    }
+};
+
+// Cuts files into tasks.
+class Tasks {
+public:
+    Tasks(const Options& chosenOptions, const Report& to) : options(chosenOptions), report(to) {}
+
+    /// False: there are no more.
+    bool take(Task& task) {
+        task.clear();
+        if (!input) {
+            if (taken == options.files.size()) return false;
+            const std::string& path = options.files[taken++];
+            file = std::make_shared<CheckedFile>(CheckedFile{path, report.label(path), std::chrono::steady_clock::now()});
+            task.isFirst = true;
+            task.isWhole = task.isLast = isSmall(path);
+        }
+        task.file = file;
+        if (!task.isWhole) load(task);
+        return true;
+    }
+
+    static void opened(const Input& input, CheckedFile& file) {
+        file.prevailing = input.prevailingKind();
+        file.utf16 = input.isUtf16();
+        file.bytes = input.bytes();
+    }
+
+    static void closed(Input& input, Task& task) {
+        input.confirm();
+        task.note = input.note();
+        task.endsFile = input.atEndOfFile();
+        task.hasOddByte = input.hasOddByte();
+        task.charactersUnread = input.charactersUnread();
+    }
+
+private:
+    // Such a file is opened and read by whoever checks it.
+    static bool isSmall(const std::string& path) {
+        namespace fs = std::filesystem;
+        std::error_code error;
+        return path != "-" && fs::is_regular_file(pathOf(path), error) &&
+               fs::file_size(pathOf(path), error) <= TextFile::usualPiece;
+    }
+
+    void load(Task& task) {
+        try {
+            if (!input) {
+                input = std::make_unique<Input>(file->path, options.encoding, options.lines);
+                opened(*input, *file);
+            }
+            Piece piece;
+            input->nextPiece(piece);
+            task.piece.keep(piece);
+            task.position = input->bytesRead();
+            task.isLast = input->atEndOfRange();
+            if (!task.isLast) return;
+            closed(*input, task);
+        } catch (const Unreadable& failure) { task.failure = failure; }
+        input.reset();
+    }
+
+    const Options& options;
+    const Report& report;
+    std::size_t taken = 0;
+    std::shared_ptr<CheckedFile> file;
+    std::unique_ptr<Input> input;
+};
+
+// Checks the lines of one task.
+class TaskChecker {
+public:
+    TaskChecker(const Options& chosenOptions, const Report& to, Task& on) : options(chosenOptions), report(to), task(on) {}
+
+    void run() {
+        if (task.isWhole) checkFile();
+        else checkLines(task.piece);
+        if (task.endsFile && !task.failure) checkEnd();
+        if (checker) task.summary.checked = checker->summary();
+    }
+
+private:
+    void checkFile() {
+        try {
+            Input input(task.file->path, options.encoding, options.lines);
+            Tasks::opened(input, *task.file);
+            for (Piece piece; input.nextPiece(piece);) checkLines(piece);
+            Tasks::closed(input, task);
+        } catch (const Unreadable& failure) { task.failure = failure; }
+    }
+
+    void checkLines(const Piece& piece) {
+        task.summary.bytes += piece.size();
+        reader.start(piece);
+        while (reader.next(line)) {
+            use().line(line, findings);
+            describe();
+        }
+    }
+
+    void checkEnd() {
+        use().end({line.number, task.charactersUnread, task.hasOddByte}, findings);
+        if (task.charactersUnread) {
+            const long long number = line.number + 1;
+            line = {};
+            line.number = number;
+        }
+        describe();
+    }
+
+    // Made when the file has been opened.
+    Checker& use() {
+        if (!checker) checker.emplace(CheckOptions{options.style.strict, options.all, options.kind, task.file->prevailing});
+        return *checker;
+    }
+
+    void describe() {
+        for (const Finding& finding : findings) {
+            if (task.ends.size() == options.maxFindings) break;
+            report.describe(finding, line, task.file->label, task.described);
+            task.ends.push_back(task.described.size());
+        }
+        findings.clear();
+    }
+
+    const Options& options;
+    const Report& report;
+    Task& task;
+    PieceReader reader;
+    Line line;
+    std::optional<Checker> checker;
+    std::vector<Finding> findings;
+};
+
+// Puts what was found together, task by task.
+class Teller {
+public:
+    Teller(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
+        total.files = options.files.size();
+    }
+
+    void tell(const Task& task) {
+        if (task.failure) return tellUnreadable(task);
+        if (task.isFirst) {
+            report.beginFile(task.file->path);
+            summary = {};
+        }
+        list(task);
+        if (task.isLast) endFile(*task.file);
+        if (!task.note.empty()) complain(printable(nameOf(task.file->path)) + ": " + task.note);
+        if (!task.isLast) progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
+        out.settle();
+    }
+
+    /// The exit code.
+    int endRun() {
+        total.exitCode = total.unreadable ? notUsable : total.total.all() ? somethingFound : nothingFound;
+        report.endRun(total);
+        out.flush();
+        return total.exitCode;
+    }
+
+private:
+    void list(const Task& task) {
+        std::size_t begin = 0;
+        std::uint64_t listed = std::min(summary.checked.total.all(), options.maxFindings);
+        summary.checked += task.summary.checked;
+        summary.bytes += task.summary.bytes;
+        for (const std::size_t end : task.ends) {
+            if (listed == options.maxFindings) break;
+            report.finding({task.described.data() + begin, end - begin});
+            begin = end;
+            ++listed;
+        }
+        summary.notListed = summary.checked.total.all() - listed;
+    }
+
+    void endFile(const CheckedFile& file) {
+        summary.utf16 = file.utf16;
+        summary.fileBytes = file.bytes;
+        if (options.lines.isWhole()) summary.bytes = file.bytes;
+        summary.time = std::chrono::steady_clock::now() - file.start;
+        report.endFile(summary);
+        out.flush();
+        total.total += summary.checked.total;
+    }
+
+    void tellUnreadable(const Task& task) {
+        if (!task.isFirst) endFile(*task.file);
+        ++total.unreadable;
+        report.unreadable(task.file->path, task.failure->reason);
+        out.flush();
+        complain(printable(nameOf(task.file->path)) + ": " + task.failure->reason);
+    }
+
+    const Options& options;
+    Report& report;
+    Output& out;
+    Progress progress;
+    Summary summary;
+    RunTotal total;
+};
+
+int run(std::vector<std::string> arguments) {
+    const Options options = parse(std::move(arguments));
+    Output out;
+    const std::unique_ptr<Report> report = Report::make(out, options.style);
+    Tasks tasks(options, *report);
+    Teller teller(options, *report, out);
+    inOrder<Task>(
+        usefulThreads(options.threads, options.files), [&](Task& task) { return tasks.take(task); },
+        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
+    return teller.endRun();
+}
+
+}  // namespace
+
+const Command checkCommand{"check", "tells what is in files, and what is wrong with them", help, run};
+
+}  // namespace tramo::cli

@@ -1,0 +1,248 @@
+// tramo sample: made-up rounds, with faults on demand and word of every one of them.
+#include "cli/commands/sample_faults.h"
+#include "cli/commands/sample_lines.h"
+#include "cli/io/console.h"
+#include "cli/io/outfile.h"
+#include "cli/io/text.h"
+#include "cli/shell/arguments.h"
+#include "cli/shell/command.h"
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr const char* help = R"(tramo sample writes a made-up round, as large as wanted.
+
+Examples:
+  tramo sample --meters 1000 --returned -o round.txt      as it comes back
+  tramo sample --meters 1000 --faults 0.02 -o broken.txt  one line in fifty is
+                                                          damaged
+  tramo sample --seed 7 -o - | tramo check -              another round; nothing
+                                                          is wrong with it
+
+Usage: tramo sample [OPTION]... -o FILE
+
+A round has up to 1000 meters; more of them make more rounds, one behind the
+other. The same options give the same bytes, on any machine and in any time
+zone. All names, places and numbers are invented.
+
+The same seed gives the same round before and after: --returned only adds what
+the field work brings. More --meters or other --kinds change no meter's lines.
+
+With --faults, FILE.expected.jsonl says what is wrong: one JSON object for each
+finding of "tramo check", in the order of the lines, with line, column, rule,
+code, kind and field, as "tramo check --format json" calls them.
+
+Options:
+  -o, --output FILE   where the round goes; "-" is the standard output
+  --meters N          how many meters, 1 to 9999999; 60 if not given
+  --seed S            another number, another round; 0 if not given
+  --returned          as it comes back: with readings, changes, positions,
+                      enquiry results
+  --faults RATE       damages this share of the lines, 0 to 1
+  --kinds KIND,...    only lines of these kinds, by names or letters
+  --encoding WHAT     ansi, utf16le
+  --force             replaces FILE even if it is read-only or has hard links
+  -h, --help          this page
+
+Exit codes:
+  0  the file was written
+  2  the command line is wrong, or the round has no line of these kinds, and
+     nothing was written
+  3  something could not be written
+)";
+
+using namespace sample;
+
+enum class Encoding { Ansi, Utf16le };
+
+struct Options {
+    std::string path;
+    std::uint64_t meters = 60, seed = 0;
+    bool returned = false, force = false;
+    double faults = 0;
+    std::vector<const RecordKind*> kinds;  ///< empty: all
+    Encoding encoding = Encoding::Ansi;
+
+    bool wants(const RecordKind& kind) const { return kinds.empty() || std::ranges::find(kinds, &kind) != kinds.end(); }
+};
+
+// Lines as bytes of the file.
+class LineWriter : public LineSink {
+public:
+    LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings)
+        : options(chosenOptions), out(file), expected(findings),
+          faults(options.faults, options.encoding == Encoding::Utf16le, options.seed) {
+        if (options.encoding == Encoding::Utf16le) buffer = "\xFF\xFE";
+    }
+
+    void write(const RecordKind& kind, std::string_view text, std::uint64_t name) override {
+        if (!options.wants(kind)) return;
+        ++number;
+        if (!options.kinds.empty()) ++lines[&kind];
+        if (!expected) return append(text, true);
+        Written line{.kind = &kind, .text = std::string(text)};
+        faults.meet(line, number, name);
+        append(line.text, line.carriageReturn);
+        if (line.halfPair) {
+            const std::size_t end = buffer.size() - 2 * (line.text.size() - *line.halfPair + 2);
+            buffer.replace(end, 2, std::string_view("\x00\xD8", 2));
+        }
+    }
+
+    std::uint64_t linesOf(const RecordKind& kind) const {
+        const auto found = lines.find(&kind);
+        return found == lines.end() ? 0 : found->second;
+    }
+
+    void flush() {
+        out.write(buffer);
+        buffer.clear();
+        if (expected) expected->write(faults.taken());
+    }
+    void settle(std::uint64_t metersDone) {
+        if (buffer.size() < 1 << 18) return;
+        progress.show("writing", metersDone, options.meters);
+        flush();
+    }
+
+private:
+    void append(std::string_view text, bool carriageReturn) {
+        const std::string_view lineEnd = carriageReturn ? "\r\n" : "\n";
+        if (options.encoding == Encoding::Ansi) {
+            buffer += text;
+            buffer += lineEnd;
+            return;
+        }
+        std::size_t at = buffer.size();
+        buffer.resize(at + 2 * (text.size() + lineEnd.size()));
+        for (const std::string_view part : {text, lineEnd})
+            for (const char c : part) buffer[at] = c, at += 2;
+    }
+
+    const Options& options;
+    OutFile& out;
+    OutFile* expected;
+    Progress progress;
+    Faults faults;
+    std::string buffer;
+    std::uint64_t number = 0;
+    std::map<const RecordKind*, std::uint64_t> lines;  ///< of the chosen kinds
+};
+
+void writeRounds(const Options& options, LineWriter& writer) {
+    const Calendar calendar;
+    RoundLines lines(calendar, options.seed, options.returned, writer);
+    Pairs pairs;
+    for (std::uint64_t done = 0; done < options.meters;) {
+        const auto round = static_cast<std::uint32_t>(done / Quarter::meters);
+        const auto meters = static_cast<std::uint32_t>(std::min<std::uint64_t>(Quarter::meters, options.meters - done));
+        Quarter quarter(options.seed, round);
+        MetersOfRound metersOfRound(calendar, options.seed, round);
+        lines.begin(round, quarter, metersOfRound.importedOn());
+        for (std::uint32_t order = 1; order <= meters; ++order) {
+            const Home& home = quarter.next();
+            lines.meter(metersOfRound.next(home, ++done, order, pairs), home);
+            writer.settle(done);
+        }
+        lines.end(meters);
+    }
+}
+
+std::vector<const RecordKind*> kindsOf(std::string_view list) {
+    std::vector<const RecordKind*> kinds;
+    while (!list.empty()) {
+        const std::string_view word = list.substr(0, list.find(','));
+        list.remove_prefix(std::min(list.size(), word.size() + 1));
+        const RecordKind* kind = kindNamed(word);
+        if (!kind || kind->letter == 0) {
+            std::vector<std::string_view> names;
+            for (const RecordKind* one : recordKinds()) names.emplace_back(one->name);
+            throw WrongUsage{"--kinds: " + noneOf(word, names)};
+        }
+        kinds.push_back(kind);
+    }
+    return kinds;
+}
+
+double rateOf(const std::string& word) {
+    double rate = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), rate);
+    if (error != std::errc{} || end != word.data() + word.size() || !(rate >= 0 && rate <= 1))
+        throw WrongUsage{fmt::format("--faults: \"{}\" is no share from 0 to 1", printable(std::string_view(word)))};
+    return rate;
+}
+
+Options parse(std::vector<std::string> arguments) {
+    Options options;
+    std::string meters, seed, faults, kinds, encoding = "ansi";
+    Arguments given;
+    given.option("-o,--output", options.path);
+    given.option("--meters", meters);
+    given.option("--seed", seed);
+    given.flag("--returned", options.returned);
+    given.option("--faults", faults);
+    given.option("--kinds", kinds);
+    given.option("--encoding", encoding);
+    given.flag("--force", options.force);
+    const std::vector<std::string> others = given.parse(std::move(arguments));
+    if (!others.empty())
+        throw WrongUsage{fmt::format("\"{}\" is too much; nothing is read", printable(std::string_view(others[0])))};
+    if (options.path.empty()) throw WrongUsage{"-o FILE is missing (\"-\" is the standard output)"};
+    if (!meters.empty()) options.meters = number("--meters", meters, "number of meters");
+    if (options.meters < 1 || options.meters > 9999999) throw WrongUsage{"--meters: from 1 to 9999999"};
+    if (!seed.empty()) options.seed = number("--seed", seed, "seed");
+    if (!faults.empty()) options.faults = rateOf(faults);
+    if (options.faults > 0 && options.path == "-")
+        throw WrongUsage{"--faults needs a FILE, for what is to be found stands beside it"};
+    options.kinds = kindsOf(kinds);
+    options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+    return options;
+}
+
+// What was asked for and does not come. True: something else does.
+bool tellMissing(const Options& options, const LineWriter& writer) {
+    std::vector<std::string_view> missing;
+    for (const RecordKind* kind : options.kinds)
+        if (writer.linesOf(*kind) == 0) missing.push_back(kind->name);
+    const bool anything = missing.size() < options.kinds.size() || options.kinds.empty();
+    if (!missing.empty())
+        complain(fmt::format("this round has no line of the kind {}{}{}", fmt::join(missing, ", "),
+            options.returned ? "" : "; --returned or more --meters may bring some", anything ? "" : ": nothing was written"));
+    return anything;
+}
+
+int run(std::vector<std::string> arguments) {
+    const Options options = parse(std::move(arguments));
+    const OutFile::Mode mode{.force = options.force};
+    OutFile file(options.path, mode);
+    std::optional<OutFile> expected;
+    if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl", mode);
+    LineWriter writer(options, file, expected ? &*expected : nullptr);
+    writeRounds(options, writer);
+    if (!tellMissing(options, writer)) return notUsable;
+    writer.flush();
+    file.commit();
+    if (expected) expected->commit();
+    return nothingFound;
+}
+
+std::vector<std::string> kinds() {
+    std::vector<std::string> words;
+    for (const RecordKind* kind : recordKinds()) words.push_back(hyphenated(kind->name));
+    return words;
+}
+
+}  // namespace
+
+const Command sampleCommand{"sample", "writes a made-up round", help, run, kinds};
+
+}  // namespace tramo::cli

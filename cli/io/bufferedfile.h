@@ -1,0 +1,40 @@
+// A command's product, gathered in memory and handed over in large pieces.
+#pragma once
+#include "cli/io/outfile.h"
+#include <fmt/format.h>
+#include <utility>
+
+namespace tramo::cli {
+
+class BufferedFile {
+public:
+    /// Every operation throws WriteFailed.
+    explicit BufferedFile(const std::string& path, OutFile::Mode mode = {}, const std::string& name = {})
+        : file(path, mode, name) {}
+
+    template <class... T> void print(fmt::format_string<T...> format, T&&... arguments) {
+        fmt::format_to(fmt::appender(text), format, std::forward<T>(arguments)...);
+    }
+
+    /// To be called now and then: hands over what has grown large.
+    void settle() {
+        if (text.size() >= 1 << 16) flush();
+    }
+    void keepSecret() { file.keepSecret(); }
+    void commit() {
+        flush();
+        file.commit();
+    }
+
+    fmt::memory_buffer text;
+
+private:
+    void flush() {
+        file.write({text.data(), text.size()});
+        text.clear();
+    }
+
+    OutFile file;
+};
+
+}  // namespace tramo::cli

@@ -1,0 +1,149 @@
+#include "cli/io/platform.h"
+#include "cli/io/descriptor.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace tramo::cli {
+
+std::filesystem::path pathOf(const std::string& path) { return path; }
+
+bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) == 1; }
+
+int terminalWidth(std::FILE* stream) {
+    winsize size{};
+    return isTerminal(stream) && ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+unsigned usableProcessors() {
+    cpu_set_t usable;
+    if (sched_getaffinity(0, sizeof usable, &usable) == 0) return static_cast<unsigned>(CPU_COUNT(&usable));
+    return std::max(std::thread::hardware_concurrency(), 1U);  // more than such a set can hold
+}
+
+void reserveStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) == -1 && open(nullDevice, descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1)
+            std::abort();
+}
+
+void letWritesFail() {
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+}
+
+std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }
+
+namespace {
+
+// A file without a name; -1 and errno when there can be none. Where the system does not have such files it gets a name, but only
+// while no signal can end the process.
+int createNameless(const std::string& folder) {
+    const int file = uninterrupted([&] { return open(folder.c_str(), O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600); });
+    if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
+    std::string name = folder + "/tramo.XXXXXX";
+    sigset_t all, before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
+    const int named = uninterrupted([&] {
+        name.replace(name.size() - 6, 6, "XXXXXX");
+        return mkostemp(name.data(), O_CLOEXEC);
+    });
+    const int error = errno;
+    if (named >= 0) unlink(name.c_str());
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return named;
+}
+
+}  // namespace
+
+std::FILE* openFile(const std::string& path, const char* mode) {
+    for (;;) {
+        std::FILE* const file = std::fopen(path.c_str(), mode);
+        if (file || errno != EINTR) return file;
+    }
+}
+
+std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted) {
+    std::size_t done = 0;
+    for (;;) {
+        done += std::fread(bytes + done, 1, wanted - done, file);
+        if (done == wanted || !std::ferror(file) || !mayTryAgain(fileno(file), POLLIN)) return done;
+        std::clearerr(file);
+    }
+}
+
+bool writeTo(std::FILE* file, std::string_view bytes) {
+    for (;;) {
+        bytes.remove_prefix(std::fwrite(bytes.data(), 1, bytes.size(), file));
+        if (bytes.empty()) return true;
+        if (!mayTryAgain(fileno(file), POLLOUT)) return false;
+        std::clearerr(file);
+    }
+}
+
+// Not again after EINTR: the descriptor is gone.
+bool closeFile(std::FILE* file) { return std::fclose(file) == 0 || errno == EINTR; }
+
+// Not by std::filesystem::directory_iterator: libstdc++'s ends the program where it gets no memory for a name.
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::unique_ptr<DIR, int (*)(DIR*)> open(nullptr, closedir);
+    do open.reset(opendir(folder.c_str()));
+    while (!open && errno == EINTR);
+    if (!open) throw std::system_error(errno, std::generic_category());
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = readdir(open.get())) {
+        names.emplace_back(entry->d_name);
+        errno = 0;
+    }
+    if (errno != 0) throw std::system_error(errno, std::generic_category());
+    return names;
+}
+
+bool reachesDisk(std::FILE* file) {
+    return uninterrupted([&] { return fsync(fileno(file)); }) == 0 || errno == EINVAL || errno == EROFS;
+}
+
+std::string temporaryFolder() {
+    const char* variable = std::getenv("TMPDIR");
+    return variable && *variable ? variable : "/tmp";
+}
+
+std::FILE* temporaryFile() {
+    const std::string folder = temporaryFolder();
+    Descriptor descriptor(createNameless(folder));
+    std::FILE* const file = descriptor ? fdopen(descriptor.number(), "w+b") : nullptr;
+    if (!file) throw WriteFailed{"a temporary file in " + folder, errno};
+    descriptor.release();
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    return file;
+}
+
+Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied) : copy(temporaryFile(), std::fclose) {
+    ownPath = "/dev/fd/" + std::to_string(fileno(copy.get()));
+
+    std::array<char, 65536> block;
+    std::uint64_t all = 0;
+    for (;;) {
+        const ssize_t count = read(fileno(source), block.data(), block.size());  // what has come, be it ever so little
+        if (count == 0) return;
+        if (count < 0 && mayTryAgain(fileno(source), POLLIN)) continue;
+        if (count < 0) throw std::system_error(errno, std::generic_category());
+        const auto size = static_cast<std::size_t>(count);
+        if (!writeTo(copy.get(), {block.data(), size})) throw WriteFailed{"a temporary file in " + temporaryFolder(), errno};
+        copied(all += size);
+    }
+}
+
+}  // namespace tramo::cli

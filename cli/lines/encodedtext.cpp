@@ -1,0 +1,125 @@
+#include "cli/lines/encodedtext.h"
+#include "cli/io/console.h"
+#include "cli/io/text.h"
+#include "cli/lines/columns.h"
+#include <algorithm>
+#include <fmt/format.h>
+#include <tramostream/check.h>
+#include <tramostream/linemodel.h>
+
+namespace tramo::cli {
+
+namespace {
+
+constexpr std::string_view utf16Mark{"\xFF\xFE", 2};
+constexpr std::size_t mostMessages = 10;
+constexpr std::size_t enough = 1 << 18;  // bytes that are worth a write
+
+bool isPair(std::wstring_view text, std::size_t at) {
+    return at + 1 < text.size() && (text[at] & ~0x3FF) == 0xD800 && (text[at + 1] & ~0x3FF) == 0xDC00;
+}
+
+char32_t characterAt(std::wstring_view text, std::size_t at) {
+    const auto first = static_cast<char32_t>(text[at]);
+    return isPair(text, at) ? 0x10000 + ((first & 0x3FF) << 10) + (static_cast<char32_t>(text[at + 1]) & 0x3FF) : first;
+}
+
+// " in meterReadingDate (meter subscriber)"; empty where no field stands.
+std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) {
+    std::vector<Finding> damage;
+    if (!checkShape(line, kind, damage)) return {};
+    const std::optional<LineModel> model = LineModel::of(*kind, line.text);
+    if (!model) return {};
+    const std::vector<const Field*> fields = fieldsAt(model->kind(), column);
+    return fields.empty() ? "" : fmt::format(" in {} ({})", fields.front()->name, model->kind().name);
+}
+
+}  // namespace
+
+EncodedText::EncodedText(const std::string& path, bool utf16, std::string source, bool force)
+    : isUtf16(utf16), name(std::move(source)) {
+    if (!path.empty()) out.emplace(path, OutFile::Mode{.held = true, .force = force, .replacesInput = true});
+    bytes.reserve(2 * enough);
+    if (isUtf16) bytes = utf16Mark;
+}
+
+EncodedText::~EncodedText() {
+    bytes.resize(bytes.capacity());
+    for (volatile char& byte : bytes) byte = 0;
+}
+
+void EncodedText::add(const Line& line, std::optional<LineKind> kind) {
+    if (!line.whole) return add(line.text, lineEndOf(line), line, kind);
+    std::size_t at = 0;
+    line.whole->forEachPiece([&](std::wstring_view piece) {
+        addPiece(piece, at, line, kind);
+        at += piece.size();
+    });
+    addPiece(lineEndOf(line), at, line, kind);
+}
+
+void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind) {
+    addPiece(text, 0, line, kind);
+    addPiece(lineEnd, text.size(), line, kind);
+}
+
+// Of a line from this place on.
+void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind) {
+    if (!anything) looksLikeUtf16 = !isUtf16 && text.starts_with(L"\xFF\xFE");
+    anything = true;
+    if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, at, line, kind);
+    if (!out || !fits()) return;
+    if (kind == LineKind::Key) out->keepSecret();
+    put(text);
+    if (bytes.size() >= enough) flush();
+}
+
+void EncodedText::put(std::wstring_view text) {
+    const std::size_t width = isUtf16 ? 2 : 1, from = bytes.size();
+    bytes.resize(from + text.size() * width);
+    char* to = bytes.data() + from;
+    for (const wchar_t c : text) {
+        *to++ = static_cast<char>(c & 0xFF);
+        if (isUtf16) *to++ = static_cast<char>(c >> 8 & 0xFF);
+    }
+}
+
+void EncodedText::flush() {
+    out->write(bytes);
+    bytes.clear();
+}
+
+// Of a key line no character is shown.
+void EncodedText::note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (holds(text[at])) continue;
+        const std::size_t length = isPair(text, at) ? 2 : 1;
+        const int column = static_cast<int>(begin + at + 1);
+        if (++misfits <= mostMessages)
+            messages.push_back(fmt::format("{}:{}:{}: {}{} cannot be written in ANSI", name, line.number, column,
+                kind == LineKind::Key
+                    ? "a character"
+                    : fmt::format("U+{:04X} {}", static_cast<unsigned>(characterAt(text, at)), quoted(text.substr(at, length))),
+                placeOf(line, kind, column)));
+        at += length - 1;
+    }
+}
+
+void EncodedText::complain() const {
+    for (const std::string& message : messages) cli::complain(message);
+    if (misfits > messages.size()) cli::complain(fmt::format("... and {} more", misfits - messages.size()));
+    if (misfits == 0 && looksLikeUtf16)
+        cli::complain(name + ": the text begins with the characters FF FE, which in ANSI are the mark of UTF-16");
+}
+
+void EncodedText::commit() {
+    flush();
+    out->commit();
+}
+
+std::wstring_view lineEndOf(const Line& line) {
+    const std::wstring_view both = L"\r\n";
+    return both.substr(line.carriageReturn ? 0 : 1, line.carriageReturn + line.lineFeed);
+}
+
+}  // namespace tramo::cli

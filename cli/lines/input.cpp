@@ -1,0 +1,197 @@
+#include "cli/lines/input.h"
+#include "cli/io/console.h"
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+#include <system_error>
+
+namespace tramo::cli {
+
+namespace {
+
+// Enough to know a file by: several hundred records, and any line that is not monstrous.
+constexpr std::size_t mostOfSample = 256 * 1024;
+
+std::string readSample(const SourceFile& file) {
+    std::string sample(mostOfSample, '\0');
+    sample.resize(file.read(0, sample.data(), sample.size()));
+    return sample;
+}
+
+struct Mark {
+    std::string_view bytes;
+    const char* name;
+};
+constexpr std::string_view utf16leMark{"\xFF\xFE", 2};
+constexpr Mark refusedMarks[] = {
+    {{"\xFF\xFE\x00\x00", 4}, "UTF-32 (FF FE 00 00)"},
+    {{"\x00\x00\xFE\xFF", 4}, "big-endian UTF-32 (00 00 FE FF)"},
+    {{"\xEF\xBB\xBF", 3}, "UTF-8 (EF BB BF)"},
+    {{"\xFE\xFF", 2}, "big-endian UTF-16 (FE FF)"},
+};
+constexpr const char* readableEncodings = "only ANSI and UTF-16 little-endian (FF FE) can be read";
+
+// Nearly every other byte is zero: text in UTF-16 without its byte order mark. Says what gives it one; empty: it is none.
+std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
+    std::size_t zeros[2] = {0, 0};
+    const std::size_t pairs = std::min<std::size_t>(sample.size(), 4096) / 2;
+    for (std::size_t i = 0; i < 2 * pairs; ++i) zeros[i % 2] += sample[i] == 0;
+    if (pairs < 8) return {};
+    const bool isLittle = zeros[1] * 10 > pairs * 9 && zeros[0] * 10 < pairs;
+    const bool isBig = zeros[0] * 10 > pairs * 9 && zeros[1] * 10 < pairs;
+    if (!isLittle && !isBig) return {};
+    // A name that cannot be printed as it is has to be filled in by the reader.
+    const bool isNamed = file != "-" && printable(std::string_view(file)) == file;
+    return fmt::format("looks like {}-endian UTF-16 without a byte order mark (BOM); save it as UTF-16 LE with a BOM, or run: "
+                       "printf '{}' | cat - {}{} > {}",
+        isLittle ? "little" : "big", isLittle ? R"(\377\376)" : R"(\376\377)", isNamed ? shellWord(file) : "FILE",
+        isLittle ? "" : " | iconv -f UTF-16BE -t UTF-16LE", isNamed ? shellWord(file + ".utf16") : "NEW");
+}
+
+bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::string& file) {
+    if (choice == EncodingChoice::Ansi) return false;
+    if (choice == EncodingChoice::Auto)
+        for (const Mark& mark : refusedMarks)
+            if (sample.starts_with(mark.bytes))
+                throw Unreadable{fmt::format("begins with the byte order mark of {}; {}", mark.name, readableEncodings)};
+    if (sample.starts_with(utf16leMark)) return true;
+    if (const std::string why = whyUnmarkedUtf16(sample, file); !why.empty()) throw Unreadable{why};
+    if (choice == EncodingChoice::Utf16le)
+        throw Unreadable{"does not begin with the byte order mark FF FE, without which no file can be read as UTF-16"};
+    return false;
+}
+
+// By the lines of a sample; of one that does not end with its file, only by those that are whole.
+std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bool isAll) {
+    PieceReader reader(utf16 ? Piece{sample.substr(utf16leMark.size()), 2} : Piece{sample});
+    KindCensus census;
+    for (Line line; reader.next(line);)
+        if (isAll || line.lineFeed) census.add(line.text);
+    if (census.lines() == 0 && !isAll)
+        throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
+    return census.prevailing();
+}
+
+}  // namespace
+
+Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
+    : file(path), ownName(printable(nameOf(path))), noted(path), range(lines) {
+    try {
+        open(choice);
+    } catch (Unreadable& failure) {
+        failure.file = file;
+        throw;
+    }
+}
+
+void Input::open(EncodingChoice choice) {
+    namespace fs = std::filesystem;
+    try {
+        std::error_code error;
+        const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(pathOf(file), error);
+        if (!fs::exists(status)) throw Unreadable{reasonOf(error ? error.value() : ENOENT)};
+        if (fs::is_directory(status)) throw Unreadable{"is a directory"};
+        source = std::make_shared<SourceFile>(file);
+        if (!source->isRegular()) {
+            spool =
+                std::make_unique<Spool>(source->stream(), [this](std::uint64_t copied) { progress.show(ownName, copied, 0); });
+            source = std::make_shared<SourceFile>(spool->path(), file);
+        }
+        const std::string sample = readSample(*source);
+        size = source->size();
+        utf16 = isUtf16Text(sample, choice, file);
+        prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
+        end = size;
+        if (range.seek) return seek();
+        text.emplace(source, utf16, size ? size : TextFile::noEnd);
+        skip();
+    } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
+}
+
+// To where lines of the format's length put the first one of the range. What is between its two borders is the range, in
+// however many lines a damage has cut it. Without a line end at a border nothing is known.
+void Input::seek() {
+    const std::size_t length = prevailing ? shapeOf(*prevailing).length : 0;
+    if (length == 0) throw Unreadable{"does not begin with lines of one length; without --seek lines are counted"};
+    const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? utf16leMark.size() : 0, stride = (length + 2) * width;
+    const std::uint64_t lines = (std::max(size, begin) - begin + stride - 1) / stride;
+    const auto before = static_cast<std::uint64_t>(range.first) - 1, last = static_cast<std::uint64_t>(range.last);
+    auto find = [&](TextFile& in, std::uint64_t linesBefore) {
+        if (!in.goTo(begin + linesBefore * stride, static_cast<long long>(linesBefore)))
+            throw Unreadable{fmt::format("line {} does not begin behind {} of {} bytes; without --seek lines are counted",
+                linesBefore + 1, counted(linesBefore, "line"), stride)};
+    };
+    if (before > 0 && before >= lines)
+        throw Unreadable{fmt::format("has {} of {} bytes; there is no line {}", counted(lines, "line"), stride, range.first)};
+    end = last < lines ? begin + last * stride : size;
+    text.emplace(source, utf16, end);
+    if (before > 0) find(*text, before);
+    if (last < lines) {
+        TextFile behind(source, utf16, size);
+        find(behind, last);
+    }
+    range.last = LineRange::open;
+}
+
+// To the first line of the range. Lines are counted by their ends, for a damaged line has any length.
+void Input::skip() {
+    const long long before = range.first - 1;
+    Piece skipped;
+    while (linesRead() < before && text->next(skipped, before - linesRead())) progress.show(ownName, bytesRead(), size);
+    if (before > 0 && text->atEnd()) throw hasNoLine(range.first);
+}
+
+bool Input::nextPiece(Piece& piece) {
+    constexpr long long most = 4096;  // lines, of whatever length: what is found in them has to be kept
+    const bool any = text->next(piece, std::min(most, range.last - linesRead()));
+    if (!any) confirm();
+    return any;
+}
+
+void Input::confirm() { change = source->confirm(text->passage()); }
+
+bool Input::next(Line& line) {
+    while (!reader.next(line)) {
+        Piece piece;
+        if (!nextPiece(piece)) {
+            Progress::wipe();
+            return false;
+        }
+        progress.show(ownName, bytesRead(), size);
+        reader.start(piece);
+    }
+    return true;
+}
+
+Unreadable Input::hasNoLine(long long number) const {
+    const auto lines = static_cast<unsigned long long>(linesRead());
+    const char* which = text->hasUnreadText() ? " that can be read" : "";
+    return {fmt::format("has {}{}; there is no line {}", counted(lines, "line"), which, number), file};
+}
+
+std::uint64_t Input::charactersUnread() const {
+    return text->hasUnreadText() && size > bytesRead() ? (size - bytesRead()) / 2 : 0;
+}
+
+unsigned usefulThreads(unsigned most, std::span<const std::string> files) {
+    namespace fs = std::filesystem;
+    std::uint64_t pieces = 0;
+    for (const std::string& file : files) {
+        std::error_code error;
+        if (file == "-" || !fs::is_regular_file(pathOf(file), error)) return most;  // nobody knows
+        pieces += 1 + fs::file_size(pathOf(file), error) / TextFile::usualPiece;
+    }
+    return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, most));
+}
+
+std::string Input::unreadRest() const {
+    if (const std::uint64_t unread = charactersUnread())
+        return fmt::format("{} from line {} on cannot be read, because that line begins with U+FFFF",
+            counted(unread, "character"), linesRead() + 1);
+    if (hasOddByte()) return "the file ends with half of a UTF-16 character";
+    return {};
+}
+
+}  // namespace tramo::cli

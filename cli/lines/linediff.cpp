@@ -1,0 +1,341 @@
+#include "cli/lines/linediff.h"
+#include "cli/io/text.h"
+#include "cli/lines/columns.h"
+#include "cli/lines/rewriting.h"
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <fmt/xchar.h>
+#include <span>
+#include <tramostream/check.h>
+#include <tramostream/keyline.h>
+#include <tramostream/linemodel.h>
+
+namespace tramo::cli {
+
+namespace {
+
+// The fields that tell which meter a line is about, and those that tell lines of a meter or a kind apart.
+constexpr std::array meterFields{"meterSerialNumber", "oldMeterSerialNumber"};
+constexpr std::array recordParts{"pageNumber"};
+constexpr std::array otherParts{"code", "key"};
+
+struct Identity {
+    const Field *meter = nullptr, *part = nullptr;
+};
+
+const Field* firstOf(const RecordKind& kind, std::span<const char* const> names) {
+    for (const char* name : names)
+        if (const Field* field = kind.field(name)) return field;
+    return nullptr;
+}
+
+const RecordKind* recordKindOf(LineKind kind, std::wstring_view text) {
+    switch (kind) {
+    case LineKind::Record: return recordKind(text.front());
+    case LineKind::Tag: return &kindOf<TagTramoModel>();
+    case LineKind::Parameter: return &kindOf<ParameterTramoModel>();
+    case LineKind::Key: break;
+    }
+    return nullptr;
+}
+
+const Identity& identityOf(const RecordKind& kind) {
+    static const std::unordered_map<const RecordKind*, Identity> all = [] {
+        std::unordered_map<const RecordKind*, Identity> made;
+        for (const RecordKind* each : allKinds())
+            made[each] = {firstOf(*each, meterFields), each->letter ? firstOf(*each, recordParts) : firstOf(*each, otherParts)};
+        return made;
+    }();
+    return all.at(&kind);
+}
+
+void wipeKeys(ParsedKeyLine& parsed) {
+    wipe(parsed.line.line);
+    for (const KeyValue& value : keyValues)
+        if (value.text) wipe(parsed.line.*value.text);
+}
+
+bool isReadable(const Line& line, std::optional<LineKind> kind) {
+    std::vector<Finding> damage;
+    if (!checkShape(line, kind, damage)) return false;
+    if (kind != LineKind::Key) return true;
+    ParsedKeyLine parsed = parseKeyLine(line.text);
+    wipeKeys(parsed);
+    return !parsed.error;
+}
+
+// Which meter a line is about; empty: none.
+std::wstring meterOf(LineKind kind, std::wstring_view text) {
+    if (kind == LineKind::Key) {
+        ParsedKeyLine parsed = parseKeyLine(text);
+        std::wstring serial = parsed.line.serialNumber;
+        wipeKeys(parsed);
+        return serial;
+    }
+    const RecordKind* fixed = recordKindOf(kind, text);
+    const Field* field = fixed ? identityOf(*fixed).meter : nullptr;
+    return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
+}
+
+// Lines of the same key are about the same.
+std::wstring keyOf(const KeptLine& line, std::wstring_view text) {
+    if (line.whole) return fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum());
+    if (!line.sound) return L"damaged " + std::wstring(text);
+    std::wstring key = fmt::format(L"{} {} ", static_cast<int>(*line.kind), meterOf(*line.kind, text));
+    if (line.kind == LineKind::Record) key.insert(key.begin(), text.front());
+    const RecordKind* fixed = recordKindOf(*line.kind, text);
+    if (const Field* part = fixed ? identityOf(*fixed).part : nullptr) key += trimmed(rawText(text, *part));
+    return key;
+}
+
+// One side of a comparison.
+class Side {
+public:
+    explicit Side(const KeptLine* line) {
+        if (!line) return;
+        text = line->text();
+        model = LineModel::of(*line->kind, text);
+        if (!model) return;
+        for (const TE::FieldError& error : model->parseErrors())
+            if (const Field* field = model->kind().fieldOf(error)) unreadable.push_back(field);
+        kind = *line->kind;
+    }
+
+    std::wstring_view columns(const Field& field) const { return rawText(text, field); }
+    bool isBlank(const Field& field) const { return trimmed(columns(field)).empty(); }
+    bool isReadable(const Field& field) const { return model && !std::ranges::count(unreadable, &field); }
+    FieldValue value(const Field& field) const { return model->get(field); }
+
+    // The value when the line has been written and read again.
+    FieldValue rewritten(const Field& field) {
+        if (!again) again = LineModel::of(kind, model->built());
+        return again->get(field);
+    }
+
+    ShownValue shown(const Field& field, bool exact) const {
+        if (!model) return {};
+        if (exact) return {ShownValue::Quoted, std::wstring(columns(field))};
+        if (isBlank(field)) return {};
+        const std::wstring raw(trimmed(columns(field)));
+        if (!isReadable(field)) return {ShownValue::Unreadable, raw};
+        if (!field.readInto.empty()) return {ShownValue::Quoted, raw};
+        const bool isText = field.kind == FieldKind::Text || field.kind == FieldKind::Code;
+        return {isText ? ShownValue::Quoted : ShownValue::Plain, isText ? raw : textOf(field, value(field))};
+    }
+
+    std::wstring text;
+    std::optional<LineModel> model;
+
+private:
+    LineKind kind{};
+    std::optional<LineModel> again;
+    std::vector<const Field*> unreadable;
+};
+
+// Whether the format takes the two for the same: by their values, also after it has written one of them anew.
+bool isSameField(Side& a, Side& b, const Field& field) {
+    if (trimmed(a.columns(field)) == trimmed(b.columns(field))) return true;
+    if (!a.isReadable(field) || !b.isReadable(field)) return false;
+    if (!field.readInto.empty()) return a.isBlank(field) || b.isBlank(field);  // its own value is never read, nor written
+    const FieldValue before = a.value(field), after = b.value(field);
+    return isSame(before, after) || isSame(a.rewritten(field), after) || isSame(before, b.rewritten(field));
+}
+
+bool isWritten(const Field& field) { return field.written != "never"; }
+
+// Of fields that share their columns one is enough.
+bool isShadow(const RecordKind& kind, const Field& field, const Field* lastNamed) {
+    if (field.column == 0) return true;
+    if (field.overlaid && lastNamed == &field - 1) return true;
+    if (isWritten(field)) return false;
+    const std::vector<const Field*> sharing = fieldsAt(kind, field.column);
+    return std::ranges::any_of(sharing, [](const Field* other) { return isWritten(*other); });
+}
+
+// Whether the field that shares these columns has a value, the same on both sides: then it is the one that is written.
+bool isWrittenByOther(Side& a, Side& b, const Field& field) {
+    if (!field.overlaid) return false;
+    const Field& other = *(&field - 1);
+    return isWritten(other) && a.isReadable(other) && !isAbsent(other, a.value(other)) && isSameField(a, b, other);
+}
+
+// Neighbouring columns that differ and belong to no field.
+void compareOutside(const Side& a, const Side& b, const RecordKind& kind, std::vector<FieldChange>& changes) {
+    auto at = [](const std::wstring& text, std::size_t i) { return i < text.size() ? text.substr(i, 1) : std::wstring(); };
+    const std::size_t size = std::max(a.text.size(), b.text.size());
+    auto differs = [&](std::size_t i) {
+        return at(a.text, i) != at(b.text, i) && i > 0 && fieldsAt(kind, static_cast<int>(i + 1)).empty();
+    };
+    for (std::size_t i = 0; i < size; ++i) {
+        if (!differs(i)) continue;
+        std::size_t end = i + 1;
+        while (end < size && differs(end)) ++end;
+        auto piece = [&](const std::wstring& text) {
+            return ShownValue{ShownValue::Quoted, text.substr(std::min(i, text.size()), end - i)};
+        };
+        changes.push_back({fmt::format("columns {}-{}", i + 1, end), static_cast<int>(i + 1), piece(a.text), piece(b.text)});
+        i = end;
+    }
+}
+
+std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine* newLine, bool exact) {
+    Side a(oldLine), b(newLine);
+    const RecordKind& kind = (a.model ? a : b).model->kind();
+    const bool both = a.model && b.model;
+    std::vector<FieldChange> changes;
+    const Field* lastNamed = nullptr;
+    for (const Field& field : kind.fields) {
+        if (isShadow(kind, field, lastNamed)) continue;
+        if (both && !exact && isWrittenByOther(a, b, field)) continue;
+        const bool same = !both   ? (a.model ? a : b).isBlank(field)
+                          : exact ? a.columns(field) == b.columns(field)
+                                  : isSameField(a, b, field);
+        if (same) continue;
+        changes.push_back({field.name, field.column, a.shown(field, exact && both), b.shown(field, exact && both)});
+        lastNamed = &field;
+    }
+    if (exact && both) compareOutside(a, b, kind, changes);
+    std::ranges::stable_sort(changes, {}, &FieldChange::column);
+    return changes;
+}
+
+ShownValue shown(const ParsedKeyLine* line, const KeyValue& value, bool show) {
+    if (!line || value.isAbsent(line->line)) return {};
+    if (!show) return {ShownValue::Plain};
+    if (value.text) return {ShownValue::Quoted, line->line.*value.text};
+    return {ShownValue::Plain, fmt::format(L"{}", line->line.wmBusAddress[value.part])};
+}
+
+std::vector<FieldChange> compareKeys(const KeptLine* a, const KeptLine* b, const DiffOptions& options) {
+    auto parsed = [](const KeptLine* line) {
+        std::wstring text = line ? line->text() : std::wstring();
+        ParsedKeyLine result = parseKeyLine(text);
+        wipe(text);
+        return result;
+    };
+    ParsedKeyLine before = parsed(a), after = parsed(b);
+    const ParsedKeyLine *from = a ? &before : nullptr, *to = b ? &after : nullptr;
+    std::vector<FieldChange> changes;
+    for (const KeyValue& value : keyValues) {
+        if (shown(from, value, true) == shown(to, value, true)) continue;
+        const bool show = !value.secret || options.showKeys;
+        changes.push_back({std::string(value.name), 0, shown(from, value, show), shown(to, value, show), !show});
+    }
+    if (changes.empty() && options.exact && a && b && !a->hasTextOf(*b))
+        changes.push_back({"text", 0, {ShownValue::Plain}, {ShownValue::Plain}, true});
+    wipeKeys(before), wipeKeys(after);
+    return changes;
+}
+
+std::wstring lineEnd(const KeptLine& line) {
+    if (line.lineFeed) return line.carriageReturn ? L"CR LF" : L"LF";
+    return line.carriageReturn ? L"CR" : L"none";
+}
+
+bool hasSameEnd(const KeptLine& a, const KeptLine& b) { return a.carriageReturn == b.carriageReturn && a.lineFeed == b.lineFeed; }
+
+}  // namespace
+
+KeptLine::KeptLine(const Line& line, std::optional<LineKind> kindOfLine, bool isSound)
+    : kind(kindOfLine), sound(isSound), carriageReturn(line.carriageReturn), lineFeed(line.lineFeed), number(line.number),
+      whole(line.whole) {
+    constexpr std::size_t mostOfLong = 256;  // which is more than anybody is shown
+    const std::wstring_view held = whole ? line.text.substr(0, mostOfLong) : line.text;
+    isWide = std::ranges::any_of(held, [](wchar_t c) { return c > 0xFF; });
+    bytes.reserve(held.size() * (isWide ? 2 : 1));
+    for (const wchar_t c : held) {
+        bytes += static_cast<char>(c & 0xFF);
+        if (isWide) bytes += static_cast<char>(c >> 8 & 0xFF);
+    }
+}
+
+KeptLine::~KeptLine() {
+    if (kind == LineKind::Key)
+        for (volatile char& byte : bytes) byte = 0;
+}
+
+std::wstring KeptLine::text() const {
+    auto byte = [this](std::size_t i) { return static_cast<unsigned>(static_cast<unsigned char>(bytes[i])); };
+    std::wstring all(bytes.size() / (isWide ? 2 : 1), L' ');
+    for (std::size_t i = 0; i < all.size(); ++i)
+        all[i] = static_cast<wchar_t>(isWide ? byte(2 * i) | byte(2 * i + 1) << 8 : byte(i));
+    return all;
+}
+
+bool KeptLine::hasTextOf(const KeptLine& other) const {
+    if (whole || other.whole) return whole && other.whole && *whole == *other.whole;
+    return text() == other.text();
+}
+
+bool KeptLine::hasText(const Line& other) const {
+    if (whole || other.whole) return whole && other.whole && *whole == *other.whole;
+    if (isWide) return text() == other.text;
+    return std::ranges::equal(
+        bytes, other.text, [](char byte, wchar_t c) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)) == c; });
+}
+
+std::vector<FieldChange> compare(const KeptLine* a, const KeptLine* b, const DiffOptions& options) {
+    const KeptLine& any = a ? *a : *b;
+    std::vector<FieldChange> changes;
+    if (any.isRecord()) changes = compareRecords(a, b, options.exact);
+    else if (any.sound) changes = compareKeys(a, b, options);
+    if (options.exact && a && b && !hasSameEnd(*a, *b))
+        changes.push_back({"line end", 0, {ShownValue::Plain, lineEnd(*a)}, {ShownValue::Plain, lineEnd(*b)}});
+    return changes;
+}
+
+std::string_view kindName(const KeptLine& line) {
+    if (!line.sound) return "damaged line";
+    if (line.kind == LineKind::Key) return "key line";
+    const RecordKind* kind = recordKindOf(*line.kind, line.text());
+    return kind->name;
+}
+
+void LineDiff::addOld(const Line& line, std::optional<LineKind> kind) {
+    olds.push_back({KeptLine(line, kind, isReadable(line, kind))});
+    const std::size_t index = olds.size() - 1;
+    const auto [chain, isNew] = chains.try_emplace(keyOf(olds.back().line, line.text), Chain{index, index});
+    if (isNew) return;
+    olds[chain->second.last].nextOfKey = index;
+    chain->second.last = index;
+}
+
+void LineDiff::addNew(const Line& line, std::optional<LineKind> kind) {
+    KeptLine kept(line, kind, isReadable(line, kind));
+    const auto chain = chains.find(keyOf(kept, line.text));
+    if (chain == chains.end() || chain->second.next == none) {
+        news.emplace_back(std::move(kept), false);
+        return;
+    }
+    Old& old = olds[chain->second.next];
+    chain->second.next = old.nextOfKey;
+    old.equal = old.line.hasText(line) && (!exact || hasSameEnd(old.line, kept));
+    if (old.equal) return;
+    old.partner = news.size();
+    news.emplace_back(std::move(kept), true);
+}
+
+std::vector<DiffGroup> LineDiff::groups() const {
+    std::vector<DiffGroup> all;
+    std::unordered_map<std::wstring, std::size_t> places;
+    auto add = [&](const KeptLine* a, const KeptLine* b) {
+        const KeptLine& any = a ? *a : *b;
+        const std::wstring meter = any.sound ? meterOf(*any.kind, any.text()) : std::wstring();
+        const std::string_view kind = kindName(any);
+        const std::wstring name = meter.empty() ? L"kind " + std::wstring(kind.begin(), kind.end()) : L"meter " + meter;
+        const auto [place, isNew] = places.try_emplace(name, all.size());
+        if (isNew) all.push_back({meter, kind, {}});
+        all[place->second].pairs.emplace_back(a, b);
+    };
+    for (const Old& old : olds)
+        if (!old.equal) add(&old.line, old.partner == none ? nullptr : &news[old.partner].first);
+    for (const auto& [line, hasPartner] : news)
+        if (!hasPartner) add(nullptr, &line);
+    for (DiffGroup& group : all)
+        std::ranges::stable_sort(
+            group.pairs, {}, [](const auto& pair) { return (pair.second ? pair.second : pair.first)->number; });
+    return all;
+}
+
+}  // namespace tramo::cli

@@ -1,0 +1,79 @@
+// Lines of a file that are longer than any line that has a meaning: they are known by what matters of them, and stay where
+// they are.
+#pragma once
+#include "cli/io/sourcefile.h"
+#include "cli/lines/longtext.h"
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tramostream/linekind.h>
+#include <utility>
+#include <vector>
+
+namespace tramo::cli {
+
+/// Decodes characters of a file: bytes, or units of UTF-16 with the low byte first. False: a zero or half a surrogate pair is
+/// among them.
+bool decode(std::string_view bytes, std::size_t width, std::wstring& text);
+
+/// One line, without its line ending.
+class LongLine : public LongText {
+public:
+    /// It begins at this place of the file; `width`: of a character.
+    LongLine(std::shared_ptr<const SourceFile> source, std::uint64_t place, std::size_t width)
+        : file(std::move(source)), from(place), charWidth(width) {}
+    ~LongLine() override;
+
+    /// The next bytes of it, whole characters.
+    void add(std::string_view bytes);
+
+    /// All of it has been added. A carriage return at its end is part of the line ending.
+    void end(bool hasLineFeed);
+
+    bool carriageReturn() const { return hasReturn; }
+    bool lineFeed() const { return hasFeed; }
+
+    const LongLineFacts& facts() const { return known; }                           ///< once it has ended
+    std::size_t size() const { return count; }                                     ///< in characters
+    std::uint64_t bytes() const { return byteCount + (hasFeed ? charWidth : 0); }  ///< in the file, the line ending included
+    std::wstring_view first() const { return head; }                               ///< `longestHeld` characters
+
+    /// Both have the same characters.
+    bool operator==(const LongLine& other) const;
+    std::uint64_t checksum() const { return sum.value(); }  ///< of its characters
+
+    void forEachPiece(const std::function<void(std::wstring_view)>& use) const override;
+
+private:
+    struct Block {
+        explicit Block(std::size_t size) : bytes(size) {}
+        ~Block();
+        Block(const Block&) = delete;
+        Block& operator=(const Block&) = delete;
+
+        std::vector<char> bytes;
+        std::wstring text{};
+    };
+
+    void load(std::uint64_t place, Block& block) const;
+    void find(std::wstring_view piece);
+
+    std::shared_ptr<const SourceFile> file;
+    std::uint64_t from;
+    std::size_t charWidth;
+    std::uint64_t byteCount = 0;
+    std::size_t count = 0;
+    bool hasReturn = false, hasFeed = false, looksLikeKeys = false;
+    std::wstring head, tail, added;
+    std::size_t lastFilled = 0, filledBefore = 0, lastOther = 0;  ///< behind the last one that is no space, the one before, ...
+    Checksum sum;
+    LongLineFacts known;
+};
+
+/// A line of a file. Its text is valid until the next line is read.
+struct Line : SourceLine {
+    std::shared_ptr<const LongLine> whole{};  ///< of a line that is longer than `longestHeld`
+};
+
+}  // namespace tramo::cli

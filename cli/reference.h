@@ -1,9 +1,0 @@
-// The reference page of the whole format, in Markdown.
-#pragma once
-#include "console.h"
-
-namespace tramo::cli {
-
-void printReference(Output& out);
-
-}  // namespace tramo::cli

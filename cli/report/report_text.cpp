@@ -1,0 +1,135 @@
+// The report for people: findings as compilers print them, so that editors jump to them, and a summary.
+#include "cli/io/text.h"
+#include "cli/report/report.h"
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tramo::cli {
+
+namespace {
+
+// The piece of a line that is shown: this much of the field and this much on either side of it.
+constexpr std::size_t besideField = 24, mostOfField = 40, mostOfLine = 2 * besideField + mostOfField;
+
+struct Colours {
+    const char *place, *error, *warning, *marker, *off;
+};
+constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;32m", "\x1b[0m"};
+
+std::string counts(const FindingCount& count) {
+    return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "nothing found";
+}
+
+class TextReport : public Report {
+public:
+    TextReport(Output& to, const ReportStyle& style) : out(to), quiet(style.quiet), colours(style.colour ? terminal : none) {}
+
+    std::string label(const std::string& file) const override { return printable(nameOf(file)); }
+
+    void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
+        const auto at = fmt::appender(to);
+        fmt::format_to(at, "{}{}:", colours.place, label);
+        if (line.number) fmt::format_to(at, "{}:", line.number);
+        if (finding.column) fmt::format_to(at, "{}:", finding.column);
+        fmt::format_to(at, "{} {}{}:{} {}\n", colours.off, finding.severity == Severity::Error ? colours.error : colours.warning,
+            nameOf(finding.severity), colours.off, sentenceOf(finding));
+        if (finding.excerpt && !line.text.empty()) excerpt(finding, line, at);
+    }
+
+    void beginFile(const std::string& file) override {
+        if (!name.empty() && !quiet) out.print("\n");
+        name = label(file);
+        anyListed = false;
+    }
+
+    void finding(std::string_view described) override {
+        if (quiet) return;
+        anyListed = true;
+        out.buffer().append(described.data(), described.data() + described.size());
+    }
+
+    void endFile(const Summary& summary) override {
+        if (anyListed && summary.notListed == 0) out.print("\n");
+        if (summary.notListed && !quiet) out.print("... and {} not listed\n\n", counted(summary.notListed, "more finding"));
+        out.print("{}{}:{} {}", colours.place, name, colours.off, counts(summary.checked.total));
+        if (quiet) out.print(" in {}\n", counted(summary.checked.lines, "line"));
+        else details(summary);
+    }
+
+    void unreadable(const std::string&, const std::string&) override {}
+
+    void endRun(const RunTotal& total) override {
+        if (total.files < 2) return;
+        out.print("{}in all {}: {}", quiet ? "" : "\n", counted(total.files, "file"), counts(total.total));
+        if (total.unreadable) out.print(", {} not read", counted(total.unreadable, "file"));
+        out.print("\n");
+    }
+
+private:
+    void excerpt(const Finding& finding, const Line& line, fmt::appender to) const {
+        const std::size_t size = line.text.size();
+        std::size_t first = 0, marked = 0, markedEnd = 0, last = std::min(size, mostOfLine);
+        if (finding.column > 0) {
+            marked = std::min(static_cast<std::size_t>(finding.column - 1), size);
+            markedEnd = std::clamp(static_cast<std::size_t>(finding.endColumn - 1), marked, std::min(size, marked + mostOfField));
+            first = marked > besideField ? marked - besideField : 0;
+            last = std::min(size, markedEnd + besideField);
+        }
+        const std::string number = fmt::format("{:>6}", line.number);
+        const Shown before = shown(line.text.substr(first, marked - first));
+        const Shown field = shown(line.text.substr(marked, markedEnd - marked));
+        const Shown after = shown(line.text.substr(markedEnd, last - markedEnd));
+        const std::string_view cutLeft = first > 0 ? "..." : "", cutRight = last < size ? "..." : "";
+        fmt::format_to(to, "{} | {}{}{}{}{}{}{}\n", number, cutLeft, before.utf8, colours.marker, field.utf8, colours.off,
+            after.utf8, cutRight);
+        if (finding.column == 0) return;
+        const int indent = static_cast<int>(cutLeft.size()) + before.width;
+        fmt::format_to(to, "{:>{}} | {:>{}}{}^{:~>{}}{} column{} {}\n", "", number.size(), "", indent, colours.marker, "",
+            std::max(field.width - 1, 0), colours.off, finding.endColumn - finding.column > 1 ? "s" : "", columnsOf(finding));
+    }
+
+    void details(const Summary& summary) {
+        out.print("\n  read: {}, {}, {}, in {:.3f} s\n", counted(summary.checked.lines, "line"), counted(summary.bytes, "byte"),
+            summary.utf16 ? "UTF-16" : "ANSI", summary.time.count());
+        if (summary.checked.lines) out.print("  lines:\n");
+        for (const LinesOfKind& kind : summary.checked.lineKinds())
+            out.print("  {:>8}  {}  {}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name);
+        if (summary.checked.total.all()) out.print("  findings:\n");
+        for (const FindingsOfField& count : summary.checked.findingCounts()) {
+            out.print("  {:>8}  {}", count.count.all(), count.rule ? count.rule->name : count.field);
+            out.print("{}\n", count.kind.empty() ? "" : fmt::format(" ({})", count.kind));
+        }
+    }
+
+    Output& out;
+    const bool quiet;
+    const Colours colours;
+    std::string name;
+    bool anyListed = false;
+};
+
+}  // namespace
+
+std::string_view nameOf(Severity severity) {
+    switch (severity) {
+    case Severity::Error: return "error";
+    case Severity::Warning: return "warning";
+    case Severity::Hint: break;
+    }
+    return "hint";
+}
+
+std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style) {
+    return std::make_unique<TextReport>(output, style);
+}
+
+std::unique_ptr<Report> Report::make(Output& output, const ReportStyle& style) {
+    switch (style.format) {
+    case Format::Text: break;
+    case Format::Json: return makeJsonReport(output);
+    case Format::Sarif: return makeSarifReport(output, style);
+    }
+    return makeTextReport(output, style);
+}
+
+}  // namespace tramo::cli

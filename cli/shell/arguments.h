@@ -1,0 +1,82 @@
+// The arguments of a command.
+#pragma once
+#include "cli/io/console.h"
+#include "cli/lines/input.h"
+#include "cli/shell/command.h"
+#include <cstdint>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tramo::cli {
+
+/// A command's options, which are named first, "-o,--output"; -h and --help are known already. Then the words are parsed.
+class Arguments {
+public:
+    Arguments();
+    ~Arguments();
+
+    void flag(const char* names, bool& given);
+    void option(const char* names, std::string& value);  ///< the last one counts
+
+    /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant, and HelpWanted.
+    std::vector<std::string> parse(std::vector<std::string> words);
+
+    /// The same where a FILE is expected, and nothing else.
+    std::string parseFile(std::vector<std::string> words);
+
+    /// The same where one FILE or more are.
+    std::vector<std::string> parseFiles(std::vector<std::string> words);
+
+    /// Says that a FILE is missing, and which option has taken one for its value.
+    [[noreturn]] void missFile() const;
+
+    /// Whether an option was among the words.
+    bool has(const char* name) const;
+
+private:
+    class Parser;  // apart, because the header of CLI11 takes longer to compile than most commands
+
+    std::vector<std::string> operands() const;
+    [[noreturn]] void refuse(std::string_view word) const;
+
+    std::unique_ptr<Parser> parser;
+    bool wantsHelp = false;
+};
+
+/// "\"x\" is none of abc, xy; did you mean \"xy\"?"
+std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
+
+/// The value that a word names. Throws WrongUsage with the list of the words.
+template <class T>
+T chosen(const char* option, const std::string& word, const std::vector<std::pair<std::string_view, T>>& choices) {
+    std::vector<std::string_view> names;
+    for (const auto& [name, value] : choices) {
+        if (word == name) return value;
+        names.push_back(name);
+    }
+    throw WrongUsage{fmt::format("{}: {}", option, noneOf(word, names))};
+}
+
+/// The whole number that a word is; `what` says what it should be: "number of findings". Throws WrongUsage.
+std::uint64_t number(const char* option, std::string_view word, const char* what);
+
+/// "3", "3-5" and "3-". Throws WrongUsage.
+LineRange lineRange(const char* option, std::string_view word);
+
+/// The value of --threads, which is 0 for all processors that this process may use.
+unsigned threadCount(std::string_view word);
+
+ColourChoice colourChoice(const std::string& word);
+
+/// The encoding of a file to be read: auto, ansi, utf16le.
+EncodingChoice encodingChoice(const char* option, const std::string& word);
+
+/// The value of --kind: auto, which is nullopt, or a kind of lines.
+std::optional<LineKind> kindChoice(const std::string& word);
+
+}  // namespace tramo::cli

@@ -1,0 +1,254 @@
+// Rows as tables of a SQLite database: one a kind, what was found, the file they are from, and views of
+// whole meters and of answers.
+#include "cli/io/platform.h"
+#include "cli/io/text.h"
+#include "cli/tables/celltext.h"
+#include "cli/tables/database.h"
+#include "cli/tables/sink.h"
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+const char* typeOf(const Column& column) {
+    switch (column.type) {
+    case Column::Type::Integer:
+    case Column::Type::Flag: return "INTEGER";
+    case Column::Type::Real: return "REAL";
+    case Column::Type::Text: break;
+    }
+    return "TEXT";
+}
+
+// The field by which a kind of line tells its meter: that of the meter that the round knows.
+const Column* meterOf(const Table& table) {
+    for (const char* name : {"meterSerialNumber", "oldMeterSerialNumber"})
+        if (const auto found = std::ranges::find(table.columns, name, &Column::name); found != table.columns.end())
+            return &*found;
+    return nullptr;
+}
+
+bool isSerialNumberOfMeter(const Column& column) {
+    return column.name.ends_with("MeterSerialNumber") ||
+           (column.name.starts_with("meter") && column.name.ends_with("SerialNumber"));
+}
+
+// `lineColumn`: the column of line numbers, empty for none.
+std::string definitionOf(const Table& table, std::string_view lineColumn) {
+    std::string columns(lineColumn);
+    for (const Column& column : table.columns)
+        columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, typeOf(column));
+    return fmt::format("CREATE TABLE \"{}\" ({})", table.identifier, columns);
+}
+
+std::string insertionInto(const Table& table, bool hasLine) {
+    std::string places = hasLine ? "?" : "";
+    for (std::size_t i = 0; i < table.columns.size(); ++i) places += places.empty() ? "?" : ", ?";
+    return fmt::format("INSERT INTO \"{}\" VALUES ({})", table.identifier, places);
+}
+
+std::string indexesOf(const Table& table) {
+    std::string sql;
+    for (const Column& column : table.columns)
+        if (isSerialNumberOfMeter(column))
+            sql += fmt::format("CREATE INDEX \"{0}_{1}\" ON \"{0}\" (\"{1}\");", table.identifier, column.name);
+    return sql;
+}
+
+const Column* pageOf(const Table& table) {
+    const auto found = std::ranges::find(table.columns, "pageNumber", &Column::name);
+    return found == table.columns.end() ? nullptr : &*found;
+}
+
+/// A view with a row for each row of one table, and at most one row of any other beside it.
+class View {
+public:
+    View(const Table& of, const Table& meters) : first(of), meter(meters), joins(quoted(of.identifier)) { add(of, ""); }
+
+    /// Adds a row of the same meter, under the names of its fields behind the name of its table. Where a serial number is
+    /// that of one meter, it is the first such row. Where it is repeated, first rows belong to the first meter, second ones
+    /// to the second.
+    void join(const Table& table) {
+        joins += fmt::format(" LEFT JOIN {0} ON {0}.\"line\" = coalesce(CASE WHEN {1} < {2} THEN ({3}) ELSE {4} END{5})",
+            quoted(table.identifier), lineOf("min", meter), lineOf("max", meter), counterpartIn(table), lineOf("min", table),
+            // A page that was answered once more than there are meters still is an answer of this meter.
+            &table == &meter ? ", " + lineOf("max", meter) : ", NULL");
+        add(table, table.identifier + "_");
+    }
+
+    std::string definition(std::string_view name) const {
+        return fmt::format("CREATE VIEW {} AS SELECT {} FROM {}", quoted(name), columns, joins);
+    }
+
+private:
+    static std::string quoted(std::string_view name) { return fmt::format("\"{}\"", name); }
+
+    std::string serial() const { return fmt::format("\"{}\".\"{}\"", first.identifier, meterOf(first)->name); }
+
+    // One line of this meter.
+    std::string lineOf(const char* which, const Table& table) const {
+        return fmt::format("(SELECT {}(\"line\") FROM \"{}\" AS same WHERE same.\"{}\" = {})", which, table.identifier,
+            meterOf(table)->name, serial());
+    }
+
+    // Takes a look at both tables whole, but only once for all rows, and not at all where no serial number is repeated.
+    std::string counterpartIn(const Table& table) const {
+        return fmt::format("SELECT other.\"line\" FROM ({}) AS own JOIN ({}) AS other ON own.serial = other.serial AND "
+                           "own.nth = other.nth WHERE own.\"line\" = \"{}\".\"line\"",
+            numbered(first), numbered(table), first.identifier);
+    }
+
+    static std::string numbered(const Table& table) {
+        const Column* page = pageOf(table);
+        return fmt::format("SELECT \"line\", \"{0}\" AS serial, row_number() OVER (PARTITION BY \"{0}\"{1} ORDER BY \"line\") "
+                           "AS nth FROM \"{2}\"",
+            meterOf(table)->name, page ? ", " + quoted(page->name) : "", table.identifier);
+    }
+
+    void add(const Table& table, const std::string& prefix) {
+        columns += fmt::format("{0}\"{1}\".\"line\" AS \"{2}line\"", columns.empty() ? "" : ", ", table.identifier, prefix);
+        for (const Column& column : table.columns)
+            columns += fmt::format(", \"{0}\".\"{1}\" AS \"{2}{1}\"", table.identifier, column.name, prefix);
+    }
+
+    const Table& first;
+    const Table& meter;
+    std::string columns, joins;
+};
+
+// A row a meter, so that sums over it are those of the tables.
+std::string viewOfMeters(const Table& meter) {
+    View view(meter, meter);
+    for (const Table& table : tables())
+        if (&table != &meter && meterOf(table) && !pageOf(table)) view.join(table);
+    return view.definition("meters");
+}
+
+// A row an answered page.
+std::string viewOfAnswers(const Table& meter) {
+    View view(*std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) && pageOf(table); }), meter);
+    view.join(meter);
+    return view.definition("answers");
+}
+
+class SqliteSink : public Sink {
+public:
+    SqliteSink(const std::string& path, OutFile::Mode mode)
+        : name(path), file(path, mode), database(begun(), path, Database::Write) {
+        // Nobody sees the file before it is complete, so that nothing needs to be taken back.
+        database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
+        for (const Table& table : tables()) create(table, "\"line\" INTEGER PRIMARY KEY");
+        create(findingTable(), "\"line\" INTEGER");
+        create(fileTable(), "");
+    }
+
+    void put(const Row& row) override {
+        Statement& insertion = insertions.at(row.table);
+        insertion.bind(1, row.line);
+        if (row.longText) putLong(insertion, row);
+        else insert(insertion, 2, row);
+    }
+
+    void finish(const Source& source) override {
+        insert(insertions.at(&fileTable()), 1, rowOf(source));
+        for (const Table& table : tables()) database.run(indexesOf(table).c_str());
+        const Table& meter = *std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) != nullptr; });
+        database.run(viewOfMeters(meter).c_str());
+        database.run(viewOfAnswers(meter).c_str());
+        insertions.clear();
+        database.run("COMMIT");
+        database.close();
+        const std::unique_ptr<Database> old = lockOld();
+        file.commit();
+    }
+
+private:
+    [[noreturn]] void refuse(const std::string& reason) const { throw WriteFailed{name, 0, reason}; }
+
+    std::string begun() {
+        if (file.isStream()) refuse("a database must be a regular file");
+        lockOld();
+        return file.temporaryPath();
+    }
+
+    // What SQLite keeps beside a database belongs to its old content, and would damage the new one. So would a program that has
+    // the old one open, and goes on writing there.
+    std::unique_ptr<Database> lockOld() {
+        Place& target = file.target();
+        for (const char* suffix : {"-wal", "-shm", "-journal"})
+            if (target.hasCompanion(suffix))
+                refuse(fmt::format("there is also \"{}{}\": another program has the database open or has not closed it properly; "
+                                   "close it there, or move both files away",
+                    printable(std::string_view(target.base())), suffix));
+        if (target.kind() != Place::Kind::File) return nullptr;
+        const char* const inUse = "another program has the database open";
+        if (target.isOpenElsewhere()) refuse(inUse);
+        const std::string path = target.folder().path + '/' + target.base();
+        if (hasLog(path)) return nullptr;
+        auto old = std::make_unique<Database>(path, name, Database::Write);
+        if (!old->lock()) refuse(inUse);
+        return old;
+    }
+
+    void create(const Table& table, const char* lineColumn) {
+        database.run(definitionOf(table, lineColumn).c_str());
+        insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
+    }
+
+    // SQLite takes a text only whole, and copies it. A very long one is a blob of the same bytes, which is written piece by
+    // piece.
+    void putLong(Statement& insertion, const Row& row) {
+        constexpr std::uint64_t longestText = 8 << 20;
+        std::uint64_t size = 0;
+        row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
+        if (size > database.longestValue())
+            refuse(
+                fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it to jsonl, csv or xlsx",
+                    row.line, size, database.longestValue()));
+        const auto last = static_cast<int>(row.cells.size()) + 1;
+        if (size <= longestText) {
+            std::string text;
+            text.reserve(size);
+            row.longText->forEachPiece([&](std::wstring_view piece) { text += escaped(piece, false); });
+            insertion.bind(last, text);
+            insert(insertion, 2, row);
+            return;
+        }
+        insertion.bindZeros(last, size);
+        insert(insertion, 2, row);
+        BlobWriter blob(database, row.table->identifier, row.table->columns.back().name, row.line);
+        row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
+    }
+
+    void insert(Statement& insertion, int place, const Row& row) {
+        texts.clear();
+        texts.reserve(row.cells.size());
+        for (std::size_t i = 0; i < row.cells.size(); ++i, ++place) {
+            if (const auto* text = std::get_if<std::wstring>(&row.cells[i]))
+                insertion.bind(place, texts.emplace_back(escaped(*text, false)));
+            else if (const auto* number = std::get_if<long long>(&row.cells[i])) insertion.bind(place, *number);
+            else if (const auto* real = std::get_if<double>(&row.cells[i])) insertion.bind(place, *real);
+            else if (const auto* flag = std::get_if<bool>(&row.cells[i])) insertion.bind(place, static_cast<long long>(*flag));
+        }
+        insertion.step();
+        insertion.reset();
+    }
+
+    std::string name;
+    OutFile file;
+    Database database;
+    std::map<const Table*, Statement> insertions;
+    std::vector<std::string> texts;  ///< of the row that is being inserted
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode) {
+    return std::make_unique<SqliteSink>(path, mode);
+}
+
+}  // namespace tramo::cli

@@ -1,0 +1,430 @@
+// Rows as a workbook for spreadsheet programs: a sheet a kind, what was found, and the file they are from. It is written
+// here and not by libxlsxwriter, because that takes no notice of a disk that is full while its temporary files are written.
+#include "cli/io/text.h"
+#include "cli/tables/celltext.h"
+#include "cli/tables/sink.h"
+#include "cli/tables/zipwriter.h"
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <deque>
+#include <fmt/format.h>
+#include <map>
+#include <optional>
+#include <tramostream/wording.h>
+#include <utility>
+
+namespace tramo::cli {
+
+namespace {
+
+// What spreadsheet programs take.
+constexpr std::size_t mostRows = 1 << 20;
+constexpr std::size_t longestText = 32767;             // in UTF-16 units
+constexpr long long largestInteger = 999999999999999;  // larger ones lose digits
+constexpr double largestReal = 9.99999999999999e307;
+
+constexpr const char* xmlHead = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+                                "\n";
+#define SCHEMAS "http://schemas.openxmlformats.org/"
+
+// --- Styles ----------------------------------------------------------------------------------------------------------
+
+// In the order in which the style sheet has them. A text stays one when somebody edits its cell, with its zeros in front.
+enum Style { General, Header, Text, Date, DateTime };
+
+constexpr const char* styleSheet =
+    R"(<styleSheet xmlns=")" SCHEMAS R"(spreadsheetml/2006/main">)"
+    R"(<numFmts count="2"><numFmt numFmtId="164" formatCode="yyyy\-mm\-dd"/>)"
+    R"(<numFmt numFmtId="165" formatCode="yyyy\-mm\-dd\ hh:mm"/></numFmts>)"
+    R"(<fonts count="2"><font><sz val="11"/><name val="Calibri"/></font><font><b/><sz val="11"/><name val="Calibri"/></font></fonts>)"
+    R"(<fills count="3"><fill><patternFill patternType="none"/></fill><fill><patternFill patternType="gray125"/></fill>)"
+    R"(<fill><patternFill patternType="solid"><fgColor rgb="FFE7EBF0"/></patternFill></fill></fills>)"
+    R"(<borders count="1"><border><left/><right/><top/><bottom/><diagonal/></border></borders>)"
+    R"(<cellStyleXfs count="1"><xf numFmtId="0" fontId="0" fillId="0" borderId="0"/></cellStyleXfs>)"
+    R"(<cellXfs count="5"><xf numFmtId="0" fontId="0" fillId="0" borderId="0" xfId="0"/>)"
+    R"(<xf numFmtId="49" fontId="1" fillId="2" borderId="0" xfId="0" applyNumberFormat="1" applyFont="1" applyFill="1"/>)"
+    R"(<xf numFmtId="49" fontId="0" fillId="0" borderId="0" xfId="0" applyNumberFormat="1"/>)"
+    R"(<xf numFmtId="164" fontId="0" fillId="0" borderId="0" xfId="0" applyNumberFormat="1" applyAlignment="1">)"
+    R"(<alignment horizontal="left"/></xf>)"
+    R"(<xf numFmtId="165" fontId="0" fillId="0" borderId="0" xfId="0" applyNumberFormat="1" applyAlignment="1">)"
+    R"(<alignment horizontal="left"/></xf></cellXfs>)"
+    R"(<cellStyles count="1"><cellStyle name="Normal" xfId="0" builtinId="0"/></cellStyles></styleSheet>)";
+
+// --- Texts -----------------------------------------------------------------------------------------------------------
+
+bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+
+// "_x0041_" would be read as "A".
+bool isEscape(std::string_view text) {
+    return text.size() >= 7 && text.starts_with("_x") && text[6] == '_' &&
+           std::all_of(text.begin() + 2, text.begin() + 6, isHexDigit);
+}
+
+void appendXml(fmt::memory_buffer& out, std::string_view text) {
+    auto add = [&](std::string_view bytes) { out.append(bytes.data(), bytes.data() + bytes.size()); };
+    for (std::size_t i = 0; i < text.size(); ++i) switch (text[i]) {
+        case '&': add("&amp;"); break;
+        case '<': add("&lt;"); break;
+        case '>': add("&gt;"); break;
+        case '"': add("&quot;"); break;
+        case '_': add(isEscape(text.substr(i)) ? "_x005F_" : "_"); break;
+        default: out.push_back(text[i]);
+        }
+}
+
+// As much of the UTF-8 text as a cell can hold.
+std::string_view firstPiece(std::string_view text) {
+    if (text.size() <= longestText) return text;
+    std::size_t units = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0) == 0x80) continue;
+        units += byte >= 0xF0 ? 2 : 1;
+        if (units > longestText) return text.substr(0, i);
+    }
+    return text;
+}
+
+// --- Dates -----------------------------------------------------------------------------------------------------------
+
+int digits(std::wstring_view text, std::size_t at, std::size_t count) {
+    int value = 0;
+    for (const wchar_t c : text.substr(at, count)) value = value * 10 + (c - L'0');
+    return value;
+}
+
+bool isYear(std::wstring_view text) {
+    return text.size() == 4 && text[0] != L'0' && std::ranges::all_of(text, [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+}
+
+// The number by which spreadsheets know a date: days since the end of 1899. (Programs agree about
+// them from March 1900 on, fields know none before 1901.) A time that its date does not tell exactly stays a text.
+std::optional<double> serialOf(FieldKind kind, std::wstring_view text) {
+    namespace chrono = std::chrono;
+    if (text.size() != (kind == FieldKind::Date ? 10u : 16u) || text[4] != L'-') return std::nullopt;
+    const chrono::year_month_day day{chrono::year(digits(text, 0, 4)), chrono::month(static_cast<unsigned>(digits(text, 5, 2))),
+        chrono::day(static_cast<unsigned>(digits(text, 8, 2)))};
+    const auto days = chrono::sys_days(day) - chrono::sys_days(chrono::year(1899) / 12 / 30);
+    const int minutes = kind == FieldKind::Date ? 0 : digits(text, 11, 2) * 60 + digits(text, 14, 2);
+    return static_cast<double>(days.count()) + minutes / 1440.0;
+}
+
+// --- Sheets ----------------------------------------------------------------------------------------------------------
+
+std::string columnName(std::size_t index) {
+    std::string name;
+    for (++index; index > 0; index = (index - 1) / 26) name.insert(name.begin(), static_cast<char>('A' + (index - 1) % 26));
+    return name;
+}
+
+/// Grows row by row.
+class Sheet {
+public:
+    Sheet(std::string called, const Table& of, bool numbersLines) : name(std::move(called)), table(of) {
+        if (numbersLines) addColumn("line");
+        for (const Column& column : table.columns) addColumn(column.name);
+        beginRow();
+        for (std::size_t i = 0; i < columns.size(); ++i) putText(i, columns[i].name, Header);
+        endRow();
+    }
+
+    std::size_t size() const { return columns.size(); }
+    bool isFull() const { return rows == mostRows || xml.size() > ZipMember::mostBytes / 2; }
+
+    void beginRow() {
+        rowNumber = std::to_string(++rows);
+        add("<row r=\"", rowNumber, "\">");
+    }
+
+    void endRow() {
+        add("</row>\n");
+        if (text.size() < 1 << 16) return;
+        if (!hasHead) writeHead();
+        flush();
+    }
+
+    void putText(std::size_t i, std::string_view value, Style style = Text) {
+        const bool keepsBlanks = value.starts_with(' ') || value.ends_with(' ');
+        beginCell(i, style, "\" t=\"inlineStr\"><is><t");
+        add(keepsBlanks ? " xml:space=\"preserve\">" : ">");
+        appendXml(text, value);
+        add("</t></is></c>");
+        widen(i, value.size());
+    }
+
+    void putFlag(std::size_t i, bool value) {
+        beginCell(i, General, "\" t=\"b\"><v>");
+        add(value ? "1" : "0", "</v></c>");
+    }
+
+    template <class Number> void putNumber(std::size_t i, Number value, Style style = General) {
+        beginCell(i, style, "\"><v>");
+        const std::size_t from = text.size();
+        fmt::format_to(fmt::appender(text), "{}", value);
+        widen(i, text.size() - from);
+        add("</v></c>");
+    }
+
+    /// To be called once, behind the last row.
+    void end() {
+        if (!hasHead) writeHead();
+        add("</sheetData><autoFilter ref=\"A1:", columns.back().letters, rowNumber, "\"/>");
+        addNotes();
+        // That a text could be a number is no mistake.
+        add("<ignoredErrors><ignoredError sqref=\"A1:", columns.back().letters, rowNumber, "\" numberStoredAsText=\"1\"/>");
+        add("</ignoredErrors></worksheet>\n");
+        flush();
+        xml.end();
+    }
+
+    /// "$A$1:$K$20"
+    std::string range() const { return fmt::format("$A$1:${}${}", columns.back().letters, rowNumber); }
+
+    const std::string name;
+    ZipMember xml;
+
+private:
+    struct SheetColumn {
+        std::string name, letters;
+        std::size_t width;  ///< in characters
+    };
+
+    void addColumn(const std::string& title) {
+        constexpr std::size_t filterButton = 3;
+        columns.push_back({title, columnName(columns.size()), title.size() + filterButton});
+    }
+
+    template <class... Pieces> void add(const Pieces&... pieces) {
+        for (const std::string_view piece : {std::string_view(pieces)...}) text.append(piece.data(), piece.data() + piece.size());
+    }
+
+    void beginCell(std::size_t i, Style style, std::string_view rest) {
+        constexpr std::string_view styles = "01234";
+        add("<c r=\"", columns[i].letters, rowNumber, "\" s=\"", styles.substr(style, 1), rest);
+    }
+
+    void widen(std::size_t i, std::size_t width) { columns[i].width = std::max(columns[i].width, width); }
+
+    // Widths stand before the rows; those of the first rows tell enough.
+    void writeHead() {
+        fmt::memory_buffer head;
+        auto print = [&]<class... T>(fmt::format_string<T...> format, T&&... arguments) {
+            fmt::format_to(fmt::appender(head), format, std::forward<T>(arguments)...);
+        };
+        print("{}<worksheet xmlns=\"" SCHEMAS "spreadsheetml/2006/main\"><sheetViews><sheetView workbookViewId=\"0\">", xmlHead);
+        print(
+            "<pane ySplit=\"1\" topLeftCell=\"A2\" activePane=\"bottomLeft\" state=\"frozen\"/></sheetView></sheetViews><cols>");
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            print("<col min=\"{0}\" max=\"{0}\" width=\"{1}\" customWidth=\"1\"/>", i + 1,
+                std::min<std::size_t>(columns[i].width + 1, 60));
+        print("</cols><sheetData>\n");
+        xml.write({head.data(), head.size()});
+        hasHead = true;
+    }
+
+    // What a field is, for those who choose its name.
+    void addNotes() {
+        if (!table.blank) return;
+        const std::size_t first = columns.size() - table.columns.size();
+        add("<dataValidations count=\"", std::to_string(table.columns.size()), "\">");
+        for (std::size_t i = 0; i < table.columns.size(); ++i) {
+            const Field& field = *table.columns[i].field;
+            add("<dataValidation allowBlank=\"1\" showInputMessage=\"1\" sqref=\"", columns[first + i].letters, "1\" prompt=\"");
+            appendXml(text, fmt::format("columns {}: {}", columnsOf(field), typeOf(field)));
+            add("\"/>");
+        }
+        add("</dataValidations>");
+    }
+
+    void flush() {
+        xml.write({text.data(), text.size()});
+        text.clear();
+    }
+
+    const Table& table;
+    std::vector<SheetColumn> columns;
+    fmt::memory_buffer text;
+    std::size_t rows = 0;
+    std::string rowNumber;
+    bool hasHead = false;
+};
+
+// --- The workbook ----------------------------------------------------------------------------------------------------
+
+/// The sheets of a table: when one is full, the next goes on.
+class Sheets {
+public:
+    Sheets(const Table& of, bool linesAreNumbered) : table(of), numbersLines(linesAreNumbered) {}
+
+    void put(const Row& row) {
+        Sheet* sheet = &beginRow(row.line);
+        for (std::size_t i = 0; i < row.cells.size(); ++i) putCell(*sheet, numbersLines + i, row.cells[i], table.columns[i]);
+        if (row.longText) sheet = &putLong(*sheet, row);
+        sheet->endRow();
+        // A text too long for its cell goes on below.
+        while (!unfinished.empty()) {
+            sheet = &beginRow(row.line);
+            std::vector<Rest> now;
+            now.swap(unfinished);
+            for (Rest& rest : now) putPiece(*sheet, std::move(rest));
+            sheet->endRow();
+        }
+    }
+
+    void end() {
+        for (Sheet& sheet : sheets) sheet.end();
+    }
+
+    std::deque<Sheet> sheets;
+
+private:
+    struct Rest {
+        std::size_t column;
+        std::string text;
+        std::size_t from = 0;
+    };
+
+    Sheet& beginRow(long long line) {
+        if (sheets.empty()) sheets.emplace_back(table.name, table, numbersLines);
+        else if (sheets.back().isFull())
+            sheets.emplace_back(fmt::format("{} {}", table.name, sheets.size() + 1), table, numbersLines);
+        Sheet& sheet = sheets.back();
+        sheet.beginRow();
+        if (numbersLines) sheet.putNumber(0, line);
+        return sheet;
+    }
+
+    void putCell(Sheet& sheet, std::size_t place, const Cell& cell, const Column& column) {
+        if (const auto* text = std::get_if<std::wstring>(&cell)) putText(sheet, place, *text, column.field);
+        else if (const auto* flag = std::get_if<bool>(&cell)) sheet.putFlag(place, *flag);
+        else if (const auto* integer = std::get_if<long long>(&cell)) {
+            if (*integer >= -largestInteger && *integer <= largestInteger) sheet.putNumber(place, *integer);
+            else sheet.putText(place, std::to_string(*integer));
+        } else if (const auto* real = std::get_if<double>(&cell)) {
+            if (std::fabs(*real) <= largestReal) sheet.putNumber(place, *real);
+            else sheet.putText(place, fmt::format("{}", *real));
+        }
+    }
+
+    void putText(Sheet& sheet, std::size_t place, const std::wstring& text, const Field* field) {
+        const FieldKind kind = field ? field->kind : FieldKind::Text;
+        if (kind == FieldKind::Date || kind == FieldKind::DateTime) {
+            if (const std::optional<double> serial = serialOf(kind, text))
+                return sheet.putNumber(place, *serial, kind == FieldKind::Date ? Date : DateTime);
+        } else if (kind == FieldKind::Year && isYear(text)) {
+            return sheet.putNumber(place, digits(text, 0, 4));
+        }
+        putPiece(sheet, {place, escaped(text, false)});
+    }
+
+    // The same for a text that is not held whole. Leaves the last of its rows open.
+    Sheet& putLong(Sheet& first, const Row& row) {
+        const std::size_t place = numbersLines + row.cells.size() - 1;
+        Sheet* sheet = &first;
+        std::string waiting;
+        row.longText->forEachPiece([&](std::wstring_view piece) {
+            waiting += escaped(piece, false);
+            std::string_view rest = waiting;
+            for (std::string_view cell = firstPiece(rest); cell.size() < rest.size(); cell = firstPiece(rest)) {
+                sheet->putText(place, cell);
+                sheet->endRow();
+                sheet = &beginRow(row.line);
+                rest.remove_prefix(cell.size());
+            }
+            waiting.erase(0, waiting.size() - rest.size());
+        });
+        sheet->putText(place, waiting);
+        return *sheet;
+    }
+
+    void putPiece(Sheet& sheet, Rest rest) {
+        const std::string_view text = std::string_view(rest.text).substr(rest.from), piece = firstPiece(text);
+        sheet.putText(rest.column, piece);
+        if (piece.size() == text.size()) return;
+        rest.from += piece.size();
+        unfinished.push_back(std::move(rest));
+    }
+
+    const Table& table;
+    bool numbersLines;
+    std::vector<Rest> unfinished;
+};
+
+class XlsxSink : public Sink {
+public:
+    XlsxSink(const std::string& path, OutFile::Mode mode) : archive(path, mode) {
+        for (const Table& table : tables()) places.emplace(&table, &all.emplace_back(table, true));
+        places.emplace(&findingTable(), &all.emplace_back(findingTable(), true));
+    }
+
+    void put(const Row& row) override { places.at(row.table)->put(row); }
+
+    void finish(const Source& source) override {
+        all.emplace_back(fileTable(), false).put(rowOf(source));
+        std::vector<const Sheet*> sheets;
+        for (Sheets& some : all) {
+            some.end();
+            for (const Sheet& sheet : some.sheets) sheets.push_back(&sheet);
+        }
+        write(sheets);
+        archive.commit();
+    }
+
+private:
+    void write(const std::vector<const Sheet*>& sheets) {
+        std::string types, list, names, relations;
+        auto relate = [&](std::size_t id, const char* type, const std::string& target) {
+            relations += fmt::format(R"(<Relationship Id="rId{}" Type="{}officeDocument/2006/relationships/{}" Target="{}"/>)",
+                id, SCHEMAS, type, target);
+        };
+        for (std::size_t i = 0; i < sheets.size(); ++i) {
+            const std::string path = fmt::format("worksheets/sheet{}.xml", i + 1);
+            types += fmt::format(R"(<Override PartName="/xl/{}" ContentType="{}worksheet+xml"/>)", path, contentType);
+            list += fmt::format(R"(<sheet name="{0}" sheetId="{1}" r:id="rId{1}"/>)", sheets[i]->name, i + 1);
+            names +=
+                fmt::format(R"(<definedName name="_xlnm._FilterDatabase" localSheetId="{}" hidden="1">'{}'!{}</definedName>)", i,
+                    sheets[i]->name, sheets[i]->range());
+            relate(i + 1, "worksheet", path);
+        }
+        relate(sheets.size() + 1, "styles", "styles.xml");
+
+        add("[Content_Types].xml",
+            R"(<Types xmlns="{0}package/2006/content-types">)"
+            R"(<Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml"/>)"
+            R"(<Default Extension="xml" ContentType="application/xml"/>)"
+            R"(<Override PartName="/xl/workbook.xml" ContentType="{1}sheet.main+xml"/>)"
+            R"(<Override PartName="/xl/styles.xml" ContentType="{1}styles+xml"/>{2}</Types>)",
+            SCHEMAS, contentType, types);
+        add("_rels/.rels",
+            R"(<Relationships xmlns="{0}package/2006/relationships">)"
+            R"(<Relationship Id="rId1" Type="{0}officeDocument/2006/relationships/officeDocument" Target="xl/workbook.xml"/></Relationships>)",
+            SCHEMAS);
+        add("xl/workbook.xml",
+            R"(<workbook xmlns="{0}spreadsheetml/2006/main" xmlns:r="{0}officeDocument/2006/relationships">)"
+            R"(<bookViews><workbookView/></bookViews><sheets>{1}</sheets><definedNames>{2}</definedNames></workbook>)",
+            SCHEMAS, list, names);
+        add("xl/_rels/workbook.xml.rels", R"(<Relationships xmlns="{}package/2006/relationships">{}</Relationships>)", SCHEMAS,
+            relations);
+        add("xl/styles.xml", "{}", styleSheet);
+        for (std::size_t i = 0; i < sheets.size(); ++i)
+            archive.add(fmt::format("xl/worksheets/sheet{}.xml", i + 1), sheets[i]->xml);
+    }
+
+    template <class... T> void add(const char* path, fmt::format_string<const T&...> format, const T&... arguments) {
+        archive.add(path, xmlHead + fmt::format(format, arguments...));
+    }
+
+    static constexpr const char* contentType = "application/vnd.openxmlformats-officedocument.spreadsheetml.";
+
+    ZipWriter archive;
+    std::deque<Sheets> all;
+    std::map<const Table*, Sheets*> places;
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode) { return std::make_unique<XlsxSink>(path, mode); }
+
+}  // namespace tramo::cli

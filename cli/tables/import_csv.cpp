@@ -1,0 +1,274 @@
+// Rows from comma-separated values, of one file or of a folder.
+#include "cli/io/text.h"
+#include "cli/lines/input.h"
+#include "cli/tables/celltext.h"
+#include "cli/tables/growingtext.h"
+#include "cli/tables/rowsource.h"
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fmt/format.h>
+#include <optional>
+#include <system_error>
+#include <tramostream/check.h>
+#include <utility>
+#include <vector>
+
+namespace tramo::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The records of a file: cells in quotation marks may hold anything, line endings as well. A line ends with CR LF, LF or
+/// CR.
+class CsvReader {
+public:
+    /// `called`: as people read it.
+    CsvReader(const std::string& path, std::string called) : bytes(path), name(std::move(called)) {}
+
+    /// False at the end. Blank lines are passed over.
+    bool next(std::vector<std::string>& cells) {
+        do {
+            cells.assign(1, {});
+            longPlace = noColumn;
+            longer.clear();
+            if (!nextRecord(cells)) return false;
+        } while (cells.size() == 1 && cells[0].empty());
+        isHeader = false;
+        return true;
+    }
+
+    /// The column of a cell of more than `longestValue` bytes, of which that are only the first ones, and all of them; noColumn:
+    /// there is none.
+    static constexpr std::size_t noColumn = static_cast<std::size_t>(-1);
+    std::size_t longColumn() const { return longPlace; }
+    std::string_view longCell() const { return longer.view(); }
+
+    std::string place() const { return fmt::format("{}:{}", name, first); }
+    [[noreturn]] void refuse(std::string reason) const { throw BadRow{place(), std::move(reason)}; }
+
+private:
+    // The next character, with every line ending outside of quotation marks as a line feed; -1: the end.
+    int nextCharacter(bool quoted) {
+        int c = bytes.next();
+        const bool isEndOfPair = std::exchange(afterReturn, c == '\r') && c == '\n';
+        if (isEndOfPair && !quoted) afterReturn = (c = bytes.next()) == '\r';
+        lines += (c == '\n' && !(isEndOfPair && quoted)) || c == '\r';
+        return c == '\r' && !quoted ? '\n' : c;
+    }
+
+    void append(std::vector<std::string>& cells, int c) {
+        std::string& cell = cells.back();
+        if (cell.size() < longestValue) {
+            cell += static_cast<char>(c);
+            return;
+        }
+        const std::size_t column = cells.size() - 1;
+        if (longPlace != noColumn && longPlace != column) refuse(fmt::format("two cells of more than {} bytes", longestValue));
+        if (std::exchange(longPlace, column) != column)
+            for (const char before : cell) longer.push_back(before);
+        longer.push_back(static_cast<char>(c));
+    }
+
+    bool nextRecord(std::vector<std::string>& cells) {
+        first = lines + 1;
+        std::size_t size = 0;
+        bool quoted = false, any = false;
+        for (int c; (c = nextCharacter(quoted)) >= 0; any = true) {
+            if (isHeader && ++size > longestHeader)
+                refuse(fmt::format("the names are longer than {} bytes; the file is not an export", longestHeader));
+            if (quoted) {
+                if (c != '"') append(cells, c);
+                else quoted = false, closed = true;
+                continue;
+            }
+            // Behind a closing mark another one stands for itself.
+            const bool behindMark = std::exchange(closed, false);
+            if (c == '"' && (behindMark || cells.back().empty())) {
+                if (behindMark) append(cells, c);
+                quoted = true;
+            } else if (c == ',') {
+                cells.emplace_back();
+            } else if (c == '\n') {
+                return true;
+            } else {
+                append(cells, c);
+            }
+        }
+        if (quoted) refuse("a quotation mark is not closed");
+        closed = false;
+        return any;
+    }
+
+    ByteReader bytes;
+    std::string name;
+    long long lines = 0, first = 0;  ///< lines: that have ended
+    bool isHeader = true, closed = false, afterReturn = false;
+    std::size_t longPlace = noColumn;
+    GrowingText longer;
+};
+
+class CsvSource : public RowSource {
+public:
+    explicit CsvSource(const std::string& path, const std::string& called) : reader(path, called) {
+        if (!reader.next(header)) return;
+        kindColumn = columnNamed("kind");
+        lineColumn = columnNamed("line");
+        for (auto name = header.begin(); name != header.end(); ++name)
+            if (std::find(header.begin(), name, *name) != name)
+                reader.refuse(isField(*name) ? fmt::format("duplicate column \"{}\"", *name)
+                                             : named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
+    }
+
+    bool next(Row& row) override {
+        do {
+            if (!reader.next(cells)) return false;
+            if (cells.size() != header.size())
+                reader.refuse(fmt::format(
+                    "{} in this row, {} in the first line", counted(cells.size(), "cell"), counted(header.size(), "name")));
+        } while (cells[kindColumn] == findingTable().name);
+        const Table* table = tableNamed(cells[kindColumn]);
+        if (!table) reader.refuse(named("kind: unknown kind", cells[kindColumn]));
+        if (table != known) learn(*table);
+        row = {table};
+        row.line = lineNumber();
+        row.cells.resize(table->columns.size());
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            if (i == kindColumn || i == lineColumn || cells[i].empty()) continue;
+            if (i == reader.longColumn()) {
+                row.longText = longTextAt(i, *table);
+                continue;
+            }
+            auto text = unescaped(cells[i]);
+            if (!text) refuseText(i);
+            row.cells[places[i]] = std::move(*text);
+        }
+        return true;
+    }
+
+    std::string place(std::size_t) const override { return reader.place(); }
+
+private:
+    std::size_t columnNamed(std::string_view name) const {
+        const auto found = std::ranges::find(header, name);
+        if (found == header.end()) reader.refuse(fmt::format("there is no column \"{}\"; the file is not an export", name));
+        return static_cast<std::size_t>(found - header.begin());
+    }
+
+    static bool isField(std::string_view name) {
+        return std::ranges::any_of(tables(),
+            [&](const Table& table) { return std::ranges::find(table.columns, name, &Column::name) != table.columns.end(); });
+    }
+
+    // Where the cells of this table's rows belong.
+    void learn(const Table& table) {
+        known = &table;
+        places.assign(header.size(), 0);
+        for (std::size_t i = 0; i < header.size(); ++i) {
+            if (i == kindColumn || i == lineColumn) continue;
+            const auto column = std::ranges::find(table.columns, header[i], &Column::name);
+            if (column == table.columns.end())
+                reader.refuse(
+                    fmt::format("{} of {}", named("unknown field", header[i], fmt::format("in column {}", i + 1)), table.name));
+            places[i] = static_cast<std::size_t>(column - table.columns.begin());
+        }
+    }
+
+    std::shared_ptr<const LongText> longTextAt(std::size_t i, const Table& table) const {
+        if (!isPlaceOfLine(table, places[i])) reader.refuse(tooLongFor(table.columns[places[i]].name));
+        auto text = std::make_shared<EscapedText>(reader.longCell(), takeCellEscape);
+        if (text->firstFault()) refuseText(i);
+        return text;
+    }
+
+    [[noreturn]] void refuseText(std::size_t i) const {
+        reader.refuse(
+            fmt::format("{}: not UTF-8, or an invalid escape after a backslash", printable(std::string_view(header[i]))));
+    }
+
+    long long lineNumber() const {
+        const std::optional<std::wstring> text = fromUtf8(cells[lineColumn]);
+        const std::optional<long long> number = text ? wholeNumber(*text) : std::nullopt;
+        if (!number) reader.refuse(named("line: invalid integer", cells[lineColumn]));
+        return *number;
+    }
+
+    CsvReader reader;
+    std::vector<std::string> header, cells;
+    std::size_t kindColumn = 0, lineColumn = 0;
+    const Table* known = nullptr;
+    std::vector<std::size_t> places;
+};
+
+/// Always the row with the lowest number of those that the tables are at.
+class CsvFolder : public RowSource {
+public:
+    explicit CsvFolder(const std::string& path) {
+        std::vector<std::string> files = tablesIn(path);
+        if (files.empty()) throw Unreadable{"is a folder without tables (*.csv)"};
+        std::ranges::sort(files);
+        for (const std::string& file : files) {
+            Open& open = tables.emplace_back(Open{file, nullptr, {}});
+            const std::string place = (pathOf(path) / pathOf(file)).string();
+            guarded(open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place))); });
+            advance(open);
+        }
+    }
+
+    bool next(Row& row) override {
+        if (last && last->source) advance(*last);
+        last = nullptr;
+        for (Open& open : tables)
+            if (open.source && (!last || open.row.line < last->row.line)) last = &open;
+        if (last) row = std::move(last->row);  // but its number
+        return last != nullptr;
+    }
+
+    std::string place(std::size_t column) const override { return last->source->place(column); }
+
+private:
+    static std::vector<std::string> tablesIn(const std::string& path) {
+        try {
+            std::vector<std::string> names = namesIn(path);
+            std::erase_if(names, [](const std::string& name) { return !isTable(name); });
+            return names;
+        } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
+    }
+
+    struct Open {
+        std::string name;
+        std::unique_ptr<CsvSource> source;  ///< nullptr: has been read to its end
+        Row row;
+    };
+
+    void advance(Open& open) {
+        guarded(open, [&] {
+            const long long before = open.row.line;
+            if (!open.source->next(open.row)) open.source.reset();
+            else if (open.row.line < before)
+                throw BadRow{open.source->place(0), "line: the rows of a folder must be in the order of this column"};
+        });
+    }
+
+    template <class Work> void guarded(const Open& open, Work work) {
+        try {
+            work();
+        } catch (const Unreadable& failure) { throw Unreadable{printable(std::string_view(open.name)) + ": " + failure.reason}; }
+    }
+
+    std::vector<Open> tables;
+    Open* last = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
+    std::error_code error;
+    const bool isFolder = path != "-" && fs::is_directory(pathOf(path), error);
+    if (error) throw Unreadable{error.message()};
+    if (isFolder) return std::make_unique<CsvFolder>(path);
+    return std::make_unique<CsvSource>(path, printable(nameOf(path)));
+}
+
+}  // namespace tramo::cli
