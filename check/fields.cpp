@@ -22,10 +22,10 @@ const KeyValue* keyValue(std::wstring_view name) {
 
 std::string whyIgnored(const KeyLineRemark& remark, const KeyValue* value) {
     switch (remark.reason) {
-    case KeyLineRemark::Unknown: return "no value has this name";
-    case KeyLineRemark::Duplicate: return "it is there twice, and the first one counts";
-    case KeyLineRemark::WrongType: return value && value->text ? "a text was expected" : "a whole number was expected";
-    case KeyLineRemark::OutOfRange: return "a number of 32 bits was expected";
+    case KeyLineRemark::Unknown: return "key lines have no member of this name";
+    case KeyLineRemark::Duplicate: return "it occurs twice; the first one counts";
+    case KeyLineRemark::WrongType: return value && value->text ? "expected a string" : "expected an integer";
+    case KeyLineRemark::OutOfRange: return "expected an integer of 32 bits";
     }
     return {};
 }
@@ -42,13 +42,14 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
     const char* kind = shapeOf(LineKind::Key).name;
     for (const KeyLineRemark& remark : parsed.remarks) {
         const KeyValue* value = keyValue(remark.name);
-        const std::string name = value ? std::string(value->name) : named("unknown member", utf8::encode(remark.name));
-        findings.push_back(findingOf("KeyMemberIgnored", name + ": is ignored", whyIgnored(remark, value)));
+        std::string sentence = value ? std::string(value->name) + ": value is ignored"
+                                     : named("unknown member", utf8::encode(remark.name)) + " is ignored";
+        findings.push_back(findingOf("KeyMemberIgnored", std::move(sentence), whyIgnored(remark, value)));
         if (value) findings.back().kind = kind, findings.back().field = value->name;
     }
     for (const KeyValue& value : keyValues) {
         if (!value.isAbsent(parsed.line)) continue;
-        findings.push_back(findingOf(errorName(TE::MandatoryMissing), std::string(value.name) + ": is missing"));
+        findings.push_back(findingOf(errorName(TE::MandatoryMissing), std::string(value.name) + ": missing value"));
         findings.back().kind = kind, findings.back().field = value.name;
     }
     for (const KeyValue& value : keyValues)

@@ -1,4 +1,4 @@
-// What is wrong with a field, in words.
+// Findings about fields: the invalid text and why it is invalid, or the value that is missing or inconsistent.
 #include "common/concat.h"
 #include "common/printable.h"
 #include "tramostream/check.h"
@@ -14,7 +14,7 @@ const Rule* ruleOf(TE::errorType code) {
     return found == rules().end() ? nullptr : &*found;
 }
 
-// The text of a field without its trailing blanks, as the models cut it.
+// The text of a field without trailing white space, as the models trim it.
 std::wstring_view cut(std::wstring_view line, const Field& field) {
     const auto first = std::min(static_cast<std::size_t>(std::max(field.column - 1, 0)), line.size());
     std::wstring_view text = line.substr(first, static_cast<std::size_t>(field.width));
@@ -29,29 +29,30 @@ std::wstring_view withoutBlanks(std::wstring_view text) {
     return first == std::wstring_view::npos ? std::wstring_view{} : text.substr(first);
 }
 
-// "what" and "why" of a text that is no number. A number that begins well can only be out of range.
 struct Words {
-    std::string what, why;
+    std::string sentence, reason;
 };
 
 Words numberWords(std::wstring_view text, bool decimal) {
+    const std::string type = decimal ? "decimal number" : "integer";
     std::wstring_view number = withoutBlanks(text);
     if (number.starts_with(L'-') || number.starts_with(L'+')) number.remove_prefix(1);
     const std::wstring_view digits =
         decimal && (number.starts_with(L'.') || number.starts_with(L',')) ? number.substr(1) : number;
     if (digits.empty() || !isDigit(digits.front()))
-        return {decimal ? "is no number" : "is no whole number",
-            "a digit was expected, " + (number.empty() ? "nothing" : quoted(number.substr(0, 1))) + " found"};
+        return {concat("invalid ", type, ' ', quoted(text)),
+            "expected a digit, found " + (number.empty() ? "nothing" : quoted(number.substr(0, 1)))};
 
-    return {"is out of range", {}};
+    // A number that begins with a digit can only be out of range.
+    return {concat(type, ' ', quoted(text), " is out of range"), {}};
 }
 
-std::string whyNoDate(std::wstring_view text, std::string_view pattern, int column) {
+std::string whyInvalidDate(std::wstring_view text, std::string_view pattern, int column) {
     const auto stray = std::ranges::find_if_not(text, isDigit);
     if (stray != text.end())
-        return concat(pattern.size(), " digits ", pattern, " expected, ", quoted({stray, stray + 1}), " found at column ",
+        return concat("expected ", pattern.size(), " digits (", pattern, "), found ", quoted({stray, stray + 1}), " at column ",
             column + (stray - text.begin()));
-    if (text.size() != pattern.size()) return concat(pattern.size(), " digits ", pattern, " expected, ", text.size(), " found");
+    if (text.size() != pattern.size()) return concat("expected ", pattern.size(), " digits (", pattern, "), found ", text.size());
 
     auto number = [&](std::size_t first, std::size_t count) {
         int value = 0;
@@ -59,17 +60,17 @@ std::string whyNoDate(std::wstring_view text, std::string_view pattern, int colu
         return value;
     };
     const int year = number(0, 4), month = number(4, 2), day = number(6, 2);
-    if (month < 1 || month > 12) return "month " + padded(month, 2);
+    if (month < 1 || month > 12) return "there is no month " + padded(month, 2);
     static constexpr const char* names[] = {
         "January", "February", "March", "April", "May", "June", "July", "August", "September", "October", "November", "December"};
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     const std::array days{31, leap ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const auto index = static_cast<std::size_t>(month - 1);
-    if (day < 1) return "day 00";
+    if (day < 1) return "there is no day 00";
     if (day > days[index] && month == 2) return concat("February ", padded(year, 4), " has ", days[index], " days");
     if (day > days[index]) return concat(names[index], " has ", days[index], " days");
-    if (pattern.size() > 8 && number(8, 2) > 23) return "hour " + padded(number(8, 2), 2);
-    if (pattern.size() > 8 && number(10, 2) > 59) return "minute " + padded(number(10, 2), 2);
+    if (pattern.size() > 8 && number(8, 2) > 23) return "there is no hour " + padded(number(8, 2), 2);
+    if (pattern.size() > 8 && number(10, 2) > 59) return "there is no minute " + padded(number(10, 2), 2);
     return year < 2000 ? "it is before 1970-01-01 00:00 UTC" : "it is after 2038-01-19 03:14 UTC";
 }
 
@@ -83,18 +84,21 @@ std::string codeList(std::wstring_view codes) {
 }
 
 Words parseWords(const Field& field, std::wstring_view text) {
+    auto invalid = [&](const char* type, std::string reason) -> Words {
+        return {concat("invalid ", type, ' ', quoted(text)), std::move(reason)};
+    };
     switch (field.kind) {
     case FieldKind::Text: break;
     case FieldKind::Integer: return numberWords(text, false);
     case FieldKind::Decimal: return numberWords(text, true);
-    case FieldKind::Date: return {"is no date", whyNoDate(text, "YYYYMMDD", field.column)};
-    case FieldKind::DateTime: return {"is no date and time", whyNoDate(text, "YYYYMMDDhhmm", field.column)};
-    case FieldKind::Year: return {"is no year", "4 digits YYYY expected"};
-    case FieldKind::Code: return {"is no code of this field", codeList(field.codes) + " expected"};
-    case FieldKind::Flag: return {"is no flag", "1 or 0 expected"};
-    case FieldKind::AlarmFlags: return {"is no set of alarm flags", "4 hexadecimal digits expected"};
+    case FieldKind::Date: return invalid("date", whyInvalidDate(text, "YYYYMMDD", field.column));
+    case FieldKind::DateTime: return invalid("date and time", whyInvalidDate(text, "YYYYMMDDhhmm", field.column));
+    case FieldKind::Year: return invalid("year", "expected 4 digits (YYYY)");
+    case FieldKind::Code: return invalid("code", "expected " + codeList(field.codes));
+    case FieldKind::Flag: return invalid("flag", "expected 1 or 0");
+    case FieldKind::AlarmFlags: return invalid("alarm flags", "expected 4 hexadecimal digits");
     }
-    return {"cannot be read", {}};
+    return invalid("text", {});
 }
 
 }  // namespace
@@ -118,13 +122,13 @@ Finding findingOf(const TE::FieldError& error, const RecordKind& kind, std::wstr
     finding.found = cut(line, *field);
     if (error == field->mandatoryError) {
         const bool missing = error.code == TE::MandatoryMissing;
-        finding.sentence = field->name + (missing ? ": is missing" : ": is inconsistent");
+        finding.sentence = field->name + (missing ? ": missing value" : ": inconsistent values");
         finding.reason = field->mandatory;
-        if (field->reportedOnGoodLines) finding.reason += "; the format reports this on good lines";
+        if (field->reportedOnGoodLines) finding.reason += "; the format reports this on valid lines, too";
     } else {
-        const Words words = parseWords(*field, finding.found);
-        finding.sentence = concat(field->name, ": ", quoted(finding.found), ' ', words.what);
-        finding.reason = words.why;
+        Words words = parseWords(*field, finding.found);
+        finding.sentence = concat(field->name, ": ", words.sentence);
+        finding.reason = std::move(words.reason);
     }
     return finding;
 }

@@ -1,4 +1,4 @@
-// Text of a line that no value comes from, in words.
+// Findings about text of a line that is part of no value.
 #include "common/concat.h"
 #include "common/printable.h"
 #include "convert/codec.h"
@@ -21,17 +21,16 @@ std::string words(const Field& field, const FieldValue& value) {
     return printable(textOf(field, value));
 }
 
-// Why a value ignores this piece of its text, which begins at that column. Only digits that are too many stand right behind
-// others.
+// Why a value ignores this piece of its text, which begins at that column. Only surplus digits directly follow other digits.
 std::string reason(const Field& field, std::wstring_view line, int column, int width) {
     const auto first = static_cast<std::size_t>(column - 1);
     const std::wstring_view piece = line.substr(first, static_cast<std::size_t>(width));
     switch (field.kind) {
-    case FieldKind::Year: return "expected 4 digits YYYY, from 1902 to 2038";
+    case FieldKind::Year: return "expected 4 digits (YYYY), from 1902 to 2038";
     case FieldKind::Flag: return "expected 1 or 0";
     case FieldKind::AlarmFlags: {
         const std::size_t stray = piece.find_first_not_of(L"0123456789ABCDEFabcdef");
-        if (stray == std::wstring_view::npos) return quoted(piece) + " stands for no flag";
+        if (stray == std::wstring_view::npos) return quoted(piece) + " matches no flag";
         return concat("expected 4 hexadecimal digits, found ", quoted(piece.substr(stray, 1)), " at column ",
             column + static_cast<int>(stray));
     }
@@ -49,7 +48,7 @@ Finding findingOf(const IgnoredText& ignored, const RecordKind& kind, std::wstri
     const std::wstring_view piece = line.substr(first, static_cast<std::size_t>(ignored.width));
     constexpr std::size_t mostOfText = 40;
     const std::string shown = quoted(piece.substr(0, mostOfText)) + (piece.size() > mostOfText ? "..." : "");
-    Finding finding = findingOf("TextIgnored", shown + " is in columns of no field", "it is ignored", ignored.column);
+    Finding finding = findingOf("TextIgnored", shown + " is outside all fields", "it is ignored", ignored.column);
     finding.endColumn = ignored.column + ignored.width;
     if (!ignored.field) return finding;
     const Field& field = *ignored.field;

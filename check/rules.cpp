@@ -73,9 +73,9 @@ std::string columnsOf(const Finding& finding) {
 }
 
 std::string sentenceOf(const Finding& finding) {
-    std::string text = concat(finding.sentence, " (", finding.rule->name);
+    std::string text = concat(finding.sentence, " [", finding.rule->name);
     if (finding.rule->code) text += ' ' + hex(static_cast<TE::errorType>(finding.rule->code));
-    text += ')';
+    text += ']';
     if (!finding.reason.empty()) text += ": " + finding.reason;
     if (finding.reportedColumn) text += concat("; field at ", columnsOf(finding), ", reported at ", finding.reportedColumn);
     return text;

@@ -288,8 +288,8 @@ void checker() {
     for (const tramo::Finding& finding : findings)
         std::wcout << finding.line << ':' << finding.column << ": " << tramo::sentenceOf(finding).c_str() << '\n';
     tramo::setMessages(tramo::Messages::StandardOutput);
-    //> 1:38: newMeterInstallationDate: "2024013" is no date (ParseDate 0x01B): 8 digits YYYYMMDD expected, 7 found
-    //> 1:38: newMeterInstallationDate: is missing (MandatoryMissing 0x201): it has no date
+    //> 1:38: newMeterInstallationDate: invalid date "2024013" [ParseDate 0x01B]: expected 8 digits (YYYYMMDD), found 7
+    //> 1:38: newMeterInstallationDate: missing value [MandatoryMissing 0x201]: it has no date
     //! [Checker]
 }
 

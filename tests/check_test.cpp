@@ -153,32 +153,32 @@ struct Case {
 const std::string returned = sampleNamed("round-returned.txt").substr(0, 3 * 514);
 
 const Case cases[] = {
-    {"FileEmpty", "", {" warning: the file is empty (FileEmpty)"}},
-    {"LineEmpty", returned + "\r\n", {"4: error: line is empty (LineEmpty)"}},
+    {"FileEmpty", "", {" warning: the file is empty [FileEmpty]"}},
+    {"LineEmpty", returned + "\r\n", {"4: error: line is empty [LineEmpty]"}},
     {"LineKindUnknown", "abc\r\n",
-        {"1: error: line has 3 characters (LineKindUnknown): a record has 512, a parameter has 40, a tag has 23"}},
+        {"1: error: line has 3 characters [LineKindUnknown]: a record has 512, a parameter has 40, a tag has 23"}},
     {"LineLetterUnknown", returned + lineWith(1, "8"),
-        {"4:1: error: unknown record letter \"8\" (LineLetterUnknown): one of 0, 1, 2, 3, 4, 5, 6, 7, 9 expected"}},
+        {"4:1: error: unknown record letter \"8\" [LineLetterUnknown]: one of 0, 1, 2, 3, 4, 5, 6, 7, 9 expected"}},
     {"LineEndWithoutCR", returned + lineWith(1, "1", "\n"),
-        {"4: error: line ends with LF alone (LineEndWithoutCR): CR LF expected"}},
+        {"4: error: line ends with LF alone [LineEndWithoutCR]: CR LF expected"}},
     {"LineEndWithAnotherCharacter", returned + lineWith(1, "1", "x\n"),
-        {"4: error: line ends with LF alone (LineEndWithoutCR): CR LF expected, \"x\" stands in the place of the CR"}},
+        {"4: error: line ends with LF alone [LineEndWithoutCR]: CR LF expected, \"x\" stands in the place of the CR"}},
     {"LineEndMissing", returned + lineWith(1, "1", ""),
-        {"4: error: the last line has no line end (LineEndMissing): CR LF expected"}},
+        {"4: error: the last line has no line end [LineEndMissing]: CR LF expected"}},
     {"LineEndInPart", returned + lineWith(1, "1", "\r"),
-        {"4: error: the last line ends with CR alone (LineEndMissing): CR LF expected"}},
+        {"4: error: the last line ends with CR alone [LineEndMissing]: CR LF expected"}},
     {"ZeroCharacter", returned + lineWith(60, std::string(2, '\0')),
-        {"4:60: error: line holds 2 zero characters, the first at column 60 (ZeroCharacter): fields with a zero are not checked"}},
+        {"4:60: error: line holds 2 zero characters, the first at column 60 [ZeroCharacter]: fields with a zero are not checked"}},
     {"WholeNumber", returned + lineWith(2, " VA "),
-        {"4:2: error: subscriberCardOrder: \" VA\" is no whole number (ParseInteger 0x001): a digit was expected, \"V\" found"}},
+        {"4:2: error: subscriberCardOrder: invalid integer \" VA\" [ParseInteger 0x001]: expected a digit, found \"V\""}},
     {"StrictWarning", returned + lineWith(438, std::string(10, ' ')),
-        {"4:426: error: meterReadingDate: is inconsistent (MandatoryInconsistent 0x202): the reading has a date but lacks an "
+        {"4:426: error: meterReadingDate: inconsistent values [MandatoryInconsistent 0x202]: the reading has a date but lacks an "
          "index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date"},
         {.strict = true}},
     {"KeyLineUnreadable", "{\"wmBusKey_Mode5\":\"" + key + "\r\n",
-        {"1:52: error: key line cannot be read (KeyLineUnreadable): Missing a closing quotation mark in string."}},
+        {"1:52: error: key line cannot be read [KeyLineUnreadable]: Missing a closing quotation mark in string."}},
     {"KeyMemberIgnored", "{\"wmBusKey_Mode5\":\"" + key + "\",\"other\":1}\r\n",
-        {"1: warning: unknown member \"other\": is ignored (KeyMemberIgnored): no value has this name"}},
+        {"1: warning: unknown member \"other\" is ignored [KeyMemberIgnored]: key lines have no member of this name"}},
 };
 
 void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
@@ -225,8 +225,8 @@ TEST(Checker, ReportsTheEndOfTheText) {
     Checker().end({.lines = 3, .charactersUnread = 1, .isLastByteOdd = true}, findings);
     EXPECT_EQ(inWords(findings),
         (std::vector<std::string>{
-            "4: error: the file ends with half of a UTF-16 character (LastByteOdd): the last byte is not read",
-            "4:1: error: a line that begins with U+FFFF ends the text (TextUnread): 1 character from here on cannot be read"}));
+            "4: error: the file ends with half of a UTF-16 character [LastByteOdd]: the last byte is not read",
+            "4:1: error: a line that begins with U+FFFF ends the text [TextUnread]: 1 character from here on cannot be read"}));
 }
 
 TEST(Checker, ReportsWhatTheFormatFindsInValidLinesOnlyIfAsked) {

@@ -202,7 +202,7 @@ private:
         const Place& first = inserted.first->second;
         std::string where = fmt::format("line {}", first.line);
         if (first.file != here.file) where += " of " + printable(nameOf(*first.file));
-        contents.add(here.line, findingOf(duplicateRule, fmt::format("{}: is the same as in {}", what, where)));
+        contents.add(here.line, findingOf(duplicateRule, fmt::format("{}: same value as in {}", what, where)));
     }
 
     std::map<std::wstring, Place> serials;
@@ -242,8 +242,8 @@ private:
         const Module& module = contents.modules.emplace_back(std::move(parsed.line), line.number, showKeys);
         for (const KeyValue& value : keyValues) {
             if (!value.secret || module.isAbsent(value) || module.form(value).isUsual()) continue;
-            Finding finding = findingOf(keyFormRule, fmt::format("{}: is not 32 hexadecimal digits", value.name),
-                counted(module.form(value).length, "character") +
+            Finding finding = findingOf(keyFormRule, fmt::format("{}: invalid key", value.name),
+                "expected 32 hexadecimal digits, found " + counted(module.form(value).length, "character") +
                     (module.form(value).hexadecimal ? "" : ", not all hexadecimal"));
             finding.kind = shapeOf(LineKind::Key).name;
             finding.field = value.name;

@@ -150,7 +150,7 @@ class Jsonl(ExportTest):
         self.assertEqual(found[0], {
             "line": 2, "kind": "finding", "severity": "error", "rule": "ParseDate", "code": 0x1B, "record": "meter subscriber",
             "field": "meterPreviousReadingDate", "column": 384, "endColumn": 392, "found": "20241301",
-            "message": 'meterPreviousReadingDate: "20241301" is no date: month 13'})
+            "message": 'meterPreviousReadingDate: invalid date "20241301": there is no month 13'})
         self.assertEqual((found[-1]["line"], found[-1]["rule"]), (3, "LineTooShort"))
         checked = self.run_tool("check", self.path("f"), "--format", "json").json["files"][0]["findings"]
         self.assertEqual(sorted((row["line"], row["rule"]) for row in found), sorted((row["line"], row["rule"]) for row in checked))

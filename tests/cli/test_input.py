@@ -124,7 +124,7 @@ class Encodings(CliTest):
         self.assertEqual(self.encoding(utf16(GOOD.decode("latin-1")), "--encoding", "ansi"), "ANSI")
 
     def test_mark_read_as_ansi_when_asked_for(self):
-        self.assert_findings(b"\xef\xbb\xbf" + GOOD, "1:513: error: line has 515 characters, 512 expected (LineTooLong): 3 too many; "
+        self.assert_findings(b"\xef\xbb\xbf" + GOOD, "1:513: error: line has 515 characters, 512 expected [LineTooLong]: 3 too many; "
                              "without its first 3 characters, it has no errors or warnings",
                              options=["--encoding", "ansi"])
 
@@ -135,13 +135,13 @@ class Encodings(CliTest):
 class Empty(CliTest):
     def test_empty_files(self):
         for content in (b"", b"\xff\xfe"):
-            result = self.assert_findings(content, " warning: the file is empty (FileEmpty)")
+            result = self.assert_findings(content, " warning: the file is empty [FileEmpty]")
             self.assertIn(f"  read: 0 lines, {len(content)} bytes, ", result.out)
-        self.assert_findings(b"", " error: the file is empty (FileEmpty)", options=["--strict"])
+        self.assert_findings(b"", " error: the file is empty [FileEmpty]", options=["--strict"])
 
     def test_null_device(self):
         result = self.run_tool("check", "/dev/null")
-        self.assertEqual((result.findings, result.code), (["/dev/null: warning: the file is empty (FileEmpty)"], 1))
+        self.assertEqual((result.findings, result.code), (["/dev/null: warning: the file is empty [FileEmpty]"], 1))
 
     def test_file_of_no_size_that_holds_text(self):
         result = self.run_tool("check", "/proc/self/status")
@@ -149,7 +149,7 @@ class Empty(CliTest):
         self.assertRegex(result.out, r"  read: [1-9]\d* lines")
 
     def test_only_a_line_end(self):
-        self.assert_findings(b"\r\n", "1: error: line is empty (LineEmpty)")
+        self.assert_findings(b"\r\n", "1: error: line is empty [LineEmpty]")
 
 
 class Pipes(CliTest):
@@ -171,7 +171,7 @@ class Pipes(CliTest):
         self.assertEqual(self.run_here("check", "-q", "-", stdin=utf16(GOOD.decode("latin-1"))).out, "<stdin>: nothing found in 2 lines\n")
 
     def test_empty_standard_input(self):
-        self.assertEqual(self.run_here("check", "-", stdin=b"").findings, ["<stdin>: warning: the file is empty (FileEmpty)"])
+        self.assertEqual(self.run_here("check", "-", stdin=b"").findings, ["<stdin>: warning: the file is empty [FileEmpty]"])
 
     def test_closed_standard_input(self):
         done = subprocess.run([TRAMO, "check", "-"], capture_output=True, env=ENVIRONMENT, preexec_fn=lambda: os.close(0))

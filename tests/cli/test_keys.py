@@ -68,8 +68,8 @@ f: 2 modules, nothing found
 
     def test_missing_value(self):
         result = self.keys(key_lines(self.without("wmBusAddress_Version"), self.without("wmBusKey_Mode5", serialNumber="5")))
-        self.assertIn("f:1: warning: wmBusAddress_Version: is missing (MandatoryMissing 0x201)\n"
-                      "f:2: warning: wmBusKey_Mode5: is missing (MandatoryMissing 0x201)\nf: 2 modules, 0 errors, 2 warnings\n", result.out)
+        self.assertIn("f:1: warning: wmBusAddress_Version: missing value [MandatoryMissing 0x201]\n"
+                      "f:2: warning: wmBusKey_Mode5: missing value [MandatoryMissing 0x201]\nf: 2 modules, 0 errors, 2 warnings\n", result.out)
         self.assertEqual(result.out.splitlines()[2].split()[-7:], ["-", "********", "32", "hex", "********", "32", "hex"])
         self.assertEqual(result.code, 1)
 
@@ -78,15 +78,15 @@ f: 2 modules, nothing found
                                  ("0" * 33, "33 characters", "33 hex"), ("\u00e9", "1 character, not all hexadecimal", "1 not hex")):
             with self.subTest(key=key):
                 result = self.keys(key_lines(MODULE | {"wmBusKey_Mode7": key}))
-                self.assertIn(f"f:1: warning: wmBusKey_Mode7: is not 32 hexadecimal digits (KeyNotHexadecimal): {what}\n", result.out)
+                self.assertIn(f"f:1: warning: wmBusKey_Mode7: invalid key [KeyNotHexadecimal]: expected 32 hexadecimal digits, found {what}\n", result.out)
                 self.assertIn(f"******** {words} ", result.out)
                 self.assertNotIn(key, result.out)
                 self.assertEqual(result.code, 1)
 
     def test_duplicates(self):
         self.assertEqual(self.findings(key_lines(MODULE, OTHER, MODULE | {"wmBusAddress_MeterId": 3}, OTHER | {"serialNumber": "9"})), [
-            "f:3: warning: serialNumber: is the same as in line 1 (KeyLineDuplicate)",
-            "f:4: warning: wmBusAddress: is the same as in line 2 (KeyLineDuplicate)"])
+            "f:3: warning: serialNumber: same value as in line 1 [KeyLineDuplicate]",
+            "f:4: warning: wmBusAddress: same value as in line 2 [KeyLineDuplicate]"])
 
     def test_absent_values_are_no_duplicates(self):
         absent = [self.without("serialNumber", wmBusAddress_MeterId=i) for i in range(2)]
@@ -98,20 +98,20 @@ f: 2 modules, nothing found
         self.write("a", key_lines(OTHER, MODULE))
         self.write("b", key_lines(MODULE))
         result = self.run_tool("keys", "a", "b", cwd=self.folder)
-        self.assertIn("b:1: warning: serialNumber: is the same as in line 2 of a (KeyLineDuplicate)\n", result.out)
-        self.assertIn("b:1: warning: wmBusAddress: is the same as in line 2 of a (KeyLineDuplicate)\n", result.out)
+        self.assertIn("b:1: warning: serialNumber: same value as in line 2 of a [KeyLineDuplicate]\n", result.out)
+        self.assertIn("b:1: warning: wmBusAddress: same value as in line 2 of a [KeyLineDuplicate]\n", result.out)
         self.assertIn("a: 2 modules, nothing found\n", result.out)
 
     def test_unreadable_line(self):
         broken = json.dumps(MODULE).encode()[:-1]
         result = self.keys(lines(broken) + key_lines(OTHER))
-        self.assertEqual(result.out.splitlines()[-2].partition(" (")[0], f"f:1:{len(broken) + 1}: error: key line cannot be read")
+        self.assertEqual(result.out.splitlines()[-2].partition(" [")[0], f"f:1:{len(broken) + 1}: error: key line cannot be read")
         self.assertTrue(result.out.endswith("f: 1 module, 1 error, 0 warnings\n"))
         self.assertEqual(result.code, 1)
 
     def test_empty_line_and_line_end(self):
         self.assertEqual(self.findings(key_lines(MODULE) + b"\r\n" + key_lines(OTHER)[:-2]),
-                         ["f:2: error: line is empty (LineEmpty)", "f:3: error: the last line has no line end (LineEndMissing): CR LF expected"])
+                         ["f:2: error: line is empty [LineEmpty]", "f:3: error: the last line has no line end [LineEndMissing]: CR LF expected"])
 
     def test_lines_of_other_kinds_are_counted(self):
         result = self.keys(key_lines(MODULE, OTHER) + lines(METER))
@@ -137,7 +137,7 @@ f: 2 modules, nothing found
 
     def test_empty_file(self):
         result = self.keys(b"")
-        self.assertEqual((result.code, result.out), (1, "f: warning: the file is empty (FileEmpty)\nf: 0 modules, 0 errors, 1 warning\n"))
+        self.assertEqual((result.code, result.out), (1, "f: warning: the file is empty [FileEmpty]\nf: 0 modules, 0 errors, 1 warning\n"))
 
     def test_unreadable_files(self):
         self.write("f", key_lines(MODULE))

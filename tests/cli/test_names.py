@@ -296,7 +296,7 @@ class Contents(NamesTest):
                 for secret in SECRETS:
                     self.assertNotIn(secret.encode(), done.stdout + done.stderr, (key, words))
         self.write("keys.txt", b'{"serialNumber":"1","serialNumbre":"x"}\r\n')
-        self.assertIn(b'unknown member "serialNumbre": is ignored', self.run_clean("check keys.txt").stdout)
+        self.assertIn(b'unknown member "serialNumbre" is ignored', self.run_clean("check keys.txt").stdout)
 
     def test_names_that_are_names_are_echoed(self):
         """A slip of the pen is found by its name, and everything else by its place."""

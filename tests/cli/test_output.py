@@ -133,16 +133,16 @@ class Hostile(CliTest):
             self.assertGreater(len(out.splitlines()), len(codes))
 
     def test_they_are_made_visible(self):
-        self.assertIn('f:1:392: error: meterPreviousReadingIndex: "\\x1b[31m" is no whole number', self.check(lines(put(METER, 392, b"\x1b[31m     "))).out)
-        self.assertIn('"\\x9b2J" is no whole number', self.check(lines(put(METER, 392, b"\x9b2J       "))).out)
+        self.assertIn('f:1:392: error: meterPreviousReadingIndex: invalid integer "\\x1b[31m"', self.check(lines(put(METER, 392, b"\x1b[31m     "))).out)
+        self.assertIn('invalid integer "\\x9b2J"', self.check(lines(put(METER, 392, b"\x9b2J       "))).out)
 
     def test_spaces_that_are_none_are_made_visible(self):
         told = "f:1:392: error: meterPreviousReadingIndex: "
-        self.assertIn(told + '"\\xa0\\xa05998" is no whole number', self.check(lines(put(METER, 392, b"\xa0\xa05998    "))).out)
+        self.assertIn(told + 'invalid integer "\\xa0\\xa05998"', self.check(lines(put(METER, 392, b"\xa0\xa05998    "))).out)
         for space in "\xa0\u1680\u2000\u2003\u200a\u202f\u205f":
             escape = f"\\u{ord(space):04x}".replace("\\u00", "\\x")
             out = self.check(utf16(put(METER.decode("latin-1"), 392, space + "12       ") + "\r\n")).out
-            self.assertIn(f'{told}"{escape}12" is no whole number', out)
+            self.assertIn(f'{told}invalid integer "{escape}12"', out)
             self.assertNotIn(space, out)
         for form in ("json", "sarif"):
             self.assertIn(r'\"\\xa012\"', self.check(lines(put(METER, 392, b"\xa012       ")), "--format", form).out)
@@ -153,7 +153,7 @@ class Hostile(CliTest):
             for options in ((), ("--format", "json"), ("--format", "sarif")):
                 result = self.check(utf16(line + "\r\n"), *options)
                 self.assert_harmless(result.out)
-            self.assertIn(f'"\\u{ord(mark):04x}12" is no whole number', self.check(utf16(line + "\r\n")).out)
+            self.assertIn(f'invalid integer "\\u{ord(mark):04x}12"', self.check(utf16(line + "\r\n")).out)
 
     def test_file_names(self):
         for name, shown in (("a\x1b[31mb", "a\\x1b[31mb"), ("a\nb", "a\\x0ab"), ("a\u202eb", "a\\u202eb"), ("\u00e9t\u00e9", "\u00e9t\u00e9"),
@@ -207,7 +207,7 @@ class Json(CliTest):
         self.assertEqual(file["findings"][0], {
             "severity": "error", "rule": "ParseDate", "code": 27, "line": 1, "column": 499, "endColumn": 507, "reportedColumn": 8,
             "kind": "round", "field": "roundImportDate", "found": "20241301",
-            "message": 'roundImportDate: "20241301" is no date (ParseDate 0x01B): month 13; field at 499-506, reported at 8'})
+            "message": 'roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13; field at 499-506, reported at 8'})
         self.assertEqual(file["findings"][3]["rule"], "LineLetterUnknown")
         summary = file["summary"]
         self.assertGreaterEqual(summary.pop("seconds"), 0)

@@ -4,7 +4,7 @@ import subprocess
 import unittest
 from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
 
-BROKEN_LONGITUDE = 'longitude: "abc.600150000000" is no number (ParseDouble 0x004): a digit was expected, "a" found'
+BROKEN_LONGITUDE = 'longitude: invalid decimal number "abc.600150000000" [ParseDouble 0x004]: expected a digit, found "a"'
 RESULT = next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == b"6")
 LOCATED = next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == b"7")
 
@@ -131,22 +131,22 @@ class Losses(Rewrite):
     def test_ignored_text(self):
         self.assert_loss(put(METER, 438, b"      6O54"), 'meterReadingIndex (meter subscriber), columns 438-447: is read in part; '
                          'line 1: "6O54" is read as 6: "O54" after the number is ignored',
-                         told=('445: meterReadingIndex: "6O54" is read as 6 (TextIgnored): "O54" after the number is ignored',),
+                         told=('445: meterReadingIndex: "6O54" is read as 6 [TextIgnored]: "O54" after the number is ignored',),
                          forced=put(METER, 438, b"         6"))
         self.assert_loss(put(METER, 506, b"Y"), 'meterAuthorizedChange (meter subscriber), column 506: is read in part; '
                          'line 1: "Y" is read as 0: expected 1 or 0', forced=put(METER, 506, b"0"))
         self.assert_loss(put(METER, 380, b"20x4"), 'meterInstallationYear (meter subscriber), columns 380-383: is read in part; '
-                         'line 1: "20x4" is read as no year: expected 4 digits YYYY, from 1902 to 2038', forced=put(METER, 380, b"    "))
+                         'line 1: "20x4" is read as no year: expected 4 digits (YYYY), from 1902 to 2038', forced=put(METER, 380, b"    "))
         self.assert_loss(put(AMR, 286, b"00F0"), 'previousAlarms (AMR), columns 286-289: is read in part; '
-                         'line 1: "00F0" is read as no flag: "F" stands for no flag', forced=put(AMR, 286, b"0000"))
+                         'line 1: "00F0" is read as no flag: "F" matches no flag', forced=put(AMR, 286, b"0000"))
         self.assert_loss(put(AMR, 232, b"0.5 L     "), 'pulseWeight (AMR), columns 232-241: is read in part; '
                          'line 1: "0.5 L" is read as 0.5: "L" after the number is ignored', forced=put(AMR, 232, b"  0.500000"))
         self.assert_unchanged(lines(put(AMR, 456, b"Y")), "1 line")   # kept as text
 
     def test_unreadable_text(self):
         self.assert_loss(put(METER, 2, b"x   "), 'subscriberCardOrder (meter subscriber), columns 2-5: cannot be read; '
-                         'line 1: "x" is no whole number: a digit was expected, "x" found',
-                         told=('2: subscriberCardOrder: "x" is no whole number (ParseInteger 0x001): a digit was expected, "x" found',),
+                         'line 1: invalid integer "x": expected a digit, found "x"',
+                         told=('2: subscriberCardOrder: invalid integer "x" [ParseInteger 0x001]: expected a digit, found "x"',),
                          forced=put(METER, 2, b"    "))
         self.assert_unchanged(lines(put(AMR, 232, b"abc       ")), "1 line")   # kept as text
 
@@ -183,7 +183,7 @@ class Losses(Rewrite):
     def test_text_outside_of_all_fields(self):
         self.assert_loss(put(INFORMATION, 2, b"   60     " + b"x" * 50),
                          'outside of fields (record information), columns 12-61: what stands there is not read; '
-                         'line 1: "' + "x" * 40 + '"... is in columns of no field: it is ignored',
+                         'line 1: "' + "x" * 40 + '"... is outside all fields: it is ignored',
                          forced=put(INFORMATION, 2, b"   60     " + b" " * 50))
 
     def test_a_character_in_the_place_of_the_carriage_return(self):
@@ -239,7 +239,7 @@ f: 1 of 173 lines would change
         for options in ((), ("--force",)):
             self.assertEqual(self.rewrite(content, *options), lines(put(METER, 2, b"   1"), b"short"))
             self.assertEqual((self.result.code, self.result.err), (1, """\
-tramo: f:2: line has 5 characters, 512 expected (LineTooShort): padded with 507 spaces at its end, it has 1 error, at column 1
+tramo: f:2: line has 5 characters, 512 expected [LineTooShort]: padded with 507 spaces at its end, it has 1 error, at column 1
 tramo: f: 1 of 2 lines changed, 1 malformed line copied
 """))
 
@@ -299,7 +299,7 @@ class Forms(Rewrite):
         self.assertEqual(document["lineEnds"], [{"found": "no line end", "lines": 1, "firstLine": 5}])
 
     def test_terminal_is_safe(self):
-        self.assertIn('"\\x1b[2J" is in columns of no field', self.dry_run(lines(put(INFORMATION, 100, b"\x1b[2J"))).out)
+        self.assertIn('"\\x1b[2J" is outside all fields', self.dry_run(lines(put(INFORMATION, 100, b"\x1b[2J"))).out)
 
     def test_standard_streams(self):
         result = self.run_tool("rewrite", "-", "-o", "-", stdin=lines(put(AMR, 232, b"0.5       ")))

@@ -77,15 +77,15 @@ class Tables(ShowTest):
         text = result.out.splitlines()
         at = next(i for i, line in enumerate(text) if "meterHistory3ReadingDate" in line)
         self.assertRegex(text[at], 'unreadable +"20231340"$')
-        self.assertEqual(text[at + 1], '           error: "20231340" is no date (ParseDate 0x01B): month 13; '
+        self.assertEqual(text[at + 1], '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; '
                                        'field at 195-202, reported at 194')
         at = next(i for i, line in enumerate(text) if "meterInformation " in line)
         self.assertRegex(text[at], "232-351  meterInformation +-$")
-        self.assertEqual(text[at + 1], "           warning: is missing (MandatoryMissing 0x201): it is empty")
+        self.assertEqual(text[at + 1], "           warning: missing value [MandatoryMissing 0x201]: it is empty")
 
     def test_findings_of_the_line_stand_above_its_fields(self):
         result = self.show(METER + b"\n")
-        self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone (LineEndWithoutCR): CR LF expected")
+        self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone [LineEndWithoutCR]: CR LF expected")
         self.assertEqual(result.code, 1)
 
     def test_agrees_with_check(self):
@@ -177,7 +177,7 @@ class Places(ShowTest):
             self.assertEqual((result.code, result.err), (1, ""))
             self.assertEqual(result.out, "samples/round-broken.txt:10  meter subscriber\n"
                              '  195-202  meterHistory3ReadingDate  unreadable  "20231340"\n'
-                             '           error: "20231340" is no date (ParseDate 0x01B): month 13; field at 195-202, reported at 194\n')
+                             '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; field at 195-202, reported at 194\n')
         self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # what is wrong elsewhere does not count
 
     def test_a_blank_field_and_none(self):
@@ -252,13 +252,13 @@ class Places(ShowTest):
         self.write("tags", b"AB\r\n" + b"AB".ljust(25) + b"\r\n")
         places = 0
         for name in ("f", "tags", *(os.path.join(ROOT, "samples", name) for name in ("round-broken.txt", "round-damaged.txt"))):
-            for place, rule in re.findall(r"(?m)^(\S+:\d+(?::\d+)?): (?:error|warning): .*? \((\w+)[ )]", self.run_tool("check", name, cwd=self.folder).out):
+            for place, rule in re.findall(r"(?m)^(\S+:\d+(?::\d+)?): (?:error|warning): .*? \[(\w+)[ \]]", self.run_tool("check", name, cwd=self.folder).out):
                 places += 1
                 for word in (place, place + ":"):
                     for command, code in (("show", 1), ("explain", 0)):
                         result = self.run_tool(command, word, cwd=self.folder)
                         self.assertEqual((result.code, result.err), (code, ""), (command, word))
-                        self.assertIn(f"({rule}", result.out)
+                        self.assertIn(f"[{rule}", result.out)
         self.assertGreater(places, 90)
 
 
@@ -268,11 +268,11 @@ class Damaged(ShowTest):
         self.assertEqual(result.code, 1)
         self.assertTrue(result.out.startswith("f:2  damaged meter subscriber line\n"))
         self.assertIn("     1  1   1ABONN\u00c9 0001", result.out)
-        self.assertIn("error: line has 300 characters, 512 expected (LineTooShort)", result.out)
+        self.assertIn("error: line has 300 characters, 512 expected [LineTooShort]", result.out)
 
     def test_long(self):
         out = self.show(lines(ROUND, METER + b"xx", ROUND), "2").out
-        self.assertIn("error: columns 513-514: line has 514 characters, 512 expected (LineTooLong): 2 too many", out)
+        self.assertIn("error: columns 513-514: line has 514 characters, 512 expected [LineTooLong]: 2 too many", out)
 
     def test_unknown_letter(self):
         out = self.show(lines(ROUND, put(METER, 1, b"8"), ROUND), "2").out
@@ -280,7 +280,7 @@ class Damaged(ShowTest):
         self.assertIn('error: column 1: unknown record letter "8"', out)
 
     def test_empty(self):
-        self.assertEqual(self.show(lines(ROUND, b"", ROUND), "2").out, "f:2  empty line\n  error: line is empty (LineEmpty)\n")
+        self.assertEqual(self.show(lines(ROUND, b"", ROUND), "2").out, "f:2  empty line\n  error: line is empty [LineEmpty]\n")
 
     def test_unknown_kind(self):
         out = self.show(lines(b"hello"), "1").out
@@ -348,7 +348,7 @@ class Keys(ShowTest):
     def test_absent_values(self):
         result = self.show(b'{"serialNumber":"1"}\r\n')
         self.assertEqual(result.code, 1)
-        self.assertRegex(result.out, r"wmBusKey_Mode5 +-\n +warning: is missing \(MandatoryMissing 0x201\)")
+        self.assertRegex(result.out, r"wmBusKey_Mode5 +-\n +warning: missing value \[MandatoryMissing 0x201\]")
 
     def test_damaged_lines_show_no_keys(self):
         line = sample("amr-keys.txt").split(b"\r\n")[0]

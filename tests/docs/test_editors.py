@@ -71,7 +71,7 @@ class VsCode(Editors):
             found += matches
         self.assertEqual([place[:4] for place in found], [place[:4] for place in self.expected])
         for (*_, message), (*_, said) in zip(found, self.expected):
-            self.assertIn(re.sub(r" \(\w+( 0x\w+)?\).*", "", message).strip(), said)
+            self.assertIn(re.sub(r" \[\w+( 0x\w+)?\].*", "", message).strip(), said)
 
 
 class PreCommit(Editors):
@@ -157,7 +157,7 @@ class Vim(Editors):
         levels = {"e": "error", "w": "warning"}
         self.assertEqual([(name, row, column, levels[kind.lower()]) for name, row, column, kind, _ in found],
                          [place[:4] for place in self.expected])
-        self.assertIn('roundImportDate: "20240231" is no date', found[0][4])
+        self.assertIn('roundImportDate: invalid date "20240231"', found[0][4])
         self.assertEqual(character, "Q", "columns are those of characters, also behind an accented letter")
 
 
