@@ -20,12 +20,11 @@ void Checker::end(const End& end, std::vector<Finding>& findings) {
     std::int64_t line = end.lines;
     if (end.charactersUnread) {
         ++line;
-        findings.push_back(findingOf("TextUnread", "a line that begins with U+FFFF ends the text",
+        findings.push_back(findingOf("TextUnread", "line begins with U+FFFF, which ends the text",
             tramo::counted(end.charactersUnread, "character") + " from here on cannot be read", 1));
     }
     if (end.isLastByteOdd)
-        findings.push_back(
-            findingOf("LastByteOdd", "the file ends with half of a UTF-16 character", "the last byte is not read"));
+        findings.push_back(findingOf("LastByteOdd", "the file ends with half of a UTF-16 character", "its last byte is ignored"));
     if (line == 0) findings.push_back(findingOf("FileEmpty", "the file is empty"));
     finish(first, line, findings);
 }

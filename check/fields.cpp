@@ -1,4 +1,4 @@
-// What is wrong with the fields of a line.
+// Findings about the fields of a line.
 #include "common/concat.h"
 #include "common/named.h"
 #include "common/printable.h"
@@ -30,13 +30,13 @@ std::string whyIgnored(const KeyLineRemark& remark, const KeyValue* value) {
     return {};
 }
 
-// Values have names here, not columns, and what they hold is never shown.
+// Values of key lines have names instead of columns, and are never shown.
 void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
     ParsedKeyLine parsed = parseKeyLine(text);
     wipe(parsed.line.line);
     if (parsed.error) {
         const auto column = static_cast<int>(parsed.error->column());
-        findings.push_back(findingOf("KeyLineUnreadable", "key line cannot be read", parsed.error->text, column));
+        findings.push_back(findingOf("KeyLineUnreadable", "malformed key line", parsed.error->text, column));
         return;
     }
     const char* kind = shapeOf(LineKind::Key).name;
@@ -66,7 +66,7 @@ void checkFields(LineModel& model, std::wstring_view text, bool all, std::vector
             const Field* field = kind.fieldOf(error);
             if (!all && field && field->reportedOnGoodLines && error == field->mandatoryError) continue;
             Finding finding = findingOf(error, kind, text);
-            // A zero character was reported; that it spoils its field goes without saying.
+            // The zero character itself is reported: a second finding about its field would add nothing.
             if (finding.found.find(L'\0') == std::wstring::npos) findings.push_back(std::move(finding));
         }
     });

@@ -1,4 +1,4 @@
-// What is wrong with a line as a whole.
+// Findings about whole lines: their length, kind, characters and line ending.
 #include "common/concat.h"
 #include "common/printable.h"
 #include "common/utf16.h"
@@ -12,16 +12,21 @@ namespace tramo {
 
 namespace {
 
+// "0, 1, 2 or 3".
 std::string recordLetters() {
-    std::string list;
+    std::string letters, list;
     for (wchar_t c = 0; c < 128; ++c)
-        if (isRecordLetter(c)) list += std::string(list.empty() ? "" : ", ") + static_cast<char>(c);
+        if (isRecordLetter(c)) letters += static_cast<char>(c);
+    for (std::size_t i = 0; i < letters.size(); ++i) {
+        if (i > 0) list += i + 1 == letters.size() ? " or " : ", ";
+        list += letters[i];
+    }
     return list;
 }
 
 bool isBlank(std::wstring_view text) { return text.find_first_not_of(L' ') == std::wstring_view::npos; }
 
-// The field that a line of this text ends inside of, other than a text, which may end anywhere.
+// The field in the middle of which this line ends. Text fields do not count: they may end anywhere.
 const Field* fieldCutAt(std::wstring_view text) {
     const RecordKind* kind = recordKind(text.front());
     if (!kind) return nullptr;
@@ -40,7 +45,7 @@ std::string joined(const std::vector<std::string>& clauses) {
 
 constexpr const char* endsWithLf = "it ends with LF alone";
 
-// What the check would find in this text, which has its kind's length.
+// The findings of this text, which has the length of its kind.
 std::vector<Finding> findingsIn(std::wstring_view text, LineKind kind) {
     std::vector<Finding> findings;
     const SourceLine line{.text = text, .carriageReturn = true, .lineFeed = true};
@@ -93,8 +98,8 @@ Finding tooShort(const SourceLine& line, const LineShape& shape) {
     if (!line.lineFeed) why.emplace_back("the file ends here");
     else if (!line.carriageReturn) why.emplace_back(endsWithLf);
     if (tabs)
-        why.push_back(concat("it holds ", counted(tabs, "tab character"), tabs > 1 ? ", the first at column" : ", at column", ' ',
-            line.text.find(L'\t') + 1));
+        why.push_back(concat("it contains ", counted(tabs, "tab character"), tabs > 1 ? ", the first at column" : ", at column",
+            ' ', line.text.find(L'\t') + 1));
     const Field* field = shape.kind == LineKind::Record ? fieldCutAt(line.text) : nullptr;
     if (field && (errorsAmong(findings) == 0 || firstOf(findings)->field == field->name))
         why.push_back(concat("it ends inside ", field->name, " (", field->column, '-', field->column + field->width - 1, ')'));
@@ -102,11 +107,11 @@ Finding tooShort(const SourceLine& line, const LineShape& shape) {
                       ? concat("with tab stops every 8 columns, it has ", shape.length, " characters and ", inWords(findings))
                       : concat("padded with ", counted(shape.length - line.text.size(), "space"), " at its end, it has ",
                             inWords(findings)));
-    return findingOf("LineTooShort", concat("line has ", counted(line.text.size(), "character"), ", ", shape.length, " expected"),
-        joined(why));
+    return findingOf(
+        "LineTooShort", concat("line has ", counted(line.text.size(), "character"), ", expected ", shape.length), joined(why));
 }
 
-// How many characters less a line would have if its characters were bytes of UTF-8; 0 when they are none.
+// How many fewer characters the line has if its characters are read as bytes of UTF-8; 0 if that is impossible.
 std::size_t utf8Surplus(std::wstring_view text) {
     std::string bytes;
     for (const wchar_t c : text) {
@@ -116,8 +121,7 @@ std::size_t utf8Surplus(std::wstring_view text) {
     return text.size() - utf8::length(bytes);
 }
 
-// What is left when the characters that are too many are taken from the end of the line; or from its beginning, where only
-// that leaves a line without errors.
+// Describes the line without its surplus characters: the last ones, or the first ones if only that leaves no errors.
 std::string withoutExtra(const SourceLine& line, const LineShape& shape) {
     const std::size_t count = line.size() - shape.length;
     auto left = [&](const char* which, const std::vector<Finding>& findings) {
@@ -147,13 +151,13 @@ Finding tooLong(const SourceLine& line, const LineShape& shape) {
     if (!line.lineFeed) why += "; it has no line ending";
     else if (!line.carriageReturn) why += concat("; ", endsWithLf);
     Finding finding =
-        findingOf("LineTooLong", concat("line has ", counted(line.size(), "character"), ", ", shape.length, " expected"), why,
+        findingOf("LineTooLong", concat("line has ", counted(line.size(), "character"), ", expected ", shape.length), why,
             static_cast<int>(shape.length + 1));
     finding.endColumn = static_cast<int>(std::min<std::size_t>(line.size() + 1, 1 << 30));
     return finding;
 }
 
-// A line of any length is a key line, but a very long one is none of a file of keys.
+// Key lines have any length, but no real one comes near this.
 Finding tooLongForKeys(const SourceLine& line) {
     Finding finding = findingOf("LineTooLong", concat("line has ", counted(line.size(), "character")),
         concat("key lines are read up to ", longestHeld, " characters"));
@@ -165,12 +169,15 @@ Finding unknownKind(const SourceLine& line) {
     std::string lengths;
     for (const LineKind kind : {LineKind::Record, LineKind::Parameter, LineKind::Tag}) {
         const LineShape& shape = shapeOf(kind);
-        lengths += concat(lengths.empty() ? "" : ", ", "a ", shape.name, " has ", shape.length);
+        lengths += concat(lengths.empty()         ? "expected "
+                          : kind == LineKind::Tag ? " or "
+                                                  : ", ",
+            shape.length, " (", shape.name, ')');
     }
     return findingOf("LineKindUnknown", concat("line has ", counted(line.size(), "character")), lengths);
 }
 
-// The field of alarm flags that ends right before this place. The format's writer puts a zero there.
+// The alarm flags that end directly before this place, where the format writes a zero character.
 const Field* alarmFlagsBefore(std::wstring_view text, std::size_t at) {
     const RecordKind* kind = recordKind(text.front());
     if (!kind) return nullptr;
@@ -180,25 +187,25 @@ const Field* alarmFlagsBefore(std::wstring_view text, std::size_t at) {
     return found == kind->fields.end() ? nullptr : &*found;
 }
 
-// What no character of a line should be: one finding for all of them, at the first.
+// Characters that are invalid in any line: one finding for all zeros and one for all unpaired surrogates, at the first of them.
 void findCharacters(std::wstring_view text, LineKind kind, std::vector<Finding>& findings) {
     std::size_t zeros = 0, firstZero = 0, halves = 0, firstHalf = 0;
     for (std::size_t i = text.size(); i-- > 0;) {
         if (text[i] == 0) {
             if (const Field* flags = kind == LineKind::Record ? alarmFlagsBefore(text, i) : nullptr)
-                findings.push_back(findingOf("ZeroBehindAlarmFlags", "line holds a zero character behind " + flags->name,
-                    "the format writes one there when nothing follows, and reads it as a text", static_cast<int>(i + 1)));
+                findings.push_back(findingOf("ZeroBehindAlarmFlags", "line contains a zero character after " + flags->name,
+                    "the format writes one there when nothing follows, and reads it back as text", static_cast<int>(i + 1)));
             else ++zeros, firstZero = i;
         } else if (utf16::isLoneSurrogate(text, i)) ++halves, firstHalf = i;
     }
     auto add = [&](const char* rule, std::size_t count, std::size_t first, const char* what, const char* detail) {
         if (count == 0) return;
-        std::string message = concat("line holds ", counted(count, what));
+        std::string message = concat("line contains ", counted(count, what));
         if (count > 1) message += concat(", the first at column ", first + 1);
         findings.push_back(findingOf(rule, std::move(message), detail, static_cast<int>(first + 1)));
     };
-    add("ZeroCharacter", zeros, firstZero, "zero character", "fields with a zero are not checked");
-    add("SurrogateAlone", halves, firstHalf, "half surrogate pair", "each needs its other half beside it");
+    add("ZeroCharacter", zeros, firstZero, "zero character", "fields with a zero character are not checked");
+    add("SurrogateAlone", halves, firstHalf, "unpaired surrogate", "surrogates are valid in pairs only");
 }
 
 void findLineEnd(const SourceLine& line, std::wstring_view insteadOfCr, std::vector<Finding>& findings) {
@@ -206,9 +213,9 @@ void findLineEnd(const SourceLine& line, std::wstring_view insteadOfCr, std::vec
     Finding finding =
         !line.lineFeed
             ? findingOf("LineEndMissing",
-                  line.carriageReturn ? "the last line ends with CR alone" : "the last line has no line end", "CR LF expected")
-            : findingOf("LineEndWithoutCR", "line ends with LF alone", "CR LF expected");
-    if (!insteadOfCr.empty()) finding.reason += concat(", ", quoted(insteadOfCr), " stands in the place of the CR");
+                  line.carriageReturn ? "the last line ends with CR alone" : "the last line has no line ending", "expected CR LF")
+            : findingOf("LineEndWithoutCR", "line ends with LF alone", "expected CR LF");
+    if (!insteadOfCr.empty()) finding.reason += concat(", found ", quoted(insteadOfCr), " in place of the CR");
     finding.excerpt = false;
     findings.push_back(std::move(finding));
 }
@@ -230,14 +237,14 @@ bool checkShape(const SourceLine& line, std::optional<LineKind> kind, std::vecto
     const bool insteadOfCr = extra.size() == 1 && line.lineFeed && !line.carriageReturn;
     if (!extra.empty() && !insteadOfCr) return refuse(tooLong(line, shape));
 
-    // From here on every field stands in its columns.
+    // From here on, every field is in its columns.
     findLineEnd(line, extra, findings);
     if (shape.kind == LineKind::Key) return true;
     if (!line.plain) findCharacters(text, shape.kind, findings);
     if (shape.kind != LineKind::Record || isRecordLetter(text.front())) return true;
-    if (text.front() == 0) return false;  // that has been told
-    return refuse(findingOf("LineLetterUnknown", concat("unknown record letter ", quoted(text.substr(0, 1))),
-        "one of " + recordLetters() + " expected", 1));
+    if (text.front() == 0) return false;  // the zero character is already reported
+    return refuse(findingOf(
+        "LineLetterUnknown", concat("unknown record letter ", quoted(text.substr(0, 1))), "expected " + recordLetters(), 1));
 }
 
 }  // namespace tramo

@@ -13,32 +13,32 @@ std::vector<Rule> makeRules() {
     constexpr auto error = Severity::Error, warning = Severity::Warning;
     // clang-format off
     std::vector<Rule> all{
-        {"FileEmpty",            0, "The file holds no line.", warning},
-        {"LineEmpty",            0, "A line holds no character.", error},
-        {"LineTooShort",         0, "A line has fewer characters than its kind has.", error},
-        {"LineTooLong",          0, "A line has more characters than its kind has.", error},
-        {"LineKindUnknown",      0, "A line has the length of no kind of line.", error},
-        {"LineLetterUnknown",    0, "A record line begins with a character that no kind of record has.", error},
-        {"LineEndWithoutCR",     0, "A line ends with a line feed that no carriage return stands before.", error},
-        {"LineEndMissing",       0, "The last line has no line end.", error},
-        {"ZeroCharacter",        0, "A line holds characters of value zero.", error},
-        {"ZeroBehindAlarmFlags", 0, "The field behind alarm flags holds the zero character that their writer leaves there.", warning},
-        {"SurrogateAlone",       0, "A line holds half of a UTF-16 surrogate pair without the other half.", error},
-        {"KeyLineUnreadable",    0, "A key line is no JSON object that can be read.", error},
-        {"KeyMemberIgnored",     0, "A member of a key line's object is not taken.", warning},
-        {"TextIgnored",          0, "A line holds text that no value comes from: after a number, or outside of all fields.", warning},
-        {"TextUnread",           0, "A line that begins with U+FFFF ends the text; nothing behind it is read.", error},
-        {"LastByteOdd",          0, "A UTF-16 file ends with half of a character.", error},
+        {"FileEmpty",            0, "The file has no lines.", warning},
+        {"LineEmpty",            0, "A line has no characters.", error},
+        {"LineTooShort",         0, "A line has fewer characters than its kind requires.", error},
+        {"LineTooLong",          0, "A line has more characters than its kind allows.", error},
+        {"LineKindUnknown",      0, "The length of a line matches no kind of line.", error},
+        {"LineLetterUnknown",    0, "The first character of a record line is the letter of no record kind.", error},
+        {"LineEndWithoutCR",     0, "A line ends with a line feed without a carriage return before it.", error},
+        {"LineEndMissing",       0, "The last line has no line ending, or only half of one.", error},
+        {"ZeroCharacter",        0, "A line contains zero characters.", error},
+        {"ZeroBehindAlarmFlags", 0, "The field after alarm flags contains the zero character that the format writes there.", warning},
+        {"SurrogateAlone",       0, "A line contains an unpaired UTF-16 surrogate.", error},
+        {"KeyLineUnreadable",    0, "A key line is not a valid JSON object.", error},
+        {"KeyMemberIgnored",     0, "A member of a key line is ignored.", warning},
+        {"TextIgnored",          0, "A line contains text that is part of no value: after a number, or outside all fields.", warning},
+        {"TextUnread",           0, "A line begins with U+FFFF, which ends the text; nothing after it is read.", error},
+        {"LastByteOdd",          0, "A UTF-16 file ends with half of a character; its last byte is ignored.", error},
     };
     // clang-format on
     auto add = [&](int code, const char* words, Severity severity) {
         if (const std::string_view name = errorName(static_cast<TE::errorType>(code)); !name.empty())
             all.push_back({name, code, concat(words, " (", name, ' ', hex(static_cast<TE::errorType>(code)), ")."), severity});
     };
-    for (int code = firstParseCode; code < firstBuildCode; ++code) add(code, "A field's text cannot be read", error);
+    for (int code = firstParseCode; code < firstBuildCode; ++code) add(code, "The text of a field is invalid", error);
     add(TE::MandatoryMissing, "A mandatory value is missing", warning);
-    add(TE::MandatoryInconsistent, "Values that belong together contradict each other", warning);
-    add(TE::WrongLineType, "A line is of another kind than it was taken for", error);
+    add(TE::MandatoryInconsistent, "Values that belong together are inconsistent", warning);
+    add(TE::WrongLineType, "A line is of another record kind than expected", error);
     return all;
 }
 

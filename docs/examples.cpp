@@ -297,7 +297,7 @@ void rule() {
     //! [Rule]
     const tramo::Rule& rule = *tramo::ruleNamed("LineTooShort");
     std::wcout << rule.description.c_str() << (rule.severity == tramo::Severity::Error ? " An error.\n" : "\n");
-    //> A line has fewer characters than its kind has. An error.
+    //> A line has fewer characters than its kind requires. An error.
     //! [Rule]
 }
 

@@ -156,19 +156,19 @@ const Case cases[] = {
     {"FileEmpty", "", {" warning: the file is empty [FileEmpty]"}},
     {"LineEmpty", returned + "\r\n", {"4: error: line is empty [LineEmpty]"}},
     {"LineKindUnknown", "abc\r\n",
-        {"1: error: line has 3 characters [LineKindUnknown]: a record has 512, a parameter has 40, a tag has 23"}},
+        {"1: error: line has 3 characters [LineKindUnknown]: expected 512 (record), 40 (parameter) or 23 (tag)"}},
     {"LineLetterUnknown", returned + lineWith(1, "8"),
-        {"4:1: error: unknown record letter \"8\" [LineLetterUnknown]: one of 0, 1, 2, 3, 4, 5, 6, 7, 9 expected"}},
+        {"4:1: error: unknown record letter \"8\" [LineLetterUnknown]: expected 0, 1, 2, 3, 4, 5, 6, 7 or 9"}},
     {"LineEndWithoutCR", returned + lineWith(1, "1", "\n"),
-        {"4: error: line ends with LF alone [LineEndWithoutCR]: CR LF expected"}},
+        {"4: error: line ends with LF alone [LineEndWithoutCR]: expected CR LF"}},
     {"LineEndWithAnotherCharacter", returned + lineWith(1, "1", "x\n"),
-        {"4: error: line ends with LF alone [LineEndWithoutCR]: CR LF expected, \"x\" stands in the place of the CR"}},
+        {"4: error: line ends with LF alone [LineEndWithoutCR]: expected CR LF, found \"x\" in place of the CR"}},
     {"LineEndMissing", returned + lineWith(1, "1", ""),
-        {"4: error: the last line has no line end [LineEndMissing]: CR LF expected"}},
+        {"4: error: the last line has no line ending [LineEndMissing]: expected CR LF"}},
     {"LineEndInPart", returned + lineWith(1, "1", "\r"),
-        {"4: error: the last line ends with CR alone [LineEndMissing]: CR LF expected"}},
+        {"4: error: the last line ends with CR alone [LineEndMissing]: expected CR LF"}},
     {"ZeroCharacter", returned + lineWith(60, std::string(2, '\0')),
-        {"4:60: error: line holds 2 zero characters, the first at column 60 [ZeroCharacter]: fields with a zero are not checked"}},
+        {"4:60: error: line contains 2 zero characters, the first at column 60 [ZeroCharacter]: fields with a zero character are not checked"}},
     {"WholeNumber", returned + lineWith(2, " VA "),
         {"4:2: error: subscriberCardOrder: invalid integer \" VA\" [ParseInteger 0x001]: expected a digit, found \"V\""}},
     {"StrictWarning", returned + lineWith(438, std::string(10, ' ')),
@@ -176,7 +176,7 @@ const Case cases[] = {
          "index, a status, a method or (after a previous index) a consumption, or has one of the first three without a date"},
         {.strict = true}},
     {"KeyLineUnreadable", "{\"wmBusKey_Mode5\":\"" + key + "\r\n",
-        {"1:52: error: key line cannot be read [KeyLineUnreadable]: Missing a closing quotation mark in string."}},
+        {"1:52: error: malformed key line [KeyLineUnreadable]: Missing a closing quotation mark in string."}},
     {"KeyMemberIgnored", "{\"wmBusKey_Mode5\":\"" + key + "\",\"other\":1}\r\n",
         {"1: warning: unknown member \"other\" is ignored [KeyMemberIgnored]: key lines have no member of this name"}},
 };
@@ -225,8 +225,8 @@ TEST(Checker, ReportsTheEndOfTheText) {
     Checker().end({.lines = 3, .charactersUnread = 1, .isLastByteOdd = true}, findings);
     EXPECT_EQ(inWords(findings),
         (std::vector<std::string>{
-            "4: error: the file ends with half of a UTF-16 character [LastByteOdd]: the last byte is not read",
-            "4:1: error: a line that begins with U+FFFF ends the text [TextUnread]: 1 character from here on cannot be read"}));
+            "4: error: the file ends with half of a UTF-16 character [LastByteOdd]: its last byte is ignored",
+            "4:1: error: line begins with U+FFFF, which ends the text [TextUnread]: 1 character from here on cannot be read"}));
 }
 
 TEST(Checker, ReportsWhatTheFormatFindsInValidLinesOnlyIfAsked) {
@@ -284,7 +284,7 @@ TEST(Line, ThatIsNotHeldIsJudgedByItsFacts) {
         EXPECT_EQ(findings.size(), 1U);
         return findings.at(0);
     };
-    EXPECT_EQ(found(blank).sentence, "line has 262153 characters, 512 expected");
+    EXPECT_EQ(found(blank).sentence, "line has 262153 characters, expected 512");
     EXPECT_TRUE(
         found(blank).reason.starts_with("261641 too many, all of them spaces; without its last 261641 characters, it has "))
         << found(blank).reason;

@@ -167,7 +167,7 @@ class Errors(ExplainTest):
         self.assertEqual(of_no_field, {0x015, 0x203})
 
     def test_findings_of_check_alone(self):
-        self.assertIn("A line has fewer characters than its kind has.", self.explain("LineTooShort"))
+        self.assertIn("A line has fewer characters than its kind requires.", self.explain("LineTooShort"))
 
     def test_no_codes(self):
         self.assert_refused("0x002", "the format has no code 0x002")
@@ -193,22 +193,22 @@ class Places(ExplainTest):
         self.assertTrue(result.out.startswith('f:2\n\n  error     meterHistory3ReadingDate: invalid date "20231340"'))
         self.assertIn('\n  error     meterFluidType: invalid code "Q"', result.out)
         self.assertTrue(result.out.endswith("\n\n" + meter))
-        self.assertEqual(self.run_tool("explain", "f:3", cwd=self.folder).out, "f:3\n\n  damaged   line has 513 characters, 512 expected [LineTooLong]: "
+        self.assertEqual(self.run_tool("explain", "f:3", cwd=self.folder).out, "f:3\n\n  damaged   line has 513 characters, expected 512 [LineTooLong]: "
                          "1 too many, a space; without its first character, it has no errors or warnings\n")
         out = self.run_tool("explain", "f:4", cwd=self.folder).out
-        self.assertTrue(out.startswith("f:4\n\n  damaged   line has 300 characters, 512 expected [LineTooShort]"))
+        self.assertTrue(out.startswith("f:4\n\n  damaged   line has 300 characters, expected 512 [LineTooShort]"))
         self.assertTrue(out.endswith("\n\n" + meter))
-        self.assertIn("  error     the last line has no line end [LineEndMissing]", self.run_tool("explain", "f:5", cwd=self.folder).out)
+        self.assertIn("  error     the last line has no line ending [LineEndMissing]", self.run_tool("explain", "f:5", cwd=self.folder).out)
 
     def test_a_column_that_is_too_many(self):
         self.write("f", lines(METER, METER + b"x"))
         out = self.run_tool("explain", "f:2:513", cwd=self.folder).out
-        self.assertEqual(out, "f:2:513\n\n  damaged   line has 513 characters, 512 expected [LineTooLong]: 1 too many; without its last "
+        self.assertEqual(out, "f:2:513\n\n  damaged   line has 513 characters, expected 512 [LineTooLong]: 1 too many; without its last "
                          "character, it has no errors or warnings\n")
 
     def test_a_character_at_fault(self):
         self.write("f", lines(METER, put(METER, 240, b"\0")))
-        self.assertIn("  error     line holds 1 zero character [ZeroCharacter]", self.run_tool("explain", "f:2:240", cwd=self.folder).out)
+        self.assertIn("  error     line contains 1 zero character [ZeroCharacter]", self.run_tool("explain", "f:2:240", cwd=self.folder).out)
 
     def test_colons_in_the_path(self):
         for name in ("a:1:2", "a:1", "C:\\x.txt"):
@@ -234,7 +234,7 @@ class Places(ExplainTest):
     def test_damaged_lines(self):
         self.write("f", lines(METER, METER[:300], METER))
         out = self.run_tool("explain", "f:2:195", cwd=self.folder).out
-        self.assertIn("  damaged   line has 300 characters, 512 expected [LineTooShort]", out)
+        self.assertIn("  damaged   line has 300 characters, expected 512 [LineTooShort]", out)
         self.assertTrue(out.endswith(self.explain("1:195")))
 
     def test_places_that_are_not_there(self):

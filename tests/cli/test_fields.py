@@ -107,7 +107,7 @@ class ParseErrors(CliTest):
 
 
 class IgnoredText(CliTest):
-    """Text that no value comes from: a warning, with its own columns."""
+    """Text that is part of no value: a warning, with its own columns."""
 
     def assert_ignored(self, line, column, message):
         self.assert_findings(lines(line), f"1:{column}: warning: {message}")
@@ -160,7 +160,7 @@ class IgnoredText(CliTest):
         self.assert_ignored(put(INFORMATION, 2, b"   1x"), 6, 'roundNumber: "1x" is read as 1 [TextIgnored]: "x" after the number is ignored')
 
     def test_a_zero_ends_a_number(self):
-        zero = "1:{}: error: line holds {} [ZeroCharacter]: fields with a zero are not checked"
+        zero = "1:{}: error: line contains {} [ZeroCharacter]: fields with a zero character are not checked"
         self.assert_findings(lines(put(METER, 438, b"     6" + b"\0" + b"054")), zero.format(444, "1 zero character"),
                              '1:445: warning: meterReadingIndex: "6\\x00054" is read as 6 [TextIgnored]: "054" after the number is ignored')
         self.assert_findings(lines(put(METER, 438, b"6054\0\0\0\0\0\0")), zero.format(442, "6 zero characters, the first at column 442"))
@@ -203,7 +203,7 @@ class IgnoredText(CliTest):
                           ("warning", {"startLine": 2, "startColumn": 20, "endColumn": 21})])
         rule = run["tool"]["driver"]["rules"][run["results"][0]["ruleIndex"]]
         self.assertEqual((rule["id"], rule["defaultConfiguration"]["level"]), ("TextIgnored", "warning"))
-        self.assertIn("no value comes from", self.run_tool("explain", "TextIgnored").out)
+        self.assertIn("part of no value", self.run_tool("explain", "TextIgnored").out)
         self.assertEqual(self.check(content, "--strict", "--format", "json").json["errors"], 2)
 
     def test_generated_rounds_have_none(self):
@@ -299,12 +299,12 @@ class KeyLines(CliTest):
         self.assert_line(self.line(**{"\x1b" * 50: 1}), ignored("unknown member", "key lines have no member of this name"))
 
     def test_unreadable(self):
-        self.assert_line(self.line()[:-1], f"1:{len(self.line())}: error: key line cannot be read [KeyLineUnreadable]: "
+        self.assert_line(self.line()[:-1], f"1:{len(self.line())}: error: malformed key line [KeyLineUnreadable]: "
                          "Missing a comma or '}' after an object member.")
-        self.assert_line(b'{"a":SECRET}', "1:6: error: key line cannot be read [KeyLineUnreadable]: Invalid value.")
+        self.assert_line(b'{"a":SECRET}', "1:6: error: malformed key line [KeyLineUnreadable]: Invalid value.")
 
     def test_long(self):
-        self.assert_line(self.line(x="y" * 70000)[:-1], "1:1: error: key line cannot be read [KeyLineUnreadable]: "
+        self.assert_line(self.line(x="y" * 70000)[:-1], "1:1: error: malformed key line [KeyLineUnreadable]: "
                          "The line is longer than 65536 bytes.")
 
 

@@ -124,7 +124,7 @@ class Encodings(CliTest):
         self.assertEqual(self.encoding(utf16(GOOD.decode("latin-1")), "--encoding", "ansi"), "ANSI")
 
     def test_mark_read_as_ansi_when_asked_for(self):
-        self.assert_findings(b"\xef\xbb\xbf" + GOOD, "1:513: error: line has 515 characters, 512 expected [LineTooLong]: 3 too many; "
+        self.assert_findings(b"\xef\xbb\xbf" + GOOD, "1:513: error: line has 515 characters, expected 512 [LineTooLong]: 3 too many; "
                              "without its first 3 characters, it has no errors or warnings",
                              options=["--encoding", "ansi"])
 

@@ -105,13 +105,13 @@ f: 2 modules, nothing found
     def test_unreadable_line(self):
         broken = json.dumps(MODULE).encode()[:-1]
         result = self.keys(lines(broken) + key_lines(OTHER))
-        self.assertEqual(result.out.splitlines()[-2].partition(" [")[0], f"f:1:{len(broken) + 1}: error: key line cannot be read")
+        self.assertEqual(result.out.splitlines()[-2].partition(" [")[0], f"f:1:{len(broken) + 1}: error: malformed key line")
         self.assertTrue(result.out.endswith("f: 1 module, 1 error, 0 warnings\n"))
         self.assertEqual(result.code, 1)
 
     def test_empty_line_and_line_end(self):
         self.assertEqual(self.findings(key_lines(MODULE) + b"\r\n" + key_lines(OTHER)[:-2]),
-                         ["f:2: error: line is empty [LineEmpty]", "f:3: error: the last line has no line end [LineEndMissing]: CR LF expected"])
+                         ["f:2: error: line is empty [LineEmpty]", "f:3: error: the last line has no line ending [LineEndMissing]: expected CR LF"])
 
     def test_lines_of_other_kinds_are_counted(self):
         result = self.keys(key_lines(MODULE, OTHER) + lines(METER))

@@ -74,7 +74,7 @@ class Size(CliTest):
         self.write("f", lines(ROUND, METER) + b"1" * 20_000_000 + b"\r\n" + lines(METER))
         result = self.run_tool("check", "f", cwd=self.folder)
         self.assertEqual(result.findings, [
-            "f:3:513: error: line has 20000000 characters, 512 expected [LineTooLong]: 19999488 too many; without its last 19999488 "
+            "f:3:513: error: line has 20000000 characters, expected 512 [LineTooLong]: 19999488 too many; without its last 19999488 "
             "characters, it has 9 errors and 3 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"])
         self.assertLess(len(result.out), 1000)
 

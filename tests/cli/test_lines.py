@@ -7,8 +7,8 @@ from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, utf16
 TAG = b"FUFuite                "
 PARAMETER = b"VERSION 4.2".ljust(40)
 KEY = b'{"serialNumber":"4C30000000","wmBusKey_Mode5":"5627BD973F6190D6FFA4AA3918619D1B"}'
-SHORT = "error: line has {} characters, 512 expected [LineTooShort]: "
-LONG = "error: line has {} characters, 512 expected [LineTooLong]: "
+SHORT = "error: line has {} characters, expected 512 [LineTooShort]: "
+LONG = "error: line has {} characters, expected 512 [LineTooLong]: "
 
 # What is found in a line that is made as long as its kind.
 CLEAN = "no errors or warnings"
@@ -54,11 +54,11 @@ class Lines(CliTest):
             self.assert_line(METER[:256], " " + SHORT.format(256) + "the file ends here; " + padded(256, NO_SERIAL_NUMBER), end=end)
 
     def test_one_character(self):
-        self.assert_line(b"1", " error: line has 1 character, 512 expected [LineTooShort]: " +
+        self.assert_line(b"1", " error: line has 1 character, expected 512 [LineTooShort]: " +
                          padded(511, "3 warnings, the first at columns 6-155 (subscriberInformation)"))
 
     def test_too_short_without_a_letter(self):
-        self.assert_line(b"x", " error: line has 1 character, 512 expected [LineTooShort]: " + padded(511, "1 error, at column 1"))
+        self.assert_line(b"x", " error: line has 1 character, expected 512 [LineTooShort]: " + padded(511, "1 error, at column 1"))
 
     def test_damaged_line_hides_field_errors(self):
         self.assert_line(put(METER, 426, b"202402300900")[:500], " " + SHORT.format(500) +
@@ -107,39 +107,39 @@ class Lines(CliTest):
 
     def test_lf_alone_still_has_its_fields_checked(self):
         self.assert_line(put(ROUND, 499, b"20241301"),
-                         " error: line ends with LF alone [LineEndWithoutCR]: CR LF expected",
+                         " error: line ends with LF alone [LineEndWithoutCR]: expected CR LF",
                          '499: error: roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13; field at 499-506, '
                          'reported at 8', end=b"\n")
 
     def test_something_in_the_place_of_the_cr(self):
         for character in (b" ", b"x"):
-            self.assert_line(METER + character, " error: line ends with LF alone [LineEndWithoutCR]: CR LF expected, "
-                             f'"{character.decode()}" stands in the place of the CR', end=b"\n")
+            self.assert_line(METER + character, " error: line ends with LF alone [LineEndWithoutCR]: expected CR LF, "
+                             f'found "{character.decode()}" in place of the CR', end=b"\n")
 
     def test_last_line_without_line_end(self):
-        self.assert_line(METER, " error: the last line has no line end [LineEndMissing]: CR LF expected", end=b"")
+        self.assert_line(METER, " error: the last line has no line ending [LineEndMissing]: expected CR LF", end=b"")
 
     def test_last_line_with_cr_alone(self):
-        self.assert_line(METER, " error: the last line ends with CR alone [LineEndMissing]: CR LF expected", end=b"\r")
+        self.assert_line(METER, " error: the last line ends with CR alone [LineEndMissing]: expected CR LF", end=b"\r")
 
     def test_unknown_letter(self):
         for letter, shown in ((b"8", "8"), (b"A", "A"), (b" ", " "), (b"\xe9", "\u00e9"), (b"\x1b", "\\x1b")):
             self.assert_line(put(METER, 1, letter), f'1: error: unknown record letter "{shown}" [LineLetterUnknown]: '
-                             "one of 0, 1, 2, 3, 4, 5, 6, 7, 9 expected")
+                             "expected 0, 1, 2, 3, 4, 5, 6, 7 or 9")
 
     def test_zero_character(self):
-        self.assert_line(put(METER, 240, b"\0"), "240: error: line holds 1 zero character [ZeroCharacter]: "
-                         "fields with a zero are not checked")
+        self.assert_line(put(METER, 240, b"\0"), "240: error: line contains 1 zero character [ZeroCharacter]: "
+                         "fields with a zero character are not checked")
 
     def test_zero_characters_are_told_once_and_the_other_fields_checked(self):
         self.assert_line(put(put(put(METER, 402, b"x\0"), 240, b"\0\0"), 507, b"Q"),
-                         "240: error: line holds 3 zero characters, the first at column 240 [ZeroCharacter]: "
-                         "fields with a zero are not checked",
+                         "240: error: line contains 3 zero characters, the first at column 240 [ZeroCharacter]: "
+                         "fields with a zero character are not checked",
                          '507: error: meterFluidType: invalid code "Q" [ParseFluidType 0x011]: expected W, C, E, G, H or T')
 
     def test_line_of_zeros_has_no_letter_to_speak_of(self):
-        self.assert_line(b"\0" * 512, "1: error: line holds 512 zero characters, the first at column 1 [ZeroCharacter]: "
-                         "fields with a zero are not checked")
+        self.assert_line(b"\0" * 512, "1: error: line contains 512 zero characters, the first at column 1 [ZeroCharacter]: "
+                         "fields with a zero character are not checked")
 
     def test_excerpts(self):
         result = self.check(self.after(METER + b"xy"))
@@ -152,7 +152,7 @@ class Lines(CliTest):
 class ChangedOnTheWay(CliTest):
     """Lines that programs on the way have changed: what the message asserts was tested, and no cause is guessed."""
 
-    TABS = " error: line has {} characters, 512 expected [LineTooShort]: it holds {} tab characters, the first at column {}; "
+    TABS = " error: line has {} characters, expected 512 [LineTooShort]: it contains {} tab characters, the first at column {}; "
 
     def told(self, line):
         finding = self.check(lines(ROUND, METER, METER, line)).findings[0]
@@ -167,7 +167,7 @@ class ChangedOnTheWay(CliTest):
         self.assertIn("; padded with 202 spaces at its end, it has ", self.told(broken))
         self.assertEqual(self.told(re.sub(b"  +", b"\t", METER)), self.TABS.format(224, 18, 2) +
                          padded(288, "5 errors and 4 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
-        self.assertEqual(self.told(METER[:29] + b"\t" + METER[30:280]), " " + SHORT.format(280) + "it holds 1 tab character, at column 30; " +
+        self.assertEqual(self.told(METER[:29] + b"\t" + METER[30:280]), " " + SHORT.format(280) + "it contains 1 tab character, at column 30; " +
                          padded(232, NO_SERIAL_NUMBER))
 
     def test_spaces_that_were_collapsed(self):
@@ -224,47 +224,47 @@ class ChangedOnTheWay(CliTest):
 class AlarmFlags(CliTest):
     def test_the_zero_behind_them_is_named(self):
         self.assert_findings(lines(put(put(AMR, 290, b"\0"), 392, b"\0")), *(
-            f"1:{column}: warning: line holds a zero character behind {flags} [ZeroBehindAlarmFlags]: "
-            "the format writes one there when nothing follows, and reads it as a text"
+            f"1:{column}: warning: line contains a zero character after {flags} [ZeroBehindAlarmFlags]: "
+            "the format writes one there when nothing follows, and reads it back as text"
             for column, flags in ((290, "previousAlarms"), (392, "currentAlarms"))))
 
     def test_other_zeros_are_still_errors(self):
         self.assert_findings(lines(put(put(AMR, 290, b"\0"), 291, b"\0")),
-                             "1:290: warning: line holds a zero character behind previousAlarms [ZeroBehindAlarmFlags]: "
-                             "the format writes one there when nothing follows, and reads it as a text",
-                             "1:291: error: line holds 1 zero character [ZeroCharacter]: fields with a zero are not checked")
+                             "1:290: warning: line contains a zero character after previousAlarms [ZeroBehindAlarmFlags]: "
+                             "the format writes one there when nothing follows, and reads it back as text",
+                             "1:291: error: line contains 1 zero character [ZeroCharacter]: fields with a zero character are not checked")
 
     def test_in_other_kinds_of_lines_it_is_a_zero(self):
         self.assert_findings(lines(put(METER, 290, b"\0")),
-                             "1:290: error: line holds 1 zero character [ZeroCharacter]: fields with a zero are not checked")
+                             "1:290: error: line contains 1 zero character [ZeroCharacter]: fields with a zero character are not checked")
 
 
 class Utf16(CliTest):
     def test_lone_surrogates(self):
         meter = METER.decode("latin-1")
         self.assert_findings(utf16(put(meter, 240, "\ud800") + "\r\n" + put(meter, 240, "\udc00\ud800") + "\r\n"),
-                             "1:240: error: line holds 1 half surrogate pair [SurrogateAlone]: each needs its other half beside it",
-                             "2:240: error: line holds 2 half surrogate pairs, the first at column 240 [SurrogateAlone]: "
-                             "each needs its other half beside it")
+                             "1:240: error: line contains 1 unpaired surrogate [SurrogateAlone]: surrogates are valid in pairs only",
+                             "2:240: error: line contains 2 unpaired surrogates, the first at column 240 [SurrogateAlone]: "
+                             "surrogates are valid in pairs only")
 
     def test_surrogate_pairs_are_text(self):
         self.assert_findings(utf16(put(METER.decode("latin-1"), 240, "\ud83d\ude00") + "\r\n"))
 
     def test_odd_last_byte(self):
         self.assert_findings(utf16(METER.decode("latin-1") + "\r\n") + b"1",
-                             "1: error: the file ends with half of a UTF-16 character [LastByteOdd]: the last byte is not read")
+                             "1: error: the file ends with half of a UTF-16 character [LastByteOdd]: its last byte is ignored")
 
     def test_text_behind_a_line_that_begins_with_the_end_of_file_character(self):
         meter = METER.decode("latin-1") + "\r\n"
         self.assert_findings(utf16(meter + "\uffff" + meter + meter),
-                             "2:1: error: a line that begins with U+FFFF ends the text [TextUnread]: "
+                             "2:1: error: line begins with U+FFFF, which ends the text [TextUnread]: "
                              "1029 characters from here on cannot be read")
 
     def test_end_of_file_character_elsewhere_is_text(self):
         self.assert_findings(utf16(put(METER.decode("latin-1"), 240, "\uffff") + "\r\n"))
 
     def test_end_of_file_character_at_the_very_beginning(self):
-        self.assert_findings(utf16("\uffff\r\n"), "1:1: error: a line that begins with U+FFFF ends the text [TextUnread]: "
+        self.assert_findings(utf16("\uffff\r\n"), "1:1: error: line begins with U+FFFF, which ends the text [TextUnread]: "
                              "3 characters from here on cannot be read")
 
 
@@ -291,11 +291,11 @@ class Kinds(CliTest):
 
     def test_short_line_among_tags_is_a_tag(self):
         self.assert_findings(lines(TAG, TAG, b"XYtrimmed"),
-                             "3: error: line has 9 characters, 23 expected [LineTooShort]: " + padded(14, CLEAN))
+                             "3: error: line has 9 characters, expected 23 [LineTooShort]: " + padded(14, CLEAN))
 
     def test_short_line_among_parameters_is_a_parameter(self):
         self.assert_findings(lines(PARAMETER, PARAMETER, PARAMETER + b"!"),
-                             "3:41: error: line has 41 characters, 40 expected [LineTooLong]: 1 too many; " + without("last character", CLEAN))
+                             "3:41: error: line has 41 characters, expected 40 [LineTooLong]: 1 too many; " + without("last character", CLEAN))
 
     def test_file_of_trimmed_records(self):
         meter = put(METER, 506, b"       ").rstrip()
@@ -309,14 +309,14 @@ class Kinds(CliTest):
                              "1: " + SHORT.format(437) + padded(75, UNFINISHED), "2: " + SHORT.format(6) + padded(506, "1 error, at column 1"))
 
     def test_no_exchange_file(self):
-        told = "error: line has {} characters [LineKindUnknown]: a record has 512, a parameter has 40, a tag has 23"
+        told = "error: line has {} characters [LineKindUnknown]: expected 512 (record), 40 (parameter) or 23 (tag)"
         self.assert_findings(b"first line\r\nsecond line\r\n\r\nlast", "1: " + told.format(10), "2: " + told.format(11),
                              "3: error: line is empty [LineEmpty]", "4: " + told.format(4))
 
     def test_kind_can_be_chosen(self):
-        self.assert_findings(lines(TAG), "1: error: line has 23 characters, 40 expected [LineTooShort]: " + padded(17, "1 warning, at columns 9-40 (value)"),
+        self.assert_findings(lines(TAG), "1: error: line has 23 characters, expected 40 [LineTooShort]: " + padded(17, "1 warning, at columns 9-40 (value)"),
                              options=("--kind", "parameter"))
-        self.assert_findings(lines(PARAMETER), "1:24: error: line has 40 characters, 23 expected [LineTooLong]: 17 too many, all of them spaces; " + without("last 17 characters", CLEAN),
+        self.assert_findings(lines(PARAMETER), "1:24: error: line has 40 characters, expected 23 [LineTooLong]: 17 too many, all of them spaces; " + without("last 17 characters", CLEAN),
                              options=("--kind", "tag"))
         self.assert_findings(lines(TAG), "1: " + SHORT.format(23) + padded(489, "1 error, at column 1"),
                              options=("--kind", "record"))

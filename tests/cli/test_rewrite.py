@@ -226,8 +226,8 @@ f: 1 of 173 lines would change
   1 line would be copied because of a loss
   losses:
          1  LineEmpty; line 20: line is empty
-         1  LineTooLong; line 12: line has 514 characters, 512 expected
-         2  LineTooShort; line 6: line has 233 characters, 512 expected
+         1  LineTooLong; line 12: line has 514 characters, expected 512
+         2  LineTooShort; line 6: line has 233 characters, expected 512
          1  roundNumber (record information), columns 2-6: becomes another value; line 172: "    1" becomes "   60"
          1  meterNumber (record information), columns 7-11: is read as roundNumber, and not written; line 172: "   60" becomes blank
   changes:
@@ -239,7 +239,7 @@ f: 1 of 173 lines would change
         for options in ((), ("--force",)):
             self.assertEqual(self.rewrite(content, *options), lines(put(METER, 2, b"   1"), b"short"))
             self.assertEqual((self.result.code, self.result.err), (1, """\
-tramo: f:2: line has 5 characters, 512 expected [LineTooShort]: padded with 507 spaces at its end, it has 1 error, at column 1
+tramo: f:2: line has 5 characters, expected 512 [LineTooShort]: padded with 507 spaces at its end, it has 1 error, at column 1
 tramo: f: 1 of 2 lines changed, 1 malformed line copied
 """))
 
@@ -295,7 +295,7 @@ class Forms(Rewrite):
             {"kind": "meter subscriber", "field": "subscriberCardOrder", "column": 2, "endColumn": 6, "what": "respelled", "loss": False,
              "lines": 1, "example": {"line": 2, "before": "1   ", "after": "   1"}}])
         self.assertEqual(document["damagedLines"], [
-            {"rule": "LineTooShort", "lines": 1, "firstLine": 4, "message": "line has 5 characters, 512 expected"}])
+            {"rule": "LineTooShort", "lines": 1, "firstLine": 4, "message": "line has 5 characters, expected 512"}])
         self.assertEqual(document["lineEnds"], [{"found": "no line end", "lines": 1, "firstLine": 5}])
 
     def test_terminal_is_safe(self):

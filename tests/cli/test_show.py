@@ -85,7 +85,7 @@ class Tables(ShowTest):
 
     def test_findings_of_the_line_stand_above_its_fields(self):
         result = self.show(METER + b"\n")
-        self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone [LineEndWithoutCR]: CR LF expected")
+        self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone [LineEndWithoutCR]: expected CR LF")
         self.assertEqual(result.code, 1)
 
     def test_agrees_with_check(self):
@@ -268,11 +268,11 @@ class Damaged(ShowTest):
         self.assertEqual(result.code, 1)
         self.assertTrue(result.out.startswith("f:2  damaged meter subscriber line\n"))
         self.assertIn("     1  1   1ABONN\u00c9 0001", result.out)
-        self.assertIn("error: line has 300 characters, 512 expected [LineTooShort]", result.out)
+        self.assertIn("error: line has 300 characters, expected 512 [LineTooShort]", result.out)
 
     def test_long(self):
         out = self.show(lines(ROUND, METER + b"xx", ROUND), "2").out
-        self.assertIn("error: columns 513-514: line has 514 characters, 512 expected [LineTooLong]: 2 too many", out)
+        self.assertIn("error: columns 513-514: line has 514 characters, expected 512 [LineTooLong]: 2 too many", out)
 
     def test_unknown_letter(self):
         out = self.show(lines(ROUND, put(METER, 1, b"8"), ROUND), "2").out

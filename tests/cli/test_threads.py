@@ -71,7 +71,7 @@ class Threads(CliTest):
         self.assertEqual(len([f for f in result.findings if "[TextUnread]" in f]), 1)
         self.assertEqual(len([f for f in result.findings if "[LastByteOdd]" in f]), 1)
         line = text[:middle].count("\n") + 1
-        self.assertIn(f"f:{line}:1: error: a line that begins with U+FFFF ends the text [TextUnread]: "
+        self.assertIn(f"f:{line}:1: error: line begins with U+FFFF, which ends the text [TextUnread]: "
                       f"{len(text) - middle + 1} characters from here on cannot be read", result.out)
 
     def test_good_file(self):
