@@ -1,4 +1,5 @@
 #include "common/concat.h"
+#include "common/reportedcolumn.h"
 #include "tramostream/check.h"
 #include "tramostream/wording.h"
 #include <algorithm>
@@ -77,7 +78,7 @@ std::string sentenceOf(const Finding& finding) {
     if (finding.rule->code) text += ' ' + hex(static_cast<TE::errorType>(finding.rule->code));
     text += ']';
     if (!finding.reason.empty()) text += ": " + finding.reason;
-    if (finding.reportedColumn) text += concat("; field at ", columnsOf(finding), ", reported at ", finding.reportedColumn);
+    if (finding.reportedColumn) text += "; " + noteOnReportedColumn(finding.reportedColumn);
     return text;
 }
 

@@ -1,6 +1,7 @@
 // The report for people: findings as compilers print them, so that editors jump to them, and a summary.
 #include "cli/io/text.h"
 #include "cli/report/report.h"
+#include "common/reportedcolumn.h"
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -12,9 +13,10 @@ namespace {
 constexpr std::size_t besideField = 24, mostOfField = 40, mostOfLine = 2 * besideField + mostOfField;
 
 struct Colours {
-    const char *place, *error, *warning, *marker, *off;
+    const char *place, *error, *warning, *note, *marker, *off;
 };
-constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;32m", "\x1b[0m"};
+constexpr Colours none{"", "", "", "", "", ""},
+    terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;36m", "\x1b[1;32m", "\x1b[0m"};
 
 std::string counts(const FindingCount& count) {
     return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "nothing found";
@@ -28,12 +30,15 @@ public:
 
     void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         const auto at = fmt::appender(to);
-        fmt::format_to(at, "{}{}:", colours.place, label);
-        if (line.number) fmt::format_to(at, "{}:", line.number);
-        if (finding.column) fmt::format_to(at, "{}:", finding.column);
-        fmt::format_to(at, "{} {}{}:{} {}\n", colours.off, finding.severity == Severity::Error ? colours.error : colours.warning,
-            nameOf(finding.severity), colours.off, sentenceOf(finding));
+        Finding here = finding;
+        here.reportedColumn = 0;  // a note of its own tells it
+        place(here, line, label, at);
+        fmt::format_to(at, "{}{}:{} {}\n", finding.severity == Severity::Error ? colours.error : colours.warning,
+            nameOf(finding.severity), colours.off, sentenceOf(here));
         if (finding.excerpt && !line.text.empty()) excerpt(finding, line, at);
+        if (!finding.reportedColumn) return;
+        place(finding, line, label, at);
+        fmt::format_to(at, "{}note:{} {}\n", colours.note, colours.off, noteOnReportedColumn(finding.reportedColumn));
     }
 
     void beginFile(const std::string& file) override {
@@ -66,6 +71,13 @@ public:
     }
 
 private:
+    void place(const Finding& finding, const Line& line, std::string_view label, fmt::appender to) const {
+        fmt::format_to(to, "{}{}:", colours.place, label);
+        if (line.number) fmt::format_to(to, "{}:", line.number);
+        if (finding.column) fmt::format_to(to, "{}:", finding.column);
+        fmt::format_to(to, "{} ", colours.off);
+    }
+
     void excerpt(const Finding& finding, const Line& line, fmt::appender to) const {
         const std::size_t size = line.text.size();
         std::size_t first = 0, marked = 0, markedEnd = 0, last = std::min(size, mostOfLine);

@@ -16,6 +16,13 @@ class ParseErrors(CliTest):
         self.assertEqual(result.code, 1)
         return result
 
+    def assert_reported_at(self, line, column, reported, message):
+        """The finding is followed by a note on the column that the format reports, and nothing else has one."""
+        out = self.assert_error(line, column, message).out.splitlines()
+        notes = [at for at, text in enumerate(out) if " note: " in text]
+        self.assertEqual([out[at] for at in notes], [f"f:1:{column}: note: the format reports this error at column {reported}"])
+        self.assertEqual(out[notes[0] - 3], f"f:1:{column}: error: {message}", "the excerpt is between them")
+
     def test_dates(self):
         for text, why in (
                 ("20241301", "there is no month 13"), ("20240001", "there is no month 00"), ("20240100", "there is no day 00"), ("20240132", "January has 31 days"),
@@ -77,12 +84,13 @@ class ParseErrors(CliTest):
         self.assert_error(put(METER, 507, b"w"), 507, 'meterFluidType: invalid code "w" [ParseFluidType 0x011]: expected W, C, E, G, H or T')
 
     def test_both_columns_when_they_differ(self):
-        self.assert_error(put(METER, 195, b"20231340"), 195, 'meterHistory3ReadingDate: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; '
-                          "field at 195-202, reported at 194")
-        self.assert_error(put(METER, 364, b"VA"), 364, 'meterWheels: invalid integer "VA" [ParseInteger 0x001]: expected a digit, found "V"; '
-                          "field at 364-365, reported at 352")
-        self.assert_error(put(ROUND, 499, b"20240231"), 499, 'roundImportDate: invalid date "20240231" [ParseDate 0x01B]: February 2024 has 29 days; '
-                          "field at 499-506, reported at 8")
+        self.assert_reported_at(put(METER, 195, b"20231340"), 195, 194,
+                                'meterHistory3ReadingDate: invalid date "20231340" [ParseDate 0x01B]: there is no month 13')
+        self.assert_reported_at(put(METER, 364, b"VA"), 364, 352,
+                                'meterWheels: invalid integer "VA" [ParseInteger 0x001]: expected a digit, found "V"')
+        self.assert_reported_at(put(ROUND, 499, b"20240231"), 499, 8,
+                                'roundImportDate: invalid date "20240231" [ParseDate 0x01B]: February 2024 has 29 days')
+        self.assertNotIn("note: ", self.check(lines(put(METER, 448, b"5"))).out)
 
     def test_the_field_is_marked(self):
         result = self.assert_error(put(METER, READING_DATE, b"202402300900"), READING_DATE,
@@ -238,9 +246,10 @@ class MandatoryFindings(CliTest):
 
     def test_both_columns_when_they_differ(self):
         # The fourth subscriber area of a round is reported one column to the left of its label.
-        self.assert_findings(lines(put(put(ROUND, 432, b" " * 16), 448, b"105  ")),
-                             "1:432: warning: subscriberInformationLabelArea4: inconsistent values [MandatoryInconsistent 0x202]: "
-                             "its area has some of position, length and type, but not all of them; field at 432-447, reported at 431")
+        result = self.assert_findings(lines(put(put(ROUND, 432, b" " * 16), 448, b"105  ")),
+                                      "1:432: warning: subscriberInformationLabelArea4: inconsistent values [MandatoryInconsistent 0x202]: "
+                                      "its area has some of position, length and type, but not all of them")
+        self.assertIn("\nf:1:432: note: the format reports this error at column 431\n", result.out)
 
     def test_a_wide_field_is_marked_in_part(self):
         result = self.check(lines(put(METER, 6, b" " * 150)))

@@ -207,7 +207,7 @@ class Json(CliTest):
         self.assertEqual(file["findings"][0], {
             "severity": "error", "rule": "ParseDate", "code": 27, "line": 1, "column": 499, "endColumn": 507, "reportedColumn": 8,
             "kind": "round", "field": "roundImportDate", "found": "20241301",
-            "message": 'roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13; field at 499-506, reported at 8'})
+            "message": 'roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13; the format reports this error at column 8'})
         self.assertEqual(file["findings"][3]["rule"], "LineLetterUnknown")
         summary = file["summary"]
         self.assertGreaterEqual(summary.pop("seconds"), 0)

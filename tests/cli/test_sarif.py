@@ -23,7 +23,7 @@ class Documents(CliTest):
         first = run["results"][0]
         self.assertEqual(first["level"], "error")
         self.assertEqual(first["message"]["text"], 'roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13; '
-                         "field at 499-506, reported at 8")
+                         "the format reports this error at column 8")
         self.assertEqual(first["locations"], [{
             "physicalLocation": {"artifactLocation": {"uri": "f"}, "region": {"startLine": 1, "startColumn": 499, "endColumn": 507}},
             "logicalLocations": [{"name": "roundImportDate", "fullyQualifiedName": "round.roundImportDate", "kind": "member"}]}])

@@ -78,7 +78,7 @@ class Tables(ShowTest):
         at = next(i for i, line in enumerate(text) if "meterHistory3ReadingDate" in line)
         self.assertRegex(text[at], 'unreadable +"20231340"$')
         self.assertEqual(text[at + 1], '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; '
-                                       'field at 195-202, reported at 194')
+                                       'the format reports this error at column 194')
         at = next(i for i, line in enumerate(text) if "meterInformation " in line)
         self.assertRegex(text[at], "232-351  meterInformation +-$")
         self.assertEqual(text[at + 1], "           warning: missing value [MandatoryMissing 0x201]: it is empty")
@@ -177,7 +177,7 @@ class Places(ShowTest):
             self.assertEqual((result.code, result.err), (1, ""))
             self.assertEqual(result.out, "samples/round-broken.txt:10  meter subscriber\n"
                              '  195-202  meterHistory3ReadingDate  unreadable  "20231340"\n'
-                             '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; field at 195-202, reported at 194\n')
+                             '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; the format reports this error at column 194\n')
         self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # what is wrong elsewhere does not count
 
     def test_a_blank_field_and_none(self):

@@ -69,6 +69,14 @@ class VsCode(Editors):
             matches = [match for matcher in task["problemMatcher"] if (match := self.matched(matcher["pattern"], line))]
             self.assertLessEqual(len(matches), 1, line)
             found += matches
+        notes = [place for place in found if place[3] == "note"]
+        self.assertEqual(len(notes), len([place for place in self.expected if "the format reports this error at" in place[4]]))
+        self.assertGreater(len(notes), 0)
+        for note in notes:
+            *place, _, finding = found[found.index(note) - 1]
+            self.assertEqual(note[:3], tuple(place), "a note follows its finding")
+            self.assertNotIn(note[4], finding)
+        found = [place for place in found if place[3] != "note"]
         self.assertEqual([place[:4] for place in found], [place[:4] for place in self.expected])
         for (*_, message), (*_, said) in zip(found, self.expected):
             self.assertIn(re.sub(r" \[\w+( 0x\w+)?\].*", "", message).strip(), said)
@@ -155,6 +163,8 @@ class Vim(Editors):
         with open(os.path.join(self.folder, "list"), encoding="utf-8", errors="replace") as file:
             found, character = json.load(file)
         levels = {"e": "error", "w": "warning"}
+        self.assertTrue(all(text.startswith("the format reports") for *_, kind, text in found if kind == "n"))
+        found = [entry for entry in found if entry[3] != "n"]
         self.assertEqual([(name, row, column, levels[kind.lower()]) for name, row, column, kind, _ in found],
                          [place[:4] for place in self.expected])
         self.assertIn('roundImportDate: invalid date "20240231"', found[0][4])

@@ -9,6 +9,7 @@ CompilerSet makeprg=tramo\ check
 CompilerSet errorformat=
       \%f:%l:%v:\ %trror:\ %m,
       \%f:%l:%v:\ %tarning:\ %m,
+      \%f:%l:%v:\ %tote:\ %m,
       \%f:%l:\ %trror:\ %m,
       \%f:%l:\ %tarning:\ %m,
       \%f:\ %trror:\ %m,
