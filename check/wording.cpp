@@ -10,27 +10,27 @@ namespace {
 
 // clang-format off
 constexpr struct { TE::errorType code; std::string_view meaning; } meanings[] = {
-    {TE::ParseInteger,          "the text is no whole number, or one out of range"},
-    {TE::ParseBool,             "the text is no flag"},
-    {TE::ParseDouble,           "the text is no decimal number, or one out of range"},
-    {TE::ParseFluidType,        "the character is no code of a fluid"},
-    {TE::ParseReadStatus,       "the character is no code of a reading's status"},
-    {TE::ParseReadMethod,       "the character is no code of a reading's method"},
-    {TE::ParseTramoType,        "the character is no code of an information area's type"},
-    {TE::ParseLineType,         "column 1 holds no letter of a kind of record"},
-    {TE::ParseAmrAlarmFlags,    "the text is no set of alarm flags"},
-    {TE::ParseAmrAlarm,         "the character is no code of an alarm"},
-    {TE::ParseEnquiryAreaType,  "the character is no code of an enquiry area's type"},
-    {TE::ParseEnquiryAreaMode,  "the character is no code of an enquiry area's mode"},
-    {TE::ParseDateTime,         "the text is no date and time YYYYMMDDhhmm"},
-    {TE::ParseDate,             "the text is no date YYYYMMDD"},
+    {TE::ParseInteger,          "invalid integer, or an integer out of range"},
+    {TE::ParseBool,             "invalid flag"},
+    {TE::ParseDouble,           "invalid decimal number, or a number out of range"},
+    {TE::ParseFluidType,        "invalid code of a fluid"},
+    {TE::ParseReadStatus,       "invalid code of a reading's status"},
+    {TE::ParseReadMethod,       "invalid code of a reading's method"},
+    {TE::ParseTramoType,        "invalid code of an information area's type"},
+    {TE::ParseLineType,         "unknown record letter in column 1"},
+    {TE::ParseAmrAlarmFlags,    "invalid alarm flags"},
+    {TE::ParseAmrAlarm,         "invalid code of an alarm"},
+    {TE::ParseEnquiryAreaType,  "invalid code of an enquiry area's type"},
+    {TE::ParseEnquiryAreaMode,  "invalid code of an enquiry area's mode"},
+    {TE::ParseDateTime,         "invalid date and time (YYYYMMDDhhmm)"},
+    {TE::ParseDate,             "invalid date (YYYYMMDD)"},
     {TE::BuildInteger,          "the number cannot be written"},
     {TE::BuildText,             "the text is longer than its field"},
     {TE::BuildBool,             "the flag cannot be written"},
     {TE::BuildDouble,           "the decimal number cannot be written"},
     {TE::BuildFluidType,        "the fluid has no code"},
     {TE::BuildReadStatus,       "the reading's status has no code"},
-    {TE::BuildReadMethod,       "the reading's method is one that is not written"},
+    {TE::BuildReadMethod,       "the reading's method cannot be written"},
     {TE::BuildDate,             "the date cannot be written"},
     {TE::BuildTramoType,        "the information area's type has no code"},
     {TE::BuildAmrAlarm,         "the alarm has no code"},
@@ -38,38 +38,38 @@ constexpr struct { TE::errorType code; std::string_view meaning; } meanings[] = 
     {TE::BuildEnquiryAreaType,  "the enquiry area's type has no code"},
     {TE::BuildEnquiryAreaMode,  "the enquiry area's mode has no code"},
     {TE::MandatoryMissing,      "a mandatory value is missing"},
-    {TE::MandatoryInconsistent, "values that belong together contradict each other"},
-    {TE::WrongLineType,         "the line is of another kind than the one it was taken for"},
+    {TE::MandatoryInconsistent, "values that belong together are inconsistent"},
+    {TE::WrongLineType,         "the line is of another record kind than expected"},
 };
 
 constexpr struct { FieldKind kind; std::string_view type, reading, writing; } kinds[] = {
     {FieldKind::Text, "text",
-        "The characters as they stand; blanks at the end are cut off, those in front stay.",
-        "Left-justified, with blanks behind. A text that is too long is not written at all; an empty one writes nothing."},
-    {FieldKind::Integer, "number",
-        "Blanks, a sign and decimal digits; what follows the digits is ignored.",
-        "Right-justified, with blanks in front. What is too long is cut on the right, and nobody is told."},
+        "The characters as they are: trailing white space is removed, leading white space is kept.",
+        "Left-justified, padded with spaces. A text that is too long is not written at all; an empty text writes nothing."},
+    {FieldKind::Integer, "integer",
+        "Optional white space, an optional sign, decimal digits; everything after the digits is ignored.",
+        "Right-justified, padded with spaces. Values that are too long are truncated on the right without an error."},
     {FieldKind::Decimal, "decimal",
-        "Blanks, a sign, digits with a point or comma, an exponent; what follows is ignored.",
-        "With a point, right-justified, with blanks in front. What is too long is cut on the right, and nobody is told."},
+        "Optional white space, an optional sign, digits with a point or comma, an optional exponent; everything after that is ignored.",
+        "With a point, right-justified, padded with spaces. Values that are too long are truncated on the right without an error."},
     {FieldKind::Date, "date",
-        "8 digits YYYYMMDD and nothing else: a day of the calendar, in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
+        "8 digits YYYYMMDD and nothing else: a calendar day in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
         "8 digits YYYYMMDD in local time."},
     {FieldKind::DateTime, "date and time",
-        "12 digits YYYYMMDDhhmm and nothing else: a minute of the calendar, in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
+        "12 digits YYYYMMDDhhmm and nothing else: a calendar day and time in local time, from 1970-01-01 00:00 UTC to 2038-01-19 03:14 UTC.",
         "12 digits YYYYMMDDhhmm in local time."},
     {FieldKind::Year, "year",
-        "A number as whole numbers are read; if its text is 4 digits YYYY, that year in local time, else no year, which is no error.",
+        "Read as an integer. If its text is 4 digits YYYY, the value is that year in local time, otherwise no year, without an error.",
         "4 digits YYYY."},
     {FieldKind::Code, "code",
-        "One character of a list; small and capital letters differ.",
+        "One character of a list; upper and lower case differ.",
         "That character; a code that is not set writes nothing."},
     {FieldKind::Flag, "flag",
-        "1 is yes, every other character is no.",
+        "1 means yes, every other character means no.",
         "1 or 0."},
     {FieldKind::AlarmFlags, "alarm flags",
-        "4 hexadecimal digits: flags 1 to 8 are the first two (flag 1 is the lowest bit), flags 9 to 12 the last two. What is no such number is no error.",
-        "4 capital hexadecimal digits, and a zero character in the column behind them, which stays there when the next field writes nothing."},
+        "4 hexadecimal digits: the first two are flags 1 to 8 (flag 1 is the lowest bit), the last two are flags 9 to 12. Any other text is read without an error.",
+        "4 hexadecimal digits in upper case, and a zero character in the next column, which stays there when the next field writes nothing."},
 };
 // clang-format on
 
@@ -112,7 +112,7 @@ std::string formOf(const RecordKind& kind, const Field& field) {
     case FieldKind::Text: return concat("text of up to ", field.width, " character", field.width == 1 ? "" : "s");
     case FieldKind::Integer: {
         LineModel model = LineModel::blank(kind);
-        return concat("whole number of ", model.set(field, 1LL << 31) ? 64 : 32, " bits");
+        return concat("integer of ", model.set(field, 1LL << 31) ? 64 : 32, " bits");
     }
     case FieldKind::Decimal: return concat("decimal number, written with ", field.decimals < 0 ? 6 : field.decimals, " decimals");
     case FieldKind::Date: return "date YYYYMMDD";
@@ -135,7 +135,7 @@ std::string defaultOf(const Field& field) {
     case FieldKind::AlarmFlags: return std::get<long long>(value) ? printable(textOf(field, value)) : "none set";
     case FieldKind::Code: {
         const wchar_t code = std::get<wchar_t>(value);
-        return code == L'!' ? "not set" : code == L' ' ? "blank" : printable(std::wstring_view(&code, 1));
+        return code == L'!' ? "not set" : code == L' ' ? "a space" : printable(std::wstring_view(&code, 1));
     }
     default: return printable(textOf(field, value));
     }
@@ -152,12 +152,12 @@ std::string blankOf(const Field& field) {
 std::string particularsOf(const Field& field) {
     std::string words;
     if (!field.readInto.empty())
-        words += concat("Its text is read into ", field.readInto, "; it never gets a value from a line. ");
+        words += concat("Its text is read into ", field.readInto, "; the field itself never gets a value from a line. ");
     if (field.writtenWidth != field.width)
         words += concat("It is written ", field.writtenWidth,
-            " characters wide, over the columns behind it, which their own fields overwrite. ");
+            " characters wide, over the next columns, whose own fields then overwrite it. ");
     if (const std::string changes = codeChanges(field); !changes.empty()) words += changes + ". ";
-    if (field.overlaid) words += "It shares its columns with the field before it. ";
+    if (field.overlaid) words += "It shares its columns with the previous field. ";
     if (!words.empty()) words.pop_back();
     return words;
 }
@@ -199,10 +199,10 @@ std::vector<ErrorReport> reportsOf(const RecordKind& kind, const Field& field) {
         if (error.code != TE::errorType{})
             all.push_back({error, std::move(when), neighboursAt(kind, field, error.column), std::move(particulars)});
     };
-    add(field.parseError, "its text cannot be read", neverFailsToRead(field) ? "no text makes it fail" : "");
-    add(field.buildError, "it cannot be written", neverFailsToBeWritten(field) ? "no value makes it fail" : "");
-    std::string particulars = field.reportedInParseList ? "put among the parse errors" : "";
-    if (field.reportedOnGoodLines) particulars += (particulars.empty() ? "" : "; ") + std::string("good lines report it, too");
+    add(field.parseError, "its text is invalid", neverFailsToRead(field) ? "never happens: any text is valid" : "");
+    add(field.buildError, "it cannot be written", neverFailsToBeWritten(field) ? "never happens: any value can be written" : "");
+    std::string particulars = field.reportedInParseList ? "listed among the parse errors" : "";
+    if (field.reportedOnGoodLines) particulars += (particulars.empty() ? "" : "; ") + std::string("valid lines report it, too");
     add(field.mandatoryError, field.mandatory, particulars);
     return all;
 }

@@ -354,7 +354,7 @@ void errorReport() {
         const auto error = std::ranges::find(tramo::errorCodes(), report.error.code, &tramo::ErrorCode::code);
         std::wcout << "column " << report.error.column << ": " << error->name.data() << ", " << report.when.c_str() << '\n';
     }
-    //> column 28: ParseInteger, its text cannot be read
+    //> column 28: ParseInteger, its text is invalid
     //> column 28: BuildText, it cannot be written
     //> column 28: MandatoryMissing, it is empty
     //! [ErrorReport]

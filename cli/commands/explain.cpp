@@ -295,7 +295,7 @@ private:
     }
 
     static std::string keyType(const KeyValue& value) {
-        if (!value.text) return "whole number of 32 bits";
+        if (!value.text) return "integer of 32 bits";
         return value.secret ? "text, a key: shown only on demand" : "text";
     }
 

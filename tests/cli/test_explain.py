@@ -49,7 +49,7 @@ class Kinds(ExplainTest):
     def test_every_field(self):
         out = self.explain("1")
         self.assertIn("meter subscriber: MeterSubscriberTramoModel, 512 characters, letter 1 in column 1\n", out)
-        self.assertRegex(out, r"(?m)^  378-379  meterCorrectedWheels +number +when it is above 3$")
+        self.assertRegex(out, r"(?m)^  378-379  meterCorrectedWheels +integer +when it is above 3$")
         self.assertEqual(len(re.findall(r"(?m)^ +\d+(-\d+)?  \w", out)), 36)
         amr = self.explain("2")
         self.assertIn("        -  previousAlarmLeakCurrent                flag, only shown\n", amr)
@@ -73,14 +73,14 @@ class Fields(ExplainTest):
         self.assertEqual(field["default"], "no date (0)")
         self.assertEqual(field["written"], "when its history slot has a date and a consumption of 0 or more")
         self.assertEqual(field["missing"], "is no error")
-        self.assertEqual(field["0x01B"], "ParseDate, when its text cannot be read; reported at column 194, "
+        self.assertEqual(field["0x01B"], "ParseDate, when its text is invalid; reported at column 194, "
                                          "where meterHistory3ReadingType stands")
         self.assertEqual(field["0x115"], "BuildDate, when it cannot be written; reported at column 195")
         self.assertEqual(field["before"], "194      meterHistory3ReadingType")
         self.assertEqual(field["behind"], "203-212  meterHistory3Consumption")
 
     def test_types(self):
-        for place, words in {"1:2": "whole number of 32 bits", "1:438": "whole number of 64 bits",
+        for place, words in {"1:2": "integer of 32 bits", "1:438": "integer of 64 bits",
                              "1:402": "decimal number, written with 6 decimals", "7:14": "decimal number, written with 12 decimals",
                              "1:426": "date and time YYYYMMDDhhmm", "1:380": "year YYYY", "1:448": "code: 1, 2, 3, 4",
                              "1:506": "flag: 1 or 0", "1:460": "text of up to 2 characters", "1:194": "text of up to 1 character",
@@ -94,8 +94,8 @@ class Fields(ExplainTest):
 
     def test_particulars(self):
         for place, words in {"0:277": "A is written as 2, N is written as 1.", "1:459": "T cannot be written.",
-                             "9:7": "Its text is read into roundNumber; it never gets a value from a line.",
-                             "5:342": "It is written 16 characters wide, over the columns behind it, which their own fields overwrite."}.items():
+                             "9:7": "Its text is read into roundNumber; the field itself never gets a value from a line.",
+                             "5:342": "It is written 16 characters wide, over the next columns, whose own fields then overwrite it."}.items():
             self.assertEqual(self.entries(place)["special"], words, place)
         self.assertIn('A blank field is read as "1".', self.entries("1:506")["reading"])
         self.assertIn("A blank field keeps its default.", self.entries("1:2")["reading"])
@@ -103,7 +103,7 @@ class Fields(ExplainTest):
     def test_mandatory_values(self):
         self.assertEqual(self.entries("0:2")["0x201"], "MandatoryMissing, when it is empty; reported at column 2")
         self.assertEqual(self.entries("1:156")["0x202"], "MandatoryInconsistent, when its history slot has a type, a date and a "
-                         "consumption of 0 or more; reported at column 156; put among the parse errors; good lines report it, too")
+                         "consumption of 0 or more; reported at column 156; listed among the parse errors; valid lines report it, too")
         self.assertEqual(self.entries("4:85")["0x201"], "MandatoryMissing, when it is below 0; reported at column 96, where backflowAlarm stands")
 
     def test_fields_that_share_their_columns_are_all_told(self):
@@ -149,7 +149,7 @@ class Errors(ExplainTest):
         expected = self.explain("0x01B")
         for word in ("0X1b", "0x1B", "ParseDate", "parsedate"):
             self.assertEqual(self.explain(word), expected)
-        self.assertTrue(expected.startswith("0x01B ParseDate: the text is no date YYYYMMDD\n"))
+        self.assertTrue(expected.startswith("0x01B ParseDate: invalid date (YYYYMMDD)\n"))
 
     def test_every_field_that_reports_it(self):
         out = self.explain("0x01B")

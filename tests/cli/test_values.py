@@ -30,7 +30,7 @@ class Values(TripTest):
             for _, name, *_ in database.execute(f"PRAGMA table_info({table})").fetchall()[1:]:
                 page = self.run_tool("explain", f"{kind.replace(' ', '-')}:{name}").out
                 form = re.search(r"^  type +(.*)$", page, re.MULTILINE)[1]
-                form = form.split(" of ")[0].replace("whole number", "number").replace("decimal number, written with", "decimal")
+                form = form.split(" of ")[0].replace("integer", "number").replace("decimal number, written with", "decimal")
                 pool = tuple(form.removeprefix("code: ").split(", ")) if form.startswith("code: ") else \
                     next(values for start, values in reversed(POOLS.items()) if re.match(rf"(12 )?{start}\b", form))
                 fields[name] = pool, bool(re.search(r"^  default +yes$", page, re.MULTILINE))
