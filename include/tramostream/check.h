@@ -1,4 +1,4 @@
-// What is wrong with a line, a file or a key line: findings as data, each with its sentence.
+// Checks lines, key lines and files. Findings are plain data, each with a sentence for people.
 #pragma once
 #include "export.h"
 #include "fields.h"
@@ -14,89 +14,89 @@
 
 namespace tramo {
 
-/// How much a finding matters. Errors and warnings alike are findings; a hint is neither.
+/// The severity of a finding: an error, a warning or a hint.
 enum class Severity : char { Error, Warning, Hint };
 
-/// A rule that findings name: an error of the format, or one about whole lines and files.
+/// The rule that a finding refers to: an error of the format, or a rule about whole lines and files.
 ///
 /// @snippet docs/examples.cpp Rule
 struct Rule {
     std::string_view name;    ///< its identifier: "ParseDateTime", "LineTooShort"
-    int code;                 ///< the format's (TE::errorType); 0: it has none
+    int code;                 ///< of the format (TE::errorType); 0: none
     std::string description;  ///< a sentence
-    Severity severity;        ///< unless the check is strict
+    Severity severity;        ///< of its findings, unless the check is strict
 
-    /// Whether its findings are errors. A strict check takes warnings for errors.
+    /// Returns whether its findings are errors. A strict check treats warnings as errors.
     bool isError(bool strict) const { return severity == Severity::Error || (strict && severity == Severity::Warning); }
 };
 
-/// Every rule, in a fixed order. They live as long as the program.
+/// Returns all rules in a fixed order. They live as long as the program.
 TRAMO_EXPORT std::span<const Rule> rules();
 
-/// The rule of that name; nullptr if there is none.
+/// Returns the rule of that name, or nullptr if there is none.
 TRAMO_EXPORT const Rule* ruleNamed(std::string_view name);
 
-/// Something wrong in a line or a file. Plain data. Sentences are UTF-8 without control characters.
+/// An error, a warning or a hint about a line or a file. Plain data. Sentences are UTF-8 without control characters.
 /// Names point to constants.
 struct Finding {
     const Rule* rule;               ///< never nullptr
-    Severity severity{};            ///< the rule's; of a strict check, Error in the place of Warning
-    std::int64_t line = 0;          ///< its number, 1-based; 0: it is about the whole file
-    std::string_view kind{};        ///< of the line: "meter subscriber"; empty: about the line as such
-    std::string_view field{};       ///< "meterReadingDate"; empty: about no field
+    Severity severity{};            ///< that of the rule; in a strict check, Error instead of Warning
+    std::int64_t line = 0;          ///< the number of the line, 1-based; 0: the whole file
+    std::string_view kind{};        ///< of the line: "meter subscriber"; empty: the line as a whole
+    std::string_view field{};       ///< "meterReadingDate"; empty: no field
     int column = 0, endColumn = 0;  ///< the first column and the one after the last; 0: the whole line
-    int reportedColumn = 0;         ///< the column that the format reports, where it is another; else 0
-    std::wstring found{};           ///< the text of the field, without trailing blanks; may hold anything
-    std::string sentence{};         ///< what is wrong
-    std::string reason{};           ///< why it is wrong, or what was expected; may be empty
-    std::string hint{};             ///< what to do about it; may be empty
-    bool excerpt = true;            ///< showing its piece of the line helps. False where the line may hold keys
+    int reportedColumn = 0;         ///< the column that the format reports, if it is another; otherwise 0
+    std::wstring found{};           ///< the text of the field, without trailing white space; may contain any character
+    std::string sentence{};         ///< the error: "meterWheels: invalid integer "VA""
+    std::string reason{};           ///< the cause, or what was expected; may be empty
+    std::string hint{};             ///< a remedy; may be empty
+    bool excerpt = true;            ///< whether to show the columns of the line; false if the line may contain keys
 };
 
-/// The columns of a finding: "195-202", "23".
+/// Returns the columns of a finding: "195-202", "23".
 TRAMO_EXPORT std::string columnsOf(const Finding& finding);
 
-/// What a finding says, on one line: the sentence, the rule with its code, the reason, and the reported column.
+/// Returns the finding as one line of text: the sentence, the rule with its code, the reason, and the reported column.
 TRAMO_EXPORT std::string sentenceOf(const Finding& finding);
 
-/// A finding of a whole line or file. The rule must outlive it.
+/// Returns a finding about a whole line or file. The rule must outlive it.
 TRAMO_EXPORT Finding findingOf(const Rule& rule, std::string sentence, std::string reason = {}, int column = 0);
 
-/// The same by the name of the rule, which must be one of rules().
+/// Does the same for the name of a rule, which must be one of rules().
 TRAMO_EXPORT Finding findingOf(std::string_view rule, std::string sentence, std::string reason = {}, int column = 0);
 
-/// The finding that stands for an error of a record's model. `line` is the line that the model was made of.
+/// Returns the finding for an error of a model. `line` is the line that the model has parsed.
 TRAMO_EXPORT Finding findingOf(const TE::FieldError& error, const RecordKind& kind, std::wstring_view line);
 
-/// The finding that stands for a text without a value. `line` has at least the length of its kind.
+/// Returns the finding for ignored text. `line` has at least the length of its kind.
 TRAMO_EXPORT Finding findingOf(const IgnoredText& ignored, const RecordKind& kind, std::wstring_view line);
 
-/// What a check is to report.
+/// The options of a check.
 struct CheckOptions {
-    bool strict = false;                   ///< warnings are errors
-    bool all = false;                      ///< also mandatory findings that the format reports on valid lines
-    std::optional<LineKind> kind{};        ///< of every line; nullopt: as each line looks
-    std::optional<LineKind> prevailing{};  ///< in the file: what lines of a wrong length are taken for (KindCensus)
+    bool strict = false;                   ///< treats warnings as errors
+    bool all = false;                      ///< adds the mandatory findings that the format reports on valid lines
+    std::optional<LineKind> kind{};        ///< of every line; nullopt: detected for each line
+    std::optional<LineKind> prevailing{};  ///< in the file (KindCensus): the kind of lines of a wrong length
 };
 
-/// Checks a line as a whole and appends what it finds. Returns whether its fields stand in their columns, so that checkFields
-/// makes sense. Throws nothing but std::bad_alloc, as all functions below.
+/// Checks a line as a whole and appends the findings. Returns whether its fields are in their columns, so that they can be
+/// checked with checkFields. Throws nothing but std::bad_alloc, like all functions below.
 TRAMO_EXPORT bool checkShape(const SourceLine& line, std::optional<LineKind> kind, std::vector<Finding>& findings);
 
-/// Checks the fields of a line of at least its kind's length, or the members of a key line, and appends what it finds. `all`: as
-/// in CheckOptions.
+/// Checks the fields of a line that has at least the length of its kind, or the members of a key line, and appends the
+/// findings. `all`: as in CheckOptions.
 TRAMO_EXPORT void checkFields(LineKind kind, std::wstring_view text, bool all, std::vector<Finding>& findings);
 
-/// The same of the line that a model has been made of.
+/// Does the same for the line that a model has parsed.
 TRAMO_EXPORT void checkFields(LineModel& model, std::wstring_view text, bool all, std::vector<Finding>& findings);
 
-/// ignoredTexts without those of fields that could not be read. `line` is the line that the model was made of.
+/// Returns the ignored texts of a line, except in fields with a parse error. `line` is the line that the model has parsed.
 TRAMO_EXPORT std::vector<IgnoredText> ignoredTexts(const LineModel& model, std::wstring_view line);
 
-/// Whether another field of the line holds the ignored text as text, so that nothing is lost.
+/// Returns whether another field of the line contains the ignored text as text, so that nothing is lost.
 TRAMO_EXPORT bool isKept(const IgnoredText& ignored, const RecordKind& kind);
 
-/// How many errors and warnings.
+/// A number of errors and warnings.
 struct FindingCount {
     std::uint64_t errors = 0, warnings = 0;
     std::uint64_t all() const { return errors + warnings; }
@@ -126,7 +126,7 @@ struct FindingsOfField {
     FindingCount count;
 };
 
-/// What was checked and found, in numbers.
+/// The numbers of a check: lines by kind, findings by field and rule.
 ///
 /// @snippet docs/examples.cpp CheckSummary
 class TRAMO_EXPORT CheckSummary {
@@ -141,7 +141,7 @@ public:
     void add(std::wstring_view line, std::optional<LineKind> kind);
     void add(const Finding& finding);
 
-    /// Adds what was counted in the lines that come next.
+    /// Adds the summary of the next lines.
     CheckSummary& operator+=(const CheckSummary& next);
 
 private:
@@ -153,22 +153,22 @@ private:
     std::vector<FindingsOfField> counts;
 };
 
-/// Checks a file: feed it the lines in their order, then its end. Findings are appended as they are certain, those of a line in
-/// the order of their columns. A valid line costs no allocation. Keys of key lines never stand in a finding's sentence.
+/// Checks a file: call line() for each line in order, then end(). Findings are appended as soon as they are certain, those of
+/// a line in the order of their columns. A valid line costs no allocation. A finding never contains a key of a key line.
 ///
-/// The models that read a bad line may print a message on the standard output, as always: see setMessages().
+/// The models may print a message on the standard output when they parse an invalid line: see setMessages().
 ///
-/// Not thread-safe; the pieces of a file may be checked by several checkers and their summaries added.
+/// Not thread-safe. Several checkers may check parts of a file in parallel; then add their summaries.
 ///
 /// @snippet docs/examples.cpp Checker
 class TRAMO_EXPORT Checker {
 public:
     explicit Checker(CheckOptions checkOptions = {}) : options(checkOptions) {}
 
-    /// Checks the next line. Nothing is kept of it.
+    /// Checks the next line. Keeps no reference to it.
     void line(const SourceLine& line, std::vector<Finding>& findings);
 
-    /// What only the end of the file shows.
+    /// What is known at the end of the file only.
     struct End {
         long long lines = 0;                 ///< in the whole file
         std::uint64_t charactersUnread = 0;  ///< after a line that begins with U+FFFF, which ends the text
@@ -176,7 +176,7 @@ public:
     };
     void end(const End& end, std::vector<Finding>& findings);
 
-    /// The numbers so far.
+    /// Returns the numbers so far.
     const CheckSummary& summary() const { return counted; }
 
 private:
