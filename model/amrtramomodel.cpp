@@ -11,7 +11,7 @@ struct AMRTramoModel::Layout {
         "the previous reading date is not -1", [](const M& m) { return m.previousReadingDate != -1; }};
     static constexpr Condition<M> hasCurrent{
         "the current reading date is not -1", [](const M& m) { return m.currentReadingDate != -1; }};
-    static constexpr Condition<M> hasReadFails{"there are a date and a count of failed readings",
+    static constexpr Condition<M> hasReadFails{"there is both a date and a count of failed readings",
         [](const M& m) { return m.lastReadFailDate >= 1 && m.readFailCount >= 1; }};
 
     static constexpr Condition<M> lacksPreviousMeterIndex{

@@ -14,7 +14,7 @@ std::string words(FieldKind kind, Test test) {
     const bool present = test.operation == Test::Above || test.operation == Test::AtLeast;
     if (kind == FieldKind::Text) return present ? "it is not empty" : "it is empty";
     if (kind == FieldKind::Code) return present ? "it is set" : "it is not set";
-    if (kind == FieldKind::Year && present) return "it is a year that can be held";
+    if (kind == FieldKind::Year && present) return "it is a representable year";
     if (isDate) return present ? "it has a date" : "it has no date";
     switch (test.operation) {
     case Test::Above: return "it is above " + digits(test.limit);

@@ -18,7 +18,7 @@ struct MeterSubscriberTramoModel::Layout {
     static constexpr Condition<M> hasPreviousReading{
         "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
     static constexpr Condition<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
-    static constexpr Condition<M> hasBothReadings{"there are a reading date and a previous reading date",
+    static constexpr Condition<M> hasBothReadings{"there is both a reading date and a previous reading date",
         [](const M& m) { return m.meterReadingDate > 0 && m.meterPreviousReadingDate > 0; }};
 
     static constexpr Condition<M> previousReadingIsHalf{"the previous reading has a date but no index, or an index but no date",

@@ -20,7 +20,7 @@ struct {
     {FieldKind::Date, below(1), "it has no date"},
     {FieldKind::DateTime, atLeast(0), "it has a date"},
     {FieldKind::DateTime, below(1), "it has no date"},
-    {FieldKind::Year, known, "it is a year that can be held"},
+    {FieldKind::Year, known, "it is a representable year"},
     {FieldKind::Year, below(1), "it has no date"},
     {FieldKind::Integer, above(3), "it is above 3"},
     {FieldKind::Integer, atLeast(0), "it is 0 or more"},

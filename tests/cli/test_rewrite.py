@@ -166,7 +166,7 @@ class Losses(Rewrite):
         self.assert_loss(line, *(f'{field} (meter subscriber), columns {first}-{first + 9}: is not written unless {condition} and it is '
                                  f'0 or more; line 1: "{line[first - 1:first + 9].decode()}" becomes blank' for field, first, condition in (
                                      ("meterPreviousReadingIndex", 392, "there is a previous reading date"),
-                                     ("meterReadingConsumption", 449, "there are a reading date and a previous reading date"))),
+                                     ("meterReadingConsumption", 449, "there is both a reading date and a previous reading date"))),
                          forced=put(put(line, 392, b" " * 10), 449, b" " * 10))
 
     def test_decimals_that_are_cut(self):
