@@ -27,30 +27,30 @@ constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &exp
     &keysCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
 
 std::string overview() {
-    std::string page = R"(tramo reads and checks the exchange files of meter reading.
+    std::string page = R"(tramo checks, shows, compares and converts exchange files of meter reading.
 
 Examples:
-  tramo check samples/round-broken.txt   what is in a file, and what is wrong
-  tramo help check                       everything about a command
+  tramo check samples/round-broken.txt   all findings of a file, and a summary
+  tramo help check                       the page of a command
 
 Usage: tramo COMMAND [ARGUMENT]...
 
 Commands:
 )";
     for (const Command* command : commands) page += fmt::format("  {:<12} {}\n", command->name, command->purpose);
-    page += R"(  help         this page, or the one of a command; "help --man [COMMAND]" is
-               a page for man(1), "help --man format" the one of the format,
-               "help --completion bash|zsh|fish" a script for the shell
+    page += R"(  help         show this page or the page of a command; "--man [COMMAND]"
+               prints a manual page for man(1), "--man format" the manual page
+               of the format, "--completion bash|zsh|fish" a completion script
 
 Options:
-  -h, --help   this page; behind a command, the one of the command
-  --version    the version
+  -h, --help   show this page; after a command, the page of that command
+  --version    print the version
 
 Exit codes:
-  0  nothing was found
-  1  something was found
-  2  the command line is wrong, or a file cannot be read
-  3  something could not be written
+  0  success; no errors or warnings
+  1  errors, warnings, differences or losses were found
+  2  the command line is invalid, or a file cannot be read
+  3  the output could not be written
 )";
     return page;
 }
@@ -78,7 +78,7 @@ std::string help(const std::vector<std::string>& words) {
     if (words[0] == "--completion") return completionFor(second, commands);
     if (words[0] != "--man") return find(words[0]).help;
     if (second == "format") return formatManualPage();
-    if (second.empty()) return manualPage("", "reads and checks the exchange files of meter reading", overview(), commands);
+    if (second.empty()) return manualPage("", "check, show, compare and convert exchange files of meter reading", overview(), commands);
     const Command& command = find(second);
     return manualPage(command.name, command.purpose, command.help, commands);
 }

@@ -376,6 +376,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command checkCommand{"check", "tells what is in files, and what is wrong with them", help, run};
+const Command checkCommand{"check", "check exchange files and summarize their contents", help, run};
 
 }  // namespace tramo::cli

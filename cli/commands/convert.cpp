@@ -82,6 +82,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command convertCommand{"convert", "writes a file in another encoding", help, run};
+const Command convertCommand{"convert", "convert a file to another encoding", help, run};
 
 }  // namespace tramo::cli

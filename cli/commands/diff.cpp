@@ -354,6 +354,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command diffCommand{"diff", "tells what differs between two files, by meter and field", help, run};
+const Command diffCommand{"diff", "compare two files by meter and field", help, run};
 
 }  // namespace tramo::cli

@@ -452,6 +452,6 @@ std::vector<std::string> kinds() {
 
 }  // namespace
 
-const Command explainCommand{"explain", "tells what kinds of lines, fields and errors are", help, run, kinds};
+const Command explainCommand{"explain", "describe record kinds, fields and error codes", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -324,6 +324,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command exportCommand{"export", "writes lines as values, for other programs", help, run, kinds};
+const Command exportCommand{"export", "export records to JSON Lines, CSV, SQLite or Excel", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -242,6 +242,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command importCommand{"import", "makes a file of exported values", help, run};
+const Command importCommand{"import", "build an exchange file from exported records", help, run};
 
 }  // namespace tramo::cli

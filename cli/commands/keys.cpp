@@ -467,6 +467,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command keysCommand{"keys", "lists and checks the radio modules of key lines", help, run};
+const Command keysCommand{"keys", "list radio modules and check their key lines", help, run};
 
 }  // namespace tramo::cli

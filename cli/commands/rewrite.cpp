@@ -425,6 +425,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command rewriteCommand{"rewrite", "writes a file anew, or tells what that would change", help, run};
+const Command rewriteCommand{"rewrite", "normalize a file, or show what would change", help, run};
 
 }  // namespace tramo::cli

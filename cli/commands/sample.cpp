@@ -243,6 +243,6 @@ std::vector<std::string> kinds() {
 
 }  // namespace
 
-const Command sampleCommand{"sample", "writes a made-up round", help, run, kinds};
+const Command sampleCommand{"sample", "generate a sample round", help, run, kinds};
 
 }  // namespace tramo::cli

@@ -414,6 +414,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command showCommand{"show", "shows lines as tables, field by field", help, run};
+const Command showCommand{"show", "show lines as tables, field by field", help, run};
 
 }  // namespace tramo::cli

@@ -495,6 +495,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command statsCommand{"stats", "gives the numbers of a round", help, run};
+const Command statsCommand{"stats", "summarize a round", help, run};
 
 }  // namespace tramo::cli

@@ -15,7 +15,7 @@ using Commands = std::span<const Command* const>;
 
 // Shells that read completions, and what "help" can be asked for, which is no Command.
 constexpr std::string_view shells[] = {"bash", "zsh", "fish"};
-constexpr std::string_view helpPurpose = "what a command does, as a page";
+constexpr std::string_view helpPurpose = "show the page of a command";
 
 std::string namesOf(Commands commands) {
     std::string names;
@@ -203,7 +203,7 @@ _tramo() {{
     ((CURRENT -= 1))
     case $words[1] in
     help)
-        _arguments '--man[as a manual page]' '--completion[for a shell]:SHELL:({2})' '*:COMMAND:({3} format)' ;;
+        _arguments '--man[print a manual page]' '--completion[print a completion script]:SHELL:({2})' '*:COMMAND:({3} format)' ;;
 {4}    esac
 }}
 if [[ $funcstack[1] == _tramo ]]; then _tramo "$@"; else compdef _tramo tramo; fi
@@ -257,14 +257,14 @@ function __tramo_list
     printf "$typed%s\n" $argv
 end
 complete -c tramo -f
-complete -c tramo -n __tramo_first -s h -l help -d 'all commands'
-complete -c tramo -n __tramo_first -l version -d 'the version'
+complete -c tramo -n __tramo_first -s h -l help -d 'show all commands'
+complete -c tramo -n __tramo_first -l version -d 'print the version'
 )";
     for (const Command* command : commands)
         out += fmt::format("complete -c tramo -n __tramo_first -a {} -d {}\n", command->name, quotedForShell(command->purpose));
     out += fmt::format(R"(complete -c tramo -n __tramo_first -a help -d '{}'
-complete -c tramo -n '__tramo_command help' -l man -d 'as a manual page'
-complete -c tramo -n '__tramo_command help' -l completion -x -a '{}' -d 'for a shell'
+complete -c tramo -n '__tramo_command help' -l man -d 'print a manual page'
+complete -c tramo -n '__tramo_command help' -l completion -x -a '{}' -d 'print a completion script'
 complete -c tramo -n '__tramo_command help' -a '{} format'
 )",
         helpPurpose, fmt::join(shells, " "), namesOf(commands));
