@@ -19,64 +19,65 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo check tells what is in exchange files, and what is wrong with them.
+constexpr const char* help = R"(Check exchange files and summarize their contents.
 
 Examples:
   tramo check samples/round-broken.txt      every finding, and a summary
-  tramo check -q samples/round-*.txt        a line for each file
+  tramo check -q samples/round-*.txt        one line for each file
   tramo check --strict samples/tags.txt     a missing value is an error
   tramo check --max-findings 9 round.txt    the first 9; the summary counts all
-  tramo check --lines 1000-1999 round.txt   these lines, under their numbers
+  tramo check --lines 1000-1999 round.txt   these lines, with their numbers
   tramo check --format sarif round.txt > round.sarif
   tramo check -q round.txt && send round.txt
   ssh reader cat round.txt | tramo check -
 
 Usage: tramo check [OPTION]... FILE...
 
-A finding is one line, as compilers print theirs:
+Every finding is one line, in the form that compilers use:
 
-  FILE:LINE:COLUMN: error: FIELD: "TEXT" is no date (ParseDate 0x01B): month 13
+  FILE:LINE:COLUMN: error: FIELD: MESSAGE
 
-COLUMN is where the field stands. Some fields are reported at another one's
-column by the format; then both are given: "field at 195-202, reported at 194".
-A finding about a whole line may have no column. Of a line that is too short,
-too long or of no known kind only that is told, for its fields do not stand in
-their columns. Of a key line no value is shown.
+COLUMN is the first column of the field. The format reports some fields at the
+column of another field; then the finding gives both columns. A finding about a
+whole line may have no column. The fields of a malformed line (too short, too
+long or of unknown type) are not checked, because they are not in their columns.
+Values of key lines are never shown.
 
 Options:
-  --all               also what the format reports on good lines: a complete
+  --all               adds what the format reports on valid lines: a complete
                       history slot of a meter subscriber (0x202), and the meter
                       number of a record information line (0x201), which is
                       never read
-  --strict            missing and contradicting values (0x201, 0x202) are
-                      errors, not warnings
+  --strict            reports missing and contradicting values (0x201, 0x202)
+                      as errors, not as warnings
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
   --kind WHAT         auto (each line by its length and first character),
                       record, parameter, tag, key
-  --lines FROM-TO     only these lines of each file: 3, 3-5, 3-. What is told of
-                      a file's end comes with its last line
-  --seek              jumps to these lines and counts no line ends: they must
-                      stand where lines of the format's length put them
+  --lines FROM-TO     checks only these lines of each file: 3, 3-5, 3-. Findings
+                      about the end of a file come with its last line
+  --seek              jumps to these lines without counting line endings; every
+                      line before them must have the length of the format
   --format WHAT       text, json (one document a run, one finding a line),
                       sarif (2.1.0)
-  --max-findings N    lists N findings of each file at most; all are counted
-  -q, --quiet         lists no findings; one line for each file
-  -j, --threads N     works on N threads; 0, and if not given: as many as there
-                      are processors. The report is the same with any number
+  --max-findings N    lists at most N findings of each file; all are counted
+  -q, --quiet         lists no findings; prints one line for each file
+  -j, --threads N     works on N threads; default 0: as many as there are
+                      processors. The report is the same with any number
   --color WHEN        auto (on a terminal, unless NO_COLOR is set), always,
                       never
-  -h, --help          this page
+  -h, --help          show this page
 
-What cannot be seen (control characters, no-break spaces, directional marks) is
-printed as \x1b or \u202e; in excerpts, as one sign for one column. "-" is the
-standard input; what is no plain file is first copied to TMPDIR, or /tmp.
+Invisible characters (control characters, no-break spaces, directional marks)
+are printed as \x1b or \u202e; in excerpts, as one character for each column.
+"-" is the standard input. Pipes and devices are copied to TMPDIR, or /tmp,
+first.
 
 Exit codes:
-  0  nothing was found
-  1  something was found
-  2  the command line is wrong, or a file cannot be read (the others are still
+  0  no errors or warnings
+  1  errors or warnings were found
+  2  the command line is invalid, or a file cannot be read (the others are still
      checked)
-  3  something could not be written
+  3  the output could not be written
 )";
 
 struct Options {

@@ -8,7 +8,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo convert writes a file in another encoding, character for character.
+constexpr const char* help = R"(Convert a file to another encoding, character for character.
 
 Examples:
   tramo convert samples/round-returned.txt --encoding utf16le -o round16.txt
@@ -17,31 +17,32 @@ Examples:
 
 Usage: tramo convert --encoding WHAT [OPTION]... FILE -o OUT
 
-Every character is kept, also those of damaged lines, and so is every line end.
-ANSI holds the characters up to U+00FF, one byte each; UTF-16 is little-endian
-and begins with its mark FF FE.
+Every character and every line ending is kept, also those of malformed lines.
+ANSI holds the characters up to U+00FF, one byte each. UTF-16 is little-endian
+and begins with the byte order mark FF FE.
 
-What cannot be kept is refused, and nothing is written then, also not to the
-standard output: characters above U+00FF that ANSI does not hold (each is named
-with its line, column and field), half a character at the end of a UTF-16 file,
-and what stands behind a line that begins with U+FFFF, which ends the text.
+A file with characters that cannot be kept is refused, and nothing is written,
+not even to the standard output. Such characters are: those above U+00FF in an
+ANSI file (each is listed with its line, column and field), half a character at
+the end of a UTF-16 file, and all text after a line that begins with U+FFFF,
+which ends the text.
 
 Options:
   --encoding WHAT     of OUT: ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
-  -o, --output OUT    where it goes; "-" is the standard output. OUT appears
-                      whole or not at all, and may be FILE itself
+  -o, --output OUT    writes to the file OUT; "-" is the standard output. OUT
+                      appears as a whole or not at all, and may be FILE itself
   --force             replaces OUT even if it is read-only or has hard links
-  -h, --help          this page
+  -h, --help          show this page
 
-"-" is the standard input. What is no plain file, and what is meant for the
-standard output, stands in TMPDIR, or /tmp, for a while.
+"-" is the standard input. Input from pipes and devices, and output for the
+standard output, is kept in TMPDIR, or /tmp, while the command runs.
 
 Exit codes:
-  0  the file has been converted
-  1  something cannot be kept; nothing was written
-  2  the command line is wrong, or a file cannot be read
-  3  something could not be written
+  0  the file was converted
+  1  some characters cannot be kept; nothing was written
+  2  the command line is invalid, or a file cannot be read
+  3  the output could not be written
 )";
 
 struct Options {

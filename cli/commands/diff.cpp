@@ -14,47 +14,47 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo diff tells what differs between two files, by meter and by field.
+constexpr const char* help = R"(Compare two files by meter and field.
 
 Examples:
   tramo diff samples/round-exported.txt samples/round-returned.txt
   tramo diff --summary samples/round-returned.txt samples/round-broken.txt
-  tramo diff exported.txt returned.txt          what the round has brought
+  tramo diff exported.txt returned.txt          what the field agent changed
 
 Usage: tramo diff [OPTION]... OLD NEW
 
-Lines are paired by their kind and the serial number of their meter (of a meter
-change, the old meter's), enquiry results and definitions also by their page;
-tags and parameters by code and key, key lines by serial number. Lines that have
-none of that, and those that have the same, are paired in their order. Where a
-line stands does not matter.
+Lines are paired by their kind and the serial number of their meter (for a meter
+change, of the old meter), enquiry results and definitions also by their page,
+tags and parameters by code and key, key lines by serial number. Lines without
+such values, and lines that share them, are paired in their order. The position
+of a line in the file does not matter.
 
-A field differs when its value does. Padding, line ends and what the format's
-own writer makes of a value (see "tramo rewrite") are no differences, unless
---exact is given. Damaged lines (see "tramo check") are compared as they stand.
-Encodings may differ.
+A field differs when its value differs. Padding, line endings, and changes of
+form that "tramo rewrite" makes are not differences, unless --exact is given.
+Malformed lines (see "tramo check") are compared character by character. The
+files may have different encodings.
 
 Options:
-  --exact             compares the characters of every column, and the line ends
-  --full              also the fields of lines that are only in one file
-  --summary           only the numbers
-  --show-keys         the keys of key lines, too; otherwise only that they
+  --exact             compares the characters of every column, and line endings
+  --full              lists also the fields of lines that only one file has
+  --summary           prints only the counts
+  --show-keys         shows the keys of key lines; by default, only that they
                       differ
   --encoding WHAT     of both files: auto (by the byte order mark), ansi,
                       utf16le
   --format WHAT       text, json (with every field)
   --color WHEN        auto (on a terminal, unless NO_COLOR is set), always,
                       never
-  -h, --help          this page
+  -h, --help          show this page
 
-One of the files may be "-", the standard input; what is no plain file is first
-copied to TMPDIR, or /tmp.
+One of the files may be "-", the standard input. Pipes and devices are copied to
+TMPDIR, or /tmp, first.
 
 Exit codes:
-  0  nothing differs
-  1  something differs
-  2  the command line is wrong, or a file cannot be read to its end
-  3  something could not be written
+  0  no differences
+  1  differences were found
+  2  the command line is invalid, or a file cannot be read to its end
+  3  the output could not be written
 )";
 
 struct Options {

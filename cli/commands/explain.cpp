@@ -25,23 +25,21 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo explain tells what the kinds of lines, their fields and the errors of
-the format are.
+constexpr const char* help = R"(Describe record kinds, fields and error codes.
 
 Examples:
   tramo explain meter-subscriber:195             the field at this column
   tramo explain samples/round-broken.txt:10:195  the field at this place of a
-                                                 file, and what it holds there
-  tramo explain samples/round-broken.txt:10      the line, and what is wrong
-                                                 with it
+                                                 file, and its value there
+  tramo explain samples/round-broken.txt:10      the line and its findings
   tramo explain 0x01B                            an error, and every field that
                                                  reports it
   tramo explain 1:meterReadingDate               a field by its name; 1 is the
                                                  letter of its kind
-  tramo explain meterReadingDate                 the same field, in whatever
-                                                 kind has it
+  tramo explain meterReadingDate                 the same field, in every kind
+                                                 that has it
   tramo explain AMR                              all fields of a kind
-  tramo explain                                  all kinds, and all errors
+  tramo explain                                  all kinds and all errors
 
 Usage: tramo explain [OPTION]... [WHAT]...
 
@@ -49,19 +47,18 @@ WHAT is KIND, KIND:COLUMN, KIND:FIELD, FIELD, FILE:LINE[:COLUMN] or ERROR.
 
 A KIND is a letter, a name ("meter subscriber", "meter-subscriber", "tag",
 "key") or the name of its class. An ERROR is a code (0x01B) or a name
-(ParseDate), also one of those that only tramo check has (LineTooShort).
-Some fields report their errors at the column of another one; then that one is
-told, too.
+(ParseDate, or LineTooShort, which only "tramo check" reports). The format
+reports some fields at the column of another field; then both are shown.
 
 Options:
-  --markdown       the reference page of the whole format, in Markdown
+  --markdown       prints the reference page of the whole format, in Markdown
   --color WHEN     auto (on a terminal, unless NO_COLOR is set), always, never
-  -h, --help       this page
+  -h, --help       show this page
 
 Exit codes:
-  0  explained
-  2  the command line is wrong, or a file cannot be read
-  3  something could not be written
+  0  success
+  2  the command line is invalid, or a file cannot be read
+  3  the output could not be written
 )";
 
 struct Colours {

@@ -15,55 +15,54 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo export writes the lines of an exchange file as values, for other programs.
+constexpr const char* help = R"(Export records to JSON Lines, CSV, SQLite or Excel.
 
 Examples:
   tramo export samples/round-returned.txt --to csv --only meter-change
   tramo export samples/round-returned.txt --to sqlite -o round.db
   tramo export round.txt --to jsonl | jq 'select(.kind == "meter subscriber")'
-  tramo export round.txt --to csv -o tables      a folder, a file for a kind
+  tramo export round.txt --to csv -o tables      a folder, one file a kind
   tramo export round.txt --to xlsx -o round.xlsx
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
 
 Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite|xlsx
 
-What is exported is what the library reads: "tramo import" makes of it the lines
-that the library writes after reading the file, in the same order. Every line
-has a number, a kind and the fields of that kind, called as in the library. A
-field that has what it has on a blank line is left out (an empty cell in a
-table).
+The export holds the values that the library reads. "tramo import" builds a file
+from it that is the same as if the library had read and written the original
+file, in the same order. Every line has a number, a kind and the fields of that
+kind, with the names that they have in the library. A field with its default
+value is left out (an empty cell in a table).
 
-  dates          local time: "2024-01-31", "2024-01-31T14:05", "2024". A time
-                 that these do not tell exactly is a number of seconds since
-                 1970, UTC: "1706709901 s"
-  codes          their character
-  alarm flags    four hexadecimal digits, flag k is bit k - 1
-  odd numbers    "nan", "-nan", "inf", "-inf" and "-zero"
-  texts          in JSON everything beyond ASCII is \u20ac, half a surrogate
-                 pair that stands alone is \ud83d. In tables a backslash is \\,
-                 control characters and halves that stand alone are \u0000, and
-                 so is in csv a first = + - or @ of a text, which a spreadsheet
-                 would take for a formula. An import undoes it
-  damaged lines  of wrong length or no known kind are of the kind "text" and
-                 have one value, "text", the whole line; an import writes them
-                 as they are
-  key lines      the ten values, and "text", the whole line; an import writes
-                 that. Keys are "***" and there is no "text" unless --show-keys
-                 is given
+  dates            local time: "2024-01-31", "2024-01-31T14:05", "2024". A time
+                   that these forms cannot express is a number of seconds since
+                   1970, UTC: "1706709901 s"
+  codes            their character
+  alarm flags      four hexadecimal digits; flag k is bit k - 1
+  special numbers  "nan", "-nan", "inf", "-inf" and "-zero"
+  texts            in JSON, characters beyond ASCII are \u20ac, and an unpaired
+                   surrogate is \ud83d. In tables a backslash is \\, control
+                   characters and unpaired surrogates are \u0000, and so is in
+                   csv a first = + - or @ of a text, which a spreadsheet would
+                   take for a formula. An import reverses this
+  malformed lines  (wrong length or unknown type) have the kind "text" and one
+                   value, "text", the whole line; an import writes it unchanged
+  key lines        the ten values, and "text", the whole line; an import writes
+                   that. Without --show-keys, keys are "***" and there is no
+                   "text"
 
-The view "meters" has a row for each subscriber line, with the AMR, extended
-AMR, meter change and extended data line of its meter; the view "answers" has a
-row for each enquiry result line, with its meter's subscriber line. Lines belong
-together by serial number: where meters share one, the first lines with the
-first meter, the second ones with the second. If a meter has more lines of a
-kind, "meters" shows the first; all are in the tables.
+The view "meters" has one row for each subscriber line, with the AMR, extended
+AMR, meter change and extended data line of its meter. The view "answers" has
+one row for each enquiry result line, with the subscriber line of its meter.
+Lines belong together by serial number: where meters share one, the first lines
+belong to the first meter, the second ones to the second. If a meter has more
+lines of a kind, "meters" shows the first; the tables hold all.
 
-After an export the standard error says how many lines hold more than their
-values do: text after a number ("6O54" is exported as 6), a flag that is neither
-1 nor 0, digits that a decimal number cannot hold, text in columns of no field,
-members of a key line that are no values. "tramo check" lists all of them. The
-two numbers of a record information line are no such case: the format reads both
-into one, the second one counts, and "tramo rewrite --dry-run" shows it.
+After an export, the standard error lists how many lines hold more than their
+values: text after a number ("6O54" is exported as 6), a flag that is neither
+1 nor 0, digits that a decimal number cannot hold, text in columns outside of
+fields, unknown members of a key line. "tramo check" lists all of them. The two
+numbers of a record information line are not counted: the format reads both into
+one value, and the second one counts; "tramo rewrite --dry-run" shows it.
 
 Options:
   --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of
@@ -75,34 +74,34 @@ Options:
                       which must not hold any yet. sqlite, xlsx: a file. "-" is
                       the standard output, but not for sqlite; jsonl and one
                       kind of csv go there without -o
-  --bom               csv: begins files with a byte order mark, by which
-                      spreadsheets know UTF-8; an import reads both
-  --only KIND         the lines of one kind: meter-subscriber, AMR, key, text...
+  --bom               csv: begins files with a byte order mark (BOM), by which
+                      spreadsheets recognize UTF-8; an import reads both
+  --only KIND         only the lines of one kind: meter-subscriber, AMR, key,
+                      text...
   --lines FROM-TO     only these lines: 3, 3-5, 3-
-  --seek              jumps to these lines and counts no line ends: they must
-                      stand where lines of the format's length put them
-  --findings FILE     what "tramo check" finds in the lines, in the same form; a
-                      new FILE is for its owner only. sqlite and xlsx have a
+  --seek              jumps to these lines without counting line endings; every
+                      line before them must have the length of the format
+  --findings FILE     writes what "tramo check" finds, in the same form; only
+                      its owner can read a new FILE. sqlite and xlsx have a
                       table
-  --show-keys         keys of key lines as they are; a new OUT is for its owner
-                      only
+  --show-keys         writes the keys of key lines in clear text; only its owner
+                      can read a new OUT
   --force             replaces a file even if it is read-only or has hard links.
-                      csv: also the tables that a folder holds; those of kinds
-                      that FILE does not have are left without rows, and other
-                      files stay as they are. A .csv file that is not a table of
-                      an export is refused
+                      csv: also the tables in a folder; tables of kinds that
+                      FILE does not have are left without rows, and other files
+                      are kept. A .csv file that is not a table of an export is
+                      refused
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
-  -j, --threads N     works on N threads; 0, and if not given: as many as there
-                      are processors. What is written is the same with any
-                      number
-  -h, --help          this page
+  -j, --threads N     works on N threads; default 0: as many as there are
+                      processors. The output is the same with any number
+  -h, --help          show this page
 
 Exit codes:
-  0  everything is exported as values
-  1  there are damaged lines, texts of fields that could not be read as values,
-     or lines that hold more than their values
-  2  the command line is wrong, or the file cannot be read
-  3  something could not be written
+  0  everything was exported as values
+  1  some lines are malformed, hold texts that could not be read as values, or
+     hold more than their values
+  2  the command line is invalid, or the file cannot be read
+  3  the output could not be written
 )";
 
 enum class Form { Jsonl, Csv, Sqlite, Xlsx };

@@ -14,7 +14,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo import makes an exchange file of what "tramo export" has written.
+constexpr const char* help = R"(Build an exchange file from exported records.
 
 Examples:
   tramo export samples/round-returned.txt --to jsonl |
@@ -25,49 +25,47 @@ Examples:
 
 Usage: tramo import FILE --from WHAT --encoding WHAT [-o OUT]
 
-Each row becomes a line as the library writes it, with CR LF behind it. A field
-that a row does not have is what it is on a blank line; "tramo help export"
-tells how values are written. The rows of one file come in the order in which
-they stand there, those of a folder (of csv) and of a database by the numbers of
-their lines. Rows of the kind "finding" are passed over. A workbook (xlsx) is
-for people: there is no way back from it.
+Each row becomes a line as the library writes it, with the line ending CR LF. A
+field that a row does not have gets its default value; "tramo help export"
+describes how values are written. Rows of one file keep their order; rows of a
+folder (of csv) and of a database are ordered by their line numbers. Rows of the
+kind "finding" are skipped. A workbook (xlsx) cannot be imported.
 
-A whole number may have decimals that are zero ("6054.0", as data frames write
-a column with gaps). Data frames must read csv as texts, or zeros in front are
-lost ("0082" becomes 82): with pandas, read_csv(FILE, dtype=str) and
+An integer may have decimals that are zero ("6054.0", as data frames write a
+column with gaps). Data frames must read csv as texts, or leading zeros are lost
+("0082" becomes 82): with pandas, read_csv(FILE, dtype=str) and
 to_csv(FILE, index=False). csv may begin with a byte order mark, and its lines
 may end with CR LF, LF or CR.
 
-Every line is read again, and each value of its row is compared. A value that
-does not come back as it was given is reported with its place and the reason: a
-number with more digits than the field keeps, a reading without its date, which
-the format does not write. Its line is written nevertheless, unless --strict is
-given, and the exit code is 1.
+Every line is read again, and each value is compared with its row. A value that
+differs is reported with its place and the reason: a number with more digits
+than the field keeps, a reading without its date, which the format does not
+write. Its line is written nevertheless, unless --strict is given, and the exit
+code is 1.
 
-An import ends at a row that is not understood: a kind or field that does not
-exist, a value that is none of its field or longer than the field, a text that
-the encoding cannot hold, two columns of one name, a key line whose keys are
-masked. A file OUT then stays as it was.
+An import stops at an invalid row: an unknown kind or field, a value that is
+invalid for its field or longer than it, a text that the encoding cannot hold,
+two columns of one name, a key line whose keys are masked. A file OUT is then
+left unchanged.
 
 Options:
   --from WHAT         jsonl, csv, sqlite
   --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
                       utf16le
-  -o, --output OUT    a file; "-", which is also what goes without -o, is the
-                      standard output. A new file with a key line is for its
-                      owner only
+  -o, --output OUT    writes to the file OUT; "-", the default, is the standard
+                      output. Only its owner can read a new file with a key line
   --force             replaces OUT even if it is read-only or has hard links
-  --strict            ends at the first value that does not come back as it was
+  --strict            stops at the first value that does not come back as it was
                       given, with exit code 2
-  -h, --help          this page
+  -h, --help          show this page
 
 "-" as FILE is the standard input (not for sqlite).
 
 Exit codes:
-  0  every row is a line
-  1  every row is a line, but there are values that do not come back as they
-     were given
-  2  the command line is wrong, or FILE cannot be read or is not understood
+  0  every row became a line
+  1  every row became a line, but some values do not come back as they were
+     given
+  2  the command line is invalid, or FILE cannot be read or is invalid
   3  OUT could not be written
 )";
 

@@ -20,7 +20,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo keys lists the radio modules of key lines, and what is wrong with them.
+constexpr const char* help = R"(List radio modules and check their key lines.
 
 Examples:
   tramo keys samples/amr-keys.txt                 a table, the keys masked
@@ -29,32 +29,32 @@ Examples:
 
 Usage: tramo keys [OPTION]... FILE...
 
-A table row is one module (on a narrow terminal, a list is): the line it stands
-on, its serial number and versions, the parts of its wireless M-Bus address, and
-its keys. Behind the manufacturer's number stand the three letters that it
-packs, if it does, behind the device type its usual name. A key is shown as
-"******** 32 hex": how many characters it has, and whether all are hexadecimal
+Each row of the table (on a narrow terminal, each list) is one module: its line,
+its serial number and versions, the parts of its wireless M-Bus address, and its
+keys. The manufacturer's number is followed by the three letters that it packs,
+if it does, and the device type by its usual name. A key is shown as
+"******** 32 hex": its number of characters, and whether all are hexadecimal
 digits.
 
-Below the modules stand the findings: lines that cannot be read, missing values,
-serial numbers and addresses that an earlier line has already (of any of the
-files), and keys that are not 32 hexadecimal digits. No finding shows a key.
-Lines of other kinds are counted on the error output.
+The findings follow the modules: lines that cannot be read, missing values,
+serial numbers and addresses that an earlier line of any file already has, and
+keys that do not have 32 hexadecimal digits. No finding shows a key. Lines of
+other kinds are counted on the standard error.
 
 Options:
   --show-keys         shows the keys in clear text
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
   --format WHAT       text, json
-  -h, --help          this page
+  -h, --help          show this page
 
 "-" is the standard input.
 
 Exit codes:
-  0  nothing was found
-  1  something was found
-  2  the command line is wrong, or a file cannot be read to its end (the others
-     are still listed)
-  3  something could not be written
+  0  no errors or warnings
+  1  errors or warnings were found
+  2  the command line is invalid, or a file cannot be read to its end (the
+     others are still listed)
+  3  the output could not be written
 )";
 
 const Rule duplicateRule{"KeyLineDuplicate", 0, "Two key lines are about one module.", Severity::Warning};

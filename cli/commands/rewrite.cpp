@@ -20,8 +20,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo rewrite tells what changes in a file when the library reads and writes it,
-or does that.
+constexpr const char* help = R"(Normalize a file, or show what would change.
 
 Examples:
   tramo rewrite --dry-run samples/round-returned.txt   what would change
@@ -33,11 +32,11 @@ Examples:
 Usage: tramo rewrite --dry-run [OPTION]... FILE
        tramo rewrite [OPTION]... FILE -o OUT
 
-Whoever reads a record and writes it again does not always get the same line:
-numbers and decimals are written in one form, some codes become others or are
-lost, some values are not written. A dry run compares what would be written with
-what is there, column by column, and counts the lines that differ by field and
-by what happens to it:
+The library reads each line and writes it again. The result is not always the
+same line: numbers and decimals have one form, some codes become others or are
+lost, some values are not written. A dry run compares the new line with the old
+one, column by column, and counts the lines that differ by field and by the kind
+of change:
 
   is written in another form    the same value in other characters
   "N" becomes "1"               another code, or another value
@@ -49,32 +48,32 @@ by what happens to it:
   columns outside of fields     what stands there is not read
 
 A change is a loss if reading the new line gives another value, or if text
-vanishes that no value holds. A line with a loss is reported and copied as it
-is, unless --force is given. Lines of which only the form changes are rewritten,
-and end with CR LF. Malformed lines (see "tramo check") are reported and copied
-as they are, with --force too; key lines are always copied as they are.
+disappears that no value holds. A line with a loss is reported and copied
+unchanged, unless --force is given. Lines that only change their form are
+rewritten, and end with CR LF. Malformed lines (see "tramo check") are reported
+and copied unchanged, even with --force; key lines are always copied unchanged.
 
 Options:
-  --dry-run           only tells; writes nothing
-  -o, --output OUT    where it goes; "-" is the standard output. OUT appears
-                      whole or not at all, and may be FILE itself
+  --dry-run           only shows what would change; writes nothing
+  -o, --output OUT    writes to the file OUT; "-" is the standard output. OUT
+                      appears as a whole or not at all, and may be FILE itself
   --force             rewrites lines with a loss, too, and replaces OUT even if
                       it is read-only or has hard links
   --encoding WHAT     of OUT: same (as FILE), ansi, utf16le
   --from WHAT         of FILE: auto (by the byte order mark), ansi, utf16le
   --format WHAT       of a dry run: text, json
-  -h, --help          this page
+  -h, --help          show this page
 
-"-" is the standard input. What is no plain file, and what is meant for the
-standard output, stands in TMPDIR, or /tmp, for a while.
+"-" is the standard input. Input from pipes and devices, and output for the
+standard output, is kept in TMPDIR, or /tmp, while the command runs.
 
 Exit codes:
-  0  the file has been rewritten; of a dry run: nothing would change
+  0  the file was rewritten; of a dry run: nothing would change
   1  lines were copied because of a loss, or because they are malformed; or
-     something cannot be copied, and nothing was written; of a dry run: it has
-     found changes
-  2  the command line is wrong, or a file cannot be read
-  3  something could not be written
+     something cannot be copied, and nothing was written; of a dry run: changes
+     were found
+  2  the command line is invalid, or a file cannot be read
+  3  the output could not be written
 )";
 
 struct Options {

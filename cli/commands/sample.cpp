@@ -19,45 +19,46 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo sample writes a made-up round, as large as wanted.
+constexpr const char* help = R"(Generate a sample round.
 
 Examples:
-  tramo sample --meters 1000 --returned -o round.txt      as it comes back
-  tramo sample --meters 1000 --faults 0.02 -o broken.txt  one line in fifty is
-                                                          damaged
-  tramo sample --seed 7 -o - | tramo check -              another round; nothing
-                                                          is wrong with it
+  tramo sample --meters 1000 --returned -o round.txt      with readings
+  tramo sample --meters 1000 --faults 0.02 -o broken.txt  with errors in one
+                                                          line of fifty
+  tramo sample --seed 7 -o - | tramo check -              another round, without
+                                                          errors
 
 Usage: tramo sample [OPTION]... -o FILE
 
-A round has up to 1000 meters; more of them make more rounds, one behind the
-other. The same options give the same bytes, on any machine and in any time
+A round has up to 1000 meters; more meters make several rounds, one after the
+other. The same options generate the same bytes, on any machine and in any time
 zone. All names, places and numbers are invented.
 
-The same seed gives the same round before and after: --returned only adds what
-the field work brings. More --meters or other --kinds change no meter's lines.
+The same seed generates the same round as exported and as returned: --returned
+only adds the results of the field work. A larger --meters or other --kinds do
+not change the lines of a meter.
 
-With --faults, FILE.expected.jsonl says what is wrong: one JSON object for each
-finding of "tramo check", in the order of the lines, with line, column, rule,
-code, kind and field, as "tramo check --format json" calls them.
+With --faults, FILE.expected.jsonl lists the findings to expect: one JSON object
+for each finding of "tramo check", in the order of the lines, with line, column,
+rule, code, kind and field, as "tramo check --format json" names them.
 
 Options:
-  -o, --output FILE   where the round goes; "-" is the standard output
-  --meters N          how many meters, 1 to 9999999; 60 if not given
-  --seed S            another number, another round; 0 if not given
-  --returned          as it comes back: with readings, changes, positions,
-                      enquiry results
-  --faults RATE       damages this share of the lines, 0 to 1
+  -o, --output FILE   writes the round to FILE; "-" is the standard output
+  --meters N          number of meters, 1 to 9999999; default 60
+  --seed S            number that selects the round; default 0
+  --returned          adds readings, meter changes, positions and enquiry
+                      results, as in a round that comes back
+  --faults RATE       puts errors into this share of the lines, 0 to 1
   --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
   --force             replaces FILE even if it is read-only or has hard links
-  -h, --help          this page
+  -h, --help          show this page
 
 Exit codes:
   0  the file was written
-  2  the command line is wrong, or the round has no line of these kinds, and
+  2  the command line is invalid, or the round has no line of these kinds, and
      nothing was written
-  3  something could not be written
+  3  the output could not be written
 )";
 
 using namespace sample;

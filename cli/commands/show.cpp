@@ -22,51 +22,50 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo show prints lines of an exchange file as tables: every field with its
-columns, its value, its text in the line, and what is wrong with it.
+constexpr const char* help = R"(Show lines as tables, field by field.
 
 Examples:
   tramo show samples/round-broken.txt 10         line 10, without blank fields
   tramo show --all samples/round-broken.txt 3-5  lines 3 to 5, with every field
-  tramo show --raw samples/round-broken.txt 10   the line as it stands, below a
-                                                 ruler
-  tramo show samples/round-broken.txt:10:195     what tramo check names so: of
-                                                 line 10 the field at column 195
+  tramo show --raw samples/round-broken.txt 10   the line itself, below a ruler
+  tramo show samples/round-broken.txt:10:195     a place as tramo check prints
+                                                 it: line 10, column 195
   tramo show round.txt                           the whole file
-  tramo show - 172 < round.txt                   what comes in on the standard
-                                                 input
+  tramo show - 172 < round.txt                   line 172 of the standard input
 
 Usage: tramo show [OPTION]... FILE [LINE|FROM-TO|FROM-]
        tramo show [OPTION]... FILE:LINE[:COLUMN]
 
-Dates are shown in local time. Alarm flags are listed by name below the field
-that holds them. A text has quotation marks, and no blanks at its end. A field
-is "unreadable" when its text cannot be read: its value is then the one of a
-blank field. "read into" marks a field whose text is read into another one.
-A damaged line (too short, too long, of no known kind) is shown as text, for
-its fields do not stand in their columns. The keys in a key line are masked.
-With COLUMN only the field at that column is shown, also when it is blank; below
-a ruler the column is marked.
+Each field is shown with its columns, its value, its text in the line and its
+findings. Dates are in local time. Alarm flags are listed by name below the
+field that holds them. Texts are quoted, without trailing spaces. A field is
+"unreadable" when its text cannot be read; its value is then that of a blank
+field. "read into" marks a field whose text is read into another one. A
+malformed line (too short, too long, of unknown type) is shown as text, because
+its fields are not in their columns. The keys in a key line are masked. With
+COLUMN, only the field at that column is shown, even if it is blank; below a
+ruler, the column is marked.
 
 Options:
   --all             also blank fields, flags that are not set, and fields that
                     share their columns with another one
-  --raw             lines as they stand, below a ruler of their columns
-  --show-keys       the keys in key lines
+  --raw             shows the lines themselves, below a ruler of their columns
+  --show-keys       shows the keys in key lines
   --encoding WHAT   auto (by the byte order mark), ansi, utf16le
   --kind WHAT       auto (each line by its length and first character), record,
                     parameter, tag, key
   --color WHEN      auto (on a terminal, unless NO_COLOR is set), always, never
-  -h, --help        this page
+  -h, --help        show this page
 
-What cannot be seen (control characters, no-break spaces, directional marks) is
-printed as \x1b or \u202e; below a ruler, as one sign for one column.
+Invisible characters (control characters, no-break spaces, directional marks)
+are printed as \x1b or \u202e; below a ruler, as one character for each column.
 
 Exit codes:
-  0  nothing was found in the lines that were shown
-  1  something was found
-  2  the command line is wrong, the file cannot be read, or it has no such line
-  3  something could not be written
+  0  no errors or warnings in the lines shown
+  1  errors or warnings were found
+  2  the command line is invalid, the file cannot be read, or it has no such
+     line
+  3  the output could not be written
 )";
 
 struct Options {

@@ -16,42 +16,43 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(tramo stats gives the numbers of a round: meters, readings, alarms, dates.
+constexpr const char* help = R"(Summarize a round: meters, readings, alarms and dates.
 
 Examples:
-  tramo stats samples/round-returned.txt      how much has been read, and when
-  tramo stats samples/round-*.txt             each file, and all of them
+  tramo stats samples/round-returned.txt      how many meters are read, and when
+  tramo stats samples/round-*.txt             each file, and a total
   tramo stats --format json round.txt         the same for programs
 
 Usage: tramo stats [OPTION]... FILE...
 
-Meters are counted by their serial numbers: one that several lines name, also
-lines of several files, is one meter. Where lines and meters differ, both are
-shown; a line without a serial number is only counted as a line. So are radio
-modules. A meter is read when a subscriber line of it has a reading date.
+Meters are counted by serial number: a number that appears in several lines,
+also of several files, is one meter. Where the counts of lines and meters
+differ, both are shown; a line without a serial number is only counted as a
+line. Radio modules are counted the same way. A meter is read when one of its
+subscriber lines has a reading date.
 
-Readings, alarms and answered areas are counted by lines. A reading's
-consumption is compared where that and both bounds of the estimate are there. A
-meter is located when an extended data line has its latitude and longitude; an
+Readings, alarms and answered areas are counted by lines. The consumption of a
+reading is compared with the estimate where it and both bounds are present. A
+meter is located when an extended data line has its latitude and longitude. An
 area of an enquiry is answered when it has a code or a result. The days are
-those of the subscriber lines' readings, in local time; many of them are shown
-by months or years.
+those of the readings in subscriber lines, in local time; when there are many,
+they are grouped by month or year.
 
-Lines of a wrong length, of an unknown kind or empty are counted and not read. A
-value that cannot be read counts as absent. "tramo check" tells about both.
+Empty lines and malformed lines (wrong length, unknown type) are counted and not
+read. A value that cannot be read counts as absent. "tramo check" reports both.
 
 Options:
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
   --format WHAT       text, json
-  -h, --help          this page
+  -h, --help          show this page
 
 "-" is the standard input.
 
 Exit codes:
   0  all files were read
-  2  the command line is wrong, or a file cannot be read to its end (the others
-     are still counted)
-  3  something could not be written
+  2  the command line is invalid, or a file cannot be read to its end (the
+     others are still counted)
+  3  the output could not be written
 )";
 
 using Number = std::uint64_t;

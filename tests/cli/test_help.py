@@ -43,6 +43,13 @@ class Pages(CliTest):
             self.assertTrue(page.isascii())
             self.assertIn("-h, --help ", page)
 
+    def test_first_line_is_the_purpose(self):
+        """A page begins with what the overview says of its command, and may add to it."""
+        for name, purpose in re.findall(r"^  (\w+) +(.*)", self.page("").split("\nCommands:\n")[1].split("\n\n")[0], re.M):
+            if name != "help":
+                first = self.page(name).splitlines()[0]
+                self.assertTrue(first.startswith(purpose[0].upper() + purpose[1:]) and first.endswith("."), (purpose, first))
+
     def test_first_examples_work(self):
         for command, codes in CODES.items():
             for example, code in zip(self.examples(command), codes, strict=False):

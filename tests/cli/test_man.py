@@ -46,7 +46,7 @@ class Manual(CliTest):
         shown = self.rendered("import")
         self.assert_has(shown, "--encoding WHAT of OUT: ansi (a byte for each character up to U+00FF), utf16le -o, --output OUT")
         self.assert_has(shown, "tramo export samples/round-returned.txt --to jsonl | tramo import - --from jsonl")
-        self.assert_has(self.rendered("check"), r"is printed as \x1b or \u202e;")
+        self.assert_has(self.rendered("check"), r"are printed as \x1b or \u202e;")
 
     def test_tool(self):
         shown = self.rendered()
