@@ -60,7 +60,7 @@ const Command& find(const std::string& name) {
         if (name == command->name) return *command;
     std::vector<std::string_view> names{"help"};
     for (const Command* command : commands) names.push_back(command->name);
-    throw WrongUsage{fmt::format("\"{}\" is no command{}", printable(std::string_view(name)), didYouMean(name, names))};
+    throw WrongUsage{fmt::format("unknown command \"{}\"{}", printable(std::string_view(name)), didYouMean(name, names))};
 }
 
 // An option before the command that is none of the tool's own.
@@ -78,7 +78,8 @@ std::string help(const std::vector<std::string>& words) {
     if (words[0] == "--completion") return completionFor(second, commands);
     if (words[0] != "--man") return find(words[0]).help;
     if (second == "format") return formatManualPage();
-    if (second.empty()) return manualPage("", "check, show, compare and convert exchange files of meter reading", overview(), commands);
+    if (second.empty())
+        return manualPage("", "check, show, compare and convert exchange files of meter reading", overview(), commands);
     const Command& command = find(second);
     return manualPage(command.name, command.purpose, command.help, commands);
 }

@@ -60,7 +60,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("-o,--output", options.out);
     given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
-    if (to.empty()) throw WrongUsage{"--encoding is missing: ansi or utf16le"};
+    if (to.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
     if (options.out.empty()) throw WrongUsage{"-o OUT is missing (\"-\" is the standard output)"};
     options.to = chosen<EncodingChoice>("--encoding", to, {{"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
     options.from = encodingChoice("--from", from);

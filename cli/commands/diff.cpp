@@ -76,7 +76,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--format", format);
     given.option("--color,--colour", colour);
     const std::vector<std::string> files = given.parse(std::move(arguments));
-    if (files.size() != 2) throw WrongUsage{"two files are expected, OLD and NEW"};
+    if (files.size() != 2) throw WrongUsage{"expected two files, OLD and NEW"};
     if (files[0] == "-" && files[1] == "-") throw WrongUsage{"only one of the files can be the standard input"};
     options.oldFile = files[0];
     options.newFile = files[1];

@@ -353,12 +353,12 @@ const ErrorCode* errorNamed(std::string_view word) {
         const std::string_view digits = word.substr(2);
         const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), code, 16);
         if (failure != std::errc{} || end != digits.data() + digits.size())
-            throw WrongUsage{fmt::format("\"{}\" is no code", printable(word))};
+            throw WrongUsage{fmt::format("invalid error code \"{}\"; expected a code such as 0x01B", printable(word))};
     }
     for (const ErrorCode& error : errorCodes())
         if (static_cast<int>(error.code) == code || (!plainWord(word).empty() && plainWord(error.name) == plainWord(word)))
             return &error;
-    if (code >= 0) throw WrongUsage{fmt::format("the format has no code {}", printable(word))};
+    if (code >= 0) throw WrongUsage{fmt::format("unknown error code {}; \"tramo explain\" lists all codes", printable(word))};
     return nullptr;
 }
 
@@ -366,7 +366,8 @@ const ErrorCode* errorNamed(std::string_view word) {
 bool explainInKind(std::string_view kindWord, std::string_view what, Explainer& explainer) {
     if (isKeyKind(kindWord)) {
         if (std::ranges::none_of(keyValues, [&](const KeyValue& value) { return plainWord(value.name) == plainWord(what); }))
-            throw WrongUsage{fmt::format("\"{}\" is no value of a key line", printable(what))};
+            throw WrongUsage{
+                fmt::format("unknown value \"{}\" of a key line; \"tramo explain key\" lists all values", printable(what))};
         explainer.keyKind();
         return true;
     }
@@ -376,7 +377,7 @@ bool explainInKind(std::string_view kindWord, std::string_view what, Explainer& 
     else if (const Field* field = fieldNamed(*kind, what)) explainer.field(*kind, *field);
     else
         throw WrongUsage{
-            fmt::format("\"{}\" is no field of {} lines{}", printable(what), kind->name, didYouMean(what, fieldNames(*kind)))};
+            fmt::format("unknown field \"{}\" of {} lines{}", printable(what), kind->name, didYouMean(what, fieldNames(*kind)))};
     return true;
 }
 
@@ -397,12 +398,13 @@ void explainWord(std::string_view word, Explainer& explainer) {
         const LinePlace place = placeOf(std::string(word), true);
         if (place.column || (place.line && isFile(place.file))) return explainer.place(place);
         if (isFile(std::string(word)))
-            throw WrongUsage{fmt::format("\"{}\" is a file; a place in it is FILE:LINE[:COLUMN]", printable(word))};
+            throw WrongUsage{fmt::format("\"{}\" is a file; expected FILE:LINE[:COLUMN]", printable(word))};
         std::vector<std::string_view> kinds{shapeOf(LineKind::Key).name};
         for (const RecordKind* kind : allKinds()) kinds.push_back(kind->name), kinds.push_back(kind->model);
         const std::string near = didYouMean(word.substr(0, colon), kinds);
-        throw WrongUsage{fmt::format("\"{}\" is no kind of lines{}", printable(word.substr(0, colon)),
-            near.empty() && place.line ? "; nor is there such a file: a place in one is FILE:LINE[:COLUMN]" : near)};
+        throw WrongUsage{fmt::format("unknown record kind \"{}\"{}", printable(word.substr(0, colon)),
+            near.empty() && place.line ? ", and there is no such file; expected KIND:COLUMN, KIND:FIELD or FILE:LINE[:COLUMN]"
+                                       : near)};
     }
     if (const RecordKind* kind = kindNamed(word)) return explainer.kind(*kind);
     if (isKeyKind(word)) return explainer.keyKind();
@@ -411,7 +413,7 @@ void explainWord(std::string_view word, Explainer& explainer) {
         if (plainWord(rule.name) == plainWord(word)) return explainer.rule(rule);
     if (!explainField(word, explainer))
         throw WrongUsage{
-            fmt::format("\"{}\" is no kind of lines, no field and no error{}", printable(word), didYouMean(word, allNames()))};
+            fmt::format("\"{}\" is not a record kind, a field or an error{}", printable(word), didYouMean(word, allNames()))};
 }
 
 int run(std::vector<std::string> arguments) {
@@ -422,7 +424,7 @@ int run(std::vector<std::string> arguments) {
     given.flag("--markdown", markdown);
     given.option("--color,--colour", colour);
     const std::vector<std::string> words = given.parse(std::move(arguments));
-    if (markdown && !words.empty()) throw WrongUsage{"--markdown tells everything; it takes no other argument"};
+    if (markdown && !words.empty()) throw WrongUsage{"--markdown describes the whole format; it takes no argument"};
 
     Explainer explainer(out, wantsColour(colourChoice(colour), stdout));
     try {

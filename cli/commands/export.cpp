@@ -153,7 +153,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--encoding", encoding);
     given.option("-j,--threads", threads);
     options.file = given.parseFile(std::move(arguments));
-    if (form.empty()) throw WrongUsage{"--to is missing: jsonl, csv, sqlite, xlsx"};
+    if (form.empty()) throw WrongUsage{"--to is missing; expected jsonl, csv, sqlite or xlsx"};
 
     options.form =
         chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}, {"xlsx", Form::Xlsx}});
@@ -166,12 +166,13 @@ Options parse(std::vector<std::string> arguments) {
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
     if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
     if (options.form == Form::Xlsx && !given.has("--output")) throw WrongUsage{"a workbook needs a file: -o FILE"};
-    if (options.bom && options.form != Form::Csv) throw WrongUsage{"--bom: only for --to csv"};
+    if (options.bom && options.form != Form::Csv) throw WrongUsage{"--bom: only with --to csv"};
     if (hasFindings(options.form) && !options.findings.empty())
-        throw WrongUsage{fmt::format(
-            "--findings: a {} of them", options.form == Form::Sqlite ? "database has a table" : "workbook has a sheet")};
+        throw WrongUsage{fmt::format("--findings: not with --to {}", options.form == Form::Sqlite
+                                                                         ? "sqlite: the database has a table of findings"
+                                                                         : "xlsx: the workbook has a sheet of findings")};
     if (options.output == "-" && options.findings == "-")
-        throw WrongUsage{"--findings: the standard output is taken; name a file, or one for the rows with -o"};
+        throw WrongUsage{"--findings and -o are both the standard output; name a file for one of them"};
     return options;
 }
 

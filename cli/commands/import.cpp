@@ -90,8 +90,8 @@ Options parse(std::vector<std::string> arguments) {
     given.flag("--strict", options.strict);
     given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
-    if (form.empty()) throw WrongUsage{"--from is missing: jsonl, csv, sqlite"};
-    if (encoding.empty()) throw WrongUsage{"--encoding is missing: ansi, utf16le"};
+    if (form.empty()) throw WrongUsage{"--from is missing; expected jsonl, csv or sqlite"};
+    if (encoding.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
 
     options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
     options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});

@@ -331,7 +331,7 @@ void printText(Output& out, const std::string& file, const Contents& contents) {
     }
     const FindingCount& total = contents.total;
     out.print("{}: {}, {}\n", name, counted(contents.modules.size(), "module"),
-        total.all() ? counted(total.errors, "error") + ", " + counted(total.warnings, "warning") : "nothing found");
+        total.all() ? counted(total.errors, "error") + ", " + counted(total.warnings, "warning") : "no errors or warnings");
 }
 
 // All files in one document.
@@ -419,7 +419,7 @@ void tellOthers(const std::string& file, const CheckSummary& others) {
     if (others.lines == 0) return;
     std::vector<std::string> kinds;
     for (const LinesOfKind& kind : others.lineKinds()) kinds.push_back(fmt::format("{} {}", kind.lines, kind.name));
-    const char* what = others.lines == 1 ? "line is no key line" : "lines are no key lines";
+    const char* what = others.lines == 1 ? "line is not a key line" : "lines are not key lines";
     complain(fmt::format("{}: {} {}: {}", printable(nameOf(file)), others.lines, what, fmt::join(kinds, ", ")));
 }
 

@@ -94,7 +94,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--format", format);
     given.option("-o,--output", options.out);
     options.file = given.parseFile(std::move(arguments));
-    if (options.dryRun == !options.out.empty()) throw WrongUsage{"either --dry-run or -o OUT is expected"};
+    if (options.dryRun == !options.out.empty()) throw WrongUsage{"expected either --dry-run or -o OUT"};
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
     options.to = chosen<std::optional<EncodingChoice>>(
         "--encoding", to, {{"same", std::nullopt}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});

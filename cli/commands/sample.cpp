@@ -178,7 +178,8 @@ double rateOf(const std::string& word) {
     double rate = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), rate);
     if (error != std::errc{} || end != word.data() + word.size() || !(rate >= 0 && rate <= 1))
-        throw WrongUsage{fmt::format("--faults: \"{}\" is no share from 0 to 1", printable(std::string_view(word)))};
+        throw WrongUsage{
+            fmt::format("--faults: invalid value \"{}\"; expected a number from 0 to 1", printable(std::string_view(word)))};
     return rate;
 }
 
@@ -196,14 +197,13 @@ Options parse(std::vector<std::string> arguments) {
     given.flag("--force", options.force);
     const std::vector<std::string> others = given.parse(std::move(arguments));
     if (!others.empty())
-        throw WrongUsage{fmt::format("\"{}\" is too much; nothing is read", printable(std::string_view(others[0])))};
+        throw WrongUsage{fmt::format("unexpected argument \"{}\"; sample reads no file", printable(std::string_view(others[0])))};
     if (options.path.empty()) throw WrongUsage{"-o FILE is missing (\"-\" is the standard output)"};
     if (!meters.empty()) options.meters = number("--meters", meters, "number of meters");
-    if (options.meters < 1 || options.meters > 9999999) throw WrongUsage{"--meters: from 1 to 9999999"};
+    if (options.meters < 1 || options.meters > 9999999) throw WrongUsage{"--meters: expected a number from 1 to 9999999"};
     if (!seed.empty()) options.seed = number("--seed", seed, "seed");
     if (!faults.empty()) options.faults = rateOf(faults);
-    if (options.faults > 0 && options.path == "-")
-        throw WrongUsage{"--faults needs a FILE, for what is to be found stands beside it"};
+    if (options.faults > 0 && options.path == "-") throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
     options.kinds = kindsOf(kinds);
     options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
     return options;

@@ -89,7 +89,8 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--color,--colour", colour);
     const std::vector<std::string> operands = given.parse(std::move(arguments));
     if (operands.empty()) given.missFile();
-    if (operands.size() > 2) throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(operands[2]))};
+    if (operands.size() > 2)
+        throw WrongUsage{fmt::format("unexpected argument \"{}\"; expected one FILE", printable(operands[2]))};
     options.file = operands[0];
     if (operands.size() == 2) {
         options.lines = lineRange("LINE", operands[1]);

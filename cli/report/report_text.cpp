@@ -19,7 +19,7 @@ constexpr Colours none{"", "", "", "", "", ""},
     terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;36m", "\x1b[1;32m", "\x1b[0m"};
 
 std::string counts(const FindingCount& count) {
-    return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "nothing found";
+    return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "no errors or warnings";
 }
 
 class TextReport : public Report {

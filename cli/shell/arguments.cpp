@@ -65,7 +65,7 @@ void Arguments::missFile() const {
 std::string Arguments::parseFile(std::vector<std::string> words) {
     const std::vector<std::string> files = parseFiles(std::move(words));
     if (files.size() > 1)
-        throw WrongUsage{fmt::format("one file at a time; what is \"{}\"?", printable(std::string_view(files[1])))};
+        throw WrongUsage{fmt::format("unexpected argument \"{}\"; expected one FILE", printable(std::string_view(files[1])))};
     return files.front();
 }
 
@@ -91,14 +91,20 @@ void Arguments::refuse(std::string_view word) const {
 }
 
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
-    return fmt::format("\"{}\" is none of {}{}", printable(word), fmt::join(names, ", "), didYouMean(word, names));
+    const std::string_view last = names.back();
+    const std::string_view joint = names.size() > 1 ? " or " : "";
+    return fmt::format("invalid value \"{}\"; expected {}{}{}{}", printable(word),
+        fmt::join(names.begin(), names.end() - 1, ", "), joint, last, didYouMean(word, names));
 }
 
 std::uint64_t number(const char* option, std::string_view word, const char* what) {
     std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (error != std::errc{} || end != word.data() + word.size())
-        throw WrongUsage{fmt::format("{}: \"{}\" is no {}", option, printable(word), what)};
+    if (error != std::errc{} || end != word.data() + word.size()) {
+        const bool isTooLarge = error == std::errc::result_out_of_range;
+        throw WrongUsage{fmt::format("{}: invalid {} \"{}\"; expected {}", option, what, printable(word),
+            isTooLarge ? "a smaller number" : "digits only")};
+    }
     return value;
 }
 
@@ -107,7 +113,8 @@ LineRange lineRange(const char* option, std::string_view word) {
         long long value = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
         if (error != std::errc{} || end != digits.data() + digits.size() || value < 1)
-            throw WrongUsage{fmt::format("{}: \"{}\" is no line: 3, 3-5 and 3- are, counted from 1", option, printable(word))};
+            throw WrongUsage{
+                fmt::format("{}: invalid lines \"{}\"; expected 3, 3-5 or 3-, counted from 1", option, printable(word))};
         return value;
     };
     const std::size_t dash = word.find('-');
@@ -115,14 +122,15 @@ LineRange lineRange(const char* option, std::string_view word) {
     range.first = range.last = lineNumber(word.substr(0, dash));
     if (dash != std::string_view::npos)
         range.last = dash + 1 == word.size() ? LineRange::open : lineNumber(word.substr(dash + 1));
-    if (range.last < range.first) throw WrongUsage{fmt::format("{}: \"{}\" ends before it begins", option, printable(word))};
+    if (range.last < range.first)
+        throw WrongUsage{fmt::format("{}: invalid lines \"{}\"; the last line is before the first", option, printable(word))};
     return range;
 }
 
 unsigned threadCount(std::string_view word) {
     constexpr unsigned most = 1024;
     const std::uint64_t count = number("--threads", word, "number of threads");
-    if (count > most) throw WrongUsage{fmt::format("--threads: {} are too many; {} is the most", count, most)};
+    if (count > most) throw WrongUsage{fmt::format("--threads: {} threads are too many; the maximum is {}", count, most)};
     return count ? static_cast<unsigned>(count) : usableProcessors();
 }
 

@@ -32,7 +32,7 @@ public:
     /// The same where one FILE or more are.
     std::vector<std::string> parseFiles(std::vector<std::string> words);
 
-    /// Says that a FILE is missing, and which option has taken one for its value.
+    /// Throws WrongUsage: a FILE is missing. Names the option that has taken one for its value.
     [[noreturn]] void missFile() const;
 
     /// Whether an option was among the words.
@@ -48,7 +48,7 @@ private:
     bool wantsHelp = false;
 };
 
-/// "\"x\" is none of abc, xy; did you mean \"xy\"?"
+/// `invalid value "x"; expected abc or xy; did you mean "xy"?`
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
 
 /// The value that a word names. Throws WrongUsage with the list of the words.
@@ -62,7 +62,7 @@ T chosen(const char* option, const std::string& word, const std::vector<std::pai
     throw WrongUsage{fmt::format("{}: {}", option, noneOf(word, names))};
 }
 
-/// The whole number that a word is; `what` says what it should be: "number of findings". Throws WrongUsage.
+/// Parses an integer; `what` names it in the message: "number of findings". Throws WrongUsage.
 std::uint64_t number(const char* option, std::string_view word, const char* what);
 
 /// "3", "3-5" and "3-". Throws WrongUsage.

@@ -32,12 +32,12 @@ class Slips(CliTest):
 
     def test_commands(self):
         self.assert_usage([], "a command is missing", "tramo help")
-        self.assert_usage(["chek"], '"chek" is no command; did you mean "check"?', "tramo help")
-        self.assert_usage(["hlep"], '"hlep" is no command; did you mean "help"?', "tramo help")
-        self.assert_usage(["frobnicate"], '"frobnicate" is no command', "tramo help")
-        self.assert_usage(["help", "chck"], '"chck" is no command; did you mean "check"?', "tramo help")
+        self.assert_usage(["chek"], 'unknown command "chek"; did you mean "check"?', "tramo help")
+        self.assert_usage(["hlep"], 'unknown command "hlep"; did you mean "help"?', "tramo help")
+        self.assert_usage(["frobnicate"], 'unknown command "frobnicate"', "tramo help")
+        self.assert_usage(["help", "chck"], 'unknown command "chck"; did you mean "check"?', "tramo help")
         self.assert_usage(["--strict", "check"], 'the command must come first, before "--strict"', "tramo help")
-        self.assert_usage([""], '"" is no command', "tramo help")
+        self.assert_usage([""], 'unknown command ""', "tramo help")
         for word, meant in (("--verison", "--version"), ("--versoin", "--version"), ("-version", "--version"), ("--hlep", "--help"), ("-help", "--help")):
             self.assert_usage([word], f'unknown option "{word}"; did you mean "{meant}"?', "tramo help")
         self.assert_usage(["--frobnicate"], 'unknown option "--frobnicate"', "tramo help")
@@ -50,14 +50,15 @@ class Slips(CliTest):
         self.assert_usage(["check", "--fromat=json", "f"], 'check: unknown option "--fromat=json"; did you mean "--format"?')
         self.assert_usage(["check", "--frobnicate", "f"], 'check: unknown option "--frobnicate"')
         self.assert_usage(["check", "-x", "f"], 'check: unknown option "-x"')
-        self.assert_usage(["check", "f", "--format", "xml"], 'check: --format: "xml" is none of text, json, sarif')
-        self.assert_usage(["check", "f", "--encoding", "utf8"], 'check: --encoding: "utf8" is none of auto, ansi, utf16le')
-        self.assert_usage(["check", "f", "--kind", "8"], 'check: --kind: "8" is none of auto, record, parameter, tag, key')
-        self.assert_usage(["check", "f", "--color", "red"], 'check: --color: "red" is none of auto, always, never')
+        self.assert_usage(["check", "f", "--format", "xml"], 'check: --format: invalid value "xml"; expected text, json or sarif')
+        self.assert_usage(["check", "f", "--encoding", "utf8"], 'check: --encoding: invalid value "utf8"; expected auto, ansi or utf16le')
+        self.assert_usage(["check", "f", "--kind", "8"], 'check: --kind: invalid value "8"; expected auto, record, parameter, tag or key')
+        self.assert_usage(["check", "f", "--color", "red"], 'check: --color: invalid value "red"; expected auto, always or never')
         self.assert_usage(["check", "f", "--format"], "check: --format needs a value")
         self.assert_usage(["check", "--verison", "f"], 'check: unknown option "--verison"')
-        for number in ("-1", "x", "1x", "1.5", "18446744073709551616"):
-            self.assert_usage(["check", "f", "--max-findings", number], f'check: --max-findings: "{number}" is no number of findings')
+        for number, expected in (*((word, "digits only") for word in ("-1", "x", "1x", "1.5")), ("18446744073709551616", "a smaller number")):
+            self.assert_usage(["check", "f", "--max-findings", number],
+                              f'check: --max-findings: invalid number of findings "{number}"; expected {expected}')
 
 
 class SwallowedFiles(CliTest):
@@ -81,7 +82,7 @@ class SwallowedFiles(CliTest):
 
     def test_color_that_is_no_file(self):
         for others in ([], ["f"]):
-            self.assert_usage(["check", "--color", "red", *others], '--color: "red" is none of auto, always, never')
+            self.assert_usage(["check", "--color", "red", *others], '--color: invalid value "red"; expected auto, always or never')
         self.write("always", lines(ROUND))
         self.assertEqual(self.run_tool("check", "-q", "--color", "always", "always", cwd=self.folder).code, 0)
 
@@ -89,7 +90,7 @@ class SwallowedFiles(CliTest):
         self.write("it's", lines(ROUND))
         command = self.run_tool("check", "--color", "it's", cwd=self.folder).err.splitlines()[0].split(": write ")[1]
         done = subprocess.run(["sh", "-c", f"'{TRAMO}' check -q {command}"], cwd=self.folder, capture_output=True, env=ENVIRONMENT)
-        self.assertEqual((done.returncode, done.stdout), (0, b"\x1b[1mit's:\x1b[0m nothing found in 1 line\n"))
+        self.assertEqual((done.returncode, done.stdout), (0, b"\x1b[1mit's:\x1b[0m no errors or warnings in 1 line\n"))
 
     def test_other_options(self):
         self.write("f", lines(ROUND))
@@ -111,18 +112,18 @@ class Arguments(CliTest):
 
     def test_the_last_of_two_options_counts(self):
         result = self.run_tool("check", "--format", "json", "-q", "--format", "text", "-q", "f", cwd=self.folder)
-        self.assertEqual((result.out, result.err), ("f: nothing found in 2 lines\n", ""))
+        self.assertEqual((result.out, result.err), ("f: no errors or warnings in 2 lines\n", ""))
 
     def test_names_that_look_like_options(self):
         for name in ("-q", "--strict", "-x"):
             self.write(name, lines(ROUND))
-            self.assertEqual(self.run_tool("check", "-q", "--", name, cwd=self.folder).out, f"{name}: nothing found in 1 line\n")
-            self.assertEqual(self.run_tool("check", "-q", "./" + name, cwd=self.folder).out, f"./{name}: nothing found in 1 line\n")
+            self.assertEqual(self.run_tool("check", "-q", "--", name, cwd=self.folder).out, f"{name}: no errors or warnings in 1 line\n")
+            self.assertEqual(self.run_tool("check", "-q", "./" + name, cwd=self.folder).out, f"./{name}: no errors or warnings in 1 line\n")
 
     def test_names_that_look_like_lists(self):
         for name in ("a,b", "[a,b]", "a b", "check", "help", "'a'", '"a"', "%d{}", "a=b"):
             self.write(name, lines(ROUND))
-            self.assertEqual(self.run_tool("check", "-q", name, cwd=self.folder).out, f"{name}: nothing found in 1 line\n")
+            self.assertEqual(self.run_tool("check", "-q", name, cwd=self.folder).out, f"{name}: no errors or warnings in 1 line\n")
 
 
 if __name__ == "__main__":

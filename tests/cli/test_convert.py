@@ -116,11 +116,11 @@ class Trouble(Convert):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--encoding", "ansi", "-o", "x"),
-                ('one file at a time; what is "b"?', "a", "b", "--encoding", "ansi", "-o", "x"),
-                ("--encoding is missing: ansi or utf16le", "a", "-o", "x"),
+                ('unexpected argument "b"; expected one FILE', "a", "b", "--encoding", "ansi", "-o", "x"),
+                ("--encoding is missing; expected ansi or utf16le", "a", "-o", "x"),
                 ('-o OUT is missing ("-" is the standard output)', "a", "--encoding", "ansi"),
-                ('--encoding: "utf8" is none of ansi, utf16le', "a", "--encoding", "utf8", "-o", "x"),
-                ('--from: "x" is none of auto, ansi, utf16le', "a", "--encoding", "ansi", "--from", "x", "-o", "x"),
+                ('--encoding: invalid value "utf8"; expected ansi or utf16le', "a", "--encoding", "utf8", "-o", "x"),
+                ('--from: invalid value "x"; expected auto, ansi or utf16le', "a", "--encoding", "ansi", "--from", "x", "-o", "x"),
                 ('unknown option "--encodign"; did you mean "--encoding"?', "a", "--encodign", "ansi", "-o", "x")):
             result = self.run_tool("convert", *arguments)
             self.assertEqual((result.code, result.out, result.err),

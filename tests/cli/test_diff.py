@@ -260,9 +260,9 @@ a -> b: 1 line changed, 1 added, 1 removed; 3 meters differ
 class Trouble(Diff):
     def test_usage(self):
         for message, *arguments in (
-                ("two files are expected, OLD and NEW", "a"), ("two files are expected, OLD and NEW", "a", "b", "c"),
+                ("expected two files, OLD and NEW", "a"), ("expected two files, OLD and NEW", "a", "b", "c"),
                 ("only one of the files can be the standard input", "-", "-"),
-                ('--format: "xml" is none of text, json', "a", "b", "--format", "xml"),
+                ('--format: invalid value "xml"; expected text or json', "a", "b", "--format", "xml"),
                 ('unknown option "--exakt"; did you mean "--exact"?', "a", "b", "--exakt")):
             result = self.run_tool("diff", *arguments)
             self.assertEqual((result.code, result.out, result.err), (2, "", f'tramo: diff: {message}\ntramo: try "tramo help diff"\n'))

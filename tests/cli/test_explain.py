@@ -133,15 +133,15 @@ class Fields(ExplainTest):
         self.explain(*sorted(set(names)))
 
     def test_slips(self):
-        self.assert_refused("1:meterSeralNumber", '"meterSeralNumber" is no field of meter subscriber lines; did you mean "meterSerialNumber"?')
+        self.assert_refused("1:meterSeralNumber", 'unknown field "meterSeralNumber" of meter subscriber lines; did you mean "meterSerialNumber"?')
         self.assert_refused("1:513", "meter subscriber lines have the columns 1 to 512")
         self.assert_refused("1:0", "meter subscriber lines have the columns 1 to 512")
-        self.assert_refused("metr subscriber:3", '"metr subscriber" is no kind of lines; did you mean "meter subscriber"?')
-        self.assert_refused("8:3", '"8" is no kind of lines; nor is there such a file: a place in one is FILE:LINE[:COLUMN]')
-        self.assert_refused("ParsDate", '"ParsDate" is no kind of lines, no field and no error; did you mean "ParseDate"?')
-        self.assert_refused("\x1b[31m", r'"\x1b[31m" is no kind of lines, no field and no error')
-        self.assert_refused("key:nothing", '"nothing" is no value of a key line')
-        self.assert_refused("", '"" is no kind of lines, no field and no error')
+        self.assert_refused("metr subscriber:3", 'unknown record kind "metr subscriber"; did you mean "meter subscriber"?')
+        self.assert_refused("8:3", 'unknown record kind "8", and there is no such file; expected KIND:COLUMN, KIND:FIELD or FILE:LINE[:COLUMN]')
+        self.assert_refused("ParsDate", '"ParsDate" is not a record kind, a field or an error; did you mean "ParseDate"?')
+        self.assert_refused("\x1b[31m", r'"\x1b[31m" is not a record kind, a field or an error')
+        self.assert_refused("key:nothing", 'unknown value "nothing" of a key line; "tramo explain key" lists all values')
+        self.assert_refused("", '"" is not a record kind, a field or an error')
 
 
 class Errors(ExplainTest):
@@ -170,9 +170,9 @@ class Errors(ExplainTest):
         self.assertIn("A line has fewer characters than its kind requires.", self.explain("LineTooShort"))
 
     def test_no_codes(self):
-        self.assert_refused("0x002", "the format has no code 0x002")
-        self.assert_refused("0x", '"0x" is no code')
-        self.assert_refused("0x01Bz", '"0x01Bz" is no code')
+        self.assert_refused("0x002", 'unknown error code 0x002; "tramo explain" lists all codes')
+        self.assert_refused("0x", 'invalid error code "0x"; expected a code such as 0x01B')
+        self.assert_refused("0x01Bz", 'invalid error code "0x01Bz"; expected a code such as 0x01B')
 
 
 class Places(ExplainTest):
@@ -220,7 +220,7 @@ class Places(ExplainTest):
         self.write("a:1", lines(METER))
         self.write("1", lines(METER))
         result = self.run_tool("explain", "a:1", cwd=self.folder)
-        self.assertEqual((result.code, result.err.splitlines()[0]), (2, 'tramo: explain: "a:1" is a file; a place in it is FILE:LINE[:COLUMN]'))
+        self.assertEqual((result.code, result.err.splitlines()[0]), (2, 'tramo: explain: "a:1" is a file; expected FILE:LINE[:COLUMN]'))
         self.write("a", lines(METER))
         self.assertTrue(self.run_tool("explain", "a:1", cwd=self.folder).out.startswith("a:1\n\n  check "))
         self.assertEqual(self.run_tool("explain", "1:1", cwd=self.folder).out, self.explain("1:1"))   # a kind before a file
@@ -321,7 +321,7 @@ class Surroundings(ExplainTest):
         self.assert_refused("--markdwn", 'unknown option "--markdwn"; did you mean "--markdown"?')
         result = self.run_tool("explain", "--markdown", "1")
         self.assertEqual(result.code, 2)
-        self.assertIn("it takes no other argument", result.err)
+        self.assertIn("it takes no argument", result.err)
 
     def test_help(self):
         page = self.explain("--help")

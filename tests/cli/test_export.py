@@ -140,7 +140,7 @@ class Jsonl(ExportTest):
         self.assertEqual([row["line"] for row in self.objects(content, "--only", "text")], [3])
         result = self.export(content, "--only", "meter subsciber")
         self.assertEqual(result.code, 2)
-        self.assertIn('--only: "meter subsciber" is none of round, meter subscriber, AMR', result.err)
+        self.assertIn('--only: invalid value "meter subsciber"; expected round, meter subscriber, AMR', result.err)
 
     def test_findings(self):
         content = lines(ROUND, put(METER, 384, b"20241301"), METER[:9])
@@ -259,7 +259,7 @@ class Csv(ExportTest):
         self.assertEqual(self.export(b"", "--bom", form="csv").raw, b"")
         for form in ("jsonl", "sqlite", "xlsx"):
             result = self.export(content, "--bom", "-o", self.path("out"), form=form)
-            self.assertEqual((result.code, result.err), (2, 'tramo: export: --bom: only for --to csv\ntramo: try "tramo help export"\n'))
+            self.assertEqual((result.code, result.err), (2, 'tramo: export: --bom: only with --to csv\ntramo: try "tramo help export"\n'))
 
 
 class Sqlite(ExportTest):
@@ -388,7 +388,7 @@ class Sqlite(ExportTest):
 
     def test_usage(self):
         for options, message in (((), "a database needs a file: -o FILE"),
-                                 (("-o", "db", "--findings", "f"), "--findings: a database has a table of them")):
+                                 (("-o", "db", "--findings", "f"), "--findings: not with --to sqlite: the database has a table of findings")):
             result = self.run_tool("export", "f", "--to", "sqlite", *options)
             self.assertEqual((result.code, result.err), (2, f'tramo: export: {message}\ntramo: try "tramo help export"\n'))
 
@@ -463,9 +463,9 @@ class Program(ExportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'one file at a time; what is "g"?'),
-                (("f",), "--to is missing: jsonl, csv, sqlite, xlsx"), (("f", "--to", "xml"), '--to: "xml" is none of jsonl, csv, sqlite, xlsx'),
-                (("f", "--to", "csv", "--findings", "-"), "--findings: the standard output is taken; name a file, or one for the rows with -o")):
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'unexpected argument "g"; expected one FILE'),
+                (("f",), "--to is missing; expected jsonl, csv, sqlite or xlsx"), (("f", "--to", "xml"), '--to: invalid value "xml"; expected jsonl, csv, sqlite or xlsx'),
+                (("f", "--to", "csv", "--findings", "-"), "--findings and -o are both the standard output; name a file for one of them")):
             result = self.run_tool("export", *arguments)
             self.assertEqual((result.code, result.out, result.err),
                              (2, "", f'tramo: export: {message}\ntramo: try "tramo help export"\n'))

@@ -357,9 +357,9 @@ class Program(ImportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'one file at a time; what is "g"?'), (("f",), "--from is missing: jsonl, csv, sqlite"),
-                (("f", "--from", "jsonl"), "--encoding is missing: ansi, utf16le"),
-                (("f", "--from", "jsonl", "--encoding", "utf8"), '--encoding: "utf8" is none of ansi, utf16le')):
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'unexpected argument "g"; expected one FILE'), (("f",), "--from is missing; expected jsonl, csv or sqlite"),
+                (("f", "--from", "jsonl"), "--encoding is missing; expected ansi or utf16le"),
+                (("f", "--from", "jsonl", "--encoding", "utf8"), '--encoding: invalid value "utf8"; expected ansi or utf16le')):
             result = self.run_tool("import", *arguments)
             self.assertEqual((result.code, result.out, result.err),
                              (2, "", f'tramo: import: {message}\ntramo: try "tramo help import"\n'))

@@ -41,14 +41,14 @@ class Unreadable(CliTest):
     def test_the_other_files_are_still_checked(self):
         self.write("good", GOOD)
         result = self.run_tool("check", "-q", "missing", "good", ".", cwd=self.folder)
-        self.assertEqual(result.out, "good: nothing found in 2 lines\nin all 3 files: nothing found, 2 files not read\n")
+        self.assertEqual(result.out, "good: no errors or warnings in 2 lines\nin all 3 files: no errors or warnings, 2 files not read\n")
         self.assertEqual(result.err, "tramo: missing: No such file or directory\ntramo: .: is a directory\n")
         self.assertEqual(result.code, 2)
 
     def test_link_to_a_file(self):
         self.write("good", GOOD)
         os.symlink("good", os.path.join(self.folder, "link"))
-        self.assertEqual(self.run_tool("check", "-q", "link", cwd=self.folder).out, "link: nothing found in 2 lines\n")
+        self.assertEqual(self.run_tool("check", "-q", "link", cwd=self.folder).out, "link: no errors or warnings in 2 lines\n")
 
     def test_other_encodings(self):
         text = GOOD.decode("latin-1")
@@ -168,7 +168,7 @@ class Pipes(CliTest):
         expected = self.run_tool("check", "samples/round-broken.txt")
         self.assertEqual(result.masked, expected.masked.replace("samples/round-broken.txt", "<stdin>"))
         self.assertEqual(result.code, 1)
-        self.assertEqual(self.run_here("check", "-q", "-", stdin=utf16(GOOD.decode("latin-1"))).out, "<stdin>: nothing found in 2 lines\n")
+        self.assertEqual(self.run_here("check", "-q", "-", stdin=utf16(GOOD.decode("latin-1"))).out, "<stdin>: no errors or warnings in 2 lines\n")
 
     def test_empty_standard_input(self):
         self.assertEqual(self.run_here("check", "-", stdin=b"").findings, ["<stdin>: warning: the file is empty [FileEmpty]"])
@@ -182,19 +182,19 @@ class Pipes(CliTest):
         with open(path, "rb", buffering=0) as file:
             file.read(7)
             done = subprocess.run([TRAMO, "check", "-q", "-"], stdin=file, capture_output=True, env=ENVIRONMENT)
-        self.assertEqual(done.stdout, b"<stdin>: nothing found in 2 lines\n")
+        self.assertEqual(done.stdout, b"<stdin>: no errors or warnings in 2 lines\n")
 
     def test_fifo(self):
         path = os.path.join(self.folder, "fifo")
         os.mkfifo(path)
         writer = subprocess.Popen(["sh", "-c", f"cat '{self.write('f', GOOD)}' > '{path}'"])
-        self.assertEqual(self.run_here("check", "-q", path).out, f"{path}: nothing found in 2 lines\n")
+        self.assertEqual(self.run_here("check", "-q", path).out, f"{path}: no errors or warnings in 2 lines\n")
         writer.wait()
 
     def test_process_substitution(self):
         self.write("f", GOOD)
         done = subprocess.run(["bash", "-c", f"'{TRAMO}' check -q <(cat f)"], capture_output=True, cwd=self.folder, env=ENVIRONMENT)
-        self.assertRegex(done.stdout.decode(), r"^/dev/fd/\d+: nothing found in 2 lines\n$")
+        self.assertRegex(done.stdout.decode(), r"^/dev/fd/\d+: no errors or warnings in 2 lines\n$")
 
     def test_no_place_for_the_copy(self):
         result = self.run_tool("check", "-", stdin=GOOD, env={"TMPDIR": "/nowhere"})

@@ -37,7 +37,7 @@ class Keys(CliTest):
   line  SerialNumber  HardwareVersion  FirmwareVersion  MeterId   ManufacturerId  Version  DeviceType  Mode5            Mode7            WmBusKeyExchangeKey
      1  4C30          2.0              1.0.0            12345678  1090 ABB        21       7 water     ******** 32 hex  ******** 32 hex  ******** 32 hex
      2  4C31          2.0              1.0.0            12345679  1090 ABB        21       7 water     ******** 32 hex  ******** 32 hex  ******** 32 hex
-f: 2 modules, nothing found
+f: 2 modules, no errors or warnings
 """)
         self.assertEqual((result.code, result.err), (0, ""))
 
@@ -100,7 +100,7 @@ f: 2 modules, nothing found
         result = self.run_tool("keys", "a", "b", cwd=self.folder)
         self.assertIn("b:1: warning: serialNumber: same value as in line 2 of a [KeyLineDuplicate]\n", result.out)
         self.assertIn("b:1: warning: wmBusAddress: same value as in line 2 of a [KeyLineDuplicate]\n", result.out)
-        self.assertIn("a: 2 modules, nothing found\n", result.out)
+        self.assertIn("a: 2 modules, no errors or warnings\n", result.out)
 
     def test_unreadable_line(self):
         broken = json.dumps(MODULE).encode()[:-1]
@@ -115,12 +115,12 @@ f: 2 modules, nothing found
 
     def test_lines_of_other_kinds_are_counted(self):
         result = self.keys(key_lines(MODULE, OTHER) + lines(METER))
-        self.assertEqual((result.code, result.err), (0, "tramo: f: 1 line is no key line: 1 meter subscriber\n"))
+        self.assertEqual((result.code, result.err), (0, "tramo: f: 1 line is not a key line: 1 meter subscriber\n"))
 
     def test_samples(self):
         result = self.run_tool("keys", "samples/amr-keys.txt")
         self.assertEqual((result.code, result.out.count("******** 32 hex")), (0, 24))
-        self.assertTrue(result.out.endswith("samples/amr-keys.txt: 8 modules, nothing found\n"))
+        self.assertTrue(result.out.endswith("samples/amr-keys.txt: 8 modules, no errors or warnings\n"))
 
     def test_hostile_text(self):
         result = self.keys(key_lines(MODULE | {"serialNumber": "\x1b[2J\u202e", "hardwareVersion": "\u65e5"}))
@@ -143,7 +143,7 @@ f: 2 modules, nothing found
         self.write("f", key_lines(MODULE))
         result = self.run_tool("keys", "missing", ".", "f", cwd=self.folder)
         self.assertEqual((result.code, result.err), (2, "tramo: missing: No such file or directory\ntramo: .: is a directory\n"))
-        self.assertIn("f: 1 module, nothing found\n", result.out)
+        self.assertIn("f: 1 module, no errors or warnings\n", result.out)
         self.assertEqual(len(self.run_tool("keys", "--format", "json", "missing", "f", cwd=self.folder).json["files"]), 1)
 
     def test_refused_output(self):
@@ -159,7 +159,7 @@ f: 2 modules, nothing found
 
     def test_usage(self):
         for words, message in ((["keys"], "a FILE is missing"), (["keys", "--show-key", "f"], 'did you mean "--show-keys"?'),
-                               (["keys", "--format", "xml", "f"], '"xml" is none of text, json')):
+                               (["keys", "--format", "xml", "f"], 'invalid value "xml"; expected text or json')):
             result = self.run_tool(*words)
             self.assertEqual((result.code, result.out), (2, ""))
             self.assertIn(message, result.err)

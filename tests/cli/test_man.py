@@ -67,7 +67,7 @@ class Manual(CliTest):
     def test_unknown_page(self):
         result = self.run_tool("help", "--man", "chek")
         self.assertEqual((result.code, result.out), (2, ""))
-        self.assertIn('"chek" is no command; did you mean "check"?', result.err)
+        self.assertIn('unknown command "chek"; did you mean "check"?', result.err)
 
     def test_installed(self):
         done = subprocess.run(["cmake", "--install", BUILD, "--component", "tool", "--prefix", self.folder],

@@ -29,7 +29,7 @@ class Text(CliTest):
 
     def test_good_file_has_only_a_summary(self):
         self.assertEqual(self.check(lines(ROUND, METER)).masked, """\
-f: nothing found
+f: no errors or warnings
   read: 2 lines, 1028 bytes, ANSI, in TIME s
   lines:
          1  0  round
@@ -44,7 +44,7 @@ f: nothing found
     def test_quiet(self):
         result = self.check(BROKEN, "-q")
         self.assertEqual((result.out, result.code), ("f: 4 errors, 0 warnings in 3 lines\n", 1))
-        self.assertEqual(self.check(lines(ROUND), "--quiet").out, "f: nothing found in 1 line\n")
+        self.assertEqual(self.check(lines(ROUND), "--quiet").out, "f: no errors or warnings in 1 line\n")
 
     def test_max_findings_lists_some_and_counts_all(self):
         result = self.check(BROKEN, "--max-findings", "3")
@@ -58,10 +58,10 @@ f: nothing found
         self.write("a", BROKEN)
         self.write("b", lines(ROUND))
         result = self.run_tool("check", "a", "b", cwd=self.folder)
-        self.assertIn("\n\nb: nothing found\n", result.out)
+        self.assertIn("\n\nb: no errors or warnings\n", result.out)
         self.assertTrue(result.out.endswith("\n\nin all 2 files: 4 errors, 0 warnings\n"))
         self.assertEqual(self.run_tool("check", "-q", "a", "missing", "b", cwd=self.folder).out,
-                         "a: 4 errors, 0 warnings in 3 lines\nb: nothing found in 1 line\n"
+                         "a: 4 errors, 0 warnings in 3 lines\nb: no errors or warnings in 1 line\n"
                          "in all 3 files: 4 errors, 0 warnings, 1 file not read\n")
 
 

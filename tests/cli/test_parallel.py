@@ -75,7 +75,7 @@ class Parallel(CliTest):
             self.write(f"{i}.txt", lines(METER))
         for command in COMMANDS[-2:]:
             done = self.run_command(command)
-            self.assertEqual((done.returncode, done.stdout.count(": nothing found in 1 line\n")), (0, 5))
+            self.assertEqual((done.returncode, done.stdout.count(": no errors or warnings in 1 line\n")), (0, 5))
 
 
 if __name__ == "__main__":

@@ -311,10 +311,10 @@ class Trouble(Rewrite):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--dry-run"),
-                ('one file at a time; what is "b"?', "a", "b", "--dry-run"),
-                ("either --dry-run or -o OUT is expected", "a"),
-                ("either --dry-run or -o OUT is expected", "a", "--dry-run", "-o", "x"),
-                ('--format: "xml" is none of text, json', "a", "--dry-run", "--format", "xml"),
+                ('unexpected argument "b"; expected one FILE', "a", "b", "--dry-run"),
+                ("expected either --dry-run or -o OUT", "a"),
+                ("expected either --dry-run or -o OUT", "a", "--dry-run", "-o", "x"),
+                ('--format: invalid value "xml"; expected text or json', "a", "--dry-run", "--format", "xml"),
                 ('unknown option "--dryrun"; did you mean "--dry-run"?', "a", "--dryrun")):
             result = self.run_tool("rewrite", *arguments)
             self.assertEqual((result.code, result.out, result.err),

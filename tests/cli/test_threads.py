@@ -76,9 +76,9 @@ class Threads(CliTest):
 
     def test_good_file(self):
         self.write("f", lines(ROUND, METER) * 1000)
-        self.assertEqual(self.assert_same("-q", "f").out, "f: nothing found in 2000 lines\n")
+        self.assertEqual(self.assert_same("-q", "f").out, "f: no errors or warnings in 2000 lines\n")
         for threads in (["-j3"], ["--threads", "64"], ["-j", "0"]):
-            self.assertEqual(self.run_tool("check", "-q", *threads, "f", cwd=self.folder).out, "f: nothing found in 2000 lines\n")
+            self.assertEqual(self.run_tool("check", "-q", *threads, "f", cwd=self.folder).out, "f: no errors or warnings in 2000 lines\n")
 
     def test_one_long_line_among_others(self):
         self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + lines(METER) * 500 + b"1" * 300_000)
@@ -128,12 +128,12 @@ class Threads(CliTest):
         for threads in MANY:
             result = self.run_tool("check", "-q", "-j", threads, "good", "-", stdin=lines(METER), cwd=self.folder,
                                    env={"TMPDIR": os.path.join(self.folder, "missing")})
-            self.assertEqual((result.code, result.out), (3, "good: nothing found in 1 line\n"))
+            self.assertEqual((result.code, result.out), (3, "good: no errors or warnings in 1 line\n"))
 
     def test_numbers_of_threads(self):
         self.write("f", lines(ROUND))
-        for word, message in (("x", '"x" is no number of threads'), ("-1", '"-1" is no number of threads'),
-                              ("1025", "1025 are too many; 1024 is the most")):
+        for word, message in (("x", 'invalid number of threads "x"; expected digits only'), ("-1", 'invalid number of threads "-1"; expected digits only'),
+                              ("1025", "1025 threads are too many; the maximum is 1024")):
             result = self.run_tool("check", f"--threads={word}", "f", cwd=self.folder)
             self.assertEqual((result.code, result.err.splitlines()[0]), (2, f"tramo: check: --threads: {message}"))
         self.assertEqual(self.run_tool("check", "-j1024", "f", cwd=self.folder).code, 0)
@@ -191,7 +191,7 @@ class Lines(CliTest):
         self.write("a", lines(ROUND, METER, METER))
         self.write("b", lines(*[METER] * 1000))
         self.assertEqual(self.run_tool("check", "-q", "--lines", "2-900", "a", "b", cwd=self.folder).out,
-                         "a: nothing found in 2 lines\nb: nothing found in 899 lines\nin all 2 files: nothing found\n")
+                         "a: no errors or warnings in 2 lines\nb: no errors or warnings in 899 lines\nin all 2 files: no errors or warnings\n")
 
     def test_of_the_standard_input(self):
         result = self.run_tool("check", "--lines", "2", "-", stdin=lines(ROUND, put(METER, 507, b"Q")))
@@ -215,9 +215,9 @@ class Lines(CliTest):
         for word in ("0", "x", "3-x", "-3", "3--4", "1,2", "99999999999999999999"):
             result = self.run_tool("check", f"--lines={word}", "f", cwd=self.folder)
             self.assertEqual((result.code, result.err.splitlines()[0]),
-                             (2, f'tramo: check: --lines: "{word}" is no line: 3, 3-5 and 3- are, counted from 1'))
+                             (2, f'tramo: check: --lines: invalid lines "{word}"; expected 3, 3-5 or 3-, counted from 1'))
         result = self.run_tool("check", "--lines=5-3", "f", cwd=self.folder)
-        self.assertEqual(result.err.splitlines()[0], 'tramo: check: --lines: "5-3" ends before it begins')
+        self.assertEqual(result.err.splitlines()[0], 'tramo: check: --lines: invalid lines "5-3"; the last line is before the first')
 
     def test_sum_of_pieces_is_what_is_exported(self):
         self.write("f", damaged(1200, seed=5))

@@ -278,7 +278,7 @@ class Program(WorkbookTest):
 
     def test_usage(self):
         for options, message in (((), "a workbook needs a file: -o FILE"),
-                                 (("-o", "w.xlsx", "--findings", "f"), "--findings: a workbook has a sheet of them")):
+                                 (("-o", "w.xlsx", "--findings", "f"), "--findings: not with --to xlsx: the workbook has a sheet of findings")):
             result = self.run_tool("export", "f", "--to", "xlsx", *options)
             self.assertEqual((result.code, result.err), (2, f'tramo: export: {message}\ntramo: try "tramo help export"\n'))
 
@@ -286,7 +286,7 @@ class Program(WorkbookTest):
         self.workbook(lines(METER))
         result = self.run_tool("import", self.path("w.xlsx"), "--from", "xlsx", "--encoding", "ansi")
         self.assertEqual((result.code, result.out, result.err), (
-            2, "", 'tramo: import: --from: "xlsx" is none of jsonl, csv, sqlite\ntramo: try "tramo help import"\n'))
+            2, "", 'tramo: import: --from: invalid value "xlsx"; expected jsonl, csv or sqlite\ntramo: try "tramo help import"\n'))
 
     def test_keys(self):
         keys = sample("amr-keys.txt")
