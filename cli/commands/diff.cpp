@@ -103,6 +103,11 @@ struct Counts {
     std::uint64_t all() const { return lines[Changed] + lines[Added] + lines[Removed]; }
 };
 
+// JSON keeps these two names for the programs that read them.
+std::string_view inWords(std::string_view name) {
+    return name == "damaged line" ? "malformed line" : name == "line end" ? "line ending" : name;
+}
+
 struct Totals {
     Counts all;
     std::uint64_t meters = 0;
@@ -139,11 +144,12 @@ public:
     void change(const DiffGroup& group, bool isFirst, const LineChange& change) override {
         if (options.summary) return;
         if (isFirst) {
-            const std::string title = group.meter.empty() ? std::string(group.kind) : "meter " + printable(group.meter);
+            const std::string title = group.meter.empty() ? std::string(inWords(group.kind)) : "meter " + printable(group.meter);
             out.print("{}{}{}\n", colours.title, title, colours.off);
         }
         const char* colour = change.what == Changed ? colours.changed : change.what == Added ? colours.added : colours.removed;
-        out.print("  {}{:<7}{}  {}, {}\n", colour, whatNames[change.what], colours.off, kindName(change.line()), place(change));
+        out.print("  {}{:<7}{}  {}, {}\n", colour, whatNames[change.what], colours.off, inWords(kindName(change.line())),
+            place(change));
         if (!change.line().sound) damaged(change.line());
         else if (change.what == Changed || options.full) fields(change);
     }
@@ -153,7 +159,7 @@ public:
         out.print(
             "{}{} -> {}:{} ", colours.title, printable(nameOf(options.oldFile)), printable(nameOf(options.newFile)), colours.off);
         if (totals.all.all() == 0) {
-            out.print("no difference\n");
+            out.print("no differences\n");
             return;
         }
         out.print("{}, {} added, {} removed; {}\n", counted(totals.all.lines[Changed], "line") + " changed",
@@ -161,9 +167,11 @@ public:
             counted(totals.meters, "meter") + (totals.meters == 1 ? " differs" : " differ"));
         out.print("   changed     added   removed\n");
         for (const auto& [kind, counts] : totals.kinds)
-            out.print("  {:>8}  {:>8}  {:>8}  {}\n", counts.lines[Changed], counts.lines[Added], counts.lines[Removed], kind);
+            out.print(
+                "  {:>8}  {:>8}  {:>8}  {}\n", counts.lines[Changed], counts.lines[Added], counts.lines[Removed], inWords(kind));
         if (!totals.fields.empty()) out.print("  fields of changed lines:\n");
-        for (const auto& [field, lines] : totals.fields) out.print("  {:>8}  {} ({})\n", lines, field.second, field.first);
+        for (const auto& [field, lines] : totals.fields)
+            out.print("  {:>8}  {} ({})\n", lines, inWords(field.second), inWords(field.first));
     }
 
 private:
@@ -181,9 +189,9 @@ private:
 
     void fields(const LineChange& change) {
         std::size_t width = 0;
-        for (const FieldChange& field : change.fields) width = std::max(width, field.name.size());
+        for (const FieldChange& field : change.fields) width = std::max(width, inWords(field.name).size());
         for (const FieldChange& field : change.fields) {
-            out.print("      {:<{}}  ", field.name + ":", width + 1);
+            out.print("      {:<{}}  ", fmt::format("{}:", inWords(field.name)), width + 1);
             if (change.what != Changed) out.print("{}\n", words(field, change.what == Added ? field.after : field.before));
             else if (field.secret && field.before == field.after) out.print("differs\n");
             else transition(words(field, field.before), words(field, field.after), width + 9);

@@ -217,7 +217,7 @@ public:
         const auto model = sound ? LineModel::of(*lineKind, line.text) : std::nullopt;
         const RecordKind* kind = model ? &model->kind() : line.text.empty() ? nullptr : recordKind(line.text.front());
         if (!sound)
-            for (const Finding& finding : findings) entry("damaged", sentenceOf(finding));
+            for (const Finding& finding : findings) found(finding);
         if (!kind || (!sound && lineKind != LineKind::Record)) return;
         if (place.column == 0) {
             if (sound)
@@ -227,7 +227,7 @@ public:
             return this->kind(*kind);
         }
         if (place.column > kind->length) {
-            if (!sound) return;  // a place behind the line's last field, which is what was said
+            if (!sound) return;  // a place after the last field: the finding about the line says so
             throw Unreadable{fmt::format("{} lines have the columns 1 to {}", kind->name, kind->length), place.file};
         }
         if (sound) {
@@ -331,14 +331,14 @@ private:
 
     // The fields before the column `first` and from `end` on.
     void neighbours(const RecordKind& kind, int first, int end) {
-        const Field *before = nullptr, *behind = nullptr;
+        const Field *previous = nullptr, *next = nullptr;
         for (const Field& field : kind.fields) {
             if (field.column == 0) continue;
-            if (field.column < first && (!before || field.column > before->column)) before = &field;
-            if (field.column >= end && (!behind || field.column < behind->column)) behind = &field;
+            if (field.column < first && (!previous || field.column > previous->column)) previous = &field;
+            if (field.column >= end && (!next || field.column < next->column)) next = &field;
         }
-        if (before) entry("before", fmt::format("{:<7}  {}", columnsOf(*before), before->name));
-        if (behind) entry("behind", fmt::format("{:<7}  {}", columnsOf(*behind), behind->name));
+        if (previous) entry("previous", fmt::format("{:<7}  {}", columnsOf(*previous), previous->name));
+        if (next) entry("next", fmt::format("{:<7}  {}", columnsOf(*next), next->name));
     }
 
     Output& out;

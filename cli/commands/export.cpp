@@ -302,7 +302,7 @@ private:
         auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
             if (count) complain(fmt::format("{}: {} {} {}", input.name(), counted(count, "line"), count == 1 ? is : are, what));
         };
-        say(damaged, "is", "are", "damaged and exported as text");
+        say(damaged, "is", "are", "malformed and exported as text");
         say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
         say(ignored, "holds", "hold", "text that the exported values do not; see \"tramo check\"");
         const std::string rest = input.unreadRest();

@@ -186,7 +186,8 @@ private:
             for (const wchar_t c : line) bits |= static_cast<unsigned>(c);
             if (bits > 0xFF) refuseCharacter(*std::ranges::find_if(line, [](wchar_t c) { return c > 0xFF; }), row);
         } else if (isBeginning && line.starts_with(L'\xFFFF')) {
-            refuse({0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all behind it could not be read"});
+            refuse(
+                {0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all lines after it could not be read"});
         }
         if (lines == 0 && isBeginning && beginsLikeMark(line, options.encoding))
             report({0, "the file begins with characters that are taken for a byte order mark of another encoding"});

@@ -42,10 +42,10 @@ of change:
   "N" becomes "1"               another code, or another value
   is not written                the field becomes blank
   is written                    a blank field is filled
-  a zero is written behind it   alarm flags bring one along
+  a zero is written after it   alarm flags bring one along
   cannot be read                the text is no value of the field
   is read in part               the rest of the text vanishes
-  columns outside of fields     what stands there is not read
+  columns outside of fields     the text there is not read
 
 A change is a loss if reading the new line gives another value, or if text
 disappears that no value holds. A line with a loss is reported and copied
@@ -102,7 +102,10 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-// What is told of a piece: its name for programs, and the words for people.
+// A last line without a line ending, as JSON names it.
+constexpr const char* noLineEnd = "no line end";
+
+// A kind of change: its name for programs, and the words for people.
 struct Wording {
     const char *name, *words;
 };
@@ -114,8 +117,8 @@ constexpr Wording wordings[] = {
     {"filled", "is written"},
     {"changed", "becomes another value"},
     {"respelled", "is written in another form"},
-    {"zeroBehind", "a zero is written behind it"},
-    {"outsideFields", "what stands there is not read"},
+    {"zeroBehind", "a zero is written after it"},
+    {"outsideFields", "the text there is not read"},
 };
 
 // Changes of one sort, counted.
@@ -229,7 +232,7 @@ private:
     }
 
     void lineEnd(const Line& line) {
-        const char* what = line.lineFeed ? "LF alone" : line.carriageReturn ? "CR alone" : "no line end";
+        const char* what = line.lineFeed ? "LF alone" : line.carriageReturn ? "CR alone" : noLineEnd;
         LineSort& sort = lineEnds[what];
         if (sort.lines++ == 0) sort.line = line.number;
     }
@@ -316,7 +319,7 @@ void printText(Output& out, const Rewriter& done) {
             if (sort.example.loses == losses) row(sort.lines, sentence(sort));
         if (!losses)
             for (const auto& [end, sort] : done.lineEnds)
-                row(sort.lines, fmt::format("{} becomes CR LF; line {}", end, sort.line));
+                row(sort.lines, fmt::format("{} becomes CR LF; line {}", end == noLineEnd ? "no line ending" : end, sort.line));
     };
     section(true);
     section(false);

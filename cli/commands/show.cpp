@@ -158,7 +158,8 @@ public:
         heading(line, kind, sound);
         if (options.raw || !sound) {
             if (isSecret && !line.text.empty())
-                out.print("  {}its text is not shown, for it may hold keys (--show-keys){}\n", colours.faint, colours.off);
+                out.print(
+                    "  {}its text is not shown, because it may hold keys; --show-keys shows it{}\n", colours.faint, colours.off);
             else if (line.whole) ruled(*line.whole);
             else if (!line.text.empty()) ruled(line.text, 0);
             for (const Finding& finding : findings) tell(finding, 2, true);
@@ -182,17 +183,17 @@ private:
     void heading(const Line& line, std::optional<LineKind> kind, bool sound) {
         if (anyShown) out.print("\n");
         anyShown = true;
-        const std::string name = sound ? nameOfSound(*kind) : nameOfDamaged(line.text, kind);
+        const std::string name = sound ? nameOfSound(*kind) : nameOfMalformed(line.text, kind);
         out.print("{}{}:{}  {}{}\n", colours.heading, printable(nameOf(options.file)), line.number, name, colours.off);
     }
 
     std::string nameOfSound(LineKind kind) const { return model ? model->kind().name : shapeOf(kind).name; }
 
-    static std::string nameOfDamaged(std::wstring_view text, std::optional<LineKind> kind) {
+    static std::string nameOfMalformed(std::wstring_view text, std::optional<LineKind> kind) {
         if (text.empty()) return "empty line";
-        if (!kind) return "line of unknown kind";
+        if (!kind) return "line of unknown type";
         const RecordKind* record = *kind == LineKind::Record ? recordKind(text.front()) : nullptr;
-        return std::string("damaged ") + (record ? record->name : shapeOf(*kind).name) + " line";
+        return std::string("malformed ") + (record ? record->name : shapeOf(*kind).name) + " line";
     }
 
     bool isChosen(const Field& field) const {

@@ -302,7 +302,7 @@ public:
         isFirst = false;
         out.print("{}\n  lines {}\n", title, stats.lines);
         for (const auto& [name, count] : stats.byKind) row(count, name);
-        if (stats.notRead) row(stats.notRead, "of them damaged, not read");
+        if (stats.notRead) row(stats.notRead, "of them malformed, not read");
         if (stats.unreadableFields) row(stats.unreadableFields, "unreadable values, taken as absent");
         if (stats.meters[SerialNumbers::Known].all) printMeters(stats);
         if (stats.modules[SerialNumbers::Known].all) {

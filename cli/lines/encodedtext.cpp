@@ -89,7 +89,7 @@ void EncodedText::flush() {
     bytes.clear();
 }
 
-// Of a key line no character is shown.
+// Characters of key lines are never shown.
 void EncodedText::note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (holds(text[at])) continue;
@@ -109,7 +109,7 @@ void EncodedText::complain() const {
     for (const std::string& message : messages) cli::complain(message);
     if (misfits > messages.size()) cli::complain(fmt::format("... and {} more", misfits - messages.size()));
     if (misfits == 0 && looksLikeUtf16)
-        cli::complain(name + ": the text begins with the characters FF FE, which in ANSI are the mark of UTF-16");
+        cli::complain(name + ": the text begins with the characters FF FE, which would make an ANSI file look like UTF-16");
 }
 
 void EncodedText::commit() {

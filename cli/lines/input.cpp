@@ -55,11 +55,11 @@ bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::stri
     if (choice == EncodingChoice::Auto)
         for (const Mark& mark : refusedMarks)
             if (sample.starts_with(mark.bytes))
-                throw Unreadable{fmt::format("begins with the byte order mark of {}; {}", mark.name, readableEncodings)};
+                throw Unreadable{fmt::format("begins with the byte order mark (BOM) of {}; {}", mark.name, readableEncodings)};
     if (sample.starts_with(utf16leMark)) return true;
     if (const std::string why = whyUnmarkedUtf16(sample, file); !why.empty()) throw Unreadable{why};
     if (choice == EncodingChoice::Utf16le)
-        throw Unreadable{"does not begin with the byte order mark FF FE, without which no file can be read as UTF-16"};
+        throw Unreadable{"does not begin with the byte order mark (BOM) FF FE, which UTF-16 files need"};
     return false;
 }
 
@@ -70,7 +70,7 @@ std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bo
     for (Line line; reader.next(line);)
         if (isAll || line.lineFeed) census.add(line.text);
     if (census.lines() == 0 && !isAll)
-        throw Unreadable{fmt::format("has no line end in its first {} bytes; it is no exchange file", sample.size())};
+        throw Unreadable{fmt::format("has no line ending in its first {} bytes; it is not an exchange file", sample.size())};
     return census.prevailing();
 }
 
@@ -110,17 +110,17 @@ void Input::open(EncodingChoice choice) {
     } catch (const std::system_error& failure) { throw Unreadable{failure.code().message()}; }
 }
 
-// To where lines of the format's length put the first one of the range. What is between its two borders is the range, in
-// however many lines a damage has cut it. Without a line end at a border nothing is known.
+// Jumps to where lines of the format's length put the first line of the range. The text between the two borders is the range,
+// even if malformed lines split it into more or fewer lines. A border must follow a line ending.
 void Input::seek() {
     const std::size_t length = prevailing ? shapeOf(*prevailing).length : 0;
-    if (length == 0) throw Unreadable{"does not begin with lines of one length; without --seek lines are counted"};
+    if (length == 0) throw Unreadable{"does not begin with lines of one length; omit --seek to count lines instead"};
     const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? utf16leMark.size() : 0, stride = (length + 2) * width;
     const std::uint64_t lines = (std::max(size, begin) - begin + stride - 1) / stride;
     const auto before = static_cast<std::uint64_t>(range.first) - 1, last = static_cast<std::uint64_t>(range.last);
     auto find = [&](TextFile& in, std::uint64_t linesBefore) {
         if (!in.goTo(begin + linesBefore * stride, static_cast<long long>(linesBefore)))
-            throw Unreadable{fmt::format("line {} does not begin behind {} of {} bytes; without --seek lines are counted",
+            throw Unreadable{fmt::format("line {} does not begin after {} of {} bytes; omit --seek to count lines instead",
                 linesBefore + 1, counted(linesBefore, "line"), stride)};
     };
     if (before > 0 && before >= lines)

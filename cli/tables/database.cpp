@@ -42,7 +42,7 @@ Database::Database(const std::string& path, std::string calledName, Access wante
         expect(answer, SQLITE_OK);
         if (access != Alone) return;
         if (sqlite3_db_readonly(database, "main") != 0)
-            throw Unreadable{"has changes in a file \"-wal\" beside it, which only those can read who may write to the database"};
+            throw Unreadable{"has changes in its file \"-wal\"; only users who may write to the database can read them"};
         sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA query_only = ON");
     } catch (...) {

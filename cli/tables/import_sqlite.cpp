@@ -35,7 +35,7 @@ public:
             const auto table = std::ranges::find(tables(), name, &Table::identifier);
             if (table != tables().end()) open(*table);
         }
-        if (readers.empty()) throw Unreadable{"has no table of lines; the database is no export"};
+        if (readers.empty()) throw Unreadable{"has no table of lines; the database is not an export"};
     }
 
     bool next(Row& row) override {
@@ -117,7 +117,7 @@ private:
 
     // SQLite would say of many things only that it cannot open them.
     static const std::string& checked(const std::string& path) {
-        if (path == "-") throw Unreadable{"a database is no stream; name its file"};
+        if (path == "-") throw Unreadable{"a database cannot be read from a stream; name its file"};
         std::error_code error;
         if (!std::filesystem::exists(pathOf(path), error)) throw Unreadable{error ? error.message() : reasonOf(ENOENT)};
         return path;

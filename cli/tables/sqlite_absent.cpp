@@ -8,7 +8,7 @@ namespace tramo::cli {
 namespace {
 
 WrongUsage refusal(const char* option) {
-    return {std::string(option) + ": this tramo has been built without SQLite, and knows no databases"};
+    return {std::string(option) + ": this tramo was built without SQLite and cannot read or write databases"};
 }
 
 }  // namespace

@@ -109,7 +109,7 @@ class Refused(Convert):
             ": 5 characters from line 2 on cannot be read, because that line begins with U+FFFF"])
 
     def test_ansi_that_would_be_taken_for_utf16(self):
-        self.assert_refused(utf16("\xff\xfe"), ": the text begins with the characters FF FE, which in ANSI are the mark of UTF-16")
+        self.assert_refused(utf16("\xff\xfe"), ": the text begins with the characters FF FE, which would make an ANSI file look like UTF-16")
 
 
 class Trouble(Convert):

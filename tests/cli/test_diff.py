@@ -20,7 +20,7 @@ class Diff(CliTest):
 
     def assert_equal(self, old, new, *options):
         result = self.diff(old, new, *options)
-        self.assertEqual((result.out, result.err, result.code), ("a -> b: no difference\n", "", 0))
+        self.assertEqual((result.out, result.err, result.code), ("a -> b: no differences\n", "", 0))
 
     def assert_changes(self, old, new, expected, *options):
         """The report but for its summary."""
@@ -165,8 +165,8 @@ meter M00000000001
         self.assert_changes(lines(ROUND, meter(1), b"1 cut"), lines(ROUND, meter(1)[:300], b"1 cut"), """\
 meter M00000000001
   removed  meter subscriber, line 2
-damaged line
-  added    damaged line, line 2
+malformed line
+  added    malformed line, line 2
       %s...
 """ % ('"' + meter(1)[:60].decode("latin-1") + '"'))
 
@@ -188,7 +188,7 @@ class Exact(Diff):
         self.assert_field(old, new, 'subscriberCardOrder:  "1   " -> "   1"', "--exact")
         self.assert_field(put(INFORMATION, 100, b"ab"), put(INFORMATION, 100, b"cd"), 'columns 100-101:  "ab" -> "cd"', "--exact")
         out = self.diff(ROUND + b"\n", ROUND + b"\r\n", "--exact").out
-        self.assertIn("      line end:  LF -> CR LF\n", out)
+        self.assertIn("      line ending:  LF -> CR LF\n", out)
 
     def test_fields_that_share_columns_are_named_once(self):
         self.assert_field(put(AMR, 232, b"0.5       "), put(AMR, 232, b"0,5       "), 'pulseWeight:  "0.5       " -> "0,5       "', "--exact")

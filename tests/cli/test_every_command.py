@@ -259,7 +259,7 @@ class GrowingFile(EveryCommandTest):
 
     # What is said of a last line that is there in part, and the exit code.
     IN_PART = {
-        "export": (1, r"tramo: growing: 1 line is damaged and exported as text\n"),
+        "export": (1, r"tramo: growing: 1 line is malformed and exported as text\n"),
         "import": (2, r"tramo: growing:(\d+):\d+: [^\n]+\n"),
         "rewrite": (1, r"tramo: growing:(\d+): line has \d+ characters?, expected 512 [^\n]+\n"
                        r"tramo: growing: \d+ of \d+ lines changed, 1 malformed line copied\n"),

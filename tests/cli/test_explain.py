@@ -76,8 +76,8 @@ class Fields(ExplainTest):
         self.assertEqual(field["0x01B"], "ParseDate, when its text is invalid; reported at column 194, "
                                          "where meterHistory3ReadingType stands")
         self.assertEqual(field["0x115"], "BuildDate, when it cannot be written; reported at column 195")
-        self.assertEqual(field["before"], "194      meterHistory3ReadingType")
-        self.assertEqual(field["behind"], "203-212  meterHistory3Consumption")
+        self.assertEqual(field["previous"], "194      meterHistory3ReadingType")
+        self.assertEqual(field["next"], "203-212  meterHistory3Consumption")
 
     def test_types(self):
         for place, words in {"1:2": "integer of 32 bits", "1:438": "integer of 64 bits",
@@ -120,7 +120,7 @@ class Fields(ExplainTest):
         self.assertTrue(self.explain("1:1").startswith("meter subscriber, column 1: the letter of its kind\n"))
         out = self.explain("tag:23")
         self.assertTrue(out.startswith("tag, column 23: no field\n"))
-        self.assertIn("  before    3-22     label\n", out)
+        self.assertIn("  previous  3-22     label\n", out)
 
     def test_shown_fields(self):
         out = self.explain("2:previousAlarmLeakCurrent")
@@ -193,17 +193,17 @@ class Places(ExplainTest):
         self.assertTrue(result.out.startswith('f:2\n\n  error     meterHistory3ReadingDate: invalid date "20231340"'))
         self.assertIn('\n  error     meterFluidType: invalid code "Q"', result.out)
         self.assertTrue(result.out.endswith("\n\n" + meter))
-        self.assertEqual(self.run_tool("explain", "f:3", cwd=self.folder).out, "f:3\n\n  damaged   line has 513 characters, expected 512 [LineTooLong]: "
+        self.assertEqual(self.run_tool("explain", "f:3", cwd=self.folder).out, "f:3\n\n  error     line has 513 characters, expected 512 [LineTooLong]: "
                          "1 too many, a space; without its first character, it has no errors or warnings\n")
         out = self.run_tool("explain", "f:4", cwd=self.folder).out
-        self.assertTrue(out.startswith("f:4\n\n  damaged   line has 300 characters, expected 512 [LineTooShort]"))
+        self.assertTrue(out.startswith("f:4\n\n  error     line has 300 characters, expected 512 [LineTooShort]"))
         self.assertTrue(out.endswith("\n\n" + meter))
         self.assertIn("  error     the last line has no line ending [LineEndMissing]", self.run_tool("explain", "f:5", cwd=self.folder).out)
 
     def test_a_column_that_is_too_many(self):
         self.write("f", lines(METER, METER + b"x"))
         out = self.run_tool("explain", "f:2:513", cwd=self.folder).out
-        self.assertEqual(out, "f:2:513\n\n  damaged   line has 513 characters, expected 512 [LineTooLong]: 1 too many; without its last "
+        self.assertEqual(out, "f:2:513\n\n  error     line has 513 characters, expected 512 [LineTooLong]: 1 too many; without its last "
                          "character, it has no errors or warnings\n")
 
     def test_a_character_at_fault(self):
@@ -234,7 +234,7 @@ class Places(ExplainTest):
     def test_damaged_lines(self):
         self.write("f", lines(METER, METER[:300], METER))
         out = self.run_tool("explain", "f:2:195", cwd=self.folder).out
-        self.assertIn("  damaged   line has 300 characters, expected 512 [LineTooShort]", out)
+        self.assertIn("  error     line has 300 characters, expected 512 [LineTooShort]", out)
         self.assertTrue(out.endswith(self.explain("1:195")))
 
     def test_places_that_are_not_there(self):

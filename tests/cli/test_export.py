@@ -88,7 +88,7 @@ class Jsonl(ExportTest):
             {"line": 2, "kind": "text", "text": METER[:80].decode("latin-1")}, {"line": 3, "kind": "text", "text": ""},
             {"line": 4, "kind": "text", "text": "x" + METER[1:].decode("latin-1")}])
         self.assertEqual((result.code, result.err),
-                         (1, f"tramo: {self.path('f')}: 3 lines are damaged and exported as text\n"))
+                         (1, f"tramo: {self.path('f')}: 3 lines are malformed and exported as text\n"))
 
     def test_unread_texts_are_told(self):
         result = self.export(lines(put(METER, 384, b"20241301")))

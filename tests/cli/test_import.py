@@ -176,7 +176,7 @@ class Jsonl(ImportTest):
     def test_characters_that_spoil_the_file(self):
         for kind, field in (("text", "text"), ("tag", "code")):
             row = json.dumps({"kind": kind, field: "\uffff"})
-            message = "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all behind it could not be read"
+            message = "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all lines after it could not be read"
             self.assert_refused('{"kind":"tag"}\n' + row, f"2:{row.index(': ', 10) + 3}: {message}", encoding="utf16le")
         self.assertEqual(self.load('{"kind":"text","text":"x\\uffff"}', encoding="utf16le").code, 0)
         message = "1:23: the file begins with characters that are taken for a byte order mark of another encoding"
@@ -316,7 +316,7 @@ class Sqlite(ImportTest):
 
     def test_refused(self):
         for statements, why in (
-                (("CREATE TABLE notes (line, a)",), "has no table of lines; the database is no export"),
+                (("CREATE TABLE notes (line, a)",), "has no table of lines; the database is not an export"),
                 (("CREATE TABLE tag (line, lable)",), 'tag: unknown field "lable"'),
                 (("CREATE TABLE tag (a)",), "as a SQLite database: no such column: line"),
                 (("CREATE TABLE tag (line, label)", "INSERT INTO tag VALUES (4, 'a\\b')"),
@@ -346,7 +346,7 @@ class Sqlite(ImportTest):
 
     def test_no_stream(self):
         result = self.run_tool("import", "-", "--from", "sqlite", "--encoding", "ansi")
-        self.assertEqual((result.code, result.err), (2, "tramo: <stdin>: a database is no stream; name its file\n"))
+        self.assertEqual((result.code, result.err), (2, "tramo: <stdin>: a database cannot be read from a stream; name its file\n"))
 
 
 class Program(ImportTest):

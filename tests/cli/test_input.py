@@ -56,7 +56,7 @@ class Unreadable(CliTest):
                               (b"\xff\xfe\0\0" + text.encode("utf-32-le"), "UTF-32 (FF FE 00 00)"),
                               (b"\0\0\xfe\xff" + text.encode("utf-32-be"), "big-endian UTF-32 (00 00 FE FF)")):
             self.write("f", content)
-            self.assert_unreadable("f", f"begins with the byte order mark of {name}; {READABLE}")
+            self.assert_unreadable("f", f"begins with the byte order mark (BOM) of {name}; {READABLE}")
 
     def unmarked(self, file, *options, stdin=b""):
         """The command that is advised."""
@@ -101,12 +101,12 @@ class Unreadable(CliTest):
 
     def test_utf16_asked_for_without_mark(self):
         self.write("f", GOOD)
-        self.assert_unreadable("f", "does not begin with the byte order mark FF FE, without which no file can be read as UTF-16",
+        self.assert_unreadable("f", "does not begin with the byte order mark (BOM) FF FE, which UTF-16 files need",
                                "--encoding", "utf16le")
 
     def test_no_line_end_far_and_wide(self):
         self.write("f", b"1" * 300000)
-        self.assert_unreadable("f", "has no line end in its first 262144 bytes; it is no exchange file")
+        self.assert_unreadable("f", "has no line ending in its first 262144 bytes; it is not an exchange file")
 
 
 class Encodings(CliTest):

@@ -91,7 +91,7 @@ f: 0 of 4 lines would change
                            'line 1: "12\\x00\\x00" becomes "  12"', after=put(METER, 2, b"  12"))
 
     def test_white_space_outside_of_all_fields(self):
-        self.assert_change(put(LOCATED, 100, b"\t"), 'outside of fields (extended data), column 100: what stands there is not read; '
+        self.assert_change(put(LOCATED, 100, b"\t"), 'outside of fields (extended data), column 100: the text there is not read; '
                            'line 1: "\\x09" becomes blank', after=LOCATED)
 
     def test_line_ends(self):
@@ -100,7 +100,7 @@ f: 0 of 4 lines would change
 f: 2 of 3 lines would change
   changes:
          1  LF alone becomes CR LF; line 1
-         1  no line end becomes CR LF; line 3
+         1  no line ending becomes CR LF; line 3
 """)
         self.assertEqual(self.rewrite(content), lines(ROUND, METER, AMR))
 
@@ -177,12 +177,12 @@ class Losses(Rewrite):
     def test_zero_behind_alarm_flags(self):
         line = put(put(AMR, 286, b"0000"), 290, b" " * 64)
         self.assertEqual(line[251:259].strip().isdigit(), True)   # the previous reading has a date
-        self.assert_loss(line, 'previousAlarms (AMR), column 290: a zero is written behind it; line 1: blank becomes "\\x00"',
+        self.assert_loss(line, 'previousAlarms (AMR), column 290: a zero is written after it; line 1: blank becomes "\\x00"',
                          forced=put(line, 290, b"\0"))
 
     def test_text_outside_of_all_fields(self):
         self.assert_loss(put(INFORMATION, 2, b"   60     " + b"x" * 50),
-                         'outside of fields (record information), columns 12-61: what stands there is not read; '
+                         'outside of fields (record information), columns 12-61: the text there is not read; '
                          'line 1: "' + "x" * 40 + '"... is outside all fields: it is ignored',
                          forced=put(INFORMATION, 2, b"   60     " + b" " * 50))
 

@@ -266,7 +266,7 @@ class Damaged(ShowTest):
     def test_short(self):
         result = self.show(lines(ROUND, METER[:300], ROUND), "2")
         self.assertEqual(result.code, 1)
-        self.assertTrue(result.out.startswith("f:2  damaged meter subscriber line\n"))
+        self.assertTrue(result.out.startswith("f:2  malformed meter subscriber line\n"))
         self.assertIn("     1  1   1ABONN\u00c9 0001", result.out)
         self.assertIn("error: line has 300 characters, expected 512 [LineTooShort]", result.out)
 
@@ -276,7 +276,7 @@ class Damaged(ShowTest):
 
     def test_unknown_letter(self):
         out = self.show(lines(ROUND, put(METER, 1, b"8"), ROUND), "2").out
-        self.assertTrue(out.startswith("f:2  damaged record line\n"))
+        self.assertTrue(out.startswith("f:2  malformed record line\n"))
         self.assertIn('error: column 1: unknown record letter "8"', out)
 
     def test_empty(self):
@@ -284,7 +284,7 @@ class Damaged(ShowTest):
 
     def test_unknown_kind(self):
         out = self.show(lines(b"hello"), "1").out
-        self.assertTrue(out.startswith("f:1  line of unknown kind\n"))
+        self.assertTrue(out.startswith("f:1  line of unknown type\n"))
         self.assertIn("     1  hello\n", out)
 
 

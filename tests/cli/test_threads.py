@@ -282,12 +282,12 @@ class Seek(CliTest):
 
     def test_without_a_line_end_at_a_border_nothing_is_known(self):
         self.write("f", lines(METER, METER[:-1], METER, METER))
-        self.assert_refused("3", "line 3 does not begin behind 2 lines of 514 bytes; without --seek lines are counted")
-        self.assert_refused("1-2", "line 3 does not begin behind 2 lines of 514 bytes; without --seek lines are counted")
-        self.assert_refused("2-3", "line 4 does not begin behind 3 lines of 514 bytes; without --seek lines are counted",
+        self.assert_refused("3", "line 3 does not begin after 2 lines of 514 bytes; omit --seek to count lines instead")
+        self.assert_refused("1-2", "line 3 does not begin after 2 lines of 514 bytes; omit --seek to count lines instead")
+        self.assert_refused("2-3", "line 4 does not begin after 3 lines of 514 bytes; omit --seek to count lines instead",
                             ("export", "--to", "jsonl"))
         self.write("f", METER + b"\n" + METER + b"\n")
-        self.assert_refused("2", "line 2 does not begin behind 1 line of 514 bytes; without --seek lines are counted")
+        self.assert_refused("2", "line 2 does not begin after 1 line of 514 bytes; omit --seek to count lines instead")
 
     def test_beyond_the_end(self):
         self.write("f", lines(ROUND, METER, METER))
@@ -296,7 +296,7 @@ class Seek(CliTest):
 
     def test_needs_lines_of_one_length(self):
         self.write("f", sample("amr-keys.txt"))
-        self.assert_refused("2-3", "does not begin with lines of one length; without --seek lines are counted")
+        self.assert_refused("2-3", "does not begin with lines of one length; omit --seek to count lines instead")
 
     def test_of_the_standard_input(self):
         result = self.run_tool("check", "--lines", "2", "--seek", "-", stdin=lines(ROUND, put(METER, 507, b"Q")))
@@ -384,7 +384,7 @@ class Exports(CliTest):
             with self.subTest(options=options):
                 code, out, err, files = self.assert_same("f", *options)
                 self.assertEqual(code, 1)
-                self.assertRegex(err, r"tramo: \S+: \d+ lines (are damaged|have fields)")
+                self.assertRegex(err, r"tramo: \S+: \d+ lines (are malformed|have fields)")
                 self.assertEqual(bool(out), not files)
 
     def test_utf16_that_ends_early(self):
