@@ -106,7 +106,7 @@ public:
     Explainer(Output& to, bool colour) : out(to), colours(colour ? terminal : none), width(terminalWidth(stdout)) {}
 
     void overview() {
-        heading("Kinds of lines");
+        heading("Record kinds");
         for (const RecordKind* kind : allKinds())
             out.print("  {}  {:<18}  {:<27}  {:>3} characters, {} fields\n", letterOf(*kind), kind->name, kind->model,
                 kind->length, kind->fields.size());
@@ -147,10 +147,9 @@ public:
             out.print("  {:>5}  {:<27}  {}\n", i++, value.name, keyType(value));
         out.print("\n");
         entry("reading",
-            "The text is one JSON object, with a \";\" before it or not. Members of other names are passed over, and so are values of "
+            "The text is one JSON object, with a \";\" before it or not. Members with other names are ignored, and so are values of "
             "other types and all but the first member of a name.");
-        entry("missing",
-            "Every value that is absent is reported as MandatoryMissing 0x201, with its index in the place of a column.");
+        entry("missing", "Every value that is absent is reported as MandatoryMissing 0x201, with its index instead of a column.");
         entry("absent", "An absent text is empty, an absent number is -1.");
     }
 
@@ -171,7 +170,7 @@ public:
         entry("special", particulars);
         for (std::size_t number = 0; const std::string_view flag : flagsOf(kind, field))
             ++number, entry(number == 1 ? "flags" : "", fmt::format("{:>2} {}", number, flag));
-        entry("missing", field.mandatory.empty() ? "is no error" : "");
+        entry("missing", field.mandatory.empty() ? "is not an error" : "");
         for (const ErrorReport& report : reportsOf(kind, field)) entry(hex(report.error.code), words(field, report));
         if (!field.label.empty() && field.label != field.name) entry("label", fmt::format("{} in dumps", field.label));
         neighbours(kind, field);
@@ -189,7 +188,7 @@ public:
         const bool isLetter = column == 1 && kind.letter != 0;
         heading(fmt::format("{}, column {}: {}", kind.name, column, isLetter ? "the letter of its kind" : "no field"));
         out.print("\n");
-        if (isLetter) entry("letter", letterOf(kind) + "; \"tramo explain\" lists those of the other kinds");
+        if (isLetter) entry("letter", letterOf(kind) + "; \"tramo explain\" lists the letters of all kinds");
         else entry("writing", "a blank");
         neighbours(kind, column, column + 1);
     }
@@ -254,14 +253,14 @@ public:
                     wrapped(fmt::format("  {:>7}  {:<32}  ", columnsOf(field), field.name), elsewhere(field, report));
                 }
         }
-        if (!any) entry("reported", "at column 0, for the whole line; by no field");
+        if (!any) entry("reported", "at column 0, for the whole line, not for a field");
     }
 
     void rule(const Rule& rule) {
         heading(std::string(rule.name));
         out.print("\n");
         entry("meaning", rule.description);
-        entry("found", "by tramo check; the format has no code for it");
+        entry("found", "only by tramo check; the format has no code for it");
     }
 
     void gap() {
@@ -293,14 +292,14 @@ private:
 
     static std::string keyType(const KeyValue& value) {
         if (!value.text) return "integer of 32 bits";
-        return value.secret ? "text, a key: shown only on demand" : "text";
+        return value.secret ? "text, a key: masked by default" : "text";
     }
 
     // Where an error is reported, if not at the field's own column.
     static std::string elsewhere(const Field& field, const ErrorReport& report) {
         std::string words;
         if (report.error.column != field.column)
-            words = fmt::format("reported at column {}, where {} stands", report.error.column, report.neighbours);
+            words = fmt::format("reported at column {}, the column of {}", report.error.column, report.neighbours);
         if (!report.particulars.empty()) words += (words.empty() ? "" : "; ") + report.particulars;
         return words;
     }

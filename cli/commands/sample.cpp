@@ -217,7 +217,7 @@ bool tellMissing(const Options& options, const LineWriter& writer) {
     const bool anything = missing.size() < options.kinds.size() || options.kinds.empty();
     if (!missing.empty())
         complain(fmt::format("this round has no line of the kind {}{}{}", fmt::join(missing, ", "),
-            options.returned ? "" : "; --returned or more --meters may bring some", anything ? "" : ": nothing was written"));
+            options.returned ? "" : "; try --returned or a larger --meters", anything ? "" : ": nothing was written"));
     return anything;
 }
 

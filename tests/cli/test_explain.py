@@ -72,9 +72,9 @@ class Fields(ExplainTest):
         self.assertEqual(field["type"], "date YYYYMMDD")
         self.assertEqual(field["default"], "no date (0)")
         self.assertEqual(field["written"], "when its history slot has a date and a consumption of 0 or more")
-        self.assertEqual(field["missing"], "is no error")
+        self.assertEqual(field["missing"], "is not an error")
         self.assertEqual(field["0x01B"], "ParseDate, when its text is invalid; reported at column 194, "
-                                         "where meterHistory3ReadingType stands")
+                                         "the column of meterHistory3ReadingType")
         self.assertEqual(field["0x115"], "BuildDate, when it cannot be written; reported at column 195")
         self.assertEqual(field["previous"], "194      meterHistory3ReadingType")
         self.assertEqual(field["next"], "203-212  meterHistory3Consumption")
@@ -104,7 +104,7 @@ class Fields(ExplainTest):
         self.assertEqual(self.entries("0:2")["0x201"], "MandatoryMissing, when it is empty; reported at column 2")
         self.assertEqual(self.entries("1:156")["0x202"], "MandatoryInconsistent, when its history slot has a type, a date and a "
                          "consumption of 0 or more; reported at column 156; listed among the parse errors; valid lines report it, too")
-        self.assertEqual(self.entries("4:85")["0x201"], "MandatoryMissing, when it is below 0; reported at column 96, where backflowAlarm stands")
+        self.assertEqual(self.entries("4:85")["0x201"], "MandatoryMissing, when it is below 0; reported at column 96, the column of backflowAlarm")
 
     def test_fields_that_share_their_columns_are_all_told(self):
         out = self.explain("2:232")
@@ -153,7 +153,7 @@ class Errors(ExplainTest):
 
     def test_every_field_that_reports_it(self):
         out = self.explain("0x01B")
-        self.assertRegex(out, r"(?m)^  499-506  roundImportDate +reported at column 8, where code stands$")
+        self.assertRegex(out, r"(?m)^  499-506  roundImportDate +reported at column 8, the column of code$")
         self.assertRegex(out, r"(?m)^  384-391  meterPreviousReadingDate$")
         self.assertEqual(len(re.findall(r"^ +\d+(?:-\d+)?  \w", out, re.M)), 12)
 
@@ -162,7 +162,7 @@ class Errors(ExplainTest):
         for code in CODES:
             out = self.explain(f"0x{code:03X}")
             self.assertRegex(out, rf"^0x{code:03X} [A-Z]\w+: ")
-            if "by no field" in out:
+            if "not for a field" in out:
                 of_no_field.add(code)
         self.assertEqual(of_no_field, {0x015, 0x203})
 
