@@ -3,11 +3,96 @@ import os
 import re
 import subprocess
 import unittest
-from support import ENVIRONMENT, ROOT, TRAMO, CliTest
+from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
 
 # What the first two examples of each page exit with. 1: there is something to be found in that file.
 CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
          "keys": [0, 0], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
+
+# Words that users take for a riddle, each with the term that is said instead.
+RETIRED = {
+    "tells": "reports, lists, describes", "told": "reported", "made-up": "sample", "anew": "normalize, overwrite",
+    "plain file": "regular file", "what is no": "a main clause", "(?<!there )is no": "is not", "(?<!there )are no": "are not", "is none of": "expected a, b or c",
+    "nothing found": "no errors or warnings", "nothing was found": "no errors or warnings", "something was found": "errors or warnings",
+    "damaged line": "malformed line", "damaged lines": "malformed lines", "line end": "line ending", "line ends": "line endings",
+    "behind": "after", "in front": "before, leading", "whole number": "integer", "passed over": "skipped", "is too much": "unexpected argument",
+    "of a key line no": "values of key lines are never shown", "nobody is": "without an error",
+    "on the error output": "on the standard error", "stands": "is", "stand": "are"}
+
+# Command lines that end with a message, on a line of the standard error each.
+MISTAKES = (
+    [], ["chek"], ["frobnicate"], ["--verison"], ["help", "chck"], ["help", "--completion", "tcsh"], ["check"], ["check", "--lines", "x", "f"],
+    ["check", "--lines", "5-3", "f"], ["check", "--format", "xml", "f"], ["check", "--max-findings", "x", "f"], ["check", "--threads", "2000", "f"],
+    ["check", "--seek", "f"], ["check", "--color", "f", "f"], ["check", "missing"], ["check", "."], ["check", "bare"], ["check", "big-endian"],
+    ["check", "--encoding", "utf16le", "f"], ["check", "--lines", "2", "--seek", "bare"], ["check", "--lines", "20-21", "--seek", "cut"],
+    ["convert", "f"], ["convert", "f", "--encoding", "ansi"], ["convert", "f", "g", "--encoding", "ansi", "-o", "x"], ["convert", "euro", "--encoding", "ansi", "-o", "x"],
+    ["diff", "f"], ["diff", "-", "-"], ["explain", "8:3"], ["explain", "f:x"], ["explain", "0x"], ["explain", "0x002"], ["explain", "ParsDate"],
+    ["explain", "1:x"], ["explain", "key:x"], ["explain", "--markdown", "1"], ["explain", "f:9"], ["export", "f"], ["export", "f", "--to", "xml"],
+    ["export", "f", "--to", "sqlite"], ["export", "f", "--to", "xlsx"], ["export", "f", "--to", "sqlite", "-o", "x", "--findings", "y"],
+    ["export", "f", "--to", "csv", "--findings", "-"], ["export", "cut", "--to", "jsonl", "-o", "x"], ["export", "f", "--to", "jsonl", "--bom"],
+    ["export", "f", "--to", "jsonl", "-o", "f"], ["import", "f"], ["import", "f", "--from", "jsonl"], ["import", "f", "--from", "jsonl", "--encoding", "ansi"],
+    ["import", "f", "--from", "csv", "--encoding", "ansi"], ["import", "f", "--from", "sqlite", "--encoding", "ansi"],
+    ["import", "-", "--from", "sqlite", "--encoding", "ansi"], ["keys"], ["keys", "f"], ["rewrite", "f"], ["rewrite", "f", "--dry-run", "--format", "xml"],
+    ["sample"], ["sample", "x", "-o", "y"], ["sample", "--faults", "2", "-o", "y"], ["sample", "--faults", "0.1", "-o", "-"],
+    ["sample", "--meters", "0", "-o", "y"], ["sample", "--kinds", "zebra", "-o", "y"], ["sample", "--meters", "1", "--kinds", "6", "-o", "y"],
+    ["show"], ["show", "f", "1", "2"], ["show", "f", "x"], ["show", "f:1:999"], ["stats", "missing"])
+
+# Reports, whose sentences about fields are tested apart.
+REPORTS = (
+    ["--version"], ["check", "f"], ["check", "-q", "f", "f"], ["diff", "f", "f"], ["diff", "f", "cut"], ["diff", "--exact", "f", "unix"], ["explain", "f:1"],
+    ["show", "f"], ["show", "cut", "3"], ["stats", "f", "cut"], ["keys", "keys.txt"], ["rewrite", "--dry-run", "f"])
+
+
+def retired(text):
+    """The retired words in a text that people read, but not those of file names and of JSON."""
+    words = " ".join(re.sub(r"\S*samples/\S+|\"kind\":\S+", "", text).lower().split())
+    return [f"{phrase!r} in {text!r}: {better}" for phrase, better in RETIRED.items() if re.search(rf"\b{phrase}\b", words)]
+
+
+class Words(CliTest):
+    """What people read has the usual terms, and a remedy that it names can be run."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("f", sample("tags.txt"))
+        self.write("unix", sample("tags.txt").replace(b"\r\n", b"\n"))
+        self.write("bare", b"x" * 300000)
+        self.write("big-endian", b"\xfe\xff\x00a")
+        self.write("euro", b"\xff\xfe\xac\x20\r\x00\n\x00")
+        self.write("cut", sample("round-damaged.txt"))
+        self.write("keys.txt", sample("amr-keys.txt"))
+
+    def test_pages(self):
+        for command in CODES:
+            self.assertEqual(retired(self.run_tool("help", *command.split()).out), [], command)
+            self.assertEqual(retired(self.run_tool("help", "--man", *command.split()).out), [], command)
+        for shell in ("bash", "zsh", "fish"):
+            described = re.findall(r"\[[^]]*\]|-d '[^']*'|'[a-z]+:[^']*'", self.run_tool("help", "--completion", shell).out)
+            self.assertEqual(retired("\n".join(described)), [], shell)
+
+    def test_messages(self):
+        for arguments in MISTAKES:
+            with self.subTest(arguments):
+                result = self.run_tool(*arguments, cwd=self.folder)
+                self.assertIn(result.code, (0, 1, 2) if arguments[0:1] in (["keys"], ["export"]) else (1, 2))
+                self.assertTrue(result.err.startswith("tramo: "), result.err)
+                self.assertEqual(retired(result.err), [])
+
+    def test_reports(self):
+        for arguments in REPORTS:
+            with self.subTest(arguments):
+                result = self.run_tool(*arguments, cwd=self.folder)
+                self.assertTrue(result.out)
+                self.assertEqual(retired(result.out), [])
+
+    def test_commands_that_messages_name_work(self):
+        named = set()
+        for arguments in MISTAKES:
+            named |= set(re.findall(r'"tramo ([a-z ]+)"', self.run_tool(*arguments, cwd=self.folder).err))
+        self.assertGreater(len(named), len(CODES))
+        for command in named:
+            if command != "check":   # of the file that the message is about
+                self.assertEqual(self.run_tool(*command.split(), cwd=self.folder).code, 0, command)
 
 
 class Pages(CliTest):
