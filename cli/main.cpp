@@ -1,4 +1,4 @@
-// tramo: finds the command and answers for what all commands have in common.
+// tramo: runs a command and reports the failures that all commands have in common.
 #include "cli/io/console.h"
 #include "cli/io/outfile.h"
 #include "cli/io/platform.h"
@@ -63,7 +63,7 @@ const Command& find(const std::string& name) {
     throw WrongUsage{fmt::format("unknown command \"{}\"{}", printable(std::string_view(name)), didYouMean(name, names))};
 }
 
-// An option before the command that is none of the tool's own.
+// Refuses an unknown option before the command.
 [[noreturn]] void refuseOption(const std::string& word, bool isAlone) {
     static constexpr std::string_view own[] = {"--help", "--version"};
     const std::string name = printable(std::string_view(word));
@@ -122,7 +122,7 @@ int run(const std::vector<std::string>& arguments) {
 
 namespace {
 
-// What all commands have in common when something goes wrong.
+// Runs the command; reports a failure and returns its exit code.
 int answered(const std::vector<std::string>& arguments) {
     try {
         const int code = run(arguments);
@@ -146,7 +146,7 @@ int answered(const std::vector<std::string>& arguments) {
     }
 }
 
-// Constants of libraries take memory before `main` begins, and nobody could catch what they throw.
+// Constants of libraries allocate memory before `main` begins; what they throw cannot be caught.
 [[noreturn]] void endStart() {
     complainAsItIs("tramo: out of memory while starting\n");
     std::_Exit(notUsable);
@@ -157,7 +157,7 @@ struct Start {
 };
 [[gnu::init_priority(101)]] const Start start;  // before those constants
 
-// Says so without taking any.
+// Reports it without allocating memory.
 int tellOutOfMemory() {
     const bool writes = OutFile::anyBegun();
     std::array<char, 80> message;

@@ -49,7 +49,7 @@ public:
     OutFile(const OutFile&) = delete;
     OutFile& operator=(const OutFile&) = delete;
 
-    /// There has been one: what ends the command now keeps it from writing something.
+    /// Whether any output was opened: selects exit code 3 over 2.
     static bool anyBegun() { return begun; }
 
     /// Whether a path is that of a stream, "-" included.

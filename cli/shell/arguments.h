@@ -23,13 +23,13 @@ public:
     void flag(const char* names, bool& given);
     void option(const char* names, std::string& value);  ///< the last one counts
 
-    /// What is no option, in order, taken as it stands. Throws WrongUsage, with what was probably meant, and HelpWanted.
+    /// Returns the words that are not options, in order and unchanged. Throws WrongUsage, with the closest match, and HelpWanted.
     std::vector<std::string> parse(std::vector<std::string> words);
 
-    /// The same where a FILE is expected, and nothing else.
+    /// The same for a command that takes exactly one FILE.
     std::string parseFile(std::vector<std::string> words);
 
-    /// The same where one FILE or more are.
+    /// The same for a command that takes one FILE or more.
     std::vector<std::string> parseFiles(std::vector<std::string> words);
 
     /// Throws WrongUsage: a FILE is missing. Names the option that has taken one for its value.

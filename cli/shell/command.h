@@ -11,10 +11,10 @@ struct HelpWanted {};
 
 struct Command {
     const char* name;
-    const char* purpose;                             ///< in a few words
+    const char* purpose;                             ///< in a few words: a verb and its object
     const char* help;                                ///< the whole page, examples first
-    int (*run)(std::vector<std::string> arguments);  ///< what stands behind the command's name
-    std::vector<std::string> (*kinds)() = nullptr;   ///< what its page calls KIND: the kinds of lines that it takes, as words
+    int (*run)(std::vector<std::string> arguments);  ///< runs it with the words after its name
+    std::vector<std::string> (*kinds)() = nullptr;   ///< the values of KIND on its page, as words
 };
 
 extern const Command checkCommand;

@@ -6,14 +6,14 @@
 
 namespace tramo::cli {
 
-/// A row of a list: a term, two blanks or more, a text that may go on below. Without a text, lines further right go on with
-/// the term, each behind a line feed.
+/// A row of a list: a term, two spaces or more, a text that may go on below. Without a text, lines further right go on with
+/// the term, each after a line feed.
 struct HelpRow {
     std::string term;
     std::string text;
 };
 
-/// What stands between two empty lines: words, or rows, which are indented and may have a heading: "Options:".
+/// The text between two empty lines: words, or rows, which are indented and may have a heading: "Options:".
 struct HelpBlock {
     std::string heading;  ///< without the colon
     std::string words;
