@@ -38,7 +38,7 @@ Every finding is one line, in the form that compilers use:
   FILE:LINE:COLUMN: error: FIELD: MESSAGE
 
 COLUMN is the first column of the field. The format reports some fields at the
-column of another field; then the finding gives both columns. A finding about a
+column of another field; then a note line gives that column. A finding about a
 whole line may have no column. The fields of a malformed line (too short, too
 long or of unknown type) are not checked, because they are not in their columns.
 Values of key lines are never shown.

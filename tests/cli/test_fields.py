@@ -335,7 +335,7 @@ class GoodLines(CliTest):
 
     def test_help_tells_why(self):
         page = " ".join(self.run_tool("help", "check").out.split())
-        for word in ("--all", "good lines", "history slot", "meter number", "0x202", "0x201"):
+        for word in ("--all", "valid lines", "history slot", "meter number", "0x202", "0x201"):
             self.assertIn(word, page)
 
 
