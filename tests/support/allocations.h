@@ -15,6 +15,9 @@ inline std::atomic<long> failing = 0;      // the number of the one that fails
     if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
     throw std::bad_alloc();
 }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return ++allocations == failing ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t size) noexcept {
     std::memset(memory, 0xDD, size);  // detects later accesses
