@@ -1154,6 +1154,7 @@ class ChangingInput(OutputsTest):
         old = () if command.form == "folder" else ("new",)
         if old:
             self.put_old()
+            os.chmod(self.path("out/new"), 0o600)   # with keys in it, nothing is said of its permissions
         process = stop_while_reading(
             lambda: subprocess.Popen([TRAMO, *command.words(path, "out/new")], cwd=self.folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE), len(content))
