@@ -14,6 +14,12 @@ import unittest
 TRAMO = os.path.abspath(os.environ["TRAMO"])
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 HERE = os.path.dirname(os.path.abspath(__file__))
+
+# A run in the background or under nohup ignores these signals, and programs that it starts would, too.
+for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGHUP):
+    if signal.getsignal(number) == signal.SIG_IGN:
+        signal.signal(number, signal.SIG_DFL)
+
 ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": os.environ.get("TRAMO_TEST_LC_ALL", "C")} | {
     name: os.environ[name] for name in ("LOCPATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
 
