@@ -79,7 +79,7 @@ class TripTests:
                     self.assertEqual(self.trip(content, self.form, encoding, f"{zone}{wide}.d".replace("/", "-"), {"TZ": zone}),
                                      self.rewritten(content, encoding, {"TZ": zone}))
 
-    def test_made_up_rounds(self):
+    def test_sample_rounds(self):
         for seed, faults in ((1, "0"), (2, "0.3"), (3, "1")):
             for encoding in ("ansi", "utf16le"):
                 with self.subTest(seed=seed, encoding=encoding):
@@ -111,7 +111,7 @@ class TripTests:
             content = b"\xff\xfe" + "".join(row + "\r\n" for row in rows).encode("utf-16-le", "surrogatepass")
             self.assertEqual(self.trip(content, self.form, "utf16le", f"{first}.d"), content)
 
-    def test_line_ends_become_cr_lf(self):
+    def test_line_endings_become_cr_lf(self):
         content = METER + b"\n" + METER[:100] + b"\n\n" + METER
         expected = lines(METER, METER[:100], b"", METER)
         self.assertEqual(self.trip(content, self.form, "ansi"), expected)

@@ -106,7 +106,7 @@ class Completion(CliTest):
                     self.assertEqual(values, re.split(", | or ", accepted[1]), (command, option))
         self.assertGreater(lists, 15)
 
-    def test_where_words_stand(self):
+    def test_positions_of_words(self):
         self.assertEqual(self.ask("check", "--format", "j"), ["json"])
         self.assertEqual(self.ask("check", "--format", "=", "j"), ["json"])
         self.assertEqual(self.ask("check", "--format", "="), ["text", "json", "sarif"])
@@ -135,7 +135,7 @@ class Completion(CliTest):
         for words in (["f", ":"], ["f", ":", "1"], ["f:1"], ["ro.txt"]):
             self.assertEqual(self.ask("explain", *words), ["FILES"])
 
-    def test_other_shells_understand_theirs(self):
+    def test_other_shells_parse_their_scripts(self):
         for shell, name in (("bash", "tramo"), ("zsh", "_tramo"), ("fish", "tramo.fish")):
             self.shell(shell, "-n", self.write(name, self.script(shell).encode()))
 

@@ -117,7 +117,7 @@ class EveryCommandTest(CliTest):
 
 
 class Files(EveryCommandTest):
-    def test_none_is_missing_here(self):
+    def test_all_commands_are_tested(self):
         self.assertEqual({use.arguments[0] for use in READERS} | {words[0] for words in OTHERS if words[0][0] != "-"}, set(COMMANDS))
 
     def test_pipes(self):
@@ -171,7 +171,7 @@ class Files(EveryCommandTest):
                     json.loads(out)
                 self.assertEqual(self.take("out") is None, use.prints)
 
-    def test_output_that_nobody_reads(self):
+    def test_a_closed_pipe(self):
         for arguments in WRITERS:
             with self.subTest(" ".join(arguments)):
                 reader, writer = os.pipe()
@@ -200,7 +200,7 @@ class Files(EveryCommandTest):
                 self.assertEqual((code, out), (3, b""))
                 self.assertRegex(err, r"^tramo: cannot write /dev/full: [^\n]+\n$")
 
-    def test_no_place_for_the_output(self):
+    def test_a_full_disk_for_the_output(self):
         for use in READERS:
             if use.prints:
                 continue
@@ -209,7 +209,7 @@ class Files(EveryCommandTest):
                     code, printed, err = self.run_here(use.of(self.source(use), out))
                     self.assertEqual((code, printed, err), (3, b"", f"tramo: cannot write {out}: {reason}\n"))
 
-    def test_no_place_for_a_copy_of_the_input(self):
+    def test_a_full_disk_for_the_copy_of_the_input(self):
         for use in READERS:
             if use.rows:
                 continue
@@ -432,7 +432,7 @@ class Progress(EveryCommandTest):
         process.stdout.close()
         self.assertRegex(shown(), r"^(\rwriting \d+ %\x1b\[K)+\r\x1b\[K$")
 
-    def test_nothing_where_there_is_no_terminal(self):
+    def test_no_progress_without_a_terminal(self):
         for use in READERS[0], READERS[13]:
             process = subprocess.Popen([TRAMO, *use.of("-")], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                        cwd=self.folder, env=self.environment)
@@ -460,7 +460,7 @@ class Width(CliTest):
                 self.assertEqual([line for line in shown if len(line) > 80], [])
 
 
-class Slips(CliTest):
+class Typos(CliTest):
     def assert_meant(self, arguments, meant):
         result = self.run_tool(*arguments)
         self.assertEqual((result.code, result.out), (2, ""), arguments)

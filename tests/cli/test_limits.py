@@ -54,7 +54,7 @@ class Size(CliTest):
             return usage.ru_maxrss * 1024, time.monotonic() - start, out.seek(0, 2)
 
     @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
-    def test_many_findings_take_no_memory(self):
+    def test_many_findings_need_little_memory(self):
         few, many = lines(BAD), lines(*[BAD] * 50000)
         for form in ("text", "json", "sarif"):
             self.write("f", few)

@@ -298,7 +298,7 @@ class Contents(NamesTest):
         self.write("keys.txt", b'{"serialNumber":"1","serialNumbre":"x"}\r\n')
         self.assertIn(b'unknown member "serialNumbre" is ignored', self.run_clean("check keys.txt").stdout)
 
-    def test_names_that_are_names_are_echoed(self):
+    def test_valid_names_are_printed(self):
         """A slip of the pen is found by its name, and everything else by its place."""
         for name in ("serialNumbre", "serial-number_2", "wmBusAddress_MeterIdentification", "two words"):
             self.assertIn(f'unknown field "{name}" of AMR'.encode(), self.import_rows("csv", f"kind,line,{name}\nAMR,1,2\n".encode()).stderr)

@@ -209,7 +209,7 @@ class Streams(OutputsTest):
                     self.assert_only("log")
                     self.assert_stream(command, result, got[len(OLD):])
 
-    def test_behind_what_the_shell_has_written(self):
+    def test_after_output_of_the_shell(self):
         """The offset is the shell's: { echo; tramo; echo; } >file."""
         for cell in self.each(SOME, "-o /dev/stdout >file"):
             with cell as command:
@@ -589,7 +589,7 @@ class Permissions(OutputsTest):
         err = self.run_here(["export", "keys.txt", "--to", "csv", "--show-keys", "--force", "-o", "out/tables"])[2]
         self.assertEqual([line.split(": ")[1] for line in err.splitlines() if "may hold keys" in line], ["out/tables/key.csv"])
 
-    def test_without_keys_nothing_is_said_of_permissions(self):
+    def test_permissions_are_not_reported_without_keys(self):
         self.start_cell()
         for words in (["export", "keys.txt", "--to", "jsonl"], ["export", "round.txt", "--to", "jsonl", "--findings", "out/findings"],
                       ["export", "round.txt", "--to", "csv", "--only", "round", "--show-keys"], ["convert", "round.txt", "--encoding", "ansi"]):
@@ -606,7 +606,7 @@ class Permissions(OutputsTest):
                     self.assert_only("new")
                     self.assertEqual(permissions(self.path("out/new")), mode)
 
-    def test_no_rights_to_run_as_somebody_else(self):
+    def test_no_set_user_id_or_set_group_id(self):
         for mode in (0o4755, 0o2755, 0o6711, 0o1644):
             for cell in self.each([c for c in SOME if c.form != "folder"], f"over {mode:04o}"):
                 with cell as command:
@@ -743,7 +743,7 @@ class Links(OutputsTest):
                 self.assertEqual((os.readlink(self.path("out/new")), os.readlink(self.path("out/second")), permissions(old)), ("second", "far/old", 0o640))
                 self.assertEqual(os.listdir(self.path("out/far")), ["old"])
 
-    def test_links_to_nothing(self):
+    def test_dangling_links(self):
         for cell in self.each(COMMANDS, "link to nothing"):
             with cell as command:
                 os.mkdir(self.path("out/far"))
@@ -758,7 +758,7 @@ class Links(OutputsTest):
         self.assert_refused(self.run_command(COMMANDS[0], "out/round"), 3, "out/round: Too many levels of symbolic links")
 
     @unittest.skipIf(os.geteuid() != 0, "only the superuser gives links away")
-    def test_links_of_others_in_a_sticky_folder(self):
+    def test_links_of_other_users_in_a_sticky_folder(self):
         for cell in self.each(COMMANDS, "link of another user in a sticky folder"):
             with cell as command:
                 os.mkdir(self.path("out/sticky"))
@@ -925,7 +925,7 @@ class Databases(OutputsTest):
                     self.assertEqual({name for name in os.listdir(self.folder) if name.startswith("wal.db")}, names)
                     self.assertEqual({name: contents(self.path(name)) for name in before}, before)
 
-    def test_import_of_what_is_only_in_the_log(self):
+    def test_import_of_a_row_that_is_only_in_the_log(self):
         self.start_cell()
         path = self.path("wal.db")
         shutil.copy(os.path.join(inputs, "round.db"), path)
@@ -1010,7 +1010,7 @@ class Interruptions(OutputsTest):
                     self.assert_only(*old)
                     self.assertEqual(contents(self.path("out/new")), OLD if old else None)
 
-    def test_in_a_folder_that_was_there(self):
+    def test_in_an_existing_folder(self):
         command = COMMANDS[2]
         self.start_cell()
         self.put_old("notes.txt")
@@ -1068,7 +1068,7 @@ class Interruptions(OutputsTest):
                     self.assert_only(name, *others)
                     self.start_cell()
 
-    def test_one_that_is_still_at_work(self):
+    def test_another_run_that_has_not_ended(self):
         for cell in self.each(SOME, "two at once"):
             with cell as command:
                 process, left = self.begin(command)

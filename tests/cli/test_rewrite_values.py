@@ -114,7 +114,7 @@ class Values(CliTest):
             text = file.read().decode("utf-16-le", "surrogatepass").removeprefix("\ufeff")
         return result, [line.removesuffix("\r") for line in text.split("\n")[:-1]]
 
-    def test_what_is_written_has_the_same_values_and_what_is_copied_would_not(self):
+    def test_rewritten_lines_keep_their_values_and_copied_ones_would_not(self):
         for record in records.RECORDS:
             content = list(self.lines_of(record, "values", 400))
             result, written = self.rewritten(content)

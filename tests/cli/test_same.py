@@ -193,7 +193,7 @@ class SameFromEveryRun(unittest.TestCase):
         self.assertEqual([line for _, wrong in results for line in wrong], [])
 
 
-class WhateverWasReadBefore(unittest.TestCase):
+class IndependentOfEarlierReads(unittest.TestCase):
     maxDiff = None
 
     @classmethod

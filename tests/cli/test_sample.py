@@ -32,7 +32,7 @@ class Sample(CliTest):
     def letters(self, content):
         return Counter(chr(line[0]) for line in content.split(b"\r\n")[:-1])
 
-    def test_nothing_is_wrong_without_faults(self):
+    def test_no_findings_without_faults(self):
         for options in ((), ("--returned",), ("--returned", "--encoding", "utf16le"), ("--returned", "--meters", "2500", "--seed", "9")):
             with self.subTest(options=options):
                 self.make(*options)
@@ -40,7 +40,7 @@ class Sample(CliTest):
                 self.assertEqual(result.code, 0, result.out[:2000])
                 self.assertFalse(os.path.exists(os.path.join(self.folder, "f.expected.jsonl")))
 
-    def test_check_finds_exactly_what_was_damaged(self):
+    def test_check_finds_exactly_the_inserted_errors(self):
         rules, fields = set(), set()
         for encoding in ENCODINGS:
             for seed in range(6):
@@ -60,7 +60,7 @@ class Sample(CliTest):
                          {"round", "meter subscriber", "AMR", "meter change", "extended AMR", "enquiry definition", "enquiry result",
                           "extended data", "record information"})
 
-    def test_few_lines_and_every_one_damaged(self):
+    def test_few_lines_with_an_error_in_each(self):
         for meters in ("1", "2", "5"):
             for seed in range(20):
                 with self.subTest(meters=meters, seed=seed):
@@ -74,7 +74,7 @@ class Sample(CliTest):
         damaged = len({finding["line"] for finding in self.expected()})
         self.assertAlmostEqual(damaged / content.count(b"\n"), 0.05, delta=0.01)
 
-    def test_faults_damage_what_is_there_without_them(self):
+    def test_faults_change_the_lines_of_the_round_without_faults(self):
         plain, damaged = self.make("--meters", "300"), self.make("--meters", "300", "--faults", "0.3")
         differing = {number for number, (a, b) in enumerate(zip(plain.split(b"\n"), damaged.split(b"\n")), 1) if a != b}
         self.assertEqual(differing, {finding["line"] for finding in self.expected()})
@@ -86,13 +86,13 @@ class Sample(CliTest):
                 self.assertEqual(before_field_work(returned).split(b"\r\n"), exported.split(b"\r\n"))
                 self.assertGreater(len(returned), len(exported))
 
-    def test_more_meters_leave_the_first_as_they_are(self):
+    def test_more_meters_do_not_change_the_first_ones(self):
         for options in ((), ("--returned",)):
             few, some, many = (self.make("--meters", meters, "--seed", "5", *options).splitlines() for meters in ("1", "77", "1100"))
             self.assertEqual(few[:-1], many[:len(few) - 1])
             self.assertEqual(some[:-1], many[:len(some) - 1])
 
-    def test_other_lines_leave_the_faults_where_they_are(self):
+    def test_other_options_do_not_move_the_faults(self):
         """Which lines are damaged depends on neither --kinds nor --returned nor --meters."""
         def damaged(*options):
             plain = self.make("--seed", "8", *options).split(b"\n")
@@ -109,7 +109,7 @@ class Sample(CliTest):
         found = {all_lines[finding["line"] - 1] for finding in self.expected()}
         self.assertEqual({line[351:363] for line in found if line[:1] == b"1"}, subscribers)
 
-    def test_nothing_is_wrong_in_two_hundred_rounds(self):
+    def test_two_hundred_rounds_have_no_findings(self):
         names = []
         for seed in [*range(1, 201), 1016]:
             options = ("--seed", str(seed), "--meters", str(1 + seed * 37 % 1000), *(("--returned",) if seed % 2 else ()))
@@ -142,7 +142,7 @@ class Sample(CliTest):
             self.assertEqual({line[:1] for line in differing} - {b"9"}, set())
             self.assertEqual(len(rewritten), len(content))
 
-    def test_encodings_hold_the_same_text(self):
+    def test_both_encodings_have_the_same_text(self):
         for options in ((), ("--returned",)):
             ansi, wide = (self.make("--encoding", encoding, *options) for encoding in ENCODINGS)
             self.assertEqual(wide[:2], b"\xff\xfe")

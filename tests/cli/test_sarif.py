@@ -42,7 +42,7 @@ class Documents(CliTest):
         (result,) = self.sarif(b"")["results"]
         self.assertEqual((result["ruleId"], "region" in result["locations"][0]["physicalLocation"]), ("FileEmpty", False))
 
-    def test_nothing_found(self):
+    def test_no_errors_or_warnings(self):
         run = self.sarif(lines(ROUND, METER))
         self.assertEqual((run["results"], run["invocations"][0]["exitCode"]), ([], 0))
 
@@ -97,7 +97,7 @@ class Documents(CliTest):
 class Rules(CliTest):
     """The checker itself: each of these slips makes a good document invalid."""
 
-    def test_slips_are_noticed(self):
+    def test_errors_are_detected(self):
         good = self.check(DAMAGED, "--format", "sarif").json
         sarif.validate(good)
 

@@ -154,7 +154,7 @@ samples/round-returned.txt
                 line = put(line, *area)
             self.assertEqual(self.numbers(line)["enquiryResults"], {"lines": 1, "meters": 1, "areasAnswered": answered})
 
-    def test_damaged_lines_are_counted(self):
+    def test_malformed_lines_are_counted(self):
         result = self.stats(lines(METER, METER[:300], b"", put(METER, 1, b"8"), put(METER, 426, b"202402300900")))
         self.assertIn("         3  of them malformed, not read\n         1  unreadable values, taken as absent\n"
                       "  meters 1, in 2 lines\n         1  read\n         0  not read\n", result.out)

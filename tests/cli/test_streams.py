@@ -186,7 +186,7 @@ class EveryCommand(StreamsTest):
 
 
 class Waiting(StreamsTest):
-    def test_takes_no_processor_time(self):
+    def test_needs_no_processor_time(self):
         def run(kind):
             return self.run_slowly("export - --to jsonl", kind, blocking=True), self.run_slowly("export - --to jsonl", kind, pause=2)
         with concurrent.futures.ThreadPoolExecutor(3) as pool:
@@ -222,7 +222,7 @@ class Waiting(StreamsTest):
                         for channel in channels:
                             channel.close_peer()
 
-    def test_goes_on_after_a_stop(self):
+    def test_continues_after_a_stop(self):
         for kind in KINDS:
             with self.subTest(kind=kind):
                 expected = self.run_slowly("export - --to jsonl", kind, blocking=True)[1]
@@ -240,7 +240,7 @@ class Waiting(StreamsTest):
                 if kind == "terminal":
                     channels[0].close_peer()
 
-    def test_ends_when_nobody_reads_any_more(self):
+    def test_ends_when_the_reader_closes_the_pipe(self):
         for kind in ("pipe", "socket"):
             with self.subTest(kind=kind):
                 process, channels = self.waiting("export round.txt --to jsonl", kind)

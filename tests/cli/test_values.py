@@ -88,7 +88,7 @@ class Values(TripTest):
                 continue
             yield name
 
-    def test_every_value_comes_back_or_is_told(self):
+    def test_every_value_comes_back_or_is_reported(self):
         rng = random.Random("values")
         tried = told_fields = 0
         for kind, fields in self.kinds():
@@ -114,7 +114,7 @@ class Values(TripTest):
         self.assertGreater(tried, 300)
         self.assertTrue(100 < told_fields < tried * 0.8, (told_fields, tried))
 
-    def test_exported_values_come_back_or_are_told(self):
+    def test_exported_values_come_back_or_are_reported(self):
         for zone in ("UTC", "Europe/Paris"):
             for wide in (False, True):
                 content, env = hostile(f"values {zone} {wide}", 200, wide), {"TZ": zone}
@@ -137,7 +137,7 @@ class Values(TripTest):
                 self.assertGreater(told, 20)
                 self.assertEqual(told, changed, (zone, wide))
 
-    def test_good_files_lose_nothing(self):
+    def test_valid_files_have_no_losses(self):
         for name in ("round-exported.txt", "round-returned.txt", "round-returned-utf16.txt", "tags.txt", "parameters.txt"):
             for form in ("jsonl", "csv", "sqlite"):
                 with self.subTest(name=name, form=form):
