@@ -1,4 +1,4 @@
-"""The command line: help, versions, slips."""
+"""The command line: help, version, typos."""
 import subprocess
 import unittest
 from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines
@@ -62,7 +62,7 @@ class Typos(CliTest):
 
 
 class OptionsWithoutValues(CliTest):
-    """An option without its value takes the FILE after it for one."""
+    """An option without a value uses the next FILE as its value."""
 
     def assert_usage(self, arguments, message):
         result = self.run_tool(*arguments, cwd=self.folder)

@@ -9,7 +9,7 @@ EVERY_BYTE = bytes(range(256)) + b"\r\r\n\n" + b"no line end"
 
 class Convert(CliTest):
     def convert(self, content, to, *options, **run):
-        """Converts a file "f" into a file "out"; its content, or None."""
+        """Converts a file "f" to a file "out"; returns its content, or None."""
         self.write("f", content)
         self.result = self.run_tool("convert", "f", "--encoding", to, "-o", "out", *options, cwd=self.folder, **run)
         self.assertEqual(self.result.out, "")
@@ -20,7 +20,7 @@ class Convert(CliTest):
             return file.read()
 
     def assert_refused(self, content, *messages, to="ansi", options=()):
-        """Nothing is written, and an old file stays."""
+        """Checks that nothing is written, and that an old file is kept."""
         self.write("out", b"old")
         self.assertEqual(self.convert(content, to, *options), b"old")
         expected = "".join(f"tramo: f{message}\n" for message in [*messages, ": nothing was written"])
@@ -148,7 +148,7 @@ class Failures(Convert):
         self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: No space left on device\n"))
 
     def test_standard_output_is_written_after_the_whole_input_is_checked(self):
-        path = self.write("f", utf16(("x" * 512 + "\r\n") * 2000 + "\u0100\r\n"))   # more than any buffer
+        path = self.write("f", utf16(("x" * 512 + "\r\n") * 2000 + "\u0100\r\n"))   # larger than any buffer
         result = self.run_tool("convert", path, "--encoding", "ansi", "-o", "-")
         self.assertEqual((result.raw, result.code), (b"", 1))
         done = subprocess.run([TRAMO, "convert", path, "--encoding", "utf16le", "-o", "-"], capture_output=True, env=ENVIRONMENT)
@@ -168,7 +168,7 @@ class Failures(Convert):
         self.assertEqual((process.returncode, os.path.getsize(path + "16")), (0, 2 * os.path.getsize(path) + 2))
         with open(TRAMO, "rb") as program:
             if b"__asan_init" not in program.read():
-                self.assertLess(usage.ru_maxrss * 1024, 2 * os.path.getsize(path))   # the file is, and the program
+                self.assertLess(usage.ru_maxrss * 1024, 2 * os.path.getsize(path))   # the input may be in memory, but not the result
 
     def test_closed_pipe(self):
         path = self.write("f", lines(METER) * 2000)

@@ -1,4 +1,4 @@
-"""diff: what differs between two files, by meter and by field."""
+"""tramo diff: compares two files by meter and field."""
 import os
 import subprocess
 import unittest
@@ -23,13 +23,13 @@ class Diff(CliTest):
         self.assertEqual((result.out, result.err, result.code), ("a -> b: no differences\n", "", 0))
 
     def assert_changes(self, old, new, expected, *options):
-        """The report but for its summary."""
+        """Returns the report without its summary."""
         result = self.diff(old, new, *options)
         self.assertEqual(result.out.partition("\na -> b: ")[0], expected)
         self.assertEqual((result.err, result.code), ("", 1))
 
     def assert_field(self, old, new, expected, *options):
-        """The only field that differs in a file of one line."""
+        """Returns the only field that differs in a file of one line."""
         out = self.diff(lines(old), lines(new), *options).out.partition("\na -> b: ")[0]
         self.assertEqual([line.strip() for line in out.splitlines() if line.startswith("      ")], [expected])
 

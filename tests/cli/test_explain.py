@@ -19,7 +19,7 @@ class ExplainTest(CliTest):
         return result.out
 
     def entries(self, *arguments):
-        """The labelled words of one field."""
+        """Returns the labelled rows of one field."""
         found = {}
         for label, words in re.findall(r"^  (\S.{0,7}?) {2,}(\S.*)$", self.explain(*arguments), re.M):
             found.setdefault(label, words)

@@ -1,4 +1,4 @@
-"""What is wrong with fields: what was found, what was expected, and where."""
+"""Findings about fields: what was found, what was expected, and where."""
 import json
 import unittest
 from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, sample_line
@@ -10,14 +10,14 @@ READING = "the reading has a date but lacks an index, a status, a method or (aft
 
 class ParseErrors(CliTest):
     def assert_error(self, line, column, message, **more):
-        """One of the line's findings stands at that column and says that."""
+        """Checks that the line has a finding at that column with that message."""
         result = self.check(lines(line), **more)
         self.assertIn(f"f:1:{column}: error: {message}", result.findings)
         self.assertEqual(result.code, 1)
         return result
 
     def assert_reported_at(self, line, column, reported, message):
-        """The finding is followed by a note on the column that the format reports, and nothing else has one."""
+        """Checks that a note on the column that the format reports follows the finding, and that there is no other note."""
         out = self.assert_error(line, column, message).out.splitlines()
         notes = [at for at, text in enumerate(out) if " note: " in text]
         self.assertEqual([out[at] for at in notes], [f"f:1:{column}: note: the format reports this error at column {reported}"])
@@ -115,7 +115,7 @@ class ParseErrors(CliTest):
 
 
 class IgnoredText(CliTest):
-    """Text that is part of no value: a warning, with its own columns."""
+    """Text that is not part of a value: a warning, with its own columns."""
 
     def assert_ignored(self, line, column, message):
         self.assert_findings(lines(line), f"1:{column}: warning: {message}")
@@ -318,7 +318,7 @@ class KeyLines(CliTest):
 
 
 class GoodLines(CliTest):
-    """What the format reports on lines that nothing is wrong with is shown on demand only."""
+    """Reports of the format about valid lines are shown only on demand."""
 
     def test_not_shown(self):
         self.assert_findings(lines(ROUND, METER, INFORMATION))

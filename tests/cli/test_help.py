@@ -7,7 +7,7 @@ import subprocess
 import unittest
 from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
 
-# What the first two examples of each page exit with. 1: there is something to be found in that file.
+# The exit codes of the first two examples of each page. 1: the file has findings.
 CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
          "keys": [0, 0], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
 
@@ -30,7 +30,7 @@ RETIRED = {
 # Pages for people, below the project's folder.
 PROSE = ("README.md", "CONTRIBUTING.md", "CHANGELOG.md", "samples/README.md", *(f"docs/{os.path.basename(path)}" for path in glob.glob(f"{ROOT}/docs/*.md")))
 
-# Command lines that end with a message, on a line of the standard error each.
+# Command lines that end with a message on the standard error.
 MISTAKES = (
     [], ["chek"], ["frobnicate"], ["--verison"], ["help", "chck"], ["help", "--completion", "tcsh"], ["check"], ["check", "--lines", "x", "f"],
     ["check", "--lines", "5-3", "f"], ["check", "--format", "xml", "f"], ["check", "--max-findings", "x", "f"], ["check", "--threads", "2000", "f"],
@@ -48,7 +48,7 @@ MISTAKES = (
     ["sample", "--meters", "0", "-o", "y"], ["sample", "--kinds", "zebra", "-o", "y"], ["sample", "--meters", "1", "--kinds", "6", "-o", "y"],
     ["show"], ["show", "f", "1", "2"], ["show", "f", "x"], ["show", "f:1:999"], ["stats", "missing"])
 
-# Reports, whose sentences about fields are tested apart.
+# Reports. Other tests check their messages about fields.
 REPORTS = (
     ["--version"], ["check", "f"], ["check", "-q", "f", "f"], ["diff", "f", "f"], ["diff", "f", "cut"], ["diff", "--exact", "f", "unix"], ["explain", "f:1"],
     ["show", "f"], ["show", "cut", "3"], ["stats", "f", "cut"], ["keys", "keys.txt"], ["rewrite", "--dry-run", "f"])
@@ -185,7 +185,7 @@ class Pages(CliTest):
         return result.out
 
     def examples(self, command):
-        """The command lines, each on one line."""
+        """Returns the command lines, each on one line."""
         block = self.page(command).split("\n\nExamples:\n")[1].split("\n\n")[0]
         joined = re.sub(r"[|] *\n +", "| ", block)
         return [line[2:].split("  ")[0].rstrip() for line in joined.split("\n") if re.match("  [^ ]", line)]
@@ -203,7 +203,7 @@ class Pages(CliTest):
             self.assertIn("-h, --help ", page)
 
     def test_first_line_is_the_purpose(self):
-        """A page begins with what the overview says of its command, and may add to it."""
+        """A page begins with the text of its command in the overview, and may add to it."""
         for name, purpose in re.findall(r"^  (\w+) +(.*)", self.page("").split("\nCommands:\n")[1].split("\n\n")[0], re.M):
             if name != "help":
                 first = self.page(name).splitlines()[0]

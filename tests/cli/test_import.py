@@ -1,4 +1,4 @@
-"""tramo import: from values back to lines, the very ones that the library writes."""
+"""tramo import: builds the same lines from values as the library."""
 import json
 import os
 import sqlite3
@@ -44,7 +44,7 @@ class ImportTest(TripTest):
         self.assertFalse(os.path.exists(self.path("out")))
 
     def assert_told(self, content, *messages, form="jsonl", **more):
-        """The line is written, and what is lost of it is told; --strict refuses the first loss."""
+        """Checks that the line is written and its losses are reported; --strict refuses the first loss."""
         result = self.load(content, form=form, **more)
         self.assertEqual((result.code, result.err), (1, "".join(f"tramo: {self.path('rows')}:{message}\n" for message in messages)))
         self.assert_refused(content, messages[0], "--strict", form=form, **more)

@@ -1,4 +1,4 @@
-"""Files that are no plain good files: missing, unreadable, pipes, other encodings; and what is left behind."""
+"""Unusual inputs: missing and unreadable files, pipes, other encodings; and that no temporary files remain."""
 import os
 import re
 import signal
@@ -59,7 +59,7 @@ class Unreadable(CliTest):
             self.assert_unreadable("f", f"begins with the byte order mark (BOM) of {name}; {READABLE}")
 
     def unmarked(self, file, *options, stdin=b""):
-        """The command that is advised."""
+        """Returns the command in the message."""
         result = self.run_tool("check", *options, "--", file, cwd=self.folder, stdin=stdin)
         self.assertEqual((result.code, result.out), (2, ""))
         advice = re.fullmatch(r"tramo: (.*?): looks like (little|big)-endian UTF-16 without a byte order mark \(BOM\); save it as UTF-16 LE with a "

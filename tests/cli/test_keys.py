@@ -1,4 +1,4 @@
-"""tramo keys: the modules of key lines, and never a key that was not asked for."""
+"""tramo keys: lists the modules of key lines, and shows no key without --show-keys."""
 import json
 import os
 import subprocess

@@ -1,4 +1,4 @@
-"""What is wrong with whole lines: said once, without the field errors that follow from it."""
+"""Findings about whole lines: reported once, without the field errors that they cause."""
 import random
 import re
 import unittest
@@ -10,7 +10,7 @@ KEY = b'{"serialNumber":"4C30000000","wmBusKey_Mode5":"5627BD973F6190D6FFA4AA391
 SHORT = "error: line has {} characters, expected 512 [LineTooShort]: "
 LONG = "error: line has {} characters, expected 512 [LineTooLong]: "
 
-# What is found in a line that is made as long as its kind.
+# The findings in a line that is padded or shortened to the length of its kind.
 CLEAN = "no errors or warnings"
 NO_SERIAL_NUMBER = "1 warning, at columns 352-363 (meterSerialNumber)"
 UNFINISHED = "1 warning, at columns 426-437 (meterReadingDate)"
@@ -26,7 +26,7 @@ def without(extra, found):
 
 class Lines(CliTest):
     def after(self, line, end=b"\r\n"):
-        """A file of good lines with this one behind them, as line 3."""
+        """Returns a file with two valid lines and this one as line 3."""
         return lines(ROUND, METER) + line + end
 
     def assert_line(self, line, *expected, end=b"\r\n", **more):
@@ -149,7 +149,7 @@ class Lines(CliTest):
 
 
 class ChangedOnTheWay(CliTest):
-    """Lines that programs on the way have changed: what the message asserts was tested, and no cause is guessed."""
+    """Lines that other programs have changed: the message states only what was tested, and guesses no cause."""
 
     TABS = " error: line has {} characters, expected 512 [LineTooShort]: it contains {} tab characters, the first at column {}; "
 
@@ -268,7 +268,7 @@ class Utf16(CliTest):
 
 
 class Kinds(CliTest):
-    """Which kind a line is taken for."""
+    """The detected kind of a line."""
 
     def kinds(self, content, *options):
         report = self.check(content, "--format", "json", *options).json["files"][0]["summary"]["linesByKind"]

@@ -1,4 +1,4 @@
-"""The forms of the report, and what must never reach a terminal."""
+"""The formats of the report, and text that must never reach a terminal."""
 import os
 import pty
 import re
@@ -67,7 +67,7 @@ f: no errors or warnings
 
 class Colours(CliTest):
     def on_terminal(self, *arguments, env=None):
-        """What the tool prints when its standard output is a terminal."""
+        """Returns the output of the tool on a terminal."""
         self.code, text = run_on_terminal(arguments, cwd=self.folder, **(env or {}))
         return text
 
@@ -103,7 +103,7 @@ class Progress(CliTest):
         master, terminal = pty.openpty()
         process = subprocess.Popen([TRAMO, "check", "-q", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=terminal, env=ENVIRONMENT)
         os.close(terminal)
-        time.sleep(0.8)   # what is done at once shows no progress
+        time.sleep(0.8)   # short work shows no progress
         out = process.communicate(b"\n" * 10000)[0]
         shown = read_all(master).decode()
         self.assertEqual(out.decode(), "<stdin>: 10000 errors, 0 warnings in 10000 lines\n")
@@ -116,7 +116,7 @@ class Progress(CliTest):
 
 
 class Hostile(CliTest):
-    """Characters of a file or of its name that would steer a terminal or turn text around."""
+    """Characters of a file or its name that would control a terminal or reverse text."""
 
     FORBIDDEN = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\u00ad\u061c\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]")
 

@@ -1,4 +1,4 @@
-"""Pieces of a file in the hands of an engine: the commands of docs/parallel.md, with GNU parallel."""
+"""Checks pieces of a file as jobs: runs the commands of docs/parallel.md with GNU parallel."""
 import os
 import re
 import shutil

@@ -1,4 +1,4 @@
-"""rewrite: what the library makes of a file that it reads and writes."""
+"""tramo rewrite: the changes of a file that the library reads and writes."""
 import os
 import subprocess
 import unittest
@@ -15,7 +15,7 @@ class Rewrite(CliTest):
         return self.run_tool("rewrite", "--dry-run", "f", *options, cwd=self.folder, **run)
 
     def rewrite(self, content, *options):
-        """Rewrites a file "f" into a file "out"; its content, or None."""
+        """Rewrites a file "f" to a file "out"; returns its content, or None."""
         self.write("f", content)
         self.result = self.run_tool("rewrite", "f", "-o", "out", *options, cwd=self.folder)
         self.assertEqual(self.result.out, "")
@@ -26,7 +26,7 @@ class Rewrite(CliTest):
             return file.read()
 
     def assert_change(self, line, *expected, after=None):
-        """What a dry run says of a file of that one line, and what a rewriting makes of it."""
+        """Checks the dry run on a file of that line, and its rewritten form."""
         result = self.dry_run(lines(line))
         self.assertEqual(result.out, "f: 1 of 1 line would change\n  changes:\n" + "".join(f"         1  {words}\n" for words in expected))
         self.assertEqual((result.err, result.code), ("", 1))
@@ -35,7 +35,7 @@ class Rewrite(CliTest):
             self.assertEqual((self.result.err, self.result.code), ("tramo: f: 1 of 1 line changed\n", 0))
 
     def assert_loss(self, line, *expected, forced, told=None):
-        """What a dry run says of a file of that one line; it is copied as it is, and becomes the other one by force."""
+        """Checks the dry run on a file of that line, which is copied unchanged, and its form with --force."""
         content = lines(line)
         result = self.dry_run(content)
         self.assertEqual(result.out, "f: 0 of 1 line would change\n  1 line would be copied because of a loss\n  losses:\n"

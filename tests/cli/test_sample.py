@@ -16,7 +16,7 @@ def key(finding):
 
 class Sample(CliTest):
     def make(self, *options, name="f", env=None):
-        """The bytes of a sample file."""
+        """Returns the bytes of a sample file."""
         result = self.run_tool("sample", *options, "-o", name, cwd=self.folder, env=env)
         self.assertEqual((result.code, result.out, result.err), (0, "", ""))
         with open(os.path.join(self.folder, name), "rb") as file:
@@ -93,7 +93,7 @@ class Sample(CliTest):
             self.assertEqual(some[:-1], many[:len(some) - 1])
 
     def test_other_options_do_not_move_the_faults(self):
-        """Which lines are damaged depends on neither --kinds nor --returned nor --meters."""
+        """--kinds, --returned and --meters do not change which lines have errors."""
         def damaged(*options):
             plain = self.make("--seed", "8", *options).split(b"\n")
             self.make("--seed", "8", "--faults", "0.2", *options)
@@ -119,7 +119,7 @@ class Sample(CliTest):
         self.assertEqual((result.code, [line for line in result.out.splitlines() if "no errors or warnings" not in line]), (0, []))
 
     def test_same_bytes_everywhere(self):
-        """On any machine and in any time zone, also where midnight or a whole day is missing."""
+        """In every time zone, even if midnight or a whole day is missing."""
         options = ("--meters", "700", "--returned", "--seed", "3", "--faults", "0.1")
         first, expected = self.make(*options), self.expected()
         for zone in ("UTC", "America/Asuncion", "Pacific/Apia", "Asia/Kathmandu", "America/New_York", "XYZ+11:30"):
@@ -138,7 +138,7 @@ class Sample(CliTest):
             with open(os.path.join(self.folder, "g"), "rb") as file:
                 rewritten = file.read()
             differing = [a for a, b in zip(content.split(b"\r\n"), rewritten.split(b"\r\n")) if a != b]
-            # What record information holds, the library does not read.
+            # The library does not read the meter number of record information.
             self.assertEqual({line[:1] for line in differing} - {b"9"}, set())
             self.assertEqual(len(rewritten), len(content))
 
@@ -204,7 +204,7 @@ class Sample(CliTest):
         self.assertEqual(os.listdir(self.folder), [])
 
 
-# Of a file of 700 meters: tells when a change of the tool or the library gives other bytes.
+# The checksum of a file of 700 meters detects a change of the tool or the library that changes the bytes.
 KNOWN = "f412800d4a181ee8cff9e7aa46e06bed6cfb89cd7cad5690661bed4fa7dc985c"
 
 if __name__ == "__main__":

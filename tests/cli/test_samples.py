@@ -1,4 +1,4 @@
-"""The report on every sample, word for word. UPDATE=1 writes down what the tool says now."""
+"""The report on every sample, word for word. UPDATE=1 stores the current reports."""
 import os
 import unittest
 from support import HERE, CliTest, before_field_work, sample
@@ -26,7 +26,7 @@ class Samples(CliTest):
                 self.assertEqual((result.code, result.err), (code, ""))
 
     def test_the_exported_and_the_returned_round_agree(self):
-        """Without what the field work adds, the returned round is the exported one, byte for byte."""
+        """Without the results of the field work, the returned round is the exported one, byte for byte."""
         exported, returned = (sample(f"round-{state}.txt") for state in ("exported", "returned"))
         self.assertEqual(before_field_work(returned).split(b"\r\n"), exported.split(b"\r\n"))
         self.assertEqual(sample("round-returned-utf16.txt").decode("utf-16"), returned.decode("latin-1"))

@@ -1,4 +1,4 @@
-"""SARIF: documents keep the rules of the standard, and the rules notice what does not."""
+"""SARIF: documents follow the rules of the standard, and the rules detect violations."""
 import copy
 import os
 import unittest
@@ -95,7 +95,7 @@ class Documents(CliTest):
 
 
 class Rules(CliTest):
-    """The checker itself: each of these slips makes a good document invalid."""
+    """The checker itself: each of these errors makes a valid document invalid."""
 
     def test_errors_are_detected(self):
         good = self.check(DAMAGED, "--format", "sarif").json

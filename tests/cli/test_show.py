@@ -18,7 +18,7 @@ class ShowTest(CliTest):
         return self.run_tool("show", "f", *arguments, cwd=self.folder, **run)
 
     def rows(self, content, *arguments):
-        """The rows by field: columns, value and text as one string."""
+        """Returns the rows by field: columns, value and text as one string."""
         return dict((match[2], (match[1].strip(), match[3].strip()))
                     for match in re.finditer(r"^( {2}.{7})  ( {0,2}\w+) *(.*)$", self.show(content, *arguments).out, re.M)
                     if "error:" not in match[0] and "warning:" not in match[0])
@@ -178,7 +178,7 @@ class Places(ShowTest):
             self.assertEqual(result.out, "samples/round-broken.txt:10  meter subscriber\n"
                              '  195-202  meterHistory3ReadingDate  unreadable  "20231340"\n'
                              '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; the format reports this error at column 194\n')
-        self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # what is wrong elsewhere does not count
+        self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # findings at other columns do not count
 
     def test_blank_and_missing_fields(self):
         self.write("f", lines(METER))
@@ -335,7 +335,7 @@ class Keys(ShowTest):
         secrets = self.SECRET.findall(sample("amr-keys.txt").decode())
         for options in ([], ["--raw"]):
             out = self.run_tool("show", "samples/amr-keys.txt", "--show-keys", *options).out
-            # The ruler breaks the raw text.
+            # The ruler splits the raw text.
             text = "".join(line[8:] for line in out.splitlines() if re.match(r" +\d+  ", line)) if options else out
             for secret in secrets:
                 self.assertIn(secret, text)

@@ -1,4 +1,4 @@
-"""Checks and exports on many threads and of some lines only: the same in the same order, whoever makes it."""
+"""Checks and exports on many threads and of ranges of lines have the same results in the same order."""
 import contextlib
 import json
 import os
@@ -21,7 +21,7 @@ def without_time(text):
 
 
 def damaged(count, seed=1):
-    """So many lines, some of them damaged in one way or another. Several times as large as what is read at once."""
+    """Returns a file with this number of lines, some of them malformed. It is several times larger than a piece."""
     rng = random.Random(seed)
     text = bytearray()
     for _ in range(count):
@@ -45,7 +45,7 @@ def damaged(count, seed=1):
 
 class Threads(CliTest):
     def assert_same(self, *arguments, **run):
-        """On any number of threads, and without -j, as on one."""
+        """Checks that any number of threads, and no -j, give the same result as one thread."""
         expected = self.run_tool("check", "-j", "1", *arguments, cwd=self.folder, **run)
         for threads in (["-j", "2"], ["--threads=8"], []):
             result = self.run_tool("check", *threads, *arguments, cwd=self.folder, **run)
@@ -238,7 +238,7 @@ class Lines(CliTest):
 
 
 class Seek(CliTest):
-    """Lines found by their length, not by counting."""
+    """Lines are found by their length, without counting."""
 
     def findings(self, range_, *options, file="f", code=unittest.mock.ANY):
         result = self.run_tool("check", "--format", "json", "--lines", range_, *options, file, cwd=self.folder)
@@ -267,12 +267,12 @@ class Seek(CliTest):
         texts[4] = put(texts[4], 100, b"\n")
         self.write("f", lines(*texts))
         numbers = [finding["line"] for finding in self.findings("1-6", "--seek")["findings"]]
-        self.assertEqual(numbers, [1, 2, 3, 4, 5, 6, 7])  # one line more than the range has
+        self.assertEqual(numbers, [1, 2, 3, 4, 5, 6, 7])  # one line more than in the range
         self.assertEqual([finding["line"] for finding in self.findings("7-8", "--seek")["findings"]], [7, 8])
         self.assertEqual(sum(self.findings(r, "--seek")["summary"]["bytes"] for r in ("1-4", "5-5", "6-11", "12-")), 12 * 514)
 
     def test_does_not_read_earlier_lines(self):
-        size = 514 * 40_000_000  # a file with a hole, larger than what is read in a minute
+        size = 514 * 40_000_000  # a sparse file that takes more than a minute to read
         path = self.write("f", lines(*[METER] * 1000))
         with open(path, "r+b") as file:
             file.seek(size - 2 * 514 - 2)
@@ -319,7 +319,7 @@ class Seek(CliTest):
 
 
 class Pieces(CliTest):
-    """Files are read a piece at a time. Nothing may happen to a line where one piece ends and the next one begins."""
+    """Files are read in pieces. The border between two pieces must not change a line."""
     SIZE = 128 * 1024
 
     def assert_lines(self, texts, content):
@@ -336,7 +336,7 @@ class Pieces(CliTest):
         for encode, unit, mark in ((lambda text: text.encode("latin-1"), 1, 0), (utf16, 2, 2)):
             for shift in range(-3, 4):
                 border = (2 * self.SIZE - mark) // unit + shift   # in characters
-                texts = ["x" * 599] * (border // 601 - 2)         # lines of no known kind
+                texts = ["x" * 599] * (border // 601 - 2)         # lines of unknown kind
                 texts += ["y" * (border - 601 * len(texts) - 2), "z", "", "last"]
                 with self.subTest(unit=unit, shift=shift):
                     self.assert_lines(texts, encode("\r\n".join(texts)))
@@ -355,7 +355,7 @@ class Pieces(CliTest):
 
 class Exports(CliTest):
     def exported(self, *arguments, **run):
-        """What an export prints and leaves behind: a folder "out" with everything in it."""
+        """Returns the output and the files of an export: a folder "out" with its contents."""
         out = os.path.join(self.folder, "out")
         shutil.rmtree(out, ignore_errors=True)
         os.mkdir(out)

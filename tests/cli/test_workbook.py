@@ -19,14 +19,14 @@ DATES = {r"yyyy\-mm\-dd": "%Y-%m-%d", r"yyyy\-mm\-dd\ hh:mm": "%Y-%m-%dT%H:%M"}
 
 
 def escaped(text):
-    """A text as tables have it."""
+    """Returns a text in the form of tables."""
     joined = text.encode("utf-16-le", "surrogatepass").decode("utf-16-le", "surrogatepass")
     return "".join("\\\\" if c == "\\" else f"\\u{ord(c):04x}" if ord(c) < 0x20 or c in "\x7f\ufffe\uffff" or "\ud800" <= c <= "\udfff"
                    else c for c in joined)
 
 
 class Workbook:
-    """Sheets by name: each a list of rows, each a list of (type, value) or None."""
+    """Returns the sheets by name: each a list of rows, each a list of (type, value) or None."""
 
     def __init__(self, path):
         self.parts = {}
@@ -70,7 +70,7 @@ class Workbook:
         return "date", time.strftime(DATES[form])
 
     def rows(self, sheet):
-        """The rows as dictionaries of what is there."""
+        """Returns the rows as dictionaries of the filled cells."""
         names = [value for _, value in self.sheets[sheet][0]]
         return [{name: cell for name, cell in zip(names, row) if cell} for row in self.sheets[sheet][1:]]
 
@@ -87,7 +87,7 @@ class WorkbookTest(TripTest):
 
 class Rows(WorkbookTest):
     def assert_same(self, expected, row):
-        """An object of the JSON lines, and a row of a sheet."""
+        """Compares an object of the JSON Lines with a row of a sheet."""
         expected = {name: value for name, value in expected.items() if name != "kind"}
         self.assertEqual(list(row), list(expected))
         for name, value in expected.items():
@@ -188,7 +188,7 @@ class Texts(WorkbookTest):
             self.assertNotIn(b"<f", book.parts["xl/worksheets/sheet1.xml"])
 
     def test_text_that_looks_like_an_escape(self):
-        # Python does not know the workbook's own escape; the part itself has to show it.
+        # Python does not decode the workbook's own escape, so the raw part is checked.
         book = self.workbook(lines(put(METER, 464, b"_x0041_x_x00e9_ _x004_".ljust(30))))
         self.assertIn(b"<t>_x005F_x0041_x_x005F_x00e9_ _x004_</t>", book.parts["xl/worksheets/sheet1.xml"])
 
