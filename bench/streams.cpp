@@ -197,7 +197,7 @@ void addStreams(std::vector<Row>& rows, const Options& options) {
     addKind<RecordInformationTramoModel>(rows, options, "record information");
     addKind<ParameterTramoModel>(rows, options, "parameter", false);
     addKind<TagTramoModel>(rows, options, "tag", false);
-    addKind<AMRKeyTramoModel>(rows, options, "AMR key", false);
+    addKind<AMRKeyTramoModel>(rows, options, "key", false);
 }
 
 }  // namespace bench

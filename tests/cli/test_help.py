@@ -82,11 +82,14 @@ class Prose(CliTest):
         with open(os.path.join(ROOT, page), encoding="utf-8") as file:
             return file.read()
 
+    def kinds(self):
+        kinds = re.findall(r"^  [0-9-]  ([a-zA-Z ]+?)  ", self.run_tool("explain").out, re.M)
+        self.assertGreater(len(kinds), 10)
+        return kinds
+
     def generated(self):
         """The descriptions of the format that the tool prints, by command."""
-        overview = self.run_tool("explain").out
-        kinds, codes = re.findall(r"^  [0-9-]  ([a-zA-Z ]+?)  ", overview, re.M), re.findall(r"^  (0x\w+) ", overview, re.M)
-        self.assertGreater(len(kinds), 10)
+        kinds, codes = self.kinds(), re.findall(r"^  (0x\w+) ", self.run_tool("explain").out, re.M)
         self.assertGreater(len(codes), 20)
         fields = [f"{kind}:{name}" for kind in kinds for name in re.findall(r"^ +[\d-]+  (\w+)", self.run_tool("explain", kind).out, re.M)]
         self.assertGreater(len(fields), 250)
@@ -98,6 +101,13 @@ class Prose(CliTest):
     def test_terms(self):
         self.assertGreater(len(PROSE), 10)
         self.assertEqual([(page, term) for page in PROSE for term in retired(code_and_prose(self.text(page))[1])], [])
+
+    def test_record_kinds(self):
+        """The names of record kinds have one spelling."""
+        forms = [kind.replace(" ", other) for kind in self.kinds() if " " in kind for other in ("-", "")]
+        forms += ["(?<!meter )subscriber lines?", "AMR keys?", "AMR-keys?"]
+        found = re.compile(rf"\b(?:{'|'.join(forms)})\b", re.I)
+        self.assertEqual([(page, match) for page in PROSE for match in found.findall(code_and_prose(self.text(page))[1])], [])
 
     def test_terms_of_the_format(self):
         self.assertEqual([(command, term) for command, text in self.generated() for term in retired(text)], [])
