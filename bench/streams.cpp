@@ -1,4 +1,4 @@
-// Reading and writing through the public interface, by kind of line.
+// Reading and writing through the public interface, by record kind.
 #include "bench/data.h"
 #include "bench/getters.h"
 #include "bench/handtuned.h"

@@ -96,7 +96,7 @@ private:
     std::unordered_map<std::wstring, Chain> chains;
 };
 
-/// The kind of a line, for people: "meter subscriber", "key line", "damaged line".
+/// Returns the kind of a line by its name in JSON: "meter subscriber", "key line", "damaged line".
 std::string_view kindName(const KeptLine& line);
 
 }  // namespace tramo::cli

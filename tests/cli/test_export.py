@@ -1,4 +1,4 @@
-"""tramo export: values in JSON lines and in tables."""
+"""tramo export: values in JSON Lines and in tables."""
 import csv
 import io
 import json
@@ -59,7 +59,7 @@ class Jsonl(ExportTest):
     def test_blank_fields_are_left_out(self):
         for letter in "0123457":
             row = self.objects(lines(letter.encode() + b" " * 511))[0]
-            # Two things differ between a blank line and a model that nobody has filled; they are told.
+            # A blank line and a default-constructed model differ in these fields, so they are exported.
             self.assertLessEqual(set(row) - {"line", "kind"}, {"meterAuthorizedChange", "externalAMRText", "externalAMR"}, letter)
 
     def test_an_invalid_position_is_exported(self):
@@ -76,7 +76,7 @@ class Jsonl(ExportTest):
         self.assertIn(r"\ud83dx\ud83d\ude00", self.export(content).out)
 
     def test_times_that_a_date_cannot_express(self):
-        # 02:30 is there twice that night; the library takes one of the two, and its seconds are exact in any case.
+        # 02:30 occurs twice that night, so the value is exported in seconds.
         content = lines(put(METER, 426, b"202410270230"))
         for zone in ("Europe/Paris", "UTC"):
             self.assertEqual(self.objects(content, env={"TZ": zone})[0]["meterReadingDate"], "2024-10-27T02:30")
@@ -218,7 +218,7 @@ class Csv(ExportTest):
         result = self.export(after, "-o", folder, "--force", form="csv")
         self.assertEqual((result.code, result.err), (0, ""))
         self.export(after, "-o", fresh, "--force", form="csv")
-        # Tables of kinds that the file does not have are left without rows, and nothing else is touched.
+        # Tables of kinds that the file does not have are left without rows, and other files are kept.
         empty = {name: old[name].split(b"\r\n")[0] + b"\r\n" for name in ("AMR.csv", "text.csv")}
         self.assertEqual(self.contents(folder), self.contents(fresh) | empty | {"notes.txt": b"mine"})
         self.run_tool("import", folder, "--from", "csv", "--encoding", "ansi", "-o", self.path("out"))
@@ -339,20 +339,20 @@ class Sqlite(ExportTest):
                     self.assertEqual(in_table, in_view, (name, table, column))
                     numbers = [[value for value in some if isinstance(value, (int, float))] for some in values]
                     self.assertEqual(math.fsum(numbers[0]), math.fsum(numbers[1]), (name, table, column))
-            database.close()   # while it is open it is not replaced
+            database.close()   # an open database is not replaced
 
     def test_views_of_repeated_serial_numbers(self):
         def of(line, column, serial):
             return put(line, column, serial.ljust(12))
         change, extended, located, enquiry = (sample_line(letter) for letter in (b"3", b"4", b"7", b"6"))
         first, second = (put(enquiry, 2, page) for page in (b"A", b"B"))
-        # M-1 is there twice, M-2 once, two meters have no serial number, M-9 is not in the round.
+        # M-1 occurs twice, M-2 once, two meters have no serial number, M-9 is not in the round.
         content = (ROUND, of(METER, 352, b"M-1"), of(AMR, 26, b"M-1"), of(METER, 352, b"M-2"), of(AMR, 26, b"M-2"), of(METER, 352, b"M-1"),
                    of(AMR, 26, b"M-1"), of(METER, 352, b""), of(METER, 352, b""), of(AMR, 26, b""), of(AMR, 26, b"M-9"),
                    of(AMR, 26, b"M-2"), of(located, 2, b"M-1"), of(located, 2, b"M-2"), of(located, 2, b"M-2"), of(change, 2, b"M-1"),
                    of(extended, 18, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-9"), of(first, 3, b""))
         database = self.database(lines(*content))
-        # The n-th line of a serial number is with the n-th meter that has it.
+        # The n-th line of a serial number belongs to the n-th meter that has it.
         self.assertEqual([tuple(row) for row in database.execute("SELECT line, AMR_line, extended_data_line, meter_change_line, extended_AMR_line FROM meters ORDER BY line")],
                          [(2, 3, 13, 16, 17), (4, 5, 14, None, None), (6, 7, None, None, None), (8, None, None, None, None), (9, None, None, None, None)])
         self.assertEqual([tuple(row) for row in database.execute("SELECT line, pageNumber, meter_subscriber_line FROM answers ORDER BY line")],

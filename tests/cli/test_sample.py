@@ -1,4 +1,4 @@
-"""tramo sample: made-up rounds in which check finds what was damaged, and nothing else."""
+"""tramo sample: sample rounds, in which check finds exactly the inserted errors."""
 import hashlib
 import json
 import os
