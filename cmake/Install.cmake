@@ -10,7 +10,7 @@ foreach(kind ${TRAMOSTREAM_INSTALL})
     elseif(kind STREQUAL "static")
         set(target tramostream_static)
     else()
-        message(FATAL_ERROR "invalid value \"${kind}\" in TRAMOSTREAM_INSTALL; expected shared, static or both, separated by a semicolon")
+        message(FATAL_ERROR "invalid value \"${kind}\" in TRAMOSTREAM_INSTALL; expected shared, static or shared;static")
     endif()
     install(TARGETS ${target} EXPORT TramoStream-${kind}
         RUNTIME COMPONENT runtime
