@@ -33,7 +33,7 @@ template <class Write> void makeFile(const std::string& path, Write write) {
 std::string seed(const Options& options, const std::string& kind) {
     if (kind == "parameter") return contents(SAMPLES "/parameters.txt");
     if (kind == "tag") return contents(SAMPLES "/tags.txt");
-    if (kind == "AMR key") return contents(SAMPLES "/amr-keys.txt");
+    if (kind == "key") return contents(SAMPLES "/amr-keys.txt");
     const std::string path = options.folder + "/seed.txt";
     const std::size_t meters = kind == "meter subscriber" ? options.subscribers() : options.others();
     std::vector<std::string> command{options.tramo, "sample", "--returned", "--meters", std::to_string(meters), "-o", path};

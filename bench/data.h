@@ -14,7 +14,7 @@ struct DataFile {
     std::size_t records, bytes, characters;
 };
 
-/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "AMR key"; or "mixed". Generates the file if it
+/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "key"; or "mixed". Generates the file if it
 /// is missing or older than the tool. Throws std::runtime_error.
 DataFile dataFile(const Options& options, const std::string& kind, int encoding);
 

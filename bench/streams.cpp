@@ -1,4 +1,4 @@
-// Reading and writing through the public interface, by kind of line.
+// Reading and writing through the public interface, by record kind.
 #include "bench/data.h"
 #include "bench/getters.h"
 #include "bench/handtuned.h"
@@ -197,7 +197,7 @@ void addStreams(std::vector<Row>& rows, const Options& options) {
     addKind<RecordInformationTramoModel>(rows, options, "record information");
     addKind<ParameterTramoModel>(rows, options, "parameter", false);
     addKind<TagTramoModel>(rows, options, "tag", false);
-    addKind<AMRKeyTramoModel>(rows, options, "AMR key", false);
+    addKind<AMRKeyTramoModel>(rows, options, "key", false);
 }
 
 }  // namespace bench

@@ -96,7 +96,7 @@ private:
 bool measure(const std::vector<Row>& rows, const Options& options) {
     const std::regex filter(options.filter);
     if (std::ranges::none_of(rows, [&](const Row& row) { return std::regex_search(row.fullName(), filter); })) {
-        std::fprintf(stderr, "bench/run: no row is called \"%s\"\n", options.filter.c_str());
+        std::fprintf(stderr, "bench/run: no row matches \"%s\"\n", options.filter.c_str());
         return false;
     }
     for (const Row& row : rows) {

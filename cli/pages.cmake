@@ -1,4 +1,4 @@
-# Has the tool write its manual pages and completions: cmake -DTRAMO=<program> -DFOLDER=<where they go> -P pages.cmake
+# Writes the manual pages and completions of the tool to a folder: cmake -DTRAMO=PROGRAM -DFOLDER=FOLDER -P pages.cmake
 function(page path)
     execute_process(COMMAND ${TRAMO} help ${ARGN} OUTPUT_FILE ${FOLDER}/${path} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
@@ -11,7 +11,7 @@ page(bash/tramo --completion bash)
 page(zsh/_tramo --completion zsh)
 page(fish/tramo.fish --completion fish)
 
-# The commands are the rows of "Commands:", but for help.
+# The commands are the rows of "Commands:", except help.
 execute_process(COMMAND ${TRAMO} help OUTPUT_VARIABLE overview COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX REPLACE ".*\nCommands:(.*)\n  help .*" "\\1\n" rows "${overview}")
 string(REGEX MATCHALL "\n  [a-z]+ " names "${rows}")

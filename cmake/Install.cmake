@@ -10,7 +10,7 @@ foreach(kind ${TRAMOSTREAM_INSTALL})
     elseif(kind STREQUAL "static")
         set(target tramostream_static)
     else()
-        message(FATAL_ERROR "TRAMOSTREAM_INSTALL: \"${kind}\" is neither shared nor static")
+        message(FATAL_ERROR "invalid value \"${kind}\" in TRAMOSTREAM_INSTALL; expected shared, static or shared;static")
     endif()
     install(TARGETS ${target} EXPORT TramoStream-${kind}
         RUNTIME COMPONENT runtime

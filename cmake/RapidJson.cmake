@@ -14,8 +14,8 @@ block(PROPAGATE tramostream_json_options)
         list(JOIN tramostream_json_options " " CMAKE_REQUIRED_FLAGS)
         check_cxx_source_compiles("${uses_document}" TRAMOSTREAM_JSON_COMPILES_DELAYED)
         if(NOT TRAMOSTREAM_JSON_COMPILES_DELAYED)
-            message(FATAL_ERROR "The compiler refuses rapidjson/document.h in ${TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR}. "
-                "TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR names the folder of another RapidJSON: one that is newer than 1.1.0.")
+            message(FATAL_ERROR "The compiler rejects rapidjson/document.h in ${TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR}. "
+                "Set TRAMOSTREAM_RAPIDJSON_INCLUDE_DIR to the folder of a RapidJSON newer than 1.1.0.")
         endif()
     endif()
 endblock()

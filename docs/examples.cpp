@@ -142,8 +142,8 @@ void parameter() {
     parameter.setKey(L"LANGUAGE");
     parameter.setValue(L"en");
     const ParameterLine::parameterLine_t line = parameter.toParameterLine();
-    std::wcout << parameter.toString() << L", " << line.size() << L" characters with the line end\n";
-    //> ParameterTramoModel[key:LANGUAGE,value:en], 42 characters with the line end
+    std::wcout << parameter.toString() << L", " << line.size() << L" characters with the line ending\n";
+    //> ParameterTramoModel[key:LANGUAGE,value:en], 42 characters with the line ending
     //! [ParameterTramoModel]
 }
 
@@ -393,8 +393,8 @@ void keyLine() {
     //! [parseKeyLine]
     const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber": 12, "colour": "red"})");
     for (const tramo::KeyLineRemark& remark : parsed.remarks)
-        std::wcout << remark.name << (remark.reason == tramo::KeyLineRemark::WrongType ? L" is no text\n" : L" is unknown\n");
-    //> serialNumber is no text
+        std::wcout << remark.name << (remark.reason == tramo::KeyLineRemark::WrongType ? L" is not a text\n" : L" is unknown\n");
+    //> serialNumber is not a text
     //> colour is unknown
 
     const tramo::ParsedKeyLine broken = tramo::parseKeyLine(L"{");
@@ -506,7 +506,7 @@ void messages() {
 
 // clang-format on
 
-// The first line of a kind in a good file.
+// Returns the first line of a kind in a valid file.
 Line sampleLine(wchar_t letter) {
     iFileStream file;
     file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
@@ -522,7 +522,7 @@ template <class Example, class... Arguments> void run(const wchar_t* name, Examp
 
 }  // namespace
 
-// In a folder of its own that holds the samples; time zone UTC.
+// Runs in a folder that contains the samples, in the time zone UTC.
 int main() {
     run(L"RoundTramoModel", header, sampleLine(L'0'));
     run(L"MeterSubscriberTramoModel", meterSubscriber, sampleLine(L'1'));

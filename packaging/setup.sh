@@ -42,11 +42,11 @@ wasMoved() {
 
 # Configures a preset, from scratch if the project was moved.
 configure() {
-    local preset=$1 anew=()
-    wasMoved "build/$preset" && anew=(--fresh)
+    local preset=$1 scratch=()
+    wasMoved "build/$preset" && scratch=(--fresh)
     # ccache stores its data in the user's home and fails without one.
     if [[ -w ${HOME-} ]] && command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-    cmake --preset "$preset" "${anew[@]}" "${@:2}"
+    cmake --preset "$preset" "${scratch[@]}" "${@:2}"
 }
 
 # Prints the packages for these uses, one per line.
@@ -80,7 +80,7 @@ installMissing() {
 
     if ((EUID != 0)); then
         asRoot=(sudo)
-        [[ -t 0 && -t 2 ]] || asRoot+=(-n)   # nobody can type a password
+        [[ -t 0 && -t 2 ]] || asRoot+=(-n)   # without a terminal, sudo must not ask for a password
     fi
     if command -v apt-get >/dev/null && { ((EUID == 0)) || command -v sudo >/dev/null; }; then
         say "installing ${missing[*]}"

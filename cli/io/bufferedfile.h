@@ -1,4 +1,4 @@
-// A command's product, gathered in memory and handed over in large pieces.
+// An output file with a buffer in memory.
 #pragma once
 #include "cli/io/outfile.h"
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ public:
         fmt::format_to(fmt::appender(text), format, std::forward<T>(arguments)...);
     }
 
-    /// To be called now and then: hands over what has grown large.
+    /// Writes the buffer if it is large. Call it after each part of the output.
     void settle() {
         if (text.size() >= 1 << 16) flush();
     }

@@ -17,17 +17,17 @@ bool isSet(const char* variable) {
     return value && *value;
 }
 
-// An error output that cannot be written is nobody's fault and no reason to stop.
+// Ignores errors: a standard error that cannot be written must not stop the command.
 void say(std::string_view text) { (void)writeTo(stderr, text); }
 
-// The cursor stands behind a progress line.
+// Whether the cursor is after a progress line.
 std::atomic<bool> progressVisible = false;
 
 std::string amount(std::uint64_t bytes) {
     return bytes < 1'000'000 ? fmt::format("{} KB", bytes / 1000) : fmt::format("{} MB", bytes / 1'000'000);
 }
 
-// The end of a text that fits into so many columns of a terminal, if every character beyond ASCII takes two.
+// Returns the longest end of the text that fits into the columns, if every character beyond ASCII takes two.
 std::string_view endOf(std::string_view text, std::size_t columns) {
     std::size_t begin = text.size();
     for (std::size_t at = text.size(); at-- > 0;) {

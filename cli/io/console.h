@@ -1,4 +1,4 @@
-// The tool's own ways to the user: findings and data on the standard output, everything else on the error output.
+// Output for the user: findings and data on the standard output, everything else on the standard error.
 #pragma once
 #include <chrono>
 #include <cstdint>
@@ -10,16 +10,16 @@ namespace tramo::cli {
 
 enum class ColourChoice { Auto, Always, Never };
 
-/// How far the work has come: one line on the error output that the next output wipes out. Nothing where that is no
-/// terminal, and nothing for work that is done at once.
+/// Shows the progress of long work in one line on the standard error, which the next output erases. Shows nothing for short
+/// work, or if the standard error is not a terminal.
 class Progress {
 public:
     Progress();
 
-    /// As a share; as so many bytes when `all` is 0, for it is not known.
+    /// Shows `done` as a share of `all`, or as a number of bytes if `all` is 0 (unknown).
     void show(std::string_view what, std::uint64_t done, std::uint64_t all);
 
-    /// There is one such line, whoever shows it.
+    /// Erases the line. All objects share one line.
     static void wipe();
 
 private:
@@ -27,7 +27,7 @@ private:
     std::chrono::steady_clock::time_point due;
 };
 
-/// The standard output, buffered here, so that a refused write never passes unseen.
+/// The standard output with its own buffer, so that every failed write is detected.
 class Output {
 public:
     /// Every operation throws WriteFailed.
@@ -38,7 +38,7 @@ public:
         fmt::format_to(fmt::appender(text), format, std::forward<T>(arguments)...);
     }
 
-    /// Hands over what has grown large enough to be worth it; to be called between the parts of a report.
+    /// Writes the buffer if it is large, or on a terminal. Call it after each part of a report.
     void settle() {
         if (text.size() >= enough) flush();
     }
@@ -47,20 +47,20 @@ public:
 private:
     fmt::memory_buffer text;
     bool isTerminal;
-    std::size_t enough;  ///< of text to be handed over: on a terminal any
+    std::size_t enough;  ///< the size from which settle() writes; 1 on a terminal
 };
 
-/// Whether a stream gets colours: what was asked for, else whether it is a terminal and NO_COLOR is not set.
+/// Returns whether to print colours. Auto: on a terminal, unless NO_COLOR is set.
 bool wantsColour(ColourChoice choice, std::FILE* stream);
 
-/// "tramo: ..." on the error output, as one line: what could steer a terminal is printed as `printable` has it, wherever the
-/// message got it from.
+/// Prints "tramo: MESSAGE" on the standard error, as one line. The whole message is made printable (see `printable`), because it
+/// may contain text of files.
 void complain(std::string_view message);
 
-/// This text on the error output, and no memory taken for it.
+/// Prints this text on the standard error, without allocating memory.
 void complainAsItIs(const char* text);
 
-/// Everything printed has reached the system. Throws WriteFailed.
+/// Flushes and closes the standard output. Throws WriteFailed.
 void closeStandardOutput();
 
 }  // namespace tramo::cli

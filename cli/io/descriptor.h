@@ -1,4 +1,4 @@
-// File descriptors, for the sources that are of POSIX systems only.
+// File descriptors, for POSIX sources only.
 #pragma once
 #include <cerrno>
 #include <poll.h>
@@ -7,7 +7,7 @@
 
 namespace tramo::cli {
 
-/// A call of the system that answers -1 and errno, made again when a signal has come in between.
+/// Makes a system call that returns -1 and sets errno on errors, and repeats it if a signal has interrupted it.
 int uninterrupted(auto call) {
     for (;;) {
         const int result = call();
@@ -15,8 +15,8 @@ int uninterrupted(auto call) {
     }
 }
 
-/// After a read or write that failed: whether to make the same call again, because a signal came in between, or because the
-/// descriptor is in non-blocking mode. Then this waits until the descriptor is ready (`events`: POLLIN or POLLOUT).
+/// Returns whether to repeat a read or write that failed: after a signal, or if the descriptor is in non-blocking mode. In that
+/// mode, waits until the descriptor is ready (`events`: POLLIN or POLLOUT).
 inline bool mayTryAgain(int descriptor, short events) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN) return false;
@@ -24,7 +24,7 @@ inline bool mayTryAgain(int descriptor, short events) {
     return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
 }
 
-/// Closes a file descriptor at its end. It keeps errno.
+/// Owns a file descriptor. The destructor closes it and keeps errno.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -38,7 +38,7 @@ public:
 
     explicit operator bool() const { return own >= 0; }
     int number() const { return own; }
-    void release() { own = -1; }  ///< somebody else closes it
+    void release() { own = -1; }  ///< gives up ownership
     void close() {
         const int error = errno;
         if (own >= 0) ::close(std::exchange(own, -1));

@@ -1,4 +1,4 @@
-// What the system knows of a file at one moment.
+// The state of a file at one moment: its identity, size and times.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -10,26 +10,26 @@ namespace tramo::cli {
 
 struct FileState {
     bool isRegular = false;
-    std::uint64_t device = 0, number = 0;  ///< which file it is, by whatever name
+    std::uint64_t device = 0, number = 0;  ///< identify the file, under any name
     std::uint64_t size = 0;
-    std::int64_t modified = 0, changed = 0;  ///< the content; anything, its names included. In nanoseconds of the system's clock
+    std::int64_t modified = 0, changed = 0;  ///< times of the last change of the content, and of any change, in nanoseconds
 
     bool isSameFile(const FileState& other) const { return device == other.device && number == other.number; }
     bool operator==(const FileState&) const = default;
 };
 
-/// nullopt: there is no such file, or nothing can be known of it.
+/// Returns nullopt if there is no such file, or if its state cannot be read.
 std::optional<FileState> stateOf(std::FILE* file);
 std::optional<FileState> stateOf(const std::string& path);
 
-/// The present, as FileState gives times.
+/// Returns the current time in the unit of FileState.
 std::int64_t fileTimeNow();
 
-/// Where the next byte would be read from; 0 where there are no places.
+/// Returns the offset of the next byte; 0 if the file has no offsets.
 std::uint64_t placeIn(std::FILE* file);
 
-/// Reads so many bytes from this place, whatever is read elsewhere at the same time. Fewer: the end of the file, or an error
-/// (`error`, otherwise 0). For regular files.
+/// Reads bytes from an offset of a regular file; thread-safe. Returns fewer than wanted at the end of the file, or after an error
+/// (`error`, otherwise 0).
 std::size_t readAt(std::FILE* file, std::uint64_t place, char* bytes, std::size_t wanted, int& error);
 
 }  // namespace tramo::cli

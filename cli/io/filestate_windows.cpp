@@ -21,12 +21,12 @@ std::int64_t nanoseconds(const FILETIME& time) {
 
 }  // namespace
 
-// A rename is no change here: there is one time only.
+// There is only one time, which a rename does not change.
 std::optional<FileState> stateOf(std::FILE* file) {
     BY_HANDLE_FILE_INFORMATION known{};
     if (GetFileType(handleOf(file)) != FILE_TYPE_DISK) return FileState{};
     if (GetFileInformationByHandle(handleOf(file), &known) == 0) {
-        if (file == stdin) return FileState{};  // some hosts lead a file here of which nothing is known: it is read like a pipe
+        if (file == stdin) return FileState{};  // on some hosts, its state cannot be read: treat it like a pipe
         errno = EIO;
         return std::nullopt;
     }

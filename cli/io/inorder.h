@@ -1,4 +1,4 @@
-// Work on many pieces, on several threads, with results in the order of the pieces.
+// Processes tasks on several threads and finishes them in their order.
 #pragma once
 #include <condition_variable>
 #include <cstddef>
@@ -11,14 +11,14 @@
 
 namespace tramo::cli {
 
-/// For one task after the other:
+/// Calls for each task:
 ///
-///     take(task)     prepares it, in order, one call at a time; false: there are no more
+///     take(task)     prepares the task; in order, one call at a time; returns false if there are no more tasks
 ///     work(task)     on any thread, several at a time
 ///     finish(task)   in order, on the calling thread
 ///
-/// Tasks are used again and again, a few more than there are threads: `take` has to clear them. What is thrown is thrown
-/// on to the caller, in its turn: after the tasks before it have been finished, as if there were one thread.
+/// Reuses a few more task objects than there are threads: `take` must clear them. An exception reaches the caller after all
+/// previous tasks are finished, as with one thread.
 template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish);
 
 template <class Task, class Take, class Work, class Finish> class InOrder {
@@ -53,7 +53,7 @@ private:
         }
     }
 
-    // False: there can be no thread at all. Fewer than wanted are enough.
+    // Returns false if no thread can be started. Fewer than wanted are enough.
     bool start(unsigned threadCount) {
         try {
             threads.reserve(threadCount);
@@ -80,7 +80,7 @@ private:
         }
     }
 
-    // The next task, prepared; nullptr when there is nothing to do any more.
+    // Returns the next task, prepared; nullptr after the last one.
     Slot* takeTurn() {
         const std::lock_guard order(taking);
         Slot& slot = slots[nextTurn % slots.size()];
@@ -132,7 +132,7 @@ private:
     Work& work;
     Finish& finish;
 
-    std::mutex taking;  ///< held by whoever takes a task: guards `nextTurn` and `ended`
+    std::mutex taking;  ///< guards `nextTurn` and `ended`, and the calls of `take`
     std::size_t nextTurn = 0;
     bool ended = false;
 
@@ -140,7 +140,7 @@ private:
     std::condition_variable slotFreed, slotDone;
     bool stopped = false;
 
-    std::vector<std::jthread> threads;  ///< last: they end before what they use
+    std::vector<std::jthread> threads;  ///< last, so that they end before the objects that they use
 };
 
 template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish) {

@@ -1,24 +1,24 @@
-// What this run reads: outputs must be other files.
+// The inputs of this run: outputs must be other files.
 #pragma once
 #include <cstdint>
 #include <string>
 
 namespace tramo::cli {
 
-/// A file that this run reads, for as long as this lives. No output may be the same file, and no new one is more open.
+/// Registers an input of this run during its lifetime. No output may be the same file, and no new output has more permissions.
 class NotedInput {
 public:
-    /// "-": the standard input. Throws WrongUsage if the file is an output, or the standard output.
+    /// "-" is the standard input. Throws WrongUsage if the file is an output, or the standard output.
     explicit NotedInput(const std::string& path);
     ~NotedInput();
     NotedInput(const NotedInput&) = delete;
     NotedInput& operator=(const NotedInput&) = delete;
 
 private:
-    std::uint64_t number = 0;  ///< 0: it is no regular file, and can be no output
+    std::uint64_t number = 0;  ///< 0: not a regular file, so that it cannot be an output
 };
 
-/// Throws WrongUsage if a file to be read is the standard output, which would grow while it is read.
+/// Throws WrongUsage if the input is the standard output, which would grow while it is read.
 void refuseStandardOutput(const std::string& inputPath);
 
 }  // namespace tramo::cli

@@ -23,7 +23,7 @@ struct InputFile {
     FileFacts facts;
 };
 
-// What this run reads, on whatever thread, and writes.
+// The inputs, on all threads, and the outputs of this run.
 struct Run {
     std::mutex mutex;
     std::uint64_t lastNumber = 0;
@@ -50,7 +50,7 @@ std::string quotedName(const std::string& name) {
 
 std::string temporaryName() { return "a temporary file in " + temporaryFolder(); }
 
-// Whether this is a regular file that both mean.
+// Returns whether this is a regular file and the standard output.
 bool isStandardOutput(const FileFacts& facts) {
     const std::optional<FileFacts> out = facts.isRegular ? factsOf(stdout) : std::nullopt;
     return out && out->id == facts.id;
@@ -62,7 +62,7 @@ std::optional<FileFacts> factsOfInput(const std::string& path) {
     return facts;
 }
 
-// The permissions of a new file or folder.
+// Returns the permissions of a new file or folder.
 unsigned permissionsOf(const Unfinished& made, const OutMode& mode) {
     unsigned permissions = permissionsOfNew(made.isOfFiles());
     if (mode.secret) permissions &= 0700;
@@ -73,18 +73,18 @@ unsigned permissionsOf(const Unfinished& made, const OutMode& mode) {
     return permissions;
 }
 
-// The last that is done to a new file or folder before it takes its place.
+// The last step before a new file or folder replaces its target.
 void settle(const NotedOutput& output, const Unfinished& made, const OutMode& mode) {
     const std::string lost = output.place.keepPermissions(made, permissionsOf(made, mode));
     if (!lost.empty())
         complain(fmt::format("{}: attributes of the old file are not kept: {}", printable(std::string_view(output.name)), lost));
 }
 
-// The owner of a replaced file has chosen who can read it, but perhaps not with keys in it.
+// The owner of a replaced file has chosen its permissions, but perhaps not for a file with keys.
 void reportReadableKeys(const NotedOutput& output) {
     constexpr unsigned everyUser = 04;
     if (!output.place.facts() || (output.place.facts()->mode & everyUser) == 0) return;
-    // A name that cannot be printed as it is has to be filled in by the reader.
+    // If the name is not printable, the user must fill it in.
     const std::string name = printable(std::string_view(output.name));
     complain(fmt::format(
         "{}: may hold keys, and every user can read it, because the old file's permissions are kept; run: chmod 600 {}", name,
@@ -189,7 +189,7 @@ void OutFile::release() {
 
 void OutFile::commit() {
     if (held) release();
-    if (file.get() == stdout) return;  // which is closed at the very end
+    if (file.get() == stdout) return;  // main closes it
     if (!isStream()) {
         settle(noted, unfinished, mode);
         if (!reachesDisk(file.get())) fail(errno);
@@ -202,7 +202,7 @@ void OutFile::commit() {
 
 void OutFile::fail(int error) const { throw WriteFailed{held ? temporaryName() : noted.name, error}; }
 
-// A folder that was there keeps what it has, and the new one stands in it until it is complete.
+// An existing folder keeps its other files; the unfinished folder is inside it until it is complete.
 OutFolder::OutFolder(const std::string& path, OutMode chosen) : mode(chosen), noted(withoutSlash(path), path, chosen) {
     if (isStreamOrFile(noted.place)) throw WriteFailed{noted.name, ENOTDIR};
     const std::string name = noted.place.kind() == Place::Kind::Folder ? "tables" : noted.place.base();

@@ -1,5 +1,5 @@
-// Where a command's product goes: the standard output, a file that appears whole or not at all, or a stream. What the tool
-// promises of its outputs (docs/guide.md, "What becomes of an output") is kept here.
+// Outputs of a command: the standard output, a file that appears completely or not at all, or a stream. Implements the promises
+// of docs/guide.md, "How outputs are written".
 #pragma once
 #include "cli/io/place.h"
 #include "cli/io/unfinished.h"
@@ -12,17 +12,17 @@ namespace tramo::cli {
 
 /// How an output is written.
 struct OutMode {
-    bool secret = false;         ///< for its owner only, if it is new
-    bool keys = false;           ///< may hold keys: reported if every user can read it
-    bool held = false;           ///< streams, too, get nothing before `commit`; until then it is in a temporary file
-    bool force = false;          ///< replaces also what is read-only or has other names
-    bool replacesInput = false;  ///< may be the file that has been read
+    bool secret = false;         ///< only its owner can read it, if it is new
+    bool keys = false;           ///< may hold keys: reported if all users can read it
+    bool held = false;           ///< streams, too, are written by `commit` only; until then, the text is in a temporary file
+    bool force = false;          ///< replaces even a file that is read-only or has hard links
+    bool replacesInput = false;  ///< may be the input
 };
 
-/// Where an output goes, for as long as this lives. No other of the same run may go there.
+/// Registers the place of an output during its lifetime. No other output of the run may have the same place.
 class NotedOutput {
 public:
-    /// `name`: what people call it. Throws WrongUsage if it is an input or another output, WriteFailed if nothing can be there.
+    /// `name`: for messages. Throws WrongUsage if it is an input or another output, WriteFailed if it cannot be written.
     NotedOutput(const std::string& path, std::string name, const OutMode& mode);
     ~NotedOutput();
     NotedOutput(const NotedOutput&) = delete;
@@ -32,19 +32,19 @@ public:
     Place place;
 };
 
-/// A file in the making. It is written beside the one named, and takes its place when it is complete; until then, and
-/// after any failure, the old file stands as it was. "-" is the standard output, which is written at once, as are devices,
-/// pipes, sockets and what a process has open already (/dev/stdout).
+/// An output file. It is written beside the file with that path, and replaces it when it is complete. Until then, and
+/// after any error, the old file is unchanged. Streams are written directly: "-" (the standard output), devices, pipes, sockets
+/// and files that a process has open already (/dev/stdout).
 ///
-/// Every operation throws WriteFailed; the constructor WrongUsage, too.
+/// Every operation throws WriteFailed; the constructor also WrongUsage.
 class OutFile {
 public:
     using Mode = OutMode;
 
-    /// `name`: what people call it, if that is not its path.
+    /// `name`: for messages, if it is not the path.
     explicit OutFile(const std::string& path, Mode mode = {}, const std::string& name = {});
 
-    /// Without `commit`: the unfinished file is taken away.
+    /// Without `commit`, removes the unfinished file.
     ~OutFile() = default;
     OutFile(const OutFile&) = delete;
     OutFile& operator=(const OutFile&) = delete;
@@ -52,22 +52,22 @@ public:
     /// Whether any output was opened: selects exit code 3 over 2.
     static bool anyBegun() { return begun; }
 
-    /// Whether a path is that of a stream, "-" included.
+    /// Returns whether the path is that of a stream, such as "-".
     static bool isStream(const std::string& path);
 
-    /// What is written is gone at once, unless it is held.
+    /// Returns whether text is written directly, unless it is held.
     bool isStream() const { return noted.place.kind() == Place::Kind::Stream; }
 
-    /// The unfinished file, for those who open it by themselves, and where it goes. Not for streams.
+    /// Return the path of the unfinished file, for libraries that open it themselves, and the target. Not for streams.
     std::string temporaryPath() const { return unfinished.path(); }
     Place& target() { return noted.place; }
 
-    /// It holds keys: it is for its owner only, if it is new.
+    /// States that the file holds keys: only its owner can read it, if it is new.
     void keepSecret() { mode.secret = mode.keys = true; }
 
     void write(std::string_view bytes);
 
-    /// Everything has reached the disk, and the file its place.
+    /// Flushes the file to the disk and replaces the target.
     void commit();
 
 private:
@@ -80,23 +80,23 @@ private:
     NotedOutput noted;
     Unfinished unfinished;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{nullptr, std::fclose};
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> held{nullptr, std::fclose};  ///< has what `file` gets in the end
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> held{nullptr, std::fclose};  ///< the text until `commit` writes it to `file`
 };
 
-/// A folder of files in the making. A new one appears when all of them are there; one that was there gets them at the end,
-/// one after the other. Operations throw WriteFailed.
+/// An output folder. A new one appears when all its files are complete; an existing one gets them at the end, one after the
+/// other. Operations throw WriteFailed.
 class OutFolder {
 public:
     OutFolder(const std::string& path, OutMode mode);
 
-    /// Where it is, or will be.
+    /// Returns the place of the folder.
     const Place& target() const { return noted.place; }
 
-    /// Where a file of it is to be written, and what people call that.
+    /// Return the path to which to write a file of the folder, and its name for messages.
     std::string pathOf(const std::string& file) const { return unfinished.path() + '/' + file; }
     std::string nameOf(const std::string& file) const { return noted.name + '/' + file; }
 
-    /// All of its files have been committed.
+    /// Replaces the target. Call it after all files have been committed.
     void commit();
 
 private:

@@ -43,7 +43,7 @@ std::string baseOf(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// A folder that may not be listed can still be written to.
+// A folder without read permission may still be writable.
 Descriptor openFolder(int at, const std::string& path) {
     const int flags = O_DIRECTORY | O_CLOEXEC;
     Descriptor folder(uninterrupted([&] { return openat(at, path.c_str(), flags | O_RDONLY); }));
@@ -56,8 +56,8 @@ bool isOnProc(int descriptor) {
     return fstatfs(descriptor, &system) == 0 && system.f_type == PROC_SUPER_MAGIC;
 }
 
-// A link that somebody else has put into a folder that everybody can write to and nobody can clean up, as /tmp is. Linux
-// refuses these as a rule (protected_symlinks), and here they are refused always.
+// Returns whether this is another user's link in a sticky folder that all users can write to, such as /tmp. Linux usually
+// refuses to follow these (protected_symlinks); the tool always does.
 bool isTrap(int folder, const struct stat& link) {
     struct stat around {};
     if (fstat(folder, &around) != 0) return true;
@@ -88,7 +88,7 @@ mode_t processMask() {
     return mask;
 }
 
-// What belongs to the content, or gives rights to a program, is not for another content.
+// Attributes that describe the old content or give rights to a program must not be copied to new content.
 bool isOfContent(std::string_view attribute) {
     return attribute == "security.capability" || attribute == "security.ima" || attribute == "security.evm";
 }
@@ -97,7 +97,7 @@ std::string namesOfAttributes(const std::string& path) {
     ssize_t size = listxattr(path.c_str(), nullptr, 0);
     std::string names(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
     if (size > 0) size = listxattr(path.c_str(), names.data(), names.size());
-    if (size < 0 && errno != ENOTSUP) return std::string("attributes\0", 11);  // what cannot be read is not kept
+    if (size < 0 && errno != ENOTSUP) return std::string("attributes\0", 11);  // report that the attributes are not kept
     names.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
     return names;
 }
@@ -109,7 +109,7 @@ bool copyAttribute(const std::string& from, int to, const char* attribute) {
     const ssize_t got = getxattr(from.c_str(), attribute, value.data(), value.size());
     if (got < 0) return false;
     const auto length = static_cast<std::size_t>(got);
-    // A label that the system gives by itself is often the right one already, and may not be set.
+    // The system's own label is often the right one already, and the process may not be allowed to set it.
     std::string own(length, '\0');
     if (fgetxattr(to, attribute, own.data(), own.size()) == got && own == value.substr(0, length)) return true;
     return fsetxattr(to, attribute, value.data(), length, 0) == 0;
@@ -133,7 +133,7 @@ std::optional<FileFacts> factsOf(std::FILE* stream) {
     return facts;
 }
 
-// The system follows the links, and with all of its rules; where they have led is looked up behind it, and must be the same.
+// First, the system follows the links, with all its rules. Then `find` follows them, and must reach the same file.
 Place::Place(const std::string& givenPath, std::string calledName) : name(std::move(calledName)), path(givenPath) {
     if (path == "-") {
         ownKind = Kind::Stream;
@@ -145,7 +145,7 @@ Place::Place(const std::string& givenPath, std::string calledName) : name(std::m
     if (!probe && errno != ENOENT) fail(errno);
     find(path);
     if (!probe) {
-        if (found) fail(EBUSY);  // it has come only now
+        if (found) fail(EBUSY);  // it was created in between
         if (ownBase.empty()) fail(EISDIR);
         return;
     }
@@ -170,13 +170,13 @@ Place::Place(const std::string& givenPath, std::string calledName) : name(std::m
     ownFacts->hasAccessList = hasAccessListAt(pathOfDescriptor(found.number()));
 }
 
-// What has the last name of the path, a link not followed.
+// Opens the last name of the path without following a link.
 Descriptor Place::entry(int at) const {
     return Descriptor(uninterrupted([&] { return openat(at, ownBase.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
 }
 
-// The last folder and name on the way to the file, and the file, if there is one. A link of /proc, which stands for something
-// that is open, is where the way ends.
+// Finds the last folder and name of the path, and the file, if there is one. Does not follow a link in /proc, which means an
+// open file.
 void Place::find(const std::string& from) {
     std::string rest = from;
     Descriptor at;
@@ -205,7 +205,7 @@ void Place::find(const std::string& from) {
     fail(ELOOP);
 }
 
-// A link of /proc is not followed by its text, which is only a description: a deleted file has a name there, too.
+// The text of a link in /proc is only a description: it has a name even for a deleted file.
 void Place::findDescriptor() {
     if (!found || !isOnProc(found.number())) return;
     isDescriptor = true;
@@ -222,14 +222,14 @@ bool Place::isSameAs(const Place& other) const {
     return !ownFacts && !other.ownFacts && folderId == other.folderId && ownBase == other.ownBase;
 }
 
-// What is opened anew is neither made nor emptied, and a file that another process has open is appended to.
+// Does not create or truncate the file. Appends to a file that another process has open.
 std::FILE* Place::openStream() const {
     const int flags = O_WRONLY | O_NOCTTY | O_CLOEXEC | (ownFacts->isRegular ? O_APPEND : 0);
     Descriptor stream(
         ownDescriptor >= 0 ? fcntl(ownDescriptor, F_DUPFD_CLOEXEC, 3) : uninterrupted([&] { return open(path.c_str(), flags); }));
     struct stat status {};
     if (!stream || fstat(stream.number(), &status) != 0) fail(errno);
-    if (factsOf(status).id != ownFacts->id) fail(EBUSY);  // it is another one by now
+    if (factsOf(status).id != ownFacts->id) fail(EBUSY);  // it was replaced in between
     if ((fcntl(stream.number(), F_GETFL) & O_ACCMODE) == O_RDONLY) fail(EBADF);
     std::FILE* const file = fdopen(stream.number(), "wb");
     if (!file) fail(errno);
@@ -238,7 +238,7 @@ std::FILE* Place::openStream() const {
     return file;
 }
 
-// The superuser may write to every file, but not each of them is meant to be written to.
+// Root may write to every file, so the owner's permission decides.
 void Place::checkReplaceable(bool force) const {
     if (ownKind != Kind::File) return;
     const bool isOurs = geteuid() == 0 || geteuid() == ownFacts->owner;
@@ -268,9 +268,9 @@ std::string Place::keepPermissions(const Unfinished& made, unsigned most) const 
     const int to = made.descriptor();
     unsigned mode = most;
     std::string lost;
-    bool groupIsMask = false;  // of an access list that is not the old file's
+    bool groupIsMask = false;  // the group's permissions are the mask of another access list
     if (ownKind == Kind::File) {
-        mode = ownFacts->mode & 0777;  // no right to run as somebody else, which the content did not have
+        mode = ownFacts->mode & 0777;  // without set-user-ID and set-group-ID, which the new content must not get
         const std::string from = pathOfDescriptor(found.number()), attributes = namesOfAttributes(from);
         for (std::size_t at = 0; at < attributes.size(); at += std::string_view(attributes.c_str() + at).size() + 1) {
             const char* attribute = attributes.c_str() + at;
@@ -286,7 +286,7 @@ std::string Place::keepPermissions(const Unfinished& made, unsigned most) const 
         groupIsMask = most != permissionsOfNew(S_ISDIR(status.st_mode)) && fgetxattr(to, accessList, nullptr, 0) > 0;
     }
     if (groupIsMask) mode = (mode & ~070U) | (mode & 07U) << 3;
-    // A new file that cannot get more stays its owner's.
+    // If this fails for a new file, only its owner can read it.
     if (uninterrupted([&] { return fchmod(to, mode); }) != 0 && ownKind == Kind::File)
         refuse(fmt::format("the new file cannot have the old one's permissions: {}", reasonOf(errno)));
     return lost;
@@ -297,11 +297,11 @@ bool Place::hasCompanion(const char* suffix) const {
     return fstatat(ownFolder.open.number(), (ownBase + suffix).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-// A lease for writing is given only to those who have the file to themselves; not every file system has leases.
+// The system grants a write lease only if no other process has the file open. Not every file system has leases.
 bool Place::isOpenElsewhere() {
     if (ownKind != Kind::File) return false;
-    found.close();                // older systems count it
-    std::signal(SIGIO, SIG_IGN);  // which comes if somebody opens it in this moment
+    found.close();                // it counts as open on older systems
+    std::signal(SIGIO, SIG_IGN);  // sent if another process opens the file now
     const Descriptor file(openat(ownFolder.open.number(), ownBase.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     const bool isOpen = file && fcntl(file.number(), F_SETLEASE, F_WRLCK) != 0 && errno == EAGAIN;
     if (file && !isOpen) fcntl(file.number(), F_SETLEASE, F_UNLCK);
@@ -311,7 +311,8 @@ bool Place::isOpenElsewhere() {
 
 unsigned permissionsOfNew(bool isFolder) { return (isFolder ? 0777U : 0666U) & ~processMask(); }
 
-// Another group's members have the rights of all others, and so has a group whose rights are only the most that a list gives.
+// Another group gets only the permissions of all other users, and so does a group whose permissions are the mask of an access
+// list.
 unsigned permissionsBelow(unsigned permissions, const FileFacts& source, unsigned group) {
     unsigned most = source.mode & 0666;
     if (source.group != group || source.hasAccessList) most = (most & ~060U) | (most & 06U) << 3;

@@ -1,4 +1,4 @@
-// Where an output goes: what the system makes of its path, and what is there already.
+// The place of an output: the meaning of its path, and the existing file.
 #pragma once
 #include "cli/io/unfinished.h"
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace tramo::cli {
 
-/// Which file something is, by whatever name it is reached.
+/// Identifies a file, under any name.
 struct FileId {
     std::uint64_t device = 0, number = 0;
     bool operator==(const FileId&) const = default;
@@ -17,56 +17,56 @@ struct FileId {
 struct FileFacts {
     FileId id;
     bool isRegular = false;
-    bool isDevice = false;  ///< a terminal, /dev/null: what is written there does not overwrite anything
+    bool isDevice = false;  ///< a terminal, /dev/null: writing there overwrites nothing
     unsigned owner = 0, group = 0, mode = 0, names = 1;
     bool hasAccessList = false;
 };
 
-/// nullopt: there is no such file, or nothing can be known of it.
+/// Returns nullopt if there is no such file, or if its state cannot be read.
 std::optional<FileFacts> factsOf(const std::string& path);
 std::optional<FileFacts> factsOf(std::FILE* stream);
 
-/// A path is taken apart when this is made: what it means does not change any more. Operations throw WriteFailed.
+/// The constructor resolves the path; its meaning does not change later. Operations throw WriteFailed.
 class Place {
 public:
     enum class Kind { Nothing, File, Folder, Stream };
 
-    /// `name`: what people call it.
+    /// `name`: for messages.
     Place(const std::string& path, std::string name);
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
 
-    /// Nothing: a new file can be made there, also at the end of symbolic links. Stream: what is there is no regular file, or
-    /// the path means one that is open, as /dev/stdout does.
+    /// Returns the kind of the place. Nothing: a new file can be created there, even at the end of symbolic links. Stream: not a
+    /// regular file, or a path of an open file, such as /dev/stdout.
     Kind kind() const { return ownKind; }
 
-    /// Of what is there.
+    /// Returns the facts of the existing file.
     const std::optional<FileFacts>& facts() const { return ownFacts; }
 
-    /// Both mean the same file, whether there is one or not.
+    /// Returns whether both places are the same file, which need not exist.
     bool isSameAs(const Place& other) const;
 
-    /// The stream, without a buffer. A descriptor of this process is used as it is, with its offset and for appending if it is.
+    /// Opens the stream without a buffer. A descriptor of this process is used as it is, with its offset and its append mode.
     std::FILE* openStream() const;
 
-    /// Refuses to replace a file that is read-only or has other names, unless `force` is given.
+    /// Refuses to replace a file that is read-only or has hard links, unless `force` is set.
     void checkReplaceable(bool force) const;
 
-    /// Of a new file or folder and what it replaces: the owner and the group become those of the old one.
+    /// Gives the new file or folder the owner and the group of the replaced one.
     void keepOwner(const Unfinished& made) const;
 
-    /// And so do attributes and permissions. Those of one that replaces nothing are `most`. Returns which attributes could not
-    /// be kept, in words.
+    /// Gives it the attributes and permissions of the replaced one; without one, the permissions `most`. Returns a description of
+    /// the attributes that could not be kept.
     std::string keepPermissions(const Unfinished& made, unsigned most) const;
 
-    /// There is a file of this name with something more at its end.
+    /// Returns whether there is a file with this name and the suffix.
     bool hasCompanion(const char* suffix) const;
 
-    /// Somebody has the file open, as far as the system tells.
+    /// Returns whether another process has the file open, as far as the system reports it.
     bool isOpenElsewhere();
 
-    const Folder& folder() const { return ownFolder; }   ///< that it stands in; a folder itself
-    const std::string& base() const { return ownBase; }  ///< its name there
+    const Folder& folder() const { return ownFolder; }   ///< the folder that contains it
+    const std::string& base() const { return ownBase; }  ///< its name in the folder
 
 private:
     [[noreturn]] void fail(int error) const;
@@ -77,8 +77,8 @@ private:
     Descriptor entry(int at) const;
 
     Descriptor found{};
-    bool isDescriptor = false;  ///< the path means what a process has open
-    int ownDescriptor = -1;     ///< and here it is
+    bool isDescriptor = false;  ///< the path means an open file of a process
+    int ownDescriptor = -1;     ///< its descriptor, if that is this process
 #endif
 
     std::string name, path;
@@ -89,10 +89,10 @@ private:
     std::string ownBase;
 };
 
-/// The permissions of a new file or folder, as the process's umask has it.
+/// Returns the permissions of a new file or folder with the umask of the process.
 unsigned permissionsOfNew(bool isFolder);
 
-/// As many of them as a file of this group can have and be no more open than its source.
+/// Returns those of the permissions that give no user more access than the source, for a file of this group.
 unsigned permissionsBelow(unsigned permissions, const FileFacts& source, unsigned group);
 
 }  // namespace tramo::cli

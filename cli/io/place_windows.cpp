@@ -27,7 +27,7 @@ std::optional<FileFacts> factsOf(HANDLE handle) {
     return facts;
 }
 
-// The file that the path means, however many links lead to it.
+// Resolves all links of the path.
 fs::path behindLinks(const std::string& path, std::error_code& error) {
     fs::path place = pathOf(path);
     for (int links = 0; links < 40; ++links) {
@@ -94,7 +94,7 @@ std::FILE* Place::openStream() const {
     return file;
 }
 
-// Attributes, owners and rights are what the folder gives to a new file.
+// A new file gets its attributes, owner and permissions from the folder.
 void Place::checkReplaceable(bool) const {}
 void Place::keepOwner(const Unfinished&) const {}
 std::string Place::keepPermissions(const Unfinished&, unsigned) const { return {}; }

@@ -28,7 +28,7 @@ int terminalWidth(std::FILE* stream) {
 unsigned usableProcessors() {
     cpu_set_t usable;
     if (sched_getaffinity(0, sizeof usable, &usable) == 0) return static_cast<unsigned>(CPU_COUNT(&usable));
-    return std::max(std::thread::hardware_concurrency(), 1U);  // more than such a set can hold
+    return std::max(std::thread::hardware_concurrency(), 1U);  // more processors than the set can hold
 }
 
 void reserveStandardStreams() {
@@ -45,8 +45,8 @@ std::string reasonOf(int errorNumber) { return std::generic_category().message(e
 
 namespace {
 
-// A file without a name; -1 and errno when there can be none. Where the system does not have such files it gets a name, but only
-// while no signal can end the process.
+// Creates a file without a name; returns -1 and sets errno on errors. On systems without such files, it has a name for a moment,
+// during which signals are blocked.
 int createNameless(const std::string& folder) {
     const int file = uninterrupted([&] { return open(folder.c_str(), O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600); });
     if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
@@ -92,10 +92,10 @@ bool writeTo(std::FILE* file, std::string_view bytes) {
     }
 }
 
-// Not again after EINTR: the descriptor is gone.
+// Does not repeat the call after EINTR, because the descriptor is already closed.
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0 || errno == EINTR; }
 
-// Not by std::filesystem::directory_iterator: libstdc++'s ends the program where it gets no memory for a name.
+// Does not use std::filesystem::directory_iterator: that of libstdc++ ends the program if it cannot allocate a name.
 std::vector<std::string> namesIn(const std::string& folder) {
     std::unique_ptr<DIR, int (*)(DIR*)> open(nullptr, closedir);
     do open.reset(opendir(folder.c_str()));
@@ -136,7 +136,7 @@ Spool::Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied
     std::array<char, 65536> block;
     std::uint64_t all = 0;
     for (;;) {
-        const ssize_t count = read(fileno(source), block.data(), block.size());  // what has come, be it ever so little
+        const ssize_t count = read(fileno(source), block.data(), block.size());  // without waiting for a whole block
         if (count == 0) return;
         if (count < 0 && mayTryAgain(fileno(source), POLLIN)) continue;
         if (count < 0) throw std::system_error(errno, std::generic_category());

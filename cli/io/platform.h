@@ -1,4 +1,4 @@
-// What the tool asks of the operating system beyond standard C++.
+// Functions of the operating system beyond standard C++.
 #pragma once
 #include <cstdint>
 #include <cstdio>
@@ -11,74 +11,74 @@
 
 namespace tramo::cli {
 
-/// What the tool should have written could not be.
+/// Thrown when an output cannot be written.
 struct WriteFailed {
     std::string target;
     int error;
-    std::string reason{};  ///< in words; empty: the system's for `error`
+    std::string reason{};  ///< for messages; empty: the system's message for `error`
 };
 
-/// A file that takes everything and keeps nothing.
+/// The path of a file that discards all output.
 #ifdef _WIN32
 inline constexpr const char* nullDevice = "NUL";
 #else
 inline constexpr const char* nullDevice = "/dev/null";
 #endif
 
-/// A path of the command line as the standard library takes it.
+/// Converts a path of the command line for the standard library.
 std::filesystem::path pathOf(const std::string& path);
 
 bool isTerminal(std::FILE* stream);
 
-/// The columns of the terminal that a stream is; 0 where it is none, or does not tell.
+/// Returns the columns of the terminal; 0 if the stream is not a terminal or does not report them.
 int terminalWidth(std::FILE* stream);
 
-/// Processors that this process may use.
+/// Returns the number of processors that this process may use.
 unsigned usableProcessors();
 
-/// A standard stream that the caller has closed stays useless: no file of ours takes its place. On all others every byte
-/// passes as it is.
+/// Keeps files from getting the descriptor of a standard stream that the caller has closed. Makes the other standard streams
+/// binary.
 void reserveStandardStreams();
 
-/// A pipe that nobody reads any more, and a limit of file sizes, make writes fail instead of ending the process.
+/// Makes writes to a closed pipe or beyond a limit of file sizes fail instead of ending the process.
 void letWritesFail();
 
-/// The system's words for an error number.
+/// Returns the system's message for an error number.
 std::string reasonOf(int errorNumber);
 
-// What the C library does with files, but not ended by a signal that comes in between. Where a file is in non-blocking mode,
-// these wait for the peer.
+// Functions of the C library for files that continue after a signal. For a file in non-blocking mode, they wait until it is
+// ready.
 
-/// nullptr and errno when it cannot be opened.
+/// Returns nullptr and sets errno if the file cannot be opened.
 std::FILE* openFile(const std::string& path, const char* mode);
 
-/// Fewer bytes than wanted: the end, or an error (ferror, errno).
+/// Returns fewer bytes than wanted at the end, or after an error (ferror, errno).
 std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted);
 
-/// To a file without a buffer. False and errno when not everything could be written.
+/// Writes to a file without a buffer. Returns false and sets errno if not all bytes could be written.
 bool writeTo(std::FILE* file, std::string_view bytes);
 
-/// False and errno when something is lost; the file is closed even then.
+/// Closes the file in any case. Returns false and sets errno if data was lost.
 bool closeFile(std::FILE* file);
 
-/// What is in a folder. Throws std::system_error.
+/// Returns the names in a folder. Throws std::system_error.
 std::vector<std::string> namesIn(const std::string& folder);
 
-/// What was written to the file is on the disk.
+/// Flushes the file to the disk; returns whether that succeeded.
 bool reachesDisk(std::FILE* file);
 
-/// The folder for files that are needed for a while: TMPDIR, or /tmp; on Windows the user's.
+/// Returns the folder for temporary files: TMPDIR, or /tmp; on Windows, that of the user.
 std::string temporaryFolder();
 
-/// A file there without a buffer, to be written and read. It has no name that others could open, and is gone with the process
-/// however that ends. Throws WriteFailed.
+/// Creates a temporary file without a buffer, for writing and reading. Other processes cannot open it by a name. It disappears
+/// with the process, even after a kill. Throws WriteFailed.
 std::FILE* temporaryFile();
 
-/// A copy of a stream's content that has a path and can be read more than once, in a temporary file.
+/// A copy of a stream in a temporary file, with a path, that can be read more than once.
 class Spool {
 public:
-    /// Copies `source` to its end, and tells after each piece how many bytes it has copied. Throws std::system_error when it
-    /// cannot be read, WriteFailed when the copy cannot be written, and leaves nothing behind.
+    /// Copies `source` to its end and calls `copied` with the number of bytes after each piece. Throws std::system_error if the
+    /// source cannot be read, WriteFailed if the copy cannot be written; then no file remains.
     Spool(std::FILE* source, const std::function<void(std::uint64_t)>& copied);
 
     const std::string& path() const { return ownPath; }

@@ -18,14 +18,14 @@ namespace {
 
 HANDLE handleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
 
-// The reason of the last failure as an errno.
+// Converts the last error of the system to errno.
 int lastError() {
     const auto code = static_cast<int>(GetLastError());
     const std::error_condition condition = std::system_category().default_error_condition(code);
     return condition.category() == std::generic_category() ? condition.value() : EIO;
 }
 
-// The console shows UTF-8 and obeys colours; as it was again when the program ends.
+// Sets the console to UTF-8 and escape sequences, and restores it at the end of the program.
 class ConsoleSettings {
 public:
     void set() {
@@ -50,7 +50,7 @@ private:
 
 std::filesystem::path pathOf(const std::string& path) { return std::u8string(path.begin(), path.end()); }
 
-// Not by isatty, which takes NUL for a terminal.
+// Does not use isatty, which reports NUL as a terminal.
 bool isTerminal(std::FILE* stream) {
     DWORD mode = 0;
     return GetConsoleMode(handleOf(stream), &mode) != 0;
@@ -65,7 +65,7 @@ unsigned usableProcessors() {
     DWORD_PTR process = 0, system = 0;
     if (GetProcessAffinityMask(GetCurrentProcess(), &process, &system) != 0 && process != 0)
         return static_cast<unsigned>(std::popcount(static_cast<std::uint64_t>(process)));
-    return std::max(std::thread::hardware_concurrency(), 1U);  // in more groups than one
+    return std::max(std::thread::hardware_concurrency(), 1U);  // more than one processor group
 }
 
 void reserveStandardStreams() {
@@ -77,7 +77,7 @@ void reserveStandardStreams() {
     console.set();
 }
 
-void letWritesFail() {}  // they do nothing else here
+void letWritesFail() {}  // they always fail on this system
 
 std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }
 
@@ -100,7 +100,7 @@ std::FILE* fileOf(HANDLE handle, int flags, const char* mode) {
 
 }  // namespace
 
-// A file that is read may be replaced meanwhile, and a temporary one is open already.
+// Lets other processes replace a file while it is read, and opens a temporary file that is open already.
 std::FILE* openFile(const std::string& path, const char* mode) {
     const std::filesystem::path name = pathOf(path);
     if (mode[0] == 'w') return _wfopen(name.c_str(), L"wb");
@@ -132,7 +132,7 @@ std::string temporaryFolder() {
 
 namespace {
 
-// Gone when it is closed.
+// The file is deleted when it is closed.
 std::FILE* createTemporary(std::string& path) {
     const std::string begin = temporaryFolder() + "\\tramo." + std::to_string(GetCurrentProcessId()) + '-';
     static unsigned count = 0;

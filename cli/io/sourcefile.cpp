@@ -21,7 +21,7 @@ int keepOpen(std::FILE*) { return 0; }
 
 }  // namespace
 
-// Four sums at once, for they do not wait for each other.
+// Four independent sums, which the processor computes in parallel.
 void Checksum::take(const char* block) {
     for (std::size_t i = 0; i < lanes.size(); ++i) {
         std::uint64_t word = 0;
@@ -91,7 +91,7 @@ void SourceFile::hasChanged() const {
     throw Unreadable{"changed while it was read; run the command again when the file is complete", name};
 }
 
-// The clock of a file system goes in steps: what is written within one step leaves no other time.
+// The clock of a file system has steps: a second write within one step does not change the time.
 bool SourceFile::isUntouched(const FileState& now) const {
     constexpr std::int64_t step = 20'000'000;
     return now == opened && std::abs(openedAt - opened.modified) > step;
@@ -105,8 +105,8 @@ FileState SourceFile::stateNow() const {
 std::string SourceFile::confirm(const Passage& passage) const {
     if (!opened.isRegular) return {};
     const FileState now = stateNow();
-    if (path == "-") std::fseek(file.get(), 0, SEEK_END);  // as if it had been read like a pipe
-    if (now.size == 0 && opened.size == 0) return {};      // of /proc, where every reading may give another text
+    if (path == "-") std::fseek(file.get(), 0, SEEK_END);  // leave the offset where a pipe would be
+    if (now.size == 0 && opened.size == 0) return {};      // a file of /proc: each reading may return another text
     if (now.size < opened.size) isShorter(now.size);
     if (!isUntouched(now)) {
         std::vector<char> block(1 << 17);

@@ -1,4 +1,4 @@
-// Files that are read, while somebody may be writing to them.
+// Input files, which other processes may change while they are read.
 #pragma once
 #include "cli/io/filestate.h"
 #include <array>
@@ -10,14 +10,13 @@
 
 namespace tramo::cli {
 
-/// A file cannot be read, or not as what it is.
+/// Thrown when a file cannot be read, or is not a valid input.
 struct Unreadable {
     std::string reason;
-    std::string file{};  ///< its path; empty where the reason names it
+    std::string file{};  ///< its path; empty if the reason contains it
 };
 
-/// Sums up bytes that come piece by piece, so that they are known again. Not made against somebody who wants two texts to have
-/// the same sum.
+/// A checksum of bytes that are added in pieces. Not cryptographic: different texts with the same sum can be constructed.
 class Checksum {
 public:
     void add(std::string_view bytes);
@@ -33,7 +32,7 @@ private:
     std::uint64_t count = 0;
 };
 
-/// A range of a file that has been read.
+/// A range of a file that was read.
 struct Passage {
     std::uint64_t from = 0, to = 0;
     Checksum sum{};
@@ -44,30 +43,30 @@ struct Passage {
     }
 };
 
-/// A file that is read as it was when it was opened. A regular one may be replaced, deleted or made longer meanwhile; if it
-/// gets shorter or another content, that is noticed at the end at the latest. Operations throw Unreadable.
+/// Reads a file in the state that it had when it was opened. A regular file may be replaced, deleted or extended meanwhile. If
+/// it becomes shorter or its content changes, `confirm` detects it at the latest. Operations throw Unreadable.
 class SourceFile {
 public:
-    /// "-": the standard input, from where it is.
+    /// "-" is the standard input, from its current position.
     explicit SourceFile(const std::string& givenPath) : SourceFile(givenPath, givenPath) {}
-    SourceFile(const std::string& givenPath, std::string called);  ///< `called`: the path by which its user knows it
+    SourceFile(const std::string& givenPath, std::string called);  ///< `called`: the path for messages
     SourceFile(const SourceFile&) = delete;
     SourceFile& operator=(const SourceFile&) = delete;
 
     std::FILE* stream() const { return file.get(); }
     bool isRegular() const { return opened.isRegular; }
 
-    /// Of a regular file, as it was when it was opened. 0 also of files that hold text and say that they are empty (/proc).
+    /// Returns the size of a regular file when it was opened. 0 also for files that contain text but report size 0 (/proc).
     std::uint64_t size() const { return ownSize; }
 
-    /// Of a regular file: so many bytes from this place of it. Fewer: its end. May run on several threads at once.
+    /// Reads bytes from an offset of a regular file; fewer than wanted at its end. Thread-safe.
     std::size_t read(std::uint64_t place, char* bytes, std::size_t wanted) const;
 
-    /// To be called when a regular file has been read: what was read of it is what it has there. Returns what its user should
-    /// know nevertheless, in words; empty: nothing.
+    /// Checks that the file still has the bytes that were read. Call it after reading a regular file. Returns a note for the user
+    /// about other changes; may be empty.
     std::string confirm(const Passage& passage) const;
 
-    /// What was read once has now been read again, and is not the same.
+    /// Throws because a second reading returned other bytes.
     [[noreturn]] void hasChanged() const;
 
 private:
@@ -77,7 +76,7 @@ private:
 
     std::string path, name;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
-    std::uint64_t begin = 0;  ///< of what is read: where the standard input stands
+    std::uint64_t begin = 0;  ///< the offset of the standard input at the start
     FileState opened;
     std::uint64_t ownSize = 0;
     std::int64_t openedAt = 0;

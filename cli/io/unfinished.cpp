@@ -29,7 +29,7 @@ constexpr int endingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU};
 constexpr std::string_view mark = ".tramo-", ending = ".unfinished";
 constexpr std::size_t longestMark = mark.size() + 10 + 1 + 8 + ending.size();  // a process number, '-', eight digits
 
-// The signals that end the process wait for as long as this lives. It keeps errno.
+// Blocks the signals that end the process during its lifetime. Keeps errno.
 class SignalsHeld {
 public:
     SignalsHeld() {
@@ -50,9 +50,9 @@ private:
     sigset_t before{};
 };
 
-// What follows up to the list is also called by the signals' handler: it takes no memory and no lock. opendir would.
+// The signal handler calls the next functions, too: they must not allocate or lock, as opendir does.
 
-// Takes away the files of a folder. Folders in it stay.
+// Removes the files in a folder, but no folders.
 void empty(int folder) {
     alignas(dirent64) std::array<char, 4096> entries;
     for (;;) {
@@ -65,7 +65,7 @@ void empty(int folder) {
                 at += entry->d_reclen;
             }
         }
-        if (!any) return;  // some file systems pass over entries when others go meanwhile
+        if (!any) return;  // repeat: some file systems skip entries while others are removed
     }
 }
 
@@ -76,10 +76,10 @@ void takeAway(int in, const char* name, int openFolder) {
 
 }  // namespace
 
-// Everything that is unfinished, and what becomes of it when a signal comes. The thread that made the first one makes all.
+// The list of all unfinished files and folders, and the signal handler that removes them. One thread creates all of them.
 struct UnfinishedList {
     static void onSignal(int signal) {
-        if (pthread_equal(pthread_self(), thread) == 0) {  // which may be about to change the list
+        if (pthread_equal(pthread_self(), thread) == 0) {  // `thread` may be changing the list
             pthread_kill(thread, signal);
             return;
         }
@@ -93,7 +93,7 @@ struct UnfinishedList {
         raise(signal);
     }
 
-    // Signals that the caller wants to be ignored stay so.
+    // Does not change signals that the caller ignores.
     static void watch() {
         if (isWatching) return;
         isWatching = true;
@@ -118,8 +118,8 @@ struct UnfinishedList {
 
 namespace {
 
-// Locks of other machines are not always seen on these: nothing there is taken for given up, and nothing is locked, for some
-// pass such locks on to where SQLite has its own.
+// Network file systems do not always show the locks of other machines, so nothing is removed there. Nothing is locked, either,
+// because some of them convert these locks to the kind that SQLite uses.
 bool isShared(int folder) {
     struct statfs system {};
     if (fstatfs(folder, &system) != 0) return true;
@@ -131,7 +131,7 @@ bool isShared(int folder) {
     return false;
 }
 
-// ".NAME", as much of it as leaves room for what follows, and no character of UTF-8 in part.
+// Returns ".NAME", shortened to leave room for the rest, without a partial UTF-8 character.
 std::string beginOf(int folder, const std::string& name) {
     const long most = fpathconf(folder, _PC_NAME_MAX);
     std::size_t room = (most > 0 ? static_cast<std::size_t>(most) : NAME_MAX) - longestMark - 1;
@@ -161,7 +161,7 @@ bool isNameOfUnfinished(std::string_view name, std::string_view begin) {
            isNumber(name.substr(dash + 1), "0123456789abcdef");
 }
 
-// False and errno, which is ENOENT if something else has that name now.
+// Returns whether the descriptor is the file of that name. If not, sets errno: ENOENT if another file has the name.
 bool isOf(int descriptor, int folder, const char* name) {
     struct stat opened {
     }, named{};
@@ -170,8 +170,7 @@ bool isOf(int descriptor, int folder, const char* name) {
     return opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-// Takes away what killed processes have left. Whoever gets the lock knows that nobody works on it, and that nobody else takes
-// it away.
+// Removes what killed processes have left. The lock ensures that no process uses it and no other process removes it.
 void takeAwayLeft(int folder, const std::string& begin) {
     const int listed = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (listed < 0) return;
@@ -206,13 +205,13 @@ void Unfinished::unlink() {
     }
 }
 
-// True: it exists, and is locked where that can be. errno is EEXIST where another name is to be tried.
+// Creates and, if possible, locks it. Returns false and sets errno on errors: EEXIST means to try another name.
 bool Unfinished::createUnder(const char* candidate) {
     const int at = folder->open.number();
     if (isFolder && mkdirat(at, candidate, 0700) != 0) return false;
     const int flags = isFolder ? O_RDONLY | O_DIRECTORY : O_RDWR | O_CREAT | O_EXCL | O_NOCTTY;
     own = Descriptor(uninterrupted([&] { return openat(at, candidate, flags | O_NOFOLLOW | O_CLOEXEC, 0600); }));
-    // Between these two, another process may take it for one that was left.
+    // Before it is locked, another process may remove it as a left one.
     const bool isLocked = own && (isShared(at) || flock(own.number(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK);
     if (isLocked && isOf(own.number(), at, candidate)) return true;
     const int error = !own ? errno : isLocked && errno != ENOENT ? errno : EEXIST;
@@ -273,7 +272,7 @@ bool Unfinished::become(const std::string& name) {
     if (uninterrupted([&] { return renameat(at, ownName.c_str(), at, name.c_str()); }) != 0) return false;
     unlink();
     folder = nullptr;
-    fsync(at);  // it is in its place; a folder that cannot be synchronised does not change that
+    fsync(at);  // ignores errors: the target is already replaced
     own.close();
     return true;
 }

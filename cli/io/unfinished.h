@@ -1,4 +1,4 @@
-// Files and folders in the making: under a name of their own, beside the one that they are to become.
+// Unfinished files and folders: under a temporary name, beside their target.
 #pragma once
 #include <cstdio>
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace tramo::cli {
 
-/// A folder of the file system. On POSIX systems it is held open, and stays the same one whatever becomes of its path.
+/// A folder of the file system. On POSIX systems it is kept open, so that it stays the same folder if its path changes.
 struct Folder {
     std::string path;
 #ifndef _WIN32
@@ -16,11 +16,11 @@ struct Folder {
 #endif
 };
 
-/// It goes with this object, and with the process when a signal ends that, unless it has taken its place. If the process is
-/// killed, it stays, as ".NAME.tramo-PROCESS-RANDOM.unfinished", until the next one begins for the same place: that takes it
-/// away, where the file system is a local one and shows by a lock that nobody works on it any more.
+/// Removes the file or folder with this object, and when a signal ends the process, unless it has replaced its target. If the
+/// process is killed, it remains as ".NAME.tramo-PROCESS-RANDOM.unfinished". The next one for the same target removes it, if the
+/// file system is local and no process holds its lock any more.
 ///
-/// Operations return false (nullptr) and set errno when they fail.
+/// Operations return false (nullptr) and set errno if they fail.
 class Unfinished {
 public:
     Unfinished() = default;
@@ -28,30 +28,30 @@ public:
     Unfinished(const Unfinished&) = delete;
     Unfinished& operator=(const Unfinished&) = delete;
 
-    /// A new file without a buffer, to be written, for its owner only; it is to become `name` in this folder, which must
-    /// outlive this object.
+    /// Creates a file for writing, without a buffer, that only its owner can read. Its target is `name` in this folder, which
+    /// must outlive this object.
     std::FILE* createFile(const Folder& in, const std::string& name);
 
-    /// The same for a folder.
+    /// Does the same for a folder.
     bool createFolder(const Folder& in, const std::string& name);
 
-    /// Its path, for those who open it by themselves.
+    /// Returns its path, for libraries that open it themselves.
     std::string path() const;
 
-    /// Takes its place, in one step. What was there is gone.
+    /// Replaces the target in one step.
     bool become(const std::string& name);
 
-    /// A folder, and not a file.
+    /// Returns whether it is a folder.
     bool isOfFiles() const { return isFolder; }
 
-    /// The group that it belongs to; 0 where that says nothing.
+    /// Returns its group; 0 on systems without groups.
     unsigned group() const;
 
-    /// A folder: its files move into the folder that it stands in, one after the other, and it is gone.
+    /// Moves the files of the folder into its parent folder, one after the other, and removes it.
     bool dissolve();
 
 #ifndef _WIN32
-    /// The file or folder.
+    /// Returns the descriptor of the file or folder.
     int descriptor() const { return own.number(); }
 #endif
 
@@ -59,7 +59,7 @@ private:
     bool create(const Folder& in, const std::string& name, bool asFolder);
     void remove();
 
-    const Folder* folder = nullptr;  ///< nullptr: there is none
+    const Folder* folder = nullptr;  ///< nullptr: nothing was created
     std::string ownName;
     bool isFolder = false;
 #ifndef _WIN32

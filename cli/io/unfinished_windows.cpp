@@ -15,7 +15,7 @@ bool failed(DWORD code) {
     return false;
 }
 
-// What somebody has open, as we may ourselves, cannot be replaced, but can be put aside.
+// A file that a process has open (even this one) cannot be replaced, but can be renamed.
 bool replace(const std::filesystem::path& from, const std::filesystem::path& to) {
     const std::filesystem::path aside = from.native() + L"-old";
     const auto move = [](const auto& what, const auto& where) {
@@ -25,7 +25,7 @@ bool replace(const std::filesystem::path& from, const std::filesystem::path& to)
     const DWORD reason = GetLastError();
     if (reason == ERROR_ACCESS_DENIED && move(to, aside)) {
         if (move(from, to)) {
-            DeleteFileW(aside.c_str());  // when it is closed
+            DeleteFileW(aside.c_str());  // takes effect when it is closed
             return true;
         }
         move(aside, to);
@@ -56,7 +56,7 @@ bool Unfinished::create(const Folder& in, const std::string& name, bool asFolder
     return false;
 }
 
-// Who may read it is what the folder says.
+// The folder sets its permissions.
 std::FILE* Unfinished::createFile(const Folder& in, const std::string& name) {
     if (!create(in, name, false)) return nullptr;
     std::FILE* const file = openFile(path(), "wb");

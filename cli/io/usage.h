@@ -1,4 +1,4 @@
-// How a run can end.
+// Exit codes, and errors of the command line.
 #pragma once
 #include <string>
 
@@ -6,10 +6,10 @@ namespace tramo::cli {
 
 enum ExitCode { nothingFound = 0, somethingFound = 1, notUsable = 2, notWritten = 3 };
 
-/// The command line is not understood.
+/// Thrown when the command line is invalid.
 struct WrongUsage {
     std::string message;
-    std::string command{};  ///< whose arguments they are; main fills it in
+    std::string command{};  ///< the command with the invalid arguments; set by main
 };
 
 }  // namespace tramo::cli

@@ -1,4 +1,4 @@
-// Text broken into lines that fit a terminal. A width of 0 or less breaks nothing.
+// Wraps text to the width of a terminal. A width of 0 or less does not wrap.
 #pragma once
 #include <string>
 #include <string_view>
@@ -6,16 +6,16 @@
 
 namespace tramo::cli {
 
-/// The narrowest column that is worth breaking a text for.
+/// The minimum width for wrapped text.
 inline constexpr int narrowestColumn = 16;
 
-/// What `indent` columns leave of a terminal's `width`; 0 where the text is better not broken.
+/// Returns the width that remains after `indent` columns of a terminal; 0 if it is too small to wrap text.
 int widthBehind(int indent, int width);
 
-/// The text of a file, made printable and broken wherever a line is full. At least one line.
+/// Returns text of a file, printable and split at the width. At least one line.
 std::vector<std::string> brokenText(std::wstring_view text, int width);
 
-/// Words, broken at blanks.
+/// Wraps words at spaces.
 std::vector<std::string> brokenWords(std::string_view words, int width);
 
 }  // namespace tramo::cli

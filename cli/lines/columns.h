@@ -1,13 +1,13 @@
-// The columns of a line, and whose they are.
+// Helpers for the columns of a line.
 #pragma once
 #include <string_view>
 
 namespace tramo::cli {
 
-/// Without the blanks at its end.
+/// Returns the text without trailing spaces.
 std::wstring_view trimmed(std::wstring_view text);
 
-/// Whether the character is more than padding: neither white space nor zero.
+/// Returns whether the character is not padding: neither white space nor zero.
 bool isFilled(wchar_t c);
 
 }  // namespace tramo::cli

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view utf16Mark{"\xFF\xFE", 2};
 constexpr std::size_t mostMessages = 10;
-constexpr std::size_t enough = 1 << 18;  // bytes that are worth a write
+constexpr std::size_t enough = 1 << 18;  // the number of bytes from which to write
 
 bool isPair(std::wstring_view text, std::size_t at) {
     return at + 1 < text.size() && (text[at] & ~0x3FF) == 0xD800 && (text[at + 1] & ~0x3FF) == 0xDC00;
@@ -24,7 +24,7 @@ char32_t characterAt(std::wstring_view text, std::size_t at) {
     return isPair(text, at) ? 0x10000 + ((first & 0x3FF) << 10) + (static_cast<char32_t>(text[at + 1]) & 0x3FF) : first;
 }
 
-// " in meterReadingDate (meter subscriber)"; empty where no field stands.
+// Returns " in meterReadingDate (meter subscriber)"; empty outside of fields.
 std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) {
     std::vector<Finding> damage;
     if (!checkShape(line, kind, damage)) return {};
@@ -63,7 +63,7 @@ void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const L
     addPiece(lineEnd, text.size(), line, kind);
 }
 
-// Of a line from this place on.
+// Adds a piece of a line that begins at this offset.
 void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind) {
     if (!anything) looksLikeUtf16 = !isUtf16 && text.starts_with(L"\xFF\xFE");
     anything = true;

@@ -1,4 +1,4 @@
-// Lines on their way into an exchange file of a chosen encoding.
+// Writes lines to an exchange file in a given encoding.
 #pragma once
 #include "cli/io/outfile.h"
 #include "cli/lines/longline.h"
@@ -11,25 +11,25 @@
 
 namespace tramo::cli {
 
-/// The text of a file in the making, which appears when all of it is known to fit into the encoding; see OutFile.
+/// An output file that appears only if the encoding can hold all of its text; see OutFile.
 class EncodedText {
 public:
-    /// `path`: where the text goes, which may be the file that the lines come from; empty: nowhere, it is only tried.
-    /// `source`: the name of that file. `force`: see OutMode. UTF-16 text begins with its mark.
+    /// `path`: the output, which may be the input; empty: only checks the text. `source`: the name of the input. `force`: see
+    /// OutMode. UTF-16 text begins with the byte order mark.
     EncodedText(const std::string& path, bool utf16, std::string source, bool force);
-    ~EncodedText();  ///< nothing of it is left in memory: lines may hold keys
+    ~EncodedText();  ///< wipes the text, because lines may hold keys
     EncodedText(const EncodedText&) = delete;
     EncodedText& operator=(const EncodedText&) = delete;
 
-    /// Adds the line as it is.
+    /// Adds the line unchanged.
     void add(const Line& line, std::optional<LineKind> kind);
 
-    /// Adds the text with this line end. What does not fit is noted as a fault of `line`, a line of this kind.
+    /// Adds the text with this line ending. Characters that the encoding cannot hold are reported for `line`, of this kind.
     void add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind);
 
     bool fits() const { return misfits == 0 && !looksLikeUtf16; }
 
-    /// Says on the error output what does not fit, and where.
+    /// Prints the characters that the encoding cannot hold, with their places, on the standard error.
     void complain() const;
 
     void commit();
@@ -47,10 +47,10 @@ private:
     std::string bytes;  ///< not yet written
     bool anything = false, looksLikeUtf16 = false;
     std::uint64_t misfits = 0;
-    std::vector<std::string> messages;  ///< of the first ones
+    std::vector<std::string> messages;  ///< about the first misfits
 };
 
-/// The line end that the line has.
+/// Returns the line ending of the line.
 std::wstring_view lineEndOf(const Line& line);
 
 }  // namespace tramo::cli

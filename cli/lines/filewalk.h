@@ -1,4 +1,4 @@
-// All lines of a file, and several files one after the other.
+// Loops over all lines of a file, and over several files.
 #pragma once
 #include "cli/io/console.h"
 #include "cli/io/text.h"
@@ -9,13 +9,13 @@
 
 namespace tramo::cli {
 
-/// Says what somebody has done to the file while it was read.
+/// Prints a note if another process has changed the file while it was read.
 inline void sayChange(const Input& input) {
     if (!input.note().empty()) complain(input.name() + ": " + input.note());
 }
 
-/// Calls `use(line, kind)` for every line of a file. False: what stands at its end cannot be read, and that has been told on
-/// the error output.
+/// Calls `use(line, kind)` for every line of a file. Returns false, after a message on the standard error, if text at the end of
+/// the file cannot be read.
 template <class Use> bool forEachLine(Input& input, Use use) {
     Line line;
     while (input.next(line)) use(line, kindOfLine(line, input.prevailingKind()));
@@ -25,7 +25,7 @@ template <class Use> bool forEachLine(Input& input, Use use) {
     return rest.empty();
 }
 
-/// Calls `use(file)` for every file. Those that cannot be read are told on the error output; true: there were none.
+/// Calls `use(file)` for every file. Returns false, after messages on the standard error, if some files cannot be read.
 template <class Use> bool forEachFile(const std::vector<std::string>& files, Use use) {
     bool allRead = true;
     for (const std::string& file : files) {

@@ -11,7 +11,7 @@ namespace tramo::cli {
 
 namespace {
 
-// Enough to know a file by: several hundred records, and any line that is not monstrous.
+// Enough to detect the encoding and the kind: several hundred records, and every line of a usual length.
 constexpr std::size_t mostOfSample = 256 * 1024;
 
 std::string readSample(const SourceFile& file) {
@@ -33,7 +33,7 @@ constexpr Mark refusedMarks[] = {
 };
 constexpr const char* readableEncodings = "only ANSI and UTF-16 little-endian (FF FE) can be read";
 
-// Nearly every other byte is zero: text in UTF-16 without its byte order mark. Says what gives it one; empty: it is none.
+// Returns a command that adds a byte order mark if nearly every other byte is zero, as in UTF-16 without one; otherwise empty.
 std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
     std::size_t zeros[2] = {0, 0};
     const std::size_t pairs = std::min<std::size_t>(sample.size(), 4096) / 2;
@@ -42,7 +42,7 @@ std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
     const bool isLittle = zeros[1] * 10 > pairs * 9 && zeros[0] * 10 < pairs;
     const bool isBig = zeros[0] * 10 > pairs * 9 && zeros[1] * 10 < pairs;
     if (!isLittle && !isBig) return {};
-    // A name that cannot be printed as it is has to be filled in by the reader.
+    // If the name is not printable, the user must fill it in.
     const bool isNamed = file != "-" && printable(std::string_view(file)) == file;
     return fmt::format("looks like {}-endian UTF-16 without a byte order mark (BOM); save it as UTF-16 LE with a BOM, or run: "
                        "printf '{}' | cat - {}{} > {}",
@@ -63,7 +63,7 @@ bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::stri
     return false;
 }
 
-// By the lines of a sample; of one that does not end with its file, only by those that are whole.
+// Counts the kinds in a sample of the lines; ignores a last line that continues after the sample.
 std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bool isAll) {
     PieceReader reader(utf16 ? Piece{sample.substr(utf16leMark.size()), 2} : Piece{sample});
     KindCensus census;
@@ -135,7 +135,7 @@ void Input::seek() {
     range.last = LineRange::open;
 }
 
-// To the first line of the range. Lines are counted by their ends, for a damaged line has any length.
+// Goes to the first line of the range. Counts line endings, because a malformed line can have any length.
 void Input::skip() {
     const long long before = range.first - 1;
     Piece skipped;
@@ -144,7 +144,7 @@ void Input::skip() {
 }
 
 bool Input::nextPiece(Piece& piece) {
-    constexpr long long most = 4096;  // lines, of whatever length: what is found in them has to be kept
+    constexpr long long most = 4096;  // lines of any length: their findings are kept in memory
     const bool any = text->next(piece, std::min(most, range.last - linesRead()));
     if (!any) confirm();
     return any;
@@ -180,7 +180,7 @@ unsigned usefulThreads(unsigned most, std::span<const std::string> files) {
     std::uint64_t pieces = 0;
     for (const std::string& file : files) {
         std::error_code error;
-        if (file == "-" || !fs::is_regular_file(pathOf(file), error)) return most;  // nobody knows
+        if (file == "-" || !fs::is_regular_file(pathOf(file), error)) return most;  // unknown size
         pieces += 1 + fs::file_size(pathOf(file), error) / TextFile::usualPiece;
     }
     return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, most));

@@ -1,4 +1,4 @@
-// Exchange files as the tool reads them.
+// Exchange files as inputs of the tool.
 #pragma once
 #include "cli/io/console.h"
 #include "cli/io/notedinput.h"
@@ -17,61 +17,61 @@ namespace tramo::cli {
 
 enum class EncodingChoice { Auto, Ansi, Utf16le };
 
-/// Lines by their numbers, the last one included.
+/// A range of line numbers, including the last one.
 struct LineRange {
     static constexpr long long open = std::numeric_limits<long long>::max();
     long long first = 1, last = open;
-    bool seek = false;  ///< they stand where lines of the format's length put them
+    bool seek = false;  ///< finds the lines by their position, from the length of the format's lines
     bool isWhole() const { return first == 1 && last == open; }
 };
 
-/// One file, read line by line. "-" is the standard input; what is no plain file is copied to a temporary one first. On a
-/// terminal it tells how far it has come.
+/// Reads one file line by line. "-" is the standard input. Pipes and devices are copied to a temporary file first. Shows the
+/// progress on a terminal.
 class Input {
 public:
-    /// Reads these lines only, and knows them by their numbers in the file. Throws Unreadable, also where the file has no
-    /// line of the first number but 1 or cannot be sought, or WriteFailed when the copy cannot be written.
+    /// Reads only these lines, with their numbers in the file. Throws Unreadable, also if the file is shorter than the range
+    /// (which begins after line 1) or cannot be sought, or WriteFailed if the copy cannot be written.
     Input(const std::string& path, EncodingChoice encoding, LineRange range = {});
 
-    /// The file's name as people read it.
+    /// Returns the name of the file for messages.
     const std::string& name() const { return ownName; }
 
-    /// The next line; false behind the last one. Throws Unreadable.
+    /// Reads the next line; returns false after the last one. Throws Unreadable.
     bool next(Line& line);
 
-    /// Instead of `next`, and without telling how far it has come: some of the next lines, to be taken apart elsewhere.
+    /// Instead of `next`, reads some of the next lines, to be split on another thread. Does not show the progress.
     bool nextPiece(Piece& piece);
 
-    /// The file's size, and the place behind what has been read.
+    /// Return the size of the file, and the offset after the last line read.
     std::uint64_t bytes() const { return size; }
     std::uint64_t bytesRead() const { return text->bytesRead(); }
     long long linesRead() const { return text->linesRead(); }
     bool isUtf16() const { return utf16; }
 
-    /// The kind of most lines at the beginning of the file.
+    /// Returns the kind of most lines at the beginning of the file.
     std::optional<LineKind> prevailingKind() const { return prevailing; }
 
-    // Behind the last line:
+    // After the last line:
 
-    /// There is none in the range.
+    /// Returns whether the range has no more lines.
     bool atEndOfRange() { return linesRead() >= range.last || text->atEnd(); }
 
-    /// It is the last one of the file, too.
+    /// Returns whether the file has no more lines.
     bool atEndOfFile() { return text->atEnd() && (end == size || text->hasUnreadText()); }
     std::uint64_t charactersUnread() const;
 
-    /// To be called at the end of what is read, unless `next` or `nextPiece` has found none: the file has not been changed
-    /// meanwhile. Throws Unreadable.
+    /// Checks that the file has not been changed. Call it after the last line, unless `next` or `nextPiece` returned false.
+    /// Throws Unreadable.
     void confirm();
 
-    /// What somebody has done to the file meanwhile, in words; empty: nothing that matters.
+    /// Returns a note about a change of the file by another process; empty: no change that matters.
     const std::string& note() const { return change; }
 
-    /// Why there is no line of this number.
+    /// Returns the error that the file has no line of this number.
     Unreadable hasNoLine(long long number) const;
     bool hasOddByte() const { return isUtf16() && size % 2 != 0; }
 
-    /// What could not be read, in words; empty: nothing.
+    /// Returns a message about text that could not be read; may be empty.
     std::string unreadRest() const;
 
 private:
@@ -87,13 +87,13 @@ private:
     std::shared_ptr<const SourceFile> source;
     std::optional<TextFile> text;
     PieceReader reader;
-    std::uint64_t size = 0, end = 0;  // of the file, and of what is read of it
+    std::uint64_t size = 0, end = 0;  // the end of the file, and of the range
     bool utf16 = false;
     std::optional<LineKind> prevailing;
     std::string change;
 };
 
-/// So many of so many threads as can be of use to read these files a piece at a time.
+/// Returns the number of threads, at most `most`, that these files can keep busy.
 unsigned usefulThreads(unsigned most, std::span<const std::string> files);
 
 }  // namespace tramo::cli

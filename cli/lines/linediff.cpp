@@ -15,7 +15,7 @@ namespace tramo::cli {
 
 namespace {
 
-// The fields that tell which meter a line is about, and those that tell lines of a meter or a kind apart.
+// The fields that identify the meter of a line, and those that distinguish lines of a meter or a kind.
 constexpr std::array meterFields{"meterSerialNumber", "oldMeterSerialNumber"};
 constexpr std::array recordParts{"pageNumber"};
 constexpr std::array otherParts{"code", "key"};
@@ -65,7 +65,7 @@ bool isReadable(const Line& line, std::optional<LineKind> kind) {
     return !parsed.error;
 }
 
-// Which meter a line is about; empty: none.
+// Returns the serial number of the line's meter; may be empty.
 std::wstring meterOf(LineKind kind, std::wstring_view text) {
     if (kind == LineKind::Key) {
         ParsedKeyLine parsed = parseKeyLine(text);
@@ -78,7 +78,7 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
     return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
 }
 
-// Lines of the same key are about the same.
+// Lines with the same key are paired.
 std::wstring keyOf(const KeptLine& line, std::wstring_view text) {
     if (line.whole) return fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum());
     if (!line.sound) return L"damaged " + std::wstring(text);
@@ -107,7 +107,7 @@ public:
     bool isReadable(const Field& field) const { return model && !std::ranges::count(unreadable, &field); }
     FieldValue value(const Field& field) const { return model->get(field); }
 
-    // The value when the line has been written and read again.
+    // Returns the value after the line is written and read again.
     FieldValue rewritten(const Field& field) {
         if (!again) again = LineModel::of(kind, model->built());
         return again->get(field);
@@ -133,7 +133,7 @@ private:
     std::vector<const Field*> unreadable;
 };
 
-// Whether the format takes the two for the same: by their values, also after it has written one of them anew.
+// Returns whether the format reads the same value from both, or from one of them after writing it again.
 bool isSameField(Side& a, Side& b, const Field& field) {
     if (trimmed(a.columns(field)) == trimmed(b.columns(field))) return true;
     if (!a.isReadable(field) || !b.isReadable(field)) return false;
@@ -144,7 +144,7 @@ bool isSameField(Side& a, Side& b, const Field& field) {
 
 bool isWritten(const Field& field) { return field.written != "never"; }
 
-// Of fields that share their columns one is enough.
+// Returns whether another field with the same columns is compared instead.
 bool isShadow(const RecordKind& kind, const Field& field, const Field* lastNamed) {
     if (field.column == 0) return true;
     if (field.overlaid && lastNamed == &field - 1) return true;
@@ -153,14 +153,14 @@ bool isShadow(const RecordKind& kind, const Field& field, const Field* lastNamed
     return std::ranges::any_of(sharing, [](const Field* other) { return isWritten(*other); });
 }
 
-// Whether the field that shares these columns has a value, the same on both sides: then it is the one that is written.
+// Returns whether the field that shares these columns has the same value on both sides: then that field is written.
 bool isWrittenByOther(Side& a, Side& b, const Field& field) {
     if (!field.overlaid) return false;
     const Field& other = *(&field - 1);
     return isWritten(other) && a.isReadable(other) && !isAbsent(other, a.value(other)) && isSameField(a, b, other);
 }
 
-// Neighbouring columns that differ and belong to no field.
+// Adds adjacent columns outside of fields that differ.
 void compareOutside(const Side& a, const Side& b, const RecordKind& kind, std::vector<FieldChange>& changes) {
     auto at = [](const std::wstring& text, std::size_t i) { return i < text.size() ? text.substr(i, 1) : std::wstring(); };
     const std::size_t size = std::max(a.text.size(), b.text.size());
@@ -240,7 +240,7 @@ bool hasSameEnd(const KeptLine& a, const KeptLine& b) { return a.carriageReturn 
 KeptLine::KeptLine(const Line& line, std::optional<LineKind> kindOfLine, bool isSound)
     : kind(kindOfLine), sound(isSound), carriageReturn(line.carriageReturn), lineFeed(line.lineFeed), number(line.number),
       whole(line.whole) {
-    constexpr std::size_t mostOfLong = 256;  // which is more than anybody is shown
+    constexpr std::size_t mostOfLong = 256;  // more characters than are ever shown
     const std::wstring_view held = whole ? line.text.substr(0, mostOfLong) : line.text;
     isWide = std::ranges::any_of(held, [](wchar_t c) { return c > 0xFF; });
     bytes.reserve(held.size() * (isWide ? 2 : 1));

@@ -1,4 +1,4 @@
-// Two files' lines, paired by what they are about.
+// Pairs the lines of two files by meter and kind.
 #pragma once
 #include "cli/lines/input.h"
 #include <cstddef>
@@ -15,7 +15,7 @@
 
 namespace tramo::cli {
 
-/// A line that outlives its file's reading, in half the room. Nothing is left of it afterwards: it may hold keys.
+/// A copy of a line that needs half the memory. The destructor wipes it, because it may hold keys.
 class KeptLine {
 public:
     KeptLine() = default;
@@ -24,10 +24,10 @@ public:
     KeptLine(KeptLine&&) = default;
     KeptLine& operator=(KeptLine&&) = default;
 
-    std::wstring text() const;  ///< of a long line its first characters
+    std::wstring text() const;  ///< of a long line, the first characters
     bool hasTextOf(const KeptLine& other) const;
     bool hasText(const Line& other) const;
-    bool isRecord() const { return sound && kind != LineKind::Key; }  ///< of fixed columns that can be looked at
+    bool isRecord() const { return sound && kind != LineKind::Key; }  ///< whether it has fields in fixed columns
 
     std::optional<LineKind> kind;
     bool sound = false, carriageReturn = false, lineFeed = false;
@@ -35,7 +35,7 @@ public:
     std::shared_ptr<const LongLine> whole;  ///< of a long line
 
 private:
-    std::string bytes;  // one of each character, or two, the low one first
+    std::string bytes;  // one per character, or two, the low one first
     bool isWide = false;
 };
 
@@ -51,24 +51,24 @@ struct FieldChange {
     std::string name;
     int column = 0;  ///< 0: it has none
     ShownValue before{}, after{};
-    bool secret = false;  ///< the values are keys, and not here
+    bool secret = false;  ///< the values are keys and left out
 };
 
 struct DiffOptions {
     bool exact = false, showKeys = false;
 };
 
-/// What differs between two lines of the same sort; `a` or `b` is nullptr when there is none to compare with.
+/// Returns the differences of two lines of the same kind; `a` or `b` is nullptr if only one file has the line.
 std::vector<FieldChange> compare(const KeptLine* a, const KeptLine* b, const DiffOptions& options);
 
-/// Lines that belong together: a meter's, or those of one kind.
+/// The lines of one meter, or lines of one kind without a meter.
 struct DiffGroup {
     std::wstring meter;                                              ///< its serial number; empty: no meter
     std::string_view kind;                                           ///< of the lines without a meter
     std::vector<std::pair<const KeptLine*, const KeptLine*>> pairs;  ///< old and new; one of them may be nullptr
 };
 
-/// The lines of two files that are not equal, letter by letter.
+/// The lines of two files that are not equal, character by character.
 class LineDiff {
 public:
     explicit LineDiff(bool comparesLineEnds) : exact(comparesLineEnds) {}
@@ -76,7 +76,7 @@ public:
     void addOld(const Line& line, std::optional<LineKind> kind);
     void addNew(const Line& line, std::optional<LineKind> kind);
 
-    /// When all lines are there. In the order of the old file, then of the new one.
+    /// Returns the groups, in the order of the old file, then of the new one. Call it after all lines are added.
     std::vector<DiffGroup> groups() const;
 
 private:
@@ -92,11 +92,11 @@ private:
 
     const bool exact;
     std::vector<Old> olds;
-    std::vector<std::pair<KeptLine, bool>> news;  // those that equal no old one, and whether they have a partner
+    std::vector<std::pair<KeptLine, bool>> news;  // lines that equal no old one, and whether they have a partner
     std::unordered_map<std::wstring, Chain> chains;
 };
 
-/// The kind of a line, for people: "meter subscriber", "key line", "damaged line".
+/// Returns the kind of a line by its name in JSON: "meter subscriber", "key line", "damaged line".
 std::string_view kindName(const KeptLine& line);
 
 }  // namespace tramo::cli

@@ -16,7 +16,7 @@ struct Numbered {
     long long number;
 };
 
-// "NAME:NUMBER"; the number is 1 or more.
+// Splits "NAME:NUMBER"; the number is 1 or more.
 std::optional<Numbered> numbered(std::string_view word) {
     const std::size_t colon = word.rfind(':');
     if (colon == std::string_view::npos || colon == 0) return std::nullopt;

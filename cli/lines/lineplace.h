@@ -1,4 +1,4 @@
-// Places in files, as reports name them: FILE:LINE and FILE:LINE:COLUMN.
+// Places in files, as in reports: FILE:LINE and FILE:LINE:COLUMN.
 #pragma once
 #include <string>
 
@@ -10,12 +10,11 @@ struct LinePlace {
     int column = 0;      ///< 0: the whole line
 };
 
-/// Whether a FILE can have this name: something has it, or it is the standard input.
+/// Returns whether a file with this path exists, or the path is that of the standard input.
 bool isFile(const std::string& path);
 
-/// The place that a word names; a colon at its end counts for nothing. Names may hold colons and digits, too: where several
-/// files could be meant, the longest name that a file has is. `isLineNeeded`: a word that is a file's whole name is tried as
-/// a place first.
+/// Parses a place; ignores a colon at its end. File names may contain colons and digits, too: the longest name of an existing
+/// file wins. `isLineNeeded`: a word that is the whole name of a file is tried as a place first.
 LinePlace placeOf(const std::string& word, bool isLineNeeded);
 
 }  // namespace tramo::cli

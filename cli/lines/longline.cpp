@@ -24,7 +24,7 @@ bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
         for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[i]);
         return bytes.find('\0') == std::string_view::npos;
     }
-    unsigned suspects = 0;  // no early exit, no short circuit: this way the compiler looks at several characters at once
+    unsigned suspects = 0;  // without early exit and short circuit, so that the compiler vectorizes the loop
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto c = static_cast<unsigned>(from[2 * i] | from[2 * i + 1] << 8);
         suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
@@ -46,10 +46,10 @@ void LongLine::add(std::string_view bytes) {
     }
 }
 
-// `tail` holds what was before the piece.
+// `tail` holds the characters before the piece.
 void LongLine::find(std::wstring_view piece) {
     if (head.size() < longestHeld) {
-        if (head.empty()) head.reserve(longestHeld);  // it may hold keys, and growing would leave copies of them
+        if (head.empty()) head.reserve(longestHeld);  // it may hold keys, and reallocation would leave copies of them
         head += piece.substr(0, longestHeld - head.size());
     }
     if (const std::size_t filled = piece.find_last_not_of(L' '); filled != std::wstring_view::npos) {
@@ -58,7 +58,7 @@ void LongLine::find(std::wstring_view piece) {
         lastFilled = count + filled + 1;
     }
     if (const std::size_t other = piece.find_last_not_of(L'\r'); other != std::wstring_view::npos) lastOther = count + other + 1;
-    // What tells keys may begin in one piece and end in the next.
+    // The text by which keys are recognized may begin in one piece and end in the next.
     tail.reserve(tailSize + mostOfPiece);
     tail += piece;
     looksLikeKeys = looksLikeKeys || (count == 0 ? tramo::mayHoldKeys(piece) : holdsKeyMarks(tail));

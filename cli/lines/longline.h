@@ -1,5 +1,4 @@
-// Lines of a file that are longer than any line that has a meaning: they are known by what matters of them, and stay where
-// they are.
+// Lines that are longer than any valid line. Only the facts for a check are in memory; the text stays in the file.
 #pragma once
 #include "cli/io/sourcefile.h"
 #include "cli/lines/longtext.h"
@@ -13,33 +12,33 @@
 
 namespace tramo::cli {
 
-/// Decodes characters of a file: bytes, or units of UTF-16 with the low byte first. False: a zero or half a surrogate pair is
-/// among them.
+/// Decodes characters of a file: bytes, or UTF-16 units with the low byte first. Returns false if they contain a zero character
+/// or a surrogate.
 bool decode(std::string_view bytes, std::size_t width, std::wstring& text);
 
 /// One line, without its line ending.
 class LongLine : public LongText {
 public:
-    /// It begins at this place of the file; `width`: of a character.
+    /// `place`: the offset of the line in the file; `width`: the bytes of a character.
     LongLine(std::shared_ptr<const SourceFile> source, std::uint64_t place, std::size_t width)
         : file(std::move(source)), from(place), charWidth(width) {}
     ~LongLine() override;
 
-    /// The next bytes of it, whole characters.
+    /// Adds the next bytes, which are whole characters.
     void add(std::string_view bytes);
 
-    /// All of it has been added. A carriage return at its end is part of the line ending.
+    /// Ends the line. A carriage return at its end is part of the line ending.
     void end(bool hasLineFeed);
 
     bool carriageReturn() const { return hasReturn; }
     bool lineFeed() const { return hasFeed; }
 
-    const LongLineFacts& facts() const { return known; }                           ///< once it has ended
+    const LongLineFacts& facts() const { return known; }                           ///< after end()
     std::size_t size() const { return count; }                                     ///< in characters
-    std::uint64_t bytes() const { return byteCount + (hasFeed ? charWidth : 0); }  ///< in the file, the line ending included
-    std::wstring_view first() const { return head; }                               ///< `longestHeld` characters
+    std::uint64_t bytes() const { return byteCount + (hasFeed ? charWidth : 0); }  ///< in the file, including the line ending
+    std::wstring_view first() const { return head; }                               ///< the first `longestHeld` characters
 
-    /// Both have the same characters.
+    /// Returns whether both have the same characters.
     bool operator==(const LongLine& other) const;
     std::uint64_t checksum() const { return sum.value(); }  ///< of its characters
 
@@ -66,7 +65,7 @@ private:
     std::size_t count = 0;
     bool hasReturn = false, hasFeed = false, looksLikeKeys = false;
     std::wstring head, tail, added;
-    std::size_t lastFilled = 0, filledBefore = 0, lastOther = 0;  ///< behind the last one that is no space, the one before, ...
+    std::size_t lastFilled = 0, filledBefore = 0, lastOther = 0;  ///< after the last character but spaces, the one before, ...
     Checksum sum;
     LongLineFacts known;
 };

@@ -1,4 +1,4 @@
-// Texts that are too long to be held in memory as the characters of one string.
+// Texts that are too long to keep in memory as one string.
 #pragma once
 #include <cstddef>
 #include <functional>
@@ -7,7 +7,7 @@
 
 namespace tramo::cli {
 
-/// Characters that can be had piece by piece.
+/// A text that is read in pieces.
 class LongText {
 public:
     LongText() = default;
@@ -15,8 +15,8 @@ public:
     LongText(const LongText&) = delete;
     LongText& operator=(const LongText&) = delete;
 
-    /// Calls `use` for one piece after the other, none of them empty or longer than `longestHeld`, and none begins with the
-    /// second half of a surrogate pair. May run on any thread. Throws Unreadable.
+    /// Calls `use` for each piece, in order. No piece is empty, longer than `longestHeld`, or begins with the second half of a
+    /// surrogate pair. May run on any thread. Throws Unreadable.
     virtual void forEachPiece(const std::function<void(std::wstring_view)>& use) const = 0;
 };
 

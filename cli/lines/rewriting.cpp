@@ -7,7 +7,7 @@ namespace tramo::cli {
 
 namespace {
 
-// Finds whose a column is that is written otherwise, and what has become of its text.
+// Finds the fields of changed columns and the kinds of the changes.
 class Comparison {
 public:
     Comparison(LineKind kindOfLine, std::wstring_view line, LineModel& ofLine)
@@ -16,14 +16,14 @@ public:
 
     std::vector<Rewriting> run() {
         for (std::size_t i = 0; i < built.size();) i = built[i] == text[i] ? i + 1 : take(i);
-        // A character in the place of the carriage return.
+        // A character where the carriage return should be.
         if (const std::wstring_view extra = text.substr(built.size()); std::ranges::any_of(extra, isFilled))
             add(Rewriting::OutsideFields, nullptr, built.size(), text.size());
         return std::move(found);
     }
 
 private:
-    // Takes in what begins at this place; answers the place behind it.
+    // Adds the change that begins at this offset; returns the offset after it.
     std::size_t take(std::size_t at) {
         const int column = static_cast<int>(at + 1);
         if (built[at] == 0)
@@ -52,7 +52,7 @@ private:
         found.push_back({what, loses, field, static_cast<int>(first + 1), std::move(before), std::move(after)});
     }
 
-    // Whether a field of these columns gets another value, or one that cannot be read.
+    // Returns whether a field with these columns gets another value, or one that cannot be read.
     bool changesValue(int column, int end) const {
         return std::ranges::any_of(kind.fields, [&](const Field& field) {
             if (field.column == 0 || field.column >= end || field.column + field.width <= column) return false;
@@ -60,7 +60,7 @@ private:
         });
     }
 
-    // Where two texts are read into one field, the line has the value of one of them, and each text counts by itself.
+    // If two texts are read into one field, the line has the value of one of them; each text is compared separately.
     bool losesValue(const Field& field) const {
         const bool sharesValue = !field.readInto.empty() || std::ranges::count(kind.fields, field.name, &Field::readInto) > 0;
         if (!sharesValue) return !isSame(model.get(field), again.get(field));
@@ -72,7 +72,7 @@ private:
         return std::ranges::count(in.parseErrors(), field.parseError) > 0;
     }
 
-    // A text that is also read as another kind of value may be written otherwise, if the value stays.
+    // A text that is also read as another type may be written in another form, if the value stays.
     bool isTextOfAnother(const Field& field) const {
         return field.kind == FieldKind::Text && std::ranges::any_of(kind.fields, [&](const Field& other) {
             return other.kind != FieldKind::Text && other.column > 0 && other.column < field.column + field.width &&
@@ -80,14 +80,14 @@ private:
         });
     }
 
-    // The writer of alarm flags puts a zero behind them.
+    // Writing alarm flags puts a zero character after them.
     const Field* flagsBefore(int column) const {
         const auto flags = std::ranges::find_if(kind.fields,
             [&](const Field& field) { return field.kind == FieldKind::AlarmFlags && field.column + field.width == column; });
         return flags == kind.fields.end() ? nullptr : &*flags;
     }
 
-    // Of fields that share the column, the one whose value makes a difference to what is written.
+    // Of the fields that share the column, returns the one whose value affects the written text.
     const Field* writerOf(int column) const {
         std::vector<const Field*> fields = fieldsAt(kind, column);
         const Field* first = fields.empty() ? nullptr : fields.front();

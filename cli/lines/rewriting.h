@@ -1,4 +1,4 @@
-// What becomes of a line when the library reads and writes it.
+// The changes of a line that the library reads and writes.
 #pragma once
 #include <string>
 #include <string_view>
@@ -8,20 +8,21 @@
 
 namespace tramo::cli {
 
-/// One piece of a line that the library writes otherwise than it stands.
+/// A piece of a line that the library changes.
 struct Rewriting {
     enum What : char { Unreadable, Ignored, NotWritten, Filled, Changed, Respelled, ZeroBehind, OutsideFields };
     What what;
-    bool loses;          ///< a value would be another one, or text that no value holds would vanish
+    bool loses;          ///< a value would change, or text that no value holds would disappear
     const Field* field;  ///< nullptr: columns outside of all fields
     int column;          ///< of the first character of `before`
     std::wstring before, after;
 };
 
-/// The pieces that differ between a line's text and what its model writes, by their columns. `model` is that of `text`.
+/// Returns the pieces that differ between the text of a line and the line that its model writes, by column. `model` has parsed
+/// `text`.
 std::vector<Rewriting> rewritings(LineKind kind, std::wstring_view text, LineModel& model);
 
-/// Whether two values of a field are the same. Two that are no numbers are.
+/// Returns whether two values of a field are the same. Two NaNs are.
 bool isSame(const FieldValue& a, const FieldValue& b);
 
 }  // namespace tramo::cli

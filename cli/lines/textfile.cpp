@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t notFound = std::string_view::npos;
 
-// The first line feed at or behind `from`, which is the beginning of a character.
+// Finds the first line feed at or after `from`, which is the beginning of a character.
 std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t width) {
     std::size_t found = bytes.find('\n', from);
     if (width == 1) return found;
@@ -65,13 +65,13 @@ bool TextFile::goTo(std::uint64_t place, long long lines) {
     return true;
 }
 
-// Loads more behind what is waiting; false at the end of the file.
+// Loads more bytes after the waiting ones; returns false at the end of the file.
 bool TextFile::fill() {
     std::copy(
         buffer.begin() + static_cast<std::ptrdiff_t>(begin), buffer.begin() + static_cast<std::ptrdiff_t>(end), buffer.begin());
     end -= begin;
     begin = 0;
-    if (end == buffer.size()) buffer.resize(2 * buffer.size());  // a line that does not fit
+    if (end == buffer.size()) buffer.resize(2 * buffer.size());  // the line does not fit
     const auto room =
         static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size() - end, textEnd - std::min(loaded.to, textEnd)));
     const std::size_t count = file->read(loaded.to, buffer.data() + end, room);
@@ -103,7 +103,7 @@ bool TextFile::next(Piece& piece, long long mostLines) {
             return true;
         }
         if (fill()) continue;
-        size = searched;  // the last line has no line end
+        size = searched;  // the last line has no line ending
         lines += size > 0;
         break;
     }
@@ -114,7 +114,7 @@ bool TextFile::next(Piece& piece, long long mostLines) {
     return size > 0;
 }
 
-// A line whose first characters are waiting.
+// Reads a line whose first characters are waiting.
 void TextFile::readLong(Piece& piece) {
     const auto line = std::make_shared<LongLine>(file, bytesBefore, width);
     bool hasFeed = false;

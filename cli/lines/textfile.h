@@ -1,7 +1,7 @@
-// The text of an exchange file, a piece at a time: as much of it is in memory as a piece needs, whatever the file's size.
+// Reads the text of an exchange file in pieces, with memory for one piece, for files of any size.
 //
-// Lines, their ends and the end of the text are where iFileStream has them under the classic locale. What is different:
-// pieces can be taken apart on several threads, and a file need not fit into memory.
+// Lines, line endings and the end of the text are the same as with iFileStream in the classic locale. But several threads can
+// split pieces, and a file need not fit into memory.
 #pragma once
 #include "cli/io/sourcefile.h"
 #include "cli/io/text.h"
@@ -16,7 +16,7 @@
 
 namespace tramo::cli {
 
-/// Some lines, whole, as they stand in the file; or one long line, which stays there.
+/// Some whole lines, as bytes of the file; or one long line, which stays in the file.
 struct Piece {
     std::string_view bytes{};
     std::size_t width = 1;    ///< of a character, in bytes: 1, or 2 with the low byte first
@@ -26,7 +26,7 @@ struct Piece {
     std::uint64_t size() const { return longLine ? longLine->bytes() : bytes.size(); }
 };
 
-/// The same with bytes of its own, which stay as long as they are needed.
+/// A piece with its own copy of the bytes.
 struct KeptPiece : Piece {
     KeptPiece() = default;
     KeptPiece(const KeptPiece&) = delete;
@@ -42,20 +42,20 @@ private:
     std::string own;
 };
 
-/// Takes a piece apart.
+/// Splits a piece into lines.
 class PieceReader {
 public:
     PieceReader() = default;
     explicit PieceReader(const Piece& of) : piece(of) {}
 
-    /// Lines may hold keys: nothing is left of the last one.
+    /// Wipes the last line, because lines may hold keys.
     ~PieceReader() { wipe(text); }
     PieceReader(const PieceReader&) = delete;
     PieceReader& operator=(const PieceReader&) = delete;
 
     void start(const Piece& with) { piece = with; }
 
-    /// The next line; false behind the last one.
+    /// Reads the next line; returns false after the last one.
     bool next(Line& line);
 
 private:
@@ -65,31 +65,32 @@ private:
 
 class TextFile {
 public:
-    /// Large enough for reading and handing over to cost nothing, small enough for a processor's own memory.
+    /// Large enough to hide the costs of reading and of changing threads, small enough for the cache of a processor.
     static constexpr std::size_t usualPiece = 128 * 1024;
 
-    /// Reads a regular file up to a place in it. Of UTF-16 text the first two bytes are the mark. Operations throw Unreadable.
+    /// Reads a regular file up to the offset `end`. UTF-16 text begins with a byte order mark of two bytes. Operations throw
+    /// Unreadable.
     TextFile(std::shared_ptr<const SourceFile> source, bool utf16, std::uint64_t end);
 
-    /// Reads to the end of the file, as it is now.
+    /// Reads to the current end of the file.
     static constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
 
-    /// Goes to a place where so many lines are before it. False: no line ends there.
+    /// Goes to an offset that follows this number of lines. Returns false if no line ends there.
     bool goTo(std::uint64_t place, long long lines);
 
-    /// At most so many of the next lines; false at the end of the text. The piece is valid until the next call.
+    /// Reads at most `mostLines` lines; returns false at the end of the text. The piece is valid until the next call.
     bool next(Piece& piece, long long mostLines);
 
-    /// No line is left.
+    /// Returns whether no line is left.
     bool atEnd();
 
-    /// At the end: because a line begins with U+FFFF.
+    /// At the end, returns whether there is unread text, after a line that begins with U+FFFF.
     bool hasUnreadText() const { return endsHere(0); }
 
     std::uint64_t bytesRead() const { return bytesBefore; }
     long long linesRead() const { return linesBefore; }
 
-    /// What has been loaded.
+    /// Returns the loaded range.
     const Passage& passage() const { return loaded; }
 
 private:
@@ -103,7 +104,7 @@ private:
     std::uint64_t textEnd;
     Passage loaded;
     std::vector<char> buffer;
-    std::size_t begin = 0, end = 0;  ///< of what has been loaded and not read
+    std::size_t begin = 0, end = 0;  ///< of the loaded bytes that are not read yet
     std::uint64_t bytesBefore = 0;
     long long linesBefore = 0;
 };

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Doxygen's filter for headers: puts before each accessor of a record what docs/format.md says of its field.
+"""Doxygen's filter for headers: puts the description of the field from docs/format.md before each accessor of a record.
 
-Columns, widths and codes stand in the records' tables alone, and format.md is written from these. An accessor of no field
-has a comment behind its line; without one it gets a reference that leads nowhere, which Doxygen reports. Lines keep
-their numbers.
+Columns, widths and codes are only in the records' tables, from which format.md is generated. An accessor that belongs to no
+field has a comment after its line. Without that comment, it gets a reference without a target, which Doxygen reports. Lines
+keep their numbers.
 """
 import os
 import re
@@ -17,7 +17,7 @@ def key(name):
 
 
 def sentences():
-    """What is to be said of each field, by class and name."""
+    """Returns the description of each field, by class and name."""
     found, model = {}, None
     with open(FORMAT, encoding="utf-8") as page:
         for line in page:

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that every link inside a site leads somewhere.
+"""Checks that every link inside a site has a target.
 
 usage: links.py FOLDER
 
-Prints each link to a file or to a place in a page that does not exist, and what is loaded from elsewhere.
+Prints each link to a file or section that does not exist, and each resource that is loaded from another site.
 """
 import os
 import sys
@@ -47,9 +47,9 @@ def problems(site):
             if os.path.isdir(target):
                 target = os.path.join(target, "index.html")
             if not os.path.exists(target):
-                yield f"{where}: there is no {link}"
+                yield f"{where}: missing file {link}"
             elif target in pages and unquote(parts.fragment) not in pages[target].places:
-                yield f"{where}: there is no place {link}"
+                yield f"{where}: missing section {link}"
 
 
 found = list(problems(sys.argv[1]))

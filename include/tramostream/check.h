@@ -39,18 +39,19 @@ TRAMO_EXPORT const Rule* ruleNamed(std::string_view name);
 /// An error, a warning or a hint about a line or a file. Plain data. Sentences are UTF-8 without control characters.
 /// Names point to constants.
 struct Finding {
-    const Rule* rule;               ///< never nullptr
-    Severity severity{};            ///< that of the rule; in a strict check, Error instead of Warning
-    std::int64_t line = 0;          ///< the number of the line, 1-based; 0: the whole file
-    std::string_view kind{};        ///< of the line: "meter subscriber"; empty: the line as a whole
-    std::string_view field{};       ///< "meterReadingDate"; empty: no field
-    int column = 0, endColumn = 0;  ///< the first column and the one after the last; 0: the whole line
-    int reportedColumn = 0;         ///< the column that the format reports, if it is another; otherwise 0
-    std::wstring found{};           ///< the text of the field, without trailing white space; may contain any character
-    std::string sentence{};         ///< the error: "meterWheels: invalid integer "VA""
-    std::string reason{};           ///< the cause, or what was expected; may be empty
-    std::string hint{};             ///< a remedy; may be empty
-    bool excerpt = true;            ///< whether to show the columns of the line; false if the line may contain keys
+    const Rule* rule;          ///< never nullptr
+    Severity severity{};       ///< that of the rule; in a strict check, Error instead of Warning
+    std::int64_t line = 0;     ///< the number of the line, 1-based; 0: the whole file
+    std::string_view kind{};   ///< of the line: "meter subscriber"; empty: the line as a whole
+    std::string_view field{};  ///< "meterReadingDate"; empty: no field
+    int column = 0;            ///< the first column; 0: the whole line
+    int endColumn = 0;         ///< the column after the last; 0: the whole line
+    int reportedColumn = 0;    ///< the column that the format reports, if it is another; otherwise 0
+    std::wstring found{};      ///< the text of the field, without trailing white space; may contain any character
+    std::string sentence{};    ///< the error: "meterWheels: invalid integer "VA""
+    std::string reason{};      ///< the cause, or what was expected; may be empty
+    std::string hint{};        ///< a remedy; may be empty
+    bool excerpt = true;       ///< whether to show the columns of the line; false if the line may contain keys
 };
 
 /// Returns the columns of a finding: "195-202", "23".
@@ -98,13 +99,20 @@ TRAMO_EXPORT bool isKept(const IgnoredText& ignored, const RecordKind& kind);
 
 /// A number of errors and warnings.
 struct FindingCount {
-    std::uint64_t errors = 0, warnings = 0;
+    std::uint64_t errors = 0;    ///< the number of errors
+    std::uint64_t warnings = 0;  ///< the number of warnings
+
+    /// Returns the sum.
     std::uint64_t all() const { return errors + warnings; }
+
+    /// Counts a finding; ignores hints.
     FindingCount& operator+=(Severity severity) {
         errors += severity == Severity::Error;
         warnings += severity == Severity::Warning;
         return *this;
     }
+
+    /// Adds the numbers of another part of the file.
     FindingCount& operator+=(const FindingCount& other) {
         errors += other.errors;
         warnings += other.warnings;
@@ -114,16 +122,17 @@ struct FindingCount {
 
 /// The number of lines of one kind.
 struct LinesOfKind {
-    char letter;  ///< of record lines; 0: none
-    std::string name;
-    std::uint64_t lines;
+    char letter;          ///< of record lines; 0: none
+    std::string name;     ///< "meter subscriber", "tag line", "empty line"
+    std::uint64_t lines;  ///< the number of lines
 };
 
 /// The number of findings of one field, or of one rule about whole lines.
 struct FindingsOfField {
-    std::string_view kind, field;  ///< empty: of lines
-    const Rule* rule;              ///< of lines; nullptr: of a field
-    FindingCount count;
+    std::string_view kind;   ///< of the lines: "meter subscriber"; empty: of lines as a whole
+    std::string_view field;  ///< "meterReadingDate"; empty: of lines as a whole
+    const Rule* rule;        ///< of lines as a whole; nullptr: of a field
+    FindingCount count;      ///< the number of findings
 };
 
 /// The numbers of a check: lines by kind, findings by field and rule.
@@ -131,14 +140,16 @@ struct FindingsOfField {
 /// @snippet docs/examples.cpp CheckSummary
 class TRAMO_EXPORT CheckSummary {
 public:
-    std::uint64_t lines = 0;
-    FindingCount total;
+    std::uint64_t lines = 0;  ///< the number of lines
+    FindingCount total;       ///< of all findings
 
     std::vector<LinesOfKind> lineKinds() const;          ///< record lines by letter, then the others
     std::vector<FindingsOfField> findingCounts() const;  ///< the most frequent first
 
-    /// Counts a line and its findings.
+    /// Counts a line.
     void add(std::wstring_view line, std::optional<LineKind> kind);
+
+    /// Counts a finding.
     void add(const Finding& finding);
 
     /// Adds the summary of the next lines.
@@ -163,6 +174,7 @@ private:
 /// @snippet docs/examples.cpp Checker
 class TRAMO_EXPORT Checker {
 public:
+    /// Starts a check of one file.
     explicit Checker(CheckOptions checkOptions = {}) : options(checkOptions) {}
 
     /// Checks the next line. Keeps no reference to it.
@@ -174,6 +186,8 @@ public:
         std::uint64_t charactersUnread = 0;  ///< after a line that begins with U+FFFF, which ends the text
         bool isLastByteOdd = false;          ///< a UTF-16 file of an odd number of bytes
     };
+
+    /// Ends the check of the file. Call it once, after the last line.
     void end(const End& end, std::vector<Finding>& findings);
 
     /// Returns the numbers so far.

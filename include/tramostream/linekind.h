@@ -19,7 +19,7 @@ enum class LineKind : char {
 
 /// The name and the length of a kind of line.
 struct LineShape {
-    LineKind kind;
+    LineKind kind;       ///< of these lines
     const char* name;    ///< "record", "parameter", "tag", "key"
     std::size_t length;  ///< in characters, without the line ending; 0: any
 };
@@ -36,7 +36,7 @@ TRAMO_EXPORT bool mayHoldKeys(std::wstring_view text);
 /// Does the same for a part of a line other than its beginning.
 TRAMO_EXPORT bool holdsKeyMarks(std::wstring_view text);
 
-/// The maximum number of characters of a line that are kept in memory. No record and no real key line comes near.
+/// The maximum number of characters of a line that are kept in memory. Every record and every real key line is much shorter.
 inline constexpr std::size_t longestHeld = 1 << 18;
 
 /// The facts that a check needs about a line of more than `longestHeld` characters, which need not be in memory.
@@ -50,11 +50,12 @@ struct LongLineFacts {
 
 /// A line of a file as read. The caller owns the text.
 struct SourceLine {
-    std::wstring_view text{};                       ///< without its line ending; the first characters of a long line
-    bool carriageReturn = false, lineFeed = false;  ///< which parts of a line ending the line has
-    bool plain = false;                             ///< known to contain neither zero characters nor surrogates
-    long long number = 0;                           ///< 1-based
-    const LongLineFacts* facts = nullptr;           ///< of a line that is not in memory as a whole
+    std::wstring_view text{};              ///< without its line ending; the first characters of a long line
+    bool carriageReturn = false;           ///< whether the line ends with one, before the line feed if there is one
+    bool lineFeed = false;                 ///< whether the line ends with one
+    bool plain = false;                    ///< known to contain neither zero characters nor surrogates
+    long long number = 0;                  ///< 1-based
+    const LongLineFacts* facts = nullptr;  ///< of a line that is not in memory as a whole
 
     /// Returns the length in characters.
     std::size_t size() const { return facts ? facts->size : text.size(); }

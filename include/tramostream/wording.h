@@ -11,19 +11,25 @@ namespace tramo {
 /// Returns the columns of a field: "195-202", "23"; empty for a field that is not in the line.
 TRAMO_EXPORT std::string columnsOf(const Field& field);
 
-/// Returns the type of a field, short ("date", "code 1234") or in full ("integer of 32 bits", "date YYYYMMDD").
+/// Returns the type of a field, short: "date", "code 1234".
 TRAMO_EXPORT std::string typeOf(const Field& field);
+
+/// Returns the type of a field in full: "integer of 32 bits", "date YYYYMMDD".
 TRAMO_EXPORT std::string formOf(const RecordKind& kind, const Field& field);
 
 /// Returns the default value of a field: "empty", "-1", "no date".
 TRAMO_EXPORT std::string defaultOf(const Field& field);
 
-/// Describes how fields of this kind are read and written.
+/// Returns how fields of this type are read.
 TRAMO_EXPORT std::string_view readingOf(FieldKind kind);
+
+/// Returns how fields of this type are written.
 TRAMO_EXPORT std::string_view writingOf(FieldKind kind);
 
-/// Describe the meaning of a blank field, and what else is particular to the field. May be empty.
+/// Returns the meaning of a blank field. May be empty.
 TRAMO_EXPORT std::string blankOf(const Field& field);
+
+/// Returns the other irregularities of a field. May be empty.
 TRAMO_EXPORT std::string particularsOf(const Field& field);
 
 /// Returns when the field is written: "always", "never", "when it is above 3".
@@ -42,17 +48,19 @@ TRAMO_EXPORT std::vector<std::string_view> flagsOf(const RecordKind& kind, const
 ///
 /// @snippet docs/examples.cpp ErrorReport
 struct ErrorReport {
-    TE::FieldError error;
+    TE::FieldError error;       ///< the reported column and the code
     std::string when;           ///< "its text is invalid"
     std::string neighbours{};   ///< the fields at the reported column, if it is not the field's own
     std::string particulars{};  ///< "never happens: any text is valid"; may be empty
 };
+
+/// Returns the errors that a field of this record kind reports.
 TRAMO_EXPORT std::vector<ErrorReport> reportsOf(const RecordKind& kind, const Field& field);
 
 /// An error of the format.
 struct ErrorCode {
-    TE::errorType code;
-    std::string_view name;
+    TE::errorType code;        ///< 0x01B
+    std::string_view name;     ///< "ParseDate"
     std::string_view phase;    ///< "while a line is read"
     std::string_view meaning;  ///< "invalid date (YYYYMMDD)"
 };

@@ -13,7 +13,7 @@ required_conan_version = ">=2.0"
 
 class TramoStreamConan(ConanFile):
     name = "tramostream"
-    description = "Reads, checks, writes and explains the exchange files of meter reading"
+    description = "Reads, checks, writes and explains exchange files of meter reading"
     topics = ("meter-reading", "fixed-width")
     license = "none-granted"   # as in debian/copyright
     package_type = "library"

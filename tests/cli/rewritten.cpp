@@ -1,5 +1,5 @@
-// Reads a file and writes it again, by the library alone: rewritten FROM ansi|utf16le TO. What has the length of no kind
-// of line, or begins with no record's letter, stays as it is.
+// Reads a file and writes it again, with the library only: rewritten FROM ansi|utf16le TO. Copies lines whose length or letter
+// is unknown.
 #include <algorithm>
 #include <cstdio>
 #include <iostream>

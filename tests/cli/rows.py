@@ -1,4 +1,4 @@
-"""What the tests of export and import share: the trip to values and back, and hostile files."""
+"""Shared by the tests of export and import: the round-trip through values, and hostile files."""
 import os
 import random
 import subprocess
@@ -8,7 +8,7 @@ REWRITTEN = os.environ["REWRITTEN"]
 SAMPLES = ("amr-keys.txt", "parameters.txt", "round-broken.txt", "round-damaged.txt", "round-exported.txt",
            "round-returned-utf16.txt", "round-returned.txt", "tags.txt")
 
-# What fields are read from with a result that is not plain.
+# Texts of fields with unusual results.
 WORDS = ("nan", "-nan", "inf", "-inf", "-0", "0", "-1", "-1.0", "-2", "1e300", "0x1A", "1", "2", "T", "N", "A", "M", " ", "+5",
          "20240131", "202401310230", "202403310230", "202410270230", "19700101", "19691231", "20380119", "203801190314",
          "00000000", "1969", "2024", "9999", "FFFF", "0001", "=A1", "-x", "@y", '"', "a,b", "\\u0041", "\\", "\t", "\r", "\0", "é",
@@ -16,7 +16,7 @@ WORDS = ("nan", "-nan", "inf", "-inf", "-0", "0", "-1", "-1.0", "-2", "1e300", "
 
 
 def hostile(seed, count, wide):
-    """Record lines with anything in their fields; some are too short or too long."""
+    """Returns record lines with arbitrary text in their fields; some are too short or too long."""
     rng = random.Random(seed)
     good = [line.decode("latin-1") for line in sample("round-returned.txt").split(b"\r\n")[:-1]]
     odd = (lambda: chr(rng.choice((0, 0x20AC, 0xD83D, 0xDE00, 0xD800 + rng.randrange(2048), 0xFEFF, rng.randrange(65535))))) if wide \
@@ -42,7 +42,7 @@ class TripTest(CliTest):
         return os.path.join(self.folder, name)
 
     def rewritten(self, content, encoding, env=None):
-        """The file after the library has read and written it."""
+        """Returns the file after the library has read and written it."""
         source, target = self.write("rewritten-from", content), self.path("rewritten-to")
         if os.path.exists(target):
             os.remove(target)
@@ -51,7 +51,7 @@ class TripTest(CliTest):
             return file.read()
 
     def trip(self, content, form, encoding, out="x.d", env=None, code=(0, 1)):
-        """The file after an export and an import."""
+        """Returns the file after an export and an import."""
         source = self.write("trip-from", content)
         exported = self.run_tool("export", source, "--to", form, "--show-keys", "-o", self.path(out), env=env)
         self.assertIn(exported.code, code, exported.err)
@@ -62,7 +62,7 @@ class TripTest(CliTest):
 
 
 class TripTests:
-    """The same for every form: `form`."""
+    """The tests for every form of export (`form`)."""
 
     def test_samples(self):
         for number, name in enumerate(SAMPLES):
@@ -79,7 +79,7 @@ class TripTests:
                     self.assertEqual(self.trip(content, self.form, encoding, f"{zone}{wide}.d".replace("/", "-"), {"TZ": zone}),
                                      self.rewritten(content, encoding, {"TZ": zone}))
 
-    def test_made_up_rounds(self):
+    def test_sample_rounds(self):
         for seed, faults in ((1, "0"), (2, "0.3"), (3, "1")):
             for encoding in ("ansi", "utf16le"):
                 with self.subTest(seed=seed, encoding=encoding):
@@ -94,7 +94,7 @@ class TripTests:
     def test_noise(self):
         for seed in range(4):
             rng = random.Random(f"noise {seed}")
-            # Lines of any length, among them those that kinds of lines have.
+            # Lines of any length, including the lengths of the kinds.
             pieces = [rng.randbytes(rng.choice((0, 1, 23, 40, 512, rng.randrange(2000)))).replace(b"\n", b" ") for _ in range(60)]
             for encoding in ("ansi", "utf16le"):
                 with self.subTest(seed=seed, encoding=encoding):
@@ -111,7 +111,7 @@ class TripTests:
             content = b"\xff\xfe" + "".join(row + "\r\n" for row in rows).encode("utf-16-le", "surrogatepass")
             self.assertEqual(self.trip(content, self.form, "utf16le", f"{first}.d"), content)
 
-    def test_line_ends_become_cr_lf(self):
+    def test_line_endings_become_cr_lf(self):
         content = METER + b"\n" + METER[:100] + b"\n\n" + METER
         expected = lines(METER, METER[:100], b"", METER)
         self.assertEqual(self.trip(content, self.form, "ansi"), expected)

@@ -1,5 +1,5 @@
-"""The rules of SARIF 2.1.0 for what a document of the tool may hold: names, types, least values, what must be there,
-and how its parts refer to each other. What is not listed here must not occur."""
+"""The rules of SARIF 2.1.0 for a document of the tool: names, types, minimum values, required members, and references between
+its parts. Members that are not listed here must not occur."""
 import re
 from urllib.parse import unquote
 
@@ -41,7 +41,7 @@ def one_of(*values):
 
 def uri_reference(value, where):
     text(value, where)
-    require(re.fullmatch(r"(?:[A-Za-z0-9\-._~!$&'()*+,;=:@/?#]|%[0-9A-Fa-f]{2})*", value), where, f"{value!r} is no URI")
+    require(re.fullmatch(r"(?:[A-Za-z0-9\-._~!$&'()*+,;=:@/?#]|%[0-9A-Fa-f]{2})*", value), where, f"{value!r} is not a URI")
     scheme = re.match(r"([^/?#:]*):", value)
     require(not scheme or scheme[1] == "file", where, f"{value!r} has an unknown scheme")
     if value.startswith("file:"):

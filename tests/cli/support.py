@@ -1,4 +1,4 @@
-"""What the tests of the tool share. TRAMO names the program; the working directory is the project's root."""
+"""Shared by the tests of the tool. TRAMO is the path of the program; the working directory is the project's root."""
 import fcntl
 import json
 import os
@@ -30,7 +30,7 @@ def sample(name):
 
 
 def sample_line(letter):
-    """The first line of that letter in a good file, without its line end."""
+    """Returns the first line of that letter in a valid file, without its line ending."""
     return next(line for line in sample("round-returned.txt").split(b"\r\n") if line[:1] == letter)
 
 
@@ -38,18 +38,18 @@ ROUND, METER, AMR, INFORMATION = (sample_line(letter) for letter in (b"0", b"1",
 
 
 def put(line, column, text):
-    """The line with that text at that column, counted from 1."""
+    """Returns the line with that text at that column, counted from 1."""
     return line[:column - 1] + text + line[column - 1 + len(text):]
 
 
-# What the field work fills in, as columns counted from 1: of a meter subscriber the corrected serial number and wheels, the
-# reading, and what the agent notes; of an AMR line the current reading and the failed attempts.
+# The columns that the field work fills in, counted from 1. Of a meter subscriber: the corrected serial number and wheels, the
+# reading, and the notes of the agent. Of an AMR line: the current reading and the failed attempts.
 FIELD_WORK = {b"1": [(366, 379), (426, 459), (462, 505), (508, 512)], b"2": [(354, 455), (457, 470)]}
-BROUGHT_BACK = (b"3", b"4", b"6", b"7")  # kinds of lines that only a returned round has
+BROUGHT_BACK = (b"3", b"4", b"6", b"7")  # record kinds that only a returned round has
 
 
 def before_field_work(content):
-    """A returned round as it was exported."""
+    """Returns a returned round as it was exported."""
     def blanked(line):
         for first, last in FIELD_WORK.get(line[:1], []):
             line = put(line, first, b" " * (last - first + 1))
@@ -66,7 +66,7 @@ def utf16(text):
 
 
 def read_all(master):
-    """What programs have printed on a terminal, when the last one has ended; closes it."""
+    """Returns the output of programs on a terminal after the last one has ended; closes it."""
     out = b""
     try:
         while piece := os.read(master, 65536):
@@ -78,7 +78,7 @@ def read_all(master):
 
 
 def run_on_terminal(arguments, columns=80, cwd=ROOT, **environment):
-    """The tool's exit code, and what it prints on a terminal of that many columns."""
+    """Returns the exit code of the tool, and its output on a terminal with that many columns."""
     master, slave = pty.openpty()
     fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
     process = subprocess.Popen([TRAMO, *arguments], stdout=slave, cwd=cwd, env=ENVIRONMENT | {"TERM": "xterm"} | environment)
@@ -97,12 +97,12 @@ class Result:
 
     @property
     def masked(self):
-        """The output without what no two runs have in common."""
+        """Returns the output without values that differ between runs."""
         return re.sub(r"in \d+\.\d{3} s", "in TIME s", self.out)
 
     @property
     def findings(self):
-        """The lines that are findings: neither excerpts nor the summary."""
+        """Returns the findings, without excerpts and summary."""
         return [line for line in self.out.splitlines() if re.match(r"\S+?:.*?(error|warning): ", line)]
 
     @property
@@ -130,12 +130,12 @@ class CliTest(unittest.TestCase):
         return Result(done.returncode, done.stdout, done.stderr)
 
     def check(self, content, *options, **run):
-        """Checks a file of that content, called "f"."""
+        """Checks a file "f" with that content."""
         self.write("f", content)
         return self.run_tool("check", *options, "f", cwd=self.folder, **run)
 
     def assert_findings(self, content, *expected, options=(), code=1, **run):
-        """The findings on a file "f", each without the "f:" before it."""
+        """Returns the findings of a file "f", each without the leading "f:"."""
         result = self.check(content, *options, **run)
         self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
         self.assertEqual((result.code, result.err), (code if expected else 0, ""))
@@ -144,7 +144,7 @@ class CliTest(unittest.TestCase):
 
 def stop_while_reading(start, size, first=300_000):
     """Starts a process that reads a file of this size, and stops it (SIGSTOP) when it has read more than the first bytes of it
-    and less than half; it goes on with SIGCONT. `start` may be called more than once."""
+    and less than half; SIGCONT continues it. May call `start` more than once."""
     for _ in range(50):
         process = start()
         while process.poll() is None:
@@ -172,8 +172,8 @@ def stop_while_reading(start, size, first=300_000):
 
 
 def change_file(path, how):
-    """What somebody may do to a file while it is read. Of the first bytes, which have been read by then, "rewritten" changes some;
-    "regrown" leaves the file as long as it was."""
+    """Changes a file while it is read. "rewritten" changes some of the first bytes, which have been read by then; "regrown" keeps
+    the length of the file."""
     size = os.path.getsize(path)
     if how == "emptied":
         os.truncate(path, 0)
@@ -208,7 +208,7 @@ def change_file(path, how):
         raise ValueError(how)
 
 
-# What a command says of such a change. Those with True read the file as it was.
+# The message of a command about such a change. With True, the command reads the original file.
 CHANGES = {
     "emptied": (False, r"became shorter while it was read, from \d+ bytes to 0; run the command again when the file is complete"),
     "shortened by a byte": (False, r"became shorter while it was read, from \d+ bytes to \d+; run the command again when .*"),

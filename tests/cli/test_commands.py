@@ -1,4 +1,4 @@
-"""The command line: help, versions, slips."""
+"""The command line: help, version, typos."""
 import subprocess
 import unittest
 from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines
@@ -25,7 +25,7 @@ class Help(CliTest):
         self.assertRegex(self.run_tool("--version").out, r"^tramo \d+\.\d+\.\d+\n$")
 
 
-class Slips(CliTest):
+class Typos(CliTest):
     def assert_usage(self, arguments, message, page="tramo help check"):
         result = self.run_tool(*arguments)
         self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {message}\ntramo: try \"{page}\"\n"))
@@ -61,8 +61,8 @@ class Slips(CliTest):
                               f'check: --max-findings: invalid number of findings "{number}"; expected {expected}')
 
 
-class SwallowedFiles(CliTest):
-    """An option without its value takes the FILE after it for one."""
+class OptionsWithoutValues(CliTest):
+    """An option without a value uses the next FILE as its value."""
 
     def assert_usage(self, arguments, message):
         result = self.run_tool(*arguments, cwd=self.folder)
@@ -80,7 +80,7 @@ class SwallowedFiles(CliTest):
                                           f"write --color=always {word}")
             self.assertEqual(self.run_tool("check", "--color", name, "--help", cwd=self.folder).code, 0)
 
-    def test_color_that_is_no_file(self):
+    def test_an_invalid_color_that_is_not_a_file(self):
         for others in ([], ["f"]):
             self.assert_usage(["check", "--color", "red", *others], '--color: invalid value "red"; expected auto, always or never')
         self.write("always", lines(ROUND))
@@ -106,7 +106,7 @@ class Arguments(CliTest):
         super().setUp()
         self.write("f", lines(ROUND, METER))
 
-    def test_options_may_stand_anywhere(self):
+    def test_options_may_be_anywhere(self):
         for arguments in (["-q", "f"], ["f", "-q"], ["--quiet", "--all", "--format=text", "--max-findings=0", "f"]):
             self.assertTrue(self.run_tool("check", *arguments, cwd=self.folder).out.startswith("f: "))
 

@@ -1,4 +1,4 @@
-"""Completion of the command line: what is offered is what the tool accepts, in every shell."""
+"""Completion of the command line: in every shell, it offers exactly what the tool accepts."""
 import os
 import pty
 import re
@@ -8,13 +8,13 @@ import subprocess
 import unittest
 from support import ENVIRONMENT, TRAMO, CliTest
 
-# For each command, arguments that it is content with as far as its options go.
+# Valid arguments for each command, without options.
 ENOUGH = {
     "check": ["f"], "convert": ["f", "--encoding", "ansi", "-o", "out"], "diff": ["f", "f"], "explain": ["AMR"],
     "export": ["f", "--to", "jsonl"], "import": ["f", "--from", "jsonl", "--encoding", "ansi"], "keys": ["f"],
     "rewrite": ["f", "--dry-run"], "sample": ["--meters", "1", "-o", "out"], "show": ["f"], "stats": ["f"]}
 
-# Asks the function as the shell does, and tells when it leaves the word to the usual completion of file names.
+# Calls the function as the shell does, and reports when it leaves the word to the completion of file names.
 ASK = """
 compopt() { [[ "$*" == "-o default" ]] && echo FILES; }
 source /dev/stdin <<<"$SCRIPT"
@@ -24,7 +24,7 @@ printf '%s\\n' "${COMPREPLY[@]}"
 complete -p tramo >/dev/null || echo "not registered"
 """
 
-# Completes for real, and writes down which words zsh would take. The signs are put together, so that no echo is one.
+# Completes on a terminal, and records the words that zsh would insert. The signals are composed, so that an echo is not one.
 ZSH = r"""
 unsetopt zle_bracketed_paste prompt_cr prompt_sp; PROMPT=
 autoload -U compinit; compinit -u -D; source ./_tramo
@@ -65,7 +65,7 @@ class Completion(CliTest):
         return done.stdout.split("\n")[:-1]
 
     def ask(self, *words):
-        """What bash offers for the last of these words."""
+        """Returns what bash offers for the last of these words."""
         return [word for word in self.shell("bash", "-c", ASK, "bash", "tramo", *words, script=self.script("bash")) if word]
 
     def test_commands(self):
@@ -106,7 +106,7 @@ class Completion(CliTest):
                     self.assertEqual(values, re.split(", | or ", accepted[1]), (command, option))
         self.assertGreater(lists, 15)
 
-    def test_where_words_stand(self):
+    def test_positions_of_words(self):
         self.assertEqual(self.ask("check", "--format", "j"), ["json"])
         self.assertEqual(self.ask("check", "--format", "=", "j"), ["json"])
         self.assertEqual(self.ask("check", "--format", "="), ["text", "json", "sarif"])
@@ -135,7 +135,7 @@ class Completion(CliTest):
         for words in (["f", ":"], ["f", ":", "1"], ["f:1"], ["ro.txt"]):
             self.assertEqual(self.ask("explain", *words), ["FILES"])
 
-    def test_other_shells_understand_theirs(self):
+    def test_other_shells_parse_their_scripts(self):
         for shell, name in (("bash", "tramo"), ("zsh", "_tramo"), ("fish", "tramo.fish")):
             self.shell(shell, "-n", self.write(name, self.script(shell).encode()))
 
@@ -187,7 +187,7 @@ class Completion(CliTest):
             self.assertEqual(sorted(self.ask_zsh(f"tramo {command} --")), sorted(o for o in self.ask(command, "--") if o[:2] == "--"))
 
     def start_zsh(self):
-        """A zsh that has a terminal."""
+        """Starts zsh on a terminal."""
         setup = self.write("setup", ZSH.encode())
         self.offered = self.write("offered", b"")
         pid, self.terminal = pty.fork()
@@ -199,7 +199,7 @@ class Completion(CliTest):
         self.read_until(b"READY")
 
     def ask_zsh(self, line):
-        """What it takes for the completion of this line when Tab is pressed."""
+        """Returns the words that zsh offers for this line after Tab."""
         os.truncate(self.offered, 0)
         os.write(self.terminal, b"\x15" + line.encode() + b"\t")   # Ctrl-U: no line is left
         self.read_until(b"DONE")

@@ -9,7 +9,7 @@ EVERY_BYTE = bytes(range(256)) + b"\r\r\n\n" + b"no line end"
 
 class Convert(CliTest):
     def convert(self, content, to, *options, **run):
-        """Converts a file "f" into a file "out"; its content, or None."""
+        """Converts a file "f" to a file "out"; returns its content, or None."""
         self.write("f", content)
         self.result = self.run_tool("convert", "f", "--encoding", to, "-o", "out", *options, cwd=self.folder, **run)
         self.assertEqual(self.result.out, "")
@@ -20,7 +20,7 @@ class Convert(CliTest):
             return file.read()
 
     def assert_refused(self, content, *messages, to="ansi", options=()):
-        """Nothing is written, and an old file stays."""
+        """Checks that nothing is written, and that an old file is kept."""
         self.write("out", b"old")
         self.assertEqual(self.convert(content, to, *options), b"old")
         expected = "".join(f"tramo: f{message}\n" for message in [*messages, ": nothing was written"])
@@ -40,11 +40,11 @@ class Exact(Convert):
                 self.assert_converted(content, "utf16le", utf16(content.decode("latin-1")))
                 self.assert_converted(utf16(content.decode("latin-1")), "ansi", content)
 
-    def test_the_two_samples_of_one_text(self):
+    def test_the_samples_in_both_encodings(self):
         self.assert_converted(sample("round-returned.txt"), "utf16le", sample("round-returned-utf16.txt"))
         self.assert_converted(sample("round-returned-utf16.txt"), "ansi", sample("round-returned.txt"))
 
-    def test_every_byte_and_every_line_end(self):
+    def test_every_byte_and_every_line_ending(self):
         for content in (EVERY_BYTE, EVERY_BYTE + b"\r", EVERY_BYTE + b"\r\n", b"\n", b"\r", b"\n\r\n\n", b"a\x00b\r\n"):
             text = utf16(content.decode("latin-1"))
             self.assert_converted(content, "utf16le", text, "--from", "ansi")
@@ -75,12 +75,12 @@ class Exact(Convert):
 
 
 class Refused(Convert):
-    def test_character_names_line_column_and_field(self):
+    def test_a_character_is_reported_with_line_column_and_field(self):
         bad = METER.decode("latin-1")[:464] + "\u20ac" + METER.decode("latin-1")[465:]
         self.assert_refused(utf16(ROUND.decode("latin-1") + "\r\n" + bad + "\r\n"),
                             ':2:465: U+20AC "\u20ac" in meterMessage (meter subscriber) cannot be written in ANSI')
 
-    def test_character_outside_of_good_lines_has_no_field(self):
+    def test_a_character_in_a_malformed_line_has_no_field(self):
         self.assert_refused(utf16("1 short \u0100\r\n"), ':1:9: U+0100 "\u0100" cannot be written in ANSI')
 
     def test_pairs_halves_and_invisible_characters(self):
@@ -97,14 +97,14 @@ class Refused(Convert):
         self.assertEqual(messages[9:], ['tramo: f:1:10: U+0100 "\u0100" cannot be written in ANSI', "tramo: ... and 15 more",
                                         "tramo: f: nothing was written"])
 
-    def test_nothing_of_a_key_line_is_shown(self):
+    def test_characters_of_key_lines_are_not_shown(self):
         self.assert_refused(utf16('{"serialNumber":"\u0416"}\r\n'), ":1:18: a character cannot be written in ANSI")
 
     def test_odd_last_byte(self):
         for to in ("ansi", "utf16le"):
             self.assert_refused(utf16("a\r\n") + b"x", ": the file ends with half of a UTF-16 character", to=to)
 
-    def test_text_behind_its_end(self):
+    def test_text_after_its_end(self):
         self.assert_refused(utf16("a\r\n\uffffbc\r\n"), to="utf16le", *[
             ": 5 characters from line 2 on cannot be read, because that line begins with U+FFFF"])
 
@@ -112,7 +112,7 @@ class Refused(Convert):
         self.assert_refused(utf16("\xff\xfe"), ": the text begins with the characters FF FE, which would make an ANSI file look like UTF-16")
 
 
-class Trouble(Convert):
+class Failures(Convert):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--encoding", "ansi", "-o", "x"),
@@ -147,20 +147,20 @@ class Trouble(Convert):
             done = subprocess.run([TRAMO, "convert", path, "--encoding", "ansi", "-o", "-"], stdout=full, stderr=subprocess.PIPE, env=ENVIRONMENT)
         self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: No space left on device\n"))
 
-    def test_standard_output_gets_nothing_before_all_is_known_to_fit(self):
-        path = self.write("f", utf16(("x" * 512 + "\r\n") * 2000 + "\u0100\r\n"))   # more than any buffer
+    def test_standard_output_is_written_after_the_whole_input_is_checked(self):
+        path = self.write("f", utf16(("x" * 512 + "\r\n") * 2000 + "\u0100\r\n"))   # larger than any buffer
         result = self.run_tool("convert", path, "--encoding", "ansi", "-o", "-")
         self.assertEqual((result.raw, result.code), (b"", 1))
         done = subprocess.run([TRAMO, "convert", path, "--encoding", "utf16le", "-o", "-"], capture_output=True, env=ENVIRONMENT)
         self.assertEqual((done.stdout, done.returncode), (self.read("f"), 0))
 
-    def test_no_place_for_what_waits_for_the_standard_output(self):
+    def test_a_full_disk_for_held_output(self):
         path = self.write("f", lines(ROUND))
         result = self.run_tool("convert", path, "--encoding", "ansi", "-o", "-", env={"TMPDIR": "/nowhere"})
         self.assertEqual((result.code, result.raw, result.err),
                          (3, b"", "tramo: cannot write a temporary file in /nowhere: No such file or directory\n"))
 
-    def test_the_result_is_not_held_in_memory(self):
+    def test_the_result_is_not_kept_in_memory(self):
         path = self.write("f", lines(METER) * 40000)
         process = subprocess.Popen([TRAMO, "convert", path, "--encoding", "utf16le", "-o", path + "16"], env=ENVIRONMENT)
         _, status, usage = os.wait4(process.pid, 0)
@@ -168,7 +168,7 @@ class Trouble(Convert):
         self.assertEqual((process.returncode, os.path.getsize(path + "16")), (0, 2 * os.path.getsize(path) + 2))
         with open(TRAMO, "rb") as program:
             if b"__asan_init" not in program.read():
-                self.assertLess(usage.ru_maxrss * 1024, 2 * os.path.getsize(path))   # the file is, and the program
+                self.assertLess(usage.ru_maxrss * 1024, 2 * os.path.getsize(path))   # the input may be in memory, but not the result
 
     def test_closed_pipe(self):
         path = self.write("f", lines(METER) * 2000)

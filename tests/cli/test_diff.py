@@ -1,4 +1,4 @@
-"""diff: what differs between two files, by meter and by field."""
+"""tramo diff: compares two files by meter and field."""
 import os
 import subprocess
 import unittest
@@ -23,13 +23,13 @@ class Diff(CliTest):
         self.assertEqual((result.out, result.err, result.code), ("a -> b: no differences\n", "", 0))
 
     def assert_changes(self, old, new, expected, *options):
-        """The report but for its summary."""
+        """Returns the report without its summary."""
         result = self.diff(old, new, *options)
         self.assertEqual(result.out.partition("\na -> b: ")[0], expected)
         self.assertEqual((result.err, result.code), ("", 1))
 
     def assert_field(self, old, new, expected, *options):
-        """The only field that differs in a file of one line."""
+        """Returns the only field that differs in a file of one line."""
         out = self.diff(lines(old), lines(new), *options).out.partition("\na -> b: ")[0]
         self.assertEqual([line.strip() for line in out.splitlines() if line.startswith("      ")], [expected])
 
@@ -59,7 +59,7 @@ class Equal(Diff):
         self.assert_equal(sample("round-returned.txt"), new)
         self.assert_equal(new, sample("round-returned.txt"))
 
-    def test_padding_and_what_the_format_rewrites(self):
+    def test_padding_and_changes_of_form(self):
         area = ROUND[:255] + b"AREA            " + b"  0" + b" 5" + b"N" + ROUND[277:]
         for old, new in ((put(METER, 2, b"1   "), put(METER, 2, b"   1")), (area, put(area, 277, b"1")),
                          (put(ROUND, 30, b" 3"), put(ROUND, 30, b"  ")), (put(AMR, 232, b"0.5       "), put(AMR, 232, b"0,50      ")),
@@ -68,7 +68,7 @@ class Equal(Diff):
             self.assert_equal(lines(new), lines(old))
             self.assertEqual(self.diff(lines(old), lines(new), "--exact").code, 1)
 
-    def test_line_ends(self):
+    def test_line_endings(self):
         self.assert_equal(lines(ROUND, METER), ROUND + b"\n" + METER)
 
     def test_form_of_key_lines(self):
@@ -95,15 +95,15 @@ meter M00000000001
         self.assert_field(put(METER, 2, b"x1  "), put(METER, 2, b"x2  "), 'subscriberCardOrder:  unreadable "x1" -> unreadable "x2"')
         self.assert_field(put(METER, 2, b"x1  "), put(METER, 2, b"    "), 'subscriberCardOrder:  unreadable "x1" -> absent')
 
-    def test_number_that_is_never_read(self):
+    def test_a_number_that_is_never_read(self):
         out = self.diff(lines(put(INFORMATION, 7, b"   60")), lines(put(INFORMATION, 7, b"   61"))).out
         self.assertIn('meterNumber:  "   60" -> "   61"', out)
 
-    def test_fields_that_share_columns_are_named_once(self):
+    def test_fields_that_share_columns_are_listed_once(self):
         self.assert_field(put(AMR, 232, b"0.5       "), put(AMR, 232, b"0.25      "), "pulseWeight:  0.5 -> 0.25")
         self.assert_field(put(QUESTION, 511, b" 1"), put(QUESTION, 511, b" 2"), 'orderStr:  " 1" -> " 2"')
 
-    def test_long_texts_stand_below_each_other(self):
+    def test_long_texts_are_shown_on_separate_lines(self):
         old, new = put(METER, 44, b"x" * 60), put(METER, 44, b"y" * 60)
         rows = self.diff(lines(old), lines(new)).out.splitlines()
         self.assertEqual(rows[2].index('"'), rows[3].index('"'))
@@ -117,7 +117,7 @@ meter M00000000003
   added    meter subscriber, line 2
 """)
 
-    def test_lines_of_a_meter_stand_together(self):
+    def test_lines_of_a_meter_are_grouped(self):
         located = put(LOCATED, 2, b"M00000000001")
         self.assert_changes(lines(meter(1), meter(2)), lines(put(meter(1), 2, b"   7"), put(meter(2), 2, b"   7"), located), """\
 meter M00000000001
@@ -129,13 +129,13 @@ meter M00000000002
       subscriberCardOrder:  1 -> 7
 """)
 
-    def test_full_tells_what_added_lines_hold(self):
+    def test_full_lists_the_fields_of_added_lines(self):
         located = put(LOCATED, 14, b" 48.5           ")
         self.assertRegex(self.diff(b"", lines(located), "--full").out, r"\n      latitude: +48\.5\n")
         self.assertRegex(self.diff(lines(located), b"", "--full").out, r"\n      latitude: +48\.5\n")
         self.assertNotIn("latitude", self.diff(b"", lines(located)).out)
 
-    def test_pages_are_told_apart(self):
+    def test_pages_are_distinguished(self):
         first, second = put(RESULT, 2, b"1"), put(RESULT, 2, b"2")
         result = self.diff(lines(first, second), lines(second), "--format", "json").json
         self.assertEqual([(c["what"], c["oldLine"]) for c in result["changes"]], [("removed", 1)])
@@ -161,7 +161,7 @@ meter M00000000001
         out = self.diff(lines(*parameters), lines(*parameters[:-1], put(parameters[-1], 9, b"other".ljust(32)))).out
         self.assertIn("  changed  parameter, line 4 -> 4\n      value:  ", out)
 
-    def test_damaged_lines(self):
+    def test_malformed_lines(self):
         self.assert_changes(lines(ROUND, meter(1), b"1 cut"), lines(ROUND, meter(1)[:300], b"1 cut"), """\
 meter M00000000001
   removed  meter subscriber, line 2
@@ -183,14 +183,14 @@ malformed line
 
 
 class Exact(Diff):
-    def test_columns_and_line_ends(self):
+    def test_columns_and_line_endings(self):
         old, new = put(METER, 2, b"1   "), put(METER, 2, b"   1")
         self.assert_field(old, new, 'subscriberCardOrder:  "1   " -> "   1"', "--exact")
         self.assert_field(put(INFORMATION, 100, b"ab"), put(INFORMATION, 100, b"cd"), 'columns 100-101:  "ab" -> "cd"', "--exact")
         out = self.diff(ROUND + b"\n", ROUND + b"\r\n", "--exact").out
         self.assertIn("      line ending:  LF -> CR LF\n", out)
 
-    def test_fields_that_share_columns_are_named_once(self):
+    def test_fields_that_share_columns_are_listed_once(self):
         self.assert_field(put(AMR, 232, b"0.5       "), put(AMR, 232, b"0,5       "), 'pulseWeight:  "0.5       " -> "0,5       "', "--exact")
 
 
@@ -257,7 +257,7 @@ a -> b: 1 line changed, 1 added, 1 removed; 3 meters differ
         self.assertIn("meter \\x1b[2J\n", out)
 
 
-class Trouble(Diff):
+class Failures(Diff):
     def test_usage(self):
         for message, *arguments in (
                 ("expected two files, OLD and NEW", "a"), ("expected two files, OLD and NEW", "a", "b", "c"),
@@ -278,7 +278,7 @@ class Trouble(Diff):
             result = self.run_tool("diff", *pair, cwd=self.folder)
             self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {bad}: {reason}\n"))
 
-    def test_end_that_cannot_be_read_is_no_equality(self):
+    def test_an_unreadable_end_is_not_equal(self):
         content = utf16(ROUND.decode("latin-1") + "\r\n")
         result = self.diff(content, content + b"x")
         self.assertEqual((result.code, result.err), (2, "tramo: b: the file ends with half of a UTF-16 character\n"))

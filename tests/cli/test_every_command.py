@@ -1,5 +1,5 @@
-"""What all commands have in common, shown for each of them: which inputs they take and refuse, what becomes of an output that
-cannot be written, how far they say they have come, and what they make of slips."""
+"""The common behaviour of all commands, tested for each of them: accepted and refused inputs, outputs that cannot be written,
+progress, and typos."""
 import json
 import os
 import pty
@@ -17,11 +17,11 @@ GOOD = lines(ROUND, METER)
 
 
 class Use:
-    """A way to use a command. FILE, GOOD and OUT stand for the file read, a good one and the file written."""
+    """A use of a command. FILE, GOOD and OUT are replaced by the input, a valid file and the output."""
 
     def __init__(self, arguments, code=0, empty=0, rows=False):
         self.arguments = arguments.split()
-        self.code, self.empty = code, empty   # for a good file and for an empty one
+        self.code, self.empty = code, empty   # for a valid file and for an empty one
         self.rows = rows                      # reads what an export has written
         self.prints = "OUT" not in self.arguments
 
@@ -82,7 +82,7 @@ class EveryCommandTest(CliTest):
         return "rows" if use.rows else "good"
 
     def run_here(self, arguments, **how):
-        """Exit code, output and error output; nothing may be left of temporary files."""
+        """Returns the exit code, output and error output; checks that no temporary files remain."""
         if "input" not in how and "stdin" not in how:
             how["stdin"] = subprocess.DEVNULL
         done = subprocess.run([TRAMO, *arguments], **({"stdout": subprocess.PIPE} | how), stderr=subprocess.PIPE, cwd=self.folder,
@@ -92,7 +92,7 @@ class EveryCommandTest(CliTest):
         return done.returncode, done.stdout, done.stderr.decode()
 
     def take(self, name):
-        """The content of a file, which is gone then; None: it was not there."""
+        """Returns the content of a file and removes it; None if it does not exist."""
         path = os.path.join(self.folder, name)
         if not os.path.exists(path):
             return None
@@ -106,7 +106,7 @@ class EveryCommandTest(CliTest):
             return file.read()
 
     def result(self, use, file, **how):
-        """All that a run brings about, without what tells one run from another."""
+        """Returns all results of a run, except those that differ between runs."""
         code, out, err = self.run_here(use.of(file), **how)
         product = self.take("out")
         if product is not None and product[:2] in (b"SQ", b"PK"):
@@ -117,7 +117,7 @@ class EveryCommandTest(CliTest):
 
 
 class Files(EveryCommandTest):
-    def test_none_is_missing_here(self):
+    def test_all_commands_are_tested(self):
         self.assertEqual({use.arguments[0] for use in READERS} | {words[0] for words in OTHERS if words[0][0] != "-"}, set(COMMANDS))
 
     def test_pipes(self):
@@ -147,7 +147,7 @@ class Files(EveryCommandTest):
         os.chmod(self.write("secret", GOOD), 0)
         files = {"missing": "No such file or directory", "good/f": "Not a directory", "folder": "is a directory",
                  "endless": "Too many levels of symbolic links"}
-        if os.geteuid() != 0:   # who may read everything
+        if os.geteuid() != 0:   # root may read everything
             files["secret"] = "Permission denied"
         for use in READERS:
             for file, reason in files.items():
@@ -171,7 +171,7 @@ class Files(EveryCommandTest):
                     json.loads(out)
                 self.assertEqual(self.take("out") is None, use.prints)
 
-    def test_output_that_nobody_reads(self):
+    def test_a_closed_pipe(self):
         for arguments in WRITERS:
             with self.subTest(" ".join(arguments)):
                 reader, writer = os.pipe()
@@ -200,7 +200,7 @@ class Files(EveryCommandTest):
                 self.assertEqual((code, out), (3, b""))
                 self.assertRegex(err, r"^tramo: cannot write /dev/full: [^\n]+\n$")
 
-    def test_no_place_for_the_output(self):
+    def test_a_full_disk_for_the_output(self):
         for use in READERS:
             if use.prints:
                 continue
@@ -209,7 +209,7 @@ class Files(EveryCommandTest):
                     code, printed, err = self.run_here(use.of(self.source(use), out))
                     self.assertEqual((code, printed, err), (3, b"", f"tramo: cannot write {out}: {reason}\n"))
 
-    def test_no_place_for_a_copy_of_the_input(self):
+    def test_a_full_disk_for_the_copy_of_the_input(self):
         for use in READERS:
             if use.rows:
                 continue
@@ -222,10 +222,11 @@ class Files(EveryCommandTest):
 
 
 class GrowingFile(EveryCommandTest):
-    """Somebody appends lines while a command reads: it takes what is there when it begins, and says that there is more.
+    """Another process appends lines while a command reads: the command reads the lines that exist when it begins, and reports
+    that there are more.
 
-    The system makes a file longer page by page: a line that crosses the border may be there in part, and such a row of an
-    export is refused, with its line."""
+    The system extends a file page by page, so a line across a page border may be incomplete. An import refuses such a row, with
+    its line."""
 
     def test_growing(self):
         for use in READERS:
@@ -253,11 +254,11 @@ class GrowingFile(EveryCommandTest):
                 self.check_all(use, code, out, err)
 
     def begin(self, use):
-        """A file of 6001 lines, and the line to append."""
+        """Returns a file of 6001 lines, and the line to append."""
         first, line = (self.read("rows") if use.rows else lines(ROUND, METER)).splitlines(True)[:2]
         return self.write("growing", first + line * 6000), line
 
-    # What is said of a last line that is there in part, and the exit code.
+    # The message about an incomplete last line, and the exit code.
     IN_PART = {
         "export": (1, r"tramo: growing: 1 line is malformed and exported as text\n"),
         "import": (2, r"tramo: growing:(\d+):\d+: [^\n]+\n"),
@@ -270,7 +271,7 @@ class GrowingFile(EveryCommandTest):
         expected, words = self.IN_PART.get(use.arguments[0], (0, "never"))
         found = re.fullmatch(words, err)
         if found and found.groups():
-            self.assertGreater(int(found[1]), 6001)   # one that was appended
+            self.assertGreater(int(found[1]), 6001)   # an appended line
         return code == expected and bool(found)
 
     NOTE = r"tramo: growing: became longer while it was read; only its first \d+ bytes were read\n"
@@ -286,7 +287,7 @@ class GrowingFile(EveryCommandTest):
                 self.assertFalse(product)
                 return
         else:
-            self.assertEqual(err if use.arguments[0] not in ("rewrite", "keys") else "", "")   # they count
+            self.assertEqual(err if use.arguments[0] not in ("rewrite", "keys") else "", "")   # these count it
             self.assertIn(code, (0, 1))
         self.check_result(use, product)
 
@@ -322,7 +323,7 @@ class GrowingFile(EveryCommandTest):
     def test_appended_while_the_result_waits(self):
         path = self.write("growing", lines(ROUND) + lines(METER) * 3000)
         process = subprocess.Popen([TRAMO, "show", "growing"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder, env=self.environment)
-        self.assertTrue(process.stdout.read(1))   # it has begun, and cannot go on
+        self.assertTrue(process.stdout.read(1))   # it has begun, and waits
         with open(path, "ab") as file:
             file.write(lines(METER) * 3000)
         shown = process.stdout.read()
@@ -333,7 +334,7 @@ class GrowingFile(EveryCommandTest):
 
 
 class ChangingFile(EveryCommandTest):
-    """What is told of a file that is changed while it is read. What becomes of outputs then: test_outputs.py."""
+    """Messages about a file that is changed while it is read. test_outputs.py tests the outputs."""
 
     HOWS = ("shortened inside a line", "rewritten", "longer by lines", "replaced")
 
@@ -371,7 +372,7 @@ class ChangingFile(EveryCommandTest):
 
 
 class Progress(EveryCommandTest):
-    """What is shown on the error output when that is a terminal, for work of more than half a second."""
+    """Progress on the standard error, if that is a terminal and the work takes more than half a second."""
 
     def start(self, arguments, stdin):
         master, terminal = pty.openpty()
@@ -404,7 +405,7 @@ class Progress(EveryCommandTest):
     def test_every_reader(self):
         content = {False: GOOD * 1000, True: self.read("rows") * 1000}
         running = []
-        for use in READERS:   # all at once, for they do little but wait
+        for use in READERS:   # all at once, because they mostly wait
             process, collector, shown = self.start(use.of("-", f"out{len(running)}"), subprocess.PIPE)
             feeder = threading.Thread(target=self.feed_and_end, args=(process, content[use.rows]))
             feeder.start()
@@ -425,14 +426,14 @@ class Progress(EveryCommandTest):
 
     def test_sample(self):
         process, collector, shown = self.start(["sample", "--meters", "20000", "-o", "-"], subprocess.DEVNULL)
-        time.sleep(0.7)   # for which nobody reads
+        time.sleep(0.7)   # without a reader
         process.stdout.read()
         self.assertEqual(process.wait(60), 0)
         collector.join()
         process.stdout.close()
         self.assertRegex(shown(), r"^(\rwriting \d+ %\x1b\[K)+\r\x1b\[K$")
 
-    def test_nothing_where_there_is_no_terminal(self):
+    def test_no_progress_without_a_terminal(self):
         for use in READERS[0], READERS[13]:
             process = subprocess.Popen([TRAMO, *use.of("-")], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                        cwd=self.folder, env=self.environment)
@@ -443,7 +444,7 @@ class Progress(EveryCommandTest):
 
 
 class Width(CliTest):
-    """Tables fit a terminal of 80 columns. Findings are one line each, however long: editors read them."""
+    """Tables fit a terminal of 80 columns. A finding is one line of any length, because editors read it."""
 
     def on_terminal(self, *arguments):
         code, text = run_on_terminal(arguments, NO_COLOR="1")
@@ -460,7 +461,7 @@ class Width(CliTest):
                 self.assertEqual([line for line in shown if len(line) > 80], [])
 
 
-class Slips(CliTest):
+class Typos(CliTest):
     def assert_meant(self, arguments, meant):
         result = self.run_tool(*arguments)
         self.assertEqual((result.code, result.out), (2, ""), arguments)

@@ -19,7 +19,7 @@ class ExplainTest(CliTest):
         return result.out
 
     def entries(self, *arguments):
-        """The labelled words of one field."""
+        """Returns the labelled rows of one field."""
         found = {}
         for label, words in re.findall(r"^  (\S.{0,7}?) {2,}(\S.*)$", self.explain(*arguments), re.M):
             found.setdefault(label, words)
@@ -67,7 +67,7 @@ class Fields(ExplainTest):
             self.assertEqual(self.explain(word), expected, word)
         self.assertTrue(expected.startswith("meter subscriber, columns 195-202: meterHistory3ReadingDate\n"))
 
-    def test_what_is_told(self):
+    def test_description_of_a_field(self):
         field = self.entries("1:195")
         self.assertEqual(field["type"], "date YYYYMMDD")
         self.assertEqual(field["default"], "no date (0)")
@@ -106,17 +106,17 @@ class Fields(ExplainTest):
                          "consumption of 0 or more; reported at column 156; listed among the parse errors; valid lines report it, too")
         self.assertEqual(self.entries("4:85")["0x201"], "MandatoryMissing, when it is below 0; reported at column 96, the column of backflowAlarm")
 
-    def test_fields_that_share_their_columns_are_all_told(self):
+    def test_all_fields_that_share_columns_are_explained(self):
         out = self.explain("2:232")
         self.assertIn("columns 232-241: pulseWeight\n", out)
         self.assertIn("columns 232-241: pulseWeightStr\n", out)
 
-    def test_a_name_that_several_kinds_have(self):
+    def test_a_field_name_of_several_kinds(self):
         out = self.explain("meterSerialNumber")
         for kind in ("meter subscriber", "AMR", "extended AMR", "extended data"):
             self.assertRegex(out, rf"(?m)^{kind}, columns \d+-\d+: meterSerialNumber$")
 
-    def test_columns_of_no_field(self):
+    def test_columns_outside_of_fields(self):
         self.assertTrue(self.explain("1:1").startswith("meter subscriber, column 1: the letter of its kind\n"))
         out = self.explain("tag:23")
         self.assertTrue(out.startswith("tag, column 23: no field\n"))
@@ -132,7 +132,7 @@ class Fields(ExplainTest):
         self.assertGreater(len(names), 250)
         self.explain(*sorted(set(names)))
 
-    def test_slips(self):
+    def test_typos(self):
         self.assert_refused("1:meterSeralNumber", 'unknown field "meterSeralNumber" of meter subscriber lines; did you mean "meterSerialNumber"?')
         self.assert_refused("1:513", "meter subscriber lines have the columns 1 to 512")
         self.assert_refused("1:0", "meter subscriber lines have the columns 1 to 512")
@@ -166,10 +166,10 @@ class Errors(ExplainTest):
                 of_no_field.add(code)
         self.assertEqual(of_no_field, {0x015, 0x203})
 
-    def test_findings_of_check_alone(self):
+    def test_findings_that_only_check_reports(self):
         self.assertIn("A line has fewer characters than its kind requires.", self.explain("LineTooShort"))
 
-    def test_no_codes(self):
+    def test_unknown_codes(self):
         self.assert_refused("0x002", 'unknown error code 0x002; "tramo explain" lists all codes')
         self.assert_refused("0x", 'invalid error code "0x"; expected a code such as 0x01B')
         self.assert_refused("0x01Bz", 'invalid error code "0x01Bz"; expected a code such as 0x01B')
@@ -200,13 +200,13 @@ class Places(ExplainTest):
         self.assertTrue(out.endswith("\n\n" + meter))
         self.assertIn("  error     the last line has no line ending [LineEndMissing]", self.run_tool("explain", "f:5", cwd=self.folder).out)
 
-    def test_a_column_that_is_too_many(self):
+    def test_a_column_after_the_end(self):
         self.write("f", lines(METER, METER + b"x"))
         out = self.run_tool("explain", "f:2:513", cwd=self.folder).out
         self.assertEqual(out, "f:2:513\n\n  error     line has 513 characters, expected 512 [LineTooLong]: 1 too many; without its last "
                          "character, it has no errors or warnings\n")
 
-    def test_a_character_at_fault(self):
+    def test_an_invalid_character(self):
         self.write("f", lines(METER, put(METER, 240, b"\0")))
         self.assertIn("  error     line contains 1 zero character [ZeroCharacter]", self.run_tool("explain", "f:2:240", cwd=self.folder).out)
 
@@ -216,7 +216,7 @@ class Places(ExplainTest):
             self.assertIn('"C12AB0100000"', self.run_tool("explain", f"{name}:1:352", cwd=self.folder).out)
             self.assertTrue(self.run_tool("explain", f"{name}:1", cwd=self.folder).out.startswith(f"{name}:1\n\n  check "))
 
-    def test_files_that_are_called_like_places(self):
+    def test_file_names_that_look_like_places(self):
         self.write("a:1", lines(METER))
         self.write("1", lines(METER))
         result = self.run_tool("explain", "a:1", cwd=self.folder)
@@ -231,13 +231,13 @@ class Places(ExplainTest):
         self.assertIn("its values have names, not columns", out)
         self.assertNotRegex(out, "[0-9A-F]{16}")
 
-    def test_damaged_lines(self):
+    def test_malformed_lines(self):
         self.write("f", lines(METER, METER[:300], METER))
         out = self.run_tool("explain", "f:2:195", cwd=self.folder).out
         self.assertIn("  error     line has 300 characters, expected 512 [LineTooShort]", out)
         self.assertTrue(out.endswith(self.explain("1:195")))
 
-    def test_places_that_are_not_there(self):
+    def test_places_that_do_not_exist(self):
         for place, message in (("samples/tags.txt:6:1", "samples/tags.txt: has 5 lines; there is no line 6"),
                                ("samples/tags.txt:1:24", "samples/tags.txt: tag lines have the columns 1 to 23"),
                                ("missing:1:1", "missing: No such file or directory"), ("samples:1:1", "samples: is a directory")):
@@ -255,11 +255,11 @@ class Reference(ExplainTest):
         super().setUp()
         self.page = self.explain("--markdown")
 
-    def test_the_page_in_docs_is_fresh(self):
+    def test_the_page_in_docs_is_up_to_date(self):
         with open(os.path.join(ROOT, "docs", "format.md"), encoding="utf-8") as file:
             self.assertEqual(file.read(), self.page, "write it with: tramo explain --markdown > docs/format.md")
 
-    def test_depends_on_nothing_but_the_tables(self):
+    def test_depends_only_on_the_tables(self):
         for zone in ("Asia/Tokyo", "America/Sao_Paulo"):
             self.assertEqual(self.explain("--markdown", env={"TZ": zone, "LC_ALL": "C.UTF-8"}), self.page)
 
@@ -287,7 +287,7 @@ class Reference(ExplainTest):
         self.assertIn("| 195-202 | `meterHistory3ReadingDate` | date YYYYMMDD | no date (0) | when its history slot has a date and a "
                       "consumption of 0 or more | 0x01B at 194 | 0x115 | - |\n", self.page)
 
-    def test_alarm_flags_are_those_that_are_read(self):
+    def test_alarm_flags_agree_with_the_reader(self):
         flags = re.findall(r"^\| \d+ \| `(previous\w+|current\w+)` \| `(\w{4})` \|$", self.page, re.M)
         self.assertEqual(len(flags), 24)
         for name, text in flags:

@@ -1,4 +1,4 @@
-"""tramo export: values in JSON lines and in tables."""
+"""tramo export: values in JSON Lines and in tables."""
 import csv
 import io
 import json
@@ -25,7 +25,7 @@ class ExportTest(TripTest):
 
 
 class Jsonl(ExportTest):
-    def test_one_object_a_line_in_order(self):
+    def test_one_object_per_line_in_order(self):
         rows = self.objects(lines(ROUND, METER, AMR))
         self.assertEqual([(row["line"], row["kind"]) for row in rows], [(1, "round"), (2, "meter subscriber"), (3, "AMR")])
         self.assertEqual(rows[1]["meterSerialNumber"], METER[351:363].decode().rstrip())
@@ -56,13 +56,13 @@ class Jsonl(ExportTest):
     def test_alarm_flags_are_bits(self):
         self.assertEqual(self.objects(lines(put(AMR, 286, b"0108")))[0]["previousAlarms"], "0801")
 
-    def test_what_is_blank_is_left_out(self):
+    def test_blank_fields_are_left_out(self):
         for letter in "0123457":
             row = self.objects(lines(letter.encode() + b" " * 511))[0]
-            # Two things differ between a blank line and a model that nobody has filled; they are told.
+            # A blank line and a default-constructed model differ in these fields, so they are exported.
             self.assertLessEqual(set(row) - {"line", "kind"}, {"meterAuthorizedChange", "externalAMRText", "externalAMR"}, letter)
 
-    def test_a_position_that_was_read_is_told_though_it_is_none(self):
+    def test_an_invalid_position_is_exported(self):
         blank = b"7" + b" " * 511
         absent = self.objects(lines(blank))[0]
         self.assertNotIn("latitude", absent)
@@ -71,17 +71,17 @@ class Jsonl(ExportTest):
             self.assertIn("latitude", self.objects(content)[0])
             self.assertEqual(self.trip(content, "jsonl", "ansi"), self.rewritten(content, "ansi"))
 
-    def test_lone_surrogates(self):
+    def test_unpaired_surrogates(self):
         content = utf16(put(METER, 464, b"x" * 4).decode("latin-1").replace("xxxx", "\ud83dx\U0001f600") + "\r\n")
         self.assertIn(r"\ud83dx\ud83d\ude00", self.export(content).out)
 
-    def test_times_that_a_date_does_not_tell(self):
-        # 02:30 is there twice that night; the library takes one of the two, and its seconds are exact in any case.
+    def test_times_that_a_date_cannot_express(self):
+        # 02:30 occurs twice that night, so the value is exported in seconds.
         content = lines(put(METER, 426, b"202410270230"))
         for zone in ("Europe/Paris", "UTC"):
             self.assertEqual(self.objects(content, env={"TZ": zone})[0]["meterReadingDate"], "2024-10-27T02:30")
 
-    def test_damaged_lines_are_texts(self):
+    def test_malformed_lines_are_texts(self):
         result = self.export(lines(ROUND, METER[:80], b"", b"x" + METER[1:]))
         rows = [json.loads(line) for line in result.out.splitlines()]
         self.assertEqual(rows[1:], [
@@ -90,7 +90,7 @@ class Jsonl(ExportTest):
         self.assertEqual((result.code, result.err),
                          (1, f"tramo: {self.path('f')}: 3 lines are malformed and exported as text\n"))
 
-    def test_unread_texts_are_told(self):
+    def test_unread_texts_are_reported(self):
         result = self.export(lines(put(METER, 384, b"20241301")))
         self.assertNotIn("meterPreviousReadingDate", json.loads(result.out))
         self.assertEqual((result.code, result.err), (1, f"tramo: {self.path('f')}: 1 line has fields whose text "
@@ -112,21 +112,21 @@ class Jsonl(ExportTest):
         result = self.export(lines(METER, wrong, INFORMATION), "--only", "record-information")
         self.assertEqual((result.code, result.err), (0, ""))
 
-    def test_text_that_another_field_has_is_not_counted(self):
+    def test_text_kept_by_another_field_is_not_counted(self):
         self.assert_holds_more(lines(put(AMR, 232, b"0.5 L     "), put(AMR, 456, b"Y")), "")
         self.assert_holds_more(lines(put(AMR, 286, b"010G")), "1 line holds")
 
-    def test_both_counters_of_a_record_information_line_are_as_usual(self):
+    def test_both_counters_of_a_record_information_line_are_exported(self):
         self.assert_holds_more(lines(INFORMATION), "")
         self.assert_holds_more(lines(put(INFORMATION, 2, b"   1x")), "1 line holds")
 
-    def test_a_field_that_cannot_be_read_is_counted_as_that(self):
+    def test_an_unreadable_field_is_counted_as_such(self):
         result = self.export(lines(put(METER, 2, b"x1  "), put(put(METER, 2, b"x1  "), 438, b"      6O54")))
         self.assertEqual((result.code, [line.split(": ", 2)[2] for line in result.err.splitlines()]),
                          (1, ['2 lines have fields whose text cannot be read and is not exported; see "tramo check"',
                               '1 line holds text that the exported values do not; see "tramo check"']))
 
-    def test_members_of_key_lines_that_are_no_values(self):
+    def test_unknown_members_of_key_lines(self):
         line = KEYS.split(b"\r\n")[0]
         more = line.replace(b'{"', b'{"remark":"x","', 1)
         self.assertNotEqual(line, more)
@@ -185,7 +185,7 @@ class Csv(ExportTest):
         self.assertEqual(result.code, 1)
         self.assertEqual(sorted(os.listdir(self.path("t"))), ["AMR.csv", "meter_subscriber.csv", "round.csv", "text.csv"])
 
-    def test_several_kinds_do_not_go_into_one_file(self):
+    def test_several_kinds_need_a_folder(self):
         content = lines(*[METER] * 500, AMR)
         for options in ((), ("-o", "-"), ("-o", self.path("x.csv"))):
             result = self.export(content, *options, form="csv")
@@ -218,14 +218,14 @@ class Csv(ExportTest):
         result = self.export(after, "-o", folder, "--force", form="csv")
         self.assertEqual((result.code, result.err), (0, ""))
         self.export(after, "-o", fresh, "--force", form="csv")
-        # Tables of kinds that the file does not have are left without rows, and nothing else is touched.
+        # Tables of kinds that the file does not have are left without rows, and other files are kept.
         empty = {name: old[name].split(b"\r\n")[0] + b"\r\n" for name in ("AMR.csv", "text.csv")}
         self.assertEqual(self.contents(folder), self.contents(fresh) | empty | {"notes.txt": b"mine"})
         self.run_tool("import", folder, "--from", "csv", "--encoding", "ansi", "-o", self.path("out"))
         with open(self.path("out"), "rb") as file:
             self.assertEqual(file.read(), after)
 
-    def test_force_refuses_files_that_no_export_made(self):
+    def test_force_refuses_files_of_other_programs(self):
         os.mkdir(self.path("t"))
         for name, content in (("notes.csv", b"line,kind,text\r\n"), ("text.csv", b"mine"), ("text.csv", b""), ("key.csv", b"kind,line\n"),
                               ("AMR.csv", b"line,kinds\r\n")):
@@ -236,7 +236,7 @@ class Csv(ExportTest):
             self.assertEqual(self.contents(self.path("t")), {name: content})
             os.remove(path)
 
-    def test_force_takes_nothing_away_when_it_fails(self):
+    def test_force_keeps_the_old_tables_when_it_fails(self):
         folder = self.path("t")
         self.export(lines(ROUND, METER), "-o", folder, form="csv")
         old = self.contents(folder)
@@ -271,7 +271,7 @@ class Sqlite(ExportTest):
         database.row_factory = sqlite3.Row
         return database
 
-    def test_a_table_a_kind_with_declared_types(self):
+    def test_one_table_per_kind_with_declared_types(self):
         database = self.database(lines(ROUND, METER, AMR))
         for table in ("round", "meter_subscriber", "AMR", "meter_change", "extended_AMR", "enquiry_definition", "enquiry_result",
                       "extended_data", "record_information", "tag", "parameter", "key", "text", "finding", "files"):
@@ -303,7 +303,7 @@ class Sqlite(ExportTest):
             plan = database.execute(f"EXPLAIN QUERY PLAN SELECT * FROM {table} WHERE {column} = 'x'").fetchone()["detail"]
             self.assertIn(f"USING INDEX {table}_{column}", plan)
 
-    def test_view_of_meters_has_a_row_a_meter(self):
+    def test_the_view_of_meters_has_one_row_per_meter(self):
         database = self.database(sample("round-returned.txt"))
         rows = database.execute("SELECT * FROM meters ORDER BY line").fetchall()
         self.assertEqual([row["line"] for row in rows], [row["line"] for row in database.execute("SELECT line FROM meter_subscriber ORDER BY line")])
@@ -314,7 +314,7 @@ class Sqlite(ExportTest):
             self.assertEqual(sorted(row[table + "_line"] for row in rows if row[table + "_line"] is not None), lines_of_table, table)
             self.assertTrue(all(row[f"{table}_{column}"] == row["meterSerialNumber"] for row in rows if row[table + "_line"] is not None))
 
-    def test_views_find_one_meter_without_reading_all(self):
+    def test_views_find_one_meter_with_an_index(self):
         content = lines(*[line for i in range(3000) for line in (put(METER, 352, b"M-%-10d" % i), put(AMR, 26, b"M-%-10d" % i))])
         database = self.database(content)
         for view in ("meters", "answers"):
@@ -324,7 +324,7 @@ class Sqlite(ExportTest):
             self.assertEqual(len(rows), view == "meters")
             self.assertLess(len(steps), 10, view)
 
-    def test_sums_of_the_views_are_those_of_the_tables(self):
+    def test_sums_over_views_and_tables_agree(self):
         for name in ("round-returned.txt", "round-exported.txt"):
             database = self.database(sample(name))
             views = {"meter_subscriber": ("meters", ""), "AMR": ("meters", "AMR_"), "extended_AMR": ("meters", "extended_AMR_"),
@@ -339,20 +339,20 @@ class Sqlite(ExportTest):
                     self.assertEqual(in_table, in_view, (name, table, column))
                     numbers = [[value for value in some if isinstance(value, (int, float))] for some in values]
                     self.assertEqual(math.fsum(numbers[0]), math.fsum(numbers[1]), (name, table, column))
-            database.close()   # while it is open it is not replaced
+            database.close()   # an open database is not replaced
 
     def test_views_of_repeated_serial_numbers(self):
         def of(line, column, serial):
             return put(line, column, serial.ljust(12))
         change, extended, located, enquiry = (sample_line(letter) for letter in (b"3", b"4", b"7", b"6"))
         first, second = (put(enquiry, 2, page) for page in (b"A", b"B"))
-        # M-1 is there twice, M-2 once, two meters have no serial number, M-9 is not in the round.
+        # M-1 occurs twice, M-2 once, two meters have no serial number, M-9 is not in the round.
         content = (ROUND, of(METER, 352, b"M-1"), of(AMR, 26, b"M-1"), of(METER, 352, b"M-2"), of(AMR, 26, b"M-2"), of(METER, 352, b"M-1"),
                    of(AMR, 26, b"M-1"), of(METER, 352, b""), of(METER, 352, b""), of(AMR, 26, b""), of(AMR, 26, b"M-9"),
                    of(AMR, 26, b"M-2"), of(located, 2, b"M-1"), of(located, 2, b"M-2"), of(located, 2, b"M-2"), of(change, 2, b"M-1"),
                    of(extended, 18, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-1"), of(first, 3, b"M-1"), of(second, 3, b"M-9"), of(first, 3, b""))
         database = self.database(lines(*content))
-        # The n-th line of a serial number is with the n-th meter that has it.
+        # The n-th line of a serial number belongs to the n-th meter that has it.
         self.assertEqual([tuple(row) for row in database.execute("SELECT line, AMR_line, extended_data_line, meter_change_line, extended_AMR_line FROM meters ORDER BY line")],
                          [(2, 3, 13, 16, 17), (4, 5, 14, None, None), (6, 7, None, None, None), (8, None, None, None, None), (9, None, None, None, None)])
         self.assertEqual([tuple(row) for row in database.execute("SELECT line, pageNumber, meter_subscriber_line FROM answers ORDER BY line")],
@@ -399,7 +399,7 @@ class Sqlite(ExportTest):
         self.assertIn(self.database(KEYS, "--show-keys").execute("SELECT wmBusKey_Mode5 FROM key").fetchone()[0], KEYS.decode())
         self.assertEqual(stat.S_IMODE(os.stat(self.path("db")).st_mode), 0o600)
 
-    def test_an_old_file_is_replaced_or_stays(self):
+    def test_an_old_file_is_replaced_or_kept(self):
         self.write("db", b"old")
         self.assertEqual(self.run_tool("export", self.path("missing"), "--to", "sqlite", "-o", self.path("db")).code, 2)
         with open(self.path("db"), "rb") as file:
@@ -424,7 +424,7 @@ class Keys(ExportTest):
             for secret in self.secrets():
                 self.assertNotIn(secret, result.out + found)
 
-    def test_of_damaged_lines_are_masked(self):
+    def test_of_malformed_lines_are_masked(self):
         secret = next(self.secrets())
         for damaged in (b'{"wmBusKey_Mode5":"' + secret.encode() + b'"', b";{" + secret.encode(), KEYS.splitlines()[0] + b"}", ):
             result = self.export(KEYS + lines(damaged, damaged[3:]))
@@ -490,7 +490,7 @@ class Program(ExportTest):
             self.assertEqual((result.code, result.out), (3, ""), path)
             self.assertIn("cannot write", result.err)
 
-    def test_what_cannot_be_read_at_the_end(self):
+    def test_text_at_the_end_that_cannot_be_read(self):
         result = self.export(utf16("\uffff" + METER.decode("latin-1") + "\r\n"))
         self.assertEqual((result.code, result.out), (1, ""))
         self.assertIn("characters from line 1 on cannot be read, because that line begins with U+FFFF", result.err)

@@ -1,4 +1,4 @@
-"""What is wrong with fields: what was found, what was expected, and where."""
+"""Findings about fields: what was found, what was expected, and where."""
 import json
 import unittest
 from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, sample_line
@@ -10,14 +10,14 @@ READING = "the reading has a date but lacks an index, a status, a method or (aft
 
 class ParseErrors(CliTest):
     def assert_error(self, line, column, message, **more):
-        """One of the line's findings stands at that column and says that."""
+        """Checks that the line has a finding at that column with that message."""
         result = self.check(lines(line), **more)
         self.assertIn(f"f:1:{column}: error: {message}", result.findings)
         self.assertEqual(result.code, 1)
         return result
 
     def assert_reported_at(self, line, column, reported, message):
-        """The finding is followed by a note on the column that the format reports, and nothing else has one."""
+        """Checks that a note on the column that the format reports follows the finding, and that there is no other note."""
         out = self.assert_error(line, column, message).out.splitlines()
         notes = [at for at, text in enumerate(out) if " note: " in text]
         self.assertEqual([out[at] for at in notes], [f"f:1:{column}: note: the format reports this error at column {reported}"])
@@ -54,7 +54,7 @@ class ParseErrors(CliTest):
         self.assert_error(line, PREVIOUS_DATE, 'meterPreviousReadingDate: invalid date "19700101" [ParseDate 0x01B]: '
                           "it is before 1970-01-01 00:00 UTC", env={"TZ": "Europe/Paris"})
 
-    def test_whole_numbers(self):
+    def test_integers(self):
         for text, found in (("VA", '"V"'), ("x1", '"x"'), ("-", "nothing"), ("+-", '"-"')):
             with self.subTest(text):
                 self.assert_error(put(METER, 392, text.encode().ljust(10)), 392,
@@ -71,7 +71,7 @@ class ParseErrors(CliTest):
             with self.subTest(text):
                 self.assert_error(put(METER, MINIMUM, text.encode().ljust(12)), MINIMUM, f'meterMinEstimatedConsumption: {what.format(text)}')
 
-    def test_the_comma_of_a_decimal_number_is_shown_as_it_stands(self):
+    def test_a_decimal_comma_is_shown_unchanged(self):
         self.assert_error(put(METER, MINIMUM, b",x          "), MINIMUM, 'meterMinEstimatedConsumption: invalid decimal number ",x" '
                           '[ParseDouble 0x004]: expected a digit, found ","')
 
@@ -110,12 +110,12 @@ class ParseErrors(CliTest):
         self.assertEqual(columns, sorted(columns))
         self.assertEqual(len(columns), 3)
 
-    def test_blank_fields_are_no_errors(self):
+    def test_blank_fields_are_not_errors(self):
         self.assert_findings(lines(put(put(METER, 2, b"    "), 364, b"  ")))
 
 
 class IgnoredText(CliTest):
-    """Text that is part of no value: a warning, with its own columns."""
+    """Text that is not part of a value: a warning, with its own columns."""
 
     def assert_ignored(self, line, column, message):
         self.assert_findings(lines(line), f"1:{column}: warning: {message}")
@@ -159,11 +159,11 @@ class IgnoredText(CliTest):
                 findings = self.check(lines(put(AMR, 286, text.encode()))).findings
                 self.assertEqual(findings, [f'f:1:{column}: warning: previousAlarms: "{text}" is read as {read} [TextIgnored]: {why}'])
 
-    def test_a_text_kept_beside_a_number_says_the_same(self):
+    def test_no_finding_for_a_number_that_is_also_kept_as_text(self):
         self.assert_ignored(put(AMR, 232, b"0.5 L     "), 236, 'pulseWeight: "0.5 L" is read as 0.5 [TextIgnored]: "L" after the number is ignored')
         self.assert_ignored(put(AMR, 456, b"Y"), 456, 'externalAMR: "Y" is read as 0 [TextIgnored]: expected 1 or 0')
 
-    def test_a_number_that_is_read_into_another_field(self):
+    def test_a_number_read_into_another_field(self):
         self.assert_ignored(put(INFORMATION, 7, b"  60x"), 11, 'meterNumber: "60x" is read as 60 [TextIgnored]: "x" after the number is ignored')
         self.assert_ignored(put(INFORMATION, 2, b"   1x"), 6, 'roundNumber: "1x" is read as 1 [TextIgnored]: "x" after the number is ignored')
 
@@ -178,12 +178,12 @@ class IgnoredText(CliTest):
         self.assert_ignored(put(INFORMATION, 12, b"x" * 501), 12, f'"{"x" * 40}"... is outside all fields [TextIgnored]: it is ignored')
         self.assert_ignored(b"FUFuite".ljust(22) + b"x", 23, '"x" is outside all fields [TextIgnored]: it is ignored')
 
-    def test_blanks_are_none(self):
+    def test_spaces_are_not_reported(self):
         for text in (b"        6054", b"6054        ", b"\t6054\t      ", b"   +6054    "):
             self.assert_findings(lines(put(put(METER, MINIMUM, text), MINIMUM + 12, text)))
         self.assert_findings(lines(put(INFORMATION, 20, b"\t")))
 
-    def test_a_field_that_cannot_be_read_says_only_that(self):
+    def test_an_unreadable_field_has_no_other_finding(self):
         findings = self.check(lines(put(METER, 364, b"x1"))).findings
         self.assertEqual(len(findings), 1)
         findings = self.check(lines(put(METER, 438, b"99999999999999999999x"[:10]))).findings
@@ -196,7 +196,7 @@ class IgnoredText(CliTest):
         self.assertIn("     1 | ...00000202401160835      6O541        56AAB          ...\n"
                       "       |                            ^~~ columns 445-447\n", result.out)
 
-    def test_programs_are_told(self):
+    def test_formats_for_programs(self):
         content = lines(put(METER, 438, b"      6O54"), put(INFORMATION, 20, b"x"))
         findings = self.check(content, "--format", "json").json["files"][0]["findings"]
         self.assertEqual(findings, [
@@ -288,7 +288,7 @@ class KeyLines(CliTest):
         self.assert_line(self.line())
         self.assert_line(b";" + self.line())
 
-    def test_missing_values_are_named(self):
+    def test_missing_values_are_listed(self):
         missing = " [MandatoryMissing 0x201]"
         self.assert_line(b"{}", *(f"1: warning: {name}: missing value{missing}" for name in self.VALUES))
         self.assert_line(self.line(serialNumber="", wmBusAddress_Version=-1), f"1: warning: serialNumber: missing value{missing}",
@@ -318,7 +318,7 @@ class KeyLines(CliTest):
 
 
 class GoodLines(CliTest):
-    """What the format reports on lines that nothing is wrong with is shown on demand only."""
+    """Reports of the format about valid lines are shown only on demand."""
 
     def test_not_shown(self):
         self.assert_findings(lines(ROUND, METER, INFORMATION))
@@ -333,7 +333,7 @@ class GoodLines(CliTest):
                              "the format reports this on valid lines, too",
                              options=["--all"])
 
-    def test_help_tells_why(self):
+    def test_help_gives_the_reason(self):
         page = " ".join(self.run_tool("help", "check").out.split())
         for word in ("--all", "valid lines", "history slot", "meter number", "0x202", "0x201"):
             self.assertIn(word, page)

@@ -1,25 +1,36 @@
-"""The help pages: they fit a terminal, begin with examples, and the examples work."""
+"""Help pages and the words that people read: pages fit a terminal and begin with examples that work, all texts use the usual
+terms, and the commands that they name exist."""
+import glob
 import os
 import re
 import subprocess
 import unittest
 from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
 
-# What the first two examples of each page exit with. 1: there is something to be found in that file.
+# The exit codes of the first two examples of each page. 1: the file has findings.
 CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
          "keys": [0, 0], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
 
-# Words that users take for a riddle, each with the term that is said instead.
+# Terms to avoid, as regular expressions, each with the term to use.
 RETIRED = {
     "tells": "reports, lists, describes", "told": "reported", "made-up": "sample", "anew": "normalize, overwrite",
     "plain file": "regular file", "what is no": "a main clause", "(?<!there )is no": "is not", "(?<!there )are no": "are not", "is none of": "expected a, b or c",
     "nothing found": "no errors or warnings", "nothing was found": "no errors or warnings", "something was found": "errors or warnings",
-    "damaged line": "malformed line", "damaged lines": "malformed lines", "line end": "line ending", "line ends": "line endings",
+    "damaged line": "malformed line", "damaged lines": "malformed lines", "line end": "line ending", "line ends(?! with)": "line endings",
     "behind": "after", "in front": "before, leading", "whole number": "integer", "passed over": "skipped", "is too much": "unexpected argument",
     "of a key line no": "values of key lines are never shown", "nobody is": "without an error",
-    "on the error output": "on the standard error", "stands": "is", "stand": "are"}
+    "on the error output": "on the standard error", "stands": "is", "stand": "are",
+    "has it that": "requires", "(the|its|a) mark": "byte order mark (BOM)", "blanks": "spaces", "cut on the right": "truncated", "is cut": "is truncated",
+    "kinds? of lines?": "record kind", "kinds? of records?": "record kind", "record types?": "record kind", "own writer": "normalize", "whatever": "every, each",
+    "not to be had": "cannot be opened", "may be asked by": "thread-safe", "on a blank line": "default value", "(?<!page )faults?": "error, warning, hint",
+    "remarks?": "message, report", "held against": "compared with", "holds? against": "compares with", "takes away": "removes", "taken away": "removed",
+    "nobody": "a subject who does something", "be it": "whether", "the one who": "a noun", "the ones of": "those of", "whoever": "who, or a noun",
+    "what is (missing|there|shown|left|known)": "a noun", "for its own": "separate", "all the same": "still"}
 
-# Command lines that end with a message, on a line of the standard error each.
+# Pages for people, below the project's folder.
+PROSE = ("README.md", "CONTRIBUTING.md", "CHANGELOG.md", "samples/README.md", *(f"docs/{os.path.basename(path)}" for path in glob.glob(f"{ROOT}/docs/*.md")))
+
+# Command lines that end with a message on the standard error.
 MISTAKES = (
     [], ["chek"], ["frobnicate"], ["--verison"], ["help", "chck"], ["help", "--completion", "tcsh"], ["check"], ["check", "--lines", "x", "f"],
     ["check", "--lines", "5-3", "f"], ["check", "--format", "xml", "f"], ["check", "--max-findings", "x", "f"], ["check", "--threads", "2000", "f"],
@@ -37,20 +48,93 @@ MISTAKES = (
     ["sample", "--meters", "0", "-o", "y"], ["sample", "--kinds", "zebra", "-o", "y"], ["sample", "--meters", "1", "--kinds", "6", "-o", "y"],
     ["show"], ["show", "f", "1", "2"], ["show", "f", "x"], ["show", "f:1:999"], ["stats", "missing"])
 
-# Reports, whose sentences about fields are tested apart.
+# Reports. Other tests check their messages about fields.
 REPORTS = (
     ["--version"], ["check", "f"], ["check", "-q", "f", "f"], ["diff", "f", "f"], ["diff", "f", "cut"], ["diff", "--exact", "f", "unix"], ["explain", "f:1"],
     ["show", "f"], ["show", "cut", "3"], ["stats", "f", "cut"], ["keys", "keys.txt"], ["rewrite", "--dry-run", "f"])
 
 
 def retired(text):
-    """The retired words in a text that people read, but not those of file names and of JSON."""
-    words = " ".join(re.sub(r"\S*samples/\S+|\"kind\":\S+", "", text).lower().split())
-    return [f"{phrase!r} in {text!r}: {better}" for phrase, better in RETIRED.items() if re.search(rf"\b{phrase}\b", words)]
+    """Returns the terms to avoid in a text that people read, except in file names, options, and JSON."""
+    text = text.replace("\\-", "-").replace("\\&", "")  # of manual pages
+    words = " ".join(re.sub(r"\S*samples/\S+|\S*round-damaged\S*|\"kind\":\S+|--\S+", "", text).lower().split())
+    return [f"{match[0]!r} in \"{words[max(0, match.start() - 40):match.end() + 40]}\": {better}"
+            for phrase, better in RETIRED.items() for match in re.finditer(rf"\b(?:{phrase})\b", words)]
+
+
+def code_and_prose(page):
+    """Splits a page in Markdown: the code without output, and the prose without targets of links."""
+    block = r"^```(\S*)\n(.*?)^```$|^((?: {4}\S[^\n]*\n)+)"
+    prose = re.sub(block, "", page, flags=re.M | re.S)
+    code = [fenced or indented for language, fenced, indented in re.findall(block, page, re.M | re.S) if language != "text"]
+    return "\n".join(code + re.findall(r"`([^`]+)`", prose)), re.sub(r"`[^`]+`|\]\([^)]*\)", "", prose)
+
+
+def command_lines(code):
+    """Returns the arguments of each call of the tool in a text of code."""
+    return [call.split() for call in re.findall(r"(?:^|[\s(\"'])(?:\./)?tramo ((?:[^|;&()<>`\"'\n]|\\\n)*)", code)]
+
+
+class Prose(CliTest):
+    """Pages and generated references use the usual terms and name commands that exist."""
+
+    def text(self, page):
+        with open(os.path.join(ROOT, page), encoding="utf-8") as file:
+            return file.read()
+
+    def kinds(self):
+        kinds = re.findall(r"^  [0-9-]  ([a-zA-Z ]+?)  ", self.run_tool("explain").out, re.M)
+        self.assertGreater(len(kinds), 10)
+        return kinds
+
+    def generated(self):
+        """The descriptions of the format that the tool prints, by command."""
+        kinds, codes = self.kinds(), re.findall(r"^  (0x\w+) ", self.run_tool("explain").out, re.M)
+        self.assertGreater(len(codes), 20)
+        fields = [f"{kind}:{name}" for kind in kinds for name in re.findall(r"^ +[\d-]+  (\w+)", self.run_tool("explain", kind).out, re.M)]
+        self.assertGreater(len(fields), 250)
+        for what in ["", *kinds, *codes, *fields]:
+            result = self.run_tool("explain", *([what] if what else []))
+            self.assertEqual((result.code, result.err), (0, ""), what)
+            yield f"explain {what}", result.out
+
+    def test_terms(self):
+        self.assertGreater(len(PROSE), 10)
+        self.assertEqual([(page, term) for page in PROSE for term in retired(code_and_prose(self.text(page))[1])], [])
+
+    def test_record_kinds(self):
+        """The names of record kinds have one spelling."""
+        forms = [kind.replace(" ", other) for kind in self.kinds() if " " in kind for other in ("-", "")]
+        forms += ["(?<!meter )subscriber lines?", "AMR keys?", "AMR-keys?"]
+        found = re.compile(rf"\b(?:{'|'.join(forms)})\b", re.I)
+        self.assertEqual([(page, match) for page in PROSE for match in found.findall(code_and_prose(self.text(page))[1])], [])
+
+    def test_terms_of_the_format(self):
+        self.assertEqual([(command, term) for command, text in self.generated() for term in retired(text)], [])
+
+    def test_commands_exist(self):
+        overview = self.run_tool("help").out
+        helps = {name: self.run_tool("help", name).out for name in CODES if name}
+        options = {name: set(re.findall(r"(?:^  |, )(--?[a-z][a-z-]*)", text.split("\nOptions:\n")[1], re.M)) for name, text in helps.items()}
+        options["help"] = set(re.findall(r'"(--[a-z]+)', overview))
+        called = set()
+        for page, text in [("help", overview.split("\n", 1)[1]), *helps.items(), *((page, code_and_prose(self.text(page))[0]) for page in PROSE)]:
+            for command, *arguments in command_lines(text):
+                call = f"{page}: tramo {command} {' '.join(arguments)}"
+                if re.fullmatch("[A-Z]+|--[a-z]+", command):
+                    self.assertIn(command, overview, call)
+                    continue
+                self.assertIn(command, options, call)
+                called.add(command)
+                given = [re.match("--[a-z-]+|-[a-z]", argument.strip("[]")) for argument in arguments]
+                self.assertLessEqual({option[0] for option in given if option}, options[command], call)
+                if command == "help" and arguments and arguments[0][0].islower():
+                    self.assertIn(arguments[0], options, call)
+        self.assertEqual(called, set(options))
 
 
 class Words(CliTest):
-    """What people read has the usual terms, and a remedy that it names can be run."""
+    """Help, messages and reports use the usual terms, and a remedy that they name can be run."""
 
     def setUp(self):
         super().setUp()
@@ -111,7 +195,7 @@ class Pages(CliTest):
         return result.out
 
     def examples(self, command):
-        """The command lines, each on one line."""
+        """Returns the command lines, each on one line."""
         block = self.page(command).split("\n\nExamples:\n")[1].split("\n\n")[0]
         joined = re.sub(r"[|] *\n +", "| ", block)
         return [line[2:].split("  ")[0].rstrip() for line in joined.split("\n") if re.match("  [^ ]", line)]
@@ -129,7 +213,7 @@ class Pages(CliTest):
             self.assertIn("-h, --help ", page)
 
     def test_first_line_is_the_purpose(self):
-        """A page begins with what the overview says of its command, and may add to it."""
+        """A page begins with the text of its command in the overview, and may add to it."""
         for name, purpose in re.findall(r"^  (\w+) +(.*)", self.page("").split("\nCommands:\n")[1].split("\n\n")[0], re.M):
             if name != "help":
                 first = self.page(name).splitlines()[0]

@@ -1,4 +1,4 @@
-"""tramo import: from values back to lines, the very ones that the library writes."""
+"""tramo import: builds the same lines from values as the library."""
 import json
 import os
 import sqlite3
@@ -44,7 +44,7 @@ class ImportTest(TripTest):
         self.assertFalse(os.path.exists(self.path("out")))
 
     def assert_told(self, content, *messages, form="jsonl", **more):
-        """The line is written, and what is lost of it is told; --strict refuses the first loss."""
+        """Checks that the line is written and its losses are reported; --strict refuses the first loss."""
         result = self.load(content, form=form, **more)
         self.assertEqual((result.code, result.err), (1, "".join(f"tramo: {self.path('rows')}:{message}\n" for message in messages)))
         self.assert_refused(content, messages[0], "--strict", form=form, **more)
@@ -73,14 +73,14 @@ class Jsonl(ImportTest):
                 result = self.meter(**{field: value})
                 self.assertEqual((result.code, result.raw, result.err), (0, line, ""))
 
-    def test_any_json_that_says_the_same(self):
+    def test_any_equivalent_json(self):
         expected = self.load('{"kind":"tag","code":"07","label":"a\\u00e9/"}').raw
         self.assertEqual(expected, b"07" + b"a\xe9/".ljust(20) + b" \r\n")
         for text in ('  { "label" : "aé\\/" , "line":3, "kind"\t:"tag","code":"07"} \r\n\n',
                      '{"line":1,"kind":"finding","message":"x"}\n{"kind":"t\\u0061g","code":"07","label":"a\\u00E9/"}'):
             self.assertEqual(self.load(text).raw, expected)
 
-    def test_the_file_gives_the_order(self):
+    def test_rows_keep_the_order_of_the_file(self):
         rows = "".join(json.dumps({"line": n, "kind": "tag", "code": str(n)}) + "\n" for n in (9, 3, 5))
         self.assertEqual([line[:1] for line in self.load(rows).raw.splitlines()], [b"9", b"3", b"5"])
 
@@ -208,7 +208,7 @@ class Jsonl(ImportTest):
                 with self.subTest(form=form, encoding=encoding):
                     self.assertEqual(self.trip(content, form, {"latin-1": "ansi"}.get(encoding, "utf16le"), f"{form}.{encoding}"), content)
 
-    def test_what_the_encoding_cannot_hold(self):
+    def test_characters_that_the_encoding_cannot_hold(self):
         row = json.dumps({"kind": "text", "text": "ab\u20ac"})
         self.assert_refused(row, "1:26: text: U+20AC cannot be written in ANSI")
         self.assert_refused(json.dumps({"kind": "tag", "code": "07", "label": "ab\u20ac"}), "1:40: label: U+20AC cannot be written in ANSI")
@@ -227,7 +227,7 @@ class Jsonl(ImportTest):
 
 
 class Csv(ImportTest):
-    def test_what_spreadsheets_make_of_it(self):
+    def test_files_written_by_spreadsheets(self):
         expected = lines(b"07" + b'a"b,c'.ljust(20) + b" ", b"08" + b" " * 21)
         for text in ('line,kind,code,label\r\n1,tag,07,"a""b,c"\r\n2,tag,08,\r\n', 'line,kind,code,label\n1,tag,07,"a""b,c"\n\n2,tag,08,',
                      '\ufefflabel,"code",kind,line\n"a""b,c","07","tag",1\n"",08,tag,2\n', '\ufeff"label","code",kind,line\n"a""b,c","07","tag",1\n"",08,tag,2\n',
@@ -247,7 +247,7 @@ class Csv(ImportTest):
         self.assert_refused('line,kind,code\r\n1,tag,"a\r\nb"\r\n', '2: code: "a\\x0d\\x0ab" holds a line ending', form="csv")
         self.assert_refused('line,kind,label\n1,tag,"a\rb"\n2,tga,\n', '4: kind: unknown kind "tga"', form="csv")
 
-    def test_what_data_frames_make_of_it(self):
+    def test_files_written_by_data_frames(self):
         expected = self.load(json.dumps({"kind": "meter subscriber", "meterWheels": 5, "meterInstallationYear": "2019", "meterAuthorizedChange": True})).raw
         result = self.load("line,kind,meterWheels,meterInstallationYear,meterAuthorizedChange\n1.0,meter subscriber,5.0,2019.0,1.0\n", form="csv")
         self.assertEqual((result.code, result.raw, result.err), (0, expected, ""))
@@ -329,7 +329,7 @@ class Sqlite(ImportTest):
         self.write("rows", b"no database at all, but long enough to be looked at" * 100)
         self.assert_refused_database("as a SQLite database: file is not a database")
 
-    def test_decimals_that_are_whole_numbers(self):
+    def test_decimals_that_are_integers(self):
         self.database("CREATE TABLE meter_subscriber (line, meterWheels, meterInstallationYear)", "INSERT INTO meter_subscriber VALUES (1, 5.0, 2019)")
         result = self.run_tool("import", self.path("rows"), "--from", "sqlite", "--encoding", "ansi")
         self.assertEqual((result.code, result.raw), (0, lines(put(put(self.meter().raw[:512], 364, b" 5"), 380, b"2019"))))

@@ -1,4 +1,4 @@
-"""Files that are no plain good files: missing, unreadable, pipes, other encodings; and what is left behind."""
+"""Unusual inputs: missing and unreadable files, pipes, other encodings; and that no temporary files remain."""
 import os
 import re
 import signal
@@ -59,7 +59,7 @@ class Unreadable(CliTest):
             self.assert_unreadable("f", f"begins with the byte order mark (BOM) of {name}; {READABLE}")
 
     def unmarked(self, file, *options, stdin=b""):
-        """The command that is advised."""
+        """Returns the command in the message."""
         result = self.run_tool("check", *options, "--", file, cwd=self.folder, stdin=stdin)
         self.assertEqual((result.code, result.out), (2, ""))
         advice = re.fullmatch(r"tramo: (.*?): looks like (little|big)-endian UTF-16 without a byte order mark \(BOM\); save it as UTF-16 LE with a "
@@ -104,7 +104,7 @@ class Unreadable(CliTest):
         self.assert_unreadable("f", "does not begin with the byte order mark (BOM) FF FE, which UTF-16 files need",
                                "--encoding", "utf16le")
 
-    def test_no_line_end_far_and_wide(self):
+    def test_no_line_ending_in_a_large_file(self):
         self.write("f", b"1" * 300000)
         self.assert_unreadable("f", "has no line ending in its first 262144 bytes; it is not an exchange file")
 
@@ -143,12 +143,12 @@ class Empty(CliTest):
         result = self.run_tool("check", "/dev/null")
         self.assertEqual((result.findings, result.code), (["/dev/null: warning: the file is empty [FileEmpty]"], 1))
 
-    def test_file_of_no_size_that_holds_text(self):
+    def test_a_file_of_size_0_with_text(self):
         result = self.run_tool("check", "/proc/self/status")
         self.assertNotIn("empty", result.out.splitlines()[0])
         self.assertRegex(result.out, r"  read: [1-9]\d* lines")
 
-    def test_only_a_line_end(self):
+    def test_only_a_line_ending(self):
         self.assert_findings(b"\r\n", "1: error: line is empty [LineEmpty]")
 
 
@@ -196,7 +196,7 @@ class Pipes(CliTest):
         done = subprocess.run(["bash", "-c", f"'{TRAMO}' check -q <(cat f)"], capture_output=True, cwd=self.folder, env=ENVIRONMENT)
         self.assertRegex(done.stdout.decode(), r"^/dev/fd/\d+: no errors or warnings in 2 lines\n$")
 
-    def test_no_place_for_the_copy(self):
+    def test_a_full_disk_for_the_copy(self):
         result = self.run_tool("check", "-", stdin=GOOD, env={"TMPDIR": "/nowhere"})
         self.assertEqual((result.code, result.out, result.err),
                          (3, "", "tramo: cannot write a temporary file in /nowhere: No such file or directory\n"))
@@ -231,7 +231,7 @@ class Pipes(CliTest):
 
 
 class Traces(CliTest):
-    def test_nothing_is_left_in_the_working_folder(self):
+    def test_the_working_folder_stays_empty(self):
         self.write("empty", b"")
         self.write("bad", utf16("\uffff"))
         self.run_tool("check", "empty", "bad", "missing", cwd=self.folder)

@@ -1,4 +1,4 @@
-"""tramo keys: the modules of key lines, and never a key that was not asked for."""
+"""tramo keys: lists the modules of key lines, and shows no key without --show-keys."""
 import json
 import os
 import subprocess
@@ -61,7 +61,7 @@ f: 2 modules, no errors or warnings
                 found = self.keys(key_lines(module), "--format", "json").json["files"][0]["modules"][0]
                 self.assertEqual((found["wmBusAddress_ManufacturerId"], found.get("manufacturerLetters")), (number, letters))
 
-    def test_device_type_that_has_no_name(self):
+    def test_a_device_type_without_a_name(self):
         module = MODULE | {"wmBusAddress_DeviceType": 200}
         self.assertNotIn("deviceTypeName", self.keys(key_lines(module), "--format", "json").out)
         self.assertIn("  200         ******** 32 hex", self.keys(key_lines(module)).out)
@@ -88,7 +88,7 @@ f: 2 modules, no errors or warnings
             "f:3: warning: serialNumber: same value as in line 1 [KeyLineDuplicate]",
             "f:4: warning: wmBusAddress: same value as in line 2 [KeyLineDuplicate]"])
 
-    def test_absent_values_are_no_duplicates(self):
+    def test_absent_values_are_not_duplicates(self):
         absent = [self.without("serialNumber", wmBusAddress_MeterId=i) for i in range(2)]
         found = self.findings(key_lines(*absent, *[self.without("wmBusAddress_Version", serialNumber=str(i)) for i in range(2)]))
         self.assertEqual(len(found), 4)
@@ -109,7 +109,7 @@ f: 2 modules, no errors or warnings
         self.assertTrue(result.out.endswith("f: 1 module, 1 error, 0 warnings\n"))
         self.assertEqual(result.code, 1)
 
-    def test_empty_line_and_line_end(self):
+    def test_empty_line_and_line_ending(self):
         self.assertEqual(self.findings(key_lines(MODULE) + b"\r\n" + key_lines(OTHER)[:-2]),
                          ["f:2: error: line is empty [LineEmpty]", "f:3: error: the last line has no line ending [LineEndMissing]: expected CR LF"])
 

@@ -1,4 +1,4 @@
-"""Output that cannot be written, and input of a size that must neither fill the memory nor take forever."""
+"""Outputs that cannot be written, and limits of memory and time for large inputs."""
 import os
 import random
 import subprocess
@@ -45,7 +45,7 @@ class FullDisk(CliTest):
 
 class Size(CliTest):
     def memory(self, *arguments):
-        """The peak of the memory that is really used, in bytes, and the seconds taken."""
+        """Returns the peak of used memory in bytes, and the seconds."""
         with tempfile.TemporaryFile() as out:
             start = time.monotonic()
             process = subprocess.Popen([TRAMO, *arguments], stdout=out, cwd=self.folder, env=ENVIRONMENT)
@@ -54,7 +54,7 @@ class Size(CliTest):
             return usage.ru_maxrss * 1024, time.monotonic() - start, out.seek(0, 2)
 
     @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
-    def test_many_findings_take_no_memory(self):
+    def test_many_findings_need_little_memory(self):
         few, many = lines(BAD), lines(*[BAD] * 50000)
         for form in ("text", "json", "sarif"):
             self.write("f", few)
@@ -80,7 +80,7 @@ class Size(CliTest):
 
     @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
     def test_memory_for_a_long_line(self):
-        """At most the line, as it stands in its file, and 64 MiB more; TRAMO_LONG_LINE is its length in MB."""
+        """At most the line, in the form of its file, and 64 MiB. TRAMO_LONG_LINE is its length in MB."""
         size = int(os.environ.get("TRAMO_LONG_LINE", "24")) * 1_000_000
         bound, whole_test = 64 << 20, "TRAMO_LONG_LINE" in os.environ
         good = lines(ROUND, METER, METER)
@@ -105,7 +105,7 @@ class Size(CliTest):
                     with self.subTest(file=file, words=words + threads):
                         name = file + ":4:7" if words[0] == "explain" else file
                         most = self.memory_apart(*words, name, *threads, codes=(0, 1))
-                        self.assertLess(most, bound)   # nothing of the line is held
+                        self.assertLess(most, bound)   # does not keep the line in memory
             for form, rows in (("jsonl", "rows.jsonl"), ("csv", "tables"), ("sqlite", "rows.db")):
                 with self.subTest(file=file, form=form):
                     most = self.memory_apart("import", rows, "--from", form, "--encoding", encoding, "-o", "back", codes=(0,))
@@ -115,7 +115,7 @@ class Size(CliTest):
                     self.assert_same_text("back", "rewritten")
 
     def assert_same_text(self, a, b):
-        """But for the line ending of the last line."""
+        """Except for the line ending of the last line."""
         with open(os.path.join(self.folder, a), "rb") as one, open(os.path.join(self.folder, b), "rb") as other:
             while True:
                 x, y = one.read(1 << 20), other.read(1 << 20)
@@ -125,7 +125,7 @@ class Size(CliTest):
                 self.assertTrue(x == y, "another text")
 
     def memory_apart(self, *arguments, codes):
-        """Started by a small process: what a process has before it becomes another one counts for that one, too."""
+        """Starts the tool from a small process, because its memory before exec counts, too."""
         script = ("import os, subprocess, sys\n"
                   "p = subprocess.Popen(sys.argv[1:], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)\n"
                   "_, status, usage = os.wait4(p.pid, 0)\n"

@@ -1,4 +1,4 @@
-"""What is wrong with whole lines: said once, without the field errors that follow from it."""
+"""Findings about whole lines: reported once, without the field errors that they cause."""
 import random
 import re
 import unittest
@@ -10,7 +10,7 @@ KEY = b'{"serialNumber":"4C30000000","wmBusKey_Mode5":"5627BD973F6190D6FFA4AA391
 SHORT = "error: line has {} characters, expected 512 [LineTooShort]: "
 LONG = "error: line has {} characters, expected 512 [LineTooLong]: "
 
-# What is found in a line that is made as long as its kind.
+# The findings in a line that is padded or shortened to the length of its kind.
 CLEAN = "no errors or warnings"
 NO_SERIAL_NUMBER = "1 warning, at columns 352-363 (meterSerialNumber)"
 UNFINISHED = "1 warning, at columns 426-437 (meterReadingDate)"
@@ -26,7 +26,7 @@ def without(extra, found):
 
 class Lines(CliTest):
     def after(self, line, end=b"\r\n"):
-        """A file of good lines with this one behind them, as line 3."""
+        """Returns a file with two valid lines and this one as line 3."""
         return lines(ROUND, METER) + line + end
 
     def assert_line(self, line, *expected, end=b"\r\n", **more):
@@ -41,7 +41,7 @@ class Lines(CliTest):
         self.assert_line(METER[:437], " " + SHORT.format(437) + padded(75, UNFINISHED))
         self.assert_line(METER[:150], " " + SHORT.format(150) + padded(362, "2 warnings, the first at columns 232-351 (meterInformation)"))
 
-    def test_too_short_inside_a_field_that_is_no_text(self):
+    def test_too_short_inside_a_number(self):
         self.assert_line(METER[:430], " " + SHORT.format(430) + "it ends inside meterReadingDate (426-437); " +
                          padded(82, "1 error, at columns 426-437 (meterReadingDate)"))
         self.assert_line(METER[:404], " " + SHORT.format(404) + "it ends inside meterMinEstimatedConsumption (402-413); " + padded(108, CLEAN))
@@ -60,15 +60,15 @@ class Lines(CliTest):
     def test_too_short_without_a_letter(self):
         self.assert_line(b"x", " error: line has 1 character, expected 512 [LineTooShort]: " + padded(511, "1 error, at column 1"))
 
-    def test_damaged_line_hides_field_errors(self):
+    def test_a_malformed_line_has_no_field_errors(self):
         self.assert_line(put(METER, 426, b"202402300900")[:500], " " + SHORT.format(500) +
                          padded(12, "2 errors and 1 warning, the first at columns 426-437 (meterReadingDate)"))
 
-    def test_too_long_by_blanks(self):
+    def test_too_long_by_spaces(self):
         self.assert_line(put(METER, 459, b"Z") + b"   ", "513: " + LONG.format(515) + "3 too many, all of them spaces; without its last "
                          "3 characters, it has 1 error and 1 warning, the first at column 459 (meterReadingMethod)")
 
-    def test_too_long_with_another_line_end(self):
+    def test_too_long_with_another_line_ending(self):
         told = "513: " + LONG.format(514) + "2 too many; " + without("last 2 characters", CLEAN)
         self.assert_line(METER + b"xy", told + "; it ends with LF alone", end=b"\n")
         self.assert_line(METER + b"xy", told + "; it has no line ending", end=b"")
@@ -90,7 +90,7 @@ class Lines(CliTest):
     def test_too_long_because_it_is_utf8(self):
         self.assert_line(METER.decode("latin-1").encode("utf-8"), "513: " + LONG.format(515) + "3 too many; read as UTF-8, it has 512 characters")
 
-    def test_two_lines_run_together_without_line_end(self):
+    def test_two_lines_joined_without_a_line_ending(self):
         self.assert_line(METER + METER, "513: " + LONG.format(1024) + "512 too many; " + without("last 512 characters", CLEAN))
 
     def test_two_lines_run_together_without_lf(self):
@@ -105,17 +105,17 @@ class Lines(CliTest):
         self.assert_line(b"", " error: line is empty [LineEmpty]")
         self.assert_line(b"", " error: line is empty [LineEmpty]", end=b"\n")
 
-    def test_lf_alone_still_has_its_fields_checked(self):
+    def test_fields_are_checked_if_a_line_ends_with_lf(self):
         self.assert_line(put(ROUND, 499, b"20241301"),
                          " error: line ends with LF alone [LineEndWithoutCR]: expected CR LF",
                          '499: error: roundImportDate: invalid date "20241301" [ParseDate 0x01B]: there is no month 13', end=b"\n")
 
-    def test_something_in_the_place_of_the_cr(self):
+    def test_another_character_instead_of_cr(self):
         for character in (b" ", b"x"):
             self.assert_line(METER + character, " error: line ends with LF alone [LineEndWithoutCR]: expected CR LF, "
                              f'found "{character.decode()}" in place of the CR', end=b"\n")
 
-    def test_last_line_without_line_end(self):
+    def test_last_line_without_line_ending(self):
         self.assert_line(METER, " error: the last line has no line ending [LineEndMissing]: expected CR LF", end=b"")
 
     def test_last_line_with_cr_alone(self):
@@ -130,13 +130,13 @@ class Lines(CliTest):
         self.assert_line(put(METER, 240, b"\0"), "240: error: line contains 1 zero character [ZeroCharacter]: "
                          "fields with a zero character are not checked")
 
-    def test_zero_characters_are_told_once_and_the_other_fields_checked(self):
+    def test_zero_characters_are_reported_once_and_other_fields_are_checked(self):
         self.assert_line(put(put(put(METER, 402, b"x\0"), 240, b"\0\0"), 507, b"Q"),
                          "240: error: line contains 3 zero characters, the first at column 240 [ZeroCharacter]: "
                          "fields with a zero character are not checked",
                          '507: error: meterFluidType: invalid code "Q" [ParseFluidType 0x011]: expected W, C, E, G, H or T')
 
-    def test_line_of_zeros_has_no_letter_to_speak_of(self):
+    def test_a_line_of_zero_characters_has_no_letter(self):
         self.assert_line(b"\0" * 512, "1: error: line contains 512 zero characters, the first at column 1 [ZeroCharacter]: "
                          "fields with a zero character are not checked")
 
@@ -149,7 +149,7 @@ class Lines(CliTest):
 
 
 class ChangedOnTheWay(CliTest):
-    """Lines that programs on the way have changed: what the message asserts was tested, and no cause is guessed."""
+    """Lines that other programs have changed: the message states only what was tested, and guesses no cause."""
 
     TABS = " error: line has {} characters, expected 512 [LineTooShort]: it contains {} tab characters, the first at column {}; "
 
@@ -177,7 +177,7 @@ class ChangedOnTheWay(CliTest):
         self.assertEqual(self.told(METER[:100] + METER[101:]), " " + SHORT.format(511) + padded(
             1, "8 errors and 7 warnings, the first at columns 157-164 (meterHistory1ReadingDate)"))
 
-    def test_what_is_asserted_is_what_check_finds_in_that_line(self):
+    def test_the_message_agrees_with_a_check_of_the_repaired_line(self):
         numbers, tried = random.Random(9), {"padded": 0, "last": 0, "first": 0}
         for _ in range(150):
             line = METER if numbers.random() < 0.7 else AMR
@@ -214,14 +214,14 @@ class ChangedOnTheWay(CliTest):
         self.assertIn("     1 | ...            200820230712␣␉␛  15998   32.000000   96.000000...\n"
                       "       |                            ^~~~~~~~~~ columns 392-401\n", out)
 
-    def test_no_pictures_of_a_file_pass_for_those(self):
+    def test_control_pictures_in_a_file_are_distinguished(self):
         out = self.check(utf16(put(put(METER.decode("latin-1"), 368, "␣␉"), 392, "x") + "\r\n")).out
         self.assertIn("\ufffd\ufffd", out)
         self.assertNotRegex(out, "[␣␉]")
 
 
 class AlarmFlags(CliTest):
-    def test_the_zero_behind_them_is_named(self):
+    def test_the_zero_after_alarm_flags_is_reported(self):
         self.assert_findings(lines(put(put(AMR, 290, b"\0"), 392, b"\0")), *(
             f"1:{column}: warning: line contains a zero character after {flags} [ZeroBehindAlarmFlags]: "
             "the format writes one there when nothing follows, and reads it back as text"
@@ -233,13 +233,13 @@ class AlarmFlags(CliTest):
                              "the format writes one there when nothing follows, and reads it back as text",
                              "1:291: error: line contains 1 zero character [ZeroCharacter]: fields with a zero character are not checked")
 
-    def test_in_other_kinds_of_lines_it_is_a_zero(self):
+    def test_in_other_kinds_it_is_a_zero_character(self):
         self.assert_findings(lines(put(METER, 290, b"\0")),
                              "1:290: error: line contains 1 zero character [ZeroCharacter]: fields with a zero character are not checked")
 
 
 class Utf16(CliTest):
-    def test_lone_surrogates(self):
+    def test_unpaired_surrogates(self):
         meter = METER.decode("latin-1")
         self.assert_findings(utf16(put(meter, 240, "\ud800") + "\r\n" + put(meter, 240, "\udc00\ud800") + "\r\n"),
                              "1:240: error: line contains 1 unpaired surrogate [SurrogateAlone]: surrogates are valid in pairs only",
@@ -253,7 +253,7 @@ class Utf16(CliTest):
         self.assert_findings(utf16(METER.decode("latin-1") + "\r\n") + b"1",
                              "1: error: the file ends with half of a UTF-16 character [LastByteOdd]: its last byte is ignored")
 
-    def test_text_behind_a_line_that_begins_with_the_end_of_file_character(self):
+    def test_text_after_a_line_that_begins_with_the_end_of_file_character(self):
         meter = METER.decode("latin-1") + "\r\n"
         self.assert_findings(utf16(meter + "\uffff" + meter + meter),
                              "2:1: error: line begins with U+FFFF, which ends the text [TextUnread]: "
@@ -268,7 +268,7 @@ class Utf16(CliTest):
 
 
 class Kinds(CliTest):
-    """Which kind a line is taken for."""
+    """The detected kind of a line."""
 
     def kinds(self, content, *options):
         report = self.check(content, "--format", "json", *options).json["files"][0]["summary"]["linesByKind"]
@@ -307,7 +307,7 @@ class Kinds(CliTest):
         self.assert_findings(lines(METER[:437], b"damage", METER, METER, METER),
                              "1: " + SHORT.format(437) + padded(75, UNFINISHED), "2: " + SHORT.format(6) + padded(506, "1 error, at column 1"))
 
-    def test_no_exchange_file(self):
+    def test_not_an_exchange_file(self):
         told = "error: line has {} characters [LineKindUnknown]: expected 512 (record), 40 (parameter) or 23 (tag)"
         self.assert_findings(b"first line\r\nsecond line\r\n\r\nlast", "1: " + told.format(10), "2: " + told.format(11),
                              "3: error: line is empty [LineEmpty]", "4: " + told.format(4))
@@ -321,7 +321,7 @@ class Kinds(CliTest):
                              options=("--kind", "record"))
         self.assertEqual(self.kinds(lines(KEY), "--kind", "key"), {"key line": 1})
 
-    def test_lines_of_all_kinds_sum_up(self):
+    def test_counts_of_all_kinds_add_up(self):
         content = lines(ROUND, METER, b"", TAG, b"junk", KEY, put(METER, 1, b"x"))
         self.assertEqual(sum(self.kinds(content).values()), 7)
 

@@ -1,4 +1,4 @@
-"""Manual pages: man has no remark about them, they say what the help pages say, and they are installed."""
+"""Manual pages: man accepts them, they have the text of the help pages, and they are installed."""
 import os
 import re
 import subprocess
@@ -38,7 +38,7 @@ class Manual(CliTest):
                 self.assertEqual(re.findall(r"^[A-Z][A-Z ]+$", shown, re.M),
                     ["NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "EXIT STATUS", "EXAMPLES", "SEE ALSO"])
                 self.assertLessEqual(max(map(len, shown.splitlines())), 80)
-                # Every word of the help page stands in the manual page, but for the headings.
+                # The manual page contains every word of the help page, except the headings.
                 for word in set(words(re.sub(r"^(Examples|Usage|Options|Exit codes):", "", page, flags=re.M))):
                     self.assertIn(word, words(shown), command)
 

@@ -1,6 +1,6 @@
-"""Names of any bytes (of files, options, columns, folders of the environment) never steer the terminal that they are printed on.
+"""Names with arbitrary bytes (of files, options, columns, folders of the environment) never control the terminal.
 
-Keys that stand where a name is expected are not printed at all.
+Keys in the place of a name are not printed.
 """
 import contextlib
 import json
@@ -69,7 +69,7 @@ class NamesTest(CliTest):
         return os.path.join(self.folder, name)
 
     def run_clean(self, words, name=NAME, code=None, stdin=b"", env=None, **how):
-        """Runs the command with the name in it, and looks at everything that it prints."""
+        """Runs the command with the name in it, and checks everything that it prints."""
         if isinstance(words, str):
             words = words.split()
         words = [word.replace("{}", name) for word in words]
@@ -89,7 +89,7 @@ class NamesTest(CliTest):
 
 class Files(NamesTest):
     def test_options_are_all_looked_at(self):
-        """Every option of every page that takes a value is in a table here."""
+        """A table contains every option that has a value."""
         missing = []
         for command in COMMANDS:
             page = self.run_tool("help", command).out
@@ -174,7 +174,7 @@ class Files(NamesTest):
         self.assertEqual((done.returncode, has_mark(done.stderr.decode())), (2, []))
 
     def test_folder_with_tables(self):
-        """Names of files in a folder that has them already."""
+        """Names of existing files in a folder."""
         folder = self.path("tables")
         os.mkdir(folder)
         for content in (b"x,y\n1,2\n", b"kind,line\nAMR,1\n", b""):
@@ -185,7 +185,7 @@ class Files(NamesTest):
             self.run_clean("export in.txt --to csv -o tables --force")
 
     def test_terminal(self):
-        """Also the line that tells of the progress."""
+        """Also in the line that shows the progress."""
         self.write(NAME, sample("round-broken.txt"))
         for words in (["check", "--color", "never", NAME], ["stats", NAME], ["show", "--color", "never", NAME, "1"]):
             self.assertEqual(has_mark(on_terminal(words, cwd=self.folder)), [])
@@ -221,7 +221,7 @@ class Words(NamesTest):
 
 
 class Contents(NamesTest):
-    """Names in files that are imported."""
+    """Names in imported files."""
 
     def import_rows(self, form, content, **how):
         self.write("rows", content)
@@ -239,7 +239,7 @@ class Contents(NamesTest):
         return self.run_clean("import rows.db --from sqlite --encoding ansi -o out", code=2)
 
     def each_place_of_a_name(self, name):
-        """What the tool says where a name stands that it does not know, or a value that is none."""
+        """Messages about unknown names and invalid values."""
         text = name.encode("utf-8", "surrogateescape")
         quoted, string = b'"' + text.replace(b'"', b'""') + b'"', json.dumps(name).encode()
         csv, jsonl = (lambda content: self.import_rows("csv", content, code=2)), (lambda content: self.import_rows("jsonl", content, code=2))
@@ -278,7 +278,7 @@ class Contents(NamesTest):
                         self.assertNotIn(secret.encode(), done.stderr)
 
     def test_key_lines_are_not_echoed(self):
-        """A file of key lines that is given as if it were an export."""
+        """A file of key lines in the place of an export."""
         for form in ("csv", "jsonl", "sqlite"):
             for content in (KEY_LINE, sample("amr-keys.txt"), KEY_LINE.replace(b'"', b""), b"kind,line," + KEY_LINE + b"\nAMR,1" + b",1" * 10):
                 done = self.import_rows(form, content, code=2)
@@ -286,7 +286,7 @@ class Contents(NamesTest):
                     self.assertNotIn(secret.encode(), done.stderr, (form, content[:30]))
 
     def test_members_of_key_lines(self):
-        """A key where the name of one of the ten values is expected."""
+        """A key in the place of the name of a value."""
         for key in HEX_KEYS + BASE64_KEYS:
             self.write("keys.txt", b'{"serialNumber":"1",' + json.dumps(key).encode() + b':"x"}\r\n')
             for words in ("check --kind key keys.txt", "check --format json keys.txt", "check --format sarif keys.txt", "keys keys.txt", "keys --format json keys.txt",
@@ -298,13 +298,13 @@ class Contents(NamesTest):
         self.write("keys.txt", b'{"serialNumber":"1","serialNumbre":"x"}\r\n')
         self.assertIn(b'unknown member "serialNumbre" is ignored', self.run_clean("check keys.txt").stdout)
 
-    def test_names_that_are_names_are_echoed(self):
-        """A slip of the pen is found by its name, and everything else by its place."""
+    def test_valid_names_are_printed(self):
+        """A typo in a name is reported with the name, everything else with its place."""
         for name in ("serialNumbre", "serial-number_2", "wmBusAddress_MeterIdentification", "two words"):
             self.assertIn(f'unknown field "{name}" of AMR'.encode(), self.import_rows("csv", f"kind,line,{name}\nAMR,1,2\n".encode()).stderr)
             self.assertIn(f'unknown field "{name}" of AMR'.encode(), self.import_rows("jsonl", f'{{"kind":"AMR","line":1,"{name}":2}}\n'.encode()).stderr)
             self.assertIn(f'unknown field "{name}"'.encode(), self.import_table("AMR", ["line", name]).stderr)
-        for name in ("meterHistory1ReadingDate", "wmBusAddress_MeterId", "meterSerialNumber"):   # known ones, whatever they look like
+        for name in ("meterHistory1ReadingDate", "wmBusAddress_MeterId", "meterSerialNumber"):   # known names of any form
             self.assertIn(f'duplicate column "{name}"'.encode(), self.import_rows("csv", f"kind,line,{name},{name}\nAMR,1,2,3\n".encode()).stderr)
         key = HEX_KEYS[0]
         self.assertIn(b"rows:2: unknown field in column 3 of AMR", self.import_rows("csv", f"kind,line,{key}\nAMR,1,2\n".encode()).stderr)

@@ -1,4 +1,4 @@
-"""The forms of the report, and what must never reach a terminal."""
+"""The formats of the report, and text that must never reach a terminal."""
 import os
 import pty
 import re
@@ -67,7 +67,7 @@ f: no errors or warnings
 
 class Colours(CliTest):
     def on_terminal(self, *arguments, env=None):
-        """What the tool prints when its standard output is a terminal."""
+        """Returns the output of the tool on a terminal."""
         self.code, text = run_on_terminal(arguments, cwd=self.folder, **(env or {}))
         return text
 
@@ -99,24 +99,24 @@ class Colours(CliTest):
 
 
 class Progress(CliTest):
-    def test_leaves_nothing_on_the_terminal(self):
+    def test_clears_the_line_on_the_terminal(self):
         master, terminal = pty.openpty()
         process = subprocess.Popen([TRAMO, "check", "-q", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=terminal, env=ENVIRONMENT)
         os.close(terminal)
-        time.sleep(0.8)   # what is done at once shows no progress
+        time.sleep(0.8)   # short work shows no progress
         out = process.communicate(b"\n" * 10000)[0]
         shown = read_all(master).decode()
         self.assertEqual(out.decode(), "<stdin>: 10000 errors, 0 warnings in 10000 lines\n")
         self.assertRegex(shown, r"^(\r<stdin> \d+ (KB|%)\x1b\[K)+\r\x1b\[K$")
 
-    def test_nothing_elsewhere(self):
+    def test_no_error_elsewhere(self):
         process = subprocess.Popen([TRAMO, "check", "-q", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=ENVIRONMENT)
         time.sleep(0.8)
         self.assertEqual(process.communicate(b"\n" * 10000), (b"<stdin>: 10000 errors, 0 warnings in 10000 lines\n", b""))
 
 
 class Hostile(CliTest):
-    """Characters of a file or of its name that would steer a terminal or turn text around."""
+    """Characters of a file or its name that would control a terminal or reverse text."""
 
     FORBIDDEN = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\u00ad\u061c\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]")
 
@@ -132,11 +132,11 @@ class Hostile(CliTest):
             self.assert_harmless(out)
             self.assertGreater(len(out.splitlines()), len(codes))
 
-    def test_they_are_made_visible(self):
+    def test_they_are_visible(self):
         self.assertIn('f:1:392: error: meterPreviousReadingIndex: invalid integer "\\x1b[31m"', self.check(lines(put(METER, 392, b"\x1b[31m     "))).out)
         self.assertIn('invalid integer "\\x9b2J"', self.check(lines(put(METER, 392, b"\x9b2J       "))).out)
 
-    def test_spaces_that_are_none_are_made_visible(self):
+    def test_other_white_space_is_visible(self):
         told = "f:1:392: error: meterPreviousReadingIndex: "
         self.assertIn(told + 'invalid integer "\\xa0\\xa05998"', self.check(lines(put(METER, 392, b"\xa0\xa05998    "))).out)
         for space in "\xa0\u1680\u2000\u2003\u200a\u202f\u205f":
@@ -169,7 +169,7 @@ class Hostile(CliTest):
             self.assertEqual(missing.err, f"tramo: {shown}?: No such file or directory\n")
             self.assertEqual(self.run_tool("check", "--format", "json", name, cwd=self.folder).json["files"][0]["file"], name)
 
-    def test_file_name_that_is_no_utf8(self):
+    def test_a_file_name_that_is_not_utf8(self):
         path = os.path.join(os.fsencode(self.folder), b"a\xe9b")
         with open(path, "wb") as file:
             file.write(BROKEN)
@@ -183,7 +183,7 @@ class Hostile(CliTest):
             self.assert_harmless(result.err)
             self.assertEqual(result.code, 2)
 
-    def test_the_mark_stands_under_the_field(self):
+    def test_the_marker_is_below_the_field(self):
         meter = METER.decode("latin-1")
         for text, width in (("\x1b\x07\u202e", 3), ("\u6c34\u8868", 4), ("e\u0301", 2), ("\ud83d\ude00", 2), ("\uac00", 2), ("\u00e9", 1)):
             content = utf16(put(put(meter, 370, text), 392, "x" + " " * 9) + "\r\n")
@@ -223,7 +223,7 @@ class Json(CliTest):
                 {"field": "meterFluidType", "kind": "meter subscriber", "errors": 1, "warnings": 0},
                 {"rule": "LineLetterUnknown", "errors": 1, "warnings": 0}]})
 
-    def test_one_finding_a_line(self):
+    def test_one_finding_per_line(self):
         out = self.check(BROKEN, "--format", "json").out
         self.assertEqual(sum('"rule":"' in line and '"severity"' in line for line in out.splitlines()), 4)
 

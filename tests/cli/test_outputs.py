@@ -1,8 +1,7 @@
-"""What becomes of outputs: every writing command, in every situation that an output can meet, ends as the table says.
+"""Outputs: runs every writing command in every situation of its output and checks the result.
 
-A cell is a command in a situation. TRAMO_OUTPUTS=all tries every cell (./test outputs), otherwise some commands stand for the
-others where many cells show the same code. What needs the superuser, another user or a small file system says when it was
-skipped.
+A case is a command in a situation. TRAMO_OUTPUTS=all runs every case (./test outputs); by default, some commands represent others
+that share their code. Tests that need root, another user or a small file system print a message if they are skipped.
 """
 import contextlib
 import errno
@@ -26,7 +25,7 @@ from support import CHANGES, ENVIRONMENT, ROOT, TRAMO, CliTest, change_file, sam
 
 ALL = os.environ.get("TRAMO_OUTPUTS") == "all"
 OLD = b"what was there before\n"
-OTHER = 12345   # a user and a group that nobody is
+OTHER = 12345   # a user and a group that do not exist
 
 
 class Command:
@@ -110,7 +109,7 @@ def remove(path):
 
 
 def contents(path):
-    """The bytes of a file, those of all files of a folder, or None."""
+    """Returns the bytes of a file or of all files of a folder, or None."""
     if os.path.isdir(path):
         return {name: contents(os.path.join(path, name)) for name in sorted(os.listdir(path))}
     if not os.path.exists(path):
@@ -135,7 +134,7 @@ class OutputsTest(CliTest):
         return os.path.join(self.folder, name)
 
     def start_cell(self):
-        """A folder "out" with nothing in it, and all inputs as they were."""
+        """Makes an empty folder "out" and restores all inputs."""
         remove(self.out)
         os.mkdir(self.out)
         for name in os.listdir(inputs):
@@ -186,7 +185,7 @@ class OutputsTest(CliTest):
 
 
 class Streams(OutputsTest):
-    """What is no regular file by its name is written to as the stream that it is."""
+    """An output that is not a regular file is written as a stream."""
 
     def assert_stream(self, command, result, got):
         if command.form == "database":
@@ -209,8 +208,8 @@ class Streams(OutputsTest):
                     self.assert_only("log")
                     self.assert_stream(command, result, got[len(OLD):])
 
-    def test_behind_what_the_shell_has_written(self):
-        """The offset is the shell's: { echo; tramo; echo; } >file."""
+    def test_after_output_of_the_shell(self):
+        """The shell shares its offset: { echo; tramo; echo; } >file."""
         for cell in self.each(SOME, "-o /dev/stdout >file"):
             with cell as command:
                 with open(os.path.join(self.out, "log"), "wb", buffering=0) as stream:
@@ -222,7 +221,7 @@ class Streams(OutputsTest):
                 self.assert_stream(command, result, got[7:-6])
 
     def test_rows_as_csv(self):
-        """A name without ".csv" would be a folder's."""
+        """A name without ".csv" would mean a folder."""
         words = ["export", "round.txt", "--to", "csv", "--only", "AMR", "-o"]
         self.start_cell()
         self.assertEqual(self.run_here([*words, "out/new.csv"])[0], 0)
@@ -231,7 +230,7 @@ class Streams(OutputsTest):
             with open(log, "ab") as stream:
                 self.assertEqual(self.run_here([*words, path], stdout=stream)[0], 0)
             self.assertEqual(contents(log), OLD + contents(self.path("out/new.csv")))
-        # A second kind is known before anything is written.
+        # A second kind is detected before anything is written.
         result = self.run_here(["export", "round.txt", "--to", "csv", "-o", "/dev/stdout"])
         self.assertEqual((result[0], result[1]), (2, b""))
 
@@ -248,7 +247,7 @@ class Streams(OutputsTest):
                 self.assert_stream(command, result, result[1])
 
     def test_process_substitution(self):
-        """What bash makes of >(cat): a pipe under a path of its own."""
+        """Like >(cat) in bash: a pipe with a path."""
         for cell in self.each(COMMANDS, "-o >(cat)"):
             with cell as command:
                 reader, writer = os.pipe()
@@ -277,7 +276,7 @@ class Streams(OutputsTest):
         for cell in self.each(COMMANDS, "-o fifo"):
             with cell as command:
                 os.mkfifo(self.path("out/new"))
-                # A reader that is there already: a command that is refused does not open the pipe.
+                # The reader is open already, because a refused command does not open the pipe.
                 reader = os.open(self.path("out/new"), os.O_RDONLY | os.O_NONBLOCK)
                 got = []
                 thread = threading.Thread(target=self.read_to_end, args=(reader, got))
@@ -309,7 +308,7 @@ class Streams(OutputsTest):
         got.append(out)
 
     def test_deleted_file(self):
-        """Its name in /proc, "log (deleted)", is nobody's."""
+        """Its name in /proc, "log (deleted)", is not a file."""
         for cell in self.each(SOME, "-o /dev/stdout on a deleted file"):
             with cell as command:
                 with open(os.path.join(self.out, "log"), "w+b") as stream:
@@ -321,7 +320,7 @@ class Streams(OutputsTest):
                 self.assert_stream(command, result, got)
 
     def test_link_to_a_stream(self):
-        """As containers have it: app.log -> /dev/stdout."""
+        """As in containers: app.log -> /dev/stdout."""
         for cell in self.each(SOME, "link to /dev/stdout"):
             with cell as command:
                 os.symlink("/dev/stdout", self.path("out/new"))
@@ -357,7 +356,7 @@ class Streams(OutputsTest):
 
 
 class SameFile(OutputsTest):
-    """An output that is an input or another output."""
+    """The output is an input or another output."""
 
     def test_same_name(self):
         for cell in self.each(READERS, "-o FILE"):
@@ -412,7 +411,7 @@ class SameFile(OutputsTest):
                     self.assertEqual(contents(self.path(command.reads)), before)
 
     def test_standard_output(self):
-        """FILE >>FILE would read what it writes, for ever."""
+        """FILE >>FILE would read its own output, without end."""
         for cell in self.each([c for c in READERS if c.form == "file"], "FILE >>FILE"):
             with cell as command:
                 before = contents(self.path(command.reads))
@@ -459,7 +458,7 @@ class SameFile(OutputsTest):
         self.assertEqual(self.run_here(["export", "round.txt", "--to", "jsonl", "-o", "/dev/null", "--findings", "/dev/null"])[0], 0)
 
     def test_rows_are_published_before_findings(self):
-        """Of two outputs the second may fail when the first one is there."""
+        """The second of two outputs may fail after the first one is complete."""
         large = os.path.join(inputs, "large-broken.txt")   # more findings than are kept in memory
         for source, form, findings, isThere in (("broken.txt", "jsonl", "/dev/full", True), ("broken.txt", "csv", "/dev/full", True),
                                                 (large, "jsonl", "/dev/full", False), ("broken.txt", "jsonl", "out/none/f", False)):
@@ -541,7 +540,7 @@ class Permissions(OutputsTest):
 
     @unittest.skipIf(os.geteuid() != 0, "only the superuser gives files away")
     def test_group_of_the_input(self):
-        """Its own group may read it; the one that the new file gets may not."""
+        """The input's group may read it; the group of the new file may not."""
         for cell in self.each([c for c in SOME if c.reads], "input of another group"):
             with cell as command:
                 os.chmod(self.path(command.reads), 0o640)
@@ -562,7 +561,7 @@ class Permissions(OutputsTest):
         self.assertEqual(permissions(self.path("out/new")), 0o600)
 
     def test_keys_in_a_file_that_every_user_can_read(self):
-        """Its owner has chosen the permissions, but perhaps not for keys."""
+        """The owner has chosen the permissions, but perhaps not for a file with keys."""
         self.start_cell()
         self.run_here(["export", "keys.txt", "--to", "jsonl", "--show-keys", "-o", "keys.jsonl"])
         self.addCleanup(remove, self.path("keys.jsonl"))
@@ -589,7 +588,7 @@ class Permissions(OutputsTest):
         err = self.run_here(["export", "keys.txt", "--to", "csv", "--show-keys", "--force", "-o", "out/tables"])[2]
         self.assertEqual([line.split(": ")[1] for line in err.splitlines() if "may hold keys" in line], ["out/tables/key.csv"])
 
-    def test_without_keys_nothing_is_said_of_permissions(self):
+    def test_permissions_are_not_reported_without_keys(self):
         self.start_cell()
         for words in (["export", "keys.txt", "--to", "jsonl"], ["export", "round.txt", "--to", "jsonl", "--findings", "out/findings"],
                       ["export", "round.txt", "--to", "csv", "--only", "round", "--show-keys"], ["convert", "round.txt", "--encoding", "ansi"]):
@@ -606,7 +605,7 @@ class Permissions(OutputsTest):
                     self.assert_only("new")
                     self.assertEqual(permissions(self.path("out/new")), mode)
 
-    def test_no_rights_to_run_as_somebody_else(self):
+    def test_no_set_user_id_or_set_group_id(self):
         for mode in (0o4755, 0o2755, 0o6711, 0o1644):
             for cell in self.each([c for c in SOME if c.form != "folder"], f"over {mode:04o}"):
                 with cell as command:
@@ -677,7 +676,7 @@ class Permissions(OutputsTest):
                 self.assertEqual(contents(self.path("out/other")), OLD)
 
     def access_list(self, group_bits=4):
-        """Owner rw, user OTHER r, group, mask and others as bytes of the system."""
+        """Returns an access list in the form of the system: owner rw, user OTHER r, group, mask and others."""
         undefined = 0xFFFFFFFF
         entries = ((1, 6, undefined), (2, 4, OTHER), (4, 0, undefined), (16, group_bits, undefined), (32, 0, undefined))
         return struct.pack("<I", 2) + b"".join(struct.pack("<HHI", *entry) for entry in entries)
@@ -711,14 +710,14 @@ class Permissions(OutputsTest):
         self.assertNotIn("security.capability", os.listxattr(path))
 
     def test_lists_of_the_folder(self):
-        """What a new file inherits opens neither the file that it replaces nor a private input."""
+        """Inherited permissions give no access to a replaced file or a private input."""
         for cell in self.each([c for c in SOME if c.reads and c.form != "folder"], "folder with a default list"):
             with cell as command:
                 self.set_attribute(self.out, "system.posix_acl_default", self.access_list())
                 path = self.path("out/new")
                 os.chmod(self.path(command.reads), 0o640)
                 self.assert_written(command, self.run_command(command))
-                self.assertEqual(permissions(path) & 0o070, 0)   # the mask of the list: nobody but the owner
+                self.assertEqual(permissions(path) & 0o070, 0)   # the mask of the list: only the owner
                 os.removexattr(path, "system.posix_acl_access")
                 os.chmod(path, 0o640)
                 self.assert_written(command, self.run_command(command))
@@ -743,7 +742,7 @@ class Links(OutputsTest):
                 self.assertEqual((os.readlink(self.path("out/new")), os.readlink(self.path("out/second")), permissions(old)), ("second", "far/old", 0o640))
                 self.assertEqual(os.listdir(self.path("out/far")), ["old"])
 
-    def test_links_to_nothing(self):
+    def test_dangling_links(self):
         for cell in self.each(COMMANDS, "link to nothing"):
             with cell as command:
                 os.mkdir(self.path("out/far"))
@@ -758,7 +757,7 @@ class Links(OutputsTest):
         self.assert_refused(self.run_command(COMMANDS[0], "out/round"), 3, "out/round: Too many levels of symbolic links")
 
     @unittest.skipIf(os.geteuid() != 0, "only the superuser gives links away")
-    def test_links_of_others_in_a_sticky_folder(self):
+    def test_links_of_other_users_in_a_sticky_folder(self):
         for cell in self.each(COMMANDS, "link of another user in a sticky folder"):
             with cell as command:
                 os.mkdir(self.path("out/sticky"))
@@ -768,7 +767,7 @@ class Links(OutputsTest):
                     os.symlink(target, link)
                     os.lchown(link, OTHER, OTHER)
                     self.assert_refused(self.run_command(command, "out/sticky/" + name), 3, f"out/sticky/{name}: Permission denied")
-                    os.lchown(link, os.geteuid(), -1)   # one's own is followed
+                    os.lchown(link, os.geteuid(), -1)   # a link of the same user is followed
                 if command.form != "folder":
                     self.assert_written(command, self.run_command(command, "out/sticky/old"), self.path("out/victim"))
                 self.assertEqual(sorted(os.listdir(self.path("out/sticky"))), ["none", "old"])
@@ -788,7 +787,7 @@ class Links(OutputsTest):
             with cell as command:
                 words = [{"IN": "../" + (command.reads or ""), "OUT": "new"}.get(word, word) for word in command.arguments]
                 result = self.run_here(words, cwd=self.out)
-                if command.name in ("export sqlite", "export xlsx"):   # which name their source
+                if command.name in ("export sqlite", "export xlsx"):   # which contain the name of the input
                     self.assertEqual(result[0], 0)
                 else:
                     self.assert_written(command, result)
@@ -823,7 +822,7 @@ class Wal:
 
     @staticmethod
     def make(test, keep_log, name="wal.db"):
-        """One whose last row is only in the log, if that is kept."""
+        """Makes a database whose last row is only in the log, if that is kept."""
         path = test.path(name)
         for suffix in ("", "-wal", "-shm"):
             remove(path + suffix)
@@ -889,7 +888,7 @@ class Databases(OutputsTest):
                 self.assert_only("new")
 
     def test_opened_meanwhile(self):
-        """A program that comes while the export is made keeps its database."""
+        """A program that opens the database during the export keeps it."""
         self.start_cell()
         path, connection = self.database()
         connection.close()
@@ -925,7 +924,7 @@ class Databases(OutputsTest):
                     self.assertEqual({name for name in os.listdir(self.folder) if name.startswith("wal.db")}, names)
                     self.assertEqual({name: contents(self.path(name)) for name in before}, before)
 
-    def test_import_of_what_is_only_in_the_log(self):
+    def test_import_of_a_row_that_is_only_in_the_log(self):
         self.start_cell()
         path = self.path("wal.db")
         shutil.copy(os.path.join(inputs, "round.db"), path)
@@ -935,7 +934,7 @@ class Databases(OutputsTest):
         writer.execute("DELETE FROM AMR")
         writer.commit()
         lines = goods["import sqlite"].count(b"\r\n") - rows
-        try:   # in use, and as a crash leaves it
+        try:   # in use, and after a crash
             self.assertEqual(self.run_here(["import", path, *self.IMPORT])[0], 0)
             self.assertEqual(contents(self.path("out/new")).count(b"\r\n"), lines)
             for suffix in ("", "-wal"):
@@ -961,7 +960,7 @@ class Interruptions(OutputsTest):
     SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXCPU)
 
     def begin(self, command, out="out/new", **how):
-        """Starts a command on much data; returns when its unfinished file is there, and the name of that."""
+        """Starts a command on much data; returns the name of its unfinished file as soon as it exists."""
         words = command.words(os.path.join(inputs, command.large), out) if command.large else [*LARGE_SAMPLE, out]
         process = subprocess.Popen([TRAMO, *words], cwd=self.folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                    stderr=subprocess.PIPE, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CORE, (0, 0)), **how)
@@ -976,7 +975,7 @@ class Interruptions(OutputsTest):
         self.fail(f"{command.name} has ended before it was seen: {process.stderr.read()}")
 
     def is_locked(self, name):
-        """It is from the beginning, but for the moment after it was made."""
+        """It is from the beginning, except in the moment after its creation."""
         try:
             descriptor = os.open(os.path.join(self.out, name), os.O_RDONLY)
         except FileNotFoundError:
@@ -1004,13 +1003,13 @@ class Interruptions(OutputsTest):
                         self.put_old()
                     process, _ = self.begin(command)
                     if command.form == "folder":
-                        time.sleep(0.01)   # some files of it are there
+                        time.sleep(0.01)   # it contains some files
                     code, err = self.end(process, number)
                     self.assertEqual((code, err), (-number, b""))
                     self.assert_only(*old)
                     self.assertEqual(contents(self.path("out/new")), OLD if old else None)
 
-    def test_in_a_folder_that_was_there(self):
+    def test_in_an_existing_folder(self):
         command = COMMANDS[2]
         self.start_cell()
         self.put_old("notes.txt")
@@ -1020,7 +1019,7 @@ class Interruptions(OutputsTest):
         self.assert_only("notes.txt")
 
     def test_later(self):
-        """At any time: also while the file is on its way to its place."""
+        """At any time, even while the file replaces its target."""
         for cell in self.each(SOME, "SIGTERM at any time"):
             with cell as command:
                 words = command.words(os.path.join(inputs, command.large), "out/new") if command.large else [*LARGE_SAMPLE, "out/new"]
@@ -1037,7 +1036,7 @@ class Interruptions(OutputsTest):
                         self.assert_only("new")
 
     def test_ignored_signals(self):
-        """As nohup has it."""
+        """As with nohup."""
         for cell in self.each(SOME[:1], "SIGHUP ignored"):
             with cell as command:
                 words = command.words(os.path.join(inputs, command.large), "out/new")
@@ -1052,7 +1051,7 @@ class Interruptions(OutputsTest):
                 self.assert_only("new")
 
     def test_kill(self):
-        """One thing stays, whose name says what it is; the next run for the same output takes it away."""
+        """One file or folder with a typical name remains; the next run with the same output removes it."""
         for cell in self.each(COMMANDS if ALL else SOME, "SIGKILL, and once more"):
             with cell as command:
                 for name in ("new", "n" * 255):
@@ -1068,7 +1067,7 @@ class Interruptions(OutputsTest):
                     self.assert_only(name, *others)
                     self.start_cell()
 
-    def test_one_that_is_still_at_work(self):
+    def test_another_run_that_has_not_ended(self):
         for cell in self.each(SOME, "two at once"):
             with cell as command:
                 process, left = self.begin(command)
@@ -1088,7 +1087,7 @@ class Interruptions(OutputsTest):
         for cell in self.each(COMMANDS, "file-size limit"):
             with cell as command:
                 if command.name in ("export xlsx", "export findings", "export keys", "import csv", "export csv"):
-                    words = command.words(os.path.join(inputs, command.large), "out/new")   # the others are larger as they are
+                    words = command.words(os.path.join(inputs, command.large), "out/new")   # the others are large enough
                 else:
                     words = command.words(command.reads, "out/new")
                 old = () if command.form == "folder" else ("new",)
@@ -1120,12 +1119,12 @@ class Interruptions(OutputsTest):
 
 
 class ChangingInput(OutputsTest):
-    """The input is changed while it is read: a result is that of the file as it was, or there is none."""
+    """The input changes while it is read: the result is that of the original file, or there is none."""
 
     DATABASE = {"emptied", "shortened inside a line", "rewritten", "replaced", "deleted"}
 
     def lengthen(self, command):
-        """An input of some length that is read for a while, and its content."""
+        """Makes an input that is read for a while; returns its path and content."""
         content = contents(os.path.join(inputs, command.large))
         if command.name == "import csv":
             header, rows = content.split(b"\r\n", 1)
@@ -1135,11 +1134,11 @@ class ChangingInput(OutputsTest):
         path = self.path("changing")
         with open(path, "wb") as file:
             file.write(content)
-        os.utime(path, (1_700_000_000, 1_700_000_000))   # no clock is in doubt
+        os.utime(path, (1_700_000_000, 1_700_000_000))   # long ago, so that every change is a later time
         return path, content
 
     def product_of(self, command, path):
-        """What a run makes that nobody disturbs."""
+        """Returns the output of an undisturbed run."""
         out = {"folder": "other", "database": "other.db"}.get(command.form, "other" + (".csv" if command.name == "export csv" else ""))
         remove(self.path(out))
         result = self.run_command(command, out, path)
@@ -1154,7 +1153,7 @@ class ChangingInput(OutputsTest):
         old = () if command.form == "folder" else ("new",)
         if old:
             self.put_old()
-            os.chmod(self.path("out/new"), 0o600)   # with keys in it, nothing is said of its permissions
+            os.chmod(self.path("out/new"), 0o600)   # so that no message about keys is printed
         process = stop_while_reading(
             lambda: subprocess.Popen([TRAMO, *command.words(path, "out/new")], cwd=self.folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE), len(content))
@@ -1172,7 +1171,7 @@ class ChangingInput(OutputsTest):
         self.assertEqual(words is not None, err != expected[0][2])
         self.assert_only("new")
         product = contents(self.path("out/new"))
-        if command.name != "export sqlite":   # it has its file's name and size
+        if command.name != "export sqlite":   # it contains the name and size of the input
             self.assertTrue(product == expected[1], "another product")
 
     def without_change(self, err, path, words):
@@ -1188,7 +1187,7 @@ class ChangingInput(OutputsTest):
                         self.change(command, how)
 
     def test_standard_input(self):
-        """A file of the shell is no other."""
+        """A file that the shell has opened is treated the same."""
         for how in ("shortened inside a line", "longer by lines"):
             for cell in self.each(SOME[:1], f"input - {how}"):
                 with cell as command:
@@ -1209,7 +1208,7 @@ class ChangingInput(OutputsTest):
                     self.assertEqual(contents(self.path("out/new")) == OLD, not CHANGES[how][0])
 
     def test_names_and_permissions(self):
-        """They are not the content."""
+        """They do not change the content."""
         for cell in self.each(SOME[:1], "input renamed, with other permissions"):
             with cell as command:
                 path, content = self.lengthen(command)

@@ -1,4 +1,4 @@
-"""Pieces of a file in the hands of an engine: the commands of docs/parallel.md, with GNU parallel."""
+"""Checks pieces of a file as jobs: runs the commands of docs/parallel.md with GNU parallel."""
 import os
 import re
 import shutil
@@ -47,7 +47,7 @@ class Parallel(CliTest):
         self.assertEqual(findings, whole)
         self.assertNotEqual(code, 0)
 
-    def test_a_line_feed_in_a_field_moves_no_piece(self):
+    def test_a_line_feed_in_a_field_does_not_move_pieces(self):
         self.write("round.txt", lines(*[put(METER, 300 + i, b"\n") if i < 5 else put(METER, 507, b"Q") for i in range(2500)]))
         code, findings = self.findings(command_with("--seek"))
         whole = self.run_tool("check", "round.txt", cwd=self.folder).findings

@@ -1,4 +1,4 @@
-"""rewrite: what the library makes of a file that it reads and writes."""
+"""tramo rewrite: the changes of a file that the library reads and writes."""
 import os
 import subprocess
 import unittest
@@ -15,7 +15,7 @@ class Rewrite(CliTest):
         return self.run_tool("rewrite", "--dry-run", "f", *options, cwd=self.folder, **run)
 
     def rewrite(self, content, *options):
-        """Rewrites a file "f" into a file "out"; its content, or None."""
+        """Rewrites a file "f" to a file "out"; returns its content, or None."""
         self.write("f", content)
         self.result = self.run_tool("rewrite", "f", "-o", "out", *options, cwd=self.folder)
         self.assertEqual(self.result.out, "")
@@ -26,7 +26,7 @@ class Rewrite(CliTest):
             return file.read()
 
     def assert_change(self, line, *expected, after=None):
-        """What a dry run says of a file of that one line, and what a rewriting makes of it."""
+        """Checks the dry run on a file of that line, and its rewritten form."""
         result = self.dry_run(lines(line))
         self.assertEqual(result.out, "f: 1 of 1 line would change\n  changes:\n" + "".join(f"         1  {words}\n" for words in expected))
         self.assertEqual((result.err, result.code), ("", 1))
@@ -35,7 +35,7 @@ class Rewrite(CliTest):
             self.assertEqual((self.result.err, self.result.code), ("tramo: f: 1 of 1 line changed\n", 0))
 
     def assert_loss(self, line, *expected, forced, told=None):
-        """What a dry run says of a file of that one line; it is copied as it is, and becomes the other one by force."""
+        """Checks the dry run on a file of that line, which is copied unchanged, and its form with --force."""
         content = lines(line)
         result = self.dry_run(content)
         self.assertEqual(result.out, "f: 0 of 1 line would change\n  1 line would be copied because of a loss\n  losses:\n"
@@ -66,7 +66,7 @@ class Changes(Rewrite):
             self.assert_unchanged(content, f"{len(content.splitlines())} lines")
         self.assert_unchanged(b"", "0 lines")
 
-    def test_codes_are_counted_by_what_becomes_of_them(self):
+    def test_changed_codes_are_counted_by_their_new_code(self):
         area = [ROUND[:255] + b"AREA            " + b"  0" + b" 5" + code + ROUND[277:] for code in (b"N", b"A", b"N", b"1")]
         self.assertEqual(self.dry_run(lines(*area)).out, """\
 f: 0 of 4 lines would change
@@ -86,7 +86,7 @@ f: 0 of 4 lines would change
         self.assert_change(put(LOCATED, 14, b"48,5            "), 'latitude (extended data), columns 14-29: is written in another form; '
                            'line 1: "48,5            " becomes " 48.500000000000"', after=put(LOCATED, 14, b" 48.500000000000"))
 
-    def test_zeros_behind_a_number(self):
+    def test_zero_characters_after_a_number(self):
         self.assert_change(put(METER, 2, b"12\0\0"), 'subscriberCardOrder (meter subscriber), columns 2-5: is written in another form; '
                            'line 1: "12\\x00\\x00" becomes "  12"', after=put(METER, 2, b"  12"))
 
@@ -94,7 +94,7 @@ f: 0 of 4 lines would change
         self.assert_change(put(LOCATED, 100, b"\t"), 'outside of fields (extended data), column 100: the text there is not read; '
                            'line 1: "\\x09" becomes blank', after=LOCATED)
 
-    def test_line_ends(self):
+    def test_line_endings(self):
         content = ROUND + b"\n" + METER + b"\r\n" + AMR
         self.assertEqual(self.dry_run(content).out, """\
 f: 2 of 3 lines would change
@@ -108,7 +108,7 @@ f: 2 of 3 lines would change
         self.assertEqual(self.dry_run(sample("round-returned.txt")).code, 1)
         self.assert_unchanged(self.rewrite(sample("round-returned.txt"), "--force"), "172 lines")
 
-    def test_shared_columns_are_named_by_the_field_that_is_written(self):
+    def test_shared_columns_are_reported_for_the_written_field(self):
         self.assert_change(put(AMR, 232, b"0.5       "), 'pulseWeight (AMR), columns 232-241: is written in another form; '
                            'line 1: "0.5       " becomes "  0.500000"')
         self.assert_unchanged(lines(put(AMR, 232, b"-1        ")), "1 line")
@@ -174,7 +174,7 @@ class Losses(Rewrite):
                          'line 1: "1.23456 " becomes "   1.235"', told=('46: altitude (extended data): "1.23456 " becomes "   1.235"',),
                          forced=put(LOCATED, 46, b"   1.235"))
 
-    def test_zero_behind_alarm_flags(self):
+    def test_zero_character_after_alarm_flags(self):
         line = put(put(AMR, 286, b"0000"), 290, b" " * 64)
         self.assertEqual(line[251:259].strip().isdigit(), True)   # the previous reading has a date
         self.assert_loss(line, 'previousAlarms (AMR), column 290: a zero is written after it; line 1: blank becomes "\\x00"',
@@ -218,7 +218,7 @@ f: 3 of 3 lines would change, 1 with a loss
          2  LF alone becomes CR LF; line 1
 """)
 
-    def test_are_told(self):
+    def test_are_reported(self):
         result = self.dry_run(sample("round-damaged.txt"))
         self.assertEqual((result.code, result.out), (1, """\
 f: 1 of 173 lines would change
@@ -256,7 +256,7 @@ tramo: f: 1 of 2 lines changed, 1 malformed line copied
                          "f: 0 of 172 lines would change\n  1 malformed line would be copied\n  losses:\n"
                          '         1  LineLetterUnknown; line 55: unknown record letter "8"\n')
 
-    def test_what_cannot_even_be_copied(self):
+    def test_lines_that_cannot_be_copied(self):
         round_line = ROUND.decode("latin-1") + "\r\n"
         for content, message in ((utf16(round_line) + b"x", "the file ends with half of a UTF-16 character"),
                                  (utf16(round_line + "\uffffbc"), "3 characters from line 2 on cannot be read, because that line begins with U+FFFF")):
@@ -267,13 +267,13 @@ tramo: f: 1 of 2 lines changed, 1 malformed line copied
 
 
 class Encoding(Rewrite):
-    def test_is_kept_or_chosen(self):
+    def test_encoding_is_kept_or_selected(self):
         ansi, wide = lines(ROUND, METER), utf16(lines(ROUND, METER).decode("latin-1"))
         for content, options, expected in ((ansi, (), ansi), (wide, (), wide), (ansi, ("--encoding", "utf16le"), wide),
                                            (wide, ("--encoding", "ansi"), ansi), (wide, ("--encoding", "same"), wide)):
             self.assertEqual(self.rewrite(content, *options), expected)
 
-    def test_what_does_not_fit(self):
+    def test_values_that_do_not_fit(self):
         line = METER.decode("latin-1")[:464] + "\u20ac" + METER.decode("latin-1")[465:]
         self.assertIsNone(self.rewrite(utf16(line + "\r\n"), "--encoding", "ansi"))
         self.assertEqual((self.result.code, self.result.err),
@@ -307,7 +307,7 @@ class Forms(Rewrite):
                          (lines(put(AMR, 232, b"  0.500000")), "tramo: <stdin>: 1 of 1 line changed\n", 0))
 
 
-class Trouble(Rewrite):
+class Failures(Rewrite):
     def test_usage(self):
         for message, *arguments in (
                 ('a FILE is missing ("-" is the standard input)', "--dry-run"),

@@ -23,13 +23,13 @@ HEXADECIMAL = re.compile(r"[ \t\n\v\f\r]*[+-]?(?:0[xX])?[0-9a-fA-F]+")
 
 
 def is_whole(pattern, text):
-    """Whether the text is one of these to its end."""
+    """Returns whether one of these patterns matches the whole text."""
     found = pattern.match(text)
     return found is not None and not text[found.end():].strip(SPACE)
 
 
 def keeps_digits(text):
-    """Whether a double has every digit of that decimal."""
+    """Returns whether a double has all digits of that decimal."""
     number = text.strip(SPACE).replace(",", ".")
     if not re.fullmatch(r"[+-]?[0-9.]+([eE][+-]?[0-9]+)?", number) or float(number) in (0, math.inf, -math.inf):
         return True
@@ -40,7 +40,7 @@ def keeps_digits(text):
 
 
 def is_read(text, kind):
-    """Whether the value of a field has all of its text, which is not blank and can be read."""
+    """Returns whether the value of a field has all of its text, which is readable and not blank."""
     if kind == "whole":
         return is_whole(WHOLE, text)
     if kind == "decimal":
@@ -56,7 +56,7 @@ def is_read(text, kind):
 
 
 def members(record, line):
-    """The values of a line, without texts that are a number's, too."""
+    """Returns the values of a line, without texts that are also read as a number."""
     model = record(HOST, line)
     kinds = {column: kind for column, _, kind in made.LAYOUTS[record]}
     got = {}
@@ -68,7 +68,7 @@ def members(record, line):
 
 
 def losses(record, before, after):
-    """What is lost from one line to the other, in words."""
+    """Returns descriptions of the losses from one line to the other."""
     (old, _), (new, faults) = members(record, before), members(record, after)
     if old != new:
         yield f"another value: {[(name, old[name], new[name]) for name in old if old[name] != new[name]]}"
@@ -100,7 +100,7 @@ class Values(CliTest):
         while count:
             line = make.line(record).removesuffix("\n").removesuffix("\r")
             units = "".join(character for character in line if character <= "\uffff" and character != "\n")
-            same = units.encode("utf-16-le", "surrogatepass").decode("utf-16-le", "surrogatepass")   # no two halves became a pair
+            same = units.encode("utf-16-le", "surrogatepass").decode("utf-16-le", "surrogatepass")   # no surrogates became a pair
             is_key_line = not record.LETTER and any(sign in line for sign in ("{", '"}', '":"', '","'))
             if not is_key_line and line == same and len(line) == record.LENGTH and line.startswith(record.LETTER) and line[:1] not in "\ufeff\uffff":
                 count -= 1
@@ -114,7 +114,7 @@ class Values(CliTest):
             text = file.read().decode("utf-16-le", "surrogatepass").removeprefix("\ufeff")
         return result, [line.removesuffix("\r") for line in text.split("\n")[:-1]]
 
-    def test_what_is_written_has_the_same_values_and_what_is_copied_would_not(self):
+    def test_rewritten_lines_keep_their_values_and_copied_ones_would_not(self):
         for record in records.RECORDS:
             content = list(self.lines_of(record, "values", 400))
             result, written = self.rewritten(content)

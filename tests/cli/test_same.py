@@ -1,6 +1,6 @@
-"""The same result from every run: with any number of threads, in any environment, whatever was read before. Each command reads
-files full of local times that their zone repeats or skips. TRAMO_SAME=3 runs it three times with each number of threads from 1
-to 8, 24 times, in every zone (./test locales); otherwise some zones and numbers stand for all."""
+"""The result of every run is the same: with any number of threads, in any environment, after any earlier reads. The input files
+have many local times that their zone repeats or skips. TRAMO_SAME=3 runs each command three times with each number of threads
+from 1 to 8, 24 times, in every zone (./test locales); by default, some zones and numbers represent all."""
 import concurrent.futures
 import functools
 import hashlib
@@ -27,7 +27,7 @@ THREADS = range(1, 9) if ALL else (1, 2, 3, 8)
 RUNS = ALL or 3
 
 # The standard input ("-") is large.txt: it gets as many threads as asked for, but a file of so few pieces gets fewer by its name.
-# "out" is a folder for what is written.
+# "out" is a folder for the outputs.
 THREADED = [
     "check -", "check - --format json", "check - --format sarif", "check --strict --all --max-findings 300 small.txt - keys.txt",
     "export - --to jsonl --show-keys -o out/rows --findings out/findings", "export - --to csv -o out/tables",
@@ -56,7 +56,7 @@ def tool(arguments, cwd, zone, stdin=None, **environment):
 
 
 def shifts(zone):
-    """The seconds at which a zone's offset changes, each with the offsets before and after."""
+    """Returns the times at which the offset of a zone changes, each with the offsets before and after."""
     info = zoneinfo.ZoneInfo(zone)
 
     def offset(second):
@@ -74,7 +74,7 @@ def shifts(zone):
 
 @functools.cache
 def odd_times(zone):
-    """Local times that the zone repeats or skips, the first and last of each shift, and those around them."""
+    """Returns local times that the zone repeats or skips: the first and last of each shift, and those around them."""
     minute = timedelta(minutes=1)
     times = []
     for second, before, after in shifts(zone) or shifts("Europe/Paris"):
@@ -85,7 +85,7 @@ def odd_times(zone):
 
 @functools.cache
 def date_columns():
-    """The columns of dates (8 characters) and times (12), by the letter of their record."""
+    """Returns the columns of dates (8 characters) and times (12), by the letter of their record."""
     columns, letter = {}, None
     for line in tool(["explain", "--markdown"], ".", "UTC").stdout.decode().splitlines():
         if line.startswith("## "):
@@ -98,7 +98,7 @@ def date_columns():
 
 
 def round_of(times, meters, seed):
-    """A round with these times in every date it has, and in some that it does not have; some lines are damaged."""
+    """Returns a round with these times in all its dates, and in some blank ones; some lines are malformed."""
     rng, columns = random.Random(seed), date_columns()
     with tempfile.TemporaryDirectory() as folder:
         done = tool(["sample", "--meters", str(meters), "--returned", "--faults", "0.02", "--seed", str(seed), "-o", "made"], folder, "UTC")
@@ -115,7 +115,7 @@ def round_of(times, meters, seed):
 
 
 class Case:
-    """A folder with what the commands read, in one zone and encoding."""
+    """A folder with the inputs of the commands, in one zone and encoding."""
 
     def __init__(self, folder, zone, wide):
         self.folder, self.zone = folder, zone
@@ -139,15 +139,15 @@ class Case:
         return tool(arguments, self.folder, self.zone, **options)
 
     def environments(self):
-        """What a result must not depend on: how memory is set and divided, where temporary files are, the terminal, the spelling
-        of the zone."""
+        """Returns settings that must not change a result: initial contents and arenas of memory, the folder of temporary files, the
+        terminal, the spelling of the zone."""
         other = os.path.join(self.folder, "temporary")
         os.makedirs(other, exist_ok=True)
         return [{}, {"MALLOC_PERTURB_": "165"}, {"MALLOC_ARENA_MAX": "1", "TMPDIR": other}, {"COLUMNS": "20", "TERM": "dumb"},
                 {"TZ": ":" + self.zone}, {"HOME": other, "LANG": "C"}]
 
     def sum_of(self, arguments, environment):
-        """A checksum of everything a run leaves (exit code, both streams, every file), and the run."""
+        """Returns a checksum of all results of a run (exit code, both streams, every file), and the run."""
         out = os.path.join(self.folder, "out")
         shutil.rmtree(out, ignore_errors=True)
         os.mkdir(out)
@@ -161,7 +161,7 @@ class Case:
 
 
 def differences(zone, wide):
-    """The number of runs, and what is wrong, in words."""
+    """Returns the number of runs, and descriptions of the differences."""
     runs, wrong = 0, []
     commands = [(command, [["-j", str(count)] for count in THREADS]) for command in THREADED]
     commands += [(command, [[]] * (len(THREADS) if ALL else 1)) for command in OTHERS]
@@ -193,7 +193,7 @@ class SameFromEveryRun(unittest.TestCase):
         self.assertEqual([line for _, wrong in results for line in wrong], [])
 
 
-class WhateverWasReadBefore(unittest.TestCase):
+class IndependentOfEarlierReads(unittest.TestCase):
     maxDiff = None
 
     @classmethod

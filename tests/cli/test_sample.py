@@ -1,4 +1,4 @@
-"""tramo sample: made-up rounds in which check finds what was damaged, and nothing else."""
+"""tramo sample: sample rounds, in which check finds exactly the inserted errors."""
 import hashlib
 import json
 import os
@@ -16,7 +16,7 @@ def key(finding):
 
 class Sample(CliTest):
     def make(self, *options, name="f", env=None):
-        """The bytes of a sample file."""
+        """Returns the bytes of a sample file."""
         result = self.run_tool("sample", *options, "-o", name, cwd=self.folder, env=env)
         self.assertEqual((result.code, result.out, result.err), (0, "", ""))
         with open(os.path.join(self.folder, name), "rb") as file:
@@ -32,7 +32,7 @@ class Sample(CliTest):
     def letters(self, content):
         return Counter(chr(line[0]) for line in content.split(b"\r\n")[:-1])
 
-    def test_nothing_is_wrong_without_faults(self):
+    def test_no_findings_without_faults(self):
         for options in ((), ("--returned",), ("--returned", "--encoding", "utf16le"), ("--returned", "--meters", "2500", "--seed", "9")):
             with self.subTest(options=options):
                 self.make(*options)
@@ -40,7 +40,7 @@ class Sample(CliTest):
                 self.assertEqual(result.code, 0, result.out[:2000])
                 self.assertFalse(os.path.exists(os.path.join(self.folder, "f.expected.jsonl")))
 
-    def test_check_finds_exactly_what_was_damaged(self):
+    def test_check_finds_exactly_the_inserted_errors(self):
         rules, fields = set(), set()
         for encoding in ENCODINGS:
             for seed in range(6):
@@ -60,7 +60,7 @@ class Sample(CliTest):
                          {"round", "meter subscriber", "AMR", "meter change", "extended AMR", "enquiry definition", "enquiry result",
                           "extended data", "record information"})
 
-    def test_few_lines_and_every_one_damaged(self):
+    def test_few_lines_with_an_error_in_each(self):
         for meters in ("1", "2", "5"):
             for seed in range(20):
                 with self.subTest(meters=meters, seed=seed):
@@ -74,7 +74,7 @@ class Sample(CliTest):
         damaged = len({finding["line"] for finding in self.expected()})
         self.assertAlmostEqual(damaged / content.count(b"\n"), 0.05, delta=0.01)
 
-    def test_faults_damage_what_is_there_without_them(self):
+    def test_faults_change_the_lines_of_the_round_without_faults(self):
         plain, damaged = self.make("--meters", "300"), self.make("--meters", "300", "--faults", "0.3")
         differing = {number for number, (a, b) in enumerate(zip(plain.split(b"\n"), damaged.split(b"\n")), 1) if a != b}
         self.assertEqual(differing, {finding["line"] for finding in self.expected()})
@@ -86,14 +86,14 @@ class Sample(CliTest):
                 self.assertEqual(before_field_work(returned).split(b"\r\n"), exported.split(b"\r\n"))
                 self.assertGreater(len(returned), len(exported))
 
-    def test_more_meters_leave_the_first_as_they_are(self):
+    def test_more_meters_do_not_change_the_first_ones(self):
         for options in ((), ("--returned",)):
             few, some, many = (self.make("--meters", meters, "--seed", "5", *options).splitlines() for meters in ("1", "77", "1100"))
             self.assertEqual(few[:-1], many[:len(few) - 1])
             self.assertEqual(some[:-1], many[:len(some) - 1])
 
-    def test_other_lines_leave_the_faults_where_they_are(self):
-        """Which lines are damaged depends on neither --kinds nor --returned nor --meters."""
+    def test_other_options_do_not_move_the_faults(self):
+        """--kinds, --returned and --meters do not change which lines have errors."""
         def damaged(*options):
             plain = self.make("--seed", "8", *options).split(b"\n")
             self.make("--seed", "8", "--faults", "0.2", *options)
@@ -109,7 +109,7 @@ class Sample(CliTest):
         found = {all_lines[finding["line"] - 1] for finding in self.expected()}
         self.assertEqual({line[351:363] for line in found if line[:1] == b"1"}, subscribers)
 
-    def test_nothing_is_wrong_in_two_hundred_rounds(self):
+    def test_two_hundred_rounds_have_no_findings(self):
         names = []
         for seed in [*range(1, 201), 1016]:
             options = ("--seed", str(seed), "--meters", str(1 + seed * 37 % 1000), *(("--returned",) if seed % 2 else ()))
@@ -119,7 +119,7 @@ class Sample(CliTest):
         self.assertEqual((result.code, [line for line in result.out.splitlines() if "no errors or warnings" not in line]), (0, []))
 
     def test_same_bytes_everywhere(self):
-        """On any machine and in any time zone, also where midnight or a whole day is missing."""
+        """In every time zone, even if midnight or a whole day is missing."""
         options = ("--meters", "700", "--returned", "--seed", "3", "--faults", "0.1")
         first, expected = self.make(*options), self.expected()
         for zone in ("UTC", "America/Asuncion", "Pacific/Apia", "Asia/Kathmandu", "America/New_York", "XYZ+11:30"):
@@ -138,11 +138,11 @@ class Sample(CliTest):
             with open(os.path.join(self.folder, "g"), "rb") as file:
                 rewritten = file.read()
             differing = [a for a, b in zip(content.split(b"\r\n"), rewritten.split(b"\r\n")) if a != b]
-            # What record information holds, the library does not read.
+            # The library does not read the meter number of record information.
             self.assertEqual({line[:1] for line in differing} - {b"9"}, set())
             self.assertEqual(len(rewritten), len(content))
 
-    def test_encodings_hold_the_same_text(self):
+    def test_both_encodings_have_the_same_text(self):
         for options in ((), ("--returned",)):
             ansi, wide = (self.make("--encoding", encoding, *options) for encoding in ENCODINGS)
             self.assertEqual(wide[:2], b"\xff\xfe")
@@ -204,7 +204,7 @@ class Sample(CliTest):
         self.assertEqual(os.listdir(self.folder), [])
 
 
-# Of a file of 700 meters: tells when a change of the tool or the library gives other bytes.
+# The checksum of a file of 700 meters detects a change of the tool or the library that changes the bytes.
 KNOWN = "f412800d4a181ee8cff9e7aa46e06bed6cfb89cd7cad5690661bed4fa7dc985c"
 
 if __name__ == "__main__":

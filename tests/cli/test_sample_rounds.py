@@ -62,7 +62,7 @@ def street(meter):
 
 
 class Distinct(Rounds):
-    def test_no_meter_of_fifty_thousand_repeats_another(self):
+    def test_fifty_thousand_meters_are_distinct(self):
         content = self.make("--meters", "50000", "--returned")
         meters = subscribers(content)
         self.assertEqual(len(meters), 50000)
@@ -113,7 +113,7 @@ class Content(Rounds):
                 self.assertGreater(meter["meterReadingDate"], slots[0][0])
 
     @of_each_shape
-    def test_estimates_hold_what_is_usual(self, kinds):
+    def test_estimates_include_the_usual_consumption(self, kinds):
         within = 0
         for meter in kinds["meter subscriber"]:
             least, most = meter["meterMinEstimatedConsumption"], meter["meterMaxEstimatedConsumption"]
@@ -126,7 +126,7 @@ class Content(Rounds):
         self.assertGreater(within, 0.8 * len(kinds["meter subscriber"]))
 
     @of_each_shape
-    def test_radio_says_what_the_meter_says(self, kinds):
+    def test_radio_and_meter_readings_agree(self, kinds):
         meters = {meter["meterSerialNumber"]: meter for meter in kinds["meter subscriber"]}
         for module in kinds["AMR"]:
             meter = meters[module["meterSerialNumber"]]
@@ -199,7 +199,7 @@ class Content(Rounds):
         self.assertLess(changes, len(streets) / 9)
 
     @of_each_shape
-    def test_houses_stand_along_streets_of_a_town(self, kinds):
+    def test_houses_are_along_the_streets_of_a_town(self, kinds):
         street_of = {meter["meterSerialNumber"]: street(meter) for meter in kinds["meter subscriber"]}
         streets = defaultdict(list)
         places = []
@@ -242,7 +242,7 @@ class Content(Rounds):
         self.assertEqual(len({row["code"] for row in kinds["round"]}), len(kinds["round"]))
 
     @of_each_shape
-    def test_every_kind_of_field_work_is_there(self, kinds):
+    def test_every_kind_of_field_work_is_included(self, kinds):
         meters = kinds["meter subscriber"]
         share = {kind: len(rows) / len(meters) for kind, rows in kinds.items()}
         self.assertTrue(0.5 < share["AMR"] < 0.8, share)

@@ -1,4 +1,4 @@
-"""The report on every sample, word for word. UPDATE=1 writes down what the tool says now."""
+"""The report on every sample, word for word. UPDATE=1 stores the current reports."""
 import os
 import unittest
 from support import HERE, CliTest, before_field_work, sample
@@ -25,13 +25,13 @@ class Samples(CliTest):
                 self.compare(name, result.masked)
                 self.assertEqual((result.code, result.err), (code, ""))
 
-    def test_the_exported_and_the_returned_round_are_one(self):
-        """Without what the field work adds, the returned round is the exported one, byte for byte."""
+    def test_the_exported_and_the_returned_round_agree(self):
+        """Without the results of the field work, the returned round is the exported one, byte for byte."""
         exported, returned = (sample(f"round-{state}.txt") for state in ("exported", "returned"))
         self.assertEqual(before_field_work(returned).split(b"\r\n"), exported.split(b"\r\n"))
         self.assertEqual(sample("round-returned-utf16.txt").decode("utf-16"), returned.decode("latin-1"))
 
-    def test_diff_shows_what_the_round_brings_and_nothing_else(self):
+    def test_diff_shows_only_the_results_of_the_field_work(self):
         result = self.run_tool("diff", "--summary", "--format", "json", "samples/round-exported.txt", "samples/round-returned.txt")
         changed = {}
         for field in result.json["summary"]["byField"]:
@@ -52,7 +52,7 @@ class Samples(CliTest):
                 with self.subTest(name=name, env=env):
                     self.assertEqual(self.run_tool("check", f"samples/{name}", env=env).masked, plain)
 
-    def test_reading_changes_nothing(self):
+    def test_reading_does_not_change_the_file(self):
         before = {name: os.stat(f"samples/{name}") for name in SAMPLES}
         self.run_tool("check", *(f"samples/{name}" for name in SAMPLES))
         for name, stat in before.items():

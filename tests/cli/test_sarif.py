@@ -1,4 +1,4 @@
-"""SARIF: documents keep the rules of the standard, and the rules notice what does not."""
+"""SARIF: documents follow the rules of the standard, and the rules detect violations."""
 import copy
 import os
 import unittest
@@ -42,7 +42,7 @@ class Documents(CliTest):
         (result,) = self.sarif(b"")["results"]
         self.assertEqual((result["ruleId"], "region" in result["locations"][0]["physicalLocation"]), ("FileEmpty", False))
 
-    def test_nothing_found(self):
+    def test_no_errors_or_warnings(self):
         run = self.sarif(lines(ROUND, METER))
         self.assertEqual((run["results"], run["invocations"][0]["exitCode"]), ([], 0))
 
@@ -95,9 +95,9 @@ class Documents(CliTest):
 
 
 class Rules(CliTest):
-    """The checker itself: each of these slips makes a good document invalid."""
+    """The checker itself: each of these errors makes a valid document invalid."""
 
-    def test_slips_are_noticed(self):
+    def test_errors_are_detected(self):
         good = self.check(DAMAGED, "--format", "sarif").json
         sarif.validate(good)
 

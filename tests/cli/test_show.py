@@ -18,14 +18,14 @@ class ShowTest(CliTest):
         return self.run_tool("show", "f", *arguments, cwd=self.folder, **run)
 
     def rows(self, content, *arguments):
-        """The rows by field: columns, value and text as one string."""
+        """Returns the rows by field: columns, value and text as one string."""
         return dict((match[2], (match[1].strip(), match[3].strip()))
                     for match in re.finditer(r"^( {2}.{7})  ( {0,2}\w+) *(.*)$", self.show(content, *arguments).out, re.M)
                     if "error:" not in match[0] and "warning:" not in match[0])
 
 
 class Tables(ShowTest):
-    def test_a_line_whole(self):
+    def test_a_whole_line(self):
         result = self.run_tool("show", "samples/tags.txt", "2")
         self.assertEqual((result.code, result.err), (0, ""))
         self.assertEqual(result.out, 'samples/tags.txt:2  tag\n'
@@ -68,10 +68,10 @@ class Tables(ShowTest):
         self.assertEqual(amr["  previousAlarmFraudPastOrCurrent"], ("", "no"))
         self.assertEqual(amr["  currentAlarmText"], ("", '"8200"'))
 
-    def test_a_text_that_is_read_into_another_field(self):
+    def test_a_text_read_into_another_field(self):
         self.assertEqual(self.rows(lines(INFORMATION))["meterNumber"][1].split("  ")[0], "read into roundNumber")
 
-    def test_findings_stand_below_their_field(self):
+    def test_findings_follow_their_field(self):
         result = self.show(lines(put(put(METER, 195, b"20231340"), 232, b" " * 120)))
         self.assertEqual(result.code, 1)
         text = result.out.splitlines()
@@ -83,7 +83,7 @@ class Tables(ShowTest):
         self.assertRegex(text[at], "232-351  meterInformation +-$")
         self.assertEqual(text[at + 1], "           warning: missing value [MandatoryMissing 0x201]: it is empty")
 
-    def test_findings_of_the_line_stand_above_its_fields(self):
+    def test_findings_of_the_line_precede_its_fields(self):
         result = self.show(METER + b"\n")
         self.assertEqual(result.out.splitlines()[1], "  error: line ends with LF alone [LineEndWithoutCR]: expected CR LF")
         self.assertEqual(result.code, 1)
@@ -125,7 +125,7 @@ class Lines(ShowTest):
         self.assertEqual(self.numbers("170-"), [170, 171, 172])
         self.assertEqual(self.numbers(), list(range(1, 173)))
 
-    def test_a_heading_each_and_a_blank_line_between(self):
+    def test_headings_are_separated_by_blank_lines(self):
         out = self.run_tool("show", "samples/tags.txt", "1-2").out
         self.assertEqual(out.count("\n\n"), 1)
         self.assertIn("\n\nsamples/tags.txt:2  tag\n", out)
@@ -149,7 +149,7 @@ class Lines(ShowTest):
         self.assertEqual(self.run_tool("show", "samples/round-broken.txt", first_faulty).code, 1)
         self.assertEqual(self.run_tool("show", "samples/round-broken.txt", "172").code, 0)
 
-    def test_what_cannot_be_read_at_the_end(self):
+    def test_text_at_the_end_that_cannot_be_read(self):
         result = self.show(utf16("AB" + "x" * 21 + "\r\n\uffff" + "y" * 5), "--kind", "tag")
         self.assertEqual(result.code, 1)
         self.assertIn("6 characters from line 2 on cannot be read", result.err)
@@ -178,9 +178,9 @@ class Places(ShowTest):
             self.assertEqual(result.out, "samples/round-broken.txt:10  meter subscriber\n"
                              '  195-202  meterHistory3ReadingDate  unreadable  "20231340"\n'
                              '           error: invalid date "20231340" [ParseDate 0x01B]: there is no month 13; the format reports this error at column 194\n')
-        self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # what is wrong elsewhere does not count
+        self.assertEqual(self.run_tool("show", "samples/round-broken.txt:10:203").code, 0)   # findings at other columns do not count
 
-    def test_a_blank_field_and_none(self):
+    def test_blank_and_missing_fields(self):
         self.write("f", lines(METER))
         self.assertEqual(self.shown("f:1:464").out, "f:1  meter subscriber\n  464-493  meterMessage  -\n")
         self.assertEqual(self.shown("f:1:1").out, "f:1  meter subscriber\n  column 1: the letter of its kind\n")
@@ -206,7 +206,7 @@ class Places(ShowTest):
         self.assertIn("AB\u6c34\u6c34xx", self.run_tool("show", "--raw", "--kind", "tag", "f:1:4", cwd=self.folder).out)
         self.assertIn("\n            ^^\n", self.run_tool("show", "--raw", "--kind", "tag", "f:1:4", cwd=self.folder).out)
 
-    def test_a_column_among_blanks_is_marked(self):
+    def test_a_column_in_a_blank_field_is_marked(self):
         self.write("f", lines(b"1" + b" " * 511))
         self.assertEqual(self.run_tool("show", "--raw", "f:1:250", cwd=self.folder).out.splitlines()[3:8], [
             "   101  blank up to 200", " " * 8 + "....:..210....:..220....:..230....:..240....:..250....:..260....:..270....:..280....:..290....:..300",
@@ -230,7 +230,7 @@ class Places(ShowTest):
         self.assertTrue(self.shown("-:2", stdin=lines(ROUND, METER)).out.startswith("<stdin>:2  meter subscriber\n"))
         self.assertEqual(self.shown("-:1:2", stdin=lines(ROUND)).out, '<stdin>:1  round\n      2-9  code  "T0412"\n')
 
-    def test_places_that_are_not_there(self):
+    def test_places_that_do_not_exist(self):
         self.write("f", lines(METER, METER[:300]))
         for word, message in (("f:3", "f: has 2 lines; there is no line 3"), ("f:1:513", "f: line 1 has 512 characters; there is no column 513"),
                               ("f:2:301", "f: line 2 has 300 characters; there is no column 301"), ("g:1", "g: No such file or directory"),
@@ -262,7 +262,7 @@ class Places(ShowTest):
         self.assertGreater(places, 90)
 
 
-class Damaged(ShowTest):
+class Malformed(ShowTest):
     def test_short(self):
         result = self.show(lines(ROUND, METER[:300], ROUND), "2")
         self.assertEqual(result.code, 1)
@@ -295,7 +295,7 @@ class Raw(ShowTest):
                          "        ....:...10....:...20...\n"
                          "     1  FUFuite                \n")
 
-    def test_characters_stand_under_their_columns(self):
+    def test_characters_are_below_their_columns(self):
         out = self.show(lines(METER), "--raw", "1").out.splitlines()
         text = "".join(line[8:] for number, line in enumerate(out[1:]) if number % 2 and "blank up to" not in line)
         self.assertIn("ABONN\u00c9 0001", text)
@@ -316,7 +316,7 @@ class Raw(ShowTest):
         self.assertEqual(out[1], "        ......:...10....:...20...")
         self.assertEqual(out[2], "     1  AB\u6c34\u6c34" + "x" * 19)
 
-    def test_blanks_are_told_in_short(self):
+    def test_spaces_are_abbreviated(self):
         out = self.show(lines(sample("round-returned.txt").split(b"\r\n")[1]), "--raw").out
         self.assertIn("\n   101  blank up to 300\n", out)
 
@@ -335,7 +335,7 @@ class Keys(ShowTest):
         secrets = self.SECRET.findall(sample("amr-keys.txt").decode())
         for options in ([], ["--raw"]):
             out = self.run_tool("show", "samples/amr-keys.txt", "--show-keys", *options).out
-            # The ruler breaks the raw text.
+            # The ruler splits the raw text.
             text = "".join(line[8:] for line in out.splitlines() if re.match(r" +\d+  ", line)) if options else out
             for secret in secrets:
                 self.assertIn(secret, text)
@@ -350,13 +350,13 @@ class Keys(ShowTest):
         self.assertEqual(result.code, 1)
         self.assertRegex(result.out, r"wmBusKey_Mode5 +-\n +warning: missing value \[MandatoryMissing 0x201\]")
 
-    def test_damaged_lines_show_no_keys(self):
+    def test_malformed_lines_show_no_keys(self):
         line = sample("amr-keys.txt").split(b"\r\n")[0]
         for damaged in (line[:-1], line[1:], line + b"}", b"x" + line):
             for options in ([], ["--raw"]):
                 self.assertNotRegex(self.show(lines(damaged), *options).out, self.SECRET)
 
-    def test_the_end_of_a_key_line_with_more_behind_it_shows_no_key(self):
+    def test_the_end_of_a_key_line_followed_by_text_shows_no_key(self):
         content = sample("round-returned.txt") + b'AD946118DC6A65234FB32"}\r\r\n'
         self.write("f", content)
         for command in ("check", "show"):
@@ -389,7 +389,7 @@ class Terminal(ShowTest):
             self.assertLessEqual(max(widths), columns, text)
             self.assertEqual("".join(text).count("\u6c34"), 23)
 
-    def test_a_pipe_gets_whole_texts(self):
+    def test_a_pipe_receives_whole_texts(self):
         self.assertIn('"ABONN\u00c9 0001                   126 Rue des \u00c9rables', self.show(lines(METER)).out)
 
     def test_colours(self):

@@ -1,4 +1,4 @@
-"""tramo stats: the numbers of a round."""
+"""tramo stats: the summary of a round."""
 import os
 import subprocess
 import unittest
@@ -104,7 +104,7 @@ samples/round-returned.txt
     def test_meters_are_counted_by_serial_number(self):
         def meter(serial, date=b"202401161200"):
             return put(put(METER, 352, serial.ljust(12)), 426, date.ljust(12))
-        # M-1 has three lines of which two are read, M-2 one that is not; two meters have no serial number.
+        # M-1 has three lines, two of which are read; M-2 has one that is not read; two meters have no serial number.
         content = meter(b"M-1"), meter(b"M-2", b""), meter(b"M-1", b""), meter(b"M-1"), meter(b""), meter(b"", b"")
         self.assertEqual(self.numbers(*content)["meters"], {"lines": 6, "meters": 2, "read": 1, "unread": 1, "readLines": 3})
         self.assertIn("  meters 2, in 6 lines\n         1  read, in 3 lines\n         1  not read\n         2  lines without a serial number\n",
@@ -154,7 +154,7 @@ samples/round-returned.txt
                 line = put(line, *area)
             self.assertEqual(self.numbers(line)["enquiryResults"], {"lines": 1, "meters": 1, "areasAnswered": answered})
 
-    def test_damaged_lines_are_counted(self):
+    def test_malformed_lines_are_counted(self):
         result = self.stats(lines(METER, METER[:300], b"", put(METER, 1, b"8"), put(METER, 426, b"202402300900")))
         self.assertIn("         3  of them malformed, not read\n         1  unreadable values, taken as absent\n"
                       "  meters 1, in 2 lines\n         1  read\n         0  not read\n", result.out)

@@ -67,9 +67,9 @@ class Channel:
             os.set_blocking(self.tool, False)
 
     def fill(self):
-        """No byte more goes into it."""
+        """Fills it until it accepts no more bytes."""
         quiet = 0
-        while quiet < 5:  # a terminal moves what it has taken to its other end a little later
+        while quiet < 5:  # a terminal moves accepted bytes to its other end a little later
             before = self.filled
             for size in (512, 1):
                 with contextlib.suppress(BlockingIOError):
@@ -79,7 +79,7 @@ class Channel:
             time.sleep(0.01)
 
     def give(self, data, pause):
-        """All of the data, the second half after another pause."""
+        """Writes all of the data, the second half after another pause."""
         time.sleep(pause)
         with contextlib.suppress(OSError):
             for part in (data[:len(data) // 2], data[len(data) // 2:] + (END_OF_INPUT if self.kind == "terminal" else b"")):
@@ -90,7 +90,7 @@ class Channel:
             self.close_peer()
 
     def take(self, pause):
-        """What the tool has written, when it has ended."""
+        """Returns the output of the tool after its end."""
         got, reads = b"", 0
         time.sleep(pause)
         with contextlib.suppress(OSError):
@@ -123,7 +123,7 @@ class StreamsTest(CliTest):
                                 env=ENVIRONMENT | {"TERM": "dumb"}, **how)
 
     def run_slowly(self, words, kind, stdin=ROUND, blocking=False, full=True, pause=PAUSE):
-        """Exit code, output, error output, and processor seconds; with a slow peer unless the streams are blocking."""
+        """Returns exit code, output, error output, and processor seconds; with a slow peer unless the streams are blocking."""
         pause = 0 if blocking else pause
         channels = [Channel(kind, True, blocking), Channel(kind, False, blocking), Channel(kind, False, blocking)]
         if full and not blocking:
@@ -149,14 +149,14 @@ class StreamsTest(CliTest):
         return process.returncode, got[1], got[2], used.ru_utime + used.ru_stime
 
     def masked(self, text):
-        """Without times and without what a terminal shows of the progress."""
+        """Returns the text without times and without progress lines of a terminal."""
         return re.sub(rb"in \d+\.\d{3} s|\"seconds\":[0-9.]+|\r[^\r\n]*\x1b\[K", b"", text)
 
     def assert_same(self, cells, **how):
-        """Each command with slow peers does what it does with blocking streams."""
+        """Each command has the same results with slow peers as with blocking streams."""
         def run(cell):
             return self.run_slowly(*cell, blocking=True, **how), self.run_slowly(*cell, **how)
-        with concurrent.futures.ThreadPoolExecutor(8) as pool:  # which mostly sleep
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:  # they mostly sleep
             results = list(pool.map(run, cells))
         for (words, kind), (expected, got) in zip(cells, results):
             with self.subTest(words=words, kind=kind):
@@ -186,7 +186,7 @@ class EveryCommand(StreamsTest):
 
 
 class Waiting(StreamsTest):
-    def test_takes_no_processor_time(self):
+    def test_needs_no_processor_time(self):
         def run(kind):
             return self.run_slowly("export - --to jsonl", kind, blocking=True), self.run_slowly("export - --to jsonl", kind, pause=2)
         with concurrent.futures.ThreadPoolExecutor(3) as pool:
@@ -222,7 +222,7 @@ class Waiting(StreamsTest):
                         for channel in channels:
                             channel.close_peer()
 
-    def test_goes_on_after_a_stop(self):
+    def test_continues_after_a_stop(self):
         for kind in KINDS:
             with self.subTest(kind=kind):
                 expected = self.run_slowly("export - --to jsonl", kind, blocking=True)[1]
@@ -240,7 +240,7 @@ class Waiting(StreamsTest):
                 if kind == "terminal":
                     channels[0].close_peer()
 
-    def test_ends_when_nobody_reads_any_more(self):
+    def test_ends_when_the_reader_closes_the_pipe(self):
         for kind in ("pipe", "socket"):
             with self.subTest(kind=kind):
                 process, channels = self.waiting("export round.txt --to jsonl", kind)
@@ -257,7 +257,7 @@ class Waiting(StreamsTest):
         channels[0].close_peer()
 
     def test_named_pipe(self):
-        """As a file and as what is written to."""
+        """As an input and as an output."""
         path = os.path.join(self.folder, "pipe")
         os.mkfifo(path)
         self.run_tool("convert", "round.txt", "--encoding", "utf16le", "-o", "expected", cwd=self.folder)

@@ -1,4 +1,4 @@
-"""Checks and exports on many threads and of some lines only: the same in the same order, whoever makes it."""
+"""Checks and exports on many threads and of ranges of lines have the same results in the same order."""
 import contextlib
 import json
 import os
@@ -21,7 +21,7 @@ def without_time(text):
 
 
 def damaged(count, seed=1):
-    """So many lines, some of them damaged in one way or another. Several times as large as what is read at once."""
+    """Returns a file with this number of lines, some of them malformed. It is several times larger than a piece."""
     rng = random.Random(seed)
     text = bytearray()
     for _ in range(count):
@@ -45,7 +45,7 @@ def damaged(count, seed=1):
 
 class Threads(CliTest):
     def assert_same(self, *arguments, **run):
-        """On any number of threads, and without -j, as on one."""
+        """Checks that any number of threads, and no -j, give the same result as one thread."""
         expected = self.run_tool("check", "-j", "1", *arguments, cwd=self.folder, **run)
         for threads in (["-j", "2"], ["--threads=8"], []):
             result = self.run_tool("check", *threads, *arguments, cwd=self.folder, **run)
@@ -80,7 +80,7 @@ class Threads(CliTest):
         for threads in (["-j3"], ["--threads", "64"], ["-j", "0"]):
             self.assertEqual(self.run_tool("check", "-q", *threads, "f", cwd=self.folder).out, "f: no errors or warnings in 2000 lines\n")
 
-    def test_one_long_line_among_others(self):
+    def test_one_long_line_between_others(self):
         self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + lines(METER) * 500 + b"1" * 300_000)
         result = self.assert_same("f")
         self.assertTrue(result.findings[0].startswith("f:2:513: error: line has 1000000 characters"))
@@ -105,7 +105,7 @@ class Threads(CliTest):
     def test_standard_input(self):
         self.assert_same("-", stdin=damaged(2000))
 
-    def test_nobody_reads_the_report(self):
+    def test_a_closed_pipe_for_the_report(self):
         self.write("f", b"\n" * 2_000_000)
         for threads in MANY:
             process = subprocess.Popen([TRAMO, "check", "-j", threads, "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -181,7 +181,7 @@ class Lines(CliTest):
         self.assertEqual(self.run_tool("check", "--lines", "2-10", "f", cwd=self.folder).err,
                          "tramo: f: has 0 lines; there is no line 2\n")
 
-    def test_what_is_told_of_the_end_comes_with_the_last_line(self):
+    def test_findings_about_the_end_come_with_the_last_line(self):
         content = utf16("x\ny") + b"z"
         self.assertNotIn("LastByteOdd", [f["rule"] for f in self.findings("--lines", "1", content=content)["findings"]])
         self.assertIn("LastByteOdd", [f["rule"] for f in self.findings("--lines", "2")["findings"]])
@@ -197,7 +197,7 @@ class Lines(CliTest):
         result = self.run_tool("check", "--lines", "2", "-", stdin=lines(ROUND, put(METER, 507, b"Q")))
         self.assertTrue(result.findings[0].startswith("<stdin>:2:507: error: "))
 
-    def test_kinds_are_told_by_the_beginning_of_the_file(self):
+    def test_the_kind_is_detected_at_the_beginning_of_the_file(self):
         self.write("f", sample("round-damaged.txt"))
         whole = self.findings()["findings"]
         last = self.findings()["summary"]["lines"]
@@ -205,7 +205,7 @@ class Lines(CliTest):
             self.assertEqual(self.findings("--lines", str(number), code=unittest.mock.ANY)["findings"],
                              [finding for finding in whole if finding.get("line") == number])
 
-    def test_sarif_tells_the_size_of_the_whole_file(self):
+    def test_sarif_has_the_size_of_the_whole_file(self):
         self.write("f", lines(ROUND, METER))
         log = self.run_tool("check", "--format", "sarif", "--lines", "1", "f", cwd=self.folder).json
         self.assertEqual(log["runs"][0]["artifacts"][0]["length"], 1028)
@@ -219,7 +219,7 @@ class Lines(CliTest):
         result = self.run_tool("check", "--lines=5-3", "f", cwd=self.folder)
         self.assertEqual(result.err.splitlines()[0], 'tramo: check: --lines: invalid lines "5-3"; the last line is before the first')
 
-    def test_sum_of_pieces_is_what_is_exported(self):
+    def test_pieces_together_are_the_whole_export(self):
         self.write("f", damaged(1200, seed=5))
         whole = self.run_tool("export", "f", "--to", "jsonl", cwd=self.folder).out
         count = len(whole.splitlines())
@@ -230,7 +230,7 @@ class Lines(CliTest):
         result = self.run_tool("export", "f", "--to", "jsonl", "--lines", f"{count + 1}-", cwd=self.folder)
         self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: f: has {count} lines; there is no line {count + 1}\n"))
 
-    def test_database_tells_how_many_lines_were_exported(self):
+    def test_the_database_has_the_number_of_exported_lines(self):
         self.write("f", lines(*[METER] * 9))
         self.run_tool("export", "f", "--to", "sqlite", "-o", "db", "--lines", "3-6", cwd=self.folder)
         with contextlib.closing(sqlite3.connect(os.path.join(self.folder, "db"))) as database:
@@ -238,7 +238,7 @@ class Lines(CliTest):
 
 
 class Seek(CliTest):
-    """Lines found by their length, not by counting."""
+    """Lines are found by their length, without counting."""
 
     def findings(self, range_, *options, file="f", code=unittest.mock.ANY):
         result = self.run_tool("check", "--format", "json", "--lines", range_, *options, file, cwd=self.folder)
@@ -262,17 +262,17 @@ class Seek(CliTest):
                     del found["summary"]["seconds"]
                 self.assertEqual(sought, counted, range_)
 
-    def test_what_is_between_the_borders_is_the_range_however_it_is_damaged(self):
+    def test_the_range_is_the_text_between_its_borders(self):
         texts = [put(METER, 507, b"Q")] * 12
         texts[4] = put(texts[4], 100, b"\n")
         self.write("f", lines(*texts))
         numbers = [finding["line"] for finding in self.findings("1-6", "--seek")["findings"]]
-        self.assertEqual(numbers, [1, 2, 3, 4, 5, 6, 7])  # one line more than the range has
+        self.assertEqual(numbers, [1, 2, 3, 4, 5, 6, 7])  # one line more than in the range
         self.assertEqual([finding["line"] for finding in self.findings("7-8", "--seek")["findings"]], [7, 8])
         self.assertEqual(sum(self.findings(r, "--seek")["summary"]["bytes"] for r in ("1-4", "5-5", "6-11", "12-")), 12 * 514)
 
-    def test_does_not_read_what_is_before(self):
-        size = 514 * 40_000_000  # a file with a hole, larger than what is read in a minute
+    def test_does_not_read_earlier_lines(self):
+        size = 514 * 40_000_000  # a sparse file that takes more than a minute to read
         path = self.write("f", lines(*[METER] * 1000))
         with open(path, "r+b") as file:
             file.seek(size - 2 * 514 - 2)
@@ -280,7 +280,7 @@ class Seek(CliTest):
         found = self.findings("39999999-", "--seek", code=1)
         self.assertEqual(([finding["line"] for finding in found["findings"]], found["summary"]["lines"]), ([40_000_000], 2))
 
-    def test_without_a_line_end_at_a_border_nothing_is_known(self):
+    def test_a_border_must_follow_a_line_ending(self):
         self.write("f", lines(METER, METER[:-1], METER, METER))
         self.assert_refused("3", "line 3 does not begin after 2 lines of 514 bytes; omit --seek to count lines instead")
         self.assert_refused("1-2", "line 3 does not begin after 2 lines of 514 bytes; omit --seek to count lines instead")
@@ -319,7 +319,7 @@ class Seek(CliTest):
 
 
 class Pieces(CliTest):
-    """Files are read a piece at a time. Nothing may happen to a line where one piece ends and the next one begins."""
+    """Files are read in pieces. The border between two pieces must not change a line."""
     SIZE = 128 * 1024
 
     def assert_lines(self, texts, content):
@@ -332,11 +332,11 @@ class Pieces(CliTest):
             numbers = [finding["line"] for finding in result.json["files"][0]["findings"]]
             self.assertEqual(sorted(set(numbers)), list(range(1, len(texts) + 1)))
 
-    def test_line_ends_at_their_borders(self):
+    def test_line_endings_at_their_borders(self):
         for encode, unit, mark in ((lambda text: text.encode("latin-1"), 1, 0), (utf16, 2, 2)):
             for shift in range(-3, 4):
                 border = (2 * self.SIZE - mark) // unit + shift   # in characters
-                texts = ["x" * 599] * (border // 601 - 2)         # lines of no known kind
+                texts = ["x" * 599] * (border // 601 - 2)         # lines of unknown kind
                 texts += ["y" * (border - 601 * len(texts) - 2), "z", "", "last"]
                 with self.subTest(unit=unit, shift=shift):
                     self.assert_lines(texts, encode("\r\n".join(texts)))
@@ -355,7 +355,7 @@ class Pieces(CliTest):
 
 class Exports(CliTest):
     def exported(self, *arguments, **run):
-        """What an export prints and leaves behind: a folder "out" with everything in it."""
+        """Returns the output and the files of an export: a folder "out" with its contents."""
         out = os.path.join(self.folder, "out")
         shutil.rmtree(out, ignore_errors=True)
         os.mkdir(out)

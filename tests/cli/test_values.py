@@ -1,4 +1,4 @@
-"""Values on their way into a file and out of it again: every value that does not come back as it was given is told."""
+"""Round-trips of values through a file: every value that does not come back as it was given is reported."""
 import csv
 import json
 import os
@@ -20,7 +20,7 @@ POOLS = {"text": TEXTS, "number": INTEGERS, "decimal": DECIMALS, "date": DATES, 
 
 class Values(TripTest):
     def kinds(self):
-        """Each kind of fixed columns with its fields: their names and the values to try."""
+        """Returns each kind with fixed columns and its fields: their names and the values to try."""
         self.run_tool("export", self.write("empty", b""), "--to", "sqlite", "-o", self.path("empty.db"))
         database = sqlite3.connect(self.path("empty.db"))
         names = {name for name, in database.execute("SELECT name FROM sqlite_schema WHERE type = 'table'")} - {"text", "key", "finding", "files"}
@@ -38,12 +38,12 @@ class Values(TripTest):
         database.close()
 
     def imported(self, path, form):
-        """The exit code, the fields that are told, and what is read from the line, or the field that is refused."""
+        """Returns the exit code, the reported fields, and the values of the line, or the refused field."""
         result = self.run_tool("import", path, "--from", form, "--encoding", "utf16le", "-o", self.path("line"))
         told = [re.search(r"(?:\d|line 1): (\w+): ", line)[1] for line in result.err.splitlines() if not line.endswith("as they were given")]
         if result.code == 2:
             return 2, told, {}
-        # The encoding keeps a line with zeros in it from being taken for another one.
+        # With a given encoding, a line with zero characters is not detected as another one.
         read = self.run_tool("export", self.path("line"), "--encoding", "utf16le", "--to", "jsonl")
         return result.code, told, json.loads(read.out)
 
@@ -72,14 +72,14 @@ class Values(TripTest):
             int(value) if isinstance(value, bool) else value
 
     def lost(self, row, read, fields):
-        """The fields that the line does not give back."""
+        """Returns the fields whose values differ in the line."""
         missing = object()
         for name, value in row.items():
             back = read.get(name, missing)
             if name in ("line", "kind") or value is None:
                 continue
             if back is missing:
-                # What a blank line has: none of the values that are tried, but for flags and alarms.
+                # The values of a blank line, which differ from all values to try, except flags and alarms.
                 if value in ("0000",) or isinstance(value, bool) and value == fields[name][1]:
                     continue
             elif back == value and isinstance(back, bool) == isinstance(value, bool) or isinstance(value, int) and str(value) == back:
@@ -88,7 +88,7 @@ class Values(TripTest):
                 continue
             yield name
 
-    def test_every_value_comes_back_or_is_told(self):
+    def test_every_value_comes_back_or_is_reported(self):
         rng = random.Random("values")
         tried = told_fields = 0
         for kind, fields in self.kinds():
@@ -99,7 +99,7 @@ class Values(TripTest):
                 while (found := self.imported(self.write_row("jsonl", row), "jsonl"))[0] == 2:
                     self.assertEqual(len(found[1]), 1)
                     del row[found[1][0]]
-                # No more than are listed.
+                # At most as many as are listed.
                 for name in found[1][12:]:
                     del row[name]
                 for form in ("jsonl", "csv", "sqlite"):
@@ -114,7 +114,7 @@ class Values(TripTest):
         self.assertGreater(tried, 300)
         self.assertTrue(100 < told_fields < tried * 0.8, (told_fields, tried))
 
-    def test_exported_values_come_back_or_are_told(self):
+    def test_exported_values_come_back_or_are_reported(self):
         for zone in ("UTC", "Europe/Paris"):
             for wide in (False, True):
                 content, env = hostile(f"values {zone} {wide}", 200, wide), {"TZ": zone}
@@ -137,7 +137,7 @@ class Values(TripTest):
                 self.assertGreater(told, 20)
                 self.assertEqual(told, changed, (zone, wide))
 
-    def test_good_files_lose_nothing(self):
+    def test_valid_files_have_no_losses(self):
         for name in ("round-exported.txt", "round-returned.txt", "round-returned-utf16.txt", "tags.txt", "parameters.txt"):
             for form in ("jsonl", "csv", "sqlite"):
                 with self.subTest(name=name, form=form):

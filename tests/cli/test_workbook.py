@@ -19,14 +19,14 @@ DATES = {r"yyyy\-mm\-dd": "%Y-%m-%d", r"yyyy\-mm\-dd\ hh:mm": "%Y-%m-%dT%H:%M"}
 
 
 def escaped(text):
-    """A text as tables have it."""
+    """Returns a text in the form of tables."""
     joined = text.encode("utf-16-le", "surrogatepass").decode("utf-16-le", "surrogatepass")
     return "".join("\\\\" if c == "\\" else f"\\u{ord(c):04x}" if ord(c) < 0x20 or c in "\x7f\ufffe\uffff" or "\ud800" <= c <= "\udfff"
                    else c for c in joined)
 
 
 class Workbook:
-    """Sheets by name: each a list of rows, each a list of (type, value) or None."""
+    """Returns the sheets by name: each a list of rows, each a list of (type, value) or None."""
 
     def __init__(self, path):
         self.parts = {}
@@ -70,7 +70,7 @@ class Workbook:
         return "date", time.strftime(DATES[form])
 
     def rows(self, sheet):
-        """The rows as dictionaries of what is there."""
+        """Returns the rows as dictionaries of the filled cells."""
         names = [value for _, value in self.sheets[sheet][0]]
         return [{name: cell for name, cell in zip(names, row) if cell} for row in self.sheets[sheet][1:]]
 
@@ -87,7 +87,7 @@ class WorkbookTest(TripTest):
 
 class Rows(WorkbookTest):
     def assert_same(self, expected, row):
-        """An object of the JSON lines, and a row of a sheet."""
+        """Compares an object of the JSON Lines with a row of a sheet."""
         expected = {name: value for name, value in expected.items() if name != "kind"}
         self.assertEqual(list(row), list(expected))
         for name, value in expected.items():
@@ -187,8 +187,8 @@ class Texts(WorkbookTest):
             self.assertEqual(book.rows("meter subscriber")[0]["meterMessage"], ("text", text))
             self.assertNotIn(b"<f", book.parts["xl/worksheets/sheet1.xml"])
 
-    def test_what_is_read_as_an_escape(self):
-        # Python does not know the workbook's own escape; the part itself has to show it.
+    def test_text_that_looks_like_an_escape(self):
+        # Python does not decode the workbook's own escape, so the raw part is checked.
         book = self.workbook(lines(put(METER, 464, b"_x0041_x_x00e9_ _x004_".ljust(30))))
         self.assertIn(b"<t>_x005F_x0041_x_x005F_x00e9_ _x004_</t>", book.parts["xl/worksheets/sheet1.xml"])
 
@@ -201,12 +201,12 @@ class Texts(WorkbookTest):
             found = [row["meterMessage"][1] for row in self.workbook(content).rows("meter subscriber")]
             self.assertEqual(found, [escaped(piece.ljust(29) + ".") for piece in pieces])
 
-    def test_blanks_at_the_edges_are_kept(self):
+    def test_leading_and_trailing_spaces_are_kept(self):
         tree = self.workbook(b" a \r\n").trees["text"]
         text = [item for item in tree.iter(MAIN + "t") if item.text == " a "]
         self.assertEqual([item.get("{http://www.w3.org/XML/1998/namespace}space") for item in text], ["preserve"])
 
-    def test_a_long_text_goes_on_below(self):
+    def test_a_long_text_continues_below(self):
         for text, pieces in (("x" * 32767, [32767]), ("x" * 32768, [32767, 1]), ("ab\u20ac" * 40000, [32767, 32767, 32767, 21699]),
                              ("x" + "\U0001f600" * 20000, [32767, 7234]), ("\U0001f600" * 20000, [32766, 7234])):
             rows = self.workbook(utf16(text + "\r\nend\r\n")).rows("text")
@@ -311,7 +311,7 @@ class Program(WorkbookTest):
         self.assertEqual(done.returncode, 3)
         self.assertIn(b"No space left on device", done.stderr)
 
-    def test_no_space_leaves_the_old_file(self):
+    def test_a_full_disk_keeps_the_old_file(self):
         def limit():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))

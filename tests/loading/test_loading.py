@@ -86,10 +86,10 @@ class Loading(unittest.TestCase):
     def test_a_thread_that_used_it_ends_while_it_is_unloaded(self):
         self.host_runs("threadLeavesMeanwhile", "unloaded")
 
-    def test_loading_it_again_and_again_takes_no_more_memory(self):
+    def test_loading_it_repeatedly_does_not_leak(self):
         self.host_runs("againAndAgain", "grown by N KB", "unloaded")
 
-    def test_threads_give_their_memory_back(self):
+    def test_threads_free_their_memory(self):
         self.host_runs("manyThreads", "grown by N KB", "unloaded")
 
     def test_a_host_without_free_keys_for_threads(self):

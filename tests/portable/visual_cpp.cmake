@@ -1,4 +1,4 @@
-# Tells CMake that the compiler is Visual C++. It cannot compile anything: the test checks the files that CMake writes.
+# Makes CMake assume Visual C++ as the compiler. It cannot compile anything: the test checks the files that CMake writes.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR AMD64)
 foreach(program CXX_COMPILER LINKER MT RC_COMPILER AR)

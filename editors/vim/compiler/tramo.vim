@@ -1,11 +1,11 @@
-" Checks exchange files of meter reading: :compiler tramo, then :make FILE, or :make % for the file that is open.
+" Checks exchange files of meter reading: :compiler tramo, then :make FILE, or :make % for the open file.
 if exists('current_compiler')
   finish
 endif
 let current_compiler = 'tramo'
 
 CompilerSet makeprg=tramo\ check
-" FILE:LINE:COLUMN, FILE:LINE and FILE, each with a severity; excerpts and the summary are no entries.
+" FILE:LINE:COLUMN, FILE:LINE and FILE, each with a severity; excerpts and the summary are ignored.
 CompilerSet errorformat=
       \%f:%l:%v:\ %trror:\ %m,
       \%f:%l:%v:\ %tarning:\ %m,
