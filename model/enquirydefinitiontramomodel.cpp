@@ -14,15 +14,17 @@ struct EnquiryDefinitionTramoModel::Layout {
             return area.size < 0 || (area.type == TF::EnquiryAreaType::AreaC && area.list.in(m.line).empty());
         }};
 
+    static void setOrder(M& m) { m.setOrder(m.order); }
+
     // The four fields of one area. The list is written into the next columns, too, where the label of the next area follows.
     template <int K> static consteval auto area(std::int32_t column) {
         // clang-format off
         return fields<M>({
-            Row{column,      16, "area#Label", text           <&M::areas, K - 1, &Area::label>, {.inconsistentIf = &incomplete<K>, .slot = K}},
-            Row{column + 16,  1, "area#Type",  enquiryAreaType<&M::areas, K - 1, &Area::type>,  {.kept = keptText<&M::areas, K - 1, &Area::typeText>, .parseColumn = column + 17, .slot = K}},
-            Row{column + 17,  2, "area#Size",  number         <&M::areas, K - 1, &Area::size>,  {.written = atLeast(0), .kept = keptText<&M::areas, K - 1, &Area::sizeText>, .slot = K}},
-            Row{column + 19,  8, "area#List",  text           <&M::areas, K - 1, &Area::list>,  {.buildColumn = column, .buildWidth = 16, .slot = K}},
-        });
+            Row{column,      16, "area#Label", text           <&M::areas, K - 1, &Area::label>, {.inconsistentIf = &incomplete<K>}},
+            Row{column + 16,  1, "area#Type",  enquiryAreaType<&M::areas, K - 1, &Area::type>,  {.kept = keptText<&M::areas, K - 1, &Area::typeText>, .parseColumn = column + 17}},
+            Row{column + 17,  2, "area#Size",  number         <&M::areas, K - 1, &Area::size>,  {.written = atLeast(0), .kept = keptText<&M::areas, K - 1, &Area::sizeText>}},
+            Row{column + 19,  8, "area#List",  text           <&M::areas, K - 1, &Area::list>,  {.buildColumn = column, .buildWidth = 16}},
+        }, K);
         // clang-format on
     }
 };
@@ -56,8 +58,8 @@ const Record<M>& M::layout() {
         Layout::area<4>(404),
         Layout::area<5>(431),
         fields<M>({
-            Row{511,  2, "order",      number<&M::order>,    {.written = never, .missing = below(0), .set = through<&M::setOrder, &M::order>}},
-            Row{511,  2, "orderStr",   text<&M::orderText>,  {.label = notShown, .overlaid = true}},
+            Row{511, 2, "order",    number<&M::order>,     {.written = never, .missing = below(0), .set = Layout::setOrder}},
+            Row{511, 2, "orderStr", text  <&M::orderText>, {.label = notShown, .overlaid = true}},
         }));
     // clang-format on
     static constexpr Record<M> record{L'5', "EnquiryDefinitionTramoModel", "enquiry definition", rows};

@@ -10,10 +10,10 @@ struct EnquiryResultTramoModel::Layout {
     template <int K> static consteval auto area(std::int32_t column) {
         // clang-format off
         return fields<M>({
-            Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>,   {.slot = K}},
-            Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>,   {.slot = K}},
-            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>, {.slot = K}},
-        });
+            Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>},
+            Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>},
+            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>},
+        }, K);
         // clang-format on
     }
 };

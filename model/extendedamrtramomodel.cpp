@@ -22,10 +22,10 @@ struct ExtendedAMRTramoModel::Layout {
         constexpr auto* group = &slotIsFilled<K>;
         // clang-format off
         return fields<M>({
-            Row{column,      12, "history#DateTime", dateTime  <&M::history, K - 1, &HistorySlot::dateTime>, {.group = group, .inconsistentIf = &slotIsPartly<K>, .slot = K}},
-            Row{column + 12,  9, "history#Index",    decimal<3, &M::history, K - 1, &HistorySlot::index>,    {.group = group, .parseCode = TE::ParseInteger, .buildCode = TE::BuildInteger, .slot = K}},
-            Row{column + 21,  1, "history#Alarms",   alarm     <&M::history, K - 1, &HistorySlot::alarms>,   {.group = group, .parseColumn = column + 12, .slot = K}},
-        });
+            Row{column,      12, "history#DateTime", dateTime<&M::history, K - 1, &HistorySlot::dateTime>, {.group = group, .inconsistentIf = &slotIsPartly<K>}},
+            Row{column + 12,  9, "history#Index",    decimal <3, &M::history, K - 1, &HistorySlot::index>, {.group = group, .parseCode = TE::ParseInteger, .buildCode = TE::BuildInteger}},
+            Row{column + 21,  1, "history#Alarms",   alarm   <&M::history, K - 1, &HistorySlot::alarms>,   {.group = group, .parseColumn = column + 12}},
+        }, K);
         // clang-format on
     }
 };

@@ -80,15 +80,26 @@ template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     }
 }
 
+constexpr char capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+// Appends the label of a row in toString.
+template <class M, class Text> void appendLabel(const Record<M>& record, const Row<M>& row, Text& out) {
+    if (row.but.label) return appendNumbered(row.but.label, row.but.slot, out);
+    const std::string_view prefix = record.labelPrefix, name = row.name;
+    appendNumbered(prefix, row.but.slot, out);
+    out += static_cast<typename Text::value_type>(prefix.empty() ? name.front() : capital(name.front()));
+    appendNumbered(name.substr(1), row.but.slot, out);
+}
+
 template <class M> std::wstring Record<M>::print(const M& m) const {
     std::wstring out;
     out.reserve(2048);  // enough for most records
     codec::append(inDump, out);
     wchar_t separator = L'[';
     for (const Row<M>& row : rows) {
-        if (*row.label() == 0) continue;
+        if (!row.isShown()) continue;
         out += separator;
-        appendNumbered(row.label(), row.but.slot, out);
+        appendLabel(*this, row, out);
         out += L':';
         row.value.print(m, out);
         separator = L',';
@@ -110,14 +121,16 @@ template <class M> std::string nameOfValue(const Value<M>* value) {
     return {};
 }
 
-template <class M> Field describe(const Row<M>& row, const M& byDefault, std::size_t index) {
+template <class M> Field describe(const Record<M>& record, const Row<M>& row, const M& byDefault, std::size_t index) {
     const auto& but = row.but;
+    std::string label;
+    appendLabel(record, row, label);
     const bool missing = but.missing.operation != Test::Never || but.missingIf;
     const char* group = but.group ? but.group->words : but.present ? "it has been set" : "";
     const char* rule = but.missingIf ? but.missingIf->words : but.inconsistentIf ? but.inconsistentIf->words : "";
     return Field{
         .name = numbered(row.name, but.slot),
-        .label = numbered(row.label(), but.slot),
+        .label = label,
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
         .writtenWidth = row.but.buildWidth ? row.but.buildWidth : row.width,
@@ -152,7 +165,7 @@ template <class M> M emptyModel() {
 template <class M> RecordKind describe(const Record<M>& record) {
     RecordKind all{record.letter, record.name, record.model, detail::lastColumn<M>(), {}};
     const M model = emptyModel<M>();
-    for (const Row<M>& row : record.rows) all.fields.push_back(describe(row, model, all.fields.size()));
+    for (const Row<M>& row : record.rows) all.fields.push_back(describe(record, row, model, all.fields.size()));
     return all;
 }
 

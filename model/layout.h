@@ -81,7 +81,7 @@ template <class T> struct Stated {
 
 // The deviations of a field from the rules of its kind.
 template <class M> struct Particulars {
-    const char* label = nullptr;                   // in toString, instead of the field's name; "": not shown
+    const char* label = nullptr;                   // in toString, unless it is the name after the record's labelPrefix
     Test written = always;                         // written only if its value passes
     const Condition<M>* group = nullptr;           // written only if this holds, too
     bool M::*present = nullptr;                    // set when a text is parsed; written only if set
@@ -100,7 +100,7 @@ template <class M> struct Particulars {
     int buildWidth = 0;                                                // width written instead of the width read
     int slot = 0;                                                      // number of the repeated group, for '#' in name and label
 };
-inline constexpr const char* notShown = "";
+inline constexpr const char* notShown = "";  // the label of a field that toString does not show
 
 template <class M> struct Row {
     std::int32_t column;  // of the first character, 1-based
@@ -110,7 +110,7 @@ template <class M> struct Row {
     Particulars<M> but = {};
 
     constexpr bool inLine() const { return width != 0; }
-    constexpr const char* label() const { return but.label ? but.label : name; }
+    constexpr bool isShown() const { return !but.label || *but.label != 0; }
     constexpr TE::FieldError parseError() const {
         return {but.parseColumn ? but.parseColumn : column, but.parseCode ? but.parseCode : value.parseCode};
     }
@@ -137,6 +137,7 @@ template <class M> struct Record {
     std::span<const Row<M>> rows;
     const char* inMessages = model;       // the name in the message about a line of another kind
     const char* inDump = model;           // the beginning of toString
+    const char* labelPrefix = "";         // in toString, before the names of fields: with "amr", "data" becomes "amrData"
     std::span<const Step<M>> steps = {};  // added by checked()
 
     void parse(M& model) const;
@@ -366,11 +367,6 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 
-// A lambda in the table of a record would be enough, but clang 14 loses its parameter.
-template <auto Setter, auto Member> constexpr auto setterOf() {
-    return +[](decltype(ownerOf(Member))& m) { (m.*Setter)(m.*Member); };
-}
-
 template <auto Member, auto... Rest> constexpr auto keptAt() {
     return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
 }
@@ -393,12 +389,11 @@ template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<
 template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm>, Path...>();
 template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType>, Path...>();
 template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode>, Path...>();
+template <auto... Path> inline constexpr auto sixDecimals     = detail::valueAt<kind::Decimal<-1>, Path...>();  // as "%f" writes them
 template <int Decimals, auto... Path> inline constexpr auto decimal = detail::valueAt<kind::Decimal<Decimals>, Path...>();
 template <auto... Path> inline constexpr auto keptText        = detail::keptAt<Path...>();
-template <auto Setter, auto Member> inline constexpr auto through = detail::setterOf<Setter, Member>();
 // clang-format on
 
-inline constexpr int sixDecimals = -1;                                          // as "%f" writes them
 inline constexpr Test known = above(std::numeric_limits<std::int32_t>::min());  // a year that is not the lowest value
 
 // A wrong column in a record is a compiler error; the note names the column. ------------------------------------------
@@ -457,8 +452,13 @@ template <const auto& record> constexpr const auto& checked() {
     return detail::withSteps<record>;
 }
 
-// Tables with repeated groups: joins fields({...}) and groups of rows in order.
-template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N]) { return std::to_array(rows); }
+// Tables with repeated groups: joined() puts their parts, each made by fields({...}), in order. The parts of a repeated group
+// differ in their `slot`.
+template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N], int slot = 0) {
+    std::array<Row<M>, N> all = std::to_array(rows);
+    for (Row<M>& row : all) row.but.slot = slot;
+    return all;
+}
 template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {
     std::array<Row<M>, (N + ...)> all{};
     std::size_t size = 0;

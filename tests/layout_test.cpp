@@ -1,6 +1,6 @@
 // Mistakes in a table: the compiler rejects columns outside the line and columns of two fields. Most of these tests run at
 // compile time.
-#include "model/layout.h"
+#include "model/frame.h"
 #include <gtest/gtest.h>
 
 using namespace tramo;
@@ -96,21 +96,39 @@ TEST(Row, ReportsAtItsOwnColumnWithTheCodeOfItsKind) {
     EXPECT_EQ(row.parseError(), (TE::FieldError{7, TE::ParseInteger}));
     EXPECT_EQ(row.buildError(), (TE::FieldError{7, TE::BuildInteger}));
     EXPECT_EQ(row.missingColumn(), 7);
-    EXPECT_STREQ(row.label(), "number");
 }
 
 TEST(Row, ReportsAtTheColumnsAndWithTheCodesStated) {
     const Row<Long> row{7, 5, "number", number<&Long::number>,
-        {.label = "theNumber",
-            .parseColumn = 1,
-            .buildColumn = 2,
-            .missingColumn = 3,
-            .parseCode = TE::ParseBool,
-            .buildCode = TE::BuildText}};
+        {.parseColumn = 1, .buildColumn = 2, .missingColumn = 3, .parseCode = TE::ParseBool, .buildCode = TE::BuildText}};
     EXPECT_EQ(row.parseError(), (TE::FieldError{1, TE::ParseBool}));
     EXPECT_EQ(row.buildError(), (TE::FieldError{2, TE::BuildText}));
     EXPECT_EQ(row.missingColumn(), 3);
-    EXPECT_STREQ(row.label(), "theNumber");
+}
+
+// ---- Labels ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+std::wstring shownAfter(const char* prefix) {
+    const Row<Long> rows[] = {
+        {2, 5, "number", number<&Long::number>},
+        {7, 5, "area#Number", number<&Long::number>, {.slot = 4}},
+        {12, 5, "total", number<&Long::number>, {.label = "sum#Of", .slot = 18}},
+        {17, 5, "hidden", number<&Long::number>, {.label = notShown}},
+        {22, 1, "x", flag<&Long::isSet>},
+    };
+    Long model;
+    model.number = 7;
+    return Record<Long>{.letter = L'0', .model = "Long", .name = "long", .rows = rows, .labelPrefix = prefix}.print(model);
+}
+
+}  // namespace
+
+TEST(Label, IsTheNameOrTheStatedLabel) { EXPECT_EQ(shownAfter(""), L"Long[number:7,area4Number:7,sum18Of:7,x:0]"); }
+
+TEST(Label, FollowsThePrefixOfTheRecordUnlessItIsStated) {
+    EXPECT_EQ(shownAfter("amr"), L"Long[amrNumber:7,amrArea4Number:7,sum18Of:7,amrX:0]");
 }
 
 TEST(Layout, ReportsAColumnOutsideTheLineAtRunTime) {

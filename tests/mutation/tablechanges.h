@@ -66,6 +66,7 @@ public:
         text("name", &Record<M>::name, original);
         text("inMessages", &Record<M>::inMessages, original);
         text("inDump", &Record<M>::inDump, original);
+        text("labelPrefix", &Record<M>::labelPrefix, original);
         for (std::size_t i = 0; i < original.rows.size(); ++i) ofRow(i, original.rows[i]);
     }
 
