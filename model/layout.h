@@ -161,16 +161,25 @@ template <class M> using LineOf = std::remove_cvref_t<decltype(Layouts::line(std
 
 // Kinds of values: the conversions of one type, and its measure for a Test. ------------------------------------------
 
+// The error for a member of another type, in words. Each kind states it with the types that it expects.
+#define TRAMO_EXPECTED(KIND, TYPES)                                                                    \
+    template <class T> struct Misfit {                                                                 \
+        static_assert(fits<T>, "the member's type does not fit the kind '" KIND "': expected " TYPES); \
+    }
+
 namespace kind {
 
-struct None {
+template <class... Types> struct For {
+    template <class T> static constexpr bool fits = (std::is_same_v<T, Types> || ...);
+
     static constexpr int decimals = 0;
     static constexpr TE::errorType parseCode{}, buildCode{};
     static std::wstring codes() { return {}; }
     static std::wstring codesWritten() { return {}; }
 };
 
-struct Text : None {
+struct Text : For<FieldText> {
+    TRAMO_EXPECTED("text", "tramo::FieldText");
     static constexpr FieldKind kind = FieldKind::Text;
     static constexpr TE::errorType buildCode = TE::BuildText;
     static bool parse(FieldText& v, Cut cut) {
@@ -190,7 +199,8 @@ struct Text : None {
     }
 };
 
-struct Number : None {
+struct Number : For<int, long long, long32> {
+    TRAMO_EXPECTED("number", "int, long long or long32");
     static constexpr FieldKind kind = FieldKind::Integer;
     static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
     static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v, cut.blanks); }
@@ -212,11 +222,13 @@ struct Number : None {
 
 // A number that toString shows as the character of that code.
 struct Character : Number {
+    TRAMO_EXPECTED("character", "int, long long or long32");
     static void print(auto v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(static_cast<std::uint16_t>(v)); }
 };
 
 template <codec::DateFormat Format> struct Time : Number {
     using enum codec::DateFormat;
+    template <class T> static constexpr bool fits = std::is_same_v<T, long32>;
     static constexpr FieldKind kind = Format == Date       ? FieldKind::Date
                                       : Format == DateTime ? FieldKind::DateTime
                                                            : FieldKind::Year;
@@ -235,7 +247,18 @@ template <codec::DateFormat Format> struct Time : Number {
     static bool build(long32 v, const auto&, wchar_t* dest, int) { return codec::fromDate(v, dest, Format); }
 };
 
-template <int Decimals> struct Decimal : None {
+struct Date : Time<codec::DateFormat::Date> {
+    TRAMO_EXPECTED("date", "long32");
+};
+struct DateTime : Time<codec::DateFormat::DateTime> {
+    TRAMO_EXPECTED("dateTime", "long32");
+};
+struct Year : Time<codec::DateFormat::Year> {
+    TRAMO_EXPECTED("year", "long32");
+};
+
+template <int Decimals> struct Decimal : For<double> {
+    TRAMO_EXPECTED("decimal", "double");
     static constexpr FieldKind kind = FieldKind::Decimal;
     static constexpr int decimals = Decimals;
     static constexpr TE::errorType parseCode = TE::ParseDouble, buildCode = TE::BuildDouble;
@@ -253,8 +276,12 @@ template <int Decimals> struct Decimal : None {
         return number != nullptr;
     }
 };
+struct SixDecimals : Decimal<-1> {
+    TRAMO_EXPECTED("sixDecimals", "double");
+};
 
-struct Flag : None {
+struct Flag : For<bool> {
+    TRAMO_EXPECTED("flag", "bool");
     static constexpr FieldKind kind = FieldKind::Flag;
     static constexpr TE::errorType parseCode = TE::ParseBool, buildCode = TE::BuildBool;
     static bool parse(bool& v, Cut cut) {
@@ -277,11 +304,12 @@ struct Flag : None {
 
 // A flag that toString shows as the character of code 0 or 1.
 struct CharacterFlag : Flag {
+    TRAMO_EXPECTED("characterFlag", "bool");
     static constexpr TE::errorType parseCode{};  // never fails: every text is a flag
     static void print(bool v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
 };
 
-template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None {
+template <class E, TE::errorType Parse, TE::errorType Build> struct Code : For<E> {
     static constexpr FieldKind kind = FieldKind::Code;
     static constexpr TE::errorType parseCode = Parse, buildCode = Build;
     static std::wstring codes() {
@@ -311,7 +339,30 @@ template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None 
     }
 };
 
-struct Alarms : None {
+struct TramoType : Code<TF::TramoType, TE::ParseTramoType, TE::BuildTramoType> {
+    TRAMO_EXPECTED("tramoType", "TF::TramoType");
+};
+struct Fluid : Code<TF::MeterFluid, TE::ParseFluidType, TE::BuildFluidType> {
+    TRAMO_EXPECTED("fluid", "TF::MeterFluid");
+};
+struct ReadStatus : Code<TF::ReadStatus, TE::ParseReadStatus, TE::BuildReadStatus> {
+    TRAMO_EXPECTED("readStatus", "TF::ReadStatus");
+};
+struct ReadMethod : Code<TF::ReadMethod, TE::ParseReadMethod, TE::BuildReadMethod> {
+    TRAMO_EXPECTED("readMethod", "TF::ReadMethod");
+};
+struct Alarm : Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm> {
+    TRAMO_EXPECTED("alarm", "TF::AmrAlarms");
+};
+struct EnquiryAreaType : Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType> {
+    TRAMO_EXPECTED("enquiryAreaType", "TF::EnquiryAreaType");
+};
+struct EnquiryAreaMode : Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode> {
+    TRAMO_EXPECTED("enquiryAreaMode", "TF::EnquiryAreaMode");
+};
+
+struct Alarms : For<codec::AlarmFlags> {
+    TRAMO_EXPECTED("alarms", "tramo::codec::AlarmFlags");
     static constexpr FieldKind kind = FieldKind::AlarmFlags;
     static constexpr TE::errorType parseCode = TE::ParseAmrAlarmFlags, buildCode = TE::BuildAmrAlarmFlags;
     static long long bits(const codec::AlarmFlags& v) {
@@ -339,6 +390,7 @@ struct Alarms : None {
 };
 
 }  // namespace kind
+#undef TRAMO_EXPECTED
 
 // A path to a value in a model: a member, or member, index and member for a repeated group. --------------------------
 
@@ -356,19 +408,29 @@ template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
 
 template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
     using M = decltype(ownerOf(Member));
-    return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
-        [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
-        [](const M& m, wchar_t* dest, int width) {
-            return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width);
-        },
-        [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
-        [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
-        [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
-        [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
+    using Type = std::remove_cvref_t<decltype(reach<Member, Rest...>(std::declval<M&>()))>;
+    if constexpr (!Kind::template fits<Type>) {
+        static_assert(sizeof(typename Kind::template Misfit<Type>));
+        return Value<M>{};  // the only error shall be that of the kind
+    } else
+        return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
+            [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
+            [](const M& m, wchar_t* dest, int width) {
+                return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width);
+            },
+            [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
+            [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
+            [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
+            [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 
 template <auto Member, auto... Rest> constexpr auto keptAt() {
-    return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
+    using M = decltype(ownerOf(Member));
+    using Pointer = FieldText& (*)(M&);
+    constexpr bool fits = std::is_same_v<decltype(reach<Member, Rest...>(std::declval<M&>())), FieldText&>;
+    static_assert(fits, "the member's type does not fit keptText: expected tramo::FieldText");
+    if constexpr (fits) return Pointer([](M& m) -> FieldText& { return reach<Member, Rest...>(m); });
+    else return Pointer();
 }
 }  // namespace detail
 
@@ -376,20 +438,20 @@ template <auto Member, auto... Rest> constexpr auto keptAt() {
 template <auto... Path> inline constexpr auto text            = detail::valueAt<kind::Text, Path...>();
 template <auto... Path> inline constexpr auto number          = detail::valueAt<kind::Number, Path...>();
 template <auto... Path> inline constexpr auto character       = detail::valueAt<kind::Character, Path...>();
-template <auto... Path> inline constexpr auto date            = detail::valueAt<kind::Time<codec::DateFormat::Date>, Path...>();
-template <auto... Path> inline constexpr auto dateTime        = detail::valueAt<kind::Time<codec::DateFormat::DateTime>, Path...>();
-template <auto... Path> inline constexpr auto year            = detail::valueAt<kind::Time<codec::DateFormat::Year>, Path...>();
+template <auto... Path> inline constexpr auto date            = detail::valueAt<kind::Date, Path...>();
+template <auto... Path> inline constexpr auto dateTime        = detail::valueAt<kind::DateTime, Path...>();
+template <auto... Path> inline constexpr auto year            = detail::valueAt<kind::Year, Path...>();
 template <auto... Path> inline constexpr auto flag            = detail::valueAt<kind::Flag, Path...>();
 template <auto... Path> inline constexpr auto characterFlag   = detail::valueAt<kind::CharacterFlag, Path...>();
 template <auto... Path> inline constexpr auto alarms          = detail::valueAt<kind::Alarms, Path...>();
-template <auto... Path> inline constexpr auto tramoType       = detail::valueAt<kind::Code<TF::TramoType, TE::ParseTramoType, TE::BuildTramoType>, Path...>();
-template <auto... Path> inline constexpr auto fluid           = detail::valueAt<kind::Code<TF::MeterFluid, TE::ParseFluidType, TE::BuildFluidType>, Path...>();
-template <auto... Path> inline constexpr auto readStatus      = detail::valueAt<kind::Code<TF::ReadStatus, TE::ParseReadStatus, TE::BuildReadStatus>, Path...>();
-template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<kind::Code<TF::ReadMethod, TE::ParseReadMethod, TE::BuildReadMethod>, Path...>();
-template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm>, Path...>();
-template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType>, Path...>();
-template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode>, Path...>();
-template <auto... Path> inline constexpr auto sixDecimals     = detail::valueAt<kind::Decimal<-1>, Path...>();  // as "%f" writes them
+template <auto... Path> inline constexpr auto tramoType       = detail::valueAt<kind::TramoType, Path...>();
+template <auto... Path> inline constexpr auto fluid           = detail::valueAt<kind::Fluid, Path...>();
+template <auto... Path> inline constexpr auto readStatus      = detail::valueAt<kind::ReadStatus, Path...>();
+template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<kind::ReadMethod, Path...>();
+template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Alarm, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::EnquiryAreaType, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::EnquiryAreaMode, Path...>();
+template <auto... Path> inline constexpr auto sixDecimals     = detail::valueAt<kind::SixDecimals, Path...>();  // as "%f" writes them
 template <int Decimals, auto... Path> inline constexpr auto decimal = detail::valueAt<kind::Decimal<Decimals>, Path...>();
 template <auto... Path> inline constexpr auto keptText        = detail::keptAt<Path...>();
 // clang-format on
@@ -447,8 +509,10 @@ template <const auto& record> inline constexpr auto withSteps = [] {
 }  // namespace detail
 
 template <const auto& record> constexpr const auto& checked() {
-    static_assert(detail::liesInLine<detail::columnOutsideLine(record)>, "a field lies outside its line");
-    static_assert(detail::hasOneField<detail::columnOfTwoFields(record)>, "two fields share a column");
+    constexpr int outside = detail::columnOutsideLine(record);
+    constexpr int shared = outside == detail::noColumn ? detail::columnOfTwoFields(record) : detail::noColumn;
+    static_assert(detail::liesInLine<outside>, "a field lies outside its line");
+    static_assert(detail::hasOneField<shared>, "two fields share a column");
     return detail::withSteps<record>;
 }
 
