@@ -4,7 +4,7 @@
 using namespace tramo;
 using M = AMRTramoModel;
 
-struct AMRTramoModel::Layout {
+struct AMRTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     static constexpr Condition<M> pulseWeightIsText{
@@ -57,9 +57,9 @@ struct AMRTramoModel::Layout {
     // clang-format on
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
-    using L = Layout;
+    using P = TableParts;
     // clang-format off
     static constexpr auto rows = joined(   // column 0: not in the line, only shown by toString
         fields<M>({
@@ -74,31 +74,31 @@ const Record<M>& M::layout() {
             Row{ 88,  16, "internalSerialNumber",   text         <&M::internalSerialNumber>,   {.missing = empty}},
             Row{104, 128, "data",                   text         <&M::data>,                   {.missing = empty}},
             Row{232,  10, "pulseWeight",            sixDecimals  <&M::pulseWeight>,            {.written = above(0), .missing = below(0)}},
-            Row{232,  10, "pulseWeightStr",         text         <&M::pulseWeightStr>,         {.label = notShown, .group = &L::pulseWeightIsText, .overlaid = true}},
+            Row{232,  10, "pulseWeightStr",         text         <&M::pulseWeightStr>,         {.label = notShown, .group = &P::pulseWeightIsText, .overlaid = true}},
             Row{242,  10, "maxIndex",               number       <&M::maxIndex>,               {.written = atLeast(0), .missing = below(0)}},
-            Row{252,   8, "previousReadingDate",    date         <&M::previousReadingDate>,    {.group = &L::hasPrevious, .missing = below(1)}},
+            Row{252,   8, "previousReadingDate",    date         <&M::previousReadingDate>,    {.group = &P::hasPrevious, .missing = below(1)}},
             Row{252,   8, "previousReadingDateStr", text         <&M::previousReadingDateStr>, {.label = notShown, .written = never, .overlaid = true}},
-            Row{260,  16, "previousMeterIndex",     sixDecimals  <&M::previousMeterIndex>,     {.written = above(-1), .group = &L::hasPrevious, .missing = below(0)}},
-            Row{276,  10, "previousAmrIndex",       number       <&M::previousAmrIndex>,       {.label = notShown, .written = atLeast(0), .group = &L::hasPrevious, .missing = below(0), .parseCode = TE::ParseDouble}},
-            Row{286,   4, "previousAlarms",         alarms       <&M::previousAlarms>,         {.label = notShown, .group = &L::hasPrevious, .missingIf = &L::lacksPreviousMeterIndex, .kept = keptText<&M::previousAlarmText>}},
+            Row{260,  16, "previousMeterIndex",     sixDecimals  <&M::previousMeterIndex>,     {.written = above(-1), .group = &P::hasPrevious, .missing = below(0)}},
+            Row{276,  10, "previousAmrIndex",       number       <&M::previousAmrIndex>,       {.label = notShown, .written = atLeast(0), .group = &P::hasPrevious, .missing = below(0), .parseCode = TE::ParseDouble}},
+            Row{286,   4, "previousAlarms",         alarms       <&M::previousAlarms>,         {.label = notShown, .group = &P::hasPrevious, .missingIf = &P::lacksPreviousMeterIndex, .kept = keptText<&M::previousAlarmText>}},
             Row{  0,   0, "previousAlarmText",      text         <&M::previousAlarmText>,      {.label = "amrPreviousAlarmStr"}},
         }),
-        Layout::previousAlarmFlags(),
+        TableParts::previousAlarmFlags(),
         fields<M>({
-            Row{290,  64, "previousAmrStatus",      text         <&M::previousAmrStatus>,      {.group = &L::hasPrevious, .missing = empty}},
-            Row{354,   8, "currentReadingDate",     date         <&M::currentReadingDate>,     {.group = &L::hasCurrent}},
-            Row{362,  16, "currentMeterIndex",      sixDecimals  <&M::currentMeterIndex>,      {.written = above(-1), .group = &L::hasCurrent}},
-            Row{378,  10, "currentAmrIndex",        number       <&M::currentAmrIndex>,        {.label = notShown, .written = atLeast(0), .group = &L::hasCurrent, .parseCode = TE::ParseDouble}},
-            Row{388,   4, "currentAlarms",          alarms       <&M::currentAlarms>,          {.label = notShown, .group = &L::hasCurrent, .kept = keptText<&M::currentAlarmText>, .buildColumn = 286}},
+            Row{290,  64, "previousAmrStatus",      text         <&M::previousAmrStatus>,      {.group = &P::hasPrevious, .missing = empty}},
+            Row{354,   8, "currentReadingDate",     date         <&M::currentReadingDate>,     {.group = &P::hasCurrent}},
+            Row{362,  16, "currentMeterIndex",      sixDecimals  <&M::currentMeterIndex>,      {.written = above(-1), .group = &P::hasCurrent}},
+            Row{378,  10, "currentAmrIndex",        number       <&M::currentAmrIndex>,        {.label = notShown, .written = atLeast(0), .group = &P::hasCurrent, .parseCode = TE::ParseDouble}},
+            Row{388,   4, "currentAlarms",          alarms       <&M::currentAlarms>,          {.label = notShown, .group = &P::hasCurrent, .kept = keptText<&M::currentAlarmText>, .buildColumn = 286}},
             Row{  0,   0, "currentAlarmText",       text         <&M::currentAlarmText>,       {.label = "amrCurrentAlarmStr"}},
         }),
-        Layout::currentAlarmFlags(),
+        TableParts::currentAlarmFlags(),
         fields<M>({
-            Row{392,  64, "currentAmrStatus",       text         <&M::currentAmrStatus>,       {.group = &L::hasCurrent}},
-            Row{456,   1, "externalAMR",            characterFlag<&M::externalAMR>,            {.label = "isExternamAMR", .written = never, .set = L::setExternal}},
+            Row{392,  64, "currentAmrStatus",       text         <&M::currentAmrStatus>,       {.group = &P::hasCurrent}},
+            Row{456,   1, "externalAMR",            characterFlag<&M::externalAMR>,            {.label = "isExternamAMR", .written = never, .set = P::setExternal}},
             Row{456,   1, "externalAMRText",        text         <&M::externalText>,           {.label = notShown, .overlaid = true}},
-            Row{457,  12, "lastReadFailDate",       dateTime     <&M::lastReadFailDate>,       {.label = notShown, .group = &L::hasReadFails}},
-            Row{469,   2, "readFailCount",          number       <&M::readFailCount>,          {.label = notShown, .group = &L::hasReadFails}},
+            Row{457,  12, "lastReadFailDate",       dateTime     <&M::lastReadFailDate>,       {.label = notShown, .group = &P::hasReadFails}},
+            Row{469,   2, "readFailCount",          number       <&M::readFailCount>,          {.label = notShown, .group = &P::hasReadFails}},
         }));
     // clang-format on
     static constexpr Record<M> record{
@@ -113,9 +113,9 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::AMRTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
-TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+M::AMRTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return table().build(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(AMRTramoModel);

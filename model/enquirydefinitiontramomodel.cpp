@@ -4,7 +4,7 @@
 using namespace tramo;
 using M = EnquiryDefinitionTramoModel;
 
-struct EnquiryDefinitionTramoModel::Layout {
+struct EnquiryDefinitionTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static constexpr Condition<M> incomplete{
@@ -29,7 +29,7 @@ struct EnquiryDefinitionTramoModel::Layout {
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr auto rows = joined(
@@ -52,13 +52,13 @@ const Record<M>& M::layout() {
             Row{283, 20, "labelO",     text<&M::labels, 14>},
             Row{303, 20, "labelP",     text<&M::labels, 15>},
         }),
-        Layout::area<1>(323),
-        Layout::area<2>(350),
-        Layout::area<3>(377),
-        Layout::area<4>(404),
-        Layout::area<5>(431),
+        TableParts::area<1>(323),
+        TableParts::area<2>(350),
+        TableParts::area<3>(377),
+        TableParts::area<4>(404),
+        TableParts::area<5>(431),
         fields<M>({
-            Row{511, 2, "order",    number<&M::order>,     {.written = never, .missing = below(0), .set = Layout::setOrder}},
+            Row{511, 2, "order",    number<&M::order>,     {.written = never, .missing = below(0), .set = TableParts::setOrder}},
             Row{511, 2, "orderStr", text  <&M::orderText>, {.label = notShown, .overlaid = true}},
         }));
     // clang-format on
@@ -66,14 +66,14 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::EnquiryDefinitionTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+M::EnquiryDefinitionTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
 TramoLine::tramoLine_t M::toTramoLine() {
-    auto built = layout().build(*this);
+    auto built = table().build(*this);
     builtLine = built;
     return built;
 }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 void M::setOrder(int v) {
     order = v;

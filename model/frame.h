@@ -10,11 +10,11 @@ namespace tramo {
 // Returns whether the line in the model is of the record's kind; if not, reports it as the format requires.
 template <class M> bool acceptsLine(const Record<M>& record, M& model) {
     if (record.letter == 0) return true;
-    const wchar_t found = Layouts::line(model)[0];
+    const wchar_t found = ModelAccess::line(model)[0];
     TF::TramoLineType type;
-    if (!codec::toCode(found, type)) Layouts::errors(model).parse.push_back({0, TE::ParseLineType});
+    if (!codec::toCode(found, type)) ModelAccess::errors(model).parse.push_back({0, TE::ParseLineType});
     if (found == record.letter) return true;
-    Layouts::errors(model).parse.push_back({0, TE::WrongLineType});
+    ModelAccess::errors(model).parse.push_back({0, TE::WrongLineType});
     refuse(record.inMessages, found, record.letter);
     return false;
 }
@@ -22,13 +22,13 @@ template <class M> bool acceptsLine(const Record<M>& record, M& model) {
 // Sets the values of the model from its line. A line of another kind changes no value.
 template <class M> void Record<M>::parse(M& m) const {
     if (!acceptsLine(*this, m)) return;
-    const auto& line = Layouts::line(m);
+    const auto& line = ModelAccess::line(m);
     const BlankMap<std::tuple_size_v<LineOf<M>> - 2> filledColumns(line.data());
     for (const Step<M>& step : steps) {
         const auto [blanks, size] = filledColumns.text(step.first, step.width);
         Cut cut{line.data() + step.first, step.first, static_cast<std::uint16_t>(blanks), size};
         if (step.plain) {
-            if (cut.size != 0 && !step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
+            if (cut.size != 0 && !step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
             continue;
         }
         const auto& but = step.row->but;
@@ -38,7 +38,7 @@ template <class M> void Record<M>::parse(M& m) const {
             cut = {but.blank.data(), 0, 0, static_cast<std::uint32_t>(but.blank.size())};
             if (but.kept) but.kept(m) = std::wstring(but.blank);
         }
-        if (!step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
+        if (!step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
         else if (but.present) m.*but.present = true;
     }
 }
@@ -49,10 +49,10 @@ template <class M> bool isWritten(const Row<M>& row, const M& m) {
 }
 
 template <class M> auto Record<M>::build(M& m) const {
-    auto& errors = Layouts::errors(m).build;
+    auto& errors = ModelAccess::errors(m).build;
     errors.clear();
     auto line = blankLine<LineOf<M>>();
-    if (letter) codec::fromCode(static_cast<TF::TramoLineType>(Layouts::letter(m)), line.data());
+    if (letter) codec::fromCode(static_cast<TF::TramoLineType>(ModelAccess::letter(m)), line.data());
     for (const Row<M>& row : rows)
         if (isWritten(row, std::as_const(m)) &&
             !row.value.build(m, line.data() + row.column - 1, row.but.buildWidth ? row.but.buildWidth : row.width))
@@ -61,7 +61,7 @@ template <class M> auto Record<M>::build(M& m) const {
 }
 
 template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
-    ErrorLists& errors = Layouts::errors(m);
+    ErrorLists& errors = ModelAccess::errors(m);
     errors.mandatory.clear();
     findMandatory(
         m, [&](TE::FieldError error, bool toParseList) { (toParseList ? errors.parse : errors.mandatory).push_back(error); });
@@ -71,7 +71,7 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     for (const Row<M>& row : rows) {
         auto measure = [&] {
-            return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m);
+            return row.but.kept ? static_cast<double>(row.but.kept(m).in(ModelAccess::line(m)).size()) : row.value.measure(m);
         };
         if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
             report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.but.toParseList);
@@ -116,7 +116,7 @@ constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
 // Returns the name of the field that holds this value.
 template <class M> std::string nameOfValue(const Value<M>* value) {
     if (value)
-        for (const Row<M>& row : Layouts::of<M>().rows)
+        for (const Row<M>& row : ModelAccess::table<M>().rows)
             if (row.value.get == value->get) return numbered(row.name, row.but.slot);
     return {};
 }
@@ -158,7 +158,7 @@ template <class M> Field describe(const Record<M>& record, const Row<M>& row, co
 template <class M> M emptyModel() {
     if constexpr (std::is_default_constructible_v<M>) return M();
     auto line = blankLine<LineOf<M>>();
-    if (Layouts::of<M>().letter) line[0] = Layouts::of<M>().letter;
+    if (ModelAccess::table<M>().letter) line[0] = ModelAccess::table<M>().letter;
     return M(line);
 }
 
@@ -172,7 +172,7 @@ template <class M> RecordKind describe(const Record<M>& record) {
 // Separate from kindOf, so that the library does not export it.
 template <class M> struct KindOf {
     static const RecordKind& get() {
-        static const RecordKind kind = describe(Layouts::of<M>());
+        static const RecordKind kind = describe(ModelAccess::table<M>());
         return kind;
     }
 };
@@ -180,11 +180,11 @@ template <class M> struct KindOf {
 template <class M> const RecordKind& kindOf() { return KindOf<M>::get(); }
 
 template <class M> FieldValue get(const M& model, const Field& field) {
-    return Layouts::of<M>().rows[field.index].value.get(model);
+    return ModelAccess::table<M>().rows[field.index].value.get(model);
 }
 
 template <class M> bool set(M& model, const Field& field, const FieldValue& value) {
-    const Row<M>& row = Layouts::of<M>().rows[field.index];
+    const Row<M>& row = ModelAccess::table<M>().rows[field.index];
     if (!row.value.set(model, value)) return false;
     if (row.but.present) model.*row.but.present = true;
     if (row.but.set) row.but.set(model);

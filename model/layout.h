@@ -148,16 +148,16 @@ template <class M> struct Record {
 };
 
 // Access to the private members of the models.
-struct Layouts {
-    template <class M> static const Record<M>& of() { return M::layout(); }
+struct ModelAccess {
+    template <class M> static const Record<M>& table() { return M::table(); }
     template <class M> static auto& line(M& model) { return model.line; }
     template <class M> static auto& errors(M& model) { return model.errors; }
     template <class M> static wchar_t letter(const M& model) {
         if constexpr (requires { model.type; }) return static_cast<wchar_t>(model.type);
-        else return M::layout().letter;
+        else return M::table().letter;
     }
 };
-template <class M> using LineOf = std::remove_cvref_t<decltype(Layouts::line(std::declval<M&>()))>;
+template <class M> using LineOf = std::remove_cvref_t<decltype(ModelAccess::line(std::declval<M&>()))>;
 
 // Kinds of values: the conversions of one type, and its measure for a Test. ------------------------------------------
 
@@ -416,11 +416,11 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
             [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
             [](const M& m, wchar_t* dest, int width) {
-                return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width);
+                return Kind::build(reach<Member, Rest...>(m), ModelAccess::line(m), dest, width);
             },
-            [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
-            [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
-            [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
+            [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), ModelAccess::line(m), out); },
+            [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), ModelAccess::line(m)); },
+            [](const M& m) { return Kind::get(reach<Member, Rest...>(m), ModelAccess::line(m)); },
             [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 

@@ -30,11 +30,11 @@ private:
         std::array<TE::FieldError, most> mandatory;
         std::array<TE::FieldError, most> added;
         std::size_t count = 0, addedCount = 0;
-        Layouts::of<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
+        ModelAccess::table<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
             if (toParseList) added[addedCount++] = error;
             else mandatory[count++] = error;
         });
-        use(std::span<const TE::FieldError>(Layouts::errors(model).parse));
+        use(std::span<const TE::FieldError>(ModelAccess::errors(model).parse));
         use(std::span<const TE::FieldError>(added.data(), addedCount));
         use(std::span<const TE::FieldError>(mandatory.data(), count));
     }

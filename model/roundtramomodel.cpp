@@ -13,7 +13,7 @@ struct ErrorColumns {
 
 }  // namespace
 
-struct RoundTramoModel::Layout {
+struct RoundTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <auto Areas, int K> static constexpr const Area& at(const M& m) { return (m.*Areas)[K - 1]; }
@@ -62,7 +62,7 @@ struct RoundTramoModel::Layout {
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr auto rows = joined(
@@ -73,16 +73,16 @@ const Record<M>& M::layout() {
             Row{ 32, 160, "message",            text  <&M::message>},
             Row{192,  64, "consumtionLimit",    text  <&M::consumtionLimit>},
         }),
-        Layout::meterArea<1>(256),
-        Layout::meterArea<2>(278),
-        Layout::meterArea<3>(300),
-        Layout::meterArea<4>(322),
-        Layout::meterArea<5>(344),
-        Layout::subscriberArea<1>(366),
-        Layout::subscriberArea<2>(388),
-        Layout::subscriberArea<3>(410),
-        Layout::subscriberArea<4>(432, {.label = 431, .position = 432, .lenght = 448, .type = 451}),   // one field to the left
-        Layout::subscriberArea<5>(454, {.typeParse = 473}),
+        TableParts::meterArea<1>(256),
+        TableParts::meterArea<2>(278),
+        TableParts::meterArea<3>(300),
+        TableParts::meterArea<4>(322),
+        TableParts::meterArea<5>(344),
+        TableParts::subscriberArea<1>(366),
+        TableParts::subscriberArea<2>(388),
+        TableParts::subscriberArea<3>(410),
+        TableParts::subscriberArea<4>(432, {.label = 431, .position = 432, .lenght = 448, .type = 451}),   // one field to the left
+        TableParts::subscriberArea<5>(454, {.typeParse = 473}),
         fields<M>({
             Row{499, 8, "roundImportDate",  date<&M::roundImportDate>, {.label = "roundImportDate", .written = above(0), .parseColumn = 8}},
             Row{511, 2, "reservedUserCode", text<&M::reservedUserCode>},
@@ -93,13 +93,13 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::RoundTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+M::RoundTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
 TramoLine::tramoLine_t M::toTramoLine() {
-    auto built = layout().build(*this);
+    auto built = table().build(*this);
     builtLine = built;
     return built;
 }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(RoundTramoModel);

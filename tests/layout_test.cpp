@@ -76,14 +76,14 @@ static_assert(
 
 }  // namespace
 
-TEST(Layout, ReportsAColumnOfTwoFieldsAtRunTime) {
+TEST(Table, ReportsAColumnOfTwoFieldsAtRunTime) {
     const Row<Long> rows[] = {inLong(2, 10), inLong(11, 502)};
     const Record<Long> record{L'0', "Long", "long", rows};
     EXPECT_EQ(detail::columnOutsideLine(record), detail::noColumn);
     EXPECT_EQ(detail::columnOfTwoFields(record), 11);
 }
 
-TEST(Layout, JoinsTablesInOrder) {
+TEST(Table, JoinsTablesInOrder) {
     static constexpr auto all = joined(
         fields<Long>({inLong(2, 1), inLong(3, 1)}), fields<Long>({inLong(9, 1)}), fields<Long>({inLong(4, 1), inLong(5, 1)}));
     std::vector<int> columns;
@@ -131,7 +131,7 @@ TEST(Label, FollowsThePrefixOfTheRecordUnlessItIsStated) {
     EXPECT_EQ(shownAfter("amr"), L"Long[amrNumber:7,amrArea4Number:7,sum18Of:7,amrX:0]");
 }
 
-TEST(Layout, ReportsAColumnOutsideTheLineAtRunTime) {
+TEST(Table, ReportsAColumnOutsideTheLineAtRunTime) {
     const Row<Long> low[] = {inLong(1, 1)}, high[] = {inLong(512, 2)}, negative[] = {inLong(9, -1)};
     EXPECT_EQ(outside(low), 1);
     EXPECT_EQ(outside(high), 512);

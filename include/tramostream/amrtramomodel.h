@@ -127,9 +127,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<AMRTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<AMRTramoModel>& table();
 
     TF::TramoLineType type = TF::TramoLineType::Amr;
     long32 installationDate = 0;

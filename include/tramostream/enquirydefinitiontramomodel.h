@@ -111,9 +111,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<EnquiryDefinitionTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<EnquiryDefinitionTramoModel>& table();
 
     struct Area {
         tramo::FieldText label, typeText, sizeText, list;

@@ -66,9 +66,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<EnquiryResultTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<EnquiryResultTramoModel>& table();
 
     struct Area {
         TF::EnquiryAreaMode mode = TF::EnquiryAreaMode::Unset;

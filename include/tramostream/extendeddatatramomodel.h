@@ -55,8 +55,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<ExtendedDataTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<ExtendedDataTramoModel>& table();
 
     tramo::FieldText meterSerialNumber, scoreType, scoreValue;
     double latitude = 0.0, longitude = 0.0, altitude = 0.0, accuracy = 0.0;

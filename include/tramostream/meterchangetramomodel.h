@@ -53,8 +53,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<MeterChangeTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<MeterChangeTramoModel>& table();
 
     tramo::FieldText oldMeterSerialNumber, newMeterSerialNumber;
     int newMeterWheelsNumber = -1;

@@ -10,7 +10,7 @@
 namespace tramo {
 
 template <class M> struct Record;
-struct Layouts;
+struct ModelAccess;
 
 /// A text of a model. It refers to a part of the parsed line until a setter gives it a text of its own, so parsing copies
 /// and allocates nothing.

@@ -40,8 +40,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<ParameterTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<ParameterTramoModel>& table();
 
     tramo::FieldText key, value;
 
