@@ -24,7 +24,7 @@ template <class M> void Record<M>::parse(M& m) const {
     if (!acceptsLine(*this, m)) return;
     const auto& line = ModelAccess::line(m);
     const BlankMap<std::tuple_size_v<LineOf<M>> - 2> filledColumns(line.data());
-    for (const Step<M>& step : steps) {
+    for (const ParseStep<M>& step : steps) {
         const auto [blanks, size] = filledColumns.text(step.first, step.width);
         Cut cut{line.data() + step.first, step.first, static_cast<std::uint16_t>(blanks), size};
         if (step.plain) {

@@ -121,7 +121,7 @@ template <class M> struct Row {
 };
 
 // The parts of a row that the parser needs, close together in memory.
-template <class M> struct Step {
+template <class M> struct ParseStep {
     bool (*parse)(M&, Cut);
     const Row<M>* row;
     std::uint16_t first, width;  // an index, unlike a column
@@ -135,10 +135,10 @@ template <class M> struct Record {
     const char* model;  // the class
     const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;       // the name in the message about a line of another kind
-    const char* inDump = model;           // the beginning of toString
-    const char* labelPrefix = "";         // in toString, before the names of fields: with "amr", "data" becomes "amrData"
-    std::span<const Step<M>> steps = {};  // added by checked()
+    const char* inMessages = model;            // the name in the message about a line of another kind
+    const char* inDump = model;                // the beginning of toString
+    const char* labelPrefix = "";              // in toString, before the names of fields: with "amr", "data" becomes "amrData"
+    std::span<const ParseStep<M>> steps = {};  // added by checked()
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -397,13 +397,13 @@ struct Alarms : For<codec::AlarmFlags> {
 namespace detail {
 template <class M, class T> M ownerOf(T M::*);
 
-template <auto Step> constexpr auto& step(auto& object) {
-    if constexpr (std::is_member_pointer_v<decltype(Step)>) return object.*Step;
-    else return object[Step];
+template <auto MemberOrIndex> constexpr auto& partOf(auto& object) {
+    if constexpr (std::is_member_pointer_v<decltype(MemberOrIndex)>) return object.*MemberOrIndex;
+    else return object[MemberOrIndex];
 }
 template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
-    if constexpr (sizeof...(Rest) == 0) return step<First>(object);
-    else return reach<Rest...>(step<First>(object));
+    if constexpr (sizeof...(Rest) == 0) return partOf<First>(object);
+    else return reach<Rest...>(partOf<First>(object));
 }
 
 template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
@@ -490,7 +490,7 @@ template <class M> M modelOf(const Record<M>&);
 
 template <const auto& record> consteval auto stepsOf() {
     using M = decltype(modelOf(record));
-    std::array<Step<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
+    std::array<ParseStep<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
     std::size_t i = 0;
     for (const Row<M>& row : record.rows) {
         if (!row.inLine()) continue;

@@ -18,7 +18,7 @@ namespace tramo::mutation {
 template <class M> struct Table {
     Record<M> record;
     std::vector<Row<M>> rows;
-    std::vector<Step<M>> steps;
+    std::vector<ParseStep<M>> steps;
 
     explicit Table(const Record<M>& original) : record(original), rows(original.rows.begin(), original.rows.end()) { connect(); }
     Table(const Table&) = delete;
