@@ -31,21 +31,21 @@ template <class M> void Record<M>::parse(M& m) const {
             if (cut.size != 0 && !step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
             continue;
         }
-        const auto& but = step.row->but;
-        if (but.kept) but.kept(m).stretch(cut.first, cut.size);
+        const auto& options = step.row->options;
+        if (options.kept) options.kept(m).stretch(cut.first, cut.size);
         if (cut.size == 0) {
-            if (but.blank.empty()) continue;
-            cut = {but.blank.data(), 0, 0, static_cast<std::uint32_t>(but.blank.size())};
-            if (but.kept) but.kept(m) = std::wstring(but.blank);
+            if (options.blank.empty()) continue;
+            cut = {options.blank.data(), 0, 0, static_cast<std::uint32_t>(options.blank.size())};
+            if (options.kept) options.kept(m) = std::wstring(options.blank);
         }
         if (!step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
-        else if (but.present) m.*but.present = true;
+        else if (options.present) m.*options.present = true;
     }
 }
 
 template <class M> bool isWritten(const Row<M>& row, const M& m) {
-    return row.inLine() && (!row.but.group || row.but.group->holds(m)) && (!row.but.present || m.*row.but.present) &&
-           passes(row.but.written, [&] { return row.value.measure(m); });
+    return row.inLine() && (!row.options.group || row.options.group->holds(m)) &&
+           (!row.options.present || m.*row.options.present) && passes(row.options.written, [&] { return row.value.measure(m); });
 }
 
 template <class M> auto Record<M>::build(M& m) const {
@@ -55,7 +55,7 @@ template <class M> auto Record<M>::build(M& m) const {
     if (letter) codec::fromCode(static_cast<TF::TramoLineType>(ModelAccess::letter(m)), line.data());
     for (const Row<M>& row : rows)
         if (isWritten(row, std::as_const(m)) &&
-            !row.value.build(m, line.data() + row.column - 1, row.but.buildWidth ? row.but.buildWidth : row.width))
+            !row.value.build(m, line.data() + row.column - 1, row.options.buildWidth ? row.options.buildWidth : row.width))
             errors.push_back(row.buildError());
     return line;
 }
@@ -71,12 +71,13 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     for (const Row<M>& row : rows) {
         auto measure = [&] {
-            return row.but.kept ? static_cast<double>(row.but.kept(m).in(ModelAccess::line(m)).size()) : row.value.measure(m);
+            return row.options.kept ? static_cast<double>(row.options.kept(m).in(ModelAccess::line(m)).size())
+                                    : row.value.measure(m);
         };
-        if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.but.toParseList);
-        else if (row.but.inconsistentIf && row.but.inconsistentIf->holds(m))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.but.toParseList);
+        if (passes(row.options.missing, measure) || (row.options.missingIf && row.options.missingIf->holds(m)))
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.options.toParseList);
+        else if (row.options.inconsistentIf && row.options.inconsistentIf->holds(m))
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.options.toParseList);
     }
 }
 
@@ -84,11 +85,11 @@ constexpr char capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>
 
 // Appends the label of a row in toString.
 template <class M, class Text> void appendLabel(const Record<M>& record, const Row<M>& row, Text& out) {
-    if (row.but.label) return appendNumbered(row.but.label, row.but.slot, out);
+    if (row.options.label) return appendNumbered(row.options.label, row.options.slot, out);
     const std::string_view prefix = record.labelPrefix, name = row.name;
-    appendNumbered(prefix, row.but.slot, out);
+    appendNumbered(prefix, row.options.slot, out);
     out += static_cast<typename Text::value_type>(prefix.empty() ? name.front() : capital(name.front()));
-    appendNumbered(name.substr(1), row.but.slot, out);
+    appendNumbered(name.substr(1), row.options.slot, out);
 }
 
 template <class M> std::wstring Record<M>::print(const M& m) const {
@@ -117,39 +118,39 @@ constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
 template <class M> std::string nameOfValue(const Value<M>* value) {
     if (value)
         for (const Row<M>& row : ModelAccess::table<M>().rows)
-            if (row.value.get == value->get) return numbered(row.name, row.but.slot);
+            if (row.value.get == value->get) return numbered(row.name, row.options.slot);
     return {};
 }
 
 template <class M> Field describe(const Record<M>& record, const Row<M>& row, const M& byDefault, std::size_t index) {
-    const auto& but = row.but;
+    const auto& options = row.options;
     std::string label;
     appendLabel(record, row, label);
-    const bool missing = but.missing.operation != Test::Never || but.missingIf;
-    const char* group = but.group ? but.group->words : but.present ? "it has been set" : "";
-    const char* rule = but.missingIf ? but.missingIf->words : but.inconsistentIf ? but.inconsistentIf->words : "";
+    const bool missing = options.missing.operation != Test::Never || options.missingIf;
+    const char* group = options.group ? options.group->words : options.present ? "it has been set" : "";
+    const char* rule = options.missingIf ? options.missingIf->words : options.inconsistentIf ? options.inconsistentIf->words : "";
     return Field{
-        .name = numbered(row.name, but.slot),
+        .name = numbered(row.name, options.slot),
         .label = label,
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
-        .writtenWidth = row.but.buildWidth ? row.but.buildWidth : row.width,
+        .writtenWidth = row.options.buildWidth ? row.options.buildWidth : row.width,
         .kind = row.value.kind,
         .decimals = row.value.decimals,
         .codes = row.value.codes(),
         .codesWritten = row.value.codesWritten(),
-        .blank = std::wstring(row.but.blank),
-        .readInto = nameOfValue<M>(row.but.into.what),
+        .blank = std::wstring(row.options.blank),
+        .readInto = nameOfValue<M>(row.options.into.what),
         .parseError = reported(row.inLine(), row.parseError()),
-        .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
-        .mandatoryError = missing              ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
-                          : but.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}
-                                               : reported(false, {}),
-        .written = wordsOfWriting(row.value.kind, but.written, group),
-        .mandatory = wordsOfMissing(but.kept && !but.missingIf ? FieldKind::Text : row.value.kind, but.missing, rule),
-        .reportedInParseList = but.toParseList,
-        .reportedOnGoodLines = but.onGoodLines,
-        .overlaid = but.overlaid,
+        .buildError = reported(row.inLine() && options.written.operation != Test::Never, row.buildError()),
+        .mandatoryError = missing                  ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
+                          : options.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}
+                                                   : reported(false, {}),
+        .written = wordsOfWriting(row.value.kind, options.written, group),
+        .mandatory = wordsOfMissing(options.kept && !options.missingIf ? FieldKind::Text : row.value.kind, options.missing, rule),
+        .reportedInParseList = options.toParseList,
+        .reportedOnGoodLines = options.onGoodLines,
+        .overlaid = options.overlaid,
         .defaultValue = row.value.get(byDefault),
         .index = index,
     };
@@ -186,8 +187,8 @@ template <class M> FieldValue get(const M& model, const Field& field) {
 template <class M> bool set(M& model, const Field& field, const FieldValue& value) {
     const Row<M>& row = ModelAccess::table<M>().rows[field.index];
     if (!row.value.set(model, value)) return false;
-    if (row.but.present) model.*row.but.present = true;
-    if (row.but.set) row.but.set(model);
+    if (row.options.present) model.*row.options.present = true;
+    if (row.options.set) row.options.set(model);
     return true;
 }
 

@@ -80,7 +80,7 @@ template <class T> struct Stated {
 };
 
 // The deviations of a field from the rules of its kind.
-template <class M> struct Particulars {
+template <class M> struct RowOptions {
     const char* label = nullptr;                   // in toString, unless it is the name after the record's labelPrefix
     Test written = always;                         // written only if its value passes
     const Condition<M>* group = nullptr;           // written only if this holds, too
@@ -107,17 +107,17 @@ template <class M> struct Row {
     int width;            // 0: not in the line, only shown
     const char* name;     // as in its accessors
     Value<M> value;
-    Particulars<M> but = {};
+    RowOptions<M> options = {};
 
     constexpr bool inLine() const { return width != 0; }
-    constexpr bool isShown() const { return !but.label || *but.label != 0; }
+    constexpr bool isShown() const { return !options.label || *options.label != 0; }
     constexpr TE::FieldError parseError() const {
-        return {but.parseColumn ? but.parseColumn : column, but.parseCode ? but.parseCode : value.parseCode};
+        return {options.parseColumn ? options.parseColumn : column, options.parseCode ? options.parseCode : value.parseCode};
     }
     constexpr TE::FieldError buildError() const {
-        return {but.buildColumn ? but.buildColumn : column, but.buildCode ? but.buildCode : value.buildCode};
+        return {options.buildColumn ? options.buildColumn : column, options.buildCode ? options.buildCode : value.buildCode};
     }
-    constexpr std::int32_t missingColumn() const { return but.missingColumn ? but.missingColumn : column; }
+    constexpr std::int32_t missingColumn() const { return options.missingColumn ? options.missingColumn : column; }
 };
 
 // The parts of a row that the parser needs, close together in memory.
@@ -468,7 +468,7 @@ inline constexpr int noColumn = std::numeric_limits<int>::min();
 
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
-        const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
+        const int width = row.options.buildWidth ? row.options.buildWidth : row.width;
         if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || row.column + width - 1 > lastColumn<M>()))
             return row.column;
     }
@@ -478,7 +478,7 @@ template <class M> constexpr int columnOfTwoFields(const Record<M>& record) {
     std::array<bool, lastColumn<M>() + 1> taken{};
     for (const Row<M>& row : record.rows)
         for (int column = row.column; column < row.column + row.width; ++column)
-            if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.but.overlaid) return column;
+            if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.options.overlaid) return column;
     return noColumn;
 }
 template <int Column> constexpr bool liesInLine = Column == noColumn;
@@ -494,9 +494,9 @@ template <const auto& record> consteval auto stepsOf() {
     std::size_t i = 0;
     for (const Row<M>& row : record.rows) {
         if (!row.inLine()) continue;
-        const auto& but = row.but;
-        steps[i++] = {but.into ? but.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
-            static_cast<std::uint16_t>(row.width), !but.kept && but.blank.empty() && !but.present};
+        const auto& options = row.options;
+        steps[i++] = {options.into ? options.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
+            static_cast<std::uint16_t>(row.width), !options.kept && options.blank.empty() && !options.present};
     }
     return steps;
 }
@@ -520,7 +520,7 @@ template <const auto& record> constexpr const auto& checked() {
 // differ in their `slot`.
 template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N], int slot = 0) {
     std::array<Row<M>, N> all = std::to_array(rows);
-    for (Row<M>& row : all) row.but.slot = slot;
+    for (Row<M>& row : all) row.options.slot = slot;
     return all;
 }
 template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {

@@ -20,14 +20,14 @@ template <class Line> struct Model {
 using Short = Model<TagLine::tagLine_t>;
 using Long = Model<TramoLine::tramoLine_t>;
 
-template <class M> constexpr Row<M> textAt(std::int32_t column, int width, Particulars<M> but = {}) {
-    return {column, width, "label", text<&M::label>, but};
+template <class M> constexpr Row<M> textAt(std::int32_t column, int width, RowOptions<M> options = {}) {
+    return {column, width, "label", text<&M::label>, options};
 }
-constexpr Row<Short> inShort(std::int32_t column, int width, Particulars<Short> but = {}) {
-    return textAt<Short>(column, width, but);
+constexpr Row<Short> inShort(std::int32_t column, int width, RowOptions<Short> options = {}) {
+    return textAt<Short>(column, width, options);
 }
-constexpr Row<Long> inLong(std::int32_t column, int width, Particulars<Long> but = {}) {
-    return textAt<Long>(column, width, but);
+constexpr Row<Long> inLong(std::int32_t column, int width, RowOptions<Long> options = {}) {
+    return textAt<Long>(column, width, options);
 }
 
 template <std::size_t N> constexpr int outside(const Row<Short> (&rows)[N]) {
