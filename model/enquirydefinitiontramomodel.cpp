@@ -10,8 +10,8 @@ struct EnquiryDefinitionTramoModel::TableParts {
     template <int K> static constexpr Condition<M> incomplete{
         "its area has a label and a type, but no size or (for type C) no list", [](const M& m) {
             const Area& area = m.areas[K - 1];
-            if (area.label.in(m.line).empty() || area.type == TF::EnquiryAreaType::Unset) return false;
-            return area.size < 0 || (area.type == TF::EnquiryAreaType::AreaC && area.list.in(m.line).empty());
+            if (area.label.view(m.line).empty() || area.type == TF::EnquiryAreaType::Unset) return false;
+            return area.size < 0 || (area.type == TF::EnquiryAreaType::AreaC && area.list.view(m.line).empty());
         }};
 
     static void setOrder(M& m) { m.setOrder(m.order); }

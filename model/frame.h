@@ -71,7 +71,7 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     for (const Row<M>& row : rows) {
         auto measure = [&] {
-            return row.options.kept ? static_cast<double>(row.options.kept(m).in(ModelAccess::line(m)).size())
+            return row.options.kept ? static_cast<double>(row.options.kept(m).view(ModelAccess::line(m)).size())
                                     : row.value.measure(m);
         };
         if (passes(row.options.missing, measure) || (row.options.missingIf && row.options.missingIf->holds(m)))

@@ -187,11 +187,11 @@ struct Text : For<FieldText> {
         return true;
     }
     static bool build(const FieldText& v, const auto& line, wchar_t* dest, int width) {
-        return codec::fromText(v.in(line), dest, width);
+        return codec::fromText(v.view(line), dest, width);
     }
-    static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.in(line); }
-    static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.in(line).size()); }
-    static FieldValue get(const FieldText& v, const auto& line) { return v.of(line); }
+    static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.view(line); }
+    static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.view(line).size()); }
+    static FieldValue get(const FieldText& v, const auto& line) { return v.text(line); }
     static bool set(FieldText& v, const FieldValue& to) {
         const auto* text = std::get_if<std::wstring>(&to);
         if (text) v = *text;

@@ -11,10 +11,10 @@ struct MeterSubscriberTramoModel::TableParts {
         [](const M& m) { return m.history[K - 1].readingDate > 0 && m.history[K - 1].consumption >= 0; }};
     template <int K>
     static constexpr Condition<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
-        [](const M& m) { return !m.history[K - 1].readingType.in(m.line).empty() && slotIsFilled<K>.holds(m); }};
+        [](const M& m) { return !m.history[K - 1].readingType.view(m.line).empty() && slotIsFilled<K>.holds(m); }};
 
     static constexpr Condition<M> hasInformation{
-        "there is meter information", [](const M& m) { return !m.meterInformation.in(m.line).empty(); }};
+        "there is meter information", [](const M& m) { return !m.meterInformation.view(m.line).empty(); }};
     static constexpr Condition<M> hasPreviousReading{
         "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
     static constexpr Condition<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};

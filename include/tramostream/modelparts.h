@@ -31,10 +31,10 @@ public:
     }
 
     /// Returns the text, valid until the model or its line changes.
-    template <class Line> std::wstring_view in(const Line& line) const {
+    template <class Line> std::wstring_view view(const Line& line) const {
         return owned ? std::wstring_view(own) : std::wstring_view(line.data() + first, size);
     }
-    template <class Line> std::wstring of(const Line& line) const { return std::wstring(in(line)); }
+    template <class Line> std::wstring text(const Line& line) const { return std::wstring(view(line)); }
 
 private:
     std::wstring own;
