@@ -199,7 +199,11 @@ std::size_t readAnyNumber(const char* text, double& value) {
 // Copies the text for the standard conversion, up to the first character that no number contains.
 void narrow(std::wstring_view text, char* out) {
     const char point = decimalPoint();
-    for (const wchar_t c : text) *out++ = c == L',' || c == L'.' ? point : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
+    for (const wchar_t c : text) {
+        const bool isAscii = c > 0 && c < 0x80;
+        if (c == L',' || c == L'.') *out++ = point;
+        else *out++ = isAscii ? static_cast<char>(c) : '\0';
+    }
     *out = '\0';
 }
 

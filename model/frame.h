@@ -54,8 +54,7 @@ template <class M> auto Record<M>::build(M& m) const {
     auto line = blankLine<LineOf<M>>();
     if (letter) codec::fromCode(static_cast<TF::TramoLineType>(ModelAccess::letter(m)), line.data());
     for (const Row<M>& row : rows)
-        if (isWritten(row, std::as_const(m)) &&
-            !row.value.build(m, line.data() + row.column - 1, row.options.buildWidth ? row.options.buildWidth : row.width))
+        if (isWritten(row, std::as_const(m)) && !row.value.build(m, line.data() + row.column - 1, row.writtenWidth()))
             errors.push_back(row.buildError());
     return line;
 }
@@ -122,19 +121,34 @@ template <class M> std::string nameOfValue(const Value<M>* value) {
     return {};
 }
 
+// Returns the error that getMandatoryErrors reports of the field; code 0 if it reports none.
+template <class M> TE::FieldError mandatoryError(const Row<M>& row) {
+    if (row.options.missing.operation != Test::Never || row.options.missingIf) return {row.missingColumn(), TE::MandatoryMissing};
+    if (row.options.inconsistentIf) return {row.missingColumn(), TE::MandatoryInconsistent};
+    return {0, TE::errorType{}};
+}
+
+// Return the words of conditions on several values, if there are any: when the field is written, when it is reported.
+template <class M> const char* wordsOfGroup(const RowOptions<M>& options) {
+    if (options.group) return options.group->words;
+    return options.present ? "it has been set" : "";
+}
+template <class M> const char* wordsOfRule(const RowOptions<M>& options) {
+    if (options.missingIf) return options.missingIf->words;
+    return options.inconsistentIf ? options.inconsistentIf->words : "";
+}
+
 template <class M> Field describe(const Record<M>& record, const Row<M>& row, const M& byDefault, std::size_t index) {
     const auto& options = row.options;
+    const FieldKind measured = options.kept && !options.missingIf ? FieldKind::Text : row.value.kind;
     std::string label;
     appendLabel(record, row, label);
-    const bool missing = options.missing.operation != Test::Never || options.missingIf;
-    const char* group = options.group ? options.group->words : options.present ? "it has been set" : "";
-    const char* rule = options.missingIf ? options.missingIf->words : options.inconsistentIf ? options.inconsistentIf->words : "";
     return Field{
         .name = numbered(row.name, options.slot),
         .label = label,
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
-        .writtenWidth = row.options.buildWidth ? row.options.buildWidth : row.width,
+        .writtenWidth = row.writtenWidth(),
         .kind = row.value.kind,
         .decimals = row.value.decimals,
         .codes = row.value.codes(),
@@ -143,11 +157,9 @@ template <class M> Field describe(const Record<M>& record, const Row<M>& row, co
         .readInto = nameOfValue<M>(row.options.into.what),
         .parseError = reported(row.inLine(), row.parseError()),
         .buildError = reported(row.inLine() && options.written.operation != Test::Never, row.buildError()),
-        .mandatoryError = missing                  ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
-                          : options.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}
-                                                   : reported(false, {}),
-        .written = wordsOfWriting(row.value.kind, options.written, group),
-        .mandatory = wordsOfMissing(options.kept && !options.missingIf ? FieldKind::Text : row.value.kind, options.missing, rule),
+        .mandatoryError = mandatoryError(row),
+        .written = wordsOfWriting(row.value.kind, options.written, wordsOfGroup(options)),
+        .mandatory = wordsOfMissing(measured, options.missing, wordsOfRule(options)),
         .reportedInParseList = options.toParseList,
         .reportedOnGoodLines = options.onGoodLines,
         .overlaid = options.overlaid,

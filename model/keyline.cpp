@@ -59,7 +59,11 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
 
 // Returns the index of the character that begins at this byte of the text in UTF-8.
 std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
-    auto bytes = [](wchar_t c) -> std::size_t { return c < 0x80 ? 1 : c < 0x800 || (c >= 0xD800 && c < 0xE000) ? 2 : 3; };
+    auto bytes = [](wchar_t c) -> std::size_t {
+        if (c < 0x80) return 1;
+        const bool isSurrogate = c >= 0xD800 && c < 0xE000;  // half of a character of 4 bytes
+        return c < 0x800 || isSurrogate ? 2 : 3;
+    };
     std::size_t index = 0;
     for (std::size_t at = 0; at < byte && index < text.size(); ++index) at += bytes(text[index]);
     return index;

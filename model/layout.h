@@ -110,6 +110,7 @@ template <class M> struct Row {
     RowOptions<M> options = {};
 
     constexpr bool inLine() const { return width != 0; }
+    constexpr int writtenWidth() const { return options.buildWidth ? options.buildWidth : width; }
     constexpr bool isShown() const { return !options.label || *options.label != 0; }
     constexpr TE::FieldError parseError() const {
         return {options.parseColumn ? options.parseColumn : column, options.parseCode ? options.parseCode : value.parseCode};
@@ -229,12 +230,6 @@ struct Character : Number {
 template <codec::DateFormat Format> struct Time : Number {
     using enum codec::DateFormat;
     template <class T> static constexpr bool fits = std::is_same_v<T, long32>;
-    static constexpr FieldKind kind = Format == Date       ? FieldKind::Date
-                                      : Format == DateTime ? FieldKind::DateTime
-                                                           : FieldKind::Year;
-    static constexpr TE::errorType parseCode = Format == Date       ? TE::ParseDate
-                                               : Format == DateTime ? TE::ParseDateTime
-                                                                    : TE::ParseInteger;
     static constexpr TE::errorType buildCode = TE::BuildDate;
     static bool parse(long32& v, Cut cut) {
         if constexpr (Format == Date) return codec::toDate(cut.view(), v);
@@ -249,12 +244,18 @@ template <codec::DateFormat Format> struct Time : Number {
 
 struct Date : Time<codec::DateFormat::Date> {
     TRAMO_EXPECTED("date", "long32");
+    static constexpr FieldKind kind = FieldKind::Date;
+    static constexpr TE::errorType parseCode = TE::ParseDate;
 };
 struct DateTime : Time<codec::DateFormat::DateTime> {
     TRAMO_EXPECTED("dateTime", "long32");
+    static constexpr FieldKind kind = FieldKind::DateTime;
+    static constexpr TE::errorType parseCode = TE::ParseDateTime;
 };
 struct Year : Time<codec::DateFormat::Year> {
     TRAMO_EXPECTED("year", "long32");
+    static constexpr FieldKind kind = FieldKind::Year;
+    static constexpr TE::errorType parseCode = TE::ParseInteger;
 };
 
 template <int Decimals> struct Decimal : For<double> {
@@ -468,9 +469,8 @@ inline constexpr int noColumn = std::numeric_limits<int>::min();
 
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
-        const int width = row.options.buildWidth ? row.options.buildWidth : row.width;
-        if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || row.column + width - 1 > lastColumn<M>()))
-            return row.column;
+        const int last = row.column + row.writtenWidth() - 1;
+        if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || last > lastColumn<M>())) return row.column;
     }
     return noColumn;
 }
