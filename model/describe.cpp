@@ -30,14 +30,10 @@ std::string words(FieldKind kind, Test test) {
 
 std::string numbered(std::string_view text, int slot) {
     std::string out;
-    appendNumbered(text, slot, out);
-    return out;
-}
-
-void appendNumbered(std::string_view text, int slot, std::string& out) {
     for (const char c : text)
         if (c == '#') out += std::to_string(slot);
         else out += c;
+    return out;
 }
 
 void appendNumbered(std::string_view text, int slot, std::wstring& out) {

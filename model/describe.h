@@ -9,7 +9,6 @@ namespace tramo {
 // Returns a name or label with '#' replaced by the number of its repeated group.
 std::string numbered(std::string_view text, int slot);
 
-void appendNumbered(std::string_view text, int slot, std::string& out);
 void appendNumbered(std::string_view text, int slot, std::wstring& out);
 
 // Prints on the standard output that the line is of another record kind than the model.

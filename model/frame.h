@@ -80,26 +80,15 @@ template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     }
 }
 
-constexpr char capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
-// Appends the label of a row in toString.
-template <class M, class Text> void appendLabel(const Record<M>& record, const Row<M>& row, Text& out) {
-    if (row.options.label) return appendNumbered(row.options.label, row.options.slot, out);
-    const std::string_view prefix = record.labelPrefix, name = row.name;
-    appendNumbered(prefix, row.options.slot, out);
-    out += static_cast<typename Text::value_type>(prefix.empty() ? name.front() : capital(name.front()));
-    appendNumbered(name.substr(1), row.options.slot, out);
-}
-
 template <class M> std::wstring Record<M>::print(const M& m) const {
     std::wstring out;
     out.reserve(2048);  // enough for most records
     codec::append(inDump, out);
     wchar_t separator = L'[';
     for (const Row<M>& row : rows) {
-        if (!row.isShown()) continue;
+        if (*row.label() == 0) continue;
         out += separator;
-        appendLabel(*this, row, out);
+        appendNumbered(row.label(), row.options.slot, out);
         out += L':';
         row.value.print(m, out);
         separator = L',';
@@ -138,14 +127,12 @@ template <class M> const char* wordsOfRule(const RowOptions<M>& options) {
     return options.inconsistentIf ? options.inconsistentIf->words : "";
 }
 
-template <class M> Field describe(const Record<M>& record, const Row<M>& row, const M& byDefault, std::size_t index) {
+template <class M> Field describe(const Row<M>& row, const M& byDefault, std::size_t index) {
     const auto& options = row.options;
     const FieldKind measured = options.kept && !options.missingIf ? FieldKind::Text : row.value.kind;
-    std::string label;
-    appendLabel(record, row, label);
     return Field{
         .name = numbered(row.name, options.slot),
-        .label = label,
+        .label = numbered(row.label(), options.slot),
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
         .writtenWidth = row.writtenWidth(),
@@ -178,7 +165,7 @@ template <class M> M emptyModel() {
 template <class M> RecordKind describe(const Record<M>& record) {
     RecordKind all{record.letter, record.name, record.model, detail::lastColumn<M>(), {}};
     const M model = emptyModel<M>();
-    for (const Row<M>& row : record.rows) all.fields.push_back(describe(record, row, model, all.fields.size()));
+    for (const Row<M>& row : record.rows) all.fields.push_back(describe(row, model, all.fields.size()));
     return all;
 }
 

@@ -65,8 +65,8 @@ template <class M> struct Condition {
     bool (*holds)(const M&);
 };
 
-// An optional pointer of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null in a
-// constant expression.
+// An optional pointer in the options of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null
+// in a constant expression.
 template <class T> struct Stated {
     T what = nullptr;
     bool stated = false;
@@ -81,7 +81,7 @@ template <class T> struct Stated {
 
 // The deviations of a field from the rules of its kind.
 template <class M> struct RowOptions {
-    const char* label = nullptr;                   // in toString, unless it is the name after the record's labelPrefix
+    Stated<const char*> label = {};                // in toString, unless it is the name after the record's labelPrefix
     Test written = always;                         // written only if its value passes
     const Condition<M>* group = nullptr;           // written only if this holds, too
     bool M::*present = nullptr;                    // set when a text is parsed; written only if set
@@ -111,7 +111,7 @@ template <class M> struct Row {
 
     constexpr bool inLine() const { return width != 0; }
     constexpr int writtenWidth() const { return options.buildWidth ? options.buildWidth : width; }
-    constexpr bool isShown() const { return !options.label || *options.label != 0; }
+    constexpr const char* label() const { return options.label ? options.label.what : name; }
     constexpr TE::FieldError parseError() const {
         return {options.parseColumn ? options.parseColumn : column, options.parseCode ? options.parseCode : value.parseCode};
     }
@@ -488,11 +488,36 @@ template <int Column> constexpr bool hasOneField = Column == noColumn;
 namespace detail {
 template <class M> M modelOf(const Record<M>&);
 
+// The labels that the prefix of a record gives.
+constexpr std::array<char, 64> prefixed(std::string_view prefix, std::string_view name) {
+    std::array<char, 64> label{};
+    char* const first = std::ranges::copy(prefix, label.data()).out;
+    std::ranges::copy(name, first);
+    if (*first >= 'a' && *first <= 'z') *first = static_cast<char>(*first - 'a' + 'A');
+    return label;
+}
+template <const auto& record> consteval auto labelsOf() {
+    std::array<std::array<char, 64>, record.rows.size()> labels{};
+    for (std::size_t i = 0; i < labels.size(); ++i) labels[i] = prefixed(record.labelPrefix, record.rows[i].name);
+    return labels;
+}
+template <const auto& record> inline constexpr auto labels = labelsOf<record>();
+
+template <const auto& record> consteval auto rowsOf() {
+    std::array<Row<decltype(modelOf(record))>, record.rows.size()> rows{};
+    std::ranges::copy(record.rows, rows.begin());
+    if (*record.labelPrefix != 0)
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            if (!rows[i].options.label) rows[i].options.label = labels<record>[i].data();
+    return rows;
+}
+template <const auto& record> inline constexpr auto rows = rowsOf<record>();
+
 template <const auto& record> consteval auto stepsOf() {
     using M = decltype(modelOf(record));
     std::array<ParseStep<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
     std::size_t i = 0;
-    for (const Row<M>& row : record.rows) {
+    for (const Row<M>& row : rows<record>) {
         if (!row.inLine()) continue;
         const auto& options = row.options;
         steps[i++] = {options.into ? options.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
@@ -503,6 +528,7 @@ template <const auto& record> consteval auto stepsOf() {
 template <const auto& record> inline constexpr auto steps = stepsOf<record>();
 template <const auto& record> inline constexpr auto withSteps = [] {
     auto copy = record;
+    copy.rows = rows<record>;
     copy.steps = steps<record>;
     return copy;
 }();

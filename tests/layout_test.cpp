@@ -110,25 +110,25 @@ TEST(Row, ReportsAtTheColumnsAndWithTheCodesStated) {
 
 namespace {
 
-std::wstring shownAfter(const char* prefix) {
-    const Row<Long> rows[] = {
-        {2, 5, "number", number<&Long::number>},
-        {7, 5, "area#Number", number<&Long::number>, {.slot = 4}},
-        {12, 5, "total", number<&Long::number>, {.label = "sum#Of", .slot = 18}},
-        {17, 5, "hidden", number<&Long::number>, {.label = notShown}},
-        {22, 1, "x", flag<&Long::isSet>},
-    };
-    Long model;
-    model.number = 7;
-    return Record<Long>{.letter = L'0', .model = "Long", .name = "long", .rows = rows, .labelPrefix = prefix}.print(model);
-}
+constexpr Row<Long> rowsWithLabels[] = {
+    {2, 5, "number", number<&Long::number>},
+    {7, 5, "area#Number", number<&Long::number>, {.slot = 4}},
+    {12, 5, "total", number<&Long::number>, {.label = "sum#Of", .slot = 18}},
+    {17, 5, "hidden", number<&Long::number>, {.label = notShown}},
+    {22, 1, "x", flag<&Long::isSet>},
+};
+constexpr Record<Long> plainLabels{.letter = L'0', .model = "Long", .name = "long", .rows = rowsWithLabels};
+constexpr Record<Long> prefixedLabels{
+    .letter = L'0', .model = "Long", .name = "long", .rows = rowsWithLabels, .labelPrefix = "amr"};
 
 }  // namespace
 
-TEST(Label, IsTheNameOrTheStatedLabel) { EXPECT_EQ(shownAfter(""), L"Long[number:7,area4Number:7,sum18Of:7,x:0]"); }
+TEST(Label, IsTheNameOrTheStatedLabel) {
+    EXPECT_EQ(checked<plainLabels>().print(Long()), L"Long[number:0,area4Number:0,sum18Of:0,x:0]");
+}
 
 TEST(Label, FollowsThePrefixOfTheRecordUnlessItIsStated) {
-    EXPECT_EQ(shownAfter("amr"), L"Long[amrNumber:7,amrArea4Number:7,sum18Of:7,amrX:0]");
+    EXPECT_EQ(checked<prefixedLabels>().print(Long()), L"Long[amrNumber:0,amrArea4Number:0,sum18Of:0,amrX:0]");
 }
 
 TEST(Table, ReportsAColumnOutsideTheLineAtRunTime) {

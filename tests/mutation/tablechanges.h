@@ -67,7 +67,6 @@ public:
         text("name", &Record<M>::name, original);
         text("inMessages", &Record<M>::inMessages, original);
         text("inDump", &Record<M>::inDump, original);
-        text("labelPrefix", &Record<M>::labelPrefix, original);
         for (std::size_t i = 0; i < original.rows.size(); ++i) ofRow(i, original.rows[i]);
     }
 
@@ -134,7 +133,7 @@ private:
         inRow("kind", [](R& r) -> auto& { return r.value.kind; },
             [](FieldKind kind) { return kind == FieldKind::Text ? FieldKind::Integer : FieldKind::Text; });
         if (options.label) {
-            inRow("label", [](R& r) -> auto& { return r.options.label; }, [](const char* label) { return longer(label); });
+            inRow("label", [](R& r) -> auto& { return r.options.label; }, [](auto label) { return Stated<const char*>(longer(label.what)); });
             stated("label", [](R& r) -> auto& { return r.options.label; });
         }
         if (row.inLine()) {
