@@ -412,7 +412,7 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
     using Type = std::remove_cvref_t<decltype(reach<Member, Rest...>(std::declval<M&>()))>;
     if constexpr (!Kind::template fits<Type>) {
         static_assert(sizeof(typename Kind::template Misfit<Type>));
-        return Value<M>{};  // the only error shall be that of the kind
+        return Value<M>{};  // so that no other error follows
     } else
         return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
             [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
