@@ -45,12 +45,16 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
         std::string sentence = value ? std::string(value->name) + ": value is ignored"
                                      : named("unknown member", utf8::encode(remark.name)) + " is ignored";
         findings.push_back(findingOf("KeyMemberIgnored", std::move(sentence), whyIgnored(remark, value)));
-        if (value) findings.back().kind = kind, findings.back().field = value->name;
+        if (value) {
+            findings.back().kind = kind;
+            findings.back().field = value->name;
+        }
     }
     for (const KeyValue& value : keyValues) {
         if (!value.isAbsent(parsed.line)) continue;
         findings.push_back(findingOf(errorName(TE::MandatoryMissing), std::string(value.name) + ": missing value"));
-        findings.back().kind = kind, findings.back().field = value.name;
+        findings.back().kind = kind;
+        findings.back().field = value.name;
     }
     for (const KeyValue& value : keyValues)
         if (value.text) wipe(parsed.line.*value.text);

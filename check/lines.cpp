@@ -61,7 +61,8 @@ std::size_t errorsAmong(const std::vector<Finding>& findings) {
 
 const Finding* firstOf(const std::vector<Finding>& findings) {
     const auto error = std::ranges::find_if(findings, [](const Finding& finding) { return finding.rule->isError(false); });
-    return error != findings.end() ? &*error : findings.empty() ? nullptr : &findings.front();
+    if (error != findings.end()) return &*error;
+    return findings.empty() ? nullptr : &findings.front();
 }
 
 // "no errors or warnings"; "2 errors and 1 warning, the first at columns 195-202 (meterHistory3ReadingDate)".
@@ -90,7 +91,10 @@ Finding tooShort(const SourceLine& line, const LineShape& shape) {
     restored.reserve(8 * shape.length);  // it may hold keys, and growing would leave copies of them
     appendExpanded(line.text, restored);
     const bool isExpanded = tabs && restored.size() == shape.length;
-    if (!isExpanded) restored = line.text, restored.resize(shape.length, L' ');
+    if (!isExpanded) {
+        restored = line.text;
+        restored.resize(shape.length, L' ');
+    }
     const std::vector<Finding> findings = findingsIn(restored, shape.kind);
     wipe(restored);
 
@@ -166,13 +170,12 @@ Finding tooLongForKeys(const SourceLine& line) {
 }
 
 Finding unknownKind(const SourceLine& line) {
-    std::string lengths;
+    std::string lengths = "expected ";
     for (const LineKind kind : {LineKind::Record, LineKind::Parameter, LineKind::Tag}) {
         const LineShape& shape = shapeOf(kind);
-        lengths += concat(lengths.empty()         ? "expected "
-                          : kind == LineKind::Tag ? " or "
-                                                  : ", ",
-            shape.length, " (", shape.name, ')');
+        if (kind == LineKind::Parameter) lengths += ", ";
+        if (kind == LineKind::Tag) lengths += " or ";
+        lengths += concat(shape.length, " (", shape.name, ')');
     }
     return findingOf("LineKindUnknown", concat("line has ", counted(line.size(), "character")), lengths);
 }
@@ -195,8 +198,14 @@ void findCharacters(std::wstring_view text, LineKind kind, std::vector<Finding>&
             if (const Field* flags = kind == LineKind::Record ? alarmFlagsBefore(text, i) : nullptr)
                 findings.push_back(findingOf("ZeroBehindAlarmFlags", "line contains a zero character after " + flags->name,
                     "the format writes one there when nothing follows, and reads it back as text", static_cast<int>(i + 1)));
-            else ++zeros, firstZero = i;
-        } else if (utf16::isLoneSurrogate(text, i)) ++halves, firstHalf = i;
+            else {
+                ++zeros;
+                firstZero = i;
+            }
+        } else if (utf16::isLoneSurrogate(text, i)) {
+            ++halves;
+            firstHalf = i;
+        }
     }
     auto add = [&](const char* rule, std::size_t count, std::size_t first, const char* what, const char* detail) {
         if (count == 0) return;

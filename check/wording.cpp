@@ -135,7 +135,8 @@ std::string defaultOf(const Field& field) {
     case FieldKind::AlarmFlags: return std::get<long long>(value) ? printable(textOf(field, value)) : "none set";
     case FieldKind::Code: {
         const wchar_t code = std::get<wchar_t>(value);
-        return code == L'!' ? "not set" : code == L' ' ? "a space" : printable(std::wstring_view(&code, 1));
+        if (code == L'!') return "not set";
+        return code == L' ' ? "a space" : printable(std::wstring_view(&code, 1));
     }
     default: return printable(textOf(field, value));
     }
@@ -207,17 +208,19 @@ std::vector<ErrorReport> reportsOf(const RecordKind& kind, const Field& field) {
     return all;
 }
 
+namespace {
+
+const char* whenReported(TE::errorType code) {
+    if (code < 0x100 || code == TE::WrongLineType) return "while a line is read";
+    return code < 0x200 ? "while a line is written" : "when a record is checked";
+}
+
+}  // namespace
+
 const std::vector<ErrorCode>& errorCodes() {
     static const std::vector<ErrorCode> all = [] {
         std::vector<ErrorCode> codes;
-        for (const auto& [code, meaning] : meanings) {
-            const bool isParse = code < 0x100 || code == TE::WrongLineType;
-            codes.push_back({code, errorName(code),
-                isParse        ? "while a line is read"
-                : code < 0x200 ? "while a line is written"
-                               : "when a record is checked",
-                meaning});
-        }
+        for (const auto& [code, meaning] : meanings) { codes.push_back({code, errorName(code), whenReported(code), meaning}); }
         return codes;
     }();
     return all;

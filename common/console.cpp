@@ -216,8 +216,8 @@ template <class Char> int descriptorBelow(std::basic_streambuf<Char>& buffer) {
 }
 #endif
 
-// The descriptor behind a stream if it is in non-blocking mode; else none. A part of what such a descriptor does not take at
-// once is lost in the C and C++ libraries. What waited in the stream has been printed.
+// Returns the descriptor of a stream if it is in non-blocking mode, otherwise none. The C and C++ libraries lose a part of
+// what such a descriptor does not accept at once. Prints the text that the stream has buffered.
 template <class Char> int nonBlockingDescriptor(std::basic_ostream<Char>& out) {
 #ifndef _WIN32
     const int file = switchedOff(out) ? none : descriptorBelow(*out.rdbuf());

@@ -6,8 +6,8 @@
 
 namespace tramo {
 
-// How many forks this process has behind it, counted since its first ancestor that called this: another number than before
-// means that what was buffered before is the parent's, too. Throws std::bad_alloc on its first call only.
+// Returns the number of forks that led to this process since its first ancestor that called this function. If it differs from
+// an earlier result, the parent process also holds what was buffered then. Throws std::bad_alloc on its first call only.
 std::uint32_t countForks();
 
 class File {

@@ -10,7 +10,7 @@ constexpr bool isLowSurrogate(char32_t c) { return (c & ~0x3FFU) == 0xDC00; }
 constexpr bool isSurrogate(char32_t c) { return (c & ~0x7FFU) == 0xD800; }
 
 struct Character {
-    char32_t code;  // a surrogate without its partner stands for itself
+    char32_t code;  // an unpaired surrogate is its own code
     std::size_t length;
 };
 
@@ -22,7 +22,7 @@ constexpr Character first(std::wstring_view text) {
     return {0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), 2};
 }
 
-// A surrogate whose partner is not beside it.
+// Whether an unpaired surrogate is at this index.
 constexpr bool isLoneSurrogate(std::wstring_view text, std::size_t at) {
     const auto unit = static_cast<char32_t>(text[at]);
     if (!isSurrogate(unit)) return false;

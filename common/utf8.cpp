@@ -29,10 +29,13 @@ void append(std::string& out, char32_t c) {
         tail(0);
     } else if (c < 0x10000) {
         out += static_cast<char>(0xE0 | c >> 12);
-        tail(6), tail(0);
+        tail(6);
+        tail(0);
     } else {
         out += static_cast<char>(0xF0 | c >> 18);
-        tail(12), tail(6), tail(0);
+        tail(12);
+        tail(6);
+        tail(0);
     }
 }
 

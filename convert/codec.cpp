@@ -114,7 +114,7 @@ bool plainDecimal(std::wstring_view text, double& value) {
 
 bool isNothing(wchar_t c) { return isBlank(c) || c == 0; }
 
-std::wstring_view withoutBlanksBehind(std::wstring_view text) {
+std::wstring_view withoutTrailingSpace(std::wstring_view text) {
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
     return text;
 }
@@ -199,7 +199,11 @@ std::size_t readAnyNumber(const char* text, double& value) {
 // Copies the text for the standard conversion, up to the first character that no number contains.
 void narrow(std::wstring_view text, char* out) {
     const char point = decimalPoint();
-    for (const wchar_t c : text) *out++ = c == L',' || c == L'.' ? point : c > 0 && c < 0x80 ? static_cast<char>(c) : '\0';
+    for (const wchar_t c : text) {
+        const bool isAscii = c > 0 && c < 0x80;
+        if (c == L',' || c == L'.') *out++ = point;
+        else *out++ = isAscii ? static_cast<char>(c) : '\0';
+    }
     *out = '\0';
 }
 
@@ -435,15 +439,15 @@ std::wstring_view ignoredByDouble(std::wstring_view text) {
     std::wstring_view rest = text;
     double value = 0;
     if (!takeAnyNumber(rest, value)) return {};
-    const std::wstring_view behind = content(rest);
-    return behind.empty() ? digitsLost(text.substr(0, text.size() - rest.size()), value) : behind;
+    const std::wstring_view after = content(rest);
+    return after.empty() ? digitsLost(text.substr(0, text.size() - rest.size()), value) : after;
 }
 
 std::wstring_view ignoredByYear(std::wstring_view text) {
     std::wstring_view rest = text;
     int number = 0;
     if (takeInteger(rest, number) != Reading::Good) return {};
-    return readDate(withoutBlanksBehind(text), DateFormat::Year) == dates::noTime ? content(text) : std::wstring_view{};
+    return readDate(withoutTrailingSpace(text), DateFormat::Year) == dates::noTime ? content(text) : std::wstring_view{};
 }
 
 std::wstring_view ignoredByFlag(std::wstring_view text) {
@@ -452,7 +456,7 @@ std::wstring_view ignoredByFlag(std::wstring_view text) {
 }
 
 std::wstring_view ignoredByAlarmFlags(std::wstring_view text) {
-    text = withoutBlanksBehind(text);
+    text = withoutTrailingSpace(text);
     const InWordOrder word(text);
     std::wstring_view rest = word.view();
     int bits = 0;

@@ -4,21 +4,21 @@
 using namespace tramo;
 using M = EnquiryResultTramoModel;
 
-struct EnquiryResultTramoModel::Layout {
+struct EnquiryResultTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static consteval auto area(std::int32_t column) {
         // clang-format off
         return fields<M>({
-            Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>,   {.slot = K}},
-            Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>,   {.slot = K}},
-            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>, {.slot = K}},
-        });
+            Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>},
+            Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>},
+            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>},
+        }, K);
         // clang-format on
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr auto rows = joined(
@@ -27,11 +27,11 @@ const Record<M>& M::layout() {
             Row{ 3, 12, "meterSerialNumber",    text<&M::meterSerialNumber>,    {.missing = empty}},
             Row{15,  8, "lastModificationDate", date<&M::lastModificationDate>, {.written = above(0)}},
         }),
-        Layout::area<1>(23),
-        Layout::area<2>(55),
-        Layout::area<3>(87),
-        Layout::area<4>(119),
-        Layout::area<5>(151));
+        TableParts::area<1>(23),
+        TableParts::area<2>(55),
+        TableParts::area<3>(87),
+        TableParts::area<4>(119),
+        TableParts::area<5>(151));
     // clang-format on
     static constexpr Record<M> record{
         .letter = L'6',
@@ -43,9 +43,9 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::EnquiryResultTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
-TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+M::EnquiryResultTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return table().build(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(EnquiryResultTramoModel);

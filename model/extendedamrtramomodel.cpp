@@ -4,7 +4,7 @@
 using namespace tramo;
 using M = ExtendedAMRTramoModel;
 
-struct ExtendedAMRTramoModel::Layout {
+struct ExtendedAMRTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a time and an index above -1",
@@ -22,15 +22,15 @@ struct ExtendedAMRTramoModel::Layout {
         constexpr auto* group = &slotIsFilled<K>;
         // clang-format off
         return fields<M>({
-            Row{column,      12, "history#DateTime", dateTime  <&M::history, K - 1, &HistorySlot::dateTime>, {.group = group, .inconsistentIf = &slotIsPartly<K>, .slot = K}},
-            Row{column + 12,  9, "history#Index",    decimal<3, &M::history, K - 1, &HistorySlot::index>,    {.group = group, .parseCode = TE::ParseInteger, .buildCode = TE::BuildInteger, .slot = K}},
-            Row{column + 21,  1, "history#Alarms",   alarm     <&M::history, K - 1, &HistorySlot::alarms>,   {.group = group, .parseColumn = column + 12, .slot = K}},
-        });
+            Row{column,      12, "history#DateTime", dateTime<&M::history, K - 1, &HistorySlot::dateTime>, {.group = group, .inconsistentIf = &slotIsPartly<K>}},
+            Row{column + 12,  9, "history#Index",    decimal <3, &M::history, K - 1, &HistorySlot::index>, {.group = group, .parseCode = TE::ParseInteger, .buildCode = TE::BuildInteger}},
+            Row{column + 21,  1, "history#Alarms",   alarm   <&M::history, K - 1, &HistorySlot::alarms>,   {.group = group, .parseColumn = column + 12}},
+        }, K);
         // clang-format on
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr auto rows = joined(
@@ -51,32 +51,32 @@ const Record<M>& M::layout() {
             Row{ 99,  1, "clockFaultAlarm",   flag    <&M::clockFaultAlarm>},
             Row{100,  2, "reservedAlarm",     text    <&M::reservedAlarm>},
         }),
-        Layout::historySlot<1>(102),
-        Layout::historySlot<2>(124),
-        Layout::historySlot<3>(146),
-        Layout::historySlot<4>(168),
-        Layout::historySlot<5>(190),
-        Layout::historySlot<6>(212),
-        Layout::historySlot<7>(234),
-        Layout::historySlot<8>(256),
-        Layout::historySlot<9>(278),
-        Layout::historySlot<10>(300),
-        Layout::historySlot<11>(322),
-        Layout::historySlot<12>(344),
-        Layout::historySlot<13>(366),
-        Layout::historySlot<14>(388),
-        Layout::historySlot<15>(410),
-        Layout::historySlot<16>(432),
-        Layout::historySlot<17>(454),
-        Layout::historySlot<18>(476));
+        TableParts::historySlot<1>(102),
+        TableParts::historySlot<2>(124),
+        TableParts::historySlot<3>(146),
+        TableParts::historySlot<4>(168),
+        TableParts::historySlot<5>(190),
+        TableParts::historySlot<6>(212),
+        TableParts::historySlot<7>(234),
+        TableParts::historySlot<8>(256),
+        TableParts::historySlot<9>(278),
+        TableParts::historySlot<10>(300),
+        TableParts::historySlot<11>(322),
+        TableParts::historySlot<12>(344),
+        TableParts::historySlot<13>(366),
+        TableParts::historySlot<14>(388),
+        TableParts::historySlot<15>(410),
+        TableParts::historySlot<16>(432),
+        TableParts::historySlot<17>(454),
+        TableParts::historySlot<18>(476));
     // clang-format on
     static constexpr Record<M> record{L'4', "ExtendedAMRTramoModel", "extended AMR", rows};
     return checked<record>();
 }
 
-M::ExtendedAMRTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
-TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+M::ExtendedAMRTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return table().build(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(ExtendedAMRTramoModel);

@@ -10,11 +10,11 @@ namespace tramo {
 // Returns whether the line in the model is of the record's kind; if not, reports it as the format requires.
 template <class M> bool acceptsLine(const Record<M>& record, M& model) {
     if (record.letter == 0) return true;
-    const wchar_t found = Layouts::line(model)[0];
+    const wchar_t found = ModelAccess::line(model)[0];
     TF::TramoLineType type;
-    if (!codec::toCode(found, type)) Layouts::errors(model).parse.push_back({0, TE::ParseLineType});
+    if (!codec::toCode(found, type)) ModelAccess::errors(model).parse.push_back({0, TE::ParseLineType});
     if (found == record.letter) return true;
-    Layouts::errors(model).parse.push_back({0, TE::WrongLineType});
+    ModelAccess::errors(model).parse.push_back({0, TE::WrongLineType});
     refuse(record.inMessages, found, record.letter);
     return false;
 }
@@ -22,46 +22,45 @@ template <class M> bool acceptsLine(const Record<M>& record, M& model) {
 // Sets the values of the model from its line. A line of another kind changes no value.
 template <class M> void Record<M>::parse(M& m) const {
     if (!acceptsLine(*this, m)) return;
-    const auto& line = Layouts::line(m);
+    const auto& line = ModelAccess::line(m);
     const BlankMap<std::tuple_size_v<LineOf<M>> - 2> filledColumns(line.data());
-    for (const Step<M>& step : steps) {
+    for (const ParseStep<M>& step : steps) {
         const auto [blanks, size] = filledColumns.text(step.first, step.width);
         Cut cut{line.data() + step.first, step.first, static_cast<std::uint16_t>(blanks), size};
         if (step.plain) {
-            if (cut.size != 0 && !step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
+            if (cut.size != 0 && !step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
             continue;
         }
-        const auto& but = step.row->but;
-        if (but.kept) but.kept(m).stretch(cut.first, cut.size);
+        const auto& options = step.row->options;
+        if (options.kept) options.kept(m).stretch(cut.first, cut.size);
         if (cut.size == 0) {
-            if (but.blank.empty()) continue;
-            cut = {but.blank.data(), 0, 0, static_cast<std::uint32_t>(but.blank.size())};
-            if (but.kept) but.kept(m) = std::wstring(but.blank);
+            if (options.blank.empty()) continue;
+            cut = {options.blank.data(), 0, 0, static_cast<std::uint32_t>(options.blank.size())};
+            if (options.kept) options.kept(m) = std::wstring(options.blank);
         }
-        if (!step.parse(m, cut)) Layouts::errors(m).parse.push_back(step.row->parseError());
-        else if (but.present) m.*but.present = true;
+        if (!step.parse(m, cut)) ModelAccess::errors(m).parse.push_back(step.row->parseError());
+        else if (options.present) m.*options.present = true;
     }
 }
 
 template <class M> bool isWritten(const Row<M>& row, const M& m) {
-    return row.inLine() && (!row.but.group || row.but.group->holds(m)) && (!row.but.present || m.*row.but.present) &&
-           passes(row.but.written, [&] { return row.value.measure(m); });
+    return row.inLine() && (!row.options.group || row.options.group->holds(m)) &&
+           (!row.options.present || m.*row.options.present) && passes(row.options.written, [&] { return row.value.measure(m); });
 }
 
 template <class M> auto Record<M>::build(M& m) const {
-    auto& errors = Layouts::errors(m).build;
+    auto& errors = ModelAccess::errors(m).build;
     errors.clear();
     auto line = blankLine<LineOf<M>>();
-    if (letter) codec::fromCode(static_cast<TF::TramoLineType>(Layouts::letter(m)), line.data());
+    if (letter) codec::fromCode(static_cast<TF::TramoLineType>(ModelAccess::letter(m)), line.data());
     for (const Row<M>& row : rows)
-        if (isWritten(row, std::as_const(m)) &&
-            !row.value.build(m, line.data() + row.column - 1, row.but.buildWidth ? row.but.buildWidth : row.width))
+        if (isWritten(row, std::as_const(m)) && !row.value.build(m, line.data() + row.column - 1, row.writtenWidth()))
             errors.push_back(row.buildError());
     return line;
 }
 
 template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
-    ErrorLists& errors = Layouts::errors(m);
+    ErrorLists& errors = ModelAccess::errors(m);
     errors.mandatory.clear();
     findMandatory(
         m, [&](TE::FieldError error, bool toParseList) { (toParseList ? errors.parse : errors.mandatory).push_back(error); });
@@ -71,12 +70,13 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
 template <class M> void Record<M>::findMandatory(M& m, auto report) const {
     for (const Row<M>& row : rows) {
         auto measure = [&] {
-            return row.but.kept ? static_cast<double>(row.but.kept(m).in(Layouts::line(m)).size()) : row.value.measure(m);
+            return row.options.kept ? static_cast<double>(row.options.kept(m).view(ModelAccess::line(m)).size())
+                                    : row.value.measure(m);
         };
-        if (passes(row.but.missing, measure) || (row.but.missingIf && row.but.missingIf->holds(m)))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.but.toParseList);
-        else if (row.but.inconsistentIf && row.but.inconsistentIf->holds(m))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.but.toParseList);
+        if (passes(row.options.missing, measure) || (row.options.missingIf && row.options.missingIf->holds(m)))
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.options.toParseList);
+        else if (row.options.inconsistentIf && row.options.inconsistentIf->holds(m))
+            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.options.toParseList);
     }
 }
 
@@ -88,7 +88,7 @@ template <class M> std::wstring Record<M>::print(const M& m) const {
     for (const Row<M>& row : rows) {
         if (*row.label() == 0) continue;
         out += separator;
-        appendNumbered(row.label(), row.but.slot, out);
+        appendNumbered(row.label(), row.options.slot, out);
         out += L':';
         row.value.print(m, out);
         separator = L',';
@@ -105,38 +105,51 @@ constexpr TE::FieldError reported(bool ever, TE::FieldError error) {
 // Returns the name of the field that holds this value.
 template <class M> std::string nameOfValue(const Value<M>* value) {
     if (value)
-        for (const Row<M>& row : Layouts::of<M>().rows)
-            if (row.value.get == value->get) return numbered(row.name, row.but.slot);
+        for (const Row<M>& row : ModelAccess::table<M>().rows)
+            if (row.value.get == value->get) return numbered(row.name, row.options.slot);
     return {};
 }
 
+// Returns the error that getMandatoryErrors reports of the field; code 0 if it reports none.
+template <class M> TE::FieldError mandatoryError(const Row<M>& row) {
+    if (row.options.missing.operation != Test::Never || row.options.missingIf) return {row.missingColumn(), TE::MandatoryMissing};
+    if (row.options.inconsistentIf) return {row.missingColumn(), TE::MandatoryInconsistent};
+    return {0, TE::errorType{}};
+}
+
+// Return the words of conditions on several values, if there are any: when the field is written, when it is reported.
+template <class M> const char* wordsOfGroup(const RowOptions<M>& options) {
+    if (options.group) return options.group->words;
+    return options.present ? "it has been set" : "";
+}
+template <class M> const char* wordsOfRule(const RowOptions<M>& options) {
+    if (options.missingIf) return options.missingIf->words;
+    return options.inconsistentIf ? options.inconsistentIf->words : "";
+}
+
 template <class M> Field describe(const Row<M>& row, const M& byDefault, std::size_t index) {
-    const auto& but = row.but;
-    const bool missing = but.missing.operation != Test::Never || but.missingIf;
-    const char* group = but.group ? but.group->words : but.present ? "it has been set" : "";
-    const char* rule = but.missingIf ? but.missingIf->words : but.inconsistentIf ? but.inconsistentIf->words : "";
+    const auto& options = row.options;
+    const FieldKind measured = options.kept && !options.missingIf ? FieldKind::Text : row.value.kind;
     return Field{
-        .name = numbered(row.name, but.slot),
-        .label = numbered(row.label(), but.slot),
+        .name = numbered(row.name, options.slot),
+        .label = numbered(row.label(), options.slot),
         .column = row.inLine() ? row.column : 0,
         .width = row.width,
-        .writtenWidth = row.but.buildWidth ? row.but.buildWidth : row.width,
+        .writtenWidth = row.writtenWidth(),
         .kind = row.value.kind,
         .decimals = row.value.decimals,
         .codes = row.value.codes(),
         .codesWritten = row.value.codesWritten(),
-        .blank = std::wstring(row.but.blank),
-        .readInto = nameOfValue<M>(row.but.into.what),
+        .blank = std::wstring(row.options.blank),
+        .readInto = nameOfValue<M>(row.options.into.what),
         .parseError = reported(row.inLine(), row.parseError()),
-        .buildError = reported(row.inLine() && but.written.operation != Test::Never, row.buildError()),
-        .mandatoryError = missing              ? TE::FieldError{row.missingColumn(), TE::MandatoryMissing}
-                          : but.inconsistentIf ? TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}
-                                               : reported(false, {}),
-        .written = wordsOfWriting(row.value.kind, but.written, group),
-        .mandatory = wordsOfMissing(but.kept && !but.missingIf ? FieldKind::Text : row.value.kind, but.missing, rule),
-        .reportedInParseList = but.toParseList,
-        .reportedOnGoodLines = but.onGoodLines,
-        .overlaid = but.overlaid,
+        .buildError = reported(row.inLine() && options.written.operation != Test::Never, row.buildError()),
+        .mandatoryError = mandatoryError(row),
+        .written = wordsOfWriting(row.value.kind, options.written, wordsOfGroup(options)),
+        .mandatory = wordsOfMissing(measured, options.missing, wordsOfRule(options)),
+        .reportedInParseList = options.toParseList,
+        .reportedOnGoodLines = options.onGoodLines,
+        .overlaid = options.overlaid,
         .defaultValue = row.value.get(byDefault),
         .index = index,
     };
@@ -145,7 +158,7 @@ template <class M> Field describe(const Row<M>& row, const M& byDefault, std::si
 template <class M> M emptyModel() {
     if constexpr (std::is_default_constructible_v<M>) return M();
     auto line = blankLine<LineOf<M>>();
-    if (Layouts::of<M>().letter) line[0] = Layouts::of<M>().letter;
+    if (ModelAccess::table<M>().letter) line[0] = ModelAccess::table<M>().letter;
     return M(line);
 }
 
@@ -159,7 +172,7 @@ template <class M> RecordKind describe(const Record<M>& record) {
 // Separate from kindOf, so that the library does not export it.
 template <class M> struct KindOf {
     static const RecordKind& get() {
-        static const RecordKind kind = describe(Layouts::of<M>());
+        static const RecordKind kind = describe(ModelAccess::table<M>());
         return kind;
     }
 };
@@ -167,14 +180,14 @@ template <class M> struct KindOf {
 template <class M> const RecordKind& kindOf() { return KindOf<M>::get(); }
 
 template <class M> FieldValue get(const M& model, const Field& field) {
-    return Layouts::of<M>().rows[field.index].value.get(model);
+    return ModelAccess::table<M>().rows[field.index].value.get(model);
 }
 
 template <class M> bool set(M& model, const Field& field, const FieldValue& value) {
-    const Row<M>& row = Layouts::of<M>().rows[field.index];
+    const Row<M>& row = ModelAccess::table<M>().rows[field.index];
     if (!row.value.set(model, value)) return false;
-    if (row.but.present) model.*row.but.present = true;
-    if (row.but.set) row.but.set(model);
+    if (row.options.present) model.*row.options.present = true;
+    if (row.options.set) row.options.set(model);
     return true;
 }
 

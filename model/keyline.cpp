@@ -59,7 +59,11 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
 
 // Returns the index of the character that begins at this byte of the text in UTF-8.
 std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
-    auto bytes = [](wchar_t c) -> std::size_t { return c < 0x80 ? 1 : c < 0x800 || (c >= 0xD800 && c < 0xE000) ? 2 : 3; };
+    auto bytes = [](wchar_t c) -> std::size_t {
+        if (c < 0x80) return 1;
+        const bool isSurrogate = c >= 0xD800 && c < 0xE000;  // half of a character of 4 bytes
+        return c < 0x800 || isSurrogate ? 2 : 3;
+    };
     std::size_t index = 0;
     for (std::size_t at = 0; at < byte && index < text.size(); ++index) at += bytes(text[index]);
     return index;
@@ -99,12 +103,12 @@ std::size_t mostBytesOfValues(std::size_t bytesOfText) { return (bytesOfText / 2
 
 KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
 
-// Sets the answer from its JSON text, which starts at index `start`.
-std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& answer) {
+// Parses JSON text, which starts at index `start` of the line, into the result.
+std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& result) {
     if (json.size() > longestKeyLine) return tooLong();
     SecretBytes text;
     if (const auto index = encode(json, text))
-        return KeyLineError{"Not a character: a zero, or half of a surrogate pair.", start + *index};
+        return KeyLineError{"Invalid character: a zero, or an unpaired surrogate.", start + *index};
     if (text.bytes.size() > longestKeyLine) return tooLong();
 
     // In place, so that no string is copied; iterative, so that nesting cannot overflow the stack.
@@ -116,8 +120,8 @@ std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, Par
     if (document.HasParseError())
         return KeyLineError{
             rapidjson::GetParseError_En(document.GetParseError()), start + indexOfByte(json, document.GetErrorOffset())};
-    if (!document.IsObject()) return KeyLineError{"The line is no JSON object.", start};
-    answer.remarks = takeKeyValues(document, answer.line);
+    if (!document.IsObject()) return KeyLineError{"The line is not a JSON object.", start};
+    result.remarks = takeKeyValues(document, result.line);
     return std::nullopt;
 }
 
@@ -139,13 +143,13 @@ std::vector<KeyLineRemark> takeKeyValues(const Json& object, AMRKeyLine& line) {
 }
 
 ParsedKeyLine parseKeyLine(std::wstring_view text) {
-    ParsedKeyLine answer;
-    answer.line.line = text;
+    ParsedKeyLine result;
+    result.line.line = text;
     const std::size_t start = text.starts_with(AMRKeyLine().lead) ? 1 : 0;
     std::wstring_view json = text.substr(start);
     if (json.ends_with(L'\r')) json.remove_suffix(1);
-    answer.error = parse(json, start, answer);
-    return answer;
+    result.error = parse(json, start, result);
+    return result;
 }
 
 }  // namespace tramo

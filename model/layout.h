@@ -65,8 +65,8 @@ template <class M> struct Condition {
     bool (*holds)(const M&);
 };
 
-// An optional pointer of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null in a
-// constant expression.
+// An optional pointer in the options of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null
+// in a constant expression.
 template <class T> struct Stated {
     T what = nullptr;
     bool stated = false;
@@ -80,8 +80,8 @@ template <class T> struct Stated {
 };
 
 // The deviations of a field from the rules of its kind.
-template <class M> struct Particulars {
-    const char* label = nullptr;                   // in toString, instead of the field's name; "": not shown
+template <class M> struct RowOptions {
+    Stated<const char*> label = {};                // in toString, unless it is the name after the record's labelPrefix
     Test written = always;                         // written only if its value passes
     const Condition<M>* group = nullptr;           // written only if this holds, too
     bool M::*present = nullptr;                    // set when a text is parsed; written only if set
@@ -100,28 +100,29 @@ template <class M> struct Particulars {
     int buildWidth = 0;                                                // width written instead of the width read
     int slot = 0;                                                      // number of the repeated group, for '#' in name and label
 };
-inline constexpr const char* notShown = "";
+inline constexpr const char* notShown = "";  // the label of a field that toString does not show
 
 template <class M> struct Row {
     std::int32_t column;  // of the first character, 1-based
     int width;            // 0: not in the line, only shown
     const char* name;     // as in its accessors
     Value<M> value;
-    Particulars<M> but = {};
+    RowOptions<M> options = {};
 
     constexpr bool inLine() const { return width != 0; }
-    constexpr const char* label() const { return but.label ? but.label : name; }
+    constexpr int writtenWidth() const { return options.buildWidth ? options.buildWidth : width; }
+    constexpr const char* label() const { return options.label ? options.label.what : name; }
     constexpr TE::FieldError parseError() const {
-        return {but.parseColumn ? but.parseColumn : column, but.parseCode ? but.parseCode : value.parseCode};
+        return {options.parseColumn ? options.parseColumn : column, options.parseCode ? options.parseCode : value.parseCode};
     }
     constexpr TE::FieldError buildError() const {
-        return {but.buildColumn ? but.buildColumn : column, but.buildCode ? but.buildCode : value.buildCode};
+        return {options.buildColumn ? options.buildColumn : column, options.buildCode ? options.buildCode : value.buildCode};
     }
-    constexpr std::int32_t missingColumn() const { return but.missingColumn ? but.missingColumn : column; }
+    constexpr std::int32_t missingColumn() const { return options.missingColumn ? options.missingColumn : column; }
 };
 
 // The parts of a row that the parser needs, close together in memory.
-template <class M> struct Step {
+template <class M> struct ParseStep {
     bool (*parse)(M&, Cut);
     const Row<M>* row;
     std::uint16_t first, width;  // an index, unlike a column
@@ -135,9 +136,10 @@ template <class M> struct Record {
     const char* model;  // the class
     const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;       // the name in the message about a line of another kind
-    const char* inDump = model;           // the beginning of toString
-    std::span<const Step<M>> steps = {};  // added by checked()
+    const char* inMessages = model;            // the name in the message about a line of another kind
+    const char* inDump = model;                // the beginning of toString
+    const char* labelPrefix = "";              // in toString, before the names of fields: with "amr", "data" becomes "amrData"
+    std::span<const ParseStep<M>> steps = {};  // added by checked()
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -147,29 +149,38 @@ template <class M> struct Record {
 };
 
 // Access to the private members of the models.
-struct Layouts {
-    template <class M> static const Record<M>& of() { return M::layout(); }
+struct ModelAccess {
+    template <class M> static const Record<M>& table() { return M::table(); }
     template <class M> static auto& line(M& model) { return model.line; }
     template <class M> static auto& errors(M& model) { return model.errors; }
     template <class M> static wchar_t letter(const M& model) {
         if constexpr (requires { model.type; }) return static_cast<wchar_t>(model.type);
-        else return M::layout().letter;
+        else return M::table().letter;
     }
 };
-template <class M> using LineOf = std::remove_cvref_t<decltype(Layouts::line(std::declval<M&>()))>;
+template <class M> using LineOf = std::remove_cvref_t<decltype(ModelAccess::line(std::declval<M&>()))>;
 
 // Kinds of values: the conversions of one type, and its measure for a Test. ------------------------------------------
 
+// The error for a member of another type, in words. Each kind states it with the types that it expects.
+#define TRAMO_EXPECTED(KIND, TYPES)                                                                    \
+    template <class T> struct Misfit {                                                                 \
+        static_assert(fits<T>, "the member's type does not fit the kind '" KIND "': expected " TYPES); \
+    }
+
 namespace kind {
 
-struct None {
+template <class... Types> struct For {
+    template <class T> static constexpr bool fits = (std::is_same_v<T, Types> || ...);
+
     static constexpr int decimals = 0;
     static constexpr TE::errorType parseCode{}, buildCode{};
     static std::wstring codes() { return {}; }
     static std::wstring codesWritten() { return {}; }
 };
 
-struct Text : None {
+struct Text : For<FieldText> {
+    TRAMO_EXPECTED("text", "tramo::FieldText");
     static constexpr FieldKind kind = FieldKind::Text;
     static constexpr TE::errorType buildCode = TE::BuildText;
     static bool parse(FieldText& v, Cut cut) {
@@ -177,11 +188,11 @@ struct Text : None {
         return true;
     }
     static bool build(const FieldText& v, const auto& line, wchar_t* dest, int width) {
-        return codec::fromText(v.in(line), dest, width);
+        return codec::fromText(v.view(line), dest, width);
     }
-    static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.in(line); }
-    static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.in(line).size()); }
-    static FieldValue get(const FieldText& v, const auto& line) { return v.of(line); }
+    static void print(const FieldText& v, const auto& line, std::wstring& out) { out += v.view(line); }
+    static double measure(const FieldText& v, const auto& line) { return static_cast<double>(v.view(line).size()); }
+    static FieldValue get(const FieldText& v, const auto& line) { return v.text(line); }
     static bool set(FieldText& v, const FieldValue& to) {
         const auto* text = std::get_if<std::wstring>(&to);
         if (text) v = *text;
@@ -189,7 +200,8 @@ struct Text : None {
     }
 };
 
-struct Number : None {
+struct Number : For<int, long long, long32> {
+    TRAMO_EXPECTED("number", "int, long long or long32");
     static constexpr FieldKind kind = FieldKind::Integer;
     static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
     static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v, cut.blanks); }
@@ -211,17 +223,13 @@ struct Number : None {
 
 // A number that toString shows as the character of that code.
 struct Character : Number {
+    TRAMO_EXPECTED("character", "int, long long or long32");
     static void print(auto v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(static_cast<std::uint16_t>(v)); }
 };
 
 template <codec::DateFormat Format> struct Time : Number {
     using enum codec::DateFormat;
-    static constexpr FieldKind kind = Format == Date       ? FieldKind::Date
-                                      : Format == DateTime ? FieldKind::DateTime
-                                                           : FieldKind::Year;
-    static constexpr TE::errorType parseCode = Format == Date       ? TE::ParseDate
-                                               : Format == DateTime ? TE::ParseDateTime
-                                                                    : TE::ParseInteger;
+    template <class T> static constexpr bool fits = std::is_same_v<T, long32>;
     static constexpr TE::errorType buildCode = TE::BuildDate;
     static bool parse(long32& v, Cut cut) {
         if constexpr (Format == Date) return codec::toDate(cut.view(), v);
@@ -234,7 +242,24 @@ template <codec::DateFormat Format> struct Time : Number {
     static bool build(long32 v, const auto&, wchar_t* dest, int) { return codec::fromDate(v, dest, Format); }
 };
 
-template <int Decimals> struct Decimal : None {
+struct Date : Time<codec::DateFormat::Date> {
+    TRAMO_EXPECTED("date", "long32");
+    static constexpr FieldKind kind = FieldKind::Date;
+    static constexpr TE::errorType parseCode = TE::ParseDate;
+};
+struct DateTime : Time<codec::DateFormat::DateTime> {
+    TRAMO_EXPECTED("dateTime", "long32");
+    static constexpr FieldKind kind = FieldKind::DateTime;
+    static constexpr TE::errorType parseCode = TE::ParseDateTime;
+};
+struct Year : Time<codec::DateFormat::Year> {
+    TRAMO_EXPECTED("year", "long32");
+    static constexpr FieldKind kind = FieldKind::Year;
+    static constexpr TE::errorType parseCode = TE::ParseInteger;
+};
+
+template <int Decimals> struct Decimal : For<double> {
+    TRAMO_EXPECTED("decimal", "double");
     static constexpr FieldKind kind = FieldKind::Decimal;
     static constexpr int decimals = Decimals;
     static constexpr TE::errorType parseCode = TE::ParseDouble, buildCode = TE::BuildDouble;
@@ -252,8 +277,12 @@ template <int Decimals> struct Decimal : None {
         return number != nullptr;
     }
 };
+struct SixDecimals : Decimal<-1> {
+    TRAMO_EXPECTED("sixDecimals", "double");
+};
 
-struct Flag : None {
+struct Flag : For<bool> {
+    TRAMO_EXPECTED("flag", "bool");
     static constexpr FieldKind kind = FieldKind::Flag;
     static constexpr TE::errorType parseCode = TE::ParseBool, buildCode = TE::BuildBool;
     static bool parse(bool& v, Cut cut) {
@@ -276,11 +305,12 @@ struct Flag : None {
 
 // A flag that toString shows as the character of code 0 or 1.
 struct CharacterFlag : Flag {
+    TRAMO_EXPECTED("characterFlag", "bool");
     static constexpr TE::errorType parseCode{};  // never fails: every text is a flag
     static void print(bool v, const auto&, std::wstring& out) { out += static_cast<wchar_t>(v); }
 };
 
-template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None {
+template <class E, TE::errorType Parse, TE::errorType Build> struct Code : For<E> {
     static constexpr FieldKind kind = FieldKind::Code;
     static constexpr TE::errorType parseCode = Parse, buildCode = Build;
     static std::wstring codes() {
@@ -310,7 +340,30 @@ template <class E, TE::errorType Parse, TE::errorType Build> struct Code : None 
     }
 };
 
-struct Alarms : None {
+struct TramoType : Code<TF::TramoType, TE::ParseTramoType, TE::BuildTramoType> {
+    TRAMO_EXPECTED("tramoType", "TF::TramoType");
+};
+struct Fluid : Code<TF::MeterFluid, TE::ParseFluidType, TE::BuildFluidType> {
+    TRAMO_EXPECTED("fluid", "TF::MeterFluid");
+};
+struct ReadStatus : Code<TF::ReadStatus, TE::ParseReadStatus, TE::BuildReadStatus> {
+    TRAMO_EXPECTED("readStatus", "TF::ReadStatus");
+};
+struct ReadMethod : Code<TF::ReadMethod, TE::ParseReadMethod, TE::BuildReadMethod> {
+    TRAMO_EXPECTED("readMethod", "TF::ReadMethod");
+};
+struct Alarm : Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm> {
+    TRAMO_EXPECTED("alarm", "TF::AmrAlarms");
+};
+struct EnquiryAreaType : Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType> {
+    TRAMO_EXPECTED("enquiryAreaType", "TF::EnquiryAreaType");
+};
+struct EnquiryAreaMode : Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode> {
+    TRAMO_EXPECTED("enquiryAreaMode", "TF::EnquiryAreaMode");
+};
+
+struct Alarms : For<codec::AlarmFlags> {
+    TRAMO_EXPECTED("alarms", "tramo::codec::AlarmFlags");
     static constexpr FieldKind kind = FieldKind::AlarmFlags;
     static constexpr TE::errorType parseCode = TE::ParseAmrAlarmFlags, buildCode = TE::BuildAmrAlarmFlags;
     static long long bits(const codec::AlarmFlags& v) {
@@ -338,41 +391,47 @@ struct Alarms : None {
 };
 
 }  // namespace kind
+#undef TRAMO_EXPECTED
 
 // A path to a value in a model: a member, or member, index and member for a repeated group. --------------------------
 
 namespace detail {
 template <class M, class T> M ownerOf(T M::*);
 
-template <auto Step> constexpr auto& step(auto& object) {
-    if constexpr (std::is_member_pointer_v<decltype(Step)>) return object.*Step;
-    else return object[Step];
+template <auto MemberOrIndex> constexpr auto& partOf(auto& object) {
+    if constexpr (std::is_member_pointer_v<decltype(MemberOrIndex)>) return object.*MemberOrIndex;
+    else return object[MemberOrIndex];
 }
 template <auto First, auto... Rest> constexpr auto& reach(auto& object) {
-    if constexpr (sizeof...(Rest) == 0) return step<First>(object);
-    else return reach<Rest...>(step<First>(object));
+    if constexpr (sizeof...(Rest) == 0) return partOf<First>(object);
+    else return reach<Rest...>(partOf<First>(object));
 }
 
 template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
     using M = decltype(ownerOf(Member));
-    return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
-        [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
-        [](const M& m, wchar_t* dest, int width) {
-            return Kind::build(reach<Member, Rest...>(m), Layouts::line(m), dest, width);
-        },
-        [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), Layouts::line(m), out); },
-        [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), Layouts::line(m)); },
-        [](const M& m) { return Kind::get(reach<Member, Rest...>(m), Layouts::line(m)); },
-        [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
-}
-
-// A lambda in the table of a record would be enough, but clang 14 loses its parameter.
-template <auto Setter, auto Member> constexpr auto setterOf() {
-    return +[](decltype(ownerOf(Member))& m) { (m.*Setter)(m.*Member); };
+    using Type = std::remove_cvref_t<decltype(reach<Member, Rest...>(std::declval<M&>()))>;
+    if constexpr (!Kind::template fits<Type>) {
+        static_assert(sizeof(typename Kind::template Misfit<Type>));
+        return Value<M>{};  // so that no other error follows
+    } else
+        return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
+            [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
+            [](const M& m, wchar_t* dest, int width) {
+                return Kind::build(reach<Member, Rest...>(m), ModelAccess::line(m), dest, width);
+            },
+            [](const M& m, std::wstring& out) { Kind::print(reach<Member, Rest...>(m), ModelAccess::line(m), out); },
+            [](const M& m) { return Kind::measure(reach<Member, Rest...>(m), ModelAccess::line(m)); },
+            [](const M& m) { return Kind::get(reach<Member, Rest...>(m), ModelAccess::line(m)); },
+            [](M& m, const FieldValue& to) { return Kind::set(reach<Member, Rest...>(m), to); }};
 }
 
 template <auto Member, auto... Rest> constexpr auto keptAt() {
-    return +[](decltype(ownerOf(Member))& m) -> FieldText& { return reach<Member, Rest...>(m); };
+    using M = decltype(ownerOf(Member));
+    using Pointer = FieldText& (*)(M&);
+    constexpr bool fits = std::is_same_v<decltype(reach<Member, Rest...>(std::declval<M&>())), FieldText&>;
+    static_assert(fits, "the member's type does not fit keptText: expected tramo::FieldText");
+    if constexpr (fits) return Pointer([](M& m) -> FieldText& { return reach<Member, Rest...>(m); });
+    else return Pointer();
 }
 }  // namespace detail
 
@@ -380,25 +439,24 @@ template <auto Member, auto... Rest> constexpr auto keptAt() {
 template <auto... Path> inline constexpr auto text            = detail::valueAt<kind::Text, Path...>();
 template <auto... Path> inline constexpr auto number          = detail::valueAt<kind::Number, Path...>();
 template <auto... Path> inline constexpr auto character       = detail::valueAt<kind::Character, Path...>();
-template <auto... Path> inline constexpr auto date            = detail::valueAt<kind::Time<codec::DateFormat::Date>, Path...>();
-template <auto... Path> inline constexpr auto dateTime        = detail::valueAt<kind::Time<codec::DateFormat::DateTime>, Path...>();
-template <auto... Path> inline constexpr auto year            = detail::valueAt<kind::Time<codec::DateFormat::Year>, Path...>();
+template <auto... Path> inline constexpr auto date            = detail::valueAt<kind::Date, Path...>();
+template <auto... Path> inline constexpr auto dateTime        = detail::valueAt<kind::DateTime, Path...>();
+template <auto... Path> inline constexpr auto year            = detail::valueAt<kind::Year, Path...>();
 template <auto... Path> inline constexpr auto flag            = detail::valueAt<kind::Flag, Path...>();
 template <auto... Path> inline constexpr auto characterFlag   = detail::valueAt<kind::CharacterFlag, Path...>();
 template <auto... Path> inline constexpr auto alarms          = detail::valueAt<kind::Alarms, Path...>();
-template <auto... Path> inline constexpr auto tramoType       = detail::valueAt<kind::Code<TF::TramoType, TE::ParseTramoType, TE::BuildTramoType>, Path...>();
-template <auto... Path> inline constexpr auto fluid           = detail::valueAt<kind::Code<TF::MeterFluid, TE::ParseFluidType, TE::BuildFluidType>, Path...>();
-template <auto... Path> inline constexpr auto readStatus      = detail::valueAt<kind::Code<TF::ReadStatus, TE::ParseReadStatus, TE::BuildReadStatus>, Path...>();
-template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<kind::Code<TF::ReadMethod, TE::ParseReadMethod, TE::BuildReadMethod>, Path...>();
-template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Code<TF::AmrAlarms, TE::ParseAmrAlarm, TE::BuildAmrAlarm>, Path...>();
-template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::Code<TF::EnquiryAreaType, TE::ParseEnquiryAreaType, TE::BuildEnquiryAreaType>, Path...>();
-template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::Code<TF::EnquiryAreaMode, TE::ParseEnquiryAreaMode, TE::BuildEnquiryAreaMode>, Path...>();
+template <auto... Path> inline constexpr auto tramoType       = detail::valueAt<kind::TramoType, Path...>();
+template <auto... Path> inline constexpr auto fluid           = detail::valueAt<kind::Fluid, Path...>();
+template <auto... Path> inline constexpr auto readStatus      = detail::valueAt<kind::ReadStatus, Path...>();
+template <auto... Path> inline constexpr auto readMethod      = detail::valueAt<kind::ReadMethod, Path...>();
+template <auto... Path> inline constexpr auto alarm           = detail::valueAt<kind::Alarm, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaType = detail::valueAt<kind::EnquiryAreaType, Path...>();
+template <auto... Path> inline constexpr auto enquiryAreaMode = detail::valueAt<kind::EnquiryAreaMode, Path...>();
+template <auto... Path> inline constexpr auto sixDecimals     = detail::valueAt<kind::SixDecimals, Path...>();  // as "%f" writes them
 template <int Decimals, auto... Path> inline constexpr auto decimal = detail::valueAt<kind::Decimal<Decimals>, Path...>();
 template <auto... Path> inline constexpr auto keptText        = detail::keptAt<Path...>();
-template <auto Setter, auto Member> inline constexpr auto through = detail::setterOf<Setter, Member>();
 // clang-format on
 
-inline constexpr int sixDecimals = -1;                                          // as "%f" writes them
 inline constexpr Test known = above(std::numeric_limits<std::int32_t>::min());  // a year that is not the lowest value
 
 // A wrong column in a record is a compiler error; the note names the column. ------------------------------------------
@@ -411,9 +469,8 @@ inline constexpr int noColumn = std::numeric_limits<int>::min();
 
 template <class M> constexpr int columnOutsideLine(const Record<M>& record) {
     for (const Row<M>& row : record.rows) {
-        const int width = row.but.buildWidth ? row.but.buildWidth : row.width;
-        if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || row.column + width - 1 > lastColumn<M>()))
-            return row.column;
+        const int last = row.column + row.writtenWidth() - 1;
+        if (row.inLine() && (row.column < firstColumn(record) || row.width < 1 || last > lastColumn<M>())) return row.column;
     }
     return noColumn;
 }
@@ -421,7 +478,7 @@ template <class M> constexpr int columnOfTwoFields(const Record<M>& record) {
     std::array<bool, lastColumn<M>() + 1> taken{};
     for (const Row<M>& row : record.rows)
         for (int column = row.column; column < row.column + row.width; ++column)
-            if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.but.overlaid) return column;
+            if (std::exchange(taken[static_cast<std::size_t>(column)], true) != row.options.overlaid) return column;
     return noColumn;
 }
 template <int Column> constexpr bool liesInLine = Column == noColumn;
@@ -431,34 +488,67 @@ template <int Column> constexpr bool hasOneField = Column == noColumn;
 namespace detail {
 template <class M> M modelOf(const Record<M>&);
 
+// The labels that the prefix of a record gives.
+constexpr std::array<char, 64> prefixed(std::string_view prefix, std::string_view name) {
+    std::array<char, 64> label{};
+    char* const first = std::ranges::copy(prefix, label.data()).out;
+    std::ranges::copy(name, first);
+    if (*first >= 'a' && *first <= 'z') *first = static_cast<char>(*first - 'a' + 'A');
+    return label;
+}
+template <const auto& record> consteval auto labelsOf() {
+    std::array<std::array<char, 64>, record.rows.size()> labels{};
+    for (std::size_t i = 0; i < labels.size(); ++i) labels[i] = prefixed(record.labelPrefix, record.rows[i].name);
+    return labels;
+}
+template <const auto& record> inline constexpr auto labels = labelsOf<record>();
+
+template <const auto& record> consteval auto rowsOf() {
+    std::array<Row<decltype(modelOf(record))>, record.rows.size()> rows{};
+    std::ranges::copy(record.rows, rows.begin());
+    if (*record.labelPrefix != 0)
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            if (!rows[i].options.label) rows[i].options.label = labels<record>[i].data();
+    return rows;
+}
+template <const auto& record> inline constexpr auto rows = rowsOf<record>();
+
 template <const auto& record> consteval auto stepsOf() {
     using M = decltype(modelOf(record));
-    std::array<Step<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
+    std::array<ParseStep<M>, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row<M>::inLine))> steps{};
     std::size_t i = 0;
-    for (const Row<M>& row : record.rows) {
+    for (const Row<M>& row : rows<record>) {
         if (!row.inLine()) continue;
-        const auto& but = row.but;
-        steps[i++] = {but.into ? but.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
-            static_cast<std::uint16_t>(row.width), !but.kept && but.blank.empty() && !but.present};
+        const auto& options = row.options;
+        steps[i++] = {options.into ? options.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
+            static_cast<std::uint16_t>(row.width), !options.kept && options.blank.empty() && !options.present};
     }
     return steps;
 }
 template <const auto& record> inline constexpr auto steps = stepsOf<record>();
 template <const auto& record> inline constexpr auto withSteps = [] {
     auto copy = record;
+    copy.rows = rows<record>;
     copy.steps = steps<record>;
     return copy;
 }();
 }  // namespace detail
 
 template <const auto& record> constexpr const auto& checked() {
-    static_assert(detail::liesInLine<detail::columnOutsideLine(record)>, "a field lies outside its line");
-    static_assert(detail::hasOneField<detail::columnOfTwoFields(record)>, "two fields share a column");
+    constexpr int outside = detail::columnOutsideLine(record);
+    constexpr int shared = outside == detail::noColumn ? detail::columnOfTwoFields(record) : detail::noColumn;
+    static_assert(detail::liesInLine<outside>, "a field lies outside its line");
+    static_assert(detail::hasOneField<shared>, "two fields share a column");
     return detail::withSteps<record>;
 }
 
-// Tables with repeated groups: joins fields({...}) and groups of rows in order.
-template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N]) { return std::to_array(rows); }
+// Tables with repeated groups: joined() puts their parts, each made by fields({...}), in order. The parts of a repeated group
+// differ in their `slot`.
+template <class M, std::size_t N> consteval std::array<Row<M>, N> fields(const Row<M> (&rows)[N], int slot = 0) {
+    std::array<Row<M>, N> all = std::to_array(rows);
+    for (Row<M>& row : all) row.options.slot = slot;
+    return all;
+}
 template <class M, std::size_t... N> consteval auto joined(const std::array<Row<M>, N>&... parts) {
     std::array<Row<M>, (N + ...)> all{};
     std::size_t size = 0;

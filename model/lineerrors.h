@@ -1,4 +1,4 @@
-// The errors of a line's model as the check needs them: without a list of their own, which would take memory.
+// The errors of a line's model, passed on without building a list: the check of a clean line allocates nothing.
 #pragma once
 #include "model/frame.h"
 #include "tramostream/linemodel.h"
@@ -9,7 +9,8 @@
 namespace tramo {
 
 struct LineErrors {
-    // use(errors) for the parse errors, those that LineModel::mandatoryErrors would add to them, and the mandatory errors.
+    // Calls use(errors) three times: for the parse errors, for those that LineModel::mandatoryErrors would add to them, and for
+    // the mandatory errors.
     static void each(LineModel& line, auto use) {
         std::visit(
             [&]<class M>(M& model) {
@@ -30,11 +31,11 @@ private:
         std::array<TE::FieldError, most> mandatory;
         std::array<TE::FieldError, most> added;
         std::size_t count = 0, addedCount = 0;
-        Layouts::of<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
+        ModelAccess::table<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
             if (toParseList) added[addedCount++] = error;
             else mandatory[count++] = error;
         });
-        use(std::span<const TE::FieldError>(Layouts::errors(model).parse));
+        use(std::span<const TE::FieldError>(ModelAccess::errors(model).parse));
         use(std::span<const TE::FieldError>(added.data(), addedCount));
         use(std::span<const TE::FieldError>(mandatory.data(), count));
     }

@@ -19,7 +19,7 @@ template <class Buffer> Buffer bufferOf(std::wstring_view text) {
 // Whether the model is an AnyRecord, whose kind is known only at run time.
 template <class Model> constexpr bool isRecord = std::is_same_v<std::remove_cvref_t<Model>, AnyRecord>;
 
-// The letters of a name, made small, and its digits.
+// The letters of a name, in lower case, and its digits.
 std::string plain(std::string_view name) {
     std::string out;
     for (const char c : name)
@@ -45,7 +45,7 @@ std::wstring hexadecimal(long long bits) {
     return text;
 }
 
-// A local time as the pattern has it: a digit for each 0, everything else as it stands.
+// A local time in the form of the pattern: a digit replaces each 0, everything else is kept.
 std::wstring localTime(long long seconds, const wchar_t* format, std::wstring pattern) {
     std::array<wchar_t, 12> digits{};
     StrConv::fromDate(static_cast<long32>(seconds), digits.data(), format);
@@ -57,7 +57,7 @@ std::wstring localTime(long long seconds, const wchar_t* format, std::wstring pa
 
 }  // namespace
 
-// Models are some kilobytes large: they are made in their place.
+// A model takes some kilobytes: it is constructed in place.
 std::optional<LineModel> LineModel::of(LineKind kind, std::wstring_view text) {
     std::optional<LineModel> line;
     text = text.substr(0, shapeOf(kind).length);

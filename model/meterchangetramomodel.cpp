@@ -4,7 +4,7 @@
 using namespace tramo;
 using M = MeterChangeTramoModel;
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr Row rows[] = {
@@ -19,9 +19,9 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::MeterChangeTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
-TramoLine::tramoLine_t M::toTramoLine() { return layout().build(*this); }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+M::MeterChangeTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
+TramoLine::tramoLine_t M::toTramoLine() { return table().build(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(MeterChangeTramoModel);

@@ -4,17 +4,17 @@
 using namespace tramo;
 using M = MeterSubscriberTramoModel;
 
-struct MeterSubscriberTramoModel::Layout {
+struct MeterSubscriberTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a date and a consumption of 0 or more",
         [](const M& m) { return m.history[K - 1].readingDate > 0 && m.history[K - 1].consumption >= 0; }};
     template <int K>
     static constexpr Condition<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
-        [](const M& m) { return !m.history[K - 1].readingType.in(m.line).empty() && slotIsFilled<K>.holds(m); }};
+        [](const M& m) { return !m.history[K - 1].readingType.view(m.line).empty() && slotIsFilled<K>.holds(m); }};
 
     static constexpr Condition<M> hasInformation{
-        "there is meter information", [](const M& m) { return !m.meterInformation.in(m.line).empty(); }};
+        "there is meter information", [](const M& m) { return !m.meterInformation.view(m.line).empty(); }};
     static constexpr Condition<M> hasPreviousReading{
         "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
     static constexpr Condition<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
@@ -36,68 +36,70 @@ struct MeterSubscriberTramoModel::Layout {
                    (m.meterReadingConsumption < 0 && m.meterPreviousReadingIndex > 0);
         }};
 
+    static void setAuthorizedChange(M& m) { m.setMeterAuthorizedChange(m.meterAuthorizedChange); }
+
     // The three fields of one history slot, written together. A complete slot is reported deliberately.
     template <int K> static consteval auto historySlot(std::int32_t column, std::int32_t dateParseColumn = 0) {
         constexpr auto* group = &slotIsFilled<K>;
         // clang-format off
         return fields<M>({
-            Row{column,     1, "meterHistory#ReadingType", text  <&M::history, K - 1, &HistorySlot::readingType>, {.group = group, .inconsistentIf = &slotIsComplete<K>, .toParseList = true, .onGoodLines = true, .slot = K}},
-            Row{column + 1, 8, "meterHistory#ReadingDate", date  <&M::history, K - 1, &HistorySlot::readingDate>, {.group = group, .parseColumn = dateParseColumn, .slot = K}},
-            Row{column + 9, 10, "meterHistory#Consumption", number<&M::history, K - 1, &HistorySlot::consumption>, {.group = group, .slot = K}},
-        });
+            Row{column,      1, "meterHistory#ReadingType", text  <&M::history, K - 1, &HistorySlot::readingType>, {.group = group, .inconsistentIf = &slotIsComplete<K>, .toParseList = true, .onGoodLines = true}},
+            Row{column + 1,  8, "meterHistory#ReadingDate", date  <&M::history, K - 1, &HistorySlot::readingDate>, {.group = group, .parseColumn = dateParseColumn}},
+            Row{column + 9, 10, "meterHistory#Consumption", number<&M::history, K - 1, &HistorySlot::consumption>, {.group = group}},
+        }, K);
         // clang-format on
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
-    using L = Layout;
+    using P = TableParts;
     // clang-format off
     static constexpr auto rows = joined(
         fields<M>({
-            Row{  2,   4, "subscriberCardOrder",          number    <&M::subscriberCardOrder>,          {.written = atLeast(0)}},
-            Row{  6, 150, "subscriberInformation",        text      <&M::subscriberInformation>,        {.missing = empty, .toParseList = true}},
-            Row{460,   2, "subscriberMarkingCode",        text      <&M::subscriberMarkingCode>,        {.written = filled}},
+            Row{  2,   4, "subscriberCardOrder",   number<&M::subscriberCardOrder>,   {.written = atLeast(0)}},
+            Row{  6, 150, "subscriberInformation", text  <&M::subscriberInformation>, {.missing = empty, .toParseList = true}},
+            Row{460,   2, "subscriberMarkingCode", text  <&M::subscriberMarkingCode>, {.written = filled}},
         }),
-        Layout::historySlot<1>(156),
-        Layout::historySlot<2>(175),
-        Layout::historySlot<3>(194, 194),
-        Layout::historySlot<4>(213),
+        TableParts::historySlot<1>(156),
+        TableParts::historySlot<2>(175),
+        TableParts::historySlot<3>(194, 194),
+        TableParts::historySlot<4>(213),
         fields<M>({
-            Row{232, 120, "meterInformation",             text      <&M::meterInformation>,             {.missing = empty, .toParseList = true}},
-            Row{352,  12, "meterSerialNumber",            text      <&M::meterSerialNumber>,            {.group = &L::hasInformation, .missing = empty, .toParseList = true}},
-            Row{364,   2, "meterWheels",                  number    <&M::meterWheels>,                  {.written = atLeast(0), .parseColumn = 352, .buildColumn = 352}},
-            Row{366,  12, "meterCorrectedSerialNumber",   text      <&M::meterCorrectedSerialNumber>,   {.written = filled}},
-            Row{378,   2, "meterCorrectedWheels",         number    <&M::meterCorrectedWheels>,         {.written = above(3)}},
-            Row{380,   4, "meterInstallationYear",        year      <&M::meterInstallationYear>,        {.written = known}},
-            Row{384,   8, "meterPreviousReadingDate",     date      <&M::meterPreviousReadingDate>,     {.written = above(0), .inconsistentIf = &L::previousReadingIsHalf, .toParseList = true}},
-            Row{392,  10, "meterPreviousReadingIndex",    number    <&M::meterPreviousReadingIndex>,    {.written = atLeast(0), .group = &L::hasPreviousReading, .buildCode = TE::BuildDate}},
-            Row{402,  12, "meterMinEstimatedConsumption", decimal   <sixDecimals, &M::meterMinEstimatedConsumption>, {.written = above(-1), .inconsistentIf = &L::estimateIsHalf, .toParseList = true}},
-            Row{414,  12, "meterMaxEstimatedConsumption", decimal   <sixDecimals, &M::meterMaxEstimatedConsumption>, {.written = above(-1)}},
-            Row{426,  12, "meterReadingDate",             dateTime  <&M::meterReadingDate>,             {.written = above(0), .inconsistentIf = &L::readingIsHalf}},
-            Row{438,  10, "meterReadingIndex",            number    <&M::meterReadingIndex>,            {.written = atLeast(0), .group = &L::hasReading}},
-            Row{448,   1, "meterReadingStatus",           readStatus<&M::meterReadingStatus>,           {.group = &L::hasReading}},
-            Row{449,  10, "meterReadingConsumption",      number    <&M::meterReadingConsumption>,      {.written = atLeast(0), .group = &L::hasBothReadings}},
-            Row{459,   1, "meterReadingMethod",           readMethod<&M::meterReadingMethod>,           {.group = &L::hasReading}},
-            Row{462,   2, "meterMarkingCode",             text      <&M::meterMarkingCode>,             {.written = filled}},
-            Row{464,  30, "meterMessage",                 text      <&M::meterMessage>,                 {.written = filled}},
-            Row{494,  12, "meterLastUpdateDate",          dateTime  <&M::meterLastUpdateDate>,          {.written = above(0)}},
-            Row{506,   1, "meterAuthorizedChange",        flag      <&M::meterAuthorizedChange>,        {.missing = empty, .kept = keptText<&M::authorizedChangeText>, .blank = L"1", .set = through<&M::setMeterAuthorizedChange, &M::meterAuthorizedChange>}},
-            Row{507,   1, "meterFluidType",               fluid     <&M::meterFluidType>},
-            Row{508,   5, "meterReadingUserCode",         text      <&M::meterReadingUserCode>,         {.label = "meterReadingUsierId", .written = filled}},
+            Row{232, 120, "meterInformation",             text       <&M::meterInformation>,             {.missing = empty, .toParseList = true}},
+            Row{352,  12, "meterSerialNumber",            text       <&M::meterSerialNumber>,            {.group = &P::hasInformation, .missing = empty, .toParseList = true}},
+            Row{364,   2, "meterWheels",                  number     <&M::meterWheels>,                  {.written = atLeast(0), .parseColumn = 352, .buildColumn = 352}},
+            Row{366,  12, "meterCorrectedSerialNumber",   text       <&M::meterCorrectedSerialNumber>,   {.written = filled}},
+            Row{378,   2, "meterCorrectedWheels",         number     <&M::meterCorrectedWheels>,         {.written = above(3)}},
+            Row{380,   4, "meterInstallationYear",        year       <&M::meterInstallationYear>,        {.written = known}},
+            Row{384,   8, "meterPreviousReadingDate",     date       <&M::meterPreviousReadingDate>,     {.written = above(0), .inconsistentIf = &P::previousReadingIsHalf, .toParseList = true}},
+            Row{392,  10, "meterPreviousReadingIndex",    number     <&M::meterPreviousReadingIndex>,    {.written = atLeast(0), .group = &P::hasPreviousReading, .buildCode = TE::BuildDate}},
+            Row{402,  12, "meterMinEstimatedConsumption", sixDecimals<&M::meterMinEstimatedConsumption>, {.written = above(-1), .inconsistentIf = &P::estimateIsHalf, .toParseList = true}},
+            Row{414,  12, "meterMaxEstimatedConsumption", sixDecimals<&M::meterMaxEstimatedConsumption>, {.written = above(-1)}},
+            Row{426,  12, "meterReadingDate",             dateTime   <&M::meterReadingDate>,             {.written = above(0), .inconsistentIf = &P::readingIsHalf}},
+            Row{438,  10, "meterReadingIndex",            number     <&M::meterReadingIndex>,            {.written = atLeast(0), .group = &P::hasReading}},
+            Row{448,   1, "meterReadingStatus",           readStatus <&M::meterReadingStatus>,           {.group = &P::hasReading}},
+            Row{449,  10, "meterReadingConsumption",      number     <&M::meterReadingConsumption>,      {.written = atLeast(0), .group = &P::hasBothReadings}},
+            Row{459,   1, "meterReadingMethod",           readMethod <&M::meterReadingMethod>,           {.group = &P::hasReading}},
+            Row{462,   2, "meterMarkingCode",             text       <&M::meterMarkingCode>,             {.written = filled}},
+            Row{464,  30, "meterMessage",                 text       <&M::meterMessage>,                 {.written = filled}},
+            Row{494,  12, "meterLastUpdateDate",          dateTime   <&M::meterLastUpdateDate>,          {.written = above(0)}},
+            Row{506,   1, "meterAuthorizedChange",        flag       <&M::meterAuthorizedChange>,        {.missing = empty, .kept = keptText<&M::authorizedChangeText>, .blank = L"1", .set = P::setAuthorizedChange}},
+            Row{507,   1, "meterFluidType",               fluid      <&M::meterFluidType>},
+            Row{508,   5, "meterReadingUserCode",         text       <&M::meterReadingUserCode>,         {.label = "meterReadingUsierId", .written = filled}},
         }));
     // clang-format on
     static constexpr Record<M> record{L'1', "MeterSubscriberTramoModel", "meter subscriber", rows};
     return checked<record>();
 }
 
-M::MeterSubscriberTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+M::MeterSubscriberTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
 TramoLine::tramoLine_t M::toTramoLine() {
-    auto built = layout().build(*this);
+    auto built = table().build(*this);
     builtLine = built;
     return built;
 }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(MeterSubscriberTramoModel);

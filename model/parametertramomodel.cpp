@@ -4,7 +4,7 @@
 using namespace tramo;
 using M = ParameterTramoModel;
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr Row rows[] = {
@@ -16,9 +16,9 @@ const Record<M>& M::layout() {
     return checked<record>();
 }
 
-M::ParameterTramoModel(const ParameterLine::parameterLine_t& from) : line(from) { layout().parse(*this); }
-ParameterLine::parameterLine_t M::toParameterLine() { return layout().build(*this); }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+M::ParameterTramoModel(const ParameterLine::parameterLine_t& from) : line(from) { table().parse(*this); }
+ParameterLine::parameterLine_t M::toParameterLine() { return table().build(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(ParameterTramoModel);

@@ -13,7 +13,7 @@ struct ErrorColumns {
 
 }  // namespace
 
-struct RoundTramoModel::Layout {
+struct RoundTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <auto Areas, int K> static constexpr const Area& at(const M& m) { return (m.*Areas)[K - 1]; }
@@ -35,16 +35,16 @@ struct RoundTramoModel::Layout {
         [](const M& m) { return incomplete(m.subscriberAreas[0], m.meterAreas[4].type); }};
 
     // The four fields of one area, written together if the area has a position.
-    template <auto Areas, int K> static consteval auto area(std::int32_t column, std::array<const char*, 4> name,
-        std::array<const char*, 4> label, const Condition<M>* partly, ErrorColumns error) {
+    template <auto Areas, int K> static consteval auto area(
+        std::int32_t column, std::array<const char*, 4> name, const Condition<M>* partly, ErrorColumns error) {
         constexpr auto* group = &placed<Areas, K>;
         // clang-format off
         return fields<M>({
-            Row{column,      16, name[0], text     <Areas, K - 1, &Area::label>,    {.label = label[0], .group = group, .inconsistentIf = partly, .buildColumn = error.label, .missingColumn = error.label, .slot = K}},
-            Row{column + 16,  3, name[1], number   <Areas, K - 1, &Area::position>, {.label = label[1], .group = group, .parseColumn = error.position, .buildColumn = error.position, .slot = K}},
-            Row{column + 19,  2, name[2], number   <Areas, K - 1, &Area::lenght>,   {.label = label[2], .group = group, .parseColumn = error.lenght, .buildColumn = error.lenght, .slot = K}},
-            Row{column + 21,  1, name[3], tramoType<Areas, K - 1, &Area::type>,     {.label = label[3], .group = group, .parseColumn = error.typeParse, .buildColumn = error.type, .slot = K}},
-        });
+            Row{column,      16, name[0], text     <Areas, K - 1, &Area::label>,    {.group = group, .inconsistentIf = partly, .buildColumn = error.label, .missingColumn = error.label}},
+            Row{column + 16,  3, name[1], number   <Areas, K - 1, &Area::position>, {.group = group, .parseColumn = error.position, .buildColumn = error.position}},
+            Row{column + 19,  2, name[2], number   <Areas, K - 1, &Area::lenght>,   {.group = group, .parseColumn = error.lenght, .buildColumn = error.lenght}},
+            Row{column + 21,  1, name[3], tramoType<Areas, K - 1, &Area::type>,     {.group = group, .parseColumn = error.typeParse, .buildColumn = error.type}},
+        }, K);
         // clang-format on
     }
 
@@ -52,57 +52,54 @@ struct RoundTramoModel::Layout {
         return area<&M::meterAreas, K>(column,
             {"meterInformationLabelArea#", "meterInformationPositionArea#", "meterInformationLenghtArea#",
                 "meterInformationTypeArea#"},
-            {"roundMeterInformationLabelArea#", "roundMeterInformationPositionArea#", "roundMeterInformationLenghtArea#",
-                "roundMeterInformationTypeArea#"},
             &partly<&M::meterAreas, K>, {});
     }
     template <int K> static consteval auto subscriberArea(std::int32_t column, ErrorColumns error = {}) {
         return area<&M::subscriberAreas, K>(column,
             {"subscriberInformationLabelArea#", "subscriberInformationPositionArea#", "subscriberInformationLenghtArea#",
                 "subscriberInformationTypeArea#"},
-            {"roundSubscriberInformationLabelArea#", "roundSubscriberInformationPositionArea#",
-                "roundSubscriberInformationLenghtArea#", "roundSubscriberInformationTypeArea#"},
             K == 1 ? &firstSubscriberAreaPartly : &partly<&M::subscriberAreas, K>, error);
     }
 };
 
-const Record<M>& M::layout() {
+const Record<M>& M::table() {
     using Row = tramo::Row<M>;
     // clang-format off
     static constexpr auto rows = joined(
         fields<M>({
-            Row{  2,   8, "code",               text  <&M::code>,               {.label = "roundCode", .missing = empty}},
-            Row{ 10,  20, "name",               text  <&M::name>,               {.label = "roundName"}},
-            Row{ 30,   2, "defaultMeterWheels", number<&M::defaultMeterWheels>, {.label = "roundDefaultMeterWheels", .written = above(3)}},
-            Row{ 32, 160, "message",            text  <&M::message>,            {.label = "roundMessage"}},
-            Row{192,  64, "consumtionLimit",    text  <&M::consumtionLimit>,    {.label = "roundConsumtionLimit"}},
+            Row{  2,   8, "code",               text  <&M::code>,               {.missing = empty}},
+            Row{ 10,  20, "name",               text  <&M::name>},
+            Row{ 30,   2, "defaultMeterWheels", number<&M::defaultMeterWheels>, {.written = above(3)}},
+            Row{ 32, 160, "message",            text  <&M::message>},
+            Row{192,  64, "consumtionLimit",    text  <&M::consumtionLimit>},
         }),
-        Layout::meterArea<1>(256),
-        Layout::meterArea<2>(278),
-        Layout::meterArea<3>(300),
-        Layout::meterArea<4>(322),
-        Layout::meterArea<5>(344),
-        Layout::subscriberArea<1>(366),
-        Layout::subscriberArea<2>(388),
-        Layout::subscriberArea<3>(410),
-        Layout::subscriberArea<4>(432, {.label = 431, .position = 432, .lenght = 448, .type = 451}),   // one field to the left
-        Layout::subscriberArea<5>(454, {.typeParse = 473}),
+        TableParts::meterArea<1>(256),
+        TableParts::meterArea<2>(278),
+        TableParts::meterArea<3>(300),
+        TableParts::meterArea<4>(322),
+        TableParts::meterArea<5>(344),
+        TableParts::subscriberArea<1>(366),
+        TableParts::subscriberArea<2>(388),
+        TableParts::subscriberArea<3>(410),
+        TableParts::subscriberArea<4>(432, {.label = 431, .position = 432, .lenght = 448, .type = 451}),   // one field to the left
+        TableParts::subscriberArea<5>(454, {.typeParse = 473}),
         fields<M>({
-            Row{499,   8, "roundImportDate",    date  <&M::roundImportDate>,    {.written = above(0), .parseColumn = 8}},
-            Row{511,   2, "reservedUserCode",   text  <&M::reservedUserCode>,   {.label = "roundReservedUserCode"}},
+            Row{499, 8, "roundImportDate",  date<&M::roundImportDate>, {.label = "roundImportDate", .written = above(0), .parseColumn = 8}},
+            Row{511, 2, "reservedUserCode", text<&M::reservedUserCode>},
         }));
     // clang-format on
-    static constexpr Record<M> record{L'0', "RoundTramoModel", "round", rows};
+    static constexpr Record<M> record{
+        .letter = L'0', .model = "RoundTramoModel", .name = "round", .rows = rows, .labelPrefix = "round"};
     return checked<record>();
 }
 
-M::RoundTramoModel(const TramoLine::tramoLine_t& from) : line(from) { layout().parse(*this); }
+M::RoundTramoModel(const TramoLine::tramoLine_t& from) : line(from) { table().parse(*this); }
 TramoLine::tramoLine_t M::toTramoLine() {
-    auto built = layout().build(*this);
+    auto built = table().build(*this);
     builtLine = built;
     return built;
 }
-std::wstring M::toString() const { return layout().print(*this); }
-std::vector<TE::FieldError> M::getMandatoryErrors() { return layout().check(*this); }
+std::wstring M::toString() const { return table().print(*this); }
+std::vector<TE::FieldError> M::getMandatoryErrors() { return table().check(*this); }
 
 TRAMO_PUBLISH(RoundTramoModel);

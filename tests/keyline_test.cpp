@@ -214,8 +214,8 @@ TEST(KeyLine, RejectsTextAfterTheObject) {
 
 TEST(KeyLine, RejectsOtherJsonValues) {
     for (const std::wstring json : {L"null", L"true", L"12", L"\"serialNumber\"", L"[]", L"[{}]"}) {
-        expectError(json, 0, "The line is no JSON object.");
-        expectError(L";" + json, 1, "The line is no JSON object.");
+        expectError(json, 0, "The line is not a JSON object.");
+        expectError(L";" + json, 1, "The line is not a JSON object.");
     }
 }
 
@@ -233,7 +233,7 @@ TEST(KeyLine, CountsTheOffsetInCharactersOfEveryLength) {
 }
 
 TEST(KeyLine, RejectsInvalidCharacters) {
-    const std::string words = "Not a character: a zero, or half of a surrogate pair.";
+    const std::string words = "Invalid character: a zero, or an unpaired surrogate.";
     const std::wstring start = L"{\"serialNumber\":\"";
     std::vector<std::wstring> all{std::wstring(1, L'\0'), L"\xD800", L"\xDC00", L"\xDBFF\xD83D\xDE00", L"\xDFFF\xD83D"};
     if (sizeof(wchar_t) > 2)
@@ -253,7 +253,7 @@ TEST(KeyLine, NeverReadsPastItsText) {
     const ParsedKeyLine parsed = parseKeyLine(std::wstring_view(followed).substr(0, full.size() + 1));
     ASSERT_TRUE(parsed.error);
     EXPECT_EQ(parsed.error->offset, full.size());
-    EXPECT_EQ(parsed.error->text, "Not a character: a zero, or half of a surrogate pair.");
+    EXPECT_EQ(parsed.error->text, "Invalid character: a zero, or an unpaired surrogate.");
 }
 
 TEST(KeyLine, RejectsMoreThan64KiB) {
@@ -323,7 +323,7 @@ TEST(KeyLine, SurvivesDeepNesting) {
     EXPECT_EQ(parseOnSmallStack(std::wstring(65536, L'[')).error->offset, 65536u);
     EXPECT_EQ(parseOnSmallStack(repeated(L"{\"\":", 16384)).error->offset, 65536u);
     EXPECT_EQ(
-        parseOnSmallStack(std::wstring(32768, L'[') + std::wstring(32768, L']')).error->text, "The line is no JSON object.");
+        parseOnSmallStack(std::wstring(32768, L'[') + std::wstring(32768, L']')).error->text, "The line is not a JSON object.");
 }
 
 TEST(KeyLine, IsFastWithManyMembers) {
@@ -370,7 +370,7 @@ TEST(KeyLine, AgreesWithTheModelOnMalformedLines) {
             EXPECT_LE(parsed.error->offset, text.size());
             EXPECT_FALSE(parsed.error->text.empty());
             EXPECT_TRUE(sameValues(parsed.line, AMRKeyLine()));
-            const bool noCharacter = parsed.error->text.starts_with("Not a character");
+            const bool noCharacter = parsed.error->text.starts_with("Invalid character");
             EXPECT_TRUE(noCharacter || document.HasParseError() || !document.IsObject());
         } else {
             EXPECT_FALSE(document.HasParseError());

@@ -1,6 +1,6 @@
 // Mistakes in a table: the compiler rejects columns outside the line and columns of two fields. Most of these tests run at
 // compile time.
-#include "model/layout.h"
+#include "model/frame.h"
 #include <gtest/gtest.h>
 
 using namespace tramo;
@@ -20,14 +20,14 @@ template <class Line> struct Model {
 using Short = Model<TagLine::tagLine_t>;
 using Long = Model<TramoLine::tramoLine_t>;
 
-template <class M> constexpr Row<M> textAt(std::int32_t column, int width, Particulars<M> but = {}) {
-    return {column, width, "label", text<&M::label>, but};
+template <class M> constexpr Row<M> textAt(std::int32_t column, int width, RowOptions<M> options = {}) {
+    return {column, width, "label", text<&M::label>, options};
 }
-constexpr Row<Short> inShort(std::int32_t column, int width, Particulars<Short> but = {}) {
-    return textAt<Short>(column, width, but);
+constexpr Row<Short> inShort(std::int32_t column, int width, RowOptions<Short> options = {}) {
+    return textAt<Short>(column, width, options);
 }
-constexpr Row<Long> inLong(std::int32_t column, int width, Particulars<Long> but = {}) {
-    return textAt<Long>(column, width, but);
+constexpr Row<Long> inLong(std::int32_t column, int width, RowOptions<Long> options = {}) {
+    return textAt<Long>(column, width, options);
 }
 
 template <std::size_t N> constexpr int outside(const Row<Short> (&rows)[N]) {
@@ -76,14 +76,14 @@ static_assert(
 
 }  // namespace
 
-TEST(Layout, ReportsAColumnOfTwoFieldsAtRunTime) {
+TEST(Table, ReportsAColumnOfTwoFieldsAtRunTime) {
     const Row<Long> rows[] = {inLong(2, 10), inLong(11, 502)};
     const Record<Long> record{L'0', "Long", "long", rows};
     EXPECT_EQ(detail::columnOutsideLine(record), detail::noColumn);
     EXPECT_EQ(detail::columnOfTwoFields(record), 11);
 }
 
-TEST(Layout, JoinsTablesInOrder) {
+TEST(Table, JoinsTablesInOrder) {
     static constexpr auto all = joined(
         fields<Long>({inLong(2, 1), inLong(3, 1)}), fields<Long>({inLong(9, 1)}), fields<Long>({inLong(4, 1), inLong(5, 1)}));
     std::vector<int> columns;
@@ -96,24 +96,42 @@ TEST(Row, ReportsAtItsOwnColumnWithTheCodeOfItsKind) {
     EXPECT_EQ(row.parseError(), (TE::FieldError{7, TE::ParseInteger}));
     EXPECT_EQ(row.buildError(), (TE::FieldError{7, TE::BuildInteger}));
     EXPECT_EQ(row.missingColumn(), 7);
-    EXPECT_STREQ(row.label(), "number");
 }
 
 TEST(Row, ReportsAtTheColumnsAndWithTheCodesStated) {
     const Row<Long> row{7, 5, "number", number<&Long::number>,
-        {.label = "theNumber",
-            .parseColumn = 1,
-            .buildColumn = 2,
-            .missingColumn = 3,
-            .parseCode = TE::ParseBool,
-            .buildCode = TE::BuildText}};
+        {.parseColumn = 1, .buildColumn = 2, .missingColumn = 3, .parseCode = TE::ParseBool, .buildCode = TE::BuildText}};
     EXPECT_EQ(row.parseError(), (TE::FieldError{1, TE::ParseBool}));
     EXPECT_EQ(row.buildError(), (TE::FieldError{2, TE::BuildText}));
     EXPECT_EQ(row.missingColumn(), 3);
-    EXPECT_STREQ(row.label(), "theNumber");
 }
 
-TEST(Layout, ReportsAColumnOutsideTheLineAtRunTime) {
+// ---- Labels ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr Row<Long> rowsWithLabels[] = {
+    {2, 5, "number", number<&Long::number>},
+    {7, 5, "area#Number", number<&Long::number>, {.slot = 4}},
+    {12, 5, "total", number<&Long::number>, {.label = "sum#Of", .slot = 18}},
+    {17, 5, "hidden", number<&Long::number>, {.label = notShown}},
+    {22, 1, "x", flag<&Long::isSet>},
+};
+constexpr Record<Long> plainLabels{.letter = L'0', .model = "Long", .name = "long", .rows = rowsWithLabels};
+constexpr Record<Long> prefixedLabels{
+    .letter = L'0', .model = "Long", .name = "long", .rows = rowsWithLabels, .labelPrefix = "amr"};
+
+}  // namespace
+
+TEST(Label, IsTheNameOrTheStatedLabel) {
+    EXPECT_EQ(checked<plainLabels>().print(Long()), L"Long[number:0,area4Number:0,sum18Of:0,x:0]");
+}
+
+TEST(Label, FollowsThePrefixOfTheRecordUnlessItIsStated) {
+    EXPECT_EQ(checked<prefixedLabels>().print(Long()), L"Long[amrNumber:0,amrArea4Number:0,sum18Of:0,amrX:0]");
+}
+
+TEST(Table, ReportsAColumnOutsideTheLineAtRunTime) {
     const Row<Long> low[] = {inLong(1, 1)}, high[] = {inLong(512, 2)}, negative[] = {inLong(9, -1)};
     EXPECT_EQ(outside(low), 1);
     EXPECT_EQ(outside(high), 512);

@@ -30,33 +30,33 @@ public:
     /// getMandatoryErrors checks the sensor port in the parsed line only. The pulse weight is written if it is above 0,
     /// otherwise its text, unchanged. Each of their setters leaves the other value alone.
     /// @{
-    TF::TramoLineType getType() const            { return type; }                           void setType(const TF::TramoLineType& v)            { type = v; }  ///< the letter in column 1
-    long32 getInstallationDate() const           { return installationDate; }               void setInstallationDate(const long32& v)           { installationDate = v; }
-    std::wstring getMeterReference() const       { return meterReference.of(line); }        void setMeterReference(const std::wstring& v)       { meterReference = v; }
-    std::wstring getMeterSerialNumber() const    { return meterSerialNumber.of(line); }     void setMeterSerialNumber(const std::wstring& v)    { meterSerialNumber = v; }
-    int getSensorPort() const                    { return sensorPort; }                     void setSensorPort(int v)                           { sensorPort = v; }
-    long long getMeterMaxIndex() const           { return meterMaxIndex; }                  void setMeterMaxIndex(int v)                        { meterMaxIndex = v; }
-    double getMeterUnit() const                  { return meterUnit; }                      void setMeterUnit(double v)                         { meterUnit = v; }
-    std::wstring getReferance() const            { return referance.of(line); }             void setReferance(const std::wstring& v)            { referance = v; }
-    std::wstring getSerialNumber() const         { return serialNumber.of(line); }          void setSerialNumber(const std::wstring& v)         { serialNumber = v; }
-    std::wstring getInternalSerialNumber() const { return internalSerialNumber.of(line); }  void setInternalSerialNumber(const std::wstring& v) { internalSerialNumber = v; }
-    std::wstring getData() const                 { return data.of(line); }                  void setData(const std::wstring& v)                 { data = v; }
-    std::wstring getPulseWeightStr() const       { return pulseWeightStr.of(line); }        void setPulseWeightStr(const std::wstring& v)       { pulseWeightStr = v; }
-    double getPulseWeight() const                { return pulseWeight; }                    void setPulseWeight(double v)                       { pulseWeight = v; }
-    long long getMaxIndex() const                { return maxIndex; }                       void setMaxIndex(long long v)                       { maxIndex = v; }
+    TF::TramoLineType getType() const            { return type; }                             void setType(const TF::TramoLineType& v)            { type = v; }  ///< the letter in column 1
+    long32 getInstallationDate() const           { return installationDate; }                 void setInstallationDate(const long32& v)           { installationDate = v; }
+    std::wstring getMeterReference() const       { return meterReference.text(line); }        void setMeterReference(const std::wstring& v)       { meterReference = v; }
+    std::wstring getMeterSerialNumber() const    { return meterSerialNumber.text(line); }     void setMeterSerialNumber(const std::wstring& v)    { meterSerialNumber = v; }
+    int getSensorPort() const                    { return sensorPort; }                       void setSensorPort(int v)                           { sensorPort = v; }
+    long long getMeterMaxIndex() const           { return meterMaxIndex; }                    void setMeterMaxIndex(int v)                        { meterMaxIndex = v; }
+    double getMeterUnit() const                  { return meterUnit; }                        void setMeterUnit(double v)                         { meterUnit = v; }
+    std::wstring getReferance() const            { return referance.text(line); }             void setReferance(const std::wstring& v)            { referance = v; }
+    std::wstring getSerialNumber() const         { return serialNumber.text(line); }          void setSerialNumber(const std::wstring& v)         { serialNumber = v; }
+    std::wstring getInternalSerialNumber() const { return internalSerialNumber.text(line); }  void setInternalSerialNumber(const std::wstring& v) { internalSerialNumber = v; }
+    std::wstring getData() const                 { return data.text(line); }                  void setData(const std::wstring& v)                 { data = v; }
+    std::wstring getPulseWeightStr() const       { return pulseWeightStr.text(line); }        void setPulseWeightStr(const std::wstring& v)       { pulseWeightStr = v; }
+    double getPulseWeight() const                { return pulseWeight; }                      void setPulseWeight(double v)                       { pulseWeight = v; }
+    long long getMaxIndex() const                { return maxIndex; }                         void setMaxIndex(long long v)                       { maxIndex = v; }
     /// @}
 
     /// @name The previous snapshot
     /// Not written if its date is -1. The manufacturer's raw values are neither read nor written; the text of the date is
     /// read but never written.
     /// @{
-    std::wstring getPreviousReadingDateStr() const        { return previousReadingDateStr.of(line); }  void setPreviousReadingDateStr(const std::wstring& v) { previousReadingDateStr = v; }
-    long32 getPreviousReadingDate() const                 { return previousReadingDate; }              void setPreviousReadingDate(const long32& v)          { previousReadingDate = v; }
-    double getPreviousMeterIndex() const                  { return previousMeterIndex; }               void setPreviousMeterIndex(double v)                  { previousMeterIndex = v; }
-    long long getPreviousAmrIndex() const                 { return previousAmrIndex; }                 void setPreviousAmrIndex(long long v)                 { previousAmrIndex = v; }
-    std::wstring getPreviousAmrStatus() const             { return previousAmrStatus.of(line); }       void setPreviousAmrStatus(const std::wstring& v)      { previousAmrStatus = v; }
-    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }     void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }  ///< neither read nor written
-    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }    void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }  ///< neither read nor written
+    std::wstring getPreviousReadingDateStr() const        { return previousReadingDateStr.text(line); }  void setPreviousReadingDateStr(const std::wstring& v) { previousReadingDateStr = v; }
+    long32 getPreviousReadingDate() const                 { return previousReadingDate; }                void setPreviousReadingDate(const long32& v)          { previousReadingDate = v; }
+    double getPreviousMeterIndex() const                  { return previousMeterIndex; }                 void setPreviousMeterIndex(double v)                  { previousMeterIndex = v; }
+    long long getPreviousAmrIndex() const                 { return previousAmrIndex; }                   void setPreviousAmrIndex(long long v)                 { previousAmrIndex = v; }
+    std::wstring getPreviousAmrStatus() const             { return previousAmrStatus.text(line); }       void setPreviousAmrStatus(const std::wstring& v)      { previousAmrStatus = v; }
+    unsigned int getPreviousManufacturerRawAlarm() const  { return previousManufacturerRawAlarm; }       void setPreviousManufacturerRawAlarm(unsigned int v)  { previousManufacturerRawAlarm = v; }  ///< neither read nor written
+    unsigned int getPreviousManufacturerRawStatus() const { return previousManufacturerRawStatus; }      void setPreviousManufacturerRawStatus(unsigned int v) { previousManufacturerRawStatus = v; }  ///< neither read nor written
 
     bool getPreviousAlarmFraudPastOrCurrent() const        { return previousAlarms[0]; }   void setPreviousAlarmFraudPastOrCurrent(bool v)        { previousAlarms[0] = v; }
     bool getPreviousAlarmLeakPastOrCurrent() const         { return previousAlarms[1]; }   void setPreviousAlarmLeakPastOrCurrent(bool v)         { previousAlarms[1] = v; }
@@ -78,7 +78,7 @@ public:
     long32 getCurrentReadingDate() const                 { return currentReadingDate == -1 ? 0 : currentReadingDate; }  void setCurrentReadingDate(const long32& v)          { currentReadingDate = v; }
     double getCurrentMeterIndex() const                  { return currentMeterIndex; }                                  void setCurrentMeterIndex(double v)                  { currentMeterIndex = v; }
     long long getCurrentAmrIndex() const                 { return currentAmrIndex; }                                    void setCurrentAmrIndex(long long v)                 { currentAmrIndex = v; }
-    std::wstring getCurrentAmrStatus() const             { return currentAmrStatus.of(line); }                          void setCurrentAmrStatus(const std::wstring& v)      { currentAmrStatus = v; }
+    std::wstring getCurrentAmrStatus() const             { return currentAmrStatus.text(line); }                        void setCurrentAmrStatus(const std::wstring& v)      { currentAmrStatus = v; }
     unsigned int getCurrentManufacturerRawAlarm() const  { return currentManufacturerRawAlarm; }                        void setCurrentManufacturerRawAlarm(unsigned int v)  { currentManufacturerRawAlarm = v; }  ///< neither read nor written
     unsigned int getCurrentManufacturerRawStatus() const { return currentManufacturerRawStatus; }                       void setCurrentManufacturerRawStatus(unsigned int v) { currentManufacturerRawStatus = v; }  ///< neither read nor written
 
@@ -127,9 +127,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<AMRTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<AMRTramoModel>& table();
 
     TF::TramoLineType type = TF::TramoLineType::Amr;
     long32 installationDate = 0;

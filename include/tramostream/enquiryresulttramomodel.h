@@ -25,28 +25,28 @@ public:
     /// @name The enquiry
     /// The date is the start of the day in seconds since 1970-01-01 00:00 UTC, written in the host's local time.
     /// @{
-    std::wstring getPageNumber() const        { return pageNumber.of(line); }         void setPageNumber(const std::wstring& v)        { pageNumber = v; }
-    std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
-    long32 getLastModificationDate() const    { return lastModificationDate; }        void setLastModificationDate(const long32& v)    { lastModificationDate = v; }
+    std::wstring getPageNumber() const        { return pageNumber.text(line); }         void setPageNumber(const std::wstring& v)        { pageNumber = v; }
+    std::wstring getMeterSerialNumber() const { return meterSerialNumber.text(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
+    long32 getLastModificationDate() const    { return lastModificationDate; }          void setLastModificationDate(const long32& v)    { lastModificationDate = v; }
     /// @}
 
     /// @name Five areas
     /// @{
-    TF::EnquiryAreaMode getArea1Mode() const { return areas[0].mode; }             void setArea1Mode(const TF::EnquiryAreaMode& v) { areas[0].mode = v; }
-    std::wstring getArea1Code() const        { return areas[0].code.of(line); }    void setArea1Code(const std::wstring& v)        { areas[0].code = v; }
-    std::wstring getArea1Result() const      { return areas[0].result.of(line); }  void setArea1Result(const std::wstring& v)      { areas[0].result = v; }
-    TF::EnquiryAreaMode getArea2Mode() const { return areas[1].mode; }             void setArea2Mode(const TF::EnquiryAreaMode& v) { areas[1].mode = v; }
-    std::wstring getArea2Code() const        { return areas[1].code.of(line); }    void setArea2Code(const std::wstring& v)        { areas[1].code = v; }
-    std::wstring getArea2Result() const      { return areas[1].result.of(line); }  void setArea2Result(const std::wstring& v)      { areas[1].result = v; }
-    TF::EnquiryAreaMode getArea3Mode() const { return areas[2].mode; }             void setArea3Mode(const TF::EnquiryAreaMode& v) { areas[2].mode = v; }
-    std::wstring getArea3Code() const        { return areas[2].code.of(line); }    void setArea3Code(const std::wstring& v)        { areas[2].code = v; }
-    std::wstring getArea3Result() const      { return areas[2].result.of(line); }  void setArea3Result(const std::wstring& v)      { areas[2].result = v; }
-    TF::EnquiryAreaMode getArea4Mode() const { return areas[3].mode; }             void setArea4Mode(const TF::EnquiryAreaMode& v) { areas[3].mode = v; }
-    std::wstring getArea4Code() const        { return areas[3].code.of(line); }    void setArea4Code(const std::wstring& v)        { areas[3].code = v; }
-    std::wstring getArea4Result() const      { return areas[3].result.of(line); }  void setArea4Result(const std::wstring& v)      { areas[3].result = v; }
-    TF::EnquiryAreaMode getArea5Mode() const { return areas[4].mode; }             void setArea5Mode(const TF::EnquiryAreaMode& v) { areas[4].mode = v; }
-    std::wstring getArea5Code() const        { return areas[4].code.of(line); }    void setArea5Code(const std::wstring& v)        { areas[4].code = v; }
-    std::wstring getArea5Result() const      { return areas[4].result.of(line); }  void setArea5Result(const std::wstring& v)      { areas[4].result = v; }
+    TF::EnquiryAreaMode getArea1Mode() const { return areas[0].mode; }               void setArea1Mode(const TF::EnquiryAreaMode& v) { areas[0].mode = v; }
+    std::wstring getArea1Code() const        { return areas[0].code.text(line); }    void setArea1Code(const std::wstring& v)        { areas[0].code = v; }
+    std::wstring getArea1Result() const      { return areas[0].result.text(line); }  void setArea1Result(const std::wstring& v)      { areas[0].result = v; }
+    TF::EnquiryAreaMode getArea2Mode() const { return areas[1].mode; }               void setArea2Mode(const TF::EnquiryAreaMode& v) { areas[1].mode = v; }
+    std::wstring getArea2Code() const        { return areas[1].code.text(line); }    void setArea2Code(const std::wstring& v)        { areas[1].code = v; }
+    std::wstring getArea2Result() const      { return areas[1].result.text(line); }  void setArea2Result(const std::wstring& v)      { areas[1].result = v; }
+    TF::EnquiryAreaMode getArea3Mode() const { return areas[2].mode; }               void setArea3Mode(const TF::EnquiryAreaMode& v) { areas[2].mode = v; }
+    std::wstring getArea3Code() const        { return areas[2].code.text(line); }    void setArea3Code(const std::wstring& v)        { areas[2].code = v; }
+    std::wstring getArea3Result() const      { return areas[2].result.text(line); }  void setArea3Result(const std::wstring& v)      { areas[2].result = v; }
+    TF::EnquiryAreaMode getArea4Mode() const { return areas[3].mode; }               void setArea4Mode(const TF::EnquiryAreaMode& v) { areas[3].mode = v; }
+    std::wstring getArea4Code() const        { return areas[3].code.text(line); }    void setArea4Code(const std::wstring& v)        { areas[3].code = v; }
+    std::wstring getArea4Result() const      { return areas[3].result.text(line); }  void setArea4Result(const std::wstring& v)      { areas[3].result = v; }
+    TF::EnquiryAreaMode getArea5Mode() const { return areas[4].mode; }               void setArea5Mode(const TF::EnquiryAreaMode& v) { areas[4].mode = v; }
+    std::wstring getArea5Code() const        { return areas[4].code.text(line); }    void setArea5Code(const std::wstring& v)        { areas[4].code = v; }
+    std::wstring getArea5Result() const      { return areas[4].result.text(line); }  void setArea5Result(const std::wstring& v)      { areas[4].result = v; }
     /// @}
     // clang-format on
 
@@ -66,9 +66,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<EnquiryResultTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<EnquiryResultTramoModel>& table();
 
     struct Area {
         TF::EnquiryAreaMode mode = TF::EnquiryAreaMode::Unset;

@@ -29,26 +29,26 @@ public:
     /// @name The reading
     /// The meter index is written if it is above -1, the backflow index always, both with three decimals.
     /// @{
-    std::wstring getMeterReference() const    { return meterReference.of(line); }     void setMeterReference(const std::wstring& v)    { meterReference = v; }
-    std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
-    std::wstring getAmrReference() const      { return amrReference.of(line); }       void setAmrReference(const std::wstring& v)      { amrReference = v; }
-    std::wstring getAmrSerialNumber() const   { return amrSerialNumber.of(line); }    void setAmrSerialNumber(const std::wstring& v)   { amrSerialNumber = v; }
-    int getAmrSensorPort() const              { return amrSensorPort; }               void setAmrSensorPort(int v)                     { amrSensorPort = v; }
-    long32 getReadingDate() const             { return readingDate; }                 void setReadingDate(const long32& v)             { readingDate = v; }
-    double getMeterIndex() const              { return meterIndex; }                  void setMeterIndex(double v)                     { meterIndex = v; }
-    double getBackflowIndex() const           { return backflowIndex; }               void setBackflowIndex(double v)                  { backflowIndex = v; }
+    std::wstring getMeterReference() const    { return meterReference.text(line); }     void setMeterReference(const std::wstring& v)    { meterReference = v; }
+    std::wstring getMeterSerialNumber() const { return meterSerialNumber.text(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
+    std::wstring getAmrReference() const      { return amrReference.text(line); }       void setAmrReference(const std::wstring& v)      { amrReference = v; }
+    std::wstring getAmrSerialNumber() const   { return amrSerialNumber.text(line); }    void setAmrSerialNumber(const std::wstring& v)   { amrSerialNumber = v; }
+    int getAmrSensorPort() const              { return amrSensorPort; }                 void setAmrSensorPort(int v)                     { amrSensorPort = v; }
+    long32 getReadingDate() const             { return readingDate; }                   void setReadingDate(const long32& v)             { readingDate = v; }
+    double getMeterIndex() const              { return meterIndex; }                    void setMeterIndex(double v)                     { meterIndex = v; }
+    double getBackflowIndex() const           { return backflowIndex; }                 void setBackflowIndex(double v)                  { backflowIndex = v; }
     /// @}
 
     /// @name Its alarms
     /// Always written. The reserved alarm is a text of two characters.
     /// @{
-    bool getFraudAlarm() const            { return fraudAlarm; }              void setFraudAlarm(bool v)            { fraudAlarm = v; }
-    bool getLeakAlarm() const             { return leakAlarm; }               void setLeakAlarm(bool v)             { leakAlarm = v; }
-    bool getBackflowAlarm() const         { return backflowAlarm; }           void setBackflowAlarm(bool v)         { backflowAlarm = v; }
-    bool getBattryAlarm() const           { return battryAlarm; }             void setBattryAlarm(bool v)           { battryAlarm = v; }
-    bool getModuleDefectAlarm() const     { return moduleDefectAlarm; }       void setModuleDefectAlarm(bool v)     { moduleDefectAlarm = v; }
-    bool getClockFaultAlarm() const       { return clockFaultAlarm; }         void setClockFaultAlarm(bool v)       { clockFaultAlarm = v; }
-    std::wstring getReservedAlarm() const { return reservedAlarm.of(line); }  void setReservedAlarm(std::wstring v) { reservedAlarm = v; }
+    bool getFraudAlarm() const            { return fraudAlarm; }                void setFraudAlarm(bool v)            { fraudAlarm = v; }
+    bool getLeakAlarm() const             { return leakAlarm; }                 void setLeakAlarm(bool v)             { leakAlarm = v; }
+    bool getBackflowAlarm() const         { return backflowAlarm; }             void setBackflowAlarm(bool v)         { backflowAlarm = v; }
+    bool getBattryAlarm() const           { return battryAlarm; }               void setBattryAlarm(bool v)           { battryAlarm = v; }
+    bool getModuleDefectAlarm() const     { return moduleDefectAlarm; }         void setModuleDefectAlarm(bool v)     { moduleDefectAlarm = v; }
+    bool getClockFaultAlarm() const       { return clockFaultAlarm; }           void setClockFaultAlarm(bool v)       { clockFaultAlarm = v; }
+    std::wstring getReservedAlarm() const { return reservedAlarm.text(line); }  void setReservedAlarm(std::wstring v) { reservedAlarm = v; }
     /// @}
 
     /// @name Earlier readings
@@ -128,9 +128,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<ExtendedAMRTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<ExtendedAMRTramoModel>& table();
 
     struct HistorySlot {
         long32 dateTime = 0;

@@ -27,14 +27,14 @@ public:
     /// @name The place
     /// Latitude and longitude are written with twelve decimals, altitude and accuracy with three.
     /// @{
-    std::wstring getMeterSerialNumber() const { return meterSerialNumber.of(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
-    double getLatitude() const                { return latitude; }                    void setLatitude(double v)                       { latitude = v; latitudeSet = true; }
-    double getLongitude() const               { return longitude; }                   void setLongitude(double v)                      { longitude = v; longitudeSet = true; }
-    double getAltitude() const                { return altitude; }                    void setAltitude(double v)                       { altitude = v; altitudeSet = true; }
-    double getAccuracy() const                { return accuracy; }                    void setAccuracy(double v)                       { accuracy = v; accuracySet = true; }
-    long32 getUpdateDate() const              { return updateDate; }                  void setUpdateDate(long32 v)                     { updateDate = v; updateDateSet = true; }
-    std::wstring getScoreType() const         { return scoreType.of(line); }          void setScoreType(const std::wstring& v)         { scoreType = v; scoreTypeSet = true; }
-    std::wstring getScoreValue() const        { return scoreValue.of(line); }         void setScoreValue(const std::wstring& v)        { scoreValue = v; scoreValueSet = true; }
+    std::wstring getMeterSerialNumber() const { return meterSerialNumber.text(line); }  void setMeterSerialNumber(const std::wstring& v) { meterSerialNumber = v; }
+    double getLatitude() const                { return latitude; }                      void setLatitude(double v)                       { latitude = v; latitudeSet = true; }
+    double getLongitude() const               { return longitude; }                     void setLongitude(double v)                      { longitude = v; longitudeSet = true; }
+    double getAltitude() const                { return altitude; }                      void setAltitude(double v)                       { altitude = v; altitudeSet = true; }
+    double getAccuracy() const                { return accuracy; }                      void setAccuracy(double v)                       { accuracy = v; accuracySet = true; }
+    long32 getUpdateDate() const              { return updateDate; }                    void setUpdateDate(long32 v)                     { updateDate = v; updateDateSet = true; }
+    std::wstring getScoreType() const         { return scoreType.text(line); }          void setScoreType(const std::wstring& v)         { scoreType = v; scoreTypeSet = true; }
+    std::wstring getScoreValue() const        { return scoreValue.text(line); }         void setScoreValue(const std::wstring& v)        { scoreValue = v; scoreValueSet = true; }
     /// @}
     // clang-format on
 
@@ -55,8 +55,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<ExtendedDataTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<ExtendedDataTramoModel>& table();
 
     tramo::FieldText meterSerialNumber, scoreType, scoreValue;
     double latitude = 0.0, longitude = 0.0, altitude = 0.0, accuracy = 0.0;

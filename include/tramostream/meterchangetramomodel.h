@@ -27,11 +27,11 @@ public:
     /// @name The meters
     /// The wheels are written if they are above 3, the index if it is 0 or more, the date always.
     /// @{
-    std::wstring getOldMeterSerialNumber() const { return oldMeterSerialNumber.of(line); }  void setOldMeterSerialNumber(const std::wstring& v) { oldMeterSerialNumber = v; }
-    std::wstring getNewMeterSerialNumber() const { return newMeterSerialNumber.of(line); }  void setNewMeterSerialNumber(const std::wstring& v) { newMeterSerialNumber = v; }
-    int getNewMeterWheelsNumber() const          { return newMeterWheelsNumber; }           void setNewMeterWheelsNumber(int v)                 { newMeterWheelsNumber = v; }
-    long long getNewMeterIndex() const           { return newMeterIndex; }                  void setNewMeterIndex(long long v)                  { newMeterIndex = v; }
-    long32 getNewMeterInstallationDate() const   { return newMeterInstallationDate; }       void setNewMeterInstallationDate(const long32& v)   { newMeterInstallationDate = v; }
+    std::wstring getOldMeterSerialNumber() const { return oldMeterSerialNumber.text(line); }  void setOldMeterSerialNumber(const std::wstring& v) { oldMeterSerialNumber = v; }
+    std::wstring getNewMeterSerialNumber() const { return newMeterSerialNumber.text(line); }  void setNewMeterSerialNumber(const std::wstring& v) { newMeterSerialNumber = v; }
+    int getNewMeterWheelsNumber() const          { return newMeterWheelsNumber; }             void setNewMeterWheelsNumber(int v)                 { newMeterWheelsNumber = v; }
+    long long getNewMeterIndex() const           { return newMeterIndex; }                    void setNewMeterIndex(long long v)                  { newMeterIndex = v; }
+    long32 getNewMeterInstallationDate() const   { return newMeterInstallationDate; }         void setNewMeterInstallationDate(const long32& v)   { newMeterInstallationDate = v; }
     /// @}
     // clang-format on
 
@@ -53,8 +53,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<MeterChangeTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<MeterChangeTramoModel>& table();
 
     tramo::FieldText oldMeterSerialNumber, newMeterSerialNumber;
     int newMeterWheelsNumber = -1;

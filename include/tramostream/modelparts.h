@@ -10,7 +10,7 @@
 namespace tramo {
 
 template <class M> struct Record;
-struct Layouts;
+struct ModelAccess;
 
 /// A text of a model. It refers to a part of the parsed line until a setter gives it a text of its own, so parsing copies
 /// and allocates nothing.
@@ -31,10 +31,10 @@ public:
     }
 
     /// Returns the text, valid until the model or its line changes.
-    template <class Line> std::wstring_view in(const Line& line) const {
+    template <class Line> std::wstring_view view(const Line& line) const {
         return owned ? std::wstring_view(own) : std::wstring_view(line.data() + first, size);
     }
-    template <class Line> std::wstring of(const Line& line) const { return std::wstring(in(line)); }
+    template <class Line> std::wstring text(const Line& line) const { return std::wstring(view(line)); }
 
 private:
     std::wstring own;

@@ -20,8 +20,8 @@ public:
     ParameterTramoModel(const ParameterLine::parameterLine_t& line);
 
     // clang-format off
-    std::wstring getKey() const   { return key.of(line); }    void setKey(const std::wstring& v)   { key = v; }
-    std::wstring getValue() const { return value.of(line); }  void setValue(const std::wstring& v) { value = v; }
+    std::wstring getKey() const   { return key.text(line); }    void setKey(const std::wstring& v)   { key = v; }
+    std::wstring getValue() const { return value.text(line); }  void setValue(const std::wstring& v) { value = v; }
     // clang-format on
 
     /// The parsed line; spaces with CR LF if the model was default-constructed.
@@ -40,8 +40,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<ParameterTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<ParameterTramoModel>& table();
 
     tramo::FieldText key, value;
 

@@ -40,8 +40,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<RecordInformationTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<RecordInformationTramoModel>& table();
 
     int roundNumber = 1;
     int meterNumber = -1;

@@ -27,64 +27,64 @@ public:
     // clang-format off
     /// @name The round
     /// @{
-    TF::TramoLineType getType() const        { return type; }                       void setType(const TF::TramoLineType& v)        { type = v; }  ///< the letter in column 1
-    std::wstring getCode() const             { return code.of(line); }              void setCode(const std::wstring& v)             { code = v; }
-    std::wstring getName() const             { return name.of(line); }              void setName(const std::wstring& v)             { name = v; }
-    int getDefaultMeterWheels() const        { return defaultMeterWheels; }         void setDefaultMeterWheels(int v)               { defaultMeterWheels = v; }
-    std::wstring getMessage() const          { return message.of(line); }           void setMessage(const std::wstring& v)          { message = v; }
-    std::wstring getConsumtionLimit() const  { return consumtionLimit.of(line); }   void setConsumtionLimit(const std::wstring& v)  { consumtionLimit = v; }
-    long32 getRoundImportDate() const        { return roundImportDate; }            void setRoundImportDate(const long32& v)        { roundImportDate = v; }
-    std::wstring getReservedUserCode() const { return reservedUserCode.of(line); }  void setReservedUserCode(const std::wstring& v) { reservedUserCode = v; }
+    TF::TramoLineType getType() const        { return type; }                         void setType(const TF::TramoLineType& v)        { type = v; }  ///< the letter in column 1
+    std::wstring getCode() const             { return code.text(line); }              void setCode(const std::wstring& v)             { code = v; }
+    std::wstring getName() const             { return name.text(line); }              void setName(const std::wstring& v)             { name = v; }
+    int getDefaultMeterWheels() const        { return defaultMeterWheels; }           void setDefaultMeterWheels(int v)               { defaultMeterWheels = v; }
+    std::wstring getMessage() const          { return message.text(line); }           void setMessage(const std::wstring& v)          { message = v; }
+    std::wstring getConsumtionLimit() const  { return consumtionLimit.text(line); }   void setConsumtionLimit(const std::wstring& v)  { consumtionLimit = v; }
+    long32 getRoundImportDate() const        { return roundImportDate; }              void setRoundImportDate(const long32& v)        { roundImportDate = v; }
+    std::wstring getReservedUserCode() const { return reservedUserCode.text(line); }  void setReservedUserCode(const std::wstring& v) { reservedUserCode = v; }
     /// @}
 
     /// @name Areas of the meter information
     /// Five areas, each with a label, the position and length of the area in the text (in characters), and its type. An
     /// area is written if its position is 0 or more.
     /// @{
-    std::wstring getMeterInformationLabelArea1() const { return meterAreas[0].label.of(line); }  void setMeterInformationLabelArea1(const std::wstring& v) { meterAreas[0].label = v; }
-    int getMeterInformationPositionArea1() const       { return meterAreas[0].position; }        void setMeterInformationPositionArea1(int v)              { meterAreas[0].position = v; }
-    int getMeterInformationLenghtArea1() const         { return meterAreas[0].lenght; }          void setMeterInformationLenghtArea1(int v)                { meterAreas[0].lenght = v; }
-    TF::TramoType getMeterInformationTypeArea1() const { return meterAreas[0].type; }            void setMeterInformationTypeArea1(const TF::TramoType& v) { meterAreas[0].type = v; }
-    std::wstring getMeterInformationLabelArea2() const { return meterAreas[1].label.of(line); }  void setMeterInformationLabelArea2(const std::wstring& v) { meterAreas[1].label = v; }
-    int getMeterInformationPositionArea2() const       { return meterAreas[1].position; }        void setMeterInformationPositionArea2(int v)              { meterAreas[1].position = v; }
-    int getMeterInformationLenghtArea2() const         { return meterAreas[1].lenght; }          void setMeterInformationLenghtArea2(int v)                { meterAreas[1].lenght = v; }
-    TF::TramoType getMeterInformationTypeArea2() const { return meterAreas[1].type; }            void setMeterInformationTypeArea2(const TF::TramoType& v) { meterAreas[1].type = v; }
-    std::wstring getMeterInformationLabelArea3() const { return meterAreas[2].label.of(line); }  void setMeterInformationLabelArea3(const std::wstring& v) { meterAreas[2].label = v; }
-    int getMeterInformationPositionArea3() const       { return meterAreas[2].position; }        void setMeterInformationPositionArea3(int v)              { meterAreas[2].position = v; }
-    int getMeterInformationLenghtArea3() const         { return meterAreas[2].lenght; }          void setMeterInformationLenghtArea3(int v)                { meterAreas[2].lenght = v; }
-    TF::TramoType getMeterInformationTypeArea3() const { return meterAreas[2].type; }            void setMeterInformationTypeArea3(const TF::TramoType& v) { meterAreas[2].type = v; }
-    std::wstring getMeterInformationLabelArea4() const { return meterAreas[3].label.of(line); }  void setMeterInformationLabelArea4(const std::wstring& v) { meterAreas[3].label = v; }
-    int getMeterInformationPositionArea4() const       { return meterAreas[3].position; }        void setMeterInformationPositionArea4(int v)              { meterAreas[3].position = v; }
-    int getMeterInformationLenghtArea4() const         { return meterAreas[3].lenght; }          void setMeterInformationLenghtArea4(int v)                { meterAreas[3].lenght = v; }
-    TF::TramoType getMeterInformationTypeArea4() const { return meterAreas[3].type; }            void setMeterInformationTypeArea4(const TF::TramoType& v) { meterAreas[3].type = v; }
-    std::wstring getMeterInformationLabelArea5() const { return meterAreas[4].label.of(line); }  void setMeterInformationLabelArea5(const std::wstring& v) { meterAreas[4].label = v; }
-    int getMeterInformationPositionArea5() const       { return meterAreas[4].position; }        void setMeterInformationPositionArea5(int v)              { meterAreas[4].position = v; }
-    int getMeterInformationLenghtArea5() const         { return meterAreas[4].lenght; }          void setMeterInformationLenghtArea5(int v)                { meterAreas[4].lenght = v; }
-    TF::TramoType getMeterInformationTypeArea5() const { return meterAreas[4].type; }            void setMeterInformationTypeArea5(const TF::TramoType& v) { meterAreas[4].type = v; }
+    std::wstring getMeterInformationLabelArea1() const { return meterAreas[0].label.text(line); }  void setMeterInformationLabelArea1(const std::wstring& v) { meterAreas[0].label = v; }
+    int getMeterInformationPositionArea1() const       { return meterAreas[0].position; }          void setMeterInformationPositionArea1(int v)              { meterAreas[0].position = v; }
+    int getMeterInformationLenghtArea1() const         { return meterAreas[0].lenght; }            void setMeterInformationLenghtArea1(int v)                { meterAreas[0].lenght = v; }
+    TF::TramoType getMeterInformationTypeArea1() const { return meterAreas[0].type; }              void setMeterInformationTypeArea1(const TF::TramoType& v) { meterAreas[0].type = v; }
+    std::wstring getMeterInformationLabelArea2() const { return meterAreas[1].label.text(line); }  void setMeterInformationLabelArea2(const std::wstring& v) { meterAreas[1].label = v; }
+    int getMeterInformationPositionArea2() const       { return meterAreas[1].position; }          void setMeterInformationPositionArea2(int v)              { meterAreas[1].position = v; }
+    int getMeterInformationLenghtArea2() const         { return meterAreas[1].lenght; }            void setMeterInformationLenghtArea2(int v)                { meterAreas[1].lenght = v; }
+    TF::TramoType getMeterInformationTypeArea2() const { return meterAreas[1].type; }              void setMeterInformationTypeArea2(const TF::TramoType& v) { meterAreas[1].type = v; }
+    std::wstring getMeterInformationLabelArea3() const { return meterAreas[2].label.text(line); }  void setMeterInformationLabelArea3(const std::wstring& v) { meterAreas[2].label = v; }
+    int getMeterInformationPositionArea3() const       { return meterAreas[2].position; }          void setMeterInformationPositionArea3(int v)              { meterAreas[2].position = v; }
+    int getMeterInformationLenghtArea3() const         { return meterAreas[2].lenght; }            void setMeterInformationLenghtArea3(int v)                { meterAreas[2].lenght = v; }
+    TF::TramoType getMeterInformationTypeArea3() const { return meterAreas[2].type; }              void setMeterInformationTypeArea3(const TF::TramoType& v) { meterAreas[2].type = v; }
+    std::wstring getMeterInformationLabelArea4() const { return meterAreas[3].label.text(line); }  void setMeterInformationLabelArea4(const std::wstring& v) { meterAreas[3].label = v; }
+    int getMeterInformationPositionArea4() const       { return meterAreas[3].position; }          void setMeterInformationPositionArea4(int v)              { meterAreas[3].position = v; }
+    int getMeterInformationLenghtArea4() const         { return meterAreas[3].lenght; }            void setMeterInformationLenghtArea4(int v)                { meterAreas[3].lenght = v; }
+    TF::TramoType getMeterInformationTypeArea4() const { return meterAreas[3].type; }              void setMeterInformationTypeArea4(const TF::TramoType& v) { meterAreas[3].type = v; }
+    std::wstring getMeterInformationLabelArea5() const { return meterAreas[4].label.text(line); }  void setMeterInformationLabelArea5(const std::wstring& v) { meterAreas[4].label = v; }
+    int getMeterInformationPositionArea5() const       { return meterAreas[4].position; }          void setMeterInformationPositionArea5(int v)              { meterAreas[4].position = v; }
+    int getMeterInformationLenghtArea5() const         { return meterAreas[4].lenght; }            void setMeterInformationLenghtArea5(int v)                { meterAreas[4].lenght = v; }
+    TF::TramoType getMeterInformationTypeArea5() const { return meterAreas[4].type; }              void setMeterInformationTypeArea5(const TF::TramoType& v) { meterAreas[4].type = v; }
     /// @}
 
     /// @name Areas of the subscriber information
     /// @{
-    std::wstring getSubscriberInformationLabelArea1() const { return subscriberAreas[0].label.of(line); }  void setSubscriberInformationLabelArea1(const std::wstring& v) { subscriberAreas[0].label = v; }
-    int getSubscriberInformationPositionArea1() const       { return subscriberAreas[0].position; }        void setSubscriberInformationPositionArea1(int v)              { subscriberAreas[0].position = v; }
-    int getSubscriberInformationLenghtArea1() const         { return subscriberAreas[0].lenght; }          void setSubscriberInformationLenghtArea1(int v)                { subscriberAreas[0].lenght = v; }
-    TF::TramoType getSubscriberInformationTypeArea1() const { return subscriberAreas[0].type; }            void setSubscriberInformationTypeArea1(const TF::TramoType& v) { subscriberAreas[0].type = v; }
-    std::wstring getSubscriberInformationLabelArea2() const { return subscriberAreas[1].label.of(line); }  void setSubscriberInformationLabelArea2(const std::wstring& v) { subscriberAreas[1].label = v; }
-    int getSubscriberInformationPositionArea2() const       { return subscriberAreas[1].position; }        void setSubscriberInformationPositionArea2(int v)              { subscriberAreas[1].position = v; }
-    int getSubscriberInformationLenghtArea2() const         { return subscriberAreas[1].lenght; }          void setSubscriberInformationLenghtArea2(int v)                { subscriberAreas[1].lenght = v; }
-    TF::TramoType getSubscriberInformationTypeArea2() const { return subscriberAreas[1].type; }            void setSubscriberInformationTypeArea2(const TF::TramoType& v) { subscriberAreas[1].type = v; }
-    std::wstring getSubscriberInformationLabelArea3() const { return subscriberAreas[2].label.of(line); }  void setSubscriberInformationLabelArea3(const std::wstring& v) { subscriberAreas[2].label = v; }
-    int getSubscriberInformationPositionArea3() const       { return subscriberAreas[2].position; }        void setSubscriberInformationPositionArea3(int v)              { subscriberAreas[2].position = v; }
-    int getSubscriberInformationLenghtArea3() const         { return subscriberAreas[2].lenght; }          void setSubscriberInformationLenghtArea3(int v)                { subscriberAreas[2].lenght = v; }
-    TF::TramoType getSubscriberInformationTypeArea3() const { return subscriberAreas[2].type; }            void setSubscriberInformationTypeArea3(const TF::TramoType& v) { subscriberAreas[2].type = v; }
-    std::wstring getSubscriberInformationLabelArea4() const { return subscriberAreas[3].label.of(line); }  void setSubscriberInformationLabelArea4(const std::wstring& v) { subscriberAreas[3].label = v; }
-    int getSubscriberInformationPositionArea4() const       { return subscriberAreas[3].position; }        void setSubscriberInformationPositionArea4(int v)              { subscriberAreas[3].position = v; }
-    int getSubscriberInformationLenghtArea4() const         { return subscriberAreas[3].lenght; }          void setSubscriberInformationLenghtArea4(int v)                { subscriberAreas[3].lenght = v; }
-    TF::TramoType getSubscriberInformationTypeArea4() const { return subscriberAreas[3].type; }            void setSubscriberInformationTypeArea4(const TF::TramoType& v) { subscriberAreas[3].type = v; }
-    std::wstring getSubscriberInformationLabelArea5() const { return subscriberAreas[4].label.of(line); }  void setSubscriberInformationLabelArea5(const std::wstring& v) { subscriberAreas[4].label = v; }
-    int getSubscriberInformationPositionArea5() const       { return subscriberAreas[4].position; }        void setSubscriberInformationPositionArea5(int v)              { subscriberAreas[4].position = v; }
-    int getSubscriberInformationLenghtArea5() const         { return subscriberAreas[4].lenght; }          void setSubscriberInformationLenghtArea5(int v)                { subscriberAreas[4].lenght = v; }
-    TF::TramoType getSubscriberInformationTypeArea5() const { return subscriberAreas[4].type; }            void setSubscriberInformationTypeArea5(const TF::TramoType& v) { subscriberAreas[4].type = v; }
+    std::wstring getSubscriberInformationLabelArea1() const { return subscriberAreas[0].label.text(line); }  void setSubscriberInformationLabelArea1(const std::wstring& v) { subscriberAreas[0].label = v; }
+    int getSubscriberInformationPositionArea1() const       { return subscriberAreas[0].position; }          void setSubscriberInformationPositionArea1(int v)              { subscriberAreas[0].position = v; }
+    int getSubscriberInformationLenghtArea1() const         { return subscriberAreas[0].lenght; }            void setSubscriberInformationLenghtArea1(int v)                { subscriberAreas[0].lenght = v; }
+    TF::TramoType getSubscriberInformationTypeArea1() const { return subscriberAreas[0].type; }              void setSubscriberInformationTypeArea1(const TF::TramoType& v) { subscriberAreas[0].type = v; }
+    std::wstring getSubscriberInformationLabelArea2() const { return subscriberAreas[1].label.text(line); }  void setSubscriberInformationLabelArea2(const std::wstring& v) { subscriberAreas[1].label = v; }
+    int getSubscriberInformationPositionArea2() const       { return subscriberAreas[1].position; }          void setSubscriberInformationPositionArea2(int v)              { subscriberAreas[1].position = v; }
+    int getSubscriberInformationLenghtArea2() const         { return subscriberAreas[1].lenght; }            void setSubscriberInformationLenghtArea2(int v)                { subscriberAreas[1].lenght = v; }
+    TF::TramoType getSubscriberInformationTypeArea2() const { return subscriberAreas[1].type; }              void setSubscriberInformationTypeArea2(const TF::TramoType& v) { subscriberAreas[1].type = v; }
+    std::wstring getSubscriberInformationLabelArea3() const { return subscriberAreas[2].label.text(line); }  void setSubscriberInformationLabelArea3(const std::wstring& v) { subscriberAreas[2].label = v; }
+    int getSubscriberInformationPositionArea3() const       { return subscriberAreas[2].position; }          void setSubscriberInformationPositionArea3(int v)              { subscriberAreas[2].position = v; }
+    int getSubscriberInformationLenghtArea3() const         { return subscriberAreas[2].lenght; }            void setSubscriberInformationLenghtArea3(int v)                { subscriberAreas[2].lenght = v; }
+    TF::TramoType getSubscriberInformationTypeArea3() const { return subscriberAreas[2].type; }              void setSubscriberInformationTypeArea3(const TF::TramoType& v) { subscriberAreas[2].type = v; }
+    std::wstring getSubscriberInformationLabelArea4() const { return subscriberAreas[3].label.text(line); }  void setSubscriberInformationLabelArea4(const std::wstring& v) { subscriberAreas[3].label = v; }
+    int getSubscriberInformationPositionArea4() const       { return subscriberAreas[3].position; }          void setSubscriberInformationPositionArea4(int v)              { subscriberAreas[3].position = v; }
+    int getSubscriberInformationLenghtArea4() const         { return subscriberAreas[3].lenght; }            void setSubscriberInformationLenghtArea4(int v)                { subscriberAreas[3].lenght = v; }
+    TF::TramoType getSubscriberInformationTypeArea4() const { return subscriberAreas[3].type; }              void setSubscriberInformationTypeArea4(const TF::TramoType& v) { subscriberAreas[3].type = v; }
+    std::wstring getSubscriberInformationLabelArea5() const { return subscriberAreas[4].label.text(line); }  void setSubscriberInformationLabelArea5(const std::wstring& v) { subscriberAreas[4].label = v; }
+    int getSubscriberInformationPositionArea5() const       { return subscriberAreas[4].position; }          void setSubscriberInformationPositionArea5(int v)              { subscriberAreas[4].position = v; }
+    int getSubscriberInformationLenghtArea5() const         { return subscriberAreas[4].lenght; }            void setSubscriberInformationLenghtArea5(int v)                { subscriberAreas[4].lenght = v; }
+    TF::TramoType getSubscriberInformationTypeArea5() const { return subscriberAreas[4].type; }              void setSubscriberInformationTypeArea5(const TF::TramoType& v) { subscriberAreas[4].type = v; }
     /// @}
     // clang-format on
 
@@ -105,9 +105,9 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    struct TRAMO_HIDDEN Layout;
-    TRAMO_HIDDEN static const tramo::Record<RoundTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    struct TRAMO_HIDDEN TableParts;
+    TRAMO_HIDDEN static const tramo::Record<RoundTramoModel>& table();
 
     struct Area {
         tramo::FieldText label;

@@ -17,8 +17,8 @@ public:
     TagTramoModel(const TagLine::tagLine_t& line);
 
     // clang-format off
-    std::wstring getCode() const  { return code.of(line); }   void setCode(const std::wstring& v)  { code = v; }
-    std::wstring getLabel() const { return label.of(line); }  void setLabel(const std::wstring& v) { label = v; }
+    std::wstring getCode() const  { return code.text(line); }   void setCode(const std::wstring& v)  { code = v; }
+    std::wstring getLabel() const { return label.text(line); }  void setLabel(const std::wstring& v) { label = v; }
     // clang-format on
 
     /// The parsed line.
@@ -37,8 +37,8 @@ public:
     std::vector<TE::FieldError> getMandatoryErrors();
 
 private:
-    friend struct tramo::Layouts;
-    TRAMO_HIDDEN static const tramo::Record<TagTramoModel>& layout();
+    friend struct tramo::ModelAccess;
+    TRAMO_HIDDEN static const tramo::Record<TagTramoModel>& table();
 
     tramo::FieldText code, label;
 

@@ -151,7 +151,7 @@ class Source:
         for at in range(len(self.tokens)):
             before, here = [self.text(place) for place in range(at - 5, at)], self.text(at)
             if here == "{" and (before[-1] == "Row" or before[:4] == ["Record", "<", "M", ">"]) or \
-                    here == "(" and before[-1] == ">" and "Layout" in before:
+                    here == "(" and before[-1] == ">" and "TableParts" in before:
                 depth = 0
                 for place in range(at, closing(self.tokens, at)):
                     token = self.tokens[place]

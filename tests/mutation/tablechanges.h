@@ -18,7 +18,7 @@ namespace tramo::mutation {
 template <class M> struct Table {
     Record<M> record;
     std::vector<Row<M>> rows;
-    std::vector<Step<M>> steps;
+    std::vector<ParseStep<M>> steps;
 
     explicit Table(const Record<M>& original) : record(original), rows(original.rows.begin(), original.rows.end()) { connect(); }
     Table(const Table&) = delete;
@@ -26,10 +26,11 @@ template <class M> struct Table {
     void connect() {
         steps.clear();
         for (const Row<M>& row : rows) {
-            const auto& but = row.but;
+            const auto& options = row.options;
             if (row.inLine())
-                steps.push_back({but.into ? but.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
-                    static_cast<std::uint16_t>(row.width), !but.kept && but.blank.empty() && !but.present});
+                steps.push_back(
+                    {options.into ? options.into->parse : row.value.parse, &row, static_cast<std::uint16_t>(row.column - 1),
+                        static_cast<std::uint16_t>(row.width), !options.kept && options.blank.empty() && !options.present});
         }
         record.rows = rows;
         record.steps = steps;
@@ -121,9 +122,9 @@ private:
         using R = Row<M>;
         at = index;
         place = "row " + std::to_string(index) + ", " + row.name;
-        if (row.but.slot) place += " of group " + std::to_string(row.but.slot);
+        if (row.options.slot) place += " of group " + std::to_string(row.options.slot);
         place += ": ";
-        const Particulars<M>& but = row.but;
+        const RowOptions<M>& options = row.options;
         if (row.inLine()) {
             number("column", [](R& r) -> auto& { return r.column; });
             number("width", [](R& r) -> auto& { return r.width; });
@@ -131,46 +132,46 @@ private:
         inRow("name", [](R& r) -> auto& { return r.name; }, [](const char* name) { return longer(name); });
         inRow("kind", [](R& r) -> auto& { return r.value.kind; },
             [](FieldKind kind) { return kind == FieldKind::Text ? FieldKind::Integer : FieldKind::Text; });
-        if (but.label) {
-            inRow("label", [](R& r) -> auto& { return r.but.label; }, [](const char* label) { return longer(label); });
-            stated("label", [](R& r) -> auto& { return r.but.label; });
+        if (options.label) {
+            inRow("label", [](R& r) -> auto& { return r.options.label; }, [](auto label) { return Stated<const char*>(longer(label.what)); });
+            stated("label", [](R& r) -> auto& { return r.options.label; });
         }
         if (row.inLine()) {
-            condition("written", [](R& r) -> auto& { return r.but.written; }, but.written);
+            condition("written", [](R& r) -> auto& { return r.options.written; }, options.written);
             for (const bool build : {false, true})
                 inRow(build ? "code of building" : "code of parsing",
-                    [=](R& r) -> auto& { return build ? r.but.buildCode : r.but.parseCode; }, [=](TE::errorType code) {
+                    [=](R& r) -> auto& { return build ? r.options.buildCode : r.options.parseCode; }, [=](TE::errorType code) {
                         return other(code ? code : build ? row.value.buildCode : row.value.parseCode);
                     });
         }
-        condition("missing", [](R& r) -> auto& { return r.but.missing; }, but.missing);
-        rule("group", [](R& r) -> auto& { return r.but.group; }, but.group);
-        rule("missingIf", [](R& r) -> auto& { return r.but.missingIf; }, but.missingIf);
-        rule("inconsistentIf", [](R& r) -> auto& { return r.but.inconsistentIf; }, but.inconsistentIf);
-        if (but.present) stated("present", [](R& r) -> auto& { return r.but.present; });
-        if (but.into) stated("into", [](R& r) -> auto& { return r.but.into; });
-        if (but.kept) stated("kept", [](R& r) -> auto& { return r.but.kept; });
-        if (but.set) stated("set", [](R& r) -> auto& { return r.but.set; });
-        if (!but.blank.empty()) {
-            stated("blank", [](R& r) -> auto& { return r.but.blank; });
-            inRow("blank", [](R& r) -> auto& { return r.but.blank; }, [](std::wstring_view) { return L"0"; });
+        condition("missing", [](R& r) -> auto& { return r.options.missing; }, options.missing);
+        rule("group", [](R& r) -> auto& { return r.options.group; }, options.group);
+        rule("missingIf", [](R& r) -> auto& { return r.options.missingIf; }, options.missingIf);
+        rule("inconsistentIf", [](R& r) -> auto& { return r.options.inconsistentIf; }, options.inconsistentIf);
+        if (options.present) stated("present", [](R& r) -> auto& { return r.options.present; });
+        if (options.into) stated("into", [](R& r) -> auto& { return r.options.into; });
+        if (options.kept) stated("kept", [](R& r) -> auto& { return r.options.kept; });
+        if (options.set) stated("set", [](R& r) -> auto& { return r.options.set; });
+        if (!options.blank.empty()) {
+            stated("blank", [](R& r) -> auto& { return r.options.blank; });
+            inRow("blank", [](R& r) -> auto& { return r.options.blank; }, [](std::wstring_view) { return L"0"; });
         }
-        const bool reports = but.missing.operation != Test::Never || but.missingIf || but.inconsistentIf;
-        for (bool Particulars<M>::*flag : {&Particulars<M>::toParseList, &Particulars<M>::onGoodLines, &Particulars<M>::overlaid})
-            if (flag == &Particulars<M>::overlaid || reports)
-                inRow(flag == &Particulars<M>::toParseList   ? "toParseList"
-                      : flag == &Particulars<M>::onGoodLines ? "onGoodLines"
+        const bool reports = options.missing.operation != Test::Never || options.missingIf || options.inconsistentIf;
+        for (bool RowOptions<M>::*flag : {&RowOptions<M>::toParseList, &RowOptions<M>::onGoodLines, &RowOptions<M>::overlaid})
+            if (flag == &RowOptions<M>::overlaid || reports)
+                inRow(flag == &RowOptions<M>::toParseList   ? "toParseList"
+                      : flag == &RowOptions<M>::onGoodLines ? "onGoodLines"
                                                              : "overlaid",
-                    [=](R& r) -> auto& { return r.but.*flag; }, [](bool is) { return !is; });
-        if (but.parseColumn) columns("parseColumn", &Particulars<M>::parseColumn);
-        if (but.buildColumn) columns("buildColumn", &Particulars<M>::buildColumn);
-        if (but.missingColumn) columns("missingColumn", &Particulars<M>::missingColumn);
-        if (but.buildWidth) columns("buildWidth", &Particulars<M>::buildWidth);
-        if (but.slot) number("slot", [](R& r) -> auto& { return r.but.slot; });
+                    [=](R& r) -> auto& { return r.options.*flag; }, [](bool is) { return !is; });
+        if (options.parseColumn) columns("parseColumn", &RowOptions<M>::parseColumn);
+        if (options.buildColumn) columns("buildColumn", &RowOptions<M>::buildColumn);
+        if (options.missingColumn) columns("missingColumn", &RowOptions<M>::missingColumn);
+        if (options.buildWidth) columns("buildWidth", &RowOptions<M>::buildWidth);
+        if (options.slot) number("slot", [](R& r) -> auto& { return r.options.slot; });
     }
-    void columns(const char* name, std::int32_t Particulars<M>::*column) {
-        number(name, [=](Row<M>& r) -> auto& { return r.but.*column; });
-        stated(name, [=](Row<M>& r) -> auto& { return r.but.*column; });
+    void columns(const char* name, std::int32_t RowOptions<M>::*column) {
+        number(name, [=](Row<M>& r) -> auto& { return r.options.*column; });
+        stated(name, [=](Row<M>& r) -> auto& { return r.options.*column; });
     }
     // clang-format on
 };
