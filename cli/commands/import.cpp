@@ -5,7 +5,8 @@
 #include "cli/lines/input.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
-#include "cli/tables/rowsource.h"
+#include "cli/shell/helppage.h"
+#include "cli/tables/forms.h"
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
@@ -14,7 +15,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(Build an exchange file from exported records.
+constexpr const char* beginningOfHelp = R"(Build an exchange file from exported records.
 
 Examples:
   tramo export samples/round-returned.txt --to jsonl |
@@ -23,13 +24,13 @@ Examples:
       tramo import - --from jsonl --encoding ansi -o whole-lines-only.txt
   tramo import tables --from csv --encoding ansi -o round.txt
 
-Usage: tramo import FILE --from WHAT --encoding WHAT [-o OUT]
+Usage: tramo import FILE [--from WHAT] --encoding WHAT [-o OUT]
 
 Each row becomes a line as the library writes it, with the line ending CR LF. A
 field that a row does not have gets its default value; "tramo help export"
 describes how values are written. Rows of one file keep their order; rows of a
 folder (of csv) and of a database are ordered by their line numbers. Rows of the
-kind "finding" are skipped. A workbook (xlsx) cannot be imported.
+kind "finding" are skipped.
 
 An integer may have decimals that are zero ("6054.0", as data frames write a
 column with gaps). Data frames must read csv as texts, or leading zeros are lost
@@ -49,8 +50,9 @@ two columns of one name, a key line whose keys are masked. A file OUT is then
 left unchanged.
 
 Options:
-  --from WHAT         jsonl, csv, sqlite
-  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
+)";
+
+constexpr const char* restOfHelp = R"(  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
                       utf16le
   -o, --output OUT    writes to the file OUT; "-", the default, is the standard
                       output. Only its owner can read a new file with a key line
@@ -69,13 +71,19 @@ Exit codes:
   3  OUT could not be written
 )";
 
-enum class Form { Jsonl, Csv, Sqlite };
 enum class Encoding { Ansi, Utf16le };
+
+std::string formRow() {
+    std::string forms;
+    for (const auto& [name, form] : importForms())
+        forms += fmt::format("{}{} ({})", forms.empty() ? "" : ", ", name, fmt::join(form->suffixes, ", "));
+    return optionRow("--from WHAT", "form of FILE; by default, that of its suffix: " + forms);
+}
 
 struct Options {
     std::string file, output = "-";
     bool force = false;
-    Form form{};
+    const TableForm* form = nullptr;
     Encoding encoding{};
     bool strict = false;
 };
@@ -90,10 +98,10 @@ Options parse(std::vector<std::string> arguments) {
     given.flag("--strict", options.strict);
     given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
-    if (form.empty()) throw WrongUsage{"--from is missing; expected jsonl, csv or sqlite"};
+    options.form = form.empty() ? formBySuffix(options.file) : chosen("--from", form, importForms());
+    if (!options.form || !options.form->makeSource)
+        throw WrongUsage{"--from is missing; expected " + listOf(namesOf(importForms()), "or")};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
-
-    options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
     options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
     return options;
 }
@@ -101,9 +109,8 @@ Options parse(std::vector<std::string> arguments) {
 std::unique_ptr<RowSource> sourceFor(const Options& options) {
     std::error_code error;
     const bool isFolder = options.file != "-" && std::filesystem::is_directory(pathOf(options.file), error);
-    if (isFolder && options.form != Form::Csv) throw Unreadable{"is a directory"};
-    if (options.form == Form::Sqlite) return makeSqliteSource(options.file);
-    return options.form == Form::Jsonl ? makeJsonlSource(options.file) : makeCsvSource(options.file);
+    if (isFolder && !options.form->readsFolder) throw Unreadable{"is a directory"};
+    return options.form->makeSource(options.file);
 }
 
 // Characters of a first line that are taken for a byte order mark, in whatever encoding the file is.
@@ -239,8 +246,11 @@ int run(std::vector<std::string> arguments) {
     }
 }
 
+// Made from the list of forms when the program starts.
+const std::string help = beginningOfHelp + formRow() + restOfHelp;
+
 }  // namespace
 
-const Command importCommand{"import", "build an exchange file from exported records", help, run};
+const Command importCommand{"import", "build an exchange file from exported records", help.c_str(), run};
 
 }  // namespace tramo::cli

@@ -89,8 +89,9 @@ private:
 // Nothing appears before it is known that one file is enough: what goes to a stream is held until then.
 class SingleCsv : public Sink {
 public:
-    SingleCsv(std::string to, OutFile::Mode chosen, const CsvStyle& style) : path(std::move(to)), mode(chosen), bom(style.bom) {
-        mode.held = !style.oneKind;
+    SingleCsv(std::string to, OutFile::Mode chosen, const SinkOptions& options)
+        : path(std::move(to)), mode(chosen), bom(options.bom) {
+        mode.held = !options.oneKind;
     }
 
     void put(const Row& row) override {
@@ -189,9 +190,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style) {
-    if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style.bom);
-    return std::make_unique<SingleCsv>(path, mode, style);
+std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) {
+    const bool isFolder = options.mayBeFolder && !path.ends_with(".csv") && !OutFile::isStream(path);
+    if (isFolder) return std::make_unique<CsvFolder>(path, mode, options.bom);
+    return std::make_unique<SingleCsv>(path, mode, options);
 }
 
 }  // namespace tramo::cli

@@ -65,7 +65,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode) {
+std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
     return std::make_unique<JsonlSink>(path, mode);
 }
 

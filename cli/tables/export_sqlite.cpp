@@ -206,9 +206,8 @@ private:
         std::uint64_t size = 0;
         row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
         if (size > database.longestValue())
-            refuse(
-                fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it to jsonl, csv or xlsx",
-                    row.line, size, database.longestValue()));
+            refuse(fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it in another form",
+                row.line, size, database.longestValue()));
         const auto last = static_cast<int>(row.cells.size()) + 1;
         if (size <= longestText) {
             std::string text;
@@ -247,7 +246,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode) {
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
     return std::make_unique<SqliteSink>(path, mode);
 }
 

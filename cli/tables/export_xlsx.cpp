@@ -425,6 +425,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode) { return std::make_unique<XlsxSink>(path, mode); }
+std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
+    return std::make_unique<XlsxSink>(path, mode);
+}
 
 }  // namespace tramo::cli

@@ -29,13 +29,15 @@ public:
     virtual std::string place(std::size_t column) const = 0;
 };
 
-std::unique_ptr<RowSource> makeJsonlSource(const std::string& path);
+using MakeRowSource = std::unique_ptr<RowSource>(const std::string& path);
+
+MakeRowSource makeJsonlSource;
 
 /// A folder: the rows of all its tables, by the numbers of their lines.
-std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
+MakeRowSource makeCsvSource;
 
-/// A database: the rows of all its tables, by the numbers of their lines.
-std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
+/// The rows of all tables of a database, by the numbers of their lines.
+MakeRowSource makeSqliteSource;
 
 /// A stream of bytes, one at a time, of a file as it was when it was opened; a byte order mark of UTF-8 at its beginning is
 /// passed over. "-" is the standard input. On a terminal it tells how far it has come.

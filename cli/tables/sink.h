@@ -37,24 +37,27 @@ public:
     virtual void finish(const Source& source) = 0;
 };
 
-/// One JSON object a row, one row a line.
-std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode);
-
-struct CsvStyle {
-    bool isFolder = false;  ///< a folder, where each table has its own file
-    bool bom = false;       ///< files begin with a byte order mark
-    bool oneKind = false;   ///< there are rows of one table only
+/// What an export chooses besides the file.
+struct SinkOptions {
+    bool mayBeFolder = true;  ///< csv: a path without the suffix .csv is a folder, where each table has its own file
+    bool oneKind = false;     ///< there are rows of one table only
+    bool bom = false;         ///< files begin with a byte order mark
 };
 
-/// A line of column names, then one line a row; rows of one table only, unless `path` is a folder. Throws WrongUsage for a
-/// second table, and for a folder that holds tables already, or files that no export has made.
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style);
+using MakeSink = std::unique_ptr<Sink>(const std::string& path, OutFile::Mode mode, const SinkOptions& options);
 
-/// A SQLite database: a table a kind, also of what was found and of the file, and the views "meters" and "answers". Not
+/// One JSON object a row, one row a line.
+MakeSink makeJsonlSink;
+
+/// A line of column names, then one line a row; rows of one table only, unless the output is a folder. Throws WrongUsage for
+/// a second table, and for a folder that holds tables already, or files that no export has made.
+MakeSink makeCsvSink;
+
+/// A SQLite database: a table for each kind, also of the findings and of the file, and the views "meters" and "answers". Not
 /// for the standard output.
-std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode);
+MakeSink makeSqliteSink;
 
-/// A workbook (Office Open XML): a sheet a kind, also of what was found and of the file.
-std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode);
+/// A workbook (Office Open XML): a sheet for each kind, also of the findings and of the file.
+MakeSink makeXlsxSink;
 
 }  // namespace tramo::cli
