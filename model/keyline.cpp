@@ -1,4 +1,5 @@
 #include "tramostream/keyline.h"
+#include "common/utf16.h"
 #include "common/utf8.h"
 #include "model/keyjson.h"
 #include <algorithm>
@@ -59,7 +60,9 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
 
 // Returns the index of the character that begins at this byte of the text in UTF-8.
 std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
-    auto bytes = [](wchar_t c) -> std::size_t { return c < 0x80 ? 1 : c < 0x800 || (c >= 0xD800 && c < 0xE000) ? 2 : 3; };
+    auto bytes = [](wchar_t c) -> std::size_t {
+        return c < 0x80 ? 1 : c < 0x800 || utf16::isSurrogate(static_cast<char32_t>(c)) ? 2 : 3;
+    };
     std::size_t index = 0;
     for (std::size_t at = 0; at < byte && index < text.size(); ++index) at += bytes(text[index]);
     return index;

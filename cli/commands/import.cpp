@@ -7,6 +7,7 @@
 #include "cli/shell/command.h"
 #include "cli/shell/helppage.h"
 #include "cli/tables/forms.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
@@ -114,11 +115,11 @@ std::unique_ptr<RowSource> sourceFor(const Options& options) {
 }
 
 // Characters of a first line that are taken for a byte order mark, in whatever encoding the file is.
-bool beginsLikeMark(std::wstring_view line, Encoding encoding) {
-    using namespace std::literals;
-    if (encoding == Encoding::Utf16le) return line.starts_with(L'\0');  // that of UTF-32
-    return line.starts_with(L"\xFF\xFE"sv) || line.starts_with(L"\xFE\xFF"sv) || line.starts_with(L"\xEF\xBB\xBF"sv) ||
-           line.starts_with(L"\0\0\xFE\xFF"sv);
+bool beginsLikeMark(std::wstring_view line, Encoding chosen) {
+    using namespace encoding;
+    if (chosen == Encoding::Utf16le) return line.starts_with(L'\0');  // that of UTF-32
+    const auto begins = [&](std::string_view mark) { return beginsWithMark(line, mark); };
+    return begins(utf16Mark) || begins(utf16BigMark) || begins(utf8Mark) || begins(utf32BigMark);
 }
 
 class Importer {
@@ -152,7 +153,7 @@ public:
 private:
     void open() {
         file = std::make_unique<BufferedFile>(options.output, OutFile::Mode{.force = options.force});
-        if (options.encoding == Encoding::Utf16le) put(L"\xFEFF");
+        if (options.encoding == Encoding::Utf16le) file->print("{}", encoding::utf16Mark);
     }
 
     std::string messageOf(const RowFault& fault) const { return rows->place(fault.column) + ": " + fault.reason; }
@@ -189,9 +190,8 @@ private:
     // What would make the file another one for those who read it.
     void checkCharacters(std::wstring_view line, const Row& row, bool isBeginning = true) {
         if (options.encoding == Encoding::Ansi) {
-            unsigned bits = 0;  // no early exit: this way the compiler looks at several characters at once
-            for (const wchar_t c : line) bits |= static_cast<unsigned>(c);
-            if (bits > 0xFF) refuseCharacter(*std::ranges::find_if(line, [](wchar_t c) { return c > 0xFF; }), row);
+            const std::size_t misfit = encoding::findAbove(encoding::mostOfAnsi, line);
+            if (misfit != std::wstring_view::npos) refuseCharacter(line[misfit], row);
         } else if (isBeginning && line.starts_with(L'\xFFFF')) {
             refuse(
                 {0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all lines after it could not be read"});
@@ -219,14 +219,7 @@ private:
         }
     }
 
-    void put(std::wstring_view text) {
-        const std::size_t width = options.encoding == Encoding::Utf16le ? 2 : 1, before = file->text.size();
-        file->text.resize(before + text.size() * width);
-        char* to = file->text.data() + before;
-        for (std::size_t i = 0; i < text.size(); ++i) to[i * width] = static_cast<char>(text[i] & 0xFF);
-        if (width == 2)
-            for (std::size_t i = 0; i < text.size(); ++i) to[i * 2 + 1] = static_cast<char>(text[i] >> 8 & 0xFF);
-    }
+    void put(std::wstring_view text) { encoding::append(file->text, text, options.encoding == Encoding::Utf16le); }
 
     static constexpr std::uint64_t listed = 20;
 

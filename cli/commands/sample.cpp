@@ -6,6 +6,7 @@
 #include "cli/io/text.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -82,7 +83,7 @@ public:
     LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings)
         : options(chosenOptions), out(file), expected(findings),
           faults(options.faults, options.encoding == Encoding::Utf16le, options.seed) {
-        if (options.encoding == Encoding::Utf16le) buffer = "\xFF\xFE";
+        if (options.encoding == Encoding::Utf16le) buffer = encoding::utf16Mark;
     }
 
     void write(const RecordKind& kind, std::string_view text, std::uint64_t name) override {
@@ -118,15 +119,7 @@ public:
 private:
     void append(std::string_view text, bool carriageReturn) {
         const std::string_view lineEnd = carriageReturn ? "\r\n" : "\n";
-        if (options.encoding == Encoding::Ansi) {
-            buffer += text;
-            buffer += lineEnd;
-            return;
-        }
-        std::size_t at = buffer.size();
-        buffer.resize(at + 2 * (text.size() + lineEnd.size()));
-        for (const std::string_view part : {text, lineEnd})
-            for (const char c : part) buffer[at] = c, at += 2;
+        for (const std::string_view part : {text, lineEnd}) encoding::append(buffer, part, options.encoding == Encoding::Utf16le);
     }
 
     const Options& options;

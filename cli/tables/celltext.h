@@ -9,9 +9,6 @@
 
 namespace tramo::cli {
 
-/// The UTF-16 code units that these bytes stand for; nullopt when they are not UTF-8.
-std::optional<std::wstring> fromUtf8(std::string_view bytes);
-
 /// As a JSON string, in quotation marks. Everything beyond ASCII is written as \u20ac, half a pair as \ud83d.
 void appendJson(fmt::memory_buffer& out, std::wstring_view text);
 

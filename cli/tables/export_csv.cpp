@@ -5,6 +5,7 @@
 #include "cli/io/usage.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -19,13 +20,11 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
 class CsvFile {
 public:
     CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
         : file(path, withKeysOf(mode, of), name), table(of) {
-        if (bom) file.print("{}", byteOrderMark);
+        if (bom) file.print("{}", encoding::utf8Mark);
         file.print("line,kind");
         for (const Column& column : table.columns) file.print(",{}", column.name);
         file.print("\r\n");
@@ -176,7 +175,7 @@ private:
         const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), std::fclose);
         std::array<char, 16> bytes{};
         std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
-        if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+        if (text.starts_with(encoding::utf8Mark)) text.remove_prefix(encoding::utf8Mark.size());
         return text.starts_with("line,kind,");
     }
 

@@ -79,9 +79,8 @@ std::string_view firstPiece(std::string_view text) {
     if (text.size() <= longestText) return text;
     std::size_t units = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0) == 0x80) continue;
-        units += byte >= 0xF0 ? 2 : 1;
+        if (utf8::isContinuation(text[i])) continue;
+        units += static_cast<unsigned char>(text[i]) >= 0xF0 ? 2 : 1;
         if (units > longestText) return text.substr(0, i);
     }
     return text;

@@ -188,7 +188,7 @@ private:
     }
 
     long long lineNumber() const {
-        const std::optional<std::wstring> text = fromUtf8(cells[lineColumn]);
+        const std::optional<std::wstring> text = utf8::decodeValid(cells[lineColumn]);
         const std::optional<long long> number = text ? wholeNumber(*text) : std::nullopt;
         if (!number) reader.refuse(named("line: invalid integer", cells[lineColumn]));
         return *number;

@@ -75,7 +75,7 @@ private:
         std::wstring text;
         while (true) {
             const std::size_t end = rest.find_first_of("\"\\");
-            auto plain = fromUtf8(rest.substr(0, end));
+            auto plain = utf8::decodeValid(rest.substr(0, end));
             if (end == std::string_view::npos) fail("the text does not end");
             if (!plain) fail("the text is not UTF-8");
             if (text.empty()) text = std::move(*plain);

@@ -449,7 +449,7 @@ const Table& findingTable() {
 }
 
 Row rowOf(const Finding& finding, long long line) {
-    auto text = [](std::string_view utf8) { return utf8.empty() ? Cell{} : Cell{fromUtf8(utf8).value_or(L"")}; };
+    auto text = [](std::string_view bytes) { return bytes.empty() ? Cell{} : Cell{utf8::decodeValid(bytes).value_or(L"")}; };
     auto number = [](int value) { return value ? Cell{static_cast<long long>(value)} : Cell{}; };
     const std::string message = finding.sentence + (finding.reason.empty() ? "" : ": " + finding.reason);
     return {&findingTable(), line,
