@@ -61,7 +61,7 @@ struct Options {
     std::string oldFile, newFile;
     DiffOptions diff;
     bool full = false, summary = false, json = false, colour = false;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
 };
 
 Options parse(std::vector<std::string> arguments) {

@@ -194,7 +194,7 @@ public:
     }
 
     void place(const LinePlace& place) {
-        Input input(place.file, EncodingChoice::Auto, {.first = place.line, .last = place.line});
+        Input input(place.file, std::nullopt, {.first = place.line, .last = place.line});
         Line line;
         if (!input.next(line)) throw input.hasNoLine(place.line);
         input.confirm();

@@ -72,8 +72,6 @@ Exit codes:
   3  OUT could not be written
 )";
 
-enum class Encoding { Ansi, Utf16le };
-
 std::string formRow() {
     std::string forms;
     for (const auto& [name, form] : importForms())
@@ -103,7 +101,7 @@ Options parse(std::vector<std::string> arguments) {
     if (!options.form || !options.form->makeSource)
         throw WrongUsage{"--from is missing; expected " + listOf(namesOf(importForms()), "or")};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
-    options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+    options.encoding = chosenEncoding("--encoding", encoding);
     return options;
 }
 

@@ -425,7 +425,7 @@ void tellOthers(const std::string& file, const CheckSummary& others) {
 
 struct Options {
     std::vector<std::string> files;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     bool json = false, showKeys = false;
 };
 

@@ -64,8 +64,6 @@ Exit codes:
 
 using namespace sample;
 
-enum class Encoding { Ansi, Utf16le };
-
 struct Options {
     std::string path;
     std::uint64_t meters = 60, seed = 0;
@@ -198,7 +196,7 @@ Options parse(std::vector<std::string> arguments) {
     if (!faults.empty()) options.faults = rateOf(faults);
     if (options.faults > 0 && options.path == "-") throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
     options.kinds = kindsOf(kinds);
-    options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+    options.encoding = chosenEncoding("--encoding", encoding);
     return options;
 }
 

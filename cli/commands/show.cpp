@@ -72,7 +72,7 @@ struct Options {
     std::string file;
     std::optional<LineRange> lines;
     int column = 0;  ///< 0: all of them
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     std::optional<LineKind> kind;
     bool all = false, raw = false, showKeys = false, colour = false;
 };

@@ -456,7 +456,7 @@ private:
 
 struct Options {
     std::vector<std::string> files;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     bool json = false;
 };
 

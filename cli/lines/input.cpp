@@ -51,14 +51,14 @@ std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
 }
 
 bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::string& file) {
-    if (choice == EncodingChoice::Ansi) return false;
-    if (choice == EncodingChoice::Auto)
+    if (choice == Encoding::Ansi) return false;
+    if (!choice)
         for (const Mark& mark : refusedMarks)
             if (sample.starts_with(mark.bytes))
                 throw Unreadable{fmt::format("begins with the byte order mark (BOM) of {}; {}", mark.name, readableEncodings)};
     if (sample.starts_with(encoding::utf16Mark)) return true;
     if (const std::string why = whyUnmarkedUtf16(sample, file); !why.empty()) throw Unreadable{why};
-    if (choice == EncodingChoice::Utf16le)
+    if (choice == Encoding::Utf16le)
         throw Unreadable{"does not begin with the byte order mark (BOM) FF FE, which UTF-16 files need"};
     return false;
 }

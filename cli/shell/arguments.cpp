@@ -140,9 +140,13 @@ ColourChoice colourChoice(const std::string& word) {
     return chosen<ColourChoice>("--color", word, choices);
 }
 
+Encoding chosenEncoding(const char* option, const std::string& word) {
+    return chosen<Encoding>(option, word, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+}
+
 EncodingChoice encodingChoice(const char* option, const std::string& word) {
     return chosen<EncodingChoice>(
-        option, word, {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+        option, word, {{"auto", std::nullopt}, {"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
 }
 
 std::optional<LineKind> kindChoice(const std::string& word) {
