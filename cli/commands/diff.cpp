@@ -223,9 +223,7 @@ private:
 class JsonReport : public DiffReport {
 public:
     JsonReport(Output& to, const Options& chosenOptions) : out(to), options(chosenOptions), stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.member("old", utf8::valid(nameOf(options.oldFile)));
         json.member("new", utf8::valid(nameOf(options.newFile)));
         json.member("exact", options.diff.exact);

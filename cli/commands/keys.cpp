@@ -338,9 +338,7 @@ void printText(Output& out, const std::string& file, const Contents& contents) {
 class JsonKeys {
 public:
     explicit JsonKeys(Output& to) : out(to), stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.newLine();
         json.beginArray("files");
     }

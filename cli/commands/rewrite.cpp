@@ -328,9 +328,7 @@ void printText(Output& out, const Rewriter& done) {
 void printJson(Output& out, const Rewriter& done, const Options& options, bool utf16) {
     JsonStream stream(out);
     JsonWriter json(stream);
-    json.StartObject();
-    json.member("tool", "tramo");
-    json.member("version", TRAMO_VERSION);
+    json.beginDocument();
     json.member("file", utf8::valid(nameOf(options.file)));
     json.member("encoding", utf16 ? "UTF-16LE" : "ANSI");
     json.member("lines", done.lines);

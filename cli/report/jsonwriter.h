@@ -55,6 +55,13 @@ class JsonWriter : public rapidjson::Writer<JsonStream, rapidjson::UTF8<>, rapid
 public:
     explicit JsonWriter(JsonStream& to) : Writer(to), stream(to) {}
 
+    /// The beginning of every JSON document of the tool.
+    void beginDocument() {
+        StartObject();
+        member("tool", "tramo");
+        member("version", TRAMO_VERSION);
+    }
+
     void newLine() { stream.breakLine(); }
     void end() { stream.Put('\n'); }
 
