@@ -1,4 +1,5 @@
 // tramo show: lines of a file as tables for people.
+#include "cli/io/colours.h"
 #include "cli/io/console.h"
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
@@ -106,11 +107,6 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-struct Colours {
-    const char *heading, *faint, *error, *warning, *off;
-};
-constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[2m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[0m"};
-
 struct Row {
     std::string columns{}, name{}, value{};
     std::wstring_view text{};
@@ -139,7 +135,7 @@ std::string words(const Field& field, const FieldValue& value) {
 class Table {
 public:
     Table(Output& to, const Options& chosenOptions, int columns)
-        : out(to), options(chosenOptions), width(columns), colours(options.colour ? terminal : none) {}
+        : out(to), options(chosenOptions), width(columns), colours(coloursIf(options.colour)) {}
 
     // Shows a line; true: nothing was found.
     bool show(const Line& line, std::optional<LineKind> kind) {
