@@ -1,4 +1,5 @@
 #include "tramostream/keyline.h"
+#include "common/jsonmemory.h"
 #include "common/utf16.h"
 #include "common/utf8.h"
 #include "model/keyjson.h"
@@ -6,7 +7,6 @@
 #include <array>
 #include <limits>
 #include <memory>
-#include <new>
 #include <rapidjson/document.h>
 #include <rapidjson/encodings.h>
 #include <rapidjson/error/en.h>
@@ -82,22 +82,8 @@ KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
     return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
 }
 
-// RapidJSON does not check the result of malloc. For its stacks it gets an allocator that throws...
-class CheckedMemory : public rapidjson::CrtAllocator {
-public:
-    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
-    void* Realloc(void* memory, std::size_t before, std::size_t size) {
-        return checked(CrtAllocator::Realloc(memory, before, size), size);
-    }
-
-private:
-    static void* checked(void* memory, std::size_t size) {
-        if (memory == nullptr && size > 0) throw std::bad_alloc();
-        return memory;
-    }
-};
-
-// ... and for the values, all the memory that they can need in advance: each value has at least two characters.
+// RapidJSON's stacks get memory that throws where there is no more, and the values all the memory that they can need in
+// advance: each value has at least two characters.
 std::size_t mostBytesOfValues(std::size_t bytesOfText) { return (bytesOfText / 2 + 8) * sizeof(Json); }
 
 KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
@@ -114,7 +100,7 @@ std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, Par
     const std::size_t room = mostBytesOfValues(text.bytes.size());
     const auto memory = std::make_unique_for_overwrite<char[]>(room);
     Json::AllocatorType values(memory.get(), room);
-    rapidjson::GenericDocument<Utf8, Json::AllocatorType, CheckedMemory> document(&values);
+    rapidjson::GenericDocument<Utf8, Json::AllocatorType, JsonMemory> document(&values);
     document.ParseInsitu<rapidjson::kParseIterativeFlag>(text.bytes.data());
     if (document.HasParseError())
         return KeyLineError{
