@@ -219,21 +219,21 @@ public:
         text.clear();
     }
 
-    void add(Row row, const Sink& sink) {
+    void add(TableRow row, const Sink& sink) {
         if (!sink.describe(row, text)) rows.push_back(std::move(row));
         else if (row.table == &keyTable()) wipe(row);
     }
 
     void putInto(Sink& sink) {
         if (text.size() > 0) sink.put(std::string_view(text.data(), text.size()));
-        for (Row& row : rows) {
+        for (TableRow& row : rows) {
             sink.put(row);
             if (row.table == &keyTable()) wipe(row);
         }
     }
 
 private:
-    std::vector<Row> rows;
+    std::vector<TableRow> rows;
     fmt::memory_buffer text;
 };
 
@@ -293,7 +293,7 @@ private:
         const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
         const bool judged = checkShape(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
-        Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
+        TableRow row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
         if (options.only && row.table != options.only) {
             if (row.table == &keyTable()) wipe(row);
             return;

@@ -126,7 +126,7 @@ public:
 
     /// The exit code.
     int run() {
-        Row row;
+        TableRow row;
         while (rows->next(row)) {
             if (!file) open();
             if (row.table == &keyTable()) file->keepSecret();
@@ -162,7 +162,7 @@ private:
         if (++losses <= listed) complain(messageOf(loss));
     }
 
-    std::wstring lineOf(Row& row) {
+    std::wstring lineOf(TableRow& row) {
         std::vector<RowFault> lost;
         try {
             std::wstring line = cli::lineOf(row, lost);
@@ -172,7 +172,7 @@ private:
     }
 
     // A line is its text; no key line that is read is as long as this, and none has values.
-    void appendLong(const Row& row) {
+    void appendLong(const TableRow& row) {
         for (std::size_t i = 0; i < row.cells.size(); ++i)
             if (!std::holds_alternative<std::monostate>(row.cells[i]))
                 report({i, row.table->columns[i].name + ": is not a value of a line of this length"});
@@ -186,7 +186,7 @@ private:
     }
 
     // What would make the file another one for those who read it.
-    void checkCharacters(std::wstring_view line, const Row& row, bool isBeginning = true) {
+    void checkCharacters(std::wstring_view line, const TableRow& row, bool isBeginning = true) {
         if (options.encoding == Encoding::Ansi) {
             const std::size_t misfit = encoding::findAbove(encoding::mostOfAnsi, line);
             if (misfit != std::wstring_view::npos) refuseCharacter(line[misfit], row);
@@ -198,7 +198,7 @@ private:
             report({0, "the file begins with characters that are taken for a byte order mark of another encoding"});
     }
 
-    [[noreturn]] void refuseCharacter(wchar_t c, const Row& row) const {
+    [[noreturn]] void refuseCharacter(wchar_t c, const TableRow& row) const {
         // The text of a line that is nothing else is not in its row any more.
         std::size_t column = row.cells.size() - 1;
         for (std::size_t i = 0; i < row.cells.size(); ++i)

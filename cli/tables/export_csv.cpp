@@ -30,9 +30,9 @@ public:
         file.print("\r\n");
     }
 
-    bool holds(const Row& row) const { return row.table == &table; }
+    bool holds(const TableRow& row) const { return row.table == &table; }
 
-    void put(const Row& row) {
+    void put(const TableRow& row) {
         file.print("{},{}", row.line, table.name);
         for (const Cell& cell : row.cells) {
             file.text.push_back(',');
@@ -93,7 +93,7 @@ public:
         mode.held = !options.oneKind;
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table, bom);
         if (!file->holds(row))
             throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
@@ -123,7 +123,7 @@ public:
         if (folder.target().kind() == Place::Kind::Folder) findOldTables();
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         auto found = files.find(row.table);
         if (found == files.end()) found = begin(*row.table);
         found->second.put(row);

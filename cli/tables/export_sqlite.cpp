@@ -146,7 +146,7 @@ public:
         create(fileTable(), "");
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         Statement& insertion = insertions.at(row.table);
         insertion.bind(1, row.line);
         if (row.longText) putLong(insertion, row);
@@ -201,7 +201,7 @@ private:
 
     // SQLite takes a text only whole, and copies it. A very long one is a blob of the same bytes, which is written piece by
     // piece.
-    void putLong(Statement& insertion, const Row& row) {
+    void putLong(Statement& insertion, const TableRow& row) {
         constexpr std::uint64_t longestText = 8 << 20;
         std::uint64_t size = 0;
         row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
@@ -223,7 +223,7 @@ private:
         row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
     }
 
-    void insert(Statement& insertion, int place, const Row& row) {
+    void insert(Statement& insertion, int place, const TableRow& row) {
         texts.clear();
         texts.reserve(row.cells.size());
         for (std::size_t i = 0; i < row.cells.size(); ++i, ++place) {

@@ -257,7 +257,7 @@ class Sheets {
 public:
     Sheets(const Table& of, bool linesAreNumbered) : table(of), numbersLines(linesAreNumbered) {}
 
-    void put(const Row& row) {
+    void put(const TableRow& row) {
         Sheet* sheet = &beginRow(row.line);
         for (std::size_t i = 0; i < row.cells.size(); ++i) putCell(*sheet, numbersLines + i, row.cells[i], table.columns[i]);
         if (row.longText) sheet = &putLong(*sheet, row);
@@ -319,7 +319,7 @@ private:
     }
 
     // The same for a text that is not held whole. Leaves the last of its rows open.
-    Sheet& putLong(Sheet& first, const Row& row) {
+    Sheet& putLong(Sheet& first, const TableRow& row) {
         const std::size_t place = numbersLines + row.cells.size() - 1;
         Sheet* sheet = &first;
         std::string waiting;
@@ -358,7 +358,7 @@ public:
         places.emplace(&findingTable(), &all.emplace_back(findingTable(), true));
     }
 
-    void put(const Row& row) override { places.at(row.table)->put(row); }
+    void put(const TableRow& row) override { places.at(row.table)->put(row); }
 
     void finish(const Source& source) override {
         all.emplace_back(fileTable(), false).put(rowOf(source));

@@ -121,7 +121,7 @@ public:
                                              : named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         do {
             if (!reader.next(cells)) return false;
             if (cells.size() != header.size())
@@ -216,7 +216,7 @@ public:
         }
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         if (last && last->source) advance(*last);
         last = nullptr;
         for (Open& open : tables)
@@ -239,7 +239,7 @@ private:
     struct Open {
         std::string name;
         std::unique_ptr<CsvSource> source;  ///< nullptr: has been read to its end
-        Row row;
+        TableRow row;
     };
 
     void advance(Open& open) {

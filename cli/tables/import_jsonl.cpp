@@ -146,7 +146,7 @@ class JsonlSource : public RowSource {
 public:
     explicit JsonlSource(const std::string& path) : bytes(path) {}
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         do {
             if (!nextText()) return false;
         } while (!makeRow(row));
@@ -182,14 +182,14 @@ private:
     }
 
     // False: the line holds no row.
-    bool makeRow(Row& row) {
+    bool makeRow(TableRow& row) {
         if (text.view().find_first_not_of(" \t\r") == std::string_view::npos) return false;
         try {
             return fill(row, FlatObject(text.view()));
         } catch (const Malformed& malformed) { refuse(malformed.place, malformed.reason); }
     }
 
-    bool fill(Row& row, FlatObject&& object) {
+    bool fill(TableRow& row, FlatObject&& object) {
         const auto kind = std::ranges::find(object.members, "kind", &FlatObject::Member::name);
         if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing"};
         const auto* name = std::get_if<std::wstring>(&kind->value);

@@ -38,7 +38,7 @@ public:
         if (readers.empty()) throw Unreadable{"has no table of lines; the database is not an export"};
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         if (last) advance(*last);
         last = nullptr;
         for (Reader& reader : readers)
@@ -155,13 +155,13 @@ private:
         if (reader.hasRow) reader.line = sqlite3_column_int64(reader.statement.handle(), 0);
     }
 
-    void fill(Row& row) const {
+    void fill(TableRow& row) const {
         row = {last->table, last->line, std::vector<Cell>(last->table->columns.size())};
         for (std::size_t i = 0; i < last->places.size(); ++i)
             if (last->places[i] < row.cells.size()) fill(row, last->places[i], static_cast<int>(i) + 1);
     }
 
-    void fill(Row& row, std::size_t place, int column) const {
+    void fill(TableRow& row, std::size_t place, int column) const {
         sqlite3_stmt* statement = last->statement.handle();
         const int type = sqlite3_column_type(statement, column);
         const bool isText = type == SQLITE_TEXT || type == SQLITE_BLOB;

@@ -252,7 +252,7 @@ struct GivenValue {
     FieldValue value;
 };
 
-LineModel modelOf(const Row& row, std::vector<GivenValue>& given) {
+LineModel modelOf(const TableRow& row, std::vector<GivenValue>& given) {
     LineModel model = *row.table->blank;
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
         const Cell& cell = row.cells[i];
@@ -293,7 +293,7 @@ std::string whyLost(
 }
 
 // The line is read again, and every value that was given must be there.
-void findLost(const Row& row, const std::vector<GivenValue>& given, const LineModel& written, std::wstring_view line,
+void findLost(const TableRow& row, const std::vector<GivenValue>& given, const LineModel& written, std::wstring_view line,
     std::vector<RowFault>& lost) {
     const LineModel read = LineModel::of(written.kind(), line);
     for (const auto& [column, value] : given) {
@@ -306,7 +306,7 @@ void findLost(const Row& row, const std::vector<GivenValue>& given, const LineMo
 }
 
 // A line is its text; values beside it can only say the same, and are never shown.
-void findLostKeys(const Row& row, std::wstring_view line, std::vector<RowFault>& lost) {
+void findLostKeys(const TableRow& row, std::wstring_view line, std::vector<RowFault>& lost) {
     ParsedKeyLine parsed = parseKeyLine(line);
     for (std::size_t i = 0; i < std::size(keyValues); ++i) {
         const KeyValue& value = keyValues[i];
@@ -324,7 +324,7 @@ void findLostKeys(const Row& row, std::wstring_view line, std::vector<RowFault>&
 }
 
 // The text of a row that is nothing else.
-std::wstring verbatimLine(Row& row, std::vector<RowFault>& lost) {
+std::wstring verbatimLine(TableRow& row, std::vector<RowFault>& lost) {
     const std::size_t column = row.cells.size() - 1;
     auto* text = std::get_if<std::wstring>(&row.cells[column]);
     const bool isKey = row.table == &keyTable();
@@ -343,18 +343,18 @@ bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
     return a.substr(first, count) != b.substr(first, count);
 }
 
-Row textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
+TableRow textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
 
-Row textRow(const Line& line) {
+TableRow textRow(const Line& line) {
     if (!line.whole) return textRow(line.number, line.text);
-    Row row{&textTable(), line.number, std::vector<Cell>(1)};
+    TableRow row{&textTable(), line.number, std::vector<Cell>(1)};
     row.longText = line.whole;
     return row;
 }
 
 // A cell stands for its value and for nothing else, so that the row is proved by its values.
-Row modelRow(long long number, const Table& table, LineModel& model) {
-    Row row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
+TableRow modelRow(long long number, const Table& table, LineModel& model) {
+    TableRow row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
     LineModel proof = *table.blank;
     auto say = [&](std::size_t i, FieldValue value) {
         const Field& field = *table.columns[i].field;
@@ -379,8 +379,8 @@ Row modelRow(long long number, const Table& table, LineModel& model) {
 }
 
 // The text of a key line says everything, its values are for the reader. A damaged one may hold keys anywhere.
-Row keyRow(const Line& line, Keys keys) {
-    Row row{&keyTable(), line.number, std::vector<Cell>(keyTable().columns.size())};
+TableRow keyRow(const Line& line, Keys keys) {
+    TableRow row{&keyTable(), line.number, std::vector<Cell>(keyTable().columns.size())};
     if (line.whole) {
         row.lacksMembers = keys == Keys::Masked;
         if (keys == Keys::Shown) row.longText = line.whole;
@@ -424,12 +424,12 @@ const Table* tableNamed(std::string_view name) {
     return found == tables().end() ? nullptr : &*found;
 }
 
-Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
+TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
     if (kind == LineKind::Key && !line.text.empty()) return keyRow(line, keys);
     return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line);
 }
 
-std::wstring lineOf(Row& row, std::vector<RowFault>& lost) {
+std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost) {
     if (!row.table->blank) return verbatimLine(row, lost);
     std::vector<GivenValue> given;
     given.reserve(row.cells.size());
@@ -448,7 +448,7 @@ const Table& findingTable() {
     return table;
 }
 
-Row rowOf(const Finding& finding, long long line) {
+TableRow rowOf(const Finding& finding, long long line) {
     auto text = [](std::string_view bytes) { return bytes.empty() ? Cell{} : Cell{utf8::decodeValid(bytes).value_or(L"")}; };
     auto number = [](int value) { return value ? Cell{static_cast<long long>(value)} : Cell{}; };
     const std::string message = finding.sentence + (finding.reason.empty() ? "" : ": " + finding.reason);
@@ -458,7 +458,7 @@ Row rowOf(const Finding& finding, long long line) {
             finding.field.empty() || !finding.column ? Cell{} : Cell{finding.found}, text(message)}};
 }
 
-void wipe(Row& row) {
+void wipe(TableRow& row) {
     for (Cell& cell : row.cells)
         if (auto* text = std::get_if<std::wstring>(&cell)) wipe(*text);
 }

@@ -46,7 +46,7 @@ const Table& textTable();
 /// The names of the values that are shown as `masked` unless they were asked for.
 inline constexpr const wchar_t* masked = L"***";
 
-struct Row {
+struct TableRow {
     const Table* table = nullptr;
     long long line = 0;
     std::vector<Cell> cells{};                   ///< one for each of the table's columns
@@ -58,7 +58,7 @@ struct Row {
 enum class Keys { Masked, Shown };
 
 /// The row of a line. `model`: of the line, nullptr when it has none. It is written from, and otherwise left as it is.
-Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
+TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
 
 /// The whole number that a text says, also as a decimal without a fraction: "6054", "6054.0".
 std::optional<long long> wholeNumber(std::wstring_view text);
@@ -77,14 +77,14 @@ struct Unfit {
 
 /// The line of a row, without its line ending. `lost` gets the values of the row that the format does not give back when
 /// it reads the line. Takes long texts out of the row. Throws Unfit.
-std::wstring lineOf(Row& row, std::vector<RowFault>& lost);
+std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost);
 
 /// What was found, for those who keep it beside the rows. Never a line.
 const Table& findingTable();
-Row rowOf(const Finding& finding, long long line);
+TableRow rowOf(const Finding& finding, long long line);
 
 /// Overwrites what the row holds.
 using tramo::wipe;
-void wipe(Row& row);
+void wipe(TableRow& row);
 
 }  // namespace tramo::cli

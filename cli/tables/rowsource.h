@@ -22,7 +22,7 @@ public:
     virtual ~RowSource() = default;
 
     /// The next row; false at the end.
-    virtual bool next(Row& row) = 0;
+    virtual bool next(TableRow& row) = 0;
 
     /// Where the last row stands, or its value in this column of its table, for people and editors: "rows.jsonl:3:17",
     /// "tables/tag.csv:3", "round.db: tag, line 3".

@@ -10,9 +10,9 @@ const Table& fileTable() {
     return table;
 }
 
-Row rowOf(const Source& source) {
+TableRow rowOf(const Source& source) {
     // Cell by cell: from a list in braces, GCC 12 gives memory back twice when there is none for a later cell.
-    Row row{&fileTable(), 0, {}};
+    TableRow row{&fileTable(), 0, {}};
     row.cells.reserve(fileTable().columns.size());
     row.cells.emplace_back(utf8::decode(source.name));
     row.cells.emplace_back(source.utf16 ? L"UTF-16LE" : L"ANSI");

@@ -20,7 +20,7 @@ struct Source {
 
 /// What is told of the file where the form has a place for it. Its row has no line number.
 const Table& fileTable();
-Row rowOf(const Source& source);
+TableRow rowOf(const Source& source);
 
 /// Nothing appears in its place before `finish`. Every operation may throw WriteFailed.
 class Sink {
@@ -28,11 +28,11 @@ public:
     virtual ~Sink() = default;
 
     /// A row of `tables()`, or a finding where the form has a place for them.
-    virtual void put(const Row& row) = 0;
+    virtual void put(const TableRow& row) = 0;
 
     /// The same in two steps, where the form allows it: `describe` adds the row to a text, on any thread, and `put` takes
     /// such texts in the rows' order. False: it does not.
-    virtual bool describe(const Row&, fmt::memory_buffer&) const { return false; }
+    virtual bool describe(const TableRow&, fmt::memory_buffer&) const { return false; }
     virtual void put(std::string_view) {}
     virtual void finish(const Source& source) = 0;
 };
