@@ -240,7 +240,7 @@ private:
 // Some lines of the file, and what becomes of them.
 struct Task {
     KeptPiece piece;
-    std::uint64_t position = 0;  ///< in the file, behind the piece
+    std::uint64_t position = 0;  ///< in the file, after the piece
     RowBatch rows, beside;
     std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
@@ -252,7 +252,7 @@ public:
           rows(options.form->makeSink(options.output,
               {.secret = options.keys == Keys::Shown, .keys = options.keys == Keys::Shown, .force = options.force},
               {.oneKind = options.only != nullptr, .bom = options.bom})) {
-        // What is wrong with a customer's data is for nobody else.
+        // Findings show a customer's data: only their owner may read them.
         if (!options.findings.empty())
             beside = options.form->makeSink(options.findings, {.secret = true, .force = options.force},
                 {.mayBeFolder = false, .oneKind = true, .bom = options.bom});

@@ -139,7 +139,10 @@ public:
                 append(line);
             }
             put(L"\r\n");
-            if (row.table == &keyTable()) wipe(line), wipe(row);
+            if (row.table == &keyTable()) {
+                wipe(line);
+                wipe(row);
+            }
             ++lines;
         }
         if (!file) open();

@@ -79,9 +79,9 @@ std::optional<wchar_t> takeCellEscape(std::string_view& text) {
 std::optional<wchar_t> takeJsonEscape(std::string_view& text) {
     constexpr std::string_view letters = "\"\\/bfnrt";
     constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
-    const std::string_view behind = text.substr(1);  // the backslash
-    const std::size_t which = behind.empty() ? std::string_view::npos : letters.find(behind[0]);
-    const auto unit = behind.starts_with('u') ? hexUnit(behind.substr(1)) : std::nullopt;
+    const std::string_view rest = text.substr(1);  // after the backslash
+    const std::size_t which = rest.empty() ? std::string_view::npos : letters.find(rest[0]);
+    const auto unit = rest.starts_with('u') ? hexUnit(rest.substr(1)) : std::nullopt;
     if (which == std::string_view::npos && !unit) return std::nullopt;
     text.remove_prefix(unit ? 6 : 2);
     return unit ? *unit : meanings[which];

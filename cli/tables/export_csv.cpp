@@ -85,7 +85,7 @@ private:
     const Table& table;
 };
 
-// Nothing appears before it is known that one file is enough: what goes to a stream is held until then.
+// Writes nothing before it is certain that one file is enough; output for a stream is held until then.
 class SingleCsv : public Sink {
 public:
     SingleCsv(std::string to, OutFile::Mode chosen, const SinkOptions& options)
@@ -114,8 +114,7 @@ private:
     std::unique_ptr<CsvFile> file;
 };
 
-// Nothing in a folder that was there is deleted: a table whose kind the file does not have any more is left without rows,
-// which an import reads as none.
+// Deletes no file of an existing folder: a table of a kind that the exchange file no longer has is left without rows.
 class CsvFolder : public Sink {
 public:
     CsvFolder(const std::string& path, OutFile::Mode chosen, bool chosenBom)
@@ -140,7 +139,7 @@ public:
 private:
     static std::string fileOf(const Table& table) { return table.identifier + std::string(".csv"); }
 
-    // A table that was there is replaced where it is, and keeps its permissions.
+    // An existing table is replaced in its place and keeps its permissions.
     std::map<const Table*, CsvFile>::iterator begin(const Table& table) {
         const std::string file = fileOf(table);
         const std::string path = oldTables.contains(&table) ? pathThere(file) : folder.pathOf(file);

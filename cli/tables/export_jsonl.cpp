@@ -1,4 +1,4 @@
-// Rows as JSON lines. RapidJSON's writer would refuse half of a surrogate pair, which a field can hold.
+// Rows as JSON lines. RapidJSON's writer refuses unpaired surrogates, which a field can hold.
 #include "cli/io/bufferedfile.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"

@@ -57,7 +57,7 @@ std::vector<Table> makeTables() {
 
 // --- From values to cells --------------------------------------------------------------------------------------------
 
-// What reads back as another number in one form or another: JSON and SQLite have no infinities, SQLite no negative zero.
+// Numbers that some form cannot hold: JSON and SQLite have no infinities, SQLite has no negative zero.
 struct NamedNumber {
     const wchar_t* name;
     double value;
@@ -78,14 +78,14 @@ Cell cellOf(double value) {
     return std::ranges::find_if(namedNumbers, [&](const NamedNumber& named) { return isSame(named.value, value); })->name;
 }
 
-constexpr std::wstring_view secondsBehind = L" s";
+constexpr std::wstring_view secondsSuffix = L" s";
 
 std::optional<long long> timeOf(FieldKind kind, std::wstring_view text);
 
-// A time that its date does not tell exactly (another minute, another midnight, an hour that a zone repeats) is seconds.
+// A time that its date does not express exactly (another minute, another midnight, an hour that a zone repeats) is seconds.
 std::wstring dateOf(const Field& field, long long seconds) {
     std::wstring text = textOf(field, seconds);
-    if (timeOf(field.kind, text) != seconds) text = std::to_wstring(seconds).append(secondsBehind);
+    if (timeOf(field.kind, text) != seconds) text = std::to_wstring(seconds).append(secondsSuffix);
     return text;
 }
 
@@ -116,7 +116,7 @@ template <class Number, class... Format> std::optional<Number> parsed(std::wstri
     return error == std::errc{} && stop == end ? std::optional(value) : std::nullopt;
 }
 
-// "0000-00-00T00:00": a digit for each zero, everything else as it stands. Gives the digits.
+// The digits of a text like "0000-00-00T00:00", with a digit for each zero of the pattern.
 std::optional<std::wstring> digitsOf(std::wstring_view text, std::wstring_view pattern) {
     if (text.size() != pattern.size()) return std::nullopt;
     std::wstring digits;
@@ -128,20 +128,24 @@ std::optional<std::wstring> digitsOf(std::wstring_view text, std::wstring_view p
     return digits;
 }
 
+std::wstring_view patternOf(FieldKind kind) {
+    if (kind == FieldKind::Year) return L"0000";
+    return kind == FieldKind::Date ? L"0000-00-00" : L"0000-00-00T00:00";
+}
+
+bool readTime(FieldKind kind, std::wstring& digits, long32& seconds) {
+    if (kind == FieldKind::Year) return StrConv::toYear(digits, seconds);
+    return kind == FieldKind::Date ? StrConv::toDate(digits, seconds) : StrConv::toDateTime(digits, seconds);
+}
+
 std::optional<long long> timeOf(FieldKind kind, std::wstring_view text) {
-    if (text.ends_with(secondsBehind)) {
-        const auto seconds = parsed<long long>(text.substr(0, text.size() - secondsBehind.size()));
+    if (text.ends_with(secondsSuffix)) {
+        const auto seconds = parsed<long long>(text.substr(0, text.size() - secondsSuffix.size()));
         return seconds && std::in_range<std::int32_t>(*seconds) ? seconds : std::nullopt;
     }
-    const wchar_t* pattern = kind == FieldKind::Year ? L"0000" : kind == FieldKind::Date ? L"0000-00-00" : L"0000-00-00T00:00";
-    std::optional<std::wstring> digits = digitsOf(text, pattern);
-    if (!digits) return std::nullopt;
+    std::optional<std::wstring> digits = digitsOf(text, patternOf(kind));
     long32 seconds{};
-    if (kind == FieldKind::Year
-            ? !StrConv::toYear(*digits, seconds)
-            : !(kind == FieldKind::Date ? StrConv::toDate(*digits, seconds) : StrConv::toDateTime(*digits, seconds)))
-        return std::nullopt;
-    return seconds;
+    return digits && readTime(kind, *digits, seconds) ? std::optional<long long>(seconds) : std::nullopt;
 }
 
 std::optional<double> realOf(const Cell& cell) {
@@ -155,7 +159,7 @@ std::optional<double> realOf(const Cell& cell) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
-// Programs that hold a column with gaps as decimals write whole numbers so: "6054.0".
+// Programs that keep a column with gaps as decimals write integers like this: "6054.0".
 std::wstring_view withoutZeroDecimals(std::wstring_view text) {
     const std::size_t point = text.find(L'.');
     if (point == std::wstring_view::npos || point == 0 || point + 1 == text.size()) return text;
@@ -218,18 +222,18 @@ std::string shownCell(const Cell& cell) {
         return text->size() <= most ? quoted(*text) : quoted(text->substr(0, most)) + "...";
     if (const auto* integer = std::get_if<long long>(&cell)) return fmt::format("{}", *integer);
     if (const auto* real = std::get_if<double>(&cell)) return fmt::format("{}", *real);
-    const auto* flag = std::get_if<bool>(&cell);
-    return !flag ? "null" : *flag ? "true" : "false";
+    if (const auto* flag = std::get_if<bool>(&cell)) return *flag ? "true" : "false";
+    return "null";
 }
 
-// The one place where it is said why a value is none of its field.
+// Why a value is invalid for its field.
 std::string whyUnfit(const Field& field, const Cell& cell) {
     const auto invalid = [&](const char* what, const std::string& expected) {
         return fmt::format("invalid {} {}: expected {}", what, shownCell(cell), expected);
     };
     switch (field.kind) {
     case FieldKind::Text: break;
-    case FieldKind::Integer: return invalid("integer", "a whole number that the field can hold");
+    case FieldKind::Integer: return invalid("integer", "an integer that the field can hold");
     case FieldKind::Decimal: return invalid("number", "a decimal number");
     case FieldKind::Date: return invalid("date", "YYYY-MM-DD, a day that the field can hold");
     case FieldKind::DateTime: return invalid("date and time", "YYYY-MM-DDThh:mm, a time that the field can hold");
@@ -241,7 +245,7 @@ std::string whyUnfit(const Field& field, const Cell& cell) {
     return invalid("text", "a text");
 }
 
-// Texts and whole numbers that the library would cut or leave out. What it has read always fits.
+// The width of texts and integers, which the library would truncate or leave out. Values that it has read always fit.
 std::size_t widthOf(const Field& field, const FieldValue& value) {
     if (const auto* text = std::get_if<std::wstring>(&value)) return text->size();
     return field.kind == FieldKind::Integer ? std::to_string(std::get<long long>(value)).size() : 0;
@@ -352,7 +356,7 @@ TableRow textRow(const Line& line) {
     return row;
 }
 
-// A cell stands for its value and for nothing else, so that the row is proved by its values.
+// A cell has only its value, so the row is tested by the line that its values make.
 TableRow modelRow(long long number, const Table& table, LineModel& model) {
     TableRow row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
     LineModel proof = *table.blank;

@@ -1,4 +1,4 @@
-// What an export is written to: one form each.
+// What an export writes to: a class for each form.
 #pragma once
 #include "cli/io/outfile.h"
 #include "cli/tables/rows.h"
@@ -10,7 +10,7 @@
 
 namespace tramo::cli {
 
-/// The file that the rows are from.
+/// The exported file.
 struct Source {
     std::string name;
     bool utf16;
@@ -18,20 +18,20 @@ struct Source {
     long long lines;
 };
 
-/// What is told of the file where the form has a place for it. Its row has no line number.
+/// Describes the exported file, in forms that have a place for it. Its row has no line number.
 const Table& fileTable();
 TableRow rowOf(const Source& source);
 
-/// Nothing appears in its place before `finish`. Every operation may throw WriteFailed.
+/// Writes rows. The output appears with `finish`, not before. Every operation may throw WriteFailed.
 class Sink {
 public:
     virtual ~Sink() = default;
 
-    /// A row of `tables()`, or a finding where the form has a place for them.
+    /// Writes a row of `tables()`, or a finding if the form has a place for them.
     virtual void put(const TableRow& row) = 0;
 
-    /// The same in two steps, where the form allows it: `describe` adds the row to a text, on any thread, and `put` takes
-    /// such texts in the rows' order. False: it does not.
+    /// The same in two steps, in forms that allow it: `describe` appends the row to a text, on any thread, and `put` writes
+    /// such texts in the order of the rows. Returns false in other forms.
     virtual bool describe(const TableRow&, fmt::memory_buffer&) const { return false; }
     virtual void put(std::string_view) {}
     virtual void finish(const Source& source) = 0;
