@@ -117,7 +117,9 @@ public:
 private:
     void append(std::string_view text, bool carriageReturn) {
         const std::string_view lineEnd = carriageReturn ? "\r\n" : "\n";
-        for (const std::string_view part : {text, lineEnd}) encoding::append(buffer, part, options.encoding == Encoding::Utf16le);
+        for (const std::string_view part : {text, lineEnd})
+            if (options.encoding == Encoding::Utf16le) encoding::append(buffer, part, true);
+            else buffer += part;
     }
 
     const Options& options;
