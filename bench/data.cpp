@@ -1,11 +1,13 @@
 #include "bench/data.h"
 #include "bench/process.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 
 namespace bench {
 
@@ -59,9 +61,8 @@ std::string repeated(const std::string& text, std::size_t lines) {
 }
 
 std::string widened(const std::string& text) {
-    std::string result = "\xFF\xFE";
-    result.reserve(2 + 2 * text.size());
-    for (const char c : text) result.append({c, '\0'});
+    std::string result(tramo::encoding::utf16Mark);
+    tramo::encoding::append(result, std::string_view(text), true);
     return result;
 }
 

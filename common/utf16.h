@@ -22,7 +22,18 @@ constexpr Character first(std::wstring_view text) {
     return {0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), 2};
 }
 
-// Whether an unpaired surrogate is at this index.
+// Appends the units of a character to a string.
+template <class Text> constexpr void append(Text& text, char32_t c) {
+    using Unit = typename Text::value_type;
+    if (c < 0x10000) {
+        text.push_back(static_cast<Unit>(c));
+    } else {
+        text.push_back(static_cast<Unit>(0xD800 + (c - 0x10000) / 0x400));
+        text.push_back(static_cast<Unit>(0xDC00 + (c - 0x10000) % 0x400));
+    }
+}
+
+// Returns whether an unpaired surrogate is at this index.
 constexpr bool isLoneSurrogate(std::wstring_view text, std::size_t at) {
     const auto unit = static_cast<char32_t>(text[at]);
     if (!isSurrogate(unit)) return false;

@@ -1,5 +1,6 @@
 #include "common/utf8.h"
 #include "common/utf16.h"
+#include <algorithm>
 
 namespace tramo::utf8 {
 
@@ -11,9 +12,8 @@ Character first(std::string_view bytes) {
     if (lead < 0xC0 || lead > 0xF7 || bytes.size() < length) return invalid;
     char32_t code = lead & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {
-        const auto next = static_cast<unsigned char>(bytes[i]);
-        if ((next & 0xC0) != 0x80) return invalid;
-        code = code << 6 | (next & 0x3FU);
+        if (!isContinuation(bytes[i])) return invalid;
+        code = code << 6 | (static_cast<unsigned char>(bytes[i]) & 0x3FU);
     }
     constexpr char32_t lowest[] = {0, 0, 0x80, 0x800, 0x10000};
     if (code < lowest[length] || code > 0x10FFFF || utf16::isSurrogate(code)) return invalid;
@@ -45,12 +45,21 @@ std::wstring decode(std::string_view bytes) {
     while (!bytes.empty()) {
         const Character c = first(bytes);
         bytes.remove_prefix(c.length);
-        if (c.code < 0x10000) {
-            text += static_cast<wchar_t>(c.code);
-        } else {
-            text += static_cast<wchar_t>(0xD800 + (c.code - 0x10000) / 0x400);
-            text += static_cast<wchar_t>(0xDC00 + (c.code - 0x10000) % 0x400);
-        }
+        utf16::append(text, c.code);
+    }
+    return text;
+}
+
+std::optional<std::wstring> decodeValid(std::string_view bytes) {
+    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    if (std::all_of(bytes.begin(), bytes.end(), isAscii)) return std::wstring(bytes.begin(), bytes.end());
+    std::wstring text;
+    text.reserve(bytes.size());
+    while (!bytes.empty()) {
+        const Character c = first(bytes);
+        if (!c.isValid) return std::nullopt;
+        bytes.remove_prefix(c.length);
+        utf16::append(text, c.code);
     }
     return text;
 }

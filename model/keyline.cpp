@@ -1,11 +1,12 @@
 #include "tramostream/keyline.h"
+#include "common/jsonmemory.h"
+#include "common/utf16.h"
 #include "common/utf8.h"
 #include "model/keyjson.h"
 #include <algorithm>
 #include <array>
 #include <limits>
 #include <memory>
-#include <new>
 #include <rapidjson/document.h>
 #include <rapidjson/encodings.h>
 #include <rapidjson/error/en.h>
@@ -61,8 +62,7 @@ std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
 std::size_t indexOfByte(std::wstring_view text, std::size_t byte) {
     auto bytes = [](wchar_t c) -> std::size_t {
         if (c < 0x80) return 1;
-        const bool isSurrogate = c >= 0xD800 && c < 0xE000;  // half of a character of 4 bytes
-        return c < 0x800 || isSurrogate ? 2 : 3;
+        return c < 0x800 || utf16::isSurrogate(static_cast<char32_t>(c)) ? 2 : 3;  // a surrogate is half of 4 bytes
     };
     std::size_t index = 0;
     for (std::size_t at = 0; at < byte && index < text.size(); ++index) at += bytes(text[index]);
@@ -83,22 +83,8 @@ KeyLineRemark::Reason whyNot(const Json& json, const KeyValue& value) {
     return fits ? KeyLineRemark::WrongType : KeyLineRemark::OutOfRange;
 }
 
-// RapidJSON does not check the result of malloc. For its stacks it gets an allocator that throws...
-class CheckedMemory : public rapidjson::CrtAllocator {
-public:
-    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
-    void* Realloc(void* memory, std::size_t before, std::size_t size) {
-        return checked(CrtAllocator::Realloc(memory, before, size), size);
-    }
-
-private:
-    static void* checked(void* memory, std::size_t size) {
-        if (memory == nullptr && size > 0) throw std::bad_alloc();
-        return memory;
-    }
-};
-
-// ... and for the values, all the memory that they can need in advance: each value has at least two characters.
+// RapidJSON's stacks get memory that throws where there is no more, and the values all the memory that they can need in
+// advance: each value has at least two characters.
 std::size_t mostBytesOfValues(std::size_t bytesOfText) { return (bytesOfText / 2 + 8) * sizeof(Json); }
 
 KeyLineError tooLong() { return {"The line is longer than " + std::to_string(longestKeyLine) + " bytes.", 0}; }
@@ -115,7 +101,7 @@ std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, Par
     const std::size_t room = mostBytesOfValues(text.bytes.size());
     const auto memory = std::make_unique_for_overwrite<char[]>(room);
     Json::AllocatorType values(memory.get(), room);
-    rapidjson::GenericDocument<Utf8, Json::AllocatorType, CheckedMemory> document(&values);
+    rapidjson::GenericDocument<Utf8, Json::AllocatorType, JsonMemory> document(&values);
     document.ParseInsitu<rapidjson::kParseIterativeFlag>(text.bytes.data());
     if (document.HasParseError())
         return KeyLineError{

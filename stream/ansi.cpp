@@ -1,23 +1,20 @@
 #include "stream/ansi.h"
+#include "common/encoding.h"
+#include "common/utf16.h"
 #include <algorithm>
 #include <array>
 #include <climits>
 #include <cstring>
 #include <cwchar>
-#include <type_traits>
 #include <utility>
 
 namespace tramo::stream {
 
 namespace {
 
+using encoding::valueOf;
 using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
 
-constexpr bool isHighSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
-constexpr bool isLowSurrogate(char32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
-
-char32_t valueOf(char byte) { return static_cast<unsigned char>(byte); }
-char32_t valueOf(wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c); }
 bool haveSameValue(char byte, wchar_t c) { return valueOf(byte) == valueOf(c); }
 
 // Converts the bytes of a text piece by piece.
@@ -58,42 +55,33 @@ private:
     std::size_t count = 0;
 };
 
-void addUnit(ByteBuffer& units, char32_t unit) {
-    if (units.room() < 2) units.reserve(2 * units.size() + 2);
-    units.end()[0] = static_cast<char>(unit & 0xFF);
-    units.end()[1] = static_cast<char>(unit >> 8);
-    units.grow(2);
-}
+// The bytes of text in UTF-16.
+class Units {
+public:
+    using value_type = wchar_t;
 
-void addCharacter(ByteBuffer& units, char32_t c) {
-    if (c > 0x10FFFF) c = 0xFFFD;
-    if (c > 0xFFFF) {
-        addUnit(units, 0xD800 + ((c - 0x10000) >> 10));
-        addUnit(units, 0xDC00 + (c & 0x3FF));
-    } else {
-        addUnit(units, c);
+    void push_back(wchar_t unit) {
+        if (bytes.room() < 2) bytes.reserve(2 * bytes.size() + 2);
+        encoding::writeUtf16(std::wstring_view(&unit, 1), bytes.end());
+        bytes.grow(2);
     }
-}
+
+    void add(char32_t c) { utf16::append(*this, c > 0x10FFFF ? 0xFFFD : c); }
+
+    ByteBuffer bytes;
+};
 
 std::wstring joinSurrogates(std::wstring_view text) {
     std::wstring joined;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char32_t c = valueOf(text[i]);
-        if (isHighSurrogate(c) && i + 1 < text.size() && isLowSurrogate(valueOf(text[i + 1]))) {
-            joined += static_cast<wchar_t>(0x10000 + ((c - 0xD800) << 10) + (valueOf(text[++i]) - 0xDC00));
-        } else {
-            joined += text[i];
-        }
+    while (!text.empty()) {
+        const auto [code, length] = utf16::first(text);
+        joined += static_cast<wchar_t>(code);
+        text.remove_prefix(length);
     }
     return joined;
 }
 
 }  // namespace
-
-std::size_t findAbove(char32_t limit, std::wstring_view text) {
-    const auto found = std::find_if(text.begin(), text.end(), [&](wchar_t c) { return valueOf(c) > limit; });
-    return found == text.end() ? AnsiConversion::npos : static_cast<std::size_t>(found - text.begin());
-}
 
 AnsiConversion::AnsiConversion(const std::locale& locale) : owner(locale) {
     if (owner != std::locale::classic()) facet = &std::use_facet<Facet>(owner);
@@ -102,7 +90,7 @@ AnsiConversion::AnsiConversion(const std::locale& locale) : owner(locale) {
 Segment AnsiConversion::decode(ByteBuffer bytes) const {
     if (facet == nullptr) return {std::move(bytes), 0, 1};
     Decoder decoder(*facet);
-    ByteBuffer units;
+    Units units;
     // As long as each byte becomes the character of its value, the bytes are the text and nothing is copied.
     bool sameAsBytes = true;
     for (std::size_t done = 0; done < bytes.size();) {
@@ -110,38 +98,32 @@ Segment AnsiConversion::decode(ByteBuffer bytes) const {
         const std::size_t size = decoder.convert(piece, bytes.size() - done);
         if (sameAsBytes && !std::equal(piece, piece + size, decoder.begin(), decoder.end(), haveSameValue)) {
             sameAsBytes = false;
-            units.reserve(2 * bytes.size());
-            for (std::size_t i = 0; i < done; ++i) addUnit(units, valueOf(bytes.data()[i]));
+            units.bytes.reserve(2 * bytes.size());
+            for (std::size_t i = 0; i < done; ++i) units.add(valueOf(bytes.data()[i]));
         }
-        if (!sameAsBytes) std::for_each(decoder.begin(), decoder.end(), [&](wchar_t c) { addCharacter(units, valueOf(c)); });
+        if (!sameAsBytes) std::for_each(decoder.begin(), decoder.end(), [&](wchar_t c) { units.add(valueOf(c)); });
         done += size;
         if (size == 0) {
-            if (!sameAsBytes) addUnit(units, valueOf(*piece));
+            if (!sameAsBytes) units.add(valueOf(*piece));
             decoder.restart();
             ++done;
         }
     }
     if (sameAsBytes) return {std::move(bytes), 0, 1};
-    units.shrinkToFit();
-    return {std::move(units), 0, 2};
+    units.bytes.shrinkToFit();
+    return {std::move(units.bytes), 0, 2};
 }
 
 std::size_t AnsiConversion::encode(std::wstring_view text, std::string& out) const {
     if (facet != nullptr) return encodeByFacet(text, out);
     out.resize(text.size());
-    char* bytes = out.data();
-    char32_t bits = 0;  // of all characters: one pass without a branch
-    for (const wchar_t c : text) {
-        bits |= valueOf(c);
-        *bytes++ = static_cast<char>(c);
-    }
-    if (bits <= 0xFF) return npos;
-    return findAbove(0xFF, text);
+    const std::uint32_t bits = encoding::writeAnsi(text, out.data());
+    return bits <= encoding::mostOfAnsi ? npos : encoding::findAbove(encoding::mostOfAnsi, text);
 }
 
 std::size_t AnsiConversion::encodeByFacet(std::wstring_view text, std::string& out) const {
     out.clear();
-    if (const std::size_t wide = findAbove(0xFFFF, text); wide != npos) return wide;
+    if (const std::size_t wide = encoding::findAbove(encoding::mostOfUtf16, text); wide != npos) return wide;
     std::wstring joined;
     std::wstring_view characters = text;
     if constexpr (sizeof(wchar_t) > 2) {
@@ -159,7 +141,7 @@ std::size_t AnsiConversion::encodeByFacet(std::wstring_view text, std::string& o
         out.append(piece.data(), written);
         if (result == Facet::error || next == from) {
             // Each joined pair counts as two characters of the text.
-            const auto wideOnes = std::count_if(begin, next, [](wchar_t c) { return valueOf(c) > 0xFFFF; });
+            const auto wideOnes = std::count_if(begin, next, [](wchar_t c) { return valueOf(c) > encoding::mostOfUtf16; });
             return static_cast<std::size_t>(next - begin + wideOnes);
         }
         from = next;

@@ -9,9 +9,6 @@
 
 namespace tramo::stream {
 
-// Returns the index of the first character above the limit, or AnsiConversion::npos.
-std::size_t findAbove(char32_t limit, std::wstring_view text);
-
 // In the classic locale, a byte and the character of the same value convert to each other; any other locale converts by
 // itself. Texts hold UTF-16 code units, locales convert whole characters.
 class AnsiConversion {

@@ -1,4 +1,5 @@
 #include "tramostream/ifilestream.h"
+#include "common/encoding.h"
 #include "common/file.h"
 #include "stream/ansi.h"
 #include "stream/linetext.h"
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <ios>
 #include <string>
+#include <string_view>
 #include <utility>
 
 using tramo::ByteBuffer;
@@ -38,7 +40,9 @@ struct FlaggedFile {
     }
 };
 
-bool hasUtf16Mark(const ByteBuffer& bytes) { return bytes.size() >= 2 && bytes.data()[0] == '\xFF' && bytes.data()[1] == '\xFE'; }
+bool hasUtf16Mark(const ByteBuffer& bytes) {
+    return std::string_view(bytes.data(), bytes.size()).starts_with(tramo::encoding::utf16Mark);
+}
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 #include "stream/linetext.h"
+#include "common/encoding.h"
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -9,14 +9,9 @@ namespace tramo::stream {
 
 namespace {
 
-constexpr std::uint16_t lineFeed = 0x000A;
+using encoding::unitAt;
 
-std::uint16_t unitAt(const unsigned char* units, std::size_t index) {
-    std::uint16_t unit = 0;
-    std::memcpy(&unit, units + 2 * index, 2);
-    if constexpr (std::endian::native == std::endian::big) unit = static_cast<std::uint16_t>(unit << 8 | unit >> 8);
-    return unit;
-}
+constexpr std::uint16_t lineFeed = 0x000A;
 
 // Returns the index of the first line feed among the units, or their count. Searches blocks without a branch inside, so that
 // the compiler can vectorize; a search for bytes 0x0A would stop at every U+xx0A and U+0Axx.
@@ -44,12 +39,7 @@ std::size_t findLineFeed(const Segment& segment, std::size_t from) {
 }
 
 void decode(const Segment& segment, std::size_t from, std::size_t count, wchar_t* out) {
-    const unsigned char* bytes = segment.at(from);
-    if (segment.width == 2) {
-        for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<wchar_t>(unitAt(bytes, i));
-    } else {
-        for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<wchar_t>(bytes[i]);
-    }
+    encoding::read(segment.at(from), count, segment.width == 2, out);
 }
 
 }  // namespace

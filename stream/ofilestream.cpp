@@ -1,4 +1,5 @@
 #include "tramostream/ofilestream.h"
+#include "common/encoding.h"
 #include "stream/ansi.h"
 #include "stream/unitfile.h"
 #include "tramostream/exceptions.h"
@@ -13,17 +14,17 @@
 #include <system_error>
 
 using tramo::File;
+using tramo::encoding::findAbove;
+using tramo::encoding::mostOfUtf16;
+using tramo::encoding::utf16Mark;
+using tramo::encoding::valueOf;
+using tramo::encoding::writeUtf16;
 using tramo::stream::AnsiConversion;
-using tramo::stream::findAbove;
 using tramo::stream::UnitFile;
 using TramoStreamExceptions::bad_line_length;
 using TramoStreamExceptions::write_exception;
 
 namespace {
-
-constexpr std::string_view utf16Mark = "\xFF\xFE";
-
-std::uint32_t valueOf(wchar_t c) { return static_cast<std::make_unsigned_t<wchar_t>>(c); }
 
 std::string nameOf(wchar_t c) {
     std::array<char, 16> text{};
@@ -34,15 +35,8 @@ std::string nameOf(wchar_t c) {
 // Returns the index of the first character that needs more than one unit, or npos.
 std::size_t encodeUtf16(std::wstring_view text, std::string& bytes) {
     bytes.resize(2 * text.size());
-    char* out = bytes.data();
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::uint32_t c = valueOf(text[i]);
-        bits |= c;
-        out[2 * i] = static_cast<char>(c & 0xFF);
-        out[2 * i + 1] = static_cast<char>(c >> 8);
-    }
-    return bits <= 0xFFFF ? AnsiConversion::npos : findAbove(0xFFFF, text);
+    const std::uint32_t bits = writeUtf16(text, bytes.data());
+    return bits <= mostOfUtf16 ? AnsiConversion::npos : findAbove(mostOfUtf16, text);
 }
 
 }  // namespace

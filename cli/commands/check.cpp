@@ -82,7 +82,7 @@ Exit codes:
 
 struct Options {
     std::vector<std::string> files;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     std::optional<LineKind> kind;
     LineRange lines;
     std::uint64_t maxFindings = std::numeric_limits<std::uint64_t>::max();

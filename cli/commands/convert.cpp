@@ -48,7 +48,8 @@ Exit codes:
 struct Options {
     std::string file, out;
     bool force = false;
-    EncodingChoice from = EncodingChoice::Auto, to = EncodingChoice::Ansi;
+    EncodingChoice from = std::nullopt;
+    Encoding to = Encoding::Ansi;
 };
 
 Options parse(std::vector<std::string> arguments) {
@@ -62,7 +63,7 @@ Options parse(std::vector<std::string> arguments) {
     options.file = given.parseFile(std::move(arguments));
     if (to.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
     if (options.out.empty()) throw WrongUsage{"-o OUT is missing (\"-\" is the standard output)"};
-    options.to = chosen<EncodingChoice>("--encoding", to, {{"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.to = chosenEncoding("--encoding", to);
     options.from = encodingChoice("--from", from);
     return options;
 }
@@ -70,7 +71,7 @@ Options parse(std::vector<std::string> arguments) {
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
-    EncodedText text(options.out, options.to == EncodingChoice::Utf16le, input.name(), options.force);
+    EncodedText text(options.out, options.to == Encoding::Utf16le, input.name(), options.force);
     const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { text.add(line, kind); });
     text.complain();
     if (isWhole && text.fits()) {

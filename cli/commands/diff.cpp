@@ -1,4 +1,5 @@
 // tramo diff: what differs between two files, by meter and by field.
+#include "cli/io/colours.h"
 #include "cli/io/console.h"
 #include "cli/io/text.h"
 #include "cli/lines/filewalk.h"
@@ -61,7 +62,7 @@ struct Options {
     std::string oldFile, newFile;
     DiffOptions diff;
     bool full = false, summary = false, json = false, colour = false;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
 };
 
 Options parse(std::vector<std::string> arguments) {
@@ -131,21 +132,15 @@ public:
     virtual void end(const Totals& totals) = 0;
 };
 
-struct Colours {
-    const char *title, *changed, *added, *removed, *off;
-};
-constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[33m", "\x1b[32m", "\x1b[31m", "\x1b[0m"};
-
 class TextReport : public DiffReport {
 public:
-    TextReport(Output& to, const Options& chosenOptions)
-        : out(to), options(chosenOptions), colours(options.colour ? terminal : none) {}
+    TextReport(Output& to, const Options& chosenOptions) : out(to), options(chosenOptions), colours(coloursIf(options.colour)) {}
 
     void change(const DiffGroup& group, bool isFirst, const LineChange& change) override {
         if (options.summary) return;
         if (isFirst) {
             const std::string title = group.meter.empty() ? std::string(inWords(group.kind)) : "meter " + printable(group.meter);
-            out.print("{}{}{}\n", colours.title, title, colours.off);
+            out.print("{}{}{}\n", colours.heading, title, colours.off);
         }
         const char* colour = change.what == Changed ? colours.changed : change.what == Added ? colours.added : colours.removed;
         out.print("  {}{:<7}{}  {}, {}\n", colour, whatNames[change.what], colours.off, inWords(kindName(change.line())),
@@ -156,8 +151,8 @@ public:
 
     void end(const Totals& totals) override {
         if (!options.summary && totals.all.all()) out.print("\n");
-        out.print(
-            "{}{} -> {}:{} ", colours.title, printable(nameOf(options.oldFile)), printable(nameOf(options.newFile)), colours.off);
+        out.print("{}{} -> {}:{} ", colours.heading, printable(nameOf(options.oldFile)), printable(nameOf(options.newFile)),
+            colours.off);
         if (totals.all.all() == 0) {
             out.print("no differences\n");
             return;
@@ -223,9 +218,7 @@ private:
 class JsonReport : public DiffReport {
 public:
     JsonReport(Output& to, const Options& chosenOptions) : out(to), options(chosenOptions), stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.member("old", utf8::valid(nameOf(options.oldFile)));
         json.member("new", utf8::valid(nameOf(options.newFile)));
         json.member("exact", options.diff.exact);

@@ -1,4 +1,5 @@
 // tramo explain: what the kinds of lines, their fields and the errors are.
+#include "cli/io/colours.h"
 #include "cli/io/console.h"
 #include "cli/io/outfile.h"
 #include "cli/io/platform.h"
@@ -61,11 +62,6 @@ Exit codes:
   3  the output could not be written
 )";
 
-struct Colours {
-    const char *heading, *faint, *off;
-};
-constexpr Colours none{"", "", ""}, terminal{"\x1b[1m", "\x1b[2m", "\x1b[0m"};
-
 constexpr std::string_view keyModel = "AMRKeyTramoModel";
 bool isKeyKind(std::string_view word) {
     return plainWord(word) == shapeOf(LineKind::Key).name || plainWord(word) == plainWord(keyModel);
@@ -103,7 +99,7 @@ std::vector<std::string_view> allNames() {
 
 class Explainer {
 public:
-    Explainer(Output& to, bool colour) : out(to), colours(colour ? terminal : none), width(terminalWidth(stdout)) {}
+    Explainer(Output& to, bool colour) : out(to), colours(coloursIf(colour)), width(terminalWidth(stdout)) {}
 
     void overview() {
         heading("Record kinds");
@@ -194,7 +190,7 @@ public:
     }
 
     void place(const LinePlace& place) {
-        Input input(place.file, EncodingChoice::Auto, {.first = place.line, .last = place.line});
+        Input input(place.file, std::nullopt, {.first = place.line, .last = place.line});
         Line line;
         if (!input.next(line)) throw input.hasNoLine(place.line);
         input.confirm();

@@ -6,7 +6,8 @@
 #include "cli/lines/input.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
-#include "cli/tables/sink.h"
+#include "cli/shell/helppage.h"
+#include "cli/tables/forms.h"
 #include <algorithm>
 #include <fmt/format.h>
 #include <tramostream/check.h>
@@ -15,17 +16,17 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(Export records to JSON Lines, CSV, SQLite or Excel.
+constexpr const char* beginningOfHelp = R"(
 
 Examples:
   tramo export samples/round-returned.txt --to csv --only meter-change
   tramo export samples/round-returned.txt --to sqlite -o round.db
   tramo export round.txt --to jsonl | jq 'select(.kind == "meter subscriber")'
   tramo export round.txt --to csv -o tables      a folder, one file a kind
-  tramo export round.txt --to xlsx -o round.xlsx
+  tramo export round.txt -o round.xlsx           the suffix selects the form
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
 
-Usage: tramo export [OPTION]... FILE --to jsonl|csv|sqlite|xlsx
+Usage: tramo export [OPTION]... FILE [--to WHAT] [-o OUT]
 
 The export holds the values that the library reads. "tramo import" builds a file
 from it that is the same as if the library had read and written the original
@@ -65,25 +66,13 @@ numbers of a record information line are not counted: the format reads both into
 one value, and the second one counts; "tramo rewrite --dry-run" shows it.
 
 Options:
-  --to WHAT           jsonl (a JSON object a line), csv (UTF-8, with a line of
-                      names), sqlite (a table for each kind, "finding" and
-                      "files", and two views, "meters" and "answers"), xlsx (a
-                      workbook, a sheet for each kind, "finding" and "files")
-  -o, --output OUT    jsonl: a file. csv: a file when OUT ends with .csv or is a
-                      stream, else a folder with a file KIND.csv for each kind,
-                      which must not hold any yet. sqlite, xlsx: a file. "-" is
-                      the standard output, but not for sqlite; jsonl and one
-                      kind of csv go there without -o
-  --bom               csv: begins files with a byte order mark (BOM), by which
-                      spreadsheets recognize UTF-8; an import reads both
-  --only KIND         only the lines of one kind: meter-subscriber, AMR, key,
+)";
+
+constexpr const char* restOfHelp = R"(  --only KIND         only the lines of one kind: meter-subscriber, AMR, key,
                       text...
   --lines FROM-TO     only these lines: 3, 3-5, 3-
   --seek              jumps to these lines without counting line endings; every
                       line before them must have the length of the format
-  --findings FILE     writes what "tramo check" finds, in the same form; only
-                      its owner can read a new FILE. sqlite and xlsx have a
-                      table
   --show-keys         writes the keys of key lines in clear text; only its owner
                       can read a new OUT
   --force             replaces a file even if it is read-only or has hard links.
@@ -104,14 +93,55 @@ Exit codes:
   3  the output could not be written
 )";
 
-enum class Form { Jsonl, Csv, Sqlite, Xlsx };
+// The names of the forms with a property.
+template <class Property> std::vector<std::string_view> namesWith(Property hasProperty) {
+    std::vector<std::string_view> names;
+    for (const TableForm& form : tableForms())
+        if (hasProperty(form)) names.push_back(form.name);
+    return names;
+}
 
-/// Whether what was found stands among the rows, and not in a file of its own.
-bool hasFindings(Form form) { return form == Form::Sqlite || form == Form::Xlsx; }
+bool hasFindings(const TableForm& form) { return !form.findings.empty(); }
+bool takesMark(const TableForm& form) { return form.takesMark; }
+
+std::string titles() {
+    std::vector<std::string_view> titles;
+    for (const TableForm& form : tableForms()) titles.push_back(form.title);
+    return listOf(titles, "or");
+}
+
+std::string formsOfHelp() {
+    std::string text;
+    for (const TableForm& form : tableForms())
+        text += fmt::format("{}{} ({}; {})", text.empty() ? "" : ", ", form.name, fmt::join(form.suffixes, ", "), form.contents);
+    return text;
+}
+
+// The options whose text depends on the forms.
+std::string optionsOfForms() {
+    const auto goesToOutput = [](const TableForm& form) { return form.output == TableForm::Output::Any; };
+    const auto needsFile = [](const TableForm& form) { return form.output == TableForm::Output::RegularFile; };
+    return optionRow("--to WHAT", "form of OUT; by default, that of its suffix: " + formsOfHelp()) +
+           optionRow("-o, --output OUT",
+               fmt::format("a file, or \"-\" for the standard output, but not for {}; {} go there without -o, csv only with one "
+                           "kind. For csv, a folder with a file KIND.csv for each kind, which must not hold any yet, unless OUT "
+                           "ends with .csv or is a stream",
+                   listOf(namesWith(needsFile), "or"), listOf(namesWith(goesToOutput), "and"))) +
+           optionRow("--findings FILE",
+               fmt::format(
+                   "writes what \"tramo check\" finds, in the same form; only its owner can read a new FILE. Not with {}, "
+                   "which include it",
+                   listOf(namesWith(hasFindings), "or"))) +
+           optionRow("--bom",
+               fmt::format(
+                   "{}: begins files with a byte order mark (BOM), by which spreadsheets recognize UTF-8; an import reads "
+                   "both",
+                   listOf(namesWith(takesMark), "and")));
+}
 
 struct Options {
     std::string file, output = "-", findings;
-    Form form{};
+    const TableForm* form = nullptr;
     EncodingChoice encoding{};
     const Table* only = nullptr;
     LineRange lines;
@@ -136,6 +166,21 @@ std::vector<std::string> kinds() {
     return words;
 }
 
+// Throws WrongUsage for options that do not go with the form.
+void checkOptions(const Options& options, bool namesOutput) {
+    const TableForm& form = *options.form;
+    const bool isUnnamed = form.output == TableForm::Output::Named && !namesOutput;
+    const bool isStream = form.output == TableForm::Output::RegularFile && options.output == "-";
+    if (isUnnamed || isStream) throw WrongUsage{fmt::format("a {} needs a file: -o FILE", form.document)};
+    if (options.bom && !form.takesMark)
+        throw WrongUsage{fmt::format("--bom: only with --to {}", listOf(namesWith(takesMark), "or"))};
+    if (hasFindings(form) && !options.findings.empty())
+        throw WrongUsage{
+            fmt::format("--findings: not with --to {}: the {} has a {} of findings", form.name, form.document, form.findings)};
+    if (options.output == "-" && options.findings == "-")
+        throw WrongUsage{"--findings and -o are both the standard output; name a file for one of them"};
+}
+
 Options parse(std::vector<std::string> arguments) {
     Options options;
     std::string form, encoding = "auto", only, lines, threads = "0";
@@ -153,10 +198,8 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--encoding", encoding);
     given.option("-j,--threads", threads);
     options.file = given.parseFile(std::move(arguments));
-    if (form.empty()) throw WrongUsage{"--to is missing; expected jsonl, csv, sqlite or xlsx"};
-
-    options.form =
-        chosen<Form>("--to", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}, {"xlsx", Form::Xlsx}});
+    options.form = form.empty() ? formBySuffix(options.output) : chosen("--to", form, exportForms());
+    if (!options.form) throw WrongUsage{"--to is missing; expected " + listOf(namesOf(exportForms()), "or")};
     options.encoding = encodingChoice("--encoding", encoding);
     options.only = chosenTable(only);
     if (!lines.empty()) options.lines = lineRange("--lines", lines);
@@ -164,24 +207,8 @@ Options parse(std::vector<std::string> arguments) {
     options.lines.seek = seek;
     options.threads = threadCount(threads);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
-    if (options.form == Form::Sqlite && options.output == "-") throw WrongUsage{"a database needs a file: -o FILE"};
-    if (options.form == Form::Xlsx && !given.has("--output")) throw WrongUsage{"a workbook needs a file: -o FILE"};
-    if (options.bom && options.form != Form::Csv) throw WrongUsage{"--bom: only with --to csv"};
-    if (hasFindings(options.form) && !options.findings.empty())
-        throw WrongUsage{fmt::format("--findings: not with --to {}", options.form == Form::Sqlite
-                                                                         ? "sqlite: the database has a table of findings"
-                                                                         : "xlsx: the workbook has a sheet of findings")};
-    if (options.output == "-" && options.findings == "-")
-        throw WrongUsage{"--findings and -o are both the standard output; name a file for one of them"};
+    checkOptions(options, given.has("--output"));
     return options;
-}
-
-std::unique_ptr<Sink> sinkFor(const Options& options, const std::string& path, OutFile::Mode mode, bool mayBeFolder) {
-    if (options.form == Form::Jsonl) return makeJsonlSink(path, mode);
-    if (options.form == Form::Sqlite) return makeSqliteSink(path, mode);
-    if (options.form == Form::Xlsx) return makeXlsxSink(path, mode);
-    const bool isFolder = mayBeFolder && !path.ends_with(".csv") && !OutFile::isStream(path);
-    return makeCsvSink(path, mode, {.isFolder = isFolder, .bom = options.bom, .oneKind = options.only || !mayBeFolder});
 }
 
 // Rows on their way from the threads that make them to the sink, described if the form allows it.
@@ -192,28 +219,28 @@ public:
         text.clear();
     }
 
-    void add(Row row, const Sink& sink) {
+    void add(TableRow row, const Sink& sink) {
         if (!sink.describe(row, text)) rows.push_back(std::move(row));
         else if (row.table == &keyTable()) wipe(row);
     }
 
     void putInto(Sink& sink) {
         if (text.size() > 0) sink.put(std::string_view(text.data(), text.size()));
-        for (Row& row : rows) {
+        for (TableRow& row : rows) {
             sink.put(row);
             if (row.table == &keyTable()) wipe(row);
         }
     }
 
 private:
-    std::vector<Row> rows;
+    std::vector<TableRow> rows;
     fmt::memory_buffer text;
 };
 
 // Some lines of the file, and what becomes of them.
 struct Task {
     KeptPiece piece;
-    std::uint64_t position = 0;  ///< in the file, behind the piece
+    std::uint64_t position = 0;  ///< in the file, after the piece
     RowBatch rows, beside;
     std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
@@ -222,11 +249,13 @@ class Exporter {
 public:
     explicit Exporter(const Options& chosenOptions)
         : options(chosenOptions), input(options.file, options.encoding, options.lines),
-          rows(sinkFor(options, options.output,
-              {.secret = options.keys == Keys::Shown, .keys = options.keys == Keys::Shown, .force = options.force}, true)) {
-        // What is wrong with a customer's data is for nobody else.
+          rows(options.form->makeSink(options.output,
+              {.secret = options.keys == Keys::Shown, .keys = options.keys == Keys::Shown, .force = options.force},
+              {.oneKind = options.only != nullptr, .bom = options.bom})) {
+        // Findings show a customer's data: only their owner may read them.
         if (!options.findings.empty())
-            beside = sinkFor(options, options.findings, {.secret = true, .force = options.force}, false);
+            beside = options.form->makeSink(options.findings, {.secret = true, .force = options.force},
+                {.mayBeFolder = false, .oneKind = true, .bom = options.bom});
     }
 
     /// The exit code.
@@ -264,7 +293,7 @@ private:
         const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
         const bool judged = checkShape(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
-        Row row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
+        TableRow row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
         if (options.only && row.table != options.only) {
             if (row.table == &keyTable()) wipe(row);
             return;
@@ -273,7 +302,7 @@ private:
         task.unread += row.unread;
         task.ignored += row.lacksMembers || (model && holdsMore(*model, line.text));
         task.rows.add(std::move(row), *rows);
-        if (!beside && !hasFindings(options.form)) return;
+        if (!beside && !hasFindings(*options.form)) return;
         if (model) checkFields(*model, line.text, false, findings);
         else if (judged) checkFields(*kind, line.text, false, findings);
         for (const Finding& finding : findings) {
@@ -322,8 +351,12 @@ int run(std::vector<std::string> arguments) {
     return Exporter(options).run();
 }
 
+// Made from the list of forms when the program starts.
+const std::string purpose = "export records to " + titles();
+const std::string help = "Export records to " + titles() + "." + beginningOfHelp + optionsOfForms() + restOfHelp;
+
 }  // namespace
 
-const Command exportCommand{"export", "export records to JSON Lines, CSV, SQLite or Excel", help, run, kinds};
+const Command exportCommand{"export", purpose.c_str(), help.c_str(), run, kinds};
 
 }  // namespace tramo::cli

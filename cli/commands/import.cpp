@@ -5,7 +5,9 @@
 #include "cli/lines/input.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
-#include "cli/tables/rowsource.h"
+#include "cli/shell/helppage.h"
+#include "cli/tables/forms.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
@@ -14,7 +16,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(Build an exchange file from exported records.
+constexpr const char* beginningOfHelp = R"(Build an exchange file from exported records.
 
 Examples:
   tramo export samples/round-returned.txt --to jsonl |
@@ -23,13 +25,13 @@ Examples:
       tramo import - --from jsonl --encoding ansi -o whole-lines-only.txt
   tramo import tables --from csv --encoding ansi -o round.txt
 
-Usage: tramo import FILE --from WHAT --encoding WHAT [-o OUT]
+Usage: tramo import FILE [--from WHAT] --encoding WHAT [-o OUT]
 
 Each row becomes a line as the library writes it, with the line ending CR LF. A
 field that a row does not have gets its default value; "tramo help export"
 describes how values are written. Rows of one file keep their order; rows of a
 folder (of csv) and of a database are ordered by their line numbers. Rows of the
-kind "finding" are skipped. A workbook (xlsx) cannot be imported.
+kind "finding" are skipped.
 
 An integer may have decimals that are zero ("6054.0", as data frames write a
 column with gaps). Data frames must read csv as texts, or leading zeros are lost
@@ -49,8 +51,9 @@ two columns of one name, a key line whose keys are masked. A file OUT is then
 left unchanged.
 
 Options:
-  --from WHAT         jsonl, csv, sqlite
-  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
+)";
+
+constexpr const char* restOfHelp = R"(  --encoding WHAT     of OUT: ansi (a byte for each character up to U+00FF),
                       utf16le
   -o, --output OUT    writes to the file OUT; "-", the default, is the standard
                       output. Only its owner can read a new file with a key line
@@ -69,13 +72,17 @@ Exit codes:
   3  OUT could not be written
 )";
 
-enum class Form { Jsonl, Csv, Sqlite };
-enum class Encoding { Ansi, Utf16le };
+std::string formRow() {
+    std::string forms;
+    for (const auto& [name, form] : importForms())
+        forms += fmt::format("{}{} ({})", forms.empty() ? "" : ", ", name, fmt::join(form->suffixes, ", "));
+    return optionRow("--from WHAT", "form of FILE; by default, that of its suffix: " + forms);
+}
 
 struct Options {
     std::string file, output = "-";
     bool force = false;
-    Form form{};
+    const TableForm* form = nullptr;
     Encoding encoding{};
     bool strict = false;
 };
@@ -90,28 +97,27 @@ Options parse(std::vector<std::string> arguments) {
     given.flag("--strict", options.strict);
     given.flag("--force", options.force);
     options.file = given.parseFile(std::move(arguments));
-    if (form.empty()) throw WrongUsage{"--from is missing; expected jsonl, csv or sqlite"};
+    options.form = form.empty() ? formBySuffix(options.file) : chosen("--from", form, importForms());
+    if (!options.form || !options.form->makeSource)
+        throw WrongUsage{"--from is missing; expected " + listOf(namesOf(importForms()), "or")};
     if (encoding.empty()) throw WrongUsage{"--encoding is missing; expected ansi or utf16le"};
-
-    options.form = chosen<Form>("--from", form, {{"jsonl", Form::Jsonl}, {"csv", Form::Csv}, {"sqlite", Form::Sqlite}});
-    options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+    options.encoding = chosenEncoding("--encoding", encoding);
     return options;
 }
 
 std::unique_ptr<RowSource> sourceFor(const Options& options) {
     std::error_code error;
     const bool isFolder = options.file != "-" && std::filesystem::is_directory(pathOf(options.file), error);
-    if (isFolder && options.form != Form::Csv) throw Unreadable{"is a directory"};
-    if (options.form == Form::Sqlite) return makeSqliteSource(options.file);
-    return options.form == Form::Jsonl ? makeJsonlSource(options.file) : makeCsvSource(options.file);
+    if (isFolder && !options.form->readsFolder) throw Unreadable{"is a directory"};
+    return options.form->makeSource(options.file);
 }
 
 // Characters of a first line that are taken for a byte order mark, in whatever encoding the file is.
-bool beginsLikeMark(std::wstring_view line, Encoding encoding) {
-    using namespace std::literals;
-    if (encoding == Encoding::Utf16le) return line.starts_with(L'\0');  // that of UTF-32
-    return line.starts_with(L"\xFF\xFE"sv) || line.starts_with(L"\xFE\xFF"sv) || line.starts_with(L"\xEF\xBB\xBF"sv) ||
-           line.starts_with(L"\0\0\xFE\xFF"sv);
+bool beginsLikeMark(std::wstring_view line, Encoding chosen) {
+    using namespace encoding;
+    if (chosen == Encoding::Utf16le) return line.starts_with(L'\0');  // that of UTF-32
+    const auto begins = [&](std::string_view mark) { return beginsWithMark(line, mark); };
+    return begins(utf16Mark) || begins(utf16BigMark) || begins(utf8Mark) || begins(utf32BigMark);
 }
 
 class Importer {
@@ -120,7 +126,7 @@ public:
 
     /// The exit code.
     int run() {
-        Row row;
+        TableRow row;
         while (rows->next(row)) {
             if (!file) open();
             if (row.table == &keyTable()) file->keepSecret();
@@ -133,7 +139,10 @@ public:
                 append(line);
             }
             put(L"\r\n");
-            if (row.table == &keyTable()) wipe(line), wipe(row);
+            if (row.table == &keyTable()) {
+                wipe(line);
+                wipe(row);
+            }
             ++lines;
         }
         if (!file) open();
@@ -145,7 +154,7 @@ public:
 private:
     void open() {
         file = std::make_unique<BufferedFile>(options.output, OutFile::Mode{.force = options.force});
-        if (options.encoding == Encoding::Utf16le) put(L"\xFEFF");
+        if (options.encoding == Encoding::Utf16le) file->print("{}", encoding::utf16Mark);
     }
 
     std::string messageOf(const RowFault& fault) const { return rows->place(fault.column) + ": " + fault.reason; }
@@ -156,7 +165,7 @@ private:
         if (++losses <= listed) complain(messageOf(loss));
     }
 
-    std::wstring lineOf(Row& row) {
+    std::wstring lineOf(TableRow& row) {
         std::vector<RowFault> lost;
         try {
             std::wstring line = cli::lineOf(row, lost);
@@ -166,7 +175,7 @@ private:
     }
 
     // A line is its text; no key line that is read is as long as this, and none has values.
-    void appendLong(const Row& row) {
+    void appendLong(const TableRow& row) {
         for (std::size_t i = 0; i < row.cells.size(); ++i)
             if (!std::holds_alternative<std::monostate>(row.cells[i]))
                 report({i, row.table->columns[i].name + ": is not a value of a line of this length"});
@@ -180,11 +189,10 @@ private:
     }
 
     // What would make the file another one for those who read it.
-    void checkCharacters(std::wstring_view line, const Row& row, bool isBeginning = true) {
+    void checkCharacters(std::wstring_view line, const TableRow& row, bool isBeginning = true) {
         if (options.encoding == Encoding::Ansi) {
-            unsigned bits = 0;  // no early exit: this way the compiler looks at several characters at once
-            for (const wchar_t c : line) bits |= static_cast<unsigned>(c);
-            if (bits > 0xFF) refuseCharacter(*std::ranges::find_if(line, [](wchar_t c) { return c > 0xFF; }), row);
+            const std::size_t misfit = encoding::findAbove(encoding::mostOfAnsi, line);
+            if (misfit != std::wstring_view::npos) refuseCharacter(line[misfit], row);
         } else if (isBeginning && line.starts_with(L'\xFFFF')) {
             refuse(
                 {0, "U+FFFF at the beginning of a line ends a UTF-16 file: this line and all lines after it could not be read"});
@@ -193,7 +201,7 @@ private:
             report({0, "the file begins with characters that are taken for a byte order mark of another encoding"});
     }
 
-    [[noreturn]] void refuseCharacter(wchar_t c, const Row& row) const {
+    [[noreturn]] void refuseCharacter(wchar_t c, const TableRow& row) const {
         // The text of a line that is nothing else is not in its row any more.
         std::size_t column = row.cells.size() - 1;
         for (std::size_t i = 0; i < row.cells.size(); ++i)
@@ -212,14 +220,7 @@ private:
         }
     }
 
-    void put(std::wstring_view text) {
-        const std::size_t width = options.encoding == Encoding::Utf16le ? 2 : 1, before = file->text.size();
-        file->text.resize(before + text.size() * width);
-        char* to = file->text.data() + before;
-        for (std::size_t i = 0; i < text.size(); ++i) to[i * width] = static_cast<char>(text[i] & 0xFF);
-        if (width == 2)
-            for (std::size_t i = 0; i < text.size(); ++i) to[i * 2 + 1] = static_cast<char>(text[i] >> 8 & 0xFF);
-    }
+    void put(std::wstring_view text) { encoding::append(file->text, text, options.encoding == Encoding::Utf16le); }
 
     static constexpr std::uint64_t listed = 20;
 
@@ -239,8 +240,11 @@ int run(std::vector<std::string> arguments) {
     }
 }
 
+// Made from the list of forms when the program starts.
+const std::string help = beginningOfHelp + formRow() + restOfHelp;
+
 }  // namespace
 
-const Command importCommand{"import", "build an exchange file from exported records", help, run};
+const Command importCommand{"import", "build an exchange file from exported records", help.c_str(), run};
 
 }  // namespace tramo::cli

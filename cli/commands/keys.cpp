@@ -338,9 +338,7 @@ void printText(Output& out, const std::string& file, const Contents& contents) {
 class JsonKeys {
 public:
     explicit JsonKeys(Output& to) : out(to), stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.newLine();
         json.beginArray("files");
     }
@@ -425,7 +423,7 @@ void tellOthers(const std::string& file, const CheckSummary& others) {
 
 struct Options {
     std::vector<std::string> files;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     bool json = false, showKeys = false;
 };
 

@@ -79,8 +79,8 @@ Exit codes:
 struct Options {
     std::string file, out;
     bool dryRun = false, force = false, json = false;
-    EncodingChoice from = EncodingChoice::Auto;
-    std::optional<EncodingChoice> to;
+    EncodingChoice from = std::nullopt;
+    EncodingChoice to;
 };
 
 Options parse(std::vector<std::string> arguments) {
@@ -96,8 +96,8 @@ Options parse(std::vector<std::string> arguments) {
     options.file = given.parseFile(std::move(arguments));
     if (options.dryRun == !options.out.empty()) throw WrongUsage{"expected either --dry-run or -o OUT"};
     options.json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
-    options.to = chosen<std::optional<EncodingChoice>>(
-        "--encoding", to, {{"same", std::nullopt}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+    options.to = chosen<EncodingChoice>(
+        "--encoding", to, {{"same", std::nullopt}, {"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
     options.from = encodingChoice("--from", from);
     return options;
 }
@@ -328,9 +328,7 @@ void printText(Output& out, const Rewriter& done) {
 void printJson(Output& out, const Rewriter& done, const Options& options, bool utf16) {
     JsonStream stream(out);
     JsonWriter json(stream);
-    json.StartObject();
-    json.member("tool", "tramo");
-    json.member("version", TRAMO_VERSION);
+    json.beginDocument();
     json.member("file", utf8::valid(nameOf(options.file)));
     json.member("encoding", utf16 ? "UTF-16LE" : "ANSI");
     json.member("lines", done.lines);
@@ -416,8 +414,7 @@ int write(const Rewriter& done, EncodedText& text, bool keepsAll) {
 int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
-    EncodedText text(
-        options.out, options.to ? *options.to == EncodingChoice::Utf16le : input.isUtf16(), input.name(), options.force);
+    EncodedText text(options.out, options.to ? *options.to == Encoding::Utf16le : input.isUtf16(), input.name(), options.force);
     Rewriter rewriter(input.name(), text, options.force);
     const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
     text.complain();

@@ -6,6 +6,7 @@
 #include "cli/io/text.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -63,8 +64,6 @@ Exit codes:
 
 using namespace sample;
 
-enum class Encoding { Ansi, Utf16le };
-
 struct Options {
     std::string path;
     std::uint64_t meters = 60, seed = 0;
@@ -82,7 +81,7 @@ public:
     LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings)
         : options(chosenOptions), out(file), expected(findings),
           faults(options.faults, options.encoding == Encoding::Utf16le, options.seed) {
-        if (options.encoding == Encoding::Utf16le) buffer = "\xFF\xFE";
+        if (options.encoding == Encoding::Utf16le) buffer = encoding::utf16Mark;
     }
 
     void write(const RecordKind& kind, std::string_view text, std::uint64_t name) override {
@@ -118,15 +117,9 @@ public:
 private:
     void append(std::string_view text, bool carriageReturn) {
         const std::string_view lineEnd = carriageReturn ? "\r\n" : "\n";
-        if (options.encoding == Encoding::Ansi) {
-            buffer += text;
-            buffer += lineEnd;
-            return;
-        }
-        std::size_t at = buffer.size();
-        buffer.resize(at + 2 * (text.size() + lineEnd.size()));
         for (const std::string_view part : {text, lineEnd})
-            for (const char c : part) buffer[at] = c, at += 2;
+            if (options.encoding == Encoding::Utf16le) encoding::append(buffer, part, true);
+            else buffer += part;
     }
 
     const Options& options;
@@ -205,7 +198,7 @@ Options parse(std::vector<std::string> arguments) {
     if (!faults.empty()) options.faults = rateOf(faults);
     if (options.faults > 0 && options.path == "-") throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
     options.kinds = kindsOf(kinds);
-    options.encoding = chosen<Encoding>("--encoding", encoding, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+    options.encoding = chosenEncoding("--encoding", encoding);
     return options;
 }
 

@@ -1,4 +1,5 @@
 // tramo show: lines of a file as tables for people.
+#include "cli/io/colours.h"
 #include "cli/io/console.h"
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
@@ -72,7 +73,7 @@ struct Options {
     std::string file;
     std::optional<LineRange> lines;
     int column = 0;  ///< 0: all of them
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     std::optional<LineKind> kind;
     bool all = false, raw = false, showKeys = false, colour = false;
 };
@@ -106,12 +107,7 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-struct Colours {
-    const char *heading, *faint, *error, *warning, *off;
-};
-constexpr Colours none{"", "", "", "", ""}, terminal{"\x1b[1m", "\x1b[2m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[0m"};
-
-struct Row {
+struct ShownRow {
     std::string columns{}, name{}, value{};
     std::wstring_view text{};
     bool hasText = true;
@@ -139,7 +135,7 @@ std::string words(const Field& field, const FieldValue& value) {
 class Table {
 public:
     Table(Output& to, const Options& chosenOptions, int columns)
-        : out(to), options(chosenOptions), width(columns), colours(options.colour ? terminal : none) {}
+        : out(to), options(chosenOptions), width(columns), colours(coloursIf(options.colour)) {}
 
     // Shows a line; true: nothing was found.
     bool show(const Line& line, std::optional<LineKind> kind) {
@@ -236,7 +232,7 @@ private:
                 const bool isSetFlag = field.kind == FieldKind::Flag && std::get<bool>(value);
                 if ((!isSetFlag && !options.all) || !isShown) continue;
                 rows.push_back({.name = "  " + field.name, .hasText = false, .field = field.name});
-                Row& row = rows.back();
+                ShownRow& row = rows.back();
                 row.value = field.kind == FieldKind::Text ? tramo::quoted(std::get<std::wstring>(value)) : words(field, value);
                 continue;
             }
@@ -244,7 +240,7 @@ private:
             isShown = isChosen(field);
             if (!isShown) continue;
             if (!options.all && !options.column && (field.overlaid || text.empty()) && !isFaulty(field)) continue;
-            Row row{.columns = columnsOf(field), .name = field.name, .value = {}, .text = text, .field = field.name};
+            ShownRow row{.columns = columnsOf(field), .name = field.name, .value = {}, .text = text, .field = field.name};
             if (text.empty()) row.value = field.blank.empty() ? "-" : words(field, value) + " (default)", row.hasText = false;
             else if (!field.readInto.empty()) row.value = "read into " + field.readInto;
             else if (isUnreadable(field)) row.value = "unreadable";
@@ -264,7 +260,7 @@ private:
         for (const KeyValue& value : keyValues) {
             const std::size_t first = secrets.size();
             if (value.text && !isMasked(value)) secrets += parsed.line.*value.text;
-            Row row{.name = std::string(value.name), .value = {}, .field = value.name};
+            ShownRow row{.name = std::string(value.name), .value = {}, .field = value.name};
             if (value.isAbsent(parsed.line)) row.value = "-", row.hasText = false;
             else if (isMasked(value)) row.value = "******** (--show-keys)", row.hasText = false;
             else if (value.text) row.text = std::wstring_view(secrets).substr(first), row.textIsValue = true;
@@ -287,14 +283,14 @@ private:
 
     void print() {
         std::size_t longest = 0, placedWidth = 0, valueWidth = 5;
-        for (const Row& row : rows) {
+        for (const ShownRow& row : rows) {
             longest = std::max(longest, row.name.size());
             if (row.hasText) placedWidth = std::max(placedWidth, row.name.size());
             if (row.hasText && !row.textIsValue) valueWidth = std::max(valueWidth, row.value.size());
         }
         // Where texts have no room, long names of flags stick out.
         const bool hasRoom = width == 0 || widthBehind(static_cast<int>(9 + 2 + longest + 2 + valueWidth + 2), width) > 0;
-        for (const Row& row : rows) {
+        for (const ShownRow& row : rows) {
             const std::size_t nameWidth = hasRoom || row.columns.empty() ? longest : placedWidth;
             const std::string_view value = row.value;  // empty where the text is the value
             const std::size_t padding = row.textIsValue ? 0 : row.hasText ? valueWidth + 2 : 0;
@@ -380,7 +376,7 @@ private:
     bool anyShown = false;
     std::vector<Finding> findings;
     std::optional<LineModel> model;
-    std::vector<Row> rows;
+    std::vector<ShownRow> rows;
     std::wstring secrets;  ///< values of a key line that rows look at
 };
 

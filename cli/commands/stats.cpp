@@ -375,9 +375,7 @@ private:
 class JsonStats {
 public:
     explicit JsonStats(Output& to) : stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.newLine();
         json.beginArray("files");
     }
@@ -456,7 +454,7 @@ private:
 
 struct Options {
     std::vector<std::string> files;
-    EncodingChoice encoding = EncodingChoice::Auto;
+    EncodingChoice encoding = std::nullopt;
     bool json = false;
 };
 

@@ -31,9 +31,8 @@ std::string amount(std::uint64_t bytes) {
 std::string_view endOf(std::string_view text, std::size_t columns) {
     std::size_t begin = text.size();
     for (std::size_t at = text.size(); at-- > 0;) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        if ((byte & 0xC0) == 0x80) continue;
-        const std::size_t width = byte < 0x80 ? 1 : 2;
+        if (utf8::isContinuation(text[at])) continue;
+        const std::size_t width = static_cast<unsigned char>(text[at]) < 0x80 ? 1 : 2;
         if (width > columns) break;
         columns -= width;
         begin = at;

@@ -92,4 +92,9 @@ std::string hyphenated(std::string_view name) {
     return word;
 }
 
+std::string listOf(std::span<const std::string_view> words, std::string_view joint) {
+    if (words.size() < 2) return fmt::format("{}", fmt::join(words, ""));
+    return fmt::format("{} {} {}", fmt::join(words.first(words.size() - 1), ", "), joint, words.back());
+}
+
 }  // namespace tramo::cli

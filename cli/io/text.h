@@ -6,6 +6,7 @@
 #include "common/printable.h"
 #include "common/utf8.h"
 #include "common/wipe.h"
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ std::string nameOf(const std::string& path);
 
 /// As a URI reference: the path's bytes, percent-encoded where they have to be.
 std::string uriOf(std::string_view path);
+
+/// "a", "a or b", "a, b or c"; `joint`: "or", "and".
+std::string listOf(std::span<const std::string_view> words, std::string_view joint);
 
 /// In single quotes, as sh, bash, zsh and fish read it. fish also knows \\ and \', which no page needs otherwise.
 std::string quotedForShell(std::string_view text);

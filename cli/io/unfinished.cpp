@@ -1,5 +1,6 @@
 #include "cli/io/unfinished.h"
 #include "cli/io/platform.h"
+#include "common/utf8.h"
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -135,7 +136,7 @@ bool isShared(int folder) {
 std::string beginOf(int folder, const std::string& name) {
     const long most = fpathconf(folder, _PC_NAME_MAX);
     std::size_t room = (most > 0 ? static_cast<std::size_t>(most) : NAME_MAX) - longestMark - 1;
-    while (room < name.size() && room > 0 && (static_cast<unsigned char>(name[room]) & 0xC0) == 0x80) --room;
+    while (room < name.size() && room > 0 && utf8::isContinuation(name[room])) --room;
     return fmt::format(".{}", std::string_view(name).substr(0, room));
 }
 

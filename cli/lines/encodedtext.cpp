@@ -2,6 +2,8 @@
 #include "cli/io/console.h"
 #include "cli/io/text.h"
 #include "cli/lines/columns.h"
+#include "common/encoding.h"
+#include "common/utf16.h"
 #include <algorithm>
 #include <fmt/format.h>
 #include <tramostream/check.h>
@@ -11,18 +13,8 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::string_view utf16Mark{"\xFF\xFE", 2};
 constexpr std::size_t mostMessages = 10;
 constexpr std::size_t enough = 1 << 18;  // the number of bytes from which to write
-
-bool isPair(std::wstring_view text, std::size_t at) {
-    return at + 1 < text.size() && (text[at] & ~0x3FF) == 0xD800 && (text[at + 1] & ~0x3FF) == 0xDC00;
-}
-
-char32_t characterAt(std::wstring_view text, std::size_t at) {
-    const auto first = static_cast<char32_t>(text[at]);
-    return isPair(text, at) ? 0x10000 + ((first & 0x3FF) << 10) + (static_cast<char32_t>(text[at + 1]) & 0x3FF) : first;
-}
 
 // Returns " in meterReadingDate (meter subscriber)"; empty outside of fields.
 std::string placeOf(const Line& line, std::optional<LineKind> kind, int column) {
@@ -40,7 +32,7 @@ EncodedText::EncodedText(const std::string& path, bool utf16, std::string source
     : isUtf16(utf16), name(std::move(source)) {
     if (!path.empty()) out.emplace(path, OutFile::Mode{.held = true, .force = force, .replacesInput = true});
     bytes.reserve(2 * enough);
-    if (isUtf16) bytes = utf16Mark;
+    if (isUtf16) bytes = encoding::utf16Mark;
 }
 
 EncodedText::~EncodedText() {
@@ -65,23 +57,13 @@ void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const L
 
 // Adds a piece of a line that begins at this offset.
 void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind) {
-    if (!anything) looksLikeUtf16 = !isUtf16 && text.starts_with(L"\xFF\xFE");
+    if (!anything) looksLikeUtf16 = !isUtf16 && encoding::beginsWithMark(text, encoding::utf16Mark);
     anything = true;
-    if (!std::ranges::all_of(text, [this](wchar_t c) { return holds(c); })) note(text, at, line, kind);
+    if (!isUtf16 && encoding::findAbove(encoding::mostOfAnsi, text) != std::wstring_view::npos) note(text, at, line, kind);
     if (!out || !fits()) return;
     if (kind == LineKind::Key) out->keepSecret();
-    put(text);
+    encoding::append(bytes, text, isUtf16);
     if (bytes.size() >= enough) flush();
-}
-
-void EncodedText::put(std::wstring_view text) {
-    const std::size_t width = isUtf16 ? 2 : 1, from = bytes.size();
-    bytes.resize(from + text.size() * width);
-    char* to = bytes.data() + from;
-    for (const wchar_t c : text) {
-        *to++ = static_cast<char>(c & 0xFF);
-        if (isUtf16) *to++ = static_cast<char>(c >> 8 & 0xFF);
-    }
 }
 
 void EncodedText::flush() {
@@ -92,14 +74,13 @@ void EncodedText::flush() {
 // Characters of key lines are never shown.
 void EncodedText::note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind) {
     for (std::size_t at = 0; at < text.size(); ++at) {
-        if (holds(text[at])) continue;
-        const std::size_t length = isPair(text, at) ? 2 : 1;
+        if (encoding::valueOf(text[at]) <= encoding::mostOfAnsi) continue;
+        const auto [code, length] = utf16::first(text.substr(at));
         const int column = static_cast<int>(begin + at + 1);
         if (++misfits <= mostMessages)
             messages.push_back(fmt::format("{}:{}:{}: {}{} cannot be written in ANSI", name, line.number, column,
-                kind == LineKind::Key
-                    ? "a character"
-                    : fmt::format("U+{:04X} {}", static_cast<unsigned>(characterAt(text, at)), quoted(text.substr(at, length))),
+                kind == LineKind::Key ? "a character"
+                                      : fmt::format("U+{:04X} {}", static_cast<unsigned>(code), quoted(text.substr(at, length))),
                 placeOf(line, kind, column)));
         at += length - 1;
     }

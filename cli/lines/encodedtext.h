@@ -35,8 +35,6 @@ public:
     void commit();
 
 private:
-    bool holds(wchar_t c) const { return isUtf16 || c <= 0xFF; }
-    void put(std::wstring_view text);
     void flush();
     void addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind);
     void note(std::wstring_view text, std::size_t begin, const Line& line, std::optional<LineKind> kind);

@@ -1,5 +1,6 @@
 #include "cli/lines/input.h"
 #include "cli/io/console.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -24,12 +25,11 @@ struct Mark {
     std::string_view bytes;
     const char* name;
 };
-constexpr std::string_view utf16leMark{"\xFF\xFE", 2};
 constexpr Mark refusedMarks[] = {
-    {{"\xFF\xFE\x00\x00", 4}, "UTF-32 (FF FE 00 00)"},
-    {{"\x00\x00\xFE\xFF", 4}, "big-endian UTF-32 (00 00 FE FF)"},
-    {{"\xEF\xBB\xBF", 3}, "UTF-8 (EF BB BF)"},
-    {{"\xFE\xFF", 2}, "big-endian UTF-16 (FE FF)"},
+    {encoding::utf32Mark, "UTF-32 (FF FE 00 00)"},
+    {encoding::utf32BigMark, "big-endian UTF-32 (00 00 FE FF)"},
+    {encoding::utf8Mark, "UTF-8 (EF BB BF)"},
+    {encoding::utf16BigMark, "big-endian UTF-16 (FE FF)"},
 };
 constexpr const char* readableEncodings = "only ANSI and UTF-16 little-endian (FF FE) can be read";
 
@@ -51,21 +51,21 @@ std::string whyUnmarkedUtf16(std::string_view sample, const std::string& file) {
 }
 
 bool isUtf16Text(std::string_view sample, EncodingChoice choice, const std::string& file) {
-    if (choice == EncodingChoice::Ansi) return false;
-    if (choice == EncodingChoice::Auto)
+    if (choice == Encoding::Ansi) return false;
+    if (!choice)
         for (const Mark& mark : refusedMarks)
             if (sample.starts_with(mark.bytes))
                 throw Unreadable{fmt::format("begins with the byte order mark (BOM) of {}; {}", mark.name, readableEncodings)};
-    if (sample.starts_with(utf16leMark)) return true;
+    if (sample.starts_with(encoding::utf16Mark)) return true;
     if (const std::string why = whyUnmarkedUtf16(sample, file); !why.empty()) throw Unreadable{why};
-    if (choice == EncodingChoice::Utf16le)
+    if (choice == Encoding::Utf16le)
         throw Unreadable{"does not begin with the byte order mark (BOM) FF FE, which UTF-16 files need"};
     return false;
 }
 
 // Counts the kinds in a sample of the lines; ignores a last line that continues after the sample.
 std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bool isAll) {
-    PieceReader reader(utf16 ? Piece{sample.substr(utf16leMark.size()), 2} : Piece{sample});
+    PieceReader reader(utf16 ? Piece{sample.substr(encoding::utf16Mark.size()), 2} : Piece{sample});
     KindCensus census;
     for (Line line; reader.next(line);)
         if (isAll || line.lineFeed) census.add(line.text);
@@ -115,7 +115,7 @@ void Input::open(EncodingChoice choice) {
 void Input::seek() {
     const std::size_t length = prevailing ? shapeOf(*prevailing).length : 0;
     if (length == 0) throw Unreadable{"does not begin with lines of one length; omit --seek to count lines instead"};
-    const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? utf16leMark.size() : 0, stride = (length + 2) * width;
+    const std::uint64_t width = utf16 ? 2 : 1, begin = utf16 ? encoding::utf16Mark.size() : 0, stride = (length + 2) * width;
     const std::uint64_t lines = (std::max(size, begin) - begin + stride - 1) / stride;
     const auto before = static_cast<std::uint64_t>(range.first) - 1, last = static_cast<std::uint64_t>(range.last);
     auto find = [&](TextFile& in, std::uint64_t linesBefore) {

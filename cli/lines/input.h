@@ -12,10 +12,15 @@
 #include <span>
 #include <string>
 #include <tramostream/check.h>
+#include <tramostream/stringconverter.h>
 
 namespace tramo::cli {
 
-enum class EncodingChoice { Auto, Ansi, Utf16le };
+/// The encodings of StrConv that can be read and written.
+enum class Encoding { Ansi = StrConv::ENCODING_ANSI, Utf16le = StrConv::ENCODING_UTF16LE };
+
+/// nullopt: the byte order mark decides.
+using EncodingChoice = std::optional<Encoding>;
 
 /// A range of line numbers, including the last one.
 struct LineRange {

@@ -2,6 +2,7 @@
 #include "cli/io/text.h"
 #include "cli/lines/columns.h"
 #include "cli/lines/rewriting.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
@@ -242,12 +243,9 @@ KeptLine::KeptLine(const Line& line, std::optional<LineKind> kindOfLine, bool is
       whole(line.whole) {
     constexpr std::size_t mostOfLong = 256;  // more characters than are ever shown
     const std::wstring_view held = whole ? line.text.substr(0, mostOfLong) : line.text;
-    isWide = std::ranges::any_of(held, [](wchar_t c) { return c > 0xFF; });
+    isWide = encoding::findAbove(encoding::mostOfAnsi, held) != std::wstring_view::npos;
     bytes.reserve(held.size() * (isWide ? 2 : 1));
-    for (const wchar_t c : held) {
-        bytes += static_cast<char>(c & 0xFF);
-        if (isWide) bytes += static_cast<char>(c >> 8 & 0xFF);
-    }
+    encoding::append(bytes, held, isWide);
 }
 
 KeptLine::~KeptLine() {
@@ -256,10 +254,8 @@ KeptLine::~KeptLine() {
 }
 
 std::wstring KeptLine::text() const {
-    auto byte = [this](std::size_t i) { return static_cast<unsigned>(static_cast<unsigned char>(bytes[i])); };
     std::wstring all(bytes.size() / (isWide ? 2 : 1), L' ');
-    for (std::size_t i = 0; i < all.size(); ++i)
-        all[i] = static_cast<wchar_t>(isWide ? byte(2 * i) | byte(2 * i + 1) << 8 : byte(i));
+    encoding::read(reinterpret_cast<const unsigned char*>(bytes.data()), all.size(), isWide, all.data());
     return all;
 }
 

@@ -1,5 +1,7 @@
 #include "cli/lines/longline.h"
 #include "cli/io/text.h"
+#include "common/encoding.h"
+#include "common/utf16.h"
 #include <algorithm>
 #include <tramostream/check.h>
 
@@ -21,13 +23,13 @@ bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
     text.resize(bytes.size() / width);
     wchar_t* to = text.data();
     if (width == 1) {
-        for (std::size_t i = 0; i < text.size(); ++i) to[i] = static_cast<wchar_t>(from[i]);
+        encoding::read(from, text.size(), false, to);
         return bytes.find('\0') == std::string_view::npos;
     }
     unsigned suspects = 0;  // without early exit and short circuit, so that the compiler vectorizes the loop
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto c = static_cast<unsigned>(from[2 * i] | from[2 * i + 1] << 8);
-        suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>((c & 0xF800) == 0xD800);
+        const unsigned c = encoding::unitAt(from, i);
+        suspects |= static_cast<unsigned>(c == 0) | static_cast<unsigned>(utf16::isSurrogate(c));
         to[i] = static_cast<wchar_t>(c);
     }
     return suspects == 0;
@@ -97,7 +99,7 @@ void LongLine::forEachPiece(const std::function<void(std::wstring_view)>& use) c
         load(done, block);
         std::wstring_view text = block.text;
         const bool isLast = done + text.size() * charWidth == byteCount;
-        if (!isLast && (text.back() & ~0x3FF) == 0xD800 && text.size() > 1) text.remove_suffix(1);
+        if (!isLast && utf16::isHighSurrogate(static_cast<char32_t>(text.back())) && text.size() > 1) text.remove_suffix(1);
         again.add(bytesOf(text));
         done += text.size() * charWidth;
         if (isLast && hasReturn) text.remove_suffix(1);

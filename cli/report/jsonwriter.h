@@ -2,7 +2,7 @@
 // terminal and right in any encoding.
 #pragma once
 #include "cli/io/console.h"
-#include <new>
+#include "common/jsonmemory.h"
 #include <rapidjson/writer.h>
 #include <string_view>
 #include <utility>
@@ -36,24 +36,16 @@ private:
 // RapidJSON looks for this name; its own takes no streams of others.
 inline void PutUnsafe(JsonStream& stream, char c) { stream.Put(c); }
 
-// RapidJSON goes on with what malloc answers, be it nothing.
-class JsonMemory : public rapidjson::CrtAllocator {
-public:
-    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
-    void* Realloc(void* memory, std::size_t before, std::size_t size) {
-        return checked(CrtAllocator::Realloc(memory, before, size), size);
-    }
-
-private:
-    static void* checked(void* memory, std::size_t size) {
-        if (!memory && size > 0) throw std::bad_alloc();
-        return memory;
-    }
-};
-
 class JsonWriter : public rapidjson::Writer<JsonStream, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonMemory> {
 public:
     explicit JsonWriter(JsonStream& to) : Writer(to), stream(to) {}
+
+    /// The beginning of every JSON document of the tool.
+    void beginDocument() {
+        StartObject();
+        member("tool", "tramo");
+        member("version", TRAMO_VERSION);
+    }
 
     void newLine() { stream.breakLine(); }
     void end() { stream.Put('\n'); }

@@ -11,9 +11,7 @@ namespace {
 class JsonReport : public Report {
 public:
     explicit JsonReport(Output& to) : stream(to), json(stream) {
-        json.StartObject();
-        json.member("tool", "tramo");
-        json.member("version", TRAMO_VERSION);
+        json.beginDocument();
         json.newLine();
         json.beginArray("files");
     }

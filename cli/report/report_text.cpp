@@ -1,4 +1,5 @@
 // The report for people: findings as compilers print them, so that editors jump to them, and a summary.
+#include "cli/io/colours.h"
 #include "cli/io/text.h"
 #include "cli/report/report.h"
 #include "common/reportedcolumn.h"
@@ -12,19 +13,13 @@ namespace {
 // The piece of a line that is shown: this much of the field and this much on either side of it.
 constexpr std::size_t besideField = 24, mostOfField = 40, mostOfLine = 2 * besideField + mostOfField;
 
-struct Colours {
-    const char *place, *error, *warning, *note, *marker, *off;
-};
-constexpr Colours none{"", "", "", "", "", ""},
-    terminal{"\x1b[1m", "\x1b[1;31m", "\x1b[1;35m", "\x1b[1;36m", "\x1b[1;32m", "\x1b[0m"};
-
 std::string counts(const FindingCount& count) {
     return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "no errors or warnings";
 }
 
 class TextReport : public Report {
 public:
-    TextReport(Output& to, const ReportStyle& style) : out(to), quiet(style.quiet), colours(style.colour ? terminal : none) {}
+    TextReport(Output& to, const ReportStyle& style) : out(to), quiet(style.quiet), colours(coloursIf(style.colour)) {}
 
     std::string label(const std::string& file) const override { return printable(nameOf(file)); }
 
@@ -56,7 +51,7 @@ public:
     void endFile(const Summary& summary) override {
         if (anyListed && summary.notListed == 0) out.print("\n");
         if (summary.notListed && !quiet) out.print("... and {} not listed\n\n", counted(summary.notListed, "more finding"));
-        out.print("{}{}:{} {}", colours.place, name, colours.off, counts(summary.checked.total));
+        out.print("{}{}:{} {}", colours.heading, name, colours.off, counts(summary.checked.total));
         if (quiet) out.print(" in {}\n", counted(summary.checked.lines, "line"));
         else details(summary);
     }
@@ -72,7 +67,7 @@ public:
 
 private:
     void place(const Finding& finding, const Line& line, std::string_view label, fmt::appender to) const {
-        fmt::format_to(to, "{}{}:", colours.place, label);
+        fmt::format_to(to, "{}{}:", colours.heading, label);
         if (line.number) fmt::format_to(to, "{}:", line.number);
         if (finding.column) fmt::format_to(to, "{}:", finding.column);
         fmt::format_to(to, "{} ", colours.off);

@@ -91,10 +91,7 @@ void Arguments::refuse(std::string_view word) const {
 }
 
 std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
-    const std::string_view last = names.back();
-    const std::string_view joint = names.size() > 1 ? " or " : "";
-    return fmt::format("invalid value \"{}\"; expected {}{}{}{}", printable(word),
-        fmt::join(names.begin(), names.end() - 1, ", "), joint, last, didYouMean(word, names));
+    return fmt::format("invalid value \"{}\"; expected {}{}", printable(word), listOf(names, "or"), didYouMean(word, names));
 }
 
 std::uint64_t number(const char* option, std::string_view word, const char* what) {
@@ -143,9 +140,13 @@ ColourChoice colourChoice(const std::string& word) {
     return chosen<ColourChoice>("--color", word, choices);
 }
 
+Encoding chosenEncoding(const char* option, const std::string& word) {
+    return chosen<Encoding>(option, word, {{"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
+}
+
 EncodingChoice encodingChoice(const char* option, const std::string& word) {
     return chosen<EncodingChoice>(
-        option, word, {{"auto", EncodingChoice::Auto}, {"ansi", EncodingChoice::Ansi}, {"utf16le", EncodingChoice::Utf16le}});
+        option, word, {{"auto", std::nullopt}, {"ansi", Encoding::Ansi}, {"utf16le", Encoding::Utf16le}});
 }
 
 std::optional<LineKind> kindChoice(const std::string& word) {

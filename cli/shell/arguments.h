@@ -73,6 +73,9 @@ unsigned threadCount(std::string_view word);
 
 ColourChoice colourChoice(const std::string& word);
 
+/// The encoding of a file to be written: ansi, utf16le.
+Encoding chosenEncoding(const char* option, const std::string& word);
+
 /// The encoding of a file to be read: auto, ansi, utf16le.
 EncodingChoice encodingChoice(const char* option, const std::string& word);
 

@@ -1,5 +1,7 @@
 #include "cli/shell/helppage.h"
+#include "cli/io/wrap.h"
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 namespace tramo::cli {
@@ -107,6 +109,14 @@ std::vector<HelpOption> optionsOf(const HelpPage& page) {
         options.push_back(std::move(option));
     }
     return options;
+}
+
+std::string optionRow(std::string_view term, std::string_view text) {
+    constexpr int indent = 22, width = 80;
+    std::string row;
+    for (const std::string& line : brokenWords(text, width - indent))
+        row += fmt::format("{:<{}}{}\n", row.empty() ? fmt::format("  {}", term) : "", indent, line);
+    return row;
 }
 
 }  // namespace tramo::cli

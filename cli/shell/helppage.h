@@ -44,4 +44,7 @@ struct HelpOption {
 
 std::vector<HelpOption> optionsOf(const HelpPage& page);
 
+/// A row of "Options:" for a page whose text is not fixed, broken to fit 80 columns.
+std::string optionRow(std::string_view term, std::string_view text);
+
 }  // namespace tramo::cli

@@ -9,19 +9,6 @@ namespace tramo::cli {
 
 namespace {
 
-void appendUnit(std::wstring& text, char32_t c) {
-    if (c < 0x10000) {
-        text += static_cast<wchar_t>(c);
-    } else {
-        text += static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
-        text += static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-    }
-}
-
-bool isAscii(std::string_view bytes) {
-    return std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 // U+FFFE and U+FFFF are no characters, and XML has no place for them.
 bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F || c >= 0xFFFE; }
 bool isPlain(wchar_t c) { return (c >= 0x20) & (c < 0x7F) & (c != L'\\'); }
@@ -37,21 +24,6 @@ template <class Text> void appendEscape(Text& out, wchar_t c) {
 }
 
 }  // namespace
-
-std::optional<std::wstring> fromUtf8(std::string_view bytes) {
-    if (isAscii(bytes)) return std::wstring(bytes.begin(), bytes.end());
-    if (utf8::valid(bytes) != bytes) return std::nullopt;
-    std::wstring text;
-    for (std::size_t at = 0; at < bytes.size();) {
-        const auto first = static_cast<unsigned char>(bytes[at]);
-        const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        char32_t c = length == 1 ? first : first & (0x7Fu >> length);
-        for (std::size_t i = 1; i < length; ++i) c = c << 6 | (static_cast<unsigned char>(bytes[at + i]) & 0x3Fu);
-        appendUnit(text, c);
-        at += length;
-    }
-    return text;
-}
 
 void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
     out.push_back('"');
@@ -107,9 +79,9 @@ std::optional<wchar_t> takeCellEscape(std::string_view& text) {
 std::optional<wchar_t> takeJsonEscape(std::string_view& text) {
     constexpr std::string_view letters = "\"\\/bfnrt";
     constexpr std::wstring_view meanings = L"\"\\/\b\f\n\r\t";
-    const std::string_view behind = text.substr(1);  // the backslash
-    const std::size_t which = behind.empty() ? std::string_view::npos : letters.find(behind[0]);
-    const auto unit = behind.starts_with('u') ? hexUnit(behind.substr(1)) : std::nullopt;
+    const std::string_view rest = text.substr(1);  // after the backslash
+    const std::size_t which = rest.empty() ? std::string_view::npos : letters.find(rest[0]);
+    const auto unit = rest.starts_with('u') ? hexUnit(rest.substr(1)) : std::nullopt;
     if (which == std::string_view::npos && !unit) return std::nullopt;
     text.remove_prefix(unit ? 6 : 2);
     return unit ? *unit : meanings[which];
@@ -119,7 +91,7 @@ std::optional<std::wstring> unescaped(std::string_view cell) {
     std::wstring text;
     while (true) {
         const std::size_t at = cell.find('\\');
-        auto plain = fromUtf8(cell.substr(0, at));
+        auto plain = utf8::decodeValid(cell.substr(0, at));
         if (!plain) return std::nullopt;
         if (at == std::string_view::npos && text.empty()) return plain;
         text += *plain;
@@ -143,13 +115,13 @@ std::optional<std::size_t> EscapedText::decode(const std::function<void(std::wst
         } else {
             std::size_t size = std::min(rest.substr(0, most).find('\\'), std::min(rest.size(), most));
             if (size == most)  // not inside of a character
-                while (size > most - 4 && size < rest.size() && (static_cast<unsigned char>(rest[size]) & 0xC0) == 0x80) --size;
-            const std::optional<std::wstring> plain = fromUtf8(rest.substr(0, size));
+                while (size > most - 4 && size < rest.size() && utf8::isContinuation(rest[size])) --size;
+            const std::optional<std::wstring> plain = utf8::decodeValid(rest.substr(0, size));
             if (!plain) return place;
             piece += *plain;
             rest.remove_prefix(size);
         }
-        const bool isHalf = (piece.back() & ~0x3FF) == 0xD800;
+        const bool isHalf = utf16::isHighSurrogate(static_cast<char32_t>(piece.back()));
         if (piece.size() < most || isHalf) continue;
         use(piece);
         piece.clear();

@@ -1,5 +1,5 @@
-// Texts of fields in forms that are UTF-8. A field can hold what that cannot: zero characters, and halves of surrogate
-// pairs that stand alone. Each form has its escapes for them, so that every text comes back as it was.
+// Texts of fields in forms that are UTF-8. A field can also hold zero characters and unpaired surrogates, which UTF-8 cannot
+// represent. Each form escapes them, so that every text comes back unchanged.
 #pragma once
 #include "cli/lines/longtext.h"
 #include <fmt/format.h>
@@ -9,34 +9,34 @@
 
 namespace tramo::cli {
 
-/// The UTF-16 code units that these bytes stand for; nullopt when they are not UTF-8.
-std::optional<std::wstring> fromUtf8(std::string_view bytes);
-
-/// As a JSON string, in quotation marks. Everything beyond ASCII is written as \u20ac, half a pair as \ud83d.
+/// Appends a JSON string with its quotation marks. Characters beyond ASCII are written as \u20ac, an unpaired surrogate as
+/// \ud83d.
 void appendJson(fmt::memory_buffer& out, std::wstring_view text);
 
 /// The same without the quotation marks.
 void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text);
 
-/// As a cell of CSV, SQLite or a workbook: UTF-8, a backslash doubled; control characters, lone halves of pairs, U+FFFE
-/// and U+FFFF as \u0000.
-/// `harmless`: so is a first character that makes a spreadsheet take the cell for a formula.
+/// The text as a cell of CSV, SQLite or a workbook: UTF-8, with each backslash doubled; control characters, unpaired
+/// surrogates, U+FFFE and U+FFFF are written as \u0000. `harmless`: also a first character that makes a spreadsheet read the
+/// cell as a formula.
 std::string escaped(std::wstring_view text, bool harmless);
 
-/// The text of such a cell; nullopt when it is not UTF-8 or has a backslash that begins no escape.
+/// The text of such a cell; nullopt if it is not UTF-8 or has an invalid escape.
 std::optional<std::wstring> unescaped(std::string_view cell);
 
-/// Takes an escape, which is there, from the beginning of a text; nullopt when it is none. Of a cell, and of JSON.
+/// Removes the escape at the beginning of a text, which begins with a backslash, and returns its character; nullopt if it is
+/// invalid. One for cells, one for JSON.
 using TakeEscape = std::optional<wchar_t> (*)(std::string_view& text);
 std::optional<wchar_t> takeCellEscape(std::string_view& text);
 std::optional<wchar_t> takeJsonEscape(std::string_view& text);
 
-/// A text in UTF-8 with escapes, which is decoded piece by piece; the bytes stay where they are.
+/// A text in UTF-8 with escapes, decoded piece by piece. Does not own its bytes.
 class EscapedText : public LongText {
 public:
     EscapedText(std::string_view text, TakeEscape takesEscape) : bytes(text), takeEscape(takesEscape) {}
 
-    /// To be called before it is used: the place of what is not UTF-8 or begins an invalid escape; nullopt when there is none.
+    /// The index of the first byte that is not UTF-8 or begins an invalid escape; nullopt if there is none. Must be called
+    /// before the text is used.
     std::optional<std::size_t> firstFault() const {
         return decode([](std::wstring_view) {});
     }
@@ -50,10 +50,10 @@ private:
     TakeEscape takeEscape;
 };
 
-/// The four hexadecimal digits at the beginning of a text; nullopt when there are none.
+/// The four hexadecimal digits at the beginning of a text; nullopt if it has none.
 std::optional<wchar_t> hexUnit(std::string_view text);
 
-/// Whether a file of a folder of tables is one.
+/// Whether a file in a folder of tables is a table.
 inline bool isTable(std::string_view fileName) { return fileName.size() > 4 && fileName.ends_with(".csv"); }
 
 }  // namespace tramo::cli

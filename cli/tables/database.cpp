@@ -33,13 +33,12 @@ bool hasLog(const std::string& path) {
 }
 
 Database::Database(const std::string& path, std::string calledName, Access wanted) : name(std::move(calledName)), access(wanted) {
-    const int way = access == Read         ? SQLITE_OPEN_READONLY
-                    : access == Unchanging ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI
-                                           : SQLITE_OPEN_READWRITE;
+    int flags = SQLITE_OPEN_NOMUTEX | (access == Read || access == Unchanging ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
+    if (access == Unchanging) flags |= SQLITE_OPEN_URI;
     const std::string& file = access == Unchanging ? unchangingFile(path) : path;
-    const int answer = sqlite3_open_v2(file.c_str(), &database, way | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
     try {
-        expect(answer, SQLITE_OK);
+        expect(result, SQLITE_OK);
         if (access != Alone) return;
         if (sqlite3_db_readonly(database, "main") != 0)
             throw Unreadable{"has changes in its file \"-wal\"; only users who may write to the database can read them"};
@@ -54,8 +53,8 @@ Database::Database(const std::string& path, std::string calledName, Access wante
 void Database::run(const char* sql) { expect(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK); }
 
 bool Database::lock() {
-    const int answer = sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) & 0xFF;
-    return answer != SQLITE_BUSY && answer != SQLITE_LOCKED;
+    const int result = sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) & 0xFF;
+    return result != SQLITE_BUSY && result != SQLITE_LOCKED;
 }
 
 std::uint64_t Database::longestValue() const {
@@ -64,14 +63,16 @@ std::uint64_t Database::longestValue() const {
 
 void Database::close() { sqlite3_close(std::exchange(database, nullptr)); }
 
-void Database::expect(int answer, int good) const {
-    if (answer == good) return;
-    if ((answer & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
+void Database::expect(int result, int good) const {
+    if (result == good) return;
+    if ((result & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
     int error = sqlite3_system_errno(database);
     if (error == 0) sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &error);
     if (access != Write && error) throw Unreadable{reasonOf(error)};
     if (access != Write) throw Unreadable{"as a SQLite database: " + std::string(sqlite3_errmsg(database))};
-    throw WriteFailed{name, answer == SQLITE_FULL ? ENOSPC : answer == SQLITE_TOOBIG ? EFBIG : error ? error : EIO};
+    if (result == SQLITE_FULL) error = ENOSPC;
+    else if (result == SQLITE_TOOBIG) error = EFBIG;
+    throw WriteFailed{name, error ? error : EIO};
 }
 
 Statement::Statement(Database& in, const std::string& sql) : database(in) {
@@ -90,9 +91,9 @@ void Statement::bindZeros(int place, std::uint64_t size) {
 }
 
 bool Statement::step() {
-    const int answer = sqlite3_step(statement);
-    if (answer == SQLITE_ROW) return true;
-    database.expect(answer, SQLITE_DONE);
+    const int result = sqlite3_step(statement);
+    if (result == SQLITE_ROW) return true;
+    database.expect(result, SQLITE_DONE);
     return false;
 }
 

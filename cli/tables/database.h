@@ -1,4 +1,4 @@
-// SQLite's C interface with its answers looked at.
+// SQLite's C interface; every result is checked.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -14,7 +14,7 @@ namespace tramo::cli {
 class Database {
 public:
     /// Unchanging: nobody writes to it, so that no lock is needed. Alone: nobody else reads or writes to it meanwhile. Both
-    /// leave nothing beside a database with a write-ahead log, and Alone knows what is in the log.
+    /// leave no file beside a database with a write-ahead log; Alone also reads what is in the log.
     enum Access { Read, Unchanging, Alone, Write };
 
     /// `name`: how the user calls the file.
@@ -25,7 +25,7 @@ public:
 
     void run(const char* sql);
 
-    /// Keeps all others away until it is closed. False: somebody uses it.
+    /// Locks it for all others until it is closed. Returns false if another program uses it.
     bool lock();
     void close();
 
@@ -34,8 +34,8 @@ public:
     /// Of texts and blobs, in bytes.
     std::uint64_t longestValue() const;
 
-    /// What the last call has answered: nothing if that is `good`, else throws.
-    void expect(int answer, int good) const;
+    /// Throws unless the result of the last call is `good`.
+    void expect(int result, int good) const;
 
 private:
     std::string name;
@@ -43,7 +43,7 @@ private:
     sqlite3* database = nullptr;
 };
 
-/// It is a database with a write-ahead log: what is in it may also be in files beside it.
+/// Whether a file is a database with a write-ahead log, which may have a part of its content in files beside it.
 bool hasLog(const std::string& path);
 
 /// Parameters and columns are numbered as in SQLite: from 1, and from 0.

@@ -5,6 +5,7 @@
 #include "cli/io/usage.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -19,21 +20,19 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
 class CsvFile {
 public:
     CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
         : file(path, withKeysOf(mode, of), name), table(of) {
-        if (bom) file.print("{}", byteOrderMark);
+        if (bom) file.print("{}", encoding::utf8Mark);
         file.print("line,kind");
         for (const Column& column : table.columns) file.print(",{}", column.name);
         file.print("\r\n");
     }
 
-    bool holds(const Row& row) const { return row.table == &table; }
+    bool holds(const TableRow& row) const { return row.table == &table; }
 
-    void put(const Row& row) {
+    void put(const TableRow& row) {
         file.print("{},{}", row.line, table.name);
         for (const Cell& cell : row.cells) {
             file.text.push_back(',');
@@ -86,14 +85,15 @@ private:
     const Table& table;
 };
 
-// Nothing appears before it is known that one file is enough: what goes to a stream is held until then.
+// Writes nothing before it is certain that one file is enough; output for a stream is held until then.
 class SingleCsv : public Sink {
 public:
-    SingleCsv(std::string to, OutFile::Mode chosen, const CsvStyle& style) : path(std::move(to)), mode(chosen), bom(style.bom) {
-        mode.held = !style.oneKind;
+    SingleCsv(std::string to, OutFile::Mode chosen, const SinkOptions& options)
+        : path(std::move(to)), mode(chosen), bom(options.bom) {
+        mode.held = !options.oneKind;
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table, bom);
         if (!file->holds(row))
             throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
@@ -114,8 +114,7 @@ private:
     std::unique_ptr<CsvFile> file;
 };
 
-// Nothing in a folder that was there is deleted: a table whose kind the file does not have any more is left without rows,
-// which an import reads as none.
+// Deletes no file of an existing folder: a table of a kind that the exchange file no longer has is left without rows.
 class CsvFolder : public Sink {
 public:
     CsvFolder(const std::string& path, OutFile::Mode chosen, bool chosenBom)
@@ -123,7 +122,7 @@ public:
         if (folder.target().kind() == Place::Kind::Folder) findOldTables();
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         auto found = files.find(row.table);
         if (found == files.end()) found = begin(*row.table);
         found->second.put(row);
@@ -140,7 +139,7 @@ public:
 private:
     static std::string fileOf(const Table& table) { return table.identifier + std::string(".csv"); }
 
-    // A table that was there is replaced where it is, and keeps its permissions.
+    // An existing table is replaced in its place and keeps its permissions.
     std::map<const Table*, CsvFile>::iterator begin(const Table& table) {
         const std::string file = fileOf(table);
         const std::string path = oldTables.contains(&table) ? pathThere(file) : folder.pathOf(file);
@@ -175,7 +174,7 @@ private:
         const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), std::fclose);
         std::array<char, 16> bytes{};
         std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
-        if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+        if (text.starts_with(encoding::utf8Mark)) text.remove_prefix(encoding::utf8Mark.size());
         return text.starts_with("line,kind,");
     }
 
@@ -189,9 +188,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style) {
-    if (style.isFolder) return std::make_unique<CsvFolder>(path, mode, style.bom);
-    return std::make_unique<SingleCsv>(path, mode, style);
+std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) {
+    const bool isFolder = options.mayBeFolder && !path.ends_with(".csv") && !OutFile::isStream(path);
+    if (isFolder) return std::make_unique<CsvFolder>(path, mode, options.bom);
+    return std::make_unique<SingleCsv>(path, mode, options);
 }
 
 }  // namespace tramo::cli

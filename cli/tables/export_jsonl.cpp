@@ -1,4 +1,4 @@
-// Rows as JSON lines. RapidJSON's writer would refuse half of a surrogate pair, which a field can hold.
+// Rows as JSON lines. RapidJSON's writer refuses unpaired surrogates, which a field can hold.
 #include "cli/io/bufferedfile.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
@@ -20,7 +20,7 @@ class JsonlSink : public Sink {
 public:
     JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {}
 
-    bool describe(const Row& row, fmt::memory_buffer& to) const override {
+    bool describe(const TableRow& row, fmt::memory_buffer& to) const override {
         if (row.longText) return false;
         begin(row, to);
         append(to, "}\n");
@@ -32,7 +32,7 @@ public:
         file.settle();
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         begin(row, file.text);
         if (row.longText) {
             file.print(R"(,"{}":")", row.table->columns.back().name);
@@ -49,7 +49,7 @@ public:
     void finish(const Source&) override { file.commit(); }
 
 private:
-    static void begin(const Row& row, fmt::memory_buffer& to) {
+    static void begin(const TableRow& row, fmt::memory_buffer& to) {
         fmt::format_to(fmt::appender(to), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
         for (std::size_t i = 0; i < row.cells.size(); ++i) {
             if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
@@ -65,7 +65,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode) {
+std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
     return std::make_unique<JsonlSink>(path, mode);
 }
 

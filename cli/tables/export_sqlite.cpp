@@ -1,5 +1,5 @@
-// Rows as tables of a SQLite database: one a kind, what was found, the file they are from, and views of
-// whole meters and of answers.
+// Rows as tables of a SQLite database: a table for each kind, one for findings, one for the exported file, and views of whole
+// meters and of answers.
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
 #include "cli/tables/celltext.h"
@@ -24,7 +24,7 @@ const char* typeOf(const Column& column) {
     return "TEXT";
 }
 
-// The field by which a kind of line tells its meter: that of the meter that the round knows.
+// The field with the serial number of the record's meter: of two meters, of the one that the round knows.
 const Column* meterOf(const Table& table) {
     for (const char* name : {"meterSerialNumber", "oldMeterSerialNumber"})
         if (const auto found = std::ranges::find(table.columns, name, &Column::name); found != table.columns.end())
@@ -69,9 +69,9 @@ class View {
 public:
     View(const Table& of, const Table& meters) : first(of), meter(meters), joins(quoted(of.identifier)) { add(of, ""); }
 
-    /// Adds a row of the same meter, under the names of its fields behind the name of its table. Where a serial number is
-    /// that of one meter, it is the first such row. Where it is repeated, first rows belong to the first meter, second ones
-    /// to the second.
+    /// Adds a row of the same meter; the names of its columns begin with the name of its table. If one meter has the serial
+    /// number, it is the first such row. If several have it, the first row belongs to the first meter, the second row to the
+    /// second.
     void join(const Table& table) {
         joins += fmt::format(" LEFT JOIN {0} ON {0}.\"line\" = coalesce(CASE WHEN {1} < {2} THEN ({3}) ELSE {4} END{5})",
             quoted(table.identifier), lineOf("min", meter), lineOf("max", meter), counterpartIn(table), lineOf("min", table),
@@ -95,7 +95,7 @@ private:
             meterOf(table)->name, serial());
     }
 
-    // Takes a look at both tables whole, but only once for all rows, and not at all where no serial number is repeated.
+    // Reads both tables as a whole, but only once for all rows, and not at all if no serial number is repeated.
     std::string counterpartIn(const Table& table) const {
         return fmt::format("SELECT other.\"line\" FROM ({}) AS own JOIN ({}) AS other ON own.serial = other.serial AND "
                            "own.nth = other.nth WHERE own.\"line\" = \"{}\".\"line\"",
@@ -120,7 +120,7 @@ private:
     std::string columns, joins;
 };
 
-// A row a meter, so that sums over it are those of the tables.
+// One row for each meter, so that sums over the view are sums over the tables.
 std::string viewOfMeters(const Table& meter) {
     View view(meter, meter);
     for (const Table& table : tables())
@@ -128,7 +128,7 @@ std::string viewOfMeters(const Table& meter) {
     return view.definition("meters");
 }
 
-// A row an answered page.
+// One row for each answered page.
 std::string viewOfAnswers(const Table& meter) {
     View view(*std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) && pageOf(table); }), meter);
     view.join(meter);
@@ -139,14 +139,14 @@ class SqliteSink : public Sink {
 public:
     SqliteSink(const std::string& path, OutFile::Mode mode)
         : name(path), file(path, mode), database(begun(), path, Database::Write) {
-        // Nobody sees the file before it is complete, so that nothing needs to be taken back.
+        // The file is not visible before it is complete, so no journal is needed.
         database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
         for (const Table& table : tables()) create(table, "\"line\" INTEGER PRIMARY KEY");
         create(findingTable(), "\"line\" INTEGER");
         create(fileTable(), "");
     }
 
-    void put(const Row& row) override {
+    void put(const TableRow& row) override {
         Statement& insertion = insertions.at(row.table);
         insertion.bind(1, row.line);
         if (row.longText) putLong(insertion, row);
@@ -175,8 +175,8 @@ private:
         return file.temporaryPath();
     }
 
-    // What SQLite keeps beside a database belongs to its old content, and would damage the new one. So would a program that has
-    // the old one open, and goes on writing there.
+    // The files that SQLite keeps beside a database belong to its old content and would damage the new one. So would a program
+    // that has the old one open and continues to write.
     std::unique_ptr<Database> lockOld() {
         Place& target = file.target();
         for (const char* suffix : {"-wal", "-shm", "-journal"})
@@ -199,16 +199,15 @@ private:
         insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
     }
 
-    // SQLite takes a text only whole, and copies it. A very long one is a blob of the same bytes, which is written piece by
-    // piece.
-    void putLong(Statement& insertion, const Row& row) {
+    // SQLite takes a text only as a whole, and copies it. A very long text becomes a blob of the same bytes, which is written
+    // piece by piece.
+    void putLong(Statement& insertion, const TableRow& row) {
         constexpr std::uint64_t longestText = 8 << 20;
         std::uint64_t size = 0;
         row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
         if (size > database.longestValue())
-            refuse(
-                fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it to jsonl, csv or xlsx",
-                    row.line, size, database.longestValue()));
+            refuse(fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it in another form",
+                row.line, size, database.longestValue()));
         const auto last = static_cast<int>(row.cells.size()) + 1;
         if (size <= longestText) {
             std::string text;
@@ -224,7 +223,7 @@ private:
         row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
     }
 
-    void insert(Statement& insertion, int place, const Row& row) {
+    void insert(Statement& insertion, int place, const TableRow& row) {
         texts.clear();
         texts.reserve(row.cells.size());
         for (std::size_t i = 0; i < row.cells.size(); ++i, ++place) {
@@ -247,7 +246,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode) {
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
     return std::make_unique<SqliteSink>(path, mode);
 }
 

@@ -1,5 +1,5 @@
-// Rows as a workbook for spreadsheet programs: a sheet a kind, what was found, and the file they are from. It is written
-// here and not by libxlsxwriter, because that takes no notice of a disk that is full while its temporary files are written.
+// Rows as a workbook for spreadsheet programs: a sheet for each kind, one for findings, and one for the exported file. Written
+// here, not by libxlsxwriter, which does not report a full disk while it writes its temporary files.
 #include "cli/io/text.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
@@ -19,7 +19,7 @@ namespace tramo::cli {
 
 namespace {
 
-// What spreadsheet programs take.
+// Limits of spreadsheet programs.
 constexpr std::size_t mostRows = 1 << 20;
 constexpr std::size_t longestText = 32767;             // in UTF-16 units
 constexpr long long largestInteger = 999999999999999;  // larger ones lose digits
@@ -31,7 +31,7 @@ constexpr const char* xmlHead = R"(<?xml version="1.0" encoding="UTF-8" standalo
 
 // --- Styles ----------------------------------------------------------------------------------------------------------
 
-// In the order in which the style sheet has them. A text stays one when somebody edits its cell, with its zeros in front.
+// In the order of the style sheet. A text remains a text when its cell is edited, and keeps its leading zeros.
 enum Style { General, Header, Text, Date, DateTime };
 
 constexpr const char* styleSheet =
@@ -79,9 +79,8 @@ std::string_view firstPiece(std::string_view text) {
     if (text.size() <= longestText) return text;
     std::size_t units = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0) == 0x80) continue;
-        units += byte >= 0xF0 ? 2 : 1;
+        if (utf8::isContinuation(text[i])) continue;
+        units += static_cast<unsigned char>(text[i]) >= 0xF0 ? 2 : 1;
         if (units > longestText) return text.substr(0, i);
     }
     return text;
@@ -99,8 +98,8 @@ bool isYear(std::wstring_view text) {
     return text.size() == 4 && text[0] != L'0' && std::ranges::all_of(text, [](wchar_t c) { return c >= L'0' && c <= L'9'; });
 }
 
-// The number by which spreadsheets know a date: days since the end of 1899. (Programs agree about
-// them from March 1900 on, fields know none before 1901.) A time that its date does not tell exactly stays a text.
+// A date as spreadsheets store it: days since the end of 1899. (Programs agree on them from March 1900 on; fields have no
+// dates before 1901.) A time that its date does not express exactly remains a text.
 std::optional<double> serialOf(FieldKind kind, std::wstring_view text) {
     namespace chrono = std::chrono;
     if (text.size() != (kind == FieldKind::Date ? 10u : 16u) || text[4] != L'-') return std::nullopt;
@@ -167,12 +166,12 @@ public:
         add("</v></c>");
     }
 
-    /// To be called once, behind the last row.
+    /// Must be called once, after the last row.
     void end() {
         if (!hasHead) writeHead();
         add("</sheetData><autoFilter ref=\"A1:", columns.back().letters, rowNumber, "\"/>");
         addNotes();
-        // That a text could be a number is no mistake.
+        // A text that could be a number is intended.
         add("<ignoredErrors><ignoredError sqref=\"A1:", columns.back().letters, rowNumber, "\" numberStoredAsText=\"1\"/>");
         add("</ignoredErrors></worksheet>\n");
         flush();
@@ -207,7 +206,7 @@ private:
 
     void widen(std::size_t i, std::size_t width) { columns[i].width = std::max(columns[i].width, width); }
 
-    // Widths stand before the rows; those of the first rows tell enough.
+    // Widths are written before the rows; those of the first rows are good enough.
     void writeHead() {
         fmt::memory_buffer head;
         auto print = [&]<class... T>(fmt::format_string<T...> format, T&&... arguments) {
@@ -224,7 +223,7 @@ private:
         hasHead = true;
     }
 
-    // What a field is, for those who choose its name.
+    // Describes a field when its name is selected.
     void addNotes() {
         if (!table.blank) return;
         const std::size_t first = columns.size() - table.columns.size();
@@ -253,17 +252,17 @@ private:
 
 // --- The workbook ----------------------------------------------------------------------------------------------------
 
-/// The sheets of a table: when one is full, the next goes on.
+/// The sheets of a table: when one is full, the next one continues.
 class Sheets {
 public:
     Sheets(const Table& of, bool linesAreNumbered) : table(of), numbersLines(linesAreNumbered) {}
 
-    void put(const Row& row) {
+    void put(const TableRow& row) {
         Sheet* sheet = &beginRow(row.line);
         for (std::size_t i = 0; i < row.cells.size(); ++i) putCell(*sheet, numbersLines + i, row.cells[i], table.columns[i]);
         if (row.longText) sheet = &putLong(*sheet, row);
         sheet->endRow();
-        // A text too long for its cell goes on below.
+        // A text that is too long for its cell continues below.
         while (!unfinished.empty()) {
             sheet = &beginRow(row.line);
             std::vector<Rest> now;
@@ -319,8 +318,8 @@ private:
         putPiece(sheet, {place, escaped(text, false)});
     }
 
-    // The same for a text that is not held whole. Leaves the last of its rows open.
-    Sheet& putLong(Sheet& first, const Row& row) {
+    // The same for a text that is not in memory as a whole. Leaves its last row open.
+    Sheet& putLong(Sheet& first, const TableRow& row) {
         const std::size_t place = numbersLines + row.cells.size() - 1;
         Sheet* sheet = &first;
         std::string waiting;
@@ -359,7 +358,7 @@ public:
         places.emplace(&findingTable(), &all.emplace_back(findingTable(), true));
     }
 
-    void put(const Row& row) override { places.at(row.table)->put(row); }
+    void put(const TableRow& row) override { places.at(row.table)->put(row); }
 
     void finish(const Source& source) override {
         all.emplace_back(fileTable(), false).put(rowOf(source));
@@ -425,6 +424,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode) { return std::make_unique<XlsxSink>(path, mode); }
+std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
+    return std::make_unique<XlsxSink>(path, mode);
+}
 
 }  // namespace tramo::cli

@@ -24,10 +24,10 @@ namespace {
 /// CR.
 class CsvReader {
 public:
-    /// `called`: as people read it.
+    /// `called`: the file's name in messages.
     CsvReader(const std::string& path, std::string called) : bytes(path), name(std::move(called)) {}
 
-    /// False at the end. Blank lines are passed over.
+    /// Returns false at the end. Skips blank lines.
     bool next(std::vector<std::string>& cells) {
         do {
             cells.assign(1, {});
@@ -39,8 +39,8 @@ public:
         return true;
     }
 
-    /// The column of a cell of more than `longestValue` bytes, of which that are only the first ones, and all of them; noColumn:
-    /// there is none.
+    /// The column of a cell of more than `longestValue` bytes, of which `cells` has only the first ones; noColumn: none. And all
+    /// bytes of that cell.
     static constexpr std::size_t noColumn = static_cast<std::size_t>(-1);
     std::size_t longColumn() const { return longPlace; }
     std::string_view longCell() const { return longer.view(); }
@@ -53,7 +53,10 @@ private:
     int nextCharacter(bool quoted) {
         int c = bytes.next();
         const bool isEndOfPair = std::exchange(afterReturn, c == '\r') && c == '\n';
-        if (isEndOfPair && !quoted) afterReturn = (c = bytes.next()) == '\r';
+        if (isEndOfPair && !quoted) {
+            c = bytes.next();
+            afterReturn = c == '\r';
+        }
         lines += (c == '\n' && !(isEndOfPair && quoted)) || c == '\r';
         return c == '\r' && !quoted ? '\n' : c;
     }
@@ -79,14 +82,15 @@ private:
             if (isHeader && ++size > longestHeader)
                 refuse(fmt::format("the names are longer than {} bytes; the file is not an export", longestHeader));
             if (quoted) {
-                if (c != '"') append(cells, c);
-                else quoted = false, closed = true;
+                quoted = c != '"';
+                closed = !quoted;
+                if (quoted) append(cells, c);
                 continue;
             }
-            // Behind a closing mark another one stands for itself.
-            const bool behindMark = std::exchange(closed, false);
-            if (c == '"' && (behindMark || cells.back().empty())) {
-                if (behindMark) append(cells, c);
+            // A quotation mark after a closing one is a character of the cell.
+            const bool isAfterClosing = std::exchange(closed, false);
+            if (c == '"' && (isAfterClosing || cells.back().empty())) {
+                if (isAfterClosing) append(cells, c);
                 quoted = true;
             } else if (c == ',') {
                 cells.emplace_back();
@@ -121,7 +125,7 @@ public:
                                              : named("duplicate column", *name, std::to_string(name - header.begin() + 1)));
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         do {
             if (!reader.next(cells)) return false;
             if (cells.size() != header.size())
@@ -188,7 +192,7 @@ private:
     }
 
     long long lineNumber() const {
-        const std::optional<std::wstring> text = fromUtf8(cells[lineColumn]);
+        const std::optional<std::wstring> text = utf8::decodeValid(cells[lineColumn]);
         const std::optional<long long> number = text ? wholeNumber(*text) : std::nullopt;
         if (!number) reader.refuse(named("line: invalid integer", cells[lineColumn]));
         return *number;
@@ -201,7 +205,7 @@ private:
     std::vector<std::size_t> places;
 };
 
-/// Always the row with the lowest number of those that the tables are at.
+/// Returns the rows of all tables by their line numbers.
 class CsvFolder : public RowSource {
 public:
     explicit CsvFolder(const std::string& path) {
@@ -211,17 +215,17 @@ public:
         for (const std::string& file : files) {
             Open& open = tables.emplace_back(Open{file, nullptr, {}});
             const std::string place = (pathOf(path) / pathOf(file)).string();
-            guarded(open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place))); });
+            namingFile(open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place))); });
             advance(open);
         }
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         if (last && last->source) advance(*last);
         last = nullptr;
         for (Open& open : tables)
             if (open.source && (!last || open.row.line < last->row.line)) last = &open;
-        if (last) row = std::move(last->row);  // but its number
+        if (last) row = std::move(last->row);  // all but its number
         return last != nullptr;
     }
 
@@ -239,11 +243,11 @@ private:
     struct Open {
         std::string name;
         std::unique_ptr<CsvSource> source;  ///< nullptr: has been read to its end
-        Row row;
+        TableRow row;
     };
 
     void advance(Open& open) {
-        guarded(open, [&] {
+        namingFile(open, [&] {
             const long long before = open.row.line;
             if (!open.source->next(open.row)) open.source.reset();
             else if (open.row.line < before)
@@ -251,7 +255,8 @@ private:
         });
     }
 
-    template <class Work> void guarded(const Open& open, Work work) {
+    // Names the file of the folder that cannot be read.
+    template <class Work> void namingFile(const Open& open, Work work) {
         try {
             work();
         } catch (const Unreadable& failure) { throw Unreadable{printable(std::string_view(open.name)) + ": " + failure.reason}; }

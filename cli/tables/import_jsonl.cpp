@@ -1,5 +1,5 @@
-// Rows from JSON lines: each a flat object of texts, numbers and flags. RapidJSON's reader would refuse half of a
-// surrogate pair, which a field can hold; an object without anything nested is quickly read.
+// Rows from JSON lines: each a flat object of texts, numbers and flags. RapidJSON's reader refuses unpaired
+// surrogates, which a field can hold.
 #include "cli/io/text.h"
 #include "cli/lines/input.h"
 #include "cli/tables/celltext.h"
@@ -75,7 +75,7 @@ private:
         std::wstring text;
         while (true) {
             const std::size_t end = rest.find_first_of("\"\\");
-            auto plain = fromUtf8(rest.substr(0, end));
+            auto plain = utf8::decodeValid(rest.substr(0, end));
             if (end == std::string_view::npos) fail("the text does not end");
             if (!plain) fail("the text is not UTF-8");
             if (text.empty()) text = std::move(*plain);
@@ -146,7 +146,7 @@ class JsonlSource : public RowSource {
 public:
     explicit JsonlSource(const std::string& path) : bytes(path) {}
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         do {
             if (!nextText()) return false;
         } while (!makeRow(row));
@@ -171,7 +171,7 @@ private:
         int c;
         while ((c = bytes.next()) >= 0 && c != '\n') {
             const bool isBlank = c == ' ' || c == '\t' || c == '\r';
-            // What is no export at all is not loaded until memory is full.
+            // A file that is not an export must not fill the memory.
             if (!begun && !isBlank && c != '{') refuse(text.view().size(), "expected '{'");
             if (!begun && text.view().size() == longestHeader)
                 refuse(0, fmt::format("{} spaces; the file is not an export", text.view().size()));
@@ -182,14 +182,14 @@ private:
     }
 
     // False: the line holds no row.
-    bool makeRow(Row& row) {
+    bool makeRow(TableRow& row) {
         if (text.view().find_first_not_of(" \t\r") == std::string_view::npos) return false;
         try {
             return fill(row, FlatObject(text.view()));
         } catch (const Malformed& malformed) { refuse(malformed.place, malformed.reason); }
     }
 
-    bool fill(Row& row, FlatObject&& object) {
+    bool fill(TableRow& row, FlatObject&& object) {
         const auto kind = std::ranges::find(object.members, "kind", &FlatObject::Member::name);
         if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing"};
         const auto* name = std::get_if<std::wstring>(&kind->value);
@@ -202,7 +202,7 @@ private:
         places.assign(row.table->columns.size(), std::nullopt);
         const std::vector<Column>& columns = row.table->columns;
         bool hasKind = false, hasLine = false;
-        std::size_t next = 0;  // the column that is probably meant
+        std::size_t next = 0;  // the column that is expected next
         for (FlatObject::Member& member : object.members) {
             const bool isKind = member.name == "kind", isLine = member.name == "line";
             if (!isKind && !isLine && (next == columns.size() || columns[next].name != member.name)) {
@@ -214,8 +214,11 @@ private:
                     refuse(member.namePlace, fmt::format("{} of {}", named("unknown field", member.name), row.table->name));
                 next = static_cast<std::size_t>(column - columns.begin());
             }
-            if (isKind ? std::exchange(hasKind, true) : isLine ? std::exchange(hasLine, true) : places[next].has_value())
-                refuse(member.namePlace, fmt::format("duplicate field \"{}\"", member.name));  // a known one
+            bool isDuplicate = false;
+            if (isKind) isDuplicate = std::exchange(hasKind, true);
+            else if (isLine) isDuplicate = std::exchange(hasLine, true);
+            else isDuplicate = places[next].has_value();
+            if (isDuplicate) refuse(member.namePlace, fmt::format("duplicate field \"{}\"", member.name));  // a known one
             if (isKind || isLine) continue;
             places[next] = member.valuePlace;
             if (member.longText) {

@@ -38,7 +38,7 @@ public:
         if (readers.empty()) throw Unreadable{"has no table of lines; the database is not an export"};
     }
 
-    bool next(Row& row) override {
+    bool next(TableRow& row) override {
         if (last) advance(*last);
         last = nullptr;
         for (Reader& reader : readers)
@@ -69,8 +69,8 @@ private:
         long long line = 0;
     };
 
-    // Other programs that go by SQLite's locks write to the file only while nobody reads it, unless it has a log in use. What
-    // anybody else has written is noticed here.
+    // Programs that respect SQLite's locks write to the file only while nobody reads it, unless its log is in use. Notices what
+    // other programs have written.
     void confirm() {
         if (state.isShared || std::exchange(confirmed, true)) return;
         const std::optional<FileState> now = cli::stateOf(source.stream()), named = cli::stateOf(state.place);
@@ -79,9 +79,9 @@ private:
         if (named && !named->isSameFile(*now)) complain(file + ": was replaced while it was read; the old file was read");
     }
 
-    // What tells whether somebody writes to a database with a write-ahead log. While it is in use, two files are beside it; a
-    // program that was killed leaves them behind. Where there is none, SQLite would make them to read the database, and leave
-    // them there.
+    // Shows whether a program writes to a database with a write-ahead log: while it is in use, two files are beside it, and
+    // they remain if the program was killed. If there are none, SQLite would create them to read the database, and leave them
+    // there.
     struct State {
         explicit State(const std::string& path)
             : place(std::filesystem::canonical(pathOf(path)).string()), withLog(hasLog(place)), size(sizeOf(place)),
@@ -91,8 +91,8 @@ private:
         bool operator==(const State&) const = default;
 
         Database::Access access() const {
-            if (!withLog) return Database::Read;
-            return isShared ? Database::Read : log == 0 ? Database::Unchanging : Database::Alone;
+            if (!withLog || isShared) return Database::Read;
+            return log == 0 ? Database::Unchanging : Database::Alone;
         }
 
         static bool exists(const std::string& file) { return std::filesystem::exists(pathOf(file)); }
@@ -115,7 +115,7 @@ private:
         } catch (const std::filesystem::filesystem_error& failure) { throw Unreadable{failure.code().message()}; }
     }
 
-    // SQLite would say of many things only that it cannot open them.
+    // SQLite's own message often gives no reason.
     static const std::string& checked(const std::string& path) {
         if (path == "-") throw Unreadable{"a database cannot be read from a stream; name its file"};
         std::error_code error;
@@ -155,13 +155,13 @@ private:
         if (reader.hasRow) reader.line = sqlite3_column_int64(reader.statement.handle(), 0);
     }
 
-    void fill(Row& row) const {
+    void fill(TableRow& row) const {
         row = {last->table, last->line, std::vector<Cell>(last->table->columns.size())};
         for (std::size_t i = 0; i < last->places.size(); ++i)
             if (last->places[i] < row.cells.size()) fill(row, last->places[i], static_cast<int>(i) + 1);
     }
 
-    void fill(Row& row, std::size_t place, int column) const {
+    void fill(TableRow& row, std::size_t place, int column) const {
         sqlite3_stmt* statement = last->statement.handle();
         const int type = sqlite3_column_type(statement, column);
         const bool isText = type == SQLITE_TEXT || type == SQLITE_BLOB;
@@ -201,7 +201,7 @@ private:
     std::string file;
     State state;
     NotedInput noted;
-    SourceFile source;  ///< to be closed behind the database: closing it takes away SQLite's locks
+    SourceFile source;  ///< must be closed after the database: closing it removes SQLite's locks
     const std::optional<FileState> opened = cli::stateOf(source.stream());
     bool confirmed = false;
     std::deque<NotedInput> companions;

@@ -57,7 +57,7 @@ std::vector<Table> makeTables() {
 
 // --- From values to cells --------------------------------------------------------------------------------------------
 
-// What reads back as another number in one form or another: JSON and SQLite have no infinities, SQLite no negative zero.
+// Numbers that some form cannot hold: JSON and SQLite have no infinities, SQLite has no negative zero.
 struct NamedNumber {
     const wchar_t* name;
     double value;
@@ -78,14 +78,14 @@ Cell cellOf(double value) {
     return std::ranges::find_if(namedNumbers, [&](const NamedNumber& named) { return isSame(named.value, value); })->name;
 }
 
-constexpr std::wstring_view secondsBehind = L" s";
+constexpr std::wstring_view secondsSuffix = L" s";
 
 std::optional<long long> timeOf(FieldKind kind, std::wstring_view text);
 
-// A time that its date does not tell exactly (another minute, another midnight, an hour that a zone repeats) is seconds.
+// A time that its date does not express exactly (another minute, another midnight, an hour that a zone repeats) is seconds.
 std::wstring dateOf(const Field& field, long long seconds) {
     std::wstring text = textOf(field, seconds);
-    if (timeOf(field.kind, text) != seconds) text = std::to_wstring(seconds).append(secondsBehind);
+    if (timeOf(field.kind, text) != seconds) text = std::to_wstring(seconds).append(secondsSuffix);
     return text;
 }
 
@@ -116,7 +116,7 @@ template <class Number, class... Format> std::optional<Number> parsed(std::wstri
     return error == std::errc{} && stop == end ? std::optional(value) : std::nullopt;
 }
 
-// "0000-00-00T00:00": a digit for each zero, everything else as it stands. Gives the digits.
+// The digits of a text like "0000-00-00T00:00", with a digit for each zero of the pattern.
 std::optional<std::wstring> digitsOf(std::wstring_view text, std::wstring_view pattern) {
     if (text.size() != pattern.size()) return std::nullopt;
     std::wstring digits;
@@ -128,20 +128,24 @@ std::optional<std::wstring> digitsOf(std::wstring_view text, std::wstring_view p
     return digits;
 }
 
+std::wstring_view patternOf(FieldKind kind) {
+    if (kind == FieldKind::Year) return L"0000";
+    return kind == FieldKind::Date ? L"0000-00-00" : L"0000-00-00T00:00";
+}
+
+bool readTime(FieldKind kind, std::wstring& digits, long32& seconds) {
+    if (kind == FieldKind::Year) return StrConv::toYear(digits, seconds);
+    return kind == FieldKind::Date ? StrConv::toDate(digits, seconds) : StrConv::toDateTime(digits, seconds);
+}
+
 std::optional<long long> timeOf(FieldKind kind, std::wstring_view text) {
-    if (text.ends_with(secondsBehind)) {
-        const auto seconds = parsed<long long>(text.substr(0, text.size() - secondsBehind.size()));
+    if (text.ends_with(secondsSuffix)) {
+        const auto seconds = parsed<long long>(text.substr(0, text.size() - secondsSuffix.size()));
         return seconds && std::in_range<std::int32_t>(*seconds) ? seconds : std::nullopt;
     }
-    const wchar_t* pattern = kind == FieldKind::Year ? L"0000" : kind == FieldKind::Date ? L"0000-00-00" : L"0000-00-00T00:00";
-    std::optional<std::wstring> digits = digitsOf(text, pattern);
-    if (!digits) return std::nullopt;
+    std::optional<std::wstring> digits = digitsOf(text, patternOf(kind));
     long32 seconds{};
-    if (kind == FieldKind::Year
-            ? !StrConv::toYear(*digits, seconds)
-            : !(kind == FieldKind::Date ? StrConv::toDate(*digits, seconds) : StrConv::toDateTime(*digits, seconds)))
-        return std::nullopt;
-    return seconds;
+    return digits && readTime(kind, *digits, seconds) ? std::optional<long long>(seconds) : std::nullopt;
 }
 
 std::optional<double> realOf(const Cell& cell) {
@@ -155,7 +159,7 @@ std::optional<double> realOf(const Cell& cell) {
     return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
-// Programs that hold a column with gaps as decimals write whole numbers so: "6054.0".
+// Programs that keep a column with gaps as decimals write integers like this: "6054.0".
 std::wstring_view withoutZeroDecimals(std::wstring_view text) {
     const std::size_t point = text.find(L'.');
     if (point == std::wstring_view::npos || point == 0 || point + 1 == text.size()) return text;
@@ -218,18 +222,18 @@ std::string shownCell(const Cell& cell) {
         return text->size() <= most ? quoted(*text) : quoted(text->substr(0, most)) + "...";
     if (const auto* integer = std::get_if<long long>(&cell)) return fmt::format("{}", *integer);
     if (const auto* real = std::get_if<double>(&cell)) return fmt::format("{}", *real);
-    const auto* flag = std::get_if<bool>(&cell);
-    return !flag ? "null" : *flag ? "true" : "false";
+    if (const auto* flag = std::get_if<bool>(&cell)) return *flag ? "true" : "false";
+    return "null";
 }
 
-// The one place where it is said why a value is none of its field.
+// Why a value is invalid for its field.
 std::string whyUnfit(const Field& field, const Cell& cell) {
     const auto invalid = [&](const char* what, const std::string& expected) {
         return fmt::format("invalid {} {}: expected {}", what, shownCell(cell), expected);
     };
     switch (field.kind) {
     case FieldKind::Text: break;
-    case FieldKind::Integer: return invalid("integer", "a whole number that the field can hold");
+    case FieldKind::Integer: return invalid("integer", "an integer that the field can hold");
     case FieldKind::Decimal: return invalid("number", "a decimal number");
     case FieldKind::Date: return invalid("date", "YYYY-MM-DD, a day that the field can hold");
     case FieldKind::DateTime: return invalid("date and time", "YYYY-MM-DDThh:mm, a time that the field can hold");
@@ -241,7 +245,7 @@ std::string whyUnfit(const Field& field, const Cell& cell) {
     return invalid("text", "a text");
 }
 
-// Texts and whole numbers that the library would cut or leave out. What it has read always fits.
+// The width of texts and integers, which the library would truncate or leave out. Values that it has read always fit.
 std::size_t widthOf(const Field& field, const FieldValue& value) {
     if (const auto* text = std::get_if<std::wstring>(&value)) return text->size();
     return field.kind == FieldKind::Integer ? std::to_string(std::get<long long>(value)).size() : 0;
@@ -252,7 +256,7 @@ struct GivenValue {
     FieldValue value;
 };
 
-LineModel modelOf(const Row& row, std::vector<GivenValue>& given) {
+LineModel modelOf(const TableRow& row, std::vector<GivenValue>& given) {
     LineModel model = *row.table->blank;
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
         const Cell& cell = row.cells[i];
@@ -293,7 +297,7 @@ std::string whyLost(
 }
 
 // The line is read again, and every value that was given must be there.
-void findLost(const Row& row, const std::vector<GivenValue>& given, const LineModel& written, std::wstring_view line,
+void findLost(const TableRow& row, const std::vector<GivenValue>& given, const LineModel& written, std::wstring_view line,
     std::vector<RowFault>& lost) {
     const LineModel read = LineModel::of(written.kind(), line);
     for (const auto& [column, value] : given) {
@@ -306,7 +310,7 @@ void findLost(const Row& row, const std::vector<GivenValue>& given, const LineMo
 }
 
 // A line is its text; values beside it can only say the same, and are never shown.
-void findLostKeys(const Row& row, std::wstring_view line, std::vector<RowFault>& lost) {
+void findLostKeys(const TableRow& row, std::wstring_view line, std::vector<RowFault>& lost) {
     ParsedKeyLine parsed = parseKeyLine(line);
     for (std::size_t i = 0; i < std::size(keyValues); ++i) {
         const KeyValue& value = keyValues[i];
@@ -324,7 +328,7 @@ void findLostKeys(const Row& row, std::wstring_view line, std::vector<RowFault>&
 }
 
 // The text of a row that is nothing else.
-std::wstring verbatimLine(Row& row, std::vector<RowFault>& lost) {
+std::wstring verbatimLine(TableRow& row, std::vector<RowFault>& lost) {
     const std::size_t column = row.cells.size() - 1;
     auto* text = std::get_if<std::wstring>(&row.cells[column]);
     const bool isKey = row.table == &keyTable();
@@ -343,18 +347,18 @@ bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
     return a.substr(first, count) != b.substr(first, count);
 }
 
-Row textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
+TableRow textRow(long long number, std::wstring_view text) { return {&textTable(), number, {std::wstring(text)}}; }
 
-Row textRow(const Line& line) {
+TableRow textRow(const Line& line) {
     if (!line.whole) return textRow(line.number, line.text);
-    Row row{&textTable(), line.number, std::vector<Cell>(1)};
+    TableRow row{&textTable(), line.number, std::vector<Cell>(1)};
     row.longText = line.whole;
     return row;
 }
 
-// A cell stands for its value and for nothing else, so that the row is proved by its values.
-Row modelRow(long long number, const Table& table, LineModel& model) {
-    Row row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
+// A cell has only its value, so the row is tested by the line that its values make.
+TableRow modelRow(long long number, const Table& table, LineModel& model) {
+    TableRow row{&table, number, std::vector<Cell>(table.columns.size()), !model.parseErrors().empty()};
     LineModel proof = *table.blank;
     auto say = [&](std::size_t i, FieldValue value) {
         const Field& field = *table.columns[i].field;
@@ -379,8 +383,8 @@ Row modelRow(long long number, const Table& table, LineModel& model) {
 }
 
 // The text of a key line says everything, its values are for the reader. A damaged one may hold keys anywhere.
-Row keyRow(const Line& line, Keys keys) {
-    Row row{&keyTable(), line.number, std::vector<Cell>(keyTable().columns.size())};
+TableRow keyRow(const Line& line, Keys keys) {
+    TableRow row{&keyTable(), line.number, std::vector<Cell>(keyTable().columns.size())};
     if (line.whole) {
         row.lacksMembers = keys == Keys::Masked;
         if (keys == Keys::Shown) row.longText = line.whole;
@@ -424,12 +428,12 @@ const Table* tableNamed(std::string_view name) {
     return found == tables().end() ? nullptr : &*found;
 }
 
-Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
+TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {
     if (kind == LineKind::Key && !line.text.empty()) return keyRow(line, keys);
     return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line);
 }
 
-std::wstring lineOf(Row& row, std::vector<RowFault>& lost) {
+std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost) {
     if (!row.table->blank) return verbatimLine(row, lost);
     std::vector<GivenValue> given;
     given.reserve(row.cells.size());
@@ -448,8 +452,8 @@ const Table& findingTable() {
     return table;
 }
 
-Row rowOf(const Finding& finding, long long line) {
-    auto text = [](std::string_view utf8) { return utf8.empty() ? Cell{} : Cell{fromUtf8(utf8).value_or(L"")}; };
+TableRow rowOf(const Finding& finding, long long line) {
+    auto text = [](std::string_view bytes) { return bytes.empty() ? Cell{} : Cell{utf8::decodeValid(bytes).value_or(L"")}; };
     auto number = [](int value) { return value ? Cell{static_cast<long long>(value)} : Cell{}; };
     const std::string message = finding.sentence + (finding.reason.empty() ? "" : ": " + finding.reason);
     return {&findingTable(), line,
@@ -458,7 +462,7 @@ Row rowOf(const Finding& finding, long long line) {
             finding.field.empty() || !finding.column ? Cell{} : Cell{finding.found}, text(message)}};
 }
 
-void wipe(Row& row) {
+void wipe(TableRow& row) {
     for (Cell& cell : row.cells)
         if (auto* text = std::get_if<std::wstring>(&cell)) wipe(*text);
 }

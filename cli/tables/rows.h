@@ -1,8 +1,8 @@
-// Lines of exchange files as rows of plain values: what an export writes and an import reads, in whatever form.
+// Lines of exchange files as rows of values: what all forms of export and import have in common.
 //
-// A table is a kind of line, its columns are the fields that stand in the line. A row is made of a line's values, so that
-// the line made of the row is the one that the library writes after parsing; rowOf() makes sure of it. A line that has
-// no such values (damaged, of no known kind) is a row of `textTable`, which holds its text.
+// A table holds the records of one kind; its columns are the fields of that kind. A row has the values of one line. rowOf()
+// makes sure that the line built from the row is the one that the library writes after parsing. A malformed line has no
+// values: it is a row of `textTable`, which holds its text.
 #pragma once
 #include "cli/lines/longline.h"
 #include "common/wipe.h"
@@ -17,11 +17,11 @@
 
 namespace tramo::cli {
 
-/// One value, as every form can hold it. Nothing: what a blank line has there.
+/// A value that every form can hold. monostate: the value of a blank line.
 using Cell = std::variant<std::monostate, std::wstring, long long, double, bool>;
 
-/// A column holds cells of one type, but a text can stand in any: for dates, codes and alarm flags, for numbers that the
-/// other forms cannot hold ("nan", "inf", "-zero"), and for what people have typed.
+/// A column holds cells of one type. Any column can also hold texts: dates, codes and alarm flags, numbers that the other
+/// forms cannot hold ("nan", "inf", "-zero"), and texts that people have typed.
 struct Column {
     enum class Type { Text, Integer, Real, Flag };
     std::string name;
@@ -43,10 +43,10 @@ const Table* tableNamed(std::string_view name);
 const Table& keyTable();
 const Table& textTable();
 
-/// The names of the values that are shown as `masked` unless they were asked for.
+/// Shown in the place of a key, unless keys are asked for.
 inline constexpr const wchar_t* masked = L"***";
 
-struct Row {
+struct TableRow {
     const Table* table = nullptr;
     long long line = 0;
     std::vector<Cell> cells{};                   ///< one for each of the table's columns
@@ -58,9 +58,9 @@ struct Row {
 enum class Keys { Masked, Shown };
 
 /// The row of a line. `model`: of the line, nullptr when it has none. It is written from, and otherwise left as it is.
-Row rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
+TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
 
-/// The whole number that a text says, also as a decimal without a fraction: "6054", "6054.0".
+/// The integer that a text represents, also as a decimal without a fraction: "6054", "6054.0".
 std::optional<long long> wholeNumber(std::wstring_view text);
 
 /// What is wrong with a row, and with which of its values.
@@ -77,14 +77,14 @@ struct Unfit {
 
 /// The line of a row, without its line ending. `lost` gets the values of the row that the format does not give back when
 /// it reads the line. Takes long texts out of the row. Throws Unfit.
-std::wstring lineOf(Row& row, std::vector<RowFault>& lost);
+std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost);
 
-/// What was found, for those who keep it beside the rows. Never a line.
+/// Findings, for forms that hold them beside the rows. An import skips them.
 const Table& findingTable();
-Row rowOf(const Finding& finding, long long line);
+TableRow rowOf(const Finding& finding, long long line);
 
 /// Overwrites what the row holds.
 using tramo::wipe;
-void wipe(Row& row);
+void wipe(TableRow& row);
 
 }  // namespace tramo::cli

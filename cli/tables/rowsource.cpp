@@ -1,5 +1,6 @@
 #include "cli/tables/rowsource.h"
 #include "cli/io/text.h"
+#include "common/encoding.h"
 #include <cerrno>
 #include <utility>
 
@@ -21,8 +22,8 @@ bool ByteReader::fill() {
     }
     if (filled == 0) Progress::wipe();
     else progress.show(name, loaded += filled, file.size());
-    constexpr std::string_view mark = "\xEF\xBB\xBF";
-    if (loaded == filled && std::string_view(block.data(), filled).starts_with(mark)) at = mark.size();
+    if (loaded == filled && std::string_view(block.data(), filled).starts_with(encoding::utf8Mark))
+        at = encoding::utf8Mark.size();
     return at < filled;
 }
 

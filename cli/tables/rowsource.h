@@ -1,4 +1,4 @@
-// Where an import gets its rows from: one form each.
+// Where an import reads its rows from: a class for each form.
 #pragma once
 #include "cli/io/console.h"
 #include "cli/io/notedinput.h"
@@ -11,41 +11,43 @@
 
 namespace tramo::cli {
 
-/// A row is not what it should be, and where it stands.
+/// An invalid row, and its place.
 struct BadRow {
     std::string place, reason;
 };
 
-/// Throws BadRow, and Unreadable of the file as a whole.
+/// Reads rows. Throws BadRow for a row, and Unreadable for the file as a whole.
 class RowSource {
 public:
     virtual ~RowSource() = default;
 
     /// The next row; false at the end.
-    virtual bool next(Row& row) = 0;
+    virtual bool next(TableRow& row) = 0;
 
-    /// Where the last row stands, or its value in this column of its table, for people and editors: "rows.jsonl:3:17",
+    /// The place of the last row, or of its value in this column of its table, for people and editors: "rows.jsonl:3:17",
     /// "tables/tag.csv:3", "round.db: tag, line 3".
     virtual std::string place(std::size_t column) const = 0;
 };
 
-std::unique_ptr<RowSource> makeJsonlSource(const std::string& path);
+using MakeRowSource = std::unique_ptr<RowSource>(const std::string& path);
+
+MakeRowSource makeJsonlSource;
 
 /// A folder: the rows of all its tables, by the numbers of their lines.
-std::unique_ptr<RowSource> makeCsvSource(const std::string& path);
+MakeRowSource makeCsvSource;
 
-/// A database: the rows of all its tables, by the numbers of their lines.
-std::unique_ptr<RowSource> makeSqliteSource(const std::string& path);
+/// The rows of all tables of a database, by the numbers of their lines.
+MakeRowSource makeSqliteSource;
 
-/// A stream of bytes, one at a time, of a file as it was when it was opened; a byte order mark of UTF-8 at its beginning is
-/// passed over. "-" is the standard input. On a terminal it tells how far it has come.
+/// Reads the bytes of a file one at a time, as the file was when it was opened, and skips a UTF-8 byte order mark at its
+/// beginning. "-" is the standard input. Shows its progress on a terminal.
 class ByteReader {
 public:
     explicit ByteReader(const std::string& path);
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
 
-    /// As people read it.
+    /// The file's name in messages.
     const std::string& fileName() const { return name; }
 
     /// -1: the end.
@@ -65,10 +67,10 @@ private:
     std::size_t at = 0, filled = 0;
 };
 
-/// No header is longer; a file that has a longer one is something else. A row can be any damaged line.
+/// The longest header; a file with a longer one is not an export. Rows can be longer, as malformed lines can.
 inline constexpr std::size_t longestHeader = 1 << 20;
 
-/// A text of more bytes is taken piece by piece, and only where it is a whole line.
+/// A text of more bytes is read piece by piece, and must be the text of a whole line.
 inline constexpr std::size_t longestValue = 1 << 20;
 inline bool isPlaceOfLine(const Table& table, std::size_t column) { return !table.blank && column + 1 == table.columns.size(); }
 inline std::string tooLongFor(const std::string& column) {

@@ -1,6 +1,5 @@
 #include "cli/tables/sink.h"
 #include "cli/io/text.h"
-#include "cli/tables/celltext.h"
 
 namespace tramo::cli {
 
@@ -11,16 +10,15 @@ const Table& fileTable() {
     return table;
 }
 
-Row rowOf(const Source& source) {
-    auto text = [](std::string_view bytes) { return fromUtf8(utf8::valid(bytes)).value_or(L""); };
+TableRow rowOf(const Source& source) {
     // Cell by cell: from a list in braces, GCC 12 gives memory back twice when there is none for a later cell.
-    Row row{&fileTable(), 0, {}};
+    TableRow row{&fileTable(), 0, {}};
     row.cells.reserve(fileTable().columns.size());
-    row.cells.emplace_back(text(source.name));
-    row.cells.emplace_back(text(source.utf16 ? "UTF-16LE" : "ANSI"));
+    row.cells.emplace_back(utf8::decode(source.name));
+    row.cells.emplace_back(source.utf16 ? L"UTF-16LE" : L"ANSI");
     row.cells.emplace_back(static_cast<long long>(source.bytes));
     row.cells.emplace_back(source.lines);
-    row.cells.emplace_back(text(TRAMO_VERSION));
+    row.cells.emplace_back(utf8::decode(TRAMO_VERSION));
     return row;
 }
 

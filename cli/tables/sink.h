@@ -1,4 +1,4 @@
-// What an export is written to: one form each.
+// What an export writes to: a class for each form.
 #pragma once
 #include "cli/io/outfile.h"
 #include "cli/tables/rows.h"
@@ -10,7 +10,7 @@
 
 namespace tramo::cli {
 
-/// The file that the rows are from.
+/// The exported file.
 struct Source {
     std::string name;
     bool utf16;
@@ -18,43 +18,46 @@ struct Source {
     long long lines;
 };
 
-/// What is told of the file where the form has a place for it. Its row has no line number.
+/// Describes the exported file, in forms that have a place for it. Its row has no line number.
 const Table& fileTable();
-Row rowOf(const Source& source);
+TableRow rowOf(const Source& source);
 
-/// Nothing appears in its place before `finish`. Every operation may throw WriteFailed.
+/// Writes rows. The output appears with `finish`, not before. Every operation may throw WriteFailed.
 class Sink {
 public:
     virtual ~Sink() = default;
 
-    /// A row of `tables()`, or a finding where the form has a place for them.
-    virtual void put(const Row& row) = 0;
+    /// Writes a row of `tables()`, or a finding if the form has a place for them.
+    virtual void put(const TableRow& row) = 0;
 
-    /// The same in two steps, where the form allows it: `describe` adds the row to a text, on any thread, and `put` takes
-    /// such texts in the rows' order. False: it does not.
-    virtual bool describe(const Row&, fmt::memory_buffer&) const { return false; }
+    /// The same in two steps, in forms that allow it: `describe` appends the row to a text, on any thread, and `put` writes
+    /// such texts in the order of the rows. Returns false in other forms.
+    virtual bool describe(const TableRow&, fmt::memory_buffer&) const { return false; }
     virtual void put(std::string_view) {}
     virtual void finish(const Source& source) = 0;
 };
 
-/// One JSON object a row, one row a line.
-std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode);
-
-struct CsvStyle {
-    bool isFolder = false;  ///< a folder, where each table has its own file
-    bool bom = false;       ///< files begin with a byte order mark
-    bool oneKind = false;   ///< there are rows of one table only
+/// What an export chooses besides the file.
+struct SinkOptions {
+    bool mayBeFolder = true;  ///< csv: a path without the suffix .csv is a folder, where each table has its own file
+    bool oneKind = false;     ///< there are rows of one table only
+    bool bom = false;         ///< files begin with a byte order mark
 };
 
-/// A line of column names, then one line a row; rows of one table only, unless `path` is a folder. Throws WrongUsage for a
-/// second table, and for a folder that holds tables already, or files that no export has made.
-std::unique_ptr<Sink> makeCsvSink(const std::string& path, OutFile::Mode mode, CsvStyle style);
+using MakeSink = std::unique_ptr<Sink>(const std::string& path, OutFile::Mode mode, const SinkOptions& options);
 
-/// A SQLite database: a table a kind, also of what was found and of the file, and the views "meters" and "answers". Not
+/// One JSON object a row, one row a line.
+MakeSink makeJsonlSink;
+
+/// A line of column names, then one line a row; rows of one table only, unless the output is a folder. Throws WrongUsage for
+/// a second table, and for a folder that holds tables already, or files that no export has made.
+MakeSink makeCsvSink;
+
+/// A SQLite database: a table for each kind, also of the findings and of the file, and the views "meters" and "answers". Not
 /// for the standard output.
-std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode);
+MakeSink makeSqliteSink;
 
-/// A workbook (Office Open XML): a sheet a kind, also of what was found and of the file.
-std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode);
+/// A workbook (Office Open XML): a sheet for each kind, also of the findings and of the file.
+MakeSink makeXlsxSink;
 
 }  // namespace tramo::cli

@@ -13,7 +13,7 @@ WrongUsage refusal(const char* option) {
 
 }  // namespace
 
-std::unique_ptr<Sink> makeSqliteSink(const std::string&, OutFile::Mode) { throw refusal("--to"); }
+std::unique_ptr<Sink> makeSqliteSink(const std::string&, OutFile::Mode, const SinkOptions&) { throw refusal("--to"); }
 std::unique_ptr<RowSource> makeSqliteSource(const std::string&) { throw refusal("--from"); }
 
 }  // namespace tramo::cli

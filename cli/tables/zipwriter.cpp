@@ -17,7 +17,7 @@ struct Number {
     int bytes;
 };
 
-// Numbers one behind another, the lowest byte first.
+// Appends numbers, each with the lowest byte first.
 void append(std::string& out, std::initializer_list<Number> numbers) {
     for (const Number& number : numbers)
         for (int i = 0; i < number.bytes; ++i) out += static_cast<char>(number.value >> (8 * i) & 0xFF);

@@ -10,7 +10,7 @@
 
 namespace tramo::cli {
 
-/// A file of an archive in the making. It is compressed as it comes and held in memory, so that several can grow at once.
+/// A file of an unfinished archive. It is compressed in pieces and held in memory, so that several can grow at once.
 class ZipMember {
 public:
     ZipMember();

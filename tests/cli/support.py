@@ -124,6 +124,10 @@ class CliTest(unittest.TestCase):
             file.write(content)
         return path
 
+    def content(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
     def run_tool(self, *arguments, stdin=b"", env=None, cwd=ROOT, timeout=240):
         done = subprocess.run([TRAMO, *arguments], input=stdin, capture_output=True, cwd=cwd, timeout=timeout,
                               env=ENVIRONMENT | (env or {}))
@@ -140,6 +144,12 @@ class CliTest(unittest.TestCase):
         self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
         self.assertEqual((result.code, result.err), (code if expected else 0, ""))
         return result
+
+
+def choices(command, option):
+    """The values that an option takes, as the message about another value names them."""
+    err = subprocess.run([TRAMO, command, "FILE", option, "?"], capture_output=True, text=True, env=ENVIRONMENT, cwd="/").stderr
+    return re.split(", | or ", re.search(rf'{option}: invalid value "\?"; expected (.*)', err)[1])
 
 
 def stop_while_reading(start, size, first=300_000):

@@ -4,11 +4,12 @@ import io
 import json
 import math
 import os
+import re
 import sqlite3
 import stat
 import unittest
 from rows import SAMPLES, TripTest
-from support import AMR, INFORMATION, METER, ROUND, lines, put, sample, sample_line, utf16
+from support import AMR, INFORMATION, METER, ROUND, choices, lines, put, sample, sample_line, utf16
 
 KEYS = sample("amr-keys.txt")
 
@@ -453,6 +454,58 @@ class Keys(ExportTest):
             for secret in self.secrets():
                 self.assertIn(secret, text)
             self.assertEqual(stat.S_IMODE(os.stat(self.path(path)).st_mode), 0o600)
+
+
+class Forms(ExportTest):
+    def suffixes(self, command, option):
+        """The suffixes that the help page lists, each with its form."""
+        options = self.run_tool("help", command).out.split("\nOptions:\n")[1]
+        words = " ".join(re.search(rf"^  {option} WHAT +(.*?)\n  -", options, re.M | re.S)[1].split())
+        return {suffix: form for form, suffixes in re.findall(r"(\w+) \(((?:\.\w+(?:, )?)+)", words) for suffix in suffixes.split(", ")}
+
+    def test_every_form_is_named_wherever_forms_are(self):
+        for command, option in (("export", "--to"), ("import", "--from")):
+            forms = choices(command, option)
+            self.assertIn("jsonl", forms)
+            missing = self.run_tool(command, "FILE").err.splitlines()[0]
+            self.assertEqual(re.split(", | or ", missing.split("expected ")[1]), forms)
+            self.assertEqual(list(dict.fromkeys(self.suffixes(command, option).values())), forms)
+
+    def test_suffix_selects_the_form(self):
+        content = lines(ROUND, METER, b"x")
+        suffixes = self.suffixes("export", "--to")
+        self.assertEqual(set(suffixes.values()), set(choices("export", "--to")))
+        for suffix, form in suffixes.items():
+            with self.subTest(suffix=suffix):
+                outs = [self.path(f"{name}{suffix}") for name in ("by-name", "by-suffix")]
+                only = ["--only", "round"] if form == "csv" else []
+                self.export(content, "-o", outs[0], *only, form=form)
+                result = self.run_tool("export", self.path("f"), "-o", outs[1], *only)
+                self.assertEqual((result.code, result.err.count("malformed")), (1, 1) if not only else (0, 0), result.err)
+                contents = [self.content(out) for out in outs]
+                self.assertEqual(contents[0], contents[1])
+                if form in choices("import", "--from"):
+                    for number, words in enumerate(([], ["--from", form])):
+                        result = self.run_tool("import", outs[0], *words, "--encoding", "ansi", "-o", self.path(str(number)))
+                        self.assertEqual(result.err, "")
+                    self.assertEqual(self.content(self.path("0")), self.content(self.path("1")))
+                    self.assertEqual(self.content(self.path("0"))[:1], ROUND[:1])
+                    os.remove(self.path("0"))
+
+    def test_other_suffix_selects_nothing(self):
+        for out in ("x", "x.txt", "csv", "x.csv.gz", "-", "x.CSV"):
+            result = self.run_tool("export", self.write("f", lines(ROUND)), "-o", self.path(out) if out != "-" else out)
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertIn("--to is missing", result.err)
+        result = self.run_tool("import", self.write("book.xlsx", b""), "--encoding", "ansi")
+        self.assertEqual(result.code, 2)
+        self.assertIn("--from is missing; expected jsonl, csv or sqlite", result.err)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["book.xlsx", "f"])
+
+    def test_named_form_counts_more_than_the_suffix(self):
+        result = self.export(lines(ROUND), "-o", self.path("rows.db"), form="jsonl")
+        self.assertEqual((result.code, result.err), (0, ""))
+        self.assertEqual(json.loads(self.content(self.path("rows.db")))["kind"], "round")
 
 
 class Program(ExportTest):

@@ -102,11 +102,11 @@ class Jsonl(ImportTest):
 
     def test_refused_values(self):
         for field, value, why in (
-                ("meterReadingIndex", "x", 'invalid integer "x": expected a whole number that the field can hold'),
-                ("meterReadingIndex", 1.5, "invalid integer 1.5: expected a whole number that the field can hold"),
-                ("meterReadingIndex", "1.5", 'invalid integer "1.5": expected a whole number that the field can hold'),
-                ("meterReadingIndex", ".0", 'invalid integer ".0": expected a whole number that the field can hold'),
-                ("meterReadingIndex", 1e300, "invalid integer 1e+300: expected a whole number that the field can hold"),
+                ("meterReadingIndex", "x", 'invalid integer "x": expected an integer that the field can hold'),
+                ("meterReadingIndex", 1.5, "invalid integer 1.5: expected an integer that the field can hold"),
+                ("meterReadingIndex", "1.5", 'invalid integer "1.5": expected an integer that the field can hold'),
+                ("meterReadingIndex", ".0", 'invalid integer ".0": expected an integer that the field can hold'),
+                ("meterReadingIndex", 1e300, "invalid integer 1e+300: expected an integer that the field can hold"),
                 ("meterReadingIndex", 12345678901, "12345678901 has 11 characters, the field has 10"),
                 ("meterWheels", 100, "100 has 3 characters, the field has 2"),
                 ("meterMessage", "x" * 31, f'"{"x" * 31}" has 31 characters, the field has 30'), ("meterMessage", 5, "invalid text 5: expected a text"),
