@@ -122,6 +122,12 @@ class Start(unittest.TestCase):
         self.assertGreater(len(self.mutants), 3000)
         self.assertEqual(len(set(self.keys)), len(self.keys))
 
+    def test_findings_are_changed_on_request_only(self):
+        def families(*parts):
+            return {mutation.family_of(mutant.path) for mutant in mutation.chosen_from(self.mutants, parts)}
+        self.assertEqual(families(), set(mutation.FAMILIES) - {"check"})
+        self.assertEqual(families("check/"), {"check"})
+
     def test_no_key_of_equivalents_is_stale(self):
         equivalents = mutation.Equivalents(self.keys)
         stale = [key for key in equivalents.stale if ": row <n>, " not in key]  # rows: below
