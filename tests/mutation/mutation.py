@@ -3,7 +3,9 @@ import argparse
 import collections
 import concurrent.futures
 import dataclasses
+import difflib
 import fcntl
+import fnmatch
 import functools
 import glob
 import hashlib
@@ -27,36 +29,40 @@ EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
-FAMILIES = ["tables", "codecs", "engine", "streams"]
-RECORDS = [name + "tramomodel_test" for name in (
-    "recordinformation", "tag", "parameter", "meterchange", "extendeddata", "enquiryresult", "enquirydefinition",
-    "metersubscriber", "amr", "round", "extendedamr")]
+FAMILIES = ["tables", "codecs", "engine", "streams", "check"]
+
+# Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
+# must match a file.
+MUTATED = ["model/*", "convert/*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
+# Most sentences of findings are held by the tests of the tool, which take too long to run for every change.
+ON_REQUEST = ["check"]
+RECORDS = ["*tramomodel_test"]
 PUBLIC = ["fields_test", "conditions_test", "anyrecord_test", "accessors_test", "interface_test", "allocations_test"]
-CODECS = ["codec_test", "strconv_number_test", "strconv_text_test", "strconv_date_test", "strconv_code_test"]
-STREAMS = ["ifilestream_test", "ofilestream_test", "exceptions_test", "log_test", "tramoline_test", "interface_test"]
+CODECS = ["codec_test", "strconv_*_test"]
+STREAMS = ["*filestream_test", "exceptions_test", "log_test", "tramoline_test", "interface_test"]
 
 # The sources that are compiled first and the tests that then run, stage by stage, if they do not follow from the name. Only if
 # these detect nothing, everything that includes a header is compiled, and all tests of its family run.
-METER = (["model/metersubscribertramomodel.cpp"], ["metersubscribertramomodel_test"])
-OTHERS = (["model/amrtramomodel.cpp", "model/enquirydefinitiontramomodel.cpp", "model/extendeddatatramomodel.cpp"],
+METER = (["*/metersubscribertramomodel.cpp"], ["metersubscribertramomodel_test"])
+OTHERS = (["*/amrtramomodel.cpp", "*/enquirydefinitiontramomodel.cpp", "*/extendeddatatramomodel.cpp"],
           ["amrtramomodel_test", "enquirydefinitiontramomodel_test", "extendeddatatramomodel_test"])
 FIRST = {
     "model/layout.h": [METER, OTHERS],
     "model/frame.h": [METER, OTHERS],
     "model/blankmap.h": [METER, (["tests/blankmap_test.cpp"], ["blankmap_test"])],
-    "model/keyline.cpp": [(["model/keyline.cpp"], ["keyline_test", "amrkeytramomodel_test"])],
-    "convert/codetables.h": [(["convert/codetables.cpp", "convert/stringconverter.cpp"], ["strconv_code_test"])],
-    "convert/codetables.cpp": [(["convert/codetables.cpp"], ["strconv_code_test"])],
-    "convert/codec.cpp": [(["convert/codec.cpp"], CODECS)],
-    "convert/codec.h": [(["convert/codec.cpp", "convert/stringconverter.cpp"], CODECS)],
-    "convert/stringconverter.cpp": [(["convert/stringconverter.cpp"], CODECS)],
-    "include/tramostream/codes.h": [(["tests/codes_test.cpp"], [])],
-    "include/tramostream/fielderror.h": [(["tests/codes_test.cpp"], [])],
-    "include/tramostream/keyline.h": [(["model/amrkeytramomodel.cpp", "model/keyline.cpp", "tests/keyline_test.cpp"],
-                                      ["keyline_test"]), (["tests/amrkeytramomodel_test.cpp"], ["amrkeytramomodel_test"])],
+    "model/keyline.cpp": [(["*/keyline.cpp"], ["keyline_test", "amrkeytramomodel_test"])],
+    "convert/codetables.h": [(["*/codetables.cpp", "*/stringconverter.cpp"], ["strconv_code_test"])],
+    "convert/codetables.cpp": [(["*/codetables.cpp"], ["strconv_code_test"])],
+    "convert/codec.cpp": [(["*/codec.cpp"], CODECS)],
+    "convert/codec.h": [(["*/codec.cpp", "*/stringconverter.cpp"], CODECS)],
+    "convert/stringconverter.cpp": [(["*/stringconverter.cpp"], CODECS)],
+    "include/*/codes.h": [(["tests/codes_test.cpp"], [])],
+    "include/*/fielderror.h": [(["tests/codes_test.cpp"], [])],
+    "include/*/keyline.h": [(["*/amrkeytramomodel.cpp", "*/keyline.cpp", "tests/keyline_test.cpp"],
+                             ["keyline_test"]), (["tests/amrkeytramomodel_test.cpp"], ["amrkeytramomodel_test"])],
 }
 # The records' tests of many lines run if the others have detected nothing, for the tables and the code that uses them.
-LONG_FOR = ("model/layout.h", "model/frame.h", "model/blankmap.h")
+LONG_FOR = ["*/layout.h", "*/frame.h", "*/blankmap.h"]
 LONG = "*Random*:*AnotherTurn*:*OrdinaryValues*:*StaysSane*:*GivesEveryDayBack*"
 HAVE_LONG = [*RECORDS, "frame_test", "strconv_date_test"]
 # A test of memory use, which the address sanitizer increases.
@@ -66,20 +72,26 @@ OF_MEMORY = "*TheTextIsHeldOnce"
 ALL = {
     "tables": PUBLIC + ["describe_test", "frame_test"],
     "codecs": [*CODECS, *PUBLIC, "describe_test", "frame_test", "roundtramomodel_test", "metersubscribertramomodel_test", "amrtramomodel_test"],
-    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", "amrkeytramomodel_test", *PUBLIC, "frame_test", *RECORDS],
+    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", *PUBLIC, "frame_test", *RECORDS],
     "streams": STREAMS + ["inorder_test", "threads_test"],
+    "check": ["check_test"],
 }
+PLACE_OF_TABLES = "return detail::withSteps<record>;"  # where a table may be changed
 
 
 def quick(test, *but):
     """The filter for the quick tests of a program, except some."""
-    return "-" + ":".join([*([LONG] if test in HAVE_LONG else []), *but])
+    return "-" + ":".join([*([LONG] if has_long(test) else []), *but])
+
+
+def has_long(test):
+    return any(fnmatch.fnmatchcase(test, pattern) for pattern in HAVE_LONG)
 
 
 def family_of(path):
-    if path.startswith("include/") or path == "convert/codetables.h" or path.endswith("tramomodel.cpp"):
+    if path.startswith("include/") or path.endswith(("/codetables.h", "tramomodel.cpp")):
         return "tables"
-    return {"convert": "codecs", "model": "engine", "stream": "streams"}[os.path.dirname(path)]
+    return {"convert": "codecs", "model": "engine", "stream": "streams", "check": "check"}[os.path.dirname(path)]
 
 
 def read(path):
@@ -102,6 +114,65 @@ def must_run(command, **options):
         sys.exit(done.stdout.decode("utf-8", "replace")[-3000:] + f"\nfailed: {' '.join(command)}")
 
 
+class Files:
+    """The sources, headers and tests in the current folder, which is a project's."""
+
+    def __init__(self):
+        folders = ("check", "common", "convert", "model", "stream")
+        self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp") if not path.endswith("_windows.cpp"))
+        self.headers = sorted([*glob.glob("*/*.h"), *glob.glob("include/*/*.h"), *glob.glob("tests/support/*.h")])
+        self.tests = sorted(glob.glob("tests/*_test.cpp"))
+        self.support = sorted(path for path in glob.glob("tests/support/*.cpp") if not path.endswith("/locale.cpp"))
+        for pattern in [*MUTATED, *FIRST, *LONG_FOR]:
+            self.paths_like(pattern)
+        for patterns in [*ALL.values(), HAVE_LONG]:
+            self.tests_like(patterns)
+        for paths, tests in (stage for stages in FIRST.values() for stage in stages):
+            self.tests_like(tests)
+            for pattern in paths:
+                self.paths_like(pattern)
+        self.tables = [path for path in self.headers if PLACE_OF_TABLES in read(path)]
+        if len(self.tables) != 1:
+            sys.exit(f"tests/mutation/mutation.py: \"{PLACE_OF_TABLES}\" is in {len(self.tables)} headers instead of one")
+
+    @staticmethod
+    def that_match(paths, pattern):
+        found = [path for path in paths if fnmatch.fnmatchcase(path, pattern)]
+        if not found:
+            sys.exit(f"tests/mutation/mutation.py: no file matches \"{pattern}\"; was it renamed?")
+        return found
+
+    def paths_like(self, pattern):
+        return self.that_match(self.sources + self.headers + self.tests, pattern)
+
+    def tests_like(self, patterns):
+        """The names of the tests that match, in the order of the patterns."""
+        return list(dict.fromkeys(os.path.basename(path)[:-4] for pattern in patterns
+                                  for path in self.that_match(self.tests, f"tests/{pattern}.cpp")))
+
+    def stages_of(self, path):
+        """What is compiled first, and the tests that then run; None if nothing is stated of that source."""
+        for pattern, stages in FIRST.items():
+            if fnmatch.fnmatchcase(path, pattern):
+                return [([one for each in paths for one in self.paths_like(each)], self.tests_like(tests)) for paths, tests in stages]
+        return None
+
+    def test_of(self, model):
+        """The test of a record, by the name of its class."""
+        return next(os.path.basename(path)[:-4] for path in self.tests if f"TEST_EVERY_FIELD({model}," in read(path))
+
+    def source_of(self, model):
+        return next(path for path in self.sources if f"using M = {model};" in read(path))
+
+    def mutants(self):
+        """All changes of the sources; the changes of the rows of tables come from a program (Build.row_changes)."""
+        enumerations = mutators.enumerations_of([read(path) for path in self.headers + self.sources if not path.startswith("tests/")])
+        keys = {}
+        paths = [path for path in self.sources + self.headers if any(fnmatch.fnmatchcase(path, pattern) for pattern in MUTATED)]
+        return [mutant for path in paths for mutant in mutators.Source(
+            path, read(path), enumerations, family_of(path) == "tables", path.endswith("tramomodel.cpp"), keys).all()]
+
+
 @dataclasses.dataclass(frozen=True)
 class RowChange:
     """A change of a record's table, which its program makes on request: see tablechanges.h."""
@@ -112,7 +183,7 @@ class RowChange:
     line: int = 1
 
 
-class Build:
+class Build(Files):
     """The unchanged library and its tests, in a copy of the sources, so that they can be edited meanwhile."""
 
     def __init__(self, jobs, keep):
@@ -120,11 +191,8 @@ class Build:
             shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
             shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
         os.chdir(TREE)
-        self.sources = sorted(path for folder in ("check", "common", "convert", "model", "stream") for path in glob.glob(folder + "/*.cpp")
-                              if not path.endswith("_windows.cpp"))
-        self.tests = sorted(glob.glob("tests/*_test.cpp"))
-        self.headers = sorted(glob.glob("*/*.h") + glob.glob("include/tramostream/*.h"))
-        self.names = {path: self.included_by(path) for path in self.sources + self.tests + self.headers}
+        super().__init__()
+        self.names = {path: self.included_by(path) for path in self.sources + self.tests + self.support + self.headers}
         self.pch, self.public_pch = os.path.join(WORK, "all.pch"), os.path.join(WORK, "public.pch")
         if not keep:
             shutil.rmtree(os.path.join(WORK, "libraries"), ignore_errors=True)
@@ -139,7 +207,7 @@ class Build:
         launcher = ["ccache"] if shutil.which("ccache") else []
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
             list(pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path), optimised=True)),
-                          self.sources + self.tests))
+                          self.sources + self.tests + self.support))
             list(pool.map(lambda path: must_run(launcher + self.compile(path, self.object_of(path, "sanitized"), more=SANITIZED)),
                           self.sources))
             must_run(self.link(self.library_folder("base"), {}))
@@ -150,13 +218,11 @@ class Build:
         overlay = os.path.join(WORK, "tables")
         shutil.rmtree(overlay, ignore_errors=True)
         os.makedirs(os.path.join(overlay, "model"))
-        before, found, behind = read("model/layout.h").partition("return detail::withSteps<record>;")
-        if not found:
-            sys.exit("model/layout.h has no place any more where tables may be changed")
+        before, found, behind = read(self.tables[0]).partition(PLACE_OF_TABLES)
         where = before.rindex("template <const auto& record>")
-        with open(os.path.join(overlay, "model/layout.h"), "w", encoding="utf-8") as file:
+        with open(os.path.join(overlay, self.tables[0]), "w", encoding="utf-8") as file:
             file.write(before[:where] + "namespace mutation {\ntemplate <class M> const Record<M>& changed(const Record<M>&);\n}\n" +
-                       before[where:] + "return mutation::changed(detail::withSteps<record>);" + behind +
+                       before[where:] + found.replace("return ", "return mutation::changed(").replace(";", ");") + behind +
                        '#include "tests/mutation/tablechanges.h"\n')
         changed = {path: os.path.join(overlay, os.path.basename(path) + ".o") for path in self.sources if path.startswith("model/")}
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
@@ -169,8 +235,9 @@ class Build:
         for line in done.stderr.splitlines():
             if line.startswith("TABLE_CHANGE\t"):
                 _, wanted, state, words = line.split("\t")
-                path = f"model/{wanted.split()[0].lower()}.cpp"
-                yield RowChange(path, f"{path}: {words}", wanted, state == "possible")
+                model = wanted.split()[0]
+                path = self.source_of(model)
+                yield RowChange(path, f"{mutators.folder_of(path)} {model}: {words}", wanted, state == "possible")
 
     def included_by(self, path):
         return [name for name in re.findall(r'^#include ["<]([\w./]+)[">]', read(path), re.MULTILINE)]
@@ -220,11 +287,13 @@ class Build:
         return ["clang++", "-shared", "-fuse-ld=lld", "-Wl,-Bsymbolic-functions", *more, *objects, "-o",
                 os.path.join(folder, "libmutant.so")]
 
-    def link_test(self, path, changed=None, to=None):
+    def link_test(self, path, changed=(), to=None):
+        """A test program, with some of its objects replaced."""
         name = os.path.basename(path)[:-4]
         out = to or os.path.join(WORK, "tests", name)
         os.makedirs(os.path.dirname(out), exist_ok=True)
-        must_run(["clang++", "-fuse-ld=lld", changed or self.object_of(path), "-L" + self.library_folder("base"), "-lmutant",
+        objects = [dict(changed).get(part, self.object_of(part)) for part in [path, *self.support]]
+        must_run(["clang++", "-fuse-ld=lld", *objects, "-L" + self.library_folder("base"), "-lmutant",
                   "-lgtest_main", "-lgtest", "-lpthread", "-o", out])
         return out
 
@@ -260,25 +329,26 @@ class Worker:
     def judge_row(self, change):
         if not change.possible:
             return "rejected", "checked()"
-        own = os.path.basename(change.path)[:-4] + "_test"
-        return self.try_tests({test: os.path.join(WORK, "tests", test) for test in [own, *ALL["tables"]]}, change.wanted)
+        own = self.build.test_of(change.wanted.split()[0])
+        return self.try_tests({test: os.path.join(WORK, "tests", test) for test in [own, *self.build.tests_like(ALL["tables"])]},
+                              table_change=change.wanted)
 
     def try_stages(self, path):
         family = family_of(path)
         stem = os.path.basename(path).rsplit(".", 1)[0] + "_test"
         own = [stem] if "tests/" + stem + ".cpp" in self.build.tests else []
         done = []
-        for compiled, tests in FIRST.get(path, [([path] if path.endswith(".cpp") else self.build.users_of(path), own)]):
+        for compiled, tests in self.build.stages_of(path) or [([path] if path.endswith(".cpp") else self.build.users_of(path), own)]:
             verdict = self.try_on(path, compiled, tests)
             if verdict[0] != "survived":
                 return verdict
             done += tests
-        rest = [test for test in ALL[family] if test not in done]
+        rest = [test for test in self.build.tests_like(ALL[family]) if test not in done]
         if path.endswith(".cpp"):
             verdict = self.try_on(path, None, rest)
         else:
             users = [user for user in self.build.users_of(path)
-                     if user in self.build.sources or os.path.basename(user)[:-4] in done + rest]
+                     if user in self.build.sources + self.build.support or os.path.basename(user)[:-4] in done + rest]
             verdict = self.try_on(path, users, done + rest)
         return verdict if verdict[0] != "survived" else self.try_sanitized(done + rest)
 
@@ -298,9 +368,9 @@ class Worker:
         programs = self.programs = {test: os.path.join(WORK, "tests", test) for test in tests}
         for test in tests:
             source = "tests/" + test + ".cpp"
-            if source in self.objects:
-                programs[test] = self.build.link_test(source, self.objects[source], os.path.join(self.folder, "objects", test))
-        return self.try_tests(programs, with_long=family_of(path) == "tables" or path in LONG_FOR)
+            if any(part in self.objects for part in [source, *self.build.support]):
+                programs[test] = self.build.link_test(source, self.objects, os.path.join(self.folder, "objects", test))
+        return self.try_tests(programs, family_of(path) == "tables" or any(fnmatch.fnmatchcase(path, each) for each in LONG_FOR))
 
     def try_sanitized(self, tests):
         """A change that reads or writes past an array, which only ./test's stage asan detects reliably."""
@@ -316,12 +386,12 @@ class Worker:
                 return "killed", test + " with the address sanitizer"
         return "survived", ""
 
-    def try_tests(self, programs, table_change=None, with_long=True):
+    def try_tests(self, programs, with_long=True, table_change=None):
         for test, program in programs.items():
             if not self.passes(program, quick(test), table_change):
                 return "killed", test
         for test, program in programs.items() if with_long else ():
-            if test in HAVE_LONG and not self.passes(program, LONG, table_change):
+            if has_long(test) and not self.passes(program, LONG, table_change):
                 return "killed", test
         return "survived", ""
 
@@ -343,32 +413,32 @@ class Worker:
 
 
 class Equivalents:
-    """The mutants without a visible effect: a reason at the margin, its mutants indented below."""
+    """The mutants without a visible effect: a reason at the margin, its mutants indented below, compared without blanks."""
 
-    def __init__(self, every):
-        patterns, reason = [], ""
-        for line in read(EQUIVALENT).splitlines():
-            if line.startswith("    "):
-                patterns.append((line.strip(), reason))
-            elif line and not line.startswith("#"):
+    def __init__(self, keys, text=None):
+        self.keys, self.reasons, self.stale, reason = list(keys), {}, [], ""
+        by_text = {mutators.squashed(key): key for key in self.keys}
+        for line in (text or read(EQUIVALENT)).splitlines():
+            if line and not line.startswith((" ", "#")):
                 reason = line
-        keys = {mutant.key for mutant in every}
-        self.reasons, self.stale = {}, []
-        for pattern, reason in patterns:
+            if not line.startswith("    "):
+                continue
+            pattern = mutators.squashed(line)
             # The groups of rows of a table have many changes that differ only in their numbers.
             parts = "[0-9]+".join(re.escape(part) for part in pattern.split("<n>"))
-            found = [key for key in keys if re.fullmatch(parts, key)] if "<n>" in pattern else [pattern] if pattern in keys else []
+            found = [key for text, key in by_text.items() if re.fullmatch(parts, text)] if "<n>" in pattern else \
+                [by_text[pattern]] if pattern in by_text else []
             self.reasons |= {key: reason for key in found}
             if not found:
-                self.stale.append(pattern)
+                self.stale.append(line.strip())
 
-
-def all_mutants(build):
-    enumerations = mutators.enumerations_of([read(path) for path in build.headers] + [read("convert/codec.cpp")])
-    paths = [path for path in build.sources + build.headers if path.startswith(("model/", "convert/", "stream/"))]
-    paths += ["include/tramostream/codes.h", "include/tramostream/fielderror.h", "include/tramostream/keyline.h"]
-    return [*build.row_changes(), *(mutant for path in paths for mutant in mutators.Source(
-        path, read(path), enumerations, family_of(path) == "tables", path.endswith("tramomodel.cpp")).all())]
+    def instead(self, stale):
+        """The words that help to mend a stale key: the most similar one of today."""
+        text = stale.partition(": ")[2]
+        same = [key for key in self.keys if mutators.squashed(key.partition(": ")[2]) == mutators.squashed(text)]
+        change = re.search(r"\{\{.*?\}\}", stale)
+        similar = difflib.get_close_matches(stale, [key for key in self.keys if change and change.group() in key], 1, 0.3)
+        return f"perhaps now: {(same or similar)[0]}" if same or similar else "nothing similar is left"
 
 
 class Results:
@@ -400,6 +470,12 @@ class Results:
         return entry
 
 
+def chosen_from(every, parts):
+    """The changes of the sources that are asked for; of all but ON_REQUEST, if none is."""
+    return [mutant for mutant in every if
+            (any(part in mutant.path for part in parts) if parts else family_of(mutant.path) not in ON_REQUEST)]
+
+
 def cpu_seconds():
     times = os.times()
     return times.user + times.system + times.children_user + times.children_system
@@ -424,9 +500,9 @@ def main():
     except BlockingIOError:
         sys.exit(f"another run is at work in {WORK}")
     build = Build(options.jobs, options.keep)
-    every = all_mutants(build)
-    equivalents = Equivalents(every)
-    chosen = [mutant for mutant in every if not options.paths or any(part in mutant.path for part in options.paths)]
+    every = [*build.row_changes(), *build.mutants()]
+    equivalents = Equivalents([mutant.key for mutant in every])
+    chosen = chosen_from(every, options.paths)
     if options.sample:
         chosen = random.Random(options.seed).sample(chosen, min(options.sample, len(chosen)))
         print(f"seed {options.seed}")
@@ -443,7 +519,7 @@ def main():
         must_run(build.link(free[0].library, {}, *(["sanitized", SANITIZED] if sanitized else [])))
         for test in build.tests:
             name = os.path.basename(test)[:-4]
-            if any(name in tests for tests in ALL.values()) and not free[0].passes(
+            if any(name in build.tests_like(tests) for tests in ALL.values()) and not free[0].passes(
                     os.path.join(WORK, "tests", name), quick(name, OF_MEMORY) if sanitized else "*", sanitized=sanitized):
                 sys.exit(f"{name} fails without any change" + (" with the address sanitizer" if sanitized else ""))
 
@@ -484,7 +560,7 @@ def report(verdicts, equivalents, seconds, cpu):
     for mutant, why in wrong:
         print(f"equivalent.txt has a mutant that {why}:\n    {mutant.key}")
     for key in equivalents.stale:
-        print(f"equivalent.txt has what is no mutant any more:\n    {key}")
+        print(f"equivalent.txt has a stale key:\n    {key}\n    {equivalents.instead(key)}")
 
     print(f"{'':8} {'mutants':>8} {'rejected':>9} {'killed':>7} {'equivalent':>11} {'surviving':>10} {'killed or explained':>20}")
     shares = {}

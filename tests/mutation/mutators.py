@@ -4,6 +4,7 @@ Reads sources token by token, as clang-format formats them: an operator between 
 of a template and the signs of a pointer or reference do not.
 """
 import dataclasses
+import os
 import re
 
 TOKEN = re.compile(r"""
@@ -31,8 +32,12 @@ TABLE_WORDS = {
     "flag": ["characterFlag"], "characterFlag": ["flag"],
 }
 
-# The conditions of the preprocessor when the mutants are compiled.
-DEFINED = {"__SSE2__": True, "_WIN32": False, "LONG_MAX > 0x7FFFFFFF": True, "TRAMOSTREAM_STATIC": True}
+# The macros that conditions of the preprocessor name, when the mutants are compiled; None: not defined.
+MACROS = {
+    "LONG_MAX": 0x7FFFFFFFFFFFFFFF, "TRAMOSTREAM_STATIC": 1, "TRAMOSTREAM_BUILDING": None, "TRAMO_SSE2": 1,
+    "__GLIBCXX__": 1, "__GNUC__": 4, "__SSE2__": 1, "__clang__": 1, "__linux__": 1,
+    "_LIBCPP_VERSION": None, "_M_IX86_FP": None, "_M_X64": None, "_MSC_VER": None, "_WIN32": None, "__MINGW32__": None,
+}
 
 PRECEDENCE = {"?": 1, ":": 1, "=": 1, "||": 2, "&&": 3, "|": 4, "^": 5, "&": 6, "==": 7, "!=": 7, "<": 8, ">": 8}
 
@@ -44,7 +49,7 @@ class Mutant:
     begin: int  # of the replaced text
     end: int
     new: str
-    key: str    # "FILE: LINE", with {{old -> new}} in the line; changes only with the line
+    key: str    # "FOLDER/ FUNCTION: LINE", with {{old -> new}} in the line
 
     def apply(self, source):
         return source[:self.begin] + self.new + source[self.end:]
@@ -63,6 +68,22 @@ def code_of(source):
     return [match.group() for match in TOKEN.finditer(source) if match.lastgroup != "comment"]
 
 
+def is_true(condition):
+    """Whether a condition of the preprocessor holds when the mutants are compiled."""
+    condition = re.sub(r"//.*|/\*.*?\*/", "", condition)
+
+    def value(match):
+        defined, name = match.group(1) or match.group(2), match.group(3)
+        if (defined or name) not in MACROS:
+            raise KeyError(f"{defined or name} is missing from MACROS in tests/mutation/mutators.py; it is used in: #if {condition.strip()}")
+        known = MACROS[defined or name]
+        return str(known is not None) if defined else str(known or 0)
+
+    python = re.sub(r"defined\s*\(\s*(\w+)\s*\)|defined\s+(\w+)|\b([A-Za-z_]\w*)\b", value, condition)
+    python = re.sub(r"!(?!=)", " not ", python.replace("&&", " and ").replace("||", " or "))
+    return bool(eval(python.strip(), {"__builtins__": {}}))  # numbers, comparisons and brackets are left
+
+
 def tokens_of(source):
     """The tokens that are compiled, without comments, includes and static_asserts."""
     blanked = list(source)
@@ -70,21 +91,25 @@ def tokens_of(source):
     def blank(begin, end):
         blanked[begin:end] = [c if c == "\n" else " " for c in source[begin:end]]
 
-    active = []
+    branches = []  # of each open #if: whether this branch is compiled, and whether one of them has been
     for match in re.finditer(r"^[^\n]*(?:\\\n[^\n]*)*\n", source, re.MULTILINE):
         line = match.group().strip()
         if line.startswith("#"):
             blank(*match.span())
             directive, _, rest = line[1:].strip().partition(" ")
-            if directive in ("if", "ifdef"):
-                active.append(DEFINED[rest])
-            elif directive == "ifndef":
-                active.append(not DEFINED[rest])
+            if directive in ("ifdef", "ifndef"):
+                directive, rest = "if", ("!" if directive == "ifndef" else "") + f"defined({rest.split()[0]})"
+            if directive == "if":
+                holds = is_true(rest)
+                branches.append((holds, holds))
+            elif directive == "elif":
+                holds = is_true(rest) and not branches[-1][1]
+                branches[-1] = holds, holds or branches[-1][1]
             elif directive == "else":
-                active[-1] = not active[-1]
+                branches[-1] = not branches[-1][1], True
             elif directive == "endif":
-                active.pop()
-        elif not all(active):
+                branches.pop()
+        elif not all(compiled for compiled, _ in branches):
             blank(*match.span())
     tokens = [Token(match.lastgroup, match.group(), *match.span()) for match in TOKEN.finditer("".join(blanked))]
     tokens = [token for token in tokens if token.kind != "comment"]
@@ -96,6 +121,56 @@ def tokens_of(source):
             kept.append(tokens[at])
         at += 1
     return kept
+
+
+def block_after(head):
+    """What begins with the brace after these tokens, "function", "class" (or enumeration), "variable" or "", and its name."""
+    texts = [token.text for token in head]
+    if not texts or texts[0] in ("if", "for", "while", "switch", "else", "do", "try", "catch", "namespace", "extern"):
+        return "", ""
+    depth = 0
+    for at, text in enumerate(texts):
+        depth += (text == "<") - (text == ">") - 2 * (text == ">>" and depth > 1)
+        if text == "(" and at > 0 and (depth <= 0 or texts[at - 2] == "operator"):
+            if "operator" in texts[:at]:
+                return "function", "".join(texts[texts.index("operator"):at])
+            if head[at - 1].kind == "word" and texts[at - 1] not in ("requires", "noexcept", "alignas", "decltype", "if"):
+                return "function", texts[at - 1]
+            break
+    for at, text in enumerate(texts[:-1]):
+        if text in ("class", "struct", "enum", "union") and (at == 0 or texts[at - 1] not in ("<", ",")):
+            return "class", next((token.text for token in head[at + 1:] if token.kind == "word" and token.text not in ("class", "final")), "")
+    end = texts.index("=") if "=" in texts else len(texts)
+    return "variable", next((token.text for token in reversed(head[:end]) if token.kind == "word"), "")
+
+
+def places_of(tokens):
+    """The name of the function around each token, or else of the class, enumeration or variable; "-" outside all."""
+    places, blocks, start, brackets = [], [], 0, 0
+    for at, token in enumerate(tokens):
+        functions = [name for kind, name, _ in blocks if kind == "function"]
+        others = [name for _, name, _ in blocks if name]
+        places.append(functions[0] if functions else others[-1] if others else "-")
+        if token.text in "([":
+            brackets += 1
+        elif token.text in ")]":
+            brackets -= 1
+        elif token.text == "{":
+            is_part = blocks and blocks[-1][0] == "variable"  # of an initializer
+            blocks.append((*(("variable", "") if is_part else block_after(tokens[start:at])), start))
+            start = at + 1
+        elif token.text == "}" and blocks:
+            begin = blocks.pop()[2]
+            goes_on = at + 1 < len(tokens) and tokens[at + 1].text in ("{", ",", "(", ")", ".", "=")  # it was an initializer
+            start = begin if goes_on else at + 1
+        elif token.text == ";" and brackets == 0:
+            start = at + 1
+    return places
+
+
+def squashed(text):
+    """The text of a key as it is compared: without blanks."""
+    return "".join(text.split())
 
 
 def closing(tokens, at):
@@ -136,13 +211,19 @@ def other_character(literal):
     return f"{prefix}'{chr(code)}'" if 32 <= code < 127 else f"{prefix}'\\x{code:02X}'"
 
 
-class Source:
-    """A table also has rows that a program can change at run time (`rows`): of these, only template arguments are changed here."""
+def folder_of(path):
+    return os.path.dirname(path) + "/"
 
-    def __init__(self, path, source, enumerations, table, rows):
+
+class Source:
+    """A table also has rows that a program can change at run time (`rows`): of these, only template arguments are changed here.
+    `keys` counts the keys of all sources, since files of one folder may have the same."""
+
+    def __init__(self, path, source, enumerations, table, rows, keys):
         self.path, self.source, self.enumerations, self.table = path, source, enumerations, table
         self.tokens = tokens_of(source)
-        self.mutants, self.keys = [], {}
+        self.places = dict(zip((token.begin for token in self.tokens), places_of(self.tokens)))
+        self.mutants, self.keys = [], keys
         self.skipped = self.tokens_of_rows() if rows else set()
 
     def tokens_of_rows(self):
@@ -176,8 +257,8 @@ class Source:
         last = self.source.find("\n", begin)
         old = " ".join(self.source[begin:end].split())
         rest = self.source[end:last] if end <= last else ""
-        line = self.source[first:begin] + "{{" + old + " -> " + " ".join(new.split()) + "}}" + rest
-        key = f"{self.path}: {' '.join(line.split())}"
+        line = self.source[first:begin] + "{{" + old + " -> " + " ".join(new.split()) + "}}" + re.sub(r"\s//.*", "", rest)
+        key = f"{folder_of(self.path)} {self.places[begin]}: {' '.join(line.split())}"
         count = self.keys[key] = self.keys.get(key, 0) + 1
         if count > 1:
             key += f" #{count}"
