@@ -183,7 +183,7 @@ private:
     void damaged(const KeptLine& line) {
         constexpr std::size_t most = 60;
         if (line.kind == LineKind::Key) return;
-        const std::wstring text = line.text();
+        const SecretText text = line.text();
         out.print("      {}{}\n", quoted(std::wstring_view(text).substr(0, most)), line.whole || text.size() > most ? "..." : "");
     }
 

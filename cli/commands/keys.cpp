@@ -6,6 +6,7 @@
 #include "cli/report/summary.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include "common/secretkeyline.h"
 #include <algorithm>
 #include <array>
 #include <deque>
@@ -14,7 +15,6 @@
 #include <memory>
 #include <numeric>
 #include <tramostream/check.h>
-#include <tramostream/keyline.h>
 
 namespace tramo::cli {
 
@@ -131,32 +131,25 @@ KeyForm formOf(std::wstring_view key) {
     return {key.size(), key.find_first_not_of(L"0123456789ABCDEFabcdef") == std::wstring_view::npos};
 }
 
-// One module. Its keys are kept only when they are to be shown, and overwritten in the end.
+// One module. Its keys are kept only when they are to be shown.
 class Module {
 public:
-    Module(AMRKeyLine&& read, long long number, bool showKeys) : values(std::move(read)), line(number) {
-        wipe(values.line);
-        for (std::size_t i = 0; i < forms.size(); ++i) {
-            if (!keyValues[i].secret) continue;
-            forms[i] = formOf(values.*keyValues[i].text);
-            if (!showKeys) wipe(values.*keyValues[i].text);
-        }
+    Module(SecretKeyLine&& read, long long number, bool showKeys) : line(number), parsed(std::move(read)) {
+        for (std::size_t i = 0; i < forms.size(); ++i)
+            if (keyValues[i].secret) forms[i] = formOf(values().*keyValues[i].text);
+        parsed.forgetText();
+        if (!showKeys) parsed.forgetKeys();
     }
-    ~Module() {
-        for (const KeyValue& value : keyValues)
-            if (value.secret) wipe(values.*value.text);
-    }
-    Module(const Module&) = delete;
-    Module& operator=(const Module&) = delete;
 
+    const AMRKeyLine& values() const { return parsed.values(); }
     const KeyForm& form(const KeyValue& key) const { return forms[static_cast<std::size_t>(&key - keyValues)]; }
-    bool isAbsent(const KeyValue& value) const { return value.secret ? form(value).length == 0 : value.isAbsent(values); }
-    bool isMasked(const KeyValue& key) const { return key.secret && (values.*key.text).empty(); }
+    bool isAbsent(const KeyValue& value) const { return value.secret ? form(value).length == 0 : value.isAbsent(values()); }
+    bool isMasked(const KeyValue& key) const { return key.secret && (values().*key.text).empty(); }
 
-    AMRKeyLine values;
     long long line;
 
 private:
+    SecretKeyLine parsed;
     std::array<KeyForm, std::size(keyValues)> forms{};
 };
 
@@ -184,9 +177,9 @@ class Duplicates {
 public:
     void find(const Module& module, const std::string& file, Contents& contents) {
         const Place here{&file, module.line};
-        if (const std::wstring& serial = module.values.serialNumber; !serial.empty())
+        if (const std::wstring& serial = module.values().serialNumber; !serial.empty())
             tell("serialNumber", serials.try_emplace(serial, here), here, contents);
-        const auto& address = module.values.wmBusAddress;
+        const auto& address = module.values().wmBusAddress;
         if (std::ranges::find(address, -1) == address.end())
             tell("wmBusAddress", addresses.try_emplace(address, here), here, contents);
     }
@@ -234,12 +227,9 @@ private:
         if (isWhole) checkFields(LineKind::Key, line.text, false, found);
         for (Finding& finding : found) contents.add(line.number, std::move(finding));
         if (!isWhole) return;
-        ParsedKeyLine parsed = parseKeyLine(line.text);
-        if (parsed.error) {
-            wipe(parsed.line.line);
-            return;
-        }
-        const Module& module = contents.modules.emplace_back(std::move(parsed.line), line.number, showKeys);
+        SecretKeyLine parsed(line.text);
+        if (parsed.error()) return;
+        const Module& module = contents.modules.emplace_back(std::move(parsed), line.number, showKeys);
         for (const KeyValue& value : keyValues) {
             if (!value.secret || module.isAbsent(value) || module.form(value).isUsual()) continue;
             Finding finding = findingOf(keyFormRule, fmt::format("{}: invalid key", value.name),
@@ -265,8 +255,8 @@ Shown cellOf(const Module& module, const KeyValue& value) {
     };
     if (module.isAbsent(value)) return ascii("-");
     if (module.isMasked(value)) return ascii("******** " + module.form(value).words());
-    if (value.text) return shown(module.values.*value.text);
-    const std::int32_t number = module.values.wmBusAddress[value.part];
+    if (value.text) return shown(module.values().*value.text);
+    const std::int32_t number = module.values().wmBusAddress[value.part];
     const Meaning* meaning = meaningOf(value);
     const std::string words = meaning ? meaning->of(number) : "";
     return ascii(fmt::format("{}{}{}", number, words.empty() ? "" : " ", words));
@@ -377,8 +367,8 @@ private:
         for (const KeyValue& value : keyValues) {
             if (module.isAbsent(value)) continue;
             if (value.secret) addKey(module, value);
-            else if (value.text) json.member(value.name, utf8::encode(module.values.*value.text));
-            else addPart(value, module.values.wmBusAddress[value.part]);
+            else if (value.text) json.member(value.name, utf8::encode(module.values().*value.text));
+            else addPart(value, module.values().wmBusAddress[value.part]);
         }
         json.EndObject();
     }
@@ -387,7 +377,7 @@ private:
         json.beginObject(key.name);
         json.member("length", std::uint64_t{module.form(key).length});
         json.member("hexadecimal", module.form(key).hexadecimal);
-        if (!module.isMasked(key)) json.member("key", utf8::encode(module.values.*key.text));
+        if (!module.isMasked(key)) json.member("key", utf8::encode(module.values().*key.text));
         json.EndObject();
     }
 

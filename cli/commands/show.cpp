@@ -10,6 +10,7 @@
 #include "cli/report/report.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include "common/secretkeyline.h"
 #include <algorithm>
 #include <bit>
 #include <fmt/format.h>
@@ -175,7 +176,7 @@ public:
         const bool clean = findings.empty();
         findings.clear();
         rows.clear();
-        wipe(secrets);
+        secrets.clear();
         return clean;
     }
 
@@ -255,24 +256,21 @@ private:
     }
 
     void addKeyValues(std::wstring_view line) {
-        ParsedKeyLine parsed = parseKeyLine(line);
-        wipe(parsed.line.line);
-        if (parsed.error) return;
+        const SecretKeyLine parsed(line);
+        if (parsed.error()) return;
         const auto isMasked = [&](const KeyValue& value) { return value.secret && !options.showKeys; };
-        // One text for all values, so that the rows can look at it. It never grows: growing would leave copies behind.
+        // One text for all values, which the rows refer to: it must not grow.
         secrets.reserve(line.size());
         for (const KeyValue& value : keyValues) {
             const std::size_t first = secrets.size();
-            if (value.text && !isMasked(value)) secrets += parsed.line.*value.text;
+            if (value.text && !isMasked(value)) secrets += parsed.values().*value.text;
             Row row{.name = std::string(value.name), .value = {}, .field = value.name};
-            if (value.isAbsent(parsed.line)) row.value = "-", row.hasText = false;
+            if (value.isAbsent(parsed.values())) row.value = "-", row.hasText = false;
             else if (isMasked(value)) row.value = "******** (--show-keys)", row.hasText = false;
             else if (value.text) row.text = std::wstring_view(secrets).substr(first), row.textIsValue = true;
-            else row.value = std::to_string(parsed.line.wmBusAddress[value.part]), row.hasText = false;
+            else row.value = std::to_string(parsed.values().wmBusAddress[value.part]), row.hasText = false;
             rows.push_back(std::move(row));
         }
-        for (const KeyValue& value : keyValues)
-            if (value.text) wipe(parsed.line.*value.text);
     }
 
     bool isFaulty(const Field& field) const {
@@ -324,7 +322,7 @@ private:
     }
 
     void ruled(const LongText& text) {
-        std::wstring waiting;
+        SecretText waiting;
         std::size_t begin = 0;
         auto show = [&](std::size_t size) {
             ruled(std::wstring_view(waiting).substr(0, size), begin);
@@ -337,7 +335,6 @@ private:
             show(waiting.size() / rulerColumns() * rulerColumns());
         });
         show(waiting.size());
-        wipe(waiting);
     }
 
     // The text under rulers that count its columns. It begins behind so many, which are whole rulers.
@@ -381,7 +378,7 @@ private:
     std::vector<Finding> findings;
     std::optional<LineModel> model;
     std::vector<Row> rows;
-    std::wstring secrets;  ///< values of a key line that rows look at
+    SecretText secrets;  ///< values of a key line that rows refer to
 };
 
 // Among key lines every line may be a piece of one, whatever its length.

@@ -1,6 +1,7 @@
 // Two files' lines, paired by what they are about.
 #pragma once
 #include "cli/lines/input.h"
+#include "common/secret.h"
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,16 +16,13 @@
 
 namespace tramo::cli {
 
-/// A line that outlives its file's reading, in half the room. Nothing is left of it afterwards: it may hold keys.
+/// A line that outlives its file's reading, in half the room.
 class KeptLine {
 public:
     KeptLine() = default;
     KeptLine(const Line& line, std::optional<LineKind> kind, bool isSound);
-    ~KeptLine();
-    KeptLine(KeptLine&&) = default;
-    KeptLine& operator=(KeptLine&&) = default;
 
-    std::wstring text() const;  ///< of a long line its first characters
+    SecretText text() const;  ///< of a long line its first characters
     bool hasTextOf(const KeptLine& other) const;
     bool hasText(const Line& other) const;
     bool isRecord() const { return sound && kind != LineKind::Key; }  ///< of fixed columns that can be looked at
@@ -35,7 +33,7 @@ public:
     std::shared_ptr<const LongLine> whole;  ///< of a long line
 
 private:
-    std::string bytes;  // one of each character, or two, the low one first
+    SecretBytes bytes;  // one of each character, or two, the low one first
     bool isWide = false;
 };
 
