@@ -1,4 +1,5 @@
 #include "cli/commands/sample_faults.h"
+#include "cli/commands/sample_form.h"
 #include "cli/commands/sample_lines.h"
 #include <algorithm>
 #include <fmt/format.h>

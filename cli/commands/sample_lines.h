@@ -9,9 +9,6 @@
 
 namespace tramo::cli::sample {
 
-const RecordKind& kindCalled(std::string_view name);
-const Field& fieldCalled(const RecordKind& kind, std::string_view name);
-
 /// Where lines go.
 class LineSink {
 public:
