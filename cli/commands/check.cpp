@@ -295,14 +295,14 @@ private:
 };
 
 // Puts what was found together, task by task.
-class Teller {
+class ReportWriter {
 public:
-    Teller(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
+    ReportWriter(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
         total.files = options.files.size();
     }
 
-    void tell(const Task& task) {
-        if (task.failure) return tellUnreadable(task);
+    void add(const Task& task) {
+        if (task.failure) return addUnreadable(task);
         if (task.isFirst) {
             report.beginFile(task.file->path);
             summary = {};
@@ -347,7 +347,7 @@ private:
         total.total += summary.checked.total;
     }
 
-    void tellUnreadable(const Task& task) {
+    void addUnreadable(const Task& task) {
         if (!task.isFirst) endFile(*task.file);
         ++total.unreadable;
         report.unreadable(task.file->path, task.failure->reason);
@@ -368,11 +368,11 @@ int run(std::vector<std::string> arguments) {
     Output out;
     const std::unique_ptr<Report> report = Report::make(out, options.style);
     Tasks tasks(options, *report);
-    Teller teller(options, *report, out);
+    ReportWriter writer(options, *report, out);
     inOrder<Task>(
         usefulThreads(options.threads, options.files), [&](Task& task) { return tasks.take(task); },
-        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
-    return teller.endRun();
+        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { writer.add(task); });
+    return writer.endRun();
 }
 
 }  // namespace

@@ -105,8 +105,8 @@ int write(const Rewriter& done, EncodedText& text, bool keepsAll) {
     }
     text.commit();
     for (const std::string& message : done.losses.first) complain(message);
-    if (done.losses.told > done.losses.first.size())
-        complain(fmt::format("... and {} more", done.losses.told - done.losses.first.size()));
+    if (done.losses.noted > done.losses.first.size())
+        complain(fmt::format("... and {} more", done.losses.noted - done.losses.first.size()));
     std::string summary = fmt::format("{}: {} of {} changed", done.name, done.changed, counted(done.lines, "line"));
     if (done.lossy) summary += fmt::format(", {} with a loss", done.lossy);
     if (done.damaged) summary += fmt::format(", {} copied", counted(done.damaged, "malformed line"));

@@ -73,9 +73,9 @@ void Rewriter::take(const Line& line, std::optional<LineKind> kind) {
 }
 
 // Says why a line is copied.
-void Rewriter::tell(std::string message) {
+void Rewriter::listLoss(std::string message) {
     constexpr std::size_t most = 10;
-    if (++losses.told <= most) losses.first.push_back(std::move(message));
+    if (++losses.noted <= most) losses.first.push_back(std::move(message));
 }
 
 void Rewriter::malformed(const Line& line, const Finding& finding) {
@@ -83,7 +83,7 @@ void Rewriter::malformed(const Line& line, const Finding& finding) {
     LineChanges& group = damages[std::string(finding.rule->name)];
     if (group.lines++ == 0) group.line = line.number, group.example = finding.sentence;
     ++losses.count;
-    tell(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
+    listLoss(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
 }
 
 void Rewriter::lineEnd(const Line& line) {
@@ -109,7 +109,7 @@ void Rewriter::note(const Line& line, const LineModel& model, const Rewriting& p
     const std::string words = finding       ? sentenceOf(*finding)
                               : piece.field ? fmt::format("{} ({}): {}", piece.field->name, model.kind().name, happening(piece))
                                             : happening(piece);
-    tell(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
+    listLoss(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
 }
 
 // By kind, field and what happens; codes also by what becomes of which.

@@ -47,7 +47,7 @@ struct LineChanges {
 };
 
 struct Losses {
-    std::uint64_t count = 0, told = 0;
+    std::uint64_t count = 0, noted = 0;
     std::vector<std::string> first;
 };
 
@@ -72,7 +72,7 @@ public:
     std::map<std::string, LineChanges> damages, lineEnds;
 
 private:
-    void tell(std::string message);
+    void listLoss(std::string message);
 
     void malformed(const Line& line, const Finding& finding);
 

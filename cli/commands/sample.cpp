@@ -210,7 +210,7 @@ Options parse(std::vector<std::string> arguments) {
 }
 
 // What was asked for and does not come. True: something else does.
-bool tellMissing(const Options& options, const LineWriter& writer) {
+bool complainAboutMissing(const Options& options, const LineWriter& writer) {
     std::vector<std::string_view> missing;
     for (const RecordKind* kind : options.kinds)
         if (writer.linesOf(*kind) == 0) missing.push_back(kind->name);
@@ -229,7 +229,7 @@ int run(std::vector<std::string> arguments) {
     if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl", mode);
     LineWriter writer(options, file, expected ? &*expected : nullptr);
     writeRounds(options, writer);
-    if (!tellMissing(options, writer)) return notUsable;
+    if (!complainAboutMissing(options, writer)) return notUsable;
     writer.flush();
     file.commit();
     if (expected) expected->commit();

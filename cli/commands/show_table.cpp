@@ -52,9 +52,9 @@ bool LineTable::show(const Line& line, std::optional<LineKind> kind) {
                 "  {}its text is not shown, because it may hold keys; --show-keys shows it{}\n", colours.faint, colours.off);
         else if (line.whole) ruled(*line.whole);
         else if (!line.text.empty()) ruled(line.text, 0);
-        for (const Finding& finding : findings) tell(finding, 2, true);
+        for (const Finding& finding : findings) printFinding(finding, 2, true);
     } else {
-        tellOfLine();
+        printLineFindings();
         if (model) addFields(line.text);
         else addKeyValues(line.text);
         print();
@@ -93,21 +93,21 @@ void LineTable::keepFindingsAt(int column) {
 }
 
 // What is wrong with no field that has a row.
-void LineTable::tellOfLine() {
+void LineTable::printLineFindings() {
     for (const Finding& finding : findings)
-        if (finding.field.empty()) tell(finding, 2, true);
+        if (finding.field.empty()) printFinding(finding, 2, true);
 }
 
-void LineTable::tell(const Finding& finding, int indent, bool whole) {
-    Finding told = finding;
+void LineTable::printFinding(const Finding& finding, int indent, bool whole) {
+    Finding shortened = finding;
     const std::string field = std::string(finding.field) + ": ";
-    if (!whole && told.sentence.starts_with(field)) told.sentence.erase(0, field.size());
+    if (!whole && shortened.sentence.starts_with(field)) shortened.sentence.erase(0, field.size());
     const bool isError = finding.rule->isError(false);
     const std::string_view label = isError ? "error" : "warning";
     const int behind = indent + static_cast<int>(label.size()) + 2;
     std::string place = whole && finding.column ? placeOf(finding) + ": " : "";
     bool first = true;
-    for (const std::string& part : brokenWords(place + sentenceOf(told), widthBehind(behind, width))) {
+    for (const std::string& part : brokenWords(place + sentenceOf(shortened), widthBehind(behind, width))) {
         if (first)
             out.print("{:>{}}{}{}:{} {}\n", "", indent, isError ? colours.error : colours.warning, label, colours.off, part);
         else out.print("{:>{}}{}\n", "", behind, part);
@@ -193,7 +193,7 @@ void LineTable::print() {
             }
         out.print("\n");
         for (const Finding& finding : findings)
-            if (finding.field == row.field) tell(finding, 11, false);
+            if (finding.field == row.field) printFinding(finding, 11, false);
     }
 }
 

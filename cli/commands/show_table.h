@@ -48,8 +48,8 @@ private:
     static std::string nameOfMalformed(std::wstring_view text, std::optional<LineKind> kind);
     bool isChosen(const Field& field) const;
     void keepFindingsAt(int column);
-    void tellOfLine();
-    void tell(const Finding& finding, int indent, bool whole);
+    void printLineFindings();
+    void printFinding(const Finding& finding, int indent, bool whole);
     void addFields(std::wstring_view line);
     void addKeyValues(std::wstring_view line);
     bool isFaulty(const Field& field) const;
