@@ -2,6 +2,8 @@
 // and not when an exception passes.
 #pragma once
 #include <cstddef>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,7 +11,12 @@
 namespace tramo {
 
 template <class Char> void overwrite(Char* text, std::size_t size) noexcept {
-    for (volatile Char* c = text; c != text + size; ++c) *c = Char();  // volatile: not optimized away
+#ifdef __GNUC__
+    std::memset(text, 0, size * sizeof(Char));
+    __asm__ volatile("" : : "r"(text) : "memory");  // as if it were read: not optimized away
+#else
+    for (volatile Char* c = text; c != text + size; ++c) *c = Char();
+#endif
 }
 
 // Overwrites the text with all memory that it has, and empties it.
@@ -48,7 +55,17 @@ public:
         wipe(other);
         return *this;
     }
-    ~BasicSecret() { wipe(*this); }  // short texts, which are not in allocated memory
+    ~BasicSecret() {
+        if (isInObject()) wipe(*this);
+    }
+
+private:
+    // A short text. Other texts are in memory that the allocator overwrites.
+    bool isInObject() const {
+        const auto* first = reinterpret_cast<const char*>(this);
+        const auto* text = reinterpret_cast<const char*>(this->data());
+        return !std::less<>()(text, first) && std::less<>()(text, first + sizeof *this);
+    }
 };
 
 using SecretText = BasicSecret<wchar_t>;
