@@ -1,4 +1,4 @@
-// tramo check: what is in exchange files, and what is wrong with them.
+// tramo check: checks exchange files and summarizes their contents.
 #include "cli/io/console.h"
 #include "cli/io/inorder.h"
 #include "cli/io/text.h"
@@ -138,7 +138,7 @@ struct Task {
     bool isFirst, isLast;  ///< of its file
     bool isWhole;          ///< the whole file, which is still to be opened
     KeptPiece piece;
-    std::uint64_t position;  ///< in the file, behind the piece
+    std::uint64_t position;  ///< in the file, after the piece
 
     // At the end of the file, if that has been reached.
     bool endsFile, hasOddByte;
@@ -294,7 +294,7 @@ private:
     std::vector<Finding> findings;
 };
 
-// Puts what was found together, task by task.
+// Writes the findings of the tasks into the report, in the order of the tasks.
 class ReportWriter {
 public:
     ReportWriter(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
@@ -316,7 +316,8 @@ public:
 
     /// The exit code.
     int endRun() {
-        total.exitCode = total.unreadable ? notUsable : total.total.all() ? somethingFound : nothingFound;
+        if (total.unreadable) total.exitCode = notUsable;
+        else total.exitCode = total.total.all() ? somethingFound : nothingFound;
         report.endRun(total);
         out.flush();
         return total.exitCode;

@@ -106,7 +106,7 @@ void Explainer::place(const LinePlace& place) {
     if (!input.next(line)) throw input.hasNoLine(place.line);
     input.confirm();
     sayChange(input);
-    // Among key lines every line may be a piece of one, whatever its length.
+    // Among key lines, a line of any length may be a piece of one.
     const auto prevailing = input.prevailingKind();
     const auto lineKind = prevailing == LineKind::Key ? prevailing : kindOfLine(line, prevailing);
     std::vector<Finding> findings;
@@ -121,7 +121,8 @@ void Explainer::place(const LinePlace& place) {
         return keyKind();
     }
     const auto model = sound ? LineModel::of(*lineKind, line.text) : std::nullopt;
-    const RecordKind* kind = model ? &model->kind() : line.text.empty() ? nullptr : recordKind(line.text.front());
+    const RecordKind* kind = line.text.empty() ? nullptr : recordKind(line.text.front());
+    if (model) kind = &model->kind();
     if (!sound)
         for (const Finding& finding : findings) found(finding);
     if (!kind || (!sound && lineKind != LineKind::Record)) return;
@@ -179,7 +180,7 @@ void Explainer::heading(const std::string& text) {
     for (const std::string& line : brokenWords(text, width)) out.print("{}{}{}\n", colours.heading, line, colours.off);
 }
 
-// Words behind a label; nothing where there are none.
+// Words after a label; without words, nothing.
 void Explainer::entry(std::string_view label, const std::string& words) {
     if (!words.empty()) wrapped(fmt::format("  {:<8}  ", label), words);
 }

@@ -81,13 +81,17 @@ void Rewriter::listLoss(std::string message) {
 void Rewriter::malformed(const Line& line, const Finding& finding) {
     ++damaged;
     LineChanges& group = damages[std::string(finding.rule->name)];
-    if (group.lines++ == 0) group.line = line.number, group.example = finding.sentence;
+    if (group.lines++ == 0) {
+        group.line = line.number;
+        group.example = finding.sentence;
+    }
     ++losses.count;
     listLoss(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
 }
 
 void Rewriter::lineEnd(const Line& line) {
-    const char* what = line.lineFeed ? "LF alone" : line.carriageReturn ? "CR alone" : noLineEnd;
+    const char* what = line.carriageReturn ? "CR alone" : noLineEnd;
+    if (line.lineFeed) what = "LF alone";
     LineChanges& group = lineEnds[what];
     if (group.lines++ == 0) group.line = line.number;
 }
@@ -106,9 +110,8 @@ const Finding* Rewriter::findingOf(const Rewriting& piece, const std::vector<Fin
 
 void Rewriter::note(const Line& line, const LineModel& model, const Rewriting& piece, const Finding* finding) {
     const int column = finding ? finding->column : piece.column;
-    const std::string words = finding       ? sentenceOf(*finding)
-                              : piece.field ? fmt::format("{} ({}): {}", piece.field->name, model.kind().name, happening(piece))
-                                            : happening(piece);
+    std::string words = finding ? sentenceOf(*finding) : happening(piece);
+    if (!finding && piece.field) words = fmt::format("{} ({}): {}", piece.field->name, model.kind().name, words);
     listLoss(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
 }
 
@@ -120,7 +123,9 @@ void Rewriter::count(const Line& line, const RecordKind& kind, Rewriting piece, 
     FieldChanges& group = fieldChanges[{place, piece.field ? piece.field->index : kind.fields.size(), piece.what, piece.loses,
         isCode ? piece.before + piece.after : std::wstring()}];
     if (group.lines++ != 0) return;
-    group.line = line.number, group.kind = &kind, group.example = std::move(piece);
+    group.line = line.number;
+    group.kind = &kind;
+    group.example = std::move(piece);
     if (finding) group.reason = reasonOf(*finding);
 }
 

@@ -30,16 +30,16 @@ inline constexpr Wording wordings[] = {
     {"outsideFields", "the text there is not read"},
 };
 
-/// Changes of one group, counted.
+/// Changes of one field and one kind, counted.
 struct FieldChanges {
     std::uint64_t lines = 0;
     long long line = 0;  // the first one's
     const RecordKind* kind = nullptr;
     Rewriting example{};
-    std::string reason{};  // what a check says of the example
+    std::string reason{};  // from the check of the example
 };
 
-/// Whole lines of one group: damage, by the rule's name, or line ends.
+/// Whole lines with the same change: malformed ones, by the rule's name, or line endings.
 struct LineChanges {
     std::uint64_t lines = 0;
     long long line = 0;

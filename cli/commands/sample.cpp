@@ -1,4 +1,4 @@
-// tramo sample: made-up rounds, with faults on demand and word of every one of them.
+// tramo sample: generates sample rounds, on request with errors and a list of them.
 #include "cli/commands/sample_faults.h"
 #include "cli/commands/sample_lines.h"
 #include "cli/io/console.h"
@@ -209,7 +209,7 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-// What was asked for and does not come. True: something else does.
+// Names the kinds that the round has no line of. True: there are lines of other kinds.
 bool complainAboutMissing(const Options& options, const LineWriter& writer) {
     std::vector<std::string_view> missing;
     for (const RecordKind* kind : options.kinds)

@@ -1,4 +1,4 @@
-// How lines of made-up rounds are written: one form for each kind of line.
+// How lines of sample rounds are written: one form for each kind of line.
 #pragma once
 #include "cli/commands/sample_calendar.h"
 #include "cli/commands/sample_meters.h"
@@ -72,7 +72,7 @@ private:
     const std::string blank;
 };
 
-/// What tells a meter from all others: a prefix, and a number of 7 digits that no other meter has there.
+/// Distinguishes a meter from all others: a prefix, and a number of 7 digits that no other meter has there.
 class Identity {
 public:
     enum Mark { Serial, Corrected, NewSerial, Reference, ModuleReference, ModuleSerial, InternalSerial, Customer };

@@ -1,4 +1,4 @@
-// The lines of made-up rounds, as the library writes them.
+// The lines of sample rounds, as the library writes them.
 #pragma once
 #include "cli/commands/sample_meters.h"
 #include "cli/commands/sample_town.h"

@@ -1,4 +1,4 @@
-// The lines of made-up rounds about a meter and its radio module.
+// The lines of sample rounds about a meter and its radio module.
 #pragma once
 #include "cli/commands/sample_form.h"
 #include "cli/commands/sample_town.h"

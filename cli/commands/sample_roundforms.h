@@ -1,4 +1,4 @@
-// The lines of made-up rounds that are about the round, and the answers and positions of its meters.
+// The lines of sample rounds that are about the round, and the answers and positions of its meters.
 #pragma once
 #include "cli/commands/sample_form.h"
 #include "cli/commands/sample_town.h"

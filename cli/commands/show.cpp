@@ -1,4 +1,4 @@
-// tramo show: lines of a file as tables for people.
+// tramo show: shows lines as tables, field by field.
 #include "cli/commands/show_table.h"
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
@@ -87,7 +87,7 @@ ShowOptions parse(std::vector<std::string> arguments) {
     return options;
 }
 
-// Among key lines every line may be a piece of one, whatever its length.
+// Among key lines, a line of any length may be a piece of one.
 std::optional<LineKind> kindOf(const Line& line, const Input& input) {
     const auto prevailing = input.prevailingKind();
     return prevailing == LineKind::Key ? prevailing : kindOfLine(line, prevailing);

@@ -116,7 +116,7 @@ void LineTable::printFinding(const Finding& finding, int indent, bool whole) {
 }
 
 void LineTable::addFields(std::wstring_view line) {
-    bool isShown = options.column == 0;  // the field that holds the flags behind it
+    bool isShown = options.column == 0;  // the field that holds the flags after it
     for (const Field& field : model->kind().fields) {
         const FieldValue value = model->get(field);
         if (field.column == 0) {
@@ -151,10 +151,11 @@ void LineTable::addKeyValues(std::wstring_view line) {
         const std::size_t first = secrets.size();
         if (value.text && !isMasked(value)) secrets += parsed.values().*value.text;
         Row row{.name = std::string(value.name), .value = {}, .field = value.name};
-        if (value.isAbsent(parsed.values())) row.value = "-", row.hasText = false;
-        else if (isMasked(value)) row.value = "******** (--show-keys)", row.hasText = false;
-        else if (value.text) row.text = std::wstring_view(secrets).substr(first), row.textIsValue = true;
-        else row.value = std::to_string(parsed.values().wmBusAddress[value.part]), row.hasText = false;
+        row.hasText = row.textIsValue = value.text && !value.isAbsent(parsed.values()) && !isMasked(value);
+        if (row.hasText) row.text = std::wstring_view(secrets).substr(first);
+        else if (value.isAbsent(parsed.values())) row.value = "-";
+        else if (isMasked(value)) row.value = "******** (--show-keys)";
+        else row.value = std::to_string(parsed.values().wmBusAddress[value.part]);
         rows.push_back(std::move(row));
     }
 }
@@ -181,7 +182,7 @@ void LineTable::print() {
     for (const Row& row : rows) {
         const std::size_t nameWidth = hasRoom || row.columns.empty() ? longest : placedWidth;
         const std::string_view value = row.value;  // empty where the text is the value
-        const std::size_t padding = row.textIsValue ? 0 : row.hasText ? valueWidth + 2 : 0;
+        const std::size_t padding = row.hasText && !row.textIsValue ? valueWidth + 2 : 0;
         out.print("{}{:>9}{}  {:<{}}  {:<{}}", colours.faint, row.columns, colours.off, row.name, nameWidth, value, padding);
         const int indent = 9 + 2 + static_cast<int>(nameWidth) + 2 + static_cast<int>(padding);
         bool first = true;
@@ -197,7 +198,7 @@ void LineTable::print() {
     }
 }
 
-// How many whole chunks of blanks begin here, in characters.
+// The number of spaces from here on, in whole chunks.
 std::size_t LineTable::blanksAt(std::wstring_view text, std::size_t from, std::size_t chunk) {
     return (std::min(text.find_first_not_of(L' ', from), text.size()) - from) / chunk * chunk;
 }
@@ -223,7 +224,7 @@ void LineTable::ruled(const LongText& text) {
     show(waiting.size());
 }
 
-// The text under rulers that count its columns. It begins behind so many, which are whole rulers.
+// The text below rulers that count its columns. `begin` columns, which are whole rulers, are before it.
 void LineTable::ruled(std::wstring_view text, std::size_t begin) {
     constexpr int margin = rulerMargin;
     const std::size_t tens = rulerColumns() / 10;
