@@ -2,8 +2,8 @@
 #include "common/concat.h"
 #include "common/named.h"
 #include "common/printable.h"
+#include "common/secretkeyline.h"
 #include "common/utf8.h"
-#include "common/wipe.h"
 #include "model/lineerrors.h"
 #include "tramostream/check.h"
 #include "tramostream/keyline.h"
@@ -32,15 +32,14 @@ std::string whyIgnored(const KeyLineRemark& remark, const KeyValue* value) {
 
 // Values of key lines have names instead of columns, and are never shown.
 void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
-    ParsedKeyLine parsed = parseKeyLine(text);
-    wipe(parsed.line.line);
-    if (parsed.error) {
-        const auto column = static_cast<int>(parsed.error->column());
-        findings.push_back(findingOf("KeyLineUnreadable", "malformed key line", parsed.error->text, column));
+    const SecretKeyLine parsed(text);
+    if (parsed.error()) {
+        const auto column = static_cast<int>(parsed.error()->column());
+        findings.push_back(findingOf("KeyLineUnreadable", "malformed key line", parsed.error()->text, column));
         return;
     }
     const char* kind = shapeOf(LineKind::Key).name;
-    for (const KeyLineRemark& remark : parsed.remarks) {
+    for (const KeyLineRemark& remark : parsed.remarks()) {
         const KeyValue* value = keyValue(remark.name);
         std::string sentence = value ? std::string(value->name) + ": value is ignored"
                                      : named("unknown member", utf8::encode(remark.name)) + " is ignored";
@@ -51,13 +50,11 @@ void checkKeyLine(std::wstring_view text, std::vector<Finding>& findings) {
         }
     }
     for (const KeyValue& value : keyValues) {
-        if (!value.isAbsent(parsed.line)) continue;
+        if (!value.isAbsent(parsed.values())) continue;
         findings.push_back(findingOf(errorName(TE::MandatoryMissing), std::string(value.name) + ": missing value"));
         findings.back().kind = kind;
         findings.back().field = value.name;
     }
-    for (const KeyValue& value : keyValues)
-        if (value.text) wipe(parsed.line.*value.text);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // Findings about whole lines: their length, kind, characters and line ending.
 #include "common/concat.h"
 #include "common/printable.h"
+#include "common/secret.h"
 #include "common/utf16.h"
 #include "common/utf8.h"
-#include "common/wipe.h"
 #include "tramostream/check.h"
 #include <algorithm>
 #include <vector>
@@ -79,7 +79,7 @@ std::string inWords(const std::vector<Finding>& findings) {
 }
 
 // Appends each tab as spaces up to the next multiple of 8 columns, as terminals show it.
-void appendExpanded(std::wstring_view text, std::wstring& to) {
+void appendExpanded(std::wstring_view text, SecretText& to) {
     for (const wchar_t c : text)
         if (c == L'\t') to.resize(to.size() / 8 * 8 + 8, L' ');
         else to += c;
@@ -87,8 +87,8 @@ void appendExpanded(std::wstring_view text, std::wstring& to) {
 
 Finding tooShort(const SourceLine& line, const LineShape& shape) {
     const auto tabs = static_cast<std::size_t>(std::ranges::count(line.text, L'\t'));
-    std::wstring restored;
-    restored.reserve(8 * shape.length);  // it may hold keys, and growing would leave copies of them
+    SecretText restored;
+    restored.reserve(8 * shape.length);
     appendExpanded(line.text, restored);
     const bool isExpanded = tabs && restored.size() == shape.length;
     if (!isExpanded) {
@@ -96,7 +96,6 @@ Finding tooShort(const SourceLine& line, const LineShape& shape) {
         restored.resize(shape.length, L' ');
     }
     const std::vector<Finding> findings = findingsIn(restored, shape.kind);
-    wipe(restored);
 
     std::vector<std::string> why;
     if (!line.lineFeed) why.emplace_back("the file ends here");

@@ -40,6 +40,8 @@ std::vector<Rule> makeRules() {
     add(TE::MandatoryMissing, "A mandatory value is missing", warning);
     add(TE::MandatoryInconsistent, "Values that belong together are inconsistent", warning);
     add(TE::WrongLineType, "A line is of another record kind than expected", error);
+    all.push_back({"KeyLineDuplicate", 0, "Two key lines are about one module.", warning});
+    all.push_back({"KeyNotHexadecimal", 0, "A key is not 32 hexadecimal digits.", warning});
     return all;
 }
 

@@ -158,7 +158,7 @@ struct Start {
 [[gnu::init_priority(101)]] const Start start;  // before those constants
 
 // Reports it without allocating memory.
-int tellOutOfMemory() {
+int complainOutOfMemory() {
     const bool writes = OutFile::anyBegun();
     std::array<char, 80> message;
     (void)std::snprintf(message.data(), message.size(), "tramo: %s%sout of memory while %s\n", running ? running->name : "",
@@ -173,7 +173,7 @@ int guarded(char** begin, char** end) {
     std::set_terminate(start.before);
     try {
         return answered({begin, end});
-    } catch (const std::bad_alloc&) { return tellOutOfMemory(); }
+    } catch (const std::bad_alloc&) { return complainOutOfMemory(); }
 }
 
 }  // namespace tramo::cli

@@ -293,6 +293,21 @@ void checker() {
     //! [Checker]
 }
 
+void keyFileChecker() {
+    //! [KeyFileChecker]
+    tramo::KeyFileChecker checker;
+    std::vector<tramo::Finding> findings;
+    for (const char* file : {"first.txt", "second.txt"}) {
+        checker.file(file);
+        const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber":"4C30000000"})");
+        if (!parsed.error) checker.line(parsed.line, 1, findings);
+    }
+    for (const tramo::Finding& finding : findings)
+        std::wcout << finding.line << L": " << tramo::sentenceOf(finding).c_str() << L'\n';
+    //> 1: serialNumber: same value as in line 1 of first.txt [KeyLineDuplicate]
+    //! [KeyFileChecker]
+}
+
 void rule() {
     //! [Rule]
     const tramo::Rule& rule = *tramo::ruleNamed("LineTooShort");
@@ -549,6 +564,7 @@ int main() {
     run(L"Checker", checker);
     run(L"Rule", rule);
     run(L"CheckSummary", checkSummary);
+    run(L"KeyFileChecker", keyFileChecker);
     run(L"KindCensus", kindCensus);
     run(L"LineModel", lineModel, sampleLine(L'1'));
     run(L"ErrorReport", errorReport);

@@ -1,5 +1,6 @@
 #include "tramostream/keyline.h"
 #include "common/jsonmemory.h"
+#include "common/secretkeyline.h"
 #include "common/utf16.h"
 #include "common/utf8.h"
 #include "model/keyjson.h"
@@ -19,19 +20,9 @@ using Json = AMRKeyTramoModel::Json;
 using Utf8 = rapidjson::UTF8<char>;
 using Utf16 = rapidjson::UTF16<wchar_t>;
 
-// Bytes that are overwritten before their memory is freed.
-struct SecretBytes {
-    std::string bytes;
-
-    SecretBytes() = default;
-    SecretBytes(const SecretBytes&) = delete;
-    SecretBytes& operator=(const SecretBytes&) = delete;
-    ~SecretBytes() {
-        volatile char* byte = bytes.data();  // volatile: not optimized away
-        for (std::size_t k = 0; k < bytes.size(); ++k) byte[k] = 0;
-    }
-
-    // The interface through which RapidJSON's encodings write.
+// The interface through which RapidJSON's encodings write.
+struct SecretOutput {
+    SecretBytes bytes{};
     void Put(char byte) { bytes += byte; }
 };
 
@@ -47,8 +38,8 @@ struct WideInput {
 bool isUtf16(std::uint32_t c) { return c <= 0xFFFF; }
 
 // Appends the text as UTF-8. Returns the index of the first invalid character, if any.
-std::optional<std::size_t> encode(std::wstring_view text, SecretBytes& out) {
-    out.bytes.reserve(text.size() * 3);  // never moved, so that no copy stays in memory
+std::optional<std::size_t> encode(std::wstring_view text, SecretOutput& out) {
+    out.bytes.reserve(text.size() * 3);
     for (WideInput in{text}; in.at < text.size();) {
         const std::size_t first = in.at;
         unsigned code = 0;
@@ -92,7 +83,7 @@ KeyLineError tooLong() { return {"The line is longer than " + std::to_string(lon
 // Parses JSON text, which starts at index `start` of the line, into the result.
 std::optional<KeyLineError> parse(std::wstring_view json, std::size_t start, ParsedKeyLine& result) {
     if (json.size() > longestKeyLine) return tooLong();
-    SecretBytes text;
+    SecretOutput text;
     if (const auto index = encode(json, text))
         return KeyLineError{"Invalid character: a zero, or an unpaired surrogate.", start + *index};
     if (text.bytes.size() > longestKeyLine) return tooLong();
@@ -130,11 +121,18 @@ std::vector<KeyLineRemark> takeKeyValues(const Json& object, AMRKeyLine& line) {
 
 ParsedKeyLine parseKeyLine(std::wstring_view text) {
     ParsedKeyLine result;
+    struct Guard {
+        ParsedKeyLine* result;
+        ~Guard() {
+            if (result) wipe(*result);
+        }
+    } guard{&result};  // when memory runs out
     result.line.line = text;
     const std::size_t start = text.starts_with(AMRKeyLine().lead) ? 1 : 0;
     std::wstring_view json = text.substr(start);
     if (json.ends_with(L'\r')) json.remove_suffix(1);
     result.error = parse(json, start, result);
+    guard.result = nullptr;
     return result;
 }
 

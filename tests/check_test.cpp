@@ -1,6 +1,7 @@
 #include "tramostream/check.h"
 #include "support/allocations.h"
 #include "support/console.h"
+#include "tramostream/keyline.h"
 #include "tramostream/wording.h"
 #include <algorithm>
 #include <fstream>
@@ -213,6 +214,47 @@ TEST_P(Rules, NameNoKey) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Rules, testing::ValuesIn(cases), [](const auto& one) { return std::string(one.param.name); });
+
+// The findings of key lines in several files, each line after its file's number.
+std::vector<std::string> inKeyFiles(const std::vector<std::vector<std::wstring>>& files) {
+    KeyFileChecker checker;
+    std::vector<Finding> findings;
+    for (const std::vector<std::wstring>& lines : files) {
+        checker.file("file " + std::to_string(&lines - files.data() + 1));
+        for (const std::wstring& line : lines) {
+            const ParsedKeyLine parsed = parseKeyLine(line);
+            EXPECT_FALSE(parsed.error);
+            checker.line(parsed.line, &line - lines.data() + 1, findings);
+        }
+    }
+    for (const Finding& finding : findings) EXPECT_FALSE(finding.excerpt);
+    return inWords(findings);
+}
+
+TEST(KeyFileChecker, ReportsKeysThatAreNot32HexadecimalDigits) {
+    const std::string start =
+        "1: warning: wmBusKey_Mode7: invalid key [KeyNotHexadecimal]: expected 32 hexadecimal digits, found ";
+    auto keyFile = [](const std::wstring& mode7) {
+        return inKeyFiles({{LR"({"wmBusKey_Mode5":"0123456789abcdefABCDEF0123456789","wmBusKey_Mode7":")" + mode7 + LR"("})"}});
+    };
+    using Texts = std::vector<std::string>;
+    EXPECT_EQ(keyFile(L""), Texts());  // absent
+    EXPECT_EQ(keyFile(std::wstring(32, L'f')), Texts());
+    EXPECT_EQ(keyFile(std::wstring(31, L'0')), Texts{start + "31 characters"});
+    EXPECT_EQ(keyFile(std::wstring(33, L'0')), Texts{start + "33 characters"});
+    EXPECT_EQ(keyFile(std::wstring(31, L'0') + L'g'), Texts{start + "32 characters, not all hexadecimal"});
+    EXPECT_EQ(keyFile(L"S"), Texts{start + "1 character, not all hexadecimal"});
+}
+
+TEST(KeyFileChecker, ReportsModulesThatOccurTwice) {
+    const std::wstring a = LR"({"serialNumber":"A","wmBusAddress_MeterId":1})";
+    const std::wstring address = LR"("wmBusAddress_MeterId":1,"wmBusAddress_ManufacturerId":2,"wmBusAddress_Version":3)";
+    const std::wstring whole = L"{" + address + LR"(,"wmBusAddress_DeviceType":4})";
+    EXPECT_EQ(inKeyFiles({{a, whole, L"{" + address + L"}", whole}, {L"{}", L"{}", a, whole}}),
+        (std::vector<std::string>{"4: warning: wmBusAddress: same value as in line 2 [KeyLineDuplicate]",
+            "3: warning: serialNumber: same value as in line 1 of file 1 [KeyLineDuplicate]",
+            "4: warning: wmBusAddress: same value as in line 2 of file 1 [KeyLineDuplicate]"}));
+}
 
 TEST(Rule, HasANameOfItsOwnAndASentence) {
     std::set<std::string_view> names;

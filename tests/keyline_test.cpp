@@ -1,6 +1,8 @@
 #include "tramostream/keyline.h"
+#include "common/secretkeyline.h"
 #include "common/utf8.h"
 #include "tramostream/amrkeytramomodel.h"
+#include "tramostream/check.h"
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -22,6 +24,9 @@ namespace {
 std::string watched;
 int sightings = 0;
 
+// The number of allocations, and of the one that fails.
+long allocations = 0, failing = 0;
+
 void giveBack(void* memory) {
     if (!watched.empty() && memory) {
         const std::string_view bytes(static_cast<const char*>(memory), malloc_usable_size(memory));
@@ -33,6 +38,7 @@ void giveBack(void* memory) {
 }  // namespace
 
 void* operator new(std::size_t size) {
+    if (++allocations == failing) throw std::bad_alloc();
     if (void* memory = std::malloc(size ? size : 1)) return memory;
     throw std::bad_alloc();
 }
@@ -441,4 +447,44 @@ TEST(KeyLine, LeavesNotEvenTheFirstByteInMemory) {
     { const ParsedKeyLine parsed = parseKeyLine(full); }
     EXPECT_EQ(sightings, 0);
     watched.clear();
+}
+
+// ---- Memory that held keys, when an exception passes ----------------------------------------------------------------
+
+namespace {
+
+// Runs `work` with its first allocation failing, then with its second, and so on. Returns how often freed memory held the
+// first characters of a key as wide text.
+int sightingsWithoutMemory(auto work) {
+    const std::wstring key = L"5627BD97";
+    watched.assign(reinterpret_cast<const char*>(key.data()), key.size() * sizeof(wchar_t));
+    sightings = 0;
+    long number = 0;
+    do {
+        failing = allocations + ++number;
+        try {
+            work();
+        } catch (const std::bad_alloc&) {}
+    } while (failing <= allocations);
+    failing = 0;
+    watched.clear();
+    EXPECT_GT(number, 3);
+    return sightings;
+}
+
+}  // namespace
+
+TEST(KeyLine, LeavesNoKeyWhenMemoryRunsOut) {
+    EXPECT_EQ(sightingsWithoutMemory([] { SecretKeyLine parsed(full); }), 0);
+}
+
+TEST(KeyLine, ChecksLeaveNoKeyWhenMemoryRunsOut) {
+    const std::wstring opened = full.substr(0, full.size() - 1);
+    for (const std::wstring& text : {full, opened + L",\"x\":1}", opened + L",\"serialNumber\":1}", opened}) {
+        EXPECT_EQ(sightingsWithoutMemory([&] {
+            std::vector<Finding> findings;
+            checkFields(LineKind::Key, text, false, findings);
+        }),
+            0);
+    }
 }

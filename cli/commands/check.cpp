@@ -1,4 +1,4 @@
-// tramo check: what is in exchange files, and what is wrong with them.
+// tramo check: checks exchange files and summarizes their contents.
 #include "cli/io/console.h"
 #include "cli/io/inorder.h"
 #include "cli/io/text.h"
@@ -138,7 +138,7 @@ struct Task {
     bool isFirst, isLast;  ///< of its file
     bool isWhole;          ///< the whole file, which is still to be opened
     KeptPiece piece;
-    std::uint64_t position;  ///< in the file, behind the piece
+    std::uint64_t position;  ///< in the file, after the piece
 
     // At the end of the file, if that has been reached.
     bool endsFile, hasOddByte;
@@ -294,15 +294,15 @@ private:
     std::vector<Finding> findings;
 };
 
-// Puts what was found together, task by task.
-class Teller {
+// Writes the findings of the tasks into the report, in the order of the tasks.
+class ReportWriter {
 public:
-    Teller(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
+    ReportWriter(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
         total.files = options.files.size();
     }
 
-    void tell(const Task& task) {
-        if (task.failure) return tellUnreadable(task);
+    void add(const Task& task) {
+        if (task.failure) return addUnreadable(task);
         if (task.isFirst) {
             report.beginFile(task.file->path);
             summary = {};
@@ -316,7 +316,8 @@ public:
 
     /// The exit code.
     int endRun() {
-        total.exitCode = total.unreadable ? notUsable : total.total.all() ? somethingFound : nothingFound;
+        if (total.unreadable) total.exitCode = notUsable;
+        else total.exitCode = total.total.all() ? somethingFound : nothingFound;
         report.endRun(total);
         out.flush();
         return total.exitCode;
@@ -347,7 +348,7 @@ private:
         total.total += summary.checked.total;
     }
 
-    void tellUnreadable(const Task& task) {
+    void addUnreadable(const Task& task) {
         if (!task.isFirst) endFile(*task.file);
         ++total.unreadable;
         report.unreadable(task.file->path, task.failure->reason);
@@ -368,11 +369,11 @@ int run(std::vector<std::string> arguments) {
     Output out;
     const std::unique_ptr<Report> report = Report::make(out, options.style);
     Tasks tasks(options, *report);
-    Teller teller(options, *report, out);
+    ReportWriter writer(options, *report, out);
     inOrder<Task>(
         usefulThreads(options.threads, options.files), [&](Task& task) { return tasks.take(task); },
-        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { teller.tell(task); });
-    return teller.endRun();
+        [&](Task& task) { TaskChecker(options, *report, task).run(); }, [&](const Task& task) { writer.add(task); });
+    return writer.endRun();
 }
 
 }  // namespace

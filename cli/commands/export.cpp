@@ -221,15 +221,11 @@ public:
 
     void add(TableRow row, const Sink& sink) {
         if (!sink.describe(row, text)) rows.push_back(std::move(row));
-        else if (row.table == &keyTable()) wipe(row);
     }
 
     void putInto(Sink& sink) {
         if (text.size() > 0) sink.put(std::string_view(text.data(), text.size()));
-        for (TableRow& row : rows) {
-            sink.put(row);
-            if (row.table == &keyTable()) wipe(row);
-        }
+        for (const TableRow& row : rows) sink.put(row);
     }
 
 private:
@@ -294,10 +290,7 @@ private:
         const bool judged = checkShape(line, kind, findings);
         std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
         TableRow row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
-        if (options.only && row.table != options.only) {
-            if (row.table == &keyTable()) wipe(row);
-            return;
-        }
+        if (options.only && row.table != options.only) return;
         task.damaged += row.table == &textTable();
         task.unread += row.unread;
         task.ignored += row.lacksMembers || (model && holdsMore(*model, line.text));

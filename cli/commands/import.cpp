@@ -130,19 +130,14 @@ public:
         while (rows->next(row)) {
             if (!file) open();
             if (row.table == &keyTable()) file->keepSecret();
-            std::wstring line;
             if (row.longText) {
                 appendLong(row);
             } else {
-                line = lineOf(row);
+                const SecretText line = lineOf(row);
                 checkCharacters(line, row);
                 append(line);
             }
             put(L"\r\n");
-            if (row.table == &keyTable()) {
-                wipe(line);
-                wipe(row);
-            }
             ++lines;
         }
         if (!file) open();
@@ -165,10 +160,10 @@ private:
         if (++losses <= listed) complain(messageOf(loss));
     }
 
-    std::wstring lineOf(TableRow& row) {
+    SecretText lineOf(const TableRow& row) {
         std::vector<RowFault> lost;
         try {
-            std::wstring line = cli::lineOf(row, lost);
+            SecretText line = cli::lineOf(row, lost);
             for (const RowFault& loss : lost) report(loss);
             return line;
         } catch (const Unfit& unfit) { refuse(unfit.fault); }

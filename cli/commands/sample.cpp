@@ -1,4 +1,4 @@
-// tramo sample: made-up rounds, with faults on demand and word of every one of them.
+// tramo sample: generates sample rounds, on request with errors and a list of them.
 #include "cli/commands/sample_faults.h"
 #include "cli/commands/sample_lines.h"
 #include "cli/io/console.h"
@@ -202,8 +202,8 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-// What was asked for and does not come. True: something else does.
-bool tellMissing(const Options& options, const LineWriter& writer) {
+// Names the kinds that the round has no line of. True: there are lines of other kinds.
+bool complainAboutMissing(const Options& options, const LineWriter& writer) {
     std::vector<std::string_view> missing;
     for (const RecordKind* kind : options.kinds)
         if (writer.linesOf(*kind) == 0) missing.push_back(kind->name);
@@ -222,7 +222,7 @@ int run(std::vector<std::string> arguments) {
     if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl", mode);
     LineWriter writer(options, file, expected ? &*expected : nullptr);
     writeRounds(options, writer);
-    if (!tellMissing(options, writer)) return notUsable;
+    if (!complainAboutMissing(options, writer)) return notUsable;
     writer.flush();
     file.commit();
     if (expected) expected->commit();

@@ -1,4 +1,4 @@
-// The days of made-up rounds, and how much of a year's water is used between two of them.
+// The days of sample rounds, and how much of a year's water is used between two of them.
 #pragma once
 #include <array>
 #include <cstddef>

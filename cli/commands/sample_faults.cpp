@@ -1,4 +1,5 @@
 #include "cli/commands/sample_faults.h"
+#include "cli/commands/sample_form.h"
 #include "cli/commands/sample_lines.h"
 #include <algorithm>
 #include <fmt/format.h>
@@ -127,7 +128,7 @@ bool Faults::damageField(Random& random, const Fault& fault, Written& line, std:
     return true;
 }
 
-// Most lines must keep their length: it tells what the file is made of.
+// Most lines must keep their length, because the kind of the file is recognized by it.
 bool Faults::mayChangeLength(std::uint64_t number) {
     if ((lengthsChanged + 1) * 4 > number) return false;
     ++lengthsChanged;

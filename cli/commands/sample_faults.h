@@ -1,4 +1,4 @@
-// Damages lines of made-up rounds, and notes what is wrong with them.
+// Damages lines of sample rounds, and notes what is wrong with them.
 #pragma once
 #include "cli/commands/sample_random.h"
 #include <cstdint>

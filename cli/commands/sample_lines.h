@@ -1,4 +1,4 @@
-// The lines of made-up rounds, as the library writes them.
+// The lines of sample rounds, as the library writes them.
 #pragma once
 #include "cli/commands/sample_meters.h"
 #include "cli/commands/sample_town.h"
@@ -8,9 +8,6 @@
 #include <tramostream/fields.h>
 
 namespace tramo::cli::sample {
-
-const RecordKind& kindCalled(std::string_view name);
-const Field& fieldCalled(const RecordKind& kind, std::string_view name);
 
 /// Where lines go.
 class LineSink {

@@ -54,7 +54,7 @@ void MetersOfRound::Agent::spend(const Calendar& days, std::int32_t seconds) {
     if (second >= 16 * hour + 3 * hour / 4) begin(days.workingDay(day + 1));
 }
 
-// The week of a round and its agents: nobody is in two rounds at once.
+// The week of a round and its agents: no agent is in two rounds at once.
 MetersOfRound::MetersOfRound(const Calendar& knownCalendar, std::uint64_t chosenSeed, std::uint32_t number)
     : calendar(knownCalendar), seed(chosenSeed),
       imported(Calendar::day(2024, 1, 15) + 7 * static_cast<Day>(number % weeksOfACampaign)),
@@ -89,7 +89,11 @@ void MetersOfRound::visit(const Home& home) {
     Random random(seed, Purpose::Visit, meter.number);
     const bool readByRadio = meter.hasRadio && !random.oneIn(9), isRead = readByRadio || !random.oneIn(8);
     const std::int32_t way = random.between(60, 300);
-    const std::int32_t work = readByRadio ? random.between(30, 80) : isRead ? random.between(80, 280) : random.between(50, 120);
+    auto secondsOfWork = [&] {
+        if (readByRadio) return random.between(30, 80);
+        return isRead ? random.between(80, 280) : random.between(50, 120);
+    };
+    const std::int32_t work = secondsOfWork();
     Agent& agent = agents[home.street == 1];
     agent.spend(calendar, work + (home.beginsStreet ? way : 0));
     meter.visit = agent.visit();
@@ -138,8 +142,10 @@ void MetersOfRound::use() {
     meter.litresExpected = usedBefore ? calendar.litres(ofAYear, readings[0].day, imported) : 0;
 
     const std::int64_t shown = meter.litresNow / 1000;
-    meter.wheels = shown < 8000 && random.oneIn(4) ? 4 : shown < 90000 ? 5 : 6;
-    meter.capacity = meter.wheels == 4 ? 10000 : meter.wheels == 5 ? 100000 : 1000000;
+    meter.wheels = shown < 90000 ? 5 : 6;
+    if (shown < 8000 && random.oneIn(4)) meter.wheels = 4;
+    meter.capacity = 10000;
+    for (std::uint32_t wheels = 4; wheels < meter.wheels; ++wheels) meter.capacity *= 10;
     if (random.oneIn(meter.wheels == 4 ? 30 : 500)) turnOver(random);
 }
 

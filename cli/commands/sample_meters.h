@@ -1,4 +1,4 @@
-// The meters of made-up rounds: how they have been used, and how they are read.
+// The meters of sample rounds: how they have been used, and how they are read.
 #pragma once
 #include "cli/commands/sample_calendar.h"
 #include "cli/commands/sample_town.h"
@@ -48,7 +48,7 @@ struct Meter {
 };
 
 /// Keeps meters from having the previous index and the consumption of another one. Of so many meters only as are in `most`:
-/// then it begins anew, for it would take ever more memory.
+/// then it starts again, because it would take more and more memory.
 class Pairs {
 public:
     /// False: another meter has them.
@@ -56,7 +56,10 @@ public:
         const std::uint64_t pair = static_cast<std::uint64_t>(previousIndex) << 32 | static_cast<std::uint64_t>(consumption);
         const std::uint64_t hash = pair * 0x9E3779B97F4A7C15;
         const auto mark = static_cast<std::uint16_t>(hash >> 20 | 1);  // a few pairs share theirs: they pass for the same
-        if (count == most) taken.assign(taken.size(), 0), count = 0;
+        if (count == most) {
+            taken.assign(taken.size(), 0);
+            count = 0;
+        }
         std::size_t at = hash >> (64 - bits);
         for (; taken[at] != 0; at = (at + 1) % taken.size())
             if (taken[at] == mark) return false;

@@ -1,4 +1,4 @@
-// Numbers of made-up rounds: the same on every machine.
+// Numbers of sample rounds: the same on every machine.
 #pragma once
 #include <cstddef>
 #include <cstdint>

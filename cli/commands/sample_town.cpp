@@ -129,7 +129,8 @@ std::string streetNameOf(std::uint64_t seed, std::uint32_t quarter, std::uint32_
 // How dense a quarter is built: its town's middle, around it, and its edges.
 std::uint32_t ringOf(std::uint32_t quarter) {
     const std::uint32_t ofTown = quarter % quartersOfATown;
-    return ofTown == 0 ? 0 : ofTown < 9 ? 1 : 2;
+    if (ofTown == 0) return 0;
+    return ofTown < 9 ? 1 : 2;
 }
 
 User userOf(Random& random, std::uint32_t ring) {

@@ -1,4 +1,4 @@
-// The towns of made-up rounds: streets that cross, houses along them, and their addresses.
+// The towns of sample rounds: streets that cross, houses along them, and their addresses.
 #pragma once
 #include "cli/commands/sample_random.h"
 #include <array>

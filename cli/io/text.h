@@ -5,7 +5,6 @@
 #include "common/named.h"
 #include "common/printable.h"
 #include "common/utf8.h"
-#include "common/wipe.h"
 #include <span>
 #include <string>
 #include <string_view>

@@ -3,13 +3,13 @@
 #include "cli/lines/columns.h"
 #include "cli/lines/rewriting.h"
 #include "common/encoding.h"
+#include "common/secretkeyline.h"
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
 #include <fmt/xchar.h>
 #include <span>
 #include <tramostream/check.h>
-#include <tramostream/keyline.h>
 #include <tramostream/linemodel.h>
 
 namespace tramo::cli {
@@ -51,29 +51,15 @@ const Identity& identityOf(const RecordKind& kind) {
     return all.at(&kind);
 }
 
-void wipeKeys(ParsedKeyLine& parsed) {
-    wipe(parsed.line.line);
-    for (const KeyValue& value : keyValues)
-        if (value.text) wipe(parsed.line.*value.text);
-}
-
 bool isReadable(const Line& line, std::optional<LineKind> kind) {
     std::vector<Finding> damage;
     if (!checkShape(line, kind, damage)) return false;
-    if (kind != LineKind::Key) return true;
-    ParsedKeyLine parsed = parseKeyLine(line.text);
-    wipeKeys(parsed);
-    return !parsed.error;
+    return kind != LineKind::Key || !SecretKeyLine(line.text).error();
 }
 
 // Returns the serial number of the line's meter; may be empty.
 std::wstring meterOf(LineKind kind, std::wstring_view text) {
-    if (kind == LineKind::Key) {
-        ParsedKeyLine parsed = parseKeyLine(text);
-        std::wstring serial = parsed.line.serialNumber;
-        wipeKeys(parsed);
-        return serial;
-    }
+    if (kind == LineKind::Key) return SecretKeyLine(text).values().serialNumber;
     const RecordKind* fixed = recordKindOf(kind, text);
     const Field* field = fixed ? identityOf(*fixed).meter : nullptr;
     return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
@@ -125,7 +111,7 @@ public:
         return {isText ? ShownValue::Quoted : ShownValue::Plain, isText ? raw : textOf(field, value(field))};
     }
 
-    std::wstring text;
+    SecretText text;
     std::optional<LineModel> model;
 
 private:
@@ -163,7 +149,7 @@ bool isWrittenByOther(Side& a, Side& b, const Field& field) {
 
 // Adds adjacent columns outside of fields that differ.
 void compareOutside(const Side& a, const Side& b, const RecordKind& kind, std::vector<FieldChange>& changes) {
-    auto at = [](const std::wstring& text, std::size_t i) { return i < text.size() ? text.substr(i, 1) : std::wstring(); };
+    auto at = [](std::wstring_view text, std::size_t i) { return text.substr(std::min(i, text.size()), 1); };
     const std::size_t size = std::max(a.text.size(), b.text.size());
     auto differs = [&](std::size_t i) {
         return at(a.text, i) != at(b.text, i) && i > 0 && fieldsAt(kind, static_cast<int>(i + 1)).empty();
@@ -172,8 +158,8 @@ void compareOutside(const Side& a, const Side& b, const RecordKind& kind, std::v
         if (!differs(i)) continue;
         std::size_t end = i + 1;
         while (end < size && differs(end)) ++end;
-        auto piece = [&](const std::wstring& text) {
-            return ShownValue{ShownValue::Quoted, text.substr(std::min(i, text.size()), end - i)};
+        auto piece = [&](std::wstring_view text) {
+            return ShownValue{ShownValue::Quoted, std::wstring(text.substr(std::min(i, text.size()), end - i))};
         };
         changes.push_back({fmt::format("columns {}-{}", i + 1, end), static_cast<int>(i + 1), piece(a.text), piece(b.text)});
         i = end;
@@ -201,31 +187,29 @@ std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine*
     return changes;
 }
 
-ShownValue shown(const ParsedKeyLine* line, const KeyValue& value, bool show) {
-    if (!line || value.isAbsent(line->line)) return {};
+bool isSameValue(const AMRKeyLine& a, const AMRKeyLine& b, const KeyValue& value) {
+    return value.text ? a.*value.text == b.*value.text : a.wmBusAddress[value.part] == b.wmBusAddress[value.part];
+}
+
+ShownValue shown(const AMRKeyLine& line, const KeyValue& value, bool show) {
+    if (value.isAbsent(line)) return {};
     if (!show) return {ShownValue::Plain};
-    if (value.text) return {ShownValue::Quoted, line->line.*value.text};
-    return {ShownValue::Plain, fmt::format(L"{}", line->line.wmBusAddress[value.part])};
+    if (value.text) return {ShownValue::Quoted, line.*value.text};
+    return {ShownValue::Plain, fmt::format(L"{}", line.wmBusAddress[value.part])};
 }
 
 std::vector<FieldChange> compareKeys(const KeptLine* a, const KeptLine* b, const DiffOptions& options) {
-    auto parsed = [](const KeptLine* line) {
-        std::wstring text = line ? line->text() : std::wstring();
-        ParsedKeyLine result = parseKeyLine(text);
-        wipe(text);
-        return result;
-    };
-    ParsedKeyLine before = parsed(a), after = parsed(b);
-    const ParsedKeyLine *from = a ? &before : nullptr, *to = b ? &after : nullptr;
+    auto parsed = [](const KeptLine* line) { return SecretKeyLine(line ? line->text() : SecretText()); };
+    const SecretKeyLine before = parsed(a), after = parsed(b);  // without a line every value is absent
+    const AMRKeyLine &from = before.values(), &to = after.values();
     std::vector<FieldChange> changes;
     for (const KeyValue& value : keyValues) {
-        if (shown(from, value, true) == shown(to, value, true)) continue;
+        if (isSameValue(from, to, value)) continue;
         const bool show = !value.secret || options.showKeys;
         changes.push_back({std::string(value.name), 0, shown(from, value, show), shown(to, value, show), !show});
     }
     if (changes.empty() && options.exact && a && b && !a->hasTextOf(*b))
         changes.push_back({"text", 0, {ShownValue::Plain}, {ShownValue::Plain}, true});
-    wipeKeys(before), wipeKeys(after);
     return changes;
 }
 
@@ -248,13 +232,8 @@ KeptLine::KeptLine(const Line& line, std::optional<LineKind> kindOfLine, bool is
     encoding::append(bytes, held, isWide);
 }
 
-KeptLine::~KeptLine() {
-    if (kind == LineKind::Key)
-        for (volatile char& byte : bytes) byte = 0;
-}
-
-std::wstring KeptLine::text() const {
-    std::wstring all(bytes.size() / (isWide ? 2 : 1), L' ');
+SecretText KeptLine::text() const {
+    SecretText all(bytes.size() / (isWide ? 2 : 1), L' ');
     encoding::read(reinterpret_cast<const unsigned char*>(bytes.data()), all.size(), isWide, all.data());
     return all;
 }
@@ -266,7 +245,7 @@ bool KeptLine::hasTextOf(const KeptLine& other) const {
 
 bool KeptLine::hasText(const Line& other) const {
     if (whole || other.whole) return whole && other.whole && *whole == *other.whole;
-    if (isWide) return text() == other.text;
+    if (isWide) return std::wstring_view(text()) == other.text;
     return std::ranges::equal(
         bytes, other.text, [](char byte, wchar_t c) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)) == c; });
 }

@@ -1,6 +1,7 @@
 // Pairs the lines of two files by meter and kind.
 #pragma once
 #include "cli/lines/input.h"
+#include "common/secret.h"
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,16 +16,13 @@
 
 namespace tramo::cli {
 
-/// A copy of a line that needs half the memory. The destructor wipes it, because it may hold keys.
+/// A copy of a line that needs half the memory.
 class KeptLine {
 public:
     KeptLine() = default;
     KeptLine(const Line& line, std::optional<LineKind> kind, bool isSound);
-    ~KeptLine();
-    KeptLine(KeptLine&&) = default;
-    KeptLine& operator=(KeptLine&&) = default;
 
-    std::wstring text() const;  ///< of a long line, the first characters
+    SecretText text() const;  ///< of a long line, the first characters
     bool hasTextOf(const KeptLine& other) const;
     bool hasText(const Line& other) const;
     bool isRecord() const { return sound && kind != LineKind::Key; }  ///< whether it has fields in fixed columns
@@ -35,7 +33,7 @@ public:
     std::shared_ptr<const LongLine> whole;  ///< of a long line
 
 private:
-    std::string bytes;  // one per character, or two, the low one first
+    SecretBytes bytes;  // one per character, or two, the low one first
     bool isWide = false;
 };
 

@@ -18,7 +18,7 @@ std::string_view bytesOf(std::wstring_view text) {
 
 }  // namespace
 
-bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
+bool decode(std::string_view bytes, std::size_t width, SecretText& text) {
     const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
     text.resize(bytes.size() / width);
     wchar_t* to = text.data();
@@ -35,10 +35,6 @@ bool decode(std::string_view bytes, std::size_t width, std::wstring& text) {
     return suspects == 0;
 }
 
-LongLine::~LongLine() {
-    for (std::wstring* text : {&head, &tail, &added}) wipe(*text);
-}
-
 void LongLine::add(std::string_view bytes) {
     byteCount += bytes.size();
     for (; !bytes.empty(); bytes.remove_prefix(std::min(mostOfPiece * charWidth, bytes.size()))) {
@@ -50,10 +46,8 @@ void LongLine::add(std::string_view bytes) {
 
 // `tail` holds the characters before the piece.
 void LongLine::find(std::wstring_view piece) {
-    if (head.size() < longestHeld) {
-        if (head.empty()) head.reserve(longestHeld);  // it may hold keys, and reallocation would leave copies of them
-        head += piece.substr(0, longestHeld - head.size());
-    }
+    if (head.empty()) head.reserve(longestHeld);
+    if (head.size() < longestHeld) head += piece.substr(0, longestHeld - head.size());
     if (const std::size_t filled = piece.find_last_not_of(L' '); filled != std::wstring_view::npos) {
         const std::size_t before = filled > 0 ? piece.find_last_not_of(L' ', filled - 1) : std::wstring_view::npos;
         filledBefore = before == std::wstring_view::npos ? lastFilled : count + before + 1;
@@ -85,11 +79,6 @@ void LongLine::load(std::uint64_t place, Block& block) const {
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(block.bytes.size(), byteCount - place));
     if (file->read(from + place, block.bytes.data(), size) < size) file->hasChanged();
     decode({block.bytes.data(), size}, charWidth, block.text);
-}
-
-LongLine::Block::~Block() {
-    wipe(text);
-    for (volatile char& byte : bytes) byte = 0;
 }
 
 void LongLine::forEachPiece(const std::function<void(std::wstring_view)>& use) const {

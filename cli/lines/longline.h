@@ -2,19 +2,19 @@
 #pragma once
 #include "cli/io/sourcefile.h"
 #include "cli/lines/longtext.h"
+#include "common/secret.h"
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <tramostream/linekind.h>
 #include <utility>
-#include <vector>
 
 namespace tramo::cli {
 
 /// Decodes characters of a file: bytes, or UTF-16 units with the low byte first. Returns false if they contain a zero character
 /// or a surrogate.
-bool decode(std::string_view bytes, std::size_t width, std::wstring& text);
+bool decode(std::string_view bytes, std::size_t width, SecretText& text);
 
 /// One line, without its line ending.
 class LongLine : public LongText {
@@ -22,7 +22,6 @@ public:
     /// `place`: the offset of the line in the file; `width`: the bytes of a character.
     LongLine(std::shared_ptr<const SourceFile> source, std::uint64_t place, std::size_t width)
         : file(std::move(source)), from(place), charWidth(width) {}
-    ~LongLine() override;
 
     /// Adds the next bytes, which are whole characters.
     void add(std::string_view bytes);
@@ -46,13 +45,10 @@ public:
 
 private:
     struct Block {
-        explicit Block(std::size_t size) : bytes(size) {}
-        ~Block();
-        Block(const Block&) = delete;
-        Block& operator=(const Block&) = delete;
+        explicit Block(std::size_t size) : bytes(size, '\0') {}
 
-        std::vector<char> bytes;
-        std::wstring text{};
+        SecretBytes bytes;
+        SecretText text{};
     };
 
     void load(std::uint64_t place, Block& block) const;
@@ -64,7 +60,7 @@ private:
     std::uint64_t byteCount = 0;
     std::size_t count = 0;
     bool hasReturn = false, hasFeed = false, looksLikeKeys = false;
-    std::wstring head, tail, added;
+    SecretText head, tail, added;
     std::size_t lastFilled = 0, filledBefore = 0, lastOther = 0;  ///< after the last character but spaces, the one before, ...
     Checksum sum;
     LongLineFacts known;

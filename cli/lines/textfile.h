@@ -48,8 +48,6 @@ public:
     PieceReader() = default;
     explicit PieceReader(const Piece& of) : piece(of) {}
 
-    /// Wipes the last line, because lines may hold keys.
-    ~PieceReader() { wipe(text); }
     PieceReader(const PieceReader&) = delete;
     PieceReader& operator=(const PieceReader&) = delete;
 
@@ -60,7 +58,7 @@ public:
 
 private:
     Piece piece;
-    std::wstring text;
+    SecretText text;  ///< of the last line
 };
 
 class TextFile {

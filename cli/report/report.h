@@ -44,6 +44,13 @@ std::unique_ptr<Report> makeJsonReport(Output& output);
 std::unique_ptr<Report> makeSarifReport(Output& output, const ReportStyle& style);
 
 /// "error", "warning", "hint".
-std::string_view nameOf(Severity severity);
+constexpr std::string_view nameOf(Severity severity) {
+    switch (severity) {
+    case Severity::Error: return "error";
+    case Severity::Warning: return "warning";
+    case Severity::Hint: break;
+    }
+    return "hint";
+}
 
 }  // namespace tramo::cli

@@ -75,7 +75,9 @@ public:
         json.beginArray("artifacts");
         for (const Artifact& artifact : artifacts) {
             json.StartObject();
-            json.key("location"), json.StartObject(), json.member("uri", artifact.uri), json.EndObject();
+            json.beginObject("location");
+            json.member("uri", artifact.uri);
+            json.EndObject();
             json.member("length", artifact.length);
             json.EndObject();
         }

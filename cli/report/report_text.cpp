@@ -26,7 +26,7 @@ public:
     void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         const auto at = fmt::appender(to);
         Finding here = finding;
-        here.reportedColumn = 0;  // a note of its own tells it
+        here.reportedColumn = 0;  // a separate note shows it
         place(here, line, label, at);
         fmt::format_to(at, "{}{}:{} {}\n", finding.severity == Severity::Error ? colours.error : colours.warning,
             nameOf(finding.severity), colours.off, sentenceOf(here));
@@ -117,26 +117,8 @@ private:
 
 }  // namespace
 
-std::string_view nameOf(Severity severity) {
-    switch (severity) {
-    case Severity::Error: return "error";
-    case Severity::Warning: return "warning";
-    case Severity::Hint: break;
-    }
-    return "hint";
-}
-
 std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style) {
     return std::make_unique<TextReport>(output, style);
-}
-
-std::unique_ptr<Report> Report::make(Output& output, const ReportStyle& style) {
-    switch (style.format) {
-    case Format::Text: break;
-    case Format::Json: return makeJsonReport(output);
-    case Format::Sarif: return makeSarifReport(output, style);
-    }
-    return makeTextReport(output, style);
 }
 
 }  // namespace tramo::cli

@@ -162,7 +162,8 @@ std::string zshOption(const HelpOption& option) {
     const std::string excluded = option.names.size() > 1 ? fmt::format("({})", fmt::join(option.names, " ")) : "";
     std::string out;
     for (const std::string& name : option.names) {
-        const char* joint = value.empty() ? "" : name.starts_with("--") ? "=" : "+";
+        const char* joint = name.starts_with("--") ? "=" : "+";
+        if (value.empty()) joint = "";
         const std::string all = fmt::format("{}{}{}[{}]{}", excluded, name, joint, escapedForZsh(option.text), value);
         out += " \\\n            " + quotedForShell(all);
     }

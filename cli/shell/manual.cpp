@@ -111,8 +111,10 @@ std::string rowAsRoff(const std::vector<std::string>& head, const std::vector<st
     std::string tag = cells[0], text;
     if (tagged == 2) tag += "  " + cells[1];
     for (std::size_t i = tagged; i < cells.size(); ++i)
-        if (cells[i] != "\\-")
-            text += fmt::format("{}\\fI{}:\\fR {}", text.empty() ? "" : text.ends_with('.') ? " " : "; ", head[i], cells[i]);
+        if (cells[i] != "\\-") {
+            if (!text.empty()) text += text.ends_with('.') ? " " : "; ";
+            text += fmt::format("\\fI{}:\\fR {}", head[i], cells[i]);
+        }
     return fmt::format(".TP\n\\fB{}\\fR\n{}\n", tag, text);
 }
 

@@ -1,5 +1,6 @@
 #include "cli/tables/celltext.h"
 #include "cli/io/text.h"
+#include "common/secret.h"
 #include "common/utf16.h"
 #include <algorithm>
 #include <charconv>
@@ -105,7 +106,7 @@ std::optional<std::wstring> unescaped(std::string_view cell) {
 
 std::optional<std::size_t> EscapedText::decode(const std::function<void(std::wstring_view)>& use) const {
     constexpr std::size_t most = 1 << 16;
-    std::wstring piece;
+    SecretText piece;
     for (std::string_view rest = bytes; !rest.empty();) {
         const std::size_t place = bytes.size() - rest.size();
         if (rest.starts_with('\\')) {
@@ -127,7 +128,6 @@ std::optional<std::size_t> EscapedText::decode(const std::function<void(std::wst
         piece.clear();
     }
     if (!piece.empty()) use(piece);
-    wipe(piece);
     return std::nullopt;
 }
 

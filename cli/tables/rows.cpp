@@ -2,6 +2,7 @@
 #include "cli/io/text.h"
 #include "cli/lines/columns.h"
 #include "cli/tables/celltext.h"
+#include "common/secretkeyline.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -10,7 +11,6 @@
 #include <fmt/format.h>
 #include <limits>
 #include <tramostream/check.h>
-#include <tramostream/keyline.h>
 #include <tramostream/stringconverter.h>
 #include <tramostream/wording.h>
 #include <utility>
@@ -47,7 +47,7 @@ Table tableOf(const RecordKind& kind) {
 std::vector<Table> makeTables() {
     std::vector<Table> all;
     for (const RecordKind* kind : allKinds()) all.push_back(tableOf(*kind));
-    Table& key = all.emplace_back(Table{"key", "key", {}, nullptr});
+    Table& key = all.emplace_back(Table{"key", "key", {}, nullptr, true});
     for (const KeyValue& value : keyValues)
         key.columns.push_back({std::string(value.name), value.text ? Column::Type::Text : Column::Type::Integer});
     key.columns.push_back({textColumn, Column::Type::Text});
@@ -311,26 +311,23 @@ void findLost(const TableRow& row, const std::vector<GivenValue>& given, const L
 
 // A line is its text; values beside it can only say the same, and are never shown.
 void findLostKeys(const TableRow& row, std::wstring_view line, std::vector<RowFault>& lost) {
-    ParsedKeyLine parsed = parseKeyLine(line);
+    const SecretKeyLine parsed(line);
     for (std::size_t i = 0; i < std::size(keyValues); ++i) {
         const KeyValue& value = keyValues[i];
         const Cell& cell = row.cells[i];
         if (std::holds_alternative<std::monostate>(cell)) continue;
         const auto* text = std::get_if<std::wstring>(&cell);
-        const bool isInLine = !parsed.error && !value.isAbsent(parsed.line) &&
-                              (value.text ? text && *text == parsed.line.*value.text
-                                          : integerOf(cell) == static_cast<long long>(parsed.line.wmBusAddress[value.part]));
+        const bool isInLine = !parsed.error() && !value.isAbsent(parsed.values()) &&
+                              (value.text ? text && *text == parsed.values().*value.text
+                                          : integerOf(cell) == static_cast<long long>(parsed.values().wmBusAddress[value.part]));
         if (!isInLine) lost.push_back({i, fmt::format("{}: is not the value in \"text\", which is the line", value.name)});
     }
-    wipe(parsed.line.line);
-    for (const KeyValue& value : keyValues)
-        if (value.text) wipe(parsed.line.*value.text);
 }
 
 // The text of a row that is nothing else.
-std::wstring verbatimLine(TableRow& row, std::vector<RowFault>& lost) {
+SecretText verbatimLine(const TableRow& row, std::vector<RowFault>& lost) {
     const std::size_t column = row.cells.size() - 1;
-    auto* text = std::get_if<std::wstring>(&row.cells[column]);
+    const auto* text = std::get_if<std::wstring>(&row.cells[column]);
     const bool isKey = row.table == &keyTable();
     if (!text && isKey)
         throw Unfit{{RowFault::wholeRow, "the key line has no text, because its keys are masked; export it with --show-keys"}};
@@ -339,7 +336,7 @@ std::wstring verbatimLine(TableRow& row, std::vector<RowFault>& lost) {
     if (!text) return {};
     if (text->find(L'\n') != std::wstring::npos) throw Unfit{{column, "text: the text holds a line ending"}};
     if (isKey) findLostKeys(row, *text, lost);
-    return isKey ? *text : std::move(*text);
+    return SecretText(std::wstring_view(*text));
 }
 
 bool isDifferent(const Field& field, std::wstring_view a, std::wstring_view b) {
@@ -379,7 +376,8 @@ TableRow modelRow(long long number, const Table& table, LineModel& model) {
         if (std::holds_alternative<std::monostate>(row.cells[i]) && isDifferent(field, made, wanted)) say(i, model.get(field));
     }
     made = proof.built();
-    return made == wanted ? row : textRow(number, wanted);
+    if (made != wanted) return textRow(number, wanted);
+    return row;
 }
 
 // The text of a key line says everything, its values are for the reader. A damaged one may hold keys anywhere.
@@ -390,19 +388,16 @@ TableRow keyRow(const Line& line, Keys keys) {
         if (keys == Keys::Shown) row.longText = line.whole;
         return row;
     }
-    ParsedKeyLine parsed = parseKeyLine(line.text);
+    const SecretKeyLine parsed(line.text);
     for (std::size_t i = 0; i < std::size(keyValues); ++i) {
         const KeyValue& value = keyValues[i];
-        if (parsed.error || value.isAbsent(parsed.line)) continue;
-        if (!value.text) row.cells[i] = static_cast<long long>(parsed.line.wmBusAddress[value.part]);
+        if (parsed.error() || value.isAbsent(parsed.values())) continue;
+        if (!value.text) row.cells[i] = static_cast<long long>(parsed.values().wmBusAddress[value.part]);
         else if (value.secret && keys == Keys::Masked) row.cells[i] = std::wstring(masked);
-        else row.cells[i] = parsed.line.*value.text;
+        else row.cells[i] = parsed.values().*value.text;
     }
     if (keys == Keys::Shown) row.cells.back() = std::wstring(line.text);
-    else row.lacksMembers = parsed.error || !parsed.remarks.empty();
-    wipe(parsed.line.line);
-    for (const KeyValue& value : keyValues)
-        if (value.text) wipe(parsed.line.*value.text);
+    else row.lacksMembers = parsed.error() || !parsed.remarks().empty();
     return row;
 }
 
@@ -433,12 +428,12 @@ TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model,
     return model ? modelRow(line.number, tableOfKind(model->kind()), *model) : textRow(line);
 }
 
-std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost) {
+SecretText lineOf(const TableRow& row, std::vector<RowFault>& lost) {
     if (!row.table->blank) return verbatimLine(row, lost);
     std::vector<GivenValue> given;
     given.reserve(row.cells.size());
     LineModel model = modelOf(row, given);
-    std::wstring line = model.built();
+    SecretText line(std::wstring_view(model.built()));
     findLost(row, given, model, line, lost);
     return line;
 }
@@ -462,8 +457,21 @@ TableRow rowOf(const Finding& finding, long long line) {
             finding.field.empty() || !finding.column ? Cell{} : Cell{finding.found}, text(message)}};
 }
 
-void wipe(TableRow& row) {
-    for (Cell& cell : row.cells)
+TableRow& TableRow::operator=(TableRow&& other) noexcept {
+    if (this == &other) return *this;
+    wipeKeys();
+    table = other.table;
+    line = other.line;
+    cells = std::move(other.cells);
+    unread = other.unread;
+    lacksMembers = other.lacksMembers;
+    longText = std::move(other.longText);
+    return *this;
+}
+
+void TableRow::wipeKeys() noexcept {
+    if (!table || !table->holdsKeys) return;
+    for (Cell& cell : cells)
         if (auto* text = std::get_if<std::wstring>(&cell)) wipe(*text);
 }
 

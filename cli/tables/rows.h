@@ -5,7 +5,7 @@
 // values: it is a row of `textTable`, which holds its text.
 #pragma once
 #include "cli/lines/longline.h"
-#include "common/wipe.h"
+#include "common/secret.h"
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,6 +35,7 @@ struct Table {
     std::string identifier;  ///< "meter_subscriber"
     std::vector<Column> columns;
     LineModel const* blank;  ///< a blank line of the kind; nullptr: the rows have no model
+    bool holdsKeys = false;  ///< so that nothing of its rows may stay in memory
 };
 
 /// The kinds of fixed columns, key lines, and texts. Live as long as the program.
@@ -47,12 +48,22 @@ const Table& textTable();
 inline constexpr const wchar_t* masked = L"***";
 
 struct TableRow {
+    TableRow() = default;
+    TableRow(const Table* of, long long number = 0, std::vector<Cell> values = {}, bool isUnread = false)
+        : table(of), line(number), cells(std::move(values)), unread(isUnread) {}
+    TableRow(TableRow&&) noexcept = default;
+    TableRow& operator=(TableRow&& other) noexcept;
+    ~TableRow() { wipeKeys(); }
+
     const Table* table = nullptr;
     long long line = 0;
     std::vector<Cell> cells{};                   ///< one for each of the table's columns
     bool unread = false;                         ///< the text of a field could not be read, and is not in the row
     bool lacksMembers = false;                   ///< of a key line: it has members that are no values, and the row has no text
     std::shared_ptr<const LongText> longText{};  ///< in the place of its last cell, which is empty
+
+private:
+    void wipeKeys() noexcept;
 };
 
 enum class Keys { Masked, Shown };
@@ -76,15 +87,11 @@ struct Unfit {
 };
 
 /// The line of a row, without its line ending. `lost` gets the values of the row that the format does not give back when
-/// it reads the line. Takes long texts out of the row. Throws Unfit.
-std::wstring lineOf(TableRow& row, std::vector<RowFault>& lost);
+/// it reads the line. Throws Unfit.
+SecretText lineOf(const TableRow& row, std::vector<RowFault>& lost);
 
 /// Findings, for forms that hold them beside the rows. An import skips them.
 const Table& findingTable();
 TableRow rowOf(const Finding& finding, long long line);
-
-/// Overwrites what the row holds.
-using tramo::wipe;
-void wipe(TableRow& row);
 
 }  // namespace tramo::cli

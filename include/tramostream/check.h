@@ -4,8 +4,10 @@
 #include "fields.h"
 #include "linekind.h"
 #include "linemodel.h"
+#include "tramoline.h"
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -198,6 +200,34 @@ private:
 
     CheckOptions options;
     CheckSummary counted;
+};
+
+/// Checks files of key lines beyond single lines: keys must have 32 hexadecimal digits, and a serial number or a complete
+/// address must not occur twice, also not in different files. Call file() for each file, then line() for each of its key lines
+/// that parseKeyLine() can read. Keeps no key, and no finding contains one.
+///
+/// Not thread-safe.
+///
+/// @snippet docs/examples.cpp KeyFileChecker
+class TRAMO_EXPORT KeyFileChecker {
+public:
+    /// Begins a file. Findings about another file use this name: UTF-8 without control characters.
+    void file(std::string name) { files.push_back(std::move(name)); }
+
+    /// Checks the values of a key line and appends the findings.
+    void line(const AMRKeyLine& values, std::int64_t number, std::vector<Finding>& findings);
+
+private:
+    struct Place {
+        std::size_t file;
+        std::int64_t line;
+    };
+    template <class Values> void findDuplicate(std::map<Values, Place>& places, const Values& values, const char* name,
+        const Place& here, std::vector<Finding>& findings) const;
+
+    std::vector<std::string> files;
+    std::map<std::wstring, Place> serialNumbers;
+    std::map<std::array<std::int32_t, 4>, Place> addresses;
 };
 
 }  // namespace tramo
