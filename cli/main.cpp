@@ -123,7 +123,7 @@ int run(const std::vector<std::string>& arguments) {
 namespace {
 
 // Runs the command; reports a failure and returns its exit code.
-int answered(const std::vector<std::string>& arguments) {
+int runAndReport(const std::vector<std::string>& arguments) {
     try {
         const int code = run(arguments);
         closeStandardOutput();
@@ -169,10 +169,10 @@ int complainOutOfMemory() {
 
 }  // namespace
 
-int guarded(char** begin, char** end) {
+int runWithinMemory(char** begin, char** end) {
     std::set_terminate(start.before);
     try {
-        return answered({begin, end});
+        return runAndReport({begin, end});
     } catch (const std::bad_alloc&) { return complainOutOfMemory(); }
 }
 
@@ -182,5 +182,5 @@ int main(int count, char* arguments[]) {
     tramo::cli::reserveStandardStreams();
     tramo::cli::letWritesFail();
     tramo::setMessages(tramo::Messages::Silent);  // the tool prints findings of its own
-    return tramo::cli::guarded(arguments + std::min(count, 1), arguments + count);
+    return tramo::cli::runWithinMemory(arguments + std::min(count, 1), arguments + count);
 }

@@ -8,7 +8,9 @@ Character first(std::string_view bytes) {
     constexpr Character invalid{static_cast<char32_t>(replacement), 1, false};
     const auto lead = static_cast<unsigned char>(bytes[0]);
     if (lead < 0x80) return {lead, 1, true};
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    std::size_t length = 2;
+    if (lead >= 0xE0) length = 3;
+    if (lead >= 0xF0) length = 4;
     if (lead < 0xC0 || lead > 0xF7 || bytes.size() < length) return invalid;
     char32_t code = lead & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {

@@ -190,7 +190,7 @@ void Explainer::wrapped(const std::string& before, std::string_view words) {
     if (words.empty()) return;
     const auto indent = static_cast<int>(before.size());
     bool first = true;
-    for (const std::string& line : brokenWords(words, widthBehind(indent, width))) {
+    for (const std::string& line : brokenWords(words, widthAfter(indent, width))) {
         if (first) out.print("{}{}\n", before, line);
         else out.print("{:>{}}{}\n", "", indent, line);
         first = false;

@@ -287,8 +287,8 @@ private:
     void add(const Line& line, Task& task) const {
         std::vector<Finding> findings;
         const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
-        const bool judged = checkShape(line, kind, findings);
-        std::optional<LineModel> model = judged ? LineModel::of(*kind, line.text) : std::nullopt;
+        const bool isReadable = checkShape(line, kind, findings);
+        std::optional<LineModel> model = isReadable ? LineModel::of(*kind, line.text) : std::nullopt;
         TableRow row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
         if (options.only && row.table != options.only) return;
         task.damaged += row.table == &textTable();
@@ -297,7 +297,7 @@ private:
         task.rows.add(std::move(row), *rows);
         if (!beside && !hasFindings(*options.form)) return;
         if (model) checkFields(*model, line.text, false, findings);
-        else if (judged) checkFields(*kind, line.text, false, findings);
+        else if (isReadable) checkFields(*kind, line.text, false, findings);
         for (const Finding& finding : findings) {
             if (beside) task.beside.add(rowOf(finding, line.number), *beside);
             else task.rows.add(rowOf(finding, line.number), *rows);

@@ -27,7 +27,7 @@ std::string happening(const Rewriting& piece) {
     case Rewriting::Unreadable: return excerpt(piece.before) + " cannot be read";
     case Rewriting::Ignored: return excerpt(piece.before) + " is read in part";
     case Rewriting::OutsideFields: return excerpt(piece.before) + " is outside of fields, and not read";
-    case Rewriting::ZeroBehind: return wordings[piece.what].words;
+    case Rewriting::ZeroAfter: return wordings[piece.what].words;
     case Rewriting::Filled:
     case Rewriting::Changed:
     case Rewriting::Respelled: break;

@@ -47,7 +47,7 @@ void printText(Output& out, const Rewriter& done) {
         auto row = [&](std::uint64_t lines, const std::string& words) {
             if (!begun) out.print("  {}\n", losses ? "losses:" : "changes:");
             begun = true;
-            out.print("  {:>8}  {}\n", lines, fmt::join(brokenWords(words, widthBehind(12, width)), "\n            "));
+            out.print("  {:>8}  {}\n", lines, fmt::join(brokenWords(words, widthAfter(12, width)), "\n            "));
         };
         if (losses)
             for (const auto& [rule, group] : done.damages)

@@ -279,9 +279,14 @@ const Home& Quarter::next() {
     if (walked > 0) {
         home.beginsStreet = false;
         if (++flat == flats) {
-            if (++house < 4 * housesBetweenCorners) enterHouse();
-            else if (++street < streetsOfABlock) enterStreet();
-            else ++block, enterBlock();
+            if (++house < 4 * housesBetweenCorners) {
+                enterHouse();
+            } else if (++street < streetsOfABlock) {
+                enterStreet();
+            } else {
+                ++block;
+                enterBlock();
+            }
         }
     }
     ++walked;

@@ -107,7 +107,7 @@ void LineTable::printFinding(const Finding& finding, int indent, bool whole) {
     const int behind = indent + static_cast<int>(label.size()) + 2;
     std::string place = whole && finding.column ? placeOf(finding) + ": " : "";
     bool first = true;
-    for (const std::string& part : brokenWords(place + sentenceOf(shortened), widthBehind(behind, width))) {
+    for (const std::string& part : brokenWords(place + sentenceOf(shortened), widthAfter(behind, width))) {
         if (first)
             out.print("{:>{}}{}{}:{} {}\n", "", indent, isError ? colours.error : colours.warning, label, colours.off, part);
         else out.print("{:>{}}{}\n", "", behind, part);
@@ -132,7 +132,8 @@ void LineTable::addFields(std::wstring_view line) {
         if (!isShown) continue;
         if (!options.all && !options.column && (field.overlaid || text.empty()) && !isFaulty(field)) continue;
         ShownRow row{.columns = columnsOf(field), .name = field.name, .value = {}, .text = text, .field = field.name};
-        if (text.empty()) row.value = field.blank.empty() ? "-" : words(field, value) + " (default)", row.hasText = false;
+        row.hasText = !text.empty();
+        if (text.empty()) row.value = field.blank.empty() ? "-" : words(field, value) + " (default)";
         else if (!field.readInto.empty()) row.value = "read into " + field.readInto;
         else if (isUnreadable(field)) row.value = "unreadable";
         else if (field.kind == FieldKind::Text) row.textIsValue = true;
@@ -178,7 +179,7 @@ void LineTable::print() {
         if (row.hasText && !row.textIsValue) valueWidth = std::max(valueWidth, row.value.size());
     }
     // Where texts have no room, long names of flags stick out.
-    const bool hasRoom = width == 0 || widthBehind(static_cast<int>(9 + 2 + longest + 2 + valueWidth + 2), width) > 0;
+    const bool hasRoom = width == 0 || widthAfter(static_cast<int>(9 + 2 + longest + 2 + valueWidth + 2), width) > 0;
     for (const ShownRow& row : rows) {
         const std::size_t nameWidth = hasRoom || row.columns.empty() ? longest : placedWidth;
         const std::string_view value = row.value;  // empty where the text is the value
@@ -187,7 +188,7 @@ void LineTable::print() {
         const int indent = 9 + 2 + static_cast<int>(nameWidth) + 2 + static_cast<int>(padding);
         bool first = true;
         if (row.hasText)
-            for (const std::string& part : brokenText(L'"' + std::wstring(row.text) + L'"', widthBehind(indent, width))) {
+            for (const std::string& part : brokenText(L'"' + std::wstring(row.text) + L'"', widthAfter(indent, width))) {
                 if (!first) out.print("\n{:>{}}", "", indent);
                 out.print("{}{}{}", row.textIsValue ? "" : colours.faint, part, row.textIsValue ? "" : colours.off);
                 first = false;

@@ -98,6 +98,11 @@ std::string withoutSlash(std::string path) {
 
 bool isStreamOrFile(const Place& place) { return place.kind() == Place::Kind::Stream || place.kind() == Place::Kind::File; }
 
+std::string nameInMessages(const std::string& path, const std::string& name) {
+    if (path == "-") return standardOutput;
+    return name.empty() ? path : name;
+}
+
 }  // namespace
 
 NotedInput::NotedInput(const std::string& path) {
@@ -146,11 +151,7 @@ NotedOutput::~NotedOutput() {
 bool OutFile::begun = false;
 
 OutFile::OutFile(const std::string& path, Mode chosen, const std::string& name)
-    : mode(chosen), noted(path,
-                        path == "-"    ? standardOutput
-                        : name.empty() ? path
-                                       : name,
-                        chosen) {
+    : mode(chosen), noted(path, nameInMessages(path, name), chosen) {
     begun = true;
     if (noted.place.kind() == Place::Kind::Folder) fail(EISDIR);
     if (isStream()) {

@@ -215,7 +215,8 @@ bool Unfinished::createUnder(const char* candidate) {
     // Before it is locked, another process may remove it as a left one.
     const bool isLocked = own && (isShared(at) || flock(own.number(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK);
     if (isLocked && isOf(own.number(), at, candidate)) return true;
-    const int error = !own ? errno : isLocked && errno != ENOENT ? errno : EEXIST;
+    const bool isTaken = own && (!isLocked || errno == ENOENT);  // by another process, or removed by it
+    const int error = isTaken ? EEXIST : errno;
     if (isLocked || isFolder) unlinkat(at, candidate, isFolder ? AT_REMOVEDIR : 0);
     own.close();
     errno = error;

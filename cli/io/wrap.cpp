@@ -5,7 +5,7 @@
 
 namespace tramo::cli {
 
-int widthBehind(int indent, int width) { return width - indent < narrowestColumn ? 0 : width - indent; }
+int widthAfter(int indent, int width) { return width - indent < narrowestColumn ? 0 : width - indent; }
 
 std::vector<std::string> brokenText(std::wstring_view text, int width) {
     std::vector<std::string> lines(1);
@@ -16,7 +16,10 @@ std::vector<std::string> brokenText(std::wstring_view text, int width) {
         const std::string visible = printable(character);
         const bool isEscape = visible.size() > 1 && visible.front() == '\\';
         const int columns = isEscape ? static_cast<int>(visible.size()) : shown(character).width;
-        if (width > 0 && used + columns > width && used > 0) lines.emplace_back(), used = 0;
+        if (width > 0 && used + columns > width && used > 0) {
+            lines.emplace_back();
+            used = 0;
+        }
         lines.back() += visible;
         used += columns;
         at += character.size();

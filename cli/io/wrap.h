@@ -10,7 +10,7 @@ namespace tramo::cli {
 inline constexpr int narrowestColumn = 16;
 
 /// Returns the width that remains after `indent` columns of a terminal; 0 if it is too small to wrap text.
-int widthBehind(int indent, int width);
+int widthAfter(int indent, int width);
 
 /// Returns text of a file, printable and split at the width. At least one line.
 std::vector<std::string> brokenText(std::wstring_view text, int width);

@@ -175,10 +175,11 @@ std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine*
     for (const Field& field : kind.fields) {
         if (isShadow(kind, field, lastNamed)) continue;
         if (both && !exact && isWrittenByOther(a, b, field)) continue;
-        const bool same = !both   ? (a.model ? a : b).isBlank(field)
-                          : exact ? a.columns(field) == b.columns(field)
-                                  : isSameField(a, b, field);
-        if (same) continue;
+        const auto isSame = [&] {
+            if (!both) return (a.model ? a : b).isBlank(field);
+            return exact ? a.columns(field) == b.columns(field) : isSameField(a, b, field);
+        };
+        if (isSame()) continue;
         changes.push_back({field.name, field.column, a.shown(field, exact && both), b.shown(field, exact && both)});
         lastNamed = &field;
     }

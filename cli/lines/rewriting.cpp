@@ -28,13 +28,13 @@ private:
         const int column = static_cast<int>(at + 1);
         if (built[at] == 0)
             if (const Field* flags = flagsBefore(column)) {
-                add(Rewriting::ZeroBehind, flags, at, at + 1);
+                add(Rewriting::ZeroAfter, flags, at, at + 1);
                 return at + 1;
             }
         if (const Field* field = writerOf(column)) {
             const auto first = static_cast<std::size_t>(field->column - 1),
                        behind = first + static_cast<std::size_t>(field->width);
-            add(judged(*field, rawText(text, *field), rawText(built, *field)), field, first, behind);
+            add(classify(*field, rawText(text, *field), rawText(built, *field)), field, first, behind);
             return behind;
         }
         std::size_t end = at + 1;
@@ -101,7 +101,7 @@ private:
         return fields.empty() ? first : fields.back();
     }
 
-    Rewriting::What judged(const Field& field, std::wstring_view before, std::wstring_view after) const {
+    Rewriting::What classify(const Field& field, std::wstring_view before, std::wstring_view after) const {
         if (isUnreadable(field, model)) return Rewriting::Unreadable;
         if (std::ranges::count(ignored, &field, &IgnoredText::field) > 0) return Rewriting::Ignored;
         if (trimmed(before).empty()) return Rewriting::Filled;

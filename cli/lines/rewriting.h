@@ -10,7 +10,7 @@ namespace tramo::cli {
 
 /// A piece of a line that the library changes.
 struct Rewriting {
-    enum What : char { Unreadable, Ignored, NotWritten, Filled, Changed, Respelled, ZeroBehind, OutsideFields };
+    enum What : char { Unreadable, Ignored, NotWritten, Filled, Changed, Respelled, ZeroAfter, OutsideFields };
     What what;
     bool loses;          ///< a value would change, or text that no value holds would disappear
     const Field* field;  ///< nullptr: columns outside of all fields

@@ -51,7 +51,10 @@ public:
     void end() { stream.Put('\n'); }
 
     /// Elements of the array that has just been begun, and nothing but elements that come this way.
-    void element(std::string_view made, bool isFirst) { stream.add(isFirst ? "\n" : ",\n"), stream.add(made); }
+    void element(std::string_view made, bool isFirst) {
+        stream.add(isFirst ? "\n" : ",\n");
+        stream.add(made);
+    }
 
     void text(std::string_view value) { String(value.data(), static_cast<rapidjson::SizeType>(value.size())); }
 
@@ -67,17 +70,44 @@ public:
 
     void key(std::string_view name) { Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }
 
-    void member(std::string_view name, std::string_view value) { key(name), text(value); }
+    void member(std::string_view name, std::string_view value) {
+        key(name);
+        text(value);
+    }
     void member(std::string_view name, const char* value) { member(name, std::string_view(value)); }
-    void member(std::string_view name, bool value) { key(name), Bool(value); }
-    void member(std::string_view name, std::uint64_t value) { key(name), Uint64(value); }
-    void member(std::string_view name, long value) { key(name), Int64(value); }
-    void member(std::string_view name, long long value) { key(name), Int64(value); }
-    void member(std::string_view name, int value) { key(name), Int(value); }
-    void member(std::string_view name, double value) { key(name), Double(value); }
+    void member(std::string_view name, bool value) {
+        key(name);
+        Bool(value);
+    }
+    void member(std::string_view name, std::uint64_t value) {
+        key(name);
+        Uint64(value);
+    }
+    void member(std::string_view name, long value) {
+        key(name);
+        Int64(value);
+    }
+    void member(std::string_view name, long long value) {
+        key(name);
+        Int64(value);
+    }
+    void member(std::string_view name, int value) {
+        key(name);
+        Int(value);
+    }
+    void member(std::string_view name, double value) {
+        key(name);
+        Double(value);
+    }
 
-    void beginObject(std::string_view name) { key(name), StartObject(); }
-    void beginArray(std::string_view name) { key(name), StartArray(); }
+    void beginObject(std::string_view name) {
+        key(name);
+        StartObject();
+    }
+    void beginArray(std::string_view name) {
+        key(name);
+        StartArray();
+    }
 
 private:
     JsonStream& stream;

@@ -35,8 +35,12 @@ std::string_view closestTo(std::string_view word, std::span<const std::string_vi
     std::string_view nearest;
     if (word.size() > 40) return nearest;
     std::size_t least = std::min<std::size_t>(2, word.size() / 2) + 1;
-    for (const std::string_view candidate : candidates)
-        if (const std::size_t d = distance(word, candidate); d < least) least = d, nearest = candidate;
+    for (const std::string_view candidate : candidates) {
+        const std::size_t candidateDistance = distance(word, candidate);
+        if (candidateDistance >= least) continue;
+        least = candidateDistance;
+        nearest = candidate;
+    }
     return nearest;
 }
 
