@@ -103,7 +103,7 @@ const Table& table() {
              "without its date, a reading without its date, and its consumption without a previous date are not written",
                 [](const Row& row, const State& state) {
                     return !isWritten(row, state) &&
-                           std::ranges::any_of(row.but.written, [](const Need& need) { return !need.field.empty(); });
+                           std::ranges::any_of(row.options.written, [](const Need& need) { return !need.field.empty(); });
                 }},
             {"the method T is not written",
                 [](const Row& row, const State& state) {

@@ -85,7 +85,7 @@ private:
             byteFile.clear();  // settled: the flags of a file of one byte do not stop the second open...
             open(path, 0);
             byteFile.exceptions(std::ios_base::goodbit);
-            byteFile.setstate(flags);  // ...but a later one
+            byteFile.setstate(flags);  // ...options a later one
             return;
         }
         const std::string bytes{std::istreambuf_iterator<char>(byteFile), {}};

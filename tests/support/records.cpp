@@ -21,7 +21,7 @@ const Field& fieldOf(const tramo::RecordKind& kind, const std::string& name) {
 // ---- Values to try --------------------------------------------------------------------------------------------------
 
 std::wstring fullText(const Row& row) {
-    if (!row.but.example.empty()) return row.but.example;
+    if (!row.options.example.empty()) return row.options.example;
     const auto width = static_cast<std::size_t>(row.width);
     switch (row.kind) {
     case Text: {
@@ -38,7 +38,7 @@ std::wstring fullText(const Row& row) {
     case Date: return L"20240131";
     case DateTime: return L"202402291405";
     case Year: return L"2013";
-    case Code: return std::wstring(1, row.but.codes->read.back());
+    case Code: return std::wstring(1, row.options.codes->read.back());
     case Flag: return L"1";
     case AlarmFlags: return L"A50C";
     }
@@ -66,7 +66,7 @@ std::optional<std::wstring> badText(const Row& row) {
 // A value that passes or fails a condition, as close to its limit as the kind of the field allows.
 FieldValue nearLimit(const Need& need, const Row& row, bool passing) {
     if (row.kind == Text) return passing ? std::wstring(L"a") : std::wstring();
-    if (row.kind == Code) return passing ? row.but.codes->read[0] : unset;
+    if (row.kind == Code) return passing ? row.options.codes->read[0] : unset;
     if (row.kind == Flag) return passing;
     const double away = row.kind == Decimal ? 0.000001 : 1;
     double value = need.limit;
@@ -113,7 +113,7 @@ FieldValue Lines::value(const Row& row, bool ordinary) {
     const bool any = !ordinary && below(4) == 0;
     switch (row.kind) {
     case Text: {
-        if (!any && !row.but.example.empty()) return below(2) ? row.but.example : std::wstring();
+        if (!any && !row.options.example.empty()) return below(2) ? row.options.example : std::wstring();
         std::wstring text(static_cast<std::size_t>(below(row.width + (any ? 3 : 1))), L' ');
         for (wchar_t& c : text) c = any ? static_cast<wchar_t>(below(0x10000)) : static_cast<wchar_t>(L'!' + below(94));
         return text;
@@ -135,8 +135,8 @@ FieldValue Lines::value(const Row& row, bool ordinary) {
     case DateTime:
     case Year: return time(row, any);
     case Code:
-        if (any && row.but.codes == &fluids) return L' ';
-        return below(4) == 0 ? unset : row.but.codes->read[static_cast<std::size_t>(below(row.but.codes->read.size()))];
+        if (any && row.options.codes == &fluids) return L' ';
+        return below(4) == 0 ? unset : row.options.codes->read[static_cast<std::size_t>(below(row.options.codes->read.size()))];
     case Flag: return below(2) == 0;
     case AlarmFlags: return static_cast<long long>(below(0x1000));
     }
@@ -218,7 +218,7 @@ void expectChecked(Model& model, const State& state, const Table& table) {
 
 // Sets the values that the row needs to be written, except its own value and the condition left out.
 void satisfy(Model& model, State& state, const Table& table, const Row& row, const Need* leftOut = nullptr) {
-    for (const Need& need : row.but.written)
+    for (const Need& need : row.options.written)
         if (&need != leftOut && need.operation != Need::WasSet && !need.field.empty() && need.field != row.name)
             setBoth(model, state, table, need.field, nearLimit(need, table.row(need.field), true));
 }
@@ -250,16 +250,17 @@ void fieldIsDescribed(const Models& models, const Table&, const Row& row) {
     EXPECT_EQ(field.width, row.width);
     EXPECT_EQ(field.label, row.label);
     EXPECT_EQ(field.kind, row.kind);
-    EXPECT_EQ(field.decimals, row.but.decimals);
+    EXPECT_EQ(field.decimals, row.options.decimals);
     EXPECT_EQ(std::set<wchar_t>(field.codes.begin(), field.codes.end()),
-        row.but.codes ? std::set<wchar_t>(row.but.codes->read.begin(), row.but.codes->read.end()) : std::set<wchar_t>());
+        row.options.codes ? std::set<wchar_t>(row.options.codes->read.begin(), row.options.codes->read.end())
+                          : std::set<wchar_t>());
     EXPECT_EQ(faultOf(field.parseError), row.parse);
     EXPECT_EQ(faultOf(field.buildError), row.build);
-    EXPECT_EQ(faultOf(field.mandatoryError), row.but.mandatory);
-    EXPECT_EQ(field.reportedInParseList, row.but.toParseList);
-    EXPECT_EQ(field.mandatory.empty(), row.but.mandatory.code == 0) << field.mandatory;
+    EXPECT_EQ(faultOf(field.mandatoryError), row.options.mandatory);
+    EXPECT_EQ(field.reportedInParseList, row.options.toParseList);
+    EXPECT_EQ(field.mandatory.empty(), row.options.mandatory.code == 0) << field.mandatory;
     EXPECT_TRUE(equal(field.defaultValue, row.absent));
-    EXPECT_EQ(field.written == "always", row.but.written.empty()) << field.written;
+    EXPECT_EQ(field.written == "always", row.options.written.empty()) << field.written;
     EXPECT_FALSE(field.written.empty());
     EXPECT_EQ(&models.kind().fields[field.index], &field);
 }
@@ -275,7 +276,7 @@ void fieldReadsItsColumns(const Models& models, const Table& table, const Row& r
     put(line, row.column, fullText(row));
     const auto model = parsed(models, line);
     EXPECT_EQ(model->parseErrors().size(), 0u);
-    const std::string& target = row.but.into.empty() ? row.name : row.but.into;
+    const std::string& target = row.options.into.empty() ? row.name : row.options.into;
     EXPECT_TRUE(equal(valueOf(*model, target), *valueIn(row, fullText(row))));
     expectValuesOf(*model, read(table, line));
 }
@@ -300,9 +301,9 @@ void blankFieldKeepsItsDefault(const Models& models, const Table& table, const R
     put(line, row.column, blanks(row.width));
     const auto model = parsed(models, line);
     EXPECT_EQ(model->parseErrors(), Faults());
-    const auto isReadInto = [&](const Row& each) { return each.but.into == row.name; };
-    if (row.but.into.empty() && std::ranges::none_of(table.rows, isReadInto)) {
-        EXPECT_TRUE(equal(valueOf(*model, row.name), row.but.blank.value_or(row.absent)));
+    const auto isReadInto = [&](const Row& each) { return each.options.into == row.name; };
+    if (row.options.into.empty() && std::ranges::none_of(table.rows, isReadInto)) {
+        EXPECT_TRUE(equal(valueOf(*model, row.name), row.options.blank.value_or(row.absent)));
     }
     expectValuesOf(*model, read(table, line));
 }
@@ -314,7 +315,7 @@ void badTextGivesItsError(const Models& models, const Table& table, const Row& r
     put(line, row.column, bad.value_or(std::wstring(static_cast<std::size_t>(row.width), L'~')));
     const Silence quiet;
     const auto model = parsed(models, line);
-    if (!row.but.overlaid) { EXPECT_EQ(model->parseErrors(), bad ? Faults{row.parse} : Faults()); }
+    if (!row.options.overlaid) { EXPECT_EQ(model->parseErrors(), bad ? Faults{row.parse} : Faults()); }
     if (bad) { EXPECT_TRUE(equal(valueOf(*model, row.name), row.absent)); }
     expectAlike(models, table, line);
 }
@@ -329,7 +330,7 @@ void fieldIsWrittenIntoItsColumns(const Models& models, const Table& table, cons
     if (row.kind == Flag) values = {true, false};
     if (row.kind == Code) {
         values.clear();
-        for (const wchar_t code : row.but.codes->read) values.push_back(code);
+        for (const wchar_t code : row.options.codes->read) values.push_back(code);
         values.push_back(unset);
     }
     for (const FieldValue& value : values) {
@@ -353,12 +354,12 @@ void fieldIsWrittenIntoItsColumns(const Models& models, const Table& table, cons
 // On both sides of each limit of each condition.
 void fieldIsWrittenOnItsConditions(const Models& models, const Table& table, const Row& row) {
     if (row.width == 0 || neverWritten(row)) return;
-    if (row.but.written.empty()) {  // always: even in a model without any other value
+    if (row.options.written.empty()) {  // always: even in a model without any other value
         auto model = models.empty();
         setValue(*model, row.name, goodValue(row));
         EXPECT_NE(columns(builtBy(*model), row.column, row.width), blanks(row.width));
     }
-    for (const Need& need : row.but.written) {
+    for (const Need& need : row.options.written) {
         for (const bool passing : {true, false}) {
             auto model = models.empty();
             State state = absentState(table);
@@ -373,7 +374,7 @@ void fieldIsWrittenOnItsConditions(const Models& models, const Table& table, con
             }
             SCOPED_TRACE(name + " = " + display(state.values.at(name)));
             const bool filled = columns(builtBy(*model), row.column, row.width) != blanks(row.width);
-            if (passing || !row.but.overlaid) { EXPECT_EQ(filled, passing); }
+            if (passing || !row.options.overlaid) { EXPECT_EQ(filled, passing); }
             expectBuilt(*model, state, table);
         }
     }
@@ -381,7 +382,7 @@ void fieldIsWrittenOnItsConditions(const Models& models, const Table& table, con
 
 // A text that is too long is left out and reported; a number that is too long is truncated on the right without an error.
 void tooLongIsLeftOutOrCut(const Models& models, const Table& table, const Row& row) {
-    const auto width = static_cast<std::size_t>(row.but.writtenWidth ? row.but.writtenWidth : row.width);
+    const auto width = static_cast<std::size_t>(row.options.writtenWidth ? row.options.writtenWidth : row.width);
     if (width == 0 || neverWritten(row)) return;
     const auto model = models.empty();
     State state = absentState(table);
@@ -492,7 +493,7 @@ void ordinaryValuesSurvive(const Models& models, const Table& table) {
                 if (!asymmetry.applies(row, state)) continue;
                 ++met[k];
                 if (asymmetry.becomesBy) expected = asymmetry.becomesBy(row, state);
-                else expected = asymmetry.becomes ? *asymmetry.becomes : row.but.blank.value_or(row.absent);
+                else expected = asymmetry.becomes ? *asymmetry.becomes : row.options.blank.value_or(row.absent);
                 if (asymmetry.reported.code) reported.push_back(asymmetry.reported);
                 break;
             }

@@ -167,7 +167,7 @@ std::optional<FieldValue> valueIn(const Row& row, std::wstring text) {
         if (!numberIn(text)) return {};
         return FieldValue(secondsOf(text, Year).value_or(noYear));
     case Code:
-        if (row.but.codes->read.find(text[0]) == std::wstring::npos) return {};
+        if (row.options.codes->read.find(text[0]) == std::wstring::npos) return {};
         return FieldValue(text[0]);
     case Flag: return FieldValue(text[0] == L'1');
     case AlarmFlags: {
@@ -199,7 +199,7 @@ std::optional<std::wstring> writtenText(const Row& row, const FieldValue& value)
     switch (row.kind) {
     case Text: return std::get<std::wstring>(value);
     case Integer: return std::to_wstring(std::get<long long>(value));
-    case Decimal: return decimalText(std::get<double>(value), row.but.decimals);
+    case Decimal: return decimalText(std::get<double>(value), row.options.decimals);
     case Date:
     case DateTime:
     case Year: {
@@ -211,10 +211,10 @@ std::optional<std::wstring> writtenText(const Row& row, const FieldValue& value)
     case Code: {
         const wchar_t code = std::get<wchar_t>(value);
         if (code == unset) return L"";
-        if (row.but.codes == &fluids && code == L' ') return L" ";
-        const auto place = row.but.codes->read.find(code);
-        if (place == std::wstring::npos || row.but.codes->written[place] == 0) return {};
-        return std::wstring(1, row.but.codes->written[place]);
+        if (row.options.codes == &fluids && code == L' ') return L" ";
+        const auto place = row.options.codes->read.find(code);
+        if (place == std::wstring::npos || row.options.codes->written[place] == 0) return {};
+        return std::wstring(1, row.options.codes->written[place]);
     }
     case Flag: return std::get<bool>(value) ? L"1" : L"0";
     case AlarmFlags: {
@@ -228,7 +228,7 @@ std::optional<std::wstring> writtenText(const Row& row, const FieldValue& value)
 }
 
 bool writeInto(std::wstring& line, const Row& row, const FieldValue& value) {
-    const auto width = static_cast<std::size_t>(row.but.writtenWidth ? row.but.writtenWidth : row.width);
+    const auto width = static_cast<std::size_t>(row.options.writtenWidth ? row.options.writtenWidth : row.width);
     auto text = writtenText(row, value);
     if (!text) return false;
     if (text->empty()) return true;
@@ -276,13 +276,13 @@ bool holds(const Need& need, const Row& row, const State& state) {
 }  // namespace
 
 bool isWritten(const Row& row, const State& state) {
-    for (const Need& need : row.but.written)
+    for (const Need& need : row.options.written)
         if (!holds(need, row, state)) return false;
     return row.width != 0;
 }
 
 bool neverWritten(const Row& row) {
-    for (const Need& need : row.but.written)
+    for (const Need& need : row.options.written)
         if (need.operation == Need::Never) return true;
     return false;
 }
@@ -308,12 +308,12 @@ State read(const Table& table, const std::wstring& line, Faults& errors) {
         const std::wstring text = trimmed(columns(line, row.column, row.width));
         state.texts[row.name] = text;
         if (text.empty()) {
-            if (row.but.blank) state.values[row.name] = *row.but.blank, state.texts[row.name] = row.but.blankText;
+            if (row.options.blank) state.values[row.name] = *row.options.blank, state.texts[row.name] = row.options.blankText;
             continue;
         }
         const auto value = valueIn(row, text);
         if (value) {
-            state.values[row.but.into.empty() ? row.name : row.but.into] = *value;
+            state.values[row.options.into.empty() ? row.name : row.options.into] = *value;
             state.present.insert(row.name);
         } else {
             errors.push_back(row.parse);
@@ -341,7 +341,7 @@ std::wstring written(const Table& table, const State& state) {
 namespace {
 
 std::wstring shown(const Row& row, const FieldValue& value) {
-    if (row.but.asCharacter) return std::wstring(1, static_cast<wchar_t>(static_cast<long long>(measure(value)) & 0xFFFF));
+    if (row.options.asCharacter) return std::wstring(1, static_cast<wchar_t>(static_cast<long long>(measure(value)) & 0xFFFF));
     switch (row.kind) {
     case Text: return std::get<std::wstring>(value);
     case Decimal: return decimalText(std::get<double>(value), -1);

@@ -105,7 +105,7 @@ inline constexpr long long noYear = std::numeric_limits<std::int32_t>::min();
 inline constexpr wchar_t unset = L'!';
 
 // The deviations of a field from the rules of its kind.
-struct Particulars {
+struct RowOptions {
     Needs written = {};                    // none: always
     Fault mandatory = {};                  // the error of its mandatory check
     bool toParseList = false;              // that check reports to the parse errors
@@ -126,7 +126,7 @@ struct Row {
     FieldKind kind;
     FieldValue absent;  // the default; integers as long long
     Fault parse = {}, build = {};
-    Particulars but = {};
+    RowOptions options = {};
 };
 
 void PrintTo(const Row& row, std::ostream* out);
