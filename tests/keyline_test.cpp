@@ -39,8 +39,11 @@ void giveBack(void* memory) {
 
 void* operator new(std::size_t size) {
     if (++allocations == failing) throw std::bad_alloc();
-    if (void* memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
+    void* memory = std::malloc(size ? size : 1);
+    if (!memory) throw std::bad_alloc();
+    // What others have left in it, also beyond the size, is not what this program frees.
+    if (!watched.empty()) std::fill_n(static_cast<volatile char*>(memory), malloc_usable_size(memory), '\0');
+    return memory;
 }
 void operator delete(void* memory) noexcept { giveBack(memory); }
 void operator delete(void* memory, std::size_t) noexcept { giveBack(memory); }
