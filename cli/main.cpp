@@ -73,7 +73,7 @@ const Command& find(const std::string& name) {
 }
 
 std::string help(const std::vector<std::string>& words) {
-    if (words.empty()) return overview();
+    if (words.empty() || words[0] == "help" || words[0] == "--help" || words[0] == "-h") return overview();
     const std::string second = words.size() > 1 ? words[1] : "";
     if (words[0] == "--completion") return completionFor(second, commands);
     if (words[0] != "--man") return find(words[0]).help;

@@ -50,7 +50,7 @@ Exit codes:
 void complainAboutOthers(const std::string& file, const CheckSummary& others) {
     if (others.lines == 0) return;
     std::vector<std::string> kinds;
-    for (const LinesOfKind& kind : others.lineKinds()) kinds.push_back(fmt::format("{} {}", kind.lines, kind.name));
+    for (const LinesOfKind& kind : others.lineKinds()) kinds.push_back(fmt::format("{} ({})", kind.name, kind.lines));
     const char* what = others.lines == 1 ? "line is not a key line" : "lines are not key lines";
     complain(fmt::format("{}: {} {}: {}", printable(nameOf(file)), others.lines, what, fmt::join(kinds, ", ")));
 }

@@ -212,6 +212,11 @@ class Pages(CliTest):
             self.assertTrue(page.isascii())
             self.assertIn("-h, --help ", page)
 
+    def test_help_of_help_is_the_overview(self):
+        for words in (("help", "help"), ("help", "--help"), ("help", "-h")):
+            result = self.run_tool(*words)
+            self.assertEqual((result.code, result.err, result.out), (0, "", self.page("")), words)
+
     def test_first_line_is_the_purpose(self):
         """A page begins with the text of its command in the overview, and may add to it."""
         for name, purpose in re.findall(r"^  (\w+) +(.*)", self.page("").split("\nCommands:\n")[1].split("\n\n")[0], re.M):

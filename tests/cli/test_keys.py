@@ -115,7 +115,9 @@ f: 2 modules, no errors or warnings
 
     def test_lines_of_other_kinds_are_counted(self):
         result = self.keys(key_lines(MODULE, OTHER) + lines(METER))
-        self.assertEqual((result.code, result.err), (0, "tramo: f: 1 line is not a key line: 1 meter subscriber\n"))
+        self.assertEqual((result.code, result.err), (0, "tramo: f: 1 line is not a key line: meter subscriber (1)\n"))
+        result = self.keys(key_lines(MODULE) + lines(METER, METER))
+        self.assertEqual(result.err, "tramo: f: 2 lines are not key lines: meter subscriber (2)\n")
 
     def test_samples(self):
         result = self.run_tool("keys", "samples/amr-keys.txt")
