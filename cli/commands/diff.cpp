@@ -1,4 +1,4 @@
-// tramo diff: what differs between two files, by meter and by field.
+// tramo diff: compares two files by meter and field.
 #include "cli/commands/diff_report.h"
 #include "cli/lines/filewalk.h"
 #include "cli/shell/arguments.h"

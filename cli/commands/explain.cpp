@@ -1,4 +1,4 @@
-// tramo explain: describes record kinds, fields and error codes. Here is what a word means; explain_print.cpp prints it.
+// tramo explain: describes record kinds, fields and error codes. explain_print.cpp prints what this file has looked up.
 #include "cli/commands/explain_print.h"
 #include "cli/io/platform.h"
 #include "cli/io/text.h"

@@ -157,7 +157,7 @@ const Table* chosenTable(const std::string& name) {
         if (plainWord(table.name) == plainWord(name)) return &table;
         names.push_back(table.name);
     }
-    throw WrongUsage{"--only: " + noneOf(name, names)};
+    throw WrongUsage{"--only: " + invalidValue(name, names)};
 }
 
 std::vector<std::string> kinds() {
@@ -263,7 +263,7 @@ public:
         const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), input.linesRead() - options.lines.first + 1};
         rows->finish(source);
         if (beside) beside->finish(source);
-        return tell();
+        return reportLosses();
     }
 
 private:
@@ -319,7 +319,7 @@ private:
         progress.show(input.name(), task.position, input.bytes());
     }
 
-    int tell() const {
+    int reportLosses() const {
         sayChange(input);
         auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
             if (count) complain(fmt::format("{}: {} {} {}", input.name(), counted(count, "line"), count == 1 ? is : are, what));

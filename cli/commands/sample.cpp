@@ -160,7 +160,7 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
         if (!kind || kind->letter == 0) {
             std::vector<std::string_view> names;
             for (const RecordKind* one : recordKinds()) names.emplace_back(one->name);
-            throw WrongUsage{"--kinds: " + noneOf(word, names)};
+            throw WrongUsage{"--kinds: " + invalidValue(word, names)};
         }
         kinds.push_back(kind);
     }

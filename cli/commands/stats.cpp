@@ -1,4 +1,4 @@
-// tramo stats: a round in numbers.
+// tramo stats: summarizes a round.
 #include "cli/commands/stats_report.h"
 #include "cli/lines/filewalk.h"
 #include "cli/shell/arguments.h"

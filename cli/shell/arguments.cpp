@@ -90,7 +90,7 @@ void Arguments::refuse(std::string_view word) const {
         fmt::format("unknown option \"{}\"{}", printable(word), didYouMean(word.substr(0, word.find('=')), candidates))};
 }
 
-std::string noneOf(std::string_view word, const std::vector<std::string_view>& names) {
+std::string invalidValue(std::string_view word, const std::vector<std::string_view>& names) {
     return fmt::format("invalid value \"{}\"; expected {}{}", printable(word), listOf(names, "or"), didYouMean(word, names));
 }
 

@@ -49,7 +49,7 @@ private:
 };
 
 /// `invalid value "x"; expected abc or xy; did you mean "xy"?`
-std::string noneOf(std::string_view word, const std::vector<std::string_view>& names);
+std::string invalidValue(std::string_view word, const std::vector<std::string_view>& names);
 
 /// The value that a word names. Throws WrongUsage with the list of the words.
 template <class T>
@@ -59,7 +59,7 @@ T chosen(const char* option, const std::string& word, const std::vector<std::pai
         if (word == name) return value;
         names.push_back(name);
     }
-    throw WrongUsage{fmt::format("{}: {}", option, noneOf(word, names))};
+    throw WrongUsage{fmt::format("{}: {}", option, invalidValue(word, names))};
 }
 
 /// Parses an integer; `what` names it in the message: "number of findings". Throws WrongUsage.
