@@ -8,7 +8,7 @@ std::wstring to_wstring(const std::string& utf8) { return tramo::utf8::decode(ut
 
 std::wstring reverseByBlock(const std::wstring& text, std::size_t blockSize) {
     std::wstring reversed(text.size(), L'\0');
-    tramo::textblocks::reverse(text, blockSize, reversed.data());
+    tramo::textblocks::reverse<wchar_t>(text, blockSize, reversed.data());
     return reversed;
 }
 

@@ -8,7 +8,7 @@ namespace tramo::textblocks {
 
 // Writes the text with the order of its blocks reversed; a short last block comes first. A block size of 0 keeps the
 // order. `out` has room for the whole text and does not overlap it.
-inline void reverse(std::wstring_view text, std::size_t blockSize, wchar_t* out) {
+template <class Char> void reverse(std::basic_string_view<Char> text, std::size_t blockSize, Char* out) {
     if (blockSize == 0) blockSize = text.size();
     for (std::size_t end = text.size(); end > 0;) {
         const std::size_t begin = (end - 1) / blockSize * blockSize;

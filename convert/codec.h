@@ -4,6 +4,7 @@
 // allocate, throw, use a locale or touch state that threads share.
 #pragma once
 #include "convert/codetables.h"
+#include "convert/reading.h"
 #include "tramostream/types.h"
 #include <array>
 #include <string>
@@ -12,10 +13,6 @@
 namespace tramo::codec {
 
 using AlarmFlags = std::array<bool, 12>;
-enum class DateFormat : char { Year = 4, Date = 8, DateTime = 12 };  // YYYY, YYYYMMDD, YYYYMMDDhhmm, by their widths
-constexpr std::size_t widthOf(DateFormat format) { return static_cast<std::size_t>(format); }
-
-constexpr bool isBlank(wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
 
 // From text. `blanks` is the number of leading white space characters to skip, if known.
 bool toInt(std::wstring_view text, int& value, std::size_t blanks = 0);

@@ -41,7 +41,7 @@ std::wstring StrConv::rtrim(std::wstring& s) {
 }
 
 std::wstring StrConv::ltrim(std::wstring& s) {
-    s.erase(s.begin(), std::find_if_not(s.begin(), s.end(), codec::isBlank));
+    s.erase(s.begin(), std::find_if_not(s.begin(), s.end(), codec::isBlank<wchar_t>));
     return s;
 }
 
