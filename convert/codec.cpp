@@ -146,14 +146,7 @@ bool toDouble(std::wstring_view text, double& value, std::size_t blanks) {
 
 bool hexStrToInt(std::wstring_view text, int& value) {
     if (text.empty()) return true;
-    std::wstring_view rest = text;
-    switch (takeHexadecimal(rest, value)) {
-    case Outcome::Good: return true;
-    case Outcome::NoDigit: value = 0; break;
-    case Outcome::TooLow: value = std::numeric_limits<int>::min(); break;
-    case Outcome::TooHigh: value = std::numeric_limits<int>::max(); break;
-    }
-    return complain(L"hexStrToInt (", text, parseFailed);
+    return readHexadecimal(text, value) || complain(L"hexStrToInt (", text, parseFailed);
 }
 
 bool toDate(std::wstring_view text, long32& seconds) { return readDateNotNegative(text, DateFormat::Date, seconds); }

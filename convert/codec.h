@@ -12,7 +12,7 @@
 
 namespace tramo::codec {
 
-using AlarmFlags = std::array<bool, 12>;
+using AlarmFlags = std::array<bool, alarmFlagCount>;
 
 // From text. `blanks` is the number of leading white space characters to skip, if known.
 bool toInt(std::wstring_view text, int& value, std::size_t blanks = 0);

@@ -191,4 +191,25 @@ private:
     std::basic_string<Char> longer;
 };
 
+// Returns whether the text begins with a hexadecimal number that an int can hold. Otherwise, the value is 0 or the limit that
+// is exceeded.
+template <class Char> bool readHexadecimal(TextOf<Char> text, int& value) {
+    switch (takeHexadecimal(text, value)) {
+    case Outcome::Good: return true;
+    case Outcome::NoDigit: value = 0; break;
+    case Outcome::TooLow: value = std::numeric_limits<int>::min(); break;
+    case Outcome::TooHigh: value = std::numeric_limits<int>::max(); break;
+    }
+    return false;
+}
+
+inline constexpr std::size_t alarmFlagCount = 12;
+
+// Reads alarm flags: flag k is bit k - 1. A text that is no number sets the flags that its value has, as the format does.
+template <class Char> unsigned readAlarmFlags(TextOf<Char> text) {
+    int bits = 0;
+    readHexadecimal(InWordOrder(text).view(), bits);
+    return static_cast<unsigned>(bits) & ((1U << alarmFlagCount) - 1);
+}
+
 }  // namespace tramo::codec

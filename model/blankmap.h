@@ -1,7 +1,7 @@
 // One bit per character of a line: set unless it is white space. Bit operations find the end of a field's text without a
-// scan.
+// scan. The characters are bytes, UTF-16 units or wide characters.
 #pragma once
-#include "convert/codec.h"
+#include "convert/reading.h"
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -12,16 +12,16 @@
 
 namespace tramo {
 
-template <std::size_t Size> class BlankMap {
+template <std::size_t Size, class Char = wchar_t> class BlankMap {
 public:
-    explicit BlankMap(const wchar_t* line) {
-        std::size_t i = 0;
-        for (; i + 64 <= Size; i += 64) {
+    explicit BlankMap(const Char* line) {
+        constexpr std::size_t inWholeWords = Size / 64 * 64;
+        for (std::size_t i = 0; i < inWholeWords; i += 64) {
             std::uint64_t all = 0;
             for (std::size_t part = 0; part < 64; part += 16) all |= std::uint64_t{sixteen(line + i + part)} << part;
             bits[i / 64] = all;
         }
-        for (; i < Size; ++i) bits[i / 64] |= std::uint64_t{!codec::isBlank(line[i])} << i % 64;
+        for (std::size_t i = inWholeWords; i < Size; ++i) bits[i / 64] |= std::uint64_t{!codec::isBlank(line[i])} << i % 64;
     }
 
     // In a field: the number of leading white space characters, and the size without trailing white space. In a wide field,
@@ -51,7 +51,7 @@ private:
     }
 
     // The bits of sixteen characters, the first one lowest.
-    static std::uint16_t sixteen(const wchar_t* line) {
+    static std::uint16_t sixteen(const Char* line) {
 #ifdef TRAMO_SSE2
         const __m128i c = asBytes(line);
         const __m128i control = _mm_sub_epi8(c, _mm_set1_epi8('\t'));  // 0 to 4 for white space from '\t' to '\r'
@@ -67,10 +67,11 @@ private:
 
 #ifdef TRAMO_SSE2
     // Sixteen characters as bytes. One above 0xFF becomes 0xFF or 0, which are not white space either.
-    static __m128i asBytes(const wchar_t* line) {
+    static __m128i asBytes(const Char* line) {
         const auto* vectors = reinterpret_cast<const __m128i*>(line);
         const auto load = [&](int i) { return _mm_loadu_si128(vectors + i); };
-        if constexpr (sizeof(wchar_t) == 2) return _mm_packus_epi16(load(0), load(1));
+        if constexpr (sizeof(Char) == 1) return load(0);
+        else if constexpr (sizeof(Char) == 2) return _mm_packus_epi16(load(0), load(1));
         else return _mm_packus_epi16(_mm_packs_epi32(load(0), load(1)), _mm_packs_epi32(load(2), load(3)));
     }
 #endif

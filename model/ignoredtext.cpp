@@ -1,4 +1,5 @@
 // Finds the text of a line that no value preserves, by the kinds of its fields.
+#include "convert/codec.h"
 #include "model/blankmap.h"
 #include "tramostream/fields.h"
 #include "tramostream/tramoline.h"

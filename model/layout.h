@@ -5,6 +5,7 @@
 // (`.parseColumn = 8`).
 #pragma once
 #include "convert/codec.h"
+#include "model/fieldreading.h"
 #include "tramostream/fields.h"
 #include "tramostream/modelparts.h"
 #include <algorithm>
@@ -47,7 +48,9 @@ struct Cut {
 // Access to one value of a model and its conversions, as plain functions.
 template <class M> struct Value {
     FieldKind kind;
+    bool isLong;  // an integer of 64 bits
     int decimals;
+    CodeSet codesRead;
     std::wstring (*codes)();
     std::wstring (*codesWritten)();
     TE::errorType parseCode, buildCode;
@@ -136,10 +139,11 @@ template <class M> struct Record {
     const char* model;  // the class
     const char* name;   // for people
     std::span<const Row<M>> rows;
-    const char* inMessages = model;            // the name in the message about a line of another kind
-    const char* inDump = model;                // the beginning of toString
-    const char* labelPrefix = "";              // in toString, before the names of fields: with "amr", "data" becomes "amrData"
-    std::span<const ParseStep<M>> steps = {};  // added by checked()
+    const char* inMessages = model;               // the name in the message about a line of another kind
+    const char* inDump = model;                   // the beginning of toString
+    const char* labelPrefix = "";                 // in toString, before the names of fields: with "amr", "data" becomes "amrData"
+    std::span<const ParseStep<M>> steps = {};     // added by checked()
+    std::span<const FieldReading> readings = {};  // added by checked()
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -174,6 +178,7 @@ template <class... Types> struct For {
     template <class T> static constexpr bool fits = (std::is_same_v<T, Types> || ...);
 
     static constexpr int decimals = 0;
+    static constexpr CodeSet codesRead = {};
     static constexpr TE::errorType parseCode{}, buildCode{};
     static std::wstring codes() { return {}; }
     static std::wstring codesWritten() { return {}; }
@@ -313,6 +318,12 @@ struct CharacterFlag : Flag {
 template <class E, TE::errorType Parse, TE::errorType Build> struct Code : For<E> {
     static constexpr FieldKind kind = FieldKind::Code;
     static constexpr TE::errorType parseCode = Parse, buildCode = Build;
+    static constexpr CodeSet codesRead = [] {
+        CodeSet all;
+        for (const auto& row : codec::CodeTable<E>::rows)
+            if (row.read != codec::neverRead) all.add(row.read);
+        return all;
+    }();
     static std::wstring codes() {
         std::wstring all;
         for (const auto& row : codec::CodeTable<E>::rows)
@@ -414,7 +425,8 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         static_assert(sizeof(typename Kind::template Misfit<Type>));
         return Value<M>{};  // so that no other error follows
     } else
-        return Value<M>{Kind::kind, Kind::decimals, Kind::codes, Kind::codesWritten, Kind::parseCode, Kind::buildCode,
+        return Value<M>{Kind::kind, std::is_same_v<Type, long long>, Kind::decimals, Kind::codesRead, Kind::codes,
+            Kind::codesWritten, Kind::parseCode, Kind::buildCode,
             [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
             [](const M& m, wchar_t* dest, int width) {
                 return Kind::build(reach<Member, Rest...>(m), ModelAccess::line(m), dest, width);
@@ -526,10 +538,38 @@ template <const auto& record> consteval auto stepsOf() {
     return steps;
 }
 template <const auto& record> inline constexpr auto steps = stepsOf<record>();
+
+// The index of the row that has this value.
+template <class M> consteval std::uint16_t fieldOf(const Record<M>& record, const Value<M>& value) {
+    for (std::uint16_t i = 0; i < record.rows.size(); ++i)
+        if (record.rows[i].value.get == value.get) return i;
+    return std::uint16_t{0xFFFF};
+}
+
+template <const auto& record> consteval auto readingsOf() {
+    std::array<FieldReading, steps<record>.size()> readings{};
+    std::size_t i = 0;
+    for (std::uint16_t field = 0; field < record.rows.size(); ++field) {
+        const auto& row = record.rows[field];
+        if (!row.inLine()) continue;
+        const auto& value = row.options.into ? *row.options.into : row.value;
+        readings[i++] = {.first = static_cast<std::uint16_t>(row.column - 1),
+            .width = static_cast<std::uint16_t>(row.width),
+            .field = field,
+            .into = row.options.into ? fieldOf(record, value) : field,
+            .kind = value.kind,
+            .isLong = value.isLong,
+            .blank = row.options.blank.empty() ? L'\0' : row.options.blank.front(),
+            .codes = value.codesRead};
+    }
+    return readings;
+}
+template <const auto& record> inline constexpr auto readings = readingsOf<record>();
 template <const auto& record> inline constexpr auto withSteps = [] {
     auto copy = record;
     copy.rows = rows<record>;
     copy.steps = steps<record>;
+    copy.readings = readings<record>;
     return copy;
 }();
 }  // namespace detail

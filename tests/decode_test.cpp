@@ -1,0 +1,211 @@
+// decode() against the models, which define what a line means.
+#include "tramostream/decode.h"
+#include "support/records.h"
+#include "support/samples.h"
+#include "support/timezone.h"
+#include "tramostream/anyrecord.h"
+#include <random>
+
+using namespace records;
+using tramo::AnyRecord, tramo::DecodedValue, tramo::RecordKind;
+
+namespace {
+
+template <class Char> std::basic_string<Char> as(const std::wstring& line) {
+    std::basic_string<Char> out;
+    for (const wchar_t c : line) out += static_cast<Char>(c);
+    return out;
+}
+
+using Values = std::vector<DecodedValue>;
+
+template <class Char> Values decoded(const RecordKind& kind, const std::wstring& line) {
+    const std::basic_string<Char> text = as<Char>(line);
+    Values values(kind.fields.size());
+    EXPECT_TRUE(tramo::decode(kind, text, values));
+    return values;
+}
+
+// Also of numbers that are not equal to themselves.
+testing::AssertionResult same(const Values& a, const Values& b) {
+    const auto bits = [](const DecodedValue& value) {
+        return std::tuple(
+            value.present, value.unreadable, value.first, value.size, value.integer, std::bit_cast<long long>(value.real));
+    };
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (bits(a[i]) != bits(b[i])) return testing::AssertionFailure() << "field " << i;
+    return a.size() == b.size() ? testing::AssertionSuccess() : testing::AssertionFailure() << "sizes";
+}
+
+FieldValue valueOf(const Field& field, const DecodedValue& value, const std::wstring& line) {
+    switch (field.kind) {
+    case tramo::FieldKind::Text: return line.substr(value.first, value.size);
+    case tramo::FieldKind::Decimal: return value.real;
+    case tramo::FieldKind::Code: return static_cast<wchar_t>(value.integer);
+    case tramo::FieldKind::Flag: return value.integer != 0;
+    default: return value.integer;
+    }
+}
+
+std::vector<std::pair<int, int>> sorted(const std::vector<TE::FieldError>& errors) {
+    std::vector<std::pair<int, int>> all;
+    for (const TE::FieldError& error : errors) all.emplace_back(error.column, error.code);
+    std::ranges::sort(all);
+    return all;
+}
+
+void expectAsTheModel(const RecordKind& kind, const std::wstring& line, const Values& values) {
+    const Silence quiet;
+    const AnyRecord model(lineOf<TramoLine::tramoLine_t>(line)), blank(lineOf<TramoLine::tramoLine_t>(blankText(kind.letter)));
+    std::vector<TE::FieldError> unreadable;
+    for (const Field& field : kind.fields) {
+        if (field.column == 0) continue;
+        const DecodedValue& value = values[field.index];
+        if (value.unreadable) unreadable.push_back(field.parseError);
+        EXPECT_TRUE(equal(value.present ? valueOf(field, value, line) : blank.get(field), model.get(field)))
+            << kind.name << ", " << field.name << ": " << display(line);
+    }
+    EXPECT_EQ(sorted(unreadable), sorted(model.getParseErrors())) << kind.name << ": " << display(line);
+}
+
+void expectAsTheModel(const std::wstring& line) {
+    const RecordKind& kind = *tramo::recordKind(line[0]);
+    const bool isAnsi = std::ranges::all_of(line, [](wchar_t c) { return c <= 0xFF; });
+    const Values values = decoded<char16_t>(kind, line);
+    if (isAnsi) { EXPECT_TRUE(same(decoded<char>(kind, line), values)); }
+    expectAsTheModel(kind, line, values);
+}
+
+class Random {
+public:
+    explicit Random(unsigned seed) : engine(seed) {}
+    unsigned below(unsigned end) { return std::uniform_int_distribution<unsigned>(0, end - 1)(engine); }
+    template <class T> const T& of(const std::vector<T>& all) { return all[below(static_cast<unsigned>(all.size()))]; }
+
+private:
+    std::mt19937 engine;
+};
+
+std::wstring digits(Random& random, std::size_t count) {
+    std::wstring text;
+    for (std::size_t i = 0; i < count; ++i) text += static_cast<wchar_t>(L'0' + random.below(10));
+    return text;
+}
+
+// A text for a field: of its kind, of another kind, at a limit, or nonsense.
+std::wstring textFor(const Field& field, Random& random) {
+    static const std::vector<std::wstring> odd = {L"-1", L"+7", L"2147483647", L"2147483648", L"-2147483648", L"-2147483649",
+        L"9223372036854775807", L"9223372036854775808", L"0x1F", L"1e5", L"1,5", L"-0", L".5", L"5.", L"nan", L"inf", L"1e999",
+        L"123456789012345678", L"0.1234567890123456", L"9007199254740993", L"12x", L"6O54", L"20240229", L"20230229", L"19000101",
+        L"19011213", L"20380119", L"20380120", L"202403310230", L"202410270230", L"196912312300", L"1970", L"1901", L"9999",
+        L"00000000", L"000000000000", L"\t5", L"5\t", L"\v", L"\x00", L"a\x00z", L"\xA0", L"\xE9", L"\x80\xFF", L"A50C", L"-1",
+        L"0x", L"FFFF", L"ffff", L"0", L"1", L"W", L"~"};
+    const auto width = static_cast<std::size_t>(field.width);
+    std::wstring text;
+    switch (random.below(8)) {
+    case 0: break;
+    case 1: text = random.of(odd); break;
+    case 2: text = digits(random, 1 + random.below(field.width)); break;
+    case 3:
+        for (std::size_t i = 0; i < width; ++i) text += static_cast<wchar_t>(random.below(256));
+        break;
+    case 4:
+        text = digits(random, random.below(12)) + random.of<std::wstring>({L".", L",", L""}) + digits(random, random.below(8));
+        break;
+    default:
+        switch (field.kind) {
+        case tramo::FieldKind::Date:
+            text = L"20" + digits(random, 2) + L"0" + digits(random, 1) + L"1" + digits(random, 1);
+            break;
+        case tramo::FieldKind::DateTime:
+            text = L"20" + digits(random, 2) + L"0" + digits(random, 1) + L"1" + digits(random, 1) + L"0" + digits(random, 1) +
+                   L"3" + digits(random, 1);
+            break;
+        case tramo::FieldKind::Year: text = L"20" + digits(random, 2); break;
+        case tramo::FieldKind::Code: text = field.codes.substr(random.below(static_cast<unsigned>(field.codes.size())), 1); break;
+        case tramo::FieldKind::Flag: text = digits(random, 1); break;
+        default: text = digits(random, 1 + random.below(field.width));
+        }
+    }
+    text.resize(std::min(text.size(), width));
+    return random.below(2) != 0 ? text : std::wstring(width - text.size(), L' ') + text;
+}
+
+std::wstring randomLine(const RecordKind& kind, Random& random) {
+    std::wstring line = blankText(kind.letter);
+    for (const Field& field : kind.fields)
+        if (field.column > 0) put(line, field.column, textFor(field, random));
+    if (random.below(8) == 0) line[1 + random.below(510)] = static_cast<wchar_t>(random.below(0x10000));
+    return line;
+}
+
+TEST(Decode, samples_have_the_values_of_their_models) {
+    std::size_t count = 0;
+    for (const char* file : {"round-exported.txt", "round-returned.txt", "round-broken.txt", "round-damaged.txt"})
+        for (const std::wstring& line : sampleLinesOf(file, 512)) {
+            if (!tramo::recordKind(line[0])) continue;
+            expectAsTheModel(line);
+            ++count;
+        }
+    EXPECT_GT(count, 500u);
+}
+
+TEST(Decode, blank_lines_have_the_values_of_their_models) {
+    for (const RecordKind* kind : tramo::recordKinds()) expectAsTheModel(blankText(kind->letter));
+}
+
+TEST(Decode, random_lines_have_the_values_of_their_models) {
+    constexpr int linesOfEachKind = 2000;
+    for (const char* zone : {"Europe/Paris", "UTC"}) {
+        const TimeZone local(zone);
+        Random random(1);
+        for (const RecordKind* kind : tramo::recordKinds())
+            for (int i = 0; i < linesOfEachKind && !testing::Test::HasFailure(); ++i) expectAsTheModel(randomLine(*kind, random));
+    }
+}
+
+TEST(Decode, value_tells_where_its_text_stands) {
+    std::wstring line = blankText(L'3');
+    const RecordKind& kind = *tramo::recordKind(L'3');
+    const Field& index = *kind.field("newMeterIndex");
+    put(line, index.column, L"     6O54 ");
+    const DecodedValue value = decoded<char>(kind, line)[index.index];
+    EXPECT_TRUE(value.present);
+    EXPECT_FALSE(value.unreadable);
+    EXPECT_EQ(value.integer, 6);
+    EXPECT_EQ(line.substr(value.first, value.size), L"     6O54");
+}
+
+TEST(Decode, blank_field_that_is_read_as_a_text_has_no_text_in_the_line) {
+    const RecordKind& kind = *tramo::recordKind(L'1');
+    const DecodedValue value = decoded<char>(kind, blankText(L'1'))[kind.field("meterAuthorizedChange")->index];
+    EXPECT_TRUE(value.present);
+    EXPECT_EQ(value.integer, 1);
+    EXPECT_EQ(value.size, 0);
+}
+
+TEST(Decode, second_of_two_fields_with_one_value_counts) {
+    const RecordKind& kind = *tramo::recordKind(L'9');
+    std::wstring line = blankText(L'9');
+    put(line, 2, L"   12   34");
+    EXPECT_EQ(decoded<char>(kind, line)[0].integer, 34);
+    EXPECT_FALSE(decoded<char>(kind, line)[1].present);
+    put(line, 2, L"   12    x");
+    EXPECT_EQ(decoded<char>(kind, line)[0].integer, 12);
+    EXPECT_TRUE(decoded<char>(kind, line)[1].unreadable);
+    put(line, 2, L"    x   34");
+    EXPECT_EQ(decoded<char>(kind, line)[0].integer, 34);
+    EXPECT_TRUE(decoded<char>(kind, line)[0].unreadable);
+}
+
+TEST(Decode, line_or_array_that_is_too_short_changes_nothing) {
+    const RecordKind& kind = *tramo::recordKind(L'1');
+    const Values before(kind.fields.size(), DecodedValue{.present = true, .integer = 5});
+    Values values = before;
+    EXPECT_FALSE(tramo::decode(kind, std::string(511, ' '), values));
+    EXPECT_FALSE(tramo::decode(kind, std::string(512, ' '), std::span(values).first(values.size() - 1)));
+    EXPECT_FALSE(tramo::decode(RecordKind{}, std::string(512, ' '), values));
+    EXPECT_TRUE(same(values, before));
+}
+
+}  // namespace
