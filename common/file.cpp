@@ -88,13 +88,17 @@ bool File::readAll(ByteBuffer& bytes) const {
     bytes.reserve(bytes.size() + (size > 0 ? static_cast<std::size_t>(size) + 1 : firstPiece));
     for (;;) {
         if (bytes.room() == 0) bytes.reserve(2 * bytes.size());
-        const ssize_t count = transferred(descriptor, POLLIN, [&] { return ::read(descriptor, bytes.end(), bytes.room()); });
+        const std::ptrdiff_t count = read(bytes.end(), bytes.room());
         if (count <= 0) {
             bytes.shrinkToFit();
             return count == 0;
         }
         bytes.grow(static_cast<std::size_t>(count));
     }
+}
+
+std::ptrdiff_t File::read(char* bytes, std::size_t most) const {
+    return transferred(descriptor, POLLIN, [&] { return ::read(descriptor, bytes, most); });
 }
 
 std::size_t File::write(const char* bytes, std::size_t count) const {

@@ -34,6 +34,10 @@ public:
     // Appends everything up to the end of the file, pipe or terminal to the bytes. Returns false on failure.
     bool readAll(ByteBuffer& bytes) const;
 
+    // Reads at most so many of the next bytes. Returns their number, 0 at the end of the file, -1 on failure with the reason in
+    // errno.
+    std::ptrdiff_t read(char* bytes, std::size_t most) const;
+
     // Returns the number of bytes written. Fewer than `count` means failure, with the reason in errno.
     std::size_t write(const char* bytes, std::size_t count) const;
 

@@ -52,16 +52,21 @@ struct ValueArray {
 
 template <class Char>
 bool decodeInto(const RecordKind& kind, std::basic_string_view<Char> line, std::span<DecodedValue> values) {
-    const auto& kinds = ReadingsOf<AnyRecord::Model>::all();
-    const auto found = std::ranges::find(kinds, &kind, &KindReadings::kind);
-    if (found == kinds.end() || line.size() < lineLength || values.size() < kind.fields.size()) return false;
+    const std::span<const FieldReading> readings = readingsOf(kind);
+    if (readings.empty() || line.size() < lineLength || values.size() < kind.fields.size()) return false;
     std::ranges::fill(values.first(kind.fields.size()), DecodedValue{});
     ValueArray sink{values};
-    decodeLine(found->readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
+    decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
     return true;
 }
 
 }  // namespace
+
+std::span<const FieldReading> readingsOf(const RecordKind& kind) {
+    const auto& kinds = ReadingsOf<AnyRecord::Model>::all();
+    const auto found = std::ranges::find(kinds, &kind, &KindReadings::kind);
+    return found == kinds.end() ? std::span<const FieldReading>{} : found->readings;
+}
 
 bool decode(const RecordKind& kind, std::string_view line, std::span<DecodedValue> values) {
     return decodeInto(kind, line, values);

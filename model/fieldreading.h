@@ -90,6 +90,9 @@ template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Ch
 
 }  // namespace detail
 
+// Returns the readings of a record kind, in the order of its rows; nothing if the kind is not one of recordKinds().
+std::span<const FieldReading> readingsOf(const RecordKind& kind);
+
 // Hands the fields of a line that are not blank to the sink, in the order of the record's rows, each by one of these calls:
 //
 //     sink.text(field, filled)              sink.integer(field, value, filled)   an int or a long long

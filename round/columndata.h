@@ -1,0 +1,60 @@
+// What Columns holds.
+#pragma once
+#include "model/fieldreading.h"
+#include "round/alignedbuffer.h"
+#include "tramostream/columns.h"
+
+namespace tramo {
+
+struct ColumnData {
+    const Field* field;
+    ColumnType type;
+    AlignedBuffer validity, values, offsets;
+    std::size_t present = 0;   // rows with a value
+    std::size_t textSize = 0;  // of a Text, bytes in `values`
+
+    // The text of a field needs at most three bytes of UTF-8 for each character.
+    std::size_t longestText() const { return type == ColumnType::Text ? 3 * static_cast<std::size_t>(field->width) : 0; }
+
+    template <class T> void put(std::size_t row, T value) {
+        std::memcpy(values.data() + row * sizeof(T), &value, sizeof(T));
+        setPresent(row);
+    }
+    void putFlag(std::size_t row, bool value) {
+        values.data()[row / 8] = static_cast<char>(values.data()[row / 8] | value << row % 8);
+        setPresent(row);
+    }
+    void putOffset(std::size_t row) {
+        const auto offset = static_cast<std::int32_t>(textSize);
+        std::memcpy(offsets.data() + row * sizeof offset, &offset, sizeof offset);
+    }
+    void setPresent(std::size_t row) {
+        char& bits = validity.data()[row / 8];
+        const auto bit = static_cast<char>(1 << row % 8);
+        present += (bits & bit) == 0;  // of two texts that are read into one value, the second one counts
+        bits = static_cast<char>(bits | bit);
+    }
+};
+
+struct ColumnTable {
+    static constexpr std::uint16_t noColumn = 0xFFFF;
+
+    const RecordKind& kind;
+    std::vector<ColumnData> columns{};
+    std::vector<FieldReading> readings{};   // of these columns
+    std::vector<std::uint16_t> columnOf{};  // the column of each of the kind's fields, or noColumn
+    AlignedBuffer lines{};                  // a std::int64_t for each row
+    std::size_t rows = 0, capacity = 0, unreadable = 0;
+
+    void choose(std::span<const Field* const> fields);
+    template <class Char> bool add(std::int64_t number, std::basic_string_view<Char> line);
+    void makeRoom(std::size_t wanted);
+    void clear();
+};
+
+struct Columns::State : ColumnTable {};
+
+// The bytes that a column of this type has for so many rows, without those of a text.
+std::size_t bytesFor(ColumnType type, std::size_t rows);
+
+}  // namespace tramo

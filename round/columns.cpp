@@ -1,0 +1,213 @@
+#include "tramostream/columns.h"
+#include "common/dates.h"
+#include "common/utf16.h"
+#include "common/utf8.h"
+#include "common/zone.h"
+#include "round/columndata.h"
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
+
+namespace tramo {
+
+namespace {
+
+constexpr std::size_t lineLength = 512;
+constexpr std::size_t firstCapacity = 64;
+constexpr std::size_t mostText = INT32_MAX;  // bytes, because offsets have 32 bits
+
+std::chrono::sys_days localDay(long32 instant) {
+    return std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds{std::chrono::seconds{zone::toLocal(instant)}});
+}
+
+char* putUtf8(char32_t c, char* out) {
+    const auto byte = [](char32_t bits) { return static_cast<char>(static_cast<unsigned char>(bits)); };
+    if (c < 0x80) {
+        *out++ = byte(c);
+        return out;
+    }
+    int rest = c < 0x800 ? 6 : c < 0x10000 ? 12 : 18;
+    *out++ = byte((rest == 6 ? 0xC0 : rest == 12 ? 0xE0 : 0xF0) | c >> rest);
+    while (rest > 0) {
+        rest -= 6;
+        *out++ = byte(0x80 | (c >> rest & 0x3F));
+    }
+    return out;
+}
+
+// The following write text as UTF-8 to where there is room for it, and return its end.
+char* putUtf8(std::string_view ansi, char* out) {
+    for (const char c : ansi) out = putUtf8(codec::codeOf(c), out);
+    return out;
+}
+
+char* putUtf8(std::u16string_view units, char* out) {
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const char32_t unit = units[i], next = i + 1 < units.size() ? units[i + 1] : 0;
+        if (utf16::isHighSurrogate(unit) && utf16::isLowSurrogate(next)) {
+            out = putUtf8(0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), out);
+            ++i;
+        } else {
+            out = putUtf8(utf16::isSurrogate(unit) ? char32_t{utf8::replacement} : unit, out);
+        }
+    }
+    return out;
+}
+
+ColumnType typeOf(const FieldReading& reading) {
+    switch (reading.kind) {
+    case FieldKind::Integer: return reading.isLong ? ColumnType::Int64 : ColumnType::Int32;
+    case FieldKind::Decimal: return ColumnType::Double;
+    case FieldKind::Date: return ColumnType::Day;
+    case FieldKind::DateTime: return ColumnType::Time;
+    case FieldKind::Year: return ColumnType::Year;
+    case FieldKind::Flag: return ColumnType::Flag;
+    case FieldKind::AlarmFlags: return ColumnType::Alarms;
+    case FieldKind::Text:
+    case FieldKind::Code: break;
+    }
+    return ColumnType::Text;
+}
+
+const FieldReading& readingOf(const RecordKind& kind, const Field& field) {
+    for (const FieldReading& reading : readingsOf(kind))
+        if (&kind.fields[reading.field] == &field) return reading;
+    throw std::invalid_argument("tramo: \"" + field.name + "\" is not a field in the line of a " + kind.name + " record");
+}
+
+// Writes the values of a line into a row.
+struct RowSink {
+    ColumnTable& table;
+    std::size_t row;
+
+    ColumnData& columnFor(const FieldReading& field) { return table.columns[table.columnOf[field.into]]; }
+
+    template <class Char> void text(const FieldReading& field, FilledText<Char> filled) {
+        ColumnData& column = columnFor(field);
+        column.textSize =
+            static_cast<std::size_t>(putUtf8(filled.view(), column.values.data() + column.textSize) - column.values.data());
+        column.setPresent(row);
+    }
+    void integer(const FieldReading& field, int value, auto) { columnFor(field).put<std::int32_t>(row, value); }
+    void integer(const FieldReading& field, long long value, auto) { columnFor(field).put<std::int64_t>(row, value); }
+    void decimal(const FieldReading& field, double value, auto) { columnFor(field).put(row, value); }
+    void time(const FieldReading& field, long32 instant, auto) {
+        ColumnData& column = columnFor(field);
+        if (instant == dates::noTime) return;
+        if (column.type == ColumnType::Time) {
+            column.put<std::int64_t>(row, zone::toLocal(instant));
+        } else if (column.type == ColumnType::Day) {
+            column.put(row, static_cast<std::int32_t>(localDay(instant).time_since_epoch().count()));
+        } else {
+            const auto year = static_cast<int>(std::chrono::year_month_day{localDay(instant)}.year());
+            column.put(row, static_cast<std::int16_t>(year));
+        }
+    }
+    void code(const FieldReading& field, wchar_t, auto filled) { text(field, filled); }
+    void flag(const FieldReading& field, bool value, auto) { columnFor(field).putFlag(row, value); }
+    void alarms(const FieldReading& field, unsigned bits, auto) { columnFor(field).put(row, static_cast<std::uint16_t>(bits)); }
+    void faulty(const FieldReading& field, auto) { table.unreadable += table.columnOf[field.field] != ColumnTable::noColumn; }
+};
+
+}  // namespace
+
+std::size_t bytesFor(ColumnType type, std::size_t rows) {
+    switch (type) {
+    case ColumnType::Text: return 0;
+    case ColumnType::Int32:
+    case ColumnType::Day: return 4 * rows;
+    case ColumnType::Int64:
+    case ColumnType::Double:
+    case ColumnType::Time: return 8 * rows;
+    case ColumnType::Year:
+    case ColumnType::Alarms: return 2 * rows;
+    case ColumnType::Flag: break;
+    }
+    return (rows + 7) / 8;
+}
+
+void ColumnTable::choose(std::span<const Field* const> fields) {
+    columnOf.assign(kind.fields.size(), noColumn);
+    const auto addColumn = [&](const FieldReading& reading) {
+        const Field& field = kind.fields[reading.field];
+        if (columnOf[reading.field] != noColumn) throw std::invalid_argument("tramo: \"" + field.name + "\" is a column twice");
+        columnOf[reading.field] = static_cast<std::uint16_t>(columns.size());
+        columns.push_back({&field, typeOf(reading), {}, {}, {}});
+    };
+    for (const Field* field : fields) addColumn(readingOf(kind, *field));
+    for (const FieldReading& reading : readingsOf(kind)) {
+        if (fields.empty()) addColumn(reading);
+        if (columnOf[reading.into] != noColumn) readings.push_back(reading);
+    }
+}
+
+// Makes room for so many rows, and in each column of texts for one more line.
+void ColumnTable::makeRoom(std::size_t wanted) {
+    const std::size_t more = wanted <= capacity ? capacity : std::max({wanted, 2 * capacity, firstCapacity});
+    for (ColumnData& column : columns) {
+        if (const std::size_t size = column.textSize + column.longestText(); size > column.values.size())
+            column.values.grow(std::max(size, 2 * column.values.size()));
+        if (more == capacity) continue;
+        column.validity.grow((more + 7) / 8);
+        column.values.grow(bytesFor(column.type, more));
+        if (column.type == ColumnType::Text) column.offsets.grow((more + 1) * sizeof(std::int32_t));
+    }
+    lines.grow(more * sizeof(std::int64_t));
+    capacity = more;
+}
+
+template <class Char> bool ColumnTable::add(std::int64_t number, std::basic_string_view<Char> line) {
+    const auto isFull = [](const ColumnData& column) { return column.textSize + column.longestText() > mostText; };
+    if (line.size() != lineLength || codec::codeOf(line[0]) != codec::codeOf(kind.letter)) return false;
+    if (std::ranges::any_of(columns, isFull)) return false;
+    makeRoom(rows + 1);
+    RowSink sink{*this, rows};
+    decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
+    std::memcpy(lines.data() + rows * sizeof number, &number, sizeof number);
+    ++rows;
+    for (ColumnData& column : columns)
+        if (column.type == ColumnType::Text) column.putOffset(rows);
+    return true;
+}
+
+void ColumnTable::clear() {
+    for (ColumnData& column : columns) {
+        std::memset(column.validity.data(), 0, (rows + 7) / 8);
+        if (column.type != ColumnType::Text) std::memset(column.values.data(), 0, bytesFor(column.type, rows));
+        column.present = column.textSize = 0;
+    }
+    rows = unreadable = 0;
+}
+
+ColumnType columnTypeOf(const RecordKind& kind, const Field& field) { return typeOf(readingOf(kind, field)); }
+
+Columns::Columns(const RecordKind& kind, std::span<const Field* const> fields) : state(new State{{kind}}) {
+    state->choose(fields);
+}
+Columns::Columns(Columns&&) noexcept = default;
+Columns& Columns::operator=(Columns&&) noexcept = default;
+Columns::~Columns() = default;
+
+bool Columns::add(std::int64_t number, std::string_view line) { return state->add(number, line); }
+bool Columns::add(std::int64_t number, std::u16string_view line) { return state->add(number, line); }
+
+const RecordKind& Columns::kind() const { return state->kind; }
+std::size_t Columns::rows() const { return state->rows; }
+std::size_t Columns::size() const { return state->columns.size(); }
+std::size_t Columns::unreadable() const { return state->unreadable; }
+
+Column Columns::operator[](std::size_t index) const {
+    const ColumnData& column = state->columns[index];
+    return {column.field, column.type, state->rows, state->rows - column.present,
+        reinterpret_cast<const std::uint8_t*>(column.validity.data()), column.values.data(),
+        reinterpret_cast<const std::int32_t*>(column.offsets.data())};
+}
+
+std::span<const std::int64_t> Columns::lines() const {
+    return {reinterpret_cast<const std::int64_t*>(state->lines.data()), state->rows};
+}
+
+void Columns::clear() { state->clear(); }
+
+}  // namespace tramo
