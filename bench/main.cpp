@@ -38,6 +38,7 @@ bool showSpeed(const Options& options) {
     std::vector<Row> rows;
     addReferences(rows, options);
     addStreams(rows, options);
+    addColumns(rows, options);
     addCodecs(rows);
     addPrograms(rows, options);
     return measure(rows, options);

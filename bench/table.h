@@ -46,6 +46,7 @@ bool measure(const std::vector<Row>& rows, const Options& options);
 // The rows.
 void addReferences(std::vector<Row>& rows, const Options& options);
 void addStreams(std::vector<Row>& rows, const Options& options);
+void addColumns(std::vector<Row>& rows, const Options& options);
 void addCodecs(std::vector<Row>& rows);
 void addPrograms(std::vector<Row>& rows, const Options& options);
 
