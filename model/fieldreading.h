@@ -4,6 +4,7 @@
 // The parser of the models (frame.h) defines what a line means. decodeLine() gives the same values and faults; decode_test and
 // fuzz/decode.cpp hold the two together.
 #pragma once
+#include "convert/digits.h"
 #include "convert/reading.h"
 #include "model/blankmap.h"
 #include "tramostream/fields.h"
@@ -43,6 +44,21 @@ template <class Char> struct FilledText {
 
 namespace detail {
 
+// Reads an integer that is nothing but digits, the usual case, at once. Returns false in any other case.
+template <class Char, class Int> bool takePlain(const FieldReading& field, FilledText<Char> filled, Int& value) {
+    if constexpr (codec::readsEightDigits<Char>) {
+        constexpr unsigned alwaysFit = sizeof(Int) == 4 ? 9 : 16;
+        const unsigned count = filled.size - filled.blanks;
+        const unsigned charactersBefore = filled.isInLine ? field.first + filled.size : 0;
+        std::uint64_t digits = 0;
+        if (count > alwaysFit || charactersBefore < (count > 8 ? 16U : 8U)) return false;
+        if (!codec::readDigits(filled.text + filled.size, count, digits)) return false;
+        value = static_cast<Int>(digits);
+        return true;
+    }
+    return false;
+}
+
 // Reads one field that is not blank. Returns false if its text cannot be read.
 template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Char> filled, auto& sink) {
     const std::basic_string_view<Char> text = filled.view();
@@ -51,7 +67,7 @@ template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Ch
         return codec::takeInteger(rest, value) == codec::Outcome::Good;
     };
     const auto readInteger = [&](auto value) {
-        if (!take(value)) return false;
+        if (!takePlain(field, filled, value) && !take(value)) return false;
         sink.integer(field, value, filled);
         return true;
     };

@@ -149,7 +149,7 @@ void Columns::exportRows(ArrowArray* out) {
     auto rows = std::make_unique<OwnedArray>(OwnedArray{Children<ArrowArray>(1 + size())});
     std::vector<std::unique_ptr<OwnedArray>> columns;
     while (columns.size() < 1 + size()) columns.push_back(std::make_unique<OwnedArray>(OwnedArray{Children<ArrowArray>(0)}));
-    state->makeRoom(1);  // the interface wants offsets even without rows
+    if (state->capacity == 0) state->makeRoom();  // the interface wants offsets even without rows
 
     // Nothing below throws.
     const std::size_t count = state->rows;
@@ -157,7 +157,7 @@ void Columns::exportRows(ArrowArray* out) {
     fill(rows->children.all[0], std::move(columns[0]), count, 0, 2);
     for (std::size_t i = 0; i < size(); ++i) {
         ColumnData& column = state->columns[i];
-        const bool isText = column.type == ColumnType::Text;
+        const bool isText = column.isText();
         OwnedArray& array = *columns[i + 1];
         array.memory[0] = std::move(column.validity);
         array.memory[1] = std::move(isText ? column.offsets : column.values);
@@ -166,7 +166,7 @@ void Columns::exportRows(ArrowArray* out) {
         column.present = column.textSize = 0;
     }
     fill(*out, std::move(rows), count, 0, 1);
-    state->rows = state->capacity = state->unreadable = 0;
+    state->rows = state->capacity = state->unreadable = state->rowsWithRoom = 0;
 }
 
 void arrowStream(const char* path, const RecordKind& kind, std::span<const Field* const> fields, ArrowArrayStream* out,

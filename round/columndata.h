@@ -13,8 +13,10 @@ struct ColumnData {
     std::size_t present = 0;   // rows with a value
     std::size_t textSize = 0;  // of a Text, bytes in `values`
 
-    // The text of a field needs at most three bytes of UTF-8 for each character.
-    std::size_t longestText() const { return type == ColumnType::Text ? 3 * static_cast<std::size_t>(field->width) : 0; }
+    bool isText() const { return type == ColumnType::Text; }
+
+    // The most bytes that the text of a line can need: three bytes of UTF-8 for each character, and what putText may touch.
+    std::size_t longestText() const { return 3 * static_cast<std::size_t>(field->width) + 8; }
 
     template <class T> void put(std::size_t row, T value) {
         std::memcpy(values.data() + row * sizeof(T), &value, sizeof(T));
@@ -43,12 +45,14 @@ struct ColumnTable {
     std::vector<ColumnData> columns{};
     std::vector<FieldReading> readings{};   // of these columns
     std::vector<std::uint16_t> columnOf{};  // the column of each of the kind's fields, or noColumn
+    std::vector<std::uint16_t> texts{};     // the columns that hold texts
     AlignedBuffer lines{};                  // a std::int64_t for each row
     std::size_t rows = 0, capacity = 0, unreadable = 0;
+    std::size_t rowsWithRoom = 0;  // so many more rows certainly have room
 
     void choose(std::span<const Field* const> fields);
     template <class Char> bool add(std::int64_t number, std::basic_string_view<Char> line);
-    void makeRoom(std::size_t wanted);
+    bool makeRoom();
     void clear();
 };
 

@@ -5,6 +5,7 @@
 #include "common/zone.h"
 #include "round/columndata.h"
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
@@ -36,7 +37,7 @@ char* putUtf8(char32_t c, char* out) {
     return out;
 }
 
-// The following write text as UTF-8 to where there is room for it, and return its end.
+// The following append text as UTF-8 to where there is room for it, and return its end.
 char* putUtf8(std::string_view ansi, char* out) {
     for (const char c : ansi) out = putUtf8(codec::codeOf(c), out);
     return out;
@@ -53,6 +54,21 @@ char* putUtf8(std::u16string_view units, char* out) {
         }
     }
     return out;
+}
+
+// The same for text of which `readable` characters can be read, eight characters at a time: it may write seven bytes more. The
+// first eight characters that are not ASCII, and the text after them, take the way above.
+template <class Char> char* putText(std::basic_string_view<Char> text, std::size_t readable, char* out) {
+    std::size_t done = 0;
+    for (; done < text.size() && done + 8 <= readable; done += 8) {
+        std::array<Char, 8> eight;
+        std::memcpy(eight.data(), text.data() + done, sizeof eight);
+        std::uint32_t all = 0;
+        for (const Char c : eight) all |= codec::codeOf(c);
+        if (all >= 0x80) break;
+        for (std::size_t i = 0; i < eight.size(); ++i) out[done + i] = static_cast<char>(eight[i]);
+    }
+    return done >= text.size() ? out + text.size() : putUtf8(text.substr(done), out + done);
 }
 
 ColumnType typeOf(const FieldReading& reading) {
@@ -77,26 +93,28 @@ const FieldReading& readingOf(const RecordKind& kind, const Field& field) {
 }
 
 // Writes the values of a line into a row.
-struct RowSink {
+template <class Char> struct RowSink {
     ColumnTable& table;
+    std::basic_string_view<Char> line;
     std::size_t row;
 
     ColumnData& columnFor(const FieldReading& field) { return table.columns[table.columnOf[field.into]]; }
 
-    template <class Char> void text(const FieldReading& field, FilledText<Char> filled) {
+    void text(const FieldReading& field, FilledText<Char> filled) {
         ColumnData& column = columnFor(field);
-        column.textSize =
-            static_cast<std::size_t>(putUtf8(filled.view(), column.values.data() + column.textSize) - column.values.data());
+        const std::size_t readable = filled.isInLine ? line.size() - field.first : filled.size;
+        char* const out = column.values.data() + column.textSize;
+        column.textSize += static_cast<std::size_t>(putText(filled.view(), readable, out) - out);
         column.setPresent(row);
     }
-    void integer(const FieldReading& field, int value, auto) { columnFor(field).put<std::int32_t>(row, value); }
-    void integer(const FieldReading& field, long long value, auto) { columnFor(field).put<std::int64_t>(row, value); }
+    void integer(const FieldReading& field, int value, auto) { columnFor(field).put(row, std::int32_t{value}); }
+    void integer(const FieldReading& field, long long value, auto) { columnFor(field).put(row, std::int64_t{value}); }
     void decimal(const FieldReading& field, double value, auto) { columnFor(field).put(row, value); }
     void time(const FieldReading& field, long32 instant, auto) {
         ColumnData& column = columnFor(field);
         if (instant == dates::noTime) return;
         if (column.type == ColumnType::Time) {
-            column.put<std::int64_t>(row, zone::toLocal(instant));
+            column.put(row, std::int64_t{zone::toLocal(instant)});
         } else if (column.type == ColumnType::Day) {
             column.put(row, static_cast<std::int32_t>(localDay(instant).time_since_epoch().count()));
         } else {
@@ -134,6 +152,7 @@ void ColumnTable::choose(std::span<const Field* const> fields) {
         if (columnOf[reading.field] != noColumn) throw std::invalid_argument("tramo: \"" + field.name + "\" is a column twice");
         columnOf[reading.field] = static_cast<std::uint16_t>(columns.size());
         columns.push_back({&field, typeOf(reading), {}, {}, {}});
+        if (columns.back().isText()) texts.push_back(columnOf[reading.field]);
     };
     for (const Field* field : fields) addColumn(readingOf(kind, *field));
     for (const FieldReading& reading : readingsOf(kind)) {
@@ -142,42 +161,49 @@ void ColumnTable::choose(std::span<const Field* const> fields) {
     }
 }
 
-// Makes room for so many rows, and in each column of texts for one more line.
-void ColumnTable::makeRoom(std::size_t wanted) {
-    const std::size_t more = wanted <= capacity ? capacity : std::max({wanted, 2 * capacity, firstCapacity});
-    for (ColumnData& column : columns) {
-        if (const std::size_t size = column.textSize + column.longestText(); size > column.values.size())
-            column.values.grow(std::max(size, 2 * column.values.size()));
-        if (more == capacity) continue;
-        column.validity.grow((more + 7) / 8);
-        column.values.grow(bytesFor(column.type, more));
-        if (column.type == ColumnType::Text) column.offsets.grow((more + 1) * sizeof(std::int32_t));
+// Makes room for one row at least. Returns false if a column of texts would become too large.
+bool ColumnTable::makeRoom() {
+    const std::size_t more = rows < capacity ? capacity : std::max(2 * capacity, firstCapacity);
+    if (more > capacity) {
+        for (ColumnData& column : columns) {
+            column.validity.grow((more + 7) / 8);
+            column.values.grow(bytesFor(column.type, more));
+            if (column.isText()) column.offsets.grow((more + 1) * sizeof(std::int32_t));
+        }
+        lines.grow(more * sizeof(std::int64_t));
+        capacity = more;
     }
-    lines.grow(more * sizeof(std::int64_t));
-    capacity = more;
+    rowsWithRoom = capacity - rows;
+    for (const std::uint16_t index : texts) {
+        ColumnData& column = columns[index];
+        const std::size_t longest = column.longestText();
+        if (column.textSize + longest > mostText) return false;
+        if (column.textSize + longest > column.values.size())
+            column.values.grow(std::max(firstCapacity * longest, 2 * column.values.size()));
+        rowsWithRoom = std::min(rowsWithRoom, (std::min(column.values.size(), mostText) - column.textSize) / longest);
+    }
+    return true;
 }
 
 template <class Char> bool ColumnTable::add(std::int64_t number, std::basic_string_view<Char> line) {
-    const auto isFull = [](const ColumnData& column) { return column.textSize + column.longestText() > mostText; };
     if (line.size() != lineLength || codec::codeOf(line[0]) != codec::codeOf(kind.letter)) return false;
-    if (std::ranges::any_of(columns, isFull)) return false;
-    makeRoom(rows + 1);
-    RowSink sink{*this, rows};
+    if (rowsWithRoom == 0 && !makeRoom()) return false;
+    RowSink<Char> sink{*this, line, rows};
     decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
     std::memcpy(lines.data() + rows * sizeof number, &number, sizeof number);
     ++rows;
-    for (ColumnData& column : columns)
-        if (column.type == ColumnType::Text) column.putOffset(rows);
+    --rowsWithRoom;
+    for (const std::uint16_t index : texts) columns[index].putOffset(rows);
     return true;
 }
 
 void ColumnTable::clear() {
     for (ColumnData& column : columns) {
         std::memset(column.validity.data(), 0, (rows + 7) / 8);
-        if (column.type != ColumnType::Text) std::memset(column.values.data(), 0, bytesFor(column.type, rows));
+        if (!column.isText()) std::memset(column.values.data(), 0, bytesFor(column.type, rows));
         column.present = column.textSize = 0;
     }
-    rows = unreadable = 0;
+    rows = unreadable = rowsWithRoom = 0;
 }
 
 ColumnType columnTypeOf(const RecordKind& kind, const Field& field) { return typeOf(readingOf(kind, field)); }
