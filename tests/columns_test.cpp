@@ -7,6 +7,7 @@
 #include "support/timezone.h"
 #include "tramostream/anyrecord.h"
 #include "tramostream/stringconverter.h"
+#include <chrono>
 #include <system_error>
 
 using namespace records;
