@@ -16,6 +16,8 @@ inline constexpr std::string_view utf8Mark{"\xEF\xBB\xBF", 3};
 inline constexpr std::string_view utf16Mark{"\xFF\xFE", 2}, utf16BigMark{"\xFE\xFF", 2};
 inline constexpr std::string_view utf32Mark{"\xFF\xFE\0\0", 4}, utf32BigMark{"\0\0\xFE\xFF", 4};
 
+inline constexpr std::string_view utf16LineEnd{"\r\0\n\0", 4};
+
 inline constexpr std::uint32_t mostOfAnsi = 0xFF, mostOfUtf16 = 0xFFFF;
 
 template <class Char> constexpr std::uint32_t valueOf(Char c) { return static_cast<std::make_unsigned_t<Char>>(c); }

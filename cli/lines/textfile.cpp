@@ -1,4 +1,5 @@
 #include "cli/lines/textfile.h"
+#include "common/encoding.h"
 #include <algorithm>
 #include <utility>
 
@@ -17,7 +18,41 @@ std::size_t findLineFeed(std::string_view bytes, std::size_t from, std::size_t w
     return found;
 }
 
+// Copies the low bytes of UTF-16 units; returns whether all high bytes are zero.
+bool narrowed(const char* units, std::size_t count, char* out) {
+    unsigned high = 0;  // without early exit, so that the compiler vectorizes the loop
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = units[2 * i];
+        high |= static_cast<unsigned char>(units[2 * i + 1]);
+    }
+    return high == 0;
+}
+
+bool holdsControls(std::string_view text) {
+    unsigned char least = 0xFF;
+    for (const char c : text) least = std::min(least, static_cast<unsigned char>(c));
+    return least < ' ';
+}
+
 }  // namespace
+
+bool PieceReader::nextPlain(PlainRecord& record) {
+    const std::size_t size = (recordLength + 2) * piece.width;
+    if (piece.bytes.size() < size) return false;
+    const std::string_view end = piece.bytes.substr(recordLength * piece.width, 2 * piece.width);
+    std::string_view line = piece.bytes.substr(0, recordLength);
+    if (piece.width == 2) {
+        if (end != encoding::utf16LineEnd || !narrowed(line.data(), recordLength, narrow.data())) return false;
+        line = {narrow.data(), narrow.size()};
+    } else if (end != "\r\n") {
+        return false;
+    }
+    const RecordKind* kind = recordKind(static_cast<unsigned char>(line.front()));
+    if (!kind || holdsControls(line)) return false;
+    record = {line, kind, piece.firstLine++};
+    piece.bytes.remove_prefix(size);
+    return true;
+}
 
 bool PieceReader::next(Line& line) {
     if (piece.longLine) {
@@ -53,7 +88,7 @@ TextFile::TextFile(std::shared_ptr<const SourceFile> source, bool utf16, std::ui
 }
 
 bool TextFile::goTo(std::uint64_t place, long long lines) {
-    const std::string_view lineEnd = width == 1 ? std::string_view("\r\n") : std::string_view("\r\0\n\0", 4);
+    const std::string_view lineEnd = width == 1 ? "\r\n" : encoding::utf16LineEnd;
     const std::uint64_t from = place - lineEnd.size();
     loaded = {from, from};
     begin = end = 0;

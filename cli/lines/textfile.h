@@ -6,12 +6,15 @@
 #include "cli/io/sourcefile.h"
 #include "cli/io/text.h"
 #include "cli/lines/longline.h"
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <tramostream/check.h>
+#include <tramostream/tramoline.h>
+#include <tuple>
 #include <vector>
 
 namespace tramo::cli {
@@ -42,6 +45,17 @@ private:
     std::string own;
 };
 
+/// The characters of a record line.
+inline constexpr std::size_t recordLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
+
+/// A record line as nearly all of them are: `recordLength` characters from U+0020 to U+00FF, the letter of a record kind first,
+/// and CR LF.
+struct PlainRecord {
+    std::string_view text{};  ///< one byte for each character, in both encodings; valid until the next line is read
+    const RecordKind* kind = nullptr;
+    long long number = 0;
+};
+
 /// Splits a piece into lines.
 class PieceReader {
 public:
@@ -56,9 +70,14 @@ public:
     /// Reads the next line; returns false after the last one.
     bool next(Line& line);
 
+    /// Reads the next line without decoding it if it is a plain record; otherwise, reads nothing and returns false. If the
+    /// prevailing kind of the file is not Record, the line can be of another kind.
+    bool nextPlain(PlainRecord& record);
+
 private:
     Piece piece;
-    SecretText text;  ///< of the last line
+    SecretText text;                        ///< of the last line
+    std::array<char, recordLength> narrow;  ///< the last plain record of a UTF-16 file
 };
 
 class TextFile {
