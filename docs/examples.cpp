@@ -419,6 +419,61 @@ void keyLine() {
     //! [parseKeyLine]
 }
 
+void decoding() {
+    //! [decode]
+    const tramo::RecordKind& change = *tramo::recordKind(L'3');
+    const std::size_t index = change.field("newMeterIndex")->index;
+    std::vector<tramo::DecodedValue> values(change.fields.size());
+    std::ifstream file("samples/round-returned.txt", std::ios::binary);
+    long long sum = 0;
+    for (std::string line; std::getline(file, line);) {  // 512 characters and a carriage return
+        if (line[0] != '3' || !tramo::decode(change, line, values)) continue;
+        const tramo::DecodedValue& value = values[index];
+        if (value.present) sum += value.integer;
+    }
+    std::wcout << L"new meters start from " << sum << L" in all\n";
+    //> new meters start from 4 in all
+    //! [decode]
+}
+
+void columns() {
+    //! [Columns]
+    const tramo::RecordKind& kind = *tramo::recordKind(L'1');
+    const tramo::Field* fields[] = {kind.field("meterSerialNumber"), kind.field("meterReadingIndex")};
+    tramo::Columns columns(kind, fields);
+    std::ifstream file("samples/round-returned.txt", std::ios::binary);
+    std::int64_t number = 0;
+    for (std::string line; std::getline(file, line);) columns.add(++number, std::string_view(line).substr(0, 512));
+
+    const tramo::Column serials = columns[0], indices = columns[1];
+    std::wcout << indices.rows << L" meters, " << indices.absent << L" without an index\n";
+    if (indices.has(0))
+        std::wcout << L"line " << columns.lines()[0] << L": " << std::string(serials.text(0)).c_str() << L' '
+                   << indices.value<std::int32_t>(0) << L'\n';
+    //> 60 meters, 6 without an index
+    //> line 4: C12AB0100000 6054
+    //! [Columns]
+}
+
+void arrow() {
+    //! [arrowStream]
+    const tramo::ArrowStreamOptions options{.rowsPerBatch = 50};
+    ArrowArrayStream stream;
+    tramo::arrowStream("samples/round-returned.txt", *tramo::recordKind(L'1'), {}, &stream, options);
+    // Usually, a database or a data frame library does the rest.
+    ArrowSchema schema;
+    stream.get_schema(&stream, &schema);
+    std::wcout << schema.n_children << L" columns: " << schema.children[0]->name << L", " << schema.children[1]->name << L"...\n";
+    schema.release(&schema);
+    for (ArrowArray rows; stream.get_next(&stream, &rows) == 0 && rows.release; rows.release(&rows))
+        std::wcout << rows.length << L" rows\n";
+    stream.release(&stream);
+    //> 37 columns: line, subscriberCardOrder...
+    //> 50 rows
+    //> 10 rows
+    //! [arrowStream]
+}
+
 void names() {
     //! [typename_hash]
     std::wcout << typename_hash<tramo::AnyRecord>::gen_value().c_str() << L'\n';
@@ -571,6 +626,9 @@ int main() {
     run(L"RecordKind", recordKind);
     run(L"KeyValue", keyValue);
     run(L"parseKeyLine", keyLine);
+    run(L"decode", decoding);
+    run(L"Columns", columns);
+    run(L"arrowStream", arrow);
     run(L"typename_hash", names);
     run(L"log", logFile);
     run(L"oFileStream", outputStream);

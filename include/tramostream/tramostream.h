@@ -11,6 +11,8 @@
 ///   ParameterTramoModel and AMRKeyTramoModel for the lines of other files.
 /// - **Fields as data**: tramo::RecordKind, tramo::Field, tramo::get and tramo::set, for programs that name no accessor.
 ///   TE::FieldError reports an error in a field.
+/// - **Many lines**: tramo::decode reads the values of a line from its bytes, without a model. tramo::Columns holds the records
+///   of a kind as columns in the layout of Apache Arrow, and tramo::arrowStream hands a file to programs that read Arrow.
 /// - **Checks**: tramo::Checker reports what is wrong with lines and files, as tramo::Finding. tramo::LineModel is the model of
 ///   a line of any kind of fixed columns. wording.h describes the format in words.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
@@ -26,7 +28,9 @@
 #include "anyrecord.h"
 #include "check.h"
 #include "codes.h"
+#include "columns.h"
 #include "dateutils.h"
+#include "decode.h"
 #include "enquirydefinitiontramomodel.h"
 #include "enquiryresulttramomodel.h"
 #include "exceptions.h"

@@ -19,7 +19,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 def copy(work):
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
-    for name in ("CMakeLists.txt", "check", "cli", "cmake", "common", "convert", "include", "model", "packaging", "stream"):
+    for name in ("CMakeLists.txt", "check", "cli", "cmake", "common", "convert", "include", "model", "packaging", "round",
+                 "stream"):
         source = os.path.join(ROOT, name)
         target = os.path.join(work, name)
         (shutil.copytree if os.path.isdir(source) else shutil.copy)(source, target)

@@ -29,16 +29,17 @@ EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
-FAMILIES = ["tables", "codecs", "engine", "streams", "check"]
+FAMILIES = ["tables", "codecs", "engine", "columns", "streams", "check"]
 
 # Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
 # must match a file.
-MUTATED = ["model/*", "convert/*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
+MUTATED = ["model/*", "convert/*", "round/*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
 # Most sentences of findings are held by the tests of the tool, which take too long to run for every change.
 ON_REQUEST = ["check"]
 RECORDS = ["*tramomodel_test"]
 PUBLIC = ["fields_test", "conditions_test", "anyrecord_test", "accessors_test", "interface_test", "allocations_test"]
 CODECS = ["codec_test", "strconv_*_test"]
+DECODED = ["decode_test", "columns_test"]
 STREAMS = ["*filestream_test", "exceptions_test", "log_test", "tramoline_test", "interface_test"]
 
 # The sources that are compiled first and the tests that then run, stage by stage, if they do not follow from the name. Only if
@@ -50,9 +51,14 @@ FIRST = {
     "model/layout.h": [METER, OTHERS],
     "model/frame.h": [METER, OTHERS],
     "model/blankmap.h": [METER, (["tests/blankmap_test.cpp"], ["blankmap_test"])],
+    "model/fieldreading.h": [(["*/decode.cpp"], ["decode_test"]), (["*/columns.cpp"], ["columns_test"])],
+    "model/decode.cpp": [(["*/decode.cpp"], DECODED)],
     "model/keyline.cpp": [(["*/keyline.cpp"], ["keyline_test", "amrkeytramomodel_test"])],
     "convert/codetables.h": [(["*/codetables.cpp", "*/stringconverter.cpp"], ["strconv_code_test"])],
     "convert/codetables.cpp": [(["*/codetables.cpp"], ["strconv_code_test"])],
+    "convert/digits.h": [(["*/decode.cpp"], ["decode_test"])],
+    "convert/reading.h": [(["*/codec.cpp", "*/decode.cpp"], [*CODECS, "decode_test"])],
+    "convert/reading.cpp": [(["*/reading.cpp"], CODECS)],
     "convert/codec.cpp": [(["*/codec.cpp"], CODECS)],
     "convert/codec.h": [(["*/codec.cpp", "*/stringconverter.cpp"], CODECS)],
     "convert/stringconverter.cpp": [(["*/stringconverter.cpp"], CODECS)],
@@ -71,8 +77,9 @@ OF_MEMORY = "*TheTextIsHeldOnce"
 # All tests that may detect a change in a family, the fastest first.
 ALL = {
     "tables": PUBLIC + ["describe_test", "frame_test"],
-    "codecs": [*CODECS, *PUBLIC, "describe_test", "frame_test", "roundtramomodel_test", "metersubscribertramomodel_test", "amrtramomodel_test"],
-    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", *PUBLIC, "frame_test", *RECORDS],
+    "codecs": [*CODECS, *DECODED, *PUBLIC, "describe_test", "frame_test", "roundtramomodel_test", "metersubscribertramomodel_test", "amrtramomodel_test"],
+    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", *DECODED, *PUBLIC, "frame_test", *RECORDS],
+    "columns": ["columns_test"],
     "streams": STREAMS + ["inorder_test", "threads_test"],
     "check": ["check_test"],
 }
@@ -91,7 +98,7 @@ def has_long(test):
 def family_of(path):
     if path.startswith("include/") or path.endswith(("/codetables.h", "tramomodel.cpp")):
         return "tables"
-    return {"convert": "codecs", "model": "engine", "stream": "streams", "check": "check"}[os.path.dirname(path)]
+    return {"convert": "codecs", "model": "engine", "round": "columns", "stream": "streams", "check": "check"}[os.path.dirname(path)]
 
 
 def read(path):
@@ -118,7 +125,7 @@ class Files:
     """The sources, headers and tests in the current folder, which is a project's."""
 
     def __init__(self):
-        folders = ("check", "common", "convert", "model", "stream")
+        folders = ("check", "common", "convert", "model", "round", "stream")
         self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp") if not path.endswith("_windows.cpp"))
         self.headers = sorted([*glob.glob("*/*.h"), *glob.glob("include/*/*.h"), *glob.glob("tests/support/*.h")])
         self.tests = sorted(glob.glob("tests/*_test.cpp"))
@@ -187,7 +194,8 @@ class Build(Files):
     """The unchanged library and its tests, in a copy of the sources, so that they can be edited meanwhile."""
 
     def __init__(self, jobs, keep):
-        for folder in ("tests",) if keep else ("check", "common", "convert", "include", "model", "samples", "stream", "tests", "cli"):
+        for folder in ("tests",) if keep else (
+                "check", "common", "convert", "include", "model", "round", "samples", "stream", "tests", "cli"):
             shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
             shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
         os.chdir(TREE)
