@@ -55,6 +55,12 @@ std::array<char, 8> digitsOf(std::int32_t day) {
     return known.digits;
 }
 
+constexpr bool canExist(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) {
+    if (year < 1901 || year > 2038) return false;  // outside 32 bits in every zone
+    return month - 1 <= 11 && day - 1 <= 30 && hour <= 23 && minute <= 59;
+}
+constexpr long32 secondsOf(unsigned hour, unsigned minute) { return static_cast<long32>(hour * 3600 + minute * 60); }
+
 }  // namespace
 
 long32 read(const char* format, const char* text) {
@@ -78,11 +84,16 @@ long32 read(const char* format, const char* text) {
     return *text ? noTime : toInstant(yearNumber, monthNumber, dayNumber, hour, minute);
 }
 
+long32 SteadyDays::toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const {
+    if (!canExist(year, month, day, hour, minute)) return noTime;
+    const long32 midnight = days.midnightOf(year, month, day);
+    return midnight == zone::unsteady ? noTime : midnight + secondsOf(hour, minute);
+}
+
 long32 toInstant(unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, unsigned hour, unsigned minute) {
-    if (yearNumber < 1901 || yearNumber > 2038) return noTime;  // outside 32 bits in every zone
-    if (monthNumber - 1 > 11 || dayNumber - 1 > 30 || hour > 23 || minute > 59) return noTime;
+    if (!canExist(yearNumber, monthNumber, dayNumber, hour, minute)) return noTime;
     const long32 midnight = zone::midnightOf(yearNumber, monthNumber, dayNumber);
-    if (midnight != zone::unsteady) return midnight + static_cast<long32>(hour * 3600 + minute * 60);
+    if (midnight != zone::unsteady) return midnight + secondsOf(hour, minute);
     const year_month_day date{year{static_cast<int>(yearNumber)}, month{monthNumber}, day{dayNumber}};
     return date.ok() ? findInstant(date, hour, minute) : noTime;
 }

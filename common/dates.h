@@ -1,5 +1,6 @@
 // Dates as text, in the host's local time.
 #pragma once
+#include "common/zone.h"
 #include "tramostream/types.h"
 #include <array>
 #include <limits>
@@ -13,6 +14,17 @@ long32 read(const char* format, const char* text);
 
 // Returns the instant of a local time, or noTime if the date or the clock time is invalid or the instant does not fit.
 long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute);
+
+// Finds the instants of several local times, in one thread and time zone.
+class SteadyDays {
+public:
+    // Returns noTime if the local time is invalid, or if the clock changes on that day: otherwise, the instant has this local
+    // time.
+    long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const;
+
+private:
+    zone::Days days;
+};
 
 struct LocalTime {
     std::array<char, 8> date;  // YYYYMMDD

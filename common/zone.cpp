@@ -183,15 +183,19 @@ long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
 
 }  // namespace
 
-long32 midnightOf(unsigned year, unsigned month, unsigned day) {
-    Memory* const known = memory();
-    if (!known) return unsteady;
+long32 midnightOf(unsigned year, unsigned month, unsigned day) { return Days().midnightOf(year, month, day); }
+
+Days::Days() : known(memory()) {}
+
+long32 Days::midnightOf(unsigned year, unsigned month, unsigned day) const {
+    auto* const memory = static_cast<Memory*>(known);
+    if (!memory) return unsteady;
     const std::uint32_t date = packed(year, month, day);
-    Day& bin = known->days[date % std::size(known->days)];
+    Day& bin = memory->days[date % std::size(memory->days)];
     if (bin.date != date) {
         const std::chrono::year_month_day asDate{
             std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
-        bin = {date, findMidnight(asDate, *known)};
+        bin = {date, findMidnight(asDate, *memory)};
     }
     return bin.midnight;
 }

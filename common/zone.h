@@ -15,6 +15,16 @@ std::int64_t toInstant(std::int64_t local);
 inline constexpr std::int32_t unsteady = INT32_MAX;
 long32 midnightOf(unsigned year, unsigned month, unsigned day);
 
+// Does the same for several days, in the time zone at the time of the construction and in the same thread.
+class Days {
+public:
+    Days();
+    long32 midnightOf(unsigned year, unsigned month, unsigned day) const;
+
+private:
+    void* known;
+};
+
 std::int64_t toLocal(long32 instant);
 
 // Returns broken-down local time as localtime does.

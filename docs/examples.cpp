@@ -393,6 +393,18 @@ void recordKind() {
     //! [RecordKind]
 }
 
+void normalized() {
+    //! [isSurelyNormalized]
+    std::ifstream file("samples/round-returned.txt", std::ios::binary);
+    int lines = 0, unchanged = 0;
+    for (std::string line; std::getline(file, line); ++lines)
+        if (const tramo::RecordKind* kind = tramo::recordKind(static_cast<unsigned char>(line[0])))
+            unchanged += tramo::isSurelyNormalized(*kind, line);
+    std::wcout << unchanged << L" of " << lines << L" lines need no model to be rewritten\n";
+    //> 171 of 172 lines need no model to be rewritten
+    //! [isSurelyNormalized]
+}
+
 void keyValue() {
     //! [KeyValue]
     const tramo::ParsedKeyLine parsed = tramo::parseKeyLine(LR"({"serialNumber": "A1", "wmBusKey_Mode5": "00112233"})");
@@ -624,6 +636,7 @@ int main() {
     run(L"LineModel", lineModel, sampleLine(L'1'));
     run(L"ErrorReport", errorReport);
     run(L"RecordKind", recordKind);
+    run(L"isSurelyNormalized", normalized);
     run(L"KeyValue", keyValue);
     run(L"parseKeyLine", keyLine);
     run(L"decode", decoding);

@@ -8,13 +8,13 @@ struct AMRTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     static constexpr Condition<M> pulseWeightIsText{
-        "the pulse weight is not above 0", [](const M& m) { return !(m.pulseWeight > 0); }};
+        "the pulse weight is not above 0", {&sixDecimals<&M::pulseWeight>, notAbove(0)}};
     static constexpr Condition<M> hasPrevious{
-        "the previous reading date is not -1", [](const M& m) { return m.previousReadingDate != -1; }};
+        "the previous reading date is not -1", {&date<&M::previousReadingDate>, otherThan(-1)}};
     static constexpr Condition<M> hasCurrent{
-        "the current reading date is not -1", [](const M& m) { return m.currentReadingDate != -1; }};
+        "the current reading date is not -1", {&date<&M::currentReadingDate>, otherThan(-1)}};
     static constexpr Condition<M> hasReadFails{"there is both a date and a count of failed readings",
-        [](const M& m) { return m.lastReadFailDate >= 1 && m.readFailCount >= 1; }};
+        {&dateTime<&M::lastReadFailDate>, atLeast(1)}, {&number<&M::readFailCount>, atLeast(1)}};
 
     static constexpr Condition<M> lacksPreviousMeterIndex{
         "the previous meter index is below 0", [](const M& m) { return m.previousMeterIndex < 0; }};

@@ -39,6 +39,23 @@ public:
         return {0, some == 0 ? 0 : word * 64 + 64 - static_cast<std::uint32_t>(std::countl_zero(some)) - first};
     }
 
+    // A choice of columns, by index.
+    class Columns {
+    public:
+        void add(std::size_t index) { bits[index / 64] |= std::uint64_t{1} << index % 64; }
+
+    private:
+        friend BlankMap;
+        std::uint64_t bits[(Size + 63) / 64] = {};
+    };
+
+    // Returns whether one of these columns is not white space.
+    bool isFilledIn(const Columns& columns) const {
+        std::uint64_t both = 0;
+        for (std::size_t i = 0; i < words; ++i) both |= bits[i] & columns.bits[i];
+        return both != 0;
+    }
+
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
 

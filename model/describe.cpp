@@ -20,6 +20,8 @@ std::string words(FieldKind kind, Test test) {
     case Test::Above: return "it is above " + digits(test.limit);
     case Test::AtLeast: return "it is " + digits(test.limit) + " or more";
     case Test::Below: return "it is below " + digits(test.limit);
+    case Test::NotAbove: return "it is not above " + digits(test.limit);
+    case Test::OtherThan: return "it is not " + digits(test.limit);
     case Test::Always:
     case Test::Never: break;
     }

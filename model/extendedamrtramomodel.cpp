@@ -8,7 +8,8 @@ struct ExtendedAMRTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a time and an index above -1",
-        [](const M& m) { return m.history[K - 1].dateTime > 0 && m.history[K - 1].index > -1; }};
+        {&dateTime<&M::history, K - 1, &HistorySlot::dateTime>, above(0)},
+        {&decimal<3, &M::history, K - 1, &HistorySlot::index>, above(-1)}};
     template <int K> static constexpr Condition<M> slotIsPartly{
         "its history slot has some of time, index and alarm code, but not all of them", [](const M& m) {
             const HistorySlot& slot = m.history[K - 1];

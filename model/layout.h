@@ -16,13 +16,15 @@ namespace tramo {
 
 // A comparison of a field's own value with a constant. Texts compare by their length; codes count as 1 if set, otherwise as 0.
 struct Test {
-    enum Operation : char { Always, Never, Above, AtLeast, Below } operation;
+    enum Operation : char { Always, Never, Above, AtLeast, Below, NotAbove, OtherThan } operation;
     double limit = 0;
 };
 inline constexpr Test always{Test::Always}, never{Test::Never}, filled{Test::Above, 0}, empty{Test::Below, 1};
 constexpr Test above(double limit) { return {Test::Above, limit}; }
 constexpr Test atLeast(double limit) { return {Test::AtLeast, limit}; }
 constexpr Test below(double limit) { return {Test::Below, limit}; }
+constexpr Test notAbove(double limit) { return {Test::NotAbove, limit}; }  // unlike below, also for a value that is not a number
+constexpr Test otherThan(double limit) { return {Test::OtherThan, limit}; }
 
 // Returns whether a value passes; calls `measure` only if the result depends on it.
 constexpr bool passes(Test test, auto measure) {
@@ -32,6 +34,8 @@ constexpr bool passes(Test test, auto measure) {
     case Test::Above: return measure() > test.limit;
     case Test::AtLeast: return measure() >= test.limit;
     case Test::Below: return measure() < test.limit;
+    case Test::NotAbove: return !(measure() > test.limit);
+    case Test::OtherThan: return measure() != test.limit;
     }
     return false;
 }
@@ -62,10 +66,33 @@ template <class M> struct Value {
     bool (*set)(M&, const FieldValue&);
 };
 
-// A condition on several values, with a description in words.
+// A comparison of a value with a constant.
+template <class M> struct Comparison {
+    const Value<M>* value = nullptr;
+    Test test = always;
+};
+
+// A condition on other values, with a description in words: one or two comparisons that hold, or a rule. Comparisons can be
+// made without a model.
 template <class M> struct Condition {
+    using Rule = bool (*)(const M&);
+
+    constexpr Condition(const char* inWords, Rule inCode) : words(inWords), rule(inCode) {}
+    constexpr Condition(const char* inWords, Comparison<M> first) : words(inWords), comparisons{first}, count(1) {}
+    constexpr Condition(const char* inWords, Comparison<M> first, Comparison<M> second)
+        : words(inWords), comparisons{first, second}, count(2) {}
+
+    bool isRule() const { return count == 0; }
+    bool holds(const M& m) const {
+        if (isRule()) return rule(m);
+        return std::all_of(comparisons.begin(), comparisons.begin() + count,
+            [&](const Comparison<M>& each) { return passes(each.test, [&] { return each.value->measure(m); }); });
+    }
+
     const char* words;
-    bool (*holds)(const M&);
+    Rule rule = nullptr;
+    std::array<Comparison<M>, 2> comparisons{};
+    int count = 0;
 };
 
 // An optional pointer in the options of a row. The flag is needed because GCC with sanitizers cannot compare a pointer with null

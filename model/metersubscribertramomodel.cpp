@@ -8,18 +8,18 @@ struct MeterSubscriberTramoModel::TableParts {
     using Row = tramo::Row<M>;
 
     template <int K> static constexpr Condition<M> slotIsFilled{"its history slot has a date and a consumption of 0 or more",
-        [](const M& m) { return m.history[K - 1].readingDate > 0 && m.history[K - 1].consumption >= 0; }};
+        {&date<&M::history, K - 1, &HistorySlot::readingDate>, above(0)},
+        {&number<&M::history, K - 1, &HistorySlot::consumption>, atLeast(0)}};
     template <int K>
     static constexpr Condition<M> slotIsComplete{"its history slot has a type, a date and a consumption of 0 or more",
         [](const M& m) { return !m.history[K - 1].readingType.view(m.line).empty() && slotIsFilled<K>.holds(m); }};
 
-    static constexpr Condition<M> hasInformation{
-        "there is meter information", [](const M& m) { return !m.meterInformation.view(m.line).empty(); }};
+    static constexpr Condition<M> hasInformation{"there is meter information", {&text<&M::meterInformation>, filled}};
     static constexpr Condition<M> hasPreviousReading{
-        "there is a previous reading date", [](const M& m) { return m.meterPreviousReadingDate > 0; }};
-    static constexpr Condition<M> hasReading{"there is a reading date", [](const M& m) { return m.meterReadingDate > 0; }};
+        "there is a previous reading date", {&date<&M::meterPreviousReadingDate>, above(0)}};
+    static constexpr Condition<M> hasReading{"there is a reading date", {&dateTime<&M::meterReadingDate>, above(0)}};
     static constexpr Condition<M> hasBothReadings{"there is both a reading date and a previous reading date",
-        [](const M& m) { return m.meterReadingDate > 0 && m.meterPreviousReadingDate > 0; }};
+        {&dateTime<&M::meterReadingDate>, above(0)}, {&date<&M::meterPreviousReadingDate>, above(0)}};
 
     static constexpr Condition<M> previousReadingIsHalf{"the previous reading has a date but no index, or an index but no date",
         [](const M& m) { return (m.meterPreviousReadingDate > 0) != (m.meterPreviousReadingIndex >= 0); }};

@@ -19,7 +19,7 @@ struct RoundTramoModel::TableParts {
     template <auto Areas, int K> static constexpr const Area& at(const M& m) { return (m.*Areas)[K - 1]; }
 
     template <auto Areas, int K> static constexpr Condition<M> placed{
-        "its area has a position of 0 or more", [](const M& m) { return at<Areas, K>(m).position >= 0; }};
+        "its area has a position of 0 or more", {&number<Areas, K - 1, &Area::position>, atLeast(0)}};
 
     static bool incomplete(const Area& area, TF::TramoType typeA) {
         if (area.position >= 0 && area.lenght >= 0 && area.type != TF::TramoType::Unset) return false;

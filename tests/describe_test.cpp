@@ -25,6 +25,8 @@ struct {
     {FieldKind::Integer, above(3), "it is above 3"},
     {FieldKind::Integer, atLeast(0), "it is 0 or more"},
     {FieldKind::Integer, below(-1), "it is below -1"},
+    {FieldKind::Integer, notAbove(3), "it is not above 3"},
+    {FieldKind::Integer, otherThan(-1), "it is not -1"},
     {FieldKind::Decimal, above(-1), "it is above -1"},
     {FieldKind::Decimal, atLeast(2), "it is 2 or more"},
     {FieldKind::Decimal, below(0), "it is below 0"},

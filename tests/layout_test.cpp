@@ -173,12 +173,16 @@ TEST(Condition, ComparesWithItsLimit) {
         tramo::Test test;
         bool below, at, above;
     } const rows[] = {{always, true, true, true}, {never, false, false, false}, {above(3), false, false, true},
-        {atLeast(3), false, true, true}, {below(3), true, false, false}};
+        {atLeast(3), false, true, true}, {below(3), true, false, false}, {notAbove(3), true, true, false},
+        {otherThan(3), true, false, true}};
     for (const auto& row : rows) {
         EXPECT_EQ(passes(row.test, [] { return 2.999; }), row.below);
         EXPECT_EQ(passes(row.test, [] { return 3.0; }), row.at);
         EXPECT_EQ(passes(row.test, [] { return 3.001; }), row.above);
     }
+    const auto noNumber = [] { return std::numeric_limits<double>::quiet_NaN(); };
+    EXPECT_TRUE(passes(notAbove(3), noNumber));
+    EXPECT_FALSE(passes(below(3), noNumber));
     EXPECT_TRUE(passes(filled, [] { return 1.0; }) && passes(empty, [] { return 0.0; }));
     EXPECT_FALSE(passes(filled, [] { return 0.0; }) || passes(empty, [] { return 1.0; }));
 }

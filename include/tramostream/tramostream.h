@@ -13,6 +13,7 @@
 ///   TE::FieldError reports an error in a field.
 /// - **Many lines**: tramo::decode reads the values of a line from its bytes, without a model. tramo::Columns holds the records
 ///   of a kind as columns in the layout of Apache Arrow, and tramo::arrowStream hands a file to programs that read Arrow.
+///   tramo::isSurelyNormalized finds lines that a model would write unchanged.
 /// - **Checks**: tramo::Checker reports what is wrong with lines and files, as tramo::Finding. tramo::LineModel is the model of
 ///   a line of any kind of fixed columns. wording.h describes the format in words.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
@@ -46,6 +47,7 @@
 #include "messages.h"
 #include "meterchangetramomodel.h"
 #include "metersubscribertramomodel.h"
+#include "normalized.h"
 #include "ofilestream.h"
 #include "parametertramomodel.h"
 #include "recordinformationtramomodel.h"

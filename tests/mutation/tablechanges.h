@@ -42,8 +42,8 @@ template <class M> struct Table {
 };
 
 template <class M> struct Opposite {
-    static inline bool (*rule)(const M&) = nullptr;
-    static bool holds(const M& model) { return !rule(model); }
+    static inline const Condition<M>* condition = nullptr;
+    static bool holds(const M& model) { return !condition->holds(model); }
 };
 
 inline const char* longer(const char* text) {
@@ -111,10 +111,14 @@ private:
         if (!now) return;
         stated(name.c_str(), get);
         inRow(name + " turned round", get, [](const Condition<M>* rule) {
-            Opposite<M>::rule = rule->holds;
+            Opposite<M>::condition = rule;
             return new Condition<M>{rule->words, Opposite<M>::holds};
         });
-        inRow(name + ": words", get, [](const Condition<M>* rule) { return new Condition<M>{longer(rule->words), rule->holds}; });
+        inRow(name + ": words", get, [](const Condition<M>* rule) {
+            auto* changed = new Condition<M>(*rule);
+            changed->words = longer(rule->words);
+            return changed;
+        });
     }
 
     // clang-format off
