@@ -9,6 +9,9 @@
 #include "tramostream/stringconverter.h"
 #include <chrono>
 #include <system_error>
+#ifndef _WIN32
+#include "support/fencedtext.h"
+#endif
 
 using namespace records;
 using streams::TempFolder;
@@ -130,9 +133,10 @@ TEST(Columns, samples_have_the_values_of_their_models) {
 }
 
 TEST(Columns, random_lines_have_the_values_of_their_models) {
-    const TimeZone local("Europe/Paris");
+    const std::vector<std::string> zones = {"Europe/Paris", "UTC", "Australia/Lord_Howe", "America/Sao_Paulo"};
     Random random(2);
     for (const RecordKind* kind : tramo::recordKinds()) {
+        const TimeZone local(random.of(zones));
         std::vector<std::wstring> lines;
         while (lines.size() < 200) {
             std::wstring line = randomLine(*kind, random);
@@ -147,6 +151,31 @@ TEST(Columns, random_lines_have_the_values_of_their_models) {
         if (HasFatalFailure()) return;
     }
 }
+
+#ifndef _WIN32
+// At the end of a page, texts are also read eight characters at a time.
+template <class Char> void expectSameBetweenPages(const RecordKind& kind, const std::wstring& line) {
+    static FencedText fenced;
+    const std::basic_string<Char> text = as<Char>(line);
+    const std::basic_string_view<Char> view = text;
+    Columns columns(kind);
+    ASSERT_TRUE(columns.add(1, view));
+    ASSERT_TRUE(columns.add(2, fenced.atEnd(view)));
+    ASSERT_TRUE(columns.add(3, fenced.atBegin(view)));
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        for (const std::size_t row : {1U, 2U}) EXPECT_EQ(shown(columns[i], row), shown(columns[i], 0)) << display(line);
+}
+
+TEST(Columns, nothing_outside_the_line_is_read) {
+    Random random(3);
+    for (const RecordKind* kind : tramo::recordKinds())
+        for (int i = 0; i < 100; ++i) {
+            const std::wstring line = randomLine(*kind, random);
+            expectSameBetweenPages<char>(*kind, line);
+            expectSameBetweenPages<char16_t>(*kind, line);
+        }
+}
+#endif
 
 TEST(Columns, type_follows_from_the_field) {
     struct Expected {
