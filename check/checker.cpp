@@ -1,3 +1,4 @@
+#include "check/cleanlines.h"
 #include "common/concat.h"
 #include "tramostream/check.h"
 #include <algorithm>
@@ -13,6 +14,14 @@ void Checker::line(const SourceLine& line, std::vector<Finding>& findings) {
     if (kind == LineKind::Key || line.mayHoldKeys())
         for (std::size_t i = first; i < findings.size(); ++i) findings[i].excerpt = false;
     finish(first, line.number, findings);
+}
+
+bool Checker::countIfClean(const RecordKind& kind, std::string_view line) {
+    if ((options.kind ? options.kind : options.prevailing) != LineKind::Record) return false;
+    if (!memory.lines) memory.lines = std::make_shared<CleanLines>();
+    if (!memory.lines->has(kind, line, options.all)) return false;
+    counted.add(std::wstring_view(&kind.letter, 1), LineKind::Record);
+    return true;
 }
 
 void Checker::end(const End& end, std::vector<Finding>& findings) {

@@ -29,20 +29,6 @@ std::wstring_view withoutTrailingSpace(std::wstring_view text) {
     return text;
 }
 
-constexpr int alwaysKept = 15;  // decimal digits that every double preserves
-
-// Returns whether the text is only a sign, digits and at most one point or comma, so few that no digit can be lost.
-bool isDigitsAndPoint(std::wstring_view text) {
-    takeSign(text);
-    int digits = 0, points = 0;
-    for (const wchar_t c : text) {
-        if (decimalDigit(c) != notADigit) ++digits;
-        else if (c == L'.' || c == L',') ++points;
-        else return false;
-    }
-    return digits <= alwaysKept && points <= 1;
-}
-
 // Returns the digits of a decimal, from the first one that differs from its value on.
 std::wstring_view digitsLost(std::wstring_view text, double value) {
     const auto count = std::ranges::count_if(text, [](wchar_t c) { return decimalDigit(c) != notADigit; });

@@ -138,6 +138,28 @@ template <class Char> bool takeAnyNumber(TextOf<Char>& text, double& value) {
     return count > 0;
 }
 
+// Returns whether the text is only a sign and digits, so that no integer ignores a part of it.
+template <class Char> constexpr bool isSignAndDigits(TextOf<Char> text) {
+    takeSign(text);
+    for (const Char c : text)
+        if (decimalDigit(c) == notADigit) return false;
+    return true;
+}
+
+inline constexpr int alwaysKept = 15;  // decimal digits that every double preserves
+
+// Returns whether the text is only a sign, digits and at most one point or comma, so few that no digit can be lost.
+template <class Char> constexpr bool isDigitsAndPoint(TextOf<Char> text) {
+    takeSign(text);
+    int digits = 0, points = 0;
+    for (const Char c : text) {
+        if (decimalDigit(c) != notADigit) ++digits;
+        else if (c == '.' || c == ',') ++points;
+        else return false;
+    }
+    return digits <= alwaysKept && points <= 1;
+}
+
 template <class Char> bool readDecimal(TextOf<Char> text, double& value) {
     return plainDecimal(text, value) || takeAnyNumber(text, value);
 }
@@ -210,6 +232,14 @@ template <class Char> unsigned readAlarmFlags(TextOf<Char> text) {
     int bits = 0;
     readHexadecimal(InWordOrder(text).view(), bits);
     return static_cast<unsigned>(bits) & ((1U << alarmFlagCount) - 1);
+}
+
+// Returns whether the text is a hexadecimal number that sets nothing but flags.
+template <class Char> bool isAlarmFlags(TextOf<Char> text) {
+    const InWordOrder word(text);
+    TextOf<Char> rest = word.view();
+    int bits = 0;
+    return takeHexadecimal(rest, bits) == Outcome::Good && rest.empty() && bits >> alarmFlagCount == 0;
 }
 
 }  // namespace tramo::codec

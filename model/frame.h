@@ -67,17 +67,20 @@ template <class M> std::vector<TE::FieldError> Record<M>::check(M& m) const {
     return errors.mandatory;
 }
 
+// Returns the error of a mandatory value; code 0: none.
+template <class M> TE::errorType mandatoryErrorOf(const Row<M>& row, M& m) {
+    const auto& options = row.options;
+    const auto measure = [&] {
+        return options.kept ? static_cast<double>(options.kept(m).view(ModelAccess::line(m)).size()) : row.value.measure(m);
+    };
+    if (passes(options.missing, measure) || (options.missingIf && options.missingIf->holds(m))) return TE::MandatoryMissing;
+    return options.inconsistentIf && options.inconsistentIf->holds(m) ? TE::MandatoryInconsistent : TE::errorType{};
+}
+
 template <class M> void Record<M>::findMandatory(M& m, auto report) const {
-    for (const Row<M>& row : rows) {
-        auto measure = [&] {
-            return row.options.kept ? static_cast<double>(row.options.kept(m).view(ModelAccess::line(m)).size())
-                                    : row.value.measure(m);
-        };
-        if (passes(row.options.missing, measure) || (row.options.missingIf && row.options.missingIf->holds(m)))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryMissing}, row.options.toParseList);
-        else if (row.options.inconsistentIf && row.options.inconsistentIf->holds(m))
-            report(TE::FieldError{row.missingColumn(), TE::MandatoryInconsistent}, row.options.toParseList);
-    }
+    for (const Row<M>* row : mandatory)
+        if (const TE::errorType code = mandatoryErrorOf(*row, m); code != TE::errorType{})
+            report(TE::FieldError{row->missingColumn(), code}, row->options.toParseList);
 }
 
 template <class M> std::wstring Record<M>::print(const M& m) const {

@@ -58,6 +58,8 @@ template <class M> struct Value {
     std::wstring (*codes)();
     std::wstring (*codesWritten)();
     TE::errorType parseCode, buildCode;
+    std::size_t size;    // of the value itself, in bytes; 0: a text
+    void* (*place)(M&);  // of the value itself
     bool (*parse)(M&, Cut);
     bool (*build)(const M&, wchar_t* dest, int width);
     void (*print)(const M&, std::wstring& out);
@@ -73,7 +75,8 @@ template <class M> struct Comparison {
 };
 
 // A condition on other values, with a description in words: one or two comparisons that hold, or a rule. Comparisons can be
-// made without a model.
+// made without a model. A condition that decides about a mandatory error looks at the sizes of texts, not at their characters,
+// which a FilledModel does not have.
 template <class M> struct Condition {
     using Rule = bool (*)(const M&);
 
@@ -132,6 +135,8 @@ template <class M> struct RowOptions {
 };
 inline constexpr const char* notShown = "";  // the label of a field that toString does not show
 
+inline constexpr std::size_t mostRows = 256;  // of a record
+
 template <class M> struct Row {
     std::int32_t column;  // of the first character, 1-based
     int width;            // 0: not in the line, only shown
@@ -140,6 +145,9 @@ template <class M> struct Row {
     RowOptions<M> options = {};
 
     constexpr bool inLine() const { return width != 0; }
+    constexpr bool isMandatory() const {
+        return options.missing.operation != Test::Never || options.missingIf || options.inconsistentIf;
+    }
     constexpr int writtenWidth() const { return options.buildWidth ? options.buildWidth : width; }
     constexpr const char* label() const { return options.label ? options.label.what : name; }
     constexpr TE::FieldError parseError() const {
@@ -171,6 +179,7 @@ template <class M> struct Record {
     const char* labelPrefix = "";                 // in toString, before the names of fields: with "amr", "data" becomes "amrData"
     std::span<const ParseStep<M>> steps = {};     // added by checked()
     std::span<const FieldReading> readings = {};  // added by checked()
+    std::span<const Row<M>* const> mandatory = {};  // the rows that check() looks at; added by checked()
 
     void parse(M& model) const;
     auto build(M& model) const;
@@ -453,7 +462,8 @@ template <class Kind, auto Member, auto... Rest> constexpr auto valueAt() {
         return Value<M>{};  // so that no other error follows
     } else
         return Value<M>{Kind::kind, std::is_same_v<Type, long long>, Kind::decimals, Kind::codesRead, Kind::codes,
-            Kind::codesWritten, Kind::parseCode, Kind::buildCode,
+            Kind::codesWritten, Kind::parseCode, Kind::buildCode, std::is_same_v<Type, FieldText> ? 0 : sizeof(Type),
+            [](M& m) -> void* { return &reach<Member, Rest...>(m); },
             [](M& m, Cut cut) { return Kind::parse(reach<Member, Rest...>(m), cut); },
             [](const M& m, wchar_t* dest, int width) {
                 return Kind::build(reach<Member, Rest...>(m), ModelAccess::line(m), dest, width);
@@ -592,11 +602,21 @@ template <const auto& record> consteval auto readingsOf() {
     return readings;
 }
 template <const auto& record> inline constexpr auto readings = readingsOf<record>();
+template <const auto& record> consteval auto mandatoryRowsOf() {
+    using Row = Row<decltype(modelOf(record))>;
+    std::array<const Row*, static_cast<std::size_t>(std::ranges::count_if(record.rows, &Row::isMandatory))> mandatory{};
+    std::size_t i = 0;
+    for (const Row& row : rows<record>)
+        if (row.isMandatory()) mandatory[i++] = &row;
+    return mandatory;
+}
+template <const auto& record> inline constexpr auto mandatoryRows = mandatoryRowsOf<record>();
 template <const auto& record> inline constexpr auto withSteps = [] {
     auto copy = record;
     copy.rows = rows<record>;
     copy.steps = steps<record>;
     copy.readings = readings<record>;
+    copy.mandatory = mandatoryRows<record>;
     return copy;
 }();
 }  // namespace detail
@@ -606,6 +626,7 @@ template <const auto& record> constexpr const auto& checked() {
     constexpr int shared = outside == detail::noColumn ? detail::columnOfTwoFields(record) : detail::noColumn;
     static_assert(detail::liesInLine<outside>, "a field lies outside its line");
     static_assert(detail::hasOneField<shared>, "two fields share a column");
+    static_assert(record.rows.size() <= mostRows);
     return detail::withSteps<record>;
 }
 

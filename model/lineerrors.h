@@ -27,9 +27,8 @@ struct LineErrors {
 
 private:
     template <class M> static void eachOf(M& model, auto use) {
-        constexpr std::size_t most = 256;  // more than a record has rows
-        std::array<TE::FieldError, most> mandatory;
-        std::array<TE::FieldError, most> added;
+        std::array<TE::FieldError, mostRows> mandatory;
+        std::array<TE::FieldError, mostRows> added;
         std::size_t count = 0, addedCount = 0;
         ModelAccess::table<M>().findMandatory(model, [&](TE::FieldError error, bool toParseList) {
             if (toParseList) added[addedCount++] = error;

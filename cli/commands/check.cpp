@@ -254,10 +254,21 @@ private:
     void checkLines(const Piece& piece) {
         task.summary.bytes += piece.size();
         reader.start(piece);
-        while (reader.next(line)) {
+        while (nextToCheck()) {
             use().line(line, findings);
             describe();
         }
+    }
+
+    // Reads the next line that is not certainly clean.
+    bool nextToCheck() {
+        for (PlainRecord record; reader.nextPlain(record);) {
+            line.number = record.number;
+            if (use().countIfClean(*record.kind, record.text)) continue;
+            reader.readAgain(line);
+            return true;
+        }
+        return reader.next(line);
     }
 
     void checkEnd() {

@@ -54,6 +54,13 @@ bool PieceReader::nextPlain(PlainRecord& record) {
     return true;
 }
 
+void PieceReader::readAgain(Line& line) {
+    const std::size_t size = (recordLength + 2) * piece.width;
+    piece.bytes = {piece.bytes.data() - size, piece.bytes.size() + size};
+    --piece.firstLine;
+    next(line);
+}
+
 bool PieceReader::next(Line& line) {
     if (piece.longLine) {
         line = {};

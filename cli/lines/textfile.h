@@ -74,6 +74,9 @@ public:
     /// prevailing kind of the file is not Record, the line can be of another kind.
     bool nextPlain(PlainRecord& record);
 
+    /// Reads the plain record that nextPlain() has just read again, as next() reads it.
+    void readAgain(Line& line);
+
 private:
     Piece piece;
     SecretText text;                        ///< of the last line

@@ -1,0 +1,108 @@
+// A model that is filled from the bytes of one line after another, for the mandatory rules of its record: these are functions
+// of the model. Constructing a model for each line would take longer than reading the line.
+#pragma once
+#include "model/frame.h"
+#include <memory>
+#include <vector>
+
+namespace tramo {
+
+// The fields of a filled model. A sink of decodeLine() puts the values of a line between begin() and end().
+//
+// A text has its size, but not its characters: the mandatory rules look at sizes only.
+class FilledModel {
+public:
+    FilledModel() = default;
+    FilledModel(const FilledModel&) = delete;
+    FilledModel& operator=(const FilledModel&) = delete;
+    virtual ~FilledModel() = default;
+
+    void begin() {
+        filled = {};
+        for (FieldText* text : kept) text->stretch(0, 0);
+    }
+
+    // Stores a value of the field's type: int or long long, double, long32, the code character, or bool.
+    template <class T> void put(const FieldReading& field, const auto& text, T value) {
+        std::memcpy(note(field, text).value, &value, sizeof value);
+    }
+    void putText(const FieldReading& field, const auto& text) {
+        static_cast<FieldText*>(note(field, text).value)->stretch(field.first, text.size);
+    }
+    void putAlarms(const FieldReading& field, const auto& text, unsigned bits) {
+        auto& flags = *static_cast<codec::AlarmFlags*>(note(field, text).value);
+        for (std::size_t k = 0; k < flags.size(); ++k) flags[k] = (bits >> k & 1) != 0;
+    }
+
+    // Gives the fields that the previous line had and this one has not their default values.
+    void end() {
+        for (std::size_t word = 0; word < filled.size(); ++word) {
+            for (std::uint64_t left = before[word] & ~filled[word]; left != 0; left &= left - 1)
+                clear(word * 64 + static_cast<std::size_t>(std::countr_zero(left)));
+            before[word] = filled[word];
+        }
+    }
+
+    // Returns whether a mandatory value is missing or inconsistent. `all`: as in CheckOptions.
+    virtual bool breaksRule(bool all) = 0;
+
+protected:
+    struct Place {
+        void* value;
+        const void* byDefault;
+        FieldText* kept;   // the text of the field as well; may be null
+        std::size_t size;  // in bytes; 0: a text
+    };
+    std::vector<Place> places;     // of each field of the kind
+    std::vector<FieldText*> kept;  // those of the places
+
+private:
+    const Place& note(const FieldReading& field, const auto& text) {
+        filled[field.into / 64] |= std::uint64_t{1} << field.into % 64;
+        if (FieldText* own = places[field.field].kept) own->stretch(field.first, text.size);
+        return places[field.into];
+    }
+    void clear(std::size_t field) {
+        const Place& place = places[field];
+        if (place.size == 0) static_cast<FieldText*>(place.value)->stretch(0, 0);
+        else std::memcpy(place.value, place.byDefault, place.size);
+    }
+
+    std::array<std::uint64_t, mostRows / 64> filled{}, before{};  // a bit for each field
+};
+
+template <class M> class FilledModelOf final : public FilledModel {
+public:
+    FilledModelOf() {
+        static M blank = emptyModel<M>();
+        for (const Row<M>& row : ModelAccess::table<M>().rows) {
+            FieldText* const text = row.options.kept ? &row.options.kept(model) : nullptr;
+            places.push_back({row.value.place(model), row.value.place(blank), text, row.value.size});
+            if (text) kept.push_back(text);
+        }
+    }
+    bool breaksRule(bool all) override {
+        return std::ranges::any_of(all ? ModelAccess::table<M>().mandatory : std::span<const Row<M>* const>(usualRules()),
+            [&](const Row<M>* row) { return mandatoryErrorOf(*row, model) != TE::errorType{}; });
+    }
+
+private:
+    // Without those that are reported on valid lines, too.
+    static const std::vector<const Row<M>*>& usualRules() {
+        static const auto usual = [] {
+            const Record<M>& record = ModelAccess::table<M>();
+            std::vector<const Row<M>*> rules(record.mandatory.begin(), record.mandatory.end());
+            std::erase_if(rules, [&](const Row<M>* row) {
+                const TE::FieldError error = mandatoryError(*row);
+                const Field* field = kindOf<M>().fieldOf(error);
+                return field && field->reportedOnGoodLines && error == field->mandatoryError;
+            });
+            return rules;
+        }();
+        return usual;
+    }
+
+    M model = emptyModel<M>();
+};
+
+}  // namespace tramo
