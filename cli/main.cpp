@@ -7,7 +7,7 @@
 #include "cli/shell/command.h"
 #include "cli/shell/completion.h"
 #include "cli/shell/manual.h"
-#include "cli/shell/suggestion.h"
+#include "common/suggestion.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>

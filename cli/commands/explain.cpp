@@ -5,7 +5,7 @@
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
 #include "cli/shell/reference.h"
-#include "cli/shell/suggestion.h"
+#include "common/suggestion.h"
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>

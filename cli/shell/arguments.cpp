@@ -3,7 +3,7 @@
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
 #include "cli/lines/lineplace.h"
-#include "cli/shell/suggestion.h"
+#include "common/suggestion.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>

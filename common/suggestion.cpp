@@ -1,11 +1,11 @@
-#include "cli/shell/suggestion.h"
+#include "common/suggestion.h"
 #include "common/concat.h"
 #include <algorithm>
 #include <numeric>
 #include <utility>
 #include <vector>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::string didYouMean(std::string_view word, std::span<const std::string_view> 
     return closest.empty() ? "" : concat("; did you mean \"", closest, "\"?");
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo
