@@ -1,6 +1,6 @@
 #include "tramostream/linekind.h"
+#include "convert/codetables.h"
 #include "tramostream/keyline.h"
-#include "tramostream/stringconverter.h"
 #include "tramostream/tramoline.h"
 #include <algorithm>
 #include <string>
@@ -29,11 +29,8 @@ std::optional<LineKind> kindByLength(std::size_t length) {
 
 std::array<bool, 128> makeRecordLetters() {
     std::array<bool, 128> known{};
-    for (std::size_t i = 0; i < known.size(); ++i) {
-        auto c = static_cast<wchar_t>(i);
-        TF::TramoLineType type{};
-        known[i] = StrConv::toLineType(c, type);
-    }
+    for (std::size_t i = 0; i < known.size(); ++i)
+        known[i] = codec::rowReading<TF::TramoLineType>(static_cast<wchar_t>(i)) != nullptr;
     return known;
 }
 
@@ -43,8 +40,9 @@ bool mayHoldKeys(std::wstring_view text) { return text.starts_with(L'{') || text
 
 bool holdsKeyMarks(std::wstring_view text) {
     auto has = [&](std::wstring_view part) { return text.find(part) != std::wstring_view::npos; };
+    const auto same = [](wchar_t a, char b) { return a == static_cast<wchar_t>(b); };
     return has(L"\"}") || has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
-        return value.secret && has(std::wstring(value.name.begin(), value.name.end()));
+        return value.secret && !std::ranges::search(text, value.name, same).empty();
     });
 }
 
