@@ -1,0 +1,381 @@
+// Files, lines and values with names: read an exchange file line by line, change fields, write lines.
+//
+// Values are what programs expect: text in UTF-8, times of std::chrono, and std::optional where a field can be blank. The
+// values that the models use for "absent" (-1, 0, the lowest year, Unset) never appear. Any text of a file is data: no
+// function throws because of it. A model (AnyRecord, MeterSubscriberTramoModel, ...) of the same line gives the same values.
+#pragma once
+#include "check.h"
+#include "export.h"
+#include "fields.h"
+#include "linekind.h"
+#include "linemodel.h"
+#include <chrono>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace tramo {
+
+/// The encoding of a file: one byte for each character (U+0000 to U+00FF), or UTF-16 little-endian with a byte order mark.
+enum class Encoding : char { Ansi, Utf16 };
+
+/// What ends a line.
+enum class LineEnding : char {
+    CrLf,  ///< as the format asks
+    Lf,
+    Cr,    ///< at the end of the file only
+    None,  ///< at the end of the file only
+};
+
+/// Why a line has no fields. Its text is there nevertheless.
+enum class LineFault : char {
+    None,           ///< it has its fields, or it is a key line
+    Empty,          ///< it has no characters
+    TooShort,       ///< for its kind
+    TooLong,        ///< for its kind
+    UnknownLetter,  ///< of the length of a record, but its first character is not the letter of a record kind
+    UnknownKind,    ///< its length matches no kind of line
+    HalfCharacter,  ///< UTF-16 only: the file ends with an odd byte in this line
+    Unread,         ///< UTF-16 only: it begins with U+FFFF, which ends the text, or it comes after such a line
+};
+
+/// The name of a fault, in words: "the line is too short".
+TRAMO_EXPORT std::string_view describe(LineFault fault);
+
+class LineView;
+class Line;
+
+/// One field of one line. Small, to be passed by value. Valid as long as its line.
+///
+/// A value is absent (`std::nullopt`) if the field is blank, if its text cannot be parsed, if the field holds values of another
+/// type, or if the line is of another kind than the field. Text that is read as a value although the field is blank (see
+/// Field::blank) is a value.
+class TRAMO_EXPORT FieldView {
+public:
+    bool blank() const;  ///< nothing but white space is in its columns, or the line does not have the field
+    bool valid() const;  ///< false: its text cannot be parsed; see LineView::findings for the reason
+
+    std::optional<std::string> text() const;               ///< Text: UTF-8 without trailing white space. Others: textOf()
+    std::optional<long long> integer() const;              ///< Integer
+    std::optional<double> real() const;                    ///< Decimal, Integer
+    std::optional<bool> flag() const;                      ///< Flag
+    std::optional<char32_t> code() const;                  ///< Code: its character
+    std::optional<std::uint16_t> alarms() const;           ///< AlarmFlags: flag k is bit k - 1
+    std::optional<std::chrono::sys_seconds> time() const;  ///< Date (the local midnight), DateTime
+    std::optional<std::chrono::local_days> day() const;    ///< Date, DateTime: the local day
+    std::optional<std::chrono::year> year() const;         ///< Year, Date, DateTime: the local year
+
+    /// The value of the type T: std::string, an integer type (absent if it cannot hold the value), double, bool, char32_t,
+    /// std::chrono::sys_seconds, local_days or year.
+    template <class T> std::optional<T> value() const;
+
+    std::string raw() const;            ///< its columns as they stand, in UTF-8
+    std::string_view rawBytes() const;  ///< the same, as the bytes of the file; empty if the line does not have the field
+
+private:
+    friend class LineView;
+    FieldView(const LineView& of, const Field* which) : line(&of), field(which) {}
+
+    const LineView* line;
+    const Field* field;  ///< nullptr: the line does not have it
+};
+
+/// A line of a file. Refers to text that it does not own: that of a Reader until its next line is read, or that of a Line.
+///
+/// @snippet docs/examples.cpp LineView
+class TRAMO_EXPORT LineView {
+public:
+    std::int64_t number() const { return lineNumber; }  ///< in its file, 1-based; 0: in no file
+    std::uint64_t offset() const { return firstByte; }  ///< of its first byte, from the beginning of the file
+    std::string_view bytes() const { return content; }  ///< as in the file, without the line ending
+    std::size_t size() const;                           ///< in characters, without the line ending
+    Encoding encoding() const { return coding; }
+    LineEnding ending() const { return lineEnd; }
+
+    /// The kind of the line; nullopt if neither its length nor its beginning shows it. A malformed line can have one.
+    std::optional<LineKind> lineKind() const { return shape; }
+
+    /// The kind of the record, tag or parameter line; nullptr for a malformed line and for a key line.
+    const RecordKind* kind() const { return record; }
+
+    /// Whether it is a line of the kind of model M.
+    template <class M> bool is() const { return record == &kindOf<M>(); }
+
+    LineFault fault() const { return problem; }
+
+    /// @name Fields
+    /// Names are those of the accessors: "meterReadingIndex". If the kind of the line does not have the name,
+    /// std::invalid_argument is thrown, which names the kind and the closest name. Without a kind, every field is absent. A
+    /// Field is looked up once and used for many lines (see RecordKind::field); in lines of another kind, it is absent.
+    /// @{
+    FieldView operator[](const Field& field) const;
+    FieldView operator[](std::string_view name) const;
+
+    template <class T> std::optional<T> value(const Field& field) const { return (*this)[field].template value<T>(); }
+    template <class T> std::optional<T> value(std::string_view name) const { return (*this)[name].template value<T>(); }
+
+    std::optional<std::string> text(const Field& field) const { return (*this)[field].text(); }
+    std::optional<std::string> text(std::string_view name) const { return (*this)[name].text(); }
+    std::optional<std::chrono::sys_seconds> time(const Field& field) const { return (*this)[field].time(); }
+    std::optional<std::chrono::sys_seconds> time(std::string_view name) const { return (*this)[name].time(); }
+    std::optional<std::chrono::local_days> day(const Field& field) const { return (*this)[field].day(); }
+    std::optional<std::chrono::local_days> day(std::string_view name) const { return (*this)[name].day(); }
+    std::string raw(const Field& field) const { return (*this)[field].raw(); }
+    std::string raw(std::string_view name) const { return (*this)[name].raw(); }
+    /// @}
+
+    std::string utf8() const;   ///< the whole line in UTF-8; an unpaired surrogate becomes U+FFFD
+    std::wstring wide() const;  ///< the whole line as the classic interface has it: one UTF-16 code unit in each character
+
+    /// The model of the line, for M one of the record, tag and parameter models or AnyRecord. A line of another kind gives the
+    /// model that the format makes of it, with its errors; missing characters count as spaces.
+    template <class M> M as() const;
+
+    /// What `tramo check` says about this line alone, in the order of columns; see Checker for whole files.
+    std::vector<Finding> findings(const CheckOptions& options = {}) const;
+
+protected:
+    friend class Reader;
+    friend class FieldView;
+    LineView() = default;
+
+    void copyTo(wchar_t* buffer, std::size_t size) const;  ///< padded with spaces, CR LF at the end
+
+    std::string_view content{};
+    const RecordKind* record = nullptr;
+    std::int64_t lineNumber = 0;
+    std::uint64_t firstByte = 0;
+    std::optional<LineKind> shape{};
+    std::optional<LineKind> prevailing{};  ///< in the file
+    Encoding coding = Encoding::Ansi;
+    LineEnding lineEnd = LineEnding::CrLf;
+    LineFault problem = LineFault::Empty;
+};
+
+/// How a file is read.
+struct ReadOptions {
+    std::optional<Encoding> encoding{};  ///< nullopt: UTF-16 if the file begins with the byte order mark FF FE, otherwise ANSI
+    std::optional<LineKind> kind{};      ///< of every line; nullopt: found for each line by its length and beginning
+};
+
+/// Reads the lines of a file, a block at a time, in order:
+///
+///     for (const tramo::LineView& line : tramo::Reader("round.txt"))
+///         if (line.is<MeterSubscriberTramoModel>()) std::cout << line.text("meterSerialNumber").value_or("?") << '\n';
+///
+/// Bad content is data: a malformed line is a line with a fault. Every byte of the file, except the byte order mark and the line
+/// endings, is in LineView::bytes of one line.
+///
+/// What cannot be opened or read is an error of type std::system_error with the path and the reason, from the constructors and
+/// from reading. A Reader that is made with std::nothrow has no more lines instead, and says why in error() and message().
+///
+/// Allocates nothing for a line, unless it is longer than all before. Not thread-safe.
+///
+/// @snippet docs/examples.cpp Reader
+class TRAMO_EXPORT Reader {
+public:
+    explicit Reader(const std::filesystem::path& path, const ReadOptions& options = {});
+    Reader(std::nothrow_t, const std::filesystem::path& path, const ReadOptions& options = {});
+
+    /// Reads bytes in memory, which must outlive the reader.
+    static Reader ofBytes(std::string_view bytes, const ReadOptions& options = {});
+
+    /// Reads from a file, pipe or terminal that is open, from where it is. Does not close it. `name` is used in messages.
+    static Reader ofDescriptor(int descriptor, std::string name, const ReadOptions& options = {});
+
+    Reader(Reader&&) noexcept;
+    Reader& operator=(Reader&&) noexcept;
+    ~Reader();
+
+    /// Returns the next line, or nullptr after the last one. The line is valid until the next call.
+    const LineView* next();
+
+    Encoding encoding() const;                   ///< of the file
+    std::optional<LineKind> prevailing() const;  ///< the kind of most lines at its beginning; see KindCensus
+    std::uint64_t bytesRead() const;             ///< of the file, up to the end of the last line
+    std::error_code error() const;               ///< why there are no more lines; no error: the file has ended
+    const std::string& message() const;          ///< the same as a sentence with the path; empty if there is no error
+
+    class Iterator {
+    public:
+        using value_type = LineView;
+        using difference_type = std::ptrdiff_t;
+        using iterator_concept = std::input_iterator_tag;
+
+        Iterator() = default;
+        explicit Iterator(Reader& of) : reader(&of) { ++*this; }
+        const LineView& operator*() const { return *line; }
+        const LineView* operator->() const { return line; }
+        Iterator& operator++() {
+            line = reader->next();
+            return *this;
+        }
+        void operator++(int) { ++*this; }
+        bool operator==(std::default_sentinel_t) const { return !line; }
+
+    private:
+        Reader* reader = nullptr;
+        const LineView* line = nullptr;
+    };
+
+    /// @name The remaining lines
+    /// @{
+    Iterator begin() { return Iterator(*this); }
+    std::default_sentinel_t end() const { return {}; }
+    /// @}
+
+private:
+    struct State;
+    explicit Reader(std::unique_ptr<State> with);
+    std::unique_ptr<State> state;
+};
+
+/// A value to write into a field, or none: std::nullopt makes the field blank.
+class TRAMO_EXPORT NewValue {
+public:
+    using Held = std::variant<std::nullopt_t, std::string_view, long long, double, bool, char32_t, std::chrono::sys_seconds,
+        std::chrono::local_days, std::chrono::year>;
+
+    NewValue(std::nullopt_t none) : held(none) {}
+    NewValue(std::string_view utf8) : held(utf8) {}
+    NewValue(const std::string& utf8) : held(std::string_view(utf8)) {}
+    NewValue(const char* utf8) : held(std::string_view(utf8)) {}
+    NewValue(bool flag) : held(flag) {}
+    NewValue(char code) : held(static_cast<char32_t>(static_cast<unsigned char>(code))) {}
+    NewValue(char32_t code) : held(code) {}
+    template <std::floating_point T> NewValue(T number) : held(static_cast<double>(number)) {}
+    template <std::integral T>
+    requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, char32_t> && !std::same_as<T, wchar_t> &&
+             !std::same_as<T, char16_t> && !std::same_as<T, char8_t>) NewValue(T number)
+        : held(number) {
+        if (!std::in_range<long long>(number)) held = static_cast<double>(number);  // which no integer field takes
+    }
+    NewValue(std::chrono::sys_seconds time) : held(time) {}
+    NewValue(std::chrono::local_days day) : held(day) {}
+    NewValue(std::chrono::year year) : held(year) {}
+    template <class T> NewValue(const std::optional<T>& value) : held(std::nullopt) {
+        if (value) *this = NewValue(*value);
+    }
+
+    const Held& get() const { return held; }
+
+private:
+    Held held;
+};
+
+/// What became of a change.
+struct [[nodiscard]] SetResult {
+    enum Code : char {
+        Done,
+        WrongType,      ///< the field holds values of another type
+        TooWide,        ///< the text of the value is wider than the field
+        NotInField,     ///< the field cannot hold the value: a line ending in a text, a date beyond 32 bits, an unknown code
+        NotWritable,    ///< the format would not read the value back: it writes another one, or nothing
+        NotInEncoding,  ///< the encoding of the line has no such character
+        NoField,        ///< the line does not have the field
+    };
+    Code code = Done;
+    std::string reason{};  ///< a sentence that names the field; empty if done
+
+    explicit operator bool() const { return code == Done; }
+};
+
+/// A line that owns its text and can be changed. A value type. A LineView of it is valid until it is changed or destroyed.
+///
+/// @snippet docs/examples.cpp Line
+class TRAMO_EXPORT Line : public LineView {
+public:
+    /// A blank line of this kind, with its letter. Its number is 0, its ending CR LF.
+    explicit Line(const RecordKind& kind, Encoding encoding = Encoding::Ansi);
+
+    /// A copy of a line.
+    explicit Line(const LineView& line);
+
+    Line(const Line& other);
+    Line(Line&& other) noexcept;
+    Line& operator=(const Line& other);
+    Line& operator=(Line&& other) noexcept;
+
+    /// @name Change a field
+    /// Writes the value in the format's form into the columns of the field, and changes nothing else; std::nullopt makes them
+    /// blank. After Done, reading the field gives this value. Otherwise, nothing is changed. A name that the kind of the line
+    /// does not have throws std::invalid_argument, as in operator[].
+    /// @{
+    SetResult set(const Field& field, const NewValue& value);
+    SetResult set(std::string_view name, const NewValue& value);
+    /// @}
+
+private:
+    std::string own;
+};
+
+/// Writes lines to a file. The file appears whole with commit(), replacing one of that name, or not at all: until then, the
+/// lines are in a temporary file beside it, which the destructor removes. A path that is not a regular file (a pipe, a device)
+/// is written directly.
+///
+/// What cannot be written is a std::system_error with the path and the reason. Then, nothing is replaced.
+///
+/// Not thread-safe.
+///
+/// @snippet docs/examples.cpp Writer
+class TRAMO_EXPORT Writer {
+public:
+    /// An existing file keeps its permissions; a new file can be read and written by its owner only if `isPrivate`.
+    explicit Writer(const std::filesystem::path& path, Encoding encoding = Encoding::Ansi, bool isPrivate = false);
+    Writer(Writer&&) noexcept;
+    Writer& operator=(Writer&&) noexcept;
+    ~Writer();
+
+    /// Writes a line as it stands, with its line ending: byte for byte if it has the encoding of the file, otherwise character
+    /// for character. A line that has no line ending gets one when another line follows. Throws std::system_error with
+    /// std::errc::illegal_byte_sequence and the line's number if a character is not in the encoding of the file.
+    void put(const LineView& line);
+
+    /// Makes the file appear, after its content has reached the disk. Must be the last call.
+    void commit();
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+// Implementation ------------------------------------------------------------------------------------------------------
+
+template <class M> M LineView::as() const {
+    const auto made = [this](auto buffer) {
+        copyTo(buffer.data(), buffer.size());
+        return M(buffer);
+    };
+    if constexpr (std::is_constructible_v<M, const TagLine::tagLine_t&>) return made(TagLine::tagLine_t());
+    else if constexpr (std::is_constructible_v<M, const ParameterLine::parameterLine_t&>)
+        return made(ParameterLine::parameterLine_t());
+    else return made(TramoLine::tramoLine_t());
+}
+
+template <class T> std::optional<T> FieldView::value() const {
+    if constexpr (std::same_as<T, std::string>) return text();
+    else if constexpr (std::same_as<T, bool>) return flag();
+    else if constexpr (std::same_as<T, char32_t>) return code();
+    else if constexpr (std::floating_point<T>) return real();
+    else if constexpr (std::same_as<T, std::chrono::sys_seconds>) return time();
+    else if constexpr (std::same_as<T, std::chrono::local_days>) return day();
+    else if constexpr (std::same_as<T, std::chrono::year>) return year();
+    else {
+        static_assert(std::integral<T>, "a field has no values of this type");
+        const std::optional<long long> number = integer();
+        return number && std::in_range<T>(*number) ? std::optional(static_cast<T>(*number)) : std::nullopt;
+    }
+}
+
+}  // namespace tramo
