@@ -22,6 +22,9 @@ int flagsOf(File::Access access) {
     switch (access) {
     case File::Access::Append: return O_WRONLY | O_CREAT | O_APPEND;
     case File::Access::Truncate: return O_WRONLY | O_CREAT | O_TRUNC;
+    case File::Access::New:
+    case File::Access::Private: return O_WRONLY | O_CREAT | O_EXCL;
+    case File::Access::Existing: return O_WRONLY;
     default: return O_RDONLY;
     }
 }
@@ -59,9 +62,21 @@ std::uint32_t countForks() {
 }
 
 File::File(const char* path, Access access) {
-    constexpr mode_t mode = 0666;
+    const mode_t mode = access == Access::Private ? 0600 : 0666;
     descriptor = uninterrupted([&] { return ::open(path, flagsOf(access) | O_CLOEXEC | O_NOCTTY, mode); });
     if (isOpen() && S_ISDIR(statusOf(descriptor).st_mode)) close();
+}
+
+File File::duplicateOf(int descriptor) {
+    constexpr int afterStandardStreams = 3;
+    File file;
+    file.descriptor = ::fcntl(descriptor, F_DUPFD_CLOEXEC, afterStandardStreams);
+    return file;
+}
+
+// Some file systems and devices cannot be asked.
+bool File::sync() const {
+    return uninterrupted([&] { return ::fsync(descriptor); }) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
 File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}

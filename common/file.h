@@ -16,12 +16,19 @@ public:
         Read,
         Append,    // created if it does not exist; each write goes to the end of the file
         Truncate,  // created or emptied; each write continues after the previous one
+        New,       // created; it must not exist
+        Private,   // the same, for its owner only
+        Existing,  // written from its beginning, if it has positions
     };
 
     File() = default;
 
     // Not open if the system cannot open it. A directory cannot be opened, not even for reading.
     File(const char* path, Access access);
+
+    // A duplicate of a descriptor, which stays open. It shares its position. Not open if the system refuses it.
+    static File duplicateOf(int descriptor);
+
     File(File&& other) noexcept;
     File& operator=(File&& other) noexcept;
     ~File();
@@ -37,6 +44,9 @@ public:
     // Reads at most so many of the next bytes. Returns their number, 0 at the end of the file, -1 on failure with the reason in
     // errno.
     std::ptrdiff_t read(char* bytes, std::size_t most) const;
+
+    // Waits until everything has reached the disk. Returns false on failure, with the reason in errno.
+    bool sync() const;
 
     // Returns the number of bytes written. Fewer than `count` means failure, with the reason in errno.
     std::size_t write(const char* bytes, std::size_t count) const;

@@ -32,11 +32,12 @@ int lastError() {
 std::uint32_t countForks() { return 0; }
 
 File::File(const char* path, Access access) {
-    const bool reads = access == Access::Read;
+    const bool reads = access == Access::Read, isNew = access == Access::New || access == Access::Private;
+    const DWORD creation = isNew ? CREATE_NEW : reads || access == Access::Existing ? OPEN_EXISTING : OPEN_ALWAYS;
     const DWORD wanted = reads ? GENERIC_READ : GENERIC_WRITE;
     const DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HANDLE handle = CreateFileW(
-        nativePath(path).c_str(), wanted, shared, nullptr, reads ? OPEN_EXISTING : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE handle =
+        CreateFileW(nativePath(path).c_str(), wanted, shared, nullptr, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         errno = lastError();
         return;
@@ -46,6 +47,15 @@ File::File(const char* path, Access access) {
     descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_BINARY | (reads ? _O_RDONLY : 0));
     if (!isOpen()) CloseHandle(handle);
 }
+
+File File::duplicateOf(int descriptor) {
+    File file;
+    file.descriptor = _dup(descriptor);
+    if (file.isOpen()) _setmode(file.descriptor, _O_BINARY);
+    return file;
+}
+
+bool File::sync() const { return _commit(descriptor) == 0; }
 
 File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)), appends(other.appends) {}
 

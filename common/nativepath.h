@@ -1,8 +1,7 @@
 // Converts a caller's path for the functions of the system and of the standard library.
 #pragma once
-#ifdef _WIN32
 #include <filesystem>
-#endif
+#include <string>
 
 namespace tramo {
 
@@ -12,5 +11,15 @@ std::filesystem::path nativePath(const char* path);
 #else
 inline const char* nativePath(const char* path) { return path; }
 #endif
+
+// The other direction: the path as the functions of common/ take it.
+inline std::string narrowPath(const std::filesystem::path& path) {
+#ifdef _WIN32
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+#else
+    return path.native();
+#endif
+}
 
 }  // namespace tramo

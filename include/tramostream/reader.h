@@ -43,7 +43,7 @@ enum class LineFault : char {
     None,           ///< it has its fields, or it is a key line
     Empty,          ///< it has no characters
     TooShort,       ///< for its kind
-    TooLong,        ///< for its kind
+    TooLong,        ///< for its kind, by more than one character in the place of the CR
     UnknownLetter,  ///< of the length of a record, but its first character is not the letter of a record kind
     UnknownKind,    ///< its length matches no kind of line
     HalfCharacter,  ///< UTF-16 only: the file ends with an odd byte in this line
@@ -55,16 +55,18 @@ TRAMO_EXPORT std::string_view describe(LineFault fault);
 
 class LineView;
 class Line;
+struct DecodedValue;
+struct KindFields;
 
 /// One field of one line. Small, to be passed by value. Valid as long as its line.
 ///
 /// A value is absent (`std::nullopt`) if the field is blank, if its text cannot be parsed, if the field holds values of another
-/// type, or if the line is of another kind than the field. Text that is read as a value although the field is blank (see
-/// Field::blank) is a value.
+/// type, or if the line is of another kind than the field. A blank field that is read as a text (Field::blank) has the value of
+/// this text. The value of a field that is read into another one (Field::readInto) belongs to that one, and its own is absent.
 class TRAMO_EXPORT FieldView {
 public:
     bool blank() const;  ///< nothing but white space is in its columns, or the line does not have the field
-    bool valid() const;  ///< false: its text cannot be parsed; see LineView::findings for the reason
+    bool valid() const;  ///< false: the text in its columns cannot be parsed; see LineView::findings for the reason
 
     std::optional<std::string> text() const;               ///< Text: UTF-8 without trailing white space. Others: textOf()
     std::optional<long long> integer() const;              ///< Integer
@@ -86,6 +88,7 @@ public:
 private:
     friend class LineView;
     FieldView(const LineView& of, const Field* which) : line(&of), field(which) {}
+    bool read(DecodedValue& value) const;
 
     const LineView* line;
     const Field* field;  ///< nullptr: the line does not have it
@@ -139,10 +142,12 @@ public:
     std::wstring wide() const;  ///< the whole line as the classic interface has it: one UTF-16 code unit in each character
 
     /// The model of the line, for M one of the record, tag and parameter models or AnyRecord. A line of another kind gives the
-    /// model that the format makes of it, with its errors; missing characters count as spaces.
+    /// model that the format makes of it, with its errors; missing characters count as spaces. It may print messages.
     template <class M> M as() const;
 
-    /// What `tramo check` says about this line alone, in the order of columns; see Checker for whole files.
+    /// What `tramo check` says about this line alone, in the order of columns; see Checker for whole files. The models may print
+    /// messages about it: see setMessages(). The kind of the line, if the options have neither a kind nor a prevailing one, is
+    /// lineKind().
     std::vector<Finding> findings(const CheckOptions& options = {}) const;
 
 protected:
@@ -150,10 +155,13 @@ protected:
     friend class FieldView;
     LineView() = default;
 
+    const Field* inLine(const Field* field) const;
+    const Field* fieldNamed(std::string_view name) const;
     void copyTo(wchar_t* buffer, std::size_t size) const;  ///< padded with spaces, CR LF at the end
 
     std::string_view content{};
     const RecordKind* record = nullptr;
+    const KindFields* fields = nullptr;  ///< of the record kind
     std::int64_t lineNumber = 0;
     std::uint64_t firstByte = 0;
     std::optional<LineKind> shape{};
@@ -165,8 +173,12 @@ protected:
 
 /// How a file is read.
 struct ReadOptions {
-    std::optional<Encoding> encoding{};  ///< nullopt: UTF-16 if the file begins with the byte order mark FF FE, otherwise ANSI
-    std::optional<LineKind> kind{};      ///< of every line; nullopt: found for each line by its length and beginning
+    /// Nullopt: UTF-16 if the file begins with the byte order mark FF FE, otherwise ANSI. In UTF-16, the mark may be missing.
+    std::optional<Encoding> encoding{};
+
+    /// Of every line. Nullopt: found for each line by its length and its beginning; lines that fit no kind count as malformed
+    /// lines of the prevailing one. To find that, the first 256 KiB of the file are read before the first line is returned.
+    std::optional<LineKind> kind{};
 };
 
 /// Reads the lines of a file, a block at a time, in order:
@@ -180,7 +192,8 @@ struct ReadOptions {
 /// What cannot be opened or read is an error of type std::system_error with the path and the reason, from the constructors and
 /// from reading. A Reader that is made with std::nothrow has no more lines instead, and says why in error() and message().
 ///
-/// Allocates nothing for a line, unless it is longer than all before. Not thread-safe.
+/// Allocates nothing for a line, unless it is longer than all before. A reader that was moved from has no more lines. Not
+/// thread-safe.
 ///
 /// @snippet docs/examples.cpp Reader
 class TRAMO_EXPORT Reader {
@@ -191,7 +204,8 @@ public:
     /// Reads bytes in memory, which must outlive the reader.
     static Reader ofBytes(std::string_view bytes, const ReadOptions& options = {});
 
-    /// Reads from a file, pipe or terminal that is open, from where it is. Does not close it. `name` is used in messages.
+    /// Reads from a file, pipe or terminal that is open, from where it is: offsets count from there. Does not close it. `name` is
+    /// used in messages.
     static Reader ofDescriptor(int descriptor, std::string name, const ReadOptions& options = {});
 
     Reader(Reader&&) noexcept;
@@ -201,11 +215,13 @@ public:
     /// Returns the next line, or nullptr after the last one. The line is valid until the next call.
     const LineView* next();
 
-    Encoding encoding() const;                   ///< of the file
-    std::optional<LineKind> prevailing() const;  ///< the kind of most lines at its beginning; see KindCensus
-    std::uint64_t bytesRead() const;             ///< of the file, up to the end of the last line
-    std::error_code error() const;               ///< why there are no more lines; no error: the file has ended
-    const std::string& message() const;          ///< the same as a sentence with the path; empty if there is no error
+    /// Returns ReadOptions::kind or, if it is nullopt, the kind of most lines in the first 256 KiB; see KindCensus.
+    std::optional<LineKind> prevailing() const;
+
+    Encoding encoding() const;           ///< of the file
+    std::uint64_t bytesRead() const;     ///< of the file, up to the end of the last line
+    std::error_code error() const;       ///< why there are no more lines; no error: the file has ended
+    const std::string& message() const;  ///< the same as a sentence with the path; empty if there is no error
 
     class Iterator {
     public:
@@ -237,6 +253,7 @@ public:
 
 private:
     struct State;
+    Reader(const std::filesystem::path& path, const ReadOptions& options, bool quiet);
     explicit Reader(std::unique_ptr<State> with);
     std::unique_ptr<State> state;
 };
@@ -251,17 +268,18 @@ public:
     NewValue(std::string_view utf8) : held(utf8) {}
     NewValue(const std::string& utf8) : held(std::string_view(utf8)) {}
     NewValue(const char* utf8) : held(std::string_view(utf8)) {}
-    NewValue(bool flag) : held(flag) {}
+    template <std::same_as<bool> T> NewValue(T flag) : held(flag) {}
     NewValue(char code) : held(static_cast<char32_t>(static_cast<unsigned char>(code))) {}
     NewValue(char32_t code) : held(code) {}
     template <std::floating_point T> NewValue(T number) : held(static_cast<double>(number)) {}
     template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, char32_t> && !std::same_as<T, wchar_t> &&
              !std::same_as<T, char16_t> && !std::same_as<T, char8_t>) NewValue(T number)
-        : held(number) {
+        : held(static_cast<long long>(number)) {
         if (!std::in_range<long long>(number)) held = static_cast<double>(number);  // which no integer field takes
     }
     NewValue(std::chrono::sys_seconds time) : held(time) {}
+    NewValue(std::chrono::sys_days) = delete;  // its midnight is that of UTC: use local_days
     NewValue(std::chrono::local_days day) : held(day) {}
     NewValue(std::chrono::year year) : held(year) {}
     template <class T> NewValue(const std::optional<T>& value) : held(std::nullopt) {
@@ -280,7 +298,7 @@ struct [[nodiscard]] SetResult {
         Done,
         WrongType,      ///< the field holds values of another type
         TooWide,        ///< the text of the value is wider than the field
-        NotInField,     ///< the field cannot hold the value: a line ending in a text, a date beyond 32 bits, an unknown code
+        NotInField,     ///< the field cannot hold the value: a line ending in a text, a date beyond 32 bits, an unknown code, nan
         NotWritable,    ///< the format would not read the value back: it writes another one, or nothing
         NotInEncoding,  ///< the encoding of the line has no such character
         NoField,        ///< the line does not have the field
@@ -308,8 +326,9 @@ public:
     Line& operator=(Line&& other) noexcept;
 
     /// @name Change a field
-    /// Writes the value in the format's form into the columns of the field, and changes nothing else; std::nullopt makes them
-    /// blank. After Done, reading the field gives this value. Otherwise, nothing is changed. A name that the kind of the line
+    /// Writes the value in the format's form into the columns of the field, and changes nothing else; std::nullopt and an empty
+    /// text make them blank. After Done, the columns are read as this value, for the field or for the one that it is read into
+    /// (Field::readInto). Otherwise, nothing is changed. An integer fits into a decimal field. A name that the kind of the line
     /// does not have throws std::invalid_argument, as in operator[].
     /// @{
     SetResult set(const Field& field, const NewValue& value);
@@ -317,6 +336,8 @@ public:
     /// @}
 
 private:
+    void takeFrom(Line& other) noexcept;
+
     std::string own;
 };
 
@@ -324,7 +345,10 @@ private:
 /// lines are in a temporary file beside it, which the destructor removes. A path that is not a regular file (a pipe, a device)
 /// is written directly.
 ///
-/// What cannot be written is a std::system_error with the path and the reason. Then, nothing is replaced.
+/// What cannot be written is a std::system_error with the path and the reason. Then, nothing is replaced, and every later call
+/// throws it again.
+///
+/// A symbolic link stays, and the file that it refers to is replaced. Other names of the file (hard links) keep the old content.
 ///
 /// Not thread-safe.
 ///
@@ -339,7 +363,8 @@ public:
 
     /// Writes a line as it stands, with its line ending: byte for byte if it has the encoding of the file, otherwise character
     /// for character. A line that has no line ending gets one when another line follows. Throws std::system_error with
-    /// std::errc::illegal_byte_sequence and the line's number if a character is not in the encoding of the file.
+    /// std::errc::illegal_byte_sequence and the line's number if a character is not in the encoding of the file, or if a line
+    /// follows one that ends with half of a character.
     void put(const LineView& line);
 
     /// Makes the file appear, after its content has reached the disk. Must be the last call.
@@ -347,6 +372,8 @@ public:
 
 private:
     struct State;
+    State& use();
+
     std::unique_ptr<State> state;
 };
 

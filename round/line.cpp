@@ -1,0 +1,610 @@
+#include "common/concat.h"
+#include "common/dates.h"
+#include "common/encoding.h"
+#include "common/printable.h"
+#include "common/secret.h"
+#include "common/suggestion.h"
+#include "common/utf16.h"
+#include "common/utf8.h"
+#include "common/zone.h"
+#include "model/fieldwriting.h"
+#include "round/kindfields.h"
+#include "tramostream/decode.h"
+#include "tramostream/reader.h"
+#include "tramostream/wording.h"
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+
+namespace tramo {
+
+namespace {
+
+using namespace std::chrono;
+
+const unsigned char* unsignedOf(std::string_view bytes) { return reinterpret_cast<const unsigned char*>(bytes.data()); }
+
+// ---- Text -----------------------------------------------------------------------------------------------------------
+
+std::string utf8OfAnsi(std::string_view bytes) {
+    const auto isAscii = [](char c) { return codec::codeOf(c) < 0x80; };
+    if (std::ranges::all_of(bytes, isAscii)) return std::string(bytes);
+    std::string text;
+    text.reserve(2 * bytes.size());
+    for (const char c : bytes) utf8::append(text, codec::codeOf(c));
+    return text;
+}
+
+std::string utf8OfUtf16(std::string_view bytes) {
+    std::string text;
+    const std::size_t size = bytes.size() / 2;
+    text.reserve(size);
+    const auto unit = [&](std::size_t i) { return i < size ? char32_t{encoding::unitAt(unsignedOf(bytes), i)} : U'\0'; };
+    for (std::size_t i = 0; i < size; ++i) {
+        const char32_t c = unit(i);
+        if (utf16::isHighSurrogate(c) && utf16::isLowSurrogate(unit(i + 1)))
+            utf8::append(text, 0x10000 + (c - 0xD800) * 0x400 + (unit(++i) - 0xDC00));
+        else utf8::append(text, utf16::isSurrogate(c) ? char32_t{utf8::replacement} : c);
+    }
+    return text;
+}
+
+std::string utf8Of(std::string_view bytes, Encoding encoding) {
+    return encoding == Encoding::Utf16 ? utf8OfUtf16(bytes) : utf8OfAnsi(bytes);
+}
+
+std::size_t widthOf(Encoding encoding) { return encoding == Encoding::Utf16 ? 2 : 1; }
+
+// ---- Values ---------------------------------------------------------------------------------------------------------
+
+// Takes the value of one field.
+struct OneValue {
+    DecodedValue result{};
+
+    DecodedValue& put(const FieldReading& field, auto filled, long long integer) {
+        result.present = true;
+        result.first = field.first;
+        result.size = static_cast<std::uint16_t>(filled.isInLine ? filled.size : 0);
+        result.integer = integer;
+        return result;
+    }
+    void text(const FieldReading& field, auto filled) { put(field, filled, 0); }
+    void integer(const FieldReading& field, long long value, auto filled) { put(field, filled, value); }
+    void decimal(const FieldReading& field, double value, auto filled) { put(field, filled, 0).real = value; }
+    void time(const FieldReading& field, long32 seconds, auto filled) { put(field, filled, seconds); }
+    void code(const FieldReading& field, wchar_t value, auto filled) { put(field, filled, value); }
+    void flag(const FieldReading& field, bool value, auto filled) { put(field, filled, value); }
+    void alarms(const FieldReading& field, unsigned bits, auto filled) { put(field, filled, bits); }
+};
+
+// Returns the size without trailing white space.
+template <class Char> std::uint32_t filledSize(const Char* text, std::uint32_t width) {
+    if constexpr (sizeof(Char) == 1) {
+        constexpr std::uint64_t eightSpaces = 0x2020202020202020;
+        for (std::uint64_t eight = 0; width >= 8; width -= 8) {
+            std::memcpy(&eight, text + width - 8, 8);
+            if (eight != eightSpaces) break;
+        }
+    }
+    while (width > 0 && codec::isBlank(text[width - 1])) --width;
+    return width;
+}
+
+// Reads a field from its columns. `columns` follow the text of the line before them: as many characters as are read at once.
+template <class Char> DecodedValue readColumns(const FieldReading& field, const Char* columns) {
+    const auto blank = static_cast<Char>(field.blank);
+    FilledText<Char> filled{columns, 0, filledSize(columns, field.width)};
+    if (filled.size == 0) {
+        if (blank == 0) return {};
+        filled = {&blank, 0, 1, false};
+    } else if (field.kind == FieldKind::Integer || field.kind == FieldKind::Decimal) {
+        while (codec::isBlank(columns[filled.blanks])) ++filled.blanks;
+    }
+    OneValue sink;
+    if (!detail::decodeFilled(field, filled, sink)) {
+        sink.result = {};
+        sink.result.unreadable = true;
+    }
+    return sink.result;
+}
+
+DecodedValue readUtf16(const FieldReading& field, std::string_view line) {
+    constexpr std::size_t before = 16, mostColumns = 512;
+    char16_t units[before + mostColumns];
+    const std::size_t lead = std::min<std::size_t>(before, field.first);
+    for (std::size_t i = 0; i < lead + field.width; ++i)
+        units[i] = static_cast<char16_t>(encoding::unitAt(unsignedOf(line), field.first - lead + i));
+    return readColumns(field, units + lead);
+}
+
+DecodedValue readField(const FieldReading& field, std::string_view line, Encoding encoding) {
+    return encoding == Encoding::Utf16 ? readUtf16(field, line) : readColumns(field, line.data() + field.first);
+}
+
+// The last text that is read into the field counts.
+DecodedValue valueOf(const FieldSources& sources, std::string_view line, Encoding encoding) {
+    if (sources.into[1])
+        if (const DecodedValue second = readField(*sources.into[1], line, encoding); second.present) return second;
+    return sources.into[0] ? readField(*sources.into[0], line, encoding) : DecodedValue{};
+}
+
+FieldValue asFieldValue(FieldKind kind, const DecodedValue& value) {
+    switch (kind) {
+    case FieldKind::Decimal: return value.real;
+    case FieldKind::Code: return static_cast<wchar_t>(value.integer);
+    case FieldKind::Flag: return value.integer != 0;
+    default: return value.integer;
+    }
+}
+
+sys_seconds timeOf(long long instant) { return sys_seconds{seconds{instant}}; }
+
+local_days localDayOf(long long instant) {
+    return floor<days>(local_seconds{seconds{zone::toLocal(static_cast<long32>(instant))}});
+}
+
+bool isYearAbsent(FieldKind kind, const DecodedValue& value) { return kind == FieldKind::Year && value.integer == dates::noTime; }
+
+}  // namespace
+
+// ---- FieldView ------------------------------------------------------------------------------------------------------
+
+namespace {
+
+bool isTime(FieldKind kind) { return kind == FieldKind::Date || kind == FieldKind::DateTime; }
+
+}  // namespace
+
+std::string_view FieldView::rawBytes() const {
+    if (!field) return {};
+    const std::size_t width = widthOf(line->coding);
+    return line->content.substr(
+        static_cast<std::size_t>(field->column - 1) * width, static_cast<std::size_t>(field->width) * width);
+}
+
+std::string FieldView::raw() const { return utf8Of(rawBytes(), line->coding); }
+
+bool FieldView::blank() const {
+    const std::string_view columns = rawBytes();
+    if (line->coding == Encoding::Ansi) return filledSize(columns.data(), static_cast<std::uint32_t>(columns.size())) == 0;
+    for (std::size_t i = 0; i < columns.size() / 2; ++i)
+        if (!codec::isBlank(encoding::unitAt(unsignedOf(columns), i))) return false;
+    return true;
+}
+
+bool FieldView::valid() const {
+    return !field || !readField(*line->fields->sources[field->index].own, line->content, line->coding).unreadable;
+}
+
+// Returns whether there is a value.
+bool FieldView::read(DecodedValue& value) const {
+    value = valueOf(line->fields->sources[field->index], line->content, line->coding);
+    return value.present && !isYearAbsent(field->kind, value);
+}
+
+std::optional<std::string> FieldView::text() const {
+    DecodedValue value;
+    if (!field || !read(value)) return std::nullopt;
+    const std::size_t width = widthOf(line->coding);
+    if (field->kind == FieldKind::Text)
+        return utf8Of(line->content.substr(value.first * width, value.size * width), line->coding);
+    return utf8::encode(textOf(*field, asFieldValue(field->kind, value)));
+}
+
+std::optional<long long> FieldView::integer() const {
+    DecodedValue value;
+    if (!field || field->kind != FieldKind::Integer || !read(value)) return std::nullopt;
+    return value.integer;
+}
+
+std::optional<double> FieldView::real() const {
+    DecodedValue value;
+    if (!field || (field->kind != FieldKind::Decimal && field->kind != FieldKind::Integer) || !read(value)) return std::nullopt;
+    return field->kind == FieldKind::Decimal ? value.real : static_cast<double>(value.integer);
+}
+
+std::optional<bool> FieldView::flag() const {
+    DecodedValue value;
+    if (!field || field->kind != FieldKind::Flag || !read(value)) return std::nullopt;
+    return value.integer != 0;
+}
+
+std::optional<char32_t> FieldView::code() const {
+    DecodedValue value;
+    if (!field || field->kind != FieldKind::Code || !read(value)) return std::nullopt;
+    return static_cast<char32_t>(value.integer);
+}
+
+std::optional<std::uint16_t> FieldView::alarms() const {
+    DecodedValue value;
+    if (!field || field->kind != FieldKind::AlarmFlags || !read(value)) return std::nullopt;
+    return static_cast<std::uint16_t>(value.integer);
+}
+
+std::optional<sys_seconds> FieldView::time() const {
+    DecodedValue value;
+    if (!field || !isTime(field->kind) || !read(value)) return std::nullopt;
+    return timeOf(value.integer);
+}
+
+std::optional<local_days> FieldView::day() const {
+    DecodedValue value;
+    if (!field || !isTime(field->kind) || !read(value)) return std::nullopt;
+    return localDayOf(value.integer);
+}
+
+std::optional<std::chrono::year> FieldView::year() const {
+    DecodedValue value;
+    if (!field || (!isTime(field->kind) && field->kind != FieldKind::Year) || !read(value)) return std::nullopt;
+    return year_month_day{localDayOf(value.integer)}.year();
+}
+
+// ---- LineView -------------------------------------------------------------------------------------------------------
+
+std::size_t LineView::size() const { return content.size() / widthOf(coding); }
+
+// Returns the field if the line has columns for it, otherwise nullptr.
+const Field* LineView::inLine(const Field* field) const {
+    const bool isOfLine = record && field && field->index < record->fields.size() && &record->fields[field->index] == field;
+    return isOfLine && field->column > 0 ? field : nullptr;
+}
+
+FieldView LineView::operator[](const Field& field) const { return {*this, inLine(&field)}; }
+FieldView LineView::operator[](std::string_view name) const { return {*this, inLine(fieldNamed(name))}; }
+
+// Returns nullptr if the line has no kind.
+const Field* LineView::fieldNamed(std::string_view name) const {
+    if (!record) return nullptr;
+    if (const Field* field = record->field(name)) return field;
+    std::vector<std::string_view> names;
+    for (const Field& field : record->fields) names.push_back(field.name);
+    throw std::invalid_argument(
+        concat("tramo: a ", record->name, " line has no field \"", printable(name), '"', didYouMean(name, names)));
+}
+
+std::string LineView::utf8() const { return utf8Of(content, coding); }
+
+std::wstring LineView::wide() const {
+    std::wstring text(size(), L'\0');
+    encoding::read(unsignedOf(content), text.size(), coding == Encoding::Utf16, text.data());
+    return text;
+}
+
+void LineView::copyTo(wchar_t* buffer, std::size_t bufferSize) const {
+    const std::size_t room = bufferSize - 2, count = std::min(size(), room);
+    encoding::read(unsignedOf(content), count, coding == Encoding::Utf16, buffer);
+    std::fill(buffer + count, buffer + room, L' ');
+    buffer[room] = L'\r';
+    buffer[room + 1] = L'\n';
+}
+
+std::vector<Finding> LineView::findings(const CheckOptions& options) const {
+    std::vector<Finding> found;
+    CheckOptions chosen = options;
+    if (!chosen.kind && !chosen.prevailing) {
+        chosen.kind = shape;
+        chosen.prevailing = prevailing;
+    }
+    Checker checker(chosen);
+    Checker::End end{.lines = lineNumber, .charactersUnread = 0, .isLastByteOdd = problem == LineFault::HalfCharacter};
+    if (problem == LineFault::Unread && !content.starts_with("\xFF\xFF")) {
+        found.push_back(findingOf("TextUnread", "line comes after a line that begins with U+FFFF, which ends the text",
+            counted(size(), "character") + " cannot be read"));
+        found.back().line = lineNumber;
+    } else if (problem == LineFault::Unread) {
+        end.charactersUnread = size();
+        --end.lines;  // this line is not counted among those that were read
+    } else if (size() > 0 || problem != LineFault::HalfCharacter) {
+        SecretText text(size(), L'\0');
+        encoding::read(unsignedOf(content), text.size(), coding == Encoding::Utf16, text.data());
+        checker.line({.text = text,
+                         .carriageReturn = lineEnd == LineEnding::CrLf || lineEnd == LineEnding::Cr,
+                         .lineFeed = lineEnd == LineEnding::CrLf || lineEnd == LineEnding::Lf,
+                         .number = lineNumber},
+            found);
+    }
+    if (end.charactersUnread || end.isLastByteOdd) checker.end(end, found);
+    return found;
+}
+
+// ---- Line -----------------------------------------------------------------------------------------------------------
+
+Line::Line(const RecordKind& kind, Encoding encoding) {
+    const auto length = static_cast<std::size_t>(kind.length);
+    std::wstring text(length, L' ');
+    if (kind.letter) text.front() = kind.letter;
+    encoding::append(own, std::wstring_view(text), encoding == Encoding::Utf16);
+    content = own;
+    coding = encoding;
+    fields = &kindFieldsOf(kind);
+    record = &kind;
+    problem = LineFault::None;
+    for (const LineKind one : {LineKind::Record, LineKind::Parameter, LineKind::Tag})
+        if (shapeOf(one).length == length) shape = one;
+}
+
+Line::Line(const LineView& line) : LineView(line), own(line.bytes()) { content = own; }
+Line::Line(const Line& other) : LineView(other), own(other.own) { content = own; }
+Line::Line(Line&& other) noexcept : LineView(other), own(std::move(other.own)) { takeFrom(other); }
+
+Line& Line::operator=(const Line& other) {
+    if (this != &other) *this = Line(other);
+    return *this;
+}
+
+Line& Line::operator=(Line&& other) noexcept {
+    if (this == &other) return *this;
+    LineView::operator=(other);
+    own = std::move(other.own);
+    takeFrom(other);
+    return *this;
+}
+
+// Leaves an empty line there.
+void Line::takeFrom(Line& other) noexcept {
+    content = own;
+    other.own.clear();
+    other.content = {};
+    other.fields = nullptr;
+    other.record = nullptr;
+    other.shape.reset();
+    other.problem = LineFault::Empty;
+}
+
+// ---- Changes --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+using Held = NewValue::Held;
+
+const char* wordsOf(FieldKind kind) {
+    switch (kind) {
+    case FieldKind::Text: return "a text";
+    case FieldKind::Integer: return "an integer";
+    case FieldKind::Decimal: return "a number";
+    case FieldKind::Date:
+    case FieldKind::DateTime: return "a day or a time";
+    case FieldKind::Year: return "a year";
+    case FieldKind::Code: return "a character";
+    case FieldKind::Flag: return "a flag";
+    case FieldKind::AlarmFlags: return "alarm flags, an integer";
+    }
+    return "";
+}
+
+// In the order of the alternatives.
+const char* wordsOf(const Held& value) {
+    constexpr const char* words[] = {
+        "no value", "a text", "an integer", "a decimal number", "a flag", "a character", "a time", "a day", "a year"};
+    return words[value.index()];
+}
+
+template <class Number> std::string digitsOf(Number number) {
+    std::array<char, 400> text{};
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
+    return {text.data(), result.ptr};
+}
+
+// The digits before the decimal point, with the sign.
+std::size_t integerWidth(double number) {
+    std::array<char, 400> text{};
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), std::trunc(number), std::chars_format::fixed, 0);
+    return static_cast<std::size_t>(result.ptr - text.data());
+}
+
+std::string codePoint(char32_t c) {
+    std::array<char, 8> text{};
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), static_cast<std::uint32_t>(c), 16);
+    std::string digits(text.data(), result.ptr);
+    std::ranges::transform(digits, digits.begin(), [](char d) { return d >= 'a' ? static_cast<char>(d - 'a' + 'A') : d; });
+    return "U+" + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+}
+
+// Converts a new value to that of a field, or says why the field cannot hold it.
+class Conversion {
+public:
+    Conversion(const Field& of, Encoding encodingOfLine) : field(of), encoding(encodingOfLine) {}
+
+    SetResult failure{};
+
+    std::optional<FieldValue> convert(const Held& value) {
+        switch (field.kind) {
+        case FieldKind::Text:
+            if (const auto* text = std::get_if<std::string_view>(&value)) return ofText(*text);
+            break;
+        case FieldKind::Integer:
+            if (const auto* number = std::get_if<long long>(&value)) return ofInteger(*number);
+            if (const auto* number = std::get_if<double>(&value); number && std::fabs(*number) >= 0x1p63)
+                return tooWide(integerWidth(*number));
+            break;
+        case FieldKind::Decimal:
+            if (const auto* number = std::get_if<double>(&value)) return ofDecimal(*number);
+            if (const auto* number = std::get_if<long long>(&value)) return ofWholeDecimal(*number);
+            break;
+        case FieldKind::Date:
+        case FieldKind::DateTime:
+            if (const auto* time = std::get_if<sys_seconds>(&value)) return ofTime(*time);
+            if (const auto* day = std::get_if<local_days>(&value)) return ofDay(*day);
+            break;
+        case FieldKind::Year:
+            if (const auto* number = std::get_if<std::chrono::year>(&value)) return ofYear(*number);
+            break;
+        case FieldKind::Code:
+            if (const auto* code = std::get_if<char32_t>(&value)) return ofCode(*code);
+            break;
+        case FieldKind::Flag:
+            if (const auto* flag = std::get_if<bool>(&value)) return FieldValue(*flag);
+            break;
+        case FieldKind::AlarmFlags:
+            if (const auto* bits = std::get_if<long long>(&value)) return ofAlarms(*bits);
+            break;
+        }
+        return fail(SetResult::WrongType, concat("expected ", wordsOf(field.kind), ", found ", wordsOf(value)));
+    }
+
+    std::nullopt_t fail(SetResult::Code code, std::string_view reason) {
+        failure = {code, concat(field.name, ": ", reason)};
+        return std::nullopt;
+    }
+    std::nullopt_t tooWide(std::size_t needed) {
+        return fail(SetResult::TooWide, concat("the value needs ", counted(needed, "column"), "; the field has ", field.width));
+    }
+
+private:
+    std::optional<FieldValue> ofText(std::string_view text) {
+        std::optional<std::wstring> wide = utf8::decodeValid(text);
+        if (!wide) return fail(SetResult::NotInField, "the text is not valid UTF-8");
+        if (wide->find_first_of(L"\r\n") != std::wstring::npos)
+            return fail(SetResult::NotInField, "the text contains a line ending (CR or LF)");
+        if (field.column == 1 && encoding == Encoding::Utf16 && wide->starts_with(static_cast<wchar_t>(0xFFFF)))
+            return fail(SetResult::NotInField, "U+FFFF at the beginning of a line ends the text of the file");
+        if (encoding == Encoding::Ansi)
+            if (const std::size_t at = encoding::findAbove(encoding::mostOfAnsi, *wide); at != std::wstring::npos)
+                return fail(SetResult::NotInEncoding,
+                    concat("ANSI has no character ", codePoint(utf16::first(std::wstring_view(*wide).substr(at)).code)));
+        if (wide->size() > static_cast<std::size_t>(field.width)) return tooWide(wide->size());
+        return FieldValue(std::move(*wide));
+    }
+
+    std::optional<FieldValue> ofInteger(long long number) {
+        const std::size_t needed = digitsOf(number).size();
+        if (needed > static_cast<std::size_t>(field.width)) return tooWide(needed);
+        return FieldValue(number);
+    }
+
+    std::optional<FieldValue> ofDecimal(double number) {
+        if (!std::isfinite(number)) return fail(SetResult::NotInField, "the number is not finite");
+        if (const std::size_t needed = integerWidth(number); needed > static_cast<std::size_t>(field.width))
+            return tooWide(needed);
+        return FieldValue(number);
+    }
+
+    std::optional<FieldValue> ofWholeDecimal(long long number) {
+        constexpr long long exact = 1LL << 53;
+        if (number > exact || number < -exact) {
+            if (const std::size_t needed = digitsOf(number).size(); needed > static_cast<std::size_t>(field.width))
+                return tooWide(needed);
+            return fail(SetResult::NotInField, "the integer has more digits than a decimal number keeps");
+        }
+        return ofDecimal(static_cast<double>(number));
+    }
+
+    std::nullopt_t beyond() { return fail(SetResult::NotInField, "the date is outside the 32-bit range of the format"); }
+
+    std::optional<FieldValue> ofTime(sys_seconds time) {
+        const long long instant = time.time_since_epoch().count();
+        if (!std::in_range<long32>(instant) || instant == dates::noTime) return beyond();
+        return FieldValue(instant);
+    }
+
+    std::optional<FieldValue> ofDate(year_month_day date) {
+        if (!date.ok()) return fail(SetResult::NotInField, "the date does not exist");
+        const int number = static_cast<int>(date.year());
+        if (number < 1) return beyond();
+        const long32 instant = dates::toInstant(
+            static_cast<unsigned>(number), static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), 0, 0);
+        if (instant == dates::noTime) return beyond();
+        return FieldValue(static_cast<long long>(instant));
+    }
+    std::optional<FieldValue> ofDay(local_days day) {
+        constexpr local_days first{std::chrono::year{1} / 1 / 1}, last{std::chrono::year{9999} / 12 / 31};
+        return day < first || day > last ? std::optional<FieldValue>(beyond()) : ofDate(year_month_day{day});
+    }
+    std::optional<FieldValue> ofYear(std::chrono::year number) { return ofDate(number / January / 1); }
+
+    std::optional<FieldValue> ofCode(char32_t code) {
+        const auto wide = static_cast<wchar_t>(code);
+        const std::size_t at = code <= 0xFFFF && code != 0 ? field.codes.find(wide) : std::wstring::npos;
+        if (at != std::wstring::npos && field.codesWritten[at] != 0) return FieldValue(wide);
+        std::wstring found;
+        if (code <= 0x10FFFF) utf16::append(found, code);
+        if (at != std::wstring::npos)
+            return fail(SetResult::NotWritable, concat("the format does not write the code ", tramo::quoted(found)));
+        return fail(SetResult::NotInField, concat("unknown code ", tramo::quoted(found), "; expected ", listed(field.codes)));
+    }
+
+    std::optional<FieldValue> ofAlarms(long long bits) {
+        constexpr long long end = 1LL << codec::alarmFlagCount;
+        if (bits >= 0 && bits < end) return FieldValue(bits);
+        return fail(SetResult::NotInField, concat("there are ", codec::alarmFlagCount, " alarm flags; expected 0 to ", end - 1));
+    }
+
+    const Field& field;
+    Encoding encoding;
+};
+
+bool isSameValue(
+    const Field& field, const FieldValue& value, const DecodedValue& read, std::string_view line, Encoding encoding) {
+    if (!read.present) return false;
+    if (field.kind != FieldKind::Text) return asFieldValue(field.kind, read) == value;
+    const std::size_t width = widthOf(encoding);
+    const std::string_view text = line.substr(read.first * width, read.size * width);
+    std::wstring wide(read.size, L'\0');
+    encoding::read(unsignedOf(text), wide.size(), encoding == Encoding::Utf16, wide.data());
+    return wide == std::get<std::wstring>(value);
+}
+
+std::string whyNotWritten(const Field& field, const FieldValue& value) {
+    if (field.written == "never") return "the format never writes the field";
+    return concat(
+        "the format does not write ", tramo::quoted(textOf(field, value)), ": the field is written ", whenWritten(field));
+}
+
+std::string whyNotRead(const Field& field, const FieldValue& value, const std::wstring& columns, const DecodedValue& read) {
+    const std::string written = concat(tramo::quoted(textOf(field, value)), " is written as ", tramo::quoted(columns));
+    if (!read.present) return written + ", which is not read as a value";
+    if (field.kind == FieldKind::Text) return written + ", which is read without the white space at its end";
+    return concat(written, ", which is read as ", tramo::quoted(textOf(field, asFieldValue(field.kind, read))));
+}
+
+bool isBlankText(const Held& value) {
+    const auto* text = std::get_if<std::string_view>(&value);
+    return text && text->empty();
+}
+
+}  // namespace
+
+SetResult Line::set(const Field& field, const NewValue& value) {
+    if (!inLine(&field)) return {SetResult::NoField, concat(field.name, ": the line does not have this field")};
+    const bool isBlank =
+        std::holds_alternative<std::nullopt_t>(value.get()) || (field.kind == FieldKind::Text && isBlankText(value.get()));
+    Conversion conversion(field, coding);
+    std::optional<FieldValue> wanted;
+    std::wstring columns(static_cast<std::size_t>(field.width), L' ');
+    if (!isBlank) {
+        wanted = conversion.convert(value.get());
+        if (!wanted) return conversion.failure;
+        WrittenField written = writeField(*record, field, *wanted);
+        switch (written.result) {
+        case WrittenField::Good: break;
+        case WrittenField::NotHeld:
+            conversion.fail(SetResult::NotInField, concat("the field cannot hold ", tramo::quoted(textOf(field, *wanted))));
+            return conversion.failure;
+        case WrittenField::NotWritten:
+            conversion.fail(SetResult::NotWritable, whyNotWritten(field, *wanted));
+            return conversion.failure;
+        case WrittenField::TooWide: conversion.tooWide(static_cast<std::size_t>(field.width) + 1); return conversion.failure;
+        }
+        columns = std::move(written.columns);
+    }
+    const std::size_t width = widthOf(coding), first = static_cast<std::size_t>(field.column - 1) * width;
+    std::string bytes;
+    encoding::append(bytes, std::wstring_view(columns), coding == Encoding::Utf16);
+    const std::string before = own.substr(first, bytes.size());
+    own.replace(first, bytes.size(), bytes);
+    if (!wanted) return {};
+    const DecodedValue read = readField(*fields->sources[field.index].own, content, coding);
+    if (isSameValue(field, *wanted, read, content, coding)) return {};
+    own.replace(first, before.size(), before);
+    conversion.fail(SetResult::NotWritable, whyNotRead(field, *wanted, columns, read));
+    return conversion.failure;
+}
+
+SetResult Line::set(std::string_view name, const NewValue& value) {
+    if (const Field* field = fieldNamed(name)) return set(*field, value);
+    return {SetResult::NoField, concat(printable(name), ": the line does not have this field")};
+}
+
+}  // namespace tramo
