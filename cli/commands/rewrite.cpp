@@ -122,7 +122,9 @@ int run(std::vector<std::string> arguments) {
     Input input(options.file, options.from);
     EncodedText text(options.out, options.to ? *options.to == Encoding::Utf16le : input.isUtf16(), input.name(), options.force);
     Rewriter rewriter(input.name(), text, options.force);
-    const bool isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
+    const bool isWhole = forEachLine(
+        input, [&](const PlainRecord& record) { rewriter.take(record); },
+        [&](const Line& line, std::optional<LineKind> kind) { rewriter.take(line, kind); });
     text.complain();
     const bool keepsAll = isWhole && text.fits();
     return options.dryRun ? reportChanges(options, rewriter, input, keepsAll) : write(rewriter, text, keepsAll);

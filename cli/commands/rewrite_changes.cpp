@@ -3,6 +3,7 @@
 #include "cli/lines/columns.h"
 #include <algorithm>
 #include <fmt/format.h>
+#include <tramostream/normalized.h>
 
 namespace tramo::cli {
 
@@ -70,6 +71,12 @@ void Rewriter::take(const Line& line, std::optional<LineKind> kind) {
     if (!hasLineEnd) lineEnd(line);
     changed += !pieces.empty() || !hasLineEnd;
     out.add(model->built(), L"\r\n", line, kind);
+}
+
+void Rewriter::take(const PlainRecord& record) {
+    if (!isSurelyNormalized(*record.kind, record.text)) return take(plain.decode(record), LineKind::Record);
+    ++lines;
+    out.add(record);
 }
 
 // Says why a line is copied.

@@ -63,6 +63,7 @@ public:
         : name(std::move(nameOfFile)), out(to), forced(writesLosses) {}
 
     void take(const Line& line, std::optional<LineKind> kind);
+    void take(const PlainRecord& record);
 
     const std::string name;
     std::uint64_t lines = 0, changed = 0;
@@ -86,6 +87,7 @@ private:
 
     EncodedText& out;
     const bool forced;
+    PlainLine plain;
 };
 
 }  // namespace tramo::cli

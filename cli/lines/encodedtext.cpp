@@ -55,6 +55,14 @@ void EncodedText::add(std::wstring_view text, std::wstring_view lineEnd, const L
     addPiece(lineEnd, text.size(), line, kind);
 }
 
+// Each encoding holds its characters.
+void EncodedText::add(const PlainRecord& record) {
+    anything = true;
+    if (!out || !fits()) return;
+    for (const std::string_view text : {record.text, std::string_view("\r\n")}) encoding::append(bytes, text, isUtf16);
+    if (bytes.size() >= enough) flush();
+}
+
 // Adds a piece of a line that begins at this offset.
 void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& line, std::optional<LineKind> kind) {
     if (!anything) looksLikeUtf16 = !isUtf16 && encoding::beginsWithMark(text, encoding::utf16Mark);

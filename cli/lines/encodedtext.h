@@ -1,7 +1,7 @@
 // Writes lines to an exchange file in a given encoding.
 #pragma once
 #include "cli/io/outfile.h"
-#include "cli/lines/longline.h"
+#include "cli/lines/textfile.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -23,6 +23,8 @@ public:
 
     /// Adds the line unchanged.
     void add(const Line& line, std::optional<LineKind> kind);
+
+    void add(const PlainRecord& record);
 
     /// Adds the text with this line ending. Characters that the encoding cannot hold are reported for `line`, of this kind.
     void add(std::wstring_view text, std::wstring_view lineEnd, const Line& line, std::optional<LineKind> kind);

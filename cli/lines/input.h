@@ -44,6 +44,10 @@ public:
     /// Reads the next line; returns false after the last one. Throws Unreadable.
     bool next(Line& line);
 
+    /// Reads the next line as `next` does, but without decoding it, if it is a plain record that has been loaded, in a file of
+    /// records. Otherwise, reads nothing and returns false.
+    bool nextPlain(PlainRecord& record) { return prevailing == LineKind::Record && reader.nextPlain(record); }
+
     /// Instead of `next`, reads some of the next lines, to be split on another thread. Does not show the progress.
     bool nextPiece(Piece& piece);
 

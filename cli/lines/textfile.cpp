@@ -36,6 +36,14 @@ bool holdsControls(std::string_view text) {
 
 }  // namespace
 
+const Line& PlainLine::decode(const PlainRecord& record) {
+    cli::decode(record.text, 1, text);
+    line.text = text;
+    line.carriageReturn = line.lineFeed = line.plain = true;
+    line.number = record.number;
+    return line;
+}
+
 bool PieceReader::nextPlain(PlainRecord& record) {
     const std::size_t size = (recordLength + 2) * piece.width;
     if (piece.bytes.size() < size) return false;

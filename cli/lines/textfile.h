@@ -56,6 +56,16 @@ struct PlainRecord {
     long long number = 0;
 };
 
+/// The Line of a plain record, valid until the next one is decoded.
+class PlainLine {
+public:
+    const Line& decode(const PlainRecord& record);
+
+private:
+    SecretText text;
+    Line line;
+};
+
 /// Splits a piece into lines.
 class PieceReader {
 public:
