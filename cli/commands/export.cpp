@@ -211,26 +211,32 @@ Options parse(std::vector<std::string> arguments) {
     return options;
 }
 
-// Rows on their way from the threads that make them to the sink, described if the form allows it.
+// Rows on their way from the threads that make them to the sink.
 class RowBatch {
 public:
     void clear() {
-        rows.clear();
-        text.clear();
+        described.resize(1);
+        described.front().clear();
+        others.clear();
     }
 
     void add(TableRow row, const Sink& sink) {
-        if (!sink.describe(row, text)) rows.push_back(std::move(row));
+        if (sink.describe(row, described.back())) return;
+        others.push_back(std::move(row));
+        described.emplace_back();
     }
+    void add(const PlainRow& row, const Sink& sink) { sink.describe(row, described.back()); }
 
     void putInto(Sink& sink) {
-        if (text.size() > 0) sink.put(std::string_view(text.data(), text.size()));
-        for (const TableRow& row : rows) sink.put(row);
+        for (std::size_t i = 0; i < described.size(); ++i) {
+            sink.put(described[i]);
+            if (i < others.size()) sink.put(others[i]);
+        }
     }
 
 private:
-    std::vector<TableRow> rows;
-    fmt::memory_buffer text;
+    std::vector<DescribedRows> described{1};  ///< before, between and after the others
+    std::vector<TableRow> others;
 };
 
 // Some lines of the file, and what becomes of them.
@@ -280,10 +286,41 @@ private:
         task.beside.clear();
         task.damaged = task.unread = task.ignored = 0;
         PieceReader reader(task.piece);
+        const bool mayBePlain = input.prevailingKind() == LineKind::Record;
+        PlainRecord record;
+        PlainRow row;
         Line line;
-        while (reader.next(line)) add(line, task);
+        while (true) {
+            if (mayBePlain && reader.nextPlain(record)) add(record, row, task);
+            else if (reader.next(line)) add(line, task);
+            else break;
+        }
     }
 
+    // The fast path: the same as for the line of the record.
+    void add(const PlainRecord& record, PlainRow& row, Task& task) const {
+        if (options.only && options.only != &tableOfKind(*record.kind)) return;
+        if (!row.read(record)) {
+            const std::wstring text = wideText(record);
+            Line line;
+            line.text = text;
+            line.carriageReturn = line.lineFeed = line.plain = true;
+            line.number = record.number;
+            return add(line, task);
+        }
+        task.unread += row.unread();
+        task.ignored += row.holdsMore();
+        task.rows.add(row, *rows);
+        if (!showsFindings() || surelyHasNoFindings(record)) return;
+        std::vector<Finding> findings;
+        checkFields(LineKind::Record, wideText(record), false, findings);
+        addFindings(findings, record.number, task);
+    }
+
+    // Returns false if a check of the fields may find something.
+    static bool surelyHasNoFindings(const PlainRecord&) { return false; }
+
+    // The slow path, which defines the result.
     void add(const Line& line, Task& task) const {
         std::vector<Finding> findings;
         const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
@@ -295,19 +332,19 @@ private:
         task.unread += row.unread;
         task.ignored += row.lacksMembers || (model && holdsMore(*model, line.text));
         task.rows.add(std::move(row), *rows);
-        if (!beside && !hasFindings(*options.form)) return;
+        if (!showsFindings()) return;
         if (model) checkFields(*model, line.text, false, findings);
         else if (isReadable) checkFields(*kind, line.text, false, findings);
-        for (const Finding& finding : findings) {
-            if (beside) task.beside.add(rowOf(finding, line.number), *beside);
-            else task.rows.add(rowOf(finding, line.number), *rows);
-        }
+        addFindings(findings, line.number, task);
     }
 
-    // Text that no value comes from and that no other field has as text.
-    static bool holdsMore(const LineModel& model, std::wstring_view line) {
-        const auto isMissing = [&](const IgnoredText& text) { return !isKept(text, model.kind()); };
-        return std::ranges::any_of(ignoredTexts(model, line), isMissing);
+    bool showsFindings() const { return beside || hasFindings(*options.form); }
+
+    void addFindings(const std::vector<Finding>& findings, long long number, Task& task) const {
+        for (const Finding& finding : findings) {
+            if (beside) task.beside.add(rowOf(finding, number), *beside);
+            else task.rows.add(rowOf(finding, number), *rows);
+        }
     }
 
     void finish(Task& task) {

@@ -1,5 +1,6 @@
 #include "cli/tables/celltext.h"
 #include "cli/io/text.h"
+#include "common/encoding.h"
 #include "common/secret.h"
 #include "common/utf16.h"
 #include <algorithm>
@@ -10,57 +11,120 @@ namespace tramo::cli {
 
 namespace {
 
+using encoding::valueOf;
+
 // U+FFFE and U+FFFF are no characters, and XML has no place for them.
-bool isControl(wchar_t c) { return c < 0x20 || c == 0x7F || c >= 0xFFFE; }
-bool isPlain(wchar_t c) { return (c >= 0x20) & (c < 0x7F) & (c != L'\\'); }
+template <class Char> bool isControl(Char c) { return valueOf(c) < 0x20 || c == 0x7F || valueOf(c) >= 0xFFFE; }
 
-// What spreadsheets take for the beginning of a formula, besides control characters.
-bool startsFormula(wchar_t c) { return c == L'=' || c == L'+' || c == L'-' || c == L'@'; }
-
-template <class Text> void appendEscape(Text& out, wchar_t c) {
+template <class Text, class Char> void appendEscape(Text& out, Char c) {
     constexpr char digits[] = "0123456789abcdef";
-    const auto unit = static_cast<unsigned>(c);
+    const auto unit = static_cast<unsigned>(valueOf(c));
     for (const char e : {'\\', 'u', digits[unit >> 12 & 15], digits[unit >> 8 & 15], digits[unit >> 4 & 15], digits[unit & 15]})
         out.push_back(e);
 }
 
-}  // namespace
+void append(fmt::memory_buffer& out, std::string_view bytes) { out.append(bytes.data(), bytes.data() + bytes.size()); }
 
-void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
-    out.push_back('"');
-    appendJsonCharacters(out, text);
-    out.push_back('"');
+void appendUtf8(fmt::memory_buffer& out, std::wstring_view text) { append(out, utf8::encode(text)); }
+void appendUtf8(fmt::memory_buffer& out, std::string_view text) {
+    for (const char c : text) {
+        const unsigned code = valueOf(c);
+        if (code >= 0x80) out.push_back(static_cast<char>(0xC0 | code >> 6));
+        out.push_back(static_cast<char>(code < 0x80 ? code : 0x80 | (code & 0x3F)));
+    }
 }
 
-void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text) {
-    for (const wchar_t c : text) {
-        if (c == L'"' || c == L'\\') out.push_back('\\');
-        if (c >= 0x20 && c < 0x7F) out.push_back(static_cast<char>(c));
+bool isLoneSurrogate(std::wstring_view text, std::size_t i) { return utf16::isLoneSurrogate(text, i); }
+bool isLoneSurrogate(std::string_view, std::size_t) { return false; }
+
+// --- Texts that are written as they are ------------------------------------------------------------------------------
+
+// A text is plain if it has only visible ASCII characters and spaces, but none of the special ones.
+template <char... special> bool isPlain(wchar_t c) { return (c >= 0x20) & (c < 0x7F) & (... & (c != wchar_t{special})); }
+
+// Appends a plain text. Appends nothing to another text, and returns false.
+template <char... special> bool appendPlain(fmt::memory_buffer& out, std::wstring_view text) {
+    unsigned others = 0;  // no early exit: this way the compiler looks at several characters at once
+    for (const wchar_t c : text) others |= static_cast<unsigned>(!isPlain<special...>(c));
+    if (others) return false;
+    const std::size_t from = out.size();
+    out.resize(from + text.size());
+    std::ranges::transform(text, out.begin() + from, [](wchar_t c) { return static_cast<char>(c); });
+    return true;
+}
+
+template <char... special> bool appendPlain(fmt::memory_buffer& out, std::string_view text) {
+    Appender to(out);
+    return cli::appendPlain<special...>(to, text);
+}
+
+// --- Forms -----------------------------------------------------------------------------------------------------------
+
+template <class Text> void appendAsJsonCharacters(fmt::memory_buffer& out, Text text) {
+    for (const auto c : text) {
+        if (c == '"' || c == '\\') out.push_back('\\');
+        if (valueOf(c) >= 0x20 && valueOf(c) < 0x7F) out.push_back(static_cast<char>(c));
         else appendEscape(out, c);
     }
 }
 
-std::string escaped(std::wstring_view text, bool harmless) {
-    std::string out;
+template <class Text> void appendAsJson(fmt::memory_buffer& out, Text text) {
+    out.push_back('"');
+    if (!appendPlain<'"', '\\'>(out, text)) appendAsJsonCharacters(out, text);
+    out.push_back('"');
+}
+
+template <class Text> void appendAsCell(fmt::memory_buffer& out, Text text, bool harmless) {
     const bool escapesFirst = harmless && !text.empty() && startsFormula(text.front());
-    unsigned others = escapesFirst;  // no early exit: this way the compiler looks at several characters at once
-    for (const wchar_t c : text) others |= static_cast<unsigned>(!isPlain(c));
-    if (!others) {
-        out.resize(text.size());
-        std::ranges::transform(text, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
-        return out;
-    }
+    if (!escapesFirst && appendPlain<'\\'>(out, text)) return;
     std::size_t from = 0;  // of what has not been written
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const wchar_t c = text[i];
-        const bool escapes = isControl(c) || utf16::isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
-        if (!escapes && c != L'\\') continue;
-        out += utf8::encode(text.substr(from, i - from));
+        const auto c = text[i];
+        const bool escapes = isControl(c) || isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
+        if (!escapes && c != '\\') continue;
+        appendUtf8(out, text.substr(from, i - from));
         if (escapes) appendEscape(out, c);
-        else out += "\\\\";
+        else append(out, "\\\\");
         from = i + 1;
     }
-    return out += utf8::encode(text.substr(from));
+    appendUtf8(out, text.substr(from));
+}
+
+template <class Text> void appendAsCsv(fmt::memory_buffer& out, Text text) {
+    if ((text.empty() || !startsFormula(text.front())) && appendPlain<'\\', ',', '"'>(out, text)) return;
+    fmt::memory_buffer cell;
+    appendAsCell(cell, text, true);
+    const std::string_view bytes(cell.data(), cell.size());
+    const bool isQuoted = bytes.find_first_of(",\"") != std::string_view::npos;
+    if (!isQuoted) return append(out, bytes);
+    out.push_back('"');
+    appendCsvCharacters(out, bytes);
+    out.push_back('"');
+}
+
+}  // namespace
+
+void appendJson(fmt::memory_buffer& out, std::wstring_view text) { appendAsJson(out, text); }
+void appendJson(fmt::memory_buffer& out, std::string_view text) { appendAsJson(out, text); }
+void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text) { appendAsJsonCharacters(out, text); }
+
+void appendEscaped(fmt::memory_buffer& out, std::wstring_view text, bool harmless) { appendAsCell(out, text, harmless); }
+void appendEscaped(fmt::memory_buffer& out, std::string_view text, bool harmless) { appendAsCell(out, text, harmless); }
+
+std::string escaped(std::wstring_view text, bool harmless) {
+    fmt::memory_buffer out;
+    appendAsCell(out, text, harmless);
+    return {out.data(), out.size()};
+}
+
+void appendCsv(fmt::memory_buffer& out, std::wstring_view text) { appendAsCsv(out, text); }
+void appendCsv(fmt::memory_buffer& out, std::string_view text) { appendAsCsv(out, text); }
+
+void appendCsvCharacters(fmt::memory_buffer& out, std::string_view cell) {
+    for (const char c : cell) {
+        if (c == '"') out.push_back('"');
+        out.push_back(c);
+    }
 }
 
 std::optional<wchar_t> hexUnit(std::string_view text) {

@@ -90,6 +90,8 @@ void Statement::bindZeros(int place, std::uint64_t size) {
     database.expect(sqlite3_bind_zeroblob64(statement, place, size), SQLITE_OK);
 }
 
+void Statement::bindNull(int place) { database.expect(sqlite3_bind_null(statement, place), SQLITE_OK); }
+
 bool Statement::step() {
     const int result = sqlite3_step(statement);
     if (result == SQLITE_ROW) return true;
@@ -97,8 +99,10 @@ bool Statement::step() {
     return false;
 }
 
+void Statement::rewind() { sqlite3_reset(statement); }
+
 void Statement::reset() {
-    sqlite3_reset(statement);
+    rewind();
     sqlite3_clear_bindings(statement);
 }
 

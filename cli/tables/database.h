@@ -54,16 +54,18 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// The text must stay until the next reset.
+    /// The text must stay until the value is replaced or removed.
     void bind(int place, std::string_view text);
     void bind(int place, long long number);
     void bind(int place, double number);
     void bindZeros(int place, std::uint64_t size);  ///< a blob, to be filled later
+    void bindNull(int place);
 
     /// Whether there is a row.
     bool step();
 
-    /// Ready for the next step, without values.
+    /// Ready for the next step: with the same values, or without.
+    void rewind();
     void reset();
     void close();
 

@@ -3,6 +3,7 @@
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
 #include "cli/io/usage.h"
+#include "cli/tables/appender.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
 #include "common/encoding.h"
@@ -20,6 +21,80 @@ namespace tramo::cli {
 
 namespace {
 
+// Writes the cells of a row, each after its comma.
+class Cells {
+public:
+    explicit Cells(Appender& to) : out(to) {}
+
+    void text(std::size_t column, std::wstring_view value) {
+        begin(column);
+        out.use([&](fmt::memory_buffer& to) { appendCsv(to, value); });
+    }
+    void text(std::size_t column, std::string_view value) {
+        begin(column);
+        appendCsv(out, value);
+    }
+    void ascii(std::size_t column, std::string_view value) {
+        begin(column);
+        out.addShort(value);
+    }
+    void number(std::size_t column, long long value) {
+        begin(column);
+        out.add(value);
+    }
+    void number(std::size_t column, double value) {
+        begin(column);
+        out.add(value);
+    }
+    void number(std::size_t column, auto value, std::string_view shortest) {
+        if (shortest.empty()) return number(column, value);
+        begin(column);
+        out.addShort(shortest);
+    }
+    void flag(std::size_t column, bool value) {
+        begin(column);
+        out.add(value ? '1' : '0');
+    }
+
+    /// Skips the cells before a column.
+    void begin(std::size_t column) {
+        char* to = out.room(column + 1 - begun);
+        for (; begun <= column; ++begun) *to++ = ',';
+        out.end(to);
+    }
+
+private:
+    Appender& out;
+    std::size_t begun = 0;  ///< columns with a comma
+};
+
+// Writes the beginning of a row and its cells.
+template <class WriteCells> void appendRow(const Table& table, long long line, Appender& out, WriteCells write) {
+    out.add(line);
+    out.add(',');
+    out.add(std::string_view(table.name));
+    Cells cells(out);
+    write(cells);
+    cells.begin(table.columns.size() - 1);
+}
+
+// Both forms of output describe a row as a line.
+bool describeLine(const TableRow& row, DescribedRows& to) {
+    if (row.longText || row.table->holdsKeys) return false;
+    to.begin(*row.table, row.line);
+    Appender out(to.text);
+    appendRow(*row.table, row.line, out, [&](Cells& cells) { writeCells(row, cells); });
+    out.add(std::string_view("\r\n"));
+    return true;
+}
+
+void describeLine(const PlainRow& row, DescribedRows& to) {
+    to.begin(row.table(), row.line());
+    Appender out(to.text);
+    appendRow(row.table(), row.line(), out, [&](Cells& cells) { row.write(cells); });
+    out.add(std::string_view("\r\n"));
+}
+
 class CsvFile {
 public:
     CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
@@ -30,19 +105,23 @@ public:
         file.print("\r\n");
     }
 
-    bool holds(const TableRow& row) const { return row.table == &table; }
+    bool isOf(const Table& other) const { return &table == &other; }
+
+    void put(std::string_view lines) {
+        file.text.append(lines.data(), lines.data() + lines.size());
+        file.settle();
+    }
 
     void put(const TableRow& row) {
-        file.print("{},{}", row.line, table.name);
-        for (const Cell& cell : row.cells) {
-            file.text.push_back(',');
-            std::visit([this](const auto& value) { append(value); }, cell);
+        {
+            Appender out(file.text);
+            appendRow(table, row.line, out, [&](Cells& cells) { writeCells(row, cells); });
         }
         if (row.longText) append(*row.longText);
         file.print("\r\n");
+        file.settle();
     }
 
-    void settle() { file.settle(); }
     void commit() { file.commit(); }
 
 private:
@@ -51,34 +130,14 @@ private:
         return mode;
     }
 
-    void append(std::monostate) {}
-    void append(bool flag) { file.text.push_back(flag ? '1' : '0'); }
-    void append(long long number) { file.print("{}", number); }
-    void append(double number) { file.print("{}", number); }
-    void append(const std::wstring& text) {
-        const std::string cell = escaped(text, true);
-        if (cell.find_first_of(",\"") == std::string::npos) {
-            file.text.append(cell.data(), cell.data() + cell.size());
-            return;
-        }
-        file.text.push_back('"');
-        appendQuoted(cell);
-        file.text.push_back('"');
-    }
     void append(const LongText& text) {
         bool isFirst = true;
         file.text.push_back('"');
         text.forEachPiece([&](std::wstring_view piece) {
-            appendQuoted(escaped(piece, std::exchange(isFirst, false)));
+            appendCsvCharacters(file.text, escaped(piece, std::exchange(isFirst, false)));
             file.settle();
         });
         file.text.push_back('"');
-    }
-    void appendQuoted(std::string_view cell) {
-        for (const char c : cell) {
-            if (c == '"') file.text.push_back('"');
-            file.text.push_back(c);
-        }
     }
 
     BufferedFile file;
@@ -93,13 +152,12 @@ public:
         mode.held = !options.oneKind;
     }
 
-    void put(const TableRow& row) override {
-        if (!file) file = std::make_unique<CsvFile>(path, mode, *row.table, bom);
-        if (!file->holds(row))
-            throw WrongUsage{fmt::format("line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only",
-                row.line, row.table->name)};
-        file->put(row);
-        file->settle();
+    bool describe(const TableRow& row, DescribedRows& to) const override { return describeLine(row, to); }
+    void describe(const PlainRow& row, DescribedRows& to) const override { describeLine(row, to); }
+
+    void put(const TableRow& row) override { fileFor(*row.table, row.line).put(row); }
+    void put(const DescribedRows& rows) override {
+        rows.forEachRun([&](const Table& table, long long line, std::string_view text) { fileFor(table, line).put(text); });
     }
 
     void finish(const Source&) override {
@@ -108,6 +166,14 @@ public:
     }
 
 private:
+    CsvFile& fileFor(const Table& table, long long line) {
+        if (!file) file = std::make_unique<CsvFile>(path, mode, table, bom);
+        if (!file->isOf(table))
+            throw WrongUsage{fmt::format(
+                "line {} is of a second kind, \"{}\": name a folder with -o, or one kind with --only", line, table.name)};
+        return *file;
+    }
+
     std::string path;
     OutFile::Mode mode;
     bool bom;
@@ -122,11 +188,12 @@ public:
         if (folder.target().kind() == Place::Kind::Folder) findOldTables();
     }
 
-    void put(const TableRow& row) override {
-        auto found = files.find(row.table);
-        if (found == files.end()) found = begin(*row.table);
-        found->second.put(row);
-        found->second.settle();
+    bool describe(const TableRow& row, DescribedRows& to) const override { return describeLine(row, to); }
+    void describe(const PlainRow& row, DescribedRows& to) const override { describeLine(row, to); }
+
+    void put(const TableRow& row) override { fileFor(*row.table).put(row); }
+    void put(const DescribedRows& rows) override {
+        rows.forEachRun([&](const Table& table, long long, std::string_view text) { fileFor(table).put(text); });
     }
 
     void finish(const Source&) override {
@@ -137,6 +204,11 @@ public:
     }
 
 private:
+    CsvFile& fileFor(const Table& table) {
+        const auto found = files.find(&table);
+        return found == files.end() ? begin(table)->second : found->second;
+    }
+
     static std::string fileOf(const Table& table) { return table.identifier + std::string(".csv"); }
 
     // An existing table is replaced in its place and keeps its permissions.

@@ -1,39 +1,88 @@
 // Rows as JSON lines. RapidJSON's writer refuses unpaired surrogates, which a field can hold.
 #include "cli/io/bufferedfile.h"
+#include "cli/tables/appender.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
+#include <map>
 
 namespace tramo::cli {
 
 namespace {
 
-void append(fmt::memory_buffer& to, std::string_view bytes) { to.append(bytes.data(), bytes.data() + bytes.size()); }
+// Writes the cells of a row as members of its object.
+class Members {
+public:
+    Members(const std::vector<PaddedText>& namesOfColumns, Appender& to) : names(namesOfColumns), out(to) {}
 
-void appendValue(fmt::memory_buffer&, std::monostate) {}
-void appendValue(fmt::memory_buffer& to, const std::wstring& text) { appendJson(to, text); }
-void appendValue(fmt::memory_buffer& to, bool flag) { append(to, flag ? "true" : "false"); }
-void appendValue(fmt::memory_buffer& to, long long number) { fmt::format_to(fmt::appender(to), "{}", number); }
-// The shortest that reads back the same; it is finite.
-void appendValue(fmt::memory_buffer& to, double number) { fmt::format_to(fmt::appender(to), "{}", number); }
+    void text(std::size_t column, std::wstring_view value) {
+        out.add(names[column]);
+        out.use([&](fmt::memory_buffer& to) { appendJson(to, value); });
+    }
+    void text(std::size_t column, std::string_view value) {
+        out.add(names[column]);
+        appendJson(out, value);
+    }
+    void ascii(std::size_t column, std::string_view value) {
+        out.add(names[column]);
+        out.add('"');
+        out.addShort(value);
+        out.add('"');
+    }
+    void number(std::size_t column, long long value) {
+        out.add(names[column]);
+        out.add(value);
+    }
+    // The shortest that reads back the same; it is finite.
+    void number(std::size_t column, double value) {
+        out.add(names[column]);
+        out.add(value);
+    }
+    void number(std::size_t column, auto value, std::string_view shortest) {
+        if (shortest.empty()) return number(column, value);
+        out.add(names[column]);
+        out.addShort(shortest);
+    }
+    void flag(std::size_t column, bool value) {
+        out.add(names[column]);
+        out.add(value ? "true" : "false");
+    }
+
+private:
+    const std::vector<PaddedText>& names;  ///< ,"name":
+    Appender& out;
+};
 
 class JsonlSink : public Sink {
 public:
-    JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {}
+    JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {
+        for (const Table& table : tables()) addShape(table);
+        addShape(findingTable());
+    }
 
-    bool describe(const TableRow& row, fmt::memory_buffer& to) const override {
+    bool describe(const TableRow& row, DescribedRows& to) const override {
         if (row.longText) return false;
-        begin(row, to);
-        append(to, "}\n");
+        Appender out(to.text);
+        begin(row, out);
+        out.add(std::string_view("}\n"));
         return true;
     }
 
-    void put(std::string_view described) override {
-        append(file.text, described);
+    void describe(const PlainRow& row, DescribedRows& to) const override {
+        Appender out(to.text);
+        row.write(Members(begin(row.table(), row.line(), out), out));
+        out.add(std::string_view("}\n"));
+    }
+
+    void put(const DescribedRows& rows) override {
+        file.text.append(rows.text.data(), rows.text.data() + rows.text.size());
         file.settle();
     }
 
     void put(const TableRow& row) override {
-        begin(row, file.text);
+        {
+            Appender out(file.text);
+            begin(row, out);
+        }
         if (row.longText) {
             file.print(R"(,"{}":")", row.table->columns.back().name);
             row.longText->forEachPiece([&](std::wstring_view piece) {
@@ -42,25 +91,36 @@ public:
             });
             file.text.push_back('"');
         }
-        append(file.text, "}\n");
+        file.print("}}\n");
         file.settle();
     }
 
     void finish(const Source&) override { file.commit(); }
 
 private:
-    static void begin(const TableRow& row, fmt::memory_buffer& to) {
-        fmt::format_to(fmt::appender(to), R"({{"line":{},"kind":"{}")", row.line, row.table->name);
-        for (std::size_t i = 0; i < row.cells.size(); ++i) {
-            if (std::holds_alternative<std::monostate>(row.cells[i])) continue;
-            append(to, R"(,")");
-            append(to, row.table->columns[i].name);
-            append(to, R"(":)");
-            std::visit([&](const auto& value) { appendValue(to, value); }, row.cells[i]);
-        }
+    struct Shape {
+        PaddedText kind;                ///< ,"kind":"meter subscriber"
+        std::vector<PaddedText> names;  ///< ,"meterSerialNumber":
+    };
+
+    void addShape(const Table& table) {
+        Shape shape{PaddedText(fmt::format(R"(,"kind":"{}")", table.name)), {}};
+        for (const Column& column : table.columns) shape.names.emplace_back(fmt::format(R"(,"{}":)", column.name));
+        shapes.emplace(&table, std::move(shape));
     }
 
+    // Returns the names of the row's columns.
+    const std::vector<PaddedText>& begin(const Table& table, long long line, Appender& out) const {
+        const Shape& shape = shapes.at(&table);
+        out.add(std::string_view(R"({"line":)"));
+        out.add(line);
+        out.add(shape.kind);
+        return shape.names;
+    }
+    void begin(const TableRow& row, Appender& out) const { writeCells(row, Members(begin(*row.table, row.line, out), out)); }
+
     BufferedFile file;
+    std::map<const Table*, Shape> shapes;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "cli/io/text.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/database.h"
+#include "cli/tables/rowbytes.h"
 #include "cli/tables/sink.h"
 #include <algorithm>
 #include <map>
@@ -135,6 +136,53 @@ std::string viewOfAnswers(const Table& meter) {
     return view.definition("answers");
 }
 
+/// Inserts rows into a table. A value that the next row has, too, is only replaced: removing all of them takes longer.
+class Insertion {
+public:
+    Insertion(Database& database, const Table& table, bool hasLine)
+        : statement(database, insertionInto(table, hasLine)), before(hasLine ? 1 : 0), rowOf(table.columns.size() + 2) {}
+
+    void line(long long number) { bind(1, number); }
+    void number(std::size_t column, auto value) { bind(placeOf(column), value); }
+    void flag(std::size_t column, bool value) { bind(placeOf(column), static_cast<long long>(value)); }
+
+    /// The texts must stay until the row is finished.
+    void text(std::size_t column, std::string_view escaped) { bind(placeOf(column), escaped); }
+
+    /// A blob of so many bytes, to be filled later.
+    void zeros(std::size_t column, std::uint64_t size) {
+        statement.bindZeros(placeOf(column), size);
+        note(placeOf(column));
+    }
+
+    void finish() {
+        for (const int place : previous)
+            if (rowOf[static_cast<std::size_t>(place)] != row) statement.bindNull(place);
+        statement.step();
+        statement.rewind();
+        previous.swap(bound);
+        bound.clear();
+        ++row;
+    }
+
+private:
+    int placeOf(std::size_t column) const { return static_cast<int>(column) + before + 1; }
+    void bind(int place, auto value) {
+        statement.bind(place, value);
+        note(place);
+    }
+    void note(int place) {
+        bound.push_back(place);
+        rowOf[static_cast<std::size_t>(place)] = row;
+    }
+
+    Statement statement;
+    int before;                        ///< places before the columns
+    std::uint64_t row = 1;             ///< counts
+    std::vector<std::uint64_t> rowOf;  ///< the last row that had a value at a place
+    std::vector<int> bound, previous;  ///< places with a value, of this row and of the row before
+};
+
 class SqliteSink : public Sink {
 public:
     SqliteSink(const std::string& path, OutFile::Mode mode)
@@ -146,15 +194,29 @@ public:
         create(fileTable(), "");
     }
 
+    bool describe(const TableRow& row, DescribedRows& to) const override { return describeAsBytes(row, to); }
+    void describe(const PlainRow& row, DescribedRows& to) const override { describeAsBytes(row, to); }
+
+    void put(const DescribedRows& rows) override {
+        rows.forEachRun([&](const Table& table, long long, std::string_view run) {
+            Insertion& insertion = insertions.at(&table);
+            forEachRow(run, [&](long long line, std::string_view cells) {
+                insertion.line(line);
+                writeCells(cells, insertion);
+                insertion.finish();
+            });
+        });
+    }
+
     void put(const TableRow& row) override {
-        Statement& insertion = insertions.at(row.table);
-        insertion.bind(1, row.line);
+        Insertion& insertion = insertions.at(row.table);
+        insertion.line(row.line);
         if (row.longText) putLong(insertion, row);
-        else insert(insertion, 2, row);
+        else insert(insertion, row);
     }
 
     void finish(const Source& source) override {
-        insert(insertions.at(&fileTable()), 1, rowOf(source));
+        insert(insertions.at(&fileTable()), rowOf(source));
         for (const Table& table : tables()) database.run(indexesOf(table).c_str());
         const Table& meter = *std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) != nullptr; });
         database.run(viewOfMeters(meter).c_str());
@@ -196,52 +258,55 @@ private:
 
     void create(const Table& table, const char* lineColumn) {
         database.run(definitionOf(table, lineColumn).c_str());
-        insertions.try_emplace(&table, database, insertionInto(table, *lineColumn != '\0'));
+        insertions.try_emplace(&table, database, table, *lineColumn != '\0');
     }
 
     // SQLite takes a text only as a whole, and copies it. A very long text becomes a blob of the same bytes, which is written
     // piece by piece.
-    void putLong(Statement& insertion, const TableRow& row) {
+    void putLong(Insertion& insertion, const TableRow& row) {
         constexpr std::uint64_t longestText = 8 << 20;
         std::uint64_t size = 0;
         row.longText->forEachPiece([&](std::wstring_view piece) { size += escaped(piece, false).size(); });
         if (size > database.longestValue())
             refuse(fmt::format("line {} would be a text of {} bytes, and a database holds up to {}; export it in another form",
                 row.line, size, database.longestValue()));
-        const auto last = static_cast<int>(row.cells.size()) + 1;
+        const std::size_t last = row.cells.size() - 1;
         if (size <= longestText) {
             std::string text;
             text.reserve(size);
             row.longText->forEachPiece([&](std::wstring_view piece) { text += escaped(piece, false); });
-            insertion.bind(last, text);
-            insert(insertion, 2, row);
+            insertion.text(last, text);
+            insert(insertion, row);
             return;
         }
-        insertion.bindZeros(last, size);
-        insert(insertion, 2, row);
+        insertion.zeros(last, size);
+        insert(insertion, row);
         BlobWriter blob(database, row.table->identifier, row.table->columns.back().name, row.line);
         row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
     }
 
-    void insert(Statement& insertion, int place, const TableRow& row) {
-        texts.clear();
-        texts.reserve(row.cells.size());
-        for (std::size_t i = 0; i < row.cells.size(); ++i, ++place) {
-            if (const auto* text = std::get_if<std::wstring>(&row.cells[i]))
-                insertion.bind(place, texts.emplace_back(escaped(*text, false)));
-            else if (const auto* number = std::get_if<long long>(&row.cells[i])) insertion.bind(place, *number);
-            else if (const auto* real = std::get_if<double>(&row.cells[i])) insertion.bind(place, *real);
-            else if (const auto* flag = std::get_if<bool>(&row.cells[i])) insertion.bind(place, static_cast<long long>(*flag));
+    // Binds the cells of a row and inserts it.
+    struct CellsOf {
+        Insertion& insertion;
+        std::vector<std::string> texts{};
+
+        void text(std::size_t column, std::wstring_view value) {
+            insertion.text(column, texts.emplace_back(escaped(value, false)));
         }
-        insertion.step();
-        insertion.reset();
+        void number(std::size_t column, auto value) { insertion.number(column, value); }
+        void flag(std::size_t column, bool value) { insertion.flag(column, value); }
+    };
+    static void insert(Insertion& insertion, const TableRow& row) {
+        CellsOf cells{insertion};
+        cells.texts.reserve(row.cells.size());
+        writeCells(row, cells);
+        insertion.finish();
     }
 
     std::string name;
     OutFile file;
     Database database;
-    std::map<const Table*, Statement> insertions;
-    std::vector<std::string> texts;  ///< of the row that is being inserted
+    std::map<const Table*, Insertion> insertions;
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 // here, not by libxlsxwriter, which does not report a full disk while it writes its temporary files.
 #include "cli/io/text.h"
 #include "cli/tables/celltext.h"
+#include "cli/tables/rowbytes.h"
 #include "cli/tables/sink.h"
 #include "cli/tables/zipwriter.h"
 #include <algorithm>
@@ -88,21 +89,21 @@ std::string_view firstPiece(std::string_view text) {
 
 // --- Dates -----------------------------------------------------------------------------------------------------------
 
-int digits(std::wstring_view text, std::size_t at, std::size_t count) {
+int digits(std::string_view text, std::size_t at, std::size_t count) {
     int value = 0;
-    for (const wchar_t c : text.substr(at, count)) value = value * 10 + (c - L'0');
+    for (const char c : text.substr(at, count)) value = value * 10 + (c - '0');
     return value;
 }
 
-bool isYear(std::wstring_view text) {
-    return text.size() == 4 && text[0] != L'0' && std::ranges::all_of(text, [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+bool isYear(std::string_view text) {
+    return text.size() == 4 && text[0] != '0' && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
 // A date as spreadsheets store it: days since the end of 1899. (Programs agree on them from March 1900 on; fields have no
 // dates before 1901.) A time that its date does not express exactly remains a text.
-std::optional<double> serialOf(FieldKind kind, std::wstring_view text) {
+std::optional<double> serialOf(FieldKind kind, std::string_view text) {
     namespace chrono = std::chrono;
-    if (text.size() != (kind == FieldKind::Date ? 10u : 16u) || text[4] != L'-') return std::nullopt;
+    if (text.size() != (kind == FieldKind::Date ? 10u : 16u) || text[4] != '-') return std::nullopt;
     const chrono::year_month_day day{chrono::year(digits(text, 0, 4)), chrono::month(static_cast<unsigned>(digits(text, 5, 2))),
         chrono::day(static_cast<unsigned>(digits(text, 8, 2)))};
     const auto days = chrono::sys_days(day) - chrono::sys_days(chrono::year(1899) / 12 / 30);
@@ -259,17 +260,17 @@ public:
 
     void put(const TableRow& row) {
         Sheet* sheet = &beginRow(row.line);
-        for (std::size_t i = 0; i < row.cells.size(); ++i) putCell(*sheet, numbersLines + i, row.cells[i], table.columns[i]);
+        writeCells(row, CellsOf{*this, *sheet});
         if (row.longText) sheet = &putLong(*sheet, row);
-        sheet->endRow();
-        // A text that is too long for its cell continues below.
-        while (!unfinished.empty()) {
-            sheet = &beginRow(row.line);
-            std::vector<Rest> now;
-            now.swap(unfinished);
-            for (Rest& rest : now) putPiece(*sheet, std::move(rest));
-            sheet->endRow();
-        }
+        endRow(*sheet, row.line);
+    }
+
+    /// Does the same for cells as bytes.
+    void put(long long line, std::string_view cells) {
+        Sheet& sheet = beginRow(line);
+        CellsOf writer{*this, sheet};
+        writeCells(cells, writer);
+        endRow(sheet, line);
     }
 
     void end() {
@@ -295,27 +296,51 @@ private:
         return sheet;
     }
 
-    void putCell(Sheet& sheet, std::size_t place, const Cell& cell, const Column& column) {
-        if (const auto* text = std::get_if<std::wstring>(&cell)) putText(sheet, place, *text, column.field);
-        else if (const auto* flag = std::get_if<bool>(&cell)) sheet.putFlag(place, *flag);
-        else if (const auto* integer = std::get_if<long long>(&cell)) {
-            if (*integer >= -largestInteger && *integer <= largestInteger) sheet.putNumber(place, *integer);
-            else sheet.putText(place, std::to_string(*integer));
-        } else if (const auto* real = std::get_if<double>(&cell)) {
-            if (std::fabs(*real) <= largestReal) sheet.putNumber(place, *real);
-            else sheet.putText(place, fmt::format("{}", *real));
-        }
+    struct CellsOf {
+        Sheets& sheets;
+        Sheet& sheet;
+
+        void text(std::size_t column, std::wstring_view value) { text(column, escaped(value, false)); }
+        void text(std::size_t column, std::string_view escaped) { sheets.putText(sheet, column, escaped); }
+        void number(std::size_t column, auto value) { sheets.putNumber(sheet, column, value); }
+        void flag(std::size_t column, bool value) { sheet.putFlag(sheets.placeOf(column), value); }
+    };
+
+    std::size_t placeOf(std::size_t column) const { return numbersLines + column; }
+
+    void putNumber(Sheet& sheet, std::size_t column, long long value) {
+        if (value >= -largestInteger && value <= largestInteger) sheet.putNumber(placeOf(column), value);
+        else sheet.putText(placeOf(column), std::to_string(value));
+    }
+    void putNumber(Sheet& sheet, std::size_t column, double value) {
+        if (std::fabs(value) <= largestReal) sheet.putNumber(placeOf(column), value);
+        else sheet.putText(placeOf(column), fmt::format("{}", value));
     }
 
-    void putText(Sheet& sheet, std::size_t place, const std::wstring& text, const Field* field) {
+    void putText(Sheet& sheet, std::size_t column, std::string_view text) {
+        const Field* const field = table.columns[column].field;
         const FieldKind kind = field ? field->kind : FieldKind::Text;
         if (kind == FieldKind::Date || kind == FieldKind::DateTime) {
             if (const std::optional<double> serial = serialOf(kind, text))
-                return sheet.putNumber(place, *serial, kind == FieldKind::Date ? Date : DateTime);
+                return sheet.putNumber(placeOf(column), *serial, kind == FieldKind::Date ? Date : DateTime);
         } else if (kind == FieldKind::Year && isYear(text)) {
-            return sheet.putNumber(place, digits(text, 0, 4));
+            return sheet.putNumber(placeOf(column), digits(text, 0, 4));
         }
-        putPiece(sheet, {place, escaped(text, false)});
+        const std::string_view piece = firstPiece(text);
+        sheet.putText(placeOf(column), piece);
+        if (piece.size() < text.size()) unfinished.push_back({placeOf(column), std::string(text), piece.size()});
+    }
+
+    // A text that is too long for its cell continues below.
+    void endRow(Sheet& first, long long line) {
+        first.endRow();
+        while (!unfinished.empty()) {
+            Sheet& sheet = beginRow(line);
+            std::vector<Rest> now;
+            now.swap(unfinished);
+            for (Rest& rest : now) putPiece(sheet, std::move(rest));
+            sheet.endRow();
+        }
     }
 
     // The same for a text that is not in memory as a whole. Leaves its last row open.
@@ -356,6 +381,16 @@ public:
     XlsxSink(const std::string& path, OutFile::Mode mode) : archive(path, mode) {
         for (const Table& table : tables()) places.emplace(&table, &all.emplace_back(table, true));
         places.emplace(&findingTable(), &all.emplace_back(findingTable(), true));
+    }
+
+    bool describe(const TableRow& row, DescribedRows& to) const override { return describeAsBytes(row, to); }
+    void describe(const PlainRow& row, DescribedRows& to) const override { describeAsBytes(row, to); }
+
+    void put(const DescribedRows& rows) override {
+        rows.forEachRun([&](const Table& table, long long, std::string_view run) {
+            Sheets& sheets = *places.at(&table);
+            forEachRow(run, [&](long long line, std::string_view cells) { sheets.put(line, cells); });
+        });
     }
 
     void put(const TableRow& row) override { places.at(row.table)->put(row); }

@@ -73,7 +73,7 @@ bool isSame(const FieldValue& a, const FieldValue& b) {
     return a == b;
 }
 
-Cell cellOf(double value) {
+Cell realCell(double value) {
     if (std::isfinite(value) && !isSame(value, -0.0)) return value;
     return std::ranges::find_if(namedNumbers, [&](const NamedNumber& named) { return isSame(named.value, value); })->name;
 }
@@ -87,21 +87,6 @@ std::wstring dateOf(const Field& field, long long seconds) {
     std::wstring text = textOf(field, seconds);
     if (timeOf(field.kind, text) != seconds) text = std::to_wstring(seconds).append(secondsSuffix);
     return text;
-}
-
-Cell cellOf(const Field& field, FieldValue value) {
-    switch (field.kind) {
-    case FieldKind::Text: return std::get<std::wstring>(std::move(value));
-    case FieldKind::Integer: return std::get<long long>(value);
-    case FieldKind::Decimal: return cellOf(std::get<double>(value));
-    case FieldKind::Flag: return std::get<bool>(value);
-    case FieldKind::Code:
-    case FieldKind::AlarmFlags: return textOf(field, value);
-    case FieldKind::Date:
-    case FieldKind::DateTime:
-    case FieldKind::Year: break;
-    }
-    return dateOf(field, std::get<long long>(value));
 }
 
 // --- From cells to values --------------------------------------------------------------------------------------------
@@ -401,11 +386,6 @@ TableRow keyRow(const Line& line, Keys keys) {
     return row;
 }
 
-const Table& tableOfKind(const RecordKind& kind) {
-    const auto& kinds = allKinds();
-    return tables()[static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin())];
-}
-
 }  // namespace
 
 const std::vector<Table>& tables() {
@@ -418,9 +398,34 @@ const Table& keyTable() { return tables()[tables().size() - 2]; }
 
 std::optional<long long> wholeNumber(std::wstring_view text) { return parsed<long long>(withoutZeroDecimals(text)); }
 
+const Table& tableOfKind(const RecordKind& kind) {
+    const auto& kinds = allKinds();
+    return tables()[static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin())];
+}
+
 const Table* tableNamed(std::string_view name) {
     const auto found = std::ranges::find(tables(), name, &Table::name);
     return found == tables().end() ? nullptr : &*found;
+}
+
+Cell cellOf(const Field& field, FieldValue value) {
+    switch (field.kind) {
+    case FieldKind::Text: return std::get<std::wstring>(std::move(value));
+    case FieldKind::Integer: return std::get<long long>(value);
+    case FieldKind::Decimal: return realCell(std::get<double>(value));
+    case FieldKind::Flag: return std::get<bool>(value);
+    case FieldKind::Code:
+    case FieldKind::AlarmFlags: return textOf(field, value);
+    case FieldKind::Date:
+    case FieldKind::DateTime:
+    case FieldKind::Year: break;
+    }
+    return dateOf(field, std::get<long long>(value));
+}
+
+bool holdsMore(const LineModel& model, std::wstring_view line) {
+    const auto isMissing = [&](const IgnoredText& text) { return !isKept(text, model.kind()); };
+    return std::ranges::any_of(ignoredTexts(model, line), isMissing);
 }
 
 TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys) {

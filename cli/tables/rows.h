@@ -40,6 +40,7 @@ struct Table {
 
 /// The kinds of fixed columns, key lines, and texts. Live as long as the program.
 const std::vector<Table>& tables();
+const Table& tableOfKind(const RecordKind& kind);
 const Table* tableNamed(std::string_view name);
 const Table& keyTable();
 const Table& textTable();
@@ -70,6 +71,12 @@ enum class Keys { Masked, Shown };
 
 /// The row of a line. `model`: of the line, nullptr when it has none. It is written from, and otherwise left as it is.
 TableRow rowOf(const Line& line, std::optional<LineKind> kind, LineModel* model, Keys keys);
+
+/// Returns whether the line that a model has parsed holds text that no value comes from, and that no other field has as text.
+bool holdsMore(const LineModel& model, std::wstring_view line);
+
+/// Returns the cell of a value that the field has.
+Cell cellOf(const Field& field, FieldValue value);
 
 /// The integer that a text represents, also as a decimal without a fraction: "6054", "6054.0".
 std::optional<long long> wholeNumber(std::wstring_view text);

@@ -1,9 +1,9 @@
 // What an export writes to: a class for each form.
 #pragma once
 #include "cli/io/outfile.h"
-#include "cli/tables/rows.h"
+#include "cli/tables/describedrows.h"
+#include "cli/tables/plainrow.h"
 #include <cstdint>
-#include <fmt/format.h>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,10 +30,14 @@ public:
     /// Writes a row of `tables()`, or a finding if the form has a place for them.
     virtual void put(const TableRow& row) = 0;
 
-    /// The same in two steps, in forms that allow it: `describe` appends the row to a text, on any thread, and `put` writes
-    /// such texts in the order of the rows. Returns false in other forms.
-    virtual bool describe(const TableRow&, fmt::memory_buffer&) const { return false; }
-    virtual void put(std::string_view) {}
+    /// Does the same in two steps: `describe` appends a row to others, on any thread, and `put` writes them in the order of the
+    /// rows. Returns false if a row can only be put as it is.
+    virtual bool describe(const TableRow& row, DescribedRows& to) const = 0;
+    virtual void put(const DescribedRows& rows) = 0;
+
+    /// Describes the row of a plain record, with the same result as for the row that rowOf() makes of it.
+    virtual void describe(const PlainRow& row, DescribedRows& to) const = 0;
+
     virtual void finish(const Source& source) = 0;
 };
 
