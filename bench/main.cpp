@@ -41,6 +41,7 @@ bool showSpeed(const Options& options) {
     addColumns(rows, options);
     addCodecs(rows);
     addPrograms(rows, options);
+    addExports(rows, options);
     return measure(rows, options);
 }
 

@@ -49,6 +49,7 @@ void addStreams(std::vector<Row>& rows, const Options& options);
 void addColumns(std::vector<Row>& rows, const Options& options);
 void addCodecs(std::vector<Row>& rows);
 void addPrograms(std::vector<Row>& rows, const Options& options);
+void addExports(std::vector<Row>& rows, const Options& options);
 
 /// Print how time grows with the input, and how much memory a large file needs. Return whether the goals are met.
 bool showGrowth(const Options& options);

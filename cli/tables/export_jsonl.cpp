@@ -3,7 +3,7 @@
 #include "cli/tables/appender.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
-#include <map>
+#include <unordered_map>
 
 namespace tramo::cli {
 
@@ -120,7 +120,7 @@ private:
     void begin(const TableRow& row, Appender& out) const { writeCells(row, Members(begin(*row.table, row.line, out), out)); }
 
     BufferedFile file;
-    std::map<const Table*, Shape> shapes;
+    std::unordered_map<const Table*, Shape> shapes;
 };
 
 }  // namespace

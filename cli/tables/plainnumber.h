@@ -1,4 +1,4 @@
-// Numbers of up to sixteen characters: spaces, then digits, perhaps with one decimal point.
+// Numbers of up to sixteen characters: spaces, a minus sign or none, then digits, perhaps with one decimal point.
 #pragma once
 #include <algorithm>
 #include <bit>
@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#if defined(__SSE2__) || defined(_M_X64)
+#define TRAMO_SSE2
+#include <emmintrin.h>
+#endif
 
 namespace tramo::cli {
 
@@ -13,9 +17,9 @@ class PlainNumber {
 public:
     static constexpr std::size_t mostCharacters = 16;
 
-    /// Looks at the characters of the line from `first` on, up to mostCharacters. The last one is not a space.
-    PlainNumber(std::string_view line, std::size_t first, std::size_t size) : text(line.substr(first, size)) {
-        if (first + size >= mostCharacters) {
+    /// Looks at the characters of the line from `place` on, up to mostCharacters. The last one is not a space.
+    PlainNumber(std::string_view line, std::size_t place, std::size_t size) : text(line.substr(place, size)) {
+        if (place + size >= mostCharacters) {
             look(text.data() + size - mostCharacters);
         } else {
             char sixteen[mostCharacters] = {};
@@ -26,41 +30,53 @@ public:
         digits >>= before;
         points >>= before;
         spaces >>= before;
+        number = digits | points;
+        first = static_cast<std::size_t>(std::countr_zero(number));
+        isNegative = first > 0 && number != 0 && text[first - 1] == '-';
     }
 
     bool isInteger() const { return points == 0 && isDecimal(); }
     bool isDecimal() const {
-        const unsigned all = digits | points;
-        return digits != 0 && (all | spaces) == (1U << text.size()) - 1 && (points & (points - 1)) == 0 && spaces < lowest(all);
+        if (digits == 0 || (points & (points - 1)) != 0) return false;
+        const unsigned before = (1U << first) - 1, sign = isNegative ? 1U << (first - 1) : 0;
+        return (number | before) == (1U << text.size()) - 1 && ((spaces & before) | sign) == before;
     }
 
     /// Returns how many digits a decimal has.
-    std::size_t countDigits() const { return text.size() - begin() - (points != 0); }
+    std::size_t countDigits() const { return text.size() - first - (points != 0); }
 
-    /// Returns an integer without leading zeros.
-    std::string_view shortestInteger() const { return text.substr(std::min(firstNonZero(), text.size() - 1)); }
-
-    /// Returns a decimal without superfluous zeros; empty if it has no digit before its point.
+    /// Return the number without superfluous zeros; empty if that is not a part of its text.
+    std::string_view shortestInteger() const { return withoutZerosBefore(text.size(), text.size()); }
     std::string_view shortestDecimal() const {
         const std::size_t point = points ? static_cast<std::size_t>(std::countr_zero(points)) : text.size();
-        if (point == begin()) return {};
         std::size_t end = text.size();
         if (points) {
             while (text[end - 1] == '0') --end;
             end -= end - 1 == point;
         }
-        return text.substr(0, end).substr(std::min(firstNonZero(), point - 1));
+        return withoutZerosBefore(point, end);
     }
 
 private:
-    static unsigned lowest(unsigned bits) { return bits & (0 - bits); }
-    std::size_t begin() const { return static_cast<std::size_t>(std::countr_zero(digits | points)); }
-    std::size_t firstNonZero() const {
-        std::size_t first = begin();
-        while (first < text.size() && text[first] == '0') ++first;
-        return first;
+    std::string_view withoutZerosBefore(std::size_t point, std::size_t end) const {
+        std::size_t begin = first;
+        while (begin + 1 < point && text[begin] == '0') ++begin;
+        if (begin == point) return {};  // no digit before the point
+        if (!isNegative) return text.substr(begin, end - begin);
+        const bool isZero = text[begin] == '0' && end <= point;
+        return begin > first || isZero ? std::string_view{} : text.substr(first - 1, end - first + 1);
     }
 
+#ifdef TRAMO_SSE2
+    void look(const char* sixteen) {
+        const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sixteen));
+        const __m128i values = _mm_sub_epi8(all, _mm_set1_epi8('0'));
+        const auto bitsOf = [](__m128i bytes) { return static_cast<unsigned>(_mm_movemask_epi8(bytes)); };
+        digits = bitsOf(_mm_cmpeq_epi8(_mm_min_epu8(values, _mm_set1_epi8(9)), values));
+        points = bitsOf(_mm_cmpeq_epi8(all, _mm_set1_epi8('.')));
+        spaces = bitsOf(_mm_cmpeq_epi8(all, _mm_set1_epi8(' ')));
+    }
+#else
     void look(const char* sixteen) {
         const std::uint64_t low = load(sixteen), high = load(sixteen + 8);
         digits = bitsOf(areDigits(low)) | bitsOf(areDigits(high)) << 8;
@@ -92,9 +108,12 @@ private:
     static unsigned bitsOf(std::uint64_t highestBits) {
         return static_cast<unsigned>((highestBits >> 7) * 0x0102040810204080 >> 56);
     }
+#endif
 
     std::string_view text;
-    unsigned digits = 0, points = 0, spaces = 0;  ///< one bit for each character of the text, the first one lowest
+    unsigned digits = 0, points = 0, spaces = 0, number = 0;  ///< one bit for each character of the text, the first one lowest
+    std::size_t first = 0;                                    ///< of the digits and the point
+    bool isNegative = false;
 };
 
 }  // namespace tramo::cli

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <tramostream/stringconverter.h>
@@ -54,10 +55,27 @@ bool isExact(std::string_view digits, long long instant) {
     return midnight != noTime && midnight + minutes * 60 == instant;
 }
 
+// Returns the instant of a year, if it is read as that year.
+long long findYear(std::string_view digits) {
+    std::wstring year(digits.begin(), digits.end());
+    long32 instant{};
+    StrConv::toYear(year, instant);
+    std::array<wchar_t, 4> back{};
+    StrConv::fromDate(instant, back.data(), StrConv::YEARFORMAT);
+    return std::wstring_view(back.data(), back.size()) == year ? instant : noTime;
+}
+
 bool isExactYear(std::string_view digits, long long instant) {
-    char newYear[] = {'0', '0', '0', '0', '0', '1', '0', '1'};
-    std::memcpy(newYear, digits.data(), 4);
-    return midnightOf(newYear) == instant;
+    struct Year {
+        std::uint32_t digits = 0;
+        long long instant = noTime;
+    };
+    thread_local std::array<Year, 256> years;
+    std::uint32_t key = 0;
+    std::memcpy(&key, digits.data(), sizeof key);
+    Year& year = years[key * 0x9E3779B1 >> 24];
+    if (year.digits != key) year = {key, findYear(digits)};
+    return year.instant == instant;
 }
 
 // Returns whether the text is how the format writes these alarm flags: the lower eight first.
@@ -190,7 +208,7 @@ ExportedText textOf(const PlainColumn& column, const DecodedValue& value, std::s
         if (text.empty() || text.size() > PlainNumber::mostCharacters) return {{}, false};
         const PlainNumber number(line, value.first, value.size);
         if (!number.isDecimal() || number.countDigits() > alwaysKept) return {{}, false};
-        const bool hasExponent = value.real < 1e-4 && value.real > 0;
+        const bool hasExponent = std::abs(value.real) < 1e-4 && value.real != 0;
         return {hasExponent ? std::string_view{} : number.shortestDecimal(), true};
     }
     case FieldKind::Date:
