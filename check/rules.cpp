@@ -42,6 +42,11 @@ std::vector<Rule> makeRules() {
     add(TE::WrongLineType, "A line is of another record kind than expected", error);
     all.push_back({"KeyLineDuplicate", 0, "Two key lines are about one module.", warning});
     all.push_back({"KeyNotHexadecimal", 0, "A key is not 32 hexadecimal digits.", warning});
+    all.push_back({"LineWithoutMeter", 0, "A line belongs to a meter that its round does not have.", warning});
+    all.push_back({"AreaIncomplete", 0, "A round line defines only some properties of an area.", warning});
+    all.push_back({"AreaOutside", 0, "An area begins or ends outside of its text.", warning});
+    all.push_back({"AreaOverlap", 0, "Two areas share characters of their text.", warning});
+    all.push_back({"PageUndefined", 0, "An enquiry result line refers to a page that its round does not define.", warning});
     return all;
 }
 

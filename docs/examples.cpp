@@ -486,6 +486,83 @@ void arrow() {
     //! [arrowStream]
 }
 
+void roundFile() {
+    //! [RoundFile]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    for (const tramo::Round& round : file.rounds())
+        std::wcout << round.code().c_str() << L": " << round.read() << L" of " << round.meters().size() << L" meters read\n";
+    //> T0412: 54 of 60 meters read
+
+    for (const tramo::Orphan& orphan : file.orphans())  // this file has none
+        std::wcout << L"line " << orphan.line->number() << L": " << orphan.reason.c_str() << L'\n';
+    std::wcout << file.lines().size() << L" lines, " << file.findings().size() << L" findings\n";
+    //> 172 lines, 0 findings
+    //! [RoundFile]
+}
+
+void round() {
+    //! [Round]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    const tramo::Round& round = file.rounds().front();
+    for (const tramo::Area& area : round.areas())
+        if (area.of == tramo::Area::Meter)
+            std::wcout << area.label.c_str() << L": " << area.length << L" characters from " << area.position << L'\n';
+    //> Emplacement: 30 characters from 0
+    //> Calibre: 4 characters from 30
+    //> Marque: 16 characters from 34
+
+    const tramo::AreaDefinition& first = tramo::areaDefinitions().front();
+    std::wcout << first.label->name.c_str() << L" is the label of a part of " << first.text->name.c_str() << L'\n';
+    //> subscriberInformationLabelArea1 is the label of a part of subscriberInformation
+
+    const tramo::Meter* meter = round.meter("C12AB0100000");
+    if (meter) std::wcout << meter->area("Emplacement").value_or("?").c_str() << L'\n';
+    //> GARAGE
+    //! [Round]
+}
+
+void meter() {
+    //! [Meter]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    const tramo::Meter& meter = file.rounds().front().meters().front();
+    if (const std::optional<tramo::Reading> reading = meter.reading()) {
+        const tramo::Origin& at = reading->origin;
+        std::wcout << *reading->index << L", " << *meter.difference() << L" more than before (line " << at.line << L", column "
+                   << at.column << L")\n";
+    }
+    //> 6054, 56 more than before (line 4, column 426)
+
+    for (const tramo::AreaText& text : meter.areas())
+        if (text.area && text.area->label == "Calibre") std::wcout << text.text.c_str() << L'\n';
+    //> 015
+
+    const std::vector<tramo::HistoryItem> history = meter.history();
+    const std::vector<tramo::ModuleReading> series = meter.moduleReadings();
+    std::wcout << history.size() << L" earlier readings, " << series.size() << L" of the radio module\n";
+    //> 3 earlier readings, 9 of the radio module
+
+    for (const tramo::Alarm& alarm : meter.alarms())
+        if (!alarm.isPrevious) std::wcout << L"line " << alarm.origin.line << L": " << std::string(alarm.name).c_str() << L'\n';
+    //> line 5: LeakPastOrCurrent
+    //> line 5: LeakCurrent
+    //> line 6: leak
+
+    if (const std::optional<tramo::Place> place = meter.place())
+        std::wcout << place->latitude << L' ' << place->longitude << L'\n';
+    //> 48.4999 -1.60015
+
+    for (const tramo::Meter& other : file.rounds().front().meters()) {
+        for (const tramo::MeterChange& change : other.changes())
+            std::wcout << change.oldSerial.c_str() << L" -> " << change.newSerial.c_str() << L'\n';
+        for (const tramo::Answer& answer : other.answers())
+            if (answer.result == "21") std::wcout << answer.question.c_str() << L": " << answer.result.c_str() << L'\n';
+        if (!other.changes().empty()) break;  // the first one is enough here
+    }
+    //> Pression: 21
+    //> C19AB0100259 -> N24000500007
+    //! [Meter]
+}
+
 void names() {
     //! [typename_hash]
     std::wcout << typename_hash<tramo::AnyRecord>::gen_value().c_str() << L'\n';
@@ -642,6 +719,9 @@ int main() {
     run(L"decode", decoding);
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
+    run(L"RoundFile", roundFile);
+    run(L"Round", round);
+    run(L"Meter", meter);
     run(L"typename_hash", names);
     run(L"log", logFile);
     run(L"oFileStream", outputStream);

@@ -57,6 +57,7 @@ class LineView;
 class Line;
 struct DecodedValue;
 struct KindFields;
+class RoundFile;
 
 /// One field of one line. Small, to be passed by value. Valid as long as its line.
 ///
@@ -117,6 +118,9 @@ public:
 
     LineFault fault() const { return problem; }
 
+    /// The kind of most lines at the beginning of its file; see KindCensus.
+    std::optional<LineKind> prevailingKind() const { return prevailing; }
+
     /// @name Fields
     /// Names are those of the accessors: "meterReadingIndex". If the kind of the line does not have the name,
     /// std::invalid_argument is thrown, which names the kind and the closest name. Without a kind, every field is absent. A
@@ -152,6 +156,7 @@ public:
 
 protected:
     friend class Reader;
+    friend class RoundFile;
     friend class FieldView;
     LineView() = default;
 

@@ -11,6 +11,7 @@
 ///   ParameterTramoModel and AMRKeyTramoModel for the lines of other files.
 /// - **Fields as data**: tramo::RecordKind, tramo::Field, tramo::get and tramo::set, for programs that name no accessor.
 ///   TE::FieldError reports an error in a field.
+/// - **Rounds**: tramo::RoundFile holds a file as people see it: rounds of meters with their readings, alarms and answers.
 /// - **Many lines**: tramo::decode reads the values of a line from its bytes, without a model. tramo::Columns holds the records
 ///   of a kind as columns in the layout of Apache Arrow, and tramo::arrowStream hands a file to programs that read Arrow.
 ///   tramo::isSurelyNormalized finds lines that a model would write unchanged.
@@ -51,6 +52,7 @@
 #include "ofilestream.h"
 #include "parametertramomodel.h"
 #include "recordinformationtramomodel.h"
+#include "round.h"
 #include "roundtramomodel.h"
 #include "stringconverter.h"
 #include "stringutils.h"
