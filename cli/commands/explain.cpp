@@ -30,6 +30,7 @@ Examples:
                                                  that has it
   tramo explain AMR                              all fields of a kind
   tramo explain                                  all kinds and all errors
+  tramo explain --format json                    the whole format as data
 
 Usage: tramo explain [OPTION]... [WHAT]...
 
@@ -41,6 +42,8 @@ A KIND is a letter, a name ("meter subscriber", "meter-subscriber", "tag",
 reports some fields at the column of another field; then both are shown.
 
 Options:
+  --format WHAT    text, json (one document: all kinds with their fields, the
+                   areas of a round, all errors and all rules)
   --markdown       prints the reference page of the whole format, in Markdown
   --color WHEN     auto (on a terminal, unless NO_COLOR is set), always, never
   -h, --help       show this page
@@ -163,16 +166,21 @@ void explainWord(std::string_view word, Explainer& explainer) {
 int run(std::vector<std::string> arguments) {
     Output out;
     bool markdown = false;
-    std::string colour = "auto";
+    std::string colour = "auto", format = "text";
     Arguments given;
     given.flag("--markdown", markdown);
+    given.option("--format", format);
     given.option("--color,--colour", colour);
     const std::vector<std::string> words = given.parse(std::move(arguments));
+    const bool json = chosen<bool>("--format", format, {{"text", false}, {"json", true}});
+    if (json && markdown) throw WrongUsage{"--format json and --markdown exclude each other"};
     if (markdown && !words.empty()) throw WrongUsage{"--markdown describes the whole format; it takes no argument"};
+    if (json && !words.empty()) throw WrongUsage{"--format json describes the whole format; it takes no argument"};
 
     Explainer explainer(out, wantsColour(colourChoice(colour), stdout));
     try {
-        if (markdown) printReference(out);
+        if (json) printFormat(out);
+        else if (markdown) printReference(out);
         else if (words.empty()) explainer.overview();
         for (const std::string& word : words) {
             explainer.gap();

@@ -47,4 +47,7 @@ private:
     bool anything = false;
 };
 
+/// Prints the whole format as one JSON document.
+void printFormat(Output& out);
+
 }  // namespace tramo::cli

@@ -1,4 +1,5 @@
 """tramo explain: kinds, fields and errors of the format; the reference page."""
+import json
 import os
 import re
 import subprocess
@@ -37,6 +38,67 @@ class Overview(ExplainTest):
         for kind in KINDS:
             self.assertRegex(out, rf"(?m)^  \S  {kind} ")
         self.assertEqual({int(code, 16) for code in re.findall(r"^  (0x\w{3})  [A-Z]", out, re.M)}, CODES)
+
+
+class Json(ExplainTest):
+    """The whole format as data, against the pages for people."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        done = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, check=True)
+        cls.format = json.loads(done.stdout)
+
+    def test_has_every_kind_with_the_fields_of_its_page(self):
+        self.assertEqual([kind["kind"] for kind in self.format["kinds"]], list(KINDS))
+        for kind in self.format["kinds"][:-1]:
+            page = self.explain(kind["kind"])
+            self.assertIn(kind["model"], page)
+            rows = re.findall(r"^ +(-|\d+(?:-\d+)?)  (\w+)  +(\S.*)$", page, re.M)
+            self.assertEqual([name for _, name, _ in rows if name != "field"], [field["field"] for field in kind["fields"]])
+            for (columns, name, rest), field in zip(rows, kind["fields"], strict=True):
+                first = field.get("column")
+                last = first and first + field["width"] - 1
+                shown = "-" if first is None else str(first) if last == first else f"{first}-{last}"
+                self.assertEqual(columns, shown, name)
+                if first is not None:
+                    self.assertTrue(rest.endswith(field["written"]), (name, rest, field["written"]))
+
+    def test_has_the_errors_that_fields_report(self):
+        subscriber = self.format["kinds"][1]
+        field = next(field for field in subscriber["fields"] if field["field"] == "meterHistory3ReadingDate")
+        self.assertEqual(field["errors"], [
+            {"code": 0x1B, "name": "ParseDate", "reportedColumn": 194, "when": "its text is invalid"},
+            {"code": 0x115, "name": "BuildDate", "reportedColumn": 195, "when": "it cannot be written"}])
+        method = next(field for field in subscriber["fields"] if field["field"] == "meterReadingMethod")
+        self.assertEqual((method["codes"], method["codesWritten"]), ("MTA", "M A"))
+        number = next(field for field in self.format["kinds"][8]["fields"] if field["field"] == "meterNumber")
+        self.assertEqual(number["readInto"], "roundNumber")
+
+    def test_has_every_error_and_rule(self):
+        self.assertEqual({error["code"] for error in self.format["errors"]}, CODES)
+        for rule in self.format["rules"]:
+            if "code" in rule:  # an error of the format, which its name explains
+                self.assertIn(rule["code"], CODES)
+                continue
+            self.assertIn(rule["description"], " ".join(self.explain(rule["rule"]).split()))
+
+    def test_says_which_fields_define_areas(self):
+        self.assertEqual(len(self.format["areas"]), 10)
+        fields = {field["field"] for kind in self.format["kinds"][:2] for field in kind["fields"]}
+        for area in self.format["areas"]:
+            for member in ("of", "label", "position", "length", "type"):
+                self.assertIn(area[member], fields)
+
+    def test_shows_which_values_of_key_lines_are_secret(self):
+        secret = [field["field"] for field in self.format["kinds"][-1]["fields"] if field.get("secret")]
+        self.assertEqual(secret, ["wmBusKey_Mode5", "wmBusKey_Mode7", "wmBusKeyExchangeKey"])
+
+    def test_describes_the_whole_format_only(self):
+        for arguments in (["AMR"], ["--markdown"]):
+            result = self.run_tool("explain", "--format", "json", *arguments)
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertIn("--format json", result.err)
 
 
 class Kinds(ExplainTest):
