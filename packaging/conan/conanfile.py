@@ -30,7 +30,7 @@ class TramoStreamConan(ConanFile):
         self.version = re.search(r"^project\(TramoStream VERSION ([0-9.]+)", text, re.M).group(1)
 
     def export_sources(self):
-        for pattern in ("CMakeLists.txt", "check/*", "cmake/*", "common/*", "convert/*", "include/*", "model/*", "packaging/*.in",
+        for pattern in ("CMakeLists.txt", "c/*", "check/*", "cmake/*", "common/*", "convert/*", "include/*", "model/*", "packaging/*.in",
                         "round/*", "stream/*", "debian/copyright"):
             copy(self, pattern, self._project(), self.export_sources_folder)
 

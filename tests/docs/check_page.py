@@ -2,7 +2,7 @@
 
 usage: check_page.py ROOT PAGE TOOL PROGRAM...
 
-A cpp block that begins with #include is a program, and the next text block is its output; PROGRAM... are these programs,
+A cpp or c block that begins with #include is a program, and the next text block is its output; PROGRAM... are these programs,
 compiled. A console block contains commands, each after "$ ", with their output below them. All run in sequence in one folder,
 which contains the samples, with the tool as ./tramo and as tramo. A line "..." stands for any number of lines, and times are
 not compared. Any other text block shows lines of the records' tables. Links to files must have a target. Blocks of other kinds
@@ -21,6 +21,7 @@ ELSEWHERE = {
     "README.md": {"sh", "cmake"},             # tests/scripts and tests/consume
     "docs/guide.md": {"Add a record kind"},   # new_kind.py
     "docs/editors.md": {"vim", "yaml"},       # test_editors.py
+    "docs/languages.md": {"csharp", "java", "go", "rust"},   # the same calls as in tests/c
 }
 
 
@@ -63,7 +64,7 @@ def runs(page, text, programs):
     for language, block in blocks(text):
         if waiting and language != "text":
             raise SystemExit(f"{page}: the output of a program is not shown")
-        if language == "cpp" and block.startswith("#include"):
+        if language in ("cpp", "c") and block.startswith("#include"):
             waiting = programs.pop(0)
         elif language == "text" and waiting:
             yield waiting, block

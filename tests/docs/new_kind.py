@@ -19,7 +19,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 def copy(work):
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
-    for name in ("CMakeLists.txt", "check", "cli", "cmake", "common", "convert", "include", "model", "packaging", "round",
+    for name in ("CMakeLists.txt", "c", "check", "cli", "cmake", "common", "convert", "include", "model", "packaging", "round",
                  "stream"):
         source = os.path.join(ROOT, name)
         target = os.path.join(work, name)

@@ -125,7 +125,7 @@ class Files:
     """The sources, headers and tests in the current folder, which is a project's."""
 
     def __init__(self):
-        folders = ("check", "common", "convert", "model", "round", "stream")
+        folders = ("c", "check", "common", "convert", "model", "round", "stream")
         self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp") if not path.endswith("_windows.cpp"))
         self.headers = sorted([*glob.glob("*/*.h"), *glob.glob("include/*/*.h"), *glob.glob("tests/support/*.h")])
         self.tests = sorted(glob.glob("tests/*_test.cpp"))
@@ -195,7 +195,7 @@ class Build(Files):
 
     def __init__(self, jobs, keep):
         for folder in ("tests",) if keep else (
-                "check", "common", "convert", "include", "model", "round", "samples", "stream", "tests", "cli"):
+                "c", "check", "common", "convert", "include", "model", "round", "samples", "stream", "tests", "cli"):
             shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
             shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
         os.chdir(TREE)
