@@ -1,6 +1,5 @@
 #include "common/dates.h"
 #include "common/perthread.h"
-#include "common/zone.h"
 #include "tramostream/dateutils.h"
 #include <chrono>
 #include <cstdint>
@@ -23,9 +22,9 @@ bool takeDigits(const char*& text, int count, unsigned& value) {
     return true;
 }
 
-long32 findInstant(const year_month_day& date, unsigned hour, unsigned minute) {
+long32 findInstant(const year_month_day& date, unsigned hour, unsigned minute, const zone::Clock& clock) {
     const sys_seconds local = sys_days{date} + hours{hour} + minutes{minute};
-    const std::int64_t instant = zone::toInstant(local.time_since_epoch().count());
+    const std::int64_t instant = clock.toInstant(local.time_since_epoch().count());
     const bool fits = instant >= std::numeric_limits<long32>::min() && instant <= std::numeric_limits<long32>::max();
     return fits ? static_cast<long32>(instant) : noTime;
 }
@@ -86,16 +85,17 @@ long32 read(const char* format, const char* text) {
 
 long32 SteadyDays::toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const {
     if (!canExist(year, month, day, hour, minute)) return noTime;
-    const long32 midnight = days.midnightOf(year, month, day);
+    const long32 midnight = clock.midnightOf(year, month, day);
     return midnight == zone::unsteady ? noTime : midnight + secondsOf(hour, minute);
 }
 
-long32 toInstant(unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, unsigned hour, unsigned minute) {
+long32 toInstant(
+    unsigned yearNumber, unsigned monthNumber, unsigned dayNumber, unsigned hour, unsigned minute, const zone::Clock& clock) {
     if (!canExist(yearNumber, monthNumber, dayNumber, hour, minute)) return noTime;
-    const long32 midnight = zone::midnightOf(yearNumber, monthNumber, dayNumber);
+    const long32 midnight = clock.midnightOf(yearNumber, monthNumber, dayNumber);
     if (midnight != zone::unsteady) return midnight + secondsOf(hour, minute);
     const year_month_day date{year{static_cast<int>(yearNumber)}, month{monthNumber}, day{dayNumber}};
-    return date.ok() ? findInstant(date, hour, minute) : noTime;
+    return date.ok() ? findInstant(date, hour, minute, clock) : noTime;
 }
 
 LocalTime toLocal(long32 instant) {

@@ -13,7 +13,8 @@ inline constexpr long32 noTime = std::numeric_limits<long32>::lowest();
 long32 read(const char* format, const char* text);
 
 // Returns the instant of a local time, or noTime if the date or the clock time is invalid or the instant does not fit.
-long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute);
+long32 toInstant(
+    unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute, const zone::Clock& clock = zone::Clock());
 
 // Finds the instants of several local times, in one thread and time zone.
 class SteadyDays {
@@ -23,7 +24,7 @@ public:
     long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const;
 
 private:
-    zone::Days days;
+    zone::Clock clock;
 };
 
 struct LocalTime {

@@ -123,6 +123,8 @@ private:
     char text[128];
 };
 
+}  // namespace
+
 // The cache of one thread. Without a constructor: it starts with zeros, for which the mark does not hold.
 struct Memory {
     TimeZoneMark mark;
@@ -133,7 +135,7 @@ struct Memory {
 };
 
 // Returns null if out of memory; the host then computes each result.
-Memory* memory() {
+Memory* Clock::find() {
     auto* const memory = ownOfThread<Memory>();
     if (memory && !memory->mark.holds()) {
         memory->mark.set();
@@ -144,6 +146,8 @@ Memory* memory() {
     }
     return memory;
 }
+
+namespace {
 
 std::int64_t dayOf(std::int64_t local) {
     using namespace std::chrono;
@@ -183,36 +187,32 @@ long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
 
 }  // namespace
 
-long32 midnightOf(unsigned year, unsigned month, unsigned day) { return Days().midnightOf(year, month, day); }
-
-Days::Days() : known(memory()) {}
-
-long32 Days::midnightOf(unsigned year, unsigned month, unsigned day) const {
-    auto* const memory = static_cast<Memory*>(known);
-    if (!memory) return unsteady;
+long32 Clock::midnightOf(unsigned year, unsigned month, unsigned day) const {
+    Memory* const own = memory();
+    if (!own) return unsteady;
     const std::uint32_t date = packed(year, month, day);
-    Day& bin = memory->days[date % std::size(memory->days)];
+    Day& bin = own->days[date % std::size(own->days)];
     if (bin.date != date) {
         const std::chrono::year_month_day asDate{
             std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
-        bin = {date, findMidnight(asDate, *memory)};
+        bin = {date, findMidnight(asDate, *own)};
     }
     return bin.midnight;
 }
 
-std::int64_t toInstant(std::int64_t local) {
-    Memory* const known = memory();
-    if (!known) return findInstant(local);
-    std::int32_t offset = known->steady.offset(local);
-    if (offset == unsteady) offset = known->localTimes.offset(local);
+std::int64_t Clock::toInstant(std::int64_t local) const {
+    Memory* const own = memory();
+    if (!own) return findInstant(local);
+    std::int32_t offset = own->steady.offset(local);
+    if (offset == unsteady) offset = own->localTimes.offset(local);
     return offset != unsteady ? local - offset : findInstant(local);
 }
 
-std::int64_t toLocal(long32 instant) {
-    Memory* const known = memory();
-    if (!known) return asSeconds(brokenDown(instant));
-    std::int32_t offset = known->steady.offset(instant);
-    if (offset == unsteady) offset = known->instants.offset(instant);
+std::int64_t Clock::toLocal(long32 instant) const {
+    Memory* const own = memory();
+    if (!own) return asSeconds(brokenDown(instant));
+    std::int32_t offset = own->steady.offset(instant);
+    if (offset == unsteady) offset = own->instants.offset(instant);
     return offset != unsteady ? instant + std::int64_t{offset} : asSeconds(brokenDown(instant));
 }
 

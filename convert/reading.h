@@ -5,6 +5,7 @@
 #pragma once
 #include "common/dates.h"
 #include "common/textblocks.h"
+#include "convert/digits.h"
 #include <array>
 #include <cfloat>
 #include <cstdint>
@@ -169,7 +170,10 @@ template <class Char> class DateDigits {
 public:
     explicit DateDigits(const Char* text) : next(text) {}
 
+    // At most nine digits.
     unsigned take(int count) {
+        if constexpr (readsEightDigits<Char>)
+            if (count == 8) return takeEight();
         unsigned value = 0;
         for (; count > 0; --count) {
             const auto digit = static_cast<unsigned char>(*next++ - '0');
@@ -181,20 +185,24 @@ public:
     bool areGood() const { return !bad; }
 
 private:
+    unsigned takeEight() {
+        const std::uint64_t eight = digitsBefore(next += 8, 8);
+        bad |= !areDigits(eight);
+        return numberOf(eight);
+    }
+
     const Char* next;
     bool bad = false;
 };
 
 // Returns dates::noTime if the text is no date of this format.
-template <class Char> long32 readDate(TextOf<Char> text, DateFormat format) {
+template <class Char> long32 readDate(TextOf<Char> text, DateFormat format, const zone::Clock& clock = zone::Clock()) {
     if (text.size() != widthOf(format)) return dates::noTime;
     DateDigits digits(text.data());
-    const unsigned year = digits.take(4);
-    const unsigned month = format == DateFormat::Year ? 1 : digits.take(2);
-    const unsigned day = format == DateFormat::Year ? 1 : digits.take(2);
-    const unsigned hour = format == DateFormat::DateTime ? digits.take(2) : 0;
-    const unsigned minute = format == DateFormat::DateTime ? digits.take(2) : 0;
-    return digits.areGood() ? dates::toInstant(year, month, day, hour, minute) : dates::noTime;
+    const unsigned date = format == DateFormat::Year ? digits.take(4) * 10000 + 101 : digits.take(8);
+    const unsigned time = format == DateFormat::DateTime ? digits.take(4) : 0;
+    if (!digits.areGood()) return dates::noTime;
+    return dates::toInstant(date / 10000, date / 100 % 100, date % 100, time / 100, time % 100, clock);
 }
 
 // The text of alarm flags with its blocks of two characters in reverse order, as it is read.

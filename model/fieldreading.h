@@ -60,7 +60,8 @@ template <class Char, class Int> bool takePlain(const FieldReading& field, Fille
 }
 
 // Reads one field that is not blank. Returns false if its text cannot be read.
-template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Char> filled, auto& sink) {
+template <class Char>
+bool decodeFilled(const FieldReading& field, FilledText<Char> filled, const zone::Clock& clock, auto& sink) {
     const std::basic_string_view<Char> text = filled.view();
     const auto take = [&](auto& value) {
         auto rest = text.substr(filled.blanks);
@@ -72,7 +73,7 @@ template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Ch
         return true;
     };
     const auto readTime = [&](codec::DateFormat format) {
-        const long32 seconds = codec::readDate(text, format);
+        const long32 seconds = codec::readDate(text, format, clock);
         if (seconds < 0) return false;
         sink.time(field, seconds, filled);
         return true;
@@ -91,7 +92,7 @@ template <class Char> bool decodeFilled(const FieldReading& field, FilledText<Ch
     case FieldKind::Year: {
         int number = 0;  // a year must be a number; which one it is never fails
         if (!take(number)) return false;
-        sink.time(field, codec::readDate(text, codec::DateFormat::Year), filled);
+        sink.time(field, codec::readDate(text, codec::DateFormat::Year, clock), filled);
         return true;
     }
     case FieldKind::Code:
@@ -120,6 +121,7 @@ std::span<const FieldReading> readingsOf(const RecordKind& kind);
 // without a value is absent. Allocates nothing unless a number is longer than 1,000 characters.
 template <std::size_t Size, class Char>
 void decodeLine(std::span<const FieldReading> fields, const Char* line, const BlankMap<Size, Char>& filledColumns, auto& sink) {
+    const zone::Clock clock;
     for (const FieldReading& field : fields) {
         const auto [blanks, size] = filledColumns.text(field.first, field.width);
         const auto blank = static_cast<Char>(field.blank);
@@ -128,7 +130,7 @@ void decodeLine(std::span<const FieldReading> fields, const Char* line, const Bl
             if (blank == 0) continue;
             filled = {&blank, 0, 1, false};
         }
-        if (!detail::decodeFilled(field, filled, sink)) sink.faulty(field, filled);
+        if (!detail::decodeFilled(field, filled, clock, sink)) sink.faulty(field, filled);
     }
 }
 

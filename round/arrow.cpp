@@ -158,12 +158,13 @@ void Columns::exportRows(ArrowArray* out) {
     for (std::size_t i = 0; i < size(); ++i) {
         ColumnData& column = state->columns[i];
         const bool isText = column.isText();
+        const std::size_t absent = count - column.present(count);
         OwnedArray& array = *columns[i + 1];
         array.memory[0] = std::move(column.validity);
         array.memory[1] = std::move(isText ? column.offsets : column.values);
         if (isText) array.memory[2] = std::move(column.values);
-        fill(rows->children.all[i + 1], std::move(columns[i + 1]), count, count - column.present, isText ? 3 : 2);
-        column.present = column.textSize = 0;
+        fill(rows->children.all[i + 1], std::move(columns[i + 1]), count, absent, isText ? 3 : 2);
+        column.textSize = 0;
     }
     fill(*out, std::move(rows), count, 0, 1);
     state->rows = state->capacity = state->unreadable = state->rowsWithRoom = 0;

@@ -3,20 +3,22 @@
 #include "model/fieldreading.h"
 #include "round/alignedbuffer.h"
 #include "tramostream/columns.h"
+#include <bit>
 
 namespace tramo {
+
+inline constexpr std::size_t textBlock = 16;  // characters of a text that are copied at once
 
 struct ColumnData {
     const Field* field;
     ColumnType type;
     AlignedBuffer validity, values, offsets;
-    std::size_t present = 0;   // rows with a value
     std::size_t textSize = 0;  // of a Text, bytes in `values`
 
     bool isText() const { return type == ColumnType::Text; }
 
     // The most bytes that the text of a line can need: three bytes of UTF-8 for each character, and what putText may touch.
-    std::size_t longestText() const { return 3 * static_cast<std::size_t>(field->width) + 8; }
+    std::size_t longestText() const { return 3 * static_cast<std::size_t>(field->width) + textBlock; }
 
     template <class T> void put(std::size_t row, T value) {
         std::memcpy(values.data() + row * sizeof(T), &value, sizeof(T));
@@ -32,9 +34,18 @@ struct ColumnData {
     }
     void setPresent(std::size_t row) {
         char& bits = validity.data()[row / 8];
-        const auto bit = static_cast<char>(1 << row % 8);
-        present += (bits & bit) == 0;  // of two texts that are read into one value, the second one counts
-        bits = static_cast<char>(bits | bit);
+        bits = static_cast<char>(bits | 1 << row % 8);
+    }
+
+    // How many of the first `rows` rows have a value; no other row has one.
+    std::size_t present(std::size_t rows) const {
+        std::size_t count = 0;
+        for (std::size_t at = 0; at < rows; at += 64) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, validity.data() + at / 8, sizeof word);
+            count += static_cast<std::size_t>(std::popcount(word));
+        }
+        return count;
     }
 };
 

@@ -6,6 +6,7 @@
 #include "round/columndata.h"
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
@@ -18,8 +19,8 @@ constexpr std::size_t lineLength = 512;
 constexpr std::size_t firstCapacity = 64;
 constexpr std::size_t mostText = INT32_MAX;  // bytes, because offsets have 32 bits
 
-std::chrono::sys_days localDay(long32 instant) {
-    return std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds{std::chrono::seconds{zone::toLocal(instant)}});
+std::chrono::sys_days dayOf(std::int64_t local) {
+    return std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds{std::chrono::seconds{local}});
 }
 
 char* putUtf8(char32_t c, char* out) {
@@ -37,14 +38,16 @@ char* putUtf8(char32_t c, char* out) {
     return out;
 }
 
-// The following append text as UTF-8 to where there is room for it, and return its end.
-char* putUtf8(std::string_view ansi, char* out) {
-    for (const char c : ansi) out = putUtf8(codec::codeOf(c), out);
-    return out;
+// The following append at least `wanted` characters of a text as UTF-8 to where there is room for them, one more if they end
+// between the halves of a surrogate pair. They return how many.
+std::size_t appendUtf8(std::string_view ansi, std::size_t wanted, char*& out) {
+    for (const char c : ansi.substr(0, wanted)) out = putUtf8(codec::codeOf(c), out);
+    return wanted;
 }
 
-char* putUtf8(std::u16string_view units, char* out) {
-    for (std::size_t i = 0; i < units.size(); ++i) {
+std::size_t appendUtf8(std::u16string_view units, std::size_t wanted, char*& out) {
+    std::size_t i = 0;
+    for (; i < wanted; ++i) {
         const char32_t unit = units[i], next = i + 1 < units.size() ? units[i + 1] : 0;
         if (utf16::isHighSurrogate(unit) && utf16::isLowSurrogate(next)) {
             out = putUtf8(0x10000 + (unit - 0xD800) * 0x400 + (next - 0xDC00), out);
@@ -53,22 +56,50 @@ char* putUtf8(std::u16string_view units, char* out) {
             out = putUtf8(utf16::isSurrogate(unit) ? char32_t{utf8::replacement} : unit, out);
         }
     }
+    return i;
+}
+
+// Some characters, and whether all of them are ASCII.
+template <class Char> struct TextBlock {
+    std::array<Char, textBlock> characters;
+
+    explicit TextBlock(const Char* text) { std::memcpy(characters.data(), text, sizeof characters); }
+    bool isAscii() const {
+        const auto words = std::bit_cast<std::array<std::uint64_t, sizeof characters / 8>>(characters);
+        std::uint64_t all = 0;
+        for (const std::uint64_t word : words) all |= word;
+        return (all & (sizeof(Char) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80)) == 0;
+    }
+};
+
+// Appends text of which `readable` characters can be read, a block at a time if it is ASCII: it may write less than a block
+// more. Returns the end of the text.
+template <class Char> char* putText(std::basic_string_view<Char> text, std::size_t readable, char* out) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const std::size_t wanted = std::min(text.size() - done, textBlock);
+        if (done + textBlock <= readable) {
+            const TextBlock<Char> block(text.data() + done);
+            if (block.isAscii()) {
+                std::ranges::transform(block.characters, out, [](Char c) { return static_cast<char>(c); });
+                out += wanted;
+                done += wanted;
+                continue;
+            }
+        }
+        done += appendUtf8(text.substr(done), wanted, out);
+    }
     return out;
 }
 
-// The same for text of which `readable` characters can be read, eight characters at a time: it may write seven bytes more. The
-// first eight characters that are not ASCII, and the text after them, take the way above.
-template <class Char> char* putText(std::basic_string_view<Char> text, std::size_t readable, char* out) {
-    std::size_t done = 0;
-    for (; done < text.size() && done + 8 <= readable; done += 8) {
-        std::array<Char, 8> eight;
-        std::memcpy(eight.data(), text.data() + done, sizeof eight);
-        std::uint32_t all = 0;
-        for (const Char c : eight) all |= codec::codeOf(c);
-        if (all >= 0x80) break;
-        for (std::size_t i = 0; i < eight.size(); ++i) out[done + i] = static_cast<char>(eight[i]);
+// Writes the bytes of a line without a character above U+00FF, which reads as fast as an ANSI line. Returns whether it is one.
+bool narrow(std::u16string_view line, std::array<char, lineLength>& bytes) {
+    char16_t all = 0;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        all = static_cast<char16_t>(all | line[i]);
+        bytes[i] = static_cast<char>(line[i]);
     }
-    return done >= text.size() ? out + text.size() : putUtf8(text.substr(done), out + done);
+    return all <= 0xFF;
 }
 
 ColumnType typeOf(const FieldReading& reading) {
@@ -97,6 +128,7 @@ template <class Char> struct RowSink {
     ColumnTable& table;
     std::basic_string_view<Char> line;
     std::size_t row;
+    zone::Clock clock{};
 
     ColumnData& columnFor(const FieldReading& field) { return table.columns[table.columnOf[field.into]]; }
 
@@ -111,14 +143,15 @@ template <class Char> struct RowSink {
     void integer(const FieldReading& field, long long value, auto) { columnFor(field).put(row, std::int64_t{value}); }
     void decimal(const FieldReading& field, double value, auto) { columnFor(field).put(row, value); }
     void time(const FieldReading& field, long32 instant, auto) {
-        ColumnData& column = columnFor(field);
         if (instant == dates::noTime) return;
+        ColumnData& column = columnFor(field);
+        const std::int64_t local = clock.toLocal(instant);
         if (column.type == ColumnType::Time) {
-            column.put(row, std::int64_t{zone::toLocal(instant)});
+            column.put(row, local);
         } else if (column.type == ColumnType::Day) {
-            column.put(row, static_cast<std::int32_t>(localDay(instant).time_since_epoch().count()));
+            column.put(row, static_cast<std::int32_t>(dayOf(local).time_since_epoch().count()));
         } else {
-            const auto year = static_cast<int>(std::chrono::year_month_day{localDay(instant)}.year());
+            const auto year = static_cast<int>(std::chrono::year_month_day{dayOf(local)}.year());
             column.put(row, static_cast<std::int16_t>(year));
         }
     }
@@ -187,6 +220,9 @@ bool ColumnTable::makeRoom() {
 
 template <class Char> bool ColumnTable::add(std::int64_t number, std::basic_string_view<Char> line) {
     if (line.size() != lineLength || codec::codeOf(line[0]) != codec::codeOf(kind.letter)) return false;
+    if constexpr (sizeof(Char) > 1)
+        if (std::array<char, lineLength> bytes; narrow(line, bytes))
+            return add(number, std::string_view(bytes.data(), lineLength));
     if (rowsWithRoom == 0 && !makeRoom()) return false;
     RowSink<Char> sink{*this, line, rows};
     decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
@@ -201,7 +237,7 @@ void ColumnTable::clear() {
     for (ColumnData& column : columns) {
         std::memset(column.validity.data(), 0, (rows + 7) / 8);
         if (!column.isText()) std::memset(column.values.data(), 0, bytesFor(column.type, rows));
-        column.present = column.textSize = 0;
+        column.textSize = 0;
     }
     rows = unreadable = rowsWithRoom = 0;
 }
@@ -225,7 +261,7 @@ std::size_t Columns::unreadable() const { return state->unreadable; }
 
 Column Columns::operator[](std::size_t index) const {
     const ColumnData& column = state->columns[index];
-    return {column.field, column.type, state->rows, state->rows - column.present,
+    return {column.field, column.type, state->rows, state->rows - column.present(state->rows),
         reinterpret_cast<const std::uint8_t*>(column.validity.data()), column.values.data(),
         reinterpret_cast<const std::int32_t*>(column.offsets.data())};
 }

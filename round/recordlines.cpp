@@ -1,6 +1,8 @@
 #include "round/recordlines.h"
 #include <algorithm>
+#include <bit>
 #include <cerrno>
+#include <cstring>
 
 namespace tramo {
 
@@ -39,10 +41,11 @@ bool RecordLines::isRecord(std::string_view text) {
     if (text.size() == (length + 1) * width && text.ends_with(carriageReturn)) text.remove_suffix(width);
     if (text.size() != length * width) return false;
     line = text;
-    if (width == 2)
-        for (std::size_t i = 0; i < length; ++i)
-            decoded[i] =
-                static_cast<char16_t>(static_cast<unsigned char>(text[2 * i]) | static_cast<unsigned char>(text[2 * i + 1]) << 8);
+    if (width == 2) {
+        std::memcpy(decoded.data(), text.data(), text.size());
+        if constexpr (std::endian::native == std::endian::big)  // a file has the low byte first
+            for (char16_t& unit : decoded) unit = static_cast<char16_t>(unit << 8 | unit >> 8);
+    }
     return true;
 }
 

@@ -1,5 +1,6 @@
 // The columns of a record kind against decode() and the models, and as structures of the Arrow C data interface.
 #include "tramostream/columns.h"
+#include "common/utf8.h"
 #include "support/randomlines.h"
 #include "support/records.h"
 #include "support/samples.h"
@@ -272,6 +273,43 @@ TEST(Columns, unpaired_surrogates_become_replacement_characters) {
     line.replace(1, text.size(), text);
     ASSERT_TRUE(columns.add(1, line));
     EXPECT_EQ(columns[0].text(0), "a\U0001F4A7z\uFFFD-\uFFFD");
+}
+
+// Texts are copied in blocks: each kind of character at each place of a block and between blocks.
+TEST(Columns, characters_have_their_UTF_8_at_every_place) {
+    const RecordKind& kind = kindNamed("meter subscriber");
+    const Field* information[] = {kind.field("subscriberInformation")};
+    const auto place = static_cast<std::size_t>(information[0]->column - 1);
+    for (const std::wstring character : {L"\x7F", L"\x80", L"\xFF", L"\x100", L"\x7FF", L"\x800", L"\xFFFD", L"\xD83D\xDCA7",
+             L"\xDCA7", L"\xD83D", L"\xD83D\xD83D"})
+        for (std::size_t at = 0; at < 40; ++at)
+            for (const std::size_t more : {0U, 1U, 7U, 20U}) {
+                const std::wstring text = std::wstring(at, L'a') + character + std::wstring(more, L'z');
+                std::wstring line = blankText(L'1');
+                line.replace(place, text.size(), text);
+                Columns columns(kind, information);
+                ASSERT_TRUE(columns.add(1, as<char16_t>(line)));
+                EXPECT_EQ(columns[0].text(0), tramo::utf8::encode(text)) << at << ' ' << more;
+                if (character[0] > 0xFF) continue;
+                ASSERT_TRUE(columns.add(2, as<char>(line)));
+                EXPECT_EQ(columns[0].text(1), tramo::utf8::encode(text)) << at << ' ' << more;
+            }
+}
+
+TEST(Columns, absent_counts_the_rows_without_a_value) {
+    const RecordKind& kind = kindNamed("meter change");
+    const Field* index[] = {kind.field("newMeterIndex")};
+    Columns columns(kind, index);
+    std::string line(512, ' ');
+    line[0] = '3';
+    std::size_t absent = 0;
+    EXPECT_EQ(columns[0].absent, 0u);
+    for (int row = 0; row < 200; ++row) {
+        line[33] = row % 3 == 0 ? '5' : ' ';
+        ASSERT_TRUE(columns.add(row, line));
+        absent += row % 3 != 0;
+        EXPECT_EQ(columns[0].absent, absent);
+    }
 }
 
 // ---- Arrow ----------------------------------------------------------------------------------------------------------

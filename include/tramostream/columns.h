@@ -150,7 +150,7 @@ struct ArrowStreamOptions {
 
 /// Makes `out` a stream of the lines of one kind in a file, a batch of rows at a time: what a database or a data frame library
 /// reads through the Arrow C stream interface. The file is UTF-16 if it begins with the byte order mark FF FE, otherwise ANSI.
-/// Lines that are not of this kind are skipped.
+/// Lines of other kinds and malformed lines are skipped: of another length, or with another character in the place of the CR.
 ///
 /// Throws std::system_error with the path if the file cannot be opened, and std::invalid_argument as Columns does. If reading
 /// fails later, `get_next` returns the errno, and `get_last_error` says why. The caller must call `release`, once; batches that
