@@ -40,6 +40,7 @@ bool showSpeed(const Options& options) {
     addStreams(rows, options);
     addColumns(rows, options);
     addCodecs(rows);
+    addRewriting(rows, options);
     addPrograms(rows, options);
     addExports(rows, options);
     return measure(rows, options);

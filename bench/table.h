@@ -48,6 +48,7 @@ void addReferences(std::vector<Row>& rows, const Options& options);
 void addStreams(std::vector<Row>& rows, const Options& options);
 void addColumns(std::vector<Row>& rows, const Options& options);
 void addCodecs(std::vector<Row>& rows);
+void addRewriting(std::vector<Row>& rows, const Options& options);
 void addPrograms(std::vector<Row>& rows, const Options& options);
 void addExports(std::vector<Row>& rows, const Options& options);
 

@@ -80,16 +80,18 @@ LineChangeKind kindOfChange(const KeptLine* before, const KeptLine* after) {
 
 int run(std::vector<std::string> arguments) {
     const DiffChoice options = parse(std::move(arguments));
-    LineDiff lines(options.diff.exact);
-    bool complete = true;
+    Input oldFile(options.oldFile, options.encoding);
+    LineDiff lines(oldFile, options.diff.exact);
+    bool complete = forEachLine(
+        oldFile, [&](const PlainRecord& record) { lines.addOld(record); },
+        [&](const Line& line, std::optional<LineKind> kind) { lines.addOld(line, kind); });
     {
-        Input input(options.oldFile, options.encoding);
-        complete &= forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { lines.addOld(line, kind); });
+        Input newFile(options.newFile, options.encoding);
+        complete &= forEachLine(
+            newFile, [&](const PlainRecord& record) { lines.addNew(record); },
+            [&](const Line& line, std::optional<LineKind> kind) { lines.addNew(line, kind); });
     }
-    {
-        Input input(options.newFile, options.encoding);
-        complete &= forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) { lines.addNew(line, kind); });
-    }
+    lines.end();
 
     Output out;
     const std::unique_ptr<DiffReport> report = options.json ? makeJsonDiff(out, options) : makeTextDiff(out, options);

@@ -51,6 +51,12 @@ public:
     /// Instead of `next`, reads some of the next lines, to be split on another thread. Does not show the progress.
     bool nextPiece(Piece& piece);
 
+    /// Returns the offset after the last line that `next` or `nextPlain` has read.
+    std::uint64_t endOfLine() const { return bytesRead() - reader.bytesLeft(); }
+
+    /// Returns the file itself, to read lines a second time.
+    std::shared_ptr<const SourceFile> sourceFile() const { return source; }
+
     /// Return the size of the file, and the offset after the last line read.
     std::uint64_t bytes() const { return size; }
     std::uint64_t bytesRead() const { return text->bytesRead(); }

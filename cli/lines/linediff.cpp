@@ -11,6 +11,7 @@
 #include <span>
 #include <tramostream/check.h>
 #include <tramostream/linemodel.h>
+#include <unordered_map>
 
 namespace tramo::cli {
 
@@ -65,15 +66,59 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
     return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
 }
 
-// Lines with the same key are paired.
-std::wstring keyOf(const KeptLine& line, std::wstring_view text) {
-    if (line.whole) return fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum());
-    if (!line.sound) return L"damaged " + std::wstring(text);
-    std::wstring key = fmt::format(L"{} {} ", static_cast<int>(*line.kind), meterOf(*line.kind, text));
-    if (line.kind == LineKind::Record) key.insert(key.begin(), text.front());
-    const RecordKind* fixed = recordKindOf(*line.kind, text);
-    if (const Field* part = fixed ? identityOf(*fixed).part : nullptr) key += trimmed(rawText(text, *part));
+// Lines with the same key are paired. The key of a malformed line is its text, which may hold the keys of a module.
+SecretText keyOf(const Line& line, std::optional<LineKind> kind, bool isSound) {
+    SecretText key;
+    if (line.whole) return key.append(fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum())), key;
+    if (!isSound) return key.append(L"damaged ").append(line.text), key;
+    if (kind == LineKind::Record) key += line.text.front();
+    key += fmt::format(L"{} {} ", static_cast<int>(*kind), meterOf(*kind, line.text));
+    const RecordKind* fixed = recordKindOf(*kind, line.text);
+    if (const Field* part = fixed ? identityOf(*fixed).part : nullptr) key += trimmed(rawText(line.text, *part));
     return key;
+}
+
+// The same key, of a record.
+class RecordKey {
+public:
+    explicit RecordKey(const PlainRecord& record) {
+        static const std::string kind = fmt::format("{} ", static_cast<int>(LineKind::Record));
+        const Identity& identity = identityOf(*record.kind);
+        add(record.text.substr(0, 1));
+        add(kind);
+        if (identity.meter) add(columns(record.text, *identity.meter));
+        add(" ");
+        if (identity.part) add(columns(record.text, *identity.part));
+    }
+    std::string_view view() const { return {key.data(), size}; }
+
+private:
+    static std::string_view columns(std::string_view text, const Field& field) {
+        text = text.substr(static_cast<std::size_t>(field.column - 1), static_cast<std::size_t>(field.width));
+        return text.substr(0, text.find_last_not_of(' ') + 1);
+    }
+    void add(std::string_view text) {
+        size = static_cast<std::size_t>(std::ranges::copy(text, key.data() + size).out - key.data());
+    }
+
+    std::array<char, 2 * recordLength> key;
+    std::size_t size = 0;
+};
+
+// Checksums of the text that both readings must return, the same for a record as for its line.
+std::uint64_t checkOf(const PlainRecord& record) {
+    Checksum sum;
+    sum.add(record.text);
+    return sum.value();
+}
+std::uint64_t checkOf(const Line& line) {
+    SecretBytes bytes;
+    const bool isWide = encoding::append(bytes, line.text, false) > encoding::mostOfAnsi;
+    if (isWide) encoding::append(bytes, line.text, true);
+    Checksum sum;
+    sum.add(bytes);
+    if (!line.carriageReturn || !line.lineFeed) sum.add(line.carriageReturn ? "\r" : "\n");
+    return sum.value();
 }
 
 // One side of a comparison.
@@ -219,7 +264,7 @@ std::wstring lineEnd(const KeptLine& line) {
     return line.carriageReturn ? L"CR" : L"none";
 }
 
-bool hasSameEnd(const KeptLine& a, const KeptLine& b) { return a.carriageReturn == b.carriageReturn && a.lineFeed == b.lineFeed; }
+bool hasSameEnd(const auto& a, const auto& b) { return a.carriageReturn == b.carriageReturn && a.lineFeed == b.lineFeed; }
 
 }  // namespace
 
@@ -268,28 +313,118 @@ std::string_view kindName(const KeptLine& line) {
     return kind->name;
 }
 
+LineDiff::LineDiff(Input& oldFile, bool comparesLineEnds)
+    : input(oldFile), exact(comparesLineEnds), endOfLast(oldFile.endOfLine()), again(oldFile.sourceFile()) {}
+
+void LineDiff::addOld(std::uint64_t key, std::uint64_t check) {
+    index.add(endOfLast, key, check);
+    endOfLast = input.endOfLine();
+}
+
 void LineDiff::addOld(const Line& line, std::optional<LineKind> kind) {
-    olds.push_back({KeptLine(line, kind, isReadable(line, kind))});
-    const std::size_t index = olds.size() - 1;
-    const auto [chain, isNew] = chains.try_emplace(keyOf(olds.back().line, line.text), Chain{index, index});
-    if (isNew) return;
-    olds[chain->second.last].nextOfKey = index;
-    chain->second.last = index;
+    const bool isSound = isReadable(line, kind);
+    if (line.whole) longOlds.emplace(index.size(), KeptLine(line, kind, isSound));
+    addOld(hash(std::wstring_view(keyOf(line, kind, isSound))), checkOf(line));
+}
+
+void LineDiff::addOld(const PlainRecord& record) { addOld(hash(RecordKey(record).view()), checkOf(record)); }
+
+LineDiff::OldLine LineDiff::oldLine(Place place) {
+    const std::uint64_t begin = index.offset(place), end = place + 1 < index.size() ? index.offset(place + 1) : endOfLast;
+    const std::string_view bytes = again.at(begin, static_cast<std::size_t>(end - begin));
+    reader.start({bytes, input.isUtf16() ? std::size_t{2} : 1, static_cast<long long>(place) + 1});
+    OldLine old;
+    PlainRecord record;
+    std::uint64_t check = 0;
+    if (input.prevailingKind() == LineKind::Record && reader.nextPlain(record)) {
+        old.record = record;
+        check = checkOf(record);
+    } else if (reader.next(lineAgain)) {
+        old.line = &lineAgain;
+        old.kind = kindOfLine(lineAgain, input.prevailingKind());
+        old.sound = isReadable(lineAgain, old.kind);
+        old.key = keyOf(lineAgain, old.kind, old.sound);
+        check = checkOf(lineAgain);
+    }
+    if (check != index.check(place)) again.source().hasChanged();
+    return old;
+}
+
+KeptLine LineDiff::kept(const OldLine& old) {
+    return old.record ? KeptLine(plainAgain.decode(*old.record), LineKind::Record, true)
+                      : KeptLine(*old.line, old.kind, old.sound);
+}
+
+// Takes the first old line of this hash that is the partner; returns `none` if there is none.
+LineDiff::Place LineDiff::takeOld(std::uint64_t key, auto isPartner) {
+    Place previous = LineIndex::none;
+    for (Place place = index.first(key); place != LineIndex::none; place = index.next(previous = place))
+        if (isPartner(place)) {
+            index.take(place, previous);
+            return place;
+        }
+    return LineIndex::none;
 }
 
 void LineDiff::addNew(const Line& line, std::optional<LineKind> kind) {
-    KeptLine kept(line, kind, isReadable(line, kind));
-    const auto chain = chains.find(keyOf(kept, line.text));
-    if (chain == chains.end() || chain->second.next == none) {
-        news.emplace_back(std::move(kept), false);
-        return;
+    KeptLine now(line, kind, isReadable(line, kind));
+    const SecretText key = keyOf(line, kind, now.sound);
+    bool isEqual = false;
+    const auto isPartner = [&](Place place) {
+        const auto whole = longOlds.find(place);
+        if (whole != longOlds.end() || line.whole) {
+            if (whole == longOlds.end() || !line.whole) return false;
+            const KeptLine& before = whole->second;
+            if (before.whole->size() != line.whole->size() || before.whole->checksum() != line.whole->checksum()) return false;
+            isEqual = before.hasText(line) && (!exact || hasSameEnd(before, now));
+            if (!isEqual) olds.push_back({before, news.size()});
+            return true;
+        }
+        OldLine old = oldLine(place);
+        if (old.record) {
+            old.line = &plainAgain.decode(*old.record);
+            if (!std::ranges::equal(RecordKey(*old.record).view(), key)) return false;
+        } else if (old.key != key) {
+            return false;
+        }
+        isEqual = old.line->text == line.text && (!exact || hasSameEnd(*old.line, line));
+        if (!isEqual) olds.push_back({kept(old), news.size()});
+        return true;
+    };
+    const bool hasPartner = takeOld(hash(std::wstring_view(key)), isPartner) != LineIndex::none;
+    if (!isEqual) news.emplace_back(std::move(now), hasPartner);
+}
+
+void LineDiff::addNew(const PlainRecord& record) {
+    const RecordKey key(record);
+    bool isEqual = false;
+    const auto isPartner = [&](Place place) {
+        if (longOlds.contains(place)) return false;
+        const OldLine old = oldLine(place);
+        const Line* const other = old.line;
+        if (old.record) {
+            isEqual = old.record->text == record.text;
+            if (!isEqual && RecordKey(*old.record).view() != key.view()) return false;
+        } else {
+            if (!std::ranges::equal(old.key, key.view())) return false;
+            const Line& line = plainNew.decode(record);
+            isEqual = other->text == line.text && (!exact || hasSameEnd(*other, line));
+        }
+        if (!isEqual) olds.push_back({kept(old), news.size()});
+        return true;
+    };
+    const bool hasPartner = takeOld(hash(key.view()), isPartner) != LineIndex::none;
+    if (!isEqual) news.emplace_back(KeptLine(plainNew.decode(record), LineKind::Record, true), hasPartner);
+}
+
+void LineDiff::end() {
+    for (Place place = 0; place < index.size(); ++place) {
+        if (index.isTaken(place)) continue;
+        const auto whole = longOlds.find(place);
+        olds.push_back({whole != longOlds.end() ? whole->second : kept(oldLine(place))});
     }
-    Old& old = olds[chain->second.next];
-    chain->second.next = old.nextOfKey;
-    old.equal = old.line.hasText(line) && (!exact || hasSameEnd(old.line, kept));
-    if (old.equal) return;
-    old.partner = news.size();
-    news.emplace_back(std::move(kept), true);
+    std::ranges::sort(olds, {}, [](const Old& old) { return old.line.number; });
+    input.confirm();
 }
 
 std::vector<DiffGroup> LineDiff::groups() const {
@@ -304,8 +439,7 @@ std::vector<DiffGroup> LineDiff::groups() const {
         if (isNew) all.push_back({meter, kind, {}});
         all[place->second].pairs.emplace_back(a, b);
     };
-    for (const Old& old : olds)
-        if (!old.equal) add(&old.line, old.partner == none ? nullptr : &news[old.partner].first);
+    for (const Old& old : olds) add(&old.line, old.partner == none ? nullptr : &news[old.partner].first);
     for (const auto& [line, hasPartner] : news)
         if (!hasPartner) add(nullptr, &line);
     for (DiffGroup& group : all)

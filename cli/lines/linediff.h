@@ -1,16 +1,19 @@
 // Pairs the lines of two files by meter and kind.
 #pragma once
 #include "cli/lines/input.h"
+#include "cli/lines/keyedhash.h"
+#include "cli/lines/lineindex.h"
+#include "cli/lines/rereading.h"
 #include "common/secret.h"
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <tramostream/check.h>
 #include <tramostream/fields.h>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -66,32 +69,61 @@ struct DiffGroup {
     std::vector<std::pair<const KeptLine*, const KeptLine*>> pairs;  ///< old and new; one of them may be nullptr
 };
 
-/// The lines of two files that are not equal, character by character.
+/// The lines of two files that are not equal, character by character. Only they are in memory; of every other line of the old
+/// file, its place is.
 class LineDiff {
 public:
-    explicit LineDiff(bool comparesLineEnds) : exact(comparesLineEnds) {}
+    /// `oldFile` must exist as long as this object.
+    LineDiff(Input& oldFile, bool comparesLineEnds);
 
+    /// Add the line that `oldFile` has just read.
     void addOld(const Line& line, std::optional<LineKind> kind);
-    void addNew(const Line& line, std::optional<LineKind> kind);
+    void addOld(const PlainRecord& record);
 
-    /// Returns the groups, in the order of the old file, then of the new one. Call it after all lines are added.
+    /// Add a line of the new file, after all lines of the old one. Read the old line a second time.
+    void addNew(const Line& line, std::optional<LineKind> kind);
+    void addNew(const PlainRecord& record);
+
+    /// Loads the lines that only the old file has, after all lines are added. Throws Unreadable if the file has been changed.
+    void end();
+
+    /// Returns the groups, in the order of the old file, then of the new one. Call it after end().
     std::vector<DiffGroup> groups() const;
 
 private:
-    struct Chain {
-        std::size_t next, last;
+    using Place = LineIndex::Place;
+
+    /// A line of the old file that has been read a second time. Valid until the next one is.
+    struct OldLine {
+        std::optional<PlainRecord> record{};  // then, the others are not set
+        const Line* line = nullptr;
+        std::optional<LineKind> kind{};
+        bool sound = false;
+        SecretText key{};
     };
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
     struct Old {
         KeptLine line;
-        std::size_t nextOfKey = none, partner = none;
-        bool equal = false;
+        std::size_t partner = none;
     };
 
+    void addOld(std::uint64_t key, std::uint64_t check);
+    OldLine oldLine(Place place);
+    KeptLine kept(const OldLine& old);
+    Place takeOld(std::uint64_t hash, auto isPartner);
+
+    Input& input;
     const bool exact;
-    std::vector<Old> olds;
+    const KeyedHash hash{};
+    LineIndex index;
+    std::map<Place, KeptLine> longOlds;  // are in memory only in part
+    std::uint64_t endOfLast;             // of the old file
+    Rereading again;
+    PieceReader reader;
+    Line lineAgain;
+    PlainLine plainAgain, plainNew;
+    std::vector<Old> olds;                        // lines that equal no new one
     std::vector<std::pair<KeptLine, bool>> news;  // lines that equal no old one, and whether they have a partner
-    std::unordered_map<std::wstring, Chain> chains;
 };
 
 /// Returns the kind of a line by its name in JSON: "meter subscriber", "key line", "damaged line".

@@ -80,6 +80,9 @@ public:
     /// Reads the next line; returns false after the last one.
     bool next(Line& line);
 
+    /// Returns the size of the lines that are not read yet, in bytes.
+    std::uint64_t bytesLeft() const { return piece.size(); }
+
     /// Reads the next line without decoding it if it is a plain record; otherwise, reads nothing and returns false. If the
     /// prevailing kind of the file is not Record, the line can be of another kind.
     bool nextPlain(PlainRecord& record);

@@ -299,6 +299,34 @@ class Failures(Diff):
         self.assertEqual((process.stderr.read(), process.wait()), (b"", 3))
         process.stderr.close()
 
+    def diff_with_a_change_between(self, change):
+        """Changes the old file after the tool has read it, before it reads the new one."""
+        old = self.write("old", lines(*map(meter, range(1000))))
+        new = os.path.join(self.folder, "new")
+        os.mkfifo(new)
+        process = subprocess.Popen([TRAMO, "diff", "old", "new"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   cwd=self.folder, env=ENVIRONMENT)
+        with open(new, "wb") as file:   # waits until the tool opens it
+            change(old)
+            file.write(lines(*map(meter, range(1000))))
+        out, err = process.communicate()
+        return process.returncode, out.decode(), err.decode()
+
+    def test_old_file_that_is_overwritten_meanwhile(self):
+        def overwrite(path):
+            with open(path, "r+b") as file:
+                file.seek(514 * 700 + 300)
+                file.write(b"X")
+        self.assertEqual(self.diff_with_a_change_between(overwrite),
+                         (2, "", "tramo: old: changed while it was read; run the command again when the file is complete\n"))
+
+    def test_old_file_that_is_replaced_meanwhile(self):
+        def replace(path):
+            with open(path + ".next", "wb") as file:
+                file.write(lines(meter(5)))
+            os.replace(path + ".next", path)
+        self.assertEqual(self.diff_with_a_change_between(replace)[:2], (0, "old -> new: no differences\n"))
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -135,6 +135,23 @@ class Size(CliTest):
         self.assertIn(code, codes)
         return most
 
+    @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
+    def test_memory_for_equal_lines_of_a_diff(self):
+        """At most 64 bytes for each line of the old file, in any order and encoding."""
+        self.run_tool("sample", "--meters", "12000", "--returned", "-o", "old", cwd=self.folder)
+        with open(os.path.join(self.folder, "old"), "rb") as file:
+            text = file.read().splitlines(keepends=True)
+        self.write("small", b"".join(text[:100]))
+        self.write("same", b"".join(text[:-1]))
+        self.write("turned", b"".join(reversed(text)))
+        self.write("utf16", b"\xff\xfe" + b"".join(text).decode("latin-1").encode("utf-16-le"))
+        least = self.memory_apart("diff", "small", "small", codes=(0,))
+        for new, code in (("same", 1), ("turned", 1), ("utf16", 0)):
+            for format in ("text", "json"):
+                with self.subTest(new=new, format=format):
+                    most = self.memory_apart("diff", "--format", format, "old", new, codes=(code,))
+                    self.assertLess(most - least, 64 * len(text) + (2 << 20))
+
     def test_many_short_lines(self):
         result = self.check(b"\n" * 100000, "-q")
         self.assertEqual(result.out, "f: 100000 errors, 0 warnings in 100000 lines\n")
