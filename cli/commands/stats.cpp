@@ -3,6 +3,7 @@
 #include "cli/lines/filewalk.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include <utility>
 
 namespace tramo::cli {
 
@@ -77,12 +78,14 @@ int run(std::vector<std::string> arguments) {
 
     const std::unique_ptr<StatsReport> report = options.json ? makeJsonStats(out) : makeTextStats(out);
     Stats total;
+    bool isFirst = true;
     const bool allRead = forEachFile(options.files, [&](const std::string& file) {
         Input input(file, options.encoding);
-        const Stats stats = statsOf(input);
+        Stats stats = statsOf(input);
         report->file(file, stats);
         out.flush();
-        total += stats;
+        if (std::exchange(isFirst, false)) total = std::move(stats);  // the serial numbers of one file need no copy
+        else total += stats;
     });
     report->end(total);
     out.flush();

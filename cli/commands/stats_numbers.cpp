@@ -2,8 +2,12 @@
 #include "cli/lines/filewalk.h"
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <new>
 #include <tramostream/check.h>
+#include <tramostream/decode.h>
 #include <tramostream/linemodel.h>
+#include <unordered_map>
 
 namespace tramo::cli {
 
@@ -13,25 +17,89 @@ void addTo(Numbers& sum, const Numbers& others) {
     for (const auto& [name, count] : others) sum[name] += count;
 }
 
-// A record and the values in it that mean something here.
+std::wstring widened(std::string_view ansi) {
+    std::wstring text;
+    text.reserve(ansi.size());
+    for (const char c : ansi) text += static_cast<wchar_t>(static_cast<unsigned char>(c));
+    return text;
+}
+
+// A record: its model, or the values of its line without a model.
+class RecordValues {
+public:
+    explicit RecordValues(const LineModel& record) : recordKind(record.kind()), model(&record) {}
+    RecordValues(const PlainRecord& record, std::vector<DecodedValue>& memory) : recordKind(*record.kind), line(record.text) {
+        memory.resize(recordKind.fields.size());
+        decode(recordKind, line, memory);
+        values = memory;
+    }
+
+    const RecordKind& kind() const { return recordKind; }
+
+    FieldValue get(const Field& field) const {
+        if (model) return model->get(field);
+        const DecodedValue& value = values[field.index];
+        if (!value.present) return field.defaultValue;
+        switch (field.kind) {
+        case FieldKind::Text: return widened(line.substr(value.first, value.size));
+        case FieldKind::Decimal: return value.real;
+        case FieldKind::Code: return static_cast<wchar_t>(value.integer);
+        case FieldKind::Flag: return value.integer != 0;
+        default: return value.integer;
+        }
+    }
+    std::size_t unreadableFields() const {
+        if (model) return model->parseErrors().size();
+        return static_cast<std::size_t>(std::ranges::count_if(values, &DecodedValue::unreadable));
+    }
+
+private:
+    const RecordKind& recordKind;
+    const LineModel* model = nullptr;
+    std::string_view line;
+    std::span<const DecodedValue> values;
+};
+
+// The fields of a record kind, by their names.
+class FieldNames {
+public:
+    static const FieldNames& of(const RecordKind& kind) {
+        static const auto all = [] {
+            std::map<const RecordKind*, FieldNames> names;
+            for (const RecordKind* one : allKinds())
+                for (const Field& field : one->fields) names[one].fields.emplace(field.name, &field);
+            return names;
+        }();
+        return all.at(&kind);
+    }
+    const Field* operator[](std::string_view name) const {
+        const auto found = fields.find(name);
+        return found == fields.end() ? nullptr : found->second;
+    }
+
+private:
+    std::unordered_map<std::string_view, const Field*> fields;
+};
+
+// The values in a record that mean something here.
 class Values {
 public:
-    explicit Values(const LineModel& record) : model(record), kind(record.kind()) {}
+    explicit Values(const RecordValues& of) : record(of), fields(FieldNames::of(of.kind())) {}
 
-    bool hasField(std::string_view name) const { return kind.field(name); }
+    bool hasField(std::string_view name) const { return fields[name]; }
 
     /// nullopt: the record has no such field, or the field no value.
     std::optional<FieldValue> value(std::string_view name) const {
-        const Field* field = kind.field(name);
+        const Field* field = fields[name];
         if (!field) return std::nullopt;
-        FieldValue found = model.get(*field);
+        FieldValue found = record.get(*field);
         return isAbsent(*field, found) ? std::nullopt : std::optional(std::move(found));
     }
     bool has(std::string_view name) const { return value(name).has_value(); }
 
     std::wstring text(std::string_view name) const {
         const auto found = value(name);
-        return found ? textOf(*kind.field(name), *found) : std::wstring();
+        return found ? textOf(*fields[name], *found) : std::wstring();
     }
     std::string word(std::string_view name) const { return utf8::encode(text(name)); }
 
@@ -43,8 +111,9 @@ public:
         return whole ? static_cast<double>(*whole) : std::get<double>(*found);
     }
 
-    const LineModel& model;
-    const RecordKind& kind;
+private:
+    const RecordValues& record;
+    const FieldNames& fields;
 };
 
 void countConsumption(const Values& meter, Stats& stats) {
@@ -105,27 +174,81 @@ const std::vector<const Field*>& alarmsOf(const RecordKind& kind) {
     return all.at(&kind);
 }
 
-void countRecord(const LineModel& model, Stats& stats) {
-    stats.unreadableFields += model.parseErrors().size();
-    const Values record(model);
-    for (const Field* alarm : alarmsOf(record.kind)) stats.alarms[alarm] += std::get<bool>(model.get(*alarm));
-    if (record.hasField("roundImportDate")) stats.rounds.try_emplace(record.word("code"), record.word("name"));
-    if (record.hasField("meterReadingDate")) countMeter(record, stats);
-    if (record.hasField("currentReadingDate")) countModule(record, stats);
-    if (record.hasField("oldMeterSerialNumber")) stats.meters.add(record.word("oldMeterSerialNumber"), SerialNumbers::Changed);
-    if (record.hasField("area1Mode")) countEnquiry(record, stats);
-    if (std::isfinite(record.decimal("latitude")) && std::isfinite(record.decimal("longitude")))
-        stats.meters.add(record.word("meterSerialNumber"), SerialNumbers::Located);
+void countRecord(const RecordValues& record, Stats& stats) {
+    stats.unreadableFields += record.unreadableFields();
+    for (const Field* alarm : alarmsOf(record.kind())) stats.alarms[alarm] += std::get<bool>(record.get(*alarm));
+    const Values values(record);
+    if (values.hasField("roundImportDate")) stats.rounds.try_emplace(values.word("code"), values.word("name"));
+    if (values.hasField("meterReadingDate")) countMeter(values, stats);
+    if (values.hasField("currentReadingDate")) countModule(values, stats);
+    if (values.hasField("oldMeterSerialNumber")) stats.meters.add(values.word("oldMeterSerialNumber"), SerialNumbers::Changed);
+    if (values.hasField("area1Mode")) countEnquiry(values, stats);
+    if (std::isfinite(values.decimal("latitude")) && std::isfinite(values.decimal("longitude")))
+        stats.meters.add(values.word("meterSerialNumber"), SerialNumbers::Located);
+}
+
+// Returns whether the alarms of a kind of record are fields of its line. If not, only a model has them.
+bool hasAlarmsInLine(const RecordKind& kind) {
+    return std::ranges::all_of(alarmsOf(kind), [](const Field* alarm) { return alarm->column > 0; });
 }
 
 }  // namespace
+
+std::string_view NotedTexts::textAt(const Block& block, std::size_t at) {
+    const char* entry = block.bytes.get() + at;
+    const auto size = static_cast<unsigned char>(entry[1]) + std::size_t{256} * static_cast<unsigned char>(entry[2]);
+    return {entry + headSize, size};
+}
+
+unsigned char& NotedTexts::operator[](std::string_view text) {
+    if (4 * (count + 1) > 3 * slots.size()) grow();
+    std::uint32_t& slot = slotOf(text);
+    if (slot == 0) slot = append(text);
+    const std::size_t place = slot - 1;
+    return reinterpret_cast<unsigned char&>(blocks[place / blockSize].bytes[place % blockSize]);
+}
+
+// Returns the slot of the text, or the free one for it.
+std::uint32_t& NotedTexts::slotOf(std::string_view text) {
+    for (std::size_t i = std::hash<std::string_view>()(text);; ++i) {
+        std::uint32_t& slot = slots[i & (slots.size() - 1)];
+        if (slot == 0 || textAt(blocks[(slot - 1) / blockSize], (slot - 1) % blockSize) == text) return slot;
+    }
+}
+
+std::uint32_t NotedTexts::append(std::string_view text) {
+    const std::size_t size = headSize + text.size();
+    if (blocks.empty() || blocks.back().used + size > blockSize) {
+        if (blocks.size() == 0xFFFF) throw std::bad_alloc();
+        blocks.push_back({std::make_unique<char[]>(std::max(size, blockSize))});
+    }
+    Block& block = blocks.back();
+    const auto place = static_cast<std::uint32_t>((blocks.size() - 1) * blockSize + block.used);
+    char* entry = block.bytes.get() + block.used;
+    entry[1] = static_cast<char>(text.size() % 256);
+    entry[2] = static_cast<char>(text.size() / 256);
+    std::ranges::copy(text, entry + headSize);
+    block.used += size;
+    ++count;
+    return place + 1;
+}
+
+void NotedTexts::grow() {
+    slots.assign(std::max<std::size_t>(64, 2 * slots.size()), 0);
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        for (std::size_t at = 0; at < blocks[i].used;) {
+            const std::string_view text = textAt(blocks[i], at);
+            slotOf(text) = static_cast<std::uint32_t>(i * blockSize + at + 1);
+            at += headSize + text.size();
+        }
+}
 
 void SerialNumbers::add(const std::string& serialNumber, About what) {
     ++found[what].all;
     if (!serialNumber.empty()) note(serialNumber, bit(what));
 }
 
-void SerialNumbers::note(const std::string& serialNumber, unsigned notes) {
+void SerialNumbers::note(std::string_view serialNumber, unsigned notes) {
     unsigned char& known = said[serialNumber];
     for (std::size_t what = 0; what < found.size(); ++what) found[what].meters += (notes & ~known & bit(what)) != 0;
     known = static_cast<unsigned char>(known | notes);
@@ -133,18 +256,21 @@ void SerialNumbers::note(const std::string& serialNumber, unsigned notes) {
 
 SerialNumbers& SerialNumbers::operator+=(const SerialNumbers& other) {
     for (std::size_t what = 0; what < found.size(); ++what) found[what].all += other.found[what].all;
-    for (const auto& [serialNumber, notes] : other.said) note(serialNumber, notes);
+    other.said.forEach([&](std::string_view serialNumber, unsigned notes) { note(serialNumber, notes); });
     return *this;
 }
 
 bool SerialNumbers::isShareOfKnown(About what) const {
-    return std::ranges::none_of(said, [&](const auto& one) { return (one.second & bit(what)) && !(one.second & bit(Known)); });
+    bool isShare = true;
+    said.forEach([&](std::string_view, unsigned notes) { isShare &= !(notes & bit(what)) || (notes & bit(Known)); });
+    return isShare;
 }
 
 std::vector<std::string> SerialNumbers::unread() const {
     std::vector<std::string> all;
-    for (const auto& [serialNumber, notes] : said)
-        if ((notes & (bit(Known) | bit(Read))) == bit(Known)) all.push_back(serialNumber);
+    said.forEach([&](std::string_view serialNumber, unsigned notes) {
+        if ((notes & (bit(Known) | bit(Read))) == bit(Known)) all.emplace_back(serialNumber);
+    });
     std::ranges::sort(all);
     return all;
 }
@@ -190,13 +316,21 @@ Stats statsOf(Input& input) {
     Stats stats;
     CheckSummary summary;
     std::vector<Finding> damage;
-    stats.isWhole = forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
+    std::vector<DecodedValue> memory;
+    const auto countPlain = [&](const PlainRecord& record) {
+        ++stats.lines;
+        summary.add(std::wstring_view(&record.kind->letter, 1), LineKind::Record);
+        if (hasAlarmsInLine(*record.kind)) countRecord(RecordValues(record, memory), stats);
+        else countRecord(RecordValues(LineModel::of(*record.kind, widened(record.text))), stats);
+    };
+    const auto count = [&](const Line& line, std::optional<LineKind> kind) {
         ++stats.lines;
         summary.add(line.text, kind);
         damage.clear();
         if (!checkShape(line, kind, damage)) ++stats.notRead;
-        else if (const auto model = LineModel::of(*kind, line.text)) countRecord(*model, stats);
-    });
+        else if (const auto model = LineModel::of(*kind, line.text)) countRecord(RecordValues(*model), stats);
+    };
+    stats.isWhole = forEachLine(input, countPlain, count);
     for (const LinesOfKind& kind : summary.lineKinds()) stats.byKind[kind.name] = kind.lines;
     return stats;
 }

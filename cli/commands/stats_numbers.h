@@ -4,9 +4,10 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <tramostream/fields.h>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,36 @@ using Numbers = std::map<std::string, Number>;
 struct Lines {
     Number all = 0;
     Number meters = 0;  ///< different serial numbers
+};
+
+/// A byte of notes for each of many short texts, in little more memory than the texts need.
+class NotedTexts {
+public:
+    /// Returns the notes of a text of less than 64 KB, initially 0. Valid until the next call.
+    unsigned char& operator[](std::string_view text);
+
+    /// Calls `use(text, notes)` for each text.
+    template <class Use> void forEach(Use use) const {
+        for (const Block& block : blocks)
+            for (std::size_t at = 0; at < block.used; at += headSize + textAt(block, at).size())
+                use(textAt(block, at), static_cast<unsigned char>(block.bytes[at]));
+    }
+
+private:
+    // Entries: the notes, two bytes for the size of the text, the text.
+    struct Block {
+        std::unique_ptr<char[]> bytes;
+        std::size_t used = 0;
+    };
+    static constexpr std::size_t headSize = 3, blockSize = 1 << 16;
+    static std::string_view textAt(const Block& block, std::size_t at);
+    void grow();
+    std::uint32_t append(std::string_view text);
+    std::uint32_t& slotOf(std::string_view text);
+
+    std::vector<Block> blocks;
+    std::vector<std::uint32_t> slots;  ///< hash table of the entries: 1 + block * blockSize + place in the block; 0: free
+    std::size_t count = 0;
 };
 
 /// What is known about the meters (or radio modules) of each serial number.
@@ -39,10 +70,10 @@ public:
 
 private:
     static constexpr unsigned bit(std::size_t what) { return 1U << what; }
-    void note(const std::string& serialNumber, unsigned notes);
+    void note(std::string_view serialNumber, unsigned notes);
 
     std::array<Lines, 5> found{};
-    std::unordered_map<std::string, unsigned char> said;  ///< a bit for each About
+    NotedTexts said;  ///< a bit for each About
 };
 
 /// The consumption of the readings of one fluid. Fluids are never added up: their units may differ.

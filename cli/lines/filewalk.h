@@ -14,15 +14,30 @@ inline void sayChange(const Input& input) {
     if (!input.note().empty()) complain(input.name() + ": " + input.note());
 }
 
+/// Returns whether a file was read to the end of its text. If not, prints a message on the standard error.
+inline bool isReadToItsEnd(const Input& input) {
+    sayChange(input);
+    const std::string rest = input.unreadRest();
+    if (!rest.empty()) complain(input.name() + ": " + rest);
+    return rest.empty();
+}
+
 /// Calls `use(line, kind)` for every line of a file. Returns false, after a message on the standard error, if text at the end of
 /// the file cannot be read.
 template <class Use> bool forEachLine(Input& input, Use use) {
     Line line;
     while (input.next(line)) use(line, kindOfLine(line, input.prevailingKind()));
-    sayChange(input);
-    const std::string rest = input.unreadRest();
-    if (!rest.empty()) complain(input.name() + ": " + rest);
-    return rest.empty();
+    return isReadToItsEnd(input);
+}
+
+/// Does the same, but calls `usePlain(record)` for plain records, or most of them.
+template <class UsePlain, class Use> bool forEachLine(Input& input, UsePlain usePlain, Use use) {
+    Line line;
+    for (;;) {
+        for (PlainRecord record; input.nextPlain(record);) usePlain(record);
+        if (!input.next(line)) return isReadToItsEnd(input);
+        use(line, kindOfLine(line, input.prevailingKind()));
+    }
 }
 
 /// Does the same, but calls `usePlain(record)` for most of the lines that are plain records: nothing is decoded for them.

@@ -53,6 +53,25 @@ class Size(CliTest):
             process.returncode = os.waitstatus_to_exitcode(status)
             return usage.ru_maxrss * 1024, time.monotonic() - start, out.seek(0, 2)
 
+    def own_memory(self, *arguments):
+        """Returns the peak of used memory in bytes. The system counts the memory of the process that starts the tool, too, so
+        that a small one has to."""
+        start = ("import os, sys; _, _, usage = os.wait4(os.posix_spawn(sys.argv[1], sys.argv[1:], os.environ), 0); "
+                 "print(usage.ru_maxrss * 1024, file=sys.stderr)")
+        done = subprocess.run([sys.executable, "-I", "-S", "-c", start, TRAMO, *arguments], capture_output=True, cwd=self.folder,
+                              env=ENVIRONMENT, check=True)
+        return int(done.stderr)
+
+    @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
+    def test_many_meters_need_little_memory(self):
+        few, many = 1000, 100000
+        used = []
+        for meters in (few, many):
+            self.write("f", lines(*(put(METER, 352, b"%-12d" % meter) for meter in range(meters))))
+            self.assertEqual(self.run_tool("stats", "--format", "json", "f", cwd=self.folder).json["files"][0]["meters"]["meters"], meters)
+            used.append(self.own_memory("stats", "f"))
+        self.assertLess((used[1] - used[0]) / (many - few), 50)   # bytes for a serial number of 12 characters, and growth
+
     @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
     def test_many_findings_need_little_memory(self):
         few, many = lines(BAD), lines(*[BAD] * 50000)
