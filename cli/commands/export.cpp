@@ -244,6 +244,7 @@ struct Task {
     KeptPiece piece;
     std::uint64_t position = 0;  ///< in the file, after the piece
     RowBatch rows, beside;
+    Checker checker{{.prevailing = LineKind::Record}};  ///< recognizes lines without findings; of plain records only
     std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
 
@@ -291,34 +292,29 @@ private:
         PlainRow row;
         Line line;
         while (true) {
-            if (mayBePlain && reader.nextPlain(record)) add(record, row, task);
+            if (mayBePlain && reader.nextPlain(record)) add(record, row, reader, task);
             else if (reader.next(line)) add(line, task);
             else break;
         }
     }
 
-    // The fast path: the same as for the line of the record.
-    void add(const PlainRecord& record, PlainRow& row, Task& task) const {
+    // The fast path: does the same as for the line of the record.
+    void add(const PlainRecord& record, PlainRow& row, PieceReader& reader, Task& task) const {
         if (options.only && options.only != &tableOfKind(*record.kind)) return;
+        Line line;
         if (!row.read(record)) {
-            const std::wstring text = wideText(record);
-            Line line;
-            line.text = text;
-            line.carriageReturn = line.lineFeed = line.plain = true;
-            line.number = record.number;
+            reader.readAgain(line);
             return add(line, task);
         }
         task.unread += row.unread();
         task.ignored += row.holdsMore();
         task.rows.add(row, *rows);
-        if (!showsFindings() || surelyHasNoFindings(record)) return;
+        if (!showsFindings() || task.checker.countIfClean(*record.kind, record.text)) return;
         std::vector<Finding> findings;
-        checkFields(LineKind::Record, wideText(record), false, findings);
+        reader.readAgain(line);
+        checkFields(LineKind::Record, line.text, false, findings);
         addFindings(findings, record.number, task);
     }
-
-    // Returns false if a check of the fields may find something.
-    static bool surelyHasNoFindings(const PlainRecord&) { return false; }
 
     // The slow path, which defines the result.
     void add(const Line& line, Task& task) const {

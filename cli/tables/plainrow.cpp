@@ -255,19 +255,15 @@ Cell PlainRow::wordsOf(const Exported& cell) const {
 
 // As with a model, which has no ignored text in fields with a parse error.
 bool PlainRow::findsIgnoredText() const {
+    std::wstring line(record.text.size(), L'\0');
+    std::ranges::transform(record.text, line.begin(), [](char c) { return static_cast<unsigned char>(c); });
     std::vector<TE::FieldError> errors;
     for (const Field& field : record.kind->fields)
         if (values[field.index].unreadable) errors.push_back(field.parseError);
-    return std::ranges::any_of(ignoredTexts(*record.kind, wideText(record)), [&](const IgnoredText& text) {
+    return std::ranges::any_of(ignoredTexts(*record.kind, line), [&](const IgnoredText& text) {
         const bool isUnreadable = text.field && std::ranges::find(errors, text.field->parseError) != errors.end();
         return !isUnreadable && !isKept(text, *record.kind);
     });
-}
-
-std::wstring wideText(const PlainRecord& record) {
-    std::wstring text(record.text.size(), L'\0');
-    std::ranges::transform(record.text, text.begin(), [](char c) { return static_cast<unsigned char>(c); });
-    return text;
 }
 
 }  // namespace tramo::cli

@@ -8,15 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string>
 #include <string_view>
 #include <tramostream/decode.h>
 #include <vector>
 
 namespace tramo::cli {
-
-/// Returns the text of the record as next() of PieceReader decodes it.
-std::wstring wideText(const PlainRecord& record);
 
 class PlainRow {
 public:
