@@ -5,7 +5,7 @@ import os
 import subprocess
 import unittest
 from collections import Counter
-from support import ENVIRONMENT, TRAMO, CliTest, before_field_work
+from support import ENVIRONMENT, TRAMO, CliTest, before_field_work, some
 
 ENCODINGS = {"ansi": "latin-1", "utf16le": "utf-16"}
 
@@ -62,7 +62,7 @@ class Sample(CliTest):
 
     def test_few_lines_with_an_error_in_each(self):
         for meters in ("1", "2", "5"):
-            for seed in range(20):
+            for seed in some(range(20)):
                 with self.subTest(meters=meters, seed=seed):
                     content = self.make("--meters", meters, "--seed", str(seed), "--faults", "1", "--returned")
                     expected = self.expected()
@@ -111,7 +111,7 @@ class Sample(CliTest):
 
     def test_two_hundred_rounds_have_no_findings(self):
         names = []
-        for seed in [*range(1, 201), 1016]:
+        for seed in some([1016, *range(200, 0, -1)]):
             options = ("--seed", str(seed), "--meters", str(1 + seed * 37 % 1000), *(("--returned",) if seed % 2 else ()))
             names.append(f"f{seed}")
             self.make(*options, "--encoding", "utf16le" if seed % 4 > 1 else "ansi", name=names[-1])

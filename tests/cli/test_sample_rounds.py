@@ -7,7 +7,7 @@ from collections import Counter, defaultdict
 from datetime import date, datetime
 from functools import wraps
 from itertools import pairwise
-from support import CliTest
+from support import CliTest, some
 
 METRE = 1 / 111320  # of latitude, in degrees
 WEST = 0.6626       # a degree of longitude, in degrees of latitude
@@ -82,7 +82,7 @@ class Distinct(Rounds):
             self.assertEqual(len(set(serials)), len(serials))
 
     def test_no_reading_exceeds_its_wheels(self):
-        seeds = [*range(1, 201), 1016]
+        seeds = some([1016, *range(200, 0, -1)])
         turned = 0
         for seed in seeds:
             for line in subscribers(self.make("--seed", str(seed), "--meters", "150", "--returned", "--kinds", "1")):
