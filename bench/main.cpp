@@ -39,6 +39,7 @@ bool showSpeed(const Options& options) {
     addReferences(rows, options);
     addStreams(rows, options);
     addColumns(rows, options);
+    addReader(rows, options);
     addCodecs(rows);
     addRewriting(rows, options);
     addPrograms(rows, options);

@@ -47,6 +47,7 @@ bool measure(const std::vector<Row>& rows, const Options& options);
 void addReferences(std::vector<Row>& rows, const Options& options);
 void addStreams(std::vector<Row>& rows, const Options& options);
 void addColumns(std::vector<Row>& rows, const Options& options);
+void addReader(std::vector<Row>& rows, const Options& options);
 void addCodecs(std::vector<Row>& rows);
 void addRewriting(std::vector<Row>& rows, const Options& options);
 void addPrograms(std::vector<Row>& rows, const Options& options);

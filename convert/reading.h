@@ -120,8 +120,8 @@ char decimalPoint();
 std::size_t readAnyNumber(const char* text, double& value);
 
 // Takes any number that the standard conversion reads, with a comma or a point. Returns false if there is none or it is out
-// of range.
-template <class Char> bool takeAnyNumber(TextOf<Char>& text, double& value) {
+// of range. Not inlined: its memory would slow down each function that reads fields.
+template <class Char> [[gnu::noinline]] bool takeAnyNumber(TextOf<Char>& text, double& value) {
     char buffer[1024];
     std::string longer;
     char* narrowed = buffer;

@@ -45,7 +45,7 @@ template <class Char> struct FilledText {
 namespace detail {
 
 // Reads an integer that is nothing but digits, the usual case, at once. Returns false in any other case.
-template <class Char, class Int> bool takePlain(const FieldReading& field, FilledText<Char> filled, Int& value) {
+template <class Char, class Int> bool takePlain(const FieldReading& field, const FilledText<Char>& filled, Int& value) {
     if constexpr (codec::readsEightDigits<Char>) {
         constexpr unsigned alwaysFit = sizeof(Int) == 4 ? 9 : 16;
         const unsigned count = filled.size - filled.blanks;
@@ -61,7 +61,7 @@ template <class Char, class Int> bool takePlain(const FieldReading& field, Fille
 
 // Reads one field that is not blank. Returns false if its text cannot be read.
 template <class Char>
-bool decodeFilled(const FieldReading& field, FilledText<Char> filled, const zone::Clock& clock, auto& sink) {
+bool decodeFilled(const FieldReading& field, const FilledText<Char>& filled, const zone::Clock& clock, auto& sink) {
     const std::basic_string_view<Char> text = filled.view();
     const auto take = [&](auto& value) {
         auto rest = text.substr(filled.blanks);

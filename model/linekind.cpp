@@ -6,6 +6,7 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <vector>
 
 namespace tramo {
 
@@ -34,16 +35,21 @@ std::array<bool, 128> makeRecordLetters() {
     return known;
 }
 
+// Made once: looking for them in each line of a file allocates nothing.
+std::vector<std::wstring> makeKeyMarks() {
+    std::vector<std::wstring> marks = {L"\"}", L"\":\"", L"\",\""};
+    for (const KeyValue& value : keyValues)
+        if (value.secret) marks.emplace_back(value.name.begin(), value.name.end());
+    return marks;
+}
+
 }  // namespace
 
 bool mayHoldKeys(std::wstring_view text) { return text.starts_with(L'{') || text.starts_with(L";{") || holdsKeyMarks(text); }
 
 bool holdsKeyMarks(std::wstring_view text) {
-    auto has = [&](std::wstring_view part) { return text.find(part) != std::wstring_view::npos; };
-    const auto same = [](wchar_t a, char b) { return a == static_cast<wchar_t>(b); };
-    return has(L"\"}") || has(L"\":\"") || has(L"\",\"") || std::ranges::any_of(keyValues, [&](const KeyValue& value) {
-        return value.secret && !std::ranges::search(text, value.name, same).empty();
-    });
+    static const std::vector<std::wstring> marks = makeKeyMarks();
+    return std::ranges::any_of(marks, [&](const std::wstring& mark) { return text.find(mark) != std::wstring_view::npos; });
 }
 
 const LineShape& shapeOf(LineKind kind) { return shapes[static_cast<std::size_t>(kind)]; }

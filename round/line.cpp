@@ -15,7 +15,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
+#include <new>
 #include <stdexcept>
 
 namespace tramo {
@@ -28,12 +28,24 @@ const unsigned char* unsignedOf(std::string_view bytes) { return reinterpret_cas
 
 // ---- Text -----------------------------------------------------------------------------------------------------------
 
+// Returns the number of characters above U+007F, which take two bytes in UTF-8.
+std::size_t countHigh(std::string_view bytes) {
+    std::size_t count = 0;
+    for (const char c : bytes) count += codec::codeOf(c) >> 7;  // without a branch, so that the compiler can vectorize it
+    return count;
+}
+
 std::string utf8OfAnsi(std::string_view bytes) {
-    const auto isAscii = [](char c) { return codec::codeOf(c) < 0x80; };
-    if (std::ranges::all_of(bytes, isAscii)) return std::string(bytes);
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const char c : bytes) utf8::append(text, codec::codeOf(c));
+    const std::size_t high = countHigh(bytes);
+    std::string text(bytes);
+    if (high == 0) return text;
+    text.resize(bytes.size() + high);
+    char* out = text.data();
+    for (const char c : bytes) {
+        const std::uint32_t code = codec::codeOf(c);
+        if (code >= 0x80) *out++ = static_cast<char>(0xC0 | code >> 6);
+        *out++ = code < 0x80 ? c : static_cast<char>(0x80 | (code & 0x3F));
+    }
     return text;
 }
 
@@ -61,73 +73,78 @@ std::size_t widthOf(Encoding encoding) { return encoding == Encoding::Utf16 ? 2 
 
 // Takes the value of one field.
 struct OneValue {
-    DecodedValue result{};
+    DecodedValue& result;
 
-    DecodedValue& put(const FieldReading& field, auto filled, long long integer) {
+    void put(const FieldReading& field, const auto& filled, long long integer) {
         result.present = true;
         result.first = field.first;
         result.size = static_cast<std::uint16_t>(filled.isInLine ? filled.size : 0);
         result.integer = integer;
-        return result;
     }
-    void text(const FieldReading& field, auto filled) { put(field, filled, 0); }
-    void integer(const FieldReading& field, long long value, auto filled) { put(field, filled, value); }
-    void decimal(const FieldReading& field, double value, auto filled) { put(field, filled, 0).real = value; }
-    void time(const FieldReading& field, long32 seconds, auto filled) { put(field, filled, seconds); }
-    void code(const FieldReading& field, wchar_t value, auto filled) { put(field, filled, value); }
-    void flag(const FieldReading& field, bool value, auto filled) { put(field, filled, value); }
-    void alarms(const FieldReading& field, unsigned bits, auto filled) { put(field, filled, bits); }
+    void text(const FieldReading& field, const auto& filled) { put(field, filled, 0); }
+    void integer(const FieldReading& field, long long value, const auto& filled) { put(field, filled, value); }
+    void decimal(const FieldReading& field, double value, const auto& filled) {
+        put(field, filled, 0);
+        result.real = value;
+    }
+    void time(const FieldReading& field, long32 seconds, const auto& filled) { put(field, filled, seconds); }
+    void code(const FieldReading& field, wchar_t value, const auto& filled) { put(field, filled, value); }
+    void flag(const FieldReading& field, bool value, const auto& filled) { put(field, filled, value); }
+    void alarms(const FieldReading& field, unsigned bits, const auto& filled) { put(field, filled, bits); }
 };
 
-// Returns the size without trailing white space.
-template <class Char> std::uint32_t filledSize(const Char* text, std::uint32_t width) {
-    if constexpr (sizeof(Char) == 1) {
-        constexpr std::uint64_t eightSpaces = 0x2020202020202020;
-        for (std::uint64_t eight = 0; width >= 8; width -= 8) {
-            std::memcpy(&eight, text + width - 8, 8);
-            if (eight != eightSpaces) break;
-        }
-    }
-    while (width > 0 && codec::isBlank(text[width - 1])) --width;
-    return width;
+constexpr std::size_t recordLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
+template <class Char> using ColumnMap = BlankMap<recordLength, Char>;
+
+// Returns the extent of the text in a few columns.
+template <class Char> auto extentOf(std::basic_string_view<Char> columns) -> typename ColumnMap<Char>::Extent {
+    std::size_t size = columns.size(), blanks = 0;
+    while (size > 0 && codec::isBlank(columns[size - 1])) --size;
+    while (blanks < size && codec::isBlank(columns[blanks])) ++blanks;
+    return {static_cast<std::uint32_t>(blanks), static_cast<std::uint32_t>(size)};
 }
 
-// Reads a field from its columns. `columns` follow the text of the line before them: as many characters as are read at once.
-template <class Char> DecodedValue readColumns(const FieldReading& field, const Char* columns) {
+template <class Char> [[gnu::noinline]] void decodeBlank(const FieldReading& field, DecodedValue& value) {
     const auto blank = static_cast<Char>(field.blank);
-    FilledText<Char> filled{columns, 0, filledSize(columns, field.width)};
-    if (filled.size == 0) {
-        if (blank == 0) return {};
-        filled = {&blank, 0, 1, false};
-    } else if (field.kind == FieldKind::Integer || field.kind == FieldKind::Decimal) {
-        while (codec::isBlank(columns[filled.blanks])) ++filled.blanks;
+    OneValue sink{value};
+    value.unreadable = !detail::decodeFilled(field, FilledText<Char>{&blank, 0, 1, false}, sink);
+}
+
+// Decodes the columns of a field: `blanks` white space characters, and `size` in all without those at its end.
+template <class Char>
+void decodeField(const FieldReading& field, const Char* columns, std::uint32_t blanks, std::uint32_t size, DecodedValue& value) {
+    value.present = value.unreadable = false;
+    if (size > 0) {
+        OneValue sink{value};
+        value.unreadable = !detail::decodeFilled(field, FilledText<Char>{columns, blanks, size}, sink);
+    } else if (field.blank != 0) {
+        decodeBlank<Char>(field, value);
     }
-    OneValue sink;
-    if (!detail::decodeFilled(field, filled, sink)) {
-        sink.result = {};
-        sink.result.unreadable = true;
+}
+
+constexpr std::size_t readBefore = 16;  // characters of the line before a field that its decoder may look at
+
+// The columns of a field as units, after those before them.
+struct Units {
+    explicit Units(const FieldReading& field, std::string_view line) : before(std::min<std::size_t>(readBefore, field.first)) {
+        for (std::size_t i = 0; i < before + field.width; ++i)
+            units[i] = static_cast<char16_t>(encoding::unitAt(unsignedOf(line), field.first - before + i));
     }
-    return sink.result;
+    const char16_t* columns() const { return units + before; }
+
+    std::size_t before;
+    char16_t units[readBefore + recordLength];
+};
+
+[[gnu::noinline]] void decodeShort(const FieldReading& field, const char* columns, DecodedValue& value) {
+    const auto [blanks, size] = extentOf(std::string_view(columns, field.width));
+    decodeField(field, columns, blanks, size, value);
 }
 
-DecodedValue readUtf16(const FieldReading& field, std::string_view line) {
-    constexpr std::size_t before = 16, mostColumns = 512;
-    char16_t units[before + mostColumns];
-    const std::size_t lead = std::min<std::size_t>(before, field.first);
-    for (std::size_t i = 0; i < lead + field.width; ++i)
-        units[i] = static_cast<char16_t>(encoding::unitAt(unsignedOf(line), field.first - lead + i));
-    return readColumns(field, units + lead);
-}
-
-DecodedValue readField(const FieldReading& field, std::string_view line, Encoding encoding) {
-    return encoding == Encoding::Utf16 ? readUtf16(field, line) : readColumns(field, line.data() + field.first);
-}
-
-// The last text that is read into the field counts.
-DecodedValue valueOf(const FieldSources& sources, std::string_view line, Encoding encoding) {
-    if (sources.into[1])
-        if (const DecodedValue second = readField(*sources.into[1], line, encoding); second.present) return second;
-    return sources.into[0] ? readField(*sources.into[0], line, encoding) : DecodedValue{};
+[[gnu::noinline]] void decodeUtf16(const FieldReading& field, std::string_view line, DecodedValue& value) {
+    const Units units(field, line);
+    const auto [blanks, size] = extentOf(std::u16string_view(units.columns(), field.width));
+    decodeField(field, units.columns(), blanks, size, value);
 }
 
 FieldValue asFieldValue(FieldKind kind, const DecodedValue& value) {
@@ -149,13 +166,57 @@ bool isYearAbsent(FieldKind kind, const DecodedValue& value) { return kind == Fi
 
 }  // namespace
 
+// Reads fields of a line. Not exported, so that the compiler can inline it.
+struct LineReading {
+    using Map = ColumnMap<char>;
+    static_assert(sizeof(Map) == sizeof(LineView::columnMap) && std::is_trivially_copyable_v<Map>);
+
+    // The filled columns of a record in ANSI, found when its first field is read.
+    static const Map& mapOf(const LineView& line) {
+        void* const memory = line.columnMap.data();
+        if (!line.isMapped) {
+            line.isMapped = true;
+            return *new (memory) Map(line.content.data());
+        }
+        return *std::launder(static_cast<const Map*>(memory));
+    }
+
+    // Reads the value from the columns of one field. Returns whether there is one.
+    static bool read(const LineView& line, const FieldReading& field, DecodedValue& value) {
+        if (line.coding == Encoding::Utf16) {
+            decodeUtf16(field, line.content, value);
+            return value.present;
+        }
+        const char* const columns = line.content.data() + field.first;
+        if (line.content.size() >= recordLength) {
+            const auto [blanks, size] = mapOf(line).text(field.first, field.width);
+            decodeField(field, columns, blanks, size, value);
+        } else {
+            decodeShort(field, columns, value);
+        }
+        return value.present;
+    }
+
+    // Reads the value of a field. The last text that is read into it counts. Returns whether there is a value.
+    static bool read(const FieldView& view, DecodedValue& value) {
+        const FieldSources& sources = view.line->fields->sources[view.field->index];
+        if (sources.into[1] && read(*view.line, *sources.into[1], value)) return true;
+        return sources.into[0] && read(*view.line, *sources.into[0], value) && !isYearAbsent(view.field->kind, value);
+    }
+
+    // Does the same if the field is of this kind.
+    static bool readKind(const FieldView& view, FieldKind kind, DecodedValue& value) {
+        return view.field && view.field->kind == kind && read(view, value);
+    }
+    static bool readTime(const FieldView& view, DecodedValue& value) {
+        if (!view.field || (view.field->kind != FieldKind::Date && view.field->kind != FieldKind::DateTime)) return false;
+        return read(view, value);
+    }
+
+    static const FieldReading& own(const FieldView& view) { return *view.line->fields->sources[view.field->index].own; }
+};
+
 // ---- FieldView ------------------------------------------------------------------------------------------------------
-
-namespace {
-
-bool isTime(FieldKind kind) { return kind == FieldKind::Date || kind == FieldKind::DateTime; }
-
-}  // namespace
 
 std::string_view FieldView::rawBytes() const {
     if (!field) return {};
@@ -168,25 +229,20 @@ std::string FieldView::raw() const { return utf8Of(rawBytes(), line->coding); }
 
 bool FieldView::blank() const {
     const std::string_view columns = rawBytes();
-    if (line->coding == Encoding::Ansi) return filledSize(columns.data(), static_cast<std::uint32_t>(columns.size())) == 0;
-    for (std::size_t i = 0; i < columns.size() / 2; ++i)
-        if (!codec::isBlank(encoding::unitAt(unsignedOf(columns), i))) return false;
+    const std::size_t width = widthOf(line->coding);
+    for (std::size_t i = 0; i < columns.size(); i += width)
+        if (!codec::isBlank(columns[i]) || (width == 2 && columns[i + 1] != 0)) return false;
     return true;
 }
 
 bool FieldView::valid() const {
-    return !field || !readField(*line->fields->sources[field->index].own, line->content, line->coding).unreadable;
-}
-
-// Returns whether there is a value.
-bool FieldView::read(DecodedValue& value) const {
-    value = valueOf(line->fields->sources[field->index], line->content, line->coding);
-    return value.present && !isYearAbsent(field->kind, value);
+    DecodedValue value;
+    return !field || LineReading::read(*line, LineReading::own(*this), value) || !value.unreadable;
 }
 
 std::optional<std::string> FieldView::text() const {
     DecodedValue value;
-    if (!field || !read(value)) return std::nullopt;
+    if (!field || !LineReading::read(*this, value)) return std::nullopt;
     const std::size_t width = widthOf(line->coding);
     if (field->kind == FieldKind::Text)
         return utf8Of(line->content.substr(value.first * width, value.size * width), line->coding);
@@ -195,49 +251,50 @@ std::optional<std::string> FieldView::text() const {
 
 std::optional<long long> FieldView::integer() const {
     DecodedValue value;
-    if (!field || field->kind != FieldKind::Integer || !read(value)) return std::nullopt;
+    if (!LineReading::readKind(*this, FieldKind::Integer, value)) return std::nullopt;
     return value.integer;
 }
 
 std::optional<double> FieldView::real() const {
     DecodedValue value;
-    if (!field || (field->kind != FieldKind::Decimal && field->kind != FieldKind::Integer) || !read(value)) return std::nullopt;
-    return field->kind == FieldKind::Decimal ? value.real : static_cast<double>(value.integer);
+    if (LineReading::readKind(*this, FieldKind::Decimal, value)) return value.real;
+    if (LineReading::readKind(*this, FieldKind::Integer, value)) return static_cast<double>(value.integer);
+    return std::nullopt;
 }
 
 std::optional<bool> FieldView::flag() const {
     DecodedValue value;
-    if (!field || field->kind != FieldKind::Flag || !read(value)) return std::nullopt;
+    if (!LineReading::readKind(*this, FieldKind::Flag, value)) return std::nullopt;
     return value.integer != 0;
 }
 
 std::optional<char32_t> FieldView::code() const {
     DecodedValue value;
-    if (!field || field->kind != FieldKind::Code || !read(value)) return std::nullopt;
+    if (!LineReading::readKind(*this, FieldKind::Code, value)) return std::nullopt;
     return static_cast<char32_t>(value.integer);
 }
 
 std::optional<std::uint16_t> FieldView::alarms() const {
     DecodedValue value;
-    if (!field || field->kind != FieldKind::AlarmFlags || !read(value)) return std::nullopt;
+    if (!LineReading::readKind(*this, FieldKind::AlarmFlags, value)) return std::nullopt;
     return static_cast<std::uint16_t>(value.integer);
 }
 
 std::optional<sys_seconds> FieldView::time() const {
     DecodedValue value;
-    if (!field || !isTime(field->kind) || !read(value)) return std::nullopt;
+    if (!LineReading::readTime(*this, value)) return std::nullopt;
     return timeOf(value.integer);
 }
 
 std::optional<local_days> FieldView::day() const {
     DecodedValue value;
-    if (!field || !isTime(field->kind) || !read(value)) return std::nullopt;
+    if (!LineReading::readTime(*this, value)) return std::nullopt;
     return localDayOf(value.integer);
 }
 
 std::optional<std::chrono::year> FieldView::year() const {
     DecodedValue value;
-    if (!field || (!isTime(field->kind) && field->kind != FieldKind::Year) || !read(value)) return std::nullopt;
+    if (!LineReading::readTime(*this, value) && !LineReading::readKind(*this, FieldKind::Year, value)) return std::nullopt;
     return year_month_day{localDayOf(value.integer)}.year();
 }
 
@@ -245,14 +302,10 @@ std::optional<std::chrono::year> FieldView::year() const {
 
 std::size_t LineView::size() const { return content.size() / widthOf(coding); }
 
-// Returns the field if the line has columns for it, otherwise nullptr.
-const Field* LineView::inLine(const Field* field) const {
-    const bool isOfLine = record && field && field->index < record->fields.size() && &record->fields[field->index] == field;
-    return isOfLine && field->column > 0 ? field : nullptr;
+FieldView LineView::operator[](std::string_view name) const {
+    const Field* const field = fieldNamed(name);
+    return {*this, field ? inLine(*field) : nullptr};
 }
-
-FieldView LineView::operator[](const Field& field) const { return {*this, inLine(&field)}; }
-FieldView LineView::operator[](std::string_view name) const { return {*this, inLine(fieldNamed(name))}; }
 
 // Returns nullptr if the line has no kind.
 const Field* LineView::fieldNamed(std::string_view name) const {
@@ -567,7 +620,7 @@ bool isBlankText(const Held& value) {
 }  // namespace
 
 SetResult Line::set(const Field& field, const NewValue& value) {
-    if (!inLine(&field)) return {SetResult::NoField, concat(field.name, ": the line does not have this field")};
+    if (!inLine(field)) return {SetResult::NoField, concat(field.name, ": the line does not have this field")};
     const bool isBlank =
         std::holds_alternative<std::nullopt_t>(value.get()) || (field.kind == FieldKind::Text && isBlankText(value.get()));
     Conversion conversion(field, coding);
@@ -594,10 +647,13 @@ SetResult Line::set(const Field& field, const NewValue& value) {
     encoding::append(bytes, std::wstring_view(columns), coding == Encoding::Utf16);
     const std::string before = own.substr(first, bytes.size());
     own.replace(first, bytes.size(), bytes);
+    isMapped = false;
     if (!wanted) return {};
-    const DecodedValue read = readField(*fields->sources[field.index].own, content, coding);
+    DecodedValue read;
+    LineReading::read(*this, *fields->sources[field.index].own, read);
     if (isSameValue(field, *wanted, read, content, coding)) return {};
     own.replace(first, before.size(), before);
+    isMapped = false;
     conversion.fail(SetResult::NotWritable, whyNotRead(field, *wanted, columns, read));
     return conversion.failure;
 }

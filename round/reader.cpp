@@ -110,6 +110,7 @@ const LineView* Reader::State::next() {
     line.lineNumber = source.number();
     line.firstByte = source.offset();
     line.content = source.bytes();
+    line.isMapped = false;
     findEnding();
     classify();
     return &line;

@@ -9,6 +9,7 @@
 #include "fields.h"
 #include "linekind.h"
 #include "linemodel.h"
+#include <array>
 #include <chrono>
 #include <concepts>
 #include <cstddef>
@@ -55,8 +56,8 @@ TRAMO_EXPORT std::string_view describe(LineFault fault);
 
 class LineView;
 class Line;
-struct DecodedValue;
 struct KindFields;
+struct LineReading;
 class RoundFile;
 
 /// One field of one line. Small, to be passed by value. Valid as long as its line.
@@ -64,6 +65,8 @@ class RoundFile;
 /// A value is absent (`std::nullopt`) if the field is blank, if its text cannot be parsed, if the field holds values of another
 /// type, or if the line is of another kind than the field. A blank field that is read as a text (Field::blank) has the value of
 /// this text. The value of a field that is read into another one (Field::readInto) belongs to that one, and its own is absent.
+///
+/// @snippet docs/examples.cpp LineView
 class TRAMO_EXPORT FieldView {
 public:
     bool blank() const;  ///< nothing but white space is in its columns, or the line does not have the field
@@ -88,9 +91,8 @@ public:
 
 private:
     friend class LineView;
+    friend struct LineReading;
     FieldView(const LineView& of, const Field* which) : line(&of), field(which) {}
-    bool read(DecodedValue& value) const;
-
     const LineView* line;
     const Field* field;  ///< nullptr: the line does not have it
 };
@@ -126,7 +128,7 @@ public:
     /// std::invalid_argument is thrown, which names the kind and the closest name. Without a kind, every field is absent. A
     /// Field is looked up once and used for many lines (see RecordKind::field); in lines of another kind, it is absent.
     /// @{
-    FieldView operator[](const Field& field) const;
+    FieldView operator[](const Field& field) const { return {*this, inLine(field)}; }
     FieldView operator[](std::string_view name) const;
 
     template <class T> std::optional<T> value(const Field& field) const { return (*this)[field].template value<T>(); }
@@ -158,9 +160,14 @@ protected:
     friend class Reader;
     friend class RoundFile;
     friend class FieldView;
+    friend struct LineReading;
     LineView() = default;
 
-    const Field* inLine(const Field* field) const;
+    // Returns the field if the line has columns for it, otherwise nullptr.
+    const Field* inLine(const Field& field) const {
+        const bool isOfLine = record && field.index < record->fields.size() && &record->fields[field.index] == &field;
+        return isOfLine && field.column > 0 ? &field : nullptr;
+    }
     const Field* fieldNamed(std::string_view name) const;
     void copyTo(wchar_t* buffer, std::size_t size) const;  ///< padded with spaces, CR LF at the end
 
@@ -174,6 +181,8 @@ protected:
     Encoding coding = Encoding::Ansi;
     LineEnding lineEnd = LineEnding::CrLf;
     LineFault problem = LineFault::Empty;
+    mutable bool isMapped = false;                                 ///< the next member has a value
+    alignas(8) mutable std::array<unsigned char, 72> columnMap{};  ///< which columns are filled
 };
 
 /// How a file is read.
@@ -263,7 +272,9 @@ private:
     std::unique_ptr<State> state;
 };
 
-/// A value to write into a field, or none: std::nullopt makes the field blank.
+/// A value to write into a field, or none: std::nullopt makes the field blank. A text is UTF-8, and must outlive this object.
+///
+/// @snippet docs/examples.cpp Line
 class TRAMO_EXPORT NewValue {
 public:
     using Held = std::variant<std::nullopt_t, std::string_view, long long, double, bool, char32_t, std::chrono::sys_seconds,
