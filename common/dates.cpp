@@ -83,7 +83,7 @@ long32 read(const char* format, const char* text) {
     return *text ? noTime : toInstant(yearNumber, monthNumber, dayNumber, hour, minute);
 }
 
-long32 SteadyDays::toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const {
+long32 toSteadyInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute, const zone::Clock& clock) {
     if (!canExist(year, month, day, hour, minute)) return noTime;
     const long32 midnight = clock.midnightOf(year, month, day);
     return midnight == zone::unsteady ? noTime : midnight + secondsOf(hour, minute);

@@ -16,16 +16,8 @@ long32 read(const char* format, const char* text);
 long32 toInstant(
     unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute, const zone::Clock& clock = zone::Clock());
 
-// Finds the instants of several local times, in one thread and time zone.
-class SteadyDays {
-public:
-    // Returns noTime if the local time is invalid, or if the clock changes on that day: otherwise, the instant has this local
-    // time.
-    long32 toInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute) const;
-
-private:
-    zone::Clock clock;
-};
+// The same, but noTime if the clock changes on that day, too: otherwise, the instant has this local time.
+long32 toSteadyInstant(unsigned year, unsigned month, unsigned day, unsigned hour, unsigned minute, const zone::Clock& clock);
 
 struct LocalTime {
     std::array<char, 8> date;  // YYYYMMDD

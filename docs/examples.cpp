@@ -1,5 +1,7 @@
 // The examples of the headers' pages: each "//! [NAME]" encloses one, and its "//> " lines are what it prints.
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <tramostream/tramostream.h>
@@ -561,6 +563,62 @@ void meter() {
     //> Pression: 21
     //> C19AB0100259 -> N24000500007
     //! [Meter]
+void lineView() {
+    //! [LineView]
+    tramo::Reader reader("samples/round-returned.txt");
+    const tramo::Field& index = *tramo::kindOf<MeterSubscriberTramoModel>().field("meterReadingIndex");  // looked up once
+    for (const tramo::LineView& line : reader) {
+        if (!line.is<MeterSubscriberTramoModel>() || line.number() > 5) continue;
+        std::wcout << L"line " << line.number() << L": " << line.text("meterSerialNumber").value_or("?").c_str() << L", ";
+        if (const std::optional<long long> value = line[index].integer()) std::wcout << *value << L'\n';
+        else std::wcout << (line[index].valid() ? L"no index\n" : L"invalid index\n");
+    }
+    //> line 4: C12AB0100000, 6054
+    //! [LineView]
+}
+
+void reader() {
+    //! [Reader]
+    const tramo::ReadOptions options{.encoding = tramo::Encoding::Ansi};
+    tramo::Reader reader(std::nothrow, "samples/round-damaged.txt", options);
+    for (const tramo::LineView& line : reader)
+        if (line.fault() != tramo::LineFault::None)
+            std::wcout << L"line " << line.number() << L" at byte " << line.offset() << L": "
+                       << std::string(describe(line.fault())).c_str() << L'\n';
+    if (reader.error()) std::wcout << reader.message().c_str() << L'\n';
+    //> line 6 at byte 2570: the line is too short
+    //> line 12 at byte 5375: the line is too long
+    //> line 20 at byte 9489: the line is empty
+    //> line 173 at byte 87619: the line is too short
+    //! [Reader]
+}
+
+void ownLine() {
+    //! [Line]
+    tramo::Line line(tramo::kindOf<MeterChangeTramoModel>());
+    const std::chrono::local_days day{std::chrono::year{2024} / 1 / 31};
+    for (const tramo::SetResult& result : {line.set("oldMeterSerialNumber", "C12AB0100000"), line.set("newMeterIndex", 12),
+             line.set("newMeterInstallationDate", day), line.set("newMeterWheelsNumber", 123)})
+        if (!result) std::wcout << result.reason.c_str() << L'\n';
+    std::wcout << line.utf8().substr(0, 46).c_str() << L"|\n";
+    //> newMeterWheelsNumber: the value needs 3 columns; the field has 2
+    //> 3C12AB0100000                      1220240131 |
+    //! [Line]
+}
+
+void writer() {
+    //! [Writer]
+    try {
+        tramo::Reader reader("samples/round-returned.txt");
+        tramo::Writer unread("unread.txt", reader.encoding());
+        for (const tramo::LineView& line : reader)
+            if (line.is<RoundTramoModel>() || (line.is<MeterSubscriberTramoModel>() && !line.time("meterReadingDate")))
+                unread.put(line);
+        unread.commit();  // the file appears now
+    } catch (const std::system_error& error) { std::wcout << error.what() << L'\n'; }
+    std::wcout << std::filesystem::file_size("unread.txt") / 514 << L" lines\n";
+    //> 7 lines
+    //! [Writer]
 }
 
 void names() {
@@ -663,21 +721,21 @@ void messages() {
     //! [setMessages]
 }
 
-// clang-format on
+    // clang-format on
 
-// Returns the first line of a kind in a valid file.
-Line sampleLine(wchar_t letter) {
-    iFileStream file;
-    file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
-    Line line{};
-    while (!file.eof() && line[0] != letter) file.getline(line.size(), line);
-    return line;
-}
+    // Returns the first line of a kind in a valid file.
+    Line sampleLine(wchar_t letter) {
+        iFileStream file;
+        file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
+        Line line{};
+        while (!file.eof() && line[0] != letter) file.getline(line.size(), line);
+        return line;
+    }
 
-template <class Example, class... Arguments> void run(const wchar_t* name, Example example, const Arguments&... arguments) {
-    std::wcout << L'[' << name << L"]\n";
-    example(arguments...);
-}
+    template <class Example, class... Arguments> void run(const wchar_t* name, Example example, const Arguments&... arguments) {
+        std::wcout << L'[' << name << L"]\n";
+        example(arguments...);
+    }
 
 }  // namespace
 
@@ -722,6 +780,10 @@ int main() {
     run(L"RoundFile", roundFile);
     run(L"Round", round);
     run(L"Meter", meter);
+    run(L"LineView", lineView);
+    run(L"Reader", reader);
+    run(L"Line", ownLine);
+    run(L"Writer", writer);
     run(L"typename_hash", names);
     run(L"log", logFile);
     run(L"oFileStream", outputStream);

@@ -229,12 +229,12 @@ struct FormSink {
 
     // Returns whether the field holds a time of a day without a clock change, as nearly all of them do: then it is written as it
     // is read.
-    bool takeSteadyTime(std::string_view text, const dates::SteadyDays& days) {
+    bool takeSteadyTime(std::string_view text, const zone::Clock& clock) {
         if (!isTimeOf(form.reading.kind, text.size())) return false;
         unsigned date = 0, time = 0;
         if (!takeDigits(text, std::min<std::size_t>(text.size(), 8), date) || !takeDigits(text, text.size(), time)) return false;
         if (form.reading.kind == FieldKind::Year) date = date * 10000 + 101;
-        const long32 seconds = days.toInstant(date / 10000, date / 100 % 100, date % 100, time / 100, time % 100);
+        const long32 seconds = dates::toSteadyInstant(date / 10000, date / 100 % 100, date % 100, time / 100, time % 100, clock);
         if (seconds < 0) return false;
         take(true, seconds);
         return true;
@@ -354,7 +354,7 @@ bool isNormalized(const RecordForm& form, const char* line) {
     if (filledColumns.isFilledIn(form.neverWritten)) return false;
     std::array<double, mostMeasures> measures;
     std::copy_n(form.blankMeasures.begin(), form.measureCount, measures.begin());
-    const dates::SteadyDays days;
+    const zone::Clock clock;
     std::uint64_t hold = 0, failToHold = 0;  // the groups that must
     for (const Form& field : form.fields) {
         const auto [blanks, size] = filledColumns.text(field.reading.first, field.reading.width);
@@ -366,7 +366,7 @@ bool isNormalized(const RecordForm& form, const char* line) {
         }
         FormSink sink{field, measures.data()};
         const FilledText<char> filled{line + field.reading.first, blanks, size};
-        if (!sink.takeSteadyTime(filled.view(), days) && !detail::decodeFilled(field.reading, filled, sink)) return false;
+        if (!sink.takeSteadyTime(filled.view(), clock) && !detail::decodeFilled(field.reading, filled, clock, sink)) return false;
         if (sink.isKept) {
             if (field.group != none) hold |= bit(field.group);
         } else if (field.otherwise != none) {

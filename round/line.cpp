@@ -107,7 +107,7 @@ template <class Char> auto extentOf(std::basic_string_view<Char> columns) -> typ
 template <class Char> [[gnu::noinline]] void decodeBlank(const FieldReading& field, DecodedValue& value) {
     const auto blank = static_cast<Char>(field.blank);
     OneValue sink{value};
-    value.unreadable = !detail::decodeFilled(field, FilledText<Char>{&blank, 0, 1, false}, sink);
+    value.unreadable = !detail::decodeFilled(field, FilledText<Char>{&blank, 0, 1, false}, zone::Clock(), sink);
 }
 
 // Decodes the columns of a field: `blanks` white space characters, and `size` in all without those at its end.
@@ -116,7 +116,7 @@ void decodeField(const FieldReading& field, const Char* columns, std::uint32_t b
     value.present = value.unreadable = false;
     if (size > 0) {
         OneValue sink{value};
-        value.unreadable = !detail::decodeFilled(field, FilledText<Char>{columns, blanks, size}, sink);
+        value.unreadable = !detail::decodeFilled(field, FilledText<Char>{columns, blanks, size}, zone::Clock(), sink);
     } else if (field.blank != 0) {
         decodeBlank<Char>(field, value);
     }

@@ -40,14 +40,6 @@ template <class UsePlain, class Use> bool forEachLine(Input& input, UsePlain use
     }
 }
 
-/// Does the same, but calls `usePlain(record)` for most of the lines that are plain records: nothing is decoded for them.
-template <class UsePlain, class Use> bool forEachLine(Input& input, UsePlain usePlain, Use use) {
-    return forEachLine(input, [&](const Line& line, std::optional<LineKind> kind) {
-        use(line, kind);
-        for (PlainRecord record; input.nextPlain(record);) usePlain(record);
-    });
-}
-
 /// Calls `use(file)` for every file. Returns false, after messages on the standard error, if some files cannot be read.
 template <class Use> bool forEachFile(const std::vector<std::string>& files, Use use) {
     bool allRead = true;

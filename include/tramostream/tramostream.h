@@ -3,6 +3,9 @@
 ///
 /// `#include <tramostream/tramostream.h>` includes all of them.
 ///
+/// - **Files by name**: tramo::Reader reads a file line by line, tramo::LineView gives the values of a line by the names of its
+///   fields, with text in UTF-8 and times of std::chrono; tramo::Line changes single fields, tramo::Writer writes a file that
+///   appears whole or not at all. This is the easiest way; the following is what it stands on.
 /// - **Files**: iFileStream and oFileStream move one line at a time between a file and a buffer: TramoLine,
 ///   ParameterLine, TagLine, AMRKeyLine. They throw TramoStreamExceptions and report tolerable conditions to io::log.
 /// - **Lines**: one class per record kind: RoundTramoModel, MeterSubscriberTramoModel, AMRTramoModel, MeterChangeTramoModel,
@@ -20,10 +23,10 @@
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
 /// - **Messages**: failed conversions print a message on the standard output, unless tramo::setMessages() turns that off.
 ///
-/// These rules hold everywhere: Text is wide, one UTF-16 code unit in each wchar_t. Columns are counted from 1. Dates are
-/// seconds since 1970-01-01 00:00 UTC in a long32. Nothing throws for bad content. Absent values are those of a
-/// default-constructed model. Models, buffers and lists are value types; no function keeps a reference to its arguments.
-/// Different objects can be used by different threads at the same time; one object can be used by one thread at a time.
+/// These rules hold everywhere: Columns are counted from 1. Nothing throws for bad content. Models, buffers and lists are value
+/// types; no function keeps a reference to its arguments. Different objects can be used by different threads at the same time;
+/// one object can be used by one thread at a time. Except in reader.h, text is wide, one UTF-16 code unit in each wchar_t, dates
+/// are seconds since 1970-01-01 00:00 UTC in a long32, and absent values are those of a default-constructed model.
 #pragma once
 #include "amrkeytramomodel.h"
 #include "amrtramomodel.h"
@@ -51,6 +54,7 @@
 #include "normalized.h"
 #include "ofilestream.h"
 #include "parametertramomodel.h"
+#include "reader.h"
 #include "recordinformationtramomodel.h"
 #include "round.h"
 #include "roundtramomodel.h"
