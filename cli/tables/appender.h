@@ -96,9 +96,10 @@ public:
         begin();
     }
 
-private:
+    /// Returns the size of the text.
     std::size_t size() const { return static_cast<std::size_t>(at - buffer.data()); }
 
+private:
     template <std::size_t half> static void copyEnds(std::string_view text, char* to) {
         std::memcpy(to, text.data(), half);
         std::memcpy(to + text.size() - half, text.data() + text.size() - half, half);

@@ -147,24 +147,29 @@ public:
 
     void putText(std::size_t i, std::string_view value, Style style = Text) {
         const bool keepsBlanks = value.starts_with(' ') || value.ends_with(' ');
-        beginCell(i, style, "\" t=\"inlineStr\"><is><t");
-        add(keepsBlanks ? " xml:space=\"preserve\">" : ">");
-        appendXml(text, value);
-        add("</t></is></c>");
+        Appender out(text);
+        beginCell(out, i, style);
+        out.add(inlineText);
+        out.add(std::string_view(keepsBlanks ? " xml:space=\"preserve\">" : ">"));
+        if (!appendPlain<'&', '<', '>', '"', '_'>(out, value)) out.use([&](fmt::memory_buffer& to) { appendXml(to, value); });
+        out.add(endOfText);
         widen(i, value.size());
     }
 
     void putFlag(std::size_t i, bool value) {
-        beginCell(i, General, "\" t=\"b\"><v>");
-        add(value ? "1" : "0", "</v></c>");
+        Appender out(text);
+        beginCell(out, i, General);
+        out.add(std::string_view(value ? "\" t=\"b\"><v>1</v></c>" : "\" t=\"b\"><v>0</v></c>"));
     }
 
     template <class Number> void putNumber(std::size_t i, Number value, Style style = General) {
-        beginCell(i, style, "\"><v>");
-        const std::size_t from = text.size();
-        fmt::format_to(fmt::appender(text), "{}", value);
-        widen(i, text.size() - from);
-        add("</v></c>");
+        Appender out(text);
+        beginCell(out, i, style);
+        out.add(beginOfNumber);
+        const std::size_t before = out.size();
+        out.add(value);
+        widen(i, out.size() - before);
+        out.add(endOfNumber);
     }
 
     /// Must be called once, after the last row.
@@ -189,20 +194,24 @@ private:
     struct SheetColumn {
         std::string name, letters;
         std::size_t width;  ///< in characters
+        PaddedText begin;   ///< of a cell, up to its row
     };
 
     void addColumn(const std::string& title) {
         constexpr std::size_t filterButton = 3;
-        columns.push_back({title, columnName(columns.size()), title.size() + filterButton});
+        const std::string letters = columnName(columns.size());
+        columns.push_back({title, letters, title.size() + filterButton, PaddedText("<c r=\"" + letters)});
     }
 
     template <class... Pieces> void add(const Pieces&... pieces) {
         for (const std::string_view piece : {std::string_view(pieces)...}) text.append(piece.data(), piece.data() + piece.size());
     }
 
-    void beginCell(std::size_t i, Style style, std::string_view rest) {
-        constexpr std::string_view styles = "01234";
-        add("<c r=\"", columns[i].letters, rowNumber, "\" s=\"", styles.substr(style, 1), rest);
+    // Up to the number of the style.
+    void beginCell(Appender& out, std::size_t i, Style style) {
+        out.add(columns[i].begin);
+        out.addShort(rowNumber);
+        out.add(styleOf[style]);
     }
 
     void widen(std::size_t i, std::size_t width) { columns[i].width = std::max(columns[i].width, width); }
@@ -243,6 +252,10 @@ private:
         text.clear();
     }
 
+    const PaddedText styleOf[5]{
+        PaddedText("\" s=\"0"), PaddedText("\" s=\"1"), PaddedText("\" s=\"2"), PaddedText("\" s=\"3"), PaddedText("\" s=\"4")};
+    const PaddedText inlineText{"\" t=\"inlineStr\"><is><t"}, endOfText{"</t></is></c>"}, beginOfNumber{"\"><v>"},
+        endOfNumber{"</v></c>"};
     const Table& table;
     std::vector<SheetColumn> columns;
     fmt::memory_buffer text;
@@ -324,7 +337,7 @@ private:
             if (const std::optional<double> serial = serialOf(kind, text))
                 return sheet.putNumber(placeOf(column), *serial, kind == FieldKind::Date ? Date : DateTime);
         } else if (kind == FieldKind::Year && isYear(text)) {
-            return sheet.putNumber(placeOf(column), digits(text, 0, 4));
+            return sheet.putNumber(placeOf(column), static_cast<long long>(digits(text, 0, 4)));
         }
         const std::string_view piece = firstPiece(text);
         sheet.putText(placeOf(column), piece);
