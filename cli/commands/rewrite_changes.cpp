@@ -55,14 +55,20 @@ void Rewriter::take(const Line& line, std::optional<LineKind> kind) {
     if (!model) return out.add(line, kind);
     std::vector<Rewriting> pieces = rewritings(*kind, line.text, *model);
     const bool loses = std::ranges::any_of(pieces, &Rewriting::loses), copies = loses && !forced;
-    std::vector<Finding> findings;
-    if (loses) checkFields(*model, line.text, false, findings);
+    std::optional<std::vector<Finding>> findings;  // most lines need none, because only the first losses are shown
     for (Rewriting& piece : pieces) {
         if (copies && !piece.loses) continue;
-        const Finding* finding = piece.loses ? findingOf(piece, findings) : nullptr;
-        if (copies) note(line, *model, piece, finding);
+        const auto finding = [&]() -> const Finding* {
+            if (!piece.loses) return nullptr;
+            if (!findings) checkFields(*model, line.text, false, findings.emplace());
+            return findingOf(piece, *findings);
+        };
+        if (copies && listsAnother()) note(line, *model, piece, finding());
         losses.count += piece.loses;
-        count(line, model->kind(), std::move(piece), finding);
+        FieldChanges& group = groupOf(model->kind(), piece);
+        if (group.lines++ != 0) continue;
+        const Finding* const reason = finding();
+        begin(group, line, model->kind(), std::move(piece), reason);
     }
     copied += copies;
     lossy += loses && !copies;
@@ -79,10 +85,10 @@ void Rewriter::take(const PlainRecord& record) {
     out.add(record);
 }
 
-// Says why a line is copied.
-void Rewriter::listLoss(std::string message) {
+// Counts another reason why a line is copied; returns whether it is listed.
+bool Rewriter::listsAnother() {
     constexpr std::size_t most = 10;
-    if (++losses.noted <= most) losses.first.push_back(std::move(message));
+    return ++losses.noted <= most;
 }
 
 void Rewriter::malformed(const Line& line, const Finding& finding) {
@@ -93,7 +99,7 @@ void Rewriter::malformed(const Line& line, const Finding& finding) {
         group.example = finding.sentence;
     }
     ++losses.count;
-    listLoss(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
+    if (listsAnother()) losses.first.push_back(fmt::format("{}:{}: {}", name, line.number, sentenceOf(finding)));
 }
 
 void Rewriter::lineEnd(const Line& line) {
@@ -119,17 +125,19 @@ void Rewriter::note(const Line& line, const LineModel& model, const Rewriting& p
     const int column = finding ? finding->column : piece.column;
     std::string words = finding ? sentenceOf(*finding) : happening(piece);
     if (!finding && piece.field) words = fmt::format("{} ({}): {}", piece.field->name, model.kind().name, words);
-    listLoss(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
+    losses.first.push_back(fmt::format("{}:{}:{}: {}", name, line.number, column, words));
 }
 
 // By kind, field and what happens; codes also by what becomes of which.
-void Rewriter::count(const Line& line, const RecordKind& kind, Rewriting piece, const Finding* finding) {
+FieldChanges& Rewriter::groupOf(const RecordKind& kind, const Rewriting& piece) {
     const auto& kinds = allKinds();
     const auto place = static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin());
     const bool isCode = piece.field && piece.field->kind == FieldKind::Code && piece.what != Rewriting::Unreadable;
-    FieldChanges& group = fieldChanges[{place, piece.field ? piece.field->index : kind.fields.size(), piece.what, piece.loses,
+    return fieldChanges[{place, piece.field ? piece.field->index : kind.fields.size(), piece.what, piece.loses,
         isCode ? piece.before + piece.after : std::wstring()}];
-    if (group.lines++ != 0) return;
+}
+
+void Rewriter::begin(FieldChanges& group, const Line& line, const RecordKind& kind, Rewriting piece, const Finding* finding) {
     group.line = line.number;
     group.kind = &kind;
     group.example = std::move(piece);

@@ -73,7 +73,7 @@ public:
     std::map<std::string, LineChanges> damages, lineEnds;
 
 private:
-    void listLoss(std::string message);
+    bool listsAnother();
 
     void malformed(const Line& line, const Finding& finding);
 
@@ -83,7 +83,9 @@ private:
 
     void note(const Line& line, const LineModel& model, const Rewriting& piece, const Finding* finding);
 
-    void count(const Line& line, const RecordKind& kind, Rewriting piece, const Finding* finding);
+    FieldChanges& groupOf(const RecordKind& kind, const Rewriting& piece);
+
+    static void begin(FieldChanges& group, const Line& line, const RecordKind& kind, Rewriting piece, const Finding* finding);
 
     EncodedText& out;
     const bool forced;
