@@ -318,7 +318,7 @@ private:
         if (whole == 0 || (whole > 1 && text[0] == '0')) return false;
         text.remove_prefix(whole);
         if (text.empty()) return fillsColumns;
-        if (text[0] != '.') return false;
+        if (text[0] != '.' || decimals == 0) return false;
         text.remove_prefix(1);
         return countDigits(text) == text.size() && (text.size() == decimals || (fillsColumns && text.size() < decimals));
     }

@@ -16,7 +16,7 @@ constexpr auto none = LineIndex::none;
 TEST(LineIndex, lines_of_a_hash_form_a_queue) {
     LineIndex index;
     EXPECT_EQ(index.first(7), none);
-    for (const std::uint64_t key : {7, 8, 7, 7}) index.add(100 * index.size(), key, 1000 + index.size());
+    for (const std::uint64_t key : {7U, 8U, 7U, 7U}) index.add(100 * index.size(), key, 1000 + index.size());
     EXPECT_EQ(index.size(), 4u);
     EXPECT_EQ(index.offset(2), 200u);
     EXPECT_EQ(index.check(2), 1002u);
