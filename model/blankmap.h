@@ -30,7 +30,7 @@ public:
         std::uint32_t blanks, size;
     };
     Extent text(std::uint32_t first, std::uint32_t width) const {
-        if (std::endian::native == std::endian::little && width <= 64 - 7) return textInOneLoad(first, width);
+        if (width <= 64 - 7) return textInOneLoad(first, width);
         const std::uint32_t last = first + width - 1, lowest = first / 64;
         std::uint32_t word = last / 64;
         std::uint64_t some = bits[word] & ~std::uint64_t{0} >> (63 - last % 64);
@@ -59,11 +59,18 @@ public:
 private:
     static constexpr std::size_t words = (Size + 63) / 64;
 
-    // The bits of a narrow field lie in the eight bytes that begin with the byte of its first bit.
+    // At least 57 bits from this one on, the first one lowest.
+    std::uint64_t bitsFrom(std::uint32_t first) const {
+        if constexpr (std::endian::native == std::endian::little) {  // they lie in eight bytes
+            std::uint64_t some = 0;
+            std::memcpy(&some, reinterpret_cast<const char*>(bits) + first / 8, sizeof some);
+            return some >> first % 8;
+        }
+        return bits[first / 64] >> first % 64 | bits[first / 64 + 1] << 1 << (63 - first % 64);
+    }
+
     Extent textInOneLoad(std::uint32_t first, std::uint32_t width) const {
-        std::uint64_t some = 0;
-        std::memcpy(&some, reinterpret_cast<const char*>(bits) + first / 8, sizeof some);
-        some = some >> first % 8 & ~std::uint64_t{0} >> (64 - width);
+        const std::uint64_t some = bitsFrom(first) & ~std::uint64_t{0} >> (64 - width);
         return {static_cast<std::uint32_t>(std::countr_zero(some)), static_cast<std::uint32_t>(std::bit_width(some))};
     }
 
