@@ -48,6 +48,10 @@ for name, length in ("round-returned.txt", 514), ("parameters.txt", 42), ("tags.
     for choice in range(0, 64, 5):
         seed("ansi_stream", bytes([choice]), content)
         seed("utf16_stream", bytes([choice]), wide)
+    for kind in range(len(letters)):
+        seed("arrow", bytes([kind | 0x10]), content)
+        seed("arrow", bytes([kind | 0x80]), wide[2:])
+        seed("arrow", bytes([kind | 0x70]), content[:1], b"\0\r\n", content[:514])
     for choice in 0, 1, 2, 0x80:
         seed("check", bytes([choice, choice & 1]), content)
         seed("check", bytes([choice, 2]), wide)
@@ -62,8 +66,9 @@ for name in "round-returned.txt", "round-broken.txt", "round-damaged.txt", "roun
         if (kind, blanks) in seen:
             continue
         seen.add((kind, blanks))
-        seed("records", bytes([kind]), line[1:])
-        seed("records", bytes([kind | 0x80]), line[1:].decode("latin-1").encode("utf-16-le"))
+        for target in "records", "decode":
+            seed(target, bytes([kind]), line[1:])
+            seed(target, bytes([kind | 0x80]), line[1:].decode("latin-1").encode("utf-16-le"))
 for line in lines("parameters.txt"):
     seed("records", b"\x0a", line)
 for line in lines("tags.txt"):
