@@ -236,7 +236,7 @@ template <class Char> bool readHexadecimal(TextOf<Char> text, int& value) {
 inline constexpr std::size_t alarmFlagCount = 12;
 
 // Reads alarm flags: flag k is bit k - 1. A text that is no number sets the flags that its value has, as the format does.
-template <class Char> unsigned readAlarmFlags(TextOf<Char> text) {
+template <class Char> [[gnu::noinline]] unsigned readAlarmFlags(TextOf<Char> text) {
     int bits = 0;
     readHexadecimal(InWordOrder(text).view(), bits);
     return static_cast<unsigned>(bits) & ((1U << alarmFlagCount) - 1);

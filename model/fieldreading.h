@@ -59,9 +59,9 @@ template <class Char, class Int> bool takePlain(const FieldReading& field, const
     return false;
 }
 
-// Reads one field that is not blank. Returns false if its text cannot be read.
-template <class Char>
-bool decodeFilled(const FieldReading& field, const FilledText<Char>& filled, const zone::Clock& clock, auto& sink) {
+// Reads one field of this kind that is not blank. Returns false if its text cannot be read.
+template <FieldKind kind, class Char>
+bool decodeAs(const FieldReading& field, const FilledText<Char>& filled, const zone::Clock& clock, auto& sink) {
     const std::basic_string_view<Char> text = filled.view();
     const auto take = [&](auto& value) {
         auto rest = text.substr(filled.blanks);
@@ -78,29 +78,42 @@ bool decodeFilled(const FieldReading& field, const FilledText<Char>& filled, con
         sink.time(field, seconds, filled);
         return true;
     };
-    switch (field.kind) {
-    case FieldKind::Text: sink.text(field, filled); return true;
-    case FieldKind::Integer: return field.isLong ? readInteger(0LL) : readInteger(0);
-    case FieldKind::Decimal: {
+    if constexpr (kind == FieldKind::Text) sink.text(field, filled);
+    if constexpr (kind == FieldKind::Integer) return field.isLong ? readInteger(0LL) : readInteger(0);
+    if constexpr (kind == FieldKind::Decimal) {
         double value = 0;
         if (!codec::readDecimal(text.substr(filled.blanks), value)) return false;
         sink.decimal(field, value, filled);
-        return true;
     }
-    case FieldKind::Date: return readTime(codec::DateFormat::Date);
-    case FieldKind::DateTime: return readTime(codec::DateFormat::DateTime);
-    case FieldKind::Year: {
+    if constexpr (kind == FieldKind::Date) return readTime(codec::DateFormat::Date);
+    if constexpr (kind == FieldKind::DateTime) return readTime(codec::DateFormat::DateTime);
+    if constexpr (kind == FieldKind::Year) {
         int number = 0;  // a year must be a number; which one it is never fails
         if (!take(number)) return false;
         sink.time(field, codec::readDate(text, codec::DateFormat::Year, clock), filled);
-        return true;
     }
-    case FieldKind::Code:
+    if constexpr (kind == FieldKind::Code) {
         if (!field.codes.has(*text.data())) return false;
         sink.code(field, static_cast<wchar_t>(*text.data()), filled);
-        return true;
-    case FieldKind::Flag: sink.flag(field, *text.data() == '1', filled); return true;
-    case FieldKind::AlarmFlags: sink.alarms(field, codec::readAlarmFlags(text), filled); return true;
+    }
+    if constexpr (kind == FieldKind::Flag) sink.flag(field, *text.data() == '1', filled);
+    if constexpr (kind == FieldKind::AlarmFlags) sink.alarms(field, codec::readAlarmFlags(text), filled);
+    return true;
+}
+
+// The same for a field of any kind.
+template <class Char>
+bool decodeFilled(const FieldReading& field, const FilledText<Char>& filled, const zone::Clock& clock, auto& sink) {
+    switch (field.kind) {
+    case FieldKind::Text: return decodeAs<FieldKind::Text>(field, filled, clock, sink);
+    case FieldKind::Integer: return decodeAs<FieldKind::Integer>(field, filled, clock, sink);
+    case FieldKind::Decimal: return decodeAs<FieldKind::Decimal>(field, filled, clock, sink);
+    case FieldKind::Date: return decodeAs<FieldKind::Date>(field, filled, clock, sink);
+    case FieldKind::DateTime: return decodeAs<FieldKind::DateTime>(field, filled, clock, sink);
+    case FieldKind::Year: return decodeAs<FieldKind::Year>(field, filled, clock, sink);
+    case FieldKind::Code: return decodeAs<FieldKind::Code>(field, filled, clock, sink);
+    case FieldKind::Flag: return decodeAs<FieldKind::Flag>(field, filled, clock, sink);
+    case FieldKind::AlarmFlags: return decodeAs<FieldKind::AlarmFlags>(field, filled, clock, sink);
     }
     return false;
 }

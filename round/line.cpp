@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 
@@ -28,23 +29,39 @@ const unsigned char* unsignedOf(std::string_view bytes) { return reinterpret_cas
 
 // ---- Text -----------------------------------------------------------------------------------------------------------
 
+constexpr std::uint64_t highBits = 0x8080808080808080;
+
 // Returns the number of characters above U+007F, which take two bytes in UTF-8.
 std::size_t countHigh(std::string_view bytes) {
     std::size_t count = 0;
-    for (const char c : bytes) count += codec::codeOf(c) >> 7;  // without a branch, so that the compiler can vectorize it
+    for (; bytes.size() >= 8; bytes.remove_prefix(8)) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, bytes.data(), 8);
+        if ((eight & highBits) != 0) count += ((eight & highBits) >> 7) * 0x0101010101010101 >> 56;
+    }
+    for (const char c : bytes) count += codec::codeOf(c) >> 7;
     return count;
 }
 
 std::string utf8OfAnsi(std::string_view bytes) {
     const std::size_t high = countHigh(bytes);
-    std::string text(bytes);
-    if (high == 0) return text;
-    text.resize(bytes.size() + high);
+    if (high == 0) return std::string(bytes);
+    std::string text(bytes.size() + high, '\0');
     char* out = text.data();
-    for (const char c : bytes) {
-        const std::uint32_t code = codec::codeOf(c);
-        if (code >= 0x80) *out++ = static_cast<char>(0xC0 | code >> 6);
-        *out++ = code < 0x80 ? c : static_cast<char>(0x80 | (code & 0x3F));
+    while (!bytes.empty()) {
+        // Eight characters at once if none of them is high: what is left has room for them.
+        std::uint64_t eight = highBits;
+        if (bytes.size() >= 8) std::memcpy(&eight, bytes.data(), 8);
+        const bool isPlain = (eight & highBits) == 0;
+        const std::size_t count = isPlain ? 8 : std::min<std::size_t>(bytes.size(), 8);
+        if (isPlain) std::memcpy(out, &eight, 8);
+        for (std::size_t i = 0; i < count && !isPlain; ++i) {
+            const std::uint32_t code = codec::codeOf(bytes[i]);
+            if (code >= 0x80) *out++ = static_cast<char>(0xC0 | code >> 6);
+            *out++ = code < 0x80 ? bytes[i] : static_cast<char>(0x80 | (code & 0x3F));
+        }
+        if (isPlain) out += 8;
+        bytes.remove_prefix(count);
     }
     return text;
 }
@@ -205,12 +222,23 @@ struct LineReading {
     }
 
     // Does the same if the field is of this kind.
-    static bool readKind(const FieldView& view, FieldKind kind, DecodedValue& value) {
-        return view.field && view.field->kind == kind && read(view, value);
+    template <FieldKind kind> static bool readKind(const FieldView& view, DecodedValue& value) {
+        if (!view.field || view.field->kind != kind) return false;
+        const LineView& line = *view.line;
+        const FieldSources& sources = line.fields->sources[view.field->index];
+        const FieldReading* const field = sources.into[0];
+        const bool isUsual = line.coding == Encoding::Ansi && line.content.size() >= recordLength && field && !sources.into[1] &&
+                             field->blank == 0;
+        if (!isUsual) return read(view, value);
+        const auto [blanks, size] = mapOf(line).text(field->first, field->width);
+        if (size == 0) return false;
+        OneValue sink{value};
+        return detail::decodeAs<kind>(
+                   *field, FilledText<char>{line.content.data() + field->first, blanks, size}, zone::Clock(), sink) &&
+               !isYearAbsent(kind, value);
     }
     static bool readTime(const FieldView& view, DecodedValue& value) {
-        if (!view.field || (view.field->kind != FieldKind::Date && view.field->kind != FieldKind::DateTime)) return false;
-        return read(view, value);
+        return readKind<FieldKind::DateTime>(view, value) || readKind<FieldKind::Date>(view, value);
     }
 
     static const FieldReading& own(const FieldView& view) { return *view.line->fields->sources[view.field->index].own; }
@@ -242,41 +270,41 @@ bool FieldView::valid() const {
 
 std::optional<std::string> FieldView::text() const {
     DecodedValue value;
-    if (!field || !LineReading::read(*this, value)) return std::nullopt;
     const std::size_t width = widthOf(line->coding);
-    if (field->kind == FieldKind::Text)
+    if (LineReading::readKind<FieldKind::Text>(*this, value))
         return utf8Of(line->content.substr(value.first * width, value.size * width), line->coding);
+    if (!field || field->kind == FieldKind::Text || !LineReading::read(*this, value)) return std::nullopt;
     return utf8::encode(textOf(*field, asFieldValue(field->kind, value)));
 }
 
 std::optional<long long> FieldView::integer() const {
     DecodedValue value;
-    if (!LineReading::readKind(*this, FieldKind::Integer, value)) return std::nullopt;
+    if (!LineReading::readKind<FieldKind::Integer>(*this, value)) return std::nullopt;
     return value.integer;
 }
 
 std::optional<double> FieldView::real() const {
     DecodedValue value;
-    if (LineReading::readKind(*this, FieldKind::Decimal, value)) return value.real;
-    if (LineReading::readKind(*this, FieldKind::Integer, value)) return static_cast<double>(value.integer);
+    if (LineReading::readKind<FieldKind::Decimal>(*this, value)) return value.real;
+    if (LineReading::readKind<FieldKind::Integer>(*this, value)) return static_cast<double>(value.integer);
     return std::nullopt;
 }
 
 std::optional<bool> FieldView::flag() const {
     DecodedValue value;
-    if (!LineReading::readKind(*this, FieldKind::Flag, value)) return std::nullopt;
+    if (!LineReading::readKind<FieldKind::Flag>(*this, value)) return std::nullopt;
     return value.integer != 0;
 }
 
 std::optional<char32_t> FieldView::code() const {
     DecodedValue value;
-    if (!LineReading::readKind(*this, FieldKind::Code, value)) return std::nullopt;
+    if (!LineReading::readKind<FieldKind::Code>(*this, value)) return std::nullopt;
     return static_cast<char32_t>(value.integer);
 }
 
 std::optional<std::uint16_t> FieldView::alarms() const {
     DecodedValue value;
-    if (!LineReading::readKind(*this, FieldKind::AlarmFlags, value)) return std::nullopt;
+    if (!LineReading::readKind<FieldKind::AlarmFlags>(*this, value)) return std::nullopt;
     return static_cast<std::uint16_t>(value.integer);
 }
 
@@ -294,7 +322,7 @@ std::optional<local_days> FieldView::day() const {
 
 std::optional<std::chrono::year> FieldView::year() const {
     DecodedValue value;
-    if (!LineReading::readTime(*this, value) && !LineReading::readKind(*this, FieldKind::Year, value)) return std::nullopt;
+    if (!LineReading::readTime(*this, value) && !LineReading::readKind<FieldKind::Year>(*this, value)) return std::nullopt;
     return year_month_day{localDayOf(value.integer)}.year();
 }
 
