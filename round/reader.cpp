@@ -30,10 +30,10 @@ bool longLineMayHoldKeys(std::string_view bytes, bool isUtf16, SecretText& wide)
 
 }  // namespace
 
-struct Reader::State {
-    State(File file, std::string called, const ReadOptions& chosen, bool isQuiet)
+struct ReaderState {
+    ReaderState(File file, std::string called, const ReadOptions& chosen, bool isQuiet)
         : source(std::move(file)), name(std::move(called)), options(chosen), quiet(isQuiet) {}
-    State(std::string_view bytes, const ReadOptions& chosen) : source(bytes), options(chosen) {}
+    ReaderState(std::string_view bytes, const ReadOptions& chosen) : source(bytes), options(chosen) {}
 
     LineSource source;
     std::string name;
@@ -57,14 +57,14 @@ struct Reader::State {
     void decode(std::string_view bytes);
 };
 
-void Reader::State::fail(const char* action, int reason) {
+void ReaderState::fail(const char* action, int reason) {
     failure = std::error_code(reason, std::generic_category());
     const std::string sentence = concat("cannot ", action, " \"", printable(std::string_view(name)), '"');
     message = concat(sentence, ": ", failure.message());
     if (!quiet) throw std::system_error(failure, sentence);
 }
 
-void Reader::State::start() {
+void ReaderState::start() {
     const bool needsMark = !options.encoding || options.encoding == Encoding::Utf16;
     const std::size_t wanted = options.kind ? (needsMark ? encoding::utf16Mark.size() : 0) : LineSource::blockSize;
     if (!source.load(wanted)) return fail("read", source.error());
@@ -75,13 +75,13 @@ void Reader::State::start() {
 }
 
 // Sets the wide text to these characters.
-void Reader::State::decode(std::string_view bytes) {
+void ReaderState::decode(std::string_view bytes) {
     wide.resize(bytes.size() / (isUtf16() ? 2 : 1));
     encoding::read(reinterpret_cast<const unsigned char*>(bytes.data()), wide.size(), isUtf16(), wide.data());
 }
 
 // Counts the kinds of lines in what is loaded; without a last line that continues after it.
-std::optional<LineKind> Reader::State::findPrevailing() {
+std::optional<LineKind> ReaderState::findPrevailing() {
     const std::size_t width = isUtf16() ? 2 : 1;
     std::string_view sample = source.waiting().substr(0, LineSource::blockSize);
     const bool isWhole = source.isLoaded() && sample.size() == source.waiting().size();
@@ -98,7 +98,7 @@ std::optional<LineKind> Reader::State::findPrevailing() {
     return census.prevailing();
 }
 
-const LineView* Reader::State::next() {
+const LineView* ReaderState::next() {
     if (failure) {
         if (!quiet) throw std::system_error(failure, message.substr(0, message.size() - failure.message().size() - 2));
         return nullptr;
@@ -117,7 +117,7 @@ const LineView* Reader::State::next() {
 }
 
 // Removes the CR of a line ending.
-void Reader::State::findEnding() {
+void ReaderState::findEnding() {
     const std::string_view carriageReturn("\r\0", isUtf16() ? 2 : 1);
     const bool isWhole = !isUtf16() || line.content.size() % 2 == 0;
     const bool hasReturn = isWhole && line.content.ends_with(carriageReturn);
@@ -126,7 +126,7 @@ void Reader::State::findEnding() {
     else line.lineEnd = hasReturn ? LineEnding::Cr : LineEnding::None;
 }
 
-std::optional<LineKind> Reader::State::findKind(std::size_t size) {
+std::optional<LineKind> ReaderState::findKind(std::size_t size) {
     if (options.kind) return options.kind;
     LongLineFacts facts;
     SourceLine text{.number = line.lineNumber};
@@ -141,7 +141,7 @@ std::optional<LineKind> Reader::State::findKind(std::size_t size) {
 }
 
 // Finds the kind of the line and its fault.
-void Reader::State::classify() {
+void ReaderState::classify() {
     const std::size_t size = line.size();
     const auto letter = [&] {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(line.content.data());
@@ -203,6 +203,10 @@ std::string_view describe(LineFault fault) {
     }
     return {};
 }
+
+struct Reader::State : ReaderState {
+    using ReaderState::ReaderState;
+};
 
 Reader::Reader(std::unique_ptr<State> with) : state(std::move(with)) { state->start(); }
 

@@ -37,11 +37,11 @@ std::filesystem::path temporaryBeside(const std::filesystem::path& file) {
 
 }  // namespace
 
-struct Writer::State {
-    State(const std::filesystem::path& path, Encoding encoding, bool isPrivate);
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-    ~State() { removeTemporary(); }
+struct WriterState {
+    WriterState(const std::filesystem::path& path, Encoding encoding, bool isPrivate);
+    WriterState(const WriterState&) = delete;
+    WriterState& operator=(const WriterState&) = delete;
+    ~WriterState() { removeTemporary(); }
 
     bool isUtf16() const { return coding == Encoding::Utf16; }
     std::size_t width() const { return isUtf16() ? 2 : 1; }
@@ -70,7 +70,7 @@ struct Writer::State {
     std::string message{};
 };
 
-Writer::State::State(const std::filesystem::path& path, Encoding encoding, bool isPrivate)
+WriterState::WriterState(const std::filesystem::path& path, Encoding encoding, bool isPrivate)
     : name(narrowPath(path)), coding(encoding) {
     waiting.reserve(2 * blockSize);
     if (const int reason = findPlace(path, place)) fail(reason);
@@ -80,25 +80,25 @@ Writer::State::State(const std::filesystem::path& path, Encoding encoding, bool 
 }
 
 // After an error, nothing is replaced.
-void Writer::State::fail(std::error_code reason, const std::string& detail) {
+void WriterState::fail(std::error_code reason, const std::string& detail) {
     removeTemporary();
     failure = reason;
     message = concat("cannot write \"", printable(std::string_view(name)), '"', detail);
     throw std::system_error(failure, message);
 }
 
-void Writer::State::failAt(const LineView& line, std::string_view what) {
+void WriterState::failAt(const LineView& line, std::string_view what) {
     const std::string where = line.number() > 0 ? concat(": line ", line.number(), ": ") : ": ";
     fail(std::make_error_code(std::errc::illegal_byte_sequence), concat(where, what));
 }
 
-void Writer::State::openStream() {
+void WriterState::openStream() {
     file = place.descriptor >= 0 ? File::duplicateOf(place.descriptor)
                                  : File(narrowPath(place.path).c_str(), File::Access::Existing);
     if (!file.isOpen()) fail(errno);
 }
 
-void Writer::State::openTemporary(bool isPrivate) {
+void WriterState::openTemporary(bool isPrivate) {
     constexpr int mostAttempts = 100;
     const File::Access access = isPrivate || place.exists ? File::Access::Private : File::Access::New;
     for (int attempt = 0; !file.isOpen(); ++attempt) {
@@ -113,7 +113,7 @@ void Writer::State::openTemporary(bool isPrivate) {
     if (const int reason = keepPermissions(place, temporary)) fail(reason);
 }
 
-void Writer::State::removeTemporary() noexcept {
+void WriterState::removeTemporary() noexcept {
     file.close();
     if (temporary.empty()) return;
     std::error_code ignored;
@@ -122,7 +122,7 @@ void Writer::State::removeTemporary() noexcept {
 }
 
 // Appends the characters of the line.
-void Writer::State::appendText(const LineView& line) {
+void WriterState::appendText(const LineView& line) {
     if (line.encoding() == coding) {
         waiting += line.bytes();
     } else if (isUtf16()) {
@@ -140,7 +140,7 @@ void Writer::State::appendText(const LineView& line) {
     }
 }
 
-void Writer::State::put(const LineView& line) {
+void WriterState::put(const LineView& line) {
     if (failure) throw std::system_error(failure, message);
     if (isOver) fail(EBADF);
     if (endsWithHalf) failAt(line, "the line before it ends with half of a UTF-16 character");
@@ -161,13 +161,13 @@ void Writer::State::put(const LineView& line) {
     if (waiting.size() >= blockSize) flush();
 }
 
-void Writer::State::flush() {
+void WriterState::flush() {
     errno = 0;
     if (file.write(waiting.data(), waiting.size()) < waiting.size()) fail(errno != 0 ? errno : EIO);
     waiting.clear();
 }
 
-void Writer::State::commit() {
+void WriterState::commit() {
     if (failure) throw std::system_error(failure, message);
     if (isOver) fail(EBADF);
     flush();
@@ -179,6 +179,10 @@ void Writer::State::commit() {
     temporary.clear();
     isOver = true;
 }
+
+struct Writer::State : WriterState {
+    using WriterState::WriterState;
+};
 
 Writer::Writer(const std::filesystem::path& path, Encoding encoding, bool isPrivate)
     : state(std::make_unique<State>(path, encoding, isPrivate)) {}

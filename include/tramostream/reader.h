@@ -59,6 +59,7 @@ class Line;
 struct KindFields;
 struct LineReading;
 class RoundFile;
+struct ReaderState;
 
 /// One field of one line. Small, to be passed by value. Valid as long as its line.
 ///
@@ -159,6 +160,7 @@ public:
 protected:
     friend class Reader;
     friend class RoundFile;
+    friend struct ReaderState;
     friend class FieldView;
     friend struct LineReading;
     LineView() = default;
