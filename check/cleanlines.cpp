@@ -25,6 +25,21 @@ Map::Columns columnsOutsideFields(const RecordKind& kind) {
     return outside;
 }
 
+// Returns whether a number can be tested sixteen characters at a time.
+bool isInSight(const FieldReading& field, FilledText<char> filled) {
+    return codec::readsEightDigits && filled.isInLine && filled.size - filled.blanks <= 16 && field.first + filled.size >= 16;
+}
+
+// Return whether the value of a number has all of its text.
+bool hasOnlyDigits(const FieldReading& field, FilledText<char> filled) {
+    if (isInSight(field, filled) && codec::areDigits(filled.text + filled.size, filled.size - filled.blanks)) return true;
+    return codec::isSignAndDigits(filled.view().substr(filled.blanks));
+}
+bool hasOnlyDigitsAndPoint(const FieldReading& field, FilledText<char> filled) {
+    if (isInSight(field, filled) && codec::areDigitsAndPoint(filled.text + filled.size, filled.size - filled.blanks)) return true;
+    return codec::isDigitsAndPoint(filled.view().substr(filled.blanks));
+}
+
 // Takes the fields of a line and notes whether one of them can have a finding.
 struct Fields {
     FilledModel& model;
@@ -32,11 +47,11 @@ struct Fields {
 
     void text(const FieldReading& field, auto filled) { model.putText(field, filled); }
     void integer(const FieldReading& field, auto value, auto filled) {
-        clean = clean && codec::isSignAndDigits(filled.view());
+        clean = clean && hasOnlyDigits(field, filled);
         model.put(field, filled, value);
     }
     void decimal(const FieldReading& field, double value, auto filled) {
-        clean = clean && codec::isDigitsAndPoint(filled.view());
+        clean = clean && hasOnlyDigitsAndPoint(field, filled);
         model.put(field, filled, value);
     }
     void time(const FieldReading& field, long32 seconds, auto filled) {

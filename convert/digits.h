@@ -3,18 +3,42 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)  // the latter are Visual C++'s
+#define TRAMO_SSE2
+#include <emmintrin.h>
+#endif
 
 namespace tramo::codec {
 
-// Whether the functions below work on this machine for characters of this type. If not, digits are read one by one.
-template <class Char> inline constexpr bool readsEightDigits = sizeof(Char) == 1 && std::endian::native == std::endian::little;
+// Whether the functions below work on this machine. If not, digits are read one by one.
+inline constexpr bool readsEightDigits = std::endian::native == std::endian::little;
+
+// Eight characters as bytes, the first one lowest. One above U+00FF becomes a byte that is not a digit.
+template <class Char> std::uint64_t eightBytes(const Char* text) {
+    std::uint64_t eight = 0;
+    if constexpr (sizeof(Char) == 1) {
+        std::memcpy(&eight, text, 8);
+        return eight;
+    }
+#ifdef TRAMO_SSE2
+    const auto* vectors = reinterpret_cast<const __m128i*>(text);
+    __m128i units = _mm_loadu_si128(vectors);
+    if constexpr (sizeof(Char) == 4) units = _mm_packs_epi32(units, _mm_loadu_si128(vectors + 1));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(&eight), _mm_packus_epi16(units, units));
+#else
+    for (int i = 0; i < 8; ++i) {
+        const std::uint64_t code = static_cast<std::make_unsigned_t<Char>>(text[i]);
+        eight |= (code < 0x80 ? code : 0x80) << 8 * i;
+    }
+#endif
+    return eight;
+}
 
 // The eight characters before `end` as digits from 0 to 9, one in each byte, the first one lowest, of which the last `count` are
 // kept, 1 to 8.
-inline std::uint64_t digitsBefore(const char* end, unsigned count) {
-    std::uint64_t eight = 0;
-    std::memcpy(&eight, end - 8, 8);
-    return (eight ^ 0x3030303030303030) & ~std::uint64_t{0} << (64 - 8 * count);
+template <class Char> std::uint64_t digitsBefore(const Char* end, unsigned count) {
+    return (eightBytes(end - 8) ^ 0x3030303030303030) & ~std::uint64_t{0} << (64 - 8 * count);
 }
 
 constexpr bool areDigits(std::uint64_t eight) { return (((eight + 0x7676767676767676) | eight) & 0x8080808080808080) == 0; }
@@ -26,9 +50,26 @@ constexpr std::uint32_t numberOf(std::uint64_t eight) {
     return static_cast<std::uint32_t>((eight & 0xFFFF) * 10000 + (eight >> 32));
 }
 
+// Returns whether `count` characters before `end`, 1 to 16, are digits. As many characters are readable as by readDigits().
+template <class Char> bool areDigits(const Char* end, unsigned count) {
+    if (count <= 8) return areDigits(digitsBefore(end, count));
+    return areDigits(digitsBefore(end, 8)) && areDigits(digitsBefore(end - 8, count - 8));
+}
+
+// Does the same for digits with at most one point or comma, at most 15 digits.
+template <class Char> bool areDigitsAndPoint(const Char* end, unsigned count) {
+    const auto others = [](std::uint64_t eight) { return ((eight + 0x7676767676767676) | eight) & 0x8080808080808080; };
+    const std::uint64_t low = others(digitsBefore(end, count < 8 ? count : 8));
+    const std::uint64_t high = count > 8 ? others(digitsBefore(end - 8, count - 8)) : 0;
+    if ((low | high) == 0) return count <= 15;
+    if ((low != 0 && high != 0) || ((low | high) & ((low | high) - 1)) != 0) return false;
+    const Char other = low != 0 ? end[std::countr_zero(low) / 8 - 8] : end[std::countr_zero(high) / 8 - 16];
+    return other == '.' || other == ',';
+}
+
 // Reads `count` characters before `end`, 1 to 16, if all of them are digits. There are at least eight readable characters before
 // `end`, sixteen if `count` is above 8.
-inline bool readDigits(const char* end, unsigned count, std::uint64_t& value) {
+template <class Char> bool readDigits(const Char* end, unsigned count, std::uint64_t& value) {
     if (count <= 8) {
         const std::uint64_t digits = digitsBefore(end, count);
         value = numberOf(digits);
@@ -37,6 +78,17 @@ inline bool readDigits(const char* end, unsigned count, std::uint64_t& value) {
     const std::uint64_t low = digitsBefore(end, 8), high = digitsBefore(end - 8, count - 8);
     value = std::uint64_t{numberOf(high)} * 100000000 + numberOf(low);
     return areDigits(low) && areDigits(high);
+}
+
+// Reads an integer that is nothing but digits, the usual case, at once. `before` characters are readable before `end`. Returns
+// false in any other case.
+template <class Char, class Int> bool readPlainInteger(const Char* end, unsigned count, unsigned before, Int& value) {
+    constexpr unsigned alwaysFit = sizeof(Int) == 4 ? 9 : 16;
+    std::uint64_t digits = 0;
+    if (!readsEightDigits || count == 0 || count > alwaysFit || before < (count > 8 ? 16U : 8U)) return false;
+    if (!readDigits(end, count, digits)) return false;
+    value = static_cast<Int>(digits);
+    return true;
 }
 
 }  // namespace tramo::codec

@@ -7,8 +7,10 @@
 #include "common/textblocks.h"
 #include "convert/digits.h"
 #include <array>
+#include <bit>
 #include <cfloat>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -172,7 +174,7 @@ public:
 
     // At most nine digits.
     unsigned take(int count) {
-        if constexpr (readsEightDigits<Char>)
+        if constexpr (readsEightDigits && sizeof(Char) == 1)
             if (count == 8) return takeEight();
         unsigned value = 0;
         for (; count > 0; --count) {

@@ -5,10 +5,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)  // the latter are Visual C++'s
-#define TRAMO_SSE2
-#include <emmintrin.h>
-#endif
 
 namespace tramo {
 

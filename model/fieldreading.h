@@ -44,21 +44,6 @@ template <class Char> struct FilledText {
 
 namespace detail {
 
-// Reads an integer that is nothing but digits, the usual case, at once. Returns false in any other case.
-template <class Char, class Int> bool takePlain(const FieldReading& field, const FilledText<Char>& filled, Int& value) {
-    if constexpr (codec::readsEightDigits<Char>) {
-        constexpr unsigned alwaysFit = sizeof(Int) == 4 ? 9 : 16;
-        const unsigned count = filled.size - filled.blanks;
-        const unsigned charactersBefore = filled.isInLine ? field.first + filled.size : 0;
-        std::uint64_t digits = 0;
-        if (count > alwaysFit || charactersBefore < (count > 8 ? 16U : 8U)) return false;
-        if (!codec::readDigits(filled.text + filled.size, count, digits)) return false;
-        value = static_cast<Int>(digits);
-        return true;
-    }
-    return false;
-}
-
 // Reads one field of this kind that is not blank. Returns false if its text cannot be read.
 template <FieldKind kind, class Char>
 bool decodeAs(const FieldReading& field, const FilledText<Char>& filled, const zone::Clock& clock, auto& sink) {
@@ -68,7 +53,9 @@ bool decodeAs(const FieldReading& field, const FilledText<Char>& filled, const z
         return codec::takeInteger(rest, value) == codec::Outcome::Good;
     };
     const auto readInteger = [&](auto value) {
-        if (!takePlain(field, filled, value) && !take(value)) return false;
+        const unsigned before = filled.isInLine ? field.first + filled.size : 0;
+        if (!codec::readPlainInteger(filled.text + filled.size, filled.size - filled.blanks, before, value) && !take(value))
+            return false;
         sink.integer(field, value, filled);
         return true;
     };

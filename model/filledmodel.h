@@ -18,7 +18,7 @@ public:
     virtual ~FilledModel() = default;
 
     void begin() {
-        filled = {};
+        std::fill_n(filled.begin(), places.size(), '\0');
         for (FieldText* text : kept) text->stretch(0, 0);
     }
 
@@ -36,10 +36,12 @@ public:
 
     // Gives the fields that the previous line had and this one has not their default values.
     void end() {
-        for (std::size_t word = 0; word < filled.size(); ++word) {
-            for (std::uint64_t left = before[word] & ~filled[word]; left != 0; left &= left - 1)
-                clear(word * 64 + static_cast<std::size_t>(std::countr_zero(left)));
-            before[word] = filled[word];
+        for (std::size_t first = 0; first < places.size(); first += 8) {
+            const std::uint64_t now = eightFrom(filled, first);
+            if ((eightFrom(before, first) & ~now) != 0)
+                for (std::size_t field = first; field < first + 8; ++field)
+                    if (before[field] > filled[field]) clear(field);
+            std::memcpy(&before[first], &now, sizeof now);
         }
     }
 
@@ -49,8 +51,8 @@ public:
 protected:
     struct Place {
         void* value;
+        FieldText* kept;  // the text of the field as well; may be null
         const void* byDefault;
-        FieldText* kept;   // the text of the field as well; may be null
         std::size_t size;  // in bytes; 0: a text
     };
     std::vector<Place> places;     // of each field of the kind
@@ -58,7 +60,7 @@ protected:
 
 private:
     const Place& note(const FieldReading& field, const auto& text) {
-        filled[field.into / 64] |= std::uint64_t{1} << field.into % 64;
+        filled[field.into] = 1;
         if (FieldText* own = places[field.field].kept) own->stretch(field.first, text.size);
         return places[field.into];
     }
@@ -68,7 +70,15 @@ private:
         else std::memcpy(place.value, place.byDefault, place.size);
     }
 
-    std::array<std::uint64_t, mostRows / 64> filled{}, before{};  // a bit for each field
+    using Presence = std::array<char, mostRows>;  // 1: the line has a value of that field
+    static_assert(mostRows % 8 == 0);
+    static std::uint64_t eightFrom(const Presence& presence, std::size_t first) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, &presence[first], sizeof eight);
+        return eight;
+    }
+
+    Presence filled{}, before{};
 };
 
 template <class M> class FilledModelOf final : public FilledModel {
@@ -77,7 +87,7 @@ public:
         static M blank = emptyModel<M>();
         for (const Row<M>& row : ModelAccess::table<M>().rows) {
             FieldText* const text = row.options.kept ? &row.options.kept(model) : nullptr;
-            places.push_back({row.value.place(model), row.value.place(blank), text, row.value.size});
+            places.push_back({row.value.place(model), text, row.value.place(blank), row.value.size});
             if (text) kept.push_back(text);
         }
     }

@@ -245,8 +245,8 @@ struct Number : For<int, long long, long32> {
     TRAMO_EXPECTED("number", "int, long long or long32");
     static constexpr FieldKind kind = FieldKind::Integer;
     static constexpr TE::errorType parseCode = TE::ParseInteger, buildCode = TE::BuildInteger;
-    static bool parse(int& v, Cut cut) { return codec::toInt(cut.view(), v, cut.blanks); }
-    static bool parse(long long& v, Cut cut) { return codec::toLongLong(cut.view(), v, cut.blanks); }
+    static bool parse(int& v, Cut cut) { return readPlain(v, cut) || codec::toInt(cut.view(), v, cut.blanks); }
+    static bool parse(long long& v, Cut cut) { return readPlain(v, cut) || codec::toLongLong(cut.view(), v, cut.blanks); }
     static bool build(auto v, const auto&, wchar_t* dest, int width) {
         codec::fromInteger(v, dest, width);
         return true;
@@ -259,6 +259,11 @@ struct Number : For<int, long long, long32> {
         if (!number || !std::in_range<Int>(*number)) return false;
         v = static_cast<Int>(*number);
         return true;
+    }
+
+private:
+    static bool readPlain(auto& v, Cut cut) {
+        return codec::readPlainInteger(cut.text + cut.size, cut.size - cut.blanks, cut.first + cut.size, v);
     }
 };
 

@@ -27,6 +27,68 @@ namespace {
 using namespace std::string_literals;
 namespace codec = tramo::codec;
 
+// ---- Eight digits at once -------------------------------------------------------------------------------------------
+
+// Characters whose low byte is a digit, or that saturate to one byte.
+template <class Char> std::basic_string<Char> digitsAndOthers(std::mt19937& random) {
+    static const std::u32string others = U" -+.,:/?@\x7F\x80\xB0\xFF";
+    static const std::u32string wide = U"\x130\x239\x7FFF\x8000\x8030\xFF30\xFFFF";
+    std::basic_string<Char> text;
+    const unsigned rareness = 2 + static_cast<unsigned>(random() % 40);
+    for (int i = 0; i < 20; ++i) {
+        auto c = static_cast<char32_t>(U'0' + random() % 10);
+        if (random() % rareness == 0)
+            c = sizeof(Char) > 1 && random() % 2 ? wide[random() % wide.size()] : others[random() % others.size()];
+        text += static_cast<Char>(c);
+    }
+    return text;
+}
+
+template <class Char> class EightDigits : public testing::Test {};
+using CharacterTypes = testing::Types<char, char16_t, wchar_t>;
+TYPED_TEST_SUITE(EightDigits, CharacterTypes);
+
+TYPED_TEST(EightDigits, are_read_as_one_by_one) {
+    if (!codec::readsEightDigits) GTEST_SKIP();
+    std::mt19937 random(1);
+    int plain = 0, decimals = 0;
+    for (int i = 0; i < 100000; ++i) {
+        const auto text = digitsAndOthers<TypeParam>(random);
+        const unsigned count = 1 + static_cast<unsigned>(random() % 16);
+        const TypeParam* end = text.data() + text.size();
+        std::basic_string_view<TypeParam> last = text;
+        last.remove_prefix(text.size() - count);
+        const bool isPlain = std::ranges::all_of(last, [](TypeParam c) { return c >= '0' && c <= '9'; });
+        const auto points = std::ranges::count_if(last, [](TypeParam c) { return c == '.' || c == ','; });
+        const auto digits = std::ranges::count_if(last, [](TypeParam c) { return c >= '0' && c <= '9'; });
+        ASSERT_EQ(codec::areDigits(end, count), isPlain);
+        ASSERT_EQ(codec::areDigitsAndPoint(end, count), points <= 1 && digits <= 15 && points + digits == count);
+        plain += isPlain;
+        decimals += points == 1 && digits + 1 == count;
+        int narrow = -7;
+        long long wide = -7;
+        ASSERT_EQ(codec::readPlainInteger(end, count, 20, narrow), isPlain && count <= 9);
+        ASSERT_EQ(codec::readPlainInteger(end, count, 20, wide), isPlain);
+        long long expected = -7;
+        if (isPlain) codec::takeInteger(last, expected);
+        EXPECT_EQ(wide, expected);
+        EXPECT_EQ(narrow, isPlain && count <= 9 ? expected : -7);
+    }
+    EXPECT_GT(plain, 1000);
+    EXPECT_GT(decimals, 1000);
+}
+
+TYPED_TEST(EightDigits, need_enough_characters_before_their_end) {
+    const std::basic_string<TypeParam> text(16, '7');
+    int narrow = 0;
+    long long wide = 0;
+    EXPECT_FALSE(codec::readPlainInteger(text.data() + 7, 3, 7, narrow));
+    EXPECT_FALSE(codec::readPlainInteger(text.data() + 15, 9, 15, wide));
+    EXPECT_FALSE(codec::readPlainInteger(text.data() + 16, 0, 16, narrow));
+    EXPECT_EQ(codec::readPlainInteger(text.data() + 8, 3, 8, narrow), codec::readsEightDigits);
+    EXPECT_EQ(codec::readPlainInteger(text.data() + 16, 9, 16, wide), codec::readsEightDigits);
+}
+
 // ---- Texts to try ---------------------------------------------------------------------------------------------------
 
 class Texts {
