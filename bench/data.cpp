@@ -6,8 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string_view>
+#include <tramostream/fields.h>
 
 namespace bench {
 
@@ -32,7 +34,34 @@ template <class Write> void makeFile(const std::string& path, Write write) {
     fs::rename(part, path);
 }
 
+constexpr std::size_t recordSize = 514;
+
+// One line of each record kind in which every field that can be invalid is.
+std::string badLines() {
+    std::string text;
+    for (const tramo::RecordKind* kind : tramo::recordKinds())
+        text += static_cast<char>(kind->letter) + std::string(recordSize - 3, '?') + "\r\n";
+    return text;
+}
+
+// Replaces every date and time of record lines by a random one, so that no cache of days helps.
+std::string withRandomDates(std::string text) {
+    std::mt19937 random(1);
+    const auto two = [&](unsigned first, unsigned count) { return std::to_string(100 + first + random() % count).substr(1); };
+    for (std::size_t line = 0; line + recordSize <= text.size(); line += recordSize)
+        for (const tramo::Field& field : tramo::recordKind(static_cast<wchar_t>(text[line]))->fields) {
+            const bool hasTime = field.kind == tramo::FieldKind::DateTime;
+            const std::size_t first = line + static_cast<std::size_t>(field.column) - 1;
+            if ((!hasTime && field.kind != tramo::FieldKind::Date) || text[first] == ' ') continue;
+            const std::string date = "20" + two(0, 38) + two(1, 12) + two(1, 28) + (hasTime ? two(5, 19) + two(0, 60) : "");
+            text.replace(first, date.size(), date);
+        }
+    return text;
+}
+
 std::string seed(const Options& options, const std::string& kind) {
+    if (kind == "every field bad") return badLines();
+    if (kind == "random dates") return withRandomDates(seed(options, "mixed"));
     if (kind == "parameter") return contents(SAMPLES "/parameters.txt");
     if (kind == "tag") return contents(SAMPLES "/tags.txt");
     if (kind == "key") return contents(SAMPLES "/amr-keys.txt");
@@ -92,9 +121,7 @@ ShapedFile::ShapedFile(const Options& options, Shape shape, std::size_t bytes)
     case Shape::Utf16: text = contents(dataFile(options, "meter subscriber", StrConv::ENCODING_UTF16LE).path); break;
     case Shape::OneLine: text.assign(1 << 20, 'x'); break;
     case Shape::LineFeeds: text.assign(1 << 20, '\n'); break;
-    case Shape::AllBad:
-        for (const char letter : std::string_view("012345679")) text += letter + std::string(511, '?') + "\r\n";
-        break;
+    case Shape::AllBad: text = badLines(); break;
     }
     makeFile(path, [&](std::ostream& out) {
         if (shape == Shape::OneLine) out << "9\r\n";  // the tool does not recognize a file without any line ending

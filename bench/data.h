@@ -14,8 +14,9 @@ struct DataFile {
     std::size_t records, bytes, characters;
 };
 
-/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "key"; or "mixed". Generates the file if it
-/// is missing or older than the tool. Throws std::runtime_error.
+/// A file of lines of one kind: the name of a record kind, "parameter", "tag" or "key"; or "mixed"; or mixed lines with "random
+/// dates"; or lines with "every field bad". Generates the file if it is missing or older than the tool. Throws
+/// std::runtime_error.
 DataFile dataFile(const Options& options, const std::string& kind, int encoding);
 
 /// A file of the given size: meter subscribers, the same in UTF-16, a single line after a very short one, only line feeds, or

@@ -1,4 +1,5 @@
 #include "bench/process.h"
+#include <chrono>
 #include <exception>
 #include <fcntl.h>
 #include <stdexcept>
@@ -14,6 +15,7 @@ namespace {
 constexpr int notStarted = 127;
 
 template <class Work> Usage runChild(Work work) {
+    const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0) {
         const int nowhere = ::open("/dev/null", O_WRONLY);
@@ -24,8 +26,9 @@ template <class Work> Usage runChild(Work work) {
     int status = 0;
     rusage used{};
     if (child < 0 || ::wait4(child, &status, 0, &used) != child) throw std::runtime_error("no process could be started");
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; };
-    return {seconds(used.ru_utime) + seconds(used.ru_stime), static_cast<std::size_t>(used.ru_maxrss) * 1024,
+    return {seconds(used.ru_utime) + seconds(used.ru_stime), elapsed.count(), static_cast<std::size_t>(used.ru_maxrss) * 1024,
         WIFEXITED(status) ? WEXITSTATUS(status) : -1};
 }
 

@@ -9,6 +9,7 @@ namespace bench {
 
 struct Usage {
     double seconds;      ///< of processor time, including that of the system
+    double elapsed;      ///< seconds by the clock
     std::size_t memory;  ///< at its peak, in bytes
     int status;          ///< the exit code; -1 if a signal ended it
 };

@@ -7,36 +7,71 @@
 
 namespace bench {
 
+namespace {
+
+struct Program {
+    std::string name, kind;
+    std::vector<std::string> words;
+    bool writes = false;
+    Goal goal = {};
+    int encoding = StrConv::ENCODING_ANSI;
+    int status = 0;  // lines without their related lines are not an error here
+    bool byClock = false;
+};
+
+void run(benchmark::State& state, const Options& options, const Program& program) {
+    const DataFile file = dataFile(options, program.kind, program.encoding);
+    std::vector<std::string> command{options.tramo};
+    command.insert(command.end(), program.words.begin(), program.words.end());
+    command.push_back(file.path);
+    const std::string written = options.folder + "/exported";
+    if (program.writes) command.insert(command.end(), {"-o", written});
+    for (auto _ : state) {
+        std::remove(written.c_str());
+        warmUpMemory(2 * file.bytes);
+        const Usage usage = runProgram(command);
+        if (usage.status != program.status) throw std::runtime_error("exit code " + std::to_string(usage.status));
+        state.SetIterationTime(program.byClock ? usage.elapsed : usage.seconds);
+    }
+    std::remove(written.c_str());
+    setWork(state, file.records, file.bytes, file.characters);
+}
+
+}  // namespace
+
 void addPrograms(std::vector<Row>& rows, const Options& options) {
-    auto add = [&](const char* name, const char* kind, std::vector<std::string> words, bool writes, Goal goal = {}) {
-        auto measured = [&options, kind = std::string(kind), words, writes](benchmark::State& state) {
-            const DataFile file = dataFile(options, kind, StrConv::ENCODING_ANSI);
-            std::vector<std::string> command{options.tramo};
-            command.insert(command.end(), words.begin(), words.end());
-            command.push_back(file.path);
-            const std::string written = options.folder + "/exported";
-            if (writes) command.insert(command.end(), {"-o", written});
-            for (auto _ : state) {
-                std::remove(written.c_str());
-                warmUpMemory(2 * file.bytes);
-                const Usage usage = runProgram(command);
-                // Lines without their related lines are not an error here.
-                if (usage.status != 0) throw std::runtime_error("exit code " + std::to_string(usage.status));
-                state.SetIterationTime(usage.seconds);
-            }
-            std::remove(written.c_str());
-            setWork(state, file.records, file.bytes, file.characters);
-        };
-        rows.push_back({.section = "programs", .name = name, .run = measured, .goal = goal, .tellsTime = true});
+    const std::string section = "programs", subscriber = "meter subscriber", mixed = "mixed";
+    const auto atMost = [&](double limit, const char* program) { return Goal{limit, fullName(section, program), Goal::Record}; };
+    const Goal nearHandTuned{1.8, fullName(references, "hand-tuned"), Goal::Record};
+    const std::vector<std::string> check{"check", "-j", "1"}, checkOnTwo{"check", "-j", "2"};
+    const Program programs[] = {
+        {"tramo check", subscriber, check, false, nearHandTuned},
+        {"tramo check, mixed", mixed, check, false, nearHandTuned},
+        {"tramo check, mixed, UTF-16", mixed, check, false, atMost(1.5, "tramo check, mixed"), StrConv::ENCODING_UTF16LE},
+        {"tramo check, random dates", "random dates", check, false, atMost(4, "tramo check, mixed")},
+        {.name = "tramo check, every field bad",
+            .kind = "every field bad",
+            .words = check,
+            .goal = atMost(4, "tramo check, mixed"),
+            .status = 1},
+        {.name = "tramo check, by the clock", .kind = subscriber, .words = check, .byClock = true},
+        {.name = "tramo check on two threads, by the clock",
+            .kind = subscriber,
+            .words = checkOnTwo,
+            .goal = atMost(1 / 1.8, "tramo check, by the clock"),
+            .byClock = true},
+        {"tramo stats, mixed", mixed, {"stats"}},
+        {"tramo export --to jsonl", subscriber, {"export", "--to", "jsonl"}, true},
+        {"tramo export --to sqlite", subscriber, {"export", "--to", "sqlite"}, true},
+        {"tramo export --to jsonl, mixed", mixed, {"export", "--to", "jsonl"}, true},
+        {"tramo export --to sqlite, mixed", mixed, {"export", "--to", "sqlite"}, true},
     };
-    const char* subscriber = "meter subscriber";
-    add("tramo check, one thread", subscriber, {"check", "-j", "1"}, false,
-        {1.5, "meter subscriber, ANSI/(b) and model, all getters", Goal::Record});
-    add("tramo export --to jsonl", subscriber, {"export", "--to", "jsonl"}, true);
-    add("tramo export --to sqlite", subscriber, {"export", "--to", "sqlite"}, true);
-    add("tramo check, mixed", "mixed", {"check"}, false);
-    add("tramo export --to jsonl, mixed", "mixed", {"export", "--to", "jsonl"}, true);
-    add("tramo export --to sqlite, mixed", "mixed", {"export", "--to", "sqlite"}, true);
+    for (const Program& program : programs)
+        rows.push_back({.section = section,
+            .name = program.name,
+            .run = [&options, program](benchmark::State& state) { run(state, options, program); },
+            .goal = program.goal,
+            .tellsTime = true});
 }
 
 }  // namespace bench
