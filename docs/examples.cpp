@@ -563,6 +563,8 @@ void meter() {
     //> Pression: 21
     //> C19AB0100259 -> N24000500007
     //! [Meter]
+}
+
 void lineView() {
     //! [LineView]
     tramo::Reader reader("samples/round-returned.txt");
