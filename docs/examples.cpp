@@ -723,21 +723,21 @@ void messages() {
     //! [setMessages]
 }
 
-    // clang-format on
+// clang-format on
 
-    // Returns the first line of a kind in a valid file.
-    Line sampleLine(wchar_t letter) {
-        iFileStream file;
-        file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
-        Line line{};
-        while (!file.eof() && line[0] != letter) file.getline(line.size(), line);
-        return line;
-    }
+// Returns the first line of a kind in a valid file.
+Line sampleLine(wchar_t letter) {
+    iFileStream file;
+    file.open("samples/round-returned.txt", StrConv::ENCODING_ANSI);
+    Line line{};
+    while (!file.eof() && line[0] != letter) file.getline(line.size(), line);
+    return line;
+}
 
-    template <class Example, class... Arguments> void run(const wchar_t* name, Example example, const Arguments&... arguments) {
-        std::wcout << L'[' << name << L"]\n";
-        example(arguments...);
-    }
+template <class Example, class... Arguments> void run(const wchar_t* name, Example example, const Arguments&... arguments) {
+    std::wcout << L'[' << name << L"]\n";
+    example(arguments...);
+}
 
 }  // namespace
 

@@ -50,8 +50,12 @@ class Documents(CliTest):
         rules = self.sarif(lines(ROUND))["tool"]["driver"]["rules"]
         levels = {rule["id"]: rule["defaultConfiguration"]["level"] for rule in rules}
         self.assertEqual({name for name, level in levels.items() if level == "warning"},
-                         {name for name in levels if name.startswith("Mandatory")} | {"FileEmpty", "ZeroBehindAlarmFlags", "KeyMemberIgnored", "TextIgnored", "KeyLineDuplicate", "KeyNotHexadecimal"})
-        self.assertEqual([rule["id"] for rule in rules][-2:], ["KeyLineDuplicate", "KeyNotHexadecimal"])
+                         {name for name in levels if name.startswith("Mandatory")} | {
+                             "FileEmpty", "ZeroBehindAlarmFlags", "KeyMemberIgnored", "TextIgnored", "KeyLineDuplicate",
+                             "KeyNotHexadecimal", "LineWithoutMeter", "AreaIncomplete", "AreaOutside", "AreaOverlap",
+                             "PageUndefined"})
+        self.assertEqual([rule["id"] for rule in rules][-7:], ["KeyLineDuplicate", "KeyNotHexadecimal", "LineWithoutMeter",
+                                                              "AreaIncomplete", "AreaOutside", "AreaOverlap", "PageUndefined"])
         self.assertIn("ParseDateTime", levels)
         self.assertNotIn("BuildDate", levels)
         strict = self.sarif(lines(ROUND), "--strict")["tool"]["driver"]["rules"]
