@@ -112,7 +112,7 @@ class Completion(CliTest):
         self.assertEqual(self.ask("check", "--format", "="), ["text", "json", "sarif"])
         self.assertEqual(self.ask("check", "--max-findings", ""), [])
         self.assertEqual(self.ask("check", "f", "--st"), ["--strict"])
-        self.assertEqual(self.ask("explain", "-"), ["--markdown", "--color", "-h", "--help"])
+        self.assertEqual(self.ask("explain", "-"), ["--format", "--markdown", "--color", "-h", "--help"])
         self.assertEqual(self.ask("convert", "-o", ""), ["FILES"])
         self.assertEqual(self.ask("sample", "--kinds", "meter-"), ["meter-subscriber", "meter-change"])
         self.assertEqual(self.ask("sample", "--kinds", "round,1,AM"), ["round,1,AMR"])
