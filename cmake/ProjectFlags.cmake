@@ -25,6 +25,26 @@ function(tramostream_sources variable)
     set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 
+# ccache stores results of compilations with precompiled headers only if it may ignore their macros and times.
+if(TRAMOSTREAM_PRECOMPILE AND CMAKE_CXX_COMPILER_LAUNCHER MATCHES "^[^;]*ccache$")
+    list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros)
+endif()
+
+# Compiles headers that most sources of a target include only once, if wanted. The preset release does without: there, a source
+# without an include that it needs does not compile.
+function(tramostream_precompile target)
+    if(TRAMOSTREAM_PRECOMPILE)
+        if("REUSE_FROM" IN_LIST ARGN)
+            target_precompile_headers(${target} ${ARGN})
+        else()
+            target_precompile_headers(${target} PRIVATE ${ARGN})
+        endif()
+        if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+            target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")   # for ccache
+        endif()
+    endif()
+endfunction()
+
 # Compiler flags of every target of this project; not passed on to targets that link the library.
 function(tramostream_flags target)
     target_compile_features(${target} PUBLIC cxx_std_20)
