@@ -28,7 +28,10 @@ bool parse(std::span<char*> words, Options& options) {
     std::size_t place = 2;
     if (place < plain.size()) {
         const std::string& what = plain[place];
-        if (what == "speed" || what == "linear" || what == "memory" || what == "all") options.what = what, ++place;
+        if (what == "speed" || what == "linear" || what == "memory" || what == "all") {
+            options.what = what;
+            ++place;
+        }
     }
     if (place < plain.size()) options.filter = plain[place++];
     return place == plain.size();

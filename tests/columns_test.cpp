@@ -46,7 +46,7 @@ std::wstring localText(long long instant, const wchar_t* format) {
 
 long long daysSince1970(int year, unsigned month, unsigned day) {
     using namespace std::chrono;
-    return sys_days{std::chrono::year{year} / month / day}.time_since_epoch().count();
+    return sys_days{std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day}}.time_since_epoch().count();
 }
 
 // The value of a row as text that can be compared: nothing if absent.

@@ -195,7 +195,7 @@ TEST(Reader, blocks_do_not_change_the_lines) {
     constexpr std::size_t block = 256 * 1024;
     for (const bool isAnsi : {true, false}) {
         const std::string bytes = straddling(isAnsi, 3 * block);
-        for (const std::size_t cut : {0, 2, 4, 6, 514, 1028}) {
+        for (const std::size_t cut : {0U, 2U, 4U, 6U, 514U, 1028U}) {
             const std::string some = (isAnsi ? "" : "\xFF\xFE") + bytes.substr(2 + cut);
             writeFile(folder.path("x"), some);
             EXPECT_TRUE(linesOf(Reader(folder.path("x"))) == linesOfBytes(some));

@@ -41,20 +41,26 @@ private:
               d(key[1] ^ 0x7465646279746573) {}
 
         void mix() {
-            a += b, b = std::rotl(b, 13) ^ a, a = std::rotl(a, 32);
-            c += d, d = std::rotl(d, 16) ^ c;
-            a += d, d = std::rotl(d, 21) ^ a;
-            c += b, b = std::rotl(b, 17) ^ c, c = std::rotl(c, 32);
+            a += b;
+            b = std::rotl(b, 13) ^ a;
+            a = std::rotl(a, 32);
+            c += d;
+            d = std::rotl(d, 16) ^ c;
+            a += d;
+            d = std::rotl(d, 21) ^ a;
+            c += b;
+            b = std::rotl(b, 17) ^ c;
+            c = std::rotl(c, 32);
         }
         void take(std::uint64_t word) {
             d ^= word;
-            mix(), mix();
+            for (int round = 0; round < 2; ++round) mix();
             a ^= word;
         }
         std::uint64_t end(std::uint64_t last) {
             take(last);
             c ^= 0xFF;
-            mix(), mix(), mix(), mix();
+            for (int round = 0; round < 4; ++round) mix();
             return a ^ b ^ c ^ d;
         }
     };

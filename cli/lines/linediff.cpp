@@ -69,8 +69,15 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
 // Lines with the same key are paired. The key of a malformed line is its text, which may hold the keys of a module.
 SecretText keyOf(const Line& line, std::optional<LineKind> kind, bool isSound) {
     SecretText key;
-    if (line.whole) return key.append(fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum())), key;
-    if (!isSound) return key.append(L"damaged ").append(line.text), key;
+    if (line.whole) {
+        key += fmt::format(L"long {} {}", line.whole->size(), line.whole->checksum());
+        return key;
+    }
+    if (!isSound) {
+        key += L"damaged ";
+        key += line.text;
+        return key;
+    }
     if (kind == LineKind::Record) key += line.text.front();
     key += fmt::format(L"{} {} ", static_cast<int>(*kind), meterOf(*kind, line.text));
     const RecordKind* fixed = recordKindOf(*kind, line.text);

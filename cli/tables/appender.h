@@ -39,7 +39,10 @@ public:
     }
     void end(char* written) { at = written; }
 
-    void add(char c) { *room(1) = c, ++at; }
+    void add(char c) {
+        *room(1) = c;
+        ++at;
+    }
     void add(std::string_view text) {
         std::memcpy(room(text.size()), text.data(), text.size());
         at += text.size();

@@ -38,7 +38,7 @@ inline std::wstring textFor(const tramo::Field& field, Random& random) {
     switch (random.below(8)) {
     case 0: break;
     case 1: text = random.of(odd); break;
-    case 2: text = digits(random, 1 + random.below(field.width)); break;
+    case 2: text = digits(random, 1 + random.below(static_cast<unsigned>(field.width))); break;
     case 3:
         for (std::size_t i = 0; i < width; ++i) text += static_cast<wchar_t>(random.below(256));
         break;
@@ -57,7 +57,7 @@ inline std::wstring textFor(const tramo::Field& field, Random& random) {
         case tramo::FieldKind::Year: text = L"20" + digits(random, 2); break;
         case tramo::FieldKind::Code: text = field.codes.substr(random.below(static_cast<unsigned>(field.codes.size())), 1); break;
         case tramo::FieldKind::Flag: text = digits(random, 1); break;
-        default: text = digits(random, 1 + random.below(field.width));
+        default: text = digits(random, 1 + random.below(static_cast<unsigned>(field.width)));
         }
     }
     text.resize(std::min(text.size(), width));
