@@ -50,8 +50,7 @@ struct ValueArray {
     }
 };
 
-template <class Char>
-bool decodeInto(const RecordKind& kind, std::basic_string_view<Char> line, std::span<DecodedValue> values) {
+template <class Char> bool decodeInto(const RecordKind& kind, std::basic_string_view<Char> line, std::span<DecodedValue> values) {
     const std::span<const FieldReading> readings = readingsOf(kind);
     if (readings.empty() || line.size() < lineLength || values.size() < kind.fields.size()) return false;
     std::ranges::fill(values.first(kind.fields.size()), DecodedValue{});

@@ -5,7 +5,8 @@
  * Texts that a function returns belong to the library and live as its comment says; texts with a buffer are copied into it.
  *
  * A call returns TRAMO_OK or says why not; then, its outputs are unchanged, except for a handle that explains an error. No
- * function prints, except tramo_checker_line (see tramo_set_messages), and no exception leaves the library. A NULL argument that must not be NULL is TRAMO_BAD_ARGUMENT.
+ * function prints, except tramo_checker_line (see tramo_set_messages), and no exception leaves the library. A NULL argument that
+ * must not be NULL is TRAMO_BAD_ARGUMENT.
  */
 #ifndef TRAMOSTREAM_C_H
 #define TRAMOSTREAM_C_H
@@ -51,32 +52,32 @@ TRAMO_EXPORT void tramo_set_messages(int printed);
 
 /* What a field holds, and the functions that get and set it. */
 typedef enum tramo_type {
-    TRAMO_TEXT = 0,      /* text */
-    TRAMO_INTEGER = 1,   /* int64 */
-    TRAMO_DECIMAL = 2,   /* double */
-    TRAMO_DATE = 3,      /* seconds: the local midnight of the day */
-    TRAMO_DATETIME = 4,  /* seconds */
-    TRAMO_YEAR = 5,      /* int64: the number of the local year */
-    TRAMO_CODE = 6,      /* text: one character */
-    TRAMO_FLAG = 7,      /* int64: 0 or 1 */
-    TRAMO_ALARMS = 8     /* int64: flag k is bit k - 1 */
+    TRAMO_TEXT = 0,     /* text */
+    TRAMO_INTEGER = 1,  /* int64 */
+    TRAMO_DECIMAL = 2,  /* double */
+    TRAMO_DATE = 3,     /* seconds: the local midnight of the day */
+    TRAMO_DATETIME = 4, /* seconds */
+    TRAMO_YEAR = 5,     /* int64: the number of the local year */
+    TRAMO_CODE = 6,     /* text: one character */
+    TRAMO_FLAG = 7,     /* int64: 0 or 1 */
+    TRAMO_ALARMS = 8    /* int64: flag k is bit k - 1 */
 } tramo_type;
 
 typedef struct tramo_field {
-    const char* name;    /* "meterReadingIndex" */
+    const char* name; /* "meterReadingIndex" */
     tramo_type type;
-    int32_t column;      /* of the first character, 1-based; 0: not in the line */
-    int32_t width;       /* in characters */
-    int32_t decimals;    /* digits written after the decimal point */
-    const char* codes;   /* of TRAMO_CODE: the characters that can be read; otherwise empty */
-    const char* written; /* when it is written: "always", "never" or a clause, "it is above 3" */
+    int32_t column;       /* of the first character, 1-based; 0: not in the line */
+    int32_t width;        /* in characters */
+    int32_t decimals;     /* digits written after the decimal point */
+    const char* codes;    /* of TRAMO_CODE: the characters that can be read; otherwise empty */
+    const char* written;  /* when it is written: "always", "never" or a clause, "it is above 3" */
     const char* required; /* when its absence is a finding, a clause: "it is empty"; otherwise empty */
 } tramo_field;
 
 typedef struct tramo_kind {
-    const char* name;    /* "meter subscriber" */
-    char letter;         /* in column 1; 0: none */
-    int32_t length;      /* characters of a line, without the line ending */
+    const char* name; /* "meter subscriber" */
+    char letter;      /* in column 1; 0: none */
+    int32_t length;   /* characters of a line, without the line ending */
     size_t field_count;
     const tramo_field* const* fields;
 } tramo_kind;
@@ -90,13 +91,18 @@ TRAMO_EXPORT const tramo_field* tramo_find_field(const tramo_kind* kind, const c
 
 /* --- Reading ------------------------------------------------------------------------------------------------------------- */
 
-typedef enum tramo_encoding { TRAMO_AUTO = -1, TRAMO_ANSI = 0, TRAMO_UTF16 = 1 } tramo_encoding; /* AUTO: by the byte order mark */
+typedef enum tramo_encoding {
+    TRAMO_AUTO = -1,
+    TRAMO_ANSI = 0,
+    TRAMO_UTF16 = 1
+} tramo_encoding; /* AUTO: by the byte order mark */
 
 typedef struct tramo_reader tramo_reader;
 typedef struct tramo_line tramo_line;
 
 /* Opens a file (path: UTF-8), or bytes in memory, which must outlive the reader. If the file cannot be opened, TRAMO_FAILED is
- * returned; the reader then explains the error and has no lines. In every case, except when `*reader` is NULL, it must be closed. */
+ * returned; the reader then explains the error and has no lines. In every case, except when `*reader` is NULL, it must be closed.
+ */
 TRAMO_EXPORT tramo_status tramo_reader_open(const char* path, tramo_encoding encoding, tramo_reader** reader);
 TRAMO_EXPORT tramo_status tramo_reader_open_memory(
     const void* bytes, size_t size, tramo_encoding encoding, tramo_reader** reader);
@@ -147,7 +153,7 @@ TRAMO_EXPORT void tramo_line_free(tramo_line* line); /* a line of a reader is le
  * any type has a text: dates as "2024-01-31", numbers with all their digits. */
 TRAMO_EXPORT tramo_status tramo_get_text(
     const tramo_line* line, const tramo_field* field, char* buffer, size_t size, size_t* needed);
-TRAMO_EXPORT tramo_status tramo_get_raw( /* the columns as they stand */
+TRAMO_EXPORT tramo_status tramo_get_raw(/* the columns as they stand */
     const tramo_line* line, const tramo_field* field, char* buffer, size_t size, size_t* needed);
 TRAMO_EXPORT tramo_status tramo_get_int64(const tramo_line* line, const tramo_field* field, int64_t* value);
 TRAMO_EXPORT tramo_status tramo_get_double(const tramo_line* line, const tramo_field* field, double* value);
