@@ -16,6 +16,14 @@
 #define TRAMO_EXPORT
 #endif
 
+/// @def TRAMO_EXPORT_TEMPLATE
+/// Marks exported function templates: without it, clang hides those instances that the library also makes implicitly.
+#ifdef _WIN32
+#define TRAMO_EXPORT_TEMPLATE
+#else
+#define TRAMO_EXPORT_TEMPLATE TRAMO_EXPORT
+#endif
+
 /// @def TRAMO_HIDDEN
 /// Marks members of an exported class that are not exported.
 #if defined(__GNUC__) && !defined(_WIN32) && !defined(TRAMOSTREAM_STATIC)

@@ -83,14 +83,14 @@ TRAMO_EXPORT std::span<const RecordKind* const> recordKinds();
 TRAMO_EXPORT const RecordKind* recordKind(wchar_t letter);
 
 /// Returns the record kind of model class M.
-template <class M> const RecordKind& kindOf();
+template <class M> TRAMO_EXPORT_TEMPLATE const RecordKind& kindOf();
 
 /// Returns the value of a field. `field` must be one of kindOf<M>().fields.
-template <class M> FieldValue get(const M& model, const Field& field);
+template <class M> TRAMO_EXPORT_TEMPLATE FieldValue get(const M& model, const Field& field);
 
 /// Sets a field as M's setter does. `field` must be one of kindOf<M>().fields. Returns false and changes nothing if the
 /// value has the wrong type, is a number that the field cannot hold, or is not one of the field's codes.
-template <class M> bool set(M& model, const Field& field, const FieldValue& value);
+template <class M> TRAMO_EXPORT_TEMPLATE bool set(M& model, const Field& field, const FieldValue& value);
 
 /// Returns the field's columns in a line unchanged; fewer if the line ends earlier. The field must be in the line (column > 0).
 TRAMO_EXPORT std::wstring_view rawText(std::wstring_view line, const Field& field);
