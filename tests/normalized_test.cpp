@@ -5,6 +5,7 @@
 #include "support/samples.h"
 #include "support/timezone.h"
 #include "tramostream/anyrecord.h"
+#include <cstdint>
 #include <map>
 
 using namespace records;
@@ -32,11 +33,11 @@ Written written(const std::wstring& line) {
 bool isSure(const std::wstring& line) { return tramo::isSurelyNormalized(*tramo::recordKind(line[0]), bytesOf(line)); }
 
 bool isAnsi(const std::wstring& line) {
-    return std::ranges::all_of(line, [](wchar_t c) { return c >= 0 && c <= 0xFF; });
+    return std::ranges::all_of(line, [](wchar_t c) { return static_cast<std::uint32_t>(c) <= 0xFF; });
 }
 
 bool holdsControls(const std::wstring& line) {
-    return std::ranges::any_of(line, [](wchar_t c) { return c >= 0 && c < L' '; });
+    return std::ranges::any_of(line, [](wchar_t c) { return static_cast<std::uint32_t>(c) < L' '; });
 }
 
 struct Share {
