@@ -41,7 +41,9 @@ Line sample(wchar_t letter) { return lineOfText(sampleLines("round-returned.txt"
 
 std::tm localTime(long long instant) {
     const auto time = static_cast<std::time_t>(instant);
-    return *std::localtime(&time);  // NOLINT: one thread
+    std::tm local{};
+    localtime_r(&time, &local);
+    return local;
 }
 
 // Expects the value that the model has; `absent` is that of a blank line.

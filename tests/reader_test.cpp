@@ -414,16 +414,22 @@ template <class Operation> Failure failureOf(Operation operation) {
     return {};
 }
 
+#ifdef _WIN32
+constexpr std::errc directoryOpened = std::errc::permission_denied, fileAsDirectory = std::errc::no_such_file_or_directory;
+#else
+constexpr std::errc directoryOpened = std::errc::is_a_directory, fileAsDirectory = std::errc::not_a_directory;
+#endif
+
 TEST(Reader, file_that_cannot_be_opened_is_an_error_with_path_and_reason) {
     const TempFolder folder;
     const std::string missing = folder.path("missing"), here = folder.path("");
     const Failure none = failureOf([&] { Reader reader(missing); });
     EXPECT_EQ(none.code, std::errc::no_such_file_or_directory);
     EXPECT_EQ(none.what, "cannot open \"" + missing + "\": " + none.code.message());
-    EXPECT_EQ(failureOf([&] { Reader reader(here); }).code, std::errc::is_a_directory);
+    EXPECT_EQ(failureOf([&] { Reader reader(here); }).code, directoryOpened);
     EXPECT_EQ(failureOf([&] { Reader reader(""); }).code, std::errc::no_such_file_or_directory);
     writeFile(folder.path("x"), "abc");
-    EXPECT_EQ(failureOf([&] { Reader reader(folder.path("x") + "/y"); }).code, std::errc::not_a_directory);
+    EXPECT_EQ(failureOf([&] { Reader reader(folder.path("x") + "/y"); }).code, fileAsDirectory);
     EXPECT_EQ(
         failureOf([&] { Reader reader(folder.path("x") + std::string("\0y", 2)); }).code, std::errc::no_such_file_or_directory);
     EXPECT_EQ(failureOf([&] { Reader::ofDescriptor(-1, "nowhere"); }).code, std::errc::bad_file_descriptor);

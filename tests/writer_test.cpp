@@ -209,13 +209,15 @@ TEST_F(WriterTest, can_be_moved) {
 TEST_F(WriterTest, file_can_be_replaced_while_it_is_read) {
     const std::string before = readFile(std::string(SAMPLES) + "/round-returned.txt");
     writeFile(path("x"), before);
-    Reader reader(path("x"));
-    Writer writer(path("x"));
-    for (const LineView& line : reader)
-        if (line.number() % 2 == 0) writer.put(line);
-    writer.commit();
-    EXPECT_EQ(readFile(path("x")).size(), before.size() / 2);
-    EXPECT_EQ(names(), Names{"x"});
+    {
+        Reader reader(path("x"));
+        Writer writer(path("x"));
+        for (const LineView& line : reader)
+            if (line.number() % 2 == 0) writer.put(line);
+        writer.commit();
+        EXPECT_EQ(readFile(path("x")).size(), before.size() / 2);
+    }
+    EXPECT_EQ(names(), Names{"x"});  // Windows keeps the old file until it is closed
 }
 
 TEST_F(WriterTest, name_of_greatest_length_can_be_written) {
@@ -226,6 +228,12 @@ TEST_F(WriterTest, name_of_greatest_length_can_be_written) {
 
 // ---- Errors ---------------------------------------------------------------------------------------------------------
 
+#ifdef _WIN32
+constexpr std::errc nameTooLong = std::errc::no_such_file_or_directory;
+#else
+constexpr std::errc nameTooLong = std::errc::filename_too_long;
+#endif
+
 TEST_F(WriterTest, place_that_cannot_be_written_is_an_error_with_path_and_reason) {
     const std::string missing = path("no/x");
     const std::string message = messageOf([&] { Writer writer(missing); });
@@ -234,7 +242,7 @@ TEST_F(WriterTest, place_that_cannot_be_written_is_an_error_with_path_and_reason
     EXPECT_EQ(codeOf([&] { Writer writer(path("")); }), std::errc::is_a_directory);
     EXPECT_EQ(codeOf([&] { Writer writer(""); }), std::errc::no_such_file_or_directory);
     EXPECT_EQ(codeOf([&] { Writer writer(path("x") + std::string("\0y", 2)); }), std::errc::no_such_file_or_directory);
-    EXPECT_EQ(codeOf([&] { Writer writer(path(std::string(300, 'n'))); }), std::errc::filename_too_long);
+    EXPECT_EQ(codeOf([&] { Writer(path(std::string(300, 'n'))).commit(); }), nameTooLong);
     EXPECT_EQ(names(), Names{});
 }
 
