@@ -75,6 +75,7 @@ const char* tramo_status_text(tramo_status status) {
     case TRAMO_BAD_ARGUMENT: return "invalid argument";
     case TRAMO_FAILED: return "the file cannot be read or written";
     case TRAMO_NO_MEMORY: return "out of memory";
+    case TRAMO_STATUS_IS_INT: break;
     }
     return "unknown status";
 }

@@ -35,7 +35,8 @@ typedef enum tramo_status {
     TRAMO_NO_FIELD = 9,        /* the line does not have the field */
     TRAMO_BAD_ARGUMENT = 10,   /* NULL, or a number out of range */
     TRAMO_FAILED = 11,         /* the system reports an error: see tramo_reader_error, tramo_writer_error */
-    TRAMO_NO_MEMORY = 12
+    TRAMO_NO_MEMORY = 12,
+    TRAMO_STATUS_IS_INT = 0x7FFFFFFF /* not a status: any int can be passed */
 } tramo_status;
 
 /* Describes a status in words: "the field is blank". Lives as long as the program. */
@@ -91,11 +92,13 @@ TRAMO_EXPORT const tramo_field* tramo_find_field(const tramo_kind* kind, const c
 
 /* --- Reading ------------------------------------------------------------------------------------------------------------- */
 
+/* AUTO: by the byte order mark. */
 typedef enum tramo_encoding {
     TRAMO_AUTO = -1,
     TRAMO_ANSI = 0,
-    TRAMO_UTF16 = 1
-} tramo_encoding; /* AUTO: by the byte order mark */
+    TRAMO_UTF16 = 1,
+    TRAMO_ENCODING_IS_INT = 0x7FFFFFFF /* not an encoding: any int can be passed */
+} tramo_encoding;
 
 typedef struct tramo_reader tramo_reader;
 typedef struct tramo_line tramo_line;
