@@ -63,7 +63,7 @@ void tramo_set_messages(int printed) { setMessages(printed ? Messages::StandardO
 const char* tramo_status_text(tramo_status status) {
     switch (status) {
     case TRAMO_OK: return "done";
-    case TRAMO_END: return "there are no more";
+    case TRAMO_END: return "end reached";
     case TRAMO_ABSENT: return "the field is blank";
     case TRAMO_UNREADABLE: return "the text of the field cannot be parsed";
     case TRAMO_WRONG_TYPE: return "the field holds values of another type";

@@ -24,7 +24,7 @@ struct ArrowArrayStream; /* of the Arrow C stream interface */
 /* The result of a call. New values may be added. */
 typedef enum tramo_status {
     TRAMO_OK = 0,
-    TRAMO_END = 1,             /* there are no more lines or findings */
+    TRAMO_END = 1,             /* after the last line or finding */
     TRAMO_ABSENT = 2,          /* the field is blank, or the line does not have it */
     TRAMO_UNREADABLE = 3,      /* the text of the field cannot be parsed */
     TRAMO_WRONG_TYPE = 4,      /* the field holds values of another type */
@@ -110,7 +110,7 @@ TRAMO_EXPORT tramo_status tramo_reader_open(const char* path, tramo_encoding enc
 TRAMO_EXPORT tramo_status tramo_reader_open_memory(
     const void* bytes, size_t size, tramo_encoding encoding, tramo_reader** reader);
 
-/* Gives the next line, which belongs to the reader and is valid until the next call. TRAMO_END: there are no more. */
+/* Gives the next line, which belongs to the reader and is valid until the next call. TRAMO_END: after the last one. */
 TRAMO_EXPORT tramo_status tramo_reader_next(tramo_reader* reader, const tramo_line** line);
 
 /* Why the last call failed, with the path; empty: it did not. Valid until the next call. */
@@ -200,7 +200,7 @@ typedef struct tramo_finding {
 typedef struct tramo_checker tramo_checker;
 
 /* Checks a file: give all its lines in their order, then end. After each of these calls, get its findings, each once, in order;
- * TRAMO_END: there are no more. The next such call drops those that are left. */
+ * TRAMO_END: after the last one. The next such call drops those that are left. */
 TRAMO_EXPORT tramo_status tramo_checker_new(int strict, tramo_checker** checker);
 TRAMO_EXPORT tramo_status tramo_checker_line(tramo_checker* checker, const tramo_line* line);
 TRAMO_EXPORT tramo_status tramo_checker_end(tramo_checker* checker);
