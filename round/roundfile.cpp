@@ -171,7 +171,7 @@ RoundFile::RoundFile(std::unique_ptr<State> with) : state(std::move(with)) {
             if (!meter && line.is<MeterChangeTramoModel>()) meter = joining.find(i, textOr(line, changeFields().newSerial));
             if (meter) round.allMeters[*meter].ownLines.push_back(&line);
             else
-                state->orphans.push_back({&line,
+                state->orphans.push_back({&line, serial,
                     serial.empty() ? "the line has no serial number of a meter"
                                    : concat("its round has no meter subscriber line with the serial number \"", serial, '"')});
         }
@@ -210,7 +210,7 @@ std::vector<Finding> RoundFile::findings() const {
                     findings.push_back(findingAt({line->number(), page.column, page.width}, line->kind()->name, "PageUndefined",
                         concat("enquiry page \"", textOr(*line, page), "\" is not defined"), "the round has no such page"));
     }
-    for (const auto& [line, reason] : state->orphans) {
+    for (const auto& [line, _, reason] : state->orphans) {
         const Field& serial = *serialFieldOf(*line->kind());
         findings.push_back(findingAt({line->number(), serial.column, serial.width}, line->kind()->name, "LineWithoutMeter",
             concat(line->kind()->name, " line belongs to no meter"), reason));

@@ -89,6 +89,7 @@ TEST(Joining, NeverToAMeterOfAnotherRound) {
     EXPECT_EQ(numbersOf(file.rounds()[0].meters()[0].lines()), (Numbers{2}));
     ASSERT_EQ(file.orphans().size(), 1U);
     EXPECT_EQ(file.orphans()[0].line->number(), 4);
+    EXPECT_EQ(file.orphans()[0].serial, "A");
     EXPECT_EQ(file.orphans()[0].reason, "its round has no meter subscriber line with the serial number \"A\"");
     EXPECT_EQ(rulesOf(file), Rules{"LineWithoutMeter"});
 }
@@ -97,6 +98,7 @@ TEST(Joining, BlankSerialNumbersBelongToNobody) {
     const RoundFile file = fileOf(roundLine() + lineOf<MeterSubscriberTramoModel>({}) + lineOf<AMRTramoModel>({}));
     EXPECT_EQ(numbersOf(file.rounds()[0].meters()[0].lines()), (Numbers{2}));
     ASSERT_EQ(file.orphans().size(), 1U);
+    EXPECT_EQ(file.orphans()[0].serial, "");
     EXPECT_EQ(file.orphans()[0].reason, "the line has no serial number of a meter");
 }
 

@@ -14,6 +14,7 @@ namespace tramo::cli {
 
 struct ShowOptions {
     std::string file;
+    std::string meter;  ///< its serial number; empty: lines are shown
     std::optional<LineRange> lines;
     int column = 0;  ///< 0: all of them
     EncodingChoice encoding = std::nullopt;

@@ -214,6 +214,7 @@ private:
 /// A line that belongs to no meter, although its kind does.
 struct Orphan {
     const LineView* line;
+    std::string serial;  ///< the serial number in it; empty: none
     std::string reason;  ///< a sentence: "no meter subscriber line has the serial number C12"
 };
 

@@ -37,7 +37,7 @@ READERS = ["check {}", "check -q {} {}", "check --format json {}", "check --form
            "diff --format json {} in.txt", "explain {}", "explain {}:1", "explain {}:1:1", "explain {}:9999", "export {} --to jsonl", "export {} --to csv --only AMR",
            "export {} --to jsonl -o {}", "export {} --to csv -o folder", "import {} --from jsonl --encoding ansi", "import {} --from csv --encoding ansi",
            "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
-           "rewrite --force {} -o out", "rewrite {} -o {}", "show {}", "show {} 1", "show {}:1", "show {}:9999:1", "show --raw {} 1", "stats {}", "stats --format json {} {}"]
+           "rewrite --force {} -o out", "rewrite {} -o {}", "show {}", "show {} 1", "show {}:1", "show {}:9999:1", "show --raw {} 1", "show --meter C12AB0100000 {}", "stats {}", "stats --format json {} {}"]
 VALUES = ["check --encoding {} in.txt", "check --kind {} in.txt", "check --lines {} in.txt", "check --format {} in.txt", "check --max-findings {} in.txt",
           "check --threads {} in.txt", "check -j {} in.txt", "check --color {} in.txt", "check --color={} in.txt", "convert --encoding {} in.txt -o out",
           "convert --encoding ansi --from {} in.txt -o out", "diff --encoding {} in.txt in.txt", "diff --format {} in.txt in.txt", "diff --color {} in.txt in.txt",
@@ -46,7 +46,7 @@ VALUES = ["check --encoding {} in.txt", "check --kind {} in.txt", "check --lines
           "import in.jsonl --from {} --encoding ansi", "import in.jsonl --from jsonl --encoding {}", "keys --encoding {} in.txt", "keys --format {} in.txt",
           "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
           "sample --seed {} -o out", "sample --faults {} -o out", "sample --kinds {} -o out", "sample --kinds AMR,{} -o out", "sample --encoding {} -o out",
-          "show --encoding {} in.txt", "show --kind {} in.txt", "show --color {} in.txt", "show in.txt {}", "show in.txt:{}", "stats --encoding {} in.txt",
+          "show --encoding {} in.txt", "show --meter {} in.txt", "show --kind {} in.txt", "show --color {} in.txt", "show in.txt {}", "show in.txt:{}", "stats --encoding {} in.txt",
           "stats --format {} in.txt", "{}", "--{}", "-{}", "help {}", "help --man {}", "help --completion {}", "check --{} in.txt", "check in.txt --{}=1"]
 COMMANDS = ("check", "convert", "diff", "explain", "export", "import", "keys", "rewrite", "sample", "show", "stats")
 

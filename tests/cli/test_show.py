@@ -3,7 +3,7 @@ import os
 import re
 import subprocess
 import unittest
-from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, on_terminal, put, sample, utf16
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, on_terminal, put, sample, sample_line, utf16
 
 LONE = "\ud83d"
 
@@ -22,6 +22,163 @@ class ShowTest(CliTest):
         return dict((match[2], (match[1].strip(), match[3].strip()))
                     for match in re.finditer(r"^( {2}.{7})  ( {0,2}\w+) *(.*)$", self.show(content, *arguments).out, re.M)
                     if "error:" not in match[0] and "warning:" not in match[0])
+
+
+class Meters(ShowTest):
+    """--meter: a meter with everything that the file says about it."""
+    SERIAL = "C12AB0100000"
+
+    def meter_rows(self, content, *arguments):
+        """The rows as (place, label, text)."""
+        out = self.show(content, "--meter", self.SERIAL, *arguments).out
+        return re.findall(r"^ *(\d*:?\d*)  (\S.*?|  reading|  earlier) {2,}(\S.*)$", out, re.M)
+
+    def texts(self, content, label):
+        return [text for _, found, text in self.meter_rows(content) if found.strip() == label]
+
+    def assert_row(self, content, *row):
+        self.assertIn(row, self.meter_rows(content))
+
+    def test_the_sample(self):
+        result = self.run_tool("show", "--meter", self.SERIAL, "samples/round-returned.txt", env={"TZ": "UTC"})
+        self.assertEqual((result.code, result.err), (0, ""))
+        self.assertTrue(result.out.startswith(f"""\
+samples/round-returned.txt:4  meter {self.SERIAL}, read
+        1  round             T0412, TOURNÉE CENTRE 04-12
+      4:6  Nom               ABONNÉ 0001
+     4:36  Adresse           126 Rue des Érables
+"""), result.out)
+        for row in ("4:426  reading           6054 on 2024-01-16 08:35, status 1, method A, user code AG07",
+                    "4:449  consumption       56 as written and as computed", "4:384  previous reading  5998 on 2023-07-12",
+                    "4:157  earlier reading   consumption 69 on 2023-07-11, type R", "5:72  radio module      4C30000000",
+                    "5:354    reading         6062.5 on 2024-01-16", "6:146    earlier         6030 on 2023-09-01 00:00, alarms 2",
+                    "5:286  previous alarms   LeakPastOrCurrent", "5:388  alarms            LeakPastOrCurrent, LeakCurrent",
+                    "6:95  alarms            leak",
+                    "7:14  place             48.49992, -1.60015, altitude 112.5, accuracy 2.5, updated on 2024-01-16"):
+            self.assertRegex(result.out, rf"(?m)^ *{re.escape(row)}$")
+        self.assertTrue(result.out.endswith("  lines             4 (meter subscriber), 5 (AMR), 6 (extended AMR), 7 (extended data)\n"))
+
+    def test_answers_and_changes(self):
+        result = self.run_tool("show", "--meter", "C12AB0101665", "samples/round-returned.txt")
+        for row in ("133:2  meter change      C12AB0101665 -> N24000500045 on 2024-01-17, index 3, wheels 5",
+                    "134:25  Accès             B of ABCD, on 2024-01-16", "134:57  Pression          35, on 2024-01-16",
+                    "134:89  Remarque          mode U, on 2024-01-16"):
+            self.assertRegex(result.out, rf"(?m)^ *{re.escape(row)}$")
+
+    def test_both_encodings_and_the_standard_input(self):
+        texts = {}
+        for name in ("round-returned.txt", "round-returned-utf16.txt"):
+            content = sample(name)
+            texts[name] = self.show(content, "--meter", self.SERIAL).out
+            piped = self.run_tool("show", "--meter", self.SERIAL, "-", stdin=content)
+            self.assertEqual((piped.code, piped.out), (0, texts[name].replace("f:4  ", "<stdin>:4  ", 1)))
+        self.assertEqual(*texts.values())
+
+    def test_consumption_as_written_and_as_computed(self):
+        plain = put(put(METER, 392, b"       100"), 438, b"       120")
+        rolled = put(put(METER, 392, b"    999990"), 438, b"         5")
+        for meter, written, text in ((plain, b"        20", "20 as written and as computed"), (plain, b"        21", "21 as written, 20 as computed"),
+                                     (plain, b"", "not written, 20 as computed"),
+                                     (rolled, b"        15", "15 as written and as computed with a roll-over"),
+                                     (rolled, b"", "not written, 15 as computed with a roll-over"),
+                                     (put(rolled, 364, b"  "), b"        15", "15 as written"),
+                                     (put(rolled, 378, b" 7"), b"", "not written, 9000015 as computed with a roll-over"),
+                                     (put(plain, 392, b" " * 10), b"        20", "20 as written")):
+            with self.subTest(text=text):
+                self.assertEqual(self.texts(lines(ROUND, put(meter, 449, written.rjust(10))), "consumption"), [text])
+
+    def test_a_meter_without_a_reading(self):
+        unread = put(METER, 426, b" " * 34)
+        result = self.show(lines(ROUND, unread), "--meter", self.SERIAL)
+        self.assertIn(f"meter {self.SERIAL}, not read\n", result.out)
+        self.assertEqual(self.texts(lines(ROUND, unread), "reading"), [])
+        self.assert_row(lines(ROUND, put(unread, 438, b"      6054")), "2:438", "index, no date", "6054")
+        undated = put(put(put(METER, 364, b" 4"), 384, b"        " + b"      9990"), 438, b"         5")
+        self.assert_row(lines(ROUND, undated), "2:392", "previous, no date", "9990")
+        self.assert_row(lines(ROUND, put(undated, 449, b" " * 10)), "2:449", "consumption", "not written, 15 as computed with a roll-over")
+
+    def test_text_outside_of_all_areas(self):
+        bare = put(ROUND, 256, b" " * 220)
+        self.assertIn("ABONN", self.texts(lines(bare, METER), "other text")[0])
+
+    def test_a_radio_module_without_a_current_reading(self):
+        silent = put(AMR, 354, b" " * 34)
+        self.assert_row(lines(ROUND, METER, silent), "3:72", "radio module", "4C30000000")
+        self.assertEqual([label for _, label, _ in self.meter_rows(lines(ROUND, METER, silent)) if label.startswith("  ")], ["  earlier"])
+
+    def test_findings_of_its_lines(self):
+        broken = put(METER, 438, b"       x  ")
+        result = self.show(lines(ROUND, broken, put(AMR, 242, b"y")), "--meter", self.SERIAL)
+        self.assertEqual(result.code, 1)
+        self.assertRegex(result.out, r"\n +2:438  error +meterReadingIndex: invalid integer")
+        self.assertRegex(result.out, r"\n +3:242  error +maxIndex: invalid integer")
+
+    def test_findings_of_areas_and_pages(self):
+        overlapping = put(ROUND, 272, b"120")
+        answer = sample_line(b"6")
+        result = self.show(lines(overlapping, put(METER, 352, answer[2:14]), answer), "--meter", answer[2:14].decode())
+        self.assertEqual(result.code, 1)
+        self.assertRegex(result.out, r"\n +1:\d+  warning +meter area 1 .* \[AreaOutside\]")
+        self.assertRegex(result.out, r'\n +3:2  warning +enquiry page "1" is not defined \[PageUndefined\]')
+
+    def test_notes_about_lines_that_may_be_lost(self):
+        other = put(AMR, 26, b"C12AB010000O")
+        result = self.show(lines(ROUND, METER, other, AMR[:500]), "--meter", self.SERIAL)
+        self.assertEqual(result.code, 0)
+        self.assertTrue(result.out.endswith(f"""
+note: f:4: the line is too short; it contains "{self.SERIAL}"
+note: f:3:26: AMR line belongs to no meter [LineWithoutMeter]: its round has no meter subscriber line with the serial number "C12AB010000O"
+"""), result.out)
+        many = self.show(lines(ROUND, METER, *[other] * 7), "--meter", self.SERIAL).out
+        self.assertEqual((many.count("note: f:"), many.splitlines()[-1]), (5, "note: 2 lines more belong to no meter"))
+
+    def test_each_meter_with_the_number(self):
+        result = self.show(lines(ROUND, METER, METER, AMR), "--meter", self.SERIAL)
+        self.assertEqual(re.findall(r"^f:(\d+)  meter|^  +lines +(.*)$", result.out, re.M),
+                         [("2", ""), ("", "2 (meter subscriber)"), ("3", ""), ("", "3 (meter subscriber), 4 (AMR)")])
+
+    def test_a_corrected_and_a_new_number(self):
+        change = put(put(sample_line(b"3"), 2, self.SERIAL.encode()), 14, b"N24000500007")
+        content = lines(ROUND, put(METER, 366, b"C12AB0100009"), change)
+        for number in ("C12AB0100009", "N24000500007"):
+            self.assertIn(f"f:2  meter {self.SERIAL}, read\n", self.show(content, "--meter", number).out)
+
+    def test_only_findings_are_coloured(self):
+        area = put(ROUND, 256, b"error".ljust(16))
+        broken = put(METER, 438, b"       x  ")
+        out = self.show(lines(area, broken), "--meter", self.SERIAL, "--color", "always").out
+        self.assertEqual(re.findall(r"\x1b\[1;31m(\w+) *\x1b\[0m  (\w+)", out), [("error", "meterReadingIndex")])
+        self.assertIn("\x1b[0m  error             GARAGE\n", out)
+
+    def test_fits_the_terminal(self):
+        path = self.write("f", lines(ROUND, METER, AMR))
+        out = plain(on_terminal(["show", "--meter", self.SERIAL, path], 50))
+        self.assertLessEqual(max(map(len, out.splitlines()[1:])), 50)
+        self.assertIn("2:426  reading           6054 on", out)
+
+    def test_hostile_text_is_shown_harmlessly(self):
+        result = self.show(lines(put(ROUND, 2, b"\x1b[31mX\x07"), METER), "--meter", self.SERIAL)
+        self.assertIn(r"\x1b[31mX\x07", result.out)
+        self.assertNotIn("\x1b[31mX", result.out)
+
+    def test_refused(self):
+        self.write("f", lines(ROUND, METER))
+        self.write("orphan", lines(ROUND, put(METER, 352, b"C99         "), AMR, METER[:99]))
+        for arguments, message in ((["C12AB010000", "f"], 'f: has no meter with the serial number "C12AB010000"; did you mean "C12AB0100000"?'),
+                                   (["c12ab-0100000", "f"], 'f: has no meter with the serial number "c12ab-0100000"; did you mean "C12AB0100000"?'),
+                                   ([self.SERIAL, "orphan"], f'orphan: has no meter with the serial number "{self.SERIAL}" (1 malformed line '
+                                    "could not be searched); line 3 (AMR) has it, but no meter subscriber line"),
+                                   ([self.SERIAL, "f", "1"], "show: --meter shows all lines of a meter; it takes no line numbers"),
+                                   ([self.SERIAL, "--raw", "f"], "show: --meter cannot be combined with --all or --raw"),
+                                   (["", "f"], "show: --meter: expected a serial number"),
+                                   ([self.SERIAL, "nowhere"], "nowhere: No such file or directory")):
+            result = self.run_tool("show", "--meter", *arguments, cwd=self.folder)
+            self.assertEqual((result.code, result.out), (2, ""))
+            self.assertTrue(result.err.startswith(f"tramo: {message}\n"), result.err)
+
+    def test_a_file_that_ends_early(self):
+        result = self.show(utf16(lines(ROUND, METER).decode("latin-1")) + b"x", "--meter", self.SERIAL)
+        self.assertEqual((result.code, result.err), (1, "tramo: f:3: the line ends with half of a UTF-16 character\n"))
 
 
 class Tables(ShowTest):
