@@ -60,6 +60,12 @@ const SubscriberFields& subscriberFields() {
     return fields;
 }
 
+std::span<const Field* const> readingFields() {
+    const SubscriberFields& all = subscriberFields();
+    static const std::array fields{&all.readingDate, &all.readingIndex, &all.status, &all.consumption, &all.method, &all.agent};
+    return fields;
+}
+
 const RoundFields& roundFields() {
     static const RoundFields fields{fieldOf<RoundTramoModel>("code"), fieldOf<RoundTramoModel>("name")};
     return fields;

@@ -3,6 +3,7 @@
 #include "support/streamfiles.h"
 #include "support/timezone.h"
 #include "tramostream/anyrecord.h"
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <utility>
 
@@ -318,6 +319,15 @@ TEST(Readings, OfAMeterThatHasNotBeenRead) {
     EXPECT_FALSE(meter.reading());
     EXPECT_FALSE(meter.previous());
     EXPECT_TRUE(meter.history().empty());
+}
+
+TEST(Readings, HaveTheseFields) {
+    const auto fields = tramo::readingFields();
+    std::vector<std::string> names;
+    for (const tramo::Field* field : fields) names.push_back(field->name);
+    EXPECT_EQ(names, (std::vector<std::string>{"meterReadingDate", "meterReadingIndex", "meterReadingStatus",
+                         "meterReadingConsumption", "meterReadingMethod", "meterReadingUserCode"}));
+    EXPECT_TRUE(std::ranges::is_sorted(fields, {}, &tramo::Field::index));
 }
 
 TEST(Readings, HistoryHasTheSlotsThatAreFilled) {

@@ -14,6 +14,8 @@ Examples:
   tramo diff samples/round-exported.txt samples/round-returned.txt
   tramo diff --summary samples/round-returned.txt samples/round-broken.txt
   tramo diff exported.txt returned.txt          what the field agent changed
+  tramo diff --only-readings exported.txt returned.txt
+                                                only what was read
 
 Usage: tramo diff [OPTION]... OLD NEW
 
@@ -26,9 +28,17 @@ of a line in the file does not matter.
 A field differs when its value differs. Padding, line endings, and changes of
 form that "tramo rewrite" makes are not differences, unless --exact is given.
 Malformed lines (see "tramo check") are compared character by character. The
-files may have different encodings.
+files may have different encodings. If both files have meters and no meter in
+common, the first line says so: these are different rounds.
+
+With --only-readings, only these fields of meter subscriber lines are compared:
+meterReadingDate, meterReadingIndex, meterReadingStatus,
+meterReadingConsumption, meterReadingMethod and meterReadingUserCode. A line
+that only one file has is listed if it has a reading. Malformed lines are listed
+as well, because their readings cannot be compared.
 
 Options:
+  --only-readings     compares only the readings of meters
   --exact             compares the characters of every column, and line endings
   --full              lists also the fields of lines that only one file has
   --summary           prints only the counts
@@ -55,6 +65,7 @@ DiffChoice parse(std::vector<std::string> arguments) {
     DiffChoice options;
     std::string encoding = "auto", format = "text", colour = "auto";
     Arguments given;
+    given.flag("--only-readings", options.diff.onlyReadings);
     given.flag("--exact", options.diff.exact);
     given.flag("--full", options.full);
     given.flag("--summary", options.summary);
@@ -96,18 +107,20 @@ int run(std::vector<std::string> arguments) {
     Output out;
     const std::unique_ptr<DiffReport> report = options.json ? makeJsonDiff(out, options) : makeTextDiff(out, options);
 
-    const bool needsFields = (options.full || options.json) && !options.summary;
+    const bool onlyReadings = options.diff.onlyReadings;
+    const bool needsFields = ((options.full || options.json) && !options.summary) || onlyReadings;
     Totals totals;
     Progress progress;
     std::uint64_t compared = 0;
     const std::vector<DiffGroup> groups = lines.groups();
+    report->begin(lines.hasNoCommonMeter(groups));
     for (const DiffGroup& group : groups) {
         if (++compared % 1024 == 0) progress.show("comparing", compared, groups.size());
         bool isFirst = true;
         for (const auto& [before, after] : group.pairs) {
             LineChange change{kindOfChange(before, after), before, after, {}};
             if (change.what == Changed || needsFields) change.fields = compare(before, after, options.diff);
-            if (change.what == Changed && change.fields.empty()) continue;
+            if ((change.what == Changed || (onlyReadings && change.line().sound)) && change.fields.empty()) continue;
             report->change(group, isFirst, change);
             totals.count(change);
             if (isFirst) totals.meters += !group.meter.empty();

@@ -9,11 +9,15 @@ namespace {
 
 class JsonDiff : public DiffReport {
 public:
-    JsonDiff(Output& to, const DiffChoice& chosenOptions) : out(to), options(chosenOptions), stream(to), json(stream) {
+    JsonDiff(Output& to, const DiffChoice& chosenOptions) : out(to), options(chosenOptions), stream(to), json(stream) {}
+
+    void begin(bool areDifferentRounds) override {
         json.beginDocument();
         json.member("old", utf8::valid(nameOf(options.oldFile)));
         json.member("new", utf8::valid(nameOf(options.newFile)));
         json.member("exact", options.diff.exact);
+        json.member("onlyReadings", options.diff.onlyReadings);
+        json.member("differentRounds", areDifferentRounds);
         if (options.summary) return;
         json.newLine();
         json.beginArray("changes");

@@ -54,6 +54,9 @@ struct Totals {
 class DiffReport {
 public:
     virtual ~DiffReport() = default;
+
+    /// `areDifferentRounds`: both files have meters, and none in common.
+    virtual void begin(bool areDifferentRounds) = 0;
     virtual void change(const DiffGroup& group, bool isFirst, const LineChange& change) = 0;
     virtual void end(const Totals& totals) = 0;
 };

@@ -19,6 +19,12 @@ class TextDiff : public DiffReport {
 public:
     TextDiff(Output& to, const DiffChoice& chosenOptions) : out(to), options(chosenOptions), colours(coloursIf(options.colour)) {}
 
+    void begin(bool areDifferentRounds) override {
+        if (!areDifferentRounds) return;
+        printFiles();
+        out.print("different rounds, no common meter\n{}", options.summary ? "" : "\n");
+    }
+
     void change(const DiffGroup& group, bool isFirst, const LineChange& change) override {
         if (options.summary) return;
         if (isFirst) {
@@ -28,15 +34,14 @@ public:
         out.print("  {}{:<7}{}  {}, {}\n", colourOf(change.what), whatNames[change.what], colours.off,
             inWords(kindName(change.line())), place(change));
         if (!change.line().sound) damaged(change.line());
-        else if (change.what == Changed || options.full) fields(change);
+        else if (change.what == Changed || options.full || options.diff.onlyReadings) fields(change);
     }
 
     void end(const Totals& totals) override {
         if (!options.summary && totals.all.all()) out.print("\n");
-        out.print("{}{} -> {}:{} ", colours.heading, printable(nameOf(options.oldFile)), printable(nameOf(options.newFile)),
-            colours.off);
+        printFiles();
         if (totals.all.all() == 0) {
-            out.print("no differences\n");
+            out.print("no differences{}\n", options.diff.onlyReadings ? " in readings" : "");
             return;
         }
         out.print("{}, {} added, {} removed; {}\n", counted(totals.all.lines[Changed], "line") + " changed",
@@ -52,6 +57,11 @@ public:
     }
 
 private:
+    void printFiles() {
+        out.print("{}{} -> {}:{} ", colours.heading, printable(nameOf(options.oldFile)), printable(nameOf(options.newFile)),
+            colours.off);
+    }
+
     const char* colourOf(LineChangeKind what) const {
         switch (what) {
         case Changed: return colours.changed;

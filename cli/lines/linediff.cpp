@@ -11,6 +11,7 @@
 #include <span>
 #include <tramostream/check.h>
 #include <tramostream/linemodel.h>
+#include <tramostream/round.h>
 #include <unordered_map>
 
 namespace tramo::cli {
@@ -64,6 +65,16 @@ std::wstring meterOf(LineKind kind, std::wstring_view text) {
     const RecordKind* fixed = recordKindOf(kind, text);
     const Field* field = fixed ? identityOf(*fixed).meter : nullptr;
     return field ? std::wstring(trimmed(rawText(text, *field))) : std::wstring();
+}
+
+bool hasMeter(std::optional<LineKind> kind, bool isSound, std::wstring_view text) {
+    return isSound && kind == LineKind::Record && !meterOf(*kind, text).empty();
+}
+bool hasMeter(const PlainRecord& record) {
+    const Field* field = identityOf(*record.kind).meter;
+    if (!field) return false;
+    const auto first = static_cast<std::size_t>(field->column - 1), size = static_cast<std::size_t>(field->width);
+    return record.text.substr(first, size).find_first_not_of(' ') != std::string_view::npos;
 }
 
 // Lines with the same key are paired. The key of a malformed line is its text, which may hold the keys of a module.
@@ -218,13 +229,18 @@ void compareOutside(const Side& a, const Side& b, const RecordKind& kind, std::v
     }
 }
 
-std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine* newLine, bool exact) {
+bool isOfReading(const Field& field) {
+    return std::ranges::any_of(readingFields(), [&](const Field* each) { return each == &field; });
+}
+
+std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine* newLine, const DiffOptions& options) {
     Side a(oldLine), b(newLine);
     const RecordKind& kind = (a.model ? a : b).model->kind();
-    const bool both = a.model && b.model;
+    const bool both = a.model && b.model, exact = options.exact;
     std::vector<FieldChange> changes;
     const Field* lastNamed = nullptr;
     for (const Field& field : kind.fields) {
+        if (options.onlyReadings && !isOfReading(field)) continue;
         if (isShadow(kind, field, lastNamed)) continue;
         if (both && !exact && isWrittenByOther(a, b, field)) continue;
         const auto isSame = [&] {
@@ -235,7 +251,7 @@ std::vector<FieldChange> compareRecords(const KeptLine* oldLine, const KeptLine*
         changes.push_back({field.name, field.column, a.shown(field, exact && both), b.shown(field, exact && both)});
         lastNamed = &field;
     }
-    if (exact && both) compareOutside(a, b, kind, changes);
+    if (exact && both && !options.onlyReadings) compareOutside(a, b, kind, changes);
     std::ranges::stable_sort(changes, {}, &FieldChange::column);
     return changes;
 }
@@ -306,9 +322,9 @@ bool KeptLine::hasText(const Line& other) const {
 std::vector<FieldChange> compare(const KeptLine* a, const KeptLine* b, const DiffOptions& options) {
     const KeptLine& any = a ? *a : *b;
     std::vector<FieldChange> changes;
-    if (any.isRecord()) changes = compareRecords(a, b, options.exact);
-    else if (any.sound) changes = compareKeys(a, b, options);
-    if (options.exact && a && b && !hasSameEnd(*a, *b))
+    if (any.isRecord()) changes = compareRecords(a, b, options);
+    else if (any.sound && !options.onlyReadings) changes = compareKeys(a, b, options);
+    if (options.exact && !options.onlyReadings && a && b && !hasSameEnd(*a, *b))
         changes.push_back({"line end", 0, {ShownValue::Plain, lineEnd(*a)}, {ShownValue::Plain, lineEnd(*b)}});
     return changes;
 }
@@ -331,10 +347,14 @@ void LineDiff::addOld(std::uint64_t key, std::uint64_t check) {
 void LineDiff::addOld(const Line& line, std::optional<LineKind> kind) {
     const bool isSound = isReadable(line, kind);
     if (line.whole) longOlds.emplace(index.size(), KeptLine(line, kind, isSound));
+    oldHasMeters = oldHasMeters || hasMeter(kind, isSound, line.text);
     addOld(hash(std::wstring_view(keyOf(line, kind, isSound))), checkOf(line));
 }
 
-void LineDiff::addOld(const PlainRecord& record) { addOld(hash(RecordKey(record).view()), checkOf(record)); }
+void LineDiff::addOld(const PlainRecord& record) {
+    oldHasMeters = oldHasMeters || hasMeter(record);
+    addOld(hash(RecordKey(record).view()), checkOf(record));
+}
 
 LineDiff::OldLine LineDiff::oldLine(Place place) {
     const std::uint64_t begin = index.offset(place), end = place + 1 < index.size() ? index.offset(place + 1) : endOfLast;
@@ -373,6 +393,11 @@ LineDiff::Place LineDiff::takeOld(std::uint64_t key, auto isPartner) {
     return LineIndex::none;
 }
 
+void LineDiff::noteNewMeter(bool isCommon) {
+    newHasMeters = true;
+    isMeterCommon = isCommon;
+}
+
 void LineDiff::addNew(const Line& line, std::optional<LineKind> kind) {
     KeptLine now(line, kind, isReadable(line, kind));
     const SecretText key = keyOf(line, kind, now.sound);
@@ -399,6 +424,7 @@ void LineDiff::addNew(const Line& line, std::optional<LineKind> kind) {
         return true;
     };
     const bool hasPartner = takeOld(hash(std::wstring_view(key)), isPartner) != LineIndex::none;
+    if (!isMeterCommon && hasMeter(kind, now.sound, line.text)) noteNewMeter(hasPartner);
     if (!isEqual) news.emplace_back(std::move(now), hasPartner);
 }
 
@@ -421,6 +447,7 @@ void LineDiff::addNew(const PlainRecord& record) {
         return true;
     };
     const bool hasPartner = takeOld(hash(key.view()), isPartner) != LineIndex::none;
+    if (!isMeterCommon && hasMeter(record)) noteNewMeter(hasPartner);
     if (!isEqual) news.emplace_back(KeptLine(plainNew.decode(record), LineKind::Record, true), hasPartner);
 }
 
@@ -453,6 +480,18 @@ std::vector<DiffGroup> LineDiff::groups() const {
         std::ranges::stable_sort(
             group.pairs, {}, [](const auto& pair) { return (pair.second ? pair.second : pair.first)->number; });
     return all;
+}
+
+bool LineDiff::hasNoCommonMeter(const std::vector<DiffGroup>& groups) const {
+    // Lines of one meter have no partner if they are of different kinds.
+    const auto isInBoth = [](const DiffGroup& group) {
+        const auto has = [&](auto line) {
+            return std::ranges::any_of(group.pairs, [&](const auto& pair) { return pair.*line; });
+        };
+        using Pair = std::pair<const KeptLine*, const KeptLine*>;
+        return !group.meter.empty() && has(&Pair::first) && has(&Pair::second);
+    };
+    return oldHasMeters && newHasMeters && !isMeterCommon && std::ranges::none_of(groups, isInBoth);
 }
 
 }  // namespace tramo::cli

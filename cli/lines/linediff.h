@@ -57,9 +57,11 @@ struct FieldChange {
 
 struct DiffOptions {
     bool exact = false, showKeys = false;
+    bool onlyReadings = false;  ///< compares only the readings of meter subscriber lines; see readingFields()
 };
 
-/// Returns the differences of two lines of the same kind; `a` or `b` is nullptr if only one file has the line.
+/// Returns the differences of two lines of the same kind; `a` or `b` is nullptr if only one file has the line. A malformed line
+/// has none.
 std::vector<FieldChange> compare(const KeptLine* a, const KeptLine* b, const DiffOptions& options);
 
 /// The lines of one meter, or lines of one kind without a meter.
@@ -90,6 +92,9 @@ public:
     /// Returns the groups, in the order of the old file, then of the new one. Call it after end().
     std::vector<DiffGroup> groups() const;
 
+    /// Returns whether both files have meters, and none in common. `groups` are those of groups().
+    bool hasNoCommonMeter(const std::vector<DiffGroup>& groups) const;
+
 private:
     using Place = LineIndex::Place;
 
@@ -108,6 +113,7 @@ private:
     };
 
     void addOld(std::uint64_t key, std::uint64_t check);
+    void noteNewMeter(bool isCommon);
     OldLine oldLine(Place place);
     KeptLine kept(const OldLine& old);
     Place takeOld(std::uint64_t hash, auto isPartner);
@@ -124,6 +130,7 @@ private:
     PlainLine plainAgain, plainNew;
     std::vector<Old> olds;                        // lines that equal no new one
     std::vector<std::pair<KeptLine, bool>> news;  // lines that equal no old one, and whether they have a partner
+    bool oldHasMeters = false, newHasMeters = false, isMeterCommon = false;
 };
 
 /// Returns the kind of a line by its name in JSON: "meter subscriber", "key line", "damaged line".

@@ -68,6 +68,10 @@ struct Reading {
     Origin origin{};                         ///< of its date
 };
 
+/// Returns the fields of a meter subscriber line that hold its reading: its date first, then the others in the order of writing.
+/// A meter is read if the first one has a value. They live as long as the program.
+TRAMO_EXPORT std::span<const Field* const> readingFields();
+
 /// An earlier reading, one of four slots of the meter subscriber line.
 struct HistoryItem {
     int slot;  ///< 1 to 4

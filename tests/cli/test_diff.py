@@ -1,5 +1,6 @@
 """tramo diff: compares two files by meter and field."""
 import os
+import re
 import subprocess
 import unittest
 from support import AMR, ENVIRONMENT, INFORMATION, METER, ROOT, ROUND, TRAMO, CliTest, lines, put, sample, sample_line, utf16
@@ -180,6 +181,87 @@ malformed line
         fields = {(field["kind"], field["field"]): field["lines"] for field in summary["byField"]}
         self.assertEqual(fields[("meter subscriber", "meterReadingDate")], 54)
         self.assertEqual(fields[("AMR", "currentReadingDate")], 35)
+
+
+class Rounds(Diff):
+    """Files without a common meter are different rounds."""
+    SAYS = "a -> b: different rounds, no common meter\n"
+
+    def test_no_common_meter(self):
+        result = self.diff(lines(ROUND, meter(1)), lines(ROUND, meter(2)))
+        self.assertEqual((result.out, result.code), (self.SAYS + """
+meter M00000000001
+  removed  meter subscriber, line 2
+meter M00000000002
+  added    meter subscriber, line 2
+
+a -> b: 0 lines changed, 1 added, 1 removed; 2 meters differ
+   changed     added   removed
+         0         1         1  meter subscriber
+""", 1))
+        self.assertTrue(self.diff(lines(meter(1)), lines(meter(2)), "--summary").out.startswith(self.SAYS + "a -> b: 0 lines changed"))
+        self.assertTrue(self.diff(lines(meter(1)), lines(meter(2)), "--format", "json").json["differentRounds"])
+        self.assertTrue(self.diff(utf16(lines(meter(1)).decode("latin-1")), lines(meter(2))).out.startswith(self.SAYS))
+
+    def test_a_common_meter(self):
+        located = put(LOCATED, 2, b"M00000000001")
+        for old, new in ((lines(meter(1), meter(2)), lines(meter(2), meter(3))), (lines(meter(1)), lines(put(meter(1), 2, b"   7"))),
+                         (lines(meter(1)), lines(meter(2), located)), (lines(located, meter(2)), lines(meter(1))),
+                         (lines(meter(1)), utf16(lines(meter(1), meter(2)).decode("latin-1")))):
+            result = self.diff(old, new)
+            self.assertNotIn("different rounds", result.out)
+            self.assertIs(self.diff(old, new, "--format", "json").json["differentRounds"], False)
+
+    def test_files_without_meters(self):
+        for old, new in ((b"", lines(meter(1))), (lines(ROUND), lines(meter(1))), (lines(meter(1)), lines(put(meter(1), 352, b" " * 12))),
+                         (lines(meter(1)), lines(KEY)), (lines(KEY), lines(Keys.CHANGED.replace(b"4C30000000", b"4C30000009")))):
+            result = self.diff(old, new)
+            self.assertEqual((result.code, "different rounds" in result.out), (1, False))
+
+
+class Readings(Diff):
+    def test_only_the_fields_of_the_reading(self):
+        old = put(put(meter(1), 426, b" " * 34), 2, b"   1")
+        new = put(put(put(put(old, 2, b"   7"), 426, b"202401160835"), 438, b"      6054"), 459, b"A")
+        self.assert_changes(lines(ROUND, old, AMR), lines(put(ROUND, 30, b" 3"), put(new, 508, b"AG09 "), put(AMR, 354, b" " * 30), KEY), """\
+meter M00000000001
+  changed  meter subscriber, line 2 -> 2
+      meterReadingDate:      absent -> 2024-01-16T08:35
+      meterReadingIndex:     absent -> 6054
+      meterReadingMethod:    absent -> "A"
+      meterReadingUserCode:  "AG07" -> "AG09"
+""", "--only-readings")
+        result = self.diff(lines(old), lines(put(old, 2, b"   7"), AMR, b"1 cut"), "--only-readings", "--exact")
+        self.assertEqual((result.out, result.code), ("""\
+malformed line
+  added    malformed line, line 3
+      "1 cut"
+
+a -> b: 0 lines changed, 1 added, 0 removed; 0 meters differ
+   changed     added   removed
+         0         1         0  malformed line
+""", 1))
+
+    def test_no_differences(self):
+        for options in ((), ("--summary",), ("--full",), ("--exact",)):
+            result = self.diff(lines(meter(1)), lines(put(meter(1), 2, b"   7"), KEY, AMR).replace(b"\r\n", b"\n", 1), "--only-readings", *options)
+            self.assertEqual((result.out, result.code), ("a -> b: no differences in readings\n", 0))
+
+    def test_lines_of_one_file(self):
+        unread = put(meter(2), 426, b" " * 34)
+        result = self.diff(lines(meter(1)), lines(meter(1), put(unread, 508, b"     "), meter(3)), "--only-readings")
+        self.assertTrue(result.out.startswith("meter M00000000003\n  added    meter subscriber, line 3\n      meterReadingDate: "), result.out)
+        self.assertIn("1 meter differs\n", result.out)
+        self.assertNotIn("M00000000002", result.out)
+
+    def test_json_and_the_samples(self):
+        result = self.run_tool("diff", "--only-readings", "--format", "json", "samples/round-exported.txt", "samples/round-returned.txt")
+        document = result.json
+        self.assertEqual((document["onlyReadings"], document["differentRounds"], result.code), (True, False, 1))
+        fields = {"meterReading" + part for part in ("Date", "Index", "Status", "Consumption", "Method", "UserCode")}
+        self.assertEqual({field["field"] for change in document["changes"] for field in change["fields"]}, fields)
+        self.assertEqual(set(re.findall(r"meterReading\w+", self.run_tool("diff", "--help").out)), fields)
+        self.assertEqual((document["summary"]["changed"], document["summary"]["added"], document["summary"]["meters"]), (54, 0, 54))
 
 
 class Exact(Diff):

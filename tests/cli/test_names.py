@@ -34,7 +34,7 @@ WRITERS = ["export in.txt --to jsonl -o {}", "export in.txt --to csv --only AMR 
            "rewrite --force in.txt -o {}", "sample --meters 2 -o {}", "sample --meters 20 --faults 0.5 -o {}"]
 READERS = ["check {}", "check -q {} {}", "check --format json {}", "check --format sarif {}", "check --kind key {}", "check --lines 9999- {}",
            "check --seek --lines 3- {}", "convert {} --encoding ansi -o out", "convert {} --encoding utf16le -o -", "diff {} in.txt", "diff in.txt {}",
-           "diff --format json {} in.txt", "explain {}", "explain {}:1", "explain {}:1:1", "explain {}:9999", "export {} --to jsonl", "export {} --to csv --only AMR",
+           "diff --format json {} in.txt", "diff --only-readings {} in.txt", "explain {}", "explain {}:1", "explain {}:1:1", "explain {}:9999", "export {} --to jsonl", "export {} --to csv --only AMR",
            "export {} --to jsonl -o {}", "export {} --to csv -o folder", "import {} --from jsonl --encoding ansi", "import {} --from csv --encoding ansi",
            "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
            "rewrite --force {} -o out", "rewrite {} -o {}", "show {}", "show {} 1", "show {}:1", "show {}:9999:1", "show --raw {} 1", "show --meter C12AB0100000 {}", "stats {}", "stats --format json {} {}"]
