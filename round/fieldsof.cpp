@@ -14,8 +14,8 @@ template <std::size_t... I, class Make> auto numbered(std::index_sequence<I...>,
 }
 template <std::size_t count, class Make> auto numbered(Make make) { return numbered(std::make_index_sequence<count>(), make); }
 
-std::vector<AlarmField> findAlarms(const RecordKind& kind) {
-    std::vector<AlarmField> alarms;
+std::vector<AlarmDefinition> findAlarms(const RecordKind& kind) {
+    std::vector<AlarmDefinition> alarms;
     const Field* bits = nullptr;
     int bit = 0;
     for (const Field& field : kind.fields) {
@@ -27,8 +27,8 @@ std::vector<AlarmField> findAlarms(const RecordKind& kind) {
         const std::size_t word = field.name.find("Alarm");
         if (word == std::string::npos) continue;
         const std::string before = field.name.substr(0, word), after = field.name.substr(word + 5);
-        if (field.column > 0) alarms.push_back({&field, nullptr, 0, before, false});
-        else if (bits) alarms.push_back({&field, bits, bit++, after, before == "previous"});
+        if (field.column > 0) alarms.push_back({before, false, &field, nullptr});
+        else if (bits) alarms.push_back({after, before == "previous", &field, bits, bit++});
     }
     return alarms;
 }
@@ -134,9 +134,9 @@ const ChangeFields& changeFields() {
     return fields;
 }
 
-const std::vector<AlarmField>& alarmFieldsOf(const RecordKind& kind) {
+std::span<const AlarmDefinition> alarmDefinitions(const RecordKind& kind) {
     static const auto all = [] {
-        std::map<const RecordKind*, std::vector<AlarmField>> alarms;
+        std::map<const RecordKind*, std::vector<AlarmDefinition>> alarms;
         for (const RecordKind* one : allKinds()) alarms[one] = findAlarms(*one);
         return alarms;
     }();

@@ -58,16 +58,6 @@ struct ChangeFields {
 };
 const ChangeFields& changeFields();
 
-// An alarm of a record: a flag in the line, or a bit of alarm flags.
-struct AlarmField {
-    const Field* flag;
-    const Field* bits;  // nullptr: the flag itself is in the line
-    int bit = 0;
-    std::string name;
-    bool isPrevious = false;
-};
-const std::vector<AlarmField>& alarmFieldsOf(const RecordKind& kind);
-
 // The field by which the lines of a kind belong to a meter; nullptr: they belong to none.
 const Field* serialFieldOf(const RecordKind& kind);
 

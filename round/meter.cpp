@@ -67,6 +67,16 @@ long long limitOf(long long wheels) {
 
 }  // namespace
 
+std::optional<long long> consumptionBetween(std::optional<long long> previousIndex, std::optional<long long> index,
+    std::optional<long long> wheels, std::optional<long long> correctedWheels) {
+    constexpr long long mostWheels = 18;
+    if (!index || !previousIndex || *index < 0 || *previousIndex < 0) return std::nullopt;
+    if (*index >= *previousIndex) return *index - *previousIndex;
+    if (correctedWheels && *correctedWheels > 0) wheels = correctedWheels;
+    if (!wheels || *wheels < 1 || *wheels > mostWheels || *previousIndex >= limitOf(*wheels)) return std::nullopt;
+    return limitOf(*wheels) - *previousIndex + *index;
+}
+
 std::string Meter::serial() const { return textOr(subscriber(), subscriberFields().serial); }
 
 Meter::State Meter::state() const { return subscriber().time(subscriberFields().readingDate) ? State::Read : State::Unread; }
@@ -127,16 +137,10 @@ std::vector<HistoryItem> Meter::history() const {
 }
 
 std::optional<long long> Meter::difference() const {
-    constexpr long long mostWheels = 18;
     const SubscriberFields& fields = subscriberFields();
     const LineView& line = subscriber();
-    const auto now = line.value<long long>(fields.readingIndex), before = line.value<long long>(fields.previousIndex);
-    if (!now || !before || *now < 0 || *before < 0) return std::nullopt;
-    if (*now >= *before) return *now - *before;
-    auto wheels = line.value<long long>(fields.correctedWheels);
-    if (!wheels) wheels = line.value<long long>(fields.wheels);
-    if (!wheels || *wheels < 1 || *wheels > mostWheels || *before >= limitOf(*wheels)) return std::nullopt;
-    return limitOf(*wheels) - *before + *now;
+    return consumptionBetween(line.value<long long>(fields.previousIndex), line.value<long long>(fields.readingIndex),
+        line.value<long long>(fields.wheels), line.value<long long>(fields.correctedWheels));
 }
 
 std::vector<ModuleReading> Meter::moduleReadings() const {
@@ -155,7 +159,7 @@ std::vector<ModuleReading> Meter::moduleReadings() const {
 std::vector<Alarm> Meter::alarms() const {
     std::vector<Alarm> alarms;
     for (const LineView* line : ownLines)
-        for (const AlarmField& alarm : alarmFieldsOf(*line->kind())) {
+        for (const AlarmDefinition& alarm : alarmDefinitions(*line->kind())) {
             const Field& field = alarm.bits ? *alarm.bits : *alarm.flag;
             const bool isSet = alarm.bits ? ((*line)[field].alarms().value_or(0) >> alarm.bit & 1) != 0
                                           : line->value<bool>(field).value_or(false);

@@ -286,6 +286,16 @@ INSTANTIATE_TEST_SUITE_P(All, Difference,
         DifferenceCase{"NoReading", {{"meterPreviousReadingIndex", 5}}, std::nullopt}),
     [](const auto& test) { return test.param.what; });
 
+TEST(Readings, DifferByTheConsumptionBetweenThem) {
+    EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4), 15);
+    EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 0), 15);
+    EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 5), 90015);
+    EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 3), std::nullopt);
+    EXPECT_EQ(tramo::consumptionBetween(9990, 5, 19), std::nullopt);
+    EXPECT_EQ(tramo::consumptionBetween(-1, 5, 4), std::nullopt);
+    EXPECT_EQ(tramo::consumptionBetween(5, -1, 4), std::nullopt);
+}
+
 TEST(Readings, OfAMeterThatHasBeenRead) {
     const TimeZone zone("UTC");
     const RoundFile file =

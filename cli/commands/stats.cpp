@@ -31,11 +31,12 @@ line has its latitude and longitude.
 Readings, alarms and answered areas are counted by lines. The format gives no
 meaning to methods, statuses and fluids, and no unit to a consumption: they are
 shown by their codes, and the consumption is added up for each fluid. It is
-compared with the estimate where it and both bounds are present. Agents are the
-user codes of readings, with the days on which they read. An area of an enquiry
-is answered when it has a code or a result. The days are those of the readings
-in subscriber lines, in local time; when there are many, they are grouped by
-month or year.
+compared with the estimate where it and both bounds are present, and with the
+difference of the two indexes where all three are present. If the index has
+become smaller, the meter has rolled over. Agents are the user codes of
+readings, with the days on which they read. An area of an enquiry is answered
+when it has a code or a result. The days are those of the readings in subscriber
+lines, in local time; when there are many, they are grouped by month or year.
 
 Empty lines and malformed lines (wrong length, unknown type) are counted and not
 read. A value that cannot be read counts as absent. "tramo check" reports both.

@@ -56,6 +56,8 @@ private:
         numbers("readingsByStatus", stats.states);
         object("consumption", {{"belowEstimate", stats.belowEstimate}, {"withinEstimate", stats.withinEstimate},
                                   {"aboveEstimate", stats.aboveEstimate}, {"notCompared", stats.notCompared}});
+        object("consumptionAsComputed", {{"same", stats.asComputed}, {"other", stats.notAsComputed},
+                                            {"notCompared", stats.notComputed}, {"rollOvers", stats.rollOvers}});
         json.beginArray("consumptionByFluid");
         for (const auto& [fluid, sum] : stats.consumption) {
             json.StartObject();

@@ -7,6 +7,7 @@
 #include <tramostream/check.h>
 #include <tramostream/decode.h>
 #include <tramostream/linemodel.h>
+#include <tramostream/round.h>
 #include <unordered_map>
 
 namespace tramo::cli {
@@ -47,6 +48,9 @@ public:
         case FieldKind::Flag: return value.integer != 0;
         default: return value.integer;
         }
+    }
+    bool isSet(const AlarmDefinition& alarm) const {
+        return alarm.bits ? std::get<long long>(get(*alarm.bits)) >> alarm.bit & 1 : std::get<bool>(get(*alarm.flag));
     }
     std::size_t unreadableFields() const {
         if (model) return model->parseErrors().size();
@@ -103,6 +107,11 @@ public:
     }
     std::string word(std::string_view name) const { return utf8::encode(text(name)); }
 
+    std::optional<long long> integer(std::string_view name) const {
+        const auto found = value(name);
+        return found ? std::optional(std::get<long long>(*found)) : std::nullopt;
+    }
+
     /// NaN: absent.
     double decimal(std::string_view name) const {
         const auto found = value(name);
@@ -128,18 +137,28 @@ void countConsumption(const Values& meter, Stats& stats) {
     else if (consumption < least) ++stats.belowEstimate;
     else if (consumption > most) ++stats.aboveEstimate;
     else ++stats.withinEstimate;
+
+    const auto written = meter.integer("meterReadingConsumption"), previous = meter.integer("meterPreviousReadingIndex"),
+               index = meter.integer("meterReadingIndex");
+    const auto computed =
+        consumptionBetween(previous, index, meter.integer("meterWheels"), meter.integer("meterCorrectedWheels"));
+    stats.rollOvers += computed && *index < *previous;
+    if (!written || !computed) ++stats.notComputed;
+    else ++(*written == *computed ? stats.asComputed : stats.notAsComputed);
 }
+
+const Field& dateOfReading() { return *readingFields().front(); }
 
 void countMeter(const Values& meter, Stats& stats) {
     const std::string serialNumber = meter.word("meterSerialNumber");
     stats.meters.add(serialNumber, SerialNumbers::Known);
     stats.linesWithoutMeter += serialNumber.empty();
-    if (!meter.has("meterReadingDate")) return;
+    if (!meter.has(dateOfReading().name)) return;
     stats.meters.add(serialNumber, SerialNumbers::Read);
     ++stats.methods[meter.word("meterReadingMethod")];
     ++stats.states[meter.word("meterReadingStatus")];
 
-    const std::string time = meter.word("meterReadingDate");
+    const std::string time = meter.word(dateOfReading().name);
     const std::string day = time.substr(0, time.find('T'));
     stats.addTime(time);
     ++stats.days[day];
@@ -160,36 +179,17 @@ void countEnquiry(const Values& enquiry, Stats& stats) {
         stats.areasAnswered += enquiry.has(fmt::format("area{}Code", area)) || enquiry.has(fmt::format("area{}Result", area));
 }
 
-// The alarms of a kind of record: its flags that are called so.
-const std::vector<const Field*>& alarmsOf(const RecordKind& kind) {
-    static const auto all = [] {
-        std::map<const RecordKind*, std::vector<const Field*>> alarms;
-        for (const RecordKind* one : allKinds()) {
-            auto& fields = alarms[one];
-            for (const Field& field : one->fields)
-                if (field.kind == FieldKind::Flag && field.name.find("Alarm") != std::string::npos) fields.push_back(&field);
-        }
-        return alarms;
-    }();
-    return all.at(&kind);
-}
-
 void countRecord(const RecordValues& record, Stats& stats) {
     stats.unreadableFields += record.unreadableFields();
-    for (const Field* alarm : alarmsOf(record.kind())) stats.alarms[alarm] += std::get<bool>(record.get(*alarm));
+    for (const AlarmDefinition& alarm : alarmDefinitions(record.kind())) stats.alarms[alarm.flag] += record.isSet(alarm);
     const Values values(record);
     if (values.hasField("roundImportDate")) stats.rounds.try_emplace(values.word("code"), values.word("name"));
-    if (values.hasField("meterReadingDate")) countMeter(values, stats);
+    if (values.hasField(dateOfReading().name)) countMeter(values, stats);
     if (values.hasField("currentReadingDate")) countModule(values, stats);
     if (values.hasField("oldMeterSerialNumber")) stats.meters.add(values.word("oldMeterSerialNumber"), SerialNumbers::Changed);
     if (values.hasField("area1Mode")) countEnquiry(values, stats);
     if (std::isfinite(values.decimal("latitude")) && std::isfinite(values.decimal("longitude")))
         stats.meters.add(values.word("meterSerialNumber"), SerialNumbers::Located);
-}
-
-// Returns whether the alarms of a kind of record are fields of its line. If not, only a model has them.
-bool hasAlarmsInLine(const RecordKind& kind) {
-    return std::ranges::all_of(alarmsOf(kind), [](const Field* alarm) { return alarm->column > 0; });
 }
 
 }  // namespace
@@ -297,6 +297,10 @@ Stats& Stats::operator+=(const Stats& other) {
     withinEstimate += other.withinEstimate;
     aboveEstimate += other.aboveEstimate;
     notCompared += other.notCompared;
+    asComputed += other.asComputed;
+    notAsComputed += other.notAsComputed;
+    notComputed += other.notComputed;
+    rollOvers += other.rollOvers;
     for (const auto& [field, count] : other.alarms) alarms[field] += count;
     areasAnswered += other.areasAnswered;
     if (!other.first.empty()) {
@@ -320,8 +324,7 @@ Stats statsOf(Input& input) {
     const auto countPlain = [&](const PlainRecord& record) {
         ++stats.lines;
         summary.add(std::wstring_view(&record.kind->letter, 1), LineKind::Record);
-        if (hasAlarmsInLine(*record.kind)) countRecord(RecordValues(record, memory), stats);
-        else countRecord(RecordValues(LineModel::of(*record.kind, widened(record.text))), stats);
+        countRecord(RecordValues(record, memory), stats);
     };
     const auto count = [&](const Line& line, std::optional<LineKind> kind) {
         ++stats.lines;
@@ -338,16 +341,17 @@ Stats statsOf(Input& input) {
 std::vector<std::pair<const Field*, Number>> raisedAlarms(const Stats& stats) {
     std::vector<std::pair<const Field*, Number>> alarms;
     for (const RecordKind* kind : allKinds())
-        for (const Field* alarm : alarmsOf(*kind))
-            if (const auto found = stats.alarms.find(alarm); found != stats.alarms.end() && found->second)
-                alarms.emplace_back(alarm, found->second);
+        for (const AlarmDefinition& alarm : alarmDefinitions(*kind))
+            if (const auto found = stats.alarms.find(alarm.flag); found != stats.alarms.end() && found->second)
+                alarms.emplace_back(alarm.flag, found->second);
     std::ranges::stable_sort(alarms, std::greater{}, [](const auto& alarm) { return alarm.second; });
     return alarms;
 }
 
 const std::string& kindOfAlarm(const Field* alarm) {
-    const auto found = std::ranges::find_if(
-        allKinds(), [&](const RecordKind* kind) { return std::ranges::find(alarmsOf(*kind), alarm) != alarmsOf(*kind).end(); });
+    const auto found = std::ranges::find_if(allKinds(), [&](const RecordKind* kind) {
+        return std::ranges::any_of(alarmDefinitions(*kind), [&](const AlarmDefinition& each) { return each.flag == alarm; });
+    });
     return (*found)->name;
 }
 

@@ -94,6 +94,7 @@ struct Stats {
     std::map<std::string, Numbers> agents;           ///< readings by user code and day
     std::map<std::string, Consumption> consumption;  ///< by fluid; "" is none
     Number belowEstimate = 0, withinEstimate = 0, aboveEstimate = 0, notCompared = 0;
+    Number asComputed = 0, notAsComputed = 0, notComputed = 0, rollOvers = 0;  ///< consumption; see consumptionBetween()
     std::map<const Field*, Number> alarms;
     Number areasAnswered = 0;
     std::string first, last;  ///< times of readings

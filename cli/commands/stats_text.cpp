@@ -191,6 +191,11 @@ private:
         row(stats.withinEstimate, read.all, "within the estimate");
         row(stats.aboveEstimate, read.all, "above the estimate");
         if (stats.notCompared) row(stats.notCompared, read.all, "without consumption or estimate");
+        heading(readings + " compared with the previous reading");
+        row(stats.asComputed, read.all, "consumption as computed");
+        row(stats.notAsComputed, read.all, "other consumption");
+        if (stats.notComputed) row(stats.notComputed, read.all, "without consumption or an index");
+        if (stats.rollOvers) row(stats.rollOvers, read.all, "computed with a roll-over");
         const Periods periods = periodsOf(stats.days);
         heading(fmt::format("{} by {}", readings, periods.name));
         const auto most = std::ranges::max_element(periods.readings, {}, [](const auto& one) { return one.second; });

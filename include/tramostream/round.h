@@ -72,6 +72,12 @@ struct Reading {
 /// A meter is read if the first one has a value. They live as long as the program.
 TRAMO_EXPORT std::span<const Field* const> readingFields();
 
+/// Returns the difference of two indexes, which is the consumption between them. If the index has become smaller, the meter has
+/// rolled over: its wheels, corrected ones first if above 0, say where. Nullopt if an index is absent or negative, or if the
+/// wheels are needed and absent or too few for an index.
+TRAMO_EXPORT std::optional<long long> consumptionBetween(std::optional<long long> previousIndex, std::optional<long long> index,
+    std::optional<long long> wheels, std::optional<long long> correctedWheels = std::nullopt);
+
 /// An earlier reading, one of four slots of the meter subscriber line.
 struct HistoryItem {
     int slot;  ///< 1 to 4
@@ -97,6 +103,18 @@ struct Alarm {
     std::string_view field;   ///< "currentAlarmLeakCurrent"
     Origin origin;
 };
+
+/// An alarm that the lines of a kind can have.
+struct AlarmDefinition {
+    std::string name;         ///< Alarm::name
+    bool isPrevious = false;  ///< Alarm::isPrevious
+    const Field* flag;        ///< the Flag of that alarm, with Alarm::field as its name
+    const Field* bits;        ///< the AlarmFlags in the line that hold it; nullptr: `flag` has a column of its own
+    int bit = 0;              ///< its bit in `bits`, from 0
+};
+
+/// Returns the alarms of a record kind in the order of its fields; none for most kinds. They live as long as the program.
+TRAMO_EXPORT std::span<const AlarmDefinition> alarmDefinitions(const RecordKind& kind);
 
 /// Where a meter is.
 struct Place {
@@ -163,9 +181,7 @@ public:
     std::optional<Reading> previous() const;
     std::vector<HistoryItem> history() const;  ///< the slots that are not blank, by number
 
-    /// The difference of the two readings. If the index has become smaller, the meter has rolled over: its wheels, corrected
-    /// ones first, say where. nullopt if an index is absent, or if the wheels are needed and absent or too few for an index.
-    std::optional<long long> difference() const;
+    std::optional<long long> difference() const;  ///< of the two readings; see consumptionBetween()
 
     std::vector<ModuleReading> moduleReadings() const;  ///< of all radio modules, in the order of the lines and slots
     std::vector<Alarm> alarms() const;                  ///< in the order of the lines and fields

@@ -43,6 +43,9 @@ samples/round-returned.txt: 54 of 60 meters read (90 %), 6 not read
          0    0 %  below the estimate
         49   91 %  within the estimate
          5    9 %  above the estimate
+  54 readings compared with the previous reading
+        54  100 %  consumption as computed
+         0    0 %  other consumption
   54 readings by day
         36   67 %  2024-01-16  ########################################
         18   33 %  2024-01-17  ####################
@@ -169,6 +172,27 @@ samples/round-returned.txt: 54 of 60 meters read (90 %), 6 not read
             with self.subTest(meters=meters):
                 counts = self.numbers(meter(*meters))["consumption"]
                 self.assertEqual({name for name, count in counts.items() if count}, {expected})
+
+    def test_consumption_as_computed(self):
+        def meter(previous, index, written, wheels=b" 4", corrected=b"  "):
+            with_indexes = put(put(put(METER, 392, b"%10s" % previous), 438, b"%10s" % index), 449, b"%10s" % written)
+            return put(put(with_indexes, 364, wheels), 378, corrected)
+        for line, expected in ((meter(b"5", b"7", b"2"), {"same": 1}), (meter(b"5", b"7", b"3"), {"other": 1}), (meter(b"5", b"7", b""), {"notCompared": 1}),
+                               (meter(b"", b"7", b"2"), {"notCompared": 1}), (meter(b"9995", b"3", b"8"), {"same": 1, "rollOvers": 1}),
+                               (meter(b"9995", b"3", b"-8"), {"other": 1, "rollOvers": 1}),
+                               (meter(b"9995", b"3", b"8", b" 3"), {"notCompared": 1}), (meter(b"9995", b"3", b"8", b" 4", b" 5"), {"other": 1, "rollOvers": 1}),
+                               (meter(b"9995", b"3", b"8", b" 4", b" 0"), {"same": 1, "rollOvers": 1})):
+            with self.subTest(expected=expected):
+                counts = self.numbers(line)["consumptionAsComputed"]
+                self.assertEqual({name: count for name, count in counts.items() if count}, expected)
+        out = self.stats(lines(meter(b"9995", b"3", b"8"), meter(b"5", b"7", b"3"), meter(b"5", b"7", b""))).out
+        self.assertIn("""\
+  3 readings compared with the previous reading
+         1   33 %  consumption as computed
+         1   33 %  other consumption
+         1   33 %  without consumption or an index
+         1   33 %  computed with a roll-over
+""", out)
 
     def test_numbers_that_are_none(self):
         for text in (b"nan", b"inf", b"-inf", b"1e999"):
