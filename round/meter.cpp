@@ -4,6 +4,7 @@
 #include "round/fieldsof.h"
 #include "tramostream/round.h"
 #include <algorithm>
+#include <cmath>
 
 namespace tramo {
 
@@ -58,6 +59,9 @@ void addRest(const LineView& line, Area::Of of, std::span<const Area> areas, std
         column = end + 1;
     }
 }
+
+// The text "nan" or "inf" is a decimal, too, but no coordinate.
+std::optional<double> finite(std::optional<double> value) { return value && std::isfinite(*value) ? value : std::nullopt; }
 
 long long limitOf(long long wheels) {
     long long limit = 1;
@@ -209,10 +213,11 @@ std::optional<Place> Meter::place() const {
     std::optional<Place> place;
     const PlaceFields& fields = placeFields();
     for (const LineView* line : lines<ExtendedDataTramoModel>()) {
-        const auto latitude = line->value<double>(fields.latitude), longitude = line->value<double>(fields.longitude);
+        const auto latitude = finite(line->value<double>(fields.latitude)),
+                   longitude = finite(line->value<double>(fields.longitude));
         if (latitude && longitude)
-            place = Place{*latitude, *longitude, line->value<double>(fields.altitude), line->value<double>(fields.accuracy),
-                line->day(fields.day), originOf(*line, fields.latitude)};
+            place = Place{*latitude, *longitude, finite(line->value<double>(fields.altitude)),
+                finite(line->value<double>(fields.accuracy)), line->day(fields.day), originOf(*line, fields.latitude)};
     }
     return place;
 }

@@ -469,6 +469,23 @@ TEST(Places, NeedBothCoordinates) {
     EXPECT_EQ(found->origin, (tramo::Origin{4, 14, 16}));
 }
 
+TEST(Places, NeedFiniteNumbers) {
+    constexpr std::size_t latitude = 13, longitude = 29, altitude = 45;  // 0-based
+    const auto placeWith = [&](std::size_t column, const char* number) {
+        std::string line = lineOf<ExtendedDataTramoModel>(
+            {{"meterSerialNumber", "A"}, {"latitude", 48.5}, {"longitude", -1.25}, {"altitude", 112.5}});
+        line.replace(column, std::char_traits<char>::length(number), number);
+        return fileOf(roundLine() + meterLine("A") + line).rounds()[0].meters()[0].place();
+    };
+    for (const char* number : {"nan ", "inf ", "-inf", "1e999"}) {
+        EXPECT_FALSE(placeWith(latitude, number)) << number;
+        EXPECT_FALSE(placeWith(longitude, number)) << number;
+        const auto place = placeWith(altitude, number);
+        ASSERT_TRUE(place) << number;
+        EXPECT_EQ(place->altitude, std::nullopt) << number;
+    }
+}
+
 // --- Whole files -----------------------------------------------------------------------------------------------------
 
 TEST(RoundFiles, TheReturnedSample) {

@@ -116,7 +116,7 @@ struct AlarmDefinition {
 /// Returns the alarms of a record kind in the order of its fields; none for most kinds. They live as long as the program.
 TRAMO_EXPORT std::span<const AlarmDefinition> alarmDefinitions(const RecordKind& kind);
 
-/// Where a meter is.
+/// Where a meter is. All numbers are finite.
 struct Place {
     double latitude, longitude;  ///< in degrees
     std::optional<double> altitude, accuracy;
@@ -187,7 +187,7 @@ public:
     std::vector<Alarm> alarms() const;                  ///< in the order of the lines and fields
     std::vector<MeterChange> changes() const;
     std::vector<Answer> answers() const;  ///< the areas that have an answer
-    std::optional<Place> place() const;   ///< of the last line in which both coordinates can be read
+    std::optional<Place> place() const;   ///< of the last line in which both coordinates are finite numbers
 
 private:
     friend class RoundFile;
