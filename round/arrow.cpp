@@ -177,7 +177,7 @@ void arrowStream(const char* path, const RecordKind& kind, std::span<const Field
     File file(path, File::Access::Read);
     if (!file.isOpen()) throw std::system_error(errno != 0 ? errno : EISDIR, std::generic_category(), path);
     const std::size_t rows = std::max<std::size_t>(options.rowsPerBatch, 1);
-    auto stream = std::make_unique<FileStream>(FileStream{RecordLines(std::move(file)), std::move(columns), rows, path});
+    std::unique_ptr<FileStream> stream(new FileStream{RecordLines(std::move(file)), std::move(columns), rows, path});
     *out = {&FileStream::getSchema, &FileStream::getNext, &FileStream::getLastError, &FileStream::release, stream.get()};
     (void)stream.release();
 }

@@ -38,26 +38,33 @@ std::size_t LineSource::findLineFeed(std::string_view text, std::size_t from, st
     return found;
 }
 
-// Takes a line of this size.
-bool LineSource::take(std::size_t size, std::size_t lineFeed) {
-    line = {data + begin, size};
+// Takes a line: its last `size` bytes are waiting, those before them have been dropped.
+bool LineSource::take(std::size_t size, std::size_t lineFeed, std::size_t dropped) {
+    line = dropped > 0 ? std::string_view(firstOfDropped.data(), width) : std::string_view(data + begin, size);
     endsWithFeed = lineFeed > 0;
     begin += size + lineFeed;
     lineBegin = nextBegin;
-    nextBegin += size + lineFeed;
+    nextBegin += dropped + size + lineFeed;
     ++lineNumber;
     return true;
 }
 
 bool LineSource::next() {
-    std::size_t searched = 0;
+    std::size_t searched = 0, dropped = 0;
     for (;;) {
         const std::size_t feed = findLineFeed(waiting(), searched, width);
-        if (feed != std::string_view::npos) return take(feed, width);
+        if (feed != std::string_view::npos) return take(feed, width, dropped);
         searched = waiting().size() / width * width;
+        if (searched > limit && !isAtEnd) {
+            if (dropped == 0) std::copy_n(data + begin, width, firstOfDropped.begin());
+            begin += searched;
+            dropped += searched;
+            searched = 0;
+        }
         if (fill()) continue;
         // The last line has no line feed.
-        return reason == 0 && !waiting().empty() && take(waiting().size(), 0);
+        const std::size_t rest = waiting().size();
+        return reason == 0 && rest + dropped > 0 && take(rest, 0, dropped);
     }
 }
 

@@ -1,8 +1,9 @@
-// The lines of a file, a block of the file at a time; a line is held as a whole, whatever its length. It finds the blocks, the
-// byte order mark and the line feeds; what a line means is not its concern.
+// The lines of a file, a block of the file at a time. It finds the blocks, the byte order mark and the line feeds, not the
+// meaning of a line. A line is held as a whole, unless a limit is set.
 #pragma once
 #include "common/file.h"
 #include "common/secret.h"
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -24,6 +25,10 @@ public:
     // Sets the encoding and skips its byte order mark. Call it once, before the first line.
     void setUtf16(bool isUtf16);
 
+    // Of a line that is longer than this, keeps only the first character if it does not fit into what is loaded. No line needs
+    // much memory then.
+    void limitTo(std::size_t bytes) { limit = bytes; }
+
     // Goes to the next line. Returns false at the end of the file, or if reading fails; then error() is not 0.
     bool next();
 
@@ -44,13 +49,15 @@ public:
 
 private:
     bool fill();
-    bool take(std::size_t size, std::size_t lineFeed);
+    bool take(std::size_t size, std::size_t lineFeed, std::size_t dropped);
 
     File file;
     SecretBytes buffer;  // may hold key lines
     const char* data;
     std::size_t begin = 0, end = 0;  // of what is loaded and not read
     std::size_t width = 1;           // of a character in bytes
+    std::size_t limit = std::string_view::npos;
+    std::array<char, 2> firstOfDropped{};  // the first character of a line that passes the limit
     bool isAtEnd = false;
     int reason = 0;
     std::string_view line{};

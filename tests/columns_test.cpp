@@ -460,6 +460,17 @@ TEST(ArrowStream, reads_UTF_16_by_its_mark) {
     EXPECT_EQ(Stream(folder.path("f"), kindNamed("meter change")).batches(), (Batches{{2}}));
 }
 
+TEST(ArrowStream, character_U_FFFF_at_the_beginning_of_a_line_ends_the_text) {
+    const TempFolder folder;
+    std::u16string change;
+    for (const char c : changeLine()) change += static_cast<char16_t>(c);
+    for (const std::size_t size : {1, 511, 700000}) {
+        const std::u16string last = u'\xFFFF' + std::u16string(size, u'3') + u"\r\n";
+        streams::writeFile(folder.path("f"), streams::utf16(change + u"\r\n" + last + change));
+        EXPECT_EQ(Stream(folder.path("f"), kindNamed("meter change")).batches(), (Batches{{1}})) << size;
+    }
+}
+
 TEST(ArrowStream, of_an_empty_file_has_a_schema_and_no_batch) {
     const TempFolder folder;
     streams::writeFile(folder.path("f"), "");
