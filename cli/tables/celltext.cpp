@@ -13,29 +13,20 @@ namespace {
 
 using encoding::valueOf;
 
-// U+FFFE and U+FFFF are no characters, and XML has no place for them.
-template <class Char> bool isControl(Char c) { return valueOf(c) < 0x20 || c == 0x7F || valueOf(c) >= 0xFFFE; }
+constexpr char hexDigits[] = "0123456789abcdef";
 
-template <class Text, class Char> void appendEscape(Text& out, Char c) {
-    constexpr char digits[] = "0123456789abcdef";
+// U+FFFE and U+FFFF are no characters, and XML has no place for them.
+bool isControl(wchar_t c) { return valueOf(c) < 0x20 || c == 0x7F || valueOf(c) >= 0xFFFE; }
+
+void appendEscape(fmt::memory_buffer& out, wchar_t c) {
     const auto unit = static_cast<unsigned>(valueOf(c));
-    for (const char e : {'\\', 'u', digits[unit >> 12 & 15], digits[unit >> 8 & 15], digits[unit >> 4 & 15], digits[unit & 15]})
+    for (const char e :
+        {'\\', 'u', hexDigits[unit >> 12 & 15], hexDigits[unit >> 8 & 15], hexDigits[unit >> 4 & 15], hexDigits[unit & 15]})
         out.push_back(e);
 }
 
 void append(fmt::memory_buffer& out, std::string_view bytes) { out.append(bytes.data(), bytes.data() + bytes.size()); }
-
 void appendUtf8(fmt::memory_buffer& out, std::wstring_view text) { append(out, utf8::encode(text)); }
-void appendUtf8(fmt::memory_buffer& out, std::string_view text) {
-    for (const char c : text) {
-        const unsigned code = valueOf(c);
-        if (code >= 0x80) out.push_back(static_cast<char>(0xC0 | code >> 6));
-        out.push_back(static_cast<char>(code < 0x80 ? code : 0x80 | (code & 0x3F)));
-    }
-}
-
-bool isLoneSurrogate(std::wstring_view text, std::size_t i) { return utf16::isLoneSurrogate(text, i); }
-bool isLoneSurrogate(std::string_view, std::size_t) { return false; }
 
 // --- Texts that are written as they are ------------------------------------------------------------------------------
 
@@ -53,34 +44,72 @@ template <char... special> bool appendPlain(fmt::memory_buffer& out, std::wstrin
     return true;
 }
 
-template <char... special> bool appendPlain(fmt::memory_buffer& out, std::string_view text) {
-    Appender to(out);
-    return cli::appendPlain<special...>(to, text);
+// --- Texts of bytes --------------------------------------------------------------------------------------------------
+
+// Appends eight characters at a time if they are plain. Calls appendOne(character) for those of other blocks.
+template <char... special> void appendBlocks(Appender& out, std::string_view text, auto appendOne) {
+    constexpr std::size_t block = 8;
+    while (!text.empty()) {
+        const std::string_view some = text.substr(0, block);
+        if (!cli::appendPlain<special...>(out, some))
+            for (const char c : some) appendOne(c);
+        text.remove_prefix(some.size());
+    }
 }
 
-// --- Forms -----------------------------------------------------------------------------------------------------------
+void appendEscape(Appender& out, char c) {
+    const auto unit = static_cast<unsigned>(valueOf(c));
+    const char escape[] = {'\\', 'u', '0', '0', hexDigits[unit >> 4 & 15], hexDigits[unit & 15]};
+    out.addShort({escape, sizeof escape});
+}
 
-template <class Text> void appendAsJsonCharacters(fmt::memory_buffer& out, Text text) {
-    for (const auto c : text) {
+// A character of a cell.
+void appendAsCell(Appender& out, char c) {
+    const auto code = static_cast<unsigned char>(c);
+    if (isControl(code)) return appendEscape(out, c);
+    if (c == '\\') out.add(c);
+    if (code < 0x80) return out.add(c);
+    out.add(static_cast<char>(0xC0 | code >> 6));
+    out.add(static_cast<char>(0x80 | (code & 0x3F)));
+}
+
+}  // namespace
+
+// --- JSON ------------------------------------------------------------------------------------------------------------
+
+void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text) {
+    for (const wchar_t c : text) {
         if (c == '"' || c == '\\') out.push_back('\\');
         if (valueOf(c) >= 0x20 && valueOf(c) < 0x7F) out.push_back(static_cast<char>(c));
         else appendEscape(out, c);
     }
 }
 
-template <class Text> void appendAsJson(fmt::memory_buffer& out, Text text) {
+void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
     out.push_back('"');
-    if (!appendPlain<'"', '\\'>(out, text)) appendAsJsonCharacters(out, text);
+    if (!appendPlain<'"', '\\'>(out, text)) appendJsonCharacters(out, text);
     out.push_back('"');
 }
 
-template <class Text> void appendAsCell(fmt::memory_buffer& out, Text text, bool harmless) {
+void appendJson(Appender& out, std::string_view text) {
+    out.add('"');
+    appendBlocks<'"', '\\'>(out, text, [&](char c) {
+        if (c == '"' || c == '\\') out.add('\\');
+        if (valueOf(c) >= 0x20 && valueOf(c) < 0x7F) out.add(c);
+        else appendEscape(out, c);
+    });
+    out.add('"');
+}
+
+// --- Cells -----------------------------------------------------------------------------------------------------------
+
+void appendEscaped(fmt::memory_buffer& out, std::wstring_view text, bool harmless) {
     const bool escapesFirst = harmless && !text.empty() && startsFormula(text.front());
     if (!escapesFirst && appendPlain<'\\'>(out, text)) return;
     std::size_t from = 0;  // of what has not been written
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto c = text[i];
-        const bool escapes = isControl(c) || isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
+        const wchar_t c = text[i];
+        const bool escapes = isControl(c) || utf16::isLoneSurrogate(text, i) || (i == 0 && escapesFirst);
         if (!escapes && c != '\\') continue;
         appendUtf8(out, text.substr(from, i - from));
         if (escapes) appendEscape(out, c);
@@ -90,10 +119,22 @@ template <class Text> void appendAsCell(fmt::memory_buffer& out, Text text, bool
     appendUtf8(out, text.substr(from));
 }
 
-template <class Text> void appendAsCsv(fmt::memory_buffer& out, Text text) {
+void appendEscaped(Appender& out, std::string_view text) {
+    appendBlocks<'\\'>(out, text, [&](char c) { appendAsCell(out, c); });
+}
+
+std::string escaped(std::wstring_view text, bool harmless) {
+    fmt::memory_buffer out;
+    appendEscaped(out, text, harmless);
+    return {out.data(), out.size()};
+}
+
+// --- CSV -------------------------------------------------------------------------------------------------------------
+
+void appendCsv(fmt::memory_buffer& out, std::wstring_view text) {
     if ((text.empty() || !startsFormula(text.front())) && appendPlain<'\\', ',', '"'>(out, text)) return;
     fmt::memory_buffer cell;
-    appendAsCell(cell, text, true);
+    appendEscaped(cell, text, true);
     const std::string_view bytes(cell.data(), cell.size());
     const bool isQuoted = bytes.find_first_of(",\"") != std::string_view::npos;
     if (!isQuoted) return append(out, bytes);
@@ -102,23 +143,19 @@ template <class Text> void appendAsCsv(fmt::memory_buffer& out, Text text) {
     out.push_back('"');
 }
 
-}  // namespace
-
-void appendJson(fmt::memory_buffer& out, std::wstring_view text) { appendAsJson(out, text); }
-void appendJson(fmt::memory_buffer& out, std::string_view text) { appendAsJson(out, text); }
-void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text) { appendAsJsonCharacters(out, text); }
-
-void appendEscaped(fmt::memory_buffer& out, std::wstring_view text, bool harmless) { appendAsCell(out, text, harmless); }
-void appendEscaped(fmt::memory_buffer& out, std::string_view text, bool harmless) { appendAsCell(out, text, harmless); }
-
-std::string escaped(std::wstring_view text, bool harmless) {
-    fmt::memory_buffer out;
-    appendAsCell(out, text, harmless);
-    return {out.data(), out.size()};
+void appendCsv(Appender& out, std::string_view text) {
+    const bool isQuoted = text.find(',') != std::string_view::npos || text.find('"') != std::string_view::npos;
+    if (isQuoted) out.add('"');
+    if (!text.empty() && startsFormula(text.front())) {
+        appendEscape(out, text.front());
+        text.remove_prefix(1);
+    }
+    appendBlocks<'\\', '"'>(out, text, [&](char c) {
+        if (c == '"') out.add(c);
+        appendAsCell(out, c);
+    });
+    if (isQuoted) out.add('"');
 }
-
-void appendCsv(fmt::memory_buffer& out, std::wstring_view text) { appendAsCsv(out, text); }
-void appendCsv(fmt::memory_buffer& out, std::string_view text) { appendAsCsv(out, text); }
 
 void appendCsvCharacters(fmt::memory_buffer& out, std::string_view cell) {
     for (const char c : cell) {

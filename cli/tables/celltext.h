@@ -13,12 +13,13 @@ namespace tramo::cli {
 /// Returns whether spreadsheets take the character for the beginning of a formula. They also take control characters for it.
 template <class Char> bool startsFormula(Char c) { return c == '=' || c == '+' || c == '-' || c == '@'; }
 
-// Texts of bytes have one byte for each character, up to U+00FF.
+// Texts of bytes have one byte for each character, from U+0020 up to U+00FF. They are appended with the same result as wide
+// texts, but most of them eight characters at a time.
 
 /// Appends a JSON string with its quotation marks. Characters beyond ASCII are written as \u20ac, an unpaired surrogate as
 /// \ud83d.
 void appendJson(fmt::memory_buffer& out, std::wstring_view text);
-void appendJson(fmt::memory_buffer& out, std::string_view text);
+void appendJson(Appender& out, std::string_view text);
 
 /// The same without the quotation marks.
 void appendJsonCharacters(fmt::memory_buffer& out, std::wstring_view text);
@@ -30,26 +31,11 @@ std::string escaped(std::wstring_view text, bool harmless);
 
 /// Appends the same.
 void appendEscaped(fmt::memory_buffer& out, std::wstring_view text, bool harmless);
-void appendEscaped(fmt::memory_buffer& out, std::string_view text, bool harmless);
+void appendEscaped(Appender& out, std::string_view text);  ///< not harmless
 
 /// Appends the same, harmless, in quotation marks if a line of CSV needs them.
 void appendCsv(fmt::memory_buffer& out, std::wstring_view text);
-void appendCsv(fmt::memory_buffer& out, std::string_view text);
-
-/// Do the same, and are fast for texts that are written as they are.
-inline void appendJson(Appender& out, std::string_view text) {
-    out.add('"');
-    if (appendPlain<'"', '\\'>(out, text)) return out.add('"');
-    out.end(out.room(0) - 1);
-    out.use([&](fmt::memory_buffer& to) { appendJson(to, text); });
-}
-inline void appendCsv(Appender& out, std::string_view text) {
-    const bool isFormula = !text.empty() && startsFormula(text.front());
-    if (isFormula || !appendPlain<'\\', ',', '"'>(out, text)) out.use([&](fmt::memory_buffer& to) { appendCsv(to, text); });
-}
-inline void appendEscaped(Appender& out, std::string_view text) {
-    if (!appendPlain<'\\'>(out, text)) out.use([&](fmt::memory_buffer& to) { appendEscaped(to, text, false); });
-}
+void appendCsv(Appender& out, std::string_view text);
 
 /// Appends an escaped text as it is within quotation marks.
 void appendCsvCharacters(fmt::memory_buffer& out, std::string_view cell);

@@ -46,8 +46,7 @@ public:
         begin(column);
         out.add(value);
     }
-    void number(std::size_t column, auto value, std::string_view shortest) {
-        if (shortest.empty()) return number(column, value);
+    void digits(std::size_t column, std::string_view shortest) {
         begin(column);
         out.addShort(shortest);
     }

@@ -37,8 +37,7 @@ public:
         out.add(names[column]);
         out.add(value);
     }
-    void number(std::size_t column, auto value, std::string_view shortest) {
-        if (shortest.empty()) return number(column, value);
+    void digits(std::size_t column, std::string_view shortest) {
         out.add(names[column]);
         out.addShort(shortest);
     }

@@ -1,10 +1,11 @@
 // The rows of plain records straight from their bytes: the fast path of an export, without a model, wide texts and cells.
 //
-// rowOf() of rows.h, the slow path, defines what a row holds. plainrow_test.cpp holds both paths against each other, in every
-// form.
+// rowOf() of rows.h, the slow path, defines what a row holds. Nearly all fields have a text that says all of their value; a line
+// with another field is decoded. plainrow_test.cpp holds both paths against each other, in every form.
 #pragma once
 #include "cli/lines/textfile.h"
 #include "cli/tables/cells.h"
+#include "convert/reading.h"
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,8 @@
 #include <vector>
 
 namespace tramo::cli {
+
+struct PlainColumn;
 
 class PlainRow {
 public:
@@ -31,8 +34,9 @@ public:
     ///
     ///     text(column, std::string_view)
     ///     ascii(column, std::string_view)                 a short text that no form escapes
-    ///     number(column, long long, std::string_view)     the number, and its shortest text if that is known,
-    ///     number(column, double, std::string_view)        otherwise an empty one
+    ///     digits(column, std::string_view)                a number of at most 16 digits by its shortest text; a writer that
+    ///                                                     needs its value does without this function
+    ///     number(column, long long or double)
     ///     flag(column, bool)
     ///     text(column, std::wstring_view)                 for rare values
     template <class Writer> void write(Writer&& writer) const {
@@ -44,8 +48,9 @@ private:
     struct Exported {
         std::uint16_t column;
         FieldKind kind;
-        const DecodedValue* value;
         std::string_view text;
+        long long integer;
+        double real;  ///< of a decimal that was decoded
     };
 
     void writeOne(const Exported& cell, auto& writer) const {
@@ -53,12 +58,15 @@ private:
         switch (cell.kind) {
         case FieldKind::Text:
         case FieldKind::Code: return writer.text(cell.column, cell.text);
-        case FieldKind::Integer: return writer.number(cell.column, cell.value->integer, cell.text);
-        case FieldKind::Flag: return writer.flag(cell.column, cell.value->integer != 0);
+        case FieldKind::Integer:
+            if (!cell.text.empty() && takesDigits<decltype(writer)>) return writeDigits(cell, writer);
+            return writer.number(cell.column, cell.integer);
+        case FieldKind::Flag: return writer.flag(cell.column, cell.integer != 0);
         case FieldKind::Decimal:
             if (cell.text.empty()) break;
-            return writer.number(cell.column, cell.value->real, cell.text);
-        case FieldKind::AlarmFlags: return writer.ascii(cell.column, hexadecimal(cell.value->integer, form));
+            if (takesDigits<decltype(writer)>) return writeDigits(cell, writer);
+            return writer.number(cell.column, realOf(cell));
+        case FieldKind::AlarmFlags: return writer.ascii(cell.column, hexadecimal(cell.integer, form));
         case FieldKind::Date:
         case FieldKind::DateTime:
         case FieldKind::Year:
@@ -66,6 +74,18 @@ private:
             return writer.ascii(cell.column, timeForm(cell.text, form));
         }
         writeCell(cell.column, wordsOf(cell), writer);
+    }
+
+    template <class Writer> static constexpr bool takesDigits = requires(Writer writer) { writer.digits(0, std::string_view()); };
+    static void writeDigits(const Exported& cell, auto& writer) {
+        if constexpr (takesDigits<decltype(writer)>) writer.digits(cell.column, cell.text);
+    }
+
+    // The text has so few digits that no other number is read from them.
+    static double realOf(const Exported& cell) {
+        double value = cell.real;
+        codec::plainDecimal(cell.text, value);
+        return value;
     }
 
     static std::string_view hexadecimal(long long bits, char (&form)[16]) {
@@ -90,14 +110,15 @@ private:
         return {form, 16};
     }
 
+    bool readDecoded(const PlainColumn& column);
     Cell wordsOf(const Exported& cell) const;
     bool findsIgnoredText() const;
 
     PlainRecord record;
     const Table* known = nullptr;
-    std::vector<DecodedValue> values;
+    std::vector<DecodedValue> values;  ///< of the record, if it is decoded
     std::vector<Exported> exported;
-    bool hasUnread = false, mayHoldMore = false;
+    bool isDecoded = false, hasUnread = false, mayHoldMore = false;
 };
 
 }  // namespace tramo::cli

@@ -24,8 +24,8 @@ public:
     void ascii(std::size_t column, std::string_view value) {
         appendText(column, [&] { out.addShort(value); });
     }
-    void number(std::size_t column, long long value, std::string_view = {}) { append(column, CellType::Integer, value); }
-    void number(std::size_t column, double value, std::string_view = {}) { append(column, CellType::Real, value); }
+    void number(std::size_t column, long long value) { append(column, CellType::Integer, value); }
+    void number(std::size_t column, double value) { append(column, CellType::Real, value); }
     void flag(std::size_t column, bool value) { append(column, CellType::Flag, value); }
 
 private:

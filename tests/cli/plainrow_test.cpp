@@ -163,6 +163,30 @@ TEST(PlainRow, fields_with_one_value_have_the_rows_of_the_slow_path) {
     });
 }
 
+// Each field reads a time from its text if the day has no clock change. Other times, and those that no calendar has, are decoded.
+TEST(PlainRow, times_have_the_rows_of_the_slow_path) {
+    inEachZone([] {
+        Random random(3);
+        const auto number = [&](unsigned digits, unsigned below) {
+            std::wstring text = std::to_wstring(random.below(below));
+            return std::wstring(digits - text.size(), L'0') + text;
+        };
+        const RecordKind& kind = *tramo::recordKind(L'1');
+        for (const tramo::FieldKind form : {tramo::FieldKind::Year, tramo::FieldKind::Date, tramo::FieldKind::DateTime}) {
+            const auto field = std::ranges::find(kind.fields, form, &tramo::Field::kind);
+            ASSERT_NE(field, kind.fields.end());
+            for (int i = 0; i < 2000 && !testing::Test::HasFailure(); ++i) {
+                const std::wstring year = number(4, i % 8 == 0 ? 10000 : 140), day = number(2, 14) + number(2, 33);
+                std::wstring text =
+                    (i % 8 == 0 ? year : std::to_wstring(1900 + std::stoi(year))) + day + number(2, 26) + number(2, 62);
+                std::wstring line = records::blankText(kind.letter);
+                records::put(line, field->column, text.substr(0, static_cast<std::size_t>(field->width)));
+                expectTheSame(line);
+            }
+        }
+    });
+}
+
 TEST(PlainRow, random_lines_have_the_rows_of_the_slow_path) {
     inEachZone([] {
         Random random(1);
