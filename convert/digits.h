@@ -41,7 +41,9 @@ template <class Char> std::uint64_t digitsBefore(const Char* end, unsigned count
     return (eightBytes(end - 8) ^ 0x3030303030303030) & ~std::uint64_t{0} << (64 - 8 * count);
 }
 
-constexpr bool areDigits(std::uint64_t eight) { return (((eight + 0x7676767676767676) | eight) & 0x8080808080808080) == 0; }
+// Returns the highest bit of each byte that is not a digit from 0 to 9, if none before it is above 0x89.
+constexpr std::uint64_t othersIn(std::uint64_t eight) { return ((eight + 0x7676767676767676) | eight) & 0x8080808080808080; }
+constexpr bool areDigits(std::uint64_t eight) { return othersIn(eight) == 0; }
 
 // Each step joins neighbours: digits to numbers of two, four and eight digits.
 constexpr std::uint32_t numberOf(std::uint64_t eight) {
@@ -58,9 +60,8 @@ template <class Char> bool areDigits(const Char* end, unsigned count) {
 
 // Does the same for digits with at most one point or comma, at most 15 digits.
 template <class Char> bool areDigitsAndPoint(const Char* end, unsigned count) {
-    const auto others = [](std::uint64_t eight) { return ((eight + 0x7676767676767676) | eight) & 0x8080808080808080; };
-    const std::uint64_t low = others(digitsBefore(end, count < 8 ? count : 8));
-    const std::uint64_t high = count > 8 ? others(digitsBefore(end - 8, count - 8)) : 0;
+    const std::uint64_t low = othersIn(digitsBefore(end, count < 8 ? count : 8));
+    const std::uint64_t high = count > 8 ? othersIn(digitsBefore(end - 8, count - 8)) : 0;
     if ((low | high) == 0) return count <= 15;
     if ((low != 0 && high != 0) || ((low | high) & ((low | high) - 1)) != 0) return false;
     const Char other = low != 0 ? end[std::countr_zero(low) / 8 - 8] : end[std::countr_zero(high) / 8 - 16];
@@ -88,6 +89,42 @@ template <class Char, class Int> bool readPlainInteger(const Char* end, unsigned
     if (!readsEightDigits || count == 0 || count > alwaysFit || before < (count > 8 ? 16U : 8U)) return false;
     if (!readDigits(end, count, digits)) return false;
     value = static_cast<Int>(digits);
+    return true;
+}
+
+// Digits with one point or comma, as one whole number and how many of them follow it.
+struct PointedDigits {
+    std::uint64_t whole = 0;
+    unsigned decimals = 0;
+};
+
+// Reads `count` characters before `end`, 1 to 16, if all of them are digits except for at most one point or comma, at most 15
+// digits and at least one. As many characters are readable as by readDigits().
+template <class Char> bool readPointedDigits(const Char* end, unsigned count, PointedDigits& number) {
+    std::uint64_t low = digitsBefore(end, count < 8 ? count : 8), high = count > 8 ? digitsBefore(end - 8, count - 8) : 0;
+    const std::uint64_t lowOther = othersIn(low), highOther = othersIn(high), other = lowOther | highOther;
+    number.decimals = 0;
+    if (other != 0) {
+        if ((lowOther != 0 && highOther != 0) || (other & (other - 1)) != 0 || count == 1) return false;
+        const auto place = static_cast<unsigned>(std::countr_zero(other)) / 8;  // in its block of eight
+        const Char point = end[static_cast<int>(place) - (lowOther ? 8 : 16)];
+        if (point != '.' && point != ',') return false;
+        // The digits before it move to its place.
+        const auto withoutPoint = [&](std::uint64_t eight) {
+            const std::uint64_t before = (std::uint64_t{1} << 8 * place) - 1;
+            return (eight & before) << 8 | (eight & ~(before << 8 | 0xFF));
+        };
+        number.decimals = 7 - place + (lowOther ? 0 : 8);
+        if (lowOther) {
+            low = withoutPoint(low) | high >> 56;
+            high <<= 8;
+        } else {
+            high = withoutPoint(high);
+        }
+    } else if (count > 15) {
+        return false;
+    }
+    number.whole = std::uint64_t{numberOf(high)} * 100000000 + numberOf(low);
     return true;
 }
 

@@ -52,8 +52,8 @@ bool decodeAs(const FieldReading& field, const FilledText<Char>& filled, const z
         auto rest = text.substr(filled.blanks);
         return codec::takeInteger(rest, value) == codec::Outcome::Good;
     };
+    const unsigned before = filled.isInLine ? field.first + filled.size : 0;  // characters that are readable
     const auto readInteger = [&](auto value) {
-        const unsigned before = filled.isInLine ? field.first + filled.size : 0;
         if (!codec::readPlainInteger(filled.text + filled.size, filled.size - filled.blanks, before, value) && !take(value))
             return false;
         sink.integer(field, value, filled);
@@ -69,7 +69,9 @@ bool decodeAs(const FieldReading& field, const FilledText<Char>& filled, const z
     if constexpr (kind == FieldKind::Integer) return field.isLong ? readInteger(0LL) : readInteger(0);
     if constexpr (kind == FieldKind::Decimal) {
         double value = 0;
-        if (!codec::readDecimal(text.substr(filled.blanks), value)) return false;
+        if (!codec::readPlainDecimal(filled.text + filled.size, filled.size - filled.blanks, before, value) &&
+            !codec::readDecimal(text.substr(filled.blanks), value))
+            return false;
         sink.decimal(field, value, filled);
     }
     if constexpr (kind == FieldKind::Date) return readTime(codec::DateFormat::Date);

@@ -69,6 +69,11 @@ TYPED_TEST(EightDigits, are_read_as_one_by_one) {
         long long wide = -7;
         ASSERT_EQ(codec::readPlainInteger(end, count, 20, narrow), isPlain && count <= 9);
         ASSERT_EQ(codec::readPlainInteger(end, count, 20, wide), isPlain);
+        const bool isDecimal = FLT_EVAL_METHOD == 0 && points <= 1 && digits > 0 && digits <= 15 && points + digits == count;
+        double decimal = -7, expectedDecimal = -7;
+        ASSERT_EQ(codec::readPlainDecimal(end, count, 20, decimal), isDecimal);
+        if (isDecimal) codec::plainDecimal(last, expectedDecimal);
+        EXPECT_EQ(decimal, expectedDecimal);
         long long expected = -7;
         if (isPlain) codec::takeInteger(last, expected);
         EXPECT_EQ(wide, expected);
@@ -85,6 +90,10 @@ TYPED_TEST(EightDigits, need_enough_characters_before_their_end) {
     EXPECT_FALSE(codec::readPlainInteger(text.data() + 7, 3, 7, narrow));
     EXPECT_FALSE(codec::readPlainInteger(text.data() + 15, 9, 15, wide));
     EXPECT_FALSE(codec::readPlainInteger(text.data() + 16, 0, 16, narrow));
+    double decimal = 0;
+    EXPECT_FALSE(codec::readPlainDecimal(text.data() + 7, 3, 7, decimal));
+    EXPECT_FALSE(codec::readPlainDecimal(text.data() + 15, 9, 15, decimal));
+    EXPECT_FALSE(codec::readPlainDecimal(text.data() + 16, 0, 16, decimal));
     EXPECT_EQ(codec::readPlainInteger(text.data() + 8, 3, 8, narrow), codec::readsEightDigits);
     EXPECT_EQ(codec::readPlainInteger(text.data() + 16, 9, 16, wide), codec::readsEightDigits);
 }

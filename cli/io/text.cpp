@@ -54,8 +54,14 @@ std::string uriOf(std::string_view path) {
 
 Shown shown(std::wstring_view text) {
     Shown out{{}, 0};
+    out.utf8.reserve(text.size());
     for (const wchar_t c : text) {
         const auto character = static_cast<char32_t>(c);
+        if (character >= ' ' && character <= '~') {  // nearly all are
+            out.utf8 += static_cast<char>(c);
+            ++out.width;
+            continue;
+        }
         const bool isWide = isIn(wide, character);
         utf8::append(out.utf8, isWide || isIn(narrow, character) ? character : pictureOf(character));
         out.width += isWide ? 2 : 1;

@@ -37,8 +37,9 @@ private:
             add(classify(*field, rawText(text, *field), rawText(built, *field)), field, first, behind);
             return behind;
         }
+        const std::size_t next = nextFieldAfter(column);
         std::size_t end = at + 1;
-        while (end < built.size() && built[end] != text[end] && fieldsAt(kind, static_cast<int>(end + 1)).empty()) ++end;
+        while (end < next && built[end] != text[end]) ++end;
         add(Rewriting::OutsideFields, nullptr, at, end);
         return end;
     }
@@ -78,6 +79,14 @@ private:
             return other.kind != FieldKind::Text && other.column > 0 && other.column < field.column + field.width &&
                    field.column < other.column + other.width;
         });
+    }
+
+    // The index of the first character after this column that a field has; at the end of the line if there is none.
+    std::size_t nextFieldAfter(int column) const {
+        std::size_t next = built.size();
+        for (const Field& field : kind.fields)
+            if (field.column > column) next = std::min(next, static_cast<std::size_t>(field.column - 1));
+        return next;
     }
 
     // Writing alarm flags puts a zero character after them.

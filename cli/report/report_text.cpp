@@ -24,16 +24,13 @@ public:
     std::string label(const std::string& file) const override { return printable(nameOf(file)); }
 
     void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
-        const auto at = fmt::appender(to);
-        Finding here = finding;
-        here.reportedColumn = 0;  // a separate note shows it
-        place(here, line, label, at);
-        fmt::format_to(at, "{}{}:{} {}\n", finding.severity == Severity::Error ? colours.error : colours.warning,
-            nameOf(finding.severity), colours.off, sentenceOf(here));
-        if (finding.excerpt && !line.text.empty()) excerpt(finding, line, at);
+        place(finding, line, label, to);
+        add(to, finding.severity == Severity::Error ? colours.error : colours.warning, nameOf(finding.severity), ":", colours.off,
+            " ", sentenceHere(finding), "\n");
+        if (finding.excerpt && !line.text.empty()) excerpt(finding, line, to);
         if (!finding.reportedColumn) return;
-        place(finding, line, label, at);
-        fmt::format_to(at, "{}note:{} {}\n", colours.note, colours.off, noteOnReportedColumn(finding.reportedColumn));
+        place(finding, line, label, to);
+        add(to, colours.note, "note:", colours.off, " ", noteOnReportedColumn(finding.reportedColumn), "\n");
     }
 
     void beginFile(const std::string& file) override {
@@ -66,14 +63,31 @@ public:
     }
 
 private:
-    void place(const Finding& finding, const Line& line, std::string_view label, fmt::appender to) const {
-        fmt::format_to(to, "{}{}:", colours.heading, label);
-        if (line.number) fmt::format_to(to, "{}:", line.number);
-        if (finding.column) fmt::format_to(to, "{}:", finding.column);
-        fmt::format_to(to, "{} ", colours.off);
+    // Findings are many: appending their pieces takes half the time of formatting them.
+    template <class... Pieces> static void add(fmt::memory_buffer& to, const Pieces&... pieces) {
+        for (const std::string_view piece : {std::string_view(pieces)...}) to.append(piece.data(), piece.data() + piece.size());
+    }
+    static void repeat(fmt::memory_buffer& to, char c, std::size_t count) {
+        to.resize(to.size() + count);
+        std::fill_n(to.data() + to.size() - count, count, c);
     }
 
-    void excerpt(const Finding& finding, const Line& line, fmt::appender to) const {
+    // Without the column that the format reports, which a separate note shows.
+    static std::string sentenceHere(const Finding& finding) {
+        if (!finding.reportedColumn) return sentenceOf(finding);
+        Finding here = finding;
+        here.reportedColumn = 0;
+        return sentenceOf(here);
+    }
+
+    void place(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const {
+        add(to, colours.heading, label, ":");
+        if (line.number) add(to, fmt::format_int(line.number).c_str(), ":");
+        if (finding.column) add(to, fmt::format_int(finding.column).c_str(), ":");
+        add(to, colours.off, " ");
+    }
+
+    void excerpt(const Finding& finding, const Line& line, fmt::memory_buffer& to) const {
         const std::size_t size = line.text.size();
         std::size_t first = 0, marked = 0, markedEnd = 0, last = std::min(size, mostOfLine);
         if (finding.column > 0) {
@@ -87,12 +101,14 @@ private:
         const Shown field = shown(line.text.substr(marked, markedEnd - marked));
         const Shown after = shown(line.text.substr(markedEnd, last - markedEnd));
         const std::string_view cutLeft = first > 0 ? "..." : "", cutRight = last < size ? "..." : "";
-        fmt::format_to(to, "{} | {}{}{}{}{}{}{}\n", number, cutLeft, before.utf8, colours.marker, field.utf8, colours.off,
-            after.utf8, cutRight);
+        add(to, number, " | ", cutLeft, before.utf8, colours.marker, field.utf8, colours.off, after.utf8, cutRight, "\n");
         if (finding.column == 0) return;
-        const int indent = static_cast<int>(cutLeft.size()) + before.width;
-        fmt::format_to(to, "{:>{}} | {:>{}}{}^{:~>{}}{} column{} {}\n", "", number.size(), "", indent, colours.marker, "",
-            std::max(field.width - 1, 0), colours.off, finding.endColumn - finding.column > 1 ? "s" : "", columnsOf(finding));
+        repeat(to, ' ', number.size());
+        add(to, " | ");
+        repeat(to, ' ', cutLeft.size() + static_cast<std::size_t>(before.width));
+        add(to, colours.marker, "^");
+        repeat(to, '~', static_cast<std::size_t>(std::max(field.width - 1, 0)));
+        add(to, colours.off, " column", finding.endColumn - finding.column > 1 ? "s " : " ", columnsOf(finding), "\n");
     }
 
     void details(const Summary& summary) {
