@@ -129,7 +129,7 @@ private:
 struct Memory {
     TimeZoneMark mark;
     Day days[8 << 9];                          // of eight years
-    Bins<threeDays, 2048, findSteady> steady;  // 17 years
+    Bins<threeDays, 8192, findSteady> steady;  // of 68 years: all times that can be read
     Bins<anHour, 256, findOfInstants> instants;
     Bins<anHour, 256, findOfLocalTimes> localTimes;
 };
