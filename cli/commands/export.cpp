@@ -1,16 +1,13 @@
 // tramo export: the lines of an exchange file as values, for other programs.
+#include "cli/commands/export_files.h"
 #include "cli/io/console.h"
-#include "cli/io/inorder.h"
 #include "cli/io/text.h"
-#include "cli/lines/filewalk.h"
-#include "cli/lines/input.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
 #include "cli/shell/helppage.h"
-#include "cli/tables/forms.h"
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
-#include <tramostream/check.h>
 
 namespace tramo::cli {
 
@@ -25,8 +22,11 @@ Examples:
   tramo export round.txt --to csv -o tables      a folder, one file a kind
   tramo export round.txt -o round.xlsx           the suffix selects the form
   tramo export round.txt --to jsonl -o round.jsonl --findings findings.jsonl
+  tramo export round.txt --to csv --table unread     meters that are not read
+  tramo export round.txt -o meters.geojson           meters on a map
+  tramo export 2024/*.txt -o all.sqlite              many files, one database
 
-Usage: tramo export [OPTION]... FILE [--to WHAT] [-o OUT]
+Usage: tramo export [OPTION]... FILE... [--to WHAT] [-o OUT]
 
 The export holds the values that the library reads. "tramo import" builds a file
 from it that is the same as if the library had read and written the original
@@ -51,12 +51,39 @@ value is left out (an empty cell in a table).
                    that. Without --show-keys, keys are "***" and there is no
                    "text"
 
-The view "meters" has one row for each subscriber line, with the AMR, extended
-AMR, meter change and extended data line of its meter. The view "answers" has
-one row for each enquiry result line, with the subscriber line of its meter.
-Lines belong together by serial number: where meters share one, the first lines
-belong to the first meter, the second ones to the second. If a meter has more
-lines of a kind, "meters" shows the first; the tables hold all.
+With several files, each row begins with its file, "file", as it was named. An
+import reads the rows of one file.
+
+The tables of --table show a round as people see it. Each row has its line and
+the code of its round. Dates, codes and texts are written as in records.
+
+  meters     each meter with its readings and their difference, which counts a
+             roll-over of the wheels; "state" is "read" or "unread"
+  answers    each answer of an enquiry with its question (label, type and list
+             of the page's definition)
+  alarms     each alarm that is set, by its name
+  unread     the meters without a reading, with the status and the method
+  locations  the meters with a latitude and a longitude in degrees
+
+The labelled areas of a round are columns of meters, unread and locations. A
+column has the label as its name. Control characters, quotation marks,
+backslashes, commas, and = + - @ at the beginning become "_"; an area without a
+label is "subscriber area 1". If another column has the name, a number is added:
+"Name 2". Rounds with the same label share the column; a meter whose round does
+not have the area has an empty cell. "outsideOfAreas" has the other text.
+
+A database and a workbook have these tables besides the records. In a database,
+the view "meters" has one row for each subscriber line, with the columns of the
+table (which is called "meter_summary" there), and the AMR, extended AMR, meter
+change and extended data line of its meter. The view "answered_pages" has one
+row for each enquiry result line, with the subscriber line of its meter. In the
+views, lines belong together by serial number: where meters share one, the first
+lines belong to the first meter, the second ones to the second. If a meter has
+more lines of a kind, "meters" shows the first; the tables hold all.
+
+For these tables, all lines of all files are held in memory, about 1.5 times the
+size of the files. An export of records alone holds a few lines: csv and jsonl
+without --table, and every form with "--table records".
 
 After an export, the standard error lists how many lines hold more than their
 values: text after a number ("6O54" is exported as 6), a flag that is neither
@@ -70,6 +97,10 @@ Options:
 
 constexpr const char* restOfHelp = R"(  --only KIND         only the lines of one kind: meter-subscriber, AMR, key,
                       text...
+  --table WHAT        only this table: records, meters, answers, alarms, unread,
+                      locations
+  --fields NAME,...   only these columns, in this order; needs --table or
+                      --only. "file", "line" and "kind" are columns, too
   --lines FROM-TO     only these lines: 3, 3-5, 3-
   --seek              jumps to these lines without counting line endings; every
                       line before them must have the length of the format
@@ -88,7 +119,8 @@ constexpr const char* restOfHelp = R"(  --only KIND         only the lines of on
 Exit codes:
   0  everything was exported as values
   1  some lines are malformed, hold texts that could not be read as values, or
-     hold more than their values
+     hold more than their values; with --table, also lines that belong to no
+     meter
   2  the command line is invalid, or the file cannot be read
   3  the output could not be written
 )";
@@ -139,17 +171,6 @@ std::string optionsOfForms() {
                    listOf(namesWith(takesMark), "and")));
 }
 
-struct Options {
-    std::string file, output = "-", findings;
-    const TableForm* form = nullptr;
-    EncodingChoice encoding{};
-    const Table* only = nullptr;
-    LineRange lines;
-    unsigned threads = 1;
-    Keys keys = Keys::Masked;
-    bool force = false, bom = false;
-};
-
 const Table* chosenTable(const std::string& name) {
     if (name.empty()) return nullptr;
     std::vector<std::string_view> names;
@@ -166,8 +187,63 @@ std::vector<std::string> kinds() {
     return words;
 }
 
+// "records", or a table of rounds.
+void chooseTable(const std::string& name, ExportOptions& options) {
+    const std::optional<RoundTable> only = options.form->holdsOnly;
+    if (name.empty()) {
+        options.roundTable = only;
+        return;
+    }
+    std::vector<std::pair<std::string_view, std::optional<RoundTable>>> choices;
+    if (!only) choices.emplace_back("records", std::nullopt);
+    for (std::size_t i = 0; i < roundTableNames.size(); ++i)
+        if (const auto table = static_cast<RoundTable>(i); !only || table == *only)
+            choices.emplace_back(roundTableNames[i], table);
+    options.roundTable = chosen<std::optional<RoundTable>>("--table", name, choices);
+    options.onlyRecords = !options.roundTable;
+}
+
+// The words of a list with commas. Throws WrongUsage for a word that is missing or comes twice.
+std::vector<std::string> chosenFields(std::string_view list) {
+    std::vector<std::string> names;
+    for (std::size_t at = 0; at <= list.size();) {
+        const std::size_t end = std::min(list.find(',', at), list.size());
+        std::string name(list.substr(at, end - at));
+        if (name.empty()) throw WrongUsage{"--fields: a name is missing; expected names with commas between them"};
+        if (std::ranges::find(names, name) != names.end())
+            throw WrongUsage{fmt::format("--fields: \"{}\" is named twice", printable(std::string_view(name)))};
+        names.push_back(std::move(name));
+        at = end + 1;
+    }
+    return names;
+}
+
+// Throws WrongUsage for a file that is named twice, by whatever path.
+void checkFiles(const std::vector<std::string>& files) {
+    std::vector<std::filesystem::path> places;
+    for (const std::string& file : files) {
+        std::error_code error;
+        std::filesystem::path place =
+            file == "-" ? pathOf(file) : std::filesystem::weakly_canonical(std::filesystem::absolute(pathOf(file)), error);
+        if (error) place = pathOf(file);
+        if (std::ranges::find(places, place) != places.end())
+            throw WrongUsage{fmt::format("the file \"{}\" is named twice", printable(nameOf(file)))};
+        places.push_back(std::move(place));
+    }
+}
+
+// Throws WrongUsage for options that do not go with the chosen tables.
+void checkTables(const ExportOptions& options) {
+    if (options.roundTable && options.only) throw WrongUsage{"--only: not with a table of rounds, which has no kinds"};
+    if (options.roundTable && !options.findings.empty())
+        throw WrongUsage{"--findings: not with a table of rounds; see \"tramo check\""};
+    if (!options.fields.empty() && !options.roundTable && !options.only)
+        throw WrongUsage{"--fields: needs --table or --only KIND, because each kind has its own fields"};
+    if (options.namesFiles() && !options.lines.isWhole()) throw WrongUsage{"--lines: not with several files"};
+}
+
 // Throws WrongUsage for options that do not go with the form.
-void checkOptions(const Options& options, bool namesOutput) {
+void checkOptions(const ExportOptions& options, bool namesOutput) {
     const TableForm& form = *options.form;
     const bool isUnnamed = form.output == TableForm::Output::Named && !namesOutput;
     const bool isStream = form.output == TableForm::Output::RegularFile && options.output == "-";
@@ -181,14 +257,16 @@ void checkOptions(const Options& options, bool namesOutput) {
         throw WrongUsage{"--findings and -o are both the standard output; name a file for one of them"};
 }
 
-Options parse(std::vector<std::string> arguments) {
-    Options options;
-    std::string form, encoding = "auto", only, lines, threads = "0";
+ExportOptions parse(std::vector<std::string> arguments) {
+    ExportOptions options;
+    std::string form, encoding = "auto", only, table, fields, lines, threads = "0";
     bool showsKeys = false, seek = false;
     Arguments given;
     given.option("--to", form);
     given.option("-o,--output", options.output);
     given.option("--only", only);
+    given.option("--table", table);
+    given.option("--fields", fields);
     given.option("--lines", lines);
     given.flag("--seek", seek);
     given.option("--findings", options.findings);
@@ -197,184 +275,27 @@ Options parse(std::vector<std::string> arguments) {
     given.flag("--show-keys", showsKeys);
     given.option("--encoding", encoding);
     given.option("-j,--threads", threads);
-    options.file = given.parseFile(std::move(arguments));
+    options.files = given.parseFiles(std::move(arguments));
     options.form = form.empty() ? formBySuffix(options.output) : chosen("--to", form, exportForms());
     if (!options.form) throw WrongUsage{"--to is missing; expected " + listOf(namesOf(exportForms()), "or")};
     options.encoding = encodingChoice("--encoding", encoding);
     options.only = chosenTable(only);
+    chooseTable(table, options);
+    if (given.has("--fields")) options.fields = chosenFields(fields);
     if (!lines.empty()) options.lines = lineRange("--lines", lines);
     else if (seek) throw WrongUsage{"--seek: needs --lines"};
     options.lines.seek = seek;
     options.threads = threadCount(threads);
     options.keys = showsKeys ? Keys::Shown : Keys::Masked;
+    checkFiles(options.files);
+    checkTables(options);
     checkOptions(options, given.has("--output"));
     return options;
 }
 
-// Rows on their way from the threads that make them to the sink.
-class RowBatch {
-public:
-    void clear() {
-        described.resize(1);
-        described.front().clear();
-        others.clear();
-    }
-
-    void add(TableRow row, const Sink& sink) {
-        if (sink.describe(row, described.back())) return;
-        others.push_back(std::move(row));
-        described.emplace_back();
-    }
-    void add(const PlainRow& row, const Sink& sink) { sink.describe(row, described.back()); }
-
-    void putInto(Sink& sink) {
-        for (std::size_t i = 0; i < described.size(); ++i) {
-            sink.put(described[i]);
-            if (i < others.size()) sink.put(others[i]);
-        }
-    }
-
-private:
-    std::vector<DescribedRows> described{1};  ///< before, between and after the others
-    std::vector<TableRow> others;
-};
-
-// Some lines of the file, and what becomes of them.
-struct Task {
-    KeptPiece piece;
-    std::uint64_t position = 0;  ///< in the file, after the piece
-    RowBatch rows, beside;
-    Checker checker{{.prevailing = LineKind::Record}};  ///< recognizes lines without findings; of plain records only
-    std::uint64_t damaged = 0, unread = 0, ignored = 0;
-};
-
-class Exporter {
-public:
-    explicit Exporter(const Options& chosenOptions)
-        : options(chosenOptions), input(options.file, options.encoding, options.lines),
-          rows(options.form->makeSink(options.output,
-              {.secret = options.keys == Keys::Shown, .keys = options.keys == Keys::Shown, .force = options.force},
-              {.oneKind = options.only != nullptr, .bom = options.bom})) {
-        // Findings show a customer's data: only their owner may read them.
-        if (!options.findings.empty())
-            beside = options.form->makeSink(options.findings, {.secret = true, .force = options.force},
-                {.mayBeFolder = false, .oneKind = true, .bom = options.bom});
-    }
-
-    /// The exit code.
-    int run() {
-        inOrder<Task>(
-            usefulThreads(options.threads, std::span(&options.file, 1)), [this](Task& task) { return take(task); },
-            [this](Task& task) { work(task); }, [this](Task& task) { finish(task); });
-        Progress::wipe();
-        const Source source{nameOf(options.file), input.isUtf16(), input.bytes(), input.linesRead() - options.lines.first + 1};
-        rows->finish(source);
-        if (beside) beside->finish(source);
-        return reportLosses();
-    }
-
-private:
-    bool take(Task& task) {
-        Piece piece;
-        if (!input.nextPiece(piece)) return false;
-        task.piece.keep(piece);
-        task.position = input.bytesRead();
-        return true;
-    }
-
-    void work(Task& task) const {
-        task.rows.clear();
-        task.beside.clear();
-        task.damaged = task.unread = task.ignored = 0;
-        PieceReader reader(task.piece);
-        const bool mayBePlain = input.prevailingKind() == LineKind::Record;
-        PlainRecord record;
-        PlainRow row;
-        Line line;
-        while (true) {
-            if (mayBePlain && reader.nextPlain(record)) add(record, row, reader, task);
-            else if (reader.next(line)) add(line, task);
-            else break;
-        }
-    }
-
-    // The fast path: does the same as for the line of the record.
-    void add(const PlainRecord& record, PlainRow& row, PieceReader& reader, Task& task) const {
-        if (options.only && options.only != &tableOfKind(*record.kind)) return;
-        Line line;
-        if (!row.read(record)) {
-            reader.readAgain(line);
-            return add(line, task);
-        }
-        task.unread += row.unread();
-        task.ignored += row.holdsMore();
-        task.rows.add(row, *rows);
-        if (!showsFindings() || task.checker.countIfClean(*record.kind, record.text)) return;
-        std::vector<Finding> findings;
-        reader.readAgain(line);
-        checkFields(LineKind::Record, line.text, false, findings);
-        addFindings(findings, record.number, task);
-    }
-
-    // The slow path, which defines the result.
-    void add(const Line& line, Task& task) const {
-        std::vector<Finding> findings;
-        const std::optional<LineKind> kind = kindOfLine(line, input.prevailingKind());
-        const bool isReadable = checkShape(line, kind, findings);
-        std::optional<LineModel> model = isReadable ? LineModel::of(*kind, line.text) : std::nullopt;
-        TableRow row = rowOf(line, kind, model ? &*model : nullptr, options.keys);
-        if (options.only && row.table != options.only) return;
-        task.damaged += row.table == &textTable();
-        task.unread += row.unread;
-        task.ignored += row.lacksMembers || (model && holdsMore(*model, line.text));
-        task.rows.add(std::move(row), *rows);
-        if (!showsFindings()) return;
-        if (model) checkFields(*model, line.text, false, findings);
-        else if (isReadable) checkFields(*kind, line.text, false, findings);
-        addFindings(findings, line.number, task);
-    }
-
-    bool showsFindings() const { return beside || hasFindings(*options.form); }
-
-    void addFindings(const std::vector<Finding>& findings, long long number, Task& task) const {
-        for (const Finding& finding : findings) {
-            if (beside) task.beside.add(rowOf(finding, number), *beside);
-            else task.rows.add(rowOf(finding, number), *rows);
-        }
-    }
-
-    void finish(Task& task) {
-        damaged += task.damaged;
-        unread += task.unread;
-        ignored += task.ignored;
-        task.rows.putInto(*rows);
-        if (beside) task.beside.putInto(*beside);
-        progress.show(input.name(), task.position, input.bytes());
-    }
-
-    int reportLosses() const {
-        sayChange(input);
-        auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
-            if (count) complain(fmt::format("{}: {} {} {}", input.name(), counted(count, "line"), count == 1 ? is : are, what));
-        };
-        say(damaged, "is", "are", "malformed and exported as text");
-        say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
-        say(ignored, "holds", "hold", "text that the exported values do not; see \"tramo check\"");
-        const std::string rest = input.unreadRest();
-        if (!rest.empty()) complain(input.name() + ": " + rest);
-        return damaged || unread || ignored || !rest.empty() ? somethingFound : nothingFound;
-    }
-
-    const Options& options;
-    Input input;
-    std::unique_ptr<Sink> rows, beside;
-    Progress progress;
-    std::uint64_t damaged = 0, unread = 0, ignored = 0;
-};
-
 int run(std::vector<std::string> arguments) {
-    const Options options = parse(std::move(arguments));
-    return Exporter(options).run();
+    const ExportOptions options = parse(std::move(arguments));
+    return exportFiles(options);
 }
 
 // Made from the list of forms when the program starts.

@@ -57,6 +57,8 @@ bool Database::lock() {
     return result != SQLITE_BUSY && result != SQLITE_LOCKED;
 }
 
+long long Database::lastRow() const { return sqlite3_last_insert_rowid(database); }
+
 std::uint64_t Database::longestValue() const {
     return static_cast<std::uint64_t>(sqlite3_limit(database, SQLITE_LIMIT_LENGTH, -1));
 }

@@ -31,6 +31,9 @@ public:
 
     sqlite3* handle() const { return database; }
 
+    /// The number of the row that was inserted last.
+    long long lastRow() const;
+
     /// Of texts and blobs, in bytes.
     std::uint64_t longestValue() const;
 

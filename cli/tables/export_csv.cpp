@@ -24,7 +24,7 @@ namespace {
 // Writes the cells of a row, each after its comma.
 class Cells {
 public:
-    explicit Cells(Appender& to) : out(to) {}
+    Cells(Appender& to, bool isAfterLead) : out(to), begun(isAfterLead ? 0 : 1) {}
 
     void text(std::size_t column, std::wstring_view value) {
         begin(column);
@@ -64,17 +64,21 @@ public:
 
 private:
     Appender& out;
-    std::size_t begun = 0;  ///< columns with a comma
+    std::size_t begun;  ///< columns with their comma, which the first column of a line does not need
 };
 
 // Writes the beginning of a row and its cells.
 template <class WriteCells> void appendRow(const Table& table, long long line, Appender& out, WriteCells write) {
-    out.add(line);
-    out.add(',');
-    out.add(std::string_view(table.name));
-    Cells cells(out);
+    if (table.hasLead) {
+        out.add(line);
+        out.add(',');
+        out.add(std::string_view(table.name));
+    }
+    const std::size_t before = out.size();
+    Cells cells(out, table.hasLead);
     write(cells);
     cells.begin(table.columns.size() - 1);
+    if (out.size() == before) out.add(std::string_view("\"\""));  // a line without a cell is not a row
 }
 
 // Both forms of output describe a row as a line.
@@ -99,8 +103,9 @@ public:
     CsvFile(const std::string& path, OutFile::Mode mode, const Table& of, bool bom, const std::string& name = {})
         : file(path, withKeysOf(mode, of), name), table(of) {
         if (bom) file.print("{}", encoding::utf8Mark);
-        file.print("line,kind");
-        for (const Column& column : table.columns) file.print(",{}", column.name);
+        bool isFirst = !table.hasLead;
+        if (table.hasLead) file.print("line,kind");
+        for (const Column& column : table.columns) file.print("{}{}", std::exchange(isFirst, false) ? "" : ",", column.name);
         file.print("\r\n");
     }
 
@@ -125,7 +130,7 @@ public:
 
 private:
     static OutFile::Mode withKeysOf(OutFile::Mode mode, const Table& of) {
-        mode.keys &= &of == &keyTable();
+        mode.keys &= of.holdsKeys;
         return mode;
     }
 
@@ -159,7 +164,7 @@ public:
         rows.forEachRun([&](const Table& table, long long line, std::string_view text) { fileFor(table, line).put(text); });
     }
 
-    void finish(const Source&) override {
+    void finish(std::span<const Source>) override {
         if (file) file->commit();
         else BufferedFile(path, mode).commit();
     }
@@ -195,7 +200,7 @@ public:
         rows.forEachRun([&](const Table& table, long long, std::string_view text) { fileFor(table).put(text); });
     }
 
-    void finish(const Source&) override {
+    void finish(std::span<const Source>) override {
         for (const Table* table : oldTables)
             if (!files.contains(table)) begin(*table);
         for (auto& [table, file] : files) file.commit();
@@ -246,7 +251,7 @@ private:
         std::array<char, 16> bytes{};
         std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
         if (text.starts_with(encoding::utf8Mark)) text.remove_prefix(encoding::utf8Mark.size());
-        return text.starts_with("line,kind,");
+        return text.starts_with("line,kind,") || text.starts_with("file,line,kind,");
     }
 
     OutFolder folder;

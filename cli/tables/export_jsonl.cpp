@@ -1,5 +1,6 @@
 // Rows as JSON lines. RapidJSON's writer refuses unpaired surrogates, which a field can hold.
 #include "cli/io/bufferedfile.h"
+#include "cli/io/text.h"
 #include "cli/tables/appender.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/sink.h"
@@ -53,15 +54,24 @@ private:
 
 class JsonlSink : public Sink {
 public:
-    JsonlSink(const std::string& path, OutFile::Mode mode) : file(path, mode) {
-        for (const Table& table : tables()) addShape(table);
-        addShape(findingTable());
+    JsonlSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) : file(path, mode) {
+        for (const Table* table : options.tables) add(*table);
+    }
+
+    void add(const Table& table) override {
+        Shape shape{PaddedText(fmt::format(R"(,"kind":"{}")", table.name)), {}};
+        for (const Column& column : table.columns) {
+            fmt::memory_buffer name;
+            appendJson(name, utf8::decode(column.name));
+            shape.names.emplace_back(fmt::format(",{}:", fmt::to_string(name)));
+        }
+        shapes.emplace(&table, std::move(shape));
     }
 
     bool describe(const TableRow& row, DescribedRows& to) const override {
         if (row.longText) return false;
+        append(row, to.text);
         Appender out(to.text);
-        begin(row, out);
         out.add(std::string_view("}\n"));
         return true;
     }
@@ -78,12 +88,10 @@ public:
     }
 
     void put(const TableRow& row) override {
-        {
-            Appender out(file.text);
-            begin(row, out);
-        }
+        append(row, file.text);
         if (row.longText) {
-            file.print(R"(,"{}":")", row.table->columns.back().name);
+            const bool isFirst = file.text[file.text.size() - 1] == '{';
+            file.print(R"({}"{}":")", isFirst ? "" : ",", row.table->columns.back().name);
             row.longText->forEachPiece([&](std::wstring_view piece) {
                 appendJsonCharacters(file.text, piece);
                 file.settle();
@@ -94,19 +102,13 @@ public:
         file.settle();
     }
 
-    void finish(const Source&) override { file.commit(); }
+    void finish(std::span<const Source>) override { file.commit(); }
 
 private:
     struct Shape {
         PaddedText kind;                ///< ,"kind":"meter subscriber"
         std::vector<PaddedText> names;  ///< ,"meterSerialNumber":
     };
-
-    void addShape(const Table& table) {
-        Shape shape{PaddedText(fmt::format(R"(,"kind":"{}")", table.name)), {}};
-        for (const Column& column : table.columns) shape.names.emplace_back(fmt::format(R"(,"{}":)", column.name));
-        shapes.emplace(&table, std::move(shape));
-    }
 
     // Returns the names of the row's columns.
     const std::vector<PaddedText>& begin(const Table& table, long long line, Appender& out) const {
@@ -116,7 +118,19 @@ private:
         out.add(shape.kind);
         return shape.names;
     }
-    void begin(const TableRow& row, Appender& out) const { writeCells(row, Members(begin(*row.table, row.line, out), out)); }
+
+    // Appends the object up to its last member that is a cell.
+    void append(const TableRow& row, fmt::memory_buffer& to) const {
+        const std::size_t before = to.size();
+        {
+            Appender out(to);
+            if (row.table->hasLead) begin(*row.table, row.line, out);
+            writeCells(row, Members(shapes.at(row.table).names, out));
+        }
+        if (row.table->hasLead) return;
+        if (to.size() == before) to.push_back('{');
+        else to[before] = '{';  // in the place of the comma before the first member
+    }
 
     BufferedFile file;
     std::unordered_map<const Table*, Shape> shapes;
@@ -124,8 +138,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
-    return std::make_unique<JsonlSink>(path, mode);
+std::unique_ptr<Sink> makeJsonlSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) {
+    return std::make_unique<JsonlSink>(path, mode, options);
 }
 
 }  // namespace tramo::cli

@@ -6,6 +6,8 @@
 #include "cli/tables/database.h"
 #include "cli/tables/rowbytes.h"
 #include "cli/tables/sink.h"
+#include "cli/tables/roundtables.h"
+#include "cli/tables/sqliteviews.h"
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -25,29 +27,27 @@ const char* typeOf(const Column& column) {
     return "TEXT";
 }
 
-// The field with the serial number of the record's meter: of two meters, of the one that the round knows.
-const Column* meterOf(const Table& table) {
-    for (const char* name : {"meterSerialNumber", "oldMeterSerialNumber"})
-        if (const auto found = std::ranges::find(table.columns, name, &Column::name); found != table.columns.end())
-            return &*found;
-    return nullptr;
-}
-
 bool isSerialNumberOfMeter(const Column& column) {
     return column.name.ends_with("MeterSerialNumber") ||
            (column.name.starts_with("meter") && column.name.ends_with("SerialNumber"));
 }
 
-// `lineColumn`: the column of line numbers, empty for none.
-std::string definitionOf(const Table& table, std::string_view lineColumn) {
-    std::string columns(lineColumn);
+const Column* columnOf(const Table& table, std::string_view name) {
+    const auto found = std::ranges::find(table.columns, name, &Column::name);
+    return found == table.columns.end() ? nullptr : &*found;
+}
+
+// A line of a record has one row. It can have several findings, and a table that has the number among its columns any rows.
+std::string definitionOf(const Table& table) {
+    std::string columns;
+    if (table.hasLead) columns = &table == &findingTable() ? "\"line\" INTEGER" : "\"line\" INTEGER PRIMARY KEY";
     for (const Column& column : table.columns)
         columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, typeOf(column));
     return fmt::format("CREATE TABLE \"{}\" ({})", table.identifier, columns);
 }
 
-std::string insertionInto(const Table& table, bool hasLine) {
-    std::string places = hasLine ? "?" : "";
+std::string insertionInto(const Table& table) {
+    std::string places = table.hasLead ? "?" : "";
     for (std::size_t i = 0; i < table.columns.size(); ++i) places += places.empty() ? "?" : ", ?";
     return fmt::format("INSERT INTO \"{}\" VALUES ({})", table.identifier, places);
 }
@@ -57,92 +57,22 @@ std::string indexesOf(const Table& table) {
     for (const Column& column : table.columns)
         if (isSerialNumberOfMeter(column))
             sql += fmt::format("CREATE INDEX \"{0}_{1}\" ON \"{0}\" (\"{1}\");", table.identifier, column.name);
+    // Otherwise, the number of the line is the key of the table.
+    const bool ofFiles = columnOf(table, "file") != nullptr;
+    if (!table.hasLead && columnOf(table, "line"))
+        sql += fmt::format("CREATE INDEX \"{0}_line\" ON \"{0}\" ({1}\"line\");", table.identifier, ofFiles ? "\"file\", " : "");
     return sql;
-}
-
-const Column* pageOf(const Table& table) {
-    const auto found = std::ranges::find(table.columns, "pageNumber", &Column::name);
-    return found == table.columns.end() ? nullptr : &*found;
-}
-
-/// A view with a row for each row of one table, and at most one row of any other beside it.
-class View {
-public:
-    View(const Table& of, const Table& meters) : first(of), meter(meters), joins(quoted(of.identifier)) { add(of, ""); }
-
-    /// Adds a row of the same meter; the names of its columns begin with the name of its table. If one meter has the serial
-    /// number, it is the first such row. If several have it, the first row belongs to the first meter, the second row to the
-    /// second.
-    void join(const Table& table) {
-        joins += fmt::format(" LEFT JOIN {0} ON {0}.\"line\" = coalesce(CASE WHEN {1} < {2} THEN ({3}) ELSE {4} END{5})",
-            quoted(table.identifier), lineOf("min", meter), lineOf("max", meter), counterpartIn(table), lineOf("min", table),
-            // A page that was answered once more than there are meters still is an answer of this meter.
-            &table == &meter ? ", " + lineOf("max", meter) : ", NULL");
-        add(table, table.identifier + "_");
-    }
-
-    std::string definition(std::string_view name) const {
-        return fmt::format("CREATE VIEW {} AS SELECT {} FROM {}", quoted(name), columns, joins);
-    }
-
-private:
-    static std::string quoted(std::string_view name) { return fmt::format("\"{}\"", name); }
-
-    std::string serial() const { return fmt::format("\"{}\".\"{}\"", first.identifier, meterOf(first)->name); }
-
-    // One line of this meter.
-    std::string lineOf(const char* which, const Table& table) const {
-        return fmt::format("(SELECT {}(\"line\") FROM \"{}\" AS same WHERE same.\"{}\" = {})", which, table.identifier,
-            meterOf(table)->name, serial());
-    }
-
-    // Reads both tables as a whole, but only once for all rows, and not at all if no serial number is repeated.
-    std::string counterpartIn(const Table& table) const {
-        return fmt::format("SELECT other.\"line\" FROM ({}) AS own JOIN ({}) AS other ON own.serial = other.serial AND "
-                           "own.nth = other.nth WHERE own.\"line\" = \"{}\".\"line\"",
-            numbered(first), numbered(table), first.identifier);
-    }
-
-    static std::string numbered(const Table& table) {
-        const Column* page = pageOf(table);
-        return fmt::format("SELECT \"line\", \"{0}\" AS serial, row_number() OVER (PARTITION BY \"{0}\"{1} ORDER BY \"line\") "
-                           "AS nth FROM \"{2}\"",
-            meterOf(table)->name, page ? ", " + quoted(page->name) : "", table.identifier);
-    }
-
-    void add(const Table& table, const std::string& prefix) {
-        columns += fmt::format("{0}\"{1}\".\"line\" AS \"{2}line\"", columns.empty() ? "" : ", ", table.identifier, prefix);
-        for (const Column& column : table.columns)
-            columns += fmt::format(", \"{0}\".\"{1}\" AS \"{2}{1}\"", table.identifier, column.name, prefix);
-    }
-
-    const Table& first;
-    const Table& meter;
-    std::string columns, joins;
-};
-
-// One row for each meter, so that sums over the view are sums over the tables.
-std::string viewOfMeters(const Table& meter) {
-    View view(meter, meter);
-    for (const Table& table : tables())
-        if (&table != &meter && meterOf(table) && !pageOf(table)) view.join(table);
-    return view.definition("meters");
-}
-
-// One row for each answered page.
-std::string viewOfAnswers(const Table& meter) {
-    View view(*std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) && pageOf(table); }), meter);
-    view.join(meter);
-    return view.definition("answers");
 }
 
 /// Inserts rows into a table. A value that the next row has, too, is only replaced: removing all of them takes longer.
 class Insertion {
 public:
-    Insertion(Database& database, const Table& table, bool hasLine)
-        : statement(database, insertionInto(table, hasLine)), before(hasLine ? 1 : 0), rowOf(table.columns.size() + 2) {}
+    Insertion(Database& database, const Table& table)
+        : statement(database, insertionInto(table)), before(table.hasLead ? 1 : 0), rowOf(table.columns.size() + 2) {}
 
-    void line(long long number) { bind(1, number); }
+    void line(long long number) {
+        if (before) bind(1, number);
+    }
     void number(std::size_t column, auto value) { bind(placeOf(column), value); }
     void flag(std::size_t column, bool value) { bind(placeOf(column), static_cast<long long>(value)); }
 
@@ -185,13 +115,19 @@ private:
 
 class SqliteSink : public Sink {
 public:
-    SqliteSink(const std::string& path, OutFile::Mode mode)
-        : name(path), file(path, mode), database(begun(), path, Database::Write) {
+    SqliteSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options)
+        : name(path), file(path, mode), database(begun(), path, Database::Write), hasViews(options.views) {
         // The file is not visible before it is complete, so no journal is needed.
         database.run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE; BEGIN");
-        for (const Table& table : tables()) create(table, "\"line\" INTEGER PRIMARY KEY");
-        create(findingTable(), "\"line\" INTEGER");
-        create(fileTable(), "");
+        for (const Table* table : options.tables) add(*table);
+        add(fileTable());
+    }
+
+    void add(const Table& table) override {
+        if (insertions.contains(&table)) return;
+        database.run(definitionOf(table).c_str());
+        insertions.try_emplace(&table, database, table);
+        all.push_back(&table);
     }
 
     bool describe(const TableRow& row, DescribedRows& to) const override { return describeAsBytes(row, to); }
@@ -215,12 +151,15 @@ public:
         else insert(insertion, row);
     }
 
-    void finish(const Source& source) override {
-        insert(insertions.at(&fileTable()), rowOf(source));
-        for (const Table& table : tables()) database.run(indexesOf(table).c_str());
-        const Table& meter = *std::ranges::find_if(tables(), [](const Table& table) { return meterOf(table) != nullptr; });
-        database.run(viewOfMeters(meter).c_str());
-        database.run(viewOfAnswers(meter).c_str());
+    void finish(std::span<const Source> sources) override {
+        for (const Source& source : sources) insert(insertions.at(&fileTable()), rowOf(source));
+        for (const Table* table : all) database.run(indexesOf(*table).c_str());
+        if (hasViews) {
+            const auto summary = std::ranges::find(all, summaryOfMeters, [](const Table* table) { return table->identifier; });
+            database.run(
+                definitionsOfViews({.ofFiles = !all.front()->hasLead, .summary = summary == all.end() ? nullptr : *summary})
+                    .c_str());
+        }
         insertions.clear();
         database.run("COMMIT");
         database.close();
@@ -256,11 +195,6 @@ private:
         return old;
     }
 
-    void create(const Table& table, const char* lineColumn) {
-        database.run(definitionOf(table, lineColumn).c_str());
-        insertions.try_emplace(&table, database, table, *lineColumn != '\0');
-    }
-
     // SQLite takes a text only as a whole, and copies it. A very long text becomes a blob of the same bytes, which is written
     // piece by piece.
     void putLong(Insertion& insertion, const TableRow& row) {
@@ -281,7 +215,7 @@ private:
         }
         insertion.zeros(last, size);
         insert(insertion, row);
-        BlobWriter blob(database, row.table->identifier, row.table->columns.back().name, row.line);
+        BlobWriter blob(database, row.table->identifier, row.table->columns.back().name, database.lastRow());
         row.longText->forEachPiece([&](std::wstring_view piece) { blob.write(escaped(piece, false)); });
     }
 
@@ -306,13 +240,15 @@ private:
     std::string name;
     OutFile file;
     Database database;
+    bool hasViews;
+    std::vector<const Table*> all;
     std::map<const Table*, Insertion> insertions;
 };
 
 }  // namespace
 
-std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
-    return std::make_unique<SqliteSink>(path, mode);
+std::unique_ptr<Sink> makeSqliteSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) {
+    return std::make_unique<SqliteSink>(path, mode, options);
 }
 
 }  // namespace tramo::cli

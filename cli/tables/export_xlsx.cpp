@@ -235,10 +235,12 @@ private:
 
     // Describes a field when its name is selected.
     void addNotes() {
-        if (!table.blank) return;
+        const auto fields = std::ranges::count_if(table.columns, [](const Column& column) { return column.field != nullptr; });
+        if (fields == 0) return;
         const std::size_t first = columns.size() - table.columns.size();
-        add("<dataValidations count=\"", std::to_string(table.columns.size()), "\">");
+        add("<dataValidations count=\"", std::to_string(fields), "\">");
         for (std::size_t i = 0; i < table.columns.size(); ++i) {
+            if (!table.columns[i].field) continue;
             const Field& field = *table.columns[i].field;
             add("<dataValidation allowBlank=\"1\" showInputMessage=\"1\" sqref=\"", columns[first + i].letters, "1\" prompt=\"");
             appendXml(text, fmt::format("columns {}: {}", columnsOf(field), typeOf(field)));
@@ -391,10 +393,11 @@ private:
 
 class XlsxSink : public Sink {
 public:
-    XlsxSink(const std::string& path, OutFile::Mode mode) : archive(path, mode) {
-        for (const Table& table : tables()) places.emplace(&table, &all.emplace_back(table, true));
-        places.emplace(&findingTable(), &all.emplace_back(findingTable(), true));
+    XlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) : archive(path, mode) {
+        for (const Table* table : options.tables) add(*table);
     }
+
+    void add(const Table& table) override { places.emplace(&table, &all.emplace_back(table, table.hasLead)); }
 
     bool describe(const TableRow& row, DescribedRows& to) const override { return describeAsBytes(row, to); }
     void describe(const PlainRow& row, DescribedRows& to) const override { describeAsBytes(row, to); }
@@ -408,8 +411,9 @@ public:
 
     void put(const TableRow& row) override { places.at(row.table)->put(row); }
 
-    void finish(const Source& source) override {
-        all.emplace_back(fileTable(), false).put(rowOf(source));
+    void finish(std::span<const Source> sources) override {
+        Sheets& files = all.emplace_back(fileTable(), false);
+        for (const Source& source : sources) files.put(rowOf(source));
         std::vector<const Sheet*> sheets;
         for (Sheets& some : all) {
             some.end();
@@ -472,8 +476,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions&) {
-    return std::make_unique<XlsxSink>(path, mode);
+std::unique_ptr<Sink> makeXlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) {
+    return std::make_unique<XlsxSink>(path, mode, options);
 }
 
 }  // namespace tramo::cli

@@ -3,8 +3,10 @@
 // A form is one entry of the list in forms.cpp, and a source for each direction: export_NAME.cpp makes its sink,
 // import_NAME.cpp its source of rows. Help, completion, messages and the choice by a file's suffix follow from the list.
 #pragma once
+#include "cli/tables/roundtables.h"
 #include "cli/tables/rowsource.h"
 #include "cli/tables/sink.h"
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,10 +26,13 @@ struct TableForm {
     std::string_view document;               ///< what a file of this form is called: "database"
     std::string_view findings{};             ///< what its place for findings is called: "table"; empty: it has none
     Output output = Output::Any;
-    bool takesMark = false;               ///< an export can begin with a byte order mark
-    bool readsFolder = false;             ///< an import also reads a folder of such files
-    MakeSink* makeSink;                   ///< writes it
-    MakeRowSource* makeSource = nullptr;  ///< reads it; nullptr: it cannot be imported
+    bool takesMark = false;                 ///< an export can begin with a byte order mark
+    bool showsKind = false;                 ///< each row of a record shows the kind
+    bool holdsAll = false;                  ///< an export holds all tables, of records and of rounds
+    std::optional<RoundTable> holdsOnly{};  ///< an export holds this table only
+    bool readsFolder = false;               ///< an import also reads a folder of such files
+    MakeSink* makeSink;                     ///< writes it
+    MakeRowSource* makeSource = nullptr;    ///< reads it; nullptr: it cannot be imported
 };
 
 /// In the order in which help pages and messages name them.

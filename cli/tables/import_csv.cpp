@@ -115,10 +115,12 @@ private:
 
 class CsvSource : public RowSource {
 public:
-    explicit CsvSource(const std::string& path, const std::string& called) : reader(path, called) {
+    CsvSource(const std::string& path, const std::string& called, std::shared_ptr<FileOfRows> fileOfRows)
+        : reader(path, called), onlyFile(std::move(fileOfRows)) {
         if (!reader.next(header)) return;
         kindColumn = columnNamed("kind");
         lineColumn = columnNamed("line");
+        fileColumn = static_cast<std::size_t>(std::ranges::find(header, cli::fileColumn) - header.begin());
         for (auto name = header.begin(); name != header.end(); ++name)
             if (std::find(header.begin(), name, *name) != name)
                 reader.refuse(isField(*name) ? fmt::format("duplicate column \"{}\"", *name)
@@ -134,12 +136,14 @@ public:
         } while (cells[kindColumn] == findingTable().name);
         const Table* table = tableNamed(cells[kindColumn]);
         if (!table) reader.refuse(named("kind: unknown kind", cells[kindColumn]));
+        if (fileColumn < cells.size())
+            if (std::string reason = onlyFile->whyUnfit(cells[fileColumn]); !reason.empty()) reader.refuse(std::move(reason));
         if (table != known) learn(*table);
         row = {table};
         row.line = lineNumber();
         row.cells.resize(table->columns.size());
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            if (i == kindColumn || i == lineColumn || cells[i].empty()) continue;
+            if (isLead(i) || cells[i].empty()) continue;
             if (i == reader.longColumn()) {
                 row.longText = longTextAt(i, *table);
                 continue;
@@ -156,9 +160,13 @@ public:
 private:
     std::size_t columnNamed(std::string_view name) const {
         const auto found = std::ranges::find(header, name);
-        if (found == header.end()) reader.refuse(fmt::format("there is no column \"{}\"; the file is not an export", name));
+        if (found == header.end())
+            reader.refuse(fmt::format("there is no column \"{}\"; the file is not an export of records", name));
         return static_cast<std::size_t>(found - header.begin());
     }
+
+    // Whether a column is not one of the fields.
+    bool isLead(std::size_t i) const { return i == kindColumn || i == lineColumn || i == fileColumn; }
 
     static bool isField(std::string_view name) {
         return std::ranges::any_of(tables(),
@@ -170,7 +178,7 @@ private:
         known = &table;
         places.assign(header.size(), 0);
         for (std::size_t i = 0; i < header.size(); ++i) {
-            if (i == kindColumn || i == lineColumn) continue;
+            if (isLead(i)) continue;
             const auto column = std::ranges::find(table.columns, header[i], &Column::name);
             if (column == table.columns.end())
                 reader.refuse(
@@ -200,7 +208,8 @@ private:
 
     CsvReader reader;
     std::vector<std::string> header, cells;
-    std::size_t kindColumn = 0, lineColumn = 0;
+    std::size_t kindColumn = 0, lineColumn = 0, fileColumn = 0;
+    std::shared_ptr<FileOfRows> onlyFile;
     const Table* known = nullptr;
     std::vector<std::size_t> places;
 };
@@ -215,7 +224,8 @@ public:
         for (const std::string& file : files) {
             Open& open = tables.emplace_back(Open{file, nullptr, {}});
             const std::string place = (pathOf(path) / pathOf(file)).string();
-            namingFile(open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place))); });
+            namingFile(
+                open, [&] { open.source = std::make_unique<CsvSource>(place, printable(std::string_view(place)), onlyFile); });
             advance(open);
         }
     }
@@ -262,6 +272,7 @@ private:
         } catch (const Unreadable& failure) { throw Unreadable{printable(std::string_view(open.name)) + ": " + failure.reason}; }
     }
 
+    const std::shared_ptr<FileOfRows> onlyFile = std::make_shared<FileOfRows>();
     std::vector<Open> tables;
     Open* last = nullptr;
 };
@@ -273,7 +284,7 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
     const bool isFolder = path != "-" && fs::is_directory(pathOf(path), error);
     if (error) throw Unreadable{error.message()};
     if (isFolder) return std::make_unique<CsvFolder>(path);
-    return std::make_unique<CsvSource>(path, printable(nameOf(path)));
+    return std::make_unique<CsvSource>(path, printable(nameOf(path)), std::make_shared<FileOfRows>());
 }
 
 }  // namespace tramo::cli

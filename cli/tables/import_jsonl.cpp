@@ -191,7 +191,7 @@ private:
 
     bool fill(TableRow& row, FlatObject&& object) {
         const auto kind = std::ranges::find(object.members, "kind", &FlatObject::Member::name);
-        if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing"};
+        if (kind == object.members.end()) throw BadRow{line(), "\"kind\" is missing; the row is not one of records"};
         const auto* name = std::get_if<std::wstring>(&kind->value);
         if (!name) refuse(kind->valuePlace, "kind: expected a text");
         const std::string table = utf8::encode(*name);
@@ -201,11 +201,12 @@ private:
         row.cells.resize(row.table->columns.size());
         places.assign(row.table->columns.size(), std::nullopt);
         const std::vector<Column>& columns = row.table->columns;
-        bool hasKind = false, hasLine = false;
+        bool hasKind = false, hasLine = false, hasFile = false;
         std::size_t next = 0;  // the column that is expected next
         for (FlatObject::Member& member : object.members) {
-            const bool isKind = member.name == "kind", isLine = member.name == "line";
-            if (!isKind && !isLine && (next == columns.size() || columns[next].name != member.name)) {
+            const bool isKind = member.name == "kind", isLine = member.name == "line", isFile = member.name == fileColumn;
+            const bool isLead = isKind || isLine || isFile;
+            if (!isLead && (next == columns.size() || columns[next].name != member.name)) {
                 // An export writes them in their order and leaves some out.
                 auto column = std::find_if(columns.begin() + static_cast<std::ptrdiff_t>(next), columns.end(),
                     [&](const Column& one) { return one.name == member.name; });
@@ -217,9 +218,11 @@ private:
             bool isDuplicate = false;
             if (isKind) isDuplicate = std::exchange(hasKind, true);
             else if (isLine) isDuplicate = std::exchange(hasLine, true);
+            else if (isFile) isDuplicate = std::exchange(hasFile, true);
             else isDuplicate = places[next].has_value();
             if (isDuplicate) refuse(member.namePlace, fmt::format("duplicate field \"{}\"", member.name));  // a known one
-            if (isKind || isLine) continue;
+            if (isFile) checkFile(member);
+            if (isLead) continue;
             places[next] = member.valuePlace;
             if (member.longText) {
                 if (!isPlaceOfLine(*row.table, next)) refuse(member.valuePlace, tooLongFor(columns[next].name));
@@ -230,7 +233,15 @@ private:
         return true;
     }
 
+    void checkFile(const FlatObject::Member& member) {
+        const auto* name = std::get_if<std::wstring>(&member.value);
+        if (!name) refuse(member.valuePlace, "file: expected a text");
+        if (std::string reason = onlyFile.whyUnfit(utf8::encode(*name)); !reason.empty())
+            refuse(member.valuePlace, std::move(reason));
+    }
+
     ByteReader bytes;
+    FileOfRows onlyFile;
     GrowingText text;
     long long number = 0;
     std::vector<std::optional<std::size_t>> places;  ///< of the values in the text, by their columns

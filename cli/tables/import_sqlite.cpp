@@ -35,7 +35,7 @@ public:
             const auto table = std::ranges::find(tables(), name, &Table::identifier);
             if (table != tables().end()) open(*table);
         }
-        if (readers.empty()) throw Unreadable{"has no table of lines; the database is not an export"};
+        if (readers.empty()) throw Unreadable{"has no table of records; the database is not an export of records"};
     }
 
     bool next(TableRow& row) override {
@@ -65,6 +65,7 @@ private:
         const Table* table;
         Statement statement;
         std::vector<std::size_t> places;  ///< where the result's columns belong, the number of the line left out
+        int fileColumn = 0;               ///< 0: there is none
         bool hasRow = false;
         long long line = 0;
     };
@@ -140,7 +141,8 @@ private:
         for (int i = 1; i < sqlite3_column_count(reader.statement.handle()); ++i) {
             const std::string name = nameAt(reader.statement.handle(), i);
             const auto column = std::ranges::find(table.columns, name, &Column::name);
-            if (column == table.columns.end() && name != "line")
+            if (name == fileColumn) reader.fileColumn = i;
+            if (column == table.columns.end() && name != "line" && name != fileColumn)
                 throw Unreadable{
                     fmt::format("{}: {}", table.identifier, named("unknown field", name, fmt::format("in column {}", i)))};
             reader.places.push_back(static_cast<std::size_t>(column - table.columns.begin()));
@@ -155,7 +157,10 @@ private:
         if (reader.hasRow) reader.line = sqlite3_column_int64(reader.statement.handle(), 0);
     }
 
-    void fill(TableRow& row) const {
+    void fill(TableRow& row) {
+        if (last->fileColumn > 0)
+            if (std::string reason = onlyFile.whyUnfit(textAt(last->statement.handle(), last->fileColumn)); !reason.empty())
+                throw BadRow{place(0), std::move(reason)};
         row = {last->table, last->line, std::vector<Cell>(last->table->columns.size())};
         for (std::size_t i = 0; i < last->places.size(); ++i)
             if (last->places[i] < row.cells.size()) fill(row, last->places[i], static_cast<int>(i) + 1);
@@ -207,6 +212,7 @@ private:
     std::deque<NotedInput> companions;
     std::uint64_t taken = 0, all = 0;  ///< rows
     Database database;
+    FileOfRows onlyFile;
     std::deque<Reader> readers;
     Reader* last = nullptr;
 };

@@ -36,6 +36,7 @@ struct Table {
     std::vector<Column> columns;
     LineModel const* blank;  ///< a blank line of the kind; nullptr: the rows have no model
     bool holdsKeys = false;  ///< so that nothing of its rows may stay in memory
+    bool hasLead = true;     ///< rows begin with the number of the line and, in some forms, with the kind
 };
 
 /// The kinds of fixed columns, key lines, and texts. Live as long as the program.

@@ -6,6 +6,12 @@
 
 namespace tramo::cli {
 
+std::string FileOfRows::whyUnfit(std::string_view name) {
+    if (!first) first = name;
+    if (*first == name) return {};
+    return "file: the row is of another file than the first one; an import makes one file: export it alone";
+}
+
 ByteReader::ByteReader(const std::string& path) : noted(path), name(printable(nameOf(path))), file(path), block(1 << 16, '\0') {}
 
 bool ByteReader::fill() {

@@ -7,7 +7,9 @@
 #include "cli/tables/rows.h"
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace tramo::cli {
 
@@ -27,6 +29,18 @@ public:
     /// The place of the last row, or of its value in this column of its table, for people and editors: "rows.jsonl:3:17",
     /// "tables/tag.csv:3", "round.db: tag, line 3".
     virtual std::string place(std::size_t column) const = 0;
+};
+
+/// The column with the file of a row, in an export of several files. An import makes one file of the rows of one.
+inline constexpr const char* fileColumn = "file";
+
+class FileOfRows {
+public:
+    /// Why the row of a file cannot be imported; empty: it is of the same file as the first one.
+    std::string whyUnfit(std::string_view name);
+
+private:
+    std::optional<std::string> first;
 };
 
 using MakeRowSource = std::unique_ptr<RowSource>(const std::string& path);

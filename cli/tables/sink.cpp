@@ -22,4 +22,11 @@ TableRow rowOf(const Source& source) {
     return row;
 }
 
+std::vector<const Table*> exportedTables() {
+    std::vector<const Table*> all;
+    for (const Table& table : tables()) all.push_back(&table);
+    all.push_back(&findingTable());
+    return all;
+}
+
 }  // namespace tramo::cli

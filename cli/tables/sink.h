@@ -5,8 +5,10 @@
 #include "cli/tables/plainrow.h"
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tramo::cli {
 
@@ -27,7 +29,10 @@ class Sink {
 public:
     virtual ~Sink() = default;
 
-    /// Writes a row of `tables()`, or a finding if the form has a place for them.
+    /// Prepares for the rows of a table besides SinkOptions::tables. It must outlive the sink.
+    virtual void add(const Table&) {}
+
+    /// Writes a row of one of the tables.
     virtual void put(const TableRow& row) = 0;
 
     /// Does the same in two steps: `describe` appends a row to others, on any thread, and `put` writes them in the order of the
@@ -38,14 +43,19 @@ public:
     /// Describes the row of a plain record, with the same result as for the row that rowOf() makes of it.
     virtual void describe(const PlainRow& row, DescribedRows& to) const = 0;
 
-    virtual void finish(const Source& source) = 0;
+    virtual void finish(std::span<const Source> sources) = 0;
 };
+
+/// The tables of records, and that of findings.
+std::vector<const Table*> exportedTables();
 
 /// What an export chooses besides the file.
 struct SinkOptions {
     bool mayBeFolder = true;  ///< csv: a path without the suffix .csv is a folder, where each table has its own file
     bool oneKind = false;     ///< there are rows of one table only
     bool bom = false;         ///< files begin with a byte order mark
+    bool views = false;       ///< sqlite: the views, for which all tables of records must be there
+    std::vector<const Table*> tables = exportedTables();  ///< in their order; must outlive the sink
 };
 
 using MakeSink = std::unique_ptr<Sink>(const std::string& path, OutFile::Mode mode, const SinkOptions& options);
@@ -57,11 +67,13 @@ MakeSink makeJsonlSink;
 /// a second table, and for a folder that holds tables already, or files that no export has made.
 MakeSink makeCsvSink;
 
-/// A SQLite database: a table for each kind, also of the findings and of the file, and the views "meters" and "answers". Not
-/// for the standard output.
+/// A SQLite database: its tables, that of the files, and the views "meters" and "answered_pages". Not for the standard output.
 MakeSink makeSqliteSink;
 
-/// A workbook (Office Open XML): a sheet for each kind, also of the findings and of the file.
+/// A workbook (Office Open XML): a sheet for each table that has rows, and one for the files.
 MakeSink makeXlsxSink;
+
+/// GeoJSON: a point for each row of a table whose last two columns are the longitude and the latitude.
+MakeSink makeGeoJsonSink;
 
 }  // namespace tramo::cli

@@ -318,7 +318,7 @@ class Sqlite(ExportTest):
     def test_views_find_one_meter_with_an_index(self):
         content = lines(*[line for i in range(3000) for line in (put(METER, 352, b"M-%-10d" % i), put(AMR, 26, b"M-%-10d" % i))])
         database = self.database(content)
-        for view in ("meters", "answers"):
+        for view in ("meters", "answered_pages"):
             steps = []
             database.set_progress_handler(lambda: steps.append(1), 1000)
             rows = database.execute(f"SELECT * FROM {view} WHERE meterSerialNumber = 'M-1500'").fetchall()
@@ -329,7 +329,7 @@ class Sqlite(ExportTest):
         for name in ("round-returned.txt", "round-exported.txt"):
             database = self.database(sample(name))
             views = {"meter_subscriber": ("meters", ""), "AMR": ("meters", "AMR_"), "extended_AMR": ("meters", "extended_AMR_"),
-                     "meter_change": ("meters", "meter_change_"), "extended_data": ("meters", "extended_data_"), "enquiry_result": ("answers", "")}
+                     "meter_change": ("meters", "meter_change_"), "extended_data": ("meters", "extended_data_"), "enquiry_result": ("answered_pages", "")}
             for table, (view, prefix) in views.items():
                 names = [row["name"] for row in database.execute(f"PRAGMA table_info({table})")]
                 self.assertGreater(len(names), 5)
@@ -356,7 +356,7 @@ class Sqlite(ExportTest):
         # The n-th line of a serial number belongs to the n-th meter that has it.
         self.assertEqual([tuple(row) for row in database.execute("SELECT line, AMR_line, extended_data_line, meter_change_line, extended_AMR_line FROM meters ORDER BY line")],
                          [(2, 3, 13, 16, 17), (4, 5, 14, None, None), (6, 7, None, None, None), (8, None, None, None, None), (9, None, None, None, None)])
-        self.assertEqual([tuple(row) for row in database.execute("SELECT line, pageNumber, meter_subscriber_line FROM answers ORDER BY line")],
+        self.assertEqual([tuple(row) for row in database.execute("SELECT line, pageNumber, meter_subscriber_line FROM answered_pages ORDER BY line")],
                          [(18, "A", 2), (19, "B", 2), (20, "A", 6), (21, "B", None), (22, "A", None)])
 
     def test_views_have_every_field(self):
@@ -374,7 +374,7 @@ class Sqlite(ExportTest):
         radio = table("AMR", 3)
         self.assertEqual({name: rows[0]["AMR_" + name] for name in radio}, radio)
         self.assertEqual({rows[1][name] for name in rows[1] if name.startswith("AMR_")}, {None})
-        row, answers, own = dict(database.execute("SELECT * FROM answers").fetchone()), table("enquiry_result", 5), table("meter_subscriber", 4)
+        row, answers, own = dict(database.execute("SELECT * FROM answered_pages").fetchone()), table("enquiry_result", 5), table("meter_subscriber", 4)
         self.assertEqual({name: row[name] for name in answers}, answers)
         self.assertEqual({name: row["meter_subscriber_" + name] for name in own}, own)
         self.assertEqual(len(row), len(answers) + len(own))
@@ -516,8 +516,8 @@ class Program(ExportTest):
 
     def test_usage(self):
         for arguments, message in (
-                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "g"), 'unexpected argument "g"; expected one FILE'),
-                (("f",), "--to is missing; expected jsonl, csv, sqlite or xlsx"), (("f", "--to", "xml"), '--to: invalid value "xml"; expected jsonl, csv, sqlite or xlsx'),
+                ((), 'a FILE is missing ("-" is the standard input)'), (("f", "./f", "--to", "csv"), 'the file "./f" is named twice'),
+                (("f",), "--to is missing; expected jsonl, csv, sqlite, xlsx or geojson"), (("f", "--to", "xml"), '--to: invalid value "xml"; expected jsonl, csv, sqlite, xlsx or geojson'),
                 (("f", "--to", "csv", "--findings", "-"), "--findings and -o are both the standard output; name a file for one of them")):
             result = self.run_tool("export", *arguments)
             self.assertEqual((result.code, result.out, result.err),

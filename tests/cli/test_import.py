@@ -96,7 +96,7 @@ class Jsonl(ImportTest):
                 ('{"kind":"tag","kind":"text"}', '15: duplicate field "kind"'), ('{"kind":"tag","line":1,"line":2}', '24: duplicate field "line"')):
             with self.subTest(text=text):
                 self.assert_refused(b'{"kind":"tag"}\n' + (text if isinstance(text, bytes) else text.encode()) + b"\n", f"2:{why}")
-        self.assert_refused("{}", '1: "kind" is missing')
+        self.assert_refused("{}", '1: "kind" is missing; the row is not one of records')
         self.assert_refused(b"[" * 2000000, "1:1: expected '{'")
         self.assert_refused(b" " * 2000000, "1:1: 1048576 spaces; the file is not an export")
 
@@ -258,7 +258,7 @@ class Csv(ImportTest):
     def test_refused(self):
         head = "line,kind,code,label\n"
         for text, why in (
-                ("a,b\n1,2\n", '1: there is no column "kind"; the file is not an export'),
+                ("a,b\n1,2\n", '1: there is no column "kind"; the file is not an export of records'),
                 ("line,kind,code,code\n1,tag,07,08\n", '1: duplicate column "code"'), ("line,kind,code,kind\n1,tag,07,tag\n", '1: duplicate column "kind"'),
                 ("line,kind,code,line\n", '1: duplicate column "line"'),
                 (head + "1,tag,07\n", "2: 3 cells in this row, 4 names in the first line"),
@@ -316,7 +316,7 @@ class Sqlite(ImportTest):
 
     def test_refused(self):
         for statements, why in (
-                (("CREATE TABLE notes (line, a)",), "has no table of lines; the database is not an export"),
+                (("CREATE TABLE notes (line, a)",), "has no table of records; the database is not an export of records"),
                 (("CREATE TABLE tag (line, lable)",), 'tag: unknown field "lable"'),
                 (("CREATE TABLE tag (a)",), "as a SQLite database: no such column: line"),
                 (("CREATE TABLE tag (line, label)", "INSERT INTO tag VALUES (4, 'a\\b')"),

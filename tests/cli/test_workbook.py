@@ -76,8 +76,8 @@ class Workbook:
 
 
 class WorkbookTest(TripTest):
-    def workbook(self, content, *options, code=(0, 1), **run):
-        result = self.run_tool("export", self.write("f", content), "--to", "xlsx", "-o", self.path("w.xlsx"), *options, **run)
+    def workbook(self, content, *options, table="records", code=(0, 1), **run):
+        result = self.run_tool("export", self.write("f", content), "--to", "xlsx", "-o", self.path("w.xlsx"), "--table", table, *options, **run)
         self.assertIn(result.code, code, result.err)
         return Workbook(self.path("w.xlsx"))
 
