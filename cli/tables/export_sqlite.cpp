@@ -4,9 +4,9 @@
 #include "cli/io/text.h"
 #include "cli/tables/celltext.h"
 #include "cli/tables/database.h"
+#include "cli/tables/roundtables.h"
 #include "cli/tables/rowbytes.h"
 #include "cli/tables/sink.h"
-#include "cli/tables/roundtables.h"
 #include "cli/tables/sqliteviews.h"
 #include <algorithm>
 #include <map>
@@ -54,11 +54,12 @@ std::string insertionInto(const Table& table) {
 
 std::string indexesOf(const Table& table) {
     std::string sql;
+    const bool ofFiles = columnOf(table, "file") != nullptr;
     for (const Column& column : table.columns)
         if (isSerialNumberOfMeter(column))
-            sql += fmt::format("CREATE INDEX \"{0}_{1}\" ON \"{0}\" (\"{1}\");", table.identifier, column.name);
+            sql += fmt::format("CREATE INDEX \"{0}_{1}\" ON \"{0}\" (\"{1}\"{2});", table.identifier, column.name,
+                ofFiles && columnOf(table, "line") ? ", \"file\", \"line\"" : "");
     // Otherwise, the number of the line is the key of the table.
-    const bool ofFiles = columnOf(table, "file") != nullptr;
     if (!table.hasLead && columnOf(table, "line"))
         sql += fmt::format("CREATE INDEX \"{0}_line\" ON \"{0}\" ({1}\"line\");", table.identifier, ofFiles ? "\"file\", " : "");
     return sql;

@@ -395,6 +395,7 @@ class XlsxSink : public Sink {
 public:
     XlsxSink(const std::string& path, OutFile::Mode mode, const SinkOptions& options) : archive(path, mode) {
         for (const Table* table : options.tables) add(*table);
+        records = all.size();
     }
 
     void add(const Table& table) override { places.emplace(&table, &all.emplace_back(table, table.hasLead)); }
@@ -415,10 +416,16 @@ public:
         Sheets& files = all.emplace_back(fileTable(), false);
         for (const Source& source : sources) files.put(rowOf(source));
         std::vector<const Sheet*> sheets;
-        for (Sheets& some : all) {
-            some.end();
-            for (const Sheet& sheet : some.sheets) sheets.push_back(&sheet);
-        }
+        const auto list = [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = first; i < last; ++i) {
+                all[i].end();
+                for (const Sheet& sheet : all[i].sheets) sheets.push_back(&sheet);
+            }
+        };
+        const std::size_t last = all.size() - 1;
+        list(records, last);  // whole meters are what people want to see first
+        list(0, records);
+        list(last, all.size());
         write(sheets);
         archive.commit();
     }
@@ -471,6 +478,7 @@ private:
 
     ZipWriter archive;
     std::deque<Sheets> all;
+    std::size_t records = 0;  ///< the number of tables that were there from the beginning
     std::map<const Table*, Sheets*> places;
 };
 
