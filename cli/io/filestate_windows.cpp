@@ -1,9 +1,9 @@
 #include "cli/io/filestate.h"
+#include "cli/io/handle_windows.h"
 #include "cli/io/platform.h"
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <io.h>
 #include <memory>
 #include <system_error>
 #include <windows.h>
@@ -11,8 +11,6 @@
 namespace tramo::cli {
 
 namespace {
-
-HANDLE handleOf(std::FILE* file) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))); }
 
 // FILETIME counts 100 nanoseconds.
 std::int64_t nanoseconds(const FILETIME& time) {

@@ -1,9 +1,9 @@
+#include "cli/io/handle_windows.h"
 #include "cli/io/place.h"
 #include "cli/io/platform.h"
 #include <cerrno>
 #include <cwctype>
 #include <filesystem>
-#include <io.h>
 #include <system_error>
 #include <utility>
 #include <windows.h>
@@ -57,7 +57,7 @@ std::optional<FileFacts> factsOf(const std::string& path) {
     return facts;
 }
 
-std::optional<FileFacts> factsOf(std::FILE* stream) { return factsOf(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)))); }
+std::optional<FileFacts> factsOf(std::FILE* stream) { return factsOf(handleOf(stream)); }
 
 Place::Place(const std::string& givenPath, std::string calledName) : name(std::move(calledName)), path(givenPath) {
     if (path == "-") {

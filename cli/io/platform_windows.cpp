@@ -1,3 +1,4 @@
+#include "cli/io/handle_windows.h"
 #include "cli/io/platform.h"
 #include <algorithm>
 #include <array>
@@ -15,8 +16,6 @@
 namespace tramo::cli {
 
 namespace {
-
-HANDLE handleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
 
 // Converts the last error of the system to errno.
 int lastError() {

@@ -215,9 +215,9 @@ private:
 };
 
 /// Returns the rows of all tables by their line numbers.
-class CsvFolder : public RowSource {
+class CsvFolderReader : public RowSource {
 public:
-    explicit CsvFolder(const std::string& path) {
+    explicit CsvFolderReader(const std::string& path) {
         std::vector<std::string> files = tablesIn(path);
         if (files.empty()) throw Unreadable{"is a folder without tables (*.csv)"};
         std::ranges::sort(files);
@@ -283,7 +283,7 @@ std::unique_ptr<RowSource> makeCsvSource(const std::string& path) {
     std::error_code error;
     const bool isFolder = path != "-" && fs::is_directory(pathOf(path), error);
     if (error) throw Unreadable{error.message()};
-    if (isFolder) return std::make_unique<CsvFolder>(path);
+    if (isFolder) return std::make_unique<CsvFolderReader>(path);
     return std::make_unique<CsvSource>(path, printable(nameOf(path)), std::make_shared<FileOfRows>());
 }
 

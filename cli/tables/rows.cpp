@@ -204,7 +204,7 @@ std::optional<FieldValue> valueOf(const Field& field, const Cell& cell) {
 std::string shownCell(const Cell& cell) {
     constexpr std::size_t most = 60;
     if (const auto* text = std::get_if<std::wstring>(&cell))
-        return text->size() <= most ? quoted(*text) : quoted(text->substr(0, most)) + "...";
+        return text->size() <= most ? tramo::quoted(*text) : tramo::quoted(text->substr(0, most)) + "...";
     if (const auto* integer = std::get_if<long long>(&cell)) return fmt::format("{}", *integer);
     if (const auto* real = std::get_if<double>(&cell)) return fmt::format("{}", *real);
     if (const auto* flag = std::get_if<bool>(&cell)) return *flag ? "true" : "false";
@@ -274,11 +274,11 @@ std::string whyLost(
     if (text.empty() && field.written != "always")
         return fmt::format("is not written: the format writes this field only when {}", field.written);
     if (!field.readInto.empty()) return fmt::format("is written, but the format reads it as {}", field.readInto);
-    if (std::ranges::any_of(parse, isOfField)) return fmt::format("is written as {}, which cannot be read", quoted(text));
+    if (std::ranges::any_of(parse, isOfField)) return fmt::format("is written as {}, which cannot be read", tramo::quoted(text));
     const Cell back = cellOf(field, read.get(field));
     const bool isText = std::holds_alternative<std::wstring>(cell) && std::holds_alternative<std::wstring>(back);
     return isText ? fmt::format("is read back as {}", shownCell(back))
-                  : fmt::format("is written as {}, which is read as {}", quoted(text), shownCell(back));
+                  : fmt::format("is written as {}, which is read as {}", tramo::quoted(text), shownCell(back));
 }
 
 // The line is read again, and every value that was given must be there.
