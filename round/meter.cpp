@@ -4,6 +4,7 @@
 #include "round/fieldsof.h"
 #include "tramostream/round.h"
 #include <algorithm>
+#include <bitset>
 #include <cmath>
 
 namespace tramo {
@@ -43,17 +44,16 @@ std::optional<AreaText> textOf(const LineView& line, const Area* area, int colum
 
 // Appends what is in a free text and in none of its areas.
 void addRest(const LineView& line, Area::Of of, std::span<const Area> areas, std::vector<AreaText>& texts) {
+    constexpr std::size_t columns = 512 + 1;
     const Field& field = freeTextOf(of);
-    const auto isTaken = [&](int column) {
-        return std::ranges::any_of(areas, [&](const Area& area) {
-            const auto [first, end] = columnsOf(area);
-            return area.of == of && column >= first && column < end;
-        });
-    };
+    std::bitset<columns> isTaken;
+    for (const Area& area : areas)
+        if (area.of == of)
+            for (auto [column, end] = columnsOf(area); column < end; ++column) isTaken.set(static_cast<std::size_t>(column));
     const int behind = field.column + field.width;
     for (int column = field.column; column < behind;) {
         int end = column;
-        while (end < behind && !isTaken(end)) ++end;
+        while (end < behind && !isTaken[static_cast<std::size_t>(end)]) ++end;
         if (end > column)
             if (auto rest = textOf(line, nullptr, column, end)) texts.push_back(std::move(*rest));
         column = end + 1;

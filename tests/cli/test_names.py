@@ -41,7 +41,7 @@ READERS = ["check {}", "check -q {} {}", "check --format json {}", "check --form
 VALUES = ["check --encoding {} in.txt", "check --kind {} in.txt", "check --lines {} in.txt", "check --format {} in.txt", "check --max-findings {} in.txt",
           "check --threads {} in.txt", "check -j {} in.txt", "check --color {} in.txt", "check --color={} in.txt", "convert --encoding {} in.txt -o out",
           "convert --encoding ansi --from {} in.txt -o out", "diff --encoding {} in.txt in.txt", "diff --format {} in.txt in.txt", "diff --color {} in.txt in.txt",
-          "explain --color {}", "explain --format {}", "explain {}", "explain AMR:{}", "explain {}:12", "explain 0x{}", "export in.txt --to {}", "export in.txt --to jsonl --only {}",
+          "explain --color {}", "explain --format {}", "explain {}", "explain AMR:{}", "explain {}:12", "explain 0x{}", "export in.txt --to {}", "export in.txt --to csv --table {}", "export in.txt --to csv --table unread --fields {}", "export in.txt --to jsonl --only {}",
           "export in.txt --to jsonl --lines {}", "export in.txt --to jsonl --encoding {}", "export in.txt --to jsonl --threads {}",
           "import in.jsonl --from {} --encoding ansi", "import in.jsonl --from jsonl --encoding {}", "keys --encoding {} in.txt", "keys --format {} in.txt",
           "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
