@@ -46,7 +46,8 @@ function(tramostream_precompile target)
 endfunction()
 
 # If wanted, compiles the sources of a target folder by folder, each as one source: half the time for a whole build, but all of it
-# after every change. Not the sources of these folders, which use the same names: records, each of which is M, and commands.
+# after every change. Not the sources of these folders, which use the same names: records, each of which is M, commands and
+# tables.
 function(tramostream_unity target)
     if(TRAMOSTREAM_UNITY)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)

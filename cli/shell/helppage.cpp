@@ -8,7 +8,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::string_view usage = "Usage: ";
+constexpr std::string_view usageLine = "Usage: ";
 
 std::size_t indentOf(std::string_view line) { return std::min(line.find_first_not_of(' '), line.size()); }
 
@@ -39,9 +39,9 @@ void addRow(std::vector<HelpRow>& rows, std::string_view line, std::size_t inden
 HelpBlock blockOf(std::vector<std::string_view> lines) {
     HelpBlock block;
     std::string_view& first = lines.front();
-    if (first.starts_with(usage)) {
+    if (first.starts_with(usageLine)) {
         block.heading = "Usage";
-        for (const std::string_view line : lines) block.rows.push_back({std::string(line.substr(usage.size())), ""});
+        for (const std::string_view line : lines) block.rows.push_back({std::string(line.substr(usageLine.size())), ""});
         return block;
     }
     if (first.ends_with(':') && lines.size() > 1 && lines[1].starts_with(' ')) {
