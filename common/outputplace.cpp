@@ -36,7 +36,9 @@ bool isInProc(const fs::path& link) {
 // Follows no link that the system does not follow, such as another user's in /tmp.
 int followAsTheSystem(const fs::path& path) {
 #ifdef O_PATH
-    const int probe = ::open(path.c_str(), O_PATH | O_CLOEXEC);
+    int probe = -1;
+    do probe = ::open(path.c_str(), O_PATH | O_CLOEXEC);
+    while (probe < 0 && errno == EINTR);
     if (probe < 0) return errno == ENOENT ? 0 : errno;
     ::close(probe);
 #else
@@ -108,8 +110,9 @@ int keepPermissions(const OutputPlace& place, const fs::path& newFile) {
 }
 
 int replace(const fs::path& newFile, const OutputPlace& place) {
+    const fs::path parent = place.path.parent_path();  // allocates, so it comes before the file is replaced
     if (::rename(newFile.c_str(), place.path.c_str()) != 0) return errno;
-    const int folder = ::open(place.path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int folder = ::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0) {
         ::fsync(folder);  // ignores errors: the file is already replaced
         ::close(folder);

@@ -109,9 +109,16 @@ struct FileStream {
             action(self);
             return 0;
         } catch (const std::system_error& failure) {
-            self.error.assign(failure.what());
+            self.setError(failure.what());
             return failure.code().value();
         } catch (...) { return ENOMEM; }
+    }
+
+    // Without memory for the words, there are none.
+    void setError(const char* words) noexcept {
+        try {
+            error = words;
+        } catch (const std::bad_alloc&) { error.clear(); }
     }
     static int getSchema(ArrowArrayStream* stream, ArrowSchema* out) {
         return guarded(stream, [&](FileStream& self) { self.columns.exportSchema(out); });

@@ -40,14 +40,17 @@ struct ReaderState {
     ReadOptions options;
     bool quiet = false;  // errors are not thrown
     bool isTextOver = false;
-    SecretText wide{};  // may hold a key line
+    bool isPending = false;  // the line of the source has not been returned, because memory was lacking
+    SecretText wide{};       // may hold a key line
     LineView line{};
     std::error_code failure{};
-    std::string message{};
+    const char* failed = nullptr;  // what cannot be done with the file
+    std::string message{};         // may be missing after a failure, if there was no memory for it
 
     bool isUtf16() const { return line.coding == Encoding::Utf16; }
 
     void fail(const char* action, int reason);
+    void report();
     void start();
     std::optional<LineKind> findPrevailing();
     const LineView* next();
@@ -59,7 +62,13 @@ struct ReaderState {
 
 void ReaderState::fail(const char* action, int reason) {
     failure = std::error_code(reason, std::generic_category());
-    const std::string sentence = concat("cannot ", action, " \"", printable(std::string_view(name)), '"');
+    failed = action;
+    report();
+}
+
+// Throws the failure, or only describes it.
+void ReaderState::report() {
+    const std::string sentence = concat("cannot ", failed, " \"", printable(std::string_view(name)), '"');
     message = concat(sentence, ": ", failure.message());
     if (!quiet) throw std::system_error(failure, sentence);
 }
@@ -100,19 +109,21 @@ std::optional<LineKind> ReaderState::findPrevailing() {
 
 const LineView* ReaderState::next() {
     if (failure) {
-        if (!quiet) throw std::system_error(failure, message.substr(0, message.size() - failure.message().size() - 2));
+        if (!quiet || message.empty()) report();
         return nullptr;
     }
-    if (!source.next()) {
+    if (!isPending && !source.next()) {
         if (source.error() != 0) fail("read", source.error());
         return nullptr;
     }
+    isPending = true;
     line.lineNumber = source.number();
     line.firstByte = source.offset();
     line.content = source.bytes();
     line.isMapped = false;
     findEnding();
     classify();
+    isPending = false;
     return &line;
 }
 

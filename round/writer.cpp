@@ -39,6 +39,7 @@ std::filesystem::path temporaryBeside(const std::filesystem::path& file) {
 
 struct WriterState {
     WriterState(const std::filesystem::path& path, Encoding encoding, bool isPrivate);
+    WriterState(const std::filesystem::path& path, Encoding encoding) : name(narrowPath(path)), coding(encoding) {}
     WriterState(const WriterState&) = delete;
     WriterState& operator=(const WriterState&) = delete;
     ~WriterState() { removeTemporary(); }
@@ -49,11 +50,13 @@ struct WriterState {
     [[noreturn]] void fail(std::error_code reason, const std::string& detail = {});
     [[noreturn]] void fail(int reason) { fail(std::error_code(reason, std::generic_category())); }
     [[noreturn]] void failAt(const LineView& line, std::string_view what);
+    [[noreturn]] void throwFailure(const std::string& detail = {});
     void openStream();
     void openTemporary(bool isPrivate);
     void removeTemporary() noexcept;
     void append(std::string_view ascii) { encoding::append(waiting, ascii, isUtf16()); }
     void appendText(const LineView& line);
+    void appendLine(const LineView& line);
     void put(const LineView& line);
     void flush();
     void commit();
@@ -70,8 +73,8 @@ struct WriterState {
     std::string message{};
 };
 
-WriterState::WriterState(const std::filesystem::path& path, Encoding encoding, bool isPrivate)
-    : name(narrowPath(path)), coding(encoding) {
+// The other constructor comes first, so that the destructor runs after an exception here.
+WriterState::WriterState(const std::filesystem::path& path, Encoding encoding, bool isPrivate) : WriterState(path, encoding) {
     waiting.reserve(2 * blockSize);
     if (const int reason = findPlace(path, place)) fail(reason);
     if (place.isStream) openStream();
@@ -83,7 +86,12 @@ WriterState::WriterState(const std::filesystem::path& path, Encoding encoding, b
 void WriterState::fail(std::error_code reason, const std::string& detail) {
     removeTemporary();
     failure = reason;
-    message = concat("cannot write \"", printable(std::string_view(name)), '"', detail);
+    throwFailure(detail);
+}
+
+// The words may be missing, if there was no memory for them.
+void WriterState::throwFailure(const std::string& detail) {
+    if (message.empty()) message = concat("cannot write \"", printable(std::string_view(name)), '"', detail);
     throw std::system_error(failure, message);
 }
 
@@ -140,22 +148,31 @@ void WriterState::appendText(const LineView& line) {
     }
 }
 
-void WriterState::put(const LineView& line) {
-    if (failure) throw std::system_error(failure, message);
-    if (isOver) fail(EBADF);
-    if (endsWithHalf) failAt(line, "the line before it ends with half of a UTF-16 character");
-    constexpr std::size_t endings = 16;                                   // bytes
-    waiting.reserve(waiting.size() + 2 * line.bytes().size() + endings);  // if this throws, nothing of the line is kept
+// Appends the line with its ending, after the ending that the line before it lacks.
+void WriterState::appendLine(const LineView& line) {
     if (lastEnding == LineEnding::None) append("\r\n");
     if (lastEnding == LineEnding::Cr) append("\n");
     appendText(line);
-    lastEnding = line.ending();
-    switch (lastEnding) {
+    switch (line.ending()) {
     case LineEnding::CrLf: append("\r\n"); break;
     case LineEnding::Lf: append("\n"); break;
     case LineEnding::Cr: append("\r"); break;
     case LineEnding::None: break;
     }
+}
+
+void WriterState::put(const LineView& line) {
+    if (failure) throwFailure();
+    if (isOver) fail(EBADF);
+    if (endsWithHalf) failAt(line, "the line before it ends with half of a UTF-16 character");
+    const std::size_t before = waiting.size();
+    try {
+        appendLine(line);
+    } catch (...) {
+        waiting.resize(before);  // nothing of the line is kept
+        throw;
+    }
+    lastEnding = line.ending();
     isFirstLine = false;
     endsWithHalf = isUtf16() && line.bytes().size() % width() != 0 && line.encoding() == coding;
     if (waiting.size() >= blockSize) flush();
@@ -168,12 +185,14 @@ void WriterState::flush() {
 }
 
 void WriterState::commit() {
-    if (failure) throw std::system_error(failure, message);
+    if (failure) throwFailure();
     if (isOver) fail(EBADF);
-    flush();
-    errno = 0;
-    if (!place.isStream && !file.sync()) fail(errno);
-    if (!file.close()) fail(errno != 0 ? errno : EIO);
+    if (file.isOpen()) {  // unless memory was lacking after this, and it is tried again
+        flush();
+        errno = 0;
+        if (!place.isStream && !file.sync()) fail(errno);
+        if (!file.close()) fail(errno != 0 ? errno : EIO);
+    }
     if (!place.isStream)
         if (const int reason = replace(temporary, place)) fail(reason);
     temporary.clear();

@@ -3,6 +3,9 @@
 // Values are what programs expect: text in UTF-8, times of std::chrono, and std::optional where a field can be blank. The
 // values that the models use for "absent" (-1, 0, the lowest year, Unset) never appear. Any text of a file is data: no
 // function throws because of it. A model (AnyRecord, MeterSubscriberTramoModel, ...) of the same line gives the same values.
+//
+// Without memory, functions throw std::bad_alloc. Then, Reader::next, Line::set, Writer::put and Writer::commit have had no
+// effect, and can be called again.
 #pragma once
 #include "check.h"
 #include "export.h"
@@ -206,7 +209,8 @@ struct ReadOptions {
 /// endings, is in LineView::bytes of one line.
 ///
 /// What cannot be opened or read is an error of type std::system_error with the path and the reason, from the constructors and
-/// from reading. A Reader that is made with std::nothrow has no more lines instead, and says why in error() and message().
+/// from reading; each later call throws it again. A Reader that is made with std::nothrow has no more lines instead, and says why
+/// in error() and message().
 ///
 /// Allocates nothing for a line, unless it is longer than all before. A reader that was moved from has no more lines. Not
 /// thread-safe.

@@ -1,7 +1,7 @@
-"""Kills the tool at random moments: kill.py [--kills N] [--seed N] TRAMO
+"""Kills programs at random moments: kill.py [--kills N] [--seed N] TRAMO [WRITER]
 
-Kills commands that write a file (SIGKILL) after a random time. The file is then always the complete old one or the complete
-new one. Counts the temporary files left beside it: nothing removes them.
+Kills commands of the tool, and a program that uses tramo::Writer, which write a file (SIGKILL) after a random time. The file is then
+always the complete old one or the complete new one. Counts the temporary files left beside it: nothing removes them.
 """
 import argparse
 import collections
@@ -30,16 +30,19 @@ COMMANDS = [
     ("imported-db.txt", "import", "in/large.db", "--from", "sqlite", "--encoding", "ansi"),
     ("sample.txt", "sample", "--meters", "2000"),
 ]
+WRITTEN = "written.txt"  # by the other program
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("tramo")
-    parser.add_argument("--kills", type=int, default=33)
+    parser.add_argument("writer", nargs="?")
+    parser.add_argument("--kills", type=int, default=36)
     parser.add_argument("--seed", type=int, default=6)
     options = parser.parse_args()
     tramo, chance = os.path.abspath(options.tramo), random.Random(options.seed)
     print(f"seed {options.seed}")
+    commands = COMMANDS + ([(WRITTEN, "in/large.txt")] if options.writer else [])
     seen = collections.Counter()
     with tempfile.TemporaryDirectory() as folder:
         inputs, out = (os.path.join(folder, name) for name in ("in", "out"))
@@ -58,11 +61,12 @@ def main():
 
         def start(product, arguments):
             environment = {"TZ": "UTC", "LC_ALL": "C", "TMPDIR": os.path.join(out, "tmp")}
-            return subprocess.Popen([tramo, *arguments, "-o", os.path.join(out, product)], cwd=folder, env=environment,
-                                    stderr=subprocess.DEVNULL)
+            target = os.path.join(out, product)
+            words = [tramo, *arguments, "-o", target] if product != WRITTEN else [os.path.abspath(options.writer), *arguments, target, "20"]
+            return subprocess.Popen(words, cwd=folder, env=environment, stderr=subprocess.DEVNULL)
 
         known = {}
-        for product, *arguments in COMMANDS:
+        for product, *arguments in commands:
             clean(product)
             begin = time.monotonic()
             if start(product, arguments).wait() not in (0, 1):   # 1: rewrite has copied lines with a loss
@@ -71,7 +75,7 @@ def main():
 
         kills = 0
         while kills < options.kills:
-            product, *arguments = COMMANDS[kills % len(COMMANDS)]
+            product, *arguments = commands[kills % len(commands)]
             old = clean(product)
             duration, new = known[product]
             process = start(product, arguments)
@@ -91,7 +95,8 @@ def main():
             left = [name for name in os.listdir(out) if name not in (product, "tmp")]
             seen["with an unfinished file beside"] += bool(left)
             seen["with a temporary file"] += bool(os.listdir(os.path.join(out, "tmp")))
-            if len(left) > 1 or any(not name.startswith(f".{product}.tramo-{process.pid}-") for name in left):
+            begin = f".{product}-" if product == WRITTEN else f".{product}.tramo-{process.pid}-"
+            if len(left) > 1 or any(not name.startswith(begin) for name in left):
                 print(f"{arguments}: leaves {left}")
                 seen["damaged"] += 1
     print(f"{kills} kills: {seen['old']} the old file, {seen['new']} the new one, {seen['damaged']} damaged; "
