@@ -2,6 +2,7 @@
 #pragma once
 #include "cli/io/outfile.h"
 #include <fmt/format.h>
+#include <string_view>
 #include <utility>
 
 namespace tramo::cli {
@@ -18,7 +19,17 @@ public:
 
     /// Writes the buffer if it is large. Call it after each part of the output.
     void settle() {
-        if (text.size() >= 1 << 16) flush();
+        if (text.size() >= largeSize) flush();
+    }
+
+    /// Appends a part of the output.
+    void add(std::string_view part) {
+        if (part.size() < largeSize) {
+            text.append(part.data(), part.data() + part.size());
+            return settle();
+        }
+        flush();
+        file.write(part);
     }
     void keepSecret() { file.keepSecret(); }
     void commit() {
@@ -29,6 +40,8 @@ public:
     fmt::memory_buffer text;
 
 private:
+    static constexpr std::size_t largeSize = 1 << 16;
+
     void flush() {
         file.write({text.data(), text.size()});
         text.clear();

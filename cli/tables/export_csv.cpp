@@ -111,10 +111,7 @@ public:
 
     bool isOf(const Table& other) const { return &table == &other; }
 
-    void put(std::string_view lines) {
-        file.text.append(lines.data(), lines.data() + lines.size());
-        file.settle();
-    }
+    void put(std::string_view lines) { file.add(lines); }
 
     void put(const TableRow& row) {
         {

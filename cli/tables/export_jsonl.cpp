@@ -82,10 +82,7 @@ public:
         out.add(std::string_view("}\n"));
     }
 
-    void put(const DescribedRows& rows) override {
-        file.text.append(rows.text.data(), rows.text.data() + rows.text.size());
-        file.settle();
-    }
+    void put(const DescribedRows& rows) override { file.add({rows.text.data(), rows.text.size()}); }
 
     void put(const TableRow& row) override {
         append(row, file.text);
