@@ -46,13 +46,14 @@ template <char... special> bool appendPlain(fmt::memory_buffer& out, std::wstrin
 
 // --- Texts of bytes --------------------------------------------------------------------------------------------------
 
-// Appends eight characters at a time if they are plain. Calls appendOne(character) for those of other blocks.
-template <char... special> void appendBlocks(Appender& out, std::string_view text, auto appendOne) {
+// Appends plain characters several at a time. Calls appendOne(character) for others, and some beside them.
+template <char... special> void appendCharacters(Appender& out, std::string_view text, auto appendOne) {
     constexpr std::size_t block = 8;
-    while (!text.empty()) {
+    for (;;) {
+        text.remove_prefix(cli::appendPlain<special...>(out, text));
+        if (text.empty()) return;
         const std::string_view some = text.substr(0, block);
-        if (!cli::appendPlain<special...>(out, some))
-            for (const char c : some) appendOne(c);
+        for (const char c : some) appendOne(c);
         text.remove_prefix(some.size());
     }
 }
@@ -93,7 +94,7 @@ void appendJson(fmt::memory_buffer& out, std::wstring_view text) {
 
 void appendJson(Appender& out, std::string_view text) {
     out.add('"');
-    appendBlocks<'"', '\\'>(out, text, [&](char c) {
+    appendCharacters<'"', '\\'>(out, text, [&](char c) {
         if (c == '"' || c == '\\') out.add('\\');
         if (valueOf(c) >= 0x20 && valueOf(c) < 0x7F) out.add(c);
         else appendEscape(out, c);
@@ -120,7 +121,7 @@ void appendEscaped(fmt::memory_buffer& out, std::wstring_view text, bool harmles
 }
 
 void appendEscaped(Appender& out, std::string_view text) {
-    appendBlocks<'\\'>(out, text, [&](char c) { appendAsCell(out, c); });
+    appendCharacters<'\\'>(out, text, [&](char c) { appendAsCell(out, c); });
 }
 
 std::string escaped(std::wstring_view text, bool harmless) {
@@ -144,13 +145,21 @@ void appendCsv(fmt::memory_buffer& out, std::wstring_view text) {
 }
 
 void appendCsv(Appender& out, std::string_view text) {
-    const bool isQuoted = text.find(',') != std::string_view::npos || text.find('"') != std::string_view::npos;
-    if (isQuoted) out.add('"');
-    if (!text.empty() && startsFormula(text.front())) {
-        appendEscape(out, text.front());
-        text.remove_prefix(1);
+    const bool isFormula = !text.empty() && startsFormula(text.front());
+    const std::size_t plain = isFormula ? 0 : cli::appendPlain<'\\', ',', '"'>(out, text);
+    if (plain == text.size()) return;
+    std::string_view rest = text.substr(plain);
+    const bool isQuoted = rest.find(',') != std::string_view::npos || rest.find('"') != std::string_view::npos;
+    if (isQuoted) {
+        out.end(out.room(0) - plain);
+        out.add('"');
+        rest = text;
     }
-    appendBlocks<'\\', '"'>(out, text, [&](char c) {
+    if (isFormula) {
+        appendEscape(out, text.front());
+        rest.remove_prefix(1);
+    }
+    appendCharacters<'\\', '"'>(out, rest, [&](char c) {
         if (c == '"') out.add(c);
         appendAsCell(out, c);
     });

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
@@ -57,9 +58,12 @@ public:
 
     /// Skips the cells before a column.
     void begin(std::size_t column) {
-        char* to = out.room(column + 1 - begun);
-        for (; begun <= column; ++begun) *to++ = ',';
-        out.end(to);
+        constexpr std::string_view commas = ",,,,,,,,,,,,,,,,";
+        const std::size_t count = column + 1 - begun;
+        char* const to = out.room(count + commas.size());
+        for (std::size_t i = 0; i < count; i += commas.size()) std::memcpy(to + i, commas.data(), commas.size());
+        out.end(to + count);
+        begun += count;
     }
 
 private:

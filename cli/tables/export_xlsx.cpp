@@ -151,7 +151,8 @@ public:
         beginCell(out, i, style);
         out.add(inlineText);
         out.add(std::string_view(keepsBlanks ? " xml:space=\"preserve\">" : ">"));
-        if (!appendPlain<'&', '<', '>', '"', '_'>(out, value)) out.use([&](fmt::memory_buffer& to) { appendXml(to, value); });
+        const std::size_t plain = appendPlain<'&', '<', '>', '"', '_'>(out, value);
+        if (plain < value.size()) out.use([&](fmt::memory_buffer& to) { appendXml(to, value.substr(plain)); });
         out.add(endOfText);
         widen(i, value.size());
     }

@@ -149,6 +149,7 @@ bool isExportedIfRead(const Table& table, std::size_t column) {
     LineModel model = *table.blank;
     model.set(*table.columns[column].field, table.columns[column].blank);
     const std::wstring text = model.built();
+    if (text == LineModel(*table.blank).built()) return false;  // nothing of it can be read
     LineModel read = LineModel::of(model.kind(), text);
     Line line;
     line.text = text;

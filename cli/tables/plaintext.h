@@ -26,30 +26,31 @@ template <class Word> std::uint64_t copyWord(const char* from, char* to) {
 
 }  // namespace detail
 
-/// Appends a text of visible ASCII characters and spaces, but none of the special ones. Appends nothing to another text, and
-/// returns false.
-template <char... special> bool appendPlain(Appender& out, std::string_view text) {
+/// Appends the beginning of a text, up to a character that is neither a visible ASCII character nor a space, or a special one, or
+/// up to at most seven characters before it. Returns how many characters it has appended.
+template <char... special> std::size_t appendPlain(Appender& out, std::string_view text) {
     using detail::oddBytes, detail::copyWord;
     const std::size_t size = text.size();
     const char* const from = text.data();
     char* const to = out.room(size);
-    std::uint64_t odd = 0;
+    std::size_t done = 0;
     if (size >= 8) {
-        for (std::size_t i = 0; i + 8 < size; i += 8) odd |= oddBytes<special...>(copyWord<std::uint64_t>(from + i, to + i));
-        odd |= oddBytes<special...>(copyWord<std::uint64_t>(from + size - 8, to + size - 8));
+        while (done + 8 <= size && oddBytes<special...>(copyWord<std::uint64_t>(from + done, to + done)) == 0) done += 8;
+        const std::size_t last = size - 8;
+        if (done > last && done < size && oddBytes<special...>(copyWord<std::uint64_t>(from + last, to + last)) == 0) done = size;
     } else if (size >= 4) {
         const std::uint64_t first = copyWord<std::uint32_t>(from, to);
-        odd = oddBytes<special...>(first | copyWord<std::uint32_t>(from + size - 4, to + size - 4) << 32);
+        if (oddBytes<special...>(first | copyWord<std::uint32_t>(from + size - 4, to + size - 4) << 32) == 0) done = size;
     } else {
         std::uint64_t all = 0x2020202020202020;
         for (std::size_t i = 0; i < size; ++i) {
             to[i] = from[i];
             all = all << 8 | static_cast<unsigned char>(from[i]);
         }
-        odd = oddBytes<special...>(all);
+        if (oddBytes<special...>(all) == 0) done = size;
     }
-    if (odd == 0) out.end(to + size);
-    return odd == 0;
+    out.end(to + done);
+    return done;
 }
 
 }  // namespace tramo::cli
