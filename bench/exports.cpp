@@ -20,7 +20,7 @@ const std::string section = "exports";
 
 std::vector<std::string> exportOf(
     const Options& options, const char* form, const std::string& file, const std::string& out, const char* threads = "1") {
-    return {options.tramo, "export", "-j", threads, "--force", "--to", form, "-o", out, file};
+    return {options.tramo, "export", "-j", threads, "--force", "--to", form, "--table", "records", "-o", out, file};
 }
 
 Usage run(const std::vector<std::string>& command, int expected = 0) {

@@ -62,9 +62,9 @@ void addPrograms(std::vector<Row>& rows, const Options& options) {
             .byClock = true},
         {"tramo stats, mixed", mixed, {"stats"}},
         {"tramo export --to jsonl", subscriber, {"export", "--to", "jsonl"}, true},
-        {"tramo export --to sqlite", subscriber, {"export", "--to", "sqlite"}, true},
+        {"tramo export --to sqlite", subscriber, {"export", "--to", "sqlite", "--table", "records"}, true},
         {"tramo export --to jsonl, mixed", mixed, {"export", "--to", "jsonl"}, true},
-        {"tramo export --to sqlite, mixed", mixed, {"export", "--to", "sqlite"}, true},
+        {"tramo export --to sqlite, mixed", mixed, {"export", "--to", "sqlite", "--table", "records"}, true},
     };
     for (const Program& program : programs)
         rows.push_back({.section = section,
