@@ -55,7 +55,8 @@ With several files, each row begins with its file, "file", as it was named. An
 import reads the rows of one file.
 
 The tables of --table show a round as people see it. Each row has its line and
-the code of its round. Dates, codes and texts are written as in records.
+the code of its round. Dates, codes and texts are written as in records. A value
+that cannot be read is an empty cell; "tramo check" reports it.
 
   meters     each meter with its readings and their difference, which counts a
              roll-over of the wheels; "state" is "read" or "unread"
@@ -81,7 +82,7 @@ views, lines belong together by serial number: where meters share one, the first
 lines belong to the first meter, the second ones to the second. If a meter has
 more lines of a kind, "meters" shows the first; the tables hold all.
 
-For these tables, all lines of all files are held in memory, about 1.5 times the
+For these tables, all lines of all files are held in memory, up to 2.5 times the
 size of the files. An export of records alone holds a few lines: csv and jsonl
 without --table, and every form with "--table records".
 
@@ -157,7 +158,7 @@ std::string optionsOfForms() {
            optionRow("-o, --output OUT",
                fmt::format("a file, or \"-\" for the standard output, but not for {}; {} go there without -o, csv only with one "
                            "kind. For csv, a folder with a file KIND.csv for each kind, which must not hold any yet, unless OUT "
-                           "ends with .csv or is a stream",
+                           "ends with .csv or is a stream, or with a table of rounds or --fields",
                    listOf(namesWith(needsFile), "or"), listOf(namesWith(goesToOutput), "and"))) +
            optionRow("--findings FILE",
                fmt::format(

@@ -145,8 +145,8 @@ public:
                 [this](Task& task) { work(task); }, [this](Task& task) { finish(task); });
             Progress::wipe();
             sources.push_back({nameOf(file), input->isUtf16(), input->bytes(), input->linesRead() - options.lines.first + 1});
-            keepRound();
-            code = std::max(code, reportLosses());
+            const std::size_t orphans = holdsRounds() ? keepRound() : 0;
+            code = std::max(code, reportLosses(options.hasRecords() ? 0 : orphans));
             input.reset();
         }
         if (holdsRounds()) code = std::max(code, putRounds());
@@ -163,7 +163,8 @@ private:
 
     // The tables that the form gets from the beginning: those of records.
     SinkOptions tablesOfRecords() {
-        SinkOptions chosen{.oneKind = options.only != nullptr || !options.hasRecords(), .bom = options.bom};
+        const bool ofKinds = options.hasRecords() && options.fields.empty();
+        SinkOptions chosen{.mayBeFolder = ofKinds, .oneKind = options.only != nullptr || !ofKinds, .bom = options.bom};
         if (!options.hasRecords()) {
             chosen.tables.clear();
             return chosen;
@@ -294,12 +295,12 @@ private:
         progress.show(input->name(), task.position, input->bytes());
     }
 
-    void keepRound() {
-        if (!holdsRounds()) return;
+    // Returns the number of lines that belong to no meter.
+    std::size_t keepRound() {
         const tramo::Encoding encoding = input->isUtf16() ? tramo::Encoding::Utf16 : tramo::Encoding::Ansi;
         const RoundLines lines = std::exchange(round, {});
         Reader reader = Reader::ofBytes(lines.bytes, {.encoding = encoding, .kind = LineKind::Record});
-        rounds.add(name, RoundFile::read(reader), lines.numbers);
+        return rounds.add(name, RoundFile::read(reader), lines.numbers);
     }
 
     int putRounds() {
@@ -307,14 +308,13 @@ private:
         // The names of areas are known now: before any row, so that a wrong name writes nothing.
         for (const RoundTable which : options.roundTables()) {
             Table& table = rounds.table(which);
-            if (options.hasRecords() && which == RoundTable::Meters && options.form->document == "database")
-                table.identifier = summaryOfMeters;
+            if (options.hasRecords() && which == RoundTable::Meters) table.identifier = options.form->metersBesideRecords;
             if (const auto columns = columnsOfRound(table); !columns.empty()) tablesShown.add(table, columns);
             rows->add(tablesShown.of(table));
         }
         for (const RoundTable which : options.roundTables())
             rounds.forEachRow(which, [&](TableRow row) { rows->put(tablesShown.of(std::move(row), name)); });
-        return options.hasRecords() ? nothingFound : reportLossesOfRounds();
+        return reportMisplaced();
     }
 
     // The columns that the form gets; empty: all.
@@ -328,7 +328,7 @@ private:
         return columns;
     }
 
-    int reportLosses() const {
+    int reportLosses(std::size_t orphans) const {
         sayChange(*input);
         auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
             if (count) complain(fmt::format("{}: {} {} {}", input->name(), counted(count, "line"), count == 1 ? is : are, what));
@@ -336,21 +336,18 @@ private:
         say(damaged, "is", "are", options.hasRecords() ? "malformed and exported as text" : "malformed and not exported");
         say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
         say(ignored, "holds", "hold", "text that the exported values do not; see \"tramo check\"");
+        say(orphans, "belongs to no meter and is", "belong to no meter and are", "not exported");
         const std::string rest = input->unreadRest();
         if (!rest.empty()) complain(input->name() + ": " + rest);
-        return damaged || unread || ignored || !rest.empty() ? somethingFound : nothingFound;
+        return damaged || unread || ignored || orphans || !rest.empty() ? somethingFound : nothingFound;
     }
 
-    int reportLossesOfRounds() const {
-        const std::uint64_t orphans = rounds.orphans();
-        const std::uint64_t misplaced = *options.roundTable == RoundTable::Locations ? rounds.misplaced() : 0;
-        if (orphans)
-            complain(fmt::format("{} {} to no meter and {} not exported", counted(orphans, "line"),
-                orphans == 1 ? "belongs" : "belong", orphans == 1 ? "is" : "are"));
-        if (misplaced)
-            complain(fmt::format("{} {} a latitude or longitude out of range and {} not exported", counted(misplaced, "meter"),
-                misplaced == 1 ? "has" : "have", misplaced == 1 ? "is" : "are"));
-        return orphans || misplaced ? somethingFound : nothingFound;
+    int reportMisplaced() const {
+        const std::uint64_t count = options.roundTable == RoundTable::Locations ? rounds.misplaced() : 0;
+        if (count)
+            complain(fmt::format("{} {} a latitude or longitude out of range and {} not exported", counted(count, "meter"),
+                count == 1 ? "has" : "have", count == 1 ? "is" : "are"));
+        return count ? somethingFound : nothingFound;
     }
 
     const ExportOptions& options;

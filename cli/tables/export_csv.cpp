@@ -249,7 +249,7 @@ private:
     // Whether a file begins as every table does.
     static bool isOfExport(const std::string& path) {
         const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(openFile(path, "rb"), std::fclose);
-        std::array<char, 16> bytes{};
+        std::array<char, 24> bytes{};
         std::string_view text(bytes.data(), file ? readFrom(file.get(), bytes.data(), bytes.size()) : 0);
         if (text.starts_with(encoding::utf8Mark)) text.remove_prefix(encoding::utf8Mark.size());
         return text.starts_with("line,kind,") || text.starts_with("file,line,kind,");

@@ -32,6 +32,7 @@ const std::vector<TableForm>& tableForms() {
             .findings = "table",
             .output = RegularFile,
             .holdsAll = true,
+            .metersBesideRecords = summaryOfMeters,
             .makeSink = makeSqliteSink,
             .makeSource = makeSqliteSource},
         {.name = "xlsx",

@@ -26,13 +26,14 @@ struct TableForm {
     std::string_view document;               ///< what a file of this form is called: "database"
     std::string_view findings{};             ///< what its place for findings is called: "table"; empty: it has none
     Output output = Output::Any;
-    bool takesMark = false;                 ///< an export can begin with a byte order mark
-    bool showsKind = false;                 ///< each row of a record shows the kind
-    bool holdsAll = false;                  ///< an export holds all tables, of records and of rounds
-    std::optional<RoundTable> holdsOnly{};  ///< an export holds this table only
-    bool readsFolder = false;               ///< an import also reads a folder of such files
-    MakeSink* makeSink;                     ///< writes it
-    MakeRowSource* makeSource = nullptr;    ///< reads it; nullptr: it cannot be imported
+    bool takesMark = false;                           ///< an export can begin with a byte order mark
+    bool showsKind = false;                           ///< each row of a record shows the kind
+    bool holdsAll = false;                            ///< an export holds all tables, of records and of rounds
+    std::string_view metersBesideRecords = "meters";  ///< the identifier of the table of meters in such an export
+    std::optional<RoundTable> holdsOnly{};            ///< an export holds this table only
+    bool readsFolder = false;                         ///< an import also reads a folder of such files
+    MakeSink* makeSink;                               ///< writes it
+    MakeRowSource* makeSource = nullptr;              ///< reads it; nullptr: it cannot be imported
 };
 
 /// In the order in which help pages and messages name them.

@@ -192,9 +192,10 @@ void RoundTables::makeAlarms() {
     addColumn(shape, "field", Text, [](const Place& place) { return textCell(place.alarm->field); });
 }
 
-void RoundTables::add(std::wstring file, RoundFile lines, std::vector<long long> numbers) {
+std::size_t RoundTables::add(std::wstring file, RoundFile lines, std::vector<long long> numbers) {
     File& added = files.emplace_back(File{std::move(file), std::move(lines), std::move(numbers), {}});
     for (const Round& round : added.lines.rounds()) added.areas.push_back(areas.columnsOf(round));
+    return added.lines.orphans().size();
 }
 
 void RoundTables::complete() {
@@ -255,12 +256,6 @@ void RoundTables::forEachRow(RoundTable which, const std::function<void(TableRow
                 }
             }
         }
-}
-
-std::uint64_t RoundTables::orphans() const {
-    std::uint64_t count = 0;
-    for (const File& file : files) count += file.lines.orphans().size();
-    return count;
 }
 
 std::uint64_t RoundTables::misplaced() const {

@@ -17,7 +17,7 @@ namespace tramo::cli {
 enum class RoundTable { Meters, Answers, Alarms, Unread, Locations };
 inline constexpr std::array<std::string_view, 5> roundTableNames{"meters", "answers", "alarms", "unread", "locations"};
 
-/// The identifier of the table of meters where another one has its name.
+/// The identifier of the table of meters in a database, where the view of whole meters has its name.
 inline constexpr const char* summaryOfMeters = "meter_summary";
 
 /// The lines of files that belong to rounds, and the tables made of them. All of them stay in memory.
@@ -28,8 +28,8 @@ public:
     RoundTables(const RoundTables&) = delete;
     RoundTables& operator=(const RoundTables&) = delete;
 
-    /// Adds the lines of a file; `numbers` are those of its lines.
-    void add(std::wstring file, RoundFile lines, std::vector<long long> numbers);
+    /// Adds the lines of a file; `numbers` are those of its lines. Returns the number of lines that belong to no meter.
+    std::size_t add(std::wstring file, RoundFile lines, std::vector<long long> numbers);
 
     /// All files have been added: the tables have all their columns now.
     void complete();
@@ -39,8 +39,8 @@ public:
     /// Calls `use(row)` for each row. The rows of several tables have the order of their lines.
     void forEachRow(RoundTable which, const std::function<void(TableRow)>& use) const;
 
-    std::uint64_t orphans() const;    ///< the number of lines that belong to no meter
-    std::uint64_t misplaced() const;  ///< the number of meters whose coordinates are no place on earth
+    /// The number of meters whose coordinates are no place on earth.
+    std::uint64_t misplaced() const;
 
 private:
     struct File {

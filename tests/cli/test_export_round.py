@@ -115,13 +115,13 @@ class Tables(RoundTest):
                           for line in (meter(b"M%d" % i), located(b"M%d" % i, latitude, longitude))))
         for options in (("--to", "csv", "--table", "locations"), ("--to", "geojson")):
             result = self.export(content, *options, code=(1,))
-            self.assertEqual(result.err, "tramo: 4 meters have a latitude or longitude out of range and are not exported\n")
+            self.assertEqual(result.err, "tramo: 2 meters have a latitude or longitude out of range and are not exported\n")
             self.assertEqual((result.out.count("M0"), result.out.count("M1")), (1, 0))
 
     def test_lines_that_are_not_in_a_table_are_reported(self):
         result = self.export(lines(METER, b"x", METER[:9], put(AMR, 26, b"unknown".ljust(12))), "--to", "jsonl", "--table", "meters", code=(1,))
         self.assertEqual(result.err, f"tramo: {self.path('f')}: 2 lines are malformed and not exported\n"
-                                     "tramo: 1 line belongs to no meter and is not exported\n")
+                                     f"tramo: {self.path('f')}: 1 line belongs to no meter and is not exported\n")
         self.assertEqual(result.out.count("\n"), 1)
 
     def test_both_encodings_and_any_number_of_threads_have_the_same_rows(self):
@@ -386,6 +386,12 @@ class Fields(RoundTest):
             result = self.run_tool("export", "samples/round-returned.txt", *options)
             self.assertEqual((result.code, result.out, result.err), (2, "", f'tramo: export: {message}\ntramo: try "tramo help export"\n'))
 
+    def test_one_table_is_a_file(self):
+        for options in (("--table", "meters"), ("--only", "AMR", "--fields", "line")):
+            for _ in range(2):
+                self.export(lines(METER, AMR), "--to", "csv", *options, "-o", self.path("out"), "--force")
+            self.assertTrue(os.path.isfile(self.path("out")))
+
     def test_an_unknown_name_leaves_the_old_file(self):
         out = self.write("out.csv", b"old")
         result = self.run_tool("export", "samples/round-returned.txt", "--table", "unread", "--fields", "x", "-o", out)
@@ -485,6 +491,12 @@ class ManyFiles(RoundTest):
     def test_one_file_has_no_column(self):
         self.assertNotIn('"file"', self.run_here("export", "a/round.txt", "--to", "jsonl").out)
         self.assertTrue(self.run_here("export", "a/round.txt", "--to", "csv", "--only", "AMR").out.startswith("line,kind,"))
+
+    def test_a_folder_of_tables_is_replaced(self):
+        for mark in ([], ["--bom"]):
+            for files in (self.contents, ["a/round.txt"], self.contents):
+                result = self.run_here("export", *files, "--to", "csv", "-o", "tables", "--force", *mark)
+                self.assertEqual((result.code, os.path.isdir(self.path("tables"))), (len(files) > 1, True), result.err)
 
     def test_a_file_that_cannot_be_read_leaves_no_output(self):
         for form in ("csv", "sqlite", "xlsx", "jsonl"):

@@ -171,6 +171,21 @@ class Size(CliTest):
                     most = self.memory_apart("diff", "--format", format, "old", new, codes=(code,))
                     self.assertLess(most - least, 64 * len(text) + (2 << 20))
 
+    @unittest.skipIf(SANITIZED, "sanitizers need memory of their own")
+    def test_memory_for_exports_of_records_and_rounds(self):
+        """Exports of records hold a few lines; tables of rounds hold all, in at most three times the size of the file."""
+        self.run_tool("sample", "--meters", "16000", "--returned", "-o", "large", cwd=self.folder)
+        self.write("small", lines(ROUND, METER))
+        size = os.path.getsize(os.path.join(self.folder, "large"))
+        self.assertGreater(size, 20 << 20)
+        for options in (["jsonl"], ["csv"], ["sqlite", "--table", "records"], ["csv", "--table", "meters"], ["jsonl", "--table", "answers"], ["geojson"], ["sqlite"]):
+            words = ["export", "-j", "1", "--force", "-o", "tables" if options == ["csv"] else "rows", "--to", *options]
+            with self.subTest(words=words):
+                least = self.memory_apart(*words, "small", codes=(0,))
+                most = self.memory_apart(*words, "large", codes=(0,))
+                streams = options in (["jsonl"], ["csv"], ["sqlite", "--table", "records"])
+                self.assertLess(most - least, 8 << 20 if streams else 3 * size)
+
     def test_many_short_lines(self):
         result = self.check(b"\n" * 100000, "-q")
         self.assertEqual(result.out, "f: 100000 errors, 0 warnings in 100000 lines\n")
