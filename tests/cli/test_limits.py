@@ -186,6 +186,12 @@ class Size(CliTest):
                 streams = options in (["jsonl"], ["csv"], ["sqlite", "--table", "records"])
                 self.assertLess(most - least, 8 << 20 if streams else 3 * size)
 
+    def test_memory_to_show_a_meter(self):
+        """Holds the file, and little for each line."""
+        content = lines(ROUND, *(put(METER, 352, b"%-12d" % meter) for meter in range(20000)))
+        self.write("f", content)
+        self.assertLess(self.memory_apart("show", "--meter", "5", "f", codes=(0,)), 2 * len(content) + (16 << 20))
+
     def test_many_short_lines(self):
         result = self.check(b"\n" * 100000, "-q")
         self.assertEqual(result.out, "f: 100000 errors, 0 warnings in 100000 lines\n")
