@@ -15,27 +15,20 @@ template <class M> M blankModel() {
     return M(line);
 }
 
-// Returns whether another field, with the same columns, is written in place of one that is never written.
-template <class M> bool hasSubstitute(const Record<M>& record, const Row<M>& row) {
-    return row.options.set && std::ranges::any_of(record.rows, [&](const Row<M>& other) {
-        return &other > &row && other.column == row.column && other.inLine();
-    });
-}
-
 template <class M> WrittenField writeInto(const Field& field, const FieldValue& value) {
     const Record<M>& record = ModelAccess::table<M>();
     const Row<M>& row = record.rows[field.index];
     M model = blankModel<M>();
     if (!row.value.set(model, value)) return {WrittenField::NotHeld};
     if (row.options.set) row.options.set(model);
-    const bool isReplaced = row.options.written.operation == Test::Never && hasSubstitute(record, row);
+    // Such a field is never written, but gives its value to another one with the same columns, which is.
+    const bool isReplaced = row.options.written.operation == Test::Never && row.options.set;
     if (!isReplaced && !passes(row.options.written, [&] { return row.value.measure(model); })) return {WrittenField::NotWritten};
 
     // What follows the columns of the field is not kept.
     auto line = blankLine<LineOf<M>>();
     wchar_t* const columns = line.data() + row.column - 1;
-    if (!row.value.build(model, columns, row.width))
-        return {row.value.kind == FieldKind::Text ? WrittenField::TooWide : WrittenField::NotWritten};
+    if (!row.value.build(model, columns, row.width)) return {WrittenField::NotWritten};
     for (const Row<M>& other : record.rows)
         if (&other > &row && other.column == row.column && !other.value.build(model, columns, other.width))
             return {WrittenField::TooWide};

@@ -29,11 +29,11 @@ EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
-FAMILIES = ["tables", "codecs", "engine", "columns", "streams", "check"]
+FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check"]
 
 # Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
 # must match a file.
-MUTATED = ["model/*", "convert/*", "round/*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
+MUTATED = ["model/*", "convert/*", "round/*", "c/*", "common/outputplace.*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
 # Most sentences of findings are held by the tests of the tool, which take too long to run for every change.
 ON_REQUEST = ["check"]
 RECORDS = ["*tramomodel_test"]
@@ -54,6 +54,14 @@ FIRST = {
     "model/fieldreading.h": [(["*/decode.cpp"], ["decode_test"]), (["*/columns.cpp"], ["columns_test"])],
     "model/decode.cpp": [(["*/decode.cpp"], DECODED)],
     "model/keyline.cpp": [(["*/keyline.cpp"], ["keyline_test", "amrkeytramomodel_test"])],
+    "model/fieldwriting.cpp": [(["*/fieldwriting.cpp"], ["line_test"])],
+    "round/arrow.cpp": [(["*/arrow.cpp"], ["columns_test"])],
+    "round/recordlines.cpp": [(["*/recordlines.cpp"], ["columns_test"])],
+    "round/meter.cpp": [(["*/meter.cpp"], ["round_test"])],
+    "round/roundfile.cpp": [(["*/roundfile.cpp"], ["round_test"])],
+    "round/fieldsof.cpp": [(["*/fieldsof.cpp"], ["round_test"])],
+    "round/kindfields.cpp": [(["*/kindfields.cpp"], ["line_test"])],
+    "common/outputplace.cpp": [(["*/outputplace.cpp"], ["writer_test"])],
     "convert/codetables.h": [(["*/codetables.cpp", "*/stringconverter.cpp"], ["strconv_code_test"])],
     "convert/codetables.cpp": [(["*/codetables.cpp"], ["strconv_code_test"])],
     "convert/digits.h": [(["*/decode.cpp"], ["decode_test"])],
@@ -78,8 +86,9 @@ OF_MEMORY = "*TheTextIsHeldOnce"
 ALL = {
     "tables": PUBLIC + ["describe_test", "frame_test"],
     "codecs": [*CODECS, *DECODED, *PUBLIC, "describe_test", "frame_test", "roundtramomodel_test", "metersubscribertramomodel_test", "amrtramomodel_test"],
-    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", *DECODED, *PUBLIC, "frame_test", *RECORDS],
-    "columns": ["columns_test"],
+    "engine": ["layout_test", "blankmap_test", "describe_test", "keyline_test", *DECODED, "line_test", *PUBLIC, "frame_test", *RECORDS],
+    "round": ["linesource_test", "columns_test", "line_test", "round_test", "writer_test", "reader_test"],
+    "c": ["c_test"],
     "streams": STREAMS + ["inorder_test", "threads_test"],
     "check": ["check_test"],
 }
@@ -98,7 +107,8 @@ def has_long(test):
 def family_of(path):
     if path.startswith("include/") or path.endswith(("/codetables.h", "tramomodel.cpp")):
         return "tables"
-    return {"convert": "codecs", "model": "engine", "round": "columns", "stream": "streams", "check": "check"}[os.path.dirname(path)]
+    return {"convert": "codecs", "model": "engine", "round": "round", "common": "round", "c": "c", "stream": "streams",
+            "check": "check"}[os.path.dirname(path)]
 
 
 def read(path):

@@ -34,7 +34,7 @@ TABLE_WORDS = {
 
 # The macros that conditions of the preprocessor name, when the mutants are compiled; None: not defined.
 MACROS = {
-    "LONG_MAX": 0x7FFFFFFFFFFFFFFF, "TRAMOSTREAM_STATIC": 1, "TRAMOSTREAM_BUILDING": None, "TRAMO_SSE2": 1,
+    "LONG_MAX": 0x7FFFFFFFFFFFFFFF, "O_PATH": 0x200000, "TRAMOSTREAM_STATIC": 1, "TRAMOSTREAM_BUILDING": None, "TRAMO_SSE2": 1,
     "__GLIBCXX__": 1, "__GNUC__": 4, "__SSE2__": 1, "__clang__": 1, "__linux__": 1,
     "_LIBCPP_VERSION": None, "_M_IX86_FP": None, "_M_X64": None, "_MSC_VER": None, "_WIN32": None, "__MINGW32__": None,
 }

@@ -158,7 +158,7 @@ class Start(unittest.TestCase):
 
     def test_renamed_files_and_other_line_breaks_change_no_key(self):
         with tempfile.TemporaryDirectory() as folder:
-            for name in ("check", "common", "convert", "include", "model", "round", "stream", "tests"):
+            for name in ("c", "check", "common", "convert", "include", "model", "round", "stream", "tests"):
                 shutil.copytree(os.path.join(mutation.ROOT, name), os.path.join(folder, name))
             os.chdir(folder)
             try:
