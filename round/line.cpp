@@ -691,4 +691,14 @@ SetResult Line::set(std::string_view name, const NewValue& value) {
     return {SetResult::NoField, concat(printable(name), ": the line does not have this field")};
 }
 
+void Line::fill(std::initializer_list<NamedValue> values) {
+    Line changed(*this);
+    for (const auto& [name, value] : values) changed.set(name, value).orThrow();
+    *this = std::move(changed);
+}
+
+void SetResult::orThrow() const {
+    if (code != Done) throw std::invalid_argument(reason);
+}
+
 }  // namespace tramo

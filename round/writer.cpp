@@ -217,4 +217,19 @@ Writer::State& Writer::use() {
     return *state;
 }
 
+std::size_t changeLines(const std::filesystem::path& from, const std::filesystem::path& to,
+    const std::function<void(Line&)>& change, const ReadOptions& options) {
+    Reader reader(from, options);
+    Writer writer(to, reader.encoding());
+    std::size_t changed = 0;
+    for (const LineView& each : reader) {
+        Line line(each);
+        change(line);
+        if (line.bytes() != each.bytes()) ++changed;
+        writer.put(line);
+    }
+    writer.commit();
+    return changed;
+}
+
 }  // namespace tramo

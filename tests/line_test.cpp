@@ -653,6 +653,34 @@ TEST(Line, reason_names_the_field_and_the_cause) {
         reason(module(), "previousReadingDateStr", "20240131"), "previousReadingDateStr: the format never writes the field");
 }
 
+TEST(Line, several_fields_are_set_or_none) {
+    Line line = Line::of<MeterSubscriberTramoModel>(
+        {{"meterSerialNumber", "C12"}, {"meterReadingIndex", 6055}, {"meterAuthorizedChange", false}});
+    EXPECT_EQ(line.kind(), &meter());
+    EXPECT_EQ(line.text("meterSerialNumber"), "C12");
+    EXPECT_EQ(line["meterReadingIndex"].integer(), 6055);
+    EXPECT_EQ(line["meterAuthorizedChange"].flag(), false);
+    EXPECT_EQ(Line::of<RoundTramoModel>({{"name", "\xE2\x82\xAC"}}, Encoding::Utf16).text("name"), "\xE2\x82\xAC");
+    const std::string before(line.bytes());
+    const auto fill = [&](std::initializer_list<tramo::NamedValue> values) {
+        return streams::thrownBy<std::invalid_argument>([&] { line.fill(values); });
+    };
+    EXPECT_EQ(fill({{"meterSerialNumber", "N24"}, {"meterReadingIndex", 12345678901}}),
+        "meterReadingIndex: the value needs 11 columns; the field has 10");
+    EXPECT_TRUE(fill({{"meterSerialNumber", "N24"}, {"meterReadingIndx", 1}}).ends_with("did you mean \"meterReadingIndex\"?"));
+    EXPECT_EQ(line.bytes(), before);
+    EXPECT_EQ(fill({{"meterSerialNumber", std::nullopt}, {"meterReadingIndex", 1}}), "");
+    EXPECT_TRUE(line["meterSerialNumber"].blank());
+    EXPECT_EQ(line["meterReadingIndex"].integer(), 1);
+}
+
+TEST(Line, result_that_is_not_done_can_be_thrown) {
+    Line line(meter());
+    EXPECT_NO_THROW(line.set("meterReadingIndex", 1).orThrow());
+    EXPECT_EQ(streams::thrownBy<std::invalid_argument>([&] { line.set("meterReadingIndex", "x").orThrow(); }),
+        line.set("meterReadingIndex", "x").reason);
+}
+
 TEST(Line, field_of_another_kind_cannot_be_set) {
     Line line = sample(L'3');
     const std::string before(line.bytes());

@@ -305,6 +305,47 @@ TEST_F(WriterTest, folder_that_takes_the_place_of_the_file_is_an_error) {
     EXPECT_EQ(names(), Names{"x"});
 }
 
+// ---- Changes --------------------------------------------------------------------------------------------------------
+
+TEST_F(WriterTest, changed_lines_differ_in_their_fields_only) {
+    for (const char* sample : {"round-returned.txt", "round-returned-utf16.txt", "round-damaged.txt"}) {
+        const std::string from = std::string(SAMPLES) + "/" + sample, before = readFile(from);
+        const auto change = [](Line& line) {
+            if (line.is<MeterSubscriberTramoModel>() && line.number() % 2 == 0) line.set("meterMessage", "changed").orThrow();
+        };
+        const std::size_t changed = tramo::changeLines(from, path("x"), change);
+        EXPECT_GT(changed, 5U);
+        EXPECT_EQ(tramo::changeLines(path("x"), path("x"), change), 0U) << "they are changed already";
+        const std::string after = readFile(path("x"));
+        ASSERT_EQ(after.size(), before.size());
+        Reader old(from), now(path("x"));
+        std::size_t differing = 0;
+        for (const LineView& line : now) {
+            const LineView* same = old.next();
+            if (line.bytes() == same->bytes()) continue;
+            ++differing;
+            EXPECT_EQ(line.text("meterMessage"), "changed");
+            Line restored(line);
+            restored.set("meterMessage", same->text("meterMessage")).orThrow();
+            EXPECT_EQ(restored.bytes(), same->bytes());
+        }
+        EXPECT_EQ(differing, changed);
+    }
+}
+
+TEST_F(WriterTest, change_that_throws_replaces_nothing) {
+    writeFile(path("x"), "a\nb\n");
+    EXPECT_EQ(streams::thrownBy<std::invalid_argument>([&] {
+        tramo::changeLines(path("x"), path("x"), [](Line& line) {
+            if (line.number() == 2) line.set("meterReadingIndex", 1).orThrow();
+        });
+    }),
+        "meterReadingIndex: the line does not have this field");
+    EXPECT_EQ(readFile(path("x")), "a\nb\n");
+    EXPECT_EQ(names(), Names{"x"});
+    EXPECT_EQ(codeOf([&] { tramo::changeLines(path("none"), path("x"), [](Line&) {}); }), std::errc::no_such_file_or_directory);
+}
+
 // ---- Permissions and links ------------------------------------------------------------------------------------------
 
 unsigned modeOf(const std::string& file) {

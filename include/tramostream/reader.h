@@ -18,6 +18,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -329,7 +331,13 @@ struct [[nodiscard]] SetResult {
     std::string reason{};  ///< a sentence that names the field; empty if done
 
     explicit operator bool() const { return code == Done; }
+
+    /// Throws std::invalid_argument with the reason, unless done.
+    TRAMO_EXPORT void orThrow() const;
 };
+
+/// A field by its name, and a value to write into it.
+using NamedValue = std::pair<std::string_view, NewValue>;
 
 /// A line that owns its text and can be changed. A value type. A LineView of it is valid until it is changed or destroyed.
 ///
@@ -341,6 +349,13 @@ public:
 
     /// A copy of a line.
     explicit Line(const LineView& line);
+
+    /// A line of the kind of model M with these values. Its other fields are blank. Throws as fill().
+    template <class M> static Line of(std::initializer_list<NamedValue> values, Encoding encoding = Encoding::Ansi) {
+        Line line(kindOf<M>(), encoding);
+        line.fill(values);
+        return line;
+    }
 
     Line(const Line& other);
     Line(Line&& other) noexcept;
@@ -356,6 +371,10 @@ public:
     SetResult set(const Field& field, const NewValue& value);
     SetResult set(std::string_view name, const NewValue& value);
     /// @}
+
+    /// Changes several fields, one after the other, or none: a value that cannot be written is an error of type
+    /// std::invalid_argument with the reason of set().
+    void fill(std::initializer_list<NamedValue> values);
 
 private:
     void takeFrom(Line& other) noexcept;
@@ -398,6 +417,12 @@ private:
 
     std::unique_ptr<State> state;
 };
+
+/// Copies a file line by line, with changes: `change` gets each line and may set its fields. Every other byte stays. The new file
+/// appears whole, or not at all if reading, `change` or writing throws; see Writer. Both paths may be the same. Returns the
+/// number of lines that `change` has altered.
+TRAMO_EXPORT std::size_t changeLines(const std::filesystem::path& from, const std::filesystem::path& to,
+    const std::function<void(Line&)>& change, const ReadOptions& options = {});
 
 // Implementation ------------------------------------------------------------------------------------------------------
 
