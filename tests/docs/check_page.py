@@ -99,7 +99,8 @@ def problems(root, page, tool, programs):
             ran += 1
         if not ran:
             yield "nothing is run"
-    for target in re.findall(r"\]\(([^):#]+)[^)]*\)", text):
+    prose = re.sub(r"^```.*?^```$", "", text, flags=re.M | re.S)  # a lambda in a program looks like a link
+    for target in re.findall(r"\]\(([^):#]+)[^)]*\)", prose):
         if not os.path.exists(os.path.join(root, os.path.dirname(page), target)):
             yield f"there is no {target}"
 
