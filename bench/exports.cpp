@@ -263,6 +263,8 @@ void addExports(std::vector<Row>& rows, const Options& options) {
             const DataFile file{shaped->path, StrConv::ENCODING_ANSI, options.others(), bytes, bytes};
             return Given{file, std::move(shaped)};
         };
+        const auto randomDates = [&options] { return Given{dataFile(options, "random dates", StrConv::ENCODING_ANSI), nullptr}; };
+        add(name + ", random dates", form, randomDates, "1", false, 0, {4, fullName(section, name), Goal::Record});
         add(name + ", every field bad", form, allBad, "1", false, 1, {4, fullName(section, name), Goal::Record});
     }
     const std::string ownInsert = "SQLite: insert the same rows";

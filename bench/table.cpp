@@ -70,11 +70,15 @@ public:
         }
         std::printf("  %-34s%10.1f%9.0f%13.0f%10s%10s   %s\n", row.name.c_str(), result->perRecord(),
             result->bytes / result->time * 1e3, 1e9 / result->perRecord(), ratio(*result, memory).c_str(),
-            ratio(*result, byHand).c_str(), verdict(row.goal, *result).c_str());
+            ratio(*result, byHand).c_str(), verdicts(row, *result).c_str());
     }
     int missed = 0, met = 0;
 
 private:
+    std::string verdicts(const Row& row, const Result& result) {
+        const std::string first = verdict(row.goal, result), second = verdict(row.secondGoal, result);
+        return first + (second.empty() ? "" : "; ") + second;
+    }
     std::string verdict(const Goal& goal, const Result& result) {
         const Result* against = results.of(goal.against);
         if (goal.limit == 0 || !against) return "";

@@ -26,6 +26,7 @@ struct Row {
     bool isLong = true;
     /// The function measures the time itself.
     bool tellsTime = false;
+    Goal secondGoal = {};
 
     std::string fullName() const { return bench::fullName(section, name); }
 };
