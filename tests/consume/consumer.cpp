@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <iostream>
 #include <rapidjson/document.h>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <variant>
 
 namespace {
@@ -53,6 +55,26 @@ void readByName() {
     std::printf("%s of a %s: %lld\n", wheels->name.c_str(), kind.name.c_str(), std::get<long long>(tramo::get(meter, *wheels)));
 }
 
+void readLines(const char* path) {
+    int unread = 0;
+    for (const tramo::LineView& line : tramo::Reader(path))
+        unread += line.is<MeterSubscriberTramoModel>() && !line.time("meterReadingDate");
+    std::printf("%d meters are not read\n", unread);
+    try {
+        tramo::Reader("/there/is/no/such/file");
+    } catch (const std::system_error& error) { std::printf("system_error: %s\n", error.what()); }
+    try {
+        tramo::Line::of<RoundTramoModel>({{"name", std::string(100, 'x')}});
+    } catch (const std::invalid_argument& error) { std::printf("invalid_argument: %s\n", error.what()); }
+}
+
+void readRounds(const char* path) {
+    const tramo::RoundFile file = tramo::RoundFile::read(path);
+    const tramo::Round& round = file.rounds().front();
+    std::printf("round %s: %zu of %zu meters read, the first in %s\n", round.code().c_str(), round.read(), round.meters().size(),
+        round.meters().front().area("Calibre").value_or("?").c_str());
+}
+
 }  // namespace
 
 int main(int, char** arguments) {
@@ -60,4 +82,6 @@ int main(int, char** arguments) {
     readNothing();
     readKey();
     readByName();
+    readLines(arguments[1]);
+    readRounds(arguments[1]);
 }
