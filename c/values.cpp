@@ -21,8 +21,8 @@ void copyOut(const std::string& text, char* buffer, size_t size, size_t* needed)
 
 // The status of a field that has no value of the type that was asked for.
 tramo_status whyAbsent(FieldView field, bool hasType) {
-    if (!field.valid()) return TRAMO_UNREADABLE;
-    return hasType ? TRAMO_ABSENT : TRAMO_WRONG_TYPE;
+    if (!hasType) return TRAMO_WRONG_TYPE;
+    return field.valid() ? TRAMO_ABSENT : TRAMO_UNREADABLE;
 }
 
 template <class T> tramo_status give(const std::optional<T>& value, FieldView field, bool hasType, auto* out) {

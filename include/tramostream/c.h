@@ -6,7 +6,8 @@
  *
  * A call returns TRAMO_OK or says why not; then, its outputs are unchanged, except for a handle that explains an error. No
  * function prints, except tramo_checker_line (see tramo_set_messages), and no exception leaves the library. A NULL argument that
- * must not be NULL is TRAMO_BAD_ARGUMENT.
+ * must not be NULL is TRAMO_BAD_ARGUMENT. After TRAMO_NO_MEMORY, the call can be repeated, except one that gives a line to a
+ * checker or ends it.
  */
 #ifndef TRAMOSTREAM_C_H
 #define TRAMOSTREAM_C_H
@@ -86,7 +87,8 @@ typedef struct tramo_kind {
 /* All kinds of lines with fixed columns; `count` receives their number. */
 TRAMO_EXPORT const tramo_kind* const* tramo_kinds(size_t* count);
 
-/* The kind with this letter or name in any spelling ("meter-subscriber"); the field of a kind with this name. NULL: none. */
+/* The kind with this letter or name in any spelling ("meter-subscriber"); the field of a kind with this name. NULL: none, or no
+ * memory. */
 TRAMO_EXPORT const tramo_kind* tramo_find_kind(const char* name);
 TRAMO_EXPORT const tramo_field* tramo_find_field(const tramo_kind* kind, const char* name);
 
@@ -149,7 +151,8 @@ TRAMO_EXPORT tramo_status tramo_line_new(const tramo_kind* kind, tramo_encoding 
 TRAMO_EXPORT tramo_status tramo_line_copy(const tramo_line* original, tramo_line** line);
 TRAMO_EXPORT void tramo_line_free(tramo_line* line); /* a line of a reader is left alone */
 
-/* Get the value of a field: TRAMO_OK, TRAMO_ABSENT, TRAMO_UNREADABLE or TRAMO_WRONG_TYPE. A field of another kind is absent.
+/* Get the value of a field: TRAMO_OK, TRAMO_ABSENT, TRAMO_UNREADABLE or TRAMO_WRONG_TYPE. A field of another kind is absent. An
+ * integer has a double, too; otherwise, a field has values of its type (see tramo_type), whatever is in its columns.
  *
  * Texts: at most `size` bytes are copied to `buffer`, with a terminating zero unless `size` is 0; `*needed` receives the bytes of
  * the whole text without the zero, also if it did not fit. `buffer` may be NULL if `size` is 0; `needed` may be NULL. A field of
@@ -173,8 +176,9 @@ TRAMO_EXPORT tramo_status tramo_set_seconds(tramo_line* line, const tramo_field*
 
 typedef struct tramo_writer tramo_writer;
 
-/* Writes a file that appears whole with tramo_writer_commit, or not at all. TRAMO_FAILED as in tramo_reader_open. Closing without
- * a commit leaves everything as it was. */
+/* Writes a file that appears whole with tramo_writer_commit, or not at all; a path that is not a regular file (a pipe, a device)
+ * is written directly. TRAMO_FAILED as in tramo_reader_open. After a failure, each call fails, and nothing is replaced. Closing
+ * without a commit leaves everything as it was. */
 TRAMO_EXPORT tramo_status tramo_writer_open(const char* path, tramo_encoding encoding, tramo_writer** writer);
 TRAMO_EXPORT tramo_status tramo_writer_put(tramo_writer* writer, const tramo_line* line);
 TRAMO_EXPORT tramo_status tramo_writer_commit(tramo_writer* writer);
@@ -209,8 +213,8 @@ TRAMO_EXPORT void tramo_checker_free(tramo_checker* checker);
 
 /* --- Columns ------------------------------------------------------------------------------------------------------------- */
 
-/* Makes `stream` an Arrow stream of the lines of a kind in a file, for the given fields or, if `fields` is NULL, for all. The
- * consumer releases it. TRAMO_FAILED: the file cannot be opened; errno says why. */
+/* Makes `stream` an Arrow stream of the lines of a record kind in a file, without malformed lines, for the given fields or, if
+ * `fields` is NULL, for all. The consumer releases it. TRAMO_FAILED: the file cannot be opened; errno says why. */
 TRAMO_EXPORT tramo_status tramo_columns(const char* path, const tramo_kind* kind, const tramo_field* const* fields,
     size_t field_count, struct ArrowArrayStream* stream);
 

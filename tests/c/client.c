@@ -196,12 +196,36 @@ static void read_memory(void) {
     tramo_reader_close(reader);
 }
 
+/* The wrong type depends on the field alone, not on what is in its columns. */
+static void read_unreadable(void) {
+    char bytes[512];
+    tramo_reader* reader = NULL;
+    const tramo_line* line = NULL;
+    int64_t number = 7;
+    double real = 7;
+    memset(bytes, ' ', sizeof bytes);
+    bytes[0] = '1';
+    memcpy(bytes + reading->column - 1, "VA", 2);
+    EXPECT(tramo_reader_open_memory(bytes, sizeof bytes, TRAMO_ANSI, &reader) == TRAMO_OK);
+    EXPECT(tramo_reader_next(reader, &line) == TRAMO_OK);
+    EXPECT(tramo_get_int64(line, reading, &number) == TRAMO_UNREADABLE);
+    EXPECT(tramo_get_double(line, reading, &real) == TRAMO_UNREADABLE);
+    EXPECT(tramo_get_text(line, reading, NULL, 0, NULL) == TRAMO_UNREADABLE);
+    EXPECT(tramo_get_seconds(line, reading, &number) == TRAMO_WRONG_TYPE);
+    EXPECT(tramo_get_int64(line, date, &number) == TRAMO_WRONG_TYPE);
+    EXPECT(tramo_get_seconds(line, date, &number) == TRAMO_ABSENT);
+    EXPECT(tramo_get_double(line, serial, &real) == TRAMO_WRONG_TYPE);
+    EXPECT(number == 7 && real == 7);
+    tramo_reader_close(reader);
+}
+
 /* client RETURNED BROKEN OUT */
 int main(int count, char** arguments) {
     EXPECT(count == 4);
     look_up();
     refuse();
     read_memory();
+    read_unreadable();
     make_line();
     read_values(arguments[1]);
     change(arguments[1], arguments[3]);
