@@ -33,28 +33,6 @@ std::vector<NumberedLine> recordsOf(const std::wstring& text, const RecordKind& 
     return records;
 }
 
-// Chance seldom makes a line of the right length: a zero becomes the spaces that are missing.
-std::wstring withSpaces(const std::wstring& text) {
-    std::wstring longer;
-    std::size_t begin = 0;
-    for (const wchar_t c : text) {
-        if (c == 0) longer.resize(std::max(longer.size(), begin + lineLength), L' ');
-        else longer += c;
-        if (c == L'\n') begin = longer.size();
-    }
-    return longer;
-}
-
-std::vector<std::uint8_t> encoded(const std::wstring& text, bool isWide) {
-    std::vector<std::uint8_t> bytes;
-    if (isWide) bytes = {0xFF, 0xFE};
-    for (const wchar_t c : text) {
-        bytes.push_back(static_cast<std::uint8_t>(c & 0xFF));
-        if (isWide) bytes.push_back(static_cast<std::uint8_t>(c >> 8));
-    }
-    return bytes;
-}
-
 // All rows of the stream, batch by batch, compared with the same lines as columns.
 void checkStream(const char* path, const RecordKind& kind, const std::vector<NumberedLine>& expected, std::size_t rowsPerBatch) {
     ArrowArrayStream stream{};
@@ -102,11 +80,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto kinds = tramo::recordKinds();
     const RecordKind& kind = *kinds[(choice & 0x0F) % kinds.size()];
 
-    std::wstring text = withSpaces(fuzz::textOf(bytes, isWide));
+    std::wstring text = fuzz::withSpaces(fuzz::textOf(bytes, isWide));
     const std::wstring once = text;
     while (isLong && once.size() > 100 && text.size() < blockSize) text += once;
     if (!isWide && text.starts_with(L"\xFF\xFE")) return 0;
-    const fuzz::File file(encoded(text, isWide));
+    const fuzz::File file(fuzz::encoded(text, isWide));
     checkStream(file.path(), kind, recordsOf(text, kind, isWide), 1 + (choice >> 4 & 3));
     return 0;
 }

@@ -5,7 +5,6 @@
 #include <array>
 #include <bit>
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <tramostream/anyrecord.h>
 #include <tramostream/columns.h>
@@ -18,13 +17,6 @@ namespace {
 using tramo::AnyRecord, tramo::Column, tramo::DecodedValue, tramo::Field, tramo::FieldKind, tramo::FieldValue, tramo::RecordKind;
 
 constexpr std::size_t lineLength = 512;
-
-// Far from UTC, with summer time.
-bool takeZone() {
-    setenv("TZ", "Europe/Paris", 1);
-    tzset();
-    return true;
-}
 
 // In memory of exactly this size, so that the address sanitizer sees each read beyond it.
 template <class Char> std::vector<Char> exactly(const std::wstring& line) {
@@ -78,33 +70,6 @@ void checkValues(const RecordKind& kind, const std::vector<DecodedValue>& values
 
 // ---- Columns --------------------------------------------------------------------------------------------------------
 
-void putUtf8(std::string& out, std::uint32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-        return;
-    }
-    const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-    const std::uint32_t lead = more == 1 ? 0xC0 : more == 2 ? 0xE0 : 0xF0;
-    out += static_cast<char>(lead | c >> 6 * more);
-    for (int i = more - 1; i >= 0; --i) out += static_cast<char>(0x80 | (c >> 6 * i & 0x3F));
-}
-
-// Half of a surrogate pair becomes U+FFFD.
-std::string utf8Of(const std::wstring& text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto unit = static_cast<std::uint32_t>(text[i]);
-        const auto next = i + 1 < text.size() ? static_cast<std::uint32_t>(text[i + 1]) : 0;
-        if (unit >= 0xD800 && unit < 0xDC00 && next >= 0xDC00 && next < 0xE000) {
-            putUtf8(out, 0x10000 + (unit - 0xD800) * 0x400 + next - 0xDC00);
-            ++i;
-        } else {
-            putUtf8(out, unit >= 0xD800 && unit < 0xE000 ? 0xFFFD : unit);
-        }
-    }
-    return out;
-}
-
 // The local time of an instant, by the C library.
 struct Local {
     std::tm time{};
@@ -133,7 +98,7 @@ void checkCell(const Column& column, const DecodedValue& value, const std::wstri
         return;
     }
     switch (column.type) {
-    case Text: FUZZ_CHECK(column.text(0) == utf8Of(line.substr(value.first, value.size))); break;
+    case Text: FUZZ_CHECK(column.text(0) == fuzz::utf8Of(line.substr(value.first, value.size))); break;
     case Int32: FUZZ_CHECK(column.value<std::int32_t>(0) == value.integer); break;
     case Int64: FUZZ_CHECK(column.value<std::int64_t>(0) == value.integer); break;
     case Double: FUZZ_CHECK(isSame(column.value<double>(0), value.real)); break;
@@ -172,7 +137,7 @@ template <class Char> void checkLine(const RecordKind& kind, const std::wstring&
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    [[maybe_unused]] static const bool ready = fuzz::silenceLibrary() && takeZone();
+    [[maybe_unused]] static const bool ready = fuzz::silenceLibrary() && fuzz::takeZone();
     fuzz::Bytes bytes(data, size);
     const unsigned choice = fuzz::takeByte(bytes);
     const bool isWide = choice >> 7 & 1;

@@ -52,6 +52,11 @@ for name, length in ("round-returned.txt", 514), ("parameters.txt", 42), ("tags.
         seed("arrow", bytes([kind | 0x10]), content)
         seed("arrow", bytes([kind | 0x80]), wide[2:])
         seed("arrow", bytes([kind | 0x70]), content[:1], b"\0\r\n", content[:514])
+    for field in range(48):
+        change = bytes([field, field % 11 | field & 16, 0xE7, 7, 0, 0])
+        seed("reader", bytes([field & 0x18]), change, content)
+        seed("reader", bytes([0x80 | field & 0x30]), change, wide[2:])
+        seed("reader", bytes([0x40 | field & 3]), change, content[:1], b"\0\r\n", content[:length])
     for choice in 0, 1, 2, 0x80:
         seed("check", bytes([choice, choice & 1]), content)
         seed("check", bytes([choice, 2]), wide)
@@ -69,6 +74,10 @@ for name in "round-returned.txt", "round-broken.txt", "round-damaged.txt", "roun
         for target in "records", "decode":
             seed(target, bytes([kind]), line[1:])
             seed(target, bytes([kind | 0x80]), line[1:].decode("latin-1").encode("utf-16-le"))
+        change = bytes([len(seen), len(seen) % 11, 0, 0, 0, 0])
+        seed("reader", b"\0", change, line, b"\r\n")
+        seed("reader", b"\x80", change, (line + b"\n").decode("latin-1").encode("utf-16-le"))
+seed("reader", b"\x80", bytes(6), "\u00ff\u00fe\n".encode("utf-16-le"))  # in ANSI, the byte order mark
 for line in lines("parameters.txt"):
     seed("records", b"\x0a", line)
 for line in lines("tags.txt"):

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #define FUZZ_CHECK(condition) ((condition) ? void(0) : fuzz::fail(#condition, __FILE__, __LINE__))
 
@@ -38,6 +39,15 @@ inline std::wstring textOf(Bytes bytes, bool wide) {
     return text;
 }
 
+/// Returns the bytes of a file with this text; if wide, in UTF-16 with a byte order mark.
+std::vector<std::uint8_t> encoded(const std::wstring& text, bool wide);
+
+/// Replaces each zero by the spaces that its line lacks to be a record, because chance seldom makes a line of the right length.
+std::wstring withSpaces(const std::wstring& text);
+
+/// Returns the text in UTF-8. Half of a surrogate pair becomes U+FFFD.
+std::string utf8Of(const std::wstring& text);
+
 /// A file in memory that has a path.
 class File {
 public:
@@ -57,5 +67,8 @@ private:
 
 /// Stops all messages and log lines of the library. Returns true.
 bool silenceLibrary();
+
+/// Sets a time zone far from UTC, with summer time. Returns true.
+bool takeZone();
 
 }  // namespace fuzz
