@@ -114,8 +114,8 @@ template <class Char> bool plainDecimal(TextOf<Char> text, double& value) {
     return true;
 }
 
-// Reads such a decimal of at most 15 digits at once, the usual case, with the same result. `before` characters are readable before
-// `end`. Returns false in any other case.
+// Reads such a decimal of at most 15 digits at once, the usual case, with the same result. `before` characters are readable
+// before `end`. Returns false in any other case.
 template <class Char> bool readPlainDecimal(const Char* end, unsigned count, unsigned before, double& value) {
     if (!readsEightDigits || FLT_EVAL_METHOD != 0 || count == 0 || count > 16 || before < (count > 8 ? 16U : 8U)) return false;
     PointedDigits digits;
