@@ -45,6 +45,7 @@ COMMANDS = [
     Command("export folder", "export IN --to csv -o OUT", "round.txt", "large.txt", form="folder"),
     Command("export sqlite", "export IN --to sqlite -o OUT", "round.txt", "large.txt", form="database"),
     Command("export xlsx", "export IN --to xlsx -o OUT", "round.txt", "large.txt"),
+    Command("export geojson", "export IN --to geojson -o OUT", "round.txt", "large.txt"),
     Command("export findings", "export IN --to jsonl -o /dev/null --findings OUT", "broken.txt", "large-broken.txt", secret=True),
     Command("export keys", "export IN --to jsonl --show-keys -o OUT", "keys.txt", "large-keys.txt", secret=True),
     Command("import jsonl", "import IN --from jsonl --encoding ansi -o OUT", "round.jsonl", "large.jsonl"),

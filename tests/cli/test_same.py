@@ -33,6 +33,7 @@ THREADED = [
     "export - --to jsonl --show-keys -o out/rows --findings out/findings", "export - --to csv -o out/tables",
     "export - --to csv --only AMR --bom --findings out/findings.csv", "export - --to sqlite -o out/db",
     "export - --to xlsx -o out/book.xlsx", "export large.txt --to jsonl --lines 300-",
+    "export - small.txt --to jsonl --table meters", "export - small.txt --to geojson -o out/meters.geojson", "export small.txt - --to sqlite -o out/db",
 ]
 OTHERS = [
     "import small.jsonl --from jsonl --encoding ansi", "import - --from jsonl --encoding utf16le -o out/new.txt",

@@ -30,6 +30,8 @@ COMMANDS = [
     "export - --to jsonl -o /dev/fd/1",
     "export - --to csv --only AMR -o -",
     "export - --to xlsx -o -",
+    "export - --to geojson",
+    "export - --to csv --table meters -o -",
     "export broken.txt --to jsonl -o /dev/null --findings /dev/stdout",
     "export - --to jsonl -o /dev/stderr",
     "import round.jsonl --from jsonl --encoding ansi",

@@ -235,6 +235,9 @@ class Examination:
         self.shown("diff", "--exact", "--full", "other.txt", name, codes=(0, 1, 2))
         self.shown("rewrite", "--dry-run", name, codes=(0, 1, 2))
         self.json("export", "--to", "jsonl", name, lines=True)
+        for table in ("meters", "answers", "alarms", "unread", "locations"):
+            self.json("export", "--to", "jsonl", "--table", table, name, lines=True)
+        self.json("export", "--to", "geojson", name)
         self.csv(name)
         self.sqlite(name)
         self.xlsx(name)
