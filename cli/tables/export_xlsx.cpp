@@ -4,7 +4,7 @@
 #include "cli/tables/celltext.h"
 #include "cli/tables/rowbytes.h"
 #include "cli/tables/sink.h"
-#include "cli/tables/zipwriter.h"
+#include "cli/tables/xlsxsheet.h"
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -13,28 +13,22 @@
 #include <fmt/format.h>
 #include <map>
 #include <optional>
-#include <tramostream/wording.h>
 #include <utility>
 
 namespace tramo::cli {
 
+using namespace xlsx;
+
 namespace {
 
 // Limits of spreadsheet programs.
-constexpr std::size_t mostRows = 1 << 20;
 constexpr std::size_t longestText = 32767;             // in UTF-16 units
 constexpr long long largestInteger = 999999999999999;  // larger ones lose digits
 constexpr double largestReal = 9.99999999999999e307;
 
-constexpr const char* xmlHead = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
-                                "\n";
-#define SCHEMAS "http://schemas.openxmlformats.org/"
-
 // --- Styles ----------------------------------------------------------------------------------------------------------
 
-// In the order of the style sheet. A text remains a text when its cell is edited, and keeps its leading zeros.
-enum Style { General, Header, Text, Date, DateTime };
-
+// Of the styles of xlsx::Style, in their order.
 constexpr const char* styleSheet =
     R"(<styleSheet xmlns=")" SCHEMAS R"(spreadsheetml/2006/main">)"
     R"(<numFmts count="2"><numFmt numFmtId="164" formatCode="yyyy\-mm\-dd"/>)"
@@ -54,26 +48,6 @@ constexpr const char* styleSheet =
     R"(<cellStyles count="1"><cellStyle name="Normal" xfId="0" builtinId="0"/></cellStyles></styleSheet>)";
 
 // --- Texts -----------------------------------------------------------------------------------------------------------
-
-bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
-
-// "_x0041_" would be read as "A".
-bool isEscape(std::string_view text) {
-    return text.size() >= 7 && text.starts_with("_x") && text[6] == '_' &&
-           std::all_of(text.begin() + 2, text.begin() + 6, isHexDigit);
-}
-
-void appendXml(fmt::memory_buffer& out, std::string_view text) {
-    auto add = [&](std::string_view bytes) { out.append(bytes.data(), bytes.data() + bytes.size()); };
-    for (std::size_t i = 0; i < text.size(); ++i) switch (text[i]) {
-        case '&': add("&amp;"); break;
-        case '<': add("&lt;"); break;
-        case '>': add("&gt;"); break;
-        case '"': add("&quot;"); break;
-        case '_': add(isEscape(text.substr(i)) ? "_x005F_" : "_"); break;
-        default: out.push_back(text[i]);
-        }
-}
 
 // As much of the UTF-8 text as a cell can hold.
 std::string_view firstPiece(std::string_view text) {
@@ -110,162 +84,6 @@ std::optional<double> serialOf(FieldKind kind, std::string_view text) {
     const int minutes = kind == FieldKind::Date ? 0 : digits(text, 11, 2) * 60 + digits(text, 14, 2);
     return static_cast<double>(days.count()) + minutes / 1440.0;
 }
-
-// --- Sheets ----------------------------------------------------------------------------------------------------------
-
-std::string columnName(std::size_t index) {
-    std::string name;
-    for (++index; index > 0; index = (index - 1) / 26) name.insert(name.begin(), static_cast<char>('A' + (index - 1) % 26));
-    return name;
-}
-
-/// Grows row by row.
-class Sheet {
-public:
-    Sheet(std::string called, const Table& of, bool numbersLines) : name(std::move(called)), table(of) {
-        if (numbersLines) addColumn("line");
-        for (const Column& column : table.columns) addColumn(column.name);
-        beginRow();
-        for (std::size_t i = 0; i < columns.size(); ++i) putText(i, columns[i].name, Header);
-        endRow();
-    }
-
-    std::size_t size() const { return columns.size(); }
-    bool isFull() const { return rows == mostRows || xml.size() > ZipMember::mostBytes / 2; }
-
-    void beginRow() {
-        rowNumber = std::to_string(++rows);
-        add("<row r=\"", rowNumber, "\">");
-    }
-
-    void endRow() {
-        add("</row>\n");
-        if (text.size() < 1 << 16) return;
-        if (!hasHead) writeHead();
-        flush();
-    }
-
-    void putText(std::size_t i, std::string_view value, Style style = Text) {
-        const bool keepsBlanks = value.starts_with(' ') || value.ends_with(' ');
-        Appender out(text);
-        beginCell(out, i, style);
-        out.add(inlineText);
-        out.add(std::string_view(keepsBlanks ? " xml:space=\"preserve\">" : ">"));
-        const std::size_t plain = appendPlain<'&', '<', '>', '"', '_'>(out, value);
-        if (plain < value.size()) out.use([&](fmt::memory_buffer& to) { appendXml(to, value.substr(plain)); });
-        out.add(endOfText);
-        widen(i, value.size());
-    }
-
-    void putFlag(std::size_t i, bool value) {
-        Appender out(text);
-        beginCell(out, i, General);
-        out.add(std::string_view(value ? "\" t=\"b\"><v>1</v></c>" : "\" t=\"b\"><v>0</v></c>"));
-    }
-
-    template <class Number> void putNumber(std::size_t i, Number value, Style style = General) {
-        Appender out(text);
-        beginCell(out, i, style);
-        out.add(beginOfNumber);
-        const std::size_t before = out.size();
-        out.add(value);
-        widen(i, out.size() - before);
-        out.add(endOfNumber);
-    }
-
-    /// Must be called once, after the last row.
-    void end() {
-        if (!hasHead) writeHead();
-        add("</sheetData><autoFilter ref=\"A1:", columns.back().letters, rowNumber, "\"/>");
-        addNotes();
-        // A text that could be a number is intended.
-        add("<ignoredErrors><ignoredError sqref=\"A1:", columns.back().letters, rowNumber, "\" numberStoredAsText=\"1\"/>");
-        add("</ignoredErrors></worksheet>\n");
-        flush();
-        xml.end();
-    }
-
-    /// "$A$1:$K$20"
-    std::string range() const { return fmt::format("$A$1:${}${}", columns.back().letters, rowNumber); }
-
-    const std::string name;
-    ZipMember xml;
-
-private:
-    struct SheetColumn {
-        std::string name, letters;
-        std::size_t width;  ///< in characters
-        PaddedText begin;   ///< of a cell, up to its row
-    };
-
-    void addColumn(const std::string& title) {
-        constexpr std::size_t filterButton = 3;
-        const std::string letters = columnName(columns.size());
-        columns.push_back({title, letters, title.size() + filterButton, PaddedText("<c r=\"" + letters)});
-    }
-
-    template <class... Pieces> void add(const Pieces&... pieces) {
-        for (const std::string_view piece : {std::string_view(pieces)...}) text.append(piece.data(), piece.data() + piece.size());
-    }
-
-    // Up to the number of the style.
-    void beginCell(Appender& out, std::size_t i, Style style) {
-        out.add(columns[i].begin);
-        out.addShort(rowNumber);
-        out.add(styleOf[style]);
-    }
-
-    void widen(std::size_t i, std::size_t width) { columns[i].width = std::max(columns[i].width, width); }
-
-    // Widths are written before the rows; those of the first rows are good enough.
-    void writeHead() {
-        fmt::memory_buffer head;
-        auto print = [&]<class... T>(fmt::format_string<T...> format, T&&... arguments) {
-            fmt::format_to(fmt::appender(head), format, std::forward<T>(arguments)...);
-        };
-        print("{}<worksheet xmlns=\"" SCHEMAS "spreadsheetml/2006/main\"><sheetViews><sheetView workbookViewId=\"0\">", xmlHead);
-        print(
-            "<pane ySplit=\"1\" topLeftCell=\"A2\" activePane=\"bottomLeft\" state=\"frozen\"/></sheetView></sheetViews><cols>");
-        for (std::size_t i = 0; i < columns.size(); ++i)
-            print("<col min=\"{0}\" max=\"{0}\" width=\"{1}\" customWidth=\"1\"/>", i + 1,
-                std::min<std::size_t>(columns[i].width + 1, 60));
-        print("</cols><sheetData>\n");
-        xml.write({head.data(), head.size()});
-        hasHead = true;
-    }
-
-    // Describes a field when its name is selected.
-    void addNotes() {
-        const auto fields = std::ranges::count_if(table.columns, [](const Column& column) { return column.field != nullptr; });
-        if (fields == 0) return;
-        const std::size_t first = columns.size() - table.columns.size();
-        add("<dataValidations count=\"", std::to_string(fields), "\">");
-        for (std::size_t i = 0; i < table.columns.size(); ++i) {
-            if (!table.columns[i].field) continue;
-            const Field& field = *table.columns[i].field;
-            add("<dataValidation allowBlank=\"1\" showInputMessage=\"1\" sqref=\"", columns[first + i].letters, "1\" prompt=\"");
-            appendXml(text, fmt::format("columns {}: {}", columnsOf(field), typeOf(field)));
-            add("\"/>");
-        }
-        add("</dataValidations>");
-    }
-
-    void flush() {
-        xml.write({text.data(), text.size()});
-        text.clear();
-    }
-
-    const PaddedText styleOf[5]{
-        PaddedText("\" s=\"0"), PaddedText("\" s=\"1"), PaddedText("\" s=\"2"), PaddedText("\" s=\"3"), PaddedText("\" s=\"4")};
-    const PaddedText inlineText{"\" t=\"inlineStr\"><is><t"}, endOfText{"</t></is></c>"}, beginOfNumber{"\"><v>"},
-        endOfNumber{"</v></c>"};
-    const Table& table;
-    std::vector<SheetColumn> columns;
-    fmt::memory_buffer text;
-    std::size_t rows = 0;
-    std::string rowNumber;
-    bool hasHead = false;
-};
 
 // --- The workbook ----------------------------------------------------------------------------------------------------
 
