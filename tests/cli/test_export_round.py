@@ -429,7 +429,8 @@ class ManyFiles(RoundTest):
                     self.assertEqual(next(iter(row)), "file")
                 self.assertEqual([{name: value for name, value in row.items() if value != ""} for row in rows],
                                  [{name: value for name, value in row.items() if value != ""} for row in expected], (form, options))
-                self.assertEqual(together.code, max(codes))
+                self.assertEqual((together.code, len(rows) > 100 or "alarms" in options), (max(codes), True), together.err)
+                self.assertLess(together.code, 2)
 
     def test_the_number_of_threads_does_not_matter(self):
         for options in ("--to jsonl", "--to csv -o out", "--to csv --table meters"):
