@@ -549,6 +549,10 @@ void meter() {
     //> line 5: LeakCurrent
     //> line 6: leak
 
+    const tramo::AlarmDefinition& first = tramo::alarmDefinitions(tramo::kindOf<ExtendedAMRTramoModel>()).front();
+    std::wcout << std::string(first.name).c_str() << L", field " << std::string(first.flag->name).c_str() << L'\n';
+    //> fraud, field fraudAlarm
+
     if (const std::optional<tramo::Place> place = meter.place())
         std::wcout << place->latitude << L' ' << place->longitude << L'\n';
     //> 48.4999 -1.60015
