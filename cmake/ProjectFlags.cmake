@@ -61,9 +61,8 @@ function(tramostream_unity target)
                 set_property(SOURCE ${source} TARGET_DIRECTORY ${target} PROPERTY UNITY_GROUP ${room})
             endif()
         endforeach()
-        if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-            target_compile_options(${target} PRIVATE -Wno-subobject-linkage)   # a class of one source looks like one of a header
-        endif()
+        # A local name hides one of another source, and a class of a source looks like one of a header: other builds check that.
+        target_compile_options(${target} PRIVATE -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     endif()
 endfunction()
 
