@@ -3,7 +3,6 @@
 #include "cli/io/inorder.h"
 #include "cli/io/text.h"
 #include "cli/io/usage.h"
-#include "cli/lines/filewalk.h"
 #include "cli/tables/projection.h"
 #include <algorithm>
 #include <deque>
@@ -152,6 +151,7 @@ public:
         if (holdsRounds()) code = std::max(code, putRounds());
         rows->finish(sources);
         if (beside) beside->finish(sources);
+        for (const std::string& message : messages) complain(message);
         return code;
     }
 
@@ -328,34 +328,37 @@ private:
         return columns;
     }
 
-    int reportLosses(std::size_t orphans) const {
-        sayChange(*input);
+    int reportLosses(std::size_t orphans) {
+        if (!input->note().empty()) messages.push_back(input->name() + ": " + input->note());
         auto say = [&](std::uint64_t count, const char* is, const char* are, const char* what) {
-            if (count) complain(fmt::format("{}: {} {} {}", input->name(), counted(count, "line"), count == 1 ? is : are, what));
+            if (count)
+                messages.push_back(
+                    fmt::format("{}: {} {} {}", input->name(), counted(count, "line"), count == 1 ? is : are, what));
         };
         say(damaged, "is", "are", options.hasRecords() ? "malformed and exported as text" : "malformed and not exported");
         say(unread, "has", "have", "fields whose text cannot be read and is not exported; see \"tramo check\"");
         say(ignored, "holds", "hold", "text that the exported values do not; see \"tramo check\"");
         say(orphans, "belongs to no meter and is", "belong to no meter and are", "not exported");
         const std::string rest = input->unreadRest();
-        if (!rest.empty()) complain(input->name() + ": " + rest);
+        if (!rest.empty()) messages.push_back(input->name() + ": " + rest);
         return damaged || unread || ignored || orphans || !rest.empty() ? somethingFound : nothingFound;
     }
 
-    int reportMisplaced() const {
+    int reportMisplaced() {
         const std::uint64_t count = options.roundTable == RoundTable::Locations ? rounds.misplaced() : 0;
         if (count)
-            complain(fmt::format("{} {} a latitude or longitude out of range and {} not exported", counted(count, "meter"),
-                count == 1 ? "has" : "have", count == 1 ? "is" : "are"));
+            messages.push_back(fmt::format("{} {} a latitude or longitude out of range and {} not exported",
+                counted(count, "meter"), count == 1 ? "has" : "have", count == 1 ? "is" : "are"));
         return count ? somethingFound : nothingFound;
     }
 
     const ExportOptions& options;
     std::deque<NotedInput> noted;
     std::unique_ptr<Input> input;
-    std::wstring name;        ///< of the file
-    Projections tablesShown;  ///< as the form gets them
-    RoundLines round;         ///< of the file
+    std::wstring name;                  ///< of the file
+    Projections tablesShown;            ///< as the form gets them
+    RoundLines round;                   ///< of the file
+    std::vector<std::string> messages;  ///< about losses, for the time when the output is complete
     RoundTables rounds;
     std::unique_ptr<Sink> rows, beside;
     Progress progress;
