@@ -464,7 +464,7 @@ TEST(ArrowStream, character_U_FFFF_at_the_beginning_of_a_line_ends_the_text) {
     const TempFolder folder;
     std::u16string change;
     for (const char c : changeLine()) change += static_cast<char16_t>(c);
-    for (const std::size_t size : {1, 511, 700000}) {
+    for (const std::size_t size : {std::size_t{1}, std::size_t{511}, std::size_t{700000}}) {
         const std::u16string last = u'\xFFFF' + std::u16string(size, u'3') + u"\r\n";
         streams::writeFile(folder.path("f"), streams::utf16(change + u"\r\n" + last + change));
         EXPECT_EQ(Stream(folder.path("f"), kindNamed("meter change")).batches(), (Batches{{1}})) << size;
