@@ -1,6 +1,7 @@
 // Checker::countIfClean() against Checker::line(), which defines the findings of a line.
 #include "check/cleanlines.h"
 #include "support/allocations.h"
+#include "support/build.h"
 #include "support/console.h"
 #include "support/randomlines.h"
 #include "support/records.h"
@@ -100,7 +101,7 @@ TEST(CleanLines, lines_mixed_from_the_fields_of_samples_are_clean_exactly_if_the
     Random random(1);
     Checkers checkers;
     std::size_t clean = 0;
-    constexpr std::size_t many = 20000;
+    constexpr std::size_t many = testsOptimised ? 20000 : 4000;
     for (std::size_t i = 0; i < many && !testing::Test::HasFailure(); ++i) {
         const std::wstring line = mixture.next(random);
         const bool isClean = checkers.isClean(line);
@@ -117,7 +118,7 @@ TEST(CleanLines, damaged_lines_are_not_clean_if_they_have_findings) {
         Mixture mixture(samples());
         Random random(2);
         Checkers checkers;
-        for (int i = 0; i < 60000 && !testing::Test::HasFailure(); ++i) {
+        for (int i = 0; i < (testsOptimised ? 60000 : 6000) && !testing::Test::HasFailure(); ++i) {
             std::wstring line = mixture.next(random);
             const RecordKind& kind = *tramo::recordKind(line[0]);
             const Field& field = random.of(kind.fields);
@@ -132,7 +133,7 @@ TEST(CleanLines, random_lines_are_not_clean_if_they_have_findings) {
     Random random(3);
     Checkers checkers;
     for (const RecordKind* kind : tramo::recordKinds())
-        for (int i = 0; i < 10000 && !testing::Test::HasFailure(); ++i)
+        for (int i = 0; i < (testsOptimised ? 10000 : 1000) && !testing::Test::HasFailure(); ++i)
             if (const std::wstring line = randomLine(*kind, random); isAnsi(line)) checkers.isClean(line);
 }
 
