@@ -43,7 +43,7 @@ typedef enum tramo_status {
 /* Describes a status in words: "the field is blank". Lives as long as the program. */
 TRAMO_EXPORT const char* tramo_status_text(tramo_status status);
 
-/* The version of the library: "1.0.0". Lives as long as the program. */
+/* The version of the library: "1.1.0". Lives as long as the program. */
 TRAMO_EXPORT const char* tramo_version(void);
 
 /* Whether the library prints the messages of the format about text that it cannot convert on the standard output, for the whole

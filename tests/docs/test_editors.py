@@ -104,7 +104,7 @@ class PreCommit(Editors):
             file.write(read(".pre-commit-hooks.yaml"))
         git("add", ".", cwd=hooks)
         self.assertEqual(git("commit", "-q", "-m", "hooks", cwd=hooks).returncode, 0)
-        git("tag", "v1.0.0", cwd=hooks)
+        git("tag", "v1.1.0", cwd=hooks)
 
         work = os.path.join(self.folder, "work")
         (config,) = re.findall(r"```yaml\n(.*?)```", read("docs/editors.md"), re.S)
