@@ -429,7 +429,11 @@ struct Stream {
 
 using Batches = std::vector<std::vector<std::int64_t>>;
 
-std::string changeLine(char letter = '3') { return letter + std::string(511, 'x'); }
+std::string changeLine(char letter = '3') {
+    std::string line(512, 'x');
+    line[0] = letter;
+    return line;
+}
 
 TEST(ArrowStream, gives_the_lines_of_its_kind_in_batches) {
     const TempFolder folder;
