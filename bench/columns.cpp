@@ -12,7 +12,7 @@ namespace {
 
 using tramo::Columns, tramo::RecordKind, tramo::RecordLines;
 
-constexpr std::size_t rowsPerBatch = 8192;
+constexpr std::size_t rowsPerBatch = 1024;  // so that the batches of all kinds fit into the processor's caches
 
 // Counts the values, so that the files of both encodings can be compared.
 struct Counter {

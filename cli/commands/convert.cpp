@@ -72,6 +72,7 @@ int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
     EncodedText text(options.out, options.to == Encoding::Utf16le, input.name(), options.force);
+    text.expect(input.characters());
     const bool isWhole = forEachLine(
         input, [&](const PlainRecord& record) { text.add(record); },
         [&](const Line& line, std::optional<LineKind> kind) { text.add(line, kind); });

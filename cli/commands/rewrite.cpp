@@ -121,6 +121,7 @@ int run(std::vector<std::string> arguments) {
     const Options options = parse(std::move(arguments));
     Input input(options.file, options.from);
     EncodedText text(options.out, options.to ? *options.to == Encoding::Utf16le : input.isUtf16(), input.name(), options.force);
+    text.expect(input.characters());
     Rewriter rewriter(input.name(), text, options.force);
     const bool isWhole = forEachLine(
         input, [&](const PlainRecord& record) { rewriter.take(record); },

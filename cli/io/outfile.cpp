@@ -171,7 +171,15 @@ bool OutFile::isStream(const std::string& path) {
     return path == "-" || (factsOf(path) && Place(path, path).kind() == Place::Kind::Stream);
 }
 
+void OutFile::expect(std::uint64_t size) {
+    constexpr std::uint64_t large = 1 << 20;  // less is not worth the call
+    if (isStream() || size < large) return;
+    reserveSpace(file.get(), size);
+    reserved = size;
+}
+
 void OutFile::write(std::string_view bytes) {
+    written += bytes.size();
     if (!held && isStream()) Progress::wipe();
     if (!writeTo(held ? held.get() : file.get(), bytes)) fail(errno);
 }
@@ -193,6 +201,7 @@ void OutFile::commit() {
     if (file.get() == stdout) return;  // main closes it
     if (!isStream()) {
         settle(noted, unfinished, mode);
+        if (written < reserved) freeSpaceAfter(file.get(), written);
         if (!reachesDisk(file.get())) fail(errno);
     }
     if (!closeFile(file.release())) fail(errno);

@@ -3,6 +3,7 @@
 #pragma once
 #include "cli/io/place.h"
 #include "cli/io/unfinished.h"
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -65,6 +66,9 @@ public:
     /// States that the file holds keys: only its owner can read it, if it is new.
     void keepSecret() { mode.secret = mode.keys = true; }
 
+    /// States how many bytes will be written, more or less: a large file is then written in less time.
+    void expect(std::uint64_t size);
+
     void write(std::string_view bytes);
 
     /// Flushes the file to the disk and replaces the target.
@@ -79,6 +83,7 @@ private:
     Mode mode;
     NotedOutput noted;
     Unfinished unfinished;
+    std::uint64_t reserved = 0, written = 0;  ///< bytes
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{nullptr, std::fclose};
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> held{nullptr, std::fclose};  ///< the text until `commit` writes it to `file`
 };

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace tramo::cli {
 
@@ -93,6 +94,19 @@ bool writeTo(std::FILE* file, std::string_view bytes) {
 }
 
 // Does not repeat the call after EINTR, because the descriptor is already closed.
+#ifdef __linux__
+// Not posix_fallocate, which would write zeros where the file system cannot reserve space.
+void reserveSpace(std::FILE* file, std::uint64_t size) {
+    if (std::in_range<off_t>(size)) (void)fallocate(fileno(file), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size));
+}
+void freeSpaceAfter(std::FILE* file, std::uint64_t size) {
+    if (std::in_range<off_t>(size)) (void)(ftruncate(fileno(file), static_cast<off_t>(size)) == 0);
+}
+#else
+void reserveSpace(std::FILE*, std::uint64_t) {}
+void freeSpaceAfter(std::FILE*, std::uint64_t) {}
+#endif
+
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0 || errno == EINTR; }
 
 // Does not use std::filesystem::directory_iterator: that of libstdc++ ends the program if it cannot allocate a name.

@@ -58,6 +58,13 @@ std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted);
 /// Writes to a file without a buffer. Returns false and sets errno if not all bytes could be written.
 bool writeTo(std::FILE* file, std::string_view bytes);
 
+/// Asks the system for the space that a file will need, which makes its blocks cheaper to write. Its size does not change.
+/// Without effect if the system or the disk does not support it.
+void reserveSpace(std::FILE* file, std::uint64_t size);
+
+/// Frees the space that was reserved after the end of a file of this size.
+void freeSpaceAfter(std::FILE* file, std::uint64_t size);
+
 /// Closes the file in any case. Returns false and sets errno if data was lost.
 bool closeFile(std::FILE* file);
 

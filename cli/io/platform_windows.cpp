@@ -112,6 +112,9 @@ std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted) { return 
 
 bool writeTo(std::FILE* file, std::string_view bytes) { return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size(); }
 
+void reserveSpace(std::FILE*, std::uint64_t) {}
+void freeSpaceAfter(std::FILE*, std::uint64_t) {}
+
 bool closeFile(std::FILE* file) { return std::fclose(file) == 0; }
 
 std::vector<std::string> namesIn(const std::string& folder) {

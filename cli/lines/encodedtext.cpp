@@ -32,12 +32,16 @@ EncodedText::EncodedText(const std::string& path, bool utf16, std::string source
     : isUtf16(utf16), name(std::move(source)) {
     if (!path.empty()) out.emplace(path, OutFile::Mode{.held = true, .force = force, .replacesInput = true});
     bytes.reserve(2 * enough);
-    if (isUtf16) bytes = encoding::utf16Mark;
+    if (isUtf16) bytes.append(encoding::utf16Mark);
 }
 
 EncodedText::~EncodedText() {
     bytes.resize(bytes.capacity());
     for (volatile char& byte : bytes) byte = 0;
+}
+
+void EncodedText::expect(std::uint64_t characters) {
+    if (out) out->expect(isUtf16 ? encoding::utf16Mark.size() + 2 * characters : characters);
 }
 
 void EncodedText::add(const Line& line, std::optional<LineKind> kind) {
@@ -75,7 +79,7 @@ void EncodedText::addPiece(std::wstring_view text, std::size_t at, const Line& l
 }
 
 void EncodedText::flush() {
-    out->write(bytes);
+    out->write({bytes.data(), bytes.size()});
     bytes.clear();
 }
 

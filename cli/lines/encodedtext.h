@@ -3,6 +3,7 @@
 #include "cli/io/outfile.h"
 #include "cli/lines/textfile.h"
 #include <cstdint>
+#include <fmt/format.h>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ public:
     ~EncodedText();  ///< wipes the text, because lines may hold keys
     EncodedText(const EncodedText&) = delete;
     EncodedText& operator=(const EncodedText&) = delete;
+
+    /// States how many characters will be added, more or less; see OutFile::expect.
+    void expect(std::uint64_t characters);
 
     /// Adds the line unchanged.
     void add(const Line& line, std::optional<LineKind> kind);
@@ -44,7 +48,7 @@ private:
     const bool isUtf16;
     const std::string name;
     std::optional<OutFile> out;
-    std::string bytes;  ///< not yet written
+    fmt::memory_buffer bytes;  ///< not yet written
     bool anything = false, looksLikeUtf16 = false;
     std::uint64_t misfits = 0;
     std::vector<std::string> messages;  ///< about the first misfits

@@ -57,8 +57,9 @@ public:
     /// Returns the file itself, to read lines a second time.
     std::shared_ptr<const SourceFile> sourceFile() const { return source; }
 
-    /// Return the size of the file, and the offset after the last line read.
+    /// Return the size of the file in bytes and in characters, with its byte order mark, and the offset after the last line read.
     std::uint64_t bytes() const { return size; }
+    std::uint64_t characters() const { return utf16 ? size / 2 : size; }
     std::uint64_t bytesRead() const { return text->bytesRead(); }
     long long linesRead() const { return text->linesRead(); }
     bool isUtf16() const { return utf16; }

@@ -74,6 +74,20 @@ class Exact(Convert):
         self.assertEqual((done.stdout, done.stderr, done.returncode), (utf16(lines(ROUND).decode("latin-1")), b"", 0))
 
 
+    def test_a_large_file_takes_only_the_space_of_its_size(self):
+        part = sample("round-returned.txt")
+        content = part * ((1 << 20) // len(part) + 1)  # so large that its space is reserved
+        self.assert_converted(content, "utf16le", utf16(content.decode("latin-1")))
+        self.assert_takes_its_size("out")
+        self.assert_converted(content, "ansi", content)
+        self.assert_takes_its_size("out")
+
+    def assert_takes_its_size(self, name):
+        """Windows does not report the blocks of a file."""
+        facts = os.stat(os.path.join(self.folder, name))
+        self.assertLessEqual(getattr(facts, "st_blocks", 0) * 512, facts.st_size + (1 << 17))
+
+
 class Refused(Convert):
     def test_a_character_is_reported_with_line_column_and_field(self):
         bad = METER.decode("latin-1")[:464] + "\u20ac" + METER.decode("latin-1")[465:]
