@@ -95,12 +95,15 @@ bool writeTo(std::FILE* file, std::string_view bytes) {
 
 // Does not repeat the call after EINTR, because the descriptor is already closed.
 #ifdef __linux__
-// Not posix_fallocate, which would write zeros where the file system cannot reserve space.
-void reserveSpace(std::FILE* file, std::uint64_t size) {
-    if (std::in_range<off_t>(size)) (void)fallocate(fileno(file), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size));
-}
 void freeSpaceAfter(std::FILE* file, std::uint64_t size) {
     if (std::in_range<off_t>(size)) (void)(ftruncate(fileno(file), static_cast<off_t>(size)) == 0);
+}
+
+// Not posix_fallocate, which would write zeros where the file system cannot reserve space.
+void reserveSpace(std::FILE* file, std::uint64_t size) {
+    if (!std::in_range<off_t>(size)) return;
+    const bool isReserved = fallocate(fileno(file), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0;
+    if (!isReserved) freeSpaceAfter(file, 0);  // a full disk may have given a part
 }
 #else
 void reserveSpace(std::FILE*, std::uint64_t) {}

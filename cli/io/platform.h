@@ -58,7 +58,7 @@ std::size_t readFrom(std::FILE* file, char* bytes, std::size_t wanted);
 /// Writes to a file without a buffer. Returns false and sets errno if not all bytes could be written.
 bool writeTo(std::FILE* file, std::string_view bytes);
 
-/// Asks the system for the space that a file will need, which makes its blocks cheaper to write. Its size does not change.
+/// Asks the system for the space that an empty file will need, which makes its blocks cheaper to write. It stays empty.
 /// Without effect if the system or the disk does not support it.
 void reserveSpace(std::FILE* file, std::uint64_t size);
 
