@@ -1,3 +1,4 @@
+#include "check/filerules.h"
 #include "common/concat.h"
 #include "common/reportedcolumn.h"
 #include "tramostream/check.h"
@@ -47,6 +48,7 @@ std::vector<Rule> makeRules() {
     all.push_back({"AreaOutside", 0, "An area begins or ends outside of its text.", warning});
     all.push_back({"AreaOverlap", 0, "Two areas share characters of their text.", warning});
     all.push_back({"PageUndefined", 0, "An enquiry result line refers to a page that its round does not define.", warning});
+    for (const FileRuleRow& row : fileRules) all.push_back({row.name, 0, std::string(row.description), error, row.remedy});
     return all;
 }
 

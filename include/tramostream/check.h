@@ -24,10 +24,11 @@ enum class Severity : char { Error, Warning, Hint };
 ///
 /// @snippet docs/examples.cpp Rule
 struct Rule {
-    std::string_view name;    ///< its identifier: "ParseDateTime", "LineTooShort"
-    int code;                 ///< of the format (TE::errorType); 0: none
-    std::string description;  ///< a sentence
-    Severity severity;        ///< of its findings, unless the check is strict
+    std::string_view name;      ///< its identifier: "ParseDateTime", "LineTooShort"
+    int code;                   ///< of the format (TE::errorType); 0: none
+    std::string description;    ///< a sentence
+    Severity severity;          ///< of its findings, unless the check is strict
+    std::string_view remedy{};  ///< what to do about it; empty: rules about single lines
 
     /// Returns whether its findings are errors. A strict check treats warnings as errors.
     bool isError(bool strict) const { return severity == Severity::Error || (strict && severity == Severity::Warning); }
@@ -38,6 +39,20 @@ TRAMO_EXPORT std::span<const Rule> rules();
 
 /// Returns the rule of that name, or nullptr if there is none.
 TRAMO_EXPORT const Rule* ruleNamed(std::string_view name);
+
+/// Some lines of a file: their number, and the numbers of the first of them.
+struct SomeLines {
+    std::uint64_t count = 0;              ///< how many
+    std::array<std::int64_t, 3> first{};  ///< 1-based
+
+    /// Adds a line after these.
+    void add(std::int64_t number) {
+        if (count < first.size()) first[count] = number;
+        ++count;
+    }
+    /// Adds the lines of the next part of the file.
+    TRAMO_EXPORT void add(const SomeLines& next);
+};
 
 /// An error, a warning or a hint about a line or a file. Plain data. Sentences are UTF-8 without control characters.
 /// Names point to constants.
@@ -54,6 +69,7 @@ struct Finding {
     std::string sentence{};    ///< the error: "meterWheels: invalid integer "VA""
     std::string reason{};      ///< the cause, or what was expected; may be empty
     std::string hint{};        ///< a remedy; may be empty
+    SomeLines lines{};         ///< of a diagnosis: the lines that it concerns; none: not counted
     bool excerpt = true;       ///< whether to show the columns of the line; false if the line may contain keys
 };
 

@@ -36,6 +36,7 @@
 #include "columns.h"
 #include "dateutils.h"
 #include "decode.h"
+#include "diagnosis.h"
 #include "enquirydefinitiontramomodel.h"
 #include "enquiryresulttramomodel.h"
 #include "exceptions.h"

@@ -1,0 +1,21 @@
+// Finds where a line lost or gained characters, from the fields that are valid before and after that place.
+#pragma once
+#include "tramostream/fields.h"
+#include <optional>
+#include <string_view>
+
+namespace tramo {
+
+struct Shift {
+    int characters = 0;    // gained; negative: lost
+    const Field* field{};  // in which it happened most likely
+};
+
+// `text`: a record line of this kind, of any length. nullopt: no shift of up to three characters makes all fields valid, or the
+// line is valid as it is. A line of the right length counts as shifted only if at least two fields are invalid.
+std::optional<Shift> shiftOf(const RecordKind& kind, std::wstring_view text);
+
+// Returns the number of fields with errors, in the line padded or cut to its length.
+int invalidFields(const RecordKind& kind, std::wstring_view text);
+
+}  // namespace tramo
