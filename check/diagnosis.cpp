@@ -292,7 +292,7 @@ struct Diagnosis::Facts {
 
     std::array<SomeLines, fileRuleCount> of{};
     SomeLines withLetters{};
-    std::uint64_t lines = 0, filled = 0, feeds = 0, blankPairs = 0, complete = 0, tooShort = 0, zeros = 0;
+    std::uint64_t lines = 0, filled = 0, feeds = 0, blankPairs = 0, complete = 0, padded = 0, tooShort = 0, zeros = 0;
     bool previousIsBlank = false, firstIsBlank = false;
     Letters letters{};
     std::array<std::uint16_t, 128> shortest{};  // of trimmed lines, by letter; 0: none
@@ -324,6 +324,7 @@ struct Diagnosis::Facts {
             of[static_cast<std::size_t>(std::countr_zero(signs))].add(line.number);
         feeds += line.lineFeed;
         complete += line.isComplete;
+        padded += line.isComplete && line.endsWithSpace;
         tooShort += line.isShort && !line.has(FileRule::Trimmed);
         zeros = std::max<std::uint64_t>(zeros, line.zeros);
         if (line.has(FileRule::Trimmed) && encoding::valueOf(line.letter) < shortest.size()) {
@@ -347,8 +348,10 @@ LineFacts Diagnosis::Facts::factsOf(const SourceLine& line, const FileHead& head
     facts.size = line.size();
     const LineKind kind = head.kind().value_or(LineKind::Record);
     const std::size_t length = shapeOf(kind).length;
-    const bool isInsteadOfReturn = length && text.size() == length + 1 && !line.carriageReturn;
+    const bool isInsteadOfReturn = length && text.size() == length + 1 && line.lineFeed && !line.carriageReturn &&
+                                   !mayHoldKeys(text) && mended(text, kind).text.size() == text.size();  // another character
     if (line.lineFeed && !line.carriageReturn && !isInsteadOfReturn) facts.sign(FileRule::LineEndingsLf);
+    if (isInsteadOfReturn) text = text.substr(0, length);
     facts.zeros = longestZeros(text);
     if (facts.zeros >= leastZeros) {
         facts.sign(FileRule::NulBlock);
@@ -419,6 +422,8 @@ void Diagnosis::Facts::examineText(LineFacts& facts, std::wstring_view text, con
     sign(isTrimmed, FileRule::Trimmed);
     if (collapsed || isTrimmed || !record || attempts == mostAttempts) return;
     if (facts.isComplete && isValid) return;
+    const bool isOnlyPadded = whole.size() > length && isBlankText(whole.substr(length));
+    if (isOnlyPadded && invalidFields(*record, whole) == 0) return;
     facts.shift = shiftOf(*record, whole);
     if (facts.shift) facts.sign(facts.shift->characters < 0 ? FileRule::CharacterLost : FileRule::CharacterAdded);
     else ++attempts;
@@ -448,7 +453,8 @@ void Diagnosis::clean(std::string_view record, std::int64_t number) {
     found->addLine(false);
     ++found->feeds;
     ++found->complete;
-    if (found->letters.add(record)) found->withLetters.add(number);
+    found->padded += record.ends_with(' ');
+    if (!beginning->isUtf16() && found->letters.add(record)) found->withLetters.add(number);
 }
 
 Diagnosis& Diagnosis::operator+=(const Diagnosis& next) {
@@ -465,6 +471,7 @@ Diagnosis& Diagnosis::operator+=(const Diagnosis& next) {
     own.filled += other.filled;
     own.feeds += other.feeds;
     own.complete += other.complete;
+    own.padded += other.padded;
     own.tooShort += other.tooShort;
     own.zeros = std::max(own.zeros, other.zeros);
     own.letters += other.letters;
@@ -491,10 +498,11 @@ Category categoryOf(const Rule& rule) {
 
 }  // namespace
 
-std::uint32_t Diagnosis::explanations(const Finding& finding) const {
+std::uint32_t Diagnosis::explanations(const Finding& finding, bool isLastLine) const {
     const unsigned category = categoryOf(*finding.rule);
     std::uint32_t bits = 0;
-    for (std::uint32_t rest = found->lastPossible; rest; rest &= rest - 1) {
+    constexpr std::uint32_t lastOnly = bitOf(FileRule::CutOff) | bitOf(FileRule::LastLineEnding) | bitOf(FileRule::CtrlZ);
+    for (std::uint32_t rest = found->lastPossible & (isLastLine ? ~std::uint32_t{0} : ~lastOnly); rest; rest &= rest - 1) {
         const int rule = std::countr_zero(rest);
         if (fileRules[rule].explains & category) bits |= std::uint32_t{1} << rule;
     }
@@ -511,16 +519,19 @@ std::uint32_t Diagnosis::bitsOf(std::span<const Finding> diagnosed) {
 
 namespace {
 
-// "169 of 172 lines, the first are 1, 2 and 3".
-std::string inWords(const SomeLines& some, std::uint64_t all) {
-    std::string words = some.count == all ? concat(all == 1 ? "the only line" : concat("all ", all, " lines"))
-                                          : concat(some.count, " of ", counted(all, "line"));
-    if (some.count == all) return words;
+// "line 20", "lines 3 and 20", "the first are 3, 20 and 21".
+std::string numbersOf(const SomeLines& some) {
     const std::size_t shown = std::min<std::size_t>(static_cast<std::size_t>(some.count), some.first.size());
-    words += some.count > shown ? ", the first are " : shown > 1 ? ": " : ": line ";
+    std::string words = some.count > shown ? "the first are " : shown > 1 ? "lines " : "line ";
     for (std::size_t i = 0; i < shown; ++i)
         words += (i == 0 ? "" : i + 1 == shown ? " and " : ", ") + std::to_string(some.first[i]);
     return words;
+}
+
+// "169 of 172 lines, the first are 1, 2 and 3".
+std::string inWords(const SomeLines& some, std::uint64_t all) {
+    if (some.count == all) return all == 1 ? "the only line" : concat("all ", all, " lines");
+    return concat(some.count, " of ", counted(all, "line"), some.count > some.first.size() ? ", " : ": ", numbersOf(some));
 }
 
 std::string shiftInWords(const ShiftedLine& shifted) {
@@ -566,7 +577,7 @@ std::vector<Finding> Diagnosis::findings() const {
     bool isCut = false;
     if (last && last->isShort && !last->isControlZ && beginning->kind()) {
         const bool isTrimmed = last->has(FileRule::Trimmed);
-        const bool areOthersTrimmed = before.count > 0;
+        const bool areOthersTrimmed = before.count > 0 && file.padded == 0;
         if (last->isKey) {
             isCut = true;
         } else if (areOthersTrimmed && isTrimmed) {

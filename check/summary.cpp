@@ -24,6 +24,13 @@ void CheckSummary::add(const Finding& finding) {
     total += finding.severity;
 }
 
+void CheckSummary::remove(const FindingsOfField& findings) {
+    FindingCount& count = countOf(findings);
+    count -= findings.count;
+    total -= findings.count;
+    std::erase_if(counts, [](const FindingsOfField& c) { return c.count.all() == 0; });
+}
+
 CheckSummary& CheckSummary::operator+=(const CheckSummary& next) {
     lines += next.lines;
     total += next.total;

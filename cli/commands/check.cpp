@@ -3,6 +3,7 @@
 #include "cli/io/inorder.h"
 #include "cli/io/text.h"
 #include "cli/lines/input.h"
+#include "cli/report/findinglist.h"
 #include "cli/report/report.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
@@ -14,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <tramostream/check.h>
+#include <tramostream/diagnosis.h>
 
 namespace tramo::cli {
 
@@ -43,11 +45,19 @@ whole line may have no column. The fields of a malformed line (too short, too
 long or of unknown type) are not checked, because they are not in their columns.
 Values of key lines are never shown.
 
+Findings about the whole file come first: what happened to it on its way, such
+as another encoding, other line endings or removed spaces, and what to do about
+it ("help:"). The findings of single lines that this explains are neither listed
+nor counted. Of more than 10 findings of one rule and field, the first is listed,
+with the number of the others. With --lines, only single lines are checked.
+
 Options:
-  --all               adds what the format reports on valid lines: a complete
-                      history slot of a meter subscriber (0x202), and the meter
-                      number of a record information line (0x201), which is
-                      never read
+  --each              lists every finding of every line, also those that a
+                      finding about the file explains
+  --all               like --each, and adds what the format reports on valid
+                      lines: a complete history slot of a meter subscriber
+                      (0x202), and the meter number of a record information line
+                      (0x201), which is never read
   --strict            reports missing and contradicting values (0x201, 0x202)
                       as errors, not as warnings
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
@@ -88,6 +98,7 @@ struct Options {
     std::uint64_t maxFindings = std::numeric_limits<std::uint64_t>::max();
     unsigned threads = 1;
     bool all = false;
+    bool each = false;
     ReportStyle style;
 };
 
@@ -97,6 +108,7 @@ Options parse(std::vector<std::string> arguments) {
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
     Arguments given;
     given.flag("--all", options.all);
+    given.flag("--each", options.each);
     given.flag("--strict", options.style.strict);
     given.flag("-q,--quiet", options.style.quiet);
     given.option("--encoding", encoding);
@@ -109,6 +121,7 @@ Options parse(std::vector<std::string> arguments) {
     given.option("--color,--colour", colour);
     options.files = given.parseFiles(std::move(arguments));
 
+    options.each |= options.all;
     options.encoding = encodingChoice("--encoding", encoding);
     options.kind = kindChoice(kind);
     options.style.format =
@@ -130,6 +143,9 @@ struct CheckedFile {
     std::optional<LineKind> prevailing{};
     bool utf16 = false;
     std::uint64_t bytes = 0;
+    std::shared_ptr<const FileHead> head{};  ///< null: no diagnosis
+
+    bool hasLines() const { return !head || head->hasLines(); }
 };
 
 // Some lines of a file, and what was found in them.
@@ -147,8 +163,13 @@ struct Task {
     std::optional<Unreadable> failure;
     std::string note;  ///< what somebody has done to the file meanwhile
     Summary summary;
+    std::optional<Diagnosis> diagnosis;
+    FindingGroups groups;
     fmt::memory_buffer described;
-    std::vector<std::size_t> ends;  ///< of the findings in `described`
+    struct Place {
+        std::size_t group, end;
+    };
+    std::vector<Place> places;  ///< of the findings in `described`
 
     void clear() {
         isFirst = isLast = isWhole = endsFile = hasOddByte = false;
@@ -157,8 +178,10 @@ struct Task {
         failure.reset();
         note.clear();
         summary = {};
+        diagnosis.reset();
+        groups.clear();
         described.clear();
-        ends.clear();
+        places.clear();
     }
 };
 
@@ -186,6 +209,13 @@ public:
         file.prevailing = input.prevailingKind();
         file.utf16 = input.isUtf16();
         file.bytes = input.bytes();
+        file.head = input.diagnosis();
+    }
+
+    // Part of a file cannot be diagnosed.
+    static std::unique_ptr<Input> open(const std::string& path, const Options& options) {
+        if (options.lines.isWhole()) return Input::diagnosed(path, options.encoding);
+        return std::make_unique<Input>(path, options.encoding, options.lines);
     }
 
     static void closed(Input& input, Task& task) {
@@ -208,7 +238,7 @@ private:
     void load(Task& task) {
         try {
             if (!input) {
-                input = std::make_unique<Input>(file->path, options.encoding, options.lines);
+                input = open(file->path, options);
                 opened(*input, *file);
             }
             Piece piece;
@@ -236,7 +266,7 @@ public:
 
     void run() {
         if (task.isWhole) checkFile();
-        else checkLines(task.piece);
+        else checkLines(task.piece, task.isLast);
         if (task.endsFile && !task.failure) checkEnd();
         if (checker) task.summary.checked = checker->summary();
     }
@@ -244,19 +274,22 @@ public:
 private:
     void checkFile() {
         try {
-            Input input(task.file->path, options.encoding, options.lines);
-            Tasks::opened(input, *task.file);
-            for (Piece piece; input.nextPiece(piece);) checkLines(piece);
-            Tasks::closed(input, task);
+            const std::unique_ptr<Input> input = Tasks::open(task.file->path, options);
+            Tasks::opened(*input, *task.file);
+            for (Piece piece; input->nextPiece(piece);)
+                checkLines(piece, input->bytesRead() + input->hasOddByte() == input->bytes());
+            Tasks::closed(*input, task);
         } catch (const Unreadable& failure) { task.failure = failure; }
     }
 
-    void checkLines(const Piece& piece) {
+    void checkLines(const Piece& piece, bool isLastPiece) {
         task.summary.bytes += piece.size();
         reader.start(piece);
+        if (task.file->head && !task.diagnosis) task.diagnosis.emplace(task.file->head);
         while (nextToCheck()) {
+            if (task.diagnosis) task.diagnosis->line(line);
             use().line(line, findings);
-            describe();
+            describe(isLastPiece && reader.bytesLeft() == 0);
         }
     }
 
@@ -264,7 +297,10 @@ private:
     bool nextToCheck() {
         for (PlainRecord record; reader.nextPlain(record);) {
             line.number = record.number;
-            if (use().countIfClean(*record.kind, record.text)) continue;
+            if (use().countIfClean(*record.kind, record.text)) {
+                if (task.diagnosis) task.diagnosis->clean(record.text, record.number);
+                continue;
+            }
             reader.readAgain(line);
             return true;
         }
@@ -272,13 +308,14 @@ private:
     }
 
     void checkEnd() {
+        if (!task.file->hasLines()) return;
         use().end({line.number, task.charactersUnread, task.hasOddByte}, findings);
         if (task.charactersUnread) {
             const long long number = line.number + 1;
             line = {};
             line.number = number;
         }
-        describe();
+        describe(false);
     }
 
     // Made when the file has been opened.
@@ -287,11 +324,14 @@ private:
         return *checker;
     }
 
-    void describe() {
+    void describe(bool isLastLine) {
         for (const Finding& finding : findings) {
-            if (task.ends.size() == options.maxFindings) break;
+            const std::uint32_t explanations = task.diagnosis ? task.diagnosis->explanations(finding, isLastLine) : 0;
+            const std::size_t group = task.groups.add(finding, explanations);
+            if (task.places.size() >= options.maxFindings && options.each) continue;
+            if (options.maxFindings == 0 || (!options.each && task.groups[group].lines.count > mostAlike)) continue;
             report.describe(finding, line, task.file->label, task.described);
-            task.ends.push_back(task.described.size());
+            task.places.push_back({group, task.described.size()});
         }
         findings.clear();
     }
@@ -308,7 +348,8 @@ private:
 // Writes the findings of the tasks into the report, in the order of the tasks.
 class ReportWriter {
 public:
-    ReportWriter(const Options& chosenOptions, Report& to, Output& through) : options(chosenOptions), report(to), out(through) {
+    ReportWriter(const Options& chosenOptions, Report& to, Output& through)
+        : options(chosenOptions), report(to), out(through), found(to, chosenOptions.each, chosenOptions.maxFindings) {
         total.files = options.files.size();
     }
 
@@ -317,9 +358,11 @@ public:
         if (task.isFirst) {
             report.beginFile(task.file->path);
             summary = {};
+            found.start();
+            diagnosis.reset();
         }
-        list(task);
-        if (task.isLast) endFile(*task.file);
+        collect(task);
+        if (task.isLast) endFile(*task.file, true);
         if (!task.note.empty()) complain(printable(nameOf(task.file->path)) + ": " + task.note);
         if (!task.isLast) progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
         out.settle();
@@ -335,21 +378,27 @@ public:
     }
 
 private:
-    void list(const Task& task) {
-        std::size_t begin = 0;
-        std::uint64_t listed = std::min(summary.checked.total.all(), options.maxFindings);
+    void collect(const Task& task) {
         summary.checked += task.summary.checked;
         summary.bytes += task.summary.bytes;
-        for (const std::size_t end : task.ends) {
-            if (listed == options.maxFindings) break;
-            report.finding({task.described.data() + begin, end - begin});
-            begin = end;
-            ++listed;
+        if (task.diagnosis) {
+            if (!diagnosis) diagnosis.emplace(task.file->head);
+            *diagnosis += *task.diagnosis;
         }
-        summary.notListed = summary.checked.total.all() - listed;
+        std::vector<DescribedFinding> described;
+        std::size_t begin = 0;
+        for (const auto& [group, end] : task.places) {
+            described.push_back({group, {task.described.data() + begin, end - begin}});
+            begin = end;
+        }
+        found.add(task.groups, described);
     }
 
-    void endFile(const CheckedFile& file) {
+    void endFile(const CheckedFile& file, bool isWhole) {
+        std::vector<Finding> diagnosed;
+        if (isWhole && diagnosis) diagnosed = diagnosis->findings();
+        else if (isWhole && !file.hasLines()) diagnosed.assign(file.head->findings().begin(), file.head->findings().end());
+        summary.notListed = found.end(diagnosed, file.label, summary.checked);
         summary.utf16 = file.utf16;
         summary.fileBytes = file.bytes;
         if (options.lines.isWhole()) summary.bytes = file.bytes;
@@ -360,7 +409,7 @@ private:
     }
 
     void addUnreadable(const Task& task) {
-        if (!task.isFirst) endFile(*task.file);
+        if (!task.isFirst) endFile(*task.file, false);
         ++total.unreadable;
         report.unreadable(task.file->path, task.failure->reason);
         out.flush();
@@ -370,6 +419,8 @@ private:
     const Options& options;
     Report& report;
     Output& out;
+    FindingList found;
+    std::optional<Diagnosis> diagnosis;  // of the current file
     Progress progress;
     Summary summary;
     RunTotal total;

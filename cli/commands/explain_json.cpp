@@ -174,6 +174,7 @@ private:
                                     : rule.severity == Severity::Warning ? "warning"
                                                                          : "hint");
             json.member("description", rule.description);
+            if (!rule.remedy.empty()) json.member("remedy", rule.remedy);
             json.EndObject();
         }
         json.EndArray();

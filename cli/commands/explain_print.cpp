@@ -168,6 +168,7 @@ void Explainer::rule(const Rule& rule) {
     heading(std::string(rule.name));
     out.print("\n");
     entry("meaning", rule.description);
+    entry("remedy", std::string(rule.remedy));
     entry("found", "only by tramo check; the format has no code for it");
 }
 

@@ -76,17 +76,17 @@ std::optional<LineKind> prevailingKindOf(std::string_view sample, bool utf16, bo
 
 }  // namespace
 
-Input::Input(const std::string& path, EncodingChoice choice, LineRange lines)
+Input::Input(const std::string& path, EncodingChoice choice, LineRange lines, bool isDiagnosed)
     : file(path), ownName(printable(nameOf(path))), noted(path), range(lines) {
     try {
-        open(choice);
+        open(choice, isDiagnosed);
     } catch (Unreadable& failure) {
         failure.file = file;
         throw;
     }
 }
 
-void Input::open(EncodingChoice choice) {
+void Input::open(EncodingChoice choice, bool isDiagnosed) {
     namespace fs = std::filesystem;
     try {
         std::error_code error;
@@ -100,10 +100,18 @@ void Input::open(EncodingChoice choice) {
             source = std::make_shared<SourceFile>(spool->path(), file);
         }
         const std::string sample = readSample(*source);
-        size = source->size();
+        end = size = source->size();
+        if (isDiagnosed) {
+            const std::optional<bool> isUtf16 = choice ? std::optional(choice == Encoding::Utf16le) : std::nullopt;
+            head = std::make_shared<FileHead>(sample, size <= sample.size(), isUtf16);
+            if (!head->hasLines()) {
+                utf16 = head->isUtf16();
+                text.emplace(source, false, 0);
+                return;
+            }
+        }
         utf16 = isUtf16Text(sample, choice, file);
         prevailing = prevailingKindOf(sample, utf16, size <= sample.size());
-        end = size;
         if (range.seek) return seek();
         text.emplace(source, utf16, size ? size : TextFile::noEnd);
         skip();

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <tramostream/check.h>
+#include <tramostream/diagnosis.h>
 #include <tramostream/stringconverter.h>
 
 namespace tramo::cli {
@@ -36,7 +37,16 @@ class Input {
 public:
     /// Reads only these lines, with their numbers in the file. Throws Unreadable, also if the file is shorter than the range
     /// (which begins after line 1) or cannot be sought, or WriteFailed if the copy cannot be written.
-    Input(const std::string& path, EncodingChoice encoding, LineRange range = {});
+    Input(const std::string& path, EncodingChoice encoding, LineRange lines = {}) : Input(path, encoding, lines, false) {}
+
+    /// Reads all lines, and diagnoses the first bytes of the file. A file whose lines cannot be read then has no lines:
+    /// diagnosis() says why.
+    static std::unique_ptr<Input> diagnosed(const std::string& path, EncodingChoice encoding) {
+        return std::unique_ptr<Input>(new Input(path, encoding, {}, true));
+    }
+
+    /// Returns the diagnosis of the first bytes; nullptr: without a diagnosis.
+    const std::shared_ptr<const FileHead>& diagnosis() const { return head; }
 
     /// Returns the name of the file for messages.
     const std::string& name() const { return ownName; }
@@ -91,7 +101,8 @@ public:
     std::string unreadRest() const;
 
 private:
-    void open(EncodingChoice encoding);
+    Input(const std::string& path, EncodingChoice encoding, LineRange lines, bool isDiagnosed);
+    void open(EncodingChoice encoding, bool isDiagnosed);
     void skip();
     void seek();
 
@@ -106,6 +117,7 @@ private:
     std::uint64_t size = 0, end = 0;  // the end of the file, and of the range
     bool utf16 = false;
     std::optional<LineKind> prevailing;
+    std::shared_ptr<const FileHead> head;
     std::string change;
 };
 

@@ -32,12 +32,18 @@ public:
 
     virtual void beginFile(const std::string& file) = 0;
     virtual void finding(std::string_view described) = 0;
+
+    /// Writes the first of several findings that are alike, with their number and lines.
+    virtual void findings(std::string_view described, const SomeLines& lines) = 0;
     virtual void endFile(const Summary& summary) = 0;
     virtual void unreadable(const std::string& file, const std::string& reason) = 0;
     virtual void endRun(const RunTotal& total) = 0;
 
     static std::unique_ptr<Report> make(Output& output, const ReportStyle& style);
 };
+
+/// Returns the lines in words: "996 more lines have the same finding, the next are 15 and 18".
+std::string moreInWords(const SomeLines& lines);
 
 std::unique_ptr<Report> makeTextReport(Output& output, const ReportStyle& style);
 std::unique_ptr<Report> makeJsonReport(Output& output);

@@ -28,6 +28,18 @@ public:
 
     void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
 
+    void findings(std::string_view described, const SomeLines& lines) override {
+        fmt::memory_buffer one;
+        JsonStream target(one);
+        target.add(described.substr(0, described.size() - 1));  // without its closing brace
+        JsonWriter members(target);
+        members.StartObject();
+        addLines(members, lines);
+        members.EndObject();
+        one[described.size() - 1] = ',';  // in place of the opening brace of the members
+        finding({one.data(), one.size()});
+    }
+
     void describe(const Finding& finding, const Line& line, std::string_view, fmt::memory_buffer& to) const override {
         JsonStream target(to);
         JsonWriter one(target);
@@ -47,6 +59,8 @@ public:
             if (finding.column) one.member("found", utf8::encode(finding.found));
         }
         one.member("message", sentenceOf(finding));
+        if (!finding.hint.empty()) one.member("help", finding.hint);
+        if (finding.lines.count) addLines(one, finding.lines);
         one.EndObject();
     }
 
@@ -105,6 +119,13 @@ public:
     }
 
 private:
+    static void addLines(JsonWriter& to, const SomeLines& lines) {
+        to.member("count", lines.count);
+        to.beginArray("examples");
+        for (std::size_t i = 0; i < lines.first.size() && i < lines.count; ++i) to.Int64(lines.first[i]);
+        to.EndArray();
+    }
+
     void count(const FindingCount& found) {
         json.member("errors", found.errors);
         json.member("warnings", found.warnings);

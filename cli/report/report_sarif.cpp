@@ -39,6 +39,10 @@ public:
 
     void finding(std::string_view described) override { json.element(described, !std::exchange(anyFinding, true)); }
 
+    void findings(std::string_view described, const SomeLines& lines) override {
+        finding(fmt::format(R"({},"occurrenceCount":{}}})", described.substr(0, described.size() - 1), lines.count));
+    }
+
     void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         JsonStream target(to);
         JsonWriter one(target);
@@ -47,6 +51,7 @@ public:
         one.member("ruleIndex", finding.rule - rules().data());
         one.member("level", nameOf(finding.severity));
         message(one, sentenceOf(finding));
+        if (finding.lines.count) one.member("occurrenceCount", finding.lines.count);
         one.beginArray("locations");
         one.StartObject();
         one.beginObject("physicalLocation");
@@ -118,6 +123,11 @@ private:
         json.beginObject("shortDescription");
         json.member("text", rule.description);
         json.EndObject();
+        if (!rule.remedy.empty()) {
+            json.beginObject("help");
+            json.member("text", rule.remedy);
+            json.EndObject();
+        }
         json.beginObject("defaultConfiguration");
         json.member("level", rule.isError(strict) ? "error" : "warning");
         json.EndObject();

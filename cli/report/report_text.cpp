@@ -28,6 +28,9 @@ public:
         add(to, finding.severity == Severity::Error ? colours.error : colours.warning, nameOf(finding.severity), ":", colours.off,
             " ", sentenceHere(finding), "\n");
         if (finding.excerpt && !line.text.empty()) excerpt(finding, line, to);
+        if (!finding.hint.empty()) {
+            add(to, colours.heading, label, ":", colours.off, " ", colours.note, "help:", colours.off, " ", finding.hint, "\n");
+        }
         if (!finding.reportedColumn) return;
         place(finding, line, label, to);
         add(to, colours.note, "note:", colours.off, " ", noteOnReportedColumn(finding.reportedColumn), "\n");
@@ -43,6 +46,13 @@ public:
         if (quiet) return;
         anyListed = true;
         out.buffer().append(described.data(), described.data() + described.size());
+    }
+
+    void findings(std::string_view described, const SomeLines& lines) override {
+        finding(described);
+        if (!quiet)
+            out.print("{}{}:{} {}note:{} {}; --each lists all\n", colours.heading, name, colours.off, colours.note, colours.off,
+                moreInWords(lines));
     }
 
     void endFile(const Summary& summary) override {

@@ -137,6 +137,13 @@ struct FindingCount {
         warnings += other.warnings;
         return *this;
     }
+
+    /// Subtracts numbers that were added.
+    FindingCount& operator-=(const FindingCount& other) {
+        errors -= other.errors;
+        warnings -= other.warnings;
+        return *this;
+    }
 };
 
 /// The number of lines of one kind.
@@ -170,6 +177,9 @@ public:
 
     /// Counts a finding.
     void add(const Finding& finding);
+
+    /// Removes findings that were counted.
+    void remove(const FindingsOfField& findings);
 
     /// Adds the summary of the next lines.
     CheckSummary& operator+=(const CheckSummary& next);

@@ -78,9 +78,9 @@ public:
     /// after the last line. `lines`: how many the file has, for sentences such as "169 of 172 lines".
     std::vector<Finding> findings() const;
 
-    /// Returns whether a finding of the checker about the line that line() was last called with is explained if findings()
-    /// contains one of these rules: a set of bits, one for each rule about files. 0: by no rule.
-    std::uint32_t explanations(const Finding& finding) const;
+    /// Returns the rules about files that would explain a finding of the checker about the last line that line() was called with,
+    /// as a set of bits. If findings() then contains one of these rules, the finding says nothing new. `isLastLine`: of the file.
+    std::uint32_t explanations(const Finding& finding, bool isLastLine) const;
 
     /// Returns the bits of these findings.
     static std::uint32_t bitsOf(std::span<const Finding> diagnosed);

@@ -1,5 +1,6 @@
 """Shared by the tests of the tool. TRAMO is the path of the program; the working directory is the project's root."""
 import fcntl
+import functools
 import json
 import os
 import pty
@@ -62,6 +63,17 @@ def before_field_work(content):
     return b"\r\n".join(blanked(line) for line in content.split(b"\r\n") if line[:1] not in BROUGHT_BACK)
 
 
+@functools.cache
+def file_rules():
+    """Returns the names of the rules about whole files: they have a remedy."""
+    out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, env=ENVIRONMENT, cwd="/", check=True).stdout
+    return {rule["rule"] for rule in json.loads(out)["rules"] if "remedy" in rule}
+
+
+def is_about_file(finding):
+    return any(f" [{rule}]" in finding for rule in file_rules())
+
+
 def lines(*texts):
     return b"".join(text + b"\r\n" for text in texts)
 
@@ -106,9 +118,19 @@ class Result:
         return re.sub(r"in \d+\.\d{3} s", "in TIME s", self.out)
 
     @property
-    def findings(self):
+    def all_findings(self):
         """Returns the findings, without excerpts and summary."""
         return [line for line in self.out.splitlines() if re.match(r"\S+?:.*?(error|warning): ", line)]
+
+    @property
+    def findings(self):
+        """Returns the findings about lines."""
+        return [line for line in self.all_findings if not is_about_file(line)]
+
+    @property
+    def diagnosis(self):
+        """Returns the findings about the whole file."""
+        return [line for line in self.all_findings if is_about_file(line)]
 
     @property
     def json(self):
@@ -144,8 +166,8 @@ class CliTest(unittest.TestCase):
         return self.run_tool("check", *options, "f", cwd=self.folder, **run)
 
     def assert_findings(self, content, *expected, options=(), code=1, **run):
-        """Returns the findings of a file "f", each without the leading "f:"."""
-        result = self.check(content, *options, **run)
+        """Expects these findings about the lines of a file "f", each without the leading "f:"."""
+        result = self.check(content, "--each", *options, **run)
         self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
         self.assertEqual((result.code, result.err), (code if expected else 0, ""))
         return result
