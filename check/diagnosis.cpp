@@ -634,7 +634,7 @@ std::vector<Finding> Diagnosis::findings() const {
     }
 
     // Line endings
-    if (isMost(file.linesOf(FileRule::LineEndingsLf), file.feeds))
+    if (filled > 0 && isMost(file.linesOf(FileRule::LineEndingsLf), file.feeds))
         addLines(FileRule::LineEndingsLf, "lines end in LF instead of CR LF");
     if (isMost(file.linesOf(FileRule::LineEndingsCrCrLf), file.feeds))
         addLines(FileRule::LineEndingsCrCrLf, "lines end in CR CR LF instead of CR LF");

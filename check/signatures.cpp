@@ -71,6 +71,9 @@ std::string_view textFormatOf(std::string_view text) {
     // Key lines are JSON objects, too, one in each line.
     const auto isKeyLine = [&](const KeyValue& value) { return text.find(value.name) != std::string_view::npos; };
     if (text.front() == '{' && std::ranges::any_of(keyValues, isKeyLine)) return {};
+    const std::string_view rest = text.substr(1, text.find('\n', 1) - 1);
+    const bool isFlat = rest.find('}') != std::string_view::npos && rest.find_first_of("[{") == std::string_view::npos;
+    if (text.front() == '{' && isFlat) return {};  // a key line without known members
     const std::size_t next = text.find_first_not_of(blanks, 1);
     if (next == std::string_view::npos) return {};
     const bool isObject = text.front() == '{' && (text[next] == '"' || text[next] == '}');

@@ -48,8 +48,8 @@ Values of key lines are never shown.
 Findings about the whole file come first: what happened to it on its way, such
 as another encoding, other line endings or removed spaces, and what to do about
 it ("help:"). The findings of single lines that this explains are neither listed
-nor counted. Of more than 10 findings of one rule and field, the first is listed,
-with the number of the others. With --lines, only single lines are checked.
+nor counted. Of more than 10 findings of one rule and field, the first is
+listed, with the number of the others. With --lines, only single lines are checked.
 
 Options:
   --each              lists every finding of every line, also those that a
@@ -161,7 +161,8 @@ struct Task {
     std::uint64_t charactersUnread;
 
     std::optional<Unreadable> failure;
-    std::string note;  ///< what somebody has done to the file meanwhile
+    std::string refusal;  ///< the file cannot be read in its encoding
+    std::string note;     ///< what somebody has done to the file meanwhile
     Summary summary;
     std::optional<Diagnosis> diagnosis;
     FindingGroups groups;
@@ -176,6 +177,7 @@ struct Task {
         position = charactersUnread = 0;
         piece.keep({});
         failure.reset();
+        refusal.clear();
         note.clear();
         summary = {};
         diagnosis.reset();
@@ -221,6 +223,7 @@ public:
     static void closed(Input& input, Task& task) {
         input.confirm();
         task.note = input.note();
+        task.refusal = input.refusal();
         task.endsFile = input.atEndOfFile();
         task.hasOddByte = input.hasOddByte();
         task.charactersUnread = input.charactersUnread();
@@ -363,6 +366,10 @@ public:
         }
         collect(task);
         if (task.isLast) endFile(*task.file, true);
+        if (!task.refusal.empty()) {
+            ++total.unreadable;
+            complain(printable(nameOf(task.file->path)) + ": " + task.refusal);
+        }
         if (!task.note.empty()) complain(printable(nameOf(task.file->path)) + ": " + task.note);
         if (!task.isLast) progress.show(printable(nameOf(task.file->path)), task.position, task.file->bytes);
         out.settle();

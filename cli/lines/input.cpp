@@ -105,6 +105,9 @@ void Input::open(EncodingChoice choice, bool isDiagnosed) {
             const std::optional<bool> isUtf16 = choice ? std::optional(choice == Encoding::Utf16le) : std::nullopt;
             head = std::make_shared<FileHead>(sample, size <= sample.size(), isUtf16);
             if (!head->hasLines()) {
+                try {
+                    isUtf16Text(sample, choice, file);
+                } catch (const Unreadable& refusal) { refused = refusal.reason; }
                 utf16 = head->isUtf16();
                 text.emplace(source, false, 0);
                 return;

@@ -48,6 +48,9 @@ public:
     /// Returns the diagnosis of the first bytes; nullptr: without a diagnosis.
     const std::shared_ptr<const FileHead>& diagnosis() const { return head; }
 
+    /// Returns why a diagnosed file cannot be read in its encoding; empty: it can be.
+    const std::string& refusal() const { return refused; }
+
     /// Returns the name of the file for messages.
     const std::string& name() const { return ownName; }
 
@@ -118,7 +121,7 @@ private:
     bool utf16 = false;
     std::optional<LineKind> prevailing;
     std::shared_ptr<const FileHead> head;
-    std::string change;
+    std::string change, refused;
 };
 
 /// Returns the number of threads, at most `most`, that these files can keep busy.

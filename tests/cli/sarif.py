@@ -85,8 +85,9 @@ level = one_of("none", "note", "warning", "error")
 artifact_location = record(["uri"], uri=uri_reference, index=integer(0))
 location = record([], physicalLocation=record(["artifactLocation"], artifactLocation=artifact_location, region=region),
                   logicalLocations=array(record([], name=filled, fullyQualifiedName=filled, kind=filled), unique=True))
-rule = record(["id"], id=filled, shortDescription=message, fullDescription=message, defaultConfiguration=record([], level=level))
-result = record(["message"], ruleId=filled, ruleIndex=integer(-1), level=level, message=message, locations=array(location))
+rule = record(["id"], id=filled, shortDescription=message, fullDescription=message, help=message, defaultConfiguration=record([], level=level))
+result = record(["message"], ruleId=filled, ruleIndex=integer(-1), level=level, message=message, locations=array(location),
+                occurrenceCount=integer(1))
 notification = record(["message"], level=level, message=message, locations=array(location))
 invocation = record(["executionSuccessful"], executionSuccessful=flag, exitCode=integer(0), toolExecutionNotifications=array(notification))
 artifact = record([], location=artifact_location, length=integer(-1))

@@ -35,7 +35,7 @@ class FullDisk(CliTest):
 
     def test_reader_that_has_gone(self):
         self.write("f", lines(*[BAD] * 5000))
-        process = subprocess.Popen([TRAMO, "check", "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder, env=ENVIRONMENT)
+        process = subprocess.Popen([TRAMO, "check", "--each", "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder, env=ENVIRONMENT)
         self.assertTrue(process.stdout.readline().startswith(b"f:1:426: error"))
         process.stdout.close()
         self.assertEqual(process.stderr.read(), b"")
@@ -77,9 +77,9 @@ class Size(CliTest):
         few, many = lines(BAD), lines(*[BAD] * 50000)
         for form in ("text", "json", "sarif"):
             self.write("f", few)
-            least, _, _ = self.memory("check", "--format", form, "f")
+            least, _, _ = self.memory("check", "--each", "--format", form, "f")
             self.write("f", many)
-            most, seconds, written = self.memory("check", "--format", form, "f")
+            most, seconds, written = self.memory("check", "--each", "--format", form, "f")
             self.assertGreater(written, 150000 * 100)
             self.assertLess(most - least, 1.25 * len(many) + (4 << 20), form)
             self.assertLess(seconds, 30)
@@ -193,8 +193,8 @@ class Size(CliTest):
         self.assertLess(self.memory_apart("show", "--meter", "5", "f", codes=(0,)), 2 * len(content) + (16 << 20))
 
     def test_many_short_lines(self):
-        result = self.check(b"\n" * 100000, "-q")
-        self.assertEqual(result.out, "f: 100000 errors, 0 warnings in 100000 lines\n")
+        result = self.check(b"\n" * 100000, "-q", "--each")
+        self.assertEqual(result.out, "f: 100001 errors, 0 warnings in 100000 lines\n")
 
     def test_garbage(self):
         numbers = random.Random(20240131)
@@ -212,7 +212,7 @@ class Size(CliTest):
             for _ in range(numbers.randrange(1, 40)):
                 line[numbers.randrange(1, 512)] = numbers.choice(b"\0\x1b 09AZaz-+.,\x7f\x85\xe9\xff")
             damaged += bytes(line) + b"\r\n"
-        document = self.check(damaged, "--format", "json").json
+        document = self.check(damaged, "--each", "--format", "json").json
         self.assertEqual(document["files"][0]["summary"]["lines"], 2000)
         self.assertEqual(document["errors"] + document["warnings"], len(document["files"][0]["findings"]))
 

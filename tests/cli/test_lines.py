@@ -141,10 +141,10 @@ class Lines(CliTest):
                          "fields with a zero character are not checked")
 
     def test_excerpts(self):
-        result = self.check(self.after(METER + b"xy"))
+        result = self.check(self.after(METER + b"xy"), "--each")
         self.assertIn("     3 | ...     2024011617300HAG07 xy\n"
                       "       |                            ^~ columns 513-514\n", result.out)
-        result = self.check(self.after(METER[:30]))
+        result = self.check(self.after(METER[:30]), "--each")
         self.assertIn("     3 | 1   1ABONN\u00c9 0001              \n\nf: 1 error, 0 warnings", result.out)
 
 
@@ -154,7 +154,7 @@ class ChangedOnTheWay(CliTest):
     TABS = " error: line has {} characters, expected 512 [LineTooShort]: it contains {} tab characters, the first at column {}; "
 
     def told(self, line):
-        finding = self.check(lines(ROUND, METER, METER, line)).findings[0]
+        finding = self.check(lines(ROUND, METER, METER, line), "--each").findings[0]
         self.assertTrue(finding.startswith("f:4:"), finding)
         return finding.removeprefix("f:4:")
 
@@ -194,7 +194,7 @@ class ChangedOnTheWay(CliTest):
             count = int(claim[2] or claim[4] or 1)
             repaired = {"padded": line + b" " * count, "last": line[:-count], "first": line[count:]}[how]
             self.assertEqual(len(repaired), 512)
-            found = self.check(lines(ROUND, METER, METER, repaired), "--format", "json").json["files"][0]["findings"]
+            found = self.check(lines(ROUND, METER, METER, repaired), "--format", "json", "--each").json["files"][0]["findings"]
             errors = [finding for finding in found if finding["severity"] == "error"]
             counts = [f"{n} {what}{'s' * (n > 1)}" for n, what in ((len(errors), "error"), (len(found) - len(errors), "warning")) if n]
             words = " and ".join(counts) or CLEAN

@@ -3,7 +3,7 @@ import copy
 import os
 import unittest
 import sarif
-from support import METER, ROUND, CliTest, lines, put
+from support import METER, ROUND, CliTest, file_rules, lines, put
 
 DAMAGED = lines(put(ROUND, 499, b"20241301"), put(METER, 507, b"Q"), put(METER, 1, b"8"), METER[:300], b"", METER + b"xyz",
                 put(METER, 240, b"\0"), put(ROUND, 2, b" " * 8)) + METER
@@ -11,9 +11,11 @@ DAMAGED = lines(put(ROUND, 499, b"20241301"), put(METER, 507, b"Q"), put(METER, 
 
 class Documents(CliTest):
     def sarif(self, content, *options):
-        document = self.check(content, "--format", "sarif", *options).json
+        document = self.check(content, "--each", "--format", "sarif", *options).json
         sarif.validate(document)
-        return document["runs"][0]
+        run = document["runs"][0]
+        run["results"] = [result for result in run["results"] if result["ruleId"] not in file_rules()]
+        return run
 
     def test_findings(self):
         run = self.sarif(DAMAGED)
@@ -54,8 +56,15 @@ class Documents(CliTest):
                              "FileEmpty", "ZeroBehindAlarmFlags", "KeyMemberIgnored", "TextIgnored", "KeyLineDuplicate",
                              "KeyNotHexadecimal", "LineWithoutMeter", "AreaIncomplete", "AreaOutside", "AreaOverlap",
                              "PageUndefined"})
-        self.assertEqual([rule["id"] for rule in rules][-7:], ["KeyLineDuplicate", "KeyNotHexadecimal", "LineWithoutMeter",
-                                                              "AreaIncomplete", "AreaOutside", "AreaOverlap", "PageUndefined"])
+        names = [rule["id"] for rule in rules]
+        self.assertEqual(names[-33:-26], ["KeyLineDuplicate", "KeyNotHexadecimal", "LineWithoutMeter", "AreaIncomplete", "AreaOutside",
+                                          "AreaOverlap", "PageUndefined"])
+        self.assertEqual(names[-26:], [
+            "NotExchangeFile", "NulBlock", "CutOff", "TextIsUtf8", "TextIsUtf8Twice", "Utf16NoBom", "Utf16BigEndian", "DosText", "MacText",
+            "LineEndingsLf", "LineEndingsCr", "LineEndingsCrCrLf", "DoubleSpaced", "LastLineEnding", "CtrlZ", "BlankLines", "Trimmed",
+            "Wrapped", "RightPartLost", "Quoted", "LeadingSpace", "Tabs", "NoBreakSpaces", "SpacesCollapsed", "CharacterLost",
+            "CharacterAdded"])
+        self.assertEqual({rule["id"] for rule in rules if "help" in rule}, set(names[-26:]))
         self.assertIn("ParseDateTime", levels)
         self.assertNotIn("BuildDate", levels)
         strict = self.sarif(lines(ROUND), "--strict")["tool"]["driver"]["rules"]

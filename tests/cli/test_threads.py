@@ -46,9 +46,9 @@ def damaged(count, seed=1):
 class Threads(CliTest):
     def assert_same(self, *arguments, **run):
         """Checks that any number of threads, and no -j, give the same result as one thread."""
-        expected = self.run_tool("check", "-j", "1", *arguments, cwd=self.folder, **run)
+        expected = self.run_tool("check", "--each", "-j", "1", *arguments, cwd=self.folder, **run)
         for threads in (["-j", "2"], ["--threads=8"], []):
-            result = self.run_tool("check", *threads, *arguments, cwd=self.folder, **run)
+            result = self.run_tool("check", "--each", *threads, *arguments, cwd=self.folder, **run)
             self.assertEqual((without_time(result.raw), result.err, result.code),
                              (without_time(expected.raw), expected.err, expected.code), threads)
         return expected
@@ -108,7 +108,7 @@ class Threads(CliTest):
     def test_a_closed_pipe_for_the_report(self):
         self.write("f", b"\n" * 2_000_000)
         for threads in MANY:
-            process = subprocess.Popen([TRAMO, "check", "-j", threads, "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            process = subprocess.Popen([TRAMO, "check", "--each", "-j", threads, "f"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                        cwd=self.folder, env=ENVIRONMENT)
             process.stdout.read(1000)
             process.stdout.close()
@@ -119,7 +119,7 @@ class Threads(CliTest):
         self.write("f", damaged(3000))
         for threads in MANY:
             with open("/dev/full", "wb") as full:
-                done = subprocess.run([TRAMO, "check", "-j", threads, "f"], stdout=full, stderr=subprocess.PIPE, cwd=self.folder,
+                done = subprocess.run([TRAMO, "check", "--each", "-j", threads, "f"], stdout=full, stderr=subprocess.PIPE, cwd=self.folder,
                                       env=ENVIRONMENT, timeout=30)
             self.assertEqual((done.returncode, done.stderr), (3, b"tramo: cannot write the standard output: No space left on device\n"))
 
@@ -143,7 +143,7 @@ class Lines(CliTest):
     def findings(self, *options, content=None, code=1):
         if content is not None:
             self.write("f", content)
-        result = self.run_tool("check", "--format", "json", *options, "f", cwd=self.folder)
+        result = self.run_tool("check", "--each", "--format", "json", *options, "f", cwd=self.folder)
         self.assertEqual((result.code, result.err), (code, ""))
         return result.json["files"][0]
 
@@ -241,7 +241,7 @@ class Seek(CliTest):
     """Lines are found by their length, without counting."""
 
     def findings(self, range_, *options, file="f", code=unittest.mock.ANY):
-        result = self.run_tool("check", "--format", "json", "--lines", range_, *options, file, cwd=self.folder)
+        result = self.run_tool("check", "--each", "--format", "json", "--lines", range_, *options, file, cwd=self.folder)
         self.assertEqual((result.code, result.err), (code, ""))
         return result.json["files"][0]
 
