@@ -1,6 +1,7 @@
 #include "check/letters.h"
 #include "common/encoding.h"
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace tramo {
@@ -81,24 +82,44 @@ struct Score {
 }  // namespace
 
 bool Letters::add(std::string_view line) {
-    unsigned char bits = 0;  // without early exit, so that the compiler vectorizes the loop
-    for (const char c : line) bits |= static_cast<unsigned char>(c);
-    if (bits < 0x80) return false;
-    count(line);
-    return true;
+    constexpr std::size_t step = 64;
+    constexpr std::uint64_t highBits = 0x8080808080808080;
+    bool any = false;
+    std::size_t i = 0;
+    for (; i + step <= line.size(); i += step) {
+        std::array<std::uint64_t, step / sizeof(std::uint64_t)> words;
+        std::memcpy(words.data(), line.data() + i, step);
+        std::uint64_t bits = 0;  // without early exit, so that the compiler vectorizes the loop
+        for (const std::uint64_t word : words) bits |= word;
+        if ((bits & highBits) == 0) continue;
+        any = true;
+        if (lines == mostLines) return true;
+        for (std::size_t word = 0; word < words.size(); ++word)
+            if (words[word] & highBits) count(line, i + word * sizeof(std::uint64_t), i + (word + 1) * sizeof(std::uint64_t));
+    }
+    const auto rest = line.substr(i);
+    if (std::ranges::any_of(rest, [](char c) { return encoding::valueOf(c) >= 0x80; })) {
+        any = true;
+        if (lines < mostLines) count(line, i, line.size());
+    }
+    lines += any;
+    return any;
 }
 
 bool Letters::add(std::wstring_view line) {
     std::uint32_t bits = 0;
     for (const wchar_t c : line) bits |= encoding::valueOf(c);
     if (bits < 0x80 || bits > 0xFF) return false;
-    count(line);
+    if (lines == mostLines) return true;
+    ++lines;
+    count(line, 0, line.size());
     return true;
 }
 
-template <class Char> void Letters::count(std::basic_string_view<Char> line) {
+// The characters from `first` up to `end`.
+template <class Char> void Letters::count(std::basic_string_view<Char> line, std::size_t first, std::size_t end) {
     if (!counts) counts = std::make_unique<Counts>();
-    for (std::size_t i = 0; i < line.size(); ++i)
+    for (std::size_t i = first; i < end; ++i)
         if (const auto c = encoding::valueOf(line[i]); c >= 0x80)
             ++(*counts)[c - 0x80][neighborAt(line, i - 1) * neighbors + neighborAt(line, i + 1)];
 }

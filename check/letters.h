@@ -9,7 +9,8 @@ namespace tramo {
 
 enum class CodePage { Windows1252, Dos850, Dos437, MacRoman };
 
-// The number of bytes above 7F, by byte and by the kinds of their neighbors. Memory is taken when the first one comes.
+// The number of bytes above 7F, by byte and by the kinds of their neighbors, in the first lines that have some. Memory is taken
+// when the first one comes.
 class Letters {
 public:
     // Returns whether the line has such bytes.
@@ -27,9 +28,11 @@ public:
 
 private:
     using Counts = std::array<std::array<std::uint32_t, contexts>, 128>;
-    template <class Char> void count(std::basic_string_view<Char> line);
+    template <class Char> void count(std::basic_string_view<Char> line, std::size_t first, std::size_t end);
 
+    static constexpr int mostLines = 64;  // of one part of a file
     std::unique_ptr<Counts> counts;
+    int lines = 0;
 };
 
 // The byte of this character in Windows-1252, or -1.

@@ -49,7 +49,8 @@ Findings about the whole file come first: what happened to it on its way, such
 as another encoding, other line endings or removed spaces, and what to do about
 it ("help:"). The findings of single lines that this explains are neither listed
 nor counted. Of more than 10 findings of one rule and field, the first is
-listed, with the number of the others. With --lines, only single lines are checked.
+listed, with the number of the others. With --lines, only single lines are
+checked.
 
 Options:
   --each              lists every finding of every line, also those that a

@@ -74,6 +74,11 @@ def is_about_file(finding):
     return any(f" [{rule}]" in finding for rule in file_rules())
 
 
+def about_lines(findings):
+    """Returns the findings of a JSON report that are not about the whole file."""
+    return [finding for finding in findings if finding["rule"] not in file_rules()]
+
+
 def lines(*texts):
     return b"".join(text + b"\r\n" for text in texts)
 

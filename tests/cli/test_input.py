@@ -15,7 +15,7 @@ READABLE = "only ANSI and UTF-16 little-endian (FF FE) can be read"
 class Unreadable(CliTest):
     def assert_unreadable(self, path, reason, *options):
         result = self.run_tool("check", *options, path, cwd=self.folder)
-        self.assertEqual((result.code, result.out, result.err), (2, "", f"tramo: {path}: {reason}\n"))
+        self.assertEqual((result.code, result.findings, result.err), (2, [], f"tramo: {path}: {reason}\n"))
 
     def test_missing(self):
         self.assert_unreadable("missing", "No such file or directory")
@@ -61,7 +61,7 @@ class Unreadable(CliTest):
     def unmarked(self, file, *options, stdin=b""):
         """Returns the command in the message."""
         result = self.run_tool("check", *options, "--", file, cwd=self.folder, stdin=stdin)
-        self.assertEqual((result.code, result.out), (2, ""))
+        self.assertEqual((result.code, "[Utf16NoBom]" in result.out), (2, "utf16le" not in options))
         advice = re.fullmatch(r"tramo: (.*?): looks like (little|big)-endian UTF-16 without a byte order mark \(BOM\); save it as UTF-16 LE with a "
                               r"BOM, or run: ([^\n]*)\n", result.err)
         self.assertTrue(advice, result.err)

@@ -2,7 +2,7 @@
 import random
 import re
 import unittest
-from support import AMR, INFORMATION, METER, ROUND, CliTest, lines, put, utf16
+from support import AMR, INFORMATION, METER, ROUND, CliTest, about_lines, lines, put, utf16
 
 TAG = b"FUFuite                "
 PARAMETER = b"VERSION 4.2".ljust(40)
@@ -145,7 +145,7 @@ class Lines(CliTest):
         self.assertIn("     3 | ...     2024011617300HAG07 xy\n"
                       "       |                            ^~ columns 513-514\n", result.out)
         result = self.check(self.after(METER[:30]), "--each")
-        self.assertIn("     3 | 1   1ABONN\u00c9 0001              \n\nf: 1 error, 0 warnings", result.out)
+        self.assertIn("     3 | 1   1ABONN\u00c9 0001              \n\nf: 2 errors, 0 warnings", result.out)
 
 
 class ChangedOnTheWay(CliTest):
@@ -194,7 +194,8 @@ class ChangedOnTheWay(CliTest):
             count = int(claim[2] or claim[4] or 1)
             repaired = {"padded": line + b" " * count, "last": line[:-count], "first": line[count:]}[how]
             self.assertEqual(len(repaired), 512)
-            found = self.check(lines(ROUND, METER, METER, repaired), "--format", "json", "--each").json["files"][0]["findings"]
+            report = self.check(lines(ROUND, METER, METER, repaired), "--format", "json", "--each").json
+            found = about_lines(report["files"][0]["findings"])
             errors = [finding for finding in found if finding["severity"] == "error"]
             counts = [f"{n} {what}{'s' * (n > 1)}" for n, what in ((len(errors), "error"), (len(found) - len(errors), "warning")) if n]
             words = " and ".join(counts) or CLEAN

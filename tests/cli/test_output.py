@@ -128,7 +128,8 @@ class Hostile(CliTest):
         for code in codes:
             content += lines(put(put(METER, 392, bytes([code]) * 10), 240, bytes([code]) * 3), put(METER, 1, bytes([code])))
         for options in ((), ("--format", "json"), ("--format", "sarif"), ("--all",)):
-            out = self.check(content, *options).out
+            self.assert_harmless(self.check(content, *options).out)
+            out = self.check(content, "--each", *options).out
             self.assert_harmless(out)
             self.assertGreater(len(out.splitlines()), len(codes))
 

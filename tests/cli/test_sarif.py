@@ -74,7 +74,8 @@ class Documents(CliTest):
         self.assertEqual({result["level"] for result in self.sarif(DAMAGED, "--strict")["results"]}, {"error"})
 
     def test_max_findings(self):
-        run = self.sarif(DAMAGED, "--max-findings", "2")
+        self.assertEqual(self.sarif(DAMAGED, "--max-findings", "2")["results"], [])  # both are about the file
+        run = self.sarif(put(METER, 1, b"8") + b"\r\n" + lines(put(METER, 507, b"Q")) * 8, "--max-findings", "2")
         self.assertEqual(len(run["results"]), 2)
         (note,) = run["invocations"][0]["toolExecutionNotifications"]
         self.assertEqual((note["level"], note["message"]["text"]), ("note", "7 more findings not listed"))

@@ -9,7 +9,7 @@ import sqlite3
 import subprocess
 import unittest
 import unittest.mock
-from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
+from support import AMR, ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, about_lines, lines, put, sample, utf16
 
 MANY = ("1", "2", "8")
 FORMS = ([], ["--format", "json"], ["--format", "sarif"], ["-q"], ["--max-findings", "7"], ["--max-findings", "700"],
@@ -162,7 +162,7 @@ class Lines(CliTest):
             for step in {1 + count // 3, 1 + count // 7, max(1, count)}:
                 pieces = [self.findings("--lines", f"{first}-{first + step - 1}", "-j", "2", code=unittest.mock.ANY)
                           for first in range(1, max(count, 1) + 1, step)]
-                self.assertEqual([finding for piece in pieces for finding in piece["findings"]], whole["findings"])
+                self.assertEqual([finding for piece in pieces for finding in piece["findings"]], about_lines(whole["findings"]))
                 self.assertEqual(sum(piece["summary"]["lines"] for piece in pieces), count)
 
     def test_beyond_the_end(self):
@@ -199,7 +199,7 @@ class Lines(CliTest):
 
     def test_the_kind_is_detected_at_the_beginning_of_the_file(self):
         self.write("f", sample("round-damaged.txt"))
-        whole = self.findings()["findings"]
+        whole = about_lines(self.findings()["findings"])
         last = self.findings()["summary"]["lines"]
         for number in range(1, last + 1):
             self.assertEqual(self.findings("--lines", str(number), code=unittest.mock.ANY)["findings"],
@@ -328,8 +328,8 @@ class Pieces(CliTest):
         for threads in ("1", "4"):
             result = self.run_tool("export", "f", "--to", "jsonl", "-j", threads, cwd=self.folder)
             self.assertEqual([json.loads(row) for row in result.out.splitlines()], expected)
-            result = self.run_tool("check", "-j", threads, "f", "--format", "json", cwd=self.folder)
-            numbers = [finding["line"] for finding in result.json["files"][0]["findings"]]
+            result = self.run_tool("check", "--each", "-j", threads, "f", "--format", "json", cwd=self.folder)
+            numbers = [finding["line"] for finding in about_lines(result.json["files"][0]["findings"])]
             self.assertEqual(sorted(set(numbers)), list(range(1, len(texts) + 1)))
 
     def test_line_endings_at_their_borders(self):
