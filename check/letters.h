@@ -30,7 +30,7 @@ private:
     using Counts = std::array<std::array<std::uint32_t, contexts>, 128>;
     template <class Char> void count(std::basic_string_view<Char> line, std::size_t first, std::size_t end);
 
-    static constexpr int mostLines = 64;  // of one part of a file
+    static constexpr int mostLines = 32;  // of one part of a file
     std::unique_ptr<Counts> counts;
     int lines = 0;
 };

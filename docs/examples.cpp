@@ -295,6 +295,19 @@ void checker() {
     //! [Checker]
 }
 
+void diagnosis() {
+    //! [Diagnosis]
+    tramo::setMessages(tramo::Messages::Silent);
+    const std::string bytes = "VERSION 4.2                             \n"
+                              "LANGUE  FR                              \n";
+    for (const tramo::Finding& finding : tramo::diagnose(bytes))
+        std::wcout << tramo::sentenceOf(finding).c_str() << L"\n" << finding.hint.c_str() << L'\n';
+    tramo::setMessages(tramo::Messages::StandardOutput);
+    //> lines end in LF instead of CR LF [LineEndingsLf]: all 2 lines
+    //> transfer the file again in binary mode, or save it in a text editor with CR LF as line endings
+    //! [Diagnosis]
+}
+
 void keyFileChecker() {
     //! [KeyFileChecker]
     tramo::KeyFileChecker checker;
@@ -772,6 +785,7 @@ int main() {
     run(L"Checker", checker);
     run(L"Rule", rule);
     run(L"CheckSummary", checkSummary);
+    run(L"Diagnosis", diagnosis);
     run(L"KeyFileChecker", keyFileChecker);
     run(L"KindCensus", kindCensus);
     run(L"LineModel", lineModel, sampleLine(L'1'));
