@@ -300,12 +300,22 @@ void diagnosis() {
     tramo::setMessages(tramo::Messages::Silent);
     const std::string bytes = "VERSION 4.2                             \n"
                               "LANGUE  FR                              \n";
-    for (const tramo::Finding& finding : tramo::diagnose(bytes))
-        std::wcout << tramo::sentenceOf(finding).c_str() << L"\n" << finding.hint.c_str() << L'\n';
+    for (const tramo::Finding& finding : tramo::diagnose(bytes)) {
+        const tramo::SomeLines& lines = finding.lines;
+        std::wcout << finding.sentence.c_str() << L": " << lines.count << L" lines from line " << lines.first[0] << L'\n';
+    }
     tramo::setMessages(tramo::Messages::StandardOutput);
-    //> lines end in LF instead of CR LF [LineEndingsLf]: all 2 lines
-    //> transfer the file again in binary mode, or save it in a text editor with CR LF as line endings
+    //> lines end in LF instead of CR LF: 2 lines from line 1
     //! [Diagnosis]
+}
+
+void fileHead() {
+    //! [FileHead]
+    const std::string_view bytes = "PK\3\4";
+    const tramo::FileHead head(bytes, true);
+    if (!head.hasLines()) std::wcout << head.findings().front().sentence.c_str() << L'\n';
+    //> this is a ZIP archive, not an exchange file
+    //! [FileHead]
 }
 
 void keyFileChecker() {
@@ -786,6 +796,7 @@ int main() {
     run(L"Rule", rule);
     run(L"CheckSummary", checkSummary);
     run(L"Diagnosis", diagnosis);
+    run(L"FileHead", fileHead);
     run(L"KeyFileChecker", keyFileChecker);
     run(L"KindCensus", kindCensus);
     run(L"LineModel", lineModel, sampleLine(L'1'));

@@ -147,7 +147,10 @@ public:
         for (int i = 0, count = 3 + below(20); i < count; ++i)
             lines.push_back(
                 std::string{char('A' + below(26)), char('A' + below(26))} + (isOneOf(3) ? pick(typographic) : pick(accented)));
-        for (std::string& line : lines) line.resize(tag, ' '), line.back() = ' ';
+        for (std::string& line : lines) {
+            line.resize(tag, ' ');
+            line.back() = ' ';
+        }
         return lines;
     }
     Lines parameters() {
@@ -649,7 +652,7 @@ TEST(Diagnosis, PartsMakeTheSameFindings) {
         std::wstring text;
         for (const char c : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(c));
         const std::string expected = inWords(diagnose(bytes));
-        for (std::size_t size : {1, 2, 3, 7}) {
+        for (const std::size_t size : {1U, 2U, 3U, 7U}) {
             Diagnosis whole(head), part(head);
             std::int64_t number = 0;
             std::size_t begin = 0;

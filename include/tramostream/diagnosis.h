@@ -18,6 +18,8 @@ TRAMO_EXPORT bool isAboutFile(const Rule& rule);
 
 /// What the first bytes of a file show: a signature of another format, the encoding, the kind of its lines, and how lines were
 /// broken. Immutable and thread-safe.
+///
+/// @snippet docs/examples.cpp FileHead
 class TRAMO_EXPORT FileHead {
 public:
     /// The number of bytes that a diagnosis looks at. Lines that are damaged in a row are recognized by these bytes.

@@ -33,9 +33,9 @@ class Editors(CliTest):
         self.write("good.txt", sample("round-returned.txt"))
         self.write("empty.txt", b"")
         self.names = ["broken.txt", "damaged lines.txt", "good.txt", "empty.txt"]
-        results = self.run_tool("check", "--format", "sarif", *self.names, cwd=self.folder).json["runs"][0]["results"]
+        results = self.run_tool("check", "--each", "--format", "sarif", *self.names, cwd=self.folder).json["runs"][0]["results"]
         self.expected = [self.place(result) for result in results]
-        self.assertEqual(len(self.expected), 91 + 5 + 1)
+        self.assertEqual(len(self.expected), 91 + 8 + 1)
 
     @staticmethod
     def place(result):
@@ -62,7 +62,7 @@ class VsCode(Editors):
     def test_problem_matcher(self):
         (task,) = json.loads(read("editors/vscode/tasks.json"))["tasks"]
         command = [self.folder if part == "${file}" else part for part in task["args"]]
-        self.assertEqual(command[:-1], ["check", "--color", "never"])
+        self.assertEqual(command[:-1], ["check", "--each", "--color", "never"])
         output = self.run_tool(*command[:-1], *self.names, cwd=self.folder).out
         found = []
         for line in output.splitlines():

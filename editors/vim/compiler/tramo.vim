@@ -4,7 +4,7 @@ if exists('current_compiler')
 endif
 let current_compiler = 'tramo'
 
-CompilerSet makeprg=tramo\ check
+CompilerSet makeprg=tramo\ check\ --each
 " FILE:LINE:COLUMN, FILE:LINE and FILE, each with a severity; excerpts and the summary are ignored.
 CompilerSet errorformat=
       \%f:%l:%v:\ %trror:\ %m,
