@@ -21,7 +21,7 @@ class Samples(CliTest):
     def test_reports_are_as_written_down(self):
         for name, code in SAMPLES.items():
             with self.subTest(name):
-                result = self.run_tool("check", f"samples/{name}")
+                result = self.run_tool("check", "--each", f"samples/{name}")
                 self.compare(name, result.masked)
                 self.assertEqual((result.code, result.err), (code, ""))
 
