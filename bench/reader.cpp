@@ -1,4 +1,4 @@
-// Files read line by line with Reader: three fields and all fields of meter subscribers.
+// Files read line by line with Reader: three fields by name, all fields at once, and all fields one after the other.
 #include "bench/data.h"
 #include "bench/sums.h"
 #include "bench/table.h"
@@ -24,14 +24,14 @@ Fields fieldsOf(const std::vector<std::string>& names) {
     return fields;
 }
 
-// Adds a value. What is absent adds nothing.
-void add(const LineView& line, const Field& field, Sums& sums) {
+// Adds a value. What is absent adds nothing. `buffer`: for texts.
+void add(const LineView& line, const Field& field, std::string& buffer, Sums& sums) {
     const auto addNumber = [&](const auto& number) {
         if (number) sums << *number;
     };
     switch (field.kind) {
     case FieldKind::Text:
-        if (const auto text = line[field].text()) sums << std::string_view(*text);
+        if (const auto text = line[field].text(buffer)) sums << *text;
         break;
     case FieldKind::Integer: addNumber(line[field].integer()); break;
     case FieldKind::Decimal: addNumber(line[field].real()); break;
@@ -54,13 +54,14 @@ std::string utf8Of(std::string_view ansi) {
     return text;
 }
 
-// Adds a value that tramo::decode has read.
-void addDecoded(const tramo::DecodedValue& value, std::string_view line, const Field& field, Sums& sums) {
+// Adds a value that was decoded. `textOf` returns its text.
+void addDecoded(const tramo::DecodedValue& value, const Field& field, const auto& textOf, Sums& sums) {
     if (!value.present) return;
-    if (field.kind == FieldKind::Text) sums << std::string_view(utf8Of(line.substr(value.first, value.size)));
-    else if (field.kind == FieldKind::Decimal) sums << value.real;
-    else if (field.kind == FieldKind::Year) sums << std::stoi(tramo::textOf(field, value.integer));
-    else sums << value.integer;
+    switch (field.kind) {
+    case FieldKind::Text: sums << std::string_view(textOf(value)); break;
+    case FieldKind::Decimal: sums << value.real; break;
+    default: sums << value.integer;
+    }
 }
 
 Sums readWith(const DataFile& file, const Fields& fields, auto addValue) {
@@ -74,16 +75,34 @@ Sums readWith(const DataFile& file, const Fields& fields, auto addValue) {
 }
 
 Sums readByName(const DataFile& file, const Fields& fields) {
-    return readWith(file, fields, [](const LineView& line, const Fields& which, Sums& sums) {
-        for (const Field* field : which) add(line, *field, sums);
+    return readWith(file, fields, [buffer = std::string()](const LineView& line, const Fields& which, Sums& sums) mutable {
+        for (const Field* field : which) add(line, *field, buffer, sums);
     });
 }
 
-Sums readDecoded(const DataFile& file, const Fields& fields) {
+Sums readAtOnce(const DataFile& file, const Fields& fields) {
+    std::vector<tramo::DecodedValue> values(tramo::kindOf<MeterSubscriberTramoModel>().fields.size());
+    return readWith(file, fields, [&, buffer = std::string()](const LineView& line, const Fields& which, Sums& sums) mutable {
+        line.decode(values);
+        const auto textOf = [&](const tramo::DecodedValue& value) { return line.text(value, buffer); };
+        for (const Field* field : which) addDecoded(values[field->index], *field, textOf, sums);
+    });
+}
+
+// Independent of Reader's fields. `isYear`: a year counts as its number, not as its first second.
+template <bool isYear> Sums readDecoded(const DataFile& file, const Fields& fields) {
     std::vector<tramo::DecodedValue> values(tramo::kindOf<MeterSubscriberTramoModel>().fields.size());
     return readWith(file, fields, [&](const LineView& line, const Fields& which, Sums& sums) {
         tramo::decode(*line.kind(), line.bytes(), values);
-        for (const Field* field : which) addDecoded(values[field->index], line.bytes(), *field, sums);
+        const auto textOf = [&](const tramo::DecodedValue& value) {
+            return utf8Of(line.bytes().substr(value.first, value.size));
+        };
+        for (const Field* field : which) {
+            tramo::DecodedValue& value = values[field->index];
+            if (isYear && field->kind == FieldKind::Year && value.present)
+                value.integer = std::stoi(tramo::textOf(*field, value.integer));
+            addDecoded(value, *field, textOf, sums);
+        }
     });
 }
 
@@ -94,9 +113,12 @@ void addReader(std::vector<Row>& rows, const Options& options) {
         const char* name;
         std::vector<std::string> fields;
         double limit;
+        Sums (*read)(const DataFile&, const Fields&);
+        Sums (*readSlowly)(const DataFile&, const Fields&);
     };
-    const Choice choices[] = {
-        {"all fields", {}, 2.0}, {"three fields", {"meterSerialNumber", "meterReadingIndex", "meterReadingDate"}, 1.0}};
+    const Choice choices[] = {{"all fields", {}, 2.0, readAtOnce, readDecoded<false>},
+        {"all fields, one by one", {}, 0, readByName, readDecoded<true>},
+        {"three fields", {"meterSerialNumber", "meterReadingIndex", "meterReadingDate"}, 1.0, readByName, readDecoded<true>}};
     const std::string section = "Reader", kind = "meter subscriber";
     for (const int encoding : {StrConv::ENCODING_ANSI, StrConv::ENCODING_UTF16LE})
         for (const Choice& choice : choices) {
@@ -105,13 +127,14 @@ void addReader(std::vector<Row>& rows, const Options& options) {
             const Goal goal = isAnsi ? Goal{choice.limit, fullName(references, "hand-tuned"), Goal::Record}
                                      : Goal{1.5, fullName(section, name), Goal::Record};
             rows.push_back({section, isAnsi ? name : name + ", UTF-16",
-                [&options, kind, encoding, names = choice.fields](benchmark::State& state) {
+                [&options, kind, encoding, names = choice.fields, read = choice.read, slow = choice.readSlowly](
+                    benchmark::State& state) {
                     const DataFile file = dataFile(options, kind, encoding);
                     const Fields fields = fieldsOf(names);
-                    const Sums expected = readDecoded(dataFile(options, kind, StrConv::ENCODING_ANSI), fields);
+                    const Sums expected = slow(dataFile(options, kind, StrConv::ENCODING_ANSI), fields);
                     if (expected.records != file.records || expected.numbers == 0) throw std::runtime_error("no values");
                     for (auto _ : state)
-                        if (readByName(file, fields) != expected) throw std::runtime_error("other values");
+                        if (read(file, fields) != expected) throw std::runtime_error("other values");
                     setWork(state, file.records, file.bytes, file.characters);
                 },
                 goal});

@@ -473,6 +473,22 @@ void decoding() {
     //! [decode]
 }
 
+void decodingLines() {
+    //! [decodeLine]
+    const tramo::RecordKind& module = *tramo::recordKind(L'4');
+    const std::size_t serial = module.field("amrSerialNumber")->index;
+    std::vector<tramo::DecodedValue> values(module.fields.size());
+    std::string buffer;
+    int withSerial = 0;
+    for (const tramo::LineView& line : tramo::Reader("samples/round-returned.txt")) {
+        if (line.kind() != &module || !line.decode(values)) continue;
+        if (!line.text(values[serial], buffer).empty()) ++withSerial;
+    }
+    std::wcout << withSerial << L" radio modules with a serial number\n";
+    //> 20 radio modules with a serial number
+    //! [decodeLine]
+}
+
 void columns() {
     //! [Columns]
     const tramo::RecordKind& kind = *tramo::recordKind(L'1');
@@ -806,6 +822,7 @@ int main() {
     run(L"KeyValue", keyValue);
     run(L"parseKeyLine", keyLine);
     run(L"decode", decoding);
+    run(L"decodeLine", decodingLines);
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
     run(L"RoundFile", roundFile);

@@ -2,6 +2,8 @@
 #include "model/layout.h"
 #include "tramostream/anyrecord.h"
 #include <algorithm>
+#include <cstring>
+#include <type_traits>
 
 namespace tramo {
 
@@ -53,7 +55,8 @@ struct ValueArray {
 template <class Char> bool decodeInto(const RecordKind& kind, std::basic_string_view<Char> line, std::span<DecodedValue> values) {
     const std::span<const FieldReading> readings = readingsOf(kind);
     if (readings.empty() || line.size() < lineLength || values.size() < kind.fields.size()) return false;
-    std::ranges::fill(values.first(kind.fields.size()), DecodedValue{});
+    static_assert(std::is_trivially_copyable_v<DecodedValue>);  // zeros are what a new one has: faster than one by one
+    std::memset(static_cast<void*>(values.data()), 0, kind.fields.size() * sizeof(DecodedValue));
     ValueArray sink{values};
     decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
     return true;

@@ -43,10 +43,9 @@ std::size_t countHigh(std::string_view bytes) {
     return count;
 }
 
-std::string utf8OfAnsi(std::string_view bytes) {
-    const std::size_t high = countHigh(bytes);
-    if (high == 0) return std::string(bytes);
-    std::string text(bytes.size() + high, '\0');
+// Writes the text, in which `high` characters take two bytes.
+void writeUtf8OfAnsi(std::string_view bytes, std::size_t high, std::string& text) {
+    text.resize(bytes.size() + high);
     char* out = text.data();
     while (!bytes.empty()) {
         // Eight characters at once if none of them is high: what is left has room for them.
@@ -63,11 +62,18 @@ std::string utf8OfAnsi(std::string_view bytes) {
         if (isPlain) out += 8;
         bytes.remove_prefix(count);
     }
+}
+
+std::string utf8OfAnsi(std::string_view bytes) {
+    const std::size_t high = countHigh(bytes);
+    if (high == 0) return std::string(bytes);
+    std::string text;
+    writeUtf8OfAnsi(bytes, high, text);
     return text;
 }
 
-std::string utf8OfUtf16(std::string_view bytes) {
-    std::string text;
+void writeUtf8OfUtf16(std::string_view bytes, std::string& text) {
+    text.clear();
     const std::size_t size = bytes.size() / 2;
     text.reserve(size);
     const auto unit = [&](std::size_t i) { return i < size ? char32_t{encoding::unitAt(unsignedOf(bytes), i)} : U'\0'; };
@@ -77,11 +83,13 @@ std::string utf8OfUtf16(std::string_view bytes) {
             utf8::append(text, 0x10000 + (c - 0xD800) * 0x400 + (unit(++i) - 0xDC00));
         else utf8::append(text, utf16::isSurrogate(c) ? char32_t{utf8::replacement} : c);
     }
-    return text;
 }
 
 std::string utf8Of(std::string_view bytes, Encoding encoding) {
-    return encoding == Encoding::Utf16 ? utf8OfUtf16(bytes) : utf8OfAnsi(bytes);
+    if (encoding == Encoding::Ansi) return utf8OfAnsi(bytes);
+    std::string text;
+    writeUtf8OfUtf16(bytes, text);
+    return text;
 }
 
 std::size_t widthOf(Encoding encoding) { return encoding == Encoding::Utf16 ? 2 : 1; }
@@ -188,28 +196,44 @@ struct LineReading {
     using Map = ColumnMap<char>;
     static_assert(sizeof(Map) == sizeof(LineView::columnMap) && std::is_trivially_copyable_v<Map>);
 
-    // The filled columns of a record in ANSI, found when its first field is read.
-    static const Map& mapOf(const LineView& line) {
-        void* const memory = line.columnMap.data();
-        if (!line.isMapped) {
-            line.isMapped = true;
-            return *new (memory) Map(line.content.data());
+    // Returns the characters of a record as single bytes; nullptr if it is short, or one of them does not fit.
+    static const char* plainOf(const LineView& line) {
+        if (!line.isMapped) map(line);
+        return line.plain;
+    }
+
+    // The filled columns of these characters.
+    static const Map& mapOf(const LineView& line) { return *std::launder(reinterpret_cast<const Map*>(line.columnMap.data())); }
+
+    [[gnu::noinline]] static void map(const LineView& line) {
+        line.isMapped = true;
+        line.plain = nullptr;
+        if (line.size() < recordLength) return;
+        if (line.coding == Encoding::Ansi) line.plain = line.content.data();
+        else if (line.room && narrow(line.content, line.room)) line.plain = line.room;
+        if (line.plain) new (line.columnMap.data()) Map(line.plain);
+    }
+
+    // Writes the first units of a record in UTF-16 as single bytes. Returns whether all of them fit.
+    static bool narrow(std::string_view utf16, char* to) {
+        std::uint32_t all = 0;
+        for (std::size_t i = 0; i < recordLength; ++i) {
+            const std::uint16_t unit = encoding::unitAt(unsignedOf(utf16), i);
+            all |= unit;
+            to[i] = static_cast<char>(unit);
         }
-        return *std::launder(static_cast<const Map*>(memory));
+        return all <= encoding::mostOfAnsi;
     }
 
     // Reads the value from the columns of one field. Returns whether there is one.
     static bool read(const LineView& line, const FieldReading& field, DecodedValue& value) {
-        if (line.coding == Encoding::Utf16) {
-            decodeUtf16(field, line.content, value);
-            return value.present;
-        }
-        const char* const columns = line.content.data() + field.first;
-        if (line.content.size() >= recordLength) {
+        if (const char* const plain = plainOf(line)) {
             const auto [blanks, size] = mapOf(line).text(field.first, field.width);
-            decodeField(field, columns, blanks, size, value);
+            decodeField(field, plain + field.first, blanks, size, value);
+        } else if (line.coding == Encoding::Utf16) {
+            decodeUtf16(field, line.content, value);
         } else {
-            decodeShort(field, columns, value);
+            decodeShort(field, line.content.data() + field.first, value);
         }
         return value.present;
     }
@@ -227,18 +251,49 @@ struct LineReading {
         const LineView& line = *view.line;
         const FieldSources& sources = line.fields->sources[view.field->index];
         const FieldReading* const field = sources.into[0];
-        const bool isUsual = line.coding == Encoding::Ansi && line.content.size() >= recordLength && field && !sources.into[1] &&
-                             field->blank == 0;
+        const char* const plain = plainOf(line);
+        const bool isUsual = plain && field && !sources.into[1] && field->blank == 0;
         if (!isUsual) return read(view, value);
         const auto [blanks, size] = mapOf(line).text(field->first, field->width);
         if (size == 0) return false;
         OneValue sink{value};
-        return detail::decodeAs<kind>(
-                   *field, FilledText<char>{line.content.data() + field->first, blanks, size}, zone::Clock(), sink) &&
+        return detail::decodeAs<kind>(*field, FilledText<char>{plain + field->first, blanks, size}, zone::Clock(), sink) &&
                !isYearAbsent(kind, value);
     }
     static bool readTime(const FieldView& view, DecodedValue& value) {
         return readKind<FieldKind::DateTime>(view, value) || readKind<FieldKind::Date>(view, value);
+    }
+
+    // Returns the text that a value was read from.
+    static std::string textOf(const LineView& line, const DecodedValue& value) {
+        return utf8Of(columnsOf(line, value), line.coding);
+    }
+    static std::string_view columnsOf(const LineView& line, const DecodedValue& value) {
+        const std::size_t width = widthOf(line.coding);
+        return line.content.substr(value.first * width, value.size * width);
+    }
+
+    // The same, in the line or in the buffer.
+    static std::string_view textOf(const LineView& line, const DecodedValue& value, std::string& buffer) {
+        const char* const characters = line.coding == Encoding::Ansi ? line.content.data() : plainOf(line);
+        if (!characters) {
+            writeUtf8OfUtf16(columnsOf(line, value), buffer);
+            return buffer;
+        }
+        const std::string_view bytes(characters + value.first, value.size);
+        const std::size_t high = countHigh(bytes);
+        if (high == 0) return bytes;
+        writeUtf8OfAnsi(bytes, high, buffer);
+        return buffer;
+    }
+
+    // Reads the fields of a short line, which are texts: of a tag or a parameter.
+    static bool decodeEach(const LineView& line, std::span<DecodedValue> values) {
+        for (const Field& field : line.record->fields) {
+            DecodedValue& value = values[field.index] = {};
+            if (field.column > 0) read(FieldView(line, &field), value);
+        }
+        return true;
     }
 
     static const FieldReading& own(const FieldView& view) { return *view.line->fields->sources[view.field->index].own; }
@@ -270,11 +325,17 @@ bool FieldView::valid() const {
 
 std::optional<std::string> FieldView::text() const {
     DecodedValue value;
-    const std::size_t width = widthOf(line->coding);
-    if (LineReading::readKind<FieldKind::Text>(*this, value))
-        return utf8Of(line->content.substr(value.first * width, value.size * width), line->coding);
+    if (LineReading::readKind<FieldKind::Text>(*this, value)) return LineReading::textOf(*line, value);
     if (!field || field->kind == FieldKind::Text || !LineReading::read(*this, value)) return std::nullopt;
     return utf8::encode(textOf(*field, asFieldValue(field->kind, value)));
+}
+
+std::optional<std::string_view> FieldView::text(std::string& buffer) const {
+    DecodedValue value;
+    if (LineReading::readKind<FieldKind::Text>(*this, value)) return LineReading::textOf(*line, value, buffer);
+    std::optional<std::string> other = text();
+    if (!other) return std::nullopt;
+    return buffer = std::move(*other);
 }
 
 std::optional<long long> FieldView::integer() const {
@@ -345,6 +406,20 @@ const Field* LineView::fieldNamed(std::string_view name) const {
         concat("tramo: a ", record->name, " line has no field \"", printable(name), '"', didYouMean(name, names)));
 }
 
+bool LineView::decode(std::span<DecodedValue> values) const {
+    if (!record || values.size() < record->fields.size()) return false;
+    if (size() < recordLength) return LineReading::decodeEach(*this, values);
+    if (coding == Encoding::Ansi) return tramo::decode(*record, content, values);
+    if (const char* const bytes = LineReading::plainOf(*this)) return tramo::decode(*record, {bytes, recordLength}, values);
+    std::array<char16_t, recordLength> units{};
+    for (std::size_t i = 0; i < recordLength; ++i) units[i] = char16_t{encoding::unitAt(unsignedOf(content), i)};
+    return tramo::decode(*record, std::u16string_view(units.data(), units.size()), values);
+}
+
+std::string_view LineView::text(const DecodedValue& value, std::string& buffer) const {
+    return LineReading::textOf(*this, value, buffer);
+}
+
 std::string LineView::utf8() const { return utf8Of(content, coding); }
 
 std::wstring LineView::wide() const {
@@ -354,11 +429,11 @@ std::wstring LineView::wide() const {
 }
 
 void LineView::copyTo(wchar_t* buffer, std::size_t bufferSize) const {
-    const std::size_t room = bufferSize - 2, count = std::min(size(), room);
+    const std::size_t length = bufferSize - 2, count = std::min(size(), length);
     encoding::read(unsignedOf(content), count, coding == Encoding::Utf16, buffer);
-    std::fill(buffer + count, buffer + room, L' ');
-    buffer[room] = L'\r';
-    buffer[room + 1] = L'\n';
+    std::fill(buffer + count, buffer + length, L' ');
+    buffer[length] = L'\r';
+    buffer[length + 1] = L'\n';
 }
 
 std::vector<Finding> LineView::findings(const CheckOptions& options) const {
@@ -397,7 +472,7 @@ Line::Line(const RecordKind& kind, Encoding encoding) {
     std::wstring text(length, L' ');
     if (kind.letter) text.front() = kind.letter;
     encoding::append(own, std::wstring_view(text), encoding == Encoding::Utf16);
-    content = own;
+    takeOwn();
     coding = encoding;
     fields = &kindFieldsOf(kind);
     record = &kind;
@@ -406,8 +481,8 @@ Line::Line(const RecordKind& kind, Encoding encoding) {
         if (shapeOf(one).length == length) shape = one;
 }
 
-Line::Line(const LineView& line) : LineView(line), own(line.bytes()) { content = own; }
-Line::Line(const Line& other) : LineView(other), own(other.own) { content = own; }
+Line::Line(const LineView& line) : LineView(line), own(line.bytes()) { takeOwn(); }
+Line::Line(const Line& other) : LineView(other), own(other.own) { takeOwn(); }
 Line::Line(Line&& other) noexcept : LineView(other), own(std::move(other.own)) { takeFrom(other); }
 
 Line& Line::operator=(const Line& other) {
@@ -423,10 +498,18 @@ Line& Line::operator=(Line&& other) noexcept {
     return *this;
 }
 
+// The characters of the line are its own now.
+void Line::takeOwn() noexcept {
+    content = own;
+    isMapped = false;
+    room = nullptr;
+}
+
 // Leaves an empty line there.
 void Line::takeFrom(Line& other) noexcept {
-    content = own;
+    takeOwn();
     other.own.clear();
+    other.isMapped = false;
     other.content = {};
     other.fields = nullptr;
     other.record = nullptr;

@@ -43,6 +43,7 @@ struct ReaderState {
     bool isPending = false;  // the line of the source has not been returned, because memory was lacking
     SecretText wide{};       // may hold a key line
     LineView line{};
+    std::array<char, 512> room{};  // for a record in UTF-16 as single bytes
     std::error_code failure{};
     const char* failed = nullptr;  // what cannot be done with the file
     std::string message{};         // may be missing after a failure, if there was no memory for it
@@ -80,6 +81,7 @@ void ReaderState::start() {
     const bool hasMark = source.waiting().starts_with(encoding::utf16Mark);
     line.coding = options.encoding.value_or(hasMark ? Encoding::Utf16 : Encoding::Ansi);
     source.setUtf16(isUtf16());
+    line.room = room.data();
     line.prevailing = options.kind ? options.kind : findPrevailing();
 }
 

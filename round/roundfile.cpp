@@ -187,6 +187,8 @@ RoundFile RoundFile::read(Reader& reader) {
     for (const LineView& line : reader) {
         LineView& kept = state->lines.emplace_back(line);
         kept.content = state->keep(line.bytes());
+        kept.isMapped = false;
+        kept.room = nullptr;  // is that of the reader
     }
     return RoundFile(std::move(state));
 }

@@ -93,11 +93,24 @@ void expectOnlyItsType(const FieldView& view, const Field& field) {
     expectNone(isDate || field.kind == FieldKind::Year, view.year().has_value());
 }
 
+// The value of a field that is not a text.
+FieldValue valueOf(const Field& field, const tramo::DecodedValue& value) {
+    switch (field.kind) {
+    case FieldKind::Decimal: return value.real;
+    case FieldKind::Code: return static_cast<wchar_t>(value.integer);
+    case FieldKind::Flag: return value.integer != 0;
+    default: return value.integer;
+    }
+}
+
 void expectAsTheModel(const LineView& line) {
     const RecordKind& kind = *line.kind();
     const std::wstring text = line.wide();
     const LineModel model = LineModel::of(kind, text), blank = LineModel::blank(kind);
     std::vector<Fault> unreadable;
+    std::string buffer = "what another field has left";
+    std::vector<tramo::DecodedValue> values(kind.fields.size());
+    EXPECT_TRUE(line.decode(values));
     for (const Field& field : kind.fields) {
         SCOPED_TRACE(kind.name + ", " + field.name);
         const FieldView view = line[field];
@@ -109,6 +122,15 @@ void expectAsTheModel(const LineView& line) {
             continue;
         }
         expectValue(view, field, model.get(field), blank.get(field));
+        EXPECT_EQ(view.text(buffer), view.text());
+        const tramo::DecodedValue& value = values[field.index];
+        EXPECT_EQ(value.unreadable, !view.valid());
+        if (field.kind == FieldKind::Text) {
+            EXPECT_EQ(value.present, view.text().has_value());
+            if (value.present && value.size > 0) { EXPECT_EQ(line.text(value, buffer), view.text()); }
+        } else {
+            expectValue(view, field, value.present ? valueOf(field, value) : model.get(field), blank.get(field));
+        }
         expectOnlyItsType(view, field);
         if (!view.valid()) unreadable.push_back(faultOf(field.parseError));
         const std::wstring columns(tramo::rawText(text, field));
@@ -236,6 +258,57 @@ TEST(FieldView, texts_are_utf8) {
     put(text, 464, L"\xD83D\xDE00\x20AC\xD83D-\xDE00");
     EXPECT_EQ(lineOfText(text, Encoding::Utf16).text("meterMessage"), "\xF0\x9F\x98\x80\xE2\x82\xAC\xEF\xBF\xBD-\xEF\xBF\xBD");
     EXPECT_EQ(lineOfText(text, Encoding::Utf16).raw("meterMessage").substr(0, 7), "\xF0\x9F\x98\x80\xE2\x82\xAC");
+}
+
+TEST(FieldView, text_with_a_buffer_is_in_the_line_if_it_can_be) {
+    std::wstring text = blankText(L'1');
+    put(text, 464, L"cafe");
+    std::string buffer;
+    const Line plain = lineOfText(text);
+    EXPECT_EQ(plain["meterMessage"].text(buffer)->data(), plain["meterMessage"].rawBytes().data());
+    EXPECT_EQ(buffer, "");
+    put(text, 464, L"caf\xE9");
+    EXPECT_EQ(lineOfText(text)["meterMessage"].text(buffer), "caf\xC3\xA9");
+    EXPECT_EQ(buffer, "caf\xC3\xA9");
+}
+
+TEST(FieldView, copy_of_a_line_keeps_its_values_when_the_reader_goes_on) {
+    for (const Encoding encoding : {Encoding::Ansi, Encoding::Utf16}) {
+        std::wstring first = blankText(L'1'), second = blankText(L'1');
+        put(first, 464, L"first");
+        put(second, 464, L"second");
+        const std::string bytes = encoded(first + L"\r\n" + second + L"\r\n", encoding);
+        Reader reader = Reader::ofBytes(bytes, {.encoding = encoding});
+        const LineView& line = *reader.next();
+        EXPECT_EQ(line.text("meterMessage"), "first");
+        const Line copy(line);
+        ASSERT_NE(reader.next(), nullptr);
+        EXPECT_EQ(line.text("meterMessage"), "second");
+        EXPECT_EQ(copy.text("meterMessage"), "first");
+        Line moved = lineOfText(blankText(L'1'), encoding);
+        EXPECT_EQ(moved.text("meterMessage"), std::nullopt);
+        moved = copy;
+        EXPECT_EQ(moved.text("meterMessage"), "first");
+    }
+}
+
+TEST(LineView, decodes_all_fields_of_short_lines_and_wide_characters) {
+    const RecordKind& tag = tramo::kindOf<TagTramoModel>();
+    const Field& text = tag.fields.at(1);
+    std::vector<tramo::DecodedValue> values(tag.fields.size());
+    std::string buffer;
+    for (const Encoding encoding : {Encoding::Ansi, Encoding::Utf16}) {
+        const Line line = lineOfText(L"FUFuite                ", encoding);
+        ASSERT_EQ(line.kind(), &tag);
+        ASSERT_TRUE(line.decode(values));
+        EXPECT_EQ(line.text(values[text.index], buffer), line.text(text));
+    }
+    const Line line = lineOfText(L"FU\x20ACuite                ", Encoding::Utf16);
+    ASSERT_TRUE(line.decode(values));
+    EXPECT_EQ(line.text(values[text.index], buffer), line.text(text));
+    EXPECT_NE(line.text(text).value().find("\xE2\x82\xAC"), std::string::npos);
+    EXPECT_FALSE(line.decode(std::span(values).first(values.size() - 1)));
+    EXPECT_FALSE(lineOfText(L"x").decode(values));
 }
 
 // ---- Lines ----------------------------------------------------------------------------------------------------------

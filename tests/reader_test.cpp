@@ -535,7 +535,7 @@ TEST(Reader, lines_after_the_first_allocate_nothing) {
         }
 }
 
-TEST(Reader, values_that_are_not_text_allocate_nothing) {
+TEST(Reader, values_allocate_nothing) {
     const std::wstring sample = sampleLines("round-returned.txt", L'1').at(0);
     std::string text;
     for (const wchar_t c : sample) text += static_cast<char>(c);
@@ -544,6 +544,7 @@ TEST(Reader, values_that_are_not_text_allocate_nothing) {
         Reader reader = Reader::ofBytes(bytes);
         const LineView& line = *reader.next();
         ASSERT_TRUE(line.is<MeterSubscriberTramoModel>());
+        std::string buffer;
         const auto readAll = [&] {
             int present = 0;
             for (const Field& field : line.kind()->fields) {
@@ -551,6 +552,7 @@ TEST(Reader, values_that_are_not_text_allocate_nothing) {
                 present += view.integer().has_value() + view.real().has_value() + view.flag().has_value() +
                            view.code().has_value() + view.time().has_value() + view.day().has_value() + view.year().has_value() +
                            view.alarms().has_value() + view.valid() + view.blank();
+                if (field.kind == FieldKind::Text) present += view.text(buffer).has_value();
             }
             return present;
         };

@@ -38,7 +38,7 @@ def problems(root, program):
     used = set()
     for path in glob.glob(os.path.join(root, "include/tramostream/*.h")):
         header = read(path)
-        used |= set(re.findall(r"^/// @snippet docs/examples.cpp (\w+)$", header, re.M))
+        used |= set(re.findall(r"^ *///  *@snippet docs/examples.cpp (\w+)$", header, re.M))
         for comment, name in re.findall(r"((?:^///.*\n)*)^class TRAMO_EXPORT (\w+)", header, re.M):
             if "@snippet" not in comment:
                 yield f"{name} has no example"
