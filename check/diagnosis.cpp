@@ -486,7 +486,7 @@ Diagnosis& Diagnosis::operator+=(const Diagnosis& next) {
 
 namespace {
 
-enum Category : unsigned { ofEnding = ending, ofShape = shape, ofFields = fields };
+enum Category : unsigned { ofEnding = explained::ending, ofShape = explained::shape, ofFields = explained::fields };
 
 Category categoryOf(const Rule& rule) {
     static const Rule* const endings[] = {ruleNamed("LineEndWithoutCR"), ruleNamed("LineEndMissing")};

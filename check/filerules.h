@@ -39,6 +39,8 @@ enum class FileRule : unsigned {
 
 constexpr std::uint32_t bitOf(FileRule rule) { return std::uint32_t{1} << static_cast<unsigned>(rule); }
 
+namespace explained {
+
 // The findings of single lines that a rule explains, in the lines that it applies to.
 enum Explained : unsigned {
     nothing = 0,
@@ -97,6 +99,10 @@ inline constexpr FileRuleRow fileRules[] = {
     {FileRule::CharacterAdded,    "CharacterAdded",    "A line contains additional characters; all fields after them are shifted to the right.", remedies::reference, shape | fields},
 };
 // clang-format on
+
+}  // namespace explained
+
+using explained::FileRuleRow, explained::fileRules;
 
 constexpr const FileRuleRow& rowOf(FileRule rule) { return fileRules[static_cast<std::size_t>(rule)]; }
 

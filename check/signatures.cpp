@@ -54,10 +54,10 @@ constexpr Signature signatures[] = {
 
 constexpr std::string_view blanks = " \t\r\n";
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool beginsWith(std::string_view text, std::string_view lowerCase) {
-    return text.size() >= lowerCase.size() && std::ranges::equal(text.substr(0, lowerCase.size()), lowerCase, {}, lower);
+    return text.size() >= lowerCase.size() && std::ranges::equal(text.substr(0, lowerCase.size()), lowerCase, {}, lowered);
 }
 
 // Markup and data as text, after a byte order mark and white space.

@@ -79,6 +79,11 @@ def about_lines(findings):
     return [finding for finding in findings if finding["rule"] not in file_rules()]
 
 
+def printed_about_lines(findings):
+    """Returns the findings of a printed report that are not about the whole file."""
+    return [finding for finding in findings if not re.search(rf" \[({'|'.join(file_rules())})\]", finding)]
+
+
 def lines(*texts):
     return b"".join(text + b"\r\n" for text in texts)
 

@@ -5,7 +5,7 @@ import os
 import subprocess
 import unittest
 from collections import Counter
-from support import ENVIRONMENT, TRAMO, CliTest, before_field_work, some
+from support import ENVIRONMENT, TRAMO, CliTest, about_lines, before_field_work, some
 
 ENCODINGS = {"ansi": "latin-1", "utf16le": "utf-16"}
 
@@ -27,7 +27,7 @@ class Sample(CliTest):
             return [json.loads(line) for line in file]
 
     def found(self, name="f"):
-        return self.run_tool("check", "--format", "json", name, cwd=self.folder).json["files"][0]["findings"]
+        return about_lines(self.run_tool("check", "--each", "--format", "json", name, cwd=self.folder).json["files"][0]["findings"])
 
     def letters(self, content):
         return Counter(chr(line[0]) for line in content.split(b"\r\n")[:-1])
