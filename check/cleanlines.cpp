@@ -70,6 +70,21 @@ struct Fields {
     void faulty(const FieldReading&, auto) { clean = false; }
 };
 
+// Takes the fields of any line.
+struct AnyFields {
+    FilledModel& model;
+    bool anyFaulty = false;
+
+    void text(const FieldReading& field, auto filled) { model.putText(field, filled); }
+    void integer(const FieldReading& field, auto value, auto filled) { model.put(field, filled, value); }
+    void decimal(const FieldReading& field, double value, auto filled) { model.put(field, filled, value); }
+    void time(const FieldReading& field, long32 seconds, auto filled) { model.put(field, filled, seconds); }
+    void code(const FieldReading& field, wchar_t code, auto filled) { model.put(field, filled, code); }
+    void flag(const FieldReading& field, bool value, auto filled) { model.put(field, filled, value); }
+    void alarms(const FieldReading& field, unsigned bits, auto filled) { model.putAlarms(field, filled, bits); }
+    void faulty(const FieldReading&, auto) { anyFaulty = true; }
+};
+
 }  // namespace
 
 struct CleanLines::KindTest {
@@ -95,15 +110,30 @@ struct CleanLines::KindTest {
 CleanLines::CleanLines() : tests(recordKinds().size()) {}
 CleanLines::~CleanLines() = default;
 
-bool CleanLines::has(const RecordKind& kind, std::string_view line, bool all) {
+CleanLines::KindTest& CleanLines::testOf(const RecordKind& kind) {
     const auto kinds = recordKinds();
-    const auto found = std::ranges::find(kinds, &kind);
-    if (found == kinds.end() || line.size() != lineLength || static_cast<unsigned char>(line.front()) != kind.letter)
-        return false;
-    if (line.find('\0') != std::string_view::npos) return false;
-    std::unique_ptr<KindTest>& test = tests[static_cast<std::size_t>(found - kinds.begin())];
+    std::unique_ptr<KindTest>& test = tests[static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin())];
     if (!test) test = std::make_unique<KindTest>(kind);
-    return test->isClean(line.data(), all);
+    return *test;
+}
+
+const FilledModel* CleanLines::valuesIfClean(const RecordKind& kind, std::string_view line, bool all) {
+    const auto kinds = recordKinds();
+    if (std::ranges::find(kinds, &kind) == kinds.end()) return nullptr;
+    if (line.size() != lineLength || static_cast<unsigned char>(line.front()) != kind.letter) return nullptr;
+    if (line.find('\0') != std::string_view::npos) return nullptr;
+    const KindTest& test = testOf(kind);
+    return test.isClean(line.data(), all) ? test.model.get() : nullptr;
+}
+
+const FilledModel& CleanLines::values(const RecordKind& kind, const wchar_t* line, bool& isFaulty) {
+    const KindTest& test = testOf(kind);
+    test.model->begin();
+    AnyFields fields{*test.model};
+    decodeLine(test.readings, line, BlankMap<lineLength, wchar_t>(line), fields);
+    test.model->end();
+    isFaulty = fields.anyFaulty;
+    return *test.model;
 }
 
 }  // namespace tramo

@@ -16,12 +16,16 @@ public:
     CleanLines();
     ~CleanLines();
 
-    // Returns whether a line of this record kind, in ANSI and with a CR LF after it, certainly has no findings. `all`: as in
-    // CheckOptions.
-    bool has(const RecordKind& kind, std::string_view line, bool all);
+    // Returns the values of a line of this record kind, in ANSI and with a CR LF after it, if it certainly has no findings by
+    // itself; otherwise nullptr. Valid until the next line of this kind. `all`: as in CheckOptions.
+    const FilledModel* valuesIfClean(const RecordKind& kind, std::string_view line, bool all);
+
+    // Returns the values of any line of this record kind that has at least its length. `isFaulty`: a text cannot be read.
+    const FilledModel& values(const RecordKind& kind, const wchar_t* line, bool& isFaulty);
 
 private:
     struct KindTest;
+    KindTest& testOf(const RecordKind& kind);
     std::vector<std::unique_ptr<KindTest>> tests;  // by record kind; null until a line of that kind comes
 };
 

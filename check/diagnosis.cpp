@@ -224,7 +224,9 @@ std::optional<Finding> whyOneLine(const std::vector<TextLine>& lines, bool isWho
 
 }  // namespace
 
-bool isAboutFile(const Rule& rule) { return !rule.remedy.empty(); }
+bool isAboutFile(const Rule& rule) {
+    return std::ranges::any_of(fileRules, [&](const FileRuleRow& row) { return row.name == rule.name; });
+}
 
 FileHead::FileHead(std::string_view bytes, bool isWhole, std::optional<bool> isUtf16) {
     utf16 = isUtf16.value_or(bytes.starts_with(encoding::utf16Mark));

@@ -1,4 +1,5 @@
 #include "check/filerules.h"
+#include "check/roundrules.h"
 #include "common/concat.h"
 #include "common/reportedcolumn.h"
 #include "tramostream/check.h"
@@ -43,11 +44,8 @@ std::vector<Rule> makeRules() {
     add(TE::WrongLineType, "A line is of another record kind than expected", error);
     all.push_back({"KeyLineDuplicate", 0, "Two key lines are about one module.", warning});
     all.push_back({"KeyNotHexadecimal", 0, "A key is not 32 hexadecimal digits.", warning});
-    all.push_back({"LineWithoutMeter", 0, "A line belongs to a meter that its round does not have.", warning});
-    all.push_back({"AreaIncomplete", 0, "A round line defines only some properties of an area.", warning});
-    all.push_back({"AreaOutside", 0, "An area begins or ends outside of its text.", warning});
-    all.push_back({"AreaOverlap", 0, "Two areas share characters of their text.", warning});
-    all.push_back({"PageUndefined", 0, "An enquiry result line refers to a page that its round does not define.", warning});
+    for (const RoundRuleRow& row : roundRules)
+        all.push_back({row.name, 0, std::string(row.description), row.severity, row.remedy});
     for (const FileRuleRow& row : fileRules) all.push_back({row.name, 0, std::string(row.description), error, row.remedy});
     return all;
 }

@@ -20,7 +20,9 @@ FindingCount& CheckSummary::countOf(const FindingsOfField& what) {
 }
 
 void CheckSummary::add(const Finding& finding) {
-    countOf({finding.kind, finding.field, finding.field.empty() ? finding.rule : nullptr, {}}) += finding.severity;
+    const bool isOfField = !finding.field.empty();
+    countOf({isOfField ? finding.kind : std::string_view{}, finding.field, isOfField ? nullptr : finding.rule, {}}) +=
+        finding.severity;
     total += finding.severity;
 }
 
@@ -28,7 +30,7 @@ void CheckSummary::remove(const FindingsOfField& findings) {
     FindingCount& count = countOf(findings);
     count -= findings.count;
     total -= findings.count;
-    std::erase_if(counts, [](const FindingsOfField& c) { return c.count.all() == 0; });
+    std::erase_if(counts, [](const FindingsOfField& c) { return c.count.withHints() == 0; });
 }
 
 CheckSummary& CheckSummary::operator+=(const CheckSummary& next) {
@@ -61,7 +63,7 @@ std::vector<LinesOfKind> CheckSummary::lineKinds() const {
 
 std::vector<FindingsOfField> CheckSummary::findingCounts() const {
     std::vector<FindingsOfField> sorted = counts;
-    std::ranges::stable_sort(sorted, std::greater{}, [](const FindingsOfField& c) { return c.count.all(); });
+    std::ranges::stable_sort(sorted, std::greater{}, [](const FindingsOfField& c) { return c.count.withHints(); });
     return sorted;
 }
 

@@ -45,10 +45,27 @@ public:
         }
     }
 
+    // Returns whether the line has a value of that field, by its index, and where the value is.
+    bool has(std::size_t field) const { return filled[field] != 0; }
+    const void* value(std::size_t field) const { return places[field].value; }
+    std::size_t sizeOfValue(std::size_t field) const { return places[field].size; }
+
+    // Returns where the text of a field begins in the line, 0-based, and its size without trailing white space.
+    std::pair<std::size_t, std::size_t> text(std::size_t field) const {
+        struct Line {
+            const wchar_t* data() const { return characters; }
+            wchar_t characters[mostColumns];
+        };
+        static constexpr Line line{};
+        const std::wstring_view view = static_cast<const FieldText*>(places[field].value)->view(line);
+        return {static_cast<std::size_t>(view.data() - line.characters), view.size()};
+    }
+
     // Returns whether a mandatory value is missing or inconsistent. `all`: as in CheckOptions.
     virtual bool breaksRule(bool all) = 0;
 
 protected:
+    static constexpr std::size_t mostColumns = std::tuple_size_v<TramoLine::tramoLine_t>;
     struct Place {
         void* value;
         FieldText* kept;  // the text of the field as well; may be null

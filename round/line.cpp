@@ -439,6 +439,7 @@ void LineView::copyTo(wchar_t* buffer, std::size_t bufferSize) const {
 std::vector<Finding> LineView::findings(const CheckOptions& options) const {
     std::vector<Finding> found;
     CheckOptions chosen = options;
+    chosen.rounds = false;
     if (!chosen.kind && !chosen.prevailing) {
         chosen.kind = shape;
         chosen.prevailing = prevailing;

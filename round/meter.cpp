@@ -1,4 +1,5 @@
 // The values of a meter, each from the fields of its lines.
+#include "check/rollover.h"
 #include "common/encoding.h"
 #include "common/utf8.h"
 #include "round/fieldsof.h"
@@ -63,22 +64,15 @@ void addRest(const LineView& line, Area::Of of, std::span<const Area> areas, std
 // The text "nan" or "inf" is a decimal, too, but no coordinate.
 std::optional<double> finite(std::optional<double> value) { return value && std::isfinite(*value) ? value : std::nullopt; }
 
-long long limitOf(long long wheels) {
-    long long limit = 1;
-    for (long long i = 0; i < wheels; ++i) limit *= 10;
-    return limit;
-}
-
 }  // namespace
 
 std::optional<long long> consumptionBetween(std::optional<long long> previousIndex, std::optional<long long> index,
     std::optional<long long> wheels, std::optional<long long> correctedWheels) {
-    constexpr long long mostWheels = 18;
     if (!index || !previousIndex || *index < 0 || *previousIndex < 0) return std::nullopt;
     if (*index >= *previousIndex) return *index - *previousIndex;
-    if (correctedWheels && *correctedWheels > 0) wheels = correctedWheels;
-    if (!wheels || *wheels < 1 || *wheels > mostWheels || *previousIndex >= limitOf(*wheels)) return std::nullopt;
-    return limitOf(*wheels) - *previousIndex + *index;
+    const auto limit = rollover::limitOf(rollover::inEffect(wheels, correctedWheels));
+    if (!limit || *previousIndex >= *limit) return std::nullopt;
+    return *limit - *previousIndex + *index;
 }
 
 std::string Meter::serial() const { return textOr(subscriber(), subscriberFields().serial); }

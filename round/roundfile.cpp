@@ -1,4 +1,5 @@
 // The rounds of a file: which line belongs to which round and meter, and what does not fit together.
+#include "check/checkermemory.h"
 #include "common/concat.h"
 #include "common/secret.h"
 #include "round/fieldsof.h"
@@ -23,44 +24,6 @@ std::vector<Area> areasOf(const LineView& line) {
             {line.number(), label->column, type->column + type->width - label->column}});
     }
     return areas;
-}
-
-const char* nameOf(Area::Of of) { return of == Area::Subscriber ? "subscriber" : "meter"; }
-
-std::string nameOf(const Area& area) {
-    const std::string name = concat(nameOf(area.of), " area ", area.number);
-    return area.label.empty() ? name : concat(name, " (", area.label, ')');
-}
-
-Finding findingAt(const Origin& origin, std::string_view kind, std::string_view rule, std::string sentence, std::string reason) {
-    Finding finding = findingOf(rule, std::move(sentence), std::move(reason), origin.column);
-    finding.line = origin.line;
-    finding.endColumn = origin.column + origin.width;
-    finding.kind = kind;
-    return finding;
-}
-
-void findAreas(const LineView& header, std::span<const Area> areas, std::vector<Finding>& findings) {
-    const auto add = [&](const Area& area, const char* rule, const char* what, std::string reason) {
-        findings.push_back(findingAt(area.origin, header.kind()->name, rule, concat(nameOf(area), ' ', what), std::move(reason)));
-    };
-    for (auto area = areas.begin(); area != areas.end(); ++area) {
-        const SubscriberFields& fields = subscriberFields();
-        const int width = (area->of == Area::Subscriber ? fields.subscriberInformation : fields.meterInformation).width;
-        if (area->position < 0 || area->length < 0) {
-            add(*area, "AreaIncomplete", "is incomplete", "expected a position and a length");
-            continue;
-        }
-        const int end = area->position + area->length;
-        if (end > width)
-            add(*area, "AreaOutside", "is not inside of its text",
-                concat("it takes the characters ", area->position, " to ", end - 1, " of ", width));
-        const auto other = std::find_if(areas.begin(), area, [&](const Area& before) {
-            return before.of == area->of && before.position >= 0 && before.length > 0 && area->length > 0 &&
-                   before.position < end && area->position < before.position + before.length;
-        });
-        if (other != area) add(*area, "AreaOverlap", concat("overlaps ", nameOf(*other)).c_str(), "");
-    }
 }
 
 }  // namespace
@@ -202,24 +165,67 @@ std::span<const LineView> RoundFile::lines() const { return state->lines; }
 std::span<const Round> RoundFile::rounds() const { return state->rounds; }
 std::span<const Orphan> RoundFile::orphans() const { return state->orphans; }
 
-std::vector<Finding> RoundFile::findings() const {
+namespace {
+
+// Applies the rules about rounds to lines.
+class RoundFindings {
+public:
+    explicit RoundFindings(const CheckOptions& options)
+        : checked(options), severities(options.severities), isStrict(options.strict) {}
+
+    void add(const LineView& line) {
+        if (!line.lineKind() || line.lineKind() == LineKind::Record) {
+            const std::wstring text = line.wide();
+            if (line.kind()) {
+                bool isDoubtful = false;
+                const FilledModel& values = checked.lines.values(*line.kind(), text.data(), isDoubtful);
+                checked.examiner.add(*line.kind(), values, text.data(), line.number(), isDoubtful, checked.notes, findings);
+            } else if (line.fault() != LineFault::HalfCharacter || line.size() > 0) {
+                LineExaminer::addMalformed(text, line.number(), checked.notes);
+            }
+        }
+        checked.join();
+    }
+
+    std::vector<Finding> end() {
+        checked.joined.end();
+        checked.joined.take([&](Finding&& finding) { findings.push_back(std::move(finding)); });
+        std::erase_if(findings, [&](Finding& finding) {
+            const std::optional<Severity> severity = severities.of(*finding.rule, isStrict);
+            if (severity) finding.severity = *severity;
+            return !severity;
+        });
+        std::ranges::stable_sort(findings,
+            [](const Finding& a, const Finding& b) { return std::pair(a.line, a.column) < std::pair(b.line, b.column); });
+        return std::move(findings);
+    }
+
+private:
+    CheckerMemory checked;
+    const Severities& severities;
+    const bool isStrict;
     std::vector<Finding> findings;
-    for (const Round& round : rounds()) {
-        if (round.header()) findAreas(*round.header(), round.areas(), findings);
-        for (const Meter& meter : round.meters())
-            for (const LineView* line : meter.lines<EnquiryResultTramoModel>())
-                if (const Field& page = answerFields().page; !round.page(textOr(*line, page)))
-                    findings.push_back(findingAt({line->number(), page.column, page.width}, line->kind()->name, "PageUndefined",
-                        concat("enquiry page \"", textOr(*line, page), "\" is not defined"), "the round has no such page"));
-    }
-    for (const auto& [line, _, reason] : state->orphans) {
-        const Field& serial = *serialFieldOf(*line->kind());
-        findings.push_back(findingAt({line->number(), serial.column, serial.width}, line->kind()->name, "LineWithoutMeter",
-            concat(line->kind()->name, " line belongs to no meter"), reason));
-    }
-    std::ranges::stable_sort(
-        findings, [](const Finding& a, const Finding& b) { return std::pair(a.line, a.column) < std::pair(b.line, b.column); });
-    return findings;
+};
+
+}  // namespace
+
+std::vector<Finding> RoundFile::findings(const CheckOptions& options) const {
+    RoundFindings found(options);
+    for (const LineView& line : state->lines) found.add(line);
+    return found.end();
+}
+
+std::vector<Finding> Meter::findings(const CheckOptions& options) const {
+    CheckOptions chosen = options;
+    for (const RoundRuleRow& row : roundRules)
+        if (!isAboutReadings(row.rule) && !isAboutAnswers(row.rule)) chosen.severities.set(ruleOf(row.rule), std::nullopt);
+    RoundFindings found(chosen);
+    if (round->header()) found.add(*round->header());
+    for (const LineView* page : round->pages()) found.add(*page);
+    for (const LineView* line : lines()) found.add(*line);
+    std::vector<Finding> own = found.end();
+    std::erase_if(own, [&](const Finding& finding) { return round->header() && finding.line == round->header()->number(); });
+    return own;
 }
 
 void RoundFile::write(Writer& writer) const {

@@ -6,13 +6,16 @@
 #include "linemodel.h"
 #include "tramoline.h"
 #include <array>
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tramo {
@@ -28,7 +31,7 @@ struct Rule {
     int code;                   ///< of the format (TE::errorType); 0: none
     std::string description;    ///< a sentence
     Severity severity;          ///< of its findings, unless the check is strict
-    std::string_view remedy{};  ///< what to do about it; empty: rules about single lines
+    std::string_view remedy{};  ///< what to do about it; empty: most rules about single lines
 
     /// Returns whether its findings are errors. A strict check treats warnings as errors.
     bool isError(bool strict) const { return severity == Severity::Error || (strict && severity == Severity::Warning); }
@@ -39,6 +42,31 @@ TRAMO_EXPORT std::span<const Rule> rules();
 
 /// Returns the rule of that name, or nullptr if there is none.
 TRAMO_EXPORT const Rule* ruleNamed(std::string_view name);
+
+/// Returns whether a rule is about rounds: what the lines of a file mean together (structure), and whether readings are
+/// plausible.
+TRAMO_EXPORT bool isAboutRounds(const Rule& rule);
+
+/// The severities of a check: those of the rules, unless they are changed.
+///
+/// @snippet docs/examples.cpp Severities
+class TRAMO_EXPORT Severities {
+public:
+    /// Changes the severity of the findings of a rule; nullopt: they are not reported. The rule must be one of rules().
+    void set(const Rule& rule, std::optional<Severity> severity);
+
+    /// Returns the severity of the findings of a rule, also if the check is strict; nullopt: they are not reported. A strict
+    /// check treats warnings as errors, except those of rules whose severity was set.
+    std::optional<Severity> of(const Rule& rule, bool strict = false) const {
+        if (!changed.empty())
+            for (const auto& [which, severity] : changed)
+                if (which == &rule) return severity;
+        return rule.isError(strict) ? Severity::Error : rule.severity;
+    }
+
+private:
+    std::vector<std::pair<const Rule*, std::optional<Severity>>> changed;
+};
 
 /// Some lines of a file: their number, and the numbers of the first of them.
 struct SomeLines {
@@ -93,10 +121,14 @@ TRAMO_EXPORT Finding findingOf(const IgnoredText& ignored, const RecordKind& kin
 
 /// The options of a check.
 struct CheckOptions {
-    bool strict = false;                   ///< treats warnings as errors
-    bool all = false;                      ///< adds the mandatory findings that the format reports on valid lines
-    std::optional<LineKind> kind{};        ///< of every line; nullopt: detected for each line
-    std::optional<LineKind> prevailing{};  ///< in the file (KindCensus): the kind of lines of a wrong length
+    bool strict = false;                            ///< treats warnings as errors
+    bool all = false;                               ///< adds the mandatory findings that the format reports on valid lines
+    std::optional<LineKind> kind{};                 ///< of every line; nullopt: detected for each line
+    std::optional<LineKind> prevailing{};           ///< in the file (KindCensus): the kind of lines of a wrong length
+    Severities severities{};                        ///< of the findings
+    bool rounds = true;                             ///< checks the rules about rounds, too; see isAboutRounds()
+    bool isPart = false;                            ///< checks a part of a file; see Checker::add()
+    std::optional<std::chrono::sys_seconds> now{};  ///< dates after it are in the future; nullopt: the clock of the system
 };
 
 /// Checks a line as a whole and appends the findings. Returns whether its fields are in their columns, so that they can be
@@ -116,18 +148,23 @@ TRAMO_EXPORT std::vector<IgnoredText> ignoredTexts(const LineModel& model, std::
 /// Returns whether another field of the line contains the ignored text as text, so that nothing is lost.
 TRAMO_EXPORT bool isKept(const IgnoredText& ignored, const RecordKind& kind);
 
-/// A number of errors and warnings.
+/// A number of findings.
 struct FindingCount {
     std::uint64_t errors = 0;    ///< the number of errors
     std::uint64_t warnings = 0;  ///< the number of warnings
+    std::uint64_t hints = 0;     ///< the number of hints
 
-    /// Returns the sum.
+    /// Returns the number of errors and warnings.
     std::uint64_t all() const { return errors + warnings; }
 
-    /// Counts a finding; ignores hints.
+    /// Returns the number of findings, hints included.
+    std::uint64_t withHints() const { return all() + hints; }
+
+    /// Counts a finding.
     FindingCount& operator+=(Severity severity) {
         errors += severity == Severity::Error;
         warnings += severity == Severity::Warning;
+        hints += severity == Severity::Hint;
         return *this;
     }
 
@@ -135,6 +172,7 @@ struct FindingCount {
     FindingCount& operator+=(const FindingCount& other) {
         errors += other.errors;
         warnings += other.warnings;
+        hints += other.hints;
         return *this;
     }
 
@@ -142,6 +180,7 @@ struct FindingCount {
     FindingCount& operator-=(const FindingCount& other) {
         errors -= other.errors;
         warnings -= other.warnings;
+        hints -= other.hints;
         return *this;
     }
 };
@@ -193,28 +232,33 @@ private:
     std::vector<FindingsOfField> counts;
 };
 
-class CleanLines;
+class CheckerMemory;
 
-/// Checks a file: call line() for each line in order, then end(). Findings are appended as soon as they are certain, those of
-/// a line in the order of their columns. A valid line costs no allocation. A finding never contains a key of a key line.
+/// Checks a file: call line() for each line in order, then end(). Findings about single lines are appended as soon as they are
+/// certain, those of a line in the order of their columns; findings about several lines, which the rules about rounds give, come
+/// with end(). A finding never contains a key of a key line.
+///
+/// A valid line costs no allocation, except for what is kept of meters: 12 to 24 bytes for each meter of the file, and until the
+/// round ends, 32 bytes for each of its meters and 16 for each position.
 ///
 /// The models may print a message on the standard output when they parse an invalid line: see setMessages().
 ///
-/// Not thread-safe. Several checkers may check parts of a file in parallel; then add their summaries.
+/// Not thread-safe. Several checkers (CheckOptions::isPart) may check parts of a file in parallel; then another one adds them.
 ///
 /// @snippet docs/examples.cpp Checker
 class TRAMO_EXPORT Checker {
 public:
     /// Starts a check of one file.
-    explicit Checker(CheckOptions checkOptions = {}) : options(checkOptions) {}
+    explicit Checker(CheckOptions checkOptions = {}) : options(std::move(checkOptions)) {}
 
     /// Checks the next line. Keeps no reference to it.
     void line(const SourceLine& line, std::vector<Finding>& findings);
 
     /// Instead of line(), for a record line of one byte for each character (U+0000 to U+00FF), without the CR LF that follows it:
-    /// if the line certainly has no findings, counts it and returns true. Otherwise, changes nothing and returns false; call
-    /// line() then. Many times as fast as line(). Returns false unless all lines, or most lines of the file, are records.
-    bool countIfClean(const RecordKind& kind, std::string_view line);
+    /// if the line by itself certainly has no findings, counts it and returns true. Otherwise, changes nothing and returns false;
+    /// call line() then. Many times as fast as line(). Returns false unless all lines, or most lines of the file, are records.
+    /// `number`: of the line; 0: it follows the previous line.
+    bool countIfClean(const RecordKind& kind, std::string_view line, std::int64_t number = 0);
 
     /// What is known at the end of the file only.
     struct End {
@@ -223,21 +267,39 @@ public:
         bool isLastByteOdd = false;          ///< a UTF-16 file of an odd number of bytes
     };
 
-    /// Ends the check of the file. Call it once, after the last line.
+    /// Ends the check of the file. Call it once, after the last line; of several parts of a file, for the last part.
     void end(const End& end, std::vector<Finding>& findings);
+
+    /// Takes findings, one after the other.
+    using Sink = std::function<void(Finding&&)>;
+
+    /// Adds the check of the next part of the file: its numbers, and what it has seen for the rules about rounds. Findings about
+    /// several lines that are certain now go to the sink, those of a round in the order of its lines. The options of both are the
+    /// same, except that CheckOptions::isPart is true for the parts only.
+    void add(const Checker& part, const Sink& sink);
+
+    /// After the last part: gives the other findings about several lines.
+    void end(const Sink& sink);
 
     /// Returns the numbers so far.
     const CheckSummary& summary() const { return counted; }
 
 private:
     void finish(std::size_t first, std::int64_t number, std::vector<Finding>& findings);
+    bool accept(Finding& finding);
+    void note(const SourceLine& line, bool hasFields, std::size_t first, std::vector<Finding>& findings);
+    void take(const Sink& sink);
+    CheckerMemory& use();
 
-    // A copy of a checker begins with its own.
+    // What a checker knows of the lines before. A copy of a checker has its own.
     struct Memory {
         Memory() = default;
-        Memory(const Memory&) {}
-        Memory& operator=(const Memory&) { return *this; }
-        std::shared_ptr<CleanLines> lines{};
+        Memory(const Memory& other);
+        Memory(Memory&&) noexcept = default;
+        Memory& operator=(const Memory& other);
+        Memory& operator=(Memory&&) noexcept = default;
+        ~Memory() = default;
+        std::shared_ptr<CheckerMemory> kept{};
     };
 
     CheckOptions options;

@@ -13,7 +13,7 @@
 
 namespace tramo {
 
-/// Returns whether findings of this rule come from a diagnosis: they are about the whole file, and Rule::remedy is not empty.
+/// Returns whether findings of this rule come from a diagnosis: they are about the whole file.
 TRAMO_EXPORT bool isAboutFile(const Rule& rule);
 
 /// What the first bytes of a file show: a signature of another format, the encoding, the kind of its lines, and how lines were

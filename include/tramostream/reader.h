@@ -174,7 +174,8 @@ public:
     /// model that the format makes of it, with its errors; missing characters count as spaces. It may print messages.
     template <class M> M as() const;
 
-    /// What `tramo check` says about this line alone, in the order of columns; see Checker for whole files. The models may print
+    /// What `tramo check` says about the fields of this line, in the order of columns; see Checker for whole files, and
+    /// RoundFile::findings() for the rules about rounds. The models may print
     /// messages about it: see setMessages(). The kind of the line, if the options have neither a kind nor a prevailing one, is
     /// lineKind().
     std::vector<Finding> findings(const CheckOptions& options = {}) const;

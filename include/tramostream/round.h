@@ -189,6 +189,13 @@ public:
     std::vector<Answer> answers() const;  ///< the areas that have an answer
     std::optional<Place> place() const;   ///< of the last line in which both coordinates are finite numbers
 
+    /// What is not plausible about the meter: findings of the rules about rounds (isAboutRounds) in its lines, without those that
+    /// only other meters show, such as a position far from all others. Compare their severities: hints are only to be looked at.
+    /// In the order of the file. Of the options, `severities`, `strict` and `now` count.
+    ///
+    /// @snippet docs/examples.cpp MeterFindings
+    std::vector<Finding> findings(const CheckOptions& options = {}) const;
+
 private:
     friend class RoundFile;
     Meter(const Round& of, const LineView& line) : round(&of), ownLines{&line} {}
@@ -266,9 +273,10 @@ public:
     std::span<const Round> rounds() const;    ///< in the order of the file; empty: there are no lines with a round
     std::span<const Orphan> orphans() const;  ///< in the order of the file
 
-    /// What is wrong with the joins and the areas: lines that belong to nobody, areas that overlap, that are half defined or
-    /// outside of their text, enquiry results of a page that is not defined. In the order of the file.
-    std::vector<Finding> findings() const;
+    /// What the rules about rounds find (isAboutRounds): lines that do not fit together, such as a line without its meter, and
+    /// readings that are not plausible. In the order of the file. A line whose cause is another finding has none: in a round with
+    /// a malformed meter subscriber line, no line lacks its meter. Of the options, `severities`, `strict` and `now` count.
+    std::vector<Finding> findings(const CheckOptions& options = {}) const;
 
     /// Writes all lines as they stand.
     void write(Writer& writer) const;

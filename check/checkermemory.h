@@ -1,0 +1,34 @@
+// What a checker knows of the lines before.
+#pragma once
+#include "check/cleanlines.h"
+#include "check/lineexaminer.h"
+#include "check/structure_rounds.h"
+
+namespace tramo {
+
+class CheckerMemory {
+public:
+    explicit CheckerMemory(const CheckOptions& options) : examiner(options), joined(examiner.switchedOn()) {}
+    CheckerMemory(const CheckerMemory& other)
+        : examiner(other.examiner), notes(other.notes), joined(other.joined), lastNumber(other.lastNumber) {}
+    CheckerMemory& operator=(const CheckerMemory&) = delete;
+    ~CheckerMemory() = default;
+
+    // Joins the lines that were noted.
+    void join() {
+        for (; firstNote < notes.lines.size(); ++firstNote) joined.add(notes.lines[firstNote], notes);
+        notes.clear();
+        firstNote = 0;
+    }
+
+    CleanLines lines{};  // only remembers kinds
+    LineExaminer examiner;
+    LineNotes notes{};
+    RoundJoin joined;
+    std::int64_t lastNumber = 0;
+
+private:
+    std::size_t firstNote = 0;
+};
+
+}  // namespace tramo
