@@ -7,6 +7,7 @@
 #include "cli/report/report.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
+#include "common/suggestion.h"
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <tramostream/check.h>
 #include <tramostream/diagnosis.h>
 
@@ -27,6 +29,7 @@ Examples:
   tramo check samples/round-broken.txt      every finding, and a summary
   tramo check -q samples/round-*.txt        one line for each file
   tramo check --strict samples/tags.txt     a missing value is an error
+  tramo check --rule CardOrder=off round.txt
   tramo check --max-findings 9 round.txt    the first 9; the summary counts all
   tramo check --lines 1000-1999 round.txt   these lines, with their numbers
   tramo check --format sarif round.txt > round.sarif
@@ -52,6 +55,11 @@ nor counted. Of more than 10 findings of one rule and field, the first is
 listed, with the number of the others. With --lines, only single lines are
 checked.
 
+Rules about rounds look at several lines: a line without its meter, a meter that
+is in a round twice, a missing end. Others ask whether a reading is plausible.
+Both do not apply with --lines. Hints are findings that are often right: they do
+not change the exit code.
+
 Options:
   --each              lists every finding of every line, also those that a
                       finding about the file explains
@@ -59,8 +67,10 @@ Options:
                       lines: a complete history slot of a meter subscriber
                       (0x202), and the meter number of a record information line
                       (0x201), which is never read
-  --strict            reports missing and contradicting values (0x201, 0x202)
-                      as errors, not as warnings
+  --strict            reports warnings as errors
+  --rule RULE=WHAT    changes the severity of the findings of a rule: off, hint,
+                      warning, error; can be repeated. "tramo explain" lists
+                      the rules, "tramo explain RULE" describes one
   --encoding WHAT     auto (by the byte order mark), ansi, utf16le
   --kind WHAT         auto (each line by its length and first character),
                       record, parameter, tag, key
@@ -101,16 +111,50 @@ struct Options {
     bool all = false;
     bool each = false;
     ReportStyle style;
+
+    // Of the checkers of a file or of its parts.
+    CheckOptions checks(const std::optional<LineKind>& prevailing, bool isPart) const {
+        return {.strict = style.strict,
+            .all = all,
+            .kind = kind,
+            .prevailing = prevailing,
+            .severities = style.severities,
+            .rounds = lines.isWhole(),
+            .isPart = isPart};
+    }
 };
+
+// RULE=off, RULE=hint, RULE=warning, RULE=error
+void setSeverity(Severities& severities, const std::string& word) {
+    using Choice = std::pair<std::string_view, std::optional<Severity>>;
+    const std::size_t sign = word.find('=');
+    const std::string name = word.substr(0, sign);
+    const Rule* const rule = ruleNamed(name);
+    if (!rule) {
+        std::vector<std::string_view> names;
+        for (const Rule& one : rules()) names.push_back(one.name);
+        const std::string near = didYouMean(name, names);
+        throw WrongUsage{fmt::format("--rule: unknown rule \"{}\"{}", printable(std::string_view(name)),
+            near.empty() ? "; \"tramo explain\" lists the rules" : near)};
+    }
+    if (sign == std::string::npos)
+        throw WrongUsage{
+            fmt::format("--rule: the severity is missing; expected {0}=off, {0}=hint, {0}=warning or {0}=error", name)};
+    severities.set(*rule, chosen<std::optional<Severity>>("--rule", word.substr(sign + 1),
+                              {Choice("off", std::nullopt), Choice("hint", Severity::Hint), Choice("warning", Severity::Warning),
+                                  Choice("error", Severity::Error)}));
+}
 
 Options parse(std::vector<std::string> arguments) {
     Options options;
     bool seek = false;
     std::string encoding = "auto", kind = "auto", format = "text", colour = "auto", lines, most, threads = "0";
+    std::vector<std::string> ruleWords;
     Arguments given;
     given.flag("--all", options.all);
     given.flag("--each", options.each);
     given.flag("--strict", options.style.strict);
+    given.options("--rule", ruleWords);
     given.flag("-q,--quiet", options.style.quiet);
     given.option("--encoding", encoding);
     given.option("--kind", kind);
@@ -123,6 +167,7 @@ Options parse(std::vector<std::string> arguments) {
     options.files = given.parseFiles(std::move(arguments));
 
     options.each |= options.all;
+    for (const std::string& word : ruleWords) setSeverity(options.style.severities, word);
     options.encoding = encodingChoice("--encoding", encoding);
     options.kind = kindChoice(kind);
     options.style.format =
@@ -165,10 +210,12 @@ struct Task {
     std::string refusal;  ///< the file cannot be read in its encoding
     std::string note;     ///< what somebody has done to the file meanwhile
     Summary summary;
+    std::optional<Checker> checker;  ///< of a file that has lines
     std::optional<Diagnosis> diagnosis;
     FindingGroups groups;
     fmt::memory_buffer described;
     struct Place {
+        std::int64_t line;
         std::size_t group, end;
     };
     std::vector<Place> places;  ///< of the findings in `described`
@@ -181,10 +228,16 @@ struct Task {
         refusal.clear();
         note.clear();
         summary = {};
+        checker.reset();
         diagnosis.reset();
         groups.clear();
         described.clear();
         places.clear();
+    }
+
+    void add(const Report& report, const Finding& finding, const Line& line, std::size_t group) {
+        report.describe(finding, line, file->label, described);
+        places.push_back({finding.line, group, described.size()});
     }
 };
 
@@ -272,7 +325,6 @@ public:
         if (task.isWhole) checkFile();
         else checkLines(task.piece, task.isLast);
         if (task.endsFile && !task.failure) checkEnd();
-        if (checker) task.summary.checked = checker->summary();
     }
 
 private:
@@ -301,7 +353,7 @@ private:
     bool nextToCheck() {
         for (PlainRecord record; reader.nextPlain(record);) {
             line.number = record.number;
-            if (use().countIfClean(*record.kind, record.text)) {
+            if (use().countIfClean(*record.kind, record.text, record.number)) {
                 if (task.diagnosis) task.diagnosis->clean(record.text, record.number);
                 continue;
             }
@@ -324,8 +376,8 @@ private:
 
     // Made when the file has been opened.
     Checker& use() {
-        if (!checker) checker.emplace(CheckOptions{options.style.strict, options.all, options.kind, task.file->prevailing});
-        return *checker;
+        if (!task.checker) task.checker.emplace(options.checks(task.file->prevailing, true));
+        return *task.checker;
     }
 
     void describe(bool isLastLine) {
@@ -334,8 +386,7 @@ private:
             const std::size_t group = task.groups.add(finding, explanations);
             if (task.places.size() >= options.maxFindings && options.each) continue;
             if (options.maxFindings == 0 || (!options.each && task.groups[group].lines.count > mostAlike)) continue;
-            report.describe(finding, line, task.file->label, task.described);
-            task.places.push_back({group, task.described.size()});
+            task.add(report, finding, line, group);
         }
         findings.clear();
     }
@@ -345,7 +396,6 @@ private:
     Task& task;
     PieceReader reader;
     Line line;
-    std::optional<Checker> checker;
     std::vector<Finding> findings;
 };
 
@@ -363,10 +413,11 @@ public:
             report.beginFile(task.file->path);
             summary = {};
             found.start();
+            checker.reset();
             diagnosis.reset();
         }
         collect(task);
-        if (task.isLast) endFile(*task.file, true);
+        if (task.isLast) endFile(task, true);
         if (!task.refusal.empty()) {
             ++total.unreadable;
             complain(printable(nameOf(task.file->path)) + ": " + task.refusal);
@@ -387,7 +438,6 @@ public:
 
 private:
     void collect(const Task& task) {
-        summary.checked += task.summary.checked;
         summary.bytes += task.summary.bytes;
         if (task.diagnosis) {
             if (!diagnosis) diagnosis.emplace(task.file->head);
@@ -395,17 +445,40 @@ private:
         }
         std::vector<DescribedFinding> described;
         std::size_t begin = 0;
-        for (const auto& [group, end] : task.places) {
-            described.push_back({group, {task.described.data() + begin, end - begin}});
+        for (const auto& [line, group, end] : task.places) {
+            described.push_back({line, group, {task.described.data() + begin, end - begin}});
             begin = end;
         }
         found.add(task.groups, described);
+        if (!task.checker) return;
+        if (!checker) checker.emplace(options.checks(task.file->prevailing, false));
+        checker->add(*task.checker, [&](Finding&& finding) { add(finding, *task.file); });
     }
 
-    void endFile(const CheckedFile& file, bool isWhole) {
+    // Adds a finding about several lines.
+    void add(const Finding& finding, const CheckedFile& file) {
+        FindingGroups one;
+        one.add(finding, 0);
+        Line line;
+        line.number = finding.line;
+        text.clear();
+        if (found.wants(one.all().front())) report.describe(finding, line, file.label, text);
+        const DescribedFinding described{finding.line, 0, {text.data(), text.size()}};
+        found.add(one, std::span(&described, text.size() > 0));
+    }
+
+    void endFile(const Task& task, bool isWhole) {
+        const CheckedFile& file = *task.file;
         std::vector<Finding> diagnosed;
         if (isWhole && diagnosis) diagnosed = diagnosis->findings();
         else if (isWhole && !file.hasLines()) diagnosed.assign(file.head->findings().begin(), file.head->findings().end());
+        std::erase_if(diagnosed, [&](Finding& finding) {
+            const std::optional<Severity> severity = options.style.severities.of(*finding.rule, options.style.strict);
+            if (severity) finding.severity = *severity;
+            return !severity;
+        });
+        if (checker && isWhole) checker->end([&](Finding&& finding) { add(finding, file); });
+        if (checker) summary.checked = checker->summary();
         summary.notListed = found.end(diagnosed, file.label, summary.checked);
         summary.utf16 = file.utf16;
         summary.fileBytes = file.bytes;
@@ -417,7 +490,7 @@ private:
     }
 
     void addUnreadable(const Task& task) {
-        if (!task.isFirst) endFile(*task.file, false);
+        if (!task.isFirst) endFile(task, false);
         ++total.unreadable;
         report.unreadable(task.file->path, task.failure->reason);
         out.flush();
@@ -428,7 +501,10 @@ private:
     Report& report;
     Output& out;
     FindingList found;
-    std::optional<Diagnosis> diagnosis;  // of the current file
+    // Of the current file:
+    std::optional<Checker> checker;
+    std::optional<Diagnosis> diagnosis;
+    fmt::memory_buffer text;  // of a finding
     Progress progress;
     Summary summary;
     RunTotal total;

@@ -168,8 +168,10 @@ void Explainer::rule(const Rule& rule) {
     heading(std::string(rule.name));
     out.print("\n");
     entry("meaning", rule.description);
+    entry("severity", std::string(nameOf(rule.severity)));
     entry("remedy", std::string(rule.remedy));
     entry("found", "only by tramo check; the format has no code for it");
+    entry("switch", fmt::format("tramo check --rule {}=off, or =hint, =warning, =error", rule.name));
 }
 
 void Explainer::gap() {

@@ -3,6 +3,7 @@
 #include "cli/io/colours.h"
 #include "cli/io/console.h"
 #include "cli/lines/lineplace.h"
+#include "cli/report/report.h"
 #include <string>
 #include <string_view>
 #include <tramostream/check.h>
@@ -36,7 +37,7 @@ private:
     static std::string elsewhere(const Field& field, const ErrorReport& report);
     static std::string words(const Field& field, const ErrorReport& report);
     void value(const Field& field, std::wstring_view line, const std::vector<Finding>& findings);
-    void found(const Finding& finding) { entry(finding.rule->isError(false) ? "error" : "warning", sentenceOf(finding)); }
+    void found(const Finding& finding) { entry(nameOf(finding.severity), sentenceOf(finding)); }
 
     void neighbours(const RecordKind& kind, const Field& field);
     void neighbours(const RecordKind& kind, int first, int end);

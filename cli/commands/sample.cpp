@@ -1,12 +1,14 @@
 // tramo sample: generates sample rounds, on request with errors and a list of them.
 #include "cli/commands/sample_faults.h"
 #include "cli/commands/sample_lines.h"
+#include "cli/commands/sample_rulefaults.h"
 #include "cli/io/console.h"
 #include "cli/io/outfile.h"
 #include "cli/io/text.h"
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
 #include "common/encoding.h"
+#include "common/suggestion.h"
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -26,6 +28,8 @@ Examples:
   tramo sample --meters 1000 --returned -o round.txt      with readings
   tramo sample --meters 1000 --faults 0.02 -o broken.txt  with errors in one
                                                           line of fifty
+  tramo sample --faults LineMoved --returned -o moved.txt  with a fault that
+                                                          this rule finds
   tramo sample --seed 7 -o - | tramo check -              another round, without
                                                           errors
 
@@ -41,7 +45,10 @@ not change the lines of a meter.
 
 With --faults, FILE.expected.jsonl lists the findings to expect: one JSON object
 for each finding of "tramo check", in the order of the lines, with line, column,
-rule, code, kind and field, as "tramo check --format json" names them.
+rule, code, kind and field, as "tramo check --format json" names them. A RATE
+puts errors into single lines. A RULE puts one fault into a round of at most
+1000 meters that this rule about rounds finds ("tramo explain" lists the rules);
+some faults need --returned.
 
 Options:
   -o, --output FILE   writes the round to FILE; "-" is the standard output
@@ -49,7 +56,8 @@ Options:
   --seed S            number that selects the round; default 0
   --returned          adds readings, meter changes, positions and enquiry
                       results, as in a round that comes back
-  --faults RATE       puts errors into this share of the lines, 0 to 1
+  --faults RATE|RULE  puts errors into this share of the lines, 0 to 1; or one
+                      fault that this rule finds
   --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
   --force             replaces FILE even if it is read-only or has hard links
@@ -69,9 +77,11 @@ struct Options {
     std::uint64_t meters = 60, seed = 0;
     bool returned = false, force = false;
     double faults = 0;
+    std::string_view rule{};               ///< that finds the fault; empty: none
     std::vector<const RecordKind*> kinds;  ///< empty: all
     Encoding encoding = Encoding::Ansi;
 
+    bool hasFaults() const { return faults > 0 || !rule.empty(); }
     bool wants(const RecordKind& kind) const { return kinds.empty() || std::ranges::find(kinds, &kind) != kinds.end(); }
 };
 
@@ -88,6 +98,10 @@ public:
         if (!options.wants(kind)) return;
         ++number;
         if (!options.kinds.empty()) ++lines[&kind];
+        if (!options.rule.empty()) {
+            held.push_back({.kind = &kind, .text = std::string(text)});
+            return;
+        }
         if (!expected) return append(text, true);
         Written line{.kind = &kind, .text = std::string(text)};
         faults.meet(line, number, name);
@@ -101,6 +115,14 @@ public:
     std::uint64_t linesOf(const RecordKind& kind) const {
         const auto found = lines.find(&kind);
         return found == lines.end() ? 0 : found->second;
+    }
+
+    /// Adds the fault of the rule. False: the round has no place for it.
+    bool addRuleFault() {
+        const std::string findings = addFault(options.rule, options.seed, held);
+        for (const Written& line : held) append(line.text, true);
+        if (expected) expected->write(findings);
+        return !findings.empty();
     }
 
     void flush() {
@@ -130,6 +152,7 @@ private:
     std::string buffer;
     std::uint64_t number = 0;
     std::map<const RecordKind*, std::uint64_t> lines;  ///< of the chosen kinds
+    std::vector<Written> held;                         ///< the lines that get the fault of a rule
 };
 
 void writeRounds(const Options& options, LineWriter& writer) {
@@ -167,13 +190,18 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
     return kinds;
 }
 
-double rateOf(const std::string& word) {
-    double rate = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), rate);
-    if (error != std::errc{} || end != word.data() + word.size() || !(rate >= 0 && rate <= 1))
-        throw WrongUsage{
-            fmt::format("--faults: invalid value \"{}\"; expected a number from 0 to 1", printable(std::string_view(word)))};
-    return rate;
+// A rate, or the name of a rule.
+void setFaults(Options& options, const std::string& word) {
+    const std::vector<std::string_view> names = rulesWithFaults();
+    const auto name = std::ranges::find(names, word);
+    if (name != names.end()) {
+        options.rule = *name;
+        return;
+    }
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), options.faults);
+    if (error != std::errc{} || end != word.data() + word.size() || !(options.faults >= 0 && options.faults <= 1))
+        throw WrongUsage{fmt::format("--faults: invalid value \"{}\"; expected a number from 0 to 1 or a rule about rounds{}",
+            printable(std::string_view(word)), didYouMean(word, names))};
 }
 
 Options parse(std::vector<std::string> arguments) {
@@ -195,8 +223,11 @@ Options parse(std::vector<std::string> arguments) {
     if (!meters.empty()) options.meters = number("--meters", meters, "number of meters");
     if (options.meters < 1 || options.meters > 9999999) throw WrongUsage{"--meters: expected a number from 1 to 9999999"};
     if (!seed.empty()) options.seed = number("--seed", seed, "seed");
-    if (!faults.empty()) options.faults = rateOf(faults);
-    if (options.faults > 0 && options.path == "-") throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
+    if (!faults.empty()) setFaults(options, faults);
+    if (options.hasFaults() && options.path == "-")
+        throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
+    if (!options.rule.empty() && options.meters > Quarter::meters)
+        throw WrongUsage{fmt::format("--faults {} needs one round: --meters of at most {}", options.rule, Quarter::meters)};
     options.kinds = kindsOf(kinds);
     options.encoding = chosenEncoding("--encoding", encoding);
     return options;
@@ -219,10 +250,15 @@ int run(std::vector<std::string> arguments) {
     const OutFile::Mode mode{.force = options.force};
     OutFile file(options.path, mode);
     std::optional<OutFile> expected;
-    if (options.faults > 0) expected.emplace(options.path + ".expected.jsonl", mode);
+    if (options.hasFaults()) expected.emplace(options.path + ".expected.jsonl", mode);
     LineWriter writer(options, file, expected ? &*expected : nullptr);
     writeRounds(options, writer);
     if (!complainAboutMissing(options, writer)) return notUsable;
+    if (!options.rule.empty() && !writer.addRuleFault()) {
+        complain(fmt::format("this round has no place for a fault that {} finds{}: nothing was written", options.rule,
+            options.returned ? "; try a larger --meters or another --seed" : "; try --returned"));
+        return notUsable;
+    }
     writer.flush();
     file.commit();
     if (expected) expected->commit();

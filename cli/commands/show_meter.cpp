@@ -3,6 +3,7 @@
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
 #include "cli/io/wrap.h"
+#include "cli/report/report.h"
 #include "cli/shell/command.h"
 #include "common/suggestion.h"
 #include <algorithm>
@@ -78,9 +79,11 @@ public:
         if (const auto place = meter.place()) addPlace(*place);
         addLines(meter);
         for (const Finding& finding : findings) {
-            const bool isError = finding.rule->isError(false);
-            add({finding.line, finding.column}, isError ? "error" : "warning", sentenceOf(finding),
-                isError ? colours.error : colours.warning);
+            const bool isError = finding.severity == Severity::Error, isWarning = finding.severity == Severity::Warning;
+            add({finding.line, finding.column}, nameOf(finding.severity), sentenceOf(finding),
+                isError     ? colours.error
+                : isWarning ? colours.warning
+                            : colours.note);
         }
         printRows();
     }
@@ -309,7 +312,7 @@ int showMeter(const ShowOptions& options) {
             isFound = true;
             const std::vector<Finding> findings = findingsOf(round, meter, joins);
             page.print(round, meter, findings);
-            clean &= findings.empty();
+            clean &= std::ranges::all_of(findings, [](const Finding& finding) { return finding.severity == Severity::Hint; });
         }
     if (!isFound) missMeter(file, options);
     page.printNotes(file, joins);

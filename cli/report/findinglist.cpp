@@ -1,4 +1,5 @@
 #include "cli/report/findinglist.h"
+#include <algorithm>
 #include <utility>
 
 namespace tramo::cli {
@@ -32,6 +33,11 @@ std::size_t FindingGroups::add(const Finding& finding, std::uint32_t explanation
     return static_cast<std::size_t>(&group - groups.data());
 }
 
+std::uint64_t FindingGroups::countLike(const AlikeFindings& like) const {
+    const auto group = std::ranges::find_if(groups, [&](const AlikeFindings& one) { return areAlike(one, like); });
+    return group == groups.end() ? 0 : group->lines.count;
+}
+
 std::size_t FindingGroups::add(const AlikeFindings& more) {
     AlikeFindings& group = groupOf(more);
     group.field.count += more.field.count;
@@ -47,7 +53,12 @@ void FindingList::start() {
     listed = represented = 0;
 }
 
-void FindingList::add(const FindingGroups& more, const std::vector<DescribedFinding>& described) {
+bool FindingList::wants(const AlikeFindings& like) {
+    if (mostListed == 0) return false;
+    return isEach || groups.countLike(like) < mostAlike;
+}
+
+void FindingList::add(const FindingGroups& more, std::span<const DescribedFinding> described) {
     std::vector<std::size_t> groupHere;
     for (const AlikeFindings& group : more.all()) groupHere.push_back(groups.add(group));
     for (const DescribedFinding& finding : described) {
@@ -55,7 +66,7 @@ void FindingList::add(const FindingGroups& more, const std::vector<DescribedFind
         if (hasEntry.size() <= group) hasEntry.resize(group + 1);
         if (!isEach && hasEntry[group] && groups[group].lines.count > mostAlike) continue;
         hasEntry[group] = true;
-        entries.push_back({group, std::string(finding.text)});
+        entries.push_back({finding.line, group, std::string(finding.text)});
         held += finding.text.size();
     }
     if (isEach && held > mostHeld) write(0);
@@ -67,7 +78,7 @@ std::uint64_t FindingList::end(const std::vector<Finding>& diagnosed, std::strin
         if (isHidden(group, rules)) counted.remove(group.field);
     writeDiagnosis(diagnosed, label, counted);
     write(rules);
-    return counted.total.all() - represented;
+    return counted.total.withHints() - represented;
 }
 
 void FindingList::writeDiagnosis(const std::vector<Finding>& diagnosed, std::string_view label, CheckSummary& counted) {
@@ -86,6 +97,7 @@ void FindingList::writeDiagnosis(const std::vector<Finding>& diagnosed, std::str
 }
 
 void FindingList::write(std::uint32_t diagnosed) {
+    std::ranges::stable_sort(entries, {}, &Entry::line);
     std::vector<bool> isWritten(groups.all().size());  // of groups that are listed as one
     for (const Entry& entry : entries) {
         const AlikeFindings& group = groups[entry.group];

@@ -1,9 +1,11 @@
-// The findings of one file on their way into a report: in the order of the lines, those of many lines as one.
+// The findings of one file on their way into a report: in the order of the lines, those of many lines as one. If each is listed,
+// those that are known only at the end of a round come later.
 #pragma once
 #include "cli/report/report.h"
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tramostream/check.h>
@@ -27,6 +29,9 @@ public:
     std::size_t add(const Finding& finding, std::uint32_t explanations);
     std::size_t add(const AlikeFindings& more);
 
+    /// Returns how many findings are like these.
+    std::uint64_t countLike(const AlikeFindings& like) const;
+
     const AlikeFindings& operator[](std::size_t index) const { return groups[index]; }
     const std::vector<AlikeFindings>& all() const { return groups; }
     void clear() { groups.clear(); }
@@ -40,6 +45,7 @@ private:
 
 /// A finding that a report has described.
 struct DescribedFinding {
+    std::int64_t line;
     std::size_t group;
     std::string_view text;
 };
@@ -58,7 +64,10 @@ public:
     void start();
 
     /// Adds the findings of the next lines: the groups of all of them, and as many descriptions as are needed.
-    void add(const FindingGroups& more, const std::vector<DescribedFinding>& described);
+    void add(const FindingGroups& more, std::span<const DescribedFinding> described);
+
+    /// Returns whether a description of another finding like these is needed.
+    bool wants(const AlikeFindings& like);
 
     /// Ends the file: writes the diagnosis, and then the other findings. Removes from `counted` what the diagnosis explains, and
     /// adds the diagnosis. Returns the number of findings that are counted, but not listed.
@@ -66,6 +75,7 @@ public:
 
 private:
     struct Entry {
+        std::int64_t line;
         std::size_t group;
         std::string text;
     };

@@ -15,9 +15,10 @@ enum class Format { Text, Json, Sarif };
 
 struct ReportStyle {
     Format format = Format::Text;
-    bool quiet = false;   ///< of text: one line a file
-    bool colour = false;  ///< of text
-    bool strict = false;  ///< mandatory findings are errors
+    bool quiet = false;       ///< of text: one line a file
+    bool colour = false;      ///< of text
+    bool strict = false;      ///< warnings are errors
+    Severities severities{};  ///< of findings
 };
 
 class Report {

@@ -129,6 +129,7 @@ private:
     void count(const FindingCount& found) {
         json.member("errors", found.errors);
         json.member("warnings", found.warnings);
+        json.member("hints", found.hints);
     }
 
     JsonStream stream;

@@ -3,12 +3,15 @@
 #include "cli/report/jsonwriter.h"
 #include "cli/report/report.h"
 #include <fmt/format.h>
+#include <optional>
 #include <utility>
 #include <vector>
 
 namespace tramo::cli {
 
 namespace {
+
+std::string_view levelOf(Severity severity) { return severity == Severity::Hint ? "note" : nameOf(severity); }
 
 class SarifReport : public Report {
 public:
@@ -23,7 +26,7 @@ public:
         json.member("name", "tramo");
         json.member("version", TRAMO_VERSION);
         json.beginArray("rules");
-        for (const Rule& rule : rules()) describe(rule, style.strict);
+        for (const Rule& rule : rules()) describe(rule, style.severities.of(rule, style.strict));
         json.newLine();
         json.EndArray();
         json.EndObject();
@@ -49,7 +52,7 @@ public:
         one.StartObject();
         one.member("ruleId", finding.rule->name);
         one.member("ruleIndex", finding.rule - rules().data());
-        one.member("level", nameOf(finding.severity));
+        one.member("level", levelOf(finding.severity));
         message(one, sentenceOf(finding));
         if (finding.lines.count) one.member("occurrenceCount", finding.lines.count);
         one.beginArray("locations");
@@ -116,7 +119,7 @@ public:
     }
 
 private:
-    void describe(const Rule& rule, bool strict) {
+    void describe(const Rule& rule, std::optional<Severity> severity) {
         json.newLine();
         json.StartObject();
         json.member("id", rule.name);
@@ -129,7 +132,8 @@ private:
             json.EndObject();
         }
         json.beginObject("defaultConfiguration");
-        json.member("level", rule.isError(strict) ? "error" : "warning");
+        if (!severity) json.member("enabled", false);
+        else json.member("level", levelOf(*severity));
         json.EndObject();
         json.EndObject();
     }

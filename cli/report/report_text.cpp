@@ -14,7 +14,10 @@ namespace {
 constexpr std::size_t besideField = 24, mostOfField = 40, mostOfLine = 2 * besideField + mostOfField;
 
 std::string counts(const FindingCount& count) {
-    return count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "no errors or warnings";
+    std::string words =
+        count.all() ? counted(count.errors, "error") + ", " + counted(count.warnings, "warning") : "no errors or warnings";
+    if (count.hints) words += ", " + counted(count.hints, "hint");
+    return words;
 }
 
 class TextReport : public Report {
@@ -25,8 +28,7 @@ public:
 
     void describe(const Finding& finding, const Line& line, std::string_view label, fmt::memory_buffer& to) const override {
         place(finding, line, label, to);
-        add(to, finding.severity == Severity::Error ? colours.error : colours.warning, nameOf(finding.severity), ":", colours.off,
-            " ", sentenceHere(finding), "\n");
+        add(to, colourOf(finding.severity), nameOf(finding.severity), ":", colours.off, " ", sentenceHere(finding), "\n");
         if (finding.excerpt && !line.text.empty()) excerpt(finding, line, to);
         if (!finding.hint.empty()) {
             add(to, colours.heading, label, ":", colours.off, " ", colours.note, "help:", colours.off, " ", finding.hint, "\n");
@@ -73,6 +75,10 @@ public:
     }
 
 private:
+    const char* colourOf(Severity severity) const {
+        return severity == Severity::Error ? colours.error : severity == Severity::Warning ? colours.warning : colours.note;
+    }
+
     // Findings are many: appending their pieces takes half the time of formatting them.
     template <class... Pieces> static void add(fmt::memory_buffer& to, const Pieces&... pieces) {
         for (const std::string_view piece : {std::string_view(pieces)...}) to.append(piece.data(), piece.data() + piece.size());
@@ -127,9 +133,9 @@ private:
         if (summary.checked.lines) out.print("  lines:\n");
         for (const LinesOfKind& kind : summary.checked.lineKinds())
             out.print("  {:>8}  {}  {}\n", kind.lines, kind.letter ? kind.letter : ' ', kind.name);
-        if (summary.checked.total.all()) out.print("  findings:\n");
+        if (summary.checked.total.withHints()) out.print("  findings:\n");
         for (const FindingsOfField& count : summary.checked.findingCounts()) {
-            out.print("  {:>8}  {}", count.count.all(), count.rule ? count.rule->name : count.field);
+            out.print("  {:>8}  {}", count.count.withHints(), count.rule ? count.rule->name : count.field);
             out.print("{}\n", count.kind.empty() ? "" : fmt::format(" ({})", count.kind));
         }
     }

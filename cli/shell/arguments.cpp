@@ -23,6 +23,9 @@ Arguments::~Arguments() = default;
 
 void Arguments::flag(const char* names, bool& given) { parser->add_flag(names, given); }
 void Arguments::option(const char* names, std::string& value) { parser->add_option(names, value); }
+void Arguments::options(const char* names, std::vector<std::string>& values) {
+    parser->add_option(names, values)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
 
 bool Arguments::has(const char* name) const {
     // Not with CLI::App::count, which ends the program where the name does not find memory.

@@ -21,7 +21,8 @@ public:
     ~Arguments();
 
     void flag(const char* names, bool& given);
-    void option(const char* names, std::string& value);  ///< the last one counts
+    void option(const char* names, std::string& value);                 ///< the last one counts
+    void options(const char* names, std::vector<std::string>& values);  ///< all of them count
 
     /// Returns the words that are not options, in order and unchanged. Throws WrongUsage, with the closest match, and HelpWanted.
     std::vector<std::string> parse(std::vector<std::string> words);

@@ -4,6 +4,7 @@
 #include "cli/shell/helppage.h"
 #include <algorithm>
 #include <fmt/format.h>
+#include <tramostream/check.h>
 #include <tramostream/keyline.h>
 #include <tramostream/linemodel.h>
 
@@ -25,8 +26,13 @@ std::string namesOf(Commands commands) {
 
 std::vector<HelpOption> optionsOf(const Command& command) {
     std::vector<HelpOption> options = cli::optionsOf(HelpPage(command.help));
-    for (HelpOption& option : options)
+    for (HelpOption& option : options) {
         if (option.value == "KIND" && command.kinds) option.choices = command.kinds();
+        for (const Rule& rule : rules()) {
+            if (option.value == "RULE=WHAT") option.choices.push_back(fmt::format("{}=off", rule.name));  // most often, so
+            if (option.value == "RATE|RULE" && isAboutRounds(rule)) option.choices.emplace_back(rule.name);
+        }
+    }
     return options;
 }
 
