@@ -46,7 +46,7 @@ void Checker::line(const SourceLine& line, std::vector<Finding>& findings) {
     counted.add(line.text, kind);
     const bool hasFields = checkShape(line, kind, findings);
     if (hasFields) checkFields(*kind, line.text, options.all, findings);
-    if (options.rounds && (!kind || kind == LineKind::Record)) note(line, hasFields, first, findings);
+    if (options.rounds && (!kind || kind == LineKind::Record || line.text.empty())) note(line, hasFields, first, findings);
     if (findings.size() == first) return;
     if (kind == LineKind::Key || line.mayHoldKeys())
         for (std::size_t i = first; i < findings.size(); ++i) findings[i].excerpt = false;
