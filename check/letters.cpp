@@ -79,6 +79,18 @@ struct Score {
     long long sum = 0, bad = 0;
 };
 
+const char16_t* charactersOf(CodePage page) {
+    switch (page) {
+    case CodePage::Windows1252: return windows1252;
+    case CodePage::Dos850: return dos850;
+    case CodePage::Dos437: return dos437;
+    case CodePage::MacRoman: return macRoman;
+    }
+    return windows1252;
+}
+
+constexpr CodePage allPages[] = {CodePage::Windows1252, CodePage::Dos850, CodePage::Dos437, CodePage::MacRoman};
+
 }  // namespace
 
 bool Letters::add(std::string_view line) {
@@ -132,21 +144,45 @@ Letters& Letters::operator+=(const Letters& next) {
     return *this;
 }
 
+namespace {
+
+Score scoreIn(const char16_t* page, const std::array<std::array<std::uint32_t, Letters::contexts>, 128>& counts) {
+    Score total;
+    for (std::size_t byte = 0; byte < counts.size(); ++byte)
+        for (unsigned i = 0; i < Letters::contexts; ++i) {
+            const long long count = counts[byte][i];
+            if (count == 0) continue;
+            const int one = score(page[byte], static_cast<Neighbor>(i / neighbors), static_cast<Neighbor>(i % neighbors));
+            total.sum += one * count;
+            total.bad += one <= bad ? count : 0;
+        }
+    return total;
+}
+
+}  // namespace
+
+char16_t characterOf(CodePage page, unsigned char byte) { return charactersOf(page)[byte - 0x80]; }
+
+std::optional<CodePage> Letters::certainCodePage() const {
+    if (!counts) return std::nullopt;
+    const CodePage page = codePage();
+    const Score own = scoreIn(charactersOf(page), *counts);
+    if (page == CodePage::Windows1252 || own.bad > 0) return std::nullopt;
+    for (const CodePage other : allPages) {
+        if (other == page) continue;
+        bool isSame = true;
+        for (std::size_t byte = 0; byte < counts->size(); ++byte) {
+            const bool isUsed = std::ranges::any_of((*counts)[byte], [](std::uint32_t count) { return count > 0; });
+            isSame &= !isUsed || charactersOf(page)[byte] == charactersOf(other)[byte];
+        }
+        if (!isSame && scoreIn(charactersOf(other), *counts).bad == 0) return std::nullopt;
+    }
+    return page;
+}
+
 CodePage Letters::codePage() const {
     if (!counts) return CodePage::Windows1252;
-    auto scoreIn = [&](const char16_t* page) {
-        Score total;
-        for (std::size_t byte = 0; byte < counts->size(); ++byte)
-            for (unsigned i = 0; i < contexts; ++i) {
-                const long long count = (*counts)[byte][i];
-                if (count == 0) continue;
-                const int one = score(page[byte], static_cast<Neighbor>(i / neighbors), static_cast<Neighbor>(i % neighbors));
-                total.sum += one * count;
-                total.bad += one <= bad ? count : 0;
-            }
-        return total;
-    };
-    const Score windows = scoreIn(windows1252);
+    const Score windows = scoreIn(windows1252, *counts);
     if (windows.bad == 0) return CodePage::Windows1252;
     Score best = windows;
     CodePage page = CodePage::Windows1252;
@@ -155,7 +191,7 @@ CodePage Letters::codePage() const {
         const char16_t* characters;
     } others[] = {{CodePage::Dos850, dos850}, {CodePage::Dos437, dos437}, {CodePage::MacRoman, macRoman}};
     for (const auto& [other, characters] : others) {
-        const Score now = scoreIn(characters);
+        const Score now = scoreIn(characters, *counts);
         if (now.sum < windows.sum + 4 || now.bad * 4 > windows.bad) continue;
         // Both code pages of DOS have most letters at the same places; letters that mean something in all of them prove nothing.
         const bool isOtherSystem = (page == CodePage::Dos850 || page == CodePage::Dos437) && other == CodePage::MacRoman;

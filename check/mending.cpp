@@ -25,18 +25,15 @@ bool isUsualLetter(wchar_t c) {
            (code >= 0x410 && code < 0x450);
 }
 
-// The text, if its characters are the bytes of UTF-8. nullopt: they are not, or are only ASCII.
-std::optional<std::wstring> readAsUtf8(std::wstring_view text) {
-    if (!hasLetters(text)) return std::nullopt;
+// The bytes that a program took for these characters of Windows-1252; nullopt: it has no such character.
+std::optional<std::string> bytesOf(std::wstring_view text) {
     std::string bytes;
     for (const wchar_t c : text) {
         const int byte = encoding::valueOf(c) <= encoding::mostOfAnsi ? static_cast<int>(encoding::valueOf(c)) : windowsByteOf(c);
         if (byte < 0) return std::nullopt;
         bytes += static_cast<char>(byte);
     }
-    std::optional<std::wstring> read = utf8::decodeValid(bytes);
-    if (read && !std::ranges::all_of(*read, isUsualLetter)) read.reset();
-    return read;
+    return bytes;
 }
 
 bool isQuoted(std::wstring_view text) { return text.size() >= 2 && text.front() == L'"' && text.back() == L'"'; }
@@ -82,6 +79,16 @@ MendedLine withoutMarks(std::wstring_view text, std::size_t length, bool isRecor
 }
 
 }  // namespace
+
+std::optional<std::wstring> readAsUtf8(std::wstring_view text) {
+    if (!hasLetters(text)) return std::nullopt;
+    const std::optional<std::string> bytes = bytesOf(text);
+    std::optional<std::wstring> read = bytes ? utf8::decodeValid(*bytes) : std::nullopt;
+    if (read && !std::ranges::all_of(*read, isUsualLetter)) read.reset();
+    return read;
+}
+
+bool breaksUtf8(std::wstring_view text) { return hasLetters(text) && !readAsUtf8(text); }
 
 MendedLine mended(std::wstring_view text, std::optional<LineKind> kind) {
     const std::size_t length = kind ? shapeOf(*kind).length : 0;

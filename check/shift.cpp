@@ -67,23 +67,22 @@ bool isBlank(const Field& field, std::wstring_view line) {
 
 struct Place {
     int doubts;
-    const Field* field;
+    Shift shift;
 };
 
-// The field in which a shift leaves the fewest doubts: those before it are read as they are, those after it from the shifted
-// line.
-Place bestPlace(const std::vector<const Field*>& fields, const Reading& plain, const Reading& moved, std::wstring_view line) {
+// The doubts that a shift leaves in each field in which it may have happened: the fields before it are read as they are, those
+// after it from the shifted line.
+void addPlaces(const std::vector<const Field*>& fields, const Reading& plain, const Reading& moved, std::wstring_view line,
+    int characters, std::vector<Place>& places) {
     int after = 0, before = 0;
     for (const Field* field : fields) after += moved.doubts[field->index];
-    Place best{after + hard * static_cast<int>(fields.size()), nullptr};
     for (const Field* field : fields) {
         after -= moved.doubts[field->index];
         const bool isLikely = field->kind == FieldKind::Text && !isBlank(*field, line);
         const int here = before + after + (isLikely ? 0 : 1);
-        if (here < best.doubts) best = {here, field};
+        if (here < hard) places.push_back({here, {characters, field}});
         before += plain.doubts[field->index];
     }
-    return best;
 }
 
 }  // namespace
@@ -92,33 +91,74 @@ int invalidFields(const RecordKind& kind, std::wstring_view text) {
     return readingOf(kind, ofLength(text, static_cast<std::size_t>(kind.length))).invalid;
 }
 
-std::optional<Shift> shiftOf(const RecordKind& kind, std::wstring_view text) {
+namespace {
+
+std::vector<Place> placesOf(const RecordKind& kind, std::wstring_view text) {
     const auto length = static_cast<std::size_t>(kind.length);
     const SecretText line = ofLength(text, length);
     const Reading plain = readingOf(kind, line);
     const bool isFull = text.size() == length;
     const bool isNearlyFull = !isFull && text.size() + mostCharacters >= length && text.size() <= length + mostCharacters;
-    if (plain.invalid < (isFull ? 2 : isNearlyFull ? 0 : 1)) return std::nullopt;
-    if (text.size() > length + mostCharacters) return std::nullopt;
+    if (plain.invalid < (isFull ? 2 : isNearlyFull ? 0 : 1)) return {};
+    if (text.size() > length + mostCharacters) return {};
 
     const std::vector<const Field*> fields = byColumn(kind);
     const int surplus = static_cast<int>(text.size()) - static_cast<int>(length);
-    std::optional<Shift> found;
-    int least = 0;
+    std::vector<Place> places;
     auto attempt = [&](int characters) {
         const SecretText other = shifted(text, characters, length);
-        const Place place = bestPlace(fields, plain, readingOf(kind, other), line);
-        if (!place.field || place.doubts >= hard || (found && place.doubts >= least)) return;
-        found = Shift{characters, place.field};
-        least = place.doubts;
+        addPlaces(fields, plain, readingOf(kind, other), line, characters, places);
     };
     if (isNearlyFull) attempt(surplus);
-    if (found) return found;
-    for (int characters = 1; characters <= mostCharacters; ++characters) {
-        attempt(-characters);
-        if (isFull) attempt(characters);
+    if (places.empty()) {
+        for (int characters = 1; characters <= mostCharacters; ++characters) {
+            attempt(-characters);
+            if (isFull) attempt(characters);
+        }
     }
-    return found;
+    std::ranges::stable_sort(places, {}, &Place::doubts);
+    return places;
+}
+
+}  // namespace
+
+std::optional<Shift> shiftOf(const RecordKind& kind, std::wstring_view text) {
+    const std::vector<Place> places = placesOf(kind, text);
+    return places.empty() ? std::nullopt : std::optional(places.front().shift);
+}
+
+std::vector<Shift> shiftsOf(const RecordKind& kind, std::wstring_view text, std::size_t most) {
+    std::vector<Shift> shifts;
+    std::vector<SecretText> lines;
+    for (const Place& place : placesOf(kind, text)) {
+        if (shifts.size() == most) break;
+        SecretText line = shiftedBack(kind, text, place.shift);
+        if (std::ranges::find(lines, line) != lines.end()) continue;
+        lines.push_back(std::move(line));
+        shifts.push_back(place.shift);
+    }
+    return shifts;
+}
+
+// Texts are left-justified, numbers right-justified: spaces are lost and added at their other end.
+SecretText shiftedBack(const RecordKind& kind, std::wstring_view text, const Shift& shift) {
+    const Field& field = *shift.field;
+    const bool isNumber = field.kind == FieldKind::Integer || field.kind == FieldKind::Decimal;
+    const auto first = static_cast<std::size_t>(field.column - 1), width = static_cast<std::size_t>(field.width);
+    const auto count = static_cast<std::size_t>(shift.characters < 0 ? -shift.characters : shift.characters);
+    SecretText line(text);
+    if (shift.characters < 0) {
+        const std::size_t place = isNumber ? first : first + width - std::min(width, count);
+        if (line.size() < place) line.resize(place, L' ');
+        line.insert(place, count, L' ');
+    } else {
+        const std::wstring_view area = text.substr(std::min(first, text.size()), width + count);
+        const bool beginsWithSpaces = std::min(area.find_first_not_of(L' '), area.size()) >= count;
+        const std::size_t place = isNumber && beginsWithSpaces ? first : first + area.size() - std::min(area.size(), count);
+        line.erase(std::min(place, line.size()), count);
+    }
+    line.resize(static_cast<std::size_t>(kind.length), L' ');
+    return line;
 }
 
 }  // namespace tramo

@@ -309,6 +309,24 @@ void diagnosis() {
     //! [Diagnosis]
 }
 
+void repair() {
+    //! [Repair]
+    tramo::setMessages(tramo::Messages::Silent);
+    const std::string damaged = "VERSION 4.2                             \n"
+                                "LANGUE  FR                              \n";
+    tramo::Repair repair(tramo::readingFrom(damaged));
+    std::string mended;
+    repair.run({.write = [&](std::string_view bytes) { mended += bytes; },
+        .step = [](const tramo::RepairStep& step) { std::wcout << step.line << L": " << step.rule->name.data() << L'\n'; },
+        .proposal = {}});
+    std::wcout << (repair.isWell() ? L"well: " : L"not well: ") << mended.size() << L" bytes\n";
+    tramo::setMessages(tramo::Messages::StandardOutput);
+    //> 1: LineEndingsLf
+    //> 2: LineEndingsLf
+    //> well: 84 bytes
+    //! [Repair]
+}
+
 void fileHead() {
     //! [FileHead]
     const std::string_view bytes = "PK\3\4";
@@ -813,6 +831,7 @@ int main() {
     run(L"CheckSummary", checkSummary);
     run(L"Diagnosis", diagnosis);
     run(L"FileHead", fileHead);
+    run(L"Repair", repair);
     run(L"KeyFileChecker", keyFileChecker);
     run(L"KindCensus", kindCensus);
     run(L"LineModel", lineModel, sampleLine(L'1'));

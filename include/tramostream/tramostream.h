@@ -20,6 +20,7 @@
 ///   tramo::isSurelyNormalized finds lines that a model would write unchanged.
 /// - **Checks**: tramo::Checker reports what is wrong with lines and files, as tramo::Finding. tramo::LineModel is the model of
 ///   a line of any kind of fixed columns. wording.h describes the format in words.
+/// - **Repairs**: tramo::Repair mends files that other programs damaged, where the result can be proven.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
 /// - **Messages**: failed conversions print a message on the standard output, unless tramo::setMessages() turns that off.
 ///
@@ -57,6 +58,7 @@
 #include "parametertramomodel.h"
 #include "reader.h"
 #include "recordinformationtramomodel.h"
+#include "repair.h"
 #include "round.h"
 #include "roundtramomodel.h"
 #include "stringconverter.h"

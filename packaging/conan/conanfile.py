@@ -31,7 +31,7 @@ class TramoStreamConan(ConanFile):
 
     def export_sources(self):
         for pattern in ("CMakeLists.txt", "c/*", "check/*", "cmake/*", "common/*", "convert/*", "include/*", "model/*", "packaging/*.in",
-                        "round/*", "stream/*", "debian/copyright"):
+                        "repair/*", "round/*", "stream/*", "debian/copyright"):
             copy(self, pattern, self._project(), self.export_sources_folder)
 
     def layout(self):

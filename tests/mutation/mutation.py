@@ -33,7 +33,7 @@ FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check"]
 
 # Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
 # must match a file.
-MUTATED = ["model/*", "convert/*", "round/*", "c/*", "common/outputplace.*", "stream/*", "check/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
+MUTATED = ["model/*", "convert/*", "round/*", "c/*", "common/outputplace.*", "stream/*", "check/*", "repair/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
 # Most sentences of findings are held by the tests of the tool, which take too long to run for every change.
 ON_REQUEST = ["check"]
 RECORDS = ["*tramomodel_test"]
