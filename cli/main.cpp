@@ -24,7 +24,7 @@ namespace tramo::cli {
 namespace {
 
 constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand, &importCommand,
-    &keysCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
+    &keysCommand, &repairCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
 
 std::string overview() {
     std::string page = R"(tramo checks, shows, compares and converts exchange files of meter reading.

@@ -151,7 +151,7 @@ bool isWorse(const FieldsInOrder& fields, const Costs& plain, const Costs& moved
         const int here = isText(field) ? without : without + std::min<int>(plain.of[i], 0);
         if (isAnyFilled && (areTexts ? with < without : with <= here)) return false;
         if (static_cast<std::size_t>(field.first) + field.width <= first) return true;
-        isAnyFilled |= plain.isFilled[i] || moved.isFilled[i];
+        isAnyFilled |= plain.isFilled[i] || (moved.isFilled[i] && !isText(field));
         areTexts &= isText(field) || !(plain.isFilled[i] || moved.isFilled[i]);
         without += plain.of[i];
         with += moved.of[i];

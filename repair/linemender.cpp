@@ -173,7 +173,7 @@ MendedText LineMender::mend(const RawLine& raw) {
                                                                     : FileRule::DosText;
         note(work, rule, 1, before, line.text,
             plan.utf8 > 0 ? "every accented letter of the file is valid UTF-8"
-                          : "the letters of the file stand where letters can stand in this code page only");
+                          : "all accented letters of the file fit between their neighbors in this code page only");
     }
     work.result.isKey = work.isKey;
     work.result.text = line.text;
@@ -313,6 +313,8 @@ void LineMender::propose(Work& work, std::wstring_view text) {
         padded.resize(length, L' ');
         add({}, padded);
     }
+    if (text.size() > length && isBlankText(text.substr(length)) && unreadableFields(kind, text) == 0)
+        add({.characters = static_cast<int>(text.size() - length)}, SecretText(text.substr(0, length)));
     std::vector<std::pair<Shift, SecretText>> likely;
     for (const Shift& shift : shiftsOf(kind, text, 4 * mostProposals)) likely.emplace_back(shift, shiftedBack(kind, text, shift));
     if (options.reference)

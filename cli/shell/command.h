@@ -24,6 +24,7 @@ extern const Command explainCommand;
 extern const Command exportCommand;
 extern const Command importCommand;
 extern const Command keysCommand;
+extern const Command repairCommand;
 extern const Command sampleCommand;
 extern const Command rewriteCommand;
 extern const Command showCommand;

@@ -40,7 +40,7 @@ struct RepairProposal {
     std::int64_t line = 0;      ///< the number of the line in the damaged file
     std::uint64_t offset = 0;   ///< of the line in the damaged file, in bytes
     int number = 0;             ///< 1 is the most likely one of its line
-    int characters = 0;         ///< that the line gained; negative: lost; 0: only its trailing spaces
+    int characters = 0;         ///< that the line gained; negative: lost; 0: it lost trailing spaces
     const Field* field{};       ///< in which it happened; nullptr: at the end of the line
     std::wstring before{};      ///< the line
     std::wstring after{};       ///< the mended line

@@ -12,7 +12,7 @@ from support import ENVIRONMENT, TRAMO, CliTest
 ENOUGH = {
     "check": ["f"], "convert": ["f", "--encoding", "ansi", "-o", "out"], "diff": ["f", "f"], "explain": ["AMR"],
     "export": ["f", "--to", "jsonl"], "import": ["f", "--from", "jsonl", "--encoding", "ansi"], "keys": ["f"],
-    "rewrite": ["f", "--dry-run"], "sample": ["--meters", "1", "-o", "out"], "show": ["f"], "stats": ["f"]}
+    "repair": ["f"], "rewrite": ["f", "--dry-run"], "sample": ["--meters", "1", "-o", "out"], "show": ["f"], "stats": ["f"]}
 
 # Calls the function as the shell does, and reports when it leaves the word to the completion of file names.
 ASK = """

@@ -15,7 +15,7 @@ class Diagnosis(CliTest):
         damaged = put(self.unix, 507 + 513 * 3, b"Q")
         out = self.check(damaged).out.splitlines()
         self.assertEqual(out[0], LF)
-        self.assertTrue(out[1].startswith("f: help: transfer the file again"), out[1])
+        self.assertTrue(out[1].startswith("f: help: run: tramo repair -o NEW FILE"), out[1])
         self.assertTrue(out[2].startswith("f:4:507: error: meterFluidType: invalid code"), out[2])
 
     def test_explained_findings_are_neither_listed_nor_counted(self):

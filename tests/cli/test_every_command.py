@@ -48,6 +48,9 @@ READERS = [
     Use("import FILE --from jsonl --encoding utf16le -o OUT", rows=True),
     Use("keys FILE", empty=1),
     Use("keys --format json FILE", empty=1),
+    Use("repair FILE"),
+    Use("repair FILE -o -"),
+    Use("repair FILE -o OUT"),
     Use("rewrite --dry-run FILE"),
     Use("rewrite FILE -o -"),
     Use("rewrite FILE -o OUT"),
@@ -453,7 +456,7 @@ class Width(CliTest):
 
     def test_tables(self):
         for command in ("explain", "explain meter-subscriber", "explain key", "explain 0x01B", "explain samples/round-broken.txt:10:195",
-                        "keys samples/amr-keys.txt", "rewrite --dry-run samples/round-broken.txt", "show samples/round-broken.txt 1-20",
+                        "keys samples/amr-keys.txt", "repair samples/round-damaged.txt", "rewrite --dry-run samples/round-broken.txt", "show samples/round-broken.txt 1-20",
                         "show --raw samples/round-damaged.txt", "show samples/amr-keys.txt", "stats samples/round-returned.txt", "help export"):
             with self.subTest(command):
                 shown = self.on_terminal(*command.split())

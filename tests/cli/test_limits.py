@@ -111,7 +111,7 @@ class Size(CliTest):
         self.write("utf16", b"\xff\xfe" + wide(good + text[:len(text) // 2] + b"\r\n" + good))
         del text
         reads = [["check"], ["check", "--format", "json"], ["check", "--format", "sarif"], ["show", "--raw"], ["stats"], ["keys"],
-                 ["diff", "small"], ["diff", "--format", "json", "small"], ["rewrite", "--dry-run"], ["explain", "--"],
+                 ["diff", "small"], ["diff", "--format", "json", "small"], ["rewrite", "--dry-run"], ["repair"], ["repair", "-o", "repaired"], ["explain", "--"],
                  ["rewrite", "-o", "rewritten"], ["convert", "--encoding", "utf16le", "-o", "converted"],
                  ["export", "--to", "csv", "--only", "text"], ["export", "--to", "csv", "-o", "tables", "--force"],
                  ["export", "--to", "jsonl", "-o", "rows.jsonl"], ["export", "--to", "sqlite", "-o", "rows.db"],

@@ -27,16 +27,16 @@ SECRETS = ("5627", "38580", "18619", "Vie9", "OFgN", "GGGd", "0" * 16)
 KEY_LINE = sample("amr-keys.txt").split(b"\r\n")[0]
 
 ENDS_IN_FOLDERS = {"json": "f.json"}
-OPTIONS_OF_FILES = {"-o", "--findings"}
+OPTIONS_OF_FILES = {"-o", "--findings", "--log"}
 WRITERS = ["export in.txt --to jsonl -o {}", "export in.txt --to csv --only AMR -o {}.csv", "export in.txt --to csv -o {}",
            "export in.txt --to sqlite -o {}", "export in.txt --to xlsx -o {}", "export in.txt --to jsonl -o - --findings {}",
            "import in.jsonl --from jsonl --encoding ansi -o {}", "convert in.txt --encoding utf16le -o {}", "rewrite in.txt -o {}",
-           "rewrite --force in.txt -o {}", "sample --meters 2 -o {}", "sample --meters 20 --faults 0.5 -o {}"]
+           "rewrite --force in.txt -o {}", "repair in.txt -o {}", "repair broken.txt -o out2 --log {}", "sample --meters 2 -o {}", "sample --meters 20 --faults 0.5 -o {}"]
 READERS = ["check {}", "check -q {} {}", "check --format json {}", "check --format sarif {}", "check --kind key {}", "check --lines 9999- {}",
            "check --seek --lines 3- {}", "convert {} --encoding ansi -o out", "convert {} --encoding utf16le -o -", "diff {} in.txt", "diff in.txt {}",
            "diff --format json {} in.txt", "diff --only-readings {} in.txt", "explain {}", "explain {}:1", "explain {}:1:1", "explain {}:9999", "export {} --to jsonl", "export {} --to csv --only AMR",
            "export {} --to jsonl -o {}", "export {} --to csv -o folder", "import {} --from jsonl --encoding ansi", "import {} --from csv --encoding ansi",
-           "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
+           "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "repair {}", "repair {} -o out", "repair --reference {} in.txt", "repair {} -o {}", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
            "rewrite --force {} -o out", "rewrite {} -o {}", "show {}", "show {} 1", "show {}:1", "show {}:9999:1", "show --raw {} 1", "show --meter C12AB0100000 {}", "stats {}", "stats --format json {} {}"]
 VALUES = ["check --encoding {} in.txt", "check --kind {} in.txt", "check --lines {} in.txt", "check --format {} in.txt", "check --max-findings {} in.txt",
           "check --threads {} in.txt", "check -j {} in.txt", "check --color {} in.txt", "check --color={} in.txt", "convert --encoding {} in.txt -o out",
@@ -44,11 +44,11 @@ VALUES = ["check --encoding {} in.txt", "check --kind {} in.txt", "check --lines
           "explain --color {}", "explain --format {}", "explain {}", "explain AMR:{}", "explain {}:12", "explain 0x{}", "export in.txt --to {}", "export in.txt --to csv --table {}", "export in.txt --to csv --table unread --fields {}", "export in.txt --to jsonl --only {}",
           "export in.txt --to jsonl --lines {}", "export in.txt --to jsonl --encoding {}", "export in.txt --to jsonl --threads {}",
           "import in.jsonl --from {} --encoding ansi", "import in.jsonl --from jsonl --encoding {}", "keys --encoding {} in.txt", "keys --format {} in.txt",
-          "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
+          "repair --accept {} in.txt", "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
           "sample --seed {} -o out", "sample --faults {} -o out", "sample --kinds {} -o out", "sample --kinds AMR,{} -o out", "sample --encoding {} -o out",
           "show --encoding {} in.txt", "show --meter {} in.txt", "show --kind {} in.txt", "show --color {} in.txt", "show in.txt {}", "show in.txt:{}", "stats --encoding {} in.txt",
           "stats --format {} in.txt", "{}", "--{}", "-{}", "help {}", "help --man {}", "help --completion {}", "check --{} in.txt", "check in.txt --{}=1"]
-COMMANDS = ("check", "convert", "diff", "explain", "export", "import", "keys", "rewrite", "sample", "show", "stats")
+COMMANDS = ("check", "convert", "diff", "explain", "export", "import", "keys", "repair", "rewrite", "sample", "show", "stats")
 
 
 def has_mark(text):
@@ -78,7 +78,7 @@ class NamesTest(CliTest):
         with self.subTest(words=words, env=env):
             if code is not None:
                 self.assertIn(done.returncode, code if isinstance(code, tuple) else (code,), (done.stdout[:200], done.stderr))
-            is_product = words[0] in ("convert", "export", "import", "sample") or words[0] == "rewrite" and "--dry-run" not in words
+            is_product = words[0] in ("convert", "export", "import", "sample") or words[0] == "repair" and "-o" in words or words[0] == "rewrite" and "--dry-run" not in words
             for stream in (done.stderr,) if is_product else (done.stderr, done.stdout):
                 text = stream.decode("utf-8")
                 self.assertEqual(has_mark(text), [], text[:500])

@@ -54,6 +54,8 @@ COMMANDS = [
     Command("convert", "convert IN --encoding utf16le -o OUT", "round.txt", "large.txt", replaces=True),
     Command("rewrite", "rewrite --force IN -o OUT", "round.txt", "large.txt", replaces=True),
     Command("rewrite cleanly", "rewrite IN -o OUT", "clean.txt", "large-clean.txt", replaces=True),
+    Command("repair", "repair IN -o OUT", "trimmed.txt", "large-trimmed.txt"),
+    Command("repair log", "repair IN -o /dev/null --log OUT", "trimmed.txt", "large-trimmed.txt", secret=True),
     Command("sample", "sample --meters 20 -o OUT"),
 ]
 LARGE_SAMPLE = ["sample", "--meters", "60000", "-o"]
@@ -95,6 +97,9 @@ def setUpModule():
     tool("export", "large.txt", "--to", "sqlite", "-o", "large.db")
     with open(os.path.join(inputs, "large-keys.txt"), "wb") as file:
         file.write(sample("amr-keys.txt") * 4000)
+    for name in ("round.txt", "large.txt"):
+        with open(os.path.join(inputs, name), "rb") as file, open(os.path.join(inputs, name.replace("round", "trimmed").replace("large", "large-trimmed")), "wb") as out:
+            out.write(b"".join(line.rstrip() + b"\r\n" for line in file))
     goods = {}
     for command in COMMANDS:
         tool(*command.words(command.reads, "good"))

@@ -39,6 +39,7 @@ OTHERS = [
     "import small.jsonl --from jsonl --encoding ansi", "import - --from jsonl --encoding utf16le -o out/new.txt",
     "import tables --from csv --encoding ansi -o out/new.txt", "import amr.csv --from csv --encoding utf16le -o out/new.txt",
     "import small.db --from sqlite --encoding ansi -o out/new.txt",
+    "repair small.txt", "repair small.txt -o out/new.txt",
     "rewrite --dry-run small.txt", "rewrite --dry-run --format json small.txt", "rewrite small.txt -o out/new.txt",
     "rewrite --force small.txt -o -", "rewrite --force --encoding utf16le small.txt -o out/new.txt",
     "convert small.txt --encoding utf16le -o out/new.txt", "convert small.txt --encoding ansi -o -",

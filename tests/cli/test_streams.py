@@ -36,6 +36,8 @@ COMMANDS = [
     "export - --to jsonl -o /dev/stderr",
     "import round.jsonl --from jsonl --encoding ansi",
     "keys --show-keys keys.txt",
+    "repair -",
+    "repair - -o -",
     "rewrite --force - -o -",
     "rewrite --dry-run -",
     "sample --meters 100 -o -",

@@ -83,6 +83,9 @@ COMMANDS = [
             product="new.txt"),
     Command("convert", "convert", "in/round.txt", "--encoding", "utf16le", "-o", "out/new.txt", product="new.txt"),
     Command("convert stdout", "convert", "in/round16.txt", "--encoding", "ansi", "-o", "-"),
+    Command("repair", "repair", "in/round.txt", "-o", "out/new.txt", product="new.txt"),
+    Command("repair dry", "repair", "in/round.txt"),
+    Command("repair reference", "repair", "--reference", "in/other.txt", "in/round.txt"),
     Command("rewrite", "rewrite", "--force", "in/round.txt", "-o", "out/new.txt", product="new.txt"),
     Command("rewrite dry", "rewrite", "--dry-run", "in/round.txt"),
 ]

@@ -234,6 +234,7 @@ class Examination:
         self.shown("diff", name, "other.txt", codes=(0, 1, 2))
         self.shown("diff", "--exact", "--full", "other.txt", name, codes=(0, 1, 2))
         self.shown("rewrite", "--dry-run", name, codes=(0, 1, 2))
+        self.shown("repair", name, codes=(0, 1, 2))
         self.json("export", "--to", "jsonl", name, lines=True)
         for table in ("meters", "answers", "alarms", "unread", "locations"):
             self.json("export", "--to", "jsonl", "--table", table, name, lines=True)
