@@ -12,7 +12,7 @@ struct EnquiryResultTramoModel::TableParts {
         return fields<M>({
             Row{column,      1, "area#Mode",   enquiryAreaMode<&M::areas, K - 1, &Area::mode>},
             Row{column + 1,  1, "area#Code",   text           <&M::areas, K - 1, &Area::code>},
-            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>},
+            Row{column + 2, 30, "area#Result", text           <&M::areas, K - 1, &Area::result>, {.holds = Personal::Answer}},
         }, K);
         // clang-format on
     }
@@ -24,7 +24,7 @@ const Record<M>& M::table() {
     static constexpr auto rows = joined(
         fields<M>({
             Row{ 2,  1, "pageNumber",           text<&M::pageNumber>,           {.missing = empty}},
-            Row{ 3, 12, "meterSerialNumber",    text<&M::meterSerialNumber>,    {.missing = empty}},
+            Row{ 3, 12, "meterSerialNumber",    text<&M::meterSerialNumber>,    {.missing = empty, .holds = Personal::SerialNumber}},
             Row{15,  8, "lastModificationDate", date<&M::lastModificationDate>, {.written = above(0)}},
         }),
         TableParts::area<1>(23),

@@ -36,10 +36,10 @@ const Record<M>& M::table() {
     // clang-format off
     static constexpr auto rows = joined(
         fields<M>({
-            Row{  2, 16, "meterReference",    text    <&M::meterReference>},
-            Row{ 18, 12, "meterSerialNumber", text    <&M::meterSerialNumber>, {.missing = empty}},
-            Row{ 30, 16, "amrReference",      text    <&M::amrReference>,      {.missing = empty}},
-            Row{ 46, 16, "amrSerialNumber",   text    <&M::amrSerialNumber>,   {.missing = empty}},
+            Row{  2, 16, "meterReference",    text    <&M::meterReference>,    {.holds = Personal::Reference}},
+            Row{ 18, 12, "meterSerialNumber", text    <&M::meterSerialNumber>, {.missing = empty, .holds = Personal::SerialNumber}},
+            Row{ 30, 16, "amrReference",      text    <&M::amrReference>,      {.missing = empty, .holds = Personal::Reference}},
+            Row{ 46, 16, "amrSerialNumber",   text    <&M::amrSerialNumber>,   {.missing = empty, .holds = Personal::SerialNumber}},
             Row{ 62,  2, "amrSensorPort",     number  <&M::amrSensorPort>,     {.written = atLeast(0), .missing = below(0)}},
             Row{ 64, 12, "readingDate",       dateTime<&M::readingDate>,       {.missing = below(1)}},
             Row{ 76,  9, "meterIndex",        decimal <3, &M::meterIndex>,     {.written = above(-1), .missing = below(0)}},

@@ -8,6 +8,7 @@
 #include "convert/reading.h"
 #include "model/blankmap.h"
 #include "tramostream/fields.h"
+#include "tramostream/personal.h"
 #include <span>
 
 namespace tramo {
@@ -31,6 +32,9 @@ struct FieldReading {
     bool isLong;    // Integer: 64 bits
     wchar_t blank;  // a blank field is read as this character; 0: it is absent
     CodeSet codes;  // Code only
+    Personal holds = Personal::No;
+    bool overlaid = false;  // shares its columns with the previous field
+    bool returned = false;  // the field agent may change it
 };
 
 // The text of a field: its columns, or the text that it is read as because they are blank.

@@ -8,6 +8,7 @@
 #include "model/fieldreading.h"
 #include "tramostream/fields.h"
 #include "tramostream/modelparts.h"
+#include "tramostream/personal.h"
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -132,6 +133,8 @@ template <class M> struct RowOptions {
     TE::errorType parseCode{}, buildCode{};                            // error codes instead of those of its kind
     int buildWidth = 0;                                                // width written instead of the width read
     int slot = 0;                                                      // number of the repeated group, for '#' in name and label
+    Personal holds = Personal::No;                                     // what it says about a person, a home or a device
+    bool returned = false;                                             // the field agent may change it in an exported line
 };
 inline constexpr const char* notShown = "";  // the label of a field that toString does not show
 
@@ -602,7 +605,10 @@ template <const auto& record> consteval auto readingsOf() {
             .kind = value.kind,
             .isLong = value.isLong,
             .blank = row.options.blank.empty() ? L'\0' : row.options.blank.front(),
-            .codes = value.codesRead};
+            .codes = value.codesRead,
+            .holds = row.options.holds,
+            .overlaid = row.options.overlaid,
+            .returned = row.options.returned};
     }
     return readings;
 }

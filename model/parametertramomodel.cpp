@@ -9,7 +9,7 @@ const Record<M>& M::table() {
     // clang-format off
     static constexpr Row rows[] = {
         Row{1,  8, "key",   text<&M::key>,   {.missing = empty}},
-        Row{9, 32, "value", text<&M::value>, {.missing = empty}},
+        Row{9, 32, "value", text<&M::value>, {.missing = empty, .holds = Personal::Setting}},
     };
     // clang-format on
     static constexpr Record<M> record{L'\0', "ParameterTramoModel", "parameter", rows};

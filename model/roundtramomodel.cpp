@@ -67,10 +67,10 @@ const Record<M>& M::table() {
     // clang-format off
     static constexpr auto rows = joined(
         fields<M>({
-            Row{  2,   8, "code",               text  <&M::code>,               {.missing = empty}},
-            Row{ 10,  20, "name",               text  <&M::name>},
+            Row{  2,   8, "code",               text  <&M::code>,               {.missing = empty, .holds = Personal::RoundName}},
+            Row{ 10,  20, "name",               text  <&M::name>,               {.holds = Personal::RoundName}},
             Row{ 30,   2, "defaultMeterWheels", number<&M::defaultMeterWheels>, {.written = above(3)}},
-            Row{ 32, 160, "message",            text  <&M::message>},
+            Row{ 32, 160, "message",            text  <&M::message>,            {.holds = Personal::Message}},
             Row{192,  64, "consumtionLimit",    text  <&M::consumtionLimit>},
         }),
         TableParts::meterArea<1>(256),
@@ -85,7 +85,7 @@ const Record<M>& M::table() {
         TableParts::subscriberArea<5>(454, {.typeParse = 473}),
         fields<M>({
             Row{499, 8, "roundImportDate",  date<&M::roundImportDate>, {.label = "roundImportDate", .written = above(0), .parseColumn = 8}},
-            Row{511, 2, "reservedUserCode", text<&M::reservedUserCode>},
+            Row{511, 2, "reservedUserCode", text<&M::reservedUserCode>, {.holds = Personal::Agent}},
         }));
     // clang-format on
     static constexpr Record<M> record{

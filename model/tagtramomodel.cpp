@@ -9,7 +9,7 @@ const Record<M>& M::table() {
     // clang-format off
     static constexpr Row rows[] = {
         Row{1,  2, "code",  text<&M::code>,  {.missing = empty}},
-        Row{3, 20, "label", text<&M::label>, {.missing = empty}},
+        Row{3, 20, "label", text<&M::label>, {.missing = empty, .holds = Personal::Setting}},
     };
     // clang-format on
     static constexpr Record<M> record{L'\0', "TagTramoModel", "tag", rows};

@@ -18,6 +18,6 @@ std::uint64_t randomWord() {
 
 }  // namespace
 
-KeyedHash::KeyedHash() : key{randomWord(), randomWord()} {}
+KeyedHash::KeyedHash() : SipHash({randomWord(), randomWord()}) {}
 
 }  // namespace tramo::cli

@@ -19,6 +19,7 @@ struct KeyValue {
     std::wstring AMRKeyLine::*text = nullptr;  ///< the member that holds it; nullptr: a part of the address
     std::size_t part = 0;                      ///< the index in AMRKeyLine::wmBusAddress
     bool secret = false;                       ///< a key: mask it unless the user asks for it
+    bool identifies = false;                   ///< tells the module from all others
 
     /// Returns whether the value is absent in the line: an empty text, or -1.
     bool isAbsent(const AMRKeyLine& line) const { return text ? (line.*text).empty() : line.wmBusAddress[part] == -1; }
@@ -27,10 +28,10 @@ struct KeyValue {
 // clang-format off
 /// The ten values. AMRKeyTramoModel::getMandatoryErrors reports their index here instead of a column.
 inline constexpr KeyValue keyValues[] = {
-    {.name = "serialNumber",                .label = "SerialNumber",                .text = &AMRKeyLine::serialNumber},
+    {.name = "serialNumber",                .label = "SerialNumber",                .text = &AMRKeyLine::serialNumber,        .identifies = true},
     {.name = "hardwareVersion",             .label = "HardwareVersion",             .text = &AMRKeyLine::hardwareVersion},
     {.name = "firmwareVersion",             .label = "FirmwareVersion",             .text = &AMRKeyLine::firmwareVersion},
-    {.name = "wmBusAddress_MeterId",        .label = "WmBusAddress_MeterId",        .part = 0},
+    {.name = "wmBusAddress_MeterId",        .label = "WmBusAddress_MeterId",        .part = 0, .identifies = true},
     {.name = "wmBusAddress_ManufacturerId", .label = "WmBusAddress_ManufacturerId", .part = 1},
     {.name = "wmBusAddress_Version",        .label = "WmBusAddress_Version",        .part = 2},
     {.name = "wmBusAddress_DeviceType",     .label = "WmBusAddress_DeviceType",     .part = 3},

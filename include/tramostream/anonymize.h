@@ -1,0 +1,116 @@
+// Anonymizes exchange files, for support tickets and test data: made-up texts in the place of everything that says something
+// about a person, a home or a device (Personal).
+//
+// A made-up text has the length of the real one, and a letter or digit of the same kind in each place. The same text gets the
+// same one in every line and file with the same key, so that lines still belong to their meters. Without the key, it cannot be
+// told which text it stands for, except by what remains: the lengths, dates, readings and codes of the file.
+#pragma once
+#include "export.h"
+#include "linekind.h"
+#include "personal.h"
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tramo {
+
+/// How files are anonymized.
+struct AnonymizeOptions {
+    bool shiftDates = false;  ///< moves all dates by the same number of days, which the key decides; years by one
+};
+
+/// Replaces the personal data of lines.
+///
+/// - Texts, as Personal says: each area of the round line that comes before is a text of its own, and so is what is outside of
+/// all
+///   areas. Hexadecimal radio data stays hexadecimal.
+/// - Positions move by a distance that the key decides, with a part of it that differs every two kilometers. 0/0 stays.
+/// - Of key lines, the keys, the serial number and the number of the address; keys cannot be told from them even with the key.
+/// - A column of a number, a date or a code that cannot be read, or only in part: letters become Q, digits 9.
+/// - Malformed lines, unless they are valid with trailing spaces: all letters become Q, digits 9.
+/// - Labels and other texts of a round that have a word of four characters or more that a replaced text has, too.
+///
+/// Three passes over all files, in the same order: learnLabels() for each line, learnWords() for each line, then replace().
+/// Without the first two, labels are kept. Call begin() before the first line of each file in each pass.
+///
+/// Memory: a few bytes for each different word of the labels. Throws nothing but std::bad_alloc. Not thread-safe.
+///
+/// @snippet docs/examples.cpp Anonymizer
+class TRAMO_EXPORT Anonymizer {
+public:
+    static constexpr std::size_t shortestKey = 16;  ///< in bytes
+
+    /// `key`: secret bytes, better random ones. Throws std::invalid_argument if they are fewer than shortestKey. Keeps no copy.
+    explicit Anonymizer(std::string_view key, const AnonymizeOptions& options = {});
+    Anonymizer(Anonymizer&&) noexcept;
+    Anonymizer& operator=(Anonymizer&&) noexcept;
+    ~Anonymizer();
+
+    /// @name Passes
+    /// `text`: a line without its line ending, one UTF-16 code unit in each wchar_t; `kind`: see kindOfLine(). A line that is not
+    /// in memory as a whole belongs to mask().
+    /// @{
+    void begin();
+    void learnLabels(std::wstring_view text, std::optional<LineKind> kind);
+    void learnWords(std::wstring_view text, std::optional<LineKind> kind);
+    void replace(std::wstring_view text, std::optional<LineKind> kind, std::wstring& result);
+    /// @}
+
+    /// Replaces all letters and digits of a text, or of a part of one.
+    static void mask(std::wstring& text);
+
+    /// Returns the made-up text of a text in UTF-8, such as a serial number: the same as in a line.
+    std::string pseudonymOf(std::string_view utf8) const;
+
+    std::uint64_t labelsReplaced() const;  ///< by replace()
+    std::uint64_t malformedLines() const;  ///< that replace() has masked
+
+private:
+    friend class AnonymizeProof;
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+/// Proves that lines hold nothing of what was replaced in them. Independent of how they were made: it compares the lines before
+/// and after.
+///
+/// Two passes over all files: compare() for each line, then search() for each line before, each after begin() for each file.
+///
+/// - Of a word of four letters or digits or more in a replaced column, something is different in its place.
+/// - No such word is in a text that was kept, with letters of any case.
+/// - Kept columns hold what they held, and a line has its length.
+///
+/// A number or date in a kept column may by chance have the digits of a replaced word, and so may a made-up word: they are in
+/// other places, and say nothing about it.
+///
+/// Memory: a few bytes for each different word of the labels. Throws nothing but std::bad_alloc. Not thread-safe.
+///
+/// @snippet docs/examples.cpp Anonymizer
+class TRAMO_EXPORT AnonymizeProof {
+public:
+    /// `options`: those of the Anonymizer.
+    explicit AnonymizeProof(const AnonymizeOptions& options = {});
+    AnonymizeProof(AnonymizeProof&&) noexcept;
+    AnonymizeProof& operator=(AnonymizeProof&&) noexcept;
+    ~AnonymizeProof();
+
+    /// @name Passes
+    /// Return false if the proof fails: failure() says why.
+    /// @{
+    void begin();
+    bool compare(std::wstring_view before, std::wstring_view after, std::optional<LineKind> kind);
+    bool search(std::wstring_view before, std::optional<LineKind> kind);
+    /// @}
+
+    /// Returns the first failure: "columns 352 to 363 still hold a text that should have been replaced"; quotes nothing.
+    const std::string& failure() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+};
+
+}  // namespace tramo

@@ -1,0 +1,251 @@
+#include "tramostream/anonymize.h"
+#include "common/secret.h"
+#include "common/sha256.h"
+#include "round/anonymizedkey.h"
+#include "round/pseudonyms.h"
+#include "tramostream/check.h"
+#include "tramostream/columns.h"
+#include "tramostream/keyline.h"
+#include "tramostream/linemodel.h"
+#include "tramostream/messages.h"
+#include "tramostream/reader.h"
+#include "tramostream/round.h"
+#include <algorithm>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <random>
+#include <set>
+
+namespace {
+
+using namespace tramo;
+using namespace std::string_literals;
+
+constexpr std::string_view secret = "0123456789abcdef";
+
+std::string hexadecimal(const Digest& digest) {
+    std::string text;
+    for (const std::uint8_t byte : digest)
+        for (const int shift : {4, 0}) text += "0123456789abcdef"[byte >> shift & 15];
+    return text;
+}
+
+// The examples of FIPS 180-4, and others whose lengths are around those of blocks.
+TEST(Sha256, has_the_values_of_its_definition) {
+    EXPECT_EQ(hexadecimal(sha256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(hexadecimal(sha256("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_EQ(hexadecimal(sha256("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
+        "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
+    EXPECT_EQ(
+        hexadecimal(sha256(std::string(1'000'000, 'a'))), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+}
+
+// Test cases 1, 2, 3 and 6 of RFC 4231.
+TEST(HmacSha256, has_the_values_of_its_definition) {
+    EXPECT_EQ(hexadecimal(hmacSha256(std::string(20, '\x0b'), "Hi There")),
+        "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7");
+    EXPECT_EQ(hexadecimal(hmacSha256("Jefe", "what do ya want for nothing?")),
+        "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+    EXPECT_EQ(hexadecimal(hmacSha256(std::string(20, '\xaa'), std::string(50, '\xdd'))),
+        "773ea91e36800e46854db8ebd09181a72959098b3ef8c122d9635514ced565fe");
+    EXPECT_EQ(hexadecimal(hmacSha256(std::string(131, '\xaa'), "Test Using Larger Than Block-Size Key - Hash Key First")),
+        "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
+}
+
+Pseudonyms pseudonyms(std::uint64_t key = 1) { return {{key, 2}, {3, 4}}; }
+
+std::wstring replaced(std::wstring text, std::uint64_t key = 1) {
+    pseudonyms(key).replace(text);
+    return text;
+}
+
+TEST(Pseudonyms, no_text_gets_the_text_of_another_or_its_own) {
+    const auto expectPermutation = [](const std::vector<std::wstring>& texts) {
+        std::set<std::wstring> made;
+        for (const std::wstring& text : texts) {
+            const std::wstring other = replaced(text);
+            EXPECT_NE(other, text);
+            EXPECT_EQ(other.size(), text.size());
+            made.insert(other);
+        }
+        EXPECT_EQ(made, std::set<std::wstring>(texts.begin(), texts.end()));  // all texts of this form
+    };
+    std::vector<std::wstring> digits, four, mixed, letters;
+    for (int i = 0; i < 10; ++i) digits.push_back(std::to_wstring(i));
+    for (int i = 0; i < 10000; ++i) four.push_back(std::to_wstring(10000 + i).substr(1));
+    for (int i = 0; i < 26 * 100; ++i)
+        mixed.push_back(std::wstring(1, static_cast<wchar_t>(L'A' + i % 26)) + L'-' + std::to_wstring(100 + i / 26).substr(1));
+    for (int i = 0; i < 26 * 26 * 24; ++i)
+        letters.push_back({static_cast<wchar_t>(L'a' + i % 26), static_cast<wchar_t>(L'A' + i / 26 % 26),
+            static_cast<wchar_t>(0xDF + i / 676)});
+    for (const auto& texts : {digits, four, mixed, letters}) expectPermutation(texts);
+}
+
+TEST(Pseudonyms, keep_the_class_of_each_character_and_white_space_around_does_not_count) {
+    const std::wstring name = L"  \xC9lo\xEFse d'Ab-12 \x2019\x3B1\x3A9 ", made = replaced(name);
+    ASSERT_EQ(made.size(), name.size());
+    EXPECT_EQ(made.substr(2, name.size() - 3), replaced(name.substr(2, name.size() - 3)));
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const Alphabet from = alphabetOf(name, i), to = alphabetOf(made, i);
+        EXPECT_EQ(from.first, to.first);
+        EXPECT_EQ(from.size, to.size);
+        EXPECT_TRUE(from.size != 0 || made[i] == name[i]);
+    }
+}
+
+TEST(Pseudonyms, every_class_is_closed) {
+    for (unsigned c = 0x20; c < 0x10000; ++c) {
+        const std::wstring text(2, static_cast<wchar_t>(c));  // two, because a single sign stays
+        const Alphabet alphabet = alphabetOf(text, 0);
+        if (alphabet.size == 0) continue;
+        ASSERT_GE(c, alphabet.first);
+        ASSERT_LT(c, alphabet.first + alphabet.size);
+        for (unsigned other = alphabet.first; other < alphabet.first + unsigned{alphabet.size}; ++other)
+            ASSERT_EQ(alphabetOf(std::wstring(2, static_cast<wchar_t>(other)), 0).first, alphabet.first)
+                << std::hex << c << ' ' << other;
+        ASSERT_NE(c, 0xFFFFU);
+        ASSERT_FALSE(c >= 0xD800 && c <= 0xDFFF);
+    }
+    EXPECT_EQ(alphabetOf(L"\xD83D\xDE00", 1).first, 0xDC00);
+    EXPECT_EQ(alphabetOf(L"a\xDE00", 1).size, 0);
+}
+
+// Every word of four characters changes, also in a text of many.
+TEST(Pseudonyms, no_word_stays_in_its_place) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 100'000; ++i) {
+        const std::wstring text =
+            std::to_wstring(1000 + random() % 9000) + L' ' + std::to_wstring(1000 + random() % 9000) + L"/AB";
+        const std::wstring made = replaced(text);
+        ASSERT_NE(made.substr(0, 4), text.substr(0, 4)) << i;
+        ASSERT_NE(made.substr(5, 4), text.substr(5, 4)) << i;
+    }
+}
+
+// Each made-up character occurs as often as any other, whatever the text.
+TEST(Pseudonyms, spread_evenly) {
+    std::map<std::pair<std::size_t, wchar_t>, int> counts;
+    for (int i = 0; i < 10'000; ++i) {
+        const std::wstring made = replaced(L"C" + std::to_wstring(100'000 + i));
+        for (std::size_t at = 1; at < made.size(); ++at) ++counts[{at, made[at]}];
+    }
+    EXPECT_EQ(counts.size(), 60U);
+    for (const auto& [place, count] : counts) EXPECT_NEAR(count, 1000, 200);  // more than six deviations
+}
+
+TEST(Pseudonyms, another_key_makes_other_texts) {
+    int same = 0;
+    for (int i = 0; i < 1000; ++i) same += replaced(std::to_wstring(100'000 + i), 1) == replaced(std::to_wstring(100'000 + i), 2);
+    EXPECT_LE(same, 1);
+}
+
+TEST(Pseudonyms, hexadecimal_digits_stay_hexadecimal) {
+    for (const std::wstring text : {L"0A1B2C3D4E5F", L"00ff", L"A0"}) {
+        std::wstring made = text;
+        pseudonyms().replaceHexadecimal(made);
+        EXPECT_NE(made, text);
+        EXPECT_TRUE(
+            std::ranges::all_of(made, [](wchar_t c) { return std::wstring_view(L"0123456789ABCDEFabcdef").find(c) < 22; }));
+    }
+    for (const std::wstring text : {L"123456", L"OK", L"ab XY", L"aB"}) {  // texts like any other
+        std::wstring made = text;
+        pseudonyms().replaceHexadecimal(made);
+        EXPECT_EQ(made, replaced(text));
+    }
+}
+
+TEST(Pseudonyms, long_texts) {
+    for (const std::size_t size : {511U, 512U, 513U, 5000U}) {
+        std::wstring text;
+        for (std::size_t i = 0; i < size; ++i) text += static_cast<wchar_t>(L'a' + i * i % 26);
+        EXPECT_NE(replaced(text), text);
+        EXPECT_EQ(replaced(text).size(), size);
+    }
+}
+
+// Lines ---------------------------------------------------------------------------------------------------------------
+
+struct Anonymized {
+    std::vector<std::wstring> before, after;
+    std::vector<std::optional<LineKind>> kinds;
+    bool isProven = false;
+    std::string failure;
+};
+
+// All passes over lines.
+Anonymized anonymized(const std::vector<std::wstring>& lines, LineKind prevailing = LineKind::Record,
+    std::string_view key = secret, const AnonymizeOptions& options = {}) {
+    Anonymized all{lines, {}, {}, true, {}};
+    Anonymizer anonymizer(key, options);
+    for (const std::wstring& line : lines) all.kinds.push_back(kindOfLine({.text = line}, prevailing));
+    const auto pass = [&](auto use) {
+        anonymizer.begin();
+        for (std::size_t i = 0; i < lines.size(); ++i) use(i);
+    };
+    pass([&](std::size_t i) { anonymizer.learnLabels(lines[i], all.kinds[i]); });
+    pass([&](std::size_t i) { anonymizer.learnWords(lines[i], all.kinds[i]); });
+    pass([&](std::size_t i) { anonymizer.replace(lines[i], all.kinds[i], all.after.emplace_back()); });
+    AnonymizeProof proof(options);
+    proof.begin();
+    for (std::size_t i = 0; i < lines.size(); ++i) all.isProven &= proof.compare(lines[i], all.after[i], all.kinds[i]);
+    proof.begin();
+    for (std::size_t i = 0; i < lines.size(); ++i) all.isProven &= proof.search(lines[i], all.kinds[i]);
+    all.failure = proof.failure();
+    return all;
+}
+
+std::vector<std::wstring> linesOf(const std::string& sample) {
+    std::vector<std::wstring> lines;
+    for (const LineView& line : Reader(std::string(SAMPLES) + "/" + sample)) lines.push_back(line.wide());
+    return lines;
+}
+
+LineKind kindOfFile(const std::vector<std::wstring>& lines) {
+    KindCensus census;
+    for (const std::wstring& line : lines) census.add(line);
+    return census.prevailing().value_or(LineKind::Record);
+}
+
+using Places = std::multiset<std::tuple<std::int64_t, std::string_view, std::string_view>>;
+
+Places findingsOf(const std::vector<std::wstring>& lines) {
+    const LineKind prevailing = kindOfFile(lines);
+    Checker checker({.prevailing = prevailing});
+    std::vector<Finding> findings;
+    std::int64_t number = 0;
+    for (const std::wstring& line : lines)
+        checker.line({.text = line, .carriageReturn = true, .lineFeed = true, .number = ++number}, findings);
+    Places places;
+    for (const Finding& finding : findings) places.emplace(finding.line, finding.rule->name, finding.field);
+    return places;
+}
+
+class Samples : public testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override { setMessages(Messages::Silent); }
+};
+
+TEST_P(Samples, keep_their_findings_and_nothing_personal) {
+    const std::vector<std::wstring> lines = linesOf(GetParam());
+    for (const bool shift : {false, true}) {
+        const Anonymized all = anonymized(lines, kindOfFile(lines), secret, {.shiftDates = shift});
+        EXPECT_TRUE(all.isProven) << all.failure;
+        EXPECT_EQ(findingsOf(all.after), findingsOf(all.before));
+        EXPECT_NE(all.after, all.before);
+        for (std::size_t i = 0; i < lines.size(); ++i)
+            EXPECT_TRUE(all.kinds[i] == LineKind::Key || all.after[i].size() == lines[i].size()) << i;
+    }
+}
+INSTANTIATE_TEST_SUITE_P(All, Samples,
+    testing::Values("round-exported.txt", "round-returned.txt", "round-returned-utf16.txt", "round-broken.txt",
+        "round-damaged.txt", "amr-keys.txt", "tags.txt", "parameters.txt"),
+    [](const auto& sample) {
+        std::string name = sample.param;
+        std::ranges::replace_if(
+            name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+        return name;
+    });
+
+}  // namespace
