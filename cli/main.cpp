@@ -23,8 +23,9 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr std::array commands{&checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand, &importCommand,
-    &keysCommand, &repairCommand, &rewriteCommand, &sampleCommand, &showCommand, &statsCommand};
+constexpr std::array commands{&anonymizeCommand, &checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand,
+    &importCommand, &keysCommand, &reconcileCommand, &repairCommand, &rewriteCommand, &sampleCommand, &showCommand,
+    &statsCommand};
 
 std::string overview() {
     std::string page = R"(tramo checks, shows, compares and converts exchange files of meter reading.

@@ -66,7 +66,7 @@ const Record<M>& M::table() {
         TableParts::historySlot<3>(194, 194),
         TableParts::historySlot<4>(213),
         fields<M>({
-            Row{232, 120, "meterInformation",             text       <&M::meterInformation>,             {.missing = empty, .toParseList = true, .holds = Personal::Home}},
+            Row{232, 120, "meterInformation",             text       <&M::meterInformation>,             {.missing = empty, .toParseList = true, .holds = Personal::Meter}},
             Row{352,  12, "meterSerialNumber",            text       <&M::meterSerialNumber>,            {.group = &P::hasInformation, .missing = empty, .toParseList = true, .holds = Personal::SerialNumber}},
             Row{364,   2, "meterWheels",                  number     <&M::meterWheels>,                  {.written = atLeast(0), .parseColumn = 352, .buildColumn = 352}},
             Row{366,  12, "meterCorrectedSerialNumber",   text       <&M::meterCorrectedSerialNumber>,   {.written = filled, .holds = Personal::SerialNumber, .returned = true}},

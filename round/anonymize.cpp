@@ -58,18 +58,18 @@ private:
     std::unordered_set<std::uint64_t> words;
 };
 
-// Calls use(text) for each text of a line that is replaced.
-template <class Use> void forEachReplaced(LineParts& parts, std::wstring_view text, std::optional<LineKind> kind, Use use) {
+// Calls use(text) for each text of a line that identifies somebody or something.
+template <class Use> void forEachIdentifying(LineParts& parts, std::wstring_view text, std::optional<LineKind> kind, Use use) {
     switch (parts.take(text, kind)) {
-    case Shape::Malformed: use(text); break;
+    case Shape::Malformed: break;  // nobody knows
     case Shape::Columns:
         for (const LinePart& part : parts.parts())
-            if (part.isReplaced()) use(part.of(parts.padded()));
+            if (part.identifies && part.isReplaced()) use(part.of(parts.padded()));
         break;
     case Shape::Key: {
         static const Pseudonyms none({}, {});
         std::vector<SecretText> texts;
-        if (!anonymizedKeyLine(text, none, &texts)) use(text);
+        anonymizedKeyLine(text, none, &texts);
         for (const SecretText& each : texts) use(std::wstring_view(each));
         break;
     }
@@ -215,7 +215,7 @@ void Anonymizer::learnLabels(std::wstring_view text, std::optional<LineKind> kin
 }
 
 void Anonymizer::learnWords(std::wstring_view text, std::optional<LineKind> kind) {
-    forEachReplaced(state->parts, text, kind, [&](std::wstring_view replaced) {
+    forEachIdentifying(state->parts, text, kind, [&](std::wstring_view replaced) {
         forEachWord(replaced, [&](std::size_t first, std::size_t size) {
             const std::wstring_view word = replaced.substr(first, size);
             if (state->labels.has(word)) state->shared.add(word);
@@ -343,7 +343,7 @@ bool AnonymizeProof::compare(std::wstring_view before, std::wstring_view after, 
 
 bool AnonymizeProof::search(std::wstring_view before, std::optional<LineKind> kind) {
     bool isAbsent = true;
-    forEachReplaced(
+    forEachIdentifying(
         state->old, before, kind, [&](std::wstring_view text) { isAbsent = isAbsent && !state->kept.hasAnyOf(text); });
     return isAbsent || state->fail("a word that was replaced in this line is in a text that was kept");
 }

@@ -81,6 +81,12 @@ bool isWhollyRead(FieldKind kind, std::wstring_view text) {
     }
 }
 
+// Messages and answers have the words of labels, too: by themselves, they identify nobody.
+bool identifies(Personal holds) {
+    return holds == Personal::Home || holds == Personal::SerialNumber || holds == Personal::Reference ||
+           holds == Personal::Agent || holds == Personal::RoundName;
+}
+
 const KindFields& fieldsOf(LineKind kind) {
     return kindFieldsOf(kind == LineKind::Tag ? kindOf<TagTramoModel>() : kindOf<ParameterTramoModel>());
 }
@@ -108,7 +114,7 @@ struct LineParts::Sink {
         const bool isFree =
             field.holds == Personal::Home && all.line.front() == kindOf<MeterSubscriberTramoModel>().letter &&
             (field.first + 1 == free.subscriberInformation.column || field.first + 1 == free.meterInformation.column);
-        if (isFree) all.addFreeText(field.first, field.width);
+        if (isFree) all.addFreeText(field.first, field.width, field.holds);
         else all.addText(field.first, static_cast<std::uint16_t>(filled.size), field.holds);
     }
     void integer(const FieldReading& field, auto, const FilledText<wchar_t>& filled) { addValue(field, filled); }
@@ -180,14 +186,14 @@ void LineParts::takeAreas() {
 void LineParts::addText(std::uint16_t first, std::uint16_t size, Personal holds) {
     const Columns columns = trimmed(padded(), {first, size});
     if (columns.size == 0) return;
-    LinePart part{LinePart::Text, columns.first, columns.size};
+    LinePart part{LinePart::Text, columns.first, columns.size, identifies(holds)};
     if (holds == Personal::RadioData) part.kind = LinePart::RadioData;
     if (holds == Personal::No) part.kind = hasWord(part.of(padded())) ? LinePart::Label : LinePart::Kept;
     found.push_back(part);
 }
 
 // Each area is a text of its own, and so is what lies between them. Of areas that overlap, the first one has the columns.
-void LineParts::addFreeText(std::uint16_t first, std::uint16_t width) {
+void LineParts::addFreeText(std::uint16_t first, std::uint16_t width, Personal holds) {
     std::array<std::uint8_t, recordLength> owner{};  // of each column: an area from 1, or 0
     for (std::size_t i = areas.size(); i-- > 0;)
         for (int at = areas[i].first; at < areas[i].end; ++at)
@@ -196,7 +202,7 @@ void LineParts::addFreeText(std::uint16_t first, std::uint16_t width) {
     for (std::size_t at = first; at < end;) {
         std::size_t next = at + 1;
         while (next < end && owner[next] == owner[at]) ++next;
-        addText(static_cast<std::uint16_t>(at), static_cast<std::uint16_t>(next - at), Personal::Home);
+        addText(static_cast<std::uint16_t>(at), static_cast<std::uint16_t>(next - at), holds);
         at = next;
     }
 }

@@ -25,6 +25,7 @@ struct LinePart {
     };
     Kind kind;
     std::uint16_t first, size;  // an index in the line, and characters
+    bool identifies = false;    // of Text: a name, an address or a number, no word of which may be in a text that is kept
 
     bool isReplaced() const { return kind == Text || kind == RadioData || kind == Masked; }
     std::wstring_view of(std::wstring_view line) const { return line.substr(first, size); }
@@ -53,7 +54,7 @@ private:
     void takeRecord(const RecordKind& kind);
     void takeAreas();
     void addText(std::uint16_t first, std::uint16_t size, Personal holds);
-    void addFreeText(std::uint16_t first, std::uint16_t width);
+    void addFreeText(std::uint16_t first, std::uint16_t width, Personal holds);
     void addGaps(const RecordKind& kind);
 
     std::vector<wchar_t> line{};

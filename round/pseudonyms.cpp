@@ -185,7 +185,7 @@ void Pseudonyms::replaceKey(std::span<wchar_t> text) const {
         }
         const std::uint32_t digit = takeBelow(16, hash);
         const wchar_t letters = c >= L'a' ? L'a' : L'A';
-        c = static_cast<wchar_t>(digit < 10 ? L'0' + digit : letters + digit - 10);
+        c = static_cast<wchar_t>(digit < 10 ? L'0' + static_cast<int>(digit) : letters + static_cast<int>(digit) - 10);
     }
 }
 

@@ -1,4 +1,5 @@
 // tramo sample: generates sample rounds, on request with errors and a list of them.
+#include "cli/commands/sample_differences.h"
 #include "cli/commands/sample_faults.h"
 #include "cli/commands/sample_lines.h"
 #include "cli/commands/sample_rulefaults.h"
@@ -50,6 +51,11 @@ puts errors into single lines. A RULE puts one fault into a round of at most
 1000 meters that this rule about rounds finds ("tramo explain" lists the rules);
 some faults need --returned.
 
+With --differences, FILE.expected.jsonl lists what "tramo reconcile" must find:
+one JSON object for each difference from the exported round of the same seed,
+with its kind, its meter and its field, as "tramo reconcile --format json" names
+them.
+
 Options:
   -o, --output FILE   writes the round to FILE; "-" is the standard output
   --meters N          number of meters, 1 to 9999999; default 60
@@ -58,6 +64,8 @@ Options:
                       results, as in a round that comes back
   --faults RATE|RULE  puts errors into this share of the lines, 0 to 1; or one
                       fault that this rule finds
+  --differences RATE  with --returned: puts differences from the exported round
+                      into this share of the meters, 0 to 1
   --kinds KIND,...    only lines of these kinds, by names or letters
   --encoding WHAT     ansi, utf16le
   --force             replaces FILE even if it is read-only or has hard links
@@ -76,7 +84,7 @@ struct Options {
     std::string path;
     std::uint64_t meters = 60, seed = 0;
     bool returned = false, force = false;
-    double faults = 0;
+    double faults = 0, differences = 0;
     std::string_view rule{};               ///< that finds the fault; empty: none
     std::vector<const RecordKind*> kinds;  ///< empty: all
     Encoding encoding = Encoding::Ansi;
@@ -90,26 +98,15 @@ class LineWriter : public LineSink {
 public:
     LineWriter(const Options& chosenOptions, OutFile& file, OutFile* findings)
         : options(chosenOptions), out(file), expected(findings),
-          faults(options.faults, options.encoding == Encoding::Utf16le, options.seed) {
+          faults(options.faults, options.encoding == Encoding::Utf16le, options.seed),
+          differences(options.differences, options.seed) {
         if (options.encoding == Encoding::Utf16le) buffer = encoding::utf16Mark;
     }
 
     void write(const RecordKind& kind, std::string_view text, std::uint64_t name) override {
-        if (!options.wants(kind)) return;
-        ++number;
-        if (!options.kinds.empty()) ++lines[&kind];
-        if (!options.rule.empty()) {
-            held.push_back({.kind = &kind, .text = std::string(text)});
-            return;
-        }
-        if (!expected) return append(text, true);
-        Written line{.kind = &kind, .text = std::string(text)};
-        faults.meet(line, number, name);
-        append(line.text, line.carriageReturn);
-        if (line.halfPair) {
-            const std::size_t end = buffer.size() - 2 * (line.text.size() - *line.halfPair + 2);
-            buffer.replace(end, 2, std::string_view("\x00\xD8", 2));
-        }
+        if (options.differences > 0)
+            differences.meet(kind, text, name, [&](const RecordKind& of, std::string_view line) { writeLine(of, line, name); });
+        else writeLine(kind, text, name);
     }
 
     std::uint64_t linesOf(const RecordKind& kind) const {
@@ -128,7 +125,7 @@ public:
     void flush() {
         out.write(buffer);
         buffer.clear();
-        if (expected) expected->write(faults.taken());
+        if (expected) expected->write(options.differences > 0 ? differences.taken() : faults.taken());
     }
     void settle(std::uint64_t metersDone) {
         if (buffer.size() < 1 << 18) return;
@@ -137,6 +134,24 @@ public:
     }
 
 private:
+    void writeLine(const RecordKind& kind, std::string_view text, std::uint64_t name) {
+        if (!options.wants(kind)) return;
+        ++number;
+        if (!options.kinds.empty()) ++lines[&kind];
+        if (!options.rule.empty()) {
+            held.push_back({.kind = &kind, .text = std::string(text)});
+            return;
+        }
+        if (!expected || options.faults == 0) return append(text, true);
+        Written line{.kind = &kind, .text = std::string(text)};
+        faults.meet(line, number, name);
+        append(line.text, line.carriageReturn);
+        if (line.halfPair) {
+            const std::size_t end = buffer.size() - 2 * (line.text.size() - *line.halfPair + 2);
+            buffer.replace(end, 2, std::string_view("\x00\xD8", 2));
+        }
+    }
+
     void append(std::string_view text, bool carriageReturn) {
         const std::string_view lineEnd = carriageReturn ? "\r\n" : "\n";
         for (const std::string_view part : {text, lineEnd})
@@ -149,6 +164,7 @@ private:
     OutFile* expected;
     Progress progress;
     Faults faults;
+    Differences differences;
     std::string buffer;
     std::uint64_t number = 0;
     std::map<const RecordKind*, std::uint64_t> lines;  ///< of the chosen kinds
@@ -190,6 +206,19 @@ std::vector<const RecordKind*> kindsOf(std::string_view list) {
     return kinds;
 }
 
+std::optional<double> rateIn(const std::string& word) {
+    double rate = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), rate);
+    if (error != std::errc{} || end != word.data() + word.size() || !(rate >= 0 && rate <= 1)) return std::nullopt;
+    return rate;
+}
+
+double rateOf(const char* option, const std::string& word) {
+    if (const auto rate = rateIn(word)) return *rate;
+    throw WrongUsage{
+        fmt::format("{}: invalid value \"{}\"; expected a number from 0 to 1", option, printable(std::string_view(word)))};
+}
+
 // A rate, or the name of a rule.
 void setFaults(Options& options, const std::string& word) {
     const std::vector<std::string_view> names = rulesWithFaults();
@@ -198,21 +227,23 @@ void setFaults(Options& options, const std::string& word) {
         options.rule = *name;
         return;
     }
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), options.faults);
-    if (error != std::errc{} || end != word.data() + word.size() || !(options.faults >= 0 && options.faults <= 1))
+    const auto rate = rateIn(word);
+    if (!rate)
         throw WrongUsage{fmt::format("--faults: invalid value \"{}\"; expected a number from 0 to 1 or a rule about rounds{}",
             printable(std::string_view(word)), didYouMean(word, names))};
+    options.faults = *rate;
 }
 
 Options parse(std::vector<std::string> arguments) {
     Options options;
-    std::string meters, seed, faults, kinds, encoding = "ansi";
+    std::string meters, seed, faults, differences, kinds, encoding = "ansi";
     Arguments given;
     given.option("-o,--output", options.path);
     given.option("--meters", meters);
     given.option("--seed", seed);
     given.flag("--returned", options.returned);
     given.option("--faults", faults);
+    given.option("--differences", differences);
     given.option("--kinds", kinds);
     given.option("--encoding", encoding);
     given.flag("--force", options.force);
@@ -228,6 +259,11 @@ Options parse(std::vector<std::string> arguments) {
         throw WrongUsage{"--faults needs -o FILE: it also writes FILE.expected.jsonl"};
     if (!options.rule.empty() && options.meters > Quarter::meters)
         throw WrongUsage{fmt::format("--faults {} needs one round: --meters of at most {}", options.rule, Quarter::meters)};
+    if (!differences.empty()) options.differences = rateOf("--differences", differences);
+    if (options.differences > 0 && !options.returned) throw WrongUsage{"--differences needs --returned"};
+    if (options.differences > 0 && options.hasFaults()) throw WrongUsage{"--differences and --faults need files of their own"};
+    if (options.differences > 0 && options.path == "-")
+        throw WrongUsage{"--differences needs -o FILE: it also writes FILE.expected.jsonl"};
     options.kinds = kindsOf(kinds);
     options.encoding = chosenEncoding("--encoding", encoding);
     return options;
@@ -250,7 +286,7 @@ int run(std::vector<std::string> arguments) {
     const OutFile::Mode mode{.force = options.force};
     OutFile file(options.path, mode);
     std::optional<OutFile> expected;
-    if (options.hasFaults()) expected.emplace(options.path + ".expected.jsonl", mode);
+    if (options.hasFaults() || options.differences > 0) expected.emplace(options.path + ".expected.jsonl", mode);
     LineWriter writer(options, file, expected ? &*expected : nullptr);
     writeRounds(options, writer);
     if (!complainAboutMissing(options, writer)) return notUsable;

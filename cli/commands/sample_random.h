@@ -12,6 +12,7 @@ enum class Purpose : std::uint64_t {
     Agent, Radio, Visit, Use, Pair,                                         // of the MetersOfRound
     Round, Subscriber, Reading, Module, Change, Months, Answers, Position,  // of RoundLines
     Faults,
+    Differences,
 };
 // clang-format on
 

@@ -77,6 +77,9 @@ public:
     long long linesRead() const { return text->linesRead(); }
     bool isUtf16() const { return utf16; }
 
+    /// Returns the range that was read, with its checksum.
+    const Passage& passage() const { return text->passage(); }
+
     /// Returns the kind of most lines at the beginning of the file.
     std::optional<LineKind> prevailingKind() const { return prevailing; }
 

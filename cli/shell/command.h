@@ -17,6 +17,7 @@ struct Command {
     std::vector<std::string> (*kinds)() = nullptr;   ///< the values of KIND on its page, as words
 };
 
+extern const Command anonymizeCommand;
 extern const Command checkCommand;
 extern const Command convertCommand;
 extern const Command diffCommand;
@@ -25,6 +26,7 @@ extern const Command exportCommand;
 extern const Command importCommand;
 extern const Command keysCommand;
 extern const Command repairCommand;
+extern const Command reconcileCommand;
 extern const Command sampleCommand;
 extern const Command rewriteCommand;
 extern const Command showCommand;

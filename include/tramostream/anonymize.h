@@ -31,7 +31,8 @@ struct AnonymizeOptions {
 /// - Of key lines, the keys, the serial number and the number of the address; keys cannot be told from them even with the key.
 /// - A column of a number, a date or a code that cannot be read, or only in part: letters become Q, digits 9.
 /// - Malformed lines, unless they are valid with trailing spaces: all letters become Q, digits 9.
-/// - Labels and other texts of a round that have a word of four characters or more that a replaced text has, too.
+/// - Labels and other texts that are kept, if they have a word of four characters or more of a name, an address or a number that
+///   was replaced (Personal::Home, SerialNumber, Reference, Agent, RoundName).
 ///
 /// Three passes over all files, in the same order: learnLabels() for each line, learnWords() for each line, then replace().
 /// Without the first two, labels are kept. Call begin() before the first line of each file in each pass.
@@ -80,7 +81,8 @@ private:
 /// Two passes over all files: compare() for each line, then search() for each line before, each after begin() for each file.
 ///
 /// - Of a word of four letters or digits or more in a replaced column, something is different in its place.
-/// - No such word is in a text that was kept, with letters of any case.
+/// - No such word of a name, an address or a number is in a text that was kept, with letters of any case. Messages and answers
+///   share their words with the questions of a round.
 /// - Kept columns hold what they held, and a line has its length.
 ///
 /// A number or date in a kept column may by chance have the digits of a replaced word, and so may a made-up word: they are in

@@ -8,7 +8,8 @@ namespace tramo {
 /// What a field says about a person, a home or a device. Anonymizer replaces the text of every field but those of No.
 enum class Personal : char {
     No,            ///< nothing; readings, dates and codes are of this kind
-    Home,          ///< names, addresses, telephone numbers, and where the meter is
+    Home,          ///< names, addresses, telephone numbers
+    Meter,         ///< where the meter is, and what it is like
     SerialNumber,  ///< of a meter or a radio module
     Reference,     ///< of a meter or a radio module
     Latitude,      ///< in degrees

@@ -21,6 +21,7 @@
 /// - **Checks**: tramo::Checker reports what is wrong with lines and files, as tramo::Finding. tramo::LineModel is the model of
 ///   a line of any kind of fixed columns. wording.h describes the format in words.
 /// - **Repairs**: tramo::Repair mends files that other programs damaged, where the result can be proven.
+/// - **Rounds that came back**: tramo::Reconciliation compares them with what was exported.
 /// - **Files for others**: tramo::Anonymizer replaces what says something about people, and tramo::AnonymizeProof proves it.
 /// - **Conversions**: StrConv, the codes in TF, DateUtils, StringUtils.
 /// - **Messages**: failed conversions print a message on the standard output, unless tramo::setMessages() turns that off.
@@ -60,6 +61,7 @@
 #include "parametertramomodel.h"
 #include "personal.h"
 #include "reader.h"
+#include "reconcile.h"
 #include "recordinformationtramomodel.h"
 #include "repair.h"
 #include "round.h"
