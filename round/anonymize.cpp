@@ -6,6 +6,7 @@
 #include "round/anonymizedkey.h"
 #include "round/lineparts.h"
 #include "round/pseudonyms.h"
+#include "tramostream/keyline.h"
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -73,6 +74,29 @@ template <class Use> void forEachIdentifying(LineParts& parts, std::wstring_view
         for (const SecretText& each : texts) use(std::wstring_view(each));
         break;
     }
+    }
+}
+
+// The names of values in a key line that cannot be read: they show that it is one.
+std::vector<bool> namesIn(std::wstring_view text) {
+    std::vector<bool> isName(text.size());
+    for (const KeyValue& value : keyValues) {
+        const std::wstring name(value.name.begin(), value.name.end());
+        for (std::size_t at = 0; (at = text.find(name, at)) != std::wstring_view::npos; at += name.size())
+            std::fill_n(isName.begin() + static_cast<std::ptrdiff_t>(at), name.size(), true);
+    }
+    return isName;
+}
+
+// Hexadecimal letters become A, so that it still looks like a key line.
+void maskKeyLine(std::wstring& text) {
+    const std::vector<bool> isName = namesIn(text);
+    std::wstring masked = text;
+    Anonymizer::mask(masked);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const wchar_t c = text[at];
+        if (isName[at]) continue;
+        text[at] = c >= L'A' && c <= L'F' ? L'A' : c >= L'a' && c <= L'f' ? L'a' : masked[at];
     }
 }
 
@@ -233,6 +257,7 @@ void Anonymizer::replace(std::wstring_view text, std::optional<LineKind> kind, s
             return;
         }
     ++state->malformed;
+    if (shape == Shape::Key) return maskKeyLine(result);
     const wchar_t first = result.empty() ? L'\0' : result.front();
     mask(result);
     if (first >= L'0' && first <= L'9') result.front() = first;  // the letter of a record
@@ -353,7 +378,7 @@ bool AnonymizeProof::State::compareWords(std::wstring_view before, std::wstring_
     bool differs = true;
     forEachWord(before, [&](std::size_t first, std::size_t size) {
         const std::wstring_view word = before.substr(first, size);
-        if (word.find_first_not_of(L"9QqX") == std::wstring_view::npos || after.substr(first, size) != word) return;
+        if (word.find_first_not_of(L"9QqXAa") == std::wstring_view::npos || after.substr(first, size) != word) return;
         differs = fail(concat(
             "columns ", column + first, " to ", column + first + size - 1, " still hold a text that should have been replaced"));
     });
@@ -385,8 +410,13 @@ bool AnonymizeProof::State::compareColumns(std::wstring_view before, std::wstrin
 bool AnonymizeProof::State::compareKeyLines(std::wstring_view before, std::wstring_view after) {
     static const Pseudonyms none({}, {});
     std::vector<SecretText> from, to;
-    if (!anonymizedKeyLine(before, none, &from))
-        return before.size() == after.size() ? compareWords(before, after, 1) : fail("the line has another length");
+    if (!anonymizedKeyLine(before, none, &from)) {
+        SecretText others(before);
+        const std::vector<bool> isName = namesIn(before);
+        for (std::size_t at = 0; at < others.size(); ++at)
+            if (isName[at]) others[at] = L' ';
+        return before.size() == after.size() ? compareWords(others, after, 1) : fail("the line has another length");
+    }
     if (!anonymizedKeyLine(after, none, &to) || from.size() != to.size()) return fail("the key line has other members");
     for (std::size_t i = 0; i < from.size(); ++i)
         if (from[i].size() != to[i].size() || !compareWords(from[i], to[i], 1))

@@ -1,4 +1,5 @@
 #include "round/lineparts.h"
+#include "check/mending.h"
 #include "check/shift.h"
 #include "convert/codec.h"
 #include "model/blankmap.h"
@@ -153,11 +154,54 @@ LineParts::Shape LineParts::take(std::wstring_view text, std::optional<LineKind>
     }
     const RecordKind* record = text.empty() ? nullptr : recordKind(text.front());
     if (!record) return Shape::Malformed;
-    if (text.size() < length && invalidFields(*record, text) != 0) return Shape::Malformed;
-    if (text.size() > length && text.find_first_not_of(L' ', length) != std::wstring_view::npos) return Shape::Malformed;
+    const bool isPadded = text.size() < length && invalidFields(*record, text) == 0;
+    const bool isCut = text.size() >= length && text.find_first_not_of(L' ', length) == std::wstring_view::npos;
+    if (!isPadded && !isCut) return takeShifted(*record, text) ? Shape::Columns : Shape::Malformed;
+    line.resize(length, L' ');
+    takeRecord(*record);
+    const auto masked = std::ranges::count(found, LinePart::Masked, &LinePart::kind);
+    if (masked < 2 || takeShifted(*record, text)) return Shape::Columns;
+    found.clear();
+    line.assign(text.begin(), text.end());
     line.resize(length, L' ');
     takeRecord(*record);
     return Shape::Columns;
+}
+
+// The columns of the line as it was, and then where they are now.
+bool LineParts::takeShifted(const RecordKind& kind, std::wstring_view text) {
+    const std::optional<Shift> shift = shiftOf(kind, text);
+    if (!shift) return false;
+    const int begin = shift->field->column - 1, end = begin + shift->field->width, lost = std::max(-shift->characters, 0),
+              gained = std::max(shift->characters, 0), hole = std::max(end - lost, begin);
+    const auto length = static_cast<std::size_t>(kind.length);
+    const auto at = [&](int column) { return std::min(static_cast<std::size_t>(column), text.size()); };
+    std::vector<wchar_t> aligned(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at(lost > 0 ? hole : end)));
+    aligned.insert(aligned.end(), static_cast<std::size_t>(lost), L' ');
+    const std::wstring_view rest = text.substr(at(lost > 0 ? hole : end + gained));
+    aligned.insert(aligned.end(), rest.begin(), rest.end());
+    if (aligned.size() > length && !isBlankText(std::wstring_view(aligned.data(), aligned.size()).substr(length))) return false;
+    aligned.resize(length, L' ');
+    found.clear();
+    line = std::move(aligned);
+    takeRecord(kind);
+
+    for (LinePart& part : found) {
+        const int first = part.first, last = first + part.size;
+        const bool isHere = first < end && last > begin;
+        if (part.kind == LinePart::Masked && !isHere) return false;
+        if (isHere && (part.kind == LinePart::Label || part.kind == LinePart::Kept) && shift->field->kind == FieldKind::Text)
+            part.kind = LinePart::Text;
+        const int from =
+                      lost > 0 ? (first <= hole ? first : std::max(hole, first - lost)) : (first < end ? first : first + gained),
+                  to = lost > 0 ? (last <= hole ? last : std::max(hole, last - lost)) : (last <= end ? last : last + gained);
+        part.first = static_cast<std::uint16_t>(from);
+        part.size = static_cast<std::uint16_t>(to - from);
+    }
+    if (gained > 0) found.push_back({LinePart::Masked, static_cast<std::uint16_t>(end), static_cast<std::uint16_t>(gained)});
+    line.assign(text.begin(), text.end());
+    line.resize(std::max(length, text.size()), L' ');
+    return true;
 }
 
 void LineParts::takeRecord(const RecordKind& kind) {

@@ -36,13 +36,14 @@ class LineParts {
 public:
     void begin() { areas.clear(); }
 
-    // The line has columns: all its filled ones are in one of parts(). Otherwise, it is masked as a whole, or a key line.
+    // The line has columns: all its filled ones are in one of parts(). Otherwise, it is masked as a whole, or a key line. A line
+    // that lost or gained characters has columns if all fields but the one where that happened are valid after the shift.
     enum class Shape : char { Columns, Malformed, Key };
     Shape take(std::wstring_view text, std::optional<LineKind> kind);
 
     std::span<const LinePart> parts() const { return found; }
 
-    // The line with the length of its kind; valid until the next call.
+    // The line, with at least the length of its kind; valid until the next call.
     std::wstring_view padded() const { return {line.data(), line.size()}; }
 
 private:
@@ -52,6 +53,7 @@ private:
     struct Sink;
 
     void takeRecord(const RecordKind& kind);
+    bool takeShifted(const RecordKind& kind, std::wstring_view text);
     void takeAreas();
     void addText(std::uint16_t first, std::uint16_t size, Personal holds);
     void addFreeText(std::uint16_t first, std::uint16_t width, Personal holds);

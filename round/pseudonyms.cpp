@@ -119,7 +119,7 @@ void Pseudonyms::replaceDigits(std::span<wchar_t> text, bool hexadecimal) const 
     text = trimmed(text);
     const std::wstring_view view = viewOf(text);
     std::vector<Digit> digits;
-    SecretText shape;  // what two texts with the same made-up ones have in common
+    SecretText shape;  // what a text and its replacement have in common
     for (std::size_t at = 0; at < text.size(); ++at) {
         const Alphabet alphabet = hexadecimal ? hexDigits : alphabetOf(view, at);
         shape += alphabet.size == 0 ? text[at] : static_cast<wchar_t>(alphabet.first);
@@ -170,6 +170,7 @@ void Pseudonyms::replaceHexadecimal(std::span<wchar_t> text) const {
 
 void Pseudonyms::replaceKey(std::span<wchar_t> text) const {
     const SecretText before(viewOf(text));
+    const bool isLower = std::ranges::any_of(text, [](wchar_t c) { return c >= L'a' && c <= L'f'; });
     std::uint64_t hash = 0;
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -184,7 +185,7 @@ void Pseudonyms::replaceKey(std::span<wchar_t> text) const {
             hash = keyHash(std::wstring_view(counted));
         }
         const std::uint32_t digit = takeBelow(16, hash);
-        const wchar_t letters = c >= L'a' ? L'a' : L'A';
+        const wchar_t letters = isLower ? L'a' : L'A';
         c = static_cast<wchar_t>(digit < 10 ? L'0' + static_cast<int>(digit) : letters + static_cast<int>(digit) - 10);
     }
 }

@@ -1,10 +1,11 @@
-// Made-up texts in the place of real ones: the same length, the same kind of character in each place, and the same text always
-// for the same one.
+// Replacements of texts: the same length, the same class of character in each place, and always the same replacement for the
+// same text.
 //
 // A text is a number with digits of several bases: each letter or digit counts in its own alphabet, and every other character
 // stays. A keyed permutation of these numbers (a Feistel network with SipHash as its round function) makes a secret order of
-// them; the made-up text is a later one in this order. So two texts never have the same made-up text, a text never has itself,
-// and only the key tells one from the other. That is all it can do for texts of very few characters: there are not many others.
+// them; the replacement is a later one in this order. So two texts never have the same replacement, none is replaced by
+// itself, and the order cannot be computed without the key. For texts of very few characters that is not much: there are few
+// others.
 #pragma once
 #include "common/siphash.h"
 #include <cstddef>

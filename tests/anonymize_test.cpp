@@ -124,7 +124,7 @@ TEST(Pseudonyms, no_word_stays_in_its_place) {
     }
 }
 
-// Each made-up character occurs as often as any other, whatever the text.
+// Each character of replacements occurs as often as any other, whatever the text.
 TEST(Pseudonyms, spread_evenly) {
     std::map<std::pair<std::size_t, wchar_t>, int> counts;
     for (int i = 0; i < 10'000; ++i) {

@@ -1,4 +1,4 @@
-// tramo anonymize: files for support tickets and tests, with made-up texts in the place of personal data.
+// tramo anonymize: replaces personal data of files, for support tickets and tests.
 #include "cli/commands/anonymize_files.h"
 #include "cli/io/outfile.h"
 #include "cli/io/platform.h"
@@ -17,13 +17,12 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(Replace personal data by made-up texts, for support tickets and tests.
+constexpr const char* help = R"(Replace personal data, for support tickets and tests.
 
 Examples:
   tramo anonymize --new-key office.key            makes a key, once
   tramo anonymize --key office.key samples/round-returned.txt -o ticket.txt
-  tramo anonymize --key office.key samples/round-exported.txt \
-      samples/round-returned.txt samples/amr-keys.txt -o ticket
+  tramo anonymize --key office.key exported.txt returned.txt keys.txt -o all
 
 Usage: tramo anonymize --key KEY [OPTION]... FILE -o OUT
        tramo anonymize --key KEY [OPTION]... FILE... -o FOLDER
@@ -31,30 +30,30 @@ Usage: tramo anonymize --key KEY [OPTION]... FILE -o OUT
 
 Names, addresses, telephone numbers, messages, serial numbers, references, user
 codes, codes and names of rounds, free answers, radio data, the values of
-parameters and the labels of tags are replaced. A made-up text has the length of
-the real one, and in each place a letter or a digit of the same kind. With the
-same key, the same text always becomes the same one: lines still belong to their
-meters, in every file. Positions move by a distance that the key decides.
+parameters and the labels of tags are replaced. The replacement has the length
+of the text, and in each place a letter or a digit of the same class. With the
+same key, the same text always gets the same replacement: lines still belong to
+their meters, in every file. Positions move by a distance that the key decides.
 
-Readings, dates, codes and the labels of areas and enquiries stay, so that "tramo
-check" finds the same errors in the same lines. A label that has a word of a
-name, an address or a number is replaced, too. Nobody can find a key of a key
-line from what replaces it. In a column that cannot be read, letters become Q
-and digits 9, and so they do in a malformed line, unless it is valid with
-trailing spaces: run "tramo repair" before.
+Readings, dates, codes and the labels of areas and enquiries stay, so that
+"tramo check" finds the same errors in the same lines. A label that contains a
+word of a name, an address or a number is replaced, too. The keys of key lines
+cannot be computed from their replacements, not even with KEY. In a column that
+cannot be read, letters become Q and digits 9, and so they do in a malformed
+line, unless it is valid with trailing spaces.
 
 Before OUT appears, the tool searches it for every word of four characters or
 more that it has replaced. If it finds one, it refuses, and nothing is written.
 
 What remains can still identify a meter for those who know its readings: see
-the guide. Whoever has KEY can tell made-up texts from the real ones. Keep it,
-to get the same texts next time, and never send it.
+the guide. With KEY, texts can be computed from their replacements. Keep it, to
+get the same replacements next time, and never send it.
 
 Options:
   --key KEY           the file of the key: 16 bytes or more, better random
                       ones; "-" is the standard input
-  --new-key KEY       makes a random key that only its owner can read; a file of
-                      that name is never replaced
+  --new-key KEY       makes a random key that only its owner can read; never
+                      replaces a file
   -o, --output OUT    writes to the file OUT; "-" is the standard output. Of
                       several FILEs, OUT is a folder, which gets files of the
                       same names
@@ -65,12 +64,12 @@ Options:
   -h, --help          show this page
 
 "-" is the standard input. Input from pipes and devices, and output for the
-standard output, is kept in TMPDIR, or /tmp, while the command runs: each file is
-read four times. Memory does not grow with the files.
+standard output, is kept in TMPDIR, or /tmp, while the command runs: each file
+is read four times. Memory does not grow with the files.
 
 Exit codes:
   0  the files were written
-  1  text at the end of a file cannot be read, or OUT would still hold a word
+  1  text at the end of a file cannot be read, or OUT would still contain a word
      that was replaced; nothing was written
   2  the command line is invalid, the key is too short, or a file cannot be read
   3  the output could not be written
@@ -160,6 +159,6 @@ int run(std::vector<std::string> arguments) {
 
 }  // namespace
 
-const Command anonymizeCommand{"anonymize", "replace personal data by made-up texts", help, run};
+const Command anonymizeCommand{"anonymize", "replace personal data", help, run};
 
 }  // namespace tramo::cli

@@ -17,15 +17,15 @@ constexpr const char* help = R"(Compare an exported round with what came back.
 
 Examples:
   tramo reconcile samples/round-exported.txt samples/round-returned.txt
+  tramo reconcile samples/round-exported.txt samples/round-broken.txt
   tramo reconcile --format csv exported.txt returned.txt > meters.csv
-  tramo reconcile --format json exported.txt returned.txt
 
 Usage: tramo reconcile [OPTION]... EXPORTED RETURNED
 
 First, for each round, the numbers: meters that are missing or were added, read
 (by status and method) or unread (by marking code), replaced by another meter,
-with a corrected serial number, located, or with answers; the readings by day and
-by agent.
+with a corrected serial number, located, or with answers; the readings by day
+and by agent.
 
 Then what must be looked at: meters that are missing or were added, master data
 that has changed, lines that are missing, were added, belong to no meter or are
@@ -33,17 +33,18 @@ malformed, and readings that are not plausible. The field work may fill in the
 reading, notes, corrected serial number and wheels of a meter, the current
 reading of a radio module, and lines of meter changes, extended AMR, answers and
 places. It may not change anything else. A value that is written in another form
-is the same. A meter that was not read is no difference.
+is the same. A meter that was not read does not count as a difference.
 
-Rounds belong together by their codes, meters by their serial numbers; a replaced
-meter may come back under its new one.
+Rounds belong together by their codes, meters by their serial numbers; a
+replaced meter may come back under its new one.
 
 JSON has the differences and the state of each meter; csv has a row for each
 meter.
 
 Options:
   --all               lists all differences; otherwise, the text lists 40
-  --encoding WHAT     of both files: auto (by the byte order mark), ansi, utf16le
+  --encoding WHAT     of both files: auto (by the byte order mark), ansi,
+                      utf16le
   --format WHAT       text, json, csv
   -h, --help          show this page
 

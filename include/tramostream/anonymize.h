@@ -1,9 +1,9 @@
-// Anonymizes exchange files, for support tickets and test data: made-up texts in the place of everything that says something
-// about a person, a home or a device (Personal).
+// Anonymizes exchange files, for support tickets and test data: replaces everything that says something about a person, a home
+// or a device (Personal).
 //
-// A made-up text has the length of the real one, and a letter or digit of the same kind in each place. The same text gets the
-// same one in every line and file with the same key, so that lines still belong to their meters. Without the key, it cannot be
-// told which text it stands for, except by what remains: the lengths, dates, readings and codes of the file.
+// A replacement has the length of the text, and a letter or digit of the same class in each place. The same text gets the same
+// replacement in every line and file with the same key, so that lines still belong to their meters. Without the key, the text
+// cannot be computed from it; but the lengths, dates, readings and codes of the file remain.
 #pragma once
 #include "export.h"
 #include "linekind.h"
@@ -28,7 +28,8 @@ struct AnonymizeOptions {
 /// all
 ///   areas. Hexadecimal radio data stays hexadecimal.
 /// - Positions move by a distance that the key decides, with a part of it that differs every two kilometers. 0/0 stays.
-/// - Of key lines, the keys, the serial number and the number of the address; keys cannot be told from them even with the key.
+/// - Of key lines, the keys, the serial number and the number of the address; keys cannot be computed from their replacements,
+/// not even with the key.
 /// - A column of a number, a date or a code that cannot be read, or only in part: letters become Q, digits 9.
 /// - Malformed lines, unless they are valid with trailing spaces: all letters become Q, digits 9.
 /// - Labels and other texts that are kept, if they have a word of four characters or more of a name, an address or a number that
@@ -63,7 +64,7 @@ public:
     /// Replaces all letters and digits of a text, or of a part of one.
     static void mask(std::wstring& text);
 
-    /// Returns the made-up text of a text in UTF-8, such as a serial number: the same as in a line.
+    /// Returns the replacement of a text in UTF-8, such as a serial number: the same as in a line.
     std::string pseudonymOf(std::string_view utf8) const;
 
     std::uint64_t labelsReplaced() const;  ///< by replace()
@@ -85,7 +86,7 @@ private:
 ///   share their words with the questions of a round.
 /// - Kept columns hold what they held, and a line has its length.
 ///
-/// A number or date in a kept column may by chance have the digits of a replaced word, and so may a made-up word: they are in
+/// A number or date in a kept column may by chance have the digits of a replaced word, and so may a replacement: they are in
 /// other places, and say nothing about it.
 ///
 /// Memory: a few bytes for each different word of the labels. Throws nothing but std::bad_alloc. Not thread-safe.

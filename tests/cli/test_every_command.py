@@ -31,6 +31,8 @@ class Use:
 
 
 READERS = [
+    Use("anonymize --key rows FILE -o -"),
+    Use("anonymize --key rows FILE -o OUT"),
     Use("check FILE", empty=1),
     Use("check --format json FILE", empty=1),
     Use("check --format sarif FILE", empty=1),
@@ -51,6 +53,8 @@ READERS = [
     Use("repair FILE"),
     Use("repair FILE -o -"),
     Use("repair FILE -o OUT"),
+    Use("reconcile FILE GOOD", empty=1),
+    Use("reconcile --format json GOOD FILE", empty=1),
     Use("rewrite --dry-run FILE"),
     Use("rewrite FILE -o -"),
     Use("rewrite FILE -o OUT"),
@@ -169,7 +173,7 @@ class Files(EveryCommandTest):
             with self.subTest(" ".join(use.arguments)):
                 code, out, err = self.run_here(use.of("empty"))
                 self.assertEqual(code, use.empty)
-                self.assertTrue(out or err or use.arguments[0] in ("convert", "export", "import"))
+                self.assertTrue(out or err or use.arguments[0] in ("anonymize", "convert", "export", "import"))
                 if "json" in use.arguments or "sarif" in use.arguments:
                     json.loads(out)
                 self.assertEqual(self.take("out") is None, use.prints)

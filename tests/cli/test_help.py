@@ -8,8 +8,8 @@ import unittest
 from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
 
 # The exit codes of the first two examples of each page. 1: the file has findings.
-CODES = {"": [1, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
-         "keys": [0, 0], "repair": [1, 1], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
+CODES = {"": [1, 0], "anonymize": [0, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
+         "keys": [0, 0], "reconcile": [0, 1], "repair": [1, 1], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
 
 # Terms to avoid, as regular expressions, each with the term to use.
 RETIRED = {
@@ -36,6 +36,8 @@ MISTAKES = (
     ["check", "--lines", "5-3", "f"], ["check", "--format", "xml", "f"], ["check", "--max-findings", "x", "f"], ["check", "--threads", "2000", "f"],
     ["check", "--seek", "f"], ["check", "--color", "f", "f"], ["check", "missing"], ["check", "."], ["check", "bare"], ["check", "big-endian"],
     ["check", "--encoding", "utf16le", "f"], ["check", "--lines", "2", "--seek", "bare"], ["check", "--lines", "20-21", "--seek", "cut"],
+    ["anonymize", "f"], ["anonymize", "--key", "f", "f"], ["anonymize", "--key", "missing", "f", "-o", "x"], ["anonymize", "--key", "f", "f", "./f", "-o", "x"],
+    ["anonymize", "--key", "short", "f", "-o", "x"], ["anonymize", "--new-key", "x", "f"], ["anonymize", "--key", "f", "f", "-o", "f"],
     ["convert", "f"], ["convert", "f", "--encoding", "ansi"], ["convert", "f", "g", "--encoding", "ansi", "-o", "x"], ["convert", "euro", "--encoding", "ansi", "-o", "x"],
     ["diff", "f"], ["diff", "-", "-"], ["explain", "8:3"], ["explain", "f:x"], ["explain", "0x"], ["explain", "0x002"], ["explain", "ParsDate"],
     ["explain", "1:x"], ["explain", "key:x"], ["explain", "--markdown", "1"], ["explain", "f:9"], ["export", "f"], ["export", "f", "--to", "xml"],
@@ -43,15 +45,16 @@ MISTAKES = (
     ["export", "f", "--to", "csv", "--findings", "-"], ["export", "cut", "--to", "jsonl", "-o", "x"], ["export", "f", "--to", "jsonl", "--bom"],
     ["export", "f", "--to", "jsonl", "-o", "f"], ["import", "f"], ["import", "f", "--from", "jsonl"], ["import", "f", "--from", "jsonl", "--encoding", "ansi"],
     ["import", "f", "--from", "csv", "--encoding", "ansi"], ["import", "f", "--from", "sqlite", "--encoding", "ansi"],
-    ["import", "-", "--from", "sqlite", "--encoding", "ansi"], ["keys"], ["keys", "f"], ["repair", "f", "--log", "x"], ["repair", "f", "--accept", "x"], ["rewrite", "f"], ["rewrite", "f", "--dry-run", "--format", "xml"],
+    ["import", "-", "--from", "sqlite", "--encoding", "ansi"], ["keys"], ["keys", "f"], ["reconcile", "f"], ["reconcile", "-", "-"], ["repair", "f", "--log", "x"], ["repair", "f", "--accept", "x"], ["rewrite", "f"], ["rewrite", "f", "--dry-run", "--format", "xml"],
     ["sample"], ["sample", "x", "-o", "y"], ["sample", "--faults", "2", "-o", "y"], ["sample", "--faults", "0.1", "-o", "-"],
+    ["sample", "--differences", "0.1", "-o", "y"], ["sample", "--returned", "--differences", "0.1", "-o", "-"],
     ["sample", "--meters", "0", "-o", "y"], ["sample", "--kinds", "zebra", "-o", "y"], ["sample", "--meters", "1", "--kinds", "6", "-o", "y"],
     ["show"], ["show", "f", "1", "2"], ["show", "f", "x"], ["show", "f:1:999"], ["stats", "missing"])
 
 # Reports. Other tests check their messages about fields.
 REPORTS = (
     ["--version"], ["check", "f"], ["check", "-q", "f", "f"], ["diff", "f", "f"], ["diff", "f", "cut"], ["diff", "--exact", "f", "unix"], ["explain", "f:1"],
-    ["show", "f"], ["show", "cut", "3"], ["stats", "f", "cut"], ["keys", "keys.txt"], ["rewrite", "--dry-run", "f"])
+    ["show", "f"], ["show", "cut", "3"], ["reconcile", "f", "f"], ["reconcile", "f", "cut"], ["stats", "f", "cut"], ["keys", "keys.txt"], ["rewrite", "--dry-run", "f"])
 
 
 def retired(text):
@@ -242,7 +245,7 @@ class Pages(CliTest):
         done = subprocess.run(["bash", "-c", "set -o pipefail; " + example], capture_output=True, cwd=self.folder, timeout=60,
                               env=ENVIRONMENT | {"PATH": os.path.join(self.folder, "bin") + ":" + ENVIRONMENT["PATH"]})
         self.assertIn(done.returncode, (0, 1) if code is None else (code,), done.stderr)
-        self.assertTrue(done.stdout or "-o " in example)
+        self.assertTrue(done.stdout or "-o " in example or "--new-key " in example)
         for written in re.findall(r"-o ([a-z0-9.-]+)", example):
             if written != "-":
                 self.assertTrue(os.path.exists(os.path.join(self.folder, written)), written)

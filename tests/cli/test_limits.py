@@ -112,7 +112,7 @@ class Size(CliTest):
         del text
         reads = [["check"], ["check", "--format", "json"], ["check", "--format", "sarif"], ["show", "--raw"], ["stats"], ["keys"],
                  ["diff", "small"], ["diff", "--format", "json", "small"], ["rewrite", "--dry-run"], ["repair"], ["repair", "-o", "repaired"], ["explain", "--"],
-                 ["rewrite", "-o", "rewritten"], ["convert", "--encoding", "utf16le", "-o", "converted"],
+                 ["rewrite", "-o", "rewritten"], ["anonymize", "--key", "small", "-o", "anonymized"], ["reconcile", "small"], ["convert", "--encoding", "utf16le", "-o", "converted"],
                  ["export", "--to", "csv", "--only", "text"], ["export", "--to", "csv", "-o", "tables", "--force"],
                  ["export", "--to", "jsonl", "-o", "rows.jsonl"], ["export", "--to", "sqlite", "-o", "rows.db"],
                  ["export", "--to", "xlsx", "-o", "rows.xlsx"]]

@@ -40,6 +40,7 @@ class Command:
 
 
 COMMANDS = [
+    Command("anonymize", "anonymize --key anonymize.key IN -o OUT", "round.txt", "large.txt"),
     Command("export jsonl", "export IN --to jsonl -o OUT", "round.txt", "large.txt"),
     Command("export csv", "export IN --to csv --only meter-subscriber -o /dev/null --findings OUT", "broken.txt", "large-broken.txt", secret=True),
     Command("export folder", "export IN --to csv -o OUT", "round.txt", "large.txt", form="folder"),
@@ -82,6 +83,8 @@ def setUpModule():
         if done.returncode > 1:
             raise RuntimeError(done.stderr)
 
+    with open(os.path.join(inputs, "anonymize.key"), "wb") as file:
+        file.write(b"a key of the tests\n")
     for name, source in (("round.txt", "round-returned.txt"), ("broken.txt", "round-broken.txt"), ("keys.txt", "amr-keys.txt")):
         with open(os.path.join(inputs, name), "wb") as file:
             file.write(sample(source))

@@ -19,6 +19,8 @@ PAUSE = 0.3
 END_OF_INPUT = b"\x04"  # typed on a terminal
 ROUND, KEYS = sample("round-returned.txt") * 8, sample("amr-keys.txt") * 20
 COMMANDS = [
+    "anonymize --key round.jsonl - -o -",
+    "anonymize --key - broken.txt -o -",
     "check --color never --all -",
     "check --color never -j 2 broken.txt - missing.txt",
     "check --format json broken.txt -",
@@ -38,6 +40,8 @@ COMMANDS = [
     "keys --show-keys keys.txt",
     "repair -",
     "repair - -o -",
+    "reconcile broken.txt -",
+    "reconcile --format csv - broken.txt",
     "rewrite --force - -o -",
     "rewrite --dry-run -",
     "sample --meters 100 -o -",
