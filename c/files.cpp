@@ -1,5 +1,6 @@
 // Readers, writers, checkers and columns.
 #include "c/handles.h"
+#include "round/checkedlines.h"
 #include "tramostream/check.h"
 #include "tramostream/columns.h"
 #include "tramostream/messages.h"
@@ -23,7 +24,7 @@ struct tramo_writer {
 struct tramo_checker {
     bool strict = false;
     std::optional<Checker> checker{};
-    Checker::End end{};
+    CheckedLines lines{};
     std::vector<Finding> findings{};
     std::size_t given = 0;
     std::string kind{}, field{};  // of the finding that was given last, each with a zero at its end
@@ -156,20 +157,8 @@ tramo_status tramo_checker_line(tramo_checker* checker, const tramo_line* line) 
         checker->given = 0;
         if (!checker->checker)
             checker->checker.emplace(CheckOptions{.strict = checker->strict, .prevailing = view.prevailingKind()});
-        if (view.fault() == LineFault::HalfCharacter) checker->end.isLastByteOdd = true;
-        if (view.fault() == LineFault::Unread) {
-            checker->end.charactersUnread +=
-                view.size() + (view.ending() == LineEnding::CrLf ? 2 : view.ending() != LineEnding::None);
-            return TRAMO_OK;
-        }
-        ++checker->end.lines;
-        const std::wstring text = view.wide();
-        const bool hasLf = view.ending() == LineEnding::CrLf || view.ending() == LineEnding::Lf;
-        checker->checker->line({.text = text,
-                                   .carriageReturn = view.ending() == LineEnding::CrLf || view.ending() == LineEnding::Cr,
-                                   .lineFeed = hasLf,
-                                   .number = view.number()},
-            checker->findings);
+        SourceLine source;
+        if (checker->lines.take(view, source)) checker->checker->line(source, checker->findings);
         return TRAMO_OK;
     });
 }
@@ -180,7 +169,7 @@ tramo_status tramo_checker_end(tramo_checker* checker) {
         checker->findings.clear();
         checker->given = 0;
         if (!checker->checker) checker->checker.emplace(CheckOptions{.strict = checker->strict});
-        checker->checker->end(checker->end, checker->findings);
+        checker->checker->end(checker->lines.end(), checker->findings);
         return TRAMO_OK;
     });
 }

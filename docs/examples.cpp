@@ -545,6 +545,49 @@ void arrow() {
     //! [arrowStream]
 }
 
+void meterTable() {
+    //! [MeterTable]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    tramo::MeterTable meters(file);
+    ArrowArray rows;
+    while (meters.exportRows(&rows)) {
+        std::wcout << rows.length << L" meters, " << rows.n_children << L" columns\n";
+        rows.release(&rows);
+    }
+    //> 60 meters, 25 columns
+    //! [MeterTable]
+}
+
+void lineTable() {
+    //! [LineTable]
+    tramo::LineTable malformed;
+    tramo::Reader reader("samples/round-damaged.txt");
+    for (const tramo::LineView& line : reader)
+        if (line.fault() != tramo::LineFault::None) malformed.add(line);
+    std::wcout << malformed.rows() << L" malformed lines\n";
+    //> 4 malformed lines
+    //! [LineTable]
+}
+
+void areaColumns() {
+    //! [AreaColumns]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    tramo::AreaColumns areas({"line", "state"});
+    for (const tramo::Round& round : file.rounds()) areas.columnsOf(round);
+    std::wcout << areas.names().size() << L" columns, the third is " << areas.names()[2].c_str() << L'\n';
+    //> 7 columns, the third is Commune
+    //! [AreaColumns]
+}
+
+void fileChecker() {
+    //! [FileChecker]
+    const tramo::FileCheckOptions options{.lines = {.strict = true}, .each = true};
+    const tramo::CheckedFile file = tramo::checkFile("samples/round-damaged.txt", options);
+    std::wcout << file.diagnosis.size() << L" about the file, " << file.findings.size() << L" about its lines\n";
+    //> 3 about the file, 5 about its lines
+    //! [FileChecker]
+}
+
 void roundFile() {
     //! [RoundFile]
     const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
@@ -845,6 +888,10 @@ int main() {
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
     run(L"RoundFile", roundFile);
+    run(L"MeterTable", meterTable);
+    run(L"LineTable", lineTable);
+    run(L"AreaColumns", areaColumns);
+    run(L"FileChecker", fileChecker);
     run(L"Round", round);
     run(L"Meter", meter);
     run(L"LineView", lineView);

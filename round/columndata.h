@@ -2,6 +2,7 @@
 #pragma once
 #include "model/fieldreading.h"
 #include "round/alignedbuffer.h"
+#include "round/arrowrows.h"
 #include "tramostream/columns.h"
 #include <bit>
 
@@ -49,6 +50,13 @@ struct ColumnData {
     }
 };
 
+// Hands the memory of a column with so many rows over; then it has none.
+inline ColumnMemory takeMemory(ColumnData& column, std::size_t rows) noexcept {
+    const std::size_t absent = rows - column.present(rows);
+    column.textSize = 0;
+    return {std::move(column.validity), std::move(column.values), std::move(column.offsets), absent, column.isText()};
+}
+
 struct ColumnTable {
     static constexpr std::uint16_t noColumn = 0xFFFF;
 
@@ -63,8 +71,11 @@ struct ColumnTable {
 
     void choose(std::span<const Field* const> fields);
     template <class Char> bool add(std::int64_t number, std::basic_string_view<Char> line);
+    template <class Char> bool addPadded(std::int64_t number, std::basic_string_view<Char> line);
+    bool add(const LineView& line);
     bool makeRoom();
     void clear();
+    void forget() { rows = capacity = unreadable = rowsWithRoom = 0; }  // the memory has been handed over
 };
 
 struct Columns::State : ColumnTable {};

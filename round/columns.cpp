@@ -1,9 +1,11 @@
 #include "tramostream/columns.h"
 #include "common/dates.h"
+#include "common/encoding.h"
 #include "common/utf16.h"
 #include "common/utf8.h"
 #include "common/zone.h"
 #include "round/columndata.h"
+#include "tramostream/reader.h"
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -100,6 +102,12 @@ bool narrow(std::u16string_view line, std::array<char, lineLength>& bytes) {
         bytes[i] = static_cast<char>(line[i]);
     }
     return all <= 0xFF;
+}
+
+// Copies a short line, with spaces at its end, to where there is room for a long one.
+template <class Char> std::basic_string_view<Char> padded(std::basic_string_view<Char> line, std::array<Char, lineLength>& room) {
+    std::ranges::fill(std::ranges::copy(line, room.begin()).out, room.end(), Char{' '});
+    return {room.data(), room.size()};
 }
 
 ColumnType typeOf(const FieldReading& reading) {
@@ -219,10 +227,18 @@ bool ColumnTable::makeRoom() {
 }
 
 template <class Char> bool ColumnTable::add(std::int64_t number, std::basic_string_view<Char> line) {
-    if (line.size() != lineLength || codec::codeOf(line[0]) != codec::codeOf(kind.letter)) return false;
+    if (line.size() != static_cast<std::size_t>(kind.length)) return false;
+    if (kind.letter != 0 && codec::codeOf(line[0]) != codec::codeOf(kind.letter)) return false;
+    if (line.size() == lineLength) return addPadded(number, line);
+    std::array<Char, lineLength> room;
+    return addPadded(number, padded(line, room));
+}
+
+// Adds a line of the length of a record, which a shorter line has with spaces at its end.
+template <class Char> bool ColumnTable::addPadded(std::int64_t number, std::basic_string_view<Char> line) {
     if constexpr (sizeof(Char) > 1)
         if (std::array<char, lineLength> bytes; narrow(line, bytes))
-            return add(number, std::string_view(bytes.data(), lineLength));
+            return addPadded(number, std::string_view(bytes.data(), lineLength));
     if (rowsWithRoom == 0 && !makeRoom()) return false;
     RowSink<Char> sink{*this, line, rows};
     decodeLine(readings, line.data(), BlankMap<lineLength, Char>(line.data()), sink);
@@ -231,6 +247,16 @@ template <class Char> bool ColumnTable::add(std::int64_t number, std::basic_stri
     --rowsWithRoom;
     for (const std::uint16_t index : texts) columns[index].putOffset(rows);
     return true;
+}
+
+bool ColumnTable::add(const LineView& line) {
+    if (line.kind() != &kind) return false;
+    const auto length = static_cast<std::size_t>(kind.length);
+    if (line.encoding() == Encoding::Ansi) return add(line.number(), line.bytes().substr(0, length));
+    std::array<char16_t, lineLength> units;
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(line.bytes().data());
+    for (std::size_t i = 0; i < length; ++i) units[i] = encoding::unitAt(bytes, i);
+    return add(line.number(), std::u16string_view(units.data(), length));
 }
 
 void ColumnTable::clear() {
@@ -253,6 +279,8 @@ Columns::~Columns() = default;
 
 bool Columns::add(std::int64_t number, std::string_view line) { return state->add(number, line); }
 bool Columns::add(std::int64_t number, std::u16string_view line) { return state->add(number, line); }
+
+bool Columns::add(const LineView& line) { return state->add(line); }
 
 const RecordKind& Columns::kind() const { return state->kind; }
 std::size_t Columns::rows() const { return state->rows; }

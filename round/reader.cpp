@@ -5,6 +5,7 @@
 #include "common/printable.h"
 #include "round/kindfields.h"
 #include "round/linesource.h"
+#include "tramostream/diagnosis.h"
 #include <algorithm>
 #include <cerrno>
 
@@ -42,6 +43,7 @@ struct ReaderState {
     bool isTextOver = false;
     bool isPending = false;  // the line of the source has not been returned, because memory was lacking
     SecretText wide{};       // may hold a key line
+    std::shared_ptr<const FileHead> head{};
     LineView line{};
     std::array<char, 512> room{};  // for a record in UTF-16 as single bytes
     std::error_code failure{};
@@ -53,6 +55,7 @@ struct ReaderState {
     void fail(const char* action, int reason);
     void report();
     void start();
+    void diagnose();
     std::optional<LineKind> findPrevailing();
     const LineView* next();
     void findEnding();
@@ -76,13 +79,23 @@ void ReaderState::report() {
 
 void ReaderState::start() {
     const bool needsMark = !options.encoding || options.encoding == Encoding::Utf16;
-    const std::size_t wanted = options.kind ? (needsMark ? encoding::utf16Mark.size() : 0) : LineSource::blockSize;
+    const bool needsBlock = !options.kind || options.diagnose;
+    const std::size_t wanted = needsBlock ? LineSource::blockSize : needsMark ? encoding::utf16Mark.size() : 0;
     if (!source.load(wanted)) return fail("read", source.error());
+    if (options.diagnose) diagnose();
     const bool hasMark = source.waiting().starts_with(encoding::utf16Mark);
     line.coding = options.encoding.value_or(hasMark ? Encoding::Utf16 : Encoding::Ansi);
     source.setUtf16(isUtf16());
     line.room = room.data();
     line.prevailing = options.kind ? options.kind : findPrevailing();
+}
+
+void ReaderState::diagnose() {
+    static_assert(LineSource::blockSize >= FileHead::size);
+    const std::string_view first = source.waiting().substr(0, FileHead::size);
+    const bool isWhole = source.isLoaded() && first.size() == source.waiting().size();
+    head = std::make_shared<FileHead>(
+        first, isWhole, options.encoding ? std::optional(*options.encoding == Encoding::Utf16) : std::nullopt);
 }
 
 // Sets the wide text to these characters.
@@ -267,6 +280,7 @@ const LineView* Reader::next() { return state ? state->next() : nullptr; }
 Encoding Reader::encoding() const { return state ? state->line.coding : Encoding::Ansi; }
 std::optional<LineKind> Reader::prevailing() const { return state ? state->line.prevailing : std::nullopt; }
 std::uint64_t Reader::bytesRead() const { return state ? state->source.place() : 0; }
+std::shared_ptr<const FileHead> Reader::head() const { return state ? state->head : nullptr; }
 std::error_code Reader::error() const { return state ? state->failure : std::error_code(); }
 
 const std::string& Reader::message() const {

@@ -7,8 +7,13 @@
 #include "support/streamfiles.h"
 #include "support/timezone.h"
 #include "tramostream/anyrecord.h"
+#include "tramostream/linemodel.h"
+#include "tramostream/reader.h"
 #include "tramostream/stringconverter.h"
 #include <chrono>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <system_error>
 #ifndef _WIN32
 #include "support/fencedtext.h"
@@ -245,6 +250,51 @@ TEST(Columns, line_of_another_kind_or_length_is_refused) {
     EXPECT_EQ(columns.rows(), 0u);
     EXPECT_TRUE(columns.add(1, '3' + std::string(511, ' ')));
     EXPECT_EQ(columns.rows(), 1u);
+}
+
+// The value of each field as text, of the columns and of the lines of a reader.
+void expectAsTheReader(const std::string& bytes) {
+    std::map<const RecordKind*, Columns> columns;
+    for (const RecordKind* kind : tramo::allKinds()) columns.emplace(kind, Columns(*kind));
+    tramo::Reader reader = tramo::Reader::ofBytes(bytes);
+    std::size_t rows = 0;
+    for (const tramo::LineView& line : reader)
+        for (auto& [kind, table] : columns) {
+            const std::size_t before = table.rows();
+            ASSERT_EQ(table.add(line), line.kind() == kind);
+            if (table.rows() == before) continue;
+            ++rows;
+            EXPECT_EQ(table.lines()[before], line.number());
+            for (std::size_t i = 0; i < table.size(); ++i) {
+                const Column column = table[i];
+                const tramo::FieldView value = line[*column.field];
+                ASSERT_EQ(column.has(before), value.text().has_value()) << column.field->name;
+                if (column.type == ColumnType::Text && column.has(before)) { EXPECT_EQ(column.text(before), *value.text()); }
+                if (column.type == ColumnType::Int64 && column.has(before)) {
+                    EXPECT_EQ(column.value<std::int64_t>(before), *value.integer());
+                }
+            }
+        }
+    EXPECT_GE(rows, 4u);
+}
+
+TEST(Columns, lines_of_a_reader_of_all_kinds_and_encodings) {
+    const TimeZone local("Europe/Paris");
+    for (const char* name :
+        {"round-returned.txt", "round-returned-utf16.txt", "round-damaged.txt", "tags.txt", "parameters.txt"}) {
+        std::ifstream file(std::string(SAMPLES) + '/' + name, std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+        ASSERT_FALSE(bytes.empty()) << name;
+        expectAsTheReader(bytes);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(Columns, short_lines_in_UTF_16) {
+    std::ifstream file(std::string(SAMPLES) + "/tags.txt", std::ios::binary);
+    std::string wide = "\xFF\xFE";
+    for (char c; file.get(c);) (wide += c) += '\0';
+    expectAsTheReader(wide);
 }
 
 TEST(Columns, cleared_columns_hold_nothing_of_earlier_rows) {

@@ -1,6 +1,5 @@
 // What people mean by a round, as tables: one row for a meter, an answer, an alarm.
 #pragma once
-#include "cli/tables/areacolumns.h"
 #include "cli/tables/rows.h"
 #include <array>
 #include <cstdint>
@@ -9,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <tramostream/round.h>
+#include <tramostream/tables.h>
 #include <vector>
 
 namespace tramo::cli {

@@ -58,6 +58,8 @@ struct ArrowArrayStream {
 
 namespace tramo {
 
+class LineView;
+
 /// The type of a column. It follows from its field, never from the values.
 enum class ColumnType : char {
     Text,    ///< Text, Code: UTF-8; of a code its character
@@ -120,6 +122,10 @@ public:
     bool add(std::int64_t number, std::string_view line);     ///< ANSI bytes
     bool add(std::int64_t number, std::u16string_view line);  ///< UTF-16 units
     /// @}
+
+    /// Adds a line of a Reader, with its number. Returns false, and adds nothing, if LineView::kind is another one, or if a
+    /// column would hold more than 2 GB of text.
+    bool add(const LineView& line);
 
     const RecordKind& kind() const;
     std::size_t rows() const;

@@ -61,6 +61,7 @@ enum class LineFault : char {
 /// The name of a fault, in words: "the line is too short".
 TRAMO_EXPORT std::string_view describe(LineFault fault);
 
+class FileHead;
 class LineView;
 class Line;
 struct KindFields;
@@ -223,6 +224,9 @@ struct ReadOptions {
     /// Of every line. Nullopt: found for each line by its length and its beginning; lines that fit no kind count as malformed
     /// lines of the prevailing one. To find that, the first 256 KiB of the file are read before the first line is returned.
     std::optional<LineKind> kind{};
+
+    /// Makes Reader::head, for a FileChecker.
+    bool diagnose = false;
 };
 
 /// Reads the lines of a file, a block at a time, in order:
@@ -262,6 +266,9 @@ public:
 
     /// Returns ReadOptions::kind or, if it is nullopt, the kind of most lines in the first 256 KiB; see KindCensus.
     std::optional<LineKind> prevailing() const;
+
+    /// Returns what the first bytes of the file show, if ReadOptions::diagnose is set; otherwise nullptr.
+    std::shared_ptr<const FileHead> head() const;
 
     Encoding encoding() const;           ///< of the file
     std::uint64_t bytesRead() const;     ///< of the file, up to the end of the last line

@@ -1,9 +1,10 @@
-#include "cli/tables/areacolumns.h"
-#include "cli/io/text.h"
+// Names of columns for the labelled areas of rounds.
+#include "common/concat.h"
+#include "common/utf8.h"
+#include "tramostream/tables.h"
 #include <algorithm>
-#include <fmt/format.h>
 
-namespace tramo::cli {
+namespace tramo {
 
 namespace {
 
@@ -27,8 +28,7 @@ std::string folded(std::string name) {
 std::string labelOf(const Area& area) {
     std::wstring text = utf8::decode(area.label);
     const std::size_t first = text.find_first_not_of(L' ');
-    if (first == std::wstring::npos)
-        return fmt::format("{} area {}", area.of == Area::Meter ? "meter" : "subscriber", area.number);
+    if (first == std::wstring::npos) return concat(area.of == Area::Meter ? "meter" : "subscriber", " area ", area.number);
     text = text.substr(first, text.find_last_not_of(L' ') + 1 - first);
     std::ranges::replace_if(text, isSpecial, L'_');
     if (isSpecialAtFront(text.front())) text.front() = L'_';
@@ -57,10 +57,10 @@ std::size_t AreaColumns::columnOf(const std::string& label, std::size_t nth) {
         return std::ranges::any_of(taken, isSame) || std::ranges::any_of(all, isSame);
     };
     std::string name = label;
-    for (int number = 2; isTaken(name); ++number) name = fmt::format("{} {}", label, number);
+    for (int number = 2; isTaken(name); ++number) name = concat(label, ' ', number);
     labels.emplace_back(label, nth);
     all.push_back(std::move(name));
     return all.size() - 1;
 }
 
-}  // namespace tramo::cli
+}  // namespace tramo
