@@ -588,6 +588,17 @@ void fileChecker() {
     //! [FileChecker]
 }
 
+void fileParts() {
+    //! [FileParts]
+    const tramo::FileParts file = tramo::splitFile("samples/round-returned.txt", 40000);
+    for (const tramo::FilePart& part : file.parts)
+        std::wcout << L"from line " << part.firstLine << L": " << part.size << L" bytes\n";
+    //> from line 1: 40092 bytes
+    //> from line 79: 40092 bytes
+    //> from line 157: 8224 bytes
+    //! [FileParts]
+}
+
 void roundFile() {
     //! [RoundFile]
     const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
@@ -888,6 +899,7 @@ int main() {
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
     run(L"RoundFile", roundFile);
+    run(L"FileParts", fileParts);
     run(L"MeterTable", meterTable);
     run(L"LineTable", lineTable);
     run(L"AreaColumns", areaColumns);

@@ -22,8 +22,13 @@ public:
         text.resize(line.size());
         encoding::read(reinterpret_cast<const unsigned char*>(line.bytes().data()), text.size(),
             line.encoding() == Encoding::Utf16, text.data());
+        bool hasReturn = line.ending() == LineEnding::CrLf || line.ending() == LineEnding::Cr;
+        if (line.fault() == LineFault::HalfCharacter && text.ends_with(L'\r')) {  // the byte after it belongs to no line
+            text.pop_back();
+            hasReturn = true;
+        }
         source = {.text = text,
-            .carriageReturn = line.ending() == LineEnding::CrLf || line.ending() == LineEnding::Cr,
+            .carriageReturn = hasReturn,
             .lineFeed = line.ending() == LineEnding::CrLf || line.ending() == LineEnding::Lf,
             .number = line.number()};
         return true;

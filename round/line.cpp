@@ -534,7 +534,7 @@ const char* wordsOf(FieldKind kind) {
     case FieldKind::Year: return "a year";
     case FieldKind::Code: return "a character";
     case FieldKind::Flag: return "a flag";
-    case FieldKind::AlarmFlags: return "alarm flags, an integer";
+    case FieldKind::AlarmFlags: return "alarm flags (an integer or four hexadecimal digits)";
     }
     return "";
 }
@@ -565,6 +565,15 @@ std::string codePoint(char32_t c) {
     std::string digits(text.data(), result.ptr);
     std::ranges::transform(digits, digits.begin(), [](char d) { return d >= 'a' ? static_cast<char>(d - 'a' + 'A') : d; });
     return "U+" + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+}
+
+// The alarm flags of a text as FieldView::text returns it.
+std::optional<long long> flagsOf(std::string_view text) {
+    long long bits = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, bits, 16);
+    const bool areDigits = text.size() == 4 && text[0] != '-' && result.ec == std::errc() && result.ptr == end;
+    return areDigits ? std::optional(bits) : std::nullopt;
 }
 
 // Converts a new value to that of a field, or says why the field cannot hold it.
@@ -604,6 +613,8 @@ public:
             break;
         case FieldKind::AlarmFlags:
             if (const auto* bits = std::get_if<long long>(&value)) return ofAlarms(*bits);
+            if (const auto* text = std::get_if<std::string_view>(&value))
+                if (const auto bits = flagsOf(*text)) return ofAlarms(*bits);
             break;
         }
         return fail(SetResult::WrongType, concat("expected ", wordsOf(field.kind), ", found ", wordsOf(value)));

@@ -5,6 +5,7 @@
 #include "common/printable.h"
 #include "round/kindfields.h"
 #include "round/linesource.h"
+#include "round/openfile.h"
 #include "tramostream/diagnosis.h"
 #include <algorithm>
 #include <cerrno>
@@ -235,19 +236,6 @@ struct Reader::State : ReaderState {
 };
 
 Reader::Reader(std::unique_ptr<State> with) : state(std::move(with)) { state->start(); }
-
-namespace {
-
-File openToRead(const std::filesystem::path& path) {
-    const std::string narrow = narrowPath(path);
-    errno = 0;
-    if (narrow.find('\0') == std::string::npos)
-        if (File file(narrow.c_str(), File::Access::Read); file.isOpen()) return file;
-    if (errno == 0) errno = narrow.find('\0') == std::string::npos ? EISDIR : ENOENT;
-    return {};
-}
-
-}  // namespace
 
 Reader::Reader(const std::filesystem::path& path, const ReadOptions& options) : Reader(path, options, false) {}
 Reader::Reader(std::nothrow_t, const std::filesystem::path& path, const ReadOptions& options) : Reader(path, options, true) {}

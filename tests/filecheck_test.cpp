@@ -67,6 +67,15 @@ TEST(FileChecker, knows_the_last_line) {
     EXPECT_TRUE(std::ranges::none_of(cut.findings, [](const Finding& f) { return f.rule->name == "LineTooShort"; }));
 }
 
+TEST(FileChecker, half_a_character_belongs_to_no_line) {
+    const std::string text = contentOf(sample("round-returned-utf16.txt"));
+    const CheckedFile file = checkBytes(text.substr(0, text.size() - 1), {.each = true});
+    std::vector<std::string_view> rules;
+    for (const Finding& finding : file.diagnosis) rules.push_back(finding.rule->name);
+    for (const Finding& finding : file.findings) rules.push_back(finding.rule->name);
+    EXPECT_EQ(rules, (std::vector<std::string_view>{"LastLineEnding", "LineEndMissing", "LastByteOdd"}));
+}
+
 TEST(FileChecker, other_formats_have_no_lines) {
     const CheckedFile file = checkBytes("PK\x03\x04 something else entirely, and no line at all");
     EXPECT_EQ(file.diagnosis.size(), 1u);

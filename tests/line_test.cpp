@@ -722,6 +722,10 @@ TEST(Line, reason_names_the_field_and_the_cause) {
     EXPECT_EQ(
         reason(module(), "meterUnit", 0.12345), "meterUnit: \"0.12345\" is written as \"0.1234\", which is read as \"0.1234\"");
     EXPECT_EQ(reason(module(), "previousAlarms", 4096), "previousAlarms: there are 12 alarm flags; expected 0 to 4095");
+    EXPECT_EQ(reason(module(), "previousAlarms", "1000"), "previousAlarms: there are 12 alarm flags; expected 0 to 4095");
+    for (const char* text : {"82", "008G", "+082", "-082", "00082"})
+        EXPECT_EQ(reason(module(), "previousAlarms", text),
+            "previousAlarms: expected alarm flags (an integer or four hexadecimal digits), found a text");
     EXPECT_EQ(
         reason(module(), "previousReadingDateStr", "20240131"), "previousReadingDateStr: the format never writes the field");
 }
@@ -773,3 +777,12 @@ TEST(Line, field_that_another_one_writes_is_written_like_that) {
 }
 
 }  // namespace
+
+TEST(Line, alarm_flags_are_set_by_their_text) {
+    Line line(tramo::kindOf<AMRTramoModel>());
+    ASSERT_TRUE(line.set("currentAlarms", "0082"));
+    EXPECT_EQ(line["currentAlarms"].alarms(), 0x82);
+    EXPECT_EQ(line.text("currentAlarms"), "0082");
+    ASSERT_TRUE(line.set("currentAlarms", std::nullopt));
+    EXPECT_TRUE(line["currentAlarms"].blank());
+}

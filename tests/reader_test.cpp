@@ -562,3 +562,67 @@ TEST(Reader, values_allocate_nothing) {
 }
 
 }  // namespace
+
+// ---- Parts of a file ------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The numbers and texts of all lines, read in parts.
+std::vector<std::string> linesOfParts(const std::string& path, std::uint64_t bytesPerPart, std::size_t& count) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const tramo::FileParts parts = tramo::splitFile(path, bytesPerPart);
+    count = parts.parts.size();
+    std::vector<std::string> lines;
+    std::uint64_t end = bytes.starts_with("\xFF\xFE") ? 2 : 0;
+    for (const tramo::FilePart& part : parts.parts) {
+        EXPECT_EQ(part.offset, end);
+        EXPECT_GT(part.size, 0u);
+        end = part.offset + part.size;
+        const std::string_view text = std::string_view(bytes).substr(part.offset, part.size);
+        Reader reader = Reader::ofBytes(text, {.encoding = parts.encoding});
+        for (const LineView& line : reader)
+            lines.push_back(std::to_string(line.number() + part.firstLine - 1) + ' ' + std::string(line.bytes()));
+    }
+    EXPECT_EQ(end, bytes.size());
+    return lines;
+}
+
+}  // namespace
+
+TEST(FileParts, have_all_lines_with_their_numbers) {
+    for (const char* name : {"round-returned.txt", "round-returned-utf16.txt", "round-damaged.txt", "tags.txt"}) {
+        const std::string path = std::string(SAMPLES) + '/' + name;
+        std::vector<std::string> expected;
+        Reader reader(path);
+        for (const LineView& line : reader) expected.push_back(std::to_string(line.number()) + ' ' + std::string(line.bytes()));
+        for (const std::uint64_t size : {1ULL, 100ULL, 5000ULL, 1ULL << 40}) {
+            std::size_t count = 0;
+            EXPECT_EQ(linesOfParts(path, size, count), expected) << name << ' ' << size;
+            if (size == 1) { EXPECT_EQ(count, expected.size()); }
+            if (size == 1ULL << 40) { EXPECT_EQ(count, 1u); }
+        }
+    }
+}
+
+TEST(FileParts, text_that_is_not_read_is_one_part) {
+    const streams::TempFolder folder;
+    const std::string path = folder.path("utf16.txt");
+    std::ofstream(path, std::ios::binary) << std::string("\xFF\xFE"
+                                                         "a\0\n\0"
+                                                         "\xFF\xFF\n\0"
+                                                         "b\0\n\0"
+                                                         "c\0",
+        16);
+    const tramo::FileParts parts = tramo::splitFile(path, 1);
+    ASSERT_EQ(parts.parts.size(), 2u);
+    EXPECT_EQ(parts.parts[1].offset, 6u);
+    EXPECT_EQ(parts.parts[1].size, 10u);
+}
+
+TEST(FileParts, of_an_empty_or_missing_file) {
+    const streams::TempFolder folder;
+    std::ofstream(folder.path("empty.txt"));
+    EXPECT_TRUE(tramo::splitFile(folder.path("empty.txt"), 10).parts.empty());
+    EXPECT_THROW((void)tramo::splitFile(folder.path("missing.txt"), 10), std::system_error);
+}

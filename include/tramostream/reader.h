@@ -310,6 +310,26 @@ private:
     std::unique_ptr<State> state;
 };
 
+/// A part of a file: whole lines.
+struct FilePart {
+    std::uint64_t offset = 0;    ///< of its first byte
+    std::uint64_t size = 0;      ///< in bytes
+    std::int64_t firstLine = 1;  ///< the number of its first line
+};
+
+/// A file in parts that can be read independently, by Reader::ofBytes with this encoding: on several threads, or machines.
+struct FileParts {
+    Encoding encoding = Encoding::Ansi;
+    std::vector<FilePart> parts{};  ///< in the order of the file; none: the file is empty
+};
+
+/// Cuts a file after about so many bytes each, at line endings. Reads the whole file, to count its lines. Throws
+/// std::system_error with the path and the reason if it cannot be read. The line that ends the text of a UTF-16 file
+/// (LineFault::Unread) and what follows it are one part. The byte order mark is in no part.
+///
+/// @snippet docs/examples.cpp FileParts
+TRAMO_EXPORT FileParts splitFile(const std::filesystem::path& path, std::uint64_t bytesPerPart, const ReadOptions& options = {});
+
 /// A value to write into a field, or none: std::nullopt makes the field blank. A text is UTF-8, and must outlive this object.
 ///
 /// @snippet docs/examples.cpp Line
@@ -395,8 +415,9 @@ public:
     /// @name Change a field
     /// Writes the value in the format's form into the columns of the field, and changes nothing else; std::nullopt and an empty
     /// text make them blank. After Done, the columns are read as this value, for the field or for the one that it is read into
-    /// (Field::readInto). Otherwise, nothing is changed. An integer fits into a decimal field. A name that the kind of the line
-    /// does not have throws std::invalid_argument, as in operator[].
+    /// (Field::readInto). Otherwise, nothing is changed. An integer fits into a decimal field, and the text of alarm flags
+    /// (FieldView::text) into their field. A name that the kind of the line does not have throws std::invalid_argument, as in
+    /// operator[].
     /// @{
     SetResult set(const Field& field, const NewValue& value);
     SetResult set(std::string_view name, const NewValue& value);
