@@ -18,7 +18,7 @@ import tempfile
 
 TABLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../model/*.cpp")
 ELSEWHERE = {
-    "README.md": {"sh", "cmake"},             # tests/scripts and tests/consume
+    "README.md": {"sh", "cmake", "python"},   # tests/scripts, tests/consume and tests/python
     "docs/guide.md": {"Add a record kind"},   # new_kind.py
     "docs/editors.md": {"vim", "yaml"},       # test_editors.py
     "docs/languages.md": {"csharp", "java", "go", "rust"},   # the same calls as in tests/c
