@@ -2,7 +2,8 @@
 from __future__ import annotations
 
 import datetime
-from typing import TYPE_CHECKING, Iterator, List, NamedTuple, Optional, Sequence, Union
+from dataclasses import dataclass
+from typing import TYPE_CHECKING, Any, Callable, Iterator, List, NamedTuple, Optional, Sequence, Tuple, TypeVar, Union, overload
 
 from . import _core
 from ._check import Finding
@@ -23,7 +24,8 @@ class Origin(NamedTuple):
     width: int
 
 
-class Area(NamedTuple):
+@dataclass(frozen=True)
+class Area:
     """A labelled part of a free text of each meter subscriber line, as the round line defines it."""
 
     of: str
@@ -36,7 +38,8 @@ class Area(NamedTuple):
     type: Optional[str]
 
 
-class AreaText(NamedTuple):
+@dataclass(frozen=True)
+class AreaText:
     """The text of an area in one meter's line; label None: text outside of all areas."""
 
     label: Optional[str]
@@ -44,7 +47,8 @@ class AreaText(NamedTuple):
     origin: Origin
 
 
-class Reading(NamedTuple):
+@dataclass(frozen=True)
+class Reading:
     """A reading of a meter. Index and consumption have no unit in the format."""
 
     at: datetime.datetime
@@ -57,7 +61,8 @@ class Reading(NamedTuple):
     origin: Origin
 
 
-class HistoryItem(NamedTuple):
+@dataclass(frozen=True)
+class HistoryItem:
     """An earlier reading, one of four slots of the meter subscriber line."""
 
     slot: int
@@ -67,7 +72,8 @@ class HistoryItem(NamedTuple):
     origin: Origin
 
 
-class ModuleReading(NamedTuple):
+@dataclass(frozen=True)
+class ModuleReading:
     """What a radio module has recorded; slot 0: the reading of the line, otherwise an earlier one."""
 
     slot: int
@@ -77,7 +83,8 @@ class ModuleReading(NamedTuple):
     origin: Origin
 
 
-class Alarm(NamedTuple):
+@dataclass(frozen=True)
+class Alarm:
     """An alarm that is set."""
 
     name: str
@@ -86,7 +93,8 @@ class Alarm(NamedTuple):
     origin: Origin
 
 
-class MeterChange(NamedTuple):
+@dataclass(frozen=True)
+class MeterChange:
     """A meter that replaced another one."""
 
     old_serial: Optional[str]
@@ -97,7 +105,8 @@ class MeterChange(NamedTuple):
     origin: Origin
 
 
-class Answer(NamedTuple):
+@dataclass(frozen=True)
+class Answer:
     """An answer of an enquiry with its question; question None: the round does not define it."""
 
     page: str
@@ -112,7 +121,8 @@ class Answer(NamedTuple):
     origin: Origin
 
 
-class Place(NamedTuple):
+@dataclass(frozen=True)
+class Place:
     """Where a meter is, in degrees."""
 
     latitude: float
@@ -123,7 +133,8 @@ class Place(NamedTuple):
     origin: Origin
 
 
-class Orphan(NamedTuple):
+@dataclass(frozen=True)
+class Orphan:
     """A line that belongs to no meter, although its kind does, and why, as a sentence."""
 
     line: _core.Line
@@ -131,8 +142,12 @@ class Orphan(NamedTuple):
     reason: str
 
 
-def _reading(values: Optional[tuple[object, ...]]) -> Optional[Reading]:
-    return None if values is None else Reading(*values[:-1], Origin(*values[-1]))  # type: ignore[arg-type,misc]
+_T = TypeVar("_T")
+
+
+def _made(kind: Callable[..., _T], values: Tuple[Any, ...]) -> _T:
+    """The object of values of which the last one is its origin."""
+    return kind(*values[:-1], Origin(*values[-1]))
 
 
 class Meter:
@@ -147,8 +162,8 @@ class Meter:
         serial, state, reading, previous, difference = core.facts()
         self.serial: str = serial
         self.state: str = state
-        self.reading = _reading(reading)
-        self.previous = _reading(previous)
+        self.reading = None if reading is None else _made(Reading, reading)
+        self.previous = None if previous is None else _made(Reading, previous)
         self.difference: Optional[int] = difference
 
     def __repr__(self) -> str:
@@ -167,7 +182,7 @@ class Meter:
     @property
     def areas(self) -> List[AreaText]:
         """The areas that are not blank, in the order of the round line, then what is outside of all areas."""
-        return [AreaText(label, text, Origin(*origin)) for label, text, origin in self._core.areas()]
+        return [_made(AreaText, values) for values in self._core.areas()]
 
     def area(self, label: str) -> Optional[str]:
         """The text of the first area with this label that is not blank; None: there is none."""
@@ -176,33 +191,33 @@ class Meter:
     @property
     def alarms(self) -> List[Alarm]:
         """The alarms that are set, in the order of the lines and fields."""
-        return [Alarm(*values, Origin(*origin)) for *values, origin in self._core.alarms()]
+        return [_made(Alarm, values) for values in self._core.alarms()]
 
     @property
     def history(self) -> List[HistoryItem]:
         """The slots that are not blank, by number."""
-        return [HistoryItem(*values, Origin(*origin)) for *values, origin in self._core.history()]
+        return [_made(HistoryItem, values) for values in self._core.history()]
 
     @property
     def module_readings(self) -> List[ModuleReading]:
         """Of all radio modules, in the order of the lines and slots."""
-        return [ModuleReading(*values, Origin(*origin)) for *values, origin in self._core.module_readings()]
+        return [_made(ModuleReading, values) for values in self._core.module_readings()]
 
     @property
     def changes(self) -> List[MeterChange]:
         """The changes of the meter."""
-        return [MeterChange(*values, Origin(*origin)) for *values, origin in self._core.changes()]
+        return [_made(MeterChange, values) for values in self._core.changes()]
 
     @property
     def answers(self) -> List[Answer]:
         """The areas of enquiries that have an answer."""
-        return [Answer(*values, Origin(*origin)) for *values, origin in self._core.answers()]
+        return [_made(Answer, values) for values in self._core.answers()]
 
     @property
     def place(self) -> Optional[Place]:
         """Where it is: of the last line that says so."""
         values = self._core.place()
-        return None if values is None else Place(*values[:-1], Origin(*values[-1]))
+        return None if values is None else _made(Place, values)
 
 
 class Round:
@@ -250,8 +265,12 @@ class RoundFile(Sequence[Round]):
         self.path = opened.path
         self.encoding = self._core.encoding()
 
-    def __getitem__(self, index: Union[int, slice]) -> Round:  # type: ignore[override]
-        return self._rounds[index]  # type: ignore[return-value]
+    @overload
+    def __getitem__(self, index: int) -> Round: ...
+    @overload
+    def __getitem__(self, index: slice) -> List[Round]: ...
+    def __getitem__(self, index: Union[int, slice]) -> Union[Round, List[Round]]:
+        return self._rounds[index]
 
     def __len__(self) -> int:
         return len(self._rounds)

@@ -2,7 +2,7 @@
 from __future__ import annotations
 
 import threading
-from typing import TYPE_CHECKING, Any, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple
+from typing import TYPE_CHECKING, Any, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, cast
 
 from . import _core
 from ._errors import MissingPackageError, UnknownNameError
@@ -65,12 +65,12 @@ class Table:
     def buffer(self, name: str) -> memoryview:
         """The values of a column of numbers, flags or times as a memoryview: those of absent rows are 0. Days and seconds since
         1970-01-01 are local."""
-        return memoryview(self._core.values(self._index(name)))
+        return memoryview(cast(bytes, self._core.values(self._index(name))))
 
     def absent(self, name: str) -> Optional[memoryview]:
         """Which rows have no value in this column, a bool for each; None: all have one."""
         mask = self._core.absent(self._index(name))
-        return None if mask is None else memoryview(mask)
+        return None if mask is None else memoryview(cast(bytes, mask))
 
     def to_dict(self) -> Dict[str, List[Any]]:
         """All columns as lists."""

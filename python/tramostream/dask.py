@@ -28,7 +28,7 @@ def read(paths: Union[Path, Iterable[Path]], kind: str, columns: Optional[Sequen
     Raises as tramostream.read(); MissingPackageError without dask.
     """
     try:
-        import dask.dataframe
+        from dask import dataframe
     except ImportError as missing:
         raise MissingPackageError(f"tramostream.dask needs dask: {missing}", name=missing.name) from missing
     files = [paths] if isinstance(paths, (str, os.PathLike)) else list(paths)
@@ -39,8 +39,8 @@ def read(paths: Union[Path, Iterable[Path]], kind: str, columns: Optional[Sequen
         empty.insert(0, "path", "")
         empty["path"] = empty["path"].astype("string")
     if not pieces:
-        return dask.dataframe.from_pandas(empty, npartitions=1)
-    return dask.dataframe.from_map(_read_part, pieces, kind=kind, columns=None if columns is None else list(columns),
+        return dataframe.from_pandas(empty, npartitions=1)
+    return dataframe.from_map(_read_part, pieces, kind=kind, columns=None if columns is None else list(columns),
                                    strings=strings, names_files=names_files, meta=empty)
 
 

@@ -214,7 +214,7 @@ class Frames(TestCase):
         frame = tramostream.meters(sample("round-returned.txt"))
         meter = tramostream.rounds(sample("round-returned.txt"))[0].meters[0]
         self.assertEqual(frame.alarms[0], len(meter.alarms))
-        self.assertEqual((frame.latitude[0], frame.longitude[0]), meter.place[:2])
+        self.assertEqual((frame.latitude[0], frame.longitude[0]), (meter.place.latitude, meter.place.longitude))
         self.assertEqual(str(frame.alarms.dtype), "Int32")
         self.assertEqual(frame["Nom"][0], meter.area("Nom"))
 
