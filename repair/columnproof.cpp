@@ -13,9 +13,7 @@ namespace tramo {
 
 namespace {
 
-constexpr std::size_t lineLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
 using LineText = std::array<wchar_t, lineLength>;
-constexpr int mostMoved = 3;
 constexpr std::size_t mostFields = 128;  // of a kind
 
 // Costs of a reading: high where a text is unlikely, below 0 where it can hardly be a coincidence.

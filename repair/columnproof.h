@@ -1,11 +1,16 @@
 // Whether the fields of a record line are in their columns: compares the line with the same line moved by a few characters.
 #pragma once
 #include "tramostream/fields.h"
+#include "tramostream/tramoline.h"
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <tuple>
 
 namespace tramo {
+
+inline constexpr std::size_t lineLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
+inline constexpr int mostMoved = 3;  // characters that a line can have lost or gained
 
 // Returns whether a line without errors proves that it lost and gained no characters: each way to move a part of it by up to
 // three characters makes its dates, codes and numbers worse. `text` may lack its trailing spaces. Only the columns from the index

@@ -10,9 +10,7 @@ namespace tramo {
 
 namespace {
 
-constexpr std::size_t lineLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
-using Columns = std::bitset<lineLength>;
-constexpr int mostMoved = 3;
+using ColumnSet = std::bitset<lineLength>;
 constexpr std::size_t mostCandidates = 16;
 
 // What the field work may change in a line of an exported round.
@@ -40,8 +38,8 @@ constexpr struct {
 };
 
 // The columns of an exported line that come back unchanged.
-Columns masterColumns(const RecordKind& kind) {
-    Columns columns;
+ColumnSet masterColumns(const RecordKind& kind) {
+    ColumnSet columns;
     columns.set();
     for (const auto& [model, name] : returnedFields) {
         const Field* field = kind.model == model ? kind.field(name) : nullptr;
@@ -166,7 +164,7 @@ struct Realignments {
 };
 
 // Undoes the loss (below 0) or the gain of characters at every place that gives the line the master data of the exported one.
-void realign(std::wstring_view text, int characters, std::wstring_view exported, const Columns& master, Realignments& found) {
+void realign(std::wstring_view text, int characters, std::wstring_view exported, const ColumnSet& master, Realignments& found) {
     const auto count = static_cast<std::size_t>(characters < 0 ? -characters : characters);
     const bool isLoss = characters < 0;
     const auto at = [&](std::size_t column) { return column < text.size() ? text[column] : L' '; };
@@ -212,7 +210,7 @@ std::optional<Realigned> LineRealigner::realigned(std::wstring_view text, bool i
     std::vector<SecretText> candidates;
     addCandidates(*kind, text, candidates);
     if (candidates.empty()) return std::nullopt;
-    const Columns master = masterColumns(*kind);
+    const ColumnSet master = masterColumns(*kind);
     Realignments found;
     for (const SecretText& exported : candidates)
         for (int count = 1; count <= mostMoved; ++count) {
@@ -234,7 +232,7 @@ bool LineRealigner::hasMasterData(std::wstring_view line) {
     if (!reference || !kind || !isExported(*kind) || line.size() != lineLength) return false;
     std::vector<SecretText> candidates;
     addCandidates(*kind, line, candidates);
-    const Columns master = masterColumns(*kind);
+    const ColumnSet master = masterColumns(*kind);
     return std::ranges::any_of(candidates, [&](const SecretText& exported) {
         for (std::size_t i = 0; i < lineLength; ++i)
             if (master[i] && exported[i] != line[i]) return false;

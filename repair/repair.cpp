@@ -17,8 +17,6 @@ namespace tramo {
 
 namespace {
 
-constexpr std::size_t lineLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
-
 // A record line of one byte for each character, which ends with CR LF: nearly all lines of nearly all files.
 class PlainRecordLine {
 public:

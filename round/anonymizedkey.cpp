@@ -15,12 +15,6 @@ unsigned hexadecimal(std::wstring_view digits) {
     return value;
 }
 
-bool hasWord(std::wstring_view text) {
-    bool any = false;
-    forEachWord(text, [&](std::size_t, std::size_t) { any = true; });
-    return any;
-}
-
 // Rewrites the strings and numbers of a JSON text that is known to be valid. All other characters stay.
 class Rewriting {
 public:

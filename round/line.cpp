@@ -37,7 +37,7 @@ std::size_t countHigh(std::string_view bytes) {
     for (; bytes.size() >= 8; bytes.remove_prefix(8)) {
         std::uint64_t eight = 0;
         std::memcpy(&eight, bytes.data(), 8);
-        if ((eight & highBits) != 0) count += ((eight & highBits) >> 7) * 0x0101010101010101 >> 56;
+        if ((eight & highBits) != 0) count += static_cast<std::size_t>(((eight & highBits) >> 7) * 0x0101010101010101 >> 56);
     }
     for (const char c : bytes) count += codec::codeOf(c) >> 7;
     return count;

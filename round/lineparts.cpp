@@ -19,18 +19,18 @@ namespace tramo {
 
 namespace {
 
-constexpr std::size_t recordLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
+constexpr std::size_t recordColumns = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
 
-struct Columns {
+struct ColumnRange {
     std::uint16_t first, size;
 };
 
 // The columns of a kind that belong to no field.
-const std::vector<Columns>& gapsOf(const RecordKind& kind) {
+const std::vector<ColumnRange>& gapsOf(const RecordKind& kind) {
     static const auto all = [] {
-        std::map<const RecordKind*, std::vector<Columns>> gaps;
+        std::map<const RecordKind*, std::vector<ColumnRange>> gaps;
         for (const RecordKind* one : allKinds()) {
-            std::bitset<recordLength> isTaken;
+            std::bitset<recordColumns> isTaken;
             if (one->letter != 0) isTaken.set(0);
             for (const Field& field : one->fields)
                 for (int column = field.column; field.column > 0 && column < field.column + field.width; ++column)
@@ -38,31 +38,25 @@ const std::vector<Columns>& gapsOf(const RecordKind& kind) {
             const auto length = static_cast<std::uint16_t>(one->length);
             for (std::uint16_t at = 0; at < length; ++at) {
                 if (isTaken[at]) continue;
-                std::vector<Columns>& found = gaps[one];
+                std::vector<ColumnRange>& found = gaps[one];
                 if (at > 0 && !isTaken[at - 1U] && !found.empty()) ++found.back().size;
                 else found.push_back({at, 1});
             }
         }
         return gaps;
     }();
-    static const std::vector<Columns> none;
+    static const std::vector<ColumnRange> none;
     const auto found = all.find(&kind);
     return found == all.end() ? none : found->second;
 }
 
-Columns trimmed(std::wstring_view line, Columns columns) {
+ColumnRange trimmed(std::wstring_view line, ColumnRange columns) {
     while (columns.size > 0 && codec::isNothing(line[columns.first + columns.size - 1U])) --columns.size;
     while (columns.size > 0 && codec::isNothing(line[columns.first])) {
         ++columns.first;
         --columns.size;
     }
     return columns;
-}
-
-bool hasWord(std::wstring_view text) {
-    bool any = false;
-    forEachWord(text, [&](std::size_t, std::size_t) { any = true; });
-    return any;
 }
 
 // A text that a date could be, though it is none: digits from a year of two centuries on. Nothing else looks like one.
@@ -206,7 +200,7 @@ bool LineParts::takeShifted(const RecordKind& kind, std::wstring_view text) {
 
 void LineParts::takeRecord(const RecordKind& kind) {
     Sink sink{*this};
-    decodeLine(readingsOf(kind), line.data(), BlankMap<recordLength>(line.data()), sink);
+    decodeLine(readingsOf(kind), line.data(), BlankMap<recordColumns>(line.data()), sink);
     addGaps(kind);
     if (kind.letter == kindOf<RoundTramoModel>().letter) takeAreas();
 }
@@ -228,7 +222,7 @@ void LineParts::takeAreas() {
 }
 
 void LineParts::addText(std::uint16_t first, std::uint16_t size, Personal holds) {
-    const Columns columns = trimmed(padded(), {first, size});
+    const ColumnRange columns = trimmed(padded(), {first, size});
     if (columns.size == 0) return;
     LinePart part{LinePart::Text, columns.first, columns.size, identifies(holds)};
     if (holds == Personal::RadioData) part.kind = LinePart::RadioData;
@@ -238,7 +232,7 @@ void LineParts::addText(std::uint16_t first, std::uint16_t size, Personal holds)
 
 // Each area is a text of its own, and so is what lies between them. Of areas that overlap, the first one has the columns.
 void LineParts::addFreeText(std::uint16_t first, std::uint16_t width, Personal holds) {
-    std::array<std::uint8_t, recordLength> owner{};  // of each column: an area from 1, or 0
+    std::array<std::uint8_t, recordColumns> owner{};  // of each column: an area from 1, or 0
     for (std::size_t i = areas.size(); i-- > 0;)
         for (int at = areas[i].first; at < areas[i].end; ++at)
             owner[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(i + 1);
@@ -252,7 +246,7 @@ void LineParts::addFreeText(std::uint16_t first, std::uint16_t width, Personal h
 }
 
 void LineParts::addGaps(const RecordKind& kind) {
-    for (const Columns& gap : gapsOf(kind)) addText(gap.first, gap.size, Personal::Message);
+    for (const ColumnRange& gap : gapsOf(kind)) addText(gap.first, gap.size, Personal::Message);
 }
 
 }  // namespace tramo

@@ -36,6 +36,12 @@ template <class Use> void forEachWord(std::wstring_view text, Use use) {
     }
 }
 
+inline bool hasWord(std::wstring_view text) {
+    bool any = false;
+    forEachWord(text, [&](std::size_t, std::size_t) { any = true; });
+    return any;
+}
+
 class Pseudonyms {
 public:
     Pseudonyms(const SipHash::Key& forTexts, const SipHash::Key& forKeys) : textHash(forTexts), keyHash(forKeys) {}

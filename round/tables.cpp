@@ -10,7 +10,7 @@ namespace tramo {
 
 namespace {
 
-constexpr std::size_t mostText = INT32_MAX;  // bytes, because offsets have 32 bits
+constexpr std::size_t mostOfText = INT32_MAX;  // bytes, because offsets have 32 bits
 
 const RecordKind& subscriberKind() { return kindOf<MeterSubscriberTramoModel>(); }
 
@@ -120,7 +120,7 @@ struct MeterTable::State {
 
     bool isFull() const {
         constexpr std::size_t longestOfMeter = 4096;  // a line has 512 characters
-        return own.rows() == rowsPerBatch || own.textSize() > mostText - longestOfMeter;
+        return own.rows() == rowsPerBatch || own.textSize() > mostOfText - longestOfMeter;
     }
 };
 
@@ -176,7 +176,7 @@ bool LineTable::add(const LineView& line) {
     const std::string_view fault = describe(line.fault());
     const bool holdsKeys = isSecret(line);
     const std::string text = holdsKeys ? std::string() : line.utf8();
-    if (state->textSize() + std::max(fault.size(), text.size()) > mostText) return false;
+    if (state->textSize() + std::max(fault.size(), text.size()) > mostOfText) return false;
     state->beginRow();
     state->put(state->line, line.number());
     if (line.fault() != LineFault::None) state->putText(state->fault, fault);
