@@ -126,7 +126,11 @@ Options parse(std::vector<std::string> arguments) {
 class RepeatedInput {
 public:
     explicit RepeatedInput(const std::string& path)
-        : input(Input::diagnosed(path, std::nullopt)), source(input->sourceFile()), size(input->bytes()) {}
+        : input(Input::diagnosed(path, std::nullopt)), source(input->sourceFile()), size(input->bytes()) {
+        std::string bytes(firstBytes, '\0');
+        bytes.resize(source->read(0, bytes.data(), bytes.size()));
+        compareFirst(0, bytes);
+    }
 
     const std::string& name() const { return input->name(); }
     std::uint64_t bytes() const { return size; }
@@ -135,6 +139,7 @@ public:
         return [this](std::uint64_t offset, char* bytes, std::size_t wanted) {
             if (size) wanted = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, size - std::min(size, offset)));
             const std::size_t count = wanted ? source->read(offset, bytes, wanted) : 0;
+            compareFirst(offset, {bytes, count});
             if (offset != passage.to) passage = {offset, offset, {}};
             passage.add({bytes, count});
             if (count == 0 || passage.to == size) compare();
@@ -151,6 +156,19 @@ public:
     }
 
 private:
+    static constexpr std::size_t firstBytes = 64 * 1024;
+
+    // At the beginning of a reading, perhaps after a byte order mark.
+    void compareFirst(std::uint64_t offset, std::string_view bytes) {
+        constexpr std::size_t mark = 4;
+        const std::uint64_t end = size ? std::min<std::uint64_t>(size, firstBytes) : firstBytes;
+        if (offset >= mark || offset + bytes.size() < end || end <= mark) return;
+        Checksum sum;
+        sum.add(bytes.substr(static_cast<std::size_t>(mark - offset), static_cast<std::size_t>(end - mark)));
+        if (!first) first = sum.value();
+        if (*first != sum.value()) source->hasChanged();
+    }
+
     // At the end of a reading.
     void compare() {
         const auto known = sums.try_emplace(passage.from, passage.sum.value()).first;
@@ -161,6 +179,7 @@ private:
     std::shared_ptr<const SourceFile> source;
     std::uint64_t size;
     Passage passage;
+    std::optional<std::uint64_t> first;             // a checksum of the first bytes
     std::map<std::uint64_t, std::uint64_t> sums{};  // of whole readings, by where they begin
     Progress progress;
 };

@@ -56,7 +56,6 @@ COMMANDS = [
     Command("rewrite", "rewrite --force IN -o OUT", "round.txt", "large.txt", replaces=True),
     Command("rewrite cleanly", "rewrite IN -o OUT", "clean.txt", "large-clean.txt", replaces=True),
     Command("repair", "repair IN -o OUT", "trimmed.txt", "large-trimmed.txt"),
-    Command("repair log", "repair IN -o /dev/null --log OUT", "trimmed.txt", "large-trimmed.txt", secret=True),
     Command("sample", "sample --meters 20 -o OUT"),
 ]
 LARGE_SAMPLE = ["sample", "--meters", "60000", "-o"]
