@@ -327,6 +327,37 @@ void repair() {
     //! [Repair]
 }
 
+void repairReference() {
+    //! [RepairReference]
+    const tramo::RecordKind& meter = tramo::kindOf<MeterSubscriberTramoModel>();
+    std::string exported(512, ' ');
+    exported[0] = static_cast<char>(meter.letter);
+    exported.replace(5, 11, "1 Main Road");
+    exported.replace(155, 19, "R20230711        69");
+    exported.replace(231, 6, "GARAGE");
+    exported.replace(351, 12, "C12AB0100000");
+    exported += "\r\n";
+    std::string damaged = exported;
+    damaged.erase(8, 1);
+    const tramo::RepairReference reference(tramo::readingFrom(exported));
+    const tramo::RepairOptions with{.reference = &reference}, accepting{.accepted = {tramo::AcceptedProposal{1, 1}}};
+
+    tramo::Repair repair(tramo::readingFrom(damaged), with);
+    for (const tramo::MendedLines& mended : repair.mended())
+        std::wcout << mended.rule->name.data() << L": " << mended.lines.count << L" line\n";
+    std::wcout << (tramo::repaired(damaged, with) == exported) << (tramo::repaired(damaged, accepting) == exported) << L'\n';
+
+    tramo::RepairOutput output;
+    output.proposal = [](const tramo::RepairProposal& proposal) {
+        if (proposal.number == 1) std::wcout << proposal.characters << L" in " << proposal.field->name.c_str() << L'\n';
+    };
+    tramo::Repair(tramo::readingFrom(damaged)).run(output);
+    //> CharacterLost: 1 line
+    //> truefalse
+    //> -1 in subscriberInformation
+    //! [RepairReference]
+}
+
 void fileHead() {
     //! [FileHead]
     const std::string_view bytes = "PK\3\4";
@@ -886,6 +917,7 @@ int main() {
     run(L"Diagnosis", diagnosis);
     run(L"FileHead", fileHead);
     run(L"Repair", repair);
+    run(L"RepairReference", repairReference);
     run(L"KeyFileChecker", keyFileChecker);
     run(L"KindCensus", kindCensus);
     run(L"LineModel", lineModel, sampleLine(L'1'));

@@ -50,6 +50,8 @@ struct RepairProposal {
 };
 
 /// The exported round of a damaged file that was returned: its lines know what the master data of the meters are. Thread-safe.
+///
+/// @snippet docs/examples.cpp RepairReference
 class TRAMO_EXPORT RepairReference {
 public:
     /// Reads the whole file once. Later, repairs read single lines again. Takes about 40 bytes of memory for each line.

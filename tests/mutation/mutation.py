@@ -29,13 +29,13 @@ EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
 COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
-FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check"]
+FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check", "repair"]
 
 # Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
 # must match a file.
 MUTATED = ["model/*", "convert/*", "round/*", "c/*", "common/outputplace.*", "stream/*", "check/*", "repair/*", "include/*/codes.h", "include/*/fielderror.h", "include/*/keyline.h"]
 # Most sentences of findings are held by the tests of the tool, which take too long to run for every change.
-ON_REQUEST = ["check"]
+ON_REQUEST = ["check", "repair"]
 RECORDS = ["*tramomodel_test"]
 PUBLIC = ["fields_test", "conditions_test", "anyrecord_test", "accessors_test", "interface_test", "allocations_test"]
 CODECS = ["codec_test", "strconv_*_test"]
@@ -91,6 +91,7 @@ ALL = {
     "c": ["c_test"],
     "streams": STREAMS + ["inorder_test", "threads_test"],
     "check": ["check_test"],
+    "repair": ["repair_test"],
 }
 PLACE_OF_TABLES = "return detail::withSteps<record>;"  # where a table may be changed
 
@@ -108,7 +109,7 @@ def family_of(path):
     if path.startswith("include/") or path.endswith(("/codetables.h", "tramomodel.cpp")):
         return "tables"
     return {"convert": "codecs", "model": "engine", "round": "round", "common": "round", "c": "c", "stream": "streams",
-            "check": "check"}[os.path.dirname(path)]
+            "check": "check", "repair": "repair"}[os.path.dirname(path)]
 
 
 def read(path):
@@ -135,7 +136,7 @@ class Files:
     """The sources, headers and tests in the current folder, which is a project's."""
 
     def __init__(self):
-        folders = ("c", "check", "common", "convert", "model", "round", "stream")
+        folders = ("c", "check", "common", "convert", "model", "repair", "round", "stream")
         self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp") if not path.endswith("_windows.cpp"))
         self.headers = sorted([*glob.glob("*/*.h"), *glob.glob("include/*/*.h"), *glob.glob("tests/support/*.h")])
         self.tests = sorted(glob.glob("tests/*_test.cpp"))
@@ -205,7 +206,7 @@ class Build(Files):
 
     def __init__(self, jobs, keep):
         for folder in ("tests",) if keep else (
-                "c", "check", "common", "convert", "include", "model", "round", "samples", "stream", "tests", "cli"):
+                "c", "check", "common", "convert", "include", "model", "repair", "round", "samples", "stream", "tests", "cli"):
             shutil.rmtree(os.path.join(TREE, folder), ignore_errors=True)
             shutil.copytree(os.path.join(ROOT, folder), os.path.join(TREE, folder))
         os.chdir(TREE)

@@ -125,8 +125,9 @@ class Start(unittest.TestCase):
     def test_findings_are_changed_on_request_only(self):
         def families(*parts):
             return {mutation.family_of(mutant.path) for mutant in mutation.chosen_from(self.mutants, parts)}
-        self.assertEqual(families(), set(mutation.FAMILIES) - {"check"})
+        self.assertEqual(families(), set(mutation.FAMILIES) - {"check", "repair"})
         self.assertEqual(families("check/"), {"check"})
+        self.assertEqual(families("repair/"), {"repair"})
 
     def test_no_key_of_equivalents_is_stale(self):
         equivalents = mutation.Equivalents(self.keys)
@@ -158,7 +159,7 @@ class Start(unittest.TestCase):
 
     def test_renamed_files_and_other_line_breaks_change_no_key(self):
         with tempfile.TemporaryDirectory() as folder:
-            for name in ("c", "check", "common", "convert", "include", "model", "round", "stream", "tests"):
+            for name in ("c", "check", "common", "convert", "include", "model", "repair", "round", "stream", "tests"):
                 shutil.copytree(os.path.join(mutation.ROOT, name), os.path.join(folder, name))
             os.chdir(folder)
             try:
