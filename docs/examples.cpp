@@ -329,6 +329,7 @@ void repair() {
 
 void repairReference() {
     //! [RepairReference]
+    tramo::setMessages(tramo::Messages::Silent);
     const tramo::RecordKind& meter = tramo::kindOf<MeterSubscriberTramoModel>();
     std::string exported(512, ' ');
     exported[0] = static_cast<char>(meter.letter);
@@ -352,6 +353,7 @@ void repairReference() {
         if (proposal.number == 1) std::wcout << proposal.characters << L" in " << proposal.field->name.c_str() << L'\n';
     };
     tramo::Repair(tramo::readingFrom(damaged)).run(output);
+    tramo::setMessages(tramo::Messages::StandardOutput);
     //> CharacterLost: 1 line
     //> truefalse
     //> -1 in subscriberInformation
