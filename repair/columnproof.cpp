@@ -13,7 +13,7 @@ namespace tramo {
 
 namespace {
 
-using LineText = std::array<wchar_t, lineLength>;
+using LineText = std::array<wchar_t, recordLength>;
 constexpr std::size_t mostFields = 128;  // of a kind
 
 // Costs of a reading: high where a text is unlikely, below 0 where it can hardly be a coincidence.
@@ -23,9 +23,9 @@ constexpr int isDate = -4, isCode = -2, isAligned = -1;
 struct FieldsInOrder {
     const RecordKind* kind;
     std::span<const FieldReading> readings;
-    std::vector<const FieldReading*> byColumn{};   // without those that share the columns of others
-    std::vector<std::size_t> places{};             // of each reading in `byColumn`
-    std::array<bool, lineLength> isInField{true};  // the letter, too
+    std::vector<const FieldReading*> byColumn{};     // without those that share the columns of others
+    std::vector<std::size_t> places{};               // of each reading in `byColumn`
+    std::array<bool, recordLength> isInField{true};  // the letter, too
 };
 
 const FieldsInOrder& fieldsOf(const RecordKind& kind) {
@@ -53,7 +53,7 @@ const FieldsInOrder& fieldsOf(const RecordKind& kind) {
 LineText padded(std::wstring_view text) {
     LineText line;
     line.fill(L' ');
-    std::ranges::copy(text.substr(0, lineLength), line.begin());
+    std::ranges::copy(text.substr(0, recordLength), line.begin());
     return line;
 }
 
@@ -113,7 +113,7 @@ struct CostTaker {
 Costs costsOf(const FieldsInOrder& fields, const LineText& line) {
     Costs costs;
     CostTaker taker{fields, line, costs};
-    decodeLine(fields.readings, line.data(), BlankMap<lineLength>(line.data()), taker);
+    decodeLine(fields.readings, line.data(), BlankMap<recordLength>(line.data()), taker);
     return costs;
 }
 
@@ -172,12 +172,12 @@ bool lacksRightPart(const RecordKind& kind, std::wstring_view text) {
 bool hasTextOutsideFields(const RecordKind& kind, std::wstring_view text) {
     const FieldsInOrder& fields = fieldsOf(kind);
     for (std::size_t i = 0; i < text.size(); ++i)
-        if (text[i] != L' ' && (i >= lineLength || !fields.isInField[i])) return true;
+        if (text[i] != L' ' && (i >= recordLength || !fields.isInField[i])) return true;
     return false;
 }
 
 bool areColumnsProven(const RecordKind& kind, std::wstring_view text, std::size_t first, std::size_t end) {
-    end = std::min(end, lineLength);
+    end = std::min(end, recordLength);
     const FieldsInOrder& fields = fieldsOf(kind);
     const LineText line = padded(text);
     const Costs plain = costsOf(fields, line);
@@ -187,7 +187,7 @@ bool areColumnsProven(const RecordKind& kind, std::wstring_view text, std::size_
         if (!isText(*fields.byColumn[i]) && plain.of[i] > 0) return false;  // it may have lost its last characters itself
         break;
     }
-    for (int characters = -mostMoved; characters <= mostMoved; ++characters) {
+    for (int characters = -mostCharactersMoved; characters <= mostCharactersMoved; ++characters) {
         if (characters == 0) continue;
         LineText moved;
         if (!moveBack(line, characters, first, end, moved)) continue;

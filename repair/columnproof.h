@@ -9,8 +9,11 @@
 
 namespace tramo {
 
-inline constexpr std::size_t lineLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
-inline constexpr int mostMoved = 3;  // characters that a line can have lost or gained
+// The characters of a record line.
+inline constexpr std::size_t recordLength = std::tuple_size_v<TramoLine::tramoLine_t> - 2;
+
+// A line that lost or gained more characters than these is not recognized.
+inline constexpr int mostCharactersMoved = 3;
 
 // Returns whether a line without errors proves that it lost and gained no characters: each way to move a part of it by up to
 // three characters makes its dates, codes and numbers worse. `text` may lack its trailing spaces. Only the columns from the index

@@ -1,5 +1,6 @@
 #include "repair/reference.h"
 #include "common/encoding.h"
+#include "model/fieldreading.h"
 #include "repair/columnproof.h"
 #include "repair/rawlines.h"
 #include <algorithm>
@@ -10,42 +11,15 @@ namespace tramo {
 
 namespace {
 
-using ColumnSet = std::bitset<lineLength>;
+using Columns = std::bitset<recordLength>;
 constexpr std::size_t mostCandidates = 16;
 
-// What the field work may change in a line of an exported round.
-constexpr struct {
-    std::string_view model, field;
-} returnedFields[] = {
-    {"MeterSubscriberTramoModel", "meterCorrectedSerialNumber"},
-    {"MeterSubscriberTramoModel", "meterCorrectedWheels"},
-    {"MeterSubscriberTramoModel", "meterReadingDate"},
-    {"MeterSubscriberTramoModel", "meterReadingIndex"},
-    {"MeterSubscriberTramoModel", "meterReadingStatus"},
-    {"MeterSubscriberTramoModel", "meterReadingConsumption"},
-    {"MeterSubscriberTramoModel", "meterReadingMethod"},
-    {"MeterSubscriberTramoModel", "meterMarkingCode"},
-    {"MeterSubscriberTramoModel", "meterMessage"},
-    {"MeterSubscriberTramoModel", "meterLastUpdateDate"},
-    {"MeterSubscriberTramoModel", "meterReadingUserCode"},
-    {"AMRTramoModel", "currentReadingDate"},
-    {"AMRTramoModel", "currentMeterIndex"},
-    {"AMRTramoModel", "currentAmrIndex"},
-    {"AMRTramoModel", "currentAlarms"},
-    {"AMRTramoModel", "currentAmrStatus"},
-    {"AMRTramoModel", "lastReadFailDate"},
-    {"AMRTramoModel", "readFailCount"},
-};
-
 // The columns of an exported line that come back unchanged.
-ColumnSet masterColumns(const RecordKind& kind) {
-    ColumnSet columns;
+Columns masterColumns(const RecordKind& kind) {
+    Columns columns;
     columns.set();
-    for (const auto& [model, name] : returnedFields) {
-        const Field* field = kind.model == model ? kind.field(name) : nullptr;
-        if (!field) continue;
-        for (int i = 0; i < field->width; ++i) columns.reset(static_cast<std::size_t>(field->column - 1 + i));
-    }
+    for (const FieldReading& field : readingsOf(kind))
+        for (std::size_t i = 0; field.returned && i < field.width; ++i) columns.reset(field.first + i);
     return columns;
 }
 
@@ -80,7 +54,7 @@ struct RepairReference::Index {
 
     SecretText textAt(std::size_t place) const {
         const std::size_t width = isUtf16 ? 2 : 1;
-        SecretBytes bytes(lineLength * width, '\0');
+        SecretBytes bytes(recordLength * width, '\0');
         bytes.resize(read(lines[place].offset, bytes.data(), bytes.size()));
         SecretText text(bytes.size() / width, L' ');
         encoding::read(reinterpret_cast<const unsigned char*>(bytes.data()), text.size(), isUtf16, text.data());
@@ -100,10 +74,10 @@ RepairReference::RepairReference(ReadBytes read) : index(std::make_unique<Index>
                      std::string_view(mark.data(), mark.size()) == encoding::utf16Mark;
     const std::size_t width = index->isUtf16 ? 2 : 1;
     RawLines lines(index->read, {.skipped = index->isUtf16 ? encoding::utf16Mark.size() : 0, .width = width});
-    SecretText text(lineLength, L' ');
+    SecretText text(recordLength, L' ');
     for (RawLine line; lines.next(line);) {
-        if (line.isPart || line.bytes.size() < lineLength * width || line.bytes.size() > (lineLength + 2) * width) continue;
-        encoding::read(reinterpret_cast<const unsigned char*>(line.bytes.data()), lineLength, index->isUtf16, text.data());
+        if (line.isPart || line.bytes.size() < recordLength * width || line.bytes.size() > (recordLength + 2) * width) continue;
+        encoding::read(reinterpret_cast<const unsigned char*>(line.bytes.data()), recordLength, index->isUtf16, text.data());
         const RecordKind* kind = recordKind(text.front());
         if (!kind || !isExported(*kind)) continue;
         index->lines.push_back({line.offset, hashOf(kind->letter, serialNumberIn(*kind, text)), kind->letter});
@@ -130,7 +104,7 @@ void LineRealigner::addCandidates(const RecordKind& kind, std::wstring_view text
         if (places.size() < mostCandidates && std::ranges::find(places, place) == places.end()) places.push_back(place);
     };
     const Field* serial = serialNumberOf(kind);
-    for (int moved = -mostMoved; moved <= mostMoved; ++moved) {
+    for (int moved = -mostCharactersMoved; moved <= mostCharactersMoved; ++moved) {
         const int first = serial ? serial->column - 1 + moved : 0;
         if (first < 0 || static_cast<std::size_t>(first) > text.size()) continue;
         const std::wstring_view found =
@@ -147,7 +121,7 @@ void LineRealigner::addCandidates(const RecordKind& kind, std::wstring_view text
             }
     for (const std::uint32_t place : places) {
         SecretText line = exported.textAt(place);
-        if (line.size() == lineLength && line.front() == kind.letter) candidates.push_back(std::move(line));
+        if (line.size() == recordLength && line.front() == kind.letter) candidates.push_back(std::move(line));
     }
 }
 
@@ -164,14 +138,14 @@ struct Realignments {
 };
 
 // Undoes the loss (below 0) or the gain of characters at every place that gives the line the master data of the exported one.
-void realign(std::wstring_view text, int characters, std::wstring_view exported, const ColumnSet& master, Realignments& found) {
+void realign(std::wstring_view text, int characters, std::wstring_view exported, const Columns& master, Realignments& found) {
     const auto count = static_cast<std::size_t>(characters < 0 ? -characters : characters);
     const bool isLoss = characters < 0;
     const auto at = [&](std::size_t column) { return column < text.size() ? text[column] : L' '; };
     // The text before the place stays, the text after it moves: both must be those of the exported line.
     std::size_t last = 0;  // of the places
-    while (last < lineLength && (!master[last] || at(last) == exported[last])) ++last;
-    std::size_t first = lineLength;
+    while (last < recordLength && (!master[last] || at(last) == exported[last])) ++last;
+    std::size_t first = recordLength;
     while (first > 0) {
         const std::size_t column = first - 1;
         if (isLoss && column < count) break;
@@ -180,7 +154,7 @@ void realign(std::wstring_view text, int characters, std::wstring_view exported,
     }
     if (isLoss) first = first > count ? first - count : 1;
     first = std::max<std::size_t>(first, 1);
-    last = std::min(last, lineLength - (isLoss ? count : 0));
+    last = std::min(last, recordLength - (isLoss ? count : 0));
     for (std::size_t place = first; place <= last; ++place) {
         SecretText line(text.substr(0, std::min(place, text.size())));
         line.resize(place, L' ');
@@ -196,7 +170,7 @@ void realign(std::wstring_view text, int characters, std::wstring_view exported,
         } else if (place + count < text.size()) {
             line += text.substr(place + count);
         }
-        line.resize(lineLength, L' ');
+        line.resize(recordLength, L' ');
         found.add(std::move(line), characters);
     }
 }
@@ -210,16 +184,16 @@ std::optional<Realigned> LineRealigner::realigned(std::wstring_view text, bool i
     std::vector<SecretText> candidates;
     addCandidates(*kind, text, candidates);
     if (candidates.empty()) return std::nullopt;
-    const ColumnSet master = masterColumns(*kind);
+    const Columns master = masterColumns(*kind);
     Realignments found;
     for (const SecretText& exported : candidates)
-        for (int count = 1; count <= mostMoved; ++count) {
+        for (int count = 1; count <= mostCharactersMoved; ++count) {
             const auto surplus = static_cast<std::size_t>(count);
-            const bool mayBeLoss = text.size() + surplus == lineLength || (isTrimmed && text.size() + surplus < lineLength);
-            const bool wasPadded =
-                text.size() == lineLength && text.substr(lineLength - surplus).find_first_not_of(L' ') == std::wstring_view::npos;
-            if (mayBeLoss || wasPadded) realign(text.substr(0, lineLength - surplus), -count, exported, master, found);
-            if (text.size() == lineLength + surplus || (isTrimmed && text.size() < lineLength + surplus))
+            const bool mayBeLoss = text.size() + surplus == recordLength || (isTrimmed && text.size() + surplus < recordLength);
+            const bool wasPadded = text.size() == recordLength &&
+                                   text.substr(recordLength - surplus).find_first_not_of(L' ') == std::wstring_view::npos;
+            if (mayBeLoss || wasPadded) realign(text.substr(0, recordLength - surplus), -count, exported, master, found);
+            if (text.size() == recordLength + surplus || (isTrimmed && text.size() < recordLength + surplus))
                 realign(text, count, exported, master, found);
         }
     if (found.isOpen || found.lines.size() != 1) return std::nullopt;
@@ -229,12 +203,12 @@ std::optional<Realigned> LineRealigner::realigned(std::wstring_view text, bool i
 
 bool LineRealigner::hasMasterData(std::wstring_view line) {
     const RecordKind* kind = line.empty() ? nullptr : recordKind(line.front());
-    if (!reference || !kind || !isExported(*kind) || line.size() != lineLength) return false;
+    if (!reference || !kind || !isExported(*kind) || line.size() != recordLength) return false;
     std::vector<SecretText> candidates;
     addCandidates(*kind, line, candidates);
-    const ColumnSet master = masterColumns(*kind);
+    const Columns master = masterColumns(*kind);
     return std::ranges::any_of(candidates, [&](const SecretText& exported) {
-        for (std::size_t i = 0; i < lineLength; ++i)
+        for (std::size_t i = 0; i < recordLength; ++i)
             if (master[i] && exported[i] != line[i]) return false;
         return true;
     });

@@ -23,14 +23,14 @@ public:
     // Returns whether the line is one. A no-break space may have to be mended.
     bool read(const RawLine& raw, const RepairPlan& plan) {
         if (plan.changesBytes() || plan.wrappedAt || raw.isPart || plan.kind != LineKind::Record) return false;
-        if (raw.bytes.size() != (lineLength + 2) * plan.layout.width || !raw.isEnded || plan.layout.endsInReturn) return false;
+        if (raw.bytes.size() != (recordLength + 2) * plan.layout.width || !raw.isEnded || plan.layout.endsInReturn) return false;
         if (plan.layout.width == 1) {
-            record = raw.bytes.substr(0, lineLength);
-            if (raw.bytes.substr(lineLength) != "\r\n") return false;
+            record = raw.bytes.substr(0, recordLength);
+            if (raw.bytes.substr(recordLength) != "\r\n") return false;
         } else {
-            if (raw.bytes.substr(2 * lineLength) != encoding::utf16LineEnd) return false;
+            if (raw.bytes.substr(2 * recordLength) != encoding::utf16LineEnd) return false;
             char high = 0;
-            for (std::size_t i = 0; i < lineLength; ++i) {
+            for (std::size_t i = 0; i < recordLength; ++i) {
                 narrow[i] = raw.bytes[2 * i];
                 high = static_cast<char>(high | raw.bytes[2 * i + 1]);
             }
@@ -46,7 +46,7 @@ public:
     const RecordKind* kind = nullptr;
 
 private:
-    std::array<char, lineLength> narrow{};
+    std::array<char, recordLength> narrow{};
 };
 
 SecretText wide(std::string_view bytes) {
@@ -73,7 +73,8 @@ struct Examination {
 
 }  // namespace
 
-struct Repair::State {
+// One repair. Not nested in Repair, so that the library does not export it.
+struct RepairWork {
     ReadBytes read;
     RepairOptions options;
     RepairPlan plan{};
@@ -109,7 +110,7 @@ bool isUtf8Certain(const Examination& now) {
 }  // namespace
 
 // The first bytes of the file, as the plan reads them.
-FileHead Repair::State::headOf() const {
+FileHead RepairWork::headOf() const {
     if (!plan.changesBytes() && !plan.layout.endsInReturn && !plan.addsMark &&
         plan.layout.skipped == (plan.isUtf16() ? 2u : 0u)) {
         SecretBytes bytes(FileHead::size, '\0');
@@ -138,7 +139,7 @@ FileHead Repair::State::headOf() const {
     return {bytes, isWhole, plan.isUtf16()};
 }
 
-void Repair::State::countFacts(const DecodedLine& line, const RawLine& raw, Examination& now) const {
+void RepairWork::countFacts(const DecodedLine& line, const RawLine& raw, Examination& now) const {
     const std::wstring_view text = line.text;
     if (isBlankText(text)) return;
     ++now.filled;
@@ -168,7 +169,7 @@ void Repair::State::countFacts(const DecodedLine& line, const RawLine& raw, Exam
     if (kind && now.shapes.size() < mostShapes) ++now.shapes[shapeHash(*kind, plain.text)];
 }
 
-Examination Repair::State::examination() {
+Examination RepairWork::examination() {
     Examination now;
     const auto head = std::make_shared<const FileHead>(headOf());
     now.hasLines = head->hasLines();
@@ -217,7 +218,7 @@ Examination Repair::State::examination() {
 }
 
 // Learns from a file whose lines cannot be read as they are. Returns false if nothing can be done.
-bool Repair::State::understandEncoding(const Finding& finding) {
+bool RepairWork::understandEncoding(const Finding& finding) {
     const auto is = [&](FileRule rule) { return finding.rule->name == rowOf(rule).name; };
     if (is(FileRule::LineEndingsCr) && !plan.layout.endsInReturn) {
         plan.layout.endsInReturn = true;
@@ -249,7 +250,7 @@ bool Repair::State::understandEncoding(const Finding& finding) {
 }
 
 // Learns from an examination. Returns whether the file has to be examined again.
-bool Repair::State::understand(const Examination& now) {
+bool RepairWork::understand(const Examination& now) {
     if (!now.hasLines) return understandEncoding(now.findings.front());
     const bool isUtf8 = now.has(FileRule::TextIsUtf8) || now.has(FileRule::TextIsUtf8Twice) || plan.layout.skipped == 3;
     if (isUtf8 && plan.utf8 == 0 && !plan.codePage && isUtf8Certain(now)) {
@@ -283,7 +284,7 @@ bool Repair::State::understand(const Examination& now) {
     return false;
 }
 
-void Repair::State::count(std::uint32_t rules, std::int64_t line) {
+void RepairWork::count(std::uint32_t rules, std::int64_t line) {
     for (std::uint32_t rest = rules; rest; rest &= rest - 1) {
         const FileRuleRow& row = fileRules[std::countr_zero(rest)];
         auto ofRule = std::ranges::find(mended, row.name, [](const MendedLines& one) { return one.rule->name; });
@@ -305,7 +306,7 @@ struct Part {
 
 // Calls `use(raw, line)` for each line of the file, or `usePlain(raw, record)` for records that need no repair. Lines that were
 // broken come with their first part. `line` is nullptr for bytes that are copied.
-template <class UsePlain, class Use> void Repair::State::forEachMended(const RepairOutput* output, UsePlain usePlain, Use use) {
+template <class UsePlain, class Use> void RepairWork::forEachMended(const RepairOutput* output, UsePlain usePlain, Use use) {
     LineMender mender(plan, options);
     if (output) mender.report(*output);
     RawLines raws(read, plan.layout);
@@ -355,7 +356,7 @@ template <class UsePlain, class Use> void Repair::State::forEachMended(const Rep
 }
 
 // Mends the file without writing it, and reads the result again.
-void Repair::State::attempt() {
+void RepairWork::attempt() {
     mended.clear();
     changedLines = 0;
     withProposals = {};
@@ -393,7 +394,7 @@ void Repair::State::attempt() {
     std::ranges::stable_sort(mended, {}, [](const MendedLines& one) { return one.rule - rules().data(); });
 }
 
-void Repair::State::examine() {
+void RepairWork::examine() {
     std::array<char, 2> mark{};
     const std::size_t size = read(0, mark.data(), mark.size());
     if (std::string_view(mark.data(), size) == encoding::utf16Mark) plan.layout = {.skipped = 2, .width = 2};
@@ -416,8 +417,10 @@ void Repair::State::examine() {
     attempt();
 }
 
+struct Repair::State : RepairWork {};
+
 Repair::Repair(ReadBytes read, RepairOptions options)
-    : state(std::make_unique<State>(State{std::move(read), std::move(options)})) {
+    : state(std::make_unique<State>(State{{std::move(read), std::move(options)}})) {
     state->examine();
 }
 Repair::~Repair() = default;
