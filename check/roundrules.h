@@ -58,7 +58,7 @@ struct RoundRuleRow {
 // No rule is an error: the format allows each of these lines.
 // clang-format off
 inline constexpr RoundRuleRow roundRules[] = {
-    {RoundRule::RoundMissing,              "RoundMissing",              Severity::Warning, "A file has meter subscriber lines, but no round line.", "ask the sender for the whole file; a round line belongs before its meters"},
+    {RoundRule::RoundMissing,              "RoundMissing",              Severity::Warning, "A file has enquiry definition or record information lines and meters, but no round line.", "ask the sender for the whole file; a round line belongs before its meters"},
     {RoundRule::LineBeforeRound,           "LineBeforeRound",           Severity::Warning, "Lines come before the first round line.", "move the round line before the lines of its round"},
     {RoundRule::MeterInTwoRounds,          "MeterInTwoRounds",          Severity::Warning, "Two rounds of a file have the same meters.", "check whether the same round is in the file twice, and remove one of them"},
     {RoundRule::MeterDuplicate,            "MeterDuplicate",            Severity::Warning, "A round has two meter subscriber lines with the same serial number.", "compare the two lines, and remove one or correct its serial number"},

@@ -68,7 +68,9 @@ void RoundJoin::add(const LineNote& note, const LineNotes& notes) {
     else if (note.letter == informationLetter) addInformation(note);
     else if (note.letter == pageLetter) addPage(notes.pages[std::get<DefinitionNote>(note.of).page]);
     else join(note);
-    if (roundLines == 0) beforeRound.add(note.number);
+    if (roundLines > 0) return;
+    beforeRound.add(note.number);
+    isPartOfRound |= note.letter == pageLetter || note.letter == informationLetter;
 }
 
 // Nothing that this line may be is missing.
@@ -84,7 +86,8 @@ void RoundJoin::addMalformed(const LineNote& note) {
         round.previousOrder = -1;
     }
     if (mayBe(pageLetter)) round.mayLackPage = true;
-    if (mayBe(informationLetter)) mayLackInformation = isCountDoubtful = true;
+    if (mayBe(informationLetter)) isCountDoubtful = true;
+    mayLackInformation = true;  // until another meter follows
 }
 
 void RoundJoin::addPage(const PageNote& page) {
@@ -113,7 +116,7 @@ void RoundJoin::addMeter(const LineNote& note, const LineNotes& notes) {
     const std::uint32_t before = note.serial.isBlank() ? SerialTable::none : serials.replace(note.serial, ordinals);
     round.meters.push_back({note.serial, note.number, subscriber.previousDate, subscriber.hasZeroConsumption, false, false});
     if (note.isDoubtful) round.mayLackMeter = true;
-    if (before != SerialTable::none) {
+    if (before != SerialTable::none && !note.isDoubtful) {
         if (before >= round.firstOrdinal) {
             found({.line = note.number,
                 .rule = RoundRule::MeterDuplicate,
@@ -129,7 +132,7 @@ void RoundJoin::addMeter(const LineNote& note, const LineNotes& notes) {
     ++ordinals;
     round.current = index;
     if (firstMeter == 0) firstMeter = note.number;
-    mayLackInformation = false;
+    mayLackInformation = note.isDoubtful;
     ++metersSince;
 
     const std::int64_t order = note.isDoubtful ? -1 : subscriber.order;
@@ -335,6 +338,12 @@ void RoundJoin::endRound() {
             .b = start == starts.begin() ? 0 : std::prev(start)->line});
         several.push_back(round.repeated);
     }
+    // Lines without a round are an extract, or what is missing is the cause.
+    const auto isAboutRound = [](const Candidate& one) {
+        return one.rule != RoundRule::RoundMissing && !isAboutReadings(one.rule) &&
+               (!isAboutAnswers(one.rule) || one.rule == RoundRule::PageUndefined);
+    };
+    if (roundLines == 0) std::erase_if(candidates, isAboutRound);
     const auto placeOf = [](const Candidate& one) { return std::tuple(one.line, one.small, one.rule); };
     std::ranges::stable_sort(candidates, {}, placeOf);
     ready.insert(ready.end(), candidates.begin(), candidates.end());
@@ -344,7 +353,7 @@ void RoundJoin::endRound() {
 }
 
 void RoundJoin::end() {
-    if (roundLines == 0 && firstMeter > 0 && !mayLackRound)
+    if (roundLines == 0 && firstMeter > 0 && !mayLackRound && isPartOfRound)
         found({.line = firstMeter, .rule = RoundRule::RoundMissing, .letter = meterLetter});
     if (roundLines > 0 && firstMeter > 0 && !mayLackInformation)
         found({.line = lastLine, .rule = RoundRule::InformationMissing, .a = static_cast<std::int64_t>(metersSince)});

@@ -125,7 +125,7 @@ private:
 
     std::uint64_t roundLines = 0;
     SomeLines beforeRound{};
-    bool mayLackRound = false;
+    bool mayLackRound = false, isPartOfRound = false;
     std::int64_t firstMeter = 0, lastLine = 0;
     bool mayLackInformation = true;  // as long as no meter came
     std::uint64_t metersSince = 0;   // the last record information line

@@ -32,6 +32,7 @@ std::string meterLine(const char* serial, Values more = {}) {
     more.emplace_back("meterSerialNumber", serial);
     return lineOf<MeterSubscriberTramoModel>(more);
 }
+std::string endLine() { return lineOf<RecordInformationTramoModel>({}); }
 std::string moduleLine(const char* serial, Values more = {}) {
     more.emplace_back("meterSerialNumber", serial);
     return lineOf<AMRTramoModel>(more);
@@ -85,7 +86,7 @@ TEST(Joining, WithoutMeterAboveTheFirstBelow) {
 }
 
 TEST(Joining, NeverToAMeterOfAnotherRound) {
-    const RoundFile file = fileOf(roundLine() + meterLine("A") + roundLine() + moduleLine("A"));
+    const RoundFile file = fileOf(roundLine() + meterLine("A") + roundLine() + moduleLine("A") + endLine());
     ASSERT_EQ(file.rounds().size(), 2U);
     EXPECT_EQ(numbersOf(file.rounds()[0].meters()[0].lines()), (Numbers{2}));
     ASSERT_EQ(file.orphans().size(), 1U);
@@ -419,7 +420,8 @@ TEST(Answers, StandBesideTheirQuestions) {
                                       {{"pageNumber", "1"}, {"area1Label", "Access"}, {"area1Type", 'C'}, {"area1List", "HB"}}) +
                                   meterLine("A") +
                                   lineOf<EnquiryResultTramoModel>({{"pageNumber", "1"}, {"meterSerialNumber", "A"},
-                                      {"area1Mode", 'H'}, {"area1Code", "B"}, {"area3Result", "21"}}));
+                                      {"area1Mode", 'H'}, {"area1Code", "B"}, {"area3Result", "21"}}) +
+                                  endLine());
     const auto answers = file.rounds()[0].meters()[0].answers();
     ASSERT_EQ(answers.size(), 2U);
     EXPECT_EQ(answers[0].page, "1");
@@ -433,13 +435,13 @@ TEST(Answers, StandBesideTheirQuestions) {
     EXPECT_EQ(answers[1].area, 3);
     EXPECT_EQ(answers[1].question, "");
     EXPECT_EQ(answers[1].result, "21");
-    EXPECT_TRUE(file.findings().empty());
+    EXPECT_EQ(rulesOf(file), Rules{"AnswerAreaUndefined"});
 }
 
 TEST(Answers, OfAnUndefinedPageHaveNoQuestion) {
-    const RoundFile file =
-        fileOf(roundLine() + meterLine("A") +
-               lineOf<EnquiryResultTramoModel>({{"pageNumber", "7"}, {"meterSerialNumber", "A"}, {"area1Code", "B"}}));
+    const RoundFile file = fileOf(
+        roundLine() + meterLine("A") +
+        lineOf<EnquiryResultTramoModel>({{"pageNumber", "7"}, {"meterSerialNumber", "A"}, {"area1Code", "B"}}) + endLine());
     const auto answers = file.rounds()[0].meters()[0].answers();
     ASSERT_EQ(answers.size(), 1U);
     EXPECT_EQ(answers[0].definition, nullptr);

@@ -2,6 +2,7 @@
 #include "cli/commands/explain_print.h"
 #include "cli/report/jsonwriter.h"
 #include "common/utf8.h"
+#include <tramostream/diagnosis.h>
 #include <tramostream/linekind.h>
 #include <tramostream/linemodel.h>
 #include <tramostream/round.h>
@@ -174,6 +175,8 @@ private:
                                     : rule.severity == Severity::Warning ? "warning"
                                                                          : "hint");
             json.member("description", rule.description);
+            if (isAboutFile(rule)) json.member("about", "file");
+            if (isAboutRounds(rule)) json.member("about", "rounds");
             if (!rule.remedy.empty()) json.member("remedy", rule.remedy);
             json.EndObject();
         }

@@ -29,7 +29,7 @@ Examples:
   tramo sample --meters 1000 --returned -o round.txt      with readings
   tramo sample --meters 1000 --faults 0.02 -o broken.txt  with errors in one
                                                           line of fifty
-  tramo sample --faults LineMoved --returned -o moved.txt  with a fault that
+  tramo sample --faults LineMoved --returned -o moved.txt  with an error that
                                                           this rule finds
   tramo sample --seed 7 -o - | tramo check -              another round, without
                                                           errors
@@ -47,9 +47,9 @@ not change the lines of a meter.
 With --faults, FILE.expected.jsonl lists the findings to expect: one JSON object
 for each finding of "tramo check", in the order of the lines, with line, column,
 rule, code, kind and field, as "tramo check --format json" names them. A RATE
-puts errors into single lines. A RULE puts one fault into a round of at most
+puts errors into single lines. A RULE puts one error into a round of at most
 1000 meters that this rule about rounds finds ("tramo explain" lists the rules);
-some faults need --returned.
+some errors need --returned.
 
 With --differences, FILE.expected.jsonl lists what "tramo reconcile" must find:
 one JSON object for each difference from the exported round of the same seed,
@@ -63,7 +63,7 @@ Options:
   --returned          adds readings, meter changes, positions and enquiry
                       results, as in a round that comes back
   --faults RATE|RULE  puts errors into this share of the lines, 0 to 1; or one
-                      fault that this rule finds
+                      error that this rule finds
   --differences RATE  with --returned: puts differences from the exported round
                       into this share of the meters, 0 to 1
   --kinds KIND,...    only lines of these kinds, by names or letters
@@ -291,7 +291,7 @@ int run(std::vector<std::string> arguments) {
     writeRounds(options, writer);
     if (!complainAboutMissing(options, writer)) return notUsable;
     if (!options.rule.empty() && !writer.addRuleFault()) {
-        complain(fmt::format("this round has no place for a fault that {} finds{}: nothing was written", options.rule,
+        complain(fmt::format("this round has no place for an error that {} finds{}: nothing was written", options.rule,
             options.returned ? "; try a larger --meters or another --seed" : "; try --returned"));
         return notUsable;
     }

@@ -64,10 +64,11 @@ def before_field_work(content):
 
 
 @functools.cache
+@functools.cache
 def file_rules():
-    """Returns the names of the rules about whole files: they have a remedy."""
+    """Returns the names of the rules about whole files."""
     out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, env=ENVIRONMENT, cwd="/", check=True).stdout
-    return {rule["rule"] for rule in json.loads(out)["rules"] if "remedy" in rule}
+    return {rule["rule"] for rule in json.loads(out)["rules"] if rule.get("about") == "file"}
 
 
 def is_about_file(finding):

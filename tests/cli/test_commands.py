@@ -104,7 +104,7 @@ class OptionsWithoutValues(CliTest):
 class Arguments(CliTest):
     def setUp(self):
         super().setUp()
-        self.write("f", lines(ROUND, METER))
+        self.write("f", lines(ROUND, ROUND))
 
     def test_options_may_be_anywhere(self):
         for arguments in (["-q", "f"], ["f", "-q"], ["--quiet", "--all", "--format=text", "--max-findings=0", "f"]):

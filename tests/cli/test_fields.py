@@ -197,18 +197,18 @@ class IgnoredText(CliTest):
                       "       |                            ^~~ columns 445-447\n", result.out)
 
     def test_formats_for_programs(self):
-        content = lines(put(METER, 438, b"      6O54"), put(INFORMATION, 20, b"x"))
+        content = lines(put(METER, 438, b"      6O54"), put(AMR, 480, b"x"))
         findings = self.check(content, "--format", "json").json["files"][0]["findings"]
         self.assertEqual(findings, [
             {"severity": "warning", "rule": "TextIgnored", "line": 1, "column": 445, "endColumn": 448, "kind": "meter subscriber",
              "field": "meterReadingIndex", "found": "      6O54",
              "message": 'meterReadingIndex: "6O54" is read as 6 [TextIgnored]: "O54" after the number is ignored'},
-            {"severity": "warning", "rule": "TextIgnored", "line": 2, "column": 20, "endColumn": 21,
+            {"severity": "warning", "rule": "TextIgnored", "line": 2, "column": 480, "endColumn": 481,
              "message": '"x" is outside all fields [TextIgnored]: it is ignored'}])
         run = self.check(content, "--format", "sarif").json["runs"][0]
         self.assertEqual([(result["level"], result["locations"][0]["physicalLocation"]["region"]) for result in run["results"]],
                          [("warning", {"startLine": 1, "startColumn": 445, "endColumn": 448}),
-                          ("warning", {"startLine": 2, "startColumn": 20, "endColumn": 21})])
+                          ("warning", {"startLine": 2, "startColumn": 480, "endColumn": 481})])
         rule = run["tool"]["driver"]["rules"][run["results"][0]["ruleIndex"]]
         self.assertEqual((rule["id"], rule["defaultConfiguration"]["level"]), ("TextIgnored", "warning"))
         self.assertIn("part of no value", self.run_tool("explain", "TextIgnored").out)
@@ -321,7 +321,7 @@ class GoodLines(CliTest):
     """Reports of the format about valid lines are shown only on demand."""
 
     def test_not_shown(self):
-        self.assert_findings(lines(ROUND, METER, INFORMATION))
+        self.assert_findings(lines(ROUND, METER, put(INFORMATION, 7, b"    1")))
 
     def test_shown_with_all(self):
         slots = ["1:156: warning: meterHistory1ReadingType", "1:175: warning: meterHistory2ReadingType",

@@ -6,9 +6,9 @@ import subprocess
 import tempfile
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, sample, utf16
+from support import ENVIRONMENT, INFORMATION, METER, ROUND, TRAMO, CliTest, lines, put, sample, utf16
 
-GOOD = lines(ROUND, METER)
+GOOD = lines(ROUND, put(INFORMATION, 7, b"     "))
 READABLE = "only ANSI and UTF-16 little-endian (FF FE) can be read"
 
 
@@ -129,7 +129,7 @@ class Encodings(CliTest):
                              options=["--encoding", "ansi"])
 
     def test_high_bytes_are_text(self):
-        self.assert_findings(lines(ROUND[:31] + bytes(range(0xA0, 0x100)) + ROUND[127:], METER))
+        self.assert_findings(lines(ROUND[:31] + bytes(range(0xA0, 0x100)) + ROUND[127:]))
 
 
 class Empty(CliTest):

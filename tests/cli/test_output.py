@@ -5,7 +5,7 @@ import re
 import subprocess
 import time
 import unittest
-from support import ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, read_all, run_on_terminal, utf16
+from support import AMR, ENVIRONMENT, METER, ROUND, TRAMO, CliTest, lines, put, read_all, run_on_terminal, utf16
 
 BROKEN = lines(put(ROUND, 499, b"20241301"), put(put(METER, 507, b"Q"), 2, b"x   "), put(METER, 1, b"8"))
 SUMMARY = """\
@@ -28,12 +28,12 @@ class Text(CliTest):
         self.assertTrue(self.check(BROKEN).masked.endswith("\n\n" + SUMMARY))
 
     def test_good_file_has_only_a_summary(self):
-        self.assertEqual(self.check(lines(ROUND, METER)).masked, """\
+        self.assertEqual(self.check(lines(ROUND, AMR), "--rule", "LineWithoutMeter=off").masked, """\
 f: no errors or warnings
   read: 2 lines, 1028 bytes, ANSI, in TIME s
   lines:
          1  0  round
-         1  1  meter subscriber
+         1  2  AMR
 """)
 
     def test_most_frequent_findings_come_first(self):

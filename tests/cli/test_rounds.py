@@ -2,6 +2,7 @@
 import json
 import os
 import random
+import subprocess
 import unittest
 from support import TRAMO, CliTest
 
@@ -13,8 +14,8 @@ TYPOGRAPHIC = "’“”–…€œŒ"
 
 def rules():
     """Returns the rules about rounds, in their order."""
-    names = [rule["rule"] for rule in json.loads(os.popen(f"'{TRAMO}' explain --format json").read())["rules"]]
-    return names[names.index("RoundMissing"):names.index("PositionFar") + 1]
+    out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, check=True).stdout
+    return [rule["rule"] for rule in json.loads(out)["rules"] if rule.get("about") == "rounds"]
 
 
 def key(finding):
@@ -70,7 +71,7 @@ class Faults(Rounds):
 
     def test_says_what_is_wrong_with_the_command_line(self):
         for options, message in ((["--faults", "LineMovd"], 'did you mean "LineMoved"?'),
-                                 (["--faults", "PositionFar"], "this round has no place for a fault that PositionFar finds; try --returned"),
+                                 (["--faults", "PositionFar"], "this round has no place for an error that PositionFar finds; try --returned"),
                                  (["--faults", "CardOrder", "--meters", "1001"], "--faults CardOrder needs one round"),
                                  (["--faults", "1.5"], "expected a number from 0 to 1 or a rule about rounds")):
             result = self.run_tool("sample", *options, "-o", "x", cwd=self.folder)
