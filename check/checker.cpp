@@ -10,6 +10,14 @@ namespace {
 // Joined at once: many enough that their memory is used again and again, few enough for a cache.
 constexpr std::size_t linesAtOnce = 64;
 
+// Returns whether the values of the line may be others than those that were read.
+bool makesDoubtful(const Finding& finding) {
+    static const Rule *const ignored = ruleNamed("TextIgnored"), *const withoutCr = ruleNamed("LineEndWithoutCR"),
+                             *const withoutEnd = ruleNamed("LineEndMissing");
+    return finding.rule == ignored ||
+           (finding.rule->severity == Severity::Error && finding.rule != withoutCr && finding.rule != withoutEnd);
+}
+
 // The format itself reports most incomplete areas.
 void removeReportedAreas(std::vector<Finding>& findings, std::size_t first) {
     const Rule* const reported = ruleNamed("MandatoryInconsistent");
@@ -64,7 +72,7 @@ void Checker::note(const SourceLine& line, bool hasFields, std::size_t first, st
         bool isDoubtful = false;
         const FilledModel& values = own.lines.values(kind, line.text.data(), isDoubtful);
         const std::size_t before = findings.size();
-        isDoubtful |= line.text.find(L'\0') != std::wstring_view::npos;
+        isDoubtful |= std::any_of(findings.begin() + static_cast<std::ptrdiff_t>(first), findings.end(), makesDoubtful);
         own.examiner.add(kind, values, line.text.data(), line.number, isDoubtful, own.notes, findings);
         for (std::size_t i = before; i < findings.size(); ++i) findings[i].excerpt = true;
         if (findings.size() > before) removeReportedAreas(findings, first);

@@ -295,6 +295,28 @@ void checker() {
     //! [Checker]
 }
 
+void severities() {
+    //! [Severities]
+    tramo::Severities severities;
+    severities.set(*tramo::ruleNamed("CardOrder"), std::nullopt);             // not reported
+    severities.set(*tramo::ruleNamed("PositionFar"), tramo::Severity::Hint);  // only to be looked at
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    std::wcout << file.findings({.severities = severities}).size() << L" findings\n";
+    //> 0 findings
+    //! [Severities]
+}
+
+void meterFindings() {
+    //! [MeterFindings]
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    for (const tramo::Meter& meter : file.rounds().front().meters())
+        for (const tramo::Finding& finding : meter.findings())
+            std::wcout << meter.serial().c_str() << L", line " << finding.line << L": " << finding.sentence.c_str() << L'\n';
+    std::wcout << file.rounds().front().meters().size() << L" meters\n";
+    //> 60 meters
+    //! [MeterFindings]
+}
+
 void diagnosis() {
     //! [Diagnosis]
     tramo::setMessages(tramo::Messages::Silent);
@@ -916,6 +938,8 @@ int main() {
     run(L"Checker", checker);
     run(L"Rule", rule);
     run(L"CheckSummary", checkSummary);
+    run(L"Severities", severities);
+    run(L"MeterFindings", meterFindings);
     run(L"Diagnosis", diagnosis);
     run(L"FileHead", fileHead);
     run(L"Repair", repair);

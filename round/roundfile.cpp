@@ -179,6 +179,7 @@ public:
             if (line.kind()) {
                 bool isDoubtful = false;
                 const FilledModel& values = checked.lines.values(*line.kind(), text.data(), isDoubtful);
+                isDoubtful |= std::ranges::any_of(ignoredTexts(*line.kind(), text), &IgnoredText::field);
                 checked.examiner.add(*line.kind(), values, text.data(), line.number(), isDoubtful, checked.notes, findings);
             } else if (line.fault() != LineFault::HalfCharacter || line.size() > 0) {
                 LineExaminer::addMalformed(text, line.number(), checked.notes);

@@ -64,7 +64,6 @@ def before_field_work(content):
 
 
 @functools.cache
-@functools.cache
 def file_rules():
     """Returns the names of the rules about whole files."""
     out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, env=ENVIRONMENT, cwd="/", check=True).stdout

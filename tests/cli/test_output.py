@@ -213,16 +213,16 @@ class Json(CliTest):
         summary = file["summary"]
         self.assertGreaterEqual(summary.pop("seconds"), 0)
         self.assertEqual(summary, {
-            "encoding": "ANSI", "bytes": 1542, "lines": 3, "errors": 4, "warnings": 0, "findingsNotListed": 0,
+            "encoding": "ANSI", "bytes": 1542, "lines": 3, "errors": 4, "warnings": 0, "hints": 0, "findingsNotListed": 0,
             "linesByKind": [
                 {"letter": "0", "kind": "round", "lines": 1},
                 {"letter": "1", "kind": "meter subscriber", "lines": 1},
                 {"kind": "unknown line", "lines": 1}],
             "findingsByField": [
-                {"field": "roundImportDate", "kind": "round", "errors": 1, "warnings": 0},
-                {"field": "subscriberCardOrder", "kind": "meter subscriber", "errors": 1, "warnings": 0},
-                {"field": "meterFluidType", "kind": "meter subscriber", "errors": 1, "warnings": 0},
-                {"rule": "LineLetterUnknown", "errors": 1, "warnings": 0}]})
+                {"field": "roundImportDate", "kind": "round", "errors": 1, "warnings": 0, "hints": 0},
+                {"field": "subscriberCardOrder", "kind": "meter subscriber", "errors": 1, "warnings": 0, "hints": 0},
+                {"field": "meterFluidType", "kind": "meter subscriber", "errors": 1, "warnings": 0, "hints": 0},
+                {"rule": "LineLetterUnknown", "errors": 1, "warnings": 0, "hints": 0}]})
 
     def test_one_finding_per_line(self):
         out = self.check(BROKEN, "--format", "json").out
