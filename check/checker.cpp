@@ -114,8 +114,8 @@ void Checker::add(const Checker& part, const Sink& sink) {
     counted += part.counted;
     if (!options.rounds || !part.memory.kept) return;
     CheckerMemory& own = use();
-    const LineNotes& notes = part.memory.kept->notes;
-    for (const LineNote& note : notes.lines) own.joined.add(note, notes);
+    std::size_t first = 0;
+    own.add(part.memory.kept->notes, first);
     take(sink);
 }
 

@@ -1,5 +1,7 @@
 // Wheels that roll over: what a meter with so many wheels can show.
 #pragma once
+#include <array>
+#include <cstddef>
 #include <optional>
 
 namespace tramo::rollover {
@@ -9,9 +11,12 @@ inline constexpr long long mostWheels = 18;
 // Returns the first number that the wheels cannot show; nullopt: without wheels, or with too many.
 inline std::optional<long long> limitOf(std::optional<long long> wheels) {
     if (!wheels || *wheels < 1 || *wheels > mostWheels) return std::nullopt;
-    long long limit = 1;
-    for (long long i = 0; i < *wheels; ++i) limit *= 10;
-    return limit;
+    static constexpr auto limits = [] {
+        std::array<long long, mostWheels + 1> powers{1};
+        for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = 10 * powers[i - 1];
+        return powers;
+    }();
+    return limits[static_cast<std::size_t>(*wheels)];
 }
 
 // Returns the corrected number of wheels if there is one.

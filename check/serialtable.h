@@ -22,6 +22,18 @@ public:
         return part.hashes[at] == hash ? part.ordinals[at] : none;
     }
 
+    // Loads the slot of a serial number into the cache, for replace().
+    void prepare([[maybe_unused]] const SerialKey& serial) const {
+#ifdef __GNUC__
+        const std::uint64_t hash = hashOf(serial);
+        const Part& part = parts[hash >> (64 - partBits)];
+        if (part.hashes.empty()) return;
+        const std::size_t at = static_cast<std::size_t>(hash) & (part.hashes.size() - 1);
+        __builtin_prefetch(&part.hashes[at], 1);
+        __builtin_prefetch(&part.ordinals[at], 1);
+#endif
+    }
+
     // Returns the ordinal before.
     std::uint32_t replace(const SerialKey& serial, std::uint32_t ordinal) {
         const std::uint64_t hash = hashOf(serial);

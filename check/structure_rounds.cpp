@@ -298,18 +298,23 @@ void RoundJoin::endPositions() {
     const double latitude = medianOf(positions.begin(), positions.end(), [](const Position& p) { return p.at.latitude; });
     const double longitude = medianOf(positions.begin(), positions.end(), [](const Position& p) { return p.at.longitude; });
     const double narrowing = std::cos(latitude * std::numbers::pi / 180);
-    const auto distanceOf = [&](const Position& position) {
+    const auto squareOf = [&](const Position& position) {
         const double north = position.at.latitude - latitude;
-        const double east = std::remainder(position.at.longitude - longitude, 360.0) * narrowing;
-        return std::hypot(north, east) * kilometresOfADegree;
+        double east = std::fabs(position.at.longitude - longitude);
+        if (east > 180) east = 360 - east;
+        east *= narrowing;
+        return (north * north + east * east) * kilometresOfADegree * kilometresOfADegree;
     };
-    const double median = medianOf(positions.begin(), positions.end(), distanceOf);
+    // Most rounds are in one town.
+    constexpr double square = farInKilometres * farInKilometres;
+    if (std::ranges::none_of(positions, [&](const Position& position) { return squareOf(position) > square; })) return;
+    const double median = medianOf(positions.begin(), positions.end(), squareOf);
     for (const Position& position : positions)
-        if (const double distance = distanceOf(position); distance > farInKilometres && distance > farInMedians * median)
+        if (const double distance = squareOf(position); distance > square && distance > farInMedians * farInMedians * median)
             found({.line = position.line,
                 .rule = RoundRule::PositionFar,
                 .letter = positionLetter,
-                .a = static_cast<std::int64_t>(distance)});
+                .a = static_cast<std::int64_t>(std::sqrt(distance))});
 }
 
 void RoundJoin::endRound() {

@@ -22,6 +22,11 @@ public:
     // Without memory, has no effect.
     void add(const LineNote& note, const LineNotes& notes);
 
+    // Call it some lines before add().
+    void prepare(const LineNote& note) const {
+        if (note.letter == '1') serials.prepare(note.serial);
+    }
+
     // Call it after the last line.
     void end();
 
