@@ -92,6 +92,8 @@ void LineExaminer::add(const LineValues& line, std::int64_t number, bool isDoubt
     case L'9': note.of = noteOfInformation(line); break;
     default: break;
     }
+    constexpr std::size_t usual = 256;  // of a part of a file
+    if (notes.lines.capacity() == 0) notes.lines.reserve(usual);
     notes.lines.push_back(note);
 }
 

@@ -190,7 +190,8 @@ bool repeatMeters(Place& in) {
     in.put(in.lines.size() - 1, "meterNumber", meters);
     // Fewer positions may be together in another way.
     for (std::size_t i = first; i < in.lines.size(); ++i)
-        if (in.is(i, '7')) in.put(i, "latitude", ""), in.put(i, "longitude", "");
+        if (in.is(i, '7'))
+            for (const char* coordinate : {"latitude", "longitude"}) in.put(i, coordinate, "");
     return in.expect(first, "meterSerialNumber");
 }
 
