@@ -735,6 +735,38 @@ void meter() {
     //! [Meter]
 }
 
+void anonymizer() {
+    //! [Anonymizer]
+    tramo::Anonymizer anonymizer("sixteen secret bytes, or more");
+    tramo::AnonymizeProof proof;
+    const std::wstring line = tramo::Line::of<MeterChangeTramoModel>(
+        {{"oldMeterSerialNumber", "C12AB0100007"}, {"newMeterSerialNumber", "C12AB0200009"}}).wide();
+    std::wstring made;
+    anonymizer.replace(line, tramo::LineKind::Record, made);  // without labels to learn before
+    const bool isProven = proof.compare(line, made, tramo::LineKind::Record);
+    std::wcout << isProven << L' ' << made.size() << L'\n';
+    std::wcout << anonymizer.pseudonymOf("C12AB0100007").c_str() << L'\n';  // as in the line
+    //> true 512
+    //> U07EI1982341
+    //! [Anonymizer]
+}
+
+void reconciliation() {
+    //! [Reconciliation]
+    const tramo::RoundFile exported = tramo::RoundFile::read("samples/round-exported.txt");
+    const tramo::RoundFile returned = tramo::RoundFile::read("samples/round-broken.txt");
+    const tramo::Reconciliation reconciled(exported, returned);
+    for (const tramo::ReconciledRound& round : reconciled.rounds()) {
+        std::wcout << round.read << L" of " << round.exportedMeters << L" meters read, " << round.missing << L" missing\n";
+        for (const tramo::Difference& difference : round.differences)
+            if (difference.what == tramo::Difference::MeterMissing)
+                std::wcout << difference.serial.c_str() << L": " << tramo::sentenceOf(difference).c_str() << L'\n';
+    }
+    //> 52 of 60 meters read, 1 missing
+    //> C12AB0100666: the meter did not come back
+    //! [Reconciliation]
+}
+
 void lineView() {
     //! [LineView]
     tramo::Reader reader("samples/round-returned.txt");
@@ -964,6 +996,8 @@ int main() {
     run(L"FileChecker", fileChecker);
     run(L"Round", round);
     run(L"Meter", meter);
+    run(L"Anonymizer", anonymizer);
+    run(L"Reconciliation", reconciliation);
     run(L"LineView", lineView);
     run(L"Reader", reader);
     run(L"Line", ownLine);

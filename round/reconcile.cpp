@@ -91,8 +91,13 @@ std::string keyOf(const LineView& line) {
     return serial ? trimmed(line.raw(*serial)) : std::string();
 }
 
-// The readings of a meter that are not plausible.
-std::vector<Finding> implausibleReadingsOf(const Meter&) { return {}; }
+// The readings of a meter that are not plausible: its findings about rounds, where Meter has them. Hints do not count.
+template <class M> std::vector<Finding> implausibleReadingsOf(const M& meter) {
+    std::vector<Finding> findings;
+    if constexpr (requires { meter.findings(); }) findings = meter.findings();
+    std::erase_if(findings, [](const Finding& finding) { return finding.severity == Severity::Hint; });
+    return findings;
+}
 
 class RoundComparison {
 public:

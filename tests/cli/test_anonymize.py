@@ -274,7 +274,9 @@ class Findings(Anonymize):
                 words = words_of(METER[5:30].decode("latin-1")) | words_of(METER[35:75].decode("latin-1")) | {METER[351:363].decode()}
                 for word in words:
                     self.assertNotIn(word.encode("latin-1"), made, at)
-                kept += self.findings(made) == self.findings(content)
+                # Another column of a shifted line may be a valid code by chance.
+                diagnosis = lambda text: [finding for finding in self.findings(text) if "Character" in finding]
+                kept += diagnosis(made) == diagnosis(content)
         self.assertGreater(kept, 3 * len(some(range(3, 500, 7))) * 0.9)
 
     def test_random_bytes(self):
