@@ -91,10 +91,9 @@ std::string keyOf(const LineView& line) {
     return serial ? trimmed(line.raw(*serial)) : std::string();
 }
 
-// The readings of a meter that are not plausible: its findings about rounds, where Meter has them. Hints do not count.
-template <class M> std::vector<Finding> implausibleReadingsOf(const M& meter) {
-    std::vector<Finding> findings;
-    if constexpr (requires { meter.findings(); }) findings = meter.findings();
+// What is not plausible about a meter. Hints do not count: a supervisor need not look at them.
+std::vector<Finding> implausibleReadingsOf(const Meter& meter) {
+    std::vector<Finding> findings = meter.findings();
     std::erase_if(findings, [](const Finding& finding) { return finding.severity == Severity::Hint; });
     return findings;
 }

@@ -248,4 +248,104 @@ INSTANTIATE_TEST_SUITE_P(All, Samples,
         return name;
     });
 
+// A text field that nobody has classified is kept: here they are listed a second time.
+TEST(Personal, texts_that_are_kept) {
+    std::set<std::string> kept;
+    for (const RecordKind* kind : allKinds())
+        for (const Field& field : kind->fields)
+            if (field.kind == FieldKind::Text && field.column > 0 && personalDataIn(*kind, field) == Personal::No) {
+                std::string name = field.name;
+                std::erase_if(name, [](char c) { return c >= '0' && c <= '9'; });
+                if (name.starts_with("label") && name.size() == 6) name.back() = '?';
+                kept.insert(kind->name + ": " + name);
+            }
+    EXPECT_EQ(
+        kept, (std::set<std::string>{"AMR: externalAMRText", "AMR: previousReadingDateStr", "AMR: pulseWeightStr",
+                  "enquiry definition: areaLabel", "enquiry definition: areaList", "enquiry definition: label?",
+                  "enquiry definition: orderStr", "enquiry definition: pageNumber", "enquiry result: areaCode",
+                  "enquiry result: pageNumber", "extended AMR: reservedAlarm", "extended data: scoreType",
+                  "extended data: scoreValue", "meter subscriber: meterHistoryReadingType", "meter subscriber: meterMarkingCode",
+                  "meter subscriber: subscriberMarkingCode", "parameter: key", "round: consumtionLimit",
+                  "round: meterInformationLabelArea", "round: subscriberInformationLabelArea", "tag: code"}));
+}
+
+TEST(Personal, numbers_that_are_replaced) {
+    std::set<std::string> replacedNumbers;
+    for (const RecordKind* kind : allKinds())
+        for (const Field& field : kind->fields)
+            if (field.kind != FieldKind::Text && personalDataIn(*kind, field) != Personal::No) replacedNumbers.insert(field.name);
+    EXPECT_EQ(replacedNumbers, (std::set<std::string>{"latitude", "longitude", "altitude"}));
+}
+
+TEST(Anonymizer, refuses_a_short_key) {
+    EXPECT_THROW(Anonymizer("fifteen bytes.."), std::invalid_argument);
+    EXPECT_NO_THROW(Anonymizer("sixteen bytes..."));
+    EXPECT_THROW(Anonymizer(""), std::invalid_argument);
+}
+
+TEST(Anonymizer, replaces_single_texts_as_in_a_line) {
+    const std::vector<std::wstring> lines = linesOf("round-returned.txt");
+    const Anonymized all = anonymized(lines);
+    const Anonymizer anonymizer(secret);
+    const std::wstring serial = lines[3].substr(351, 12), made = all.after[3].substr(351, 12);
+    EXPECT_EQ(anonymizer.pseudonymOf(std::string(serial.begin(), serial.end())), std::string(made.begin(), made.end()));
+    EXPECT_EQ(anonymizer.pseudonymOf(""), "");
+    EXPECT_EQ(anonymizer.pseudonymOf("- . -"), "- . -");
+}
+
+// The proof compares lines, however they were made.
+class Proof : public testing::Test {
+protected:
+    const std::wstring header = linesOf("round-returned.txt")[0], meter = linesOf("round-returned.txt")[3];
+
+    std::string failureOf(const std::wstring& before, const std::wstring& after, LineKind kind = LineKind::Record) const {
+        AnonymizeProof proof;
+        proof.begin();
+        EXPECT_TRUE(proof.compare(header, anonymized({header}).after[0], LineKind::Record));
+        EXPECT_EQ(proof.compare(before, after, kind), proof.failure().empty());
+        return proof.failure();
+    }
+};
+
+TEST_F(Proof, fails_if_a_column_was_not_replaced) {
+    const std::wstring made = anonymized({header, meter}).after[1];
+    EXPECT_EQ(failureOf(meter, made), "");
+    EXPECT_NE(failureOf(meter, meter), "");
+    for (const std::size_t column : {6U, 36U, 352U}) {  // a name, a street, the serial number
+        std::wstring leaky = made;
+        leaky.replace(column - 1, 12, meter.substr(column - 1, 12));
+        EXPECT_NE(failureOf(meter, leaky), "") << column;
+    }
+}
+
+TEST_F(Proof, fails_if_a_kept_column_was_changed_or_the_length) {
+    std::wstring made = anonymized({header, meter}).after[1];
+    EXPECT_NE(failureOf(meter, made.substr(0, 511)), "");
+    made[438] = made[438] == L'1' ? L'2' : L'1';  // a digit of the reading
+    EXPECT_EQ(failureOf(meter, made), "column 439 has changed, though it is kept");
+}
+
+TEST_F(Proof, fails_if_a_word_of_a_name_is_in_a_label) {
+    std::wstring page = linesOf("round-returned.txt")[1];
+    page.replace(2, 20, L"Access of dupont    ");
+    std::wstring named = meter;
+    named.replace(5, 30, L"DUPONT                        ");
+    const std::vector<std::wstring> lines{header, page, named};
+    EXPECT_TRUE(anonymized(lines).isProven);
+    AnonymizeProof proof;
+    proof.begin();
+    EXPECT_TRUE(proof.compare(page, page, LineKind::Record));  // the label is kept
+    EXPECT_TRUE(proof.search(page, LineKind::Record));
+    EXPECT_FALSE(proof.search(named, LineKind::Record));
+    EXPECT_EQ(proof.failure(), "a word that was replaced in this line is in a text that was kept");
+}
+
+TEST_F(Proof, fails_for_malformed_and_key_lines) {
+    const std::wstring malformed = L"DUPONT Jean, 12 Rue", keys = linesOf("amr-keys.txt")[0];
+    EXPECT_NE(failureOf(malformed, malformed), "");
+    EXPECT_NE(failureOf(keys, keys, LineKind::Key), "");
+    EXPECT_NE(failureOf(keys.substr(0, 300), keys.substr(0, 300), LineKind::Key), "");
+    EXPECT_EQ(failureOf(keys, anonymized({keys}, LineKind::Key).after[0], LineKind::Key), "");
+}
+
 }  // namespace
