@@ -36,11 +36,10 @@ class Command:
         self.form, self.secret, self.replaces = form, secret, replaces
 
     def words(self, source, out):
-        return [{"IN": source, "OUT": out}.get(word, word) for word in self.arguments]
+        return [{"IN": source, "OUT": out, "KEY": os.path.join(ROOT, "samples", "tags.txt")}.get(word, word) for word in self.arguments]
 
 
 COMMANDS = [
-    Command("anonymize", "anonymize --key anonymize.key IN -o OUT", "round.txt", "large.txt"),
     Command("export jsonl", "export IN --to jsonl -o OUT", "round.txt", "large.txt"),
     Command("export csv", "export IN --to csv --only meter-subscriber -o /dev/null --findings OUT", "broken.txt", "large-broken.txt", secret=True),
     Command("export folder", "export IN --to csv -o OUT", "round.txt", "large.txt", form="folder"),
@@ -57,6 +56,7 @@ COMMANDS = [
     Command("rewrite cleanly", "rewrite IN -o OUT", "clean.txt", "large-clean.txt", replaces=True),
     Command("repair", "repair IN -o OUT", "trimmed.txt", "large-trimmed.txt"),
     Command("sample", "sample --meters 20 -o OUT"),
+    Command("anonymize", "anonymize --key KEY IN -o OUT", "round.txt", "large.txt"),
 ]
 LARGE_SAMPLE = ["sample", "--meters", "60000", "-o"]
 READERS = [command for command in COMMANDS if command.reads]
@@ -82,8 +82,6 @@ def setUpModule():
         if done.returncode > 1:
             raise RuntimeError(done.stderr)
 
-    with open(os.path.join(inputs, "anonymize.key"), "wb") as file:
-        file.write(b"a key of the tests\n")
     for name, source in (("round.txt", "round-returned.txt"), ("broken.txt", "round-broken.txt"), ("keys.txt", "amr-keys.txt")):
         with open(os.path.join(inputs, name), "wb") as file:
             file.write(sample(source))
