@@ -737,8 +737,9 @@ void meter() {
 
 void anonymizer() {
     //! [Anonymizer]
-    tramo::Anonymizer anonymizer("sixteen secret bytes, or more");
-    tramo::AnonymizeProof proof;
+    const tramo::AnonymizeOptions options{.shiftDates = true};
+    tramo::Anonymizer anonymizer("sixteen secret bytes, or more", options);
+    tramo::AnonymizeProof proof(options);
     const std::wstring line = tramo::Line::of<MeterChangeTramoModel>(
         {{"oldMeterSerialNumber", "C12AB0100007"}, {"newMeterSerialNumber", "C12AB0200009"}}).wide();
     std::wstring made;
@@ -758,11 +759,14 @@ void reconciliation() {
     const tramo::Reconciliation reconciled(exported, returned);
     for (const tramo::ReconciledRound& round : reconciled.rounds()) {
         std::wcout << round.read << L" of " << round.exportedMeters << L" meters read, " << round.missing << L" missing\n";
+        for (const tramo::ReconciledMeter& meter : round.meters)
+            if (meter.state == tramo::ReconciledMeter::Missing) std::wcout << L"missing: " << meter.serial.c_str() << L'\n';
         for (const tramo::Difference& difference : round.differences)
             if (difference.what == tramo::Difference::MeterMissing)
                 std::wcout << difference.serial.c_str() << L": " << tramo::sentenceOf(difference).c_str() << L'\n';
     }
     //> 52 of 60 meters read, 1 missing
+    //> missing: C12AB0100666
     //> C12AB0100666: the meter did not come back
     //! [Reconciliation]
 }
