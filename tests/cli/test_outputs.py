@@ -791,7 +791,7 @@ class Links(OutputsTest):
     def test_no_slash(self):
         for cell in self.each(COMMANDS, "in the working folder"):
             with cell as command:
-                words = [{"IN": "../" + (command.reads or ""), "OUT": "new"}.get(word, word) for word in command.arguments]
+                words = command.words("../" + (command.reads or ""), "new")
                 result = self.run_here(words, cwd=self.out)
                 if command.name in ("export sqlite", "export xlsx"):   # which contain the name of the input
                     self.assertEqual(result[0], 0)
