@@ -78,11 +78,8 @@ class NamesTest(CliTest):
         with self.subTest(words=words, env=env):
             if code is not None:
                 self.assertIn(done.returncode, code if isinstance(code, tuple) else (code,), (done.stdout[:200], done.stderr))
-<<<<<<< HEAD
-            is_product = words[0] in ("convert", "export", "import", "sample") or words[0] == "repair" and "-o" in words or words[0] == "rewrite" and "--dry-run" not in words
-=======
-            is_product = words[0] in ("anonymize", "convert", "export", "import", "sample") or words[0] == "reconcile" and "csv" in words or words[0] == "rewrite" and "--dry-run" not in words
->>>>>>> 7892a4c (anonymize, reconcile: guide, examples, and tests that hold every command)
+            is_product = (words[0] in ("anonymize", "convert", "export", "import", "sample") or words[0] == "repair" and "-o" in words
+                          or words[0] == "reconcile" and "csv" in words or words[0] == "rewrite" and "--dry-run" not in words)
             for stream in (done.stderr,) if is_product else (done.stderr, done.stdout):
                 text = stream.decode("utf-8")
                 self.assertEqual(has_mark(text), [], text[:500])
