@@ -21,7 +21,6 @@ struct RoundObject {
 };
 struct MeterObject {
     FilePart file;
-    const Round* round;
     const Meter* meter;
 };
 
@@ -93,9 +92,9 @@ PyObject* roundFacts(PyObject* of, PyObject*) {
 
 PyObject* metersOf(PyObject* of, PyObject*) {
     return guarded([&] {
-        const auto& [file, round] = self<RoundObject>(of);
-        return listOf(round->meters(), [&](const Meter& meter) {
-            return Object<MeterObject>::make(MeterObject{file, round, &meter});
+        const RoundObject& round = self<RoundObject>(of);
+        return listOf(round.round->meters(), [&](const Meter& meter) {
+            return Object<MeterObject>::make(MeterObject{round.file, &meter});
         });
     });
 }

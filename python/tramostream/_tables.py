@@ -119,6 +119,8 @@ class Tables(Mapping[str, Table]):
     def __init__(self, opened: Opened, types: Optional[Sequence[str]], columns: Optional[Sequence[str]]) -> None:
         kinds = None if types is None else list(types)
         names = None if columns is None else [name for name in columns if name != "line"]
+        if names == []:
+            raise UnknownNameError("columns names no field")
         made, malformed = _core.read_tables(opened.reader, kinds, names)
         self.path = opened.path
         self.encoding = opened.reader.encoding

@@ -109,7 +109,7 @@ class Tables(TestCase):
 
     def test_unknown_names_say_the_closest(self):
         for arguments, words in (({"columns": ["meterReadingIndx"]}, "meterReadingIndex"), ({"types": ["meter subscribr"]}, "meter"),
-                                 ({"encoding": "utf-8"}, "utf16le")):
+                                 ({"encoding": "utf-8"}, "utf16le"), ({"columns": ["line"]}, "no field")):
             with self.assertRaisesRegex(tramostream.UnknownNameError, words):
                 tramostream.tables(sample("round-returned.txt"), **arguments)
 
