@@ -414,10 +414,10 @@ Py_ssize_t tableLength(PyObject* self) { return static_cast<Py_ssize_t>(Object<T
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-Table tableOf(const Columns& columns) {
+template <class Source> Table tableOf(const Source& source, const RecordKind* kind = nullptr) {
     ArrowSchema schema;
-    columns.exportSchema(&schema);
-    Table table(schema, &columns.kind());
+    source.exportSchema(&schema);
+    Table table(schema, kind);
     schema.release(&schema);
     return table;
 }
@@ -427,7 +427,7 @@ struct KindReading {
     Columns columns;
     Table table;
 
-    explicit KindReading(Columns chosen) : columns(std::move(chosen)), table(tableOf(columns)) {}
+    explicit KindReading(Columns chosen) : columns(std::move(chosen)), table(tableOf(columns, &columns.kind())) {}
     void flush() {
         if (columns.rows() == 0) return;
         auto batch = std::make_shared<Batch>();
@@ -446,7 +446,8 @@ public:
             for (Py_ssize_t i = 0; i < PyList_Size(kinds); ++i)
                 addKind(kindOf(checked(PySequence_GetItem(kinds, i)).get()), names);
         }
-        if (readings.empty()) refuse(kinds, names);
+        if (names != Py_None)
+            for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) expectField(kinds, checked(PySequence_GetItem(names, i)).get());
     }
 
     // Reads some lines. Returns false after the last one.
@@ -455,7 +456,10 @@ public:
             const LineView* const line = reader.next();
             if (!line) return false;
             if (line->kind()) add(*line);
-            else if (line->fault() != LineFault::None || line->lineKind() == LineKind::Key) malformed.add(*line);
+            else if (!malformed.add(*line)) {  // the texts of this batch would be too large
+                flushMalformed();
+                malformed.add(*line);
+            }
         }
         return true;
     }
@@ -469,14 +473,8 @@ public:
             found->second.flush();
             put(tables, kind->name.c_str(), makeTable(std::move(found->second.table), kind->name));
         }
-        ArrowSchema schema;
-        malformed.exportSchema(&schema);
-        Table table(schema, nullptr);
-        schema.release(&schema);
-        auto batch = std::make_shared<Batch>();
-        malformed.exportRows(&batch->rows);
-        table.add(std::move(batch));
-        return tuple(tables, makeTable(std::move(table), "malformed lines"));
+        flushMalformed();
+        return tuple(tables, makeTable(std::move(malformedTable), "malformed lines"));
     }
 
 private:
@@ -490,12 +488,18 @@ private:
         if (readings.find(&kind) == readings.end()) readings.emplace(&kind, KindReading(Columns(kind, fields)));
     }
 
-    // No kind has any of the fields.
-    void refuse(PyObject* kinds, PyObject* names) {
-        if (names == Py_None || PyList_Size(names) == 0) return;
-        PyObject* const first = PyList_GetItem(names, 0);
-        if (kinds != Py_None && PyList_Size(kinds) > 0) (void)fieldOf(kindOf(PyList_GetItem(kinds, 0)), first);
-        else (void)fieldOf(kindOf(text("meter subscriber").get()), first);
+    // Throws if none of the kinds has the field; names the closest one of the first kind.
+    void expectField(PyObject* kinds, PyObject* name) const {
+        for (const auto& [kind, reading] : readings)
+            if (findField(*kind, name)) return;
+        if (kinds != Py_None && PyList_Size(kinds) > 0) (void)fieldOf(kindOf(PyList_GetItem(kinds, 0)), name);
+        else (void)fieldOf(kindOf(text("meter subscriber").get()), name);
+    }
+
+    void flushMalformed() {
+        auto batch = std::make_shared<Batch>();
+        malformed.exportRows(&batch->rows);
+        malformedTable.add(std::move(batch));
     }
 
     void add(const LineView& line) {
@@ -512,7 +516,8 @@ private:
 
     std::map<const RecordKind*, KindReading> readings;
     std::map<const RecordKind*, KindReading>::iterator last = readings.end();
-    LineTable malformed;
+    LineTable malformed{};
+    Table malformedTable = tableOf(malformed);
 };
 
 }  // namespace
@@ -563,7 +568,7 @@ PyObject* scanSchema(PyObject*, PyObject* arguments) {
         std::vector<const Field*> fields;
         if (names != Py_None)
             for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) fields.push_back(&fieldOf(kind, PyList_GetItem(names, i)));
-        return schemaCapsule(tableOf(Columns(kind, fields)).columns);
+        return schemaCapsule(tableOf(Columns(kind, fields), &kind).columns);
     });
 }
 

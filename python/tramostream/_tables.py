@@ -27,6 +27,13 @@ def numpy_and_pandas() -> Tuple[Any, Any]:
     return numpy, pandas
 
 
+def names_of(names: Sequence[str], argument: str) -> List[str]:
+    """The names as a list; a single text is not one."""
+    if isinstance(names, str):
+        raise TypeError(f'{argument} is a list of names: ["{names}"]')
+    return list(names)
+
+
 class Table:
     """The records of a kind, or other rows, as columns. Immutable.
 
@@ -95,7 +102,7 @@ class Scan:
 
     def __init__(self, path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536) -> None:
         self._path = path_bytes(path)
-        self._columns = None if columns is None else list(columns)
+        self._columns = None if columns is None else names_of(columns, "columns")
         self._rows = rows_per_batch
         self.kind = _core.kind_name(kind)
 
@@ -117,8 +124,8 @@ class Tables(Mapping[str, Table]):
     """The records of a file by kind, each kind as a Table; see tables()."""
 
     def __init__(self, opened: Opened, types: Optional[Sequence[str]], columns: Optional[Sequence[str]]) -> None:
-        kinds = None if types is None else list(types)
-        names = None if columns is None else [name for name in columns if name != "line"]
+        kinds = None if types is None else names_of(types, "types")
+        names = None if columns is None else [name for name in names_of(columns, "columns") if name != "line"]
         if names == []:
             raise UnknownNameError("columns names no field")
         made, malformed = _core.read_tables(opened.reader, kinds, names)

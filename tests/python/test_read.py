@@ -113,6 +113,15 @@ class Tables(TestCase):
             with self.assertRaisesRegex(tramostream.UnknownNameError, words):
                 tramostream.tables(sample("round-returned.txt"), **arguments)
 
+    def test_every_name_must_be_known(self):
+        with self.assertRaisesRegex(tramostream.UnknownNameError, "meterReadingIndex"):
+            tramostream.tables(sample("round-returned.txt"), columns=["meterSerialNumber", "meterReadingIndx"])
+        with self.assertRaises(tramostream.UnknownNameError):
+            tramostream.tables(sample("round-returned.txt"), types=["AMR"], columns=["meterSerialNumber", "meterReadingIndex"])
+        for arguments in {"types": "AMR"}, {"columns": "meterSerialNumber"}:
+            with self.assertRaisesRegex(TypeError, "list of names"):
+                tramostream.tables(sample("round-returned.txt"), **arguments)
+
     def test_malformed_lines_are_kept(self):
         malformed = tramostream.tables(sample("round-damaged.txt")).malformed.to_dict()
         texts = [record["text"] for record in exported(sample("round-damaged.txt")) if record["kind"] == "text"]
