@@ -13,66 +13,20 @@ import subprocess
 import sys
 import tempfile
 
+from duck import DuckDB
+
 KINDS = {"0": "round", "1": "meter_subscriber", "2": "AMR", "3": "meter_change", "4": "extended_AMR", "5": "enquiry_definition",
          "6": "enquiry_result", "7": "extended_data", "9": "record_information"}
 
 ZERO = "\ue000"  # in the place of a zero character
 
 
-class Result(ctypes.Structure):
-    """duckdb_result of DuckDB's C interface."""
-    _fields_ = [("numbers", ctypes.c_uint64 * 3), ("pointers", ctypes.c_void_p * 3)]
-
-
-class DuckDB:
-    """A database in memory."""
-
-    def __init__(self, path):
-        self.library = ctypes.CDLL(path)
-        self.library.duckdb_value_varchar.restype = ctypes.c_void_p
-        for function in "duckdb_value_varchar", "duckdb_value_is_null":
-            getattr(self.library, function).argtypes = [ctypes.c_void_p, ctypes.c_uint64, ctypes.c_uint64]
-        self.library.duckdb_value_is_null.restype = ctypes.c_bool
-        self.library.duckdb_row_count.restype = self.library.duckdb_column_count.restype = ctypes.c_uint64
-        self.library.duckdb_result_error.restype = ctypes.c_char_p
-        self.database, self.connection = ctypes.c_void_p(), ctypes.c_void_p()
-        assert self.library.duckdb_open(None, ctypes.byref(self.database)) == 0
-        assert self.library.duckdb_connect(self.database, ctypes.byref(self.connection)) == 0
-
-    def close(self):
-        self.library.duckdb_disconnect(ctypes.byref(self.connection))
-        self.library.duckdb_close(ctypes.byref(self.database))
-
-    def query(self, sql):
-        """The rows: texts, or None."""
-        result = Result()
-        failed = self.library.duckdb_query(self.connection, sql.encode(), ctypes.byref(result))
-        try:
-            if failed:
-                raise SystemExit(f"{sql}: {self.library.duckdb_result_error(ctypes.byref(result)).decode()}")
-            here = ctypes.byref(result)
-            columns = range(self.library.duckdb_column_count(here))
-            rows = range(self.library.duckdb_row_count(here))
-            return [[self.value(here, column, row) for column in columns] for row in rows]
-        finally:
-            self.library.duckdb_destroy_result(ctypes.byref(result))
-
-    def value(self, result, column, row):
-        if self.library.duckdb_value_is_null(result, column, row):
-            return None
-        text = self.library.duckdb_value_varchar(result, column, row)
-        value = ctypes.string_at(text).decode()
-        self.library.duckdb_free(ctypes.c_void_p(text))
-        return value
-
-    def attach(self, stream_library, path, letter, rows_per_batch):
-        """Makes the stream of a kind a table."""
-        stream = (ctypes.c_void_p * 5)()  # ArrowArrayStream: five pointers
-        error = stream_library.openStream(os.fsencode(path), ctypes.c_char(letter.encode()), ctypes.c_size_t(rows_per_batch), stream)
-        assert error == 0, os.strerror(error)
-        assert self.library.duckdb_arrow_scan(self.connection, b"stream", stream) == 0
-        self.query("create or replace table records as select * from stream")
-        self.query("drop view stream")
+def attach(duck, stream_library, path, letter, rows_per_batch):
+    """Makes the stream of a kind a table."""
+    stream = (ctypes.c_void_p * 5)()  # ArrowArrayStream: five pointers
+    error = stream_library.openStream(os.fsencode(path), ctypes.c_char(letter.encode()), ctypes.c_size_t(rows_per_batch), stream)
+    assert error == 0, os.strerror(error)
+    duck.attach(stream)
 
 
 def unescaped(cell):
@@ -158,7 +112,7 @@ def main(tramo, library, stream, samples):
             kinds = 0
             with contextlib.closing(sqlite3.connect(database)) as base:
                 for letter, table in KINDS.items():
-                    duck.attach(stream_library, path, letter, 1000)
+                    attach(duck, stream_library, path, letter, 1000)
                     kind_rows, kind_values = compare(base, duck, table)
                     rows, values, kinds = rows + kind_rows, values + kind_values, kinds + (kind_rows > 0)
             os.remove(database)

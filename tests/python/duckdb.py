@@ -10,64 +10,14 @@ import tempfile
 
 import tramostream
 from arrow import stream_of
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "arrow"))
+from duck import DuckDB
 from support import generated, sample, tramo
 
 TABLES = {"round": "round", "meter subscriber": "meter_subscriber", "AMR": "AMR", "meter change": "meter_change",
           "extended AMR": "extended_AMR", "enquiry definition": "enquiry_definition", "enquiry result": "enquiry_result",
           "extended data": "extended_data", "record information": "record_information"}
-
-
-class Result(ctypes.Structure):
-    """duckdb_result of DuckDB's C interface."""
-    _fields_ = [("numbers", ctypes.c_uint64 * 3), ("pointers", ctypes.c_void_p * 3)]
-
-
-class DuckDB:
-    """A database in memory."""
-
-    def __init__(self, path):
-        self.library = ctypes.CDLL(path)
-        self.library.duckdb_value_varchar.restype = ctypes.c_void_p
-        for function in "duckdb_value_varchar", "duckdb_value_is_null":
-            getattr(self.library, function).argtypes = [ctypes.c_void_p, ctypes.c_uint64, ctypes.c_uint64]
-        self.library.duckdb_value_is_null.restype = ctypes.c_bool
-        self.library.duckdb_row_count.restype = self.library.duckdb_column_count.restype = ctypes.c_uint64
-        self.library.duckdb_result_error.restype = ctypes.c_char_p
-        self.database, self.connection = ctypes.c_void_p(), ctypes.c_void_p()
-        assert self.library.duckdb_open(None, ctypes.byref(self.database)) == 0
-        assert self.library.duckdb_connect(self.database, ctypes.byref(self.connection)) == 0
-
-    def close(self):
-        self.library.duckdb_disconnect(ctypes.byref(self.connection))
-        self.library.duckdb_close(ctypes.byref(self.database))
-
-    def query(self, sql):
-        """The rows: texts, or None."""
-        result = Result()
-        failed = self.library.duckdb_query(self.connection, sql.encode(), ctypes.byref(result))
-        here = ctypes.byref(result)
-        try:
-            if failed:
-                raise SystemExit(f"{sql}: {self.library.duckdb_result_error(here).decode()}")
-            return [[self.value(here, column, row) for column in range(self.library.duckdb_column_count(here))]
-                    for row in range(self.library.duckdb_row_count(here))]
-        finally:
-            self.library.duckdb_destroy_result(here)
-
-    def value(self, result, column, row):
-        if self.library.duckdb_value_is_null(result, column, row):
-            return None
-        text = self.library.duckdb_value_varchar(result, column, row)
-        value = ctypes.string_at(text).decode()
-        self.library.duckdb_free(ctypes.c_void_p(text))
-        return value
-
-    def attach(self, source):
-        """Makes what has __arrow_c_stream__ the table records."""
-        capsule = source.__arrow_c_stream__()
-        assert self.library.duckdb_arrow_scan(self.connection, b"stream", ctypes.byref(stream_of(capsule))) == 0
-        self.query("create or replace table records as select * from stream")
-        self.query("drop view stream")
 
 
 def same(ours, theirs, form):
@@ -103,6 +53,12 @@ def compare(base, duck, table):
     return len(found), values
 
 
+def attach(duck, source):
+    """Makes what has __arrow_c_stream__ the table records."""
+    capsule = source.__arrow_c_stream__()
+    duck.attach(ctypes.byref(stream_of(capsule)))
+
+
 def main():
     rows = values = 0
     with tempfile.TemporaryDirectory() as folder, contextlib.closing(DuckDB(os.environ["LIBDUCKDB"])) as duck:
@@ -115,11 +71,11 @@ def main():
             with contextlib.closing(sqlite3.connect(database)) as base:
                 for kind, table in TABLES.items():
                     for source in tables[kind], tramostream.scan(path, kind, rows_per_batch=1000):
-                        duck.attach(source)
+                        attach(duck, source)
                         more = compare(base, duck, table)
                         rows, values = rows + more[0], values + more[1]
                 meters = tramostream.tables(path)  # DuckDB itself counts
-                duck.attach(meters["meter subscriber"])
+                attach(duck, meters["meter subscriber"])
                 [[count, total]] = duck.query('select count("meterReadingIndex")::varchar, sum("meterReadingIndex")::varchar from records')
                 [expected] = base.execute('select count(meterReadingIndex), sum(meterReadingIndex) from "meter_subscriber"')
                 assert (int(count), int(total or 0)) == (expected[0], expected[1] or 0), (path, count, total, expected)
