@@ -72,7 +72,7 @@ public:
 
 private:
     friend class AnonymizeProof;
-    struct State;
+    struct TRAMO_HIDDEN State;
     std::unique_ptr<State> state;
 };
 
@@ -112,7 +112,7 @@ public:
     const std::string& failure() const;
 
 private:
-    struct State;
+    struct TRAMO_HIDDEN State;
     std::unique_ptr<State> state;
 };
 

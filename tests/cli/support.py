@@ -64,10 +64,16 @@ def before_field_work(content):
 
 
 @functools.cache
+def rules_by_subject():
+    """Returns what rules are about, by their names: "file", "round", or None for single lines."""
+    out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, env=ENVIRONMENT, cwd="/", check=True).stdout
+    return {rule["rule"]: rule.get("about") for rule in json.loads(out)["rules"]}
+
+
+@functools.cache
 def file_rules():
     """Returns the names of the rules about whole files."""
-    out = subprocess.run([TRAMO, "explain", "--format", "json"], capture_output=True, env=ENVIRONMENT, cwd="/", check=True).stdout
-    return {rule["rule"] for rule in json.loads(out)["rules"] if rule.get("about") == "file"}
+    return {rule for rule, about in rules_by_subject().items() if about == "file"}
 
 
 def is_about_file(finding):
@@ -77,11 +83,6 @@ def is_about_file(finding):
 def about_lines(findings):
     """Returns the findings of a JSON report that are not about the whole file."""
     return [finding for finding in findings if finding["rule"] not in file_rules()]
-
-
-def printed_about_lines(findings):
-    """Returns the findings of a printed report that are not about the whole file."""
-    return [finding for finding in findings if not re.search(rf" \[({'|'.join(file_rules())})\]", finding)]
 
 
 def lines(*texts):
