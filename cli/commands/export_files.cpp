@@ -113,7 +113,8 @@ struct Task {
     std::uint64_t position = 0;  ///< in the file, after the piece
     RowBatch rows, beside;
     RoundLines round;
-    Checker checker{{.prevailing = LineKind::Record, .rounds = false}};  ///< recognizes lines without findings; of plain records only
+    Checker checker{
+        {.prevailing = LineKind::Record, .rounds = false}};  ///< recognizes lines without findings; of plain records only
     std::uint64_t damaged = 0, unread = 0, ignored = 0;
 };
 
