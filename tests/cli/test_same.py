@@ -43,7 +43,7 @@ OTHERS = [
     "rewrite --dry-run small.txt", "rewrite --dry-run --format json small.txt", "rewrite small.txt -o out/new.txt",
     "rewrite --force small.txt -o -", "rewrite --force --encoding utf16le small.txt -o out/new.txt",
     "convert small.txt --encoding utf16le -o out/new.txt", "convert small.txt --encoding ansi -o -",
-    "anonymize --key other.txt small.txt keys.txt -o out/folder", "anonymize --key other.txt --shift-dates small.txt -o out/new.txt",
+    "anonymize --key key.txt small.txt keys.txt -o out/folder", "anonymize --key key.txt --shift-dates small.txt -o out/new.txt",
     "reconcile small.txt other.txt", "reconcile --format json small.txt other.txt", "reconcile --format csv other.txt small.txt",
     "diff small.txt other.txt", "diff --format json small.txt other.txt", "diff --exact --full small.txt other.txt",
     "stats small.txt other.txt", "stats --format json small.txt", "show small.txt", "show --all small.txt 3-9", "show --raw small.txt 2",
@@ -130,6 +130,7 @@ class Case:
         self.write("small.txt", encode(b"\r\n".join(self.lines) + b"\r\n"))
         self.write("other.txt", encode(b"\r\n".join(round_of(times, 100, 3)) + b"\r\n"))
         self.write("keys.txt", encode(sample("amr-keys.txt")))
+        self.write("key.txt", b"a key of anonymize")
         self.write("reversed.txt", encode(b"\r\n".join(reversed(self.lines)) + b"\r\n"))
         for arguments in ("jsonl -o small.jsonl", "csv -o tables", "sqlite -o small.db", "csv --only AMR -o amr.csv"):
             if (code := self.run("export", "small.txt", "-j", "1", "--to", *arguments.split()).returncode) > 1:

@@ -19,8 +19,7 @@ PAUSE = 0.3
 END_OF_INPUT = b"\x04"  # typed on a terminal
 ROUND, KEYS = sample("round-returned.txt") * 8, sample("amr-keys.txt") * 20
 COMMANDS = [
-    "anonymize --key round.jsonl - -o -",
-    "anonymize --key - broken.txt -o -",
+    "anonymize --key keys.txt - -o -",
     "check --color never --all -",
     "check --color never -j 2 broken.txt - missing.txt",
     "check --format json broken.txt -",
@@ -190,7 +189,7 @@ class EveryCommand(StreamsTest):
         self.assert_same([("import - --from jsonl --encoding utf16le", kind) for kind in KINDS], stdin=rows)
 
     def test_key_lines_from_the_standard_input(self):
-        self.assert_same([("keys --show-keys -", kind) for kind in KINDS], stdin=KEYS)
+        self.assert_same([(words, kind) for words in ("keys --show-keys -", "anonymize --key - broken.txt -o -") for kind in KINDS], stdin=KEYS)
 
 
 class Waiting(StreamsTest):

@@ -75,13 +75,15 @@ class Threads(CliTest):
                       f"{len(text) - middle + 1} characters from here on cannot be read", result.out)
 
     def test_good_file(self):
-        self.write("f", lines(ROUND, METER) * 1000)
+        meters = [put(METER, 352, b"%-12d" % meter) for meter in range(1998)]
+        self.write("f", lines(ROUND, *meters, put(INFORMATION, 7, b" 1998")))
         self.assertEqual(self.assert_same("-q", "f").out, "f: no errors or warnings in 2000 lines\n")
         for threads in (["-j3"], ["--threads", "64"], ["-j", "0"]):
             self.assertEqual(self.run_tool("check", "-q", *threads, "f", cwd=self.folder).out, "f: no errors or warnings in 2000 lines\n")
 
     def test_one_long_line_between_others(self):
-        self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + lines(METER) * 500 + b"1" * 300_000)
+        meters = lines(*(put(METER, 352, b"%-12d" % meter) for meter in range(500)))
+        self.write("f", lines(ROUND) + b"1" * 1_000_000 + b"\r\n" + meters + b"1" * 300_000)
         result = self.assert_same("f")
         self.assertTrue(result.findings[0].startswith("f:2:513: error: line has 1000000 characters"))
         self.assertTrue(result.findings[1].startswith("f:503:513: error: line has 300000 characters"))
