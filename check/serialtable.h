@@ -16,7 +16,7 @@ public:
 
     std::uint32_t find(const SerialKey& serial) const {
         const std::uint64_t hash = hashOf(serial);
-        const Part& part = parts[hash >> (64 - partBits)];
+        const Part& part = parts[partOf(hash)];
         if (part.hashes.empty()) return none;
         const std::size_t at = part.slotOf(hash);
         return part.hashes[at] == hash ? part.ordinals[at] : none;
@@ -26,7 +26,7 @@ public:
     void prepare([[maybe_unused]] const SerialKey& serial) const {
 #ifdef __GNUC__
         const std::uint64_t hash = hashOf(serial);
-        const Part& part = parts[hash >> (64 - partBits)];
+        const Part& part = parts[partOf(hash)];
         if (part.hashes.empty()) return;
         const std::size_t at = static_cast<std::size_t>(hash) & (part.hashes.size() - 1);
         __builtin_prefetch(&part.hashes[at], 1);
@@ -37,7 +37,7 @@ public:
     // Returns the ordinal before.
     std::uint32_t replace(const SerialKey& serial, std::uint32_t ordinal) {
         const std::uint64_t hash = hashOf(serial);
-        Part& part = parts[hash >> (64 - partBits)];
+        Part& part = parts[partOf(hash)];
         if (part.count * 4 >= part.hashes.size() * 3) part.grow();
         const std::size_t at = part.slotOf(hash);
         if (part.hashes[at] == hash) return std::exchange(part.ordinals[at], ordinal);
@@ -54,6 +54,8 @@ private:
         const std::uint64_t hash = serial.hash();
         return hash == 0 ? 1 : hash;  // 0: a free slot
     }
+
+    static std::size_t partOf(std::uint64_t hash) { return static_cast<std::size_t>(hash >> (64 - partBits)); }
 
     struct Part {
         std::vector<std::uint64_t> hashes{};

@@ -75,7 +75,7 @@ struct SomeLines {
 
     /// Adds a line after these.
     void add(std::int64_t number) {
-        if (count < first.size()) first[static_cast<std::size_t>(count)] = number;
+        if (count < first.size()) first.data()[count] = number;
         ++count;
     }
     /// Adds the lines of the next part of the file.

@@ -26,7 +26,7 @@ class TRAMO_EXPORT AreaColumns {
 public:
     /// More labels than this are not areas of one town, and more than a database has columns for.
     static constexpr std::size_t mostColumns = 500;
-    static constexpr std::size_t noColumn = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t noColumn = (std::numeric_limits<std::size_t>::max)();
 
     /// The names of other columns: no area has one of them, in capital or small letters.
     explicit AreaColumns(std::vector<std::string> others) : taken(std::move(others)) {}
