@@ -344,7 +344,7 @@ bool leavesNoTrace(const Text& good, const Change& first, const Change* second) 
 
 TEST(Repair, MakesNoSilentlyWrongRepair) {
     const Silence quiet;
-    const int count = files(400);
+    const int count = files(20) * 20;
     int wrong = 0, well = 0, changed = 0;
     for (int i = 0; i < count; ++i) {
         Generator chance(static_cast<unsigned>(i) + 90000);

@@ -273,6 +273,11 @@ class Threads(TestCase):
 
 
 class Interruption(TestCase):
+    def setUp(self):
+        super().setUp()
+        previous = signal.signal(signal.SIGINT, signal.default_int_handler)   # background jobs ignore it, and so would the programs
+        self.addCleanup(signal.signal, signal.SIGINT, previous)
+
     def interrupt(self, function):
         """Interrupts a program that reads the same file again and again, in the middle of it."""
         path = generated(self.folder, "--returned", "--meters", "30000")
