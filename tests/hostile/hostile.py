@@ -217,6 +217,31 @@ class Examination:
                     if tag == "t" and element.text:  # typed as text, regardless of its first character
                         self.text(element.text, name)
 
+    def repair(self, file):
+        self.shown("repair", "--reference", "other.txt", "-o", "repaired.txt", "--log", "repair.jsonl", file, codes=(0, 1, 2))
+        if os.path.exists(os.path.join(self.folder, "repair.jsonl")):
+            for line in self.read("repair.jsonl").decode("utf-8").splitlines():
+                self.terminal(line.encode(), "repair.jsonl")
+                json.loads(line)
+
+    def reconcile(self, file):
+        self.shown("reconcile", "--all", file, "other.txt", codes=(0, 1, 2))
+        done = self.run("reconcile", "--format", "csv", "other.txt", file, codes=(0, 1, 2))
+        self.no_keys(done.stdout, "reconcile --format csv")
+        for row in csv.reader(io.StringIO(done.stdout.decode("utf-8"), newline=""), strict=True):
+            for cell in row:
+                self.cell(cell, "reconcile --format csv")
+        if done.returncode < 2:
+            self.json("reconcile", "--format", "json", file, "other.txt")
+
+    def anonymize(self, file):
+        with open(os.path.join(self.folder, "anonymize.key"), "w", encoding="ascii") as key:
+            key.write("a key for tests of anonymize")
+        self.run("anonymize", "--key", "anonymize.key", "-o", "anonymous.txt", file, codes=(0, 1, 2))
+        if os.path.exists(os.path.join(self.folder, "anonymous.txt")):
+            self.read("anonymous.txt")
+            self.counts["files without personal data"] += 1
+
     def examine(self):
         name, case = self.case.name, self.case
         with open(os.path.join(self.folder, os.fsencode(name).decode("utf-8", "surrogateescape")), "wb") as file:
@@ -235,6 +260,9 @@ class Examination:
         self.shown("diff", "--exact", "--full", "other.txt", name, codes=(0, 1, 2))
         self.shown("rewrite", "--dry-run", name, codes=(0, 1, 2))
         self.shown("repair", name, codes=(0, 1, 2))
+        self.repair(name)
+        self.reconcile(name)
+        self.anonymize(name)
         self.json("export", "--to", "jsonl", name, lines=True)
         for table in ("meters", "answers", "alarms", "unread", "locations"):
             self.json("export", "--to", "jsonl", "--table", table, name, lines=True)
