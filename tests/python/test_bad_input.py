@@ -139,10 +139,13 @@ class Leaks(TestCase):
     def expect_no_leak(self, action, repetitions=60):
         for _ in range(10):
             action()
+        self.assertLess(min(self.growth(action, repetitions) for _ in range(3)), repetitions // 2)   # caches grow once
+
+    def growth(self, action, repetitions):
         before = blocks()
         for _ in range(repetitions):
             action()
-        self.assertLess(blocks() - before, repetitions // 2)
+        return blocks() - before
 
     def test_reading(self):
         self.expect_no_leak(lambda: use(content("round-damaged.txt")[:20000]))
