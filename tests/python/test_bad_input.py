@@ -139,7 +139,8 @@ class Leaks(TestCase):
     def expect_no_leak(self, action, repetitions=60):
         for _ in range(10):
             action()
-        self.assertLess(min(self.growth(action, repetitions) for _ in range(3)), repetitions // 2)   # caches grow once
+        # A cache grows once, a leak every time.
+        self.assertTrue(any(self.growth(action, repetitions) < repetitions // 2 for _ in range(3)))
 
     def growth(self, action, repetitions):
         before = blocks()
