@@ -30,7 +30,7 @@ of change:
   "N" becomes "1"               another code, or another value
   is not written                the field becomes blank
   is written                    a blank field is filled
-  a zero is written after it   alarm flags bring one along
+  a zero is written after it    alarm flags bring one along
   cannot be read                the text is not a value of the field
   is read in part               the rest of the text vanishes
   columns outside of fields     the text there is not read
