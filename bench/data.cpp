@@ -59,6 +59,9 @@ std::string withRandomDates(std::string text) {
     return text;
 }
 
+// Whole rounds, in which the rules about rounds find nothing.
+bool hasRounds(const std::string& kind) { return kind == "mixed" || kind == "random dates"; }
+
 std::string seed(const Options& options, const std::string& kind) {
     if (kind == "every field bad") return badLines();
     if (kind == "random dates") return withRandomDates(seed(options, "mixed"));
@@ -66,7 +69,8 @@ std::string seed(const Options& options, const std::string& kind) {
     if (kind == "tag") return contents(SAMPLES "/tags.txt");
     if (kind == "key") return contents(SAMPLES "/amr-keys.txt");
     const std::string path = options.folder + "/seed.txt";
-    const std::size_t meters = kind == "meter subscriber" ? options.subscribers() : options.others();
+    const std::size_t linesOfAMeter = hasRounds(kind) ? 3 : 1;  // about as many
+    const std::size_t meters = (kind == "meter subscriber" ? options.subscribers() : options.others()) / linesOfAMeter;
     std::vector<std::string> command{options.tramo, "sample", "--returned", "--meters", std::to_string(meters), "-o", path};
     if (kind != "mixed") command.insert(command.end(), {"--kinds", kind});
     if (runProgram(command).status != 0) throw std::runtime_error("tramo sample failed");
@@ -106,11 +110,12 @@ DataFile dataFile(const Options& options, const std::string& kind, int encoding)
     const std::size_t lines = kind == "meter subscriber" ? options.subscribers() : options.others();
     const std::string path = options.folder + "/" + kind + "-" + std::to_string(lines) + (isAnsi ? ".txt" : "-utf16.txt");
     if (!isFresh(path, options)) {
-        const std::string text = repeated(seed(options, kind), lines);
+        const std::string text = hasRounds(kind) ? seed(options, kind) : repeated(seed(options, kind), lines);
         makeFile(path, [&](std::ostream& out) { out << (isAnsi ? text : widened(text)); });
     }
     const std::size_t bytes = fs::file_size(path);
-    return {path, encoding, lines, bytes, isAnsi ? bytes : bytes / 2 - 1};
+    const std::size_t characters = isAnsi ? bytes : bytes / 2 - 1;
+    return {path, encoding, hasRounds(kind) ? characters / recordSize : lines, bytes, characters};
 }
 
 ShapedFile::ShapedFile(const Options& options, Shape shape, std::size_t bytes)
