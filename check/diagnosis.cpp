@@ -371,7 +371,7 @@ LineFacts Diagnosis::Facts::factsOf(const SourceLine& line, const FileHead& head
     }
     facts.isBlank = isBlankText(text);
     if (facts.isBlank) {
-        if (!facts.isControlZ && !head.wrappedAt()) facts.sign(FileRule::BlankLines);
+        if (!facts.isControlZ) facts.sign(head.wrappedAt() ? FileRule::Wrapped : FileRule::BlankLines);
         return facts;
     }
     if (line.facts) return facts;
@@ -668,8 +668,11 @@ std::vector<Finding> Diagnosis::findings() const {
                                                 file.tooShort == 1 ? " is not" : " are not")));
         all.back().reason.clear();
     }
-    if (beginning->wrappedAt())
-        addLines(FileRule::Wrapped, concat("every line was broken after ", beginning->wrappedAt(), " characters"));
+    if (beginning->wrappedAt()) {
+        const SomeLines& some = file.linesOf(FileRule::Wrapped);
+        add(FileRule::Wrapped, concat("every line was broken after ", beginning->wrappedAt(), " characters"), some,
+            inWords(some, file.lines));
+    }
     if (beginning->lostAfter())
         addLines(FileRule::RightPartLost,
             concat("every line stops after ", beginning->lostAfter(), " of ", length, " characters; the rest is lost"));

@@ -237,6 +237,14 @@ TEST(Diagnosis, TrapBlankLinesAtTheEndBelongToAWrappedLine) {
     }
 }
 
+TEST(Diagnosis, BlankPartsOfWrappedLinesBelongToThem) {
+    const Lines lines = sampleLines("round-returned.txt");
+    const std::size_t parts = 2 * lines.size();
+    const std::vector<Finding> findings = diagnosed(wrapped(lines, record / 2));
+    EXPECT_EQ(
+        inWords(findings), "every line was broken after 256 characters [Wrapped]: all " + std::to_string(parts) + " lines\n");
+}
+
 TEST(Diagnosis, TrapALineEndingAfterATornLineHidesTheCut) {
     Lines lines = sampleLines("round-returned.txt");
     lines.back().resize(422, 'x');
