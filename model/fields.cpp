@@ -59,6 +59,21 @@ template <class... M> struct KindsOf<std::variant<std::monostate, M...>> {
 
 }  // namespace
 
+std::string_view nameOf(FieldKind kind) {
+    switch (kind) {
+    case FieldKind::Text: return "text";
+    case FieldKind::Integer: return "integer";
+    case FieldKind::Decimal: return "decimal";
+    case FieldKind::Date: return "date";
+    case FieldKind::DateTime: return "dateTime";
+    case FieldKind::Year: return "year";
+    case FieldKind::Code: return "code";
+    case FieldKind::Flag: return "flag";
+    case FieldKind::AlarmFlags: break;
+    }
+    return "alarmFlags";
+}
+
 std::string_view errorName(TE::errorType code) {
     const auto* found = std::ranges::find(errorNames, code, &ErrorName::code);
     return found == std::end(errorNames) ? std::string_view{} : found->name;

@@ -320,3 +320,10 @@ TEST(ErrorNames, AreEnumeratorsThatCompareWithNumbers) {
     EXPECT_EQ((TE::FieldError{2, TE::BuildText}), (TE::FieldError{2, TE::BuildText}));
     EXPECT_NE((TE::FieldError{2, TE::BuildText}), (TE::FieldError{3, TE::BuildText}));
 }
+
+TEST(FieldKinds, HaveNames) {
+    std::string names;
+    for (int kind = 0; kind <= static_cast<int>(tramo::FieldKind::AlarmFlags); ++kind)
+        names.append(tramo::nameOf(static_cast<tramo::FieldKind>(kind))) += ' ';
+    EXPECT_EQ(names, "text integer decimal date dateTime year code flag alarmFlags ");
+}

@@ -11,21 +11,6 @@ namespace tramo::cli {
 
 namespace {
 
-const char* typeName(FieldKind kind) {
-    switch (kind) {
-    case FieldKind::Text: return "text";
-    case FieldKind::Integer: return "integer";
-    case FieldKind::Decimal: return "decimal";
-    case FieldKind::Date: return "date";
-    case FieldKind::DateTime: return "dateTime";
-    case FieldKind::Year: return "year";
-    case FieldKind::Code: return "code";
-    case FieldKind::Flag: return "flag";
-    case FieldKind::AlarmFlags: break;
-    }
-    return "alarmFlags";
-}
-
 class FormatDocument {
 public:
     explicit FormatDocument(Output& to) : stream(to), json(stream) {}
@@ -79,7 +64,7 @@ private:
         json.StartObject();
         json.member("field", field.name);
         some("label", field.label);
-        json.member("type", typeName(field.kind));
+        json.member("type", nameOf(field.kind));
         if (field.column > 0) {
             json.member("column", field.column);
             json.member("width", field.width);

@@ -1,5 +1,6 @@
 #include "cli/commands/reconcile_report.h"
 #include "cli/io/text.h"
+#include "cli/lines/times.h"
 #include "cli/report/jsonwriter.h"
 #include "cli/tables/celltext.h"
 #include "common/utf8.h"
@@ -7,23 +8,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <tramostream/linemodel.h>
-#include <tramostream/metersubscribertramomodel.h>
 #include <vector>
 
 namespace tramo::cli {
 
 namespace {
-
-std::string dayOf(std::chrono::local_days day) {
-    const std::chrono::year_month_day date(day);
-    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-        static_cast<unsigned>(date.day()));
-}
-
-std::string timeOf(std::chrono::sys_seconds time) {
-    static const Field& field = *kindOf<MeterSubscriberTramoModel>().field("meterReadingDate");
-    return utf8::encode(textOf(field, static_cast<long long>(time.time_since_epoch().count())));
-}
 
 std::string codeOf(char32_t code) {
     return code == 0 ? std::string() : utf8::encode(std::wstring(1, static_cast<wchar_t>(code)));

@@ -3,6 +3,7 @@
 #include "cli/io/platform.h"
 #include "cli/io/text.h"
 #include "cli/io/wrap.h"
+#include "cli/lines/times.h"
 #include "cli/report/report.h"
 #include "cli/shell/command.h"
 #include "common/suggestion.h"
@@ -12,7 +13,6 @@
 #include <fmt/format.h>
 #include <iterator>
 #include <system_error>
-#include <tramostream/metersubscribertramomodel.h>
 #include <tramostream/round.h>
 #include <utility>
 
@@ -20,18 +20,10 @@ namespace tramo::cli {
 
 namespace {
 
-std::string dayOf(std::chrono::local_days day) {
-    const std::chrono::year_month_day date(day);
-    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-        static_cast<unsigned>(date.day()));
-}
-std::string dayOf(const std::optional<std::chrono::local_days>& day) { return day ? dayOf(*day) : std::string("-"); }
-
 // A time, or only its day if the field holds no more.
-std::string timeOf(std::chrono::sys_seconds time, const Origin& origin) {
-    static const Field& field = *kindOf<MeterSubscriberTramoModel>().field("meterReadingDate");
+std::string timeAt(const Origin& origin, std::chrono::sys_seconds time) {
     constexpr int widthOfDay = 8;
-    std::string text = utf8::encode(textOf(field, static_cast<long long>(time.time_since_epoch().count())));
+    std::string text = timeOf(time);
     std::ranges::replace(text, 'T', ' ');
     if (origin.width == widthOfDay) text.resize(text.find(' '));
     return text;
@@ -40,6 +32,7 @@ std::string timeOf(std::chrono::sys_seconds time, const Origin& origin) {
 template <class T> std::string wordOf(const std::optional<T>& number) {
     return number ? fmt::format("{}", *number) : std::string("-");
 }
+std::string wordOf(const std::optional<std::chrono::local_days>& day) { return day ? dayOf(*day) : std::string("-"); }
 std::string wordOf(const std::optional<char32_t>& code) {
     return code ? printable(std::wstring(1, static_cast<wchar_t>(*code))) : std::string("-");
 }
@@ -73,7 +66,7 @@ public:
         addModules(meter);
         for (const MeterChange& change : meter.changes())
             add(change.origin, "meter change",
-                fmt::format("{} -> {} on {}, index {}, wheels {}", change.oldSerial, change.newSerial, dayOf(change.day),
+                fmt::format("{} -> {} on {}, index {}, wheels {}", change.oldSerial, change.newSerial, wordOf(change.day),
                     wordOf(change.newIndex), wordOf(change.newWheels)));
         for (const Answer& answer : meter.answers()) add(answer.origin, questionOf(answer), answerOf(answer));
         if (const auto place = meter.place()) addPlace(*place);
@@ -146,7 +139,7 @@ private:
         const auto reading = meter.reading(), previous = meter.previous();
         if (reading) {
             add(reading->origin, "reading",
-                fmt::format("{} on {}, status {}, method {}{}", wordOf(reading->index), timeOf(reading->at, reading->origin),
+                fmt::format("{} on {}, status {}, method {}{}", wordOf(reading->index), timeAt(reading->origin, reading->at),
                     wordOf(reading->status), wordOf(reading->method),
                     reading->agent.empty() ? "" : ", user code " + reading->agent));
             if (reading->consumption || meter.difference())
@@ -156,11 +149,11 @@ private:
         }
         if (previous)
             add(previous->origin, "previous reading",
-                fmt::format("{} on {}", wordOf(previous->index), timeOf(previous->at, previous->origin)));
+                fmt::format("{} on {}", wordOf(previous->index), timeAt(previous->origin, previous->at)));
         else addField(meter.subscriber(), "previous, no date", "meterPreviousReadingIndex");
         for (const HistoryItem& item : meter.history())
             add(item.origin, "earlier reading",
-                fmt::format("consumption {} on {}{}", wordOf(item.consumption), dayOf(item.day),
+                fmt::format("consumption {} on {}{}", wordOf(item.consumption), wordOf(item.day),
                     item.type.empty() ? "" : ", type " + item.type));
     }
 
@@ -173,7 +166,7 @@ private:
             for (const ModuleReading& reading : readings)
                 if (reading.origin.line == line->number())
                     add(reading.origin, reading.slot == 0 ? "  reading" : "  earlier",
-                        fmt::format("{} on {}{}", wordOf(reading.index), reading.at ? timeOf(*reading.at, reading.origin) : "-",
+                        fmt::format("{} on {}{}", wordOf(reading.index), reading.at ? timeAt(reading.origin, *reading.at) : "-",
                             reading.alarms ? ", alarms " + wordOf(reading.alarms) : std::string()));
         }
         const std::vector<Alarm> alarms = meter.alarms();
@@ -190,7 +183,7 @@ private:
         std::string text = fmt::format("{}, {}", place.latitude, place.longitude);
         if (place.altitude) text += fmt::format(", altitude {}", *place.altitude);
         if (place.accuracy) text += fmt::format(", accuracy {}", *place.accuracy);
-        if (place.day) text += ", updated on " + dayOf(place.day);
+        if (place.day) text += ", updated on " + dayOf(*place.day);
         add(place.origin, "place", text);
     }
 
@@ -210,7 +203,7 @@ private:
         if (!answer.result.empty()) text += (text.empty() ? "" : " ") + answer.result;
         if (text.empty()) text = "mode " + wordOf(answer.mode);
         else if (!answer.list.empty()) text += " of " + answer.list;
-        return answer.day ? text + ", on " + dayOf(answer.day) : text;
+        return answer.day ? text + ", on " + dayOf(*answer.day) : text;
     }
 
     void printRows() {

@@ -28,6 +28,9 @@ enum class FieldKind : char {
     AlarmFlags,  ///< long long: flag k is bit k - 1; written as four hexadecimal digits
 };
 
+/// Returns the name of a kind: "text", "dateTime", "alarmFlags".
+TRAMO_EXPORT std::string_view nameOf(FieldKind kind);
+
 /// The value of a field. An absent value is that of a default-constructed model (Field::defaultValue).
 using FieldValue = std::variant<std::wstring, long long, double, bool, wchar_t>;
 

@@ -48,7 +48,6 @@ const tramo::Field& fieldOf(const tramo::RecordKind& kind, PyObject* name);    /
 const tramo::Field* findField(const tramo::RecordKind& kind, PyObject* name);  // nullptr: none
 std::optional<tramo::Encoding> encodingOf(PyObject* name);                     // None: nullopt
 const char* nameOf(tramo::Encoding encoding);
-std::string_view nameOf(tramo::FieldKind kind);
 Ref valueOf(const tramo::LineView& line, const tramo::Field& field);  // None: absent
 tramo::SetResult setField(tramo::Line& line, const tramo::Field& field, PyObject* value);
 Ref dateOf(std::string_view iso);  // a date or a datetime

@@ -100,21 +100,6 @@ std::optional<Encoding> encodingOf(PyObject* name) {
 
 const char* nameOf(Encoding encoding) { return encoding == Encoding::Ansi ? "ansi" : "utf16le"; }
 
-std::string_view nameOf(FieldKind kind) {
-    switch (kind) {
-    case FieldKind::Text: return "text";
-    case FieldKind::Integer: return "integer";
-    case FieldKind::Decimal: return "decimal";
-    case FieldKind::Date: return "date";
-    case FieldKind::DateTime: return "dateTime";
-    case FieldKind::Year: return "year";
-    case FieldKind::Code: return "code";
-    case FieldKind::Flag: return "flag";
-    case FieldKind::AlarmFlags: break;
-    }
-    return "alarmFlags";
-}
-
 Ref dateOf(std::string_view iso) {
     static PyObject* const ofTime = dateFunction("datetime", "fromisoformat");
     static PyObject* const ofDay = dateFunction("date", "fromisoformat");
