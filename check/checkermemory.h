@@ -23,11 +23,7 @@ public:
 
     // Joins lines from `first` on, which counts the lines that are done.
     void add(const LineNotes& more, std::size_t& first) {
-        constexpr std::size_t ahead = 24;
-        for (; first < more.lines.size(); ++first) {
-            if (first + ahead < more.lines.size()) joined.prepare(more.lines[first + ahead]);
-            joined.add(more.lines[first], more);
-        }
+        for (; first < more.lines.size(); ++first) joined.add(more.lines[first], more);
     }
 
     CleanLines lines{};  // only remembers kinds

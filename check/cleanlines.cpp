@@ -15,7 +15,7 @@ std::unique_ptr<FilledModel> filledModel(const RecordKind& kind, const std::vari
     return made;
 }
 
-Map::Columns columnsOutsideFields(const RecordKind& kind) {
+Map::Columns findColumnsOutsideFields(const RecordKind& kind) {
     std::array<bool, lineLength> taken{true};  // the letter
     for (const Field& field : kind.fields)
         if (field.column > 0) std::fill_n(taken.begin() + field.column - 1, field.width, true);
@@ -23,6 +23,15 @@ Map::Columns columnsOutsideFields(const RecordKind& kind) {
     for (std::size_t i = 0; i < lineLength; ++i)
         if (!taken[i]) outside.add(i);
     return outside;
+}
+
+const Map::Columns& columnsOutsideFields(const RecordKind& kind) {
+    static const auto ofKinds = [] {
+        std::vector<Map::Columns> columns;
+        for (const RecordKind* each : recordKinds()) columns.push_back(findColumnsOutsideFields(*each));
+        return columns;
+    }();
+    return ofKinds[static_cast<std::size_t>(std::ranges::find(recordKinds(), &kind) - recordKinds().begin())];
 }
 
 // Returns whether a number can be tested sixteen characters at a time.
@@ -103,31 +112,31 @@ struct CleanLines::KindTest {
     }
 
     const std::span<const FieldReading> readings;
-    const Map::Columns outside;
+    const Map::Columns& outside;
     const std::unique_ptr<FilledModel> model;
 };
 
 CleanLines::CleanLines() : tests(recordKinds().size()) {}
 CleanLines::~CleanLines() = default;
 
-CleanLines::KindTest& CleanLines::testOf(const RecordKind& kind) {
+CleanLines::KindTest* CleanLines::testOf(const RecordKind& kind) {
     const auto kinds = recordKinds();
-    std::unique_ptr<KindTest>& test = tests[static_cast<std::size_t>(std::ranges::find(kinds, &kind) - kinds.begin())];
+    const auto found = std::ranges::find(kinds, &kind);
+    if (found == kinds.end()) return nullptr;
+    std::unique_ptr<KindTest>& test = tests[static_cast<std::size_t>(found - kinds.begin())];
     if (!test) test = std::make_unique<KindTest>(kind);
-    return *test;
+    return test.get();
 }
 
 const FilledModel* CleanLines::valuesIfClean(const RecordKind& kind, std::string_view line, bool all) {
-    const auto kinds = recordKinds();
-    if (std::ranges::find(kinds, &kind) == kinds.end()) return nullptr;
     if (line.size() != lineLength || static_cast<unsigned char>(line.front()) != kind.letter) return nullptr;
     if (line.find('\0') != std::string_view::npos) return nullptr;
-    const KindTest& test = testOf(kind);
-    return test.isClean(line.data(), all) ? test.model.get() : nullptr;
+    const KindTest* const test = testOf(kind);
+    return test && test->isClean(line.data(), all) ? test->model.get() : nullptr;
 }
 
 const FilledModel& CleanLines::values(const RecordKind& kind, const wchar_t* line, bool& isFaulty) {
-    const KindTest& test = testOf(kind);
+    const KindTest& test = *testOf(kind);
     test.model->begin();
     AnyFields fields{*test.model};
     decodeLine(test.readings, line, BlankMap<lineLength, wchar_t>(line), fields);

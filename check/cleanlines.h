@@ -25,7 +25,7 @@ public:
 
 private:
     struct KindTest;
-    KindTest& testOf(const RecordKind& kind);
+    KindTest* testOf(const RecordKind& kind);      // null: not one of recordKinds()
     std::vector<std::unique_ptr<KindTest>> tests;  // by record kind; null until a line of that kind comes
 };
 

@@ -93,29 +93,37 @@ constexpr CodePage allPages[] = {CodePage::Windows1252, CodePage::Dos850, CodePa
 
 }  // namespace
 
-bool Letters::add(std::string_view line) {
-    constexpr std::size_t step = 64;
-    constexpr std::uint64_t highBits = 0x8080808080808080;
-    bool any = false;
+namespace {
+
+constexpr std::uint64_t highBits = 0x8080808080808080;
+
+// Without early exit, so that the compiler vectorizes the loop.
+bool hasHighBytes(std::string_view line) {
+    std::array<std::uint64_t, 8> all{}, words;
     std::size_t i = 0;
-    for (; i + step <= line.size(); i += step) {
-        std::array<std::uint64_t, step / sizeof(std::uint64_t)> words;
-        std::memcpy(words.data(), line.data() + i, step);
-        std::uint64_t bits = 0;  // without early exit, so that the compiler vectorizes the loop
-        for (const std::uint64_t word : words) bits |= word;
-        if ((bits & highBits) == 0) continue;
-        any = true;
-        if (lines == mostLines) return true;
-        for (std::size_t word = 0; word < words.size(); ++word)
-            if (words[word] & highBits) count(line, i + word * sizeof(std::uint64_t), i + (word + 1) * sizeof(std::uint64_t));
+    for (; i + sizeof words <= line.size(); i += sizeof words) {
+        std::memcpy(words.data(), line.data() + i, sizeof words);
+        for (std::size_t word = 0; word < words.size(); ++word) all[word] |= words[word];
     }
-    const auto rest = line.substr(i);
-    if (std::ranges::any_of(rest, [](char c) { return encoding::valueOf(c) >= 0x80; })) {
-        any = true;
-        if (lines < mostLines) count(line, i, line.size());
+    std::uint64_t bits = 0;
+    for (const std::uint64_t word : all) bits |= word;
+    for (; i < line.size(); ++i) bits |= encoding::valueOf(line[i]);
+    return (bits & highBits) != 0;
+}
+
+}  // namespace
+
+bool Letters::add(std::string_view line) {
+    if (!hasHighBytes(line)) return false;
+    if (lines == mostLines) return true;
+    ++lines;
+    std::size_t i = 0;
+    for (std::uint64_t word = 0; i + sizeof word <= line.size(); i += sizeof word) {
+        std::memcpy(&word, line.data() + i, sizeof word);
+        if (word & highBits) count(line, i, i + sizeof word);
     }
-    lines += any;
-    return any;
+    count(line, i, line.size());
+    return true;
 }
 
 bool Letters::add(std::wstring_view line) {

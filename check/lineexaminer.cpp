@@ -18,6 +18,8 @@ long32 clockOf(const CheckOptions& options) {
     return static_cast<long32>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<long32>::max()));
 }
 
+ReadingNumbers numbersIn(const LineValues& line) { return line.kind.letter == L'1' ? ReadingNumbers(line) : ReadingNumbers(); }
+
 }  // namespace
 
 const Rule& ruleOf(RoundRule rule) {
@@ -47,10 +49,10 @@ void setPlace(Finding& finding, const RecordKind& kind, int column, int width, s
 
 LineExaminer::LineExaminer(const CheckOptions& options) : rules(options.severities), now(clockOf(options)) {}
 
-void LineExaminer::find(const LineValues& line, LineReport& report) const {
+void LineExaminer::find(const LineValues& line, const ReadingNumbers& numbers, LineReport& report) const {
     switch (line.kind.letter) {
     case L'0': return findInRound(line, now, report);
-    case L'1': return findInSubscriber(line, now, report);
+    case L'1': return findInSubscriber(line, numbers, now, report);
     case L'2': return findInModule(line, now, report);
     case L'3': return findInChange(line, report);
     case L'7': return findInPosition(line, report);
@@ -58,61 +60,55 @@ void LineExaminer::find(const LineValues& line, LineReport& report) const {
     }
 }
 
-void LineExaminer::add(const LineValues& line, std::int64_t number, bool isDoubtful, LineNotes& notes) {
-    LineNote note{.number = number, .letter = static_cast<char>(line.kind.letter), .isDoubtful = isDoubtful};
+void LineExaminer::add(
+    const LineValues& line, const ReadingNumbers& numbers, std::int64_t number, bool isDoubtful, LineNotes& notes) {
+    const auto add = [&](const SerialKey& serial, auto of) {
+        constexpr std::size_t usual = 256;  // of a part of a file
+        if (notes.lines.capacity() == 0) notes.lines.reserve(usual);
+        LineNote& note = notes.lines.emplace_back();
+        note.serial = serial;
+        note.number = number;
+        note.letter = static_cast<char>(line.kind.letter);
+        note.isDoubtful = isDoubtful;
+        note.of.emplace<decltype(of)>(of);
+    };
     switch (line.kind.letter) {
-    case L'1':
-        note.serial = line.serial(of<Subscriber>().serial);
-        note.of = noteOfSubscriber(line, notes);
-        break;
-    case L'2':
-        note.serial = line.serial(of<Module>().serial);
-        note.of = noteOfModule(line);
-        break;
-    case L'3':
-        note.serial = line.serial(of<Change>().oldSerial);
-        note.of = noteOfChange(line);
-        break;
-    case L'4':
-        note.serial = line.serial(of<ExtendedModule>().serial);
-        note.of = noteOfExtendedModule(line);
-        break;
+    case L'1': return add(line.serial(of<Subscriber>().serial), noteOfSubscriber(line, numbers, notes));
+    case L'2': return add(line.serial(of<Module>().serial), noteOfModule(line));
+    case L'3': return add(line.serial(of<Change>().oldSerial), noteOfChange(line));
+    case L'4': return add(line.serial(of<ExtendedModule>().serial), noteOfExtendedModule(line));
     case L'5':
-        note.of = DefinitionNote{static_cast<std::uint32_t>(notes.pages.size())};
         notes.pages.push_back(noteOfDefinition(line));
-        break;
-    case L'6':
-        note.serial = line.serial(of<Answers>().serial);
-        note.of = noteOfAnswers(line);
-        break;
-    case L'7':
-        note.serial = line.serial(of<Position>().serial);
-        if (PositionNote position; notePosition(line, position)) note.of = position;
-        break;
-    case L'9': note.of = noteOfInformation(line); break;
-    default: break;
+        return add({}, DefinitionNote{static_cast<std::uint32_t>(notes.pages.size() - 1)});
+    case L'6': return add(line.serial(of<Answers>().serial), noteOfAnswers(line));
+    case L'7': {
+        const SerialKey serial = line.serial(of<Position>().serial);
+        PositionNote position;
+        return notePosition(line, position) ? add(serial, position) : add(serial, std::monostate{});
     }
-    constexpr std::size_t usual = 256;  // of a part of a file
-    if (notes.lines.capacity() == 0) notes.lines.reserve(usual);
-    notes.lines.push_back(note);
+    case L'9': return add({}, noteOfInformation(line));
+    default: return add({}, std::monostate{});
+    }
 }
 
 bool LineExaminer::addIfClean(
     const RecordKind& kind, const FilledModel& values, const char* line, std::int64_t number, LineNotes& notes) const {
     const LineValues of(kind, values, line);
+    const ReadingNumbers numbers = numbersIn(of);
     LineReport report(rules, number, nullptr);
-    find(of, report);
+    find(of, numbers, report);
     if (!report.isEmpty()) return false;
-    add(of, number, false, notes);
+    add(of, numbers, number, false, notes);
     return true;
 }
 
 void LineExaminer::add(const RecordKind& kind, const FilledModel& values, const wchar_t* line, std::int64_t number,
     bool isDoubtful, LineNotes& notes, std::vector<Finding>& findings) const {
     const LineValues of(kind, values, line);
+    const ReadingNumbers numbers = numbersIn(of);
     LineReport report(rules, number, &findings);
-    if (!isDoubtful || kind.letter == L'0') find(of, report);
-    add(of, number, isDoubtful, notes);
+    if (!isDoubtful || kind.letter == L'0') find(of, numbers, report);
+    add(of, numbers, number, isDoubtful, notes);
 }
 
 // The first character that is not a space may still be the letter.

@@ -2,6 +2,7 @@
 #pragma once
 #include "check/linenote.h"
 #include "check/linereport.h"
+#include "check/linerules.h"
 #include "model/filledmodel.h"
 #include "tramostream/check.h"
 #include <optional>
@@ -28,8 +29,9 @@ public:
     static void addMalformed(std::wstring_view text, std::int64_t number, LineNotes& notes);
 
 private:
-    void find(const LineValues& line, LineReport& report) const;
-    static void add(const LineValues& line, std::int64_t number, bool isDoubtful, LineNotes& notes);
+    void find(const LineValues& line, const ReadingNumbers& numbers, LineReport& report) const;
+    static void add(
+        const LineValues& line, const ReadingNumbers& numbers, std::int64_t number, bool isDoubtful, LineNotes& notes);
 
     RoundRuleSet rules;
     long32 now;

@@ -4,10 +4,11 @@
 #include "model/filledmodel.h"
 #include "tramostream/fields.h"
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <optional>
+#include <limits>
 
 namespace tramo {
 
@@ -32,6 +33,17 @@ struct SerialKey {
         std::memcpy(key.words, text, std::min(size, longest));
         return key;
     }
+    // Does the same for a text that is followed by so many characters that it has at least `inOneLoad`.
+    static SerialKey ofReadable(const char* text, std::size_t size) {
+        SerialKey key;
+        if constexpr (std::endian::native != std::endian::little) return of(text, size);
+        std::memcpy(key.words, text, inOneLoad);
+        const auto lowest = [](std::size_t bytes) { return bytes == 0 ? 0 : ~std::uint64_t{0} >> (64 - 8 * bytes); };
+        key.words[0] &= lowest(std::min<std::size_t>(size, 8));
+        key.words[1] &= lowest(std::clamp<std::size_t>(size, 8, longest) - 8);
+        return key;
+    }
+    static constexpr std::size_t inOneLoad = 16;
     static SerialKey of(const wchar_t* text, std::size_t size) {
         char narrow[longest];
         size = std::min(size, longest);
@@ -57,7 +69,16 @@ private:
     }
 };
 
-// Exactly one of the two texts is the line. Absent: blank, unreadable, or what the models use for "absent".
+// A field that the rules read (rulefields.h), and where its value is.
+struct RuleField {
+    const Field* field;
+    FilledModel::ValuePlace place;
+    operator const Field&() const { return *field; }
+    const Field* operator->() const { return field; }
+};
+
+// Without branches where values are often absent: which ones cannot be predicted. Exactly one of the two texts is the line.
+// Absent: blank, unreadable, or what the models use for "absent".
 class LineValues {
 public:
     LineValues(const RecordKind& of, const FilledModel& with, const char* text) : kind(of), model(with), narrow(text) {}
@@ -65,40 +86,40 @@ public:
 
     const RecordKind& kind;
 
-    // Not negative.
-    std::optional<long long> integer(const Field& field) const {
-        if (!model.has(field.index)) return std::nullopt;
-        long long value = 0;
-        if (model.sizeOfValue(field.index) == sizeof value) value = valueOf<long long>(field);
-        else value = valueOf<int>(field);
-        return value < 0 ? std::nullopt : std::optional(value);
+    // Not negative; -1: absent.
+    long long integer(const RuleField& field) const {
+        const long long value = field.place.isLong ? model.valueAt<long long>(field.place) : model.valueAt<int>(field.place);
+        return has(field) ? std::max(value, -1LL) : -1;
     }
-    std::optional<double> decimal(const Field& field) const {
-        if (!model.has(field.index)) return std::nullopt;
-        const auto value = valueOf<double>(field);
-        return std::isfinite(value) ? std::optional(value) : std::nullopt;
+    // Finite; NaN: absent.
+    double decimal(const RuleField& field) const {
+        constexpr double absent = std::numeric_limits<double>::quiet_NaN();
+        const auto value = model.valueAt<double>(field.place);
+        return has(field) && std::isfinite(value) ? value : absent;
     }
-    std::optional<long32> time(const Field& field) const {
-        if (!model.has(field.index)) return std::nullopt;
-        const auto value = valueOf<long32>(field);
-        return value == dates::noTime ? std::nullopt : std::optional(value);
+    // dates::noTime, which is less than any other: absent.
+    long32 time(const RuleField& field) const {
+        const auto value = model.valueAt<long32>(field.place);
+        return has(field) ? value : dates::noTime;
     }
     // Of a set of alarm flags, too.
-    bool flag(const Field& field) const { return valueOf<bool>(field); }
-    bool has(const Field& field) const { return model.has(field.index); }
+    bool flag(const RuleField& field) const { return model.valueAt<bool>(field.place); }
+    bool has(const RuleField& field) const { return model.has(field.place); }
 
-    std::size_t sizeOf(const Field& text) const { return has(text) ? model.text(text.index).second : 0; }
-    SerialKey serial(const Field& field) const {
+    std::size_t sizeOf(const RuleField& text) const { return has(text) ? model.textAt(text.place).second : 0; }
+    SerialKey serial(const RuleField& field) const {
         if (!has(field)) return {};
-        const auto [first, size] = model.text(field.index);
-        return narrow ? SerialKey::of(narrow + first, size) : SerialKey::of(wide + first, size);
+        const auto [first, size] = model.textAt(field.place);
+        if (!narrow) return SerialKey::of(wide + first, size);
+        const bool isReadable = first + SerialKey::inOneLoad <= static_cast<std::size_t>(kind.length);
+        return isReadable ? SerialKey::ofReadable(narrow + first, size) : SerialKey::of(narrow + first, size);
     }
     // The character of a text, 0-based.
     char16_t character(const Field& field, std::size_t at) const {
         const std::size_t index = static_cast<std::size_t>(field.column - 1) + at;
         return narrow ? static_cast<unsigned char>(narrow[index]) : static_cast<char16_t>(wide[index]);
     }
-    std::wstring text(const Field& field) const {
+    std::wstring text(const RuleField& field) const {
         std::wstring characters;
         for (std::size_t i = 0, size = sizeOf(field); i < size; ++i) characters += static_cast<wchar_t>(character(field, i));
         return characters;
@@ -117,8 +138,6 @@ public:
     }
 
 private:
-    template <class T> T valueOf(const Field& field) const { return *static_cast<const T*>(model.value(field.index)); }
-
     const FilledModel& model;
     const char* narrow = nullptr;
     const wchar_t* wide = nullptr;

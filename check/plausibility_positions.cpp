@@ -11,28 +11,27 @@ constexpr double nearZero = 0.001, mostLatitude = 90, mostLongitude = 180;  // i
 
 struct Coordinates {
     double latitude, longitude;
+    bool areKnown() const { return !std::isnan(latitude) && !std::isnan(longitude); }
     bool areZero() const { return std::fabs(latitude) < nearZero && std::fabs(longitude) < nearZero; }
     bool areOutside() const { return std::fabs(latitude) > mostLatitude || std::fabs(longitude) > mostLongitude; }
 };
 
-std::optional<Coordinates> coordinatesOf(const LineValues& line) {
+Coordinates coordinatesOf(const LineValues& line) {
     const auto& fields = rulefields::of<rulefields::Position>();
-    const auto latitude = line.decimal(fields.latitude), longitude = line.decimal(fields.longitude);
-    if (!latitude || !longitude) return std::nullopt;
-    return Coordinates{*latitude, *longitude};
+    return {line.decimal(fields.latitude), line.decimal(fields.longitude)};
 }
 
 }  // namespace
 
 void findInPosition(const LineValues& line, LineReport& report) {
-    const auto at = coordinatesOf(line);
-    if (!at || (!at->areZero() && !at->areOutside())) return;
+    const Coordinates at = coordinatesOf(line);
+    if (!at.areKnown() || (!at.areZero() && !at.areOutside())) return;
     const auto& fields = rulefields::of<rulefields::Position>();
-    const int width = fields.longitude.column + fields.longitude.width - fields.latitude.column;
+    const int width = fields.longitude->column + fields.longitude->width - fields.latitude->column;
     const auto add = [&](RoundRule rule, const char* sentence, const char* reason) {
-        report.add(rule, fields.kind, fields.latitude.column, width, line.raw(fields.latitude), sentence, reason);
+        report.add(rule, fields.kind, fields.latitude->column, width, line.raw(fields.latitude), sentence, reason);
     };
-    if (at->areZero()) {
+    if (at.areZero()) {
         if (report.has(RoundRule::PositionAtZero))
             add(RoundRule::PositionAtZero, "the position is at latitude 0 and longitude 0", "this place is in the Atlantic");
     } else if (report.has(RoundRule::PositionOutside)) {
@@ -42,9 +41,9 @@ void findInPosition(const LineValues& line, LineReport& report) {
 }
 
 bool notePosition(const LineValues& line, PositionNote& note) {
-    const auto at = coordinatesOf(line);
-    if (!at || at->areZero() || at->areOutside()) return false;
-    note = {static_cast<float>(at->latitude), static_cast<float>(at->longitude)};
+    const Coordinates at = coordinatesOf(line);
+    if (!at.areKnown() || at.areZero() || at.areOutside()) return false;
+    note = {static_cast<float>(at.latitude), static_cast<float>(at.longitude)};
     return true;
 }
 

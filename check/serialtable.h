@@ -1,48 +1,51 @@
 // Which meters of a file have a serial number: the last one of each, by its ordinal in the file.
 #pragma once
 #include "check/linevalues.h"
-#include <array>
-#include <bit>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace tramo {
 
 // Holds 12 bytes a slot, and a hash in place of the serial number: of a million meters, two share one by chance once in forty
-// million files. In parts that grow one at a time, so that growing needs little more memory.
+// million files. In parts that grow one at a time, so that growing needs little more memory. A lookup mostly waits for memory:
+// call prepare() some lookups before.
 class SerialTable {
 public:
     static constexpr std::uint32_t none = ~std::uint32_t{0};
 
     std::uint32_t find(const SerialKey& serial) const {
         const std::uint64_t hash = hashOf(serial);
+        if (parts.empty()) return none;
         const Part& part = parts[partOf(hash)];
-        if (part.hashes.empty()) return none;
-        const std::size_t at = part.slotOf(hash);
-        return part.hashes[at] == hash ? part.ordinals[at] : none;
+        if (part.slots.empty()) return none;
+        const Slot& slot = part.slots[part.placeOf(hash)];
+        return slot.isFree() ? none : slot.ordinal;
     }
 
-    // Loads the slot of a serial number into the cache, for replace().
+    // Loads the slot of a serial number into the cache.
     void prepare([[maybe_unused]] const SerialKey& serial) const {
 #ifdef __GNUC__
         const std::uint64_t hash = hashOf(serial);
+        if (parts.empty()) return;
         const Part& part = parts[partOf(hash)];
-        if (part.hashes.empty()) return;
-        const std::size_t at = static_cast<std::size_t>(hash) & (part.hashes.size() - 1);
-        __builtin_prefetch(&part.hashes[at], 1);
-        __builtin_prefetch(&part.ordinals[at], 1);
+        if (part.slots.empty()) return;
+        constexpr std::size_t further = 5;  // slots: on the next cache line
+        const Slot* const slot = &part.slots[part.firstPlaceOf(hash)];
+        __builtin_prefetch(slot, 1);
+        __builtin_prefetch(reinterpret_cast<const char*>(slot) + further * sizeof(Slot), 1);
 #endif
     }
 
     // Returns the ordinal before.
     std::uint32_t replace(const SerialKey& serial, std::uint32_t ordinal) {
         const std::uint64_t hash = hashOf(serial);
+        if (parts.empty()) parts.resize(std::size_t{1} << partBits);
         Part& part = parts[partOf(hash)];
-        if (part.count * 4 >= part.hashes.size() * 3) part.grow();
-        const std::size_t at = part.slotOf(hash);
-        if (part.hashes[at] == hash) return std::exchange(part.ordinals[at], ordinal);
-        part.hashes[at] = hash;
-        part.ordinals[at] = ordinal;
+        if (part.count * 4 >= part.slots.size() * 3) part.grow();
+        Slot& slot = part.slots[part.placeOf(hash)];
+        if (!slot.isFree()) return std::exchange(slot.ordinal, ordinal);
+        slot = Slot(hash, ordinal);
         ++part.count;
         return none;
     }
@@ -57,34 +60,40 @@ private:
 
     static std::size_t partOf(std::uint64_t hash) { return static_cast<std::size_t>(hash >> (64 - partBits)); }
 
+    // In halves of the hash, so that a slot has no padding.
+    struct Slot {
+        std::uint32_t low = 0, high = 0, ordinal = 0;
+
+        Slot() = default;
+        Slot(std::uint64_t hash, std::uint32_t of)
+            : low(static_cast<std::uint32_t>(hash)), high(static_cast<std::uint32_t>(hash >> 32)), ordinal(of) {}
+        std::uint64_t hash() const { return std::uint64_t{high} << 32 | low; }
+        bool isFree() const { return hash() == 0; }
+    };
+
     struct Part {
-        std::vector<std::uint64_t> hashes{};
-        std::vector<std::uint32_t> ordinals{};
+        std::vector<Slot> slots{};
         std::size_t count = 0;
 
-        std::size_t slotOf(std::uint64_t hash) const {
-            const std::size_t mask = hashes.size() - 1;
-            std::size_t at = static_cast<std::size_t>(hash) & mask;
-            while (hashes[at] != 0 && hashes[at] != hash) at = (at + 1) & mask;
+        std::size_t firstPlaceOf(std::uint64_t hash) const { return static_cast<std::size_t>(hash) & (slots.size() - 1); }
+
+        // Returns the slot of a hash, or the free slot where it belongs.
+        std::size_t placeOf(std::uint64_t hash) const {
+            std::size_t at = firstPlaceOf(hash);
+            while (!slots[at].isFree() && slots[at].hash() != hash) at = (at + 1) & (slots.size() - 1);
             return at;
         }
         void grow() {
             Part larger;
-            const std::size_t size = hashes.empty() ? 16 : 2 * hashes.size();
-            larger.hashes.resize(size);
-            larger.ordinals.resize(size);
-            for (std::size_t i = 0; i < hashes.size(); ++i) {
-                if (hashes[i] == 0) continue;
-                const std::size_t at = larger.slotOf(hashes[i]);
-                larger.hashes[at] = hashes[i];
-                larger.ordinals[at] = ordinals[i];
-            }
+            larger.slots.resize(slots.empty() ? 16 : 2 * slots.size());
+            for (const Slot& slot : slots)
+                if (!slot.isFree()) larger.slots[larger.placeOf(slot.hash())] = slot;
             larger.count = count;
             *this = std::move(larger);
         }
     };
 
-    std::array<Part, std::size_t{1} << partBits> parts;
+    std::vector<Part> parts;  // none until the first meter comes
 };
 
 }  // namespace tramo

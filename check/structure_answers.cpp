@@ -1,6 +1,7 @@
 // What enquiry lines say about pages and answers.
 #include "check/linerules.h"
 #include "check/rulefields.h"
+#include <algorithm>
 
 namespace tramo {
 
@@ -14,7 +15,7 @@ PageNote noteOfDefinition(const LineValues& line) {
         const auto& [label, type, size, list] = fields.areas[i];
         PageNote::Area& area = note.areas[i];
         area.isDefined = line.sizeOf(label) > 0 || line.has(type);
-        area.size = static_cast<std::int16_t>(line.integer(size).value_or(0));
+        area.size = static_cast<std::int16_t>(std::max(line.integer(size), 0LL));
         area.isChoice = line.has(type) && line.character(type, 0) == u'C';
         area.listSize = static_cast<std::uint8_t>(std::min(line.sizeOf(list), PageNote::longestList));
         for (std::size_t k = 0; k < area.listSize; ++k) area.list[k] = line.character(list, k);

@@ -13,10 +13,10 @@ namespace {
 struct AreaFields {
     const char* owner;  // "subscriber", "meter"
     int number;
-    const Field &text, &label, &position, &length, &type;
+    RuleField text, label, position, length, type;
 
-    int column() const { return label.column; }
-    int width() const { return type.column + type.width - label.column; }
+    int column() const { return label->column; }
+    int width() const { return type->column + type->width - label->column; }
 };
 
 const std::vector<AreaFields>& areaFields() {
@@ -25,7 +25,7 @@ const std::vector<AreaFields>& areaFields() {
         std::vector<AreaFields> areas;
         for (const std::string owner : {"subscriber", "meter"})
             for (int number = 1; number <= 5; ++number) {
-                const auto of = [&](const char* what) -> const Field& {
+                const auto of = [&](const char* what) {
                     return fieldOf<RoundTramoModel>(concat(owner, "Information", what, "Area", number));
                 };
                 areas.push_back(
@@ -47,16 +47,19 @@ struct DefinedArea {
 std::vector<DefinedArea> areasIn(const LineValues& line) {
     std::vector<DefinedArea> areas;
     for (const AreaFields& fields : areaFields()) {
-        const auto isBlank = [&](const Field& field) {
-            return line.raw(field).find_first_not_of(L" \t\v\f\r\n") == std::wstring::npos;
+        const auto isBlank = [&](const RuleField& field) {
+            bool is = true;
+            for (int i = 0; i < field->width && is; ++i)
+                is = codec::isBlank(static_cast<wchar_t>(line.character(field, static_cast<std::size_t>(i))));
+            return is;
         };
         if (isBlank(fields.label) && isBlank(fields.position) && isBlank(fields.length) && isBlank(fields.type)) continue;
         // An error in a field says what is wrong.
         if (line.has(fields.position) == isBlank(fields.position) || line.has(fields.length) == isBlank(fields.length)) continue;
         std::string name = concat(fields.owner, " area ", fields.number);
         if (line.sizeOf(fields.label) > 0) name += concat(" (", utf8::encode(line.text(fields.label)), ')');
-        areas.push_back({&fields, std::move(name), static_cast<int>(line.integer(fields.position).value_or(-1)),
-            static_cast<int>(line.integer(fields.length).value_or(-1))});
+        areas.push_back({&fields, std::move(name), static_cast<int>(line.integer(fields.position)),
+            static_cast<int>(line.integer(fields.length))});
     }
     return areas;
 }
@@ -65,11 +68,11 @@ std::vector<DefinedArea> areasIn(const LineValues& line) {
 
 void findInRound(const LineValues& line, long32 now, LineReport& report) {
     constexpr long32 day = 24 * 60 * 60;
-    static const Field& imported = rulefields::fieldOf<RoundTramoModel>("roundImportDate");
+    static const RuleField imported = rulefields::fieldOf<RoundTramoModel>("roundImportDate");
     const RecordKind& kind = kindOf<RoundTramoModel>();
-    if (const auto date = line.time(imported); date && *date > now && *date - now > day && report.has(RoundRule::DateInFuture))
+    if (const long32 date = line.time(imported); date > now && date - now > day && report.has(RoundRule::DateInFuture))
         report.add(RoundRule::DateInFuture, kind, imported, line.raw(imported),
-            concat("the round was imported on ", utf8::encode(textOf(imported, FieldValue(static_cast<long long>(*date))))),
+            concat("the round was imported on ", utf8::encode(textOf(imported, FieldValue(static_cast<long long>(date))))),
             "this is later than the clock of this computer");
 
     const std::vector<DefinedArea> areas = areasIn(line);
@@ -84,12 +87,12 @@ void findInRound(const LineValues& line, long32 now, LineReport& report) {
             continue;
         }
         const int end = area->position + area->length;
-        if (end > fields.text.width && report.has(RoundRule::AreaOutside))
+        if (end > fields.text->width && report.has(RoundRule::AreaOutside))
             add(RoundRule::AreaOutside, "is not inside of its text",
-                concat("it takes the characters ", area->position, " to ", end - 1, " of ", fields.text.width));
+                concat("it takes the characters ", area->position, " to ", end - 1, " of ", fields.text->width));
         const auto other = std::find_if(areas.begin(), area, [&](const DefinedArea& before) {
-            return &before.fields->text == &fields.text && before.position >= 0 && before.length > 0 && area->length > 0 &&
-                   before.position < end && area->position < before.position + before.length;
+            return before.fields->text.field == fields.text.field && before.position >= 0 && before.length > 0 &&
+                   area->length > 0 && before.position < end && area->position < before.position + before.length;
         });
         if (other != area && report.has(RoundRule::AreaOverlap))
             add(RoundRule::AreaOverlap, concat("overlaps ", other->name), "");

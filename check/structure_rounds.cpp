@@ -45,6 +45,7 @@ std::string dayText(const Field& field, std::int64_t time) {
 
 void RoundJoin::Round::clear() {
     meters.clear();
+    entered = 0;
     current = noMeter;
     previousOrder = -1;
     inPlace = 0;
@@ -113,22 +114,8 @@ void RoundJoin::addMeter(const LineNote& note, const LineNotes& notes) {
     makeRoom(round.meters, candidates, round.contradictions);
     const auto& subscriber = std::get<SubscriberNote>(note.of);
     const auto index = static_cast<Index>(round.meters.size());
-    const std::uint32_t before = note.serial.isBlank() ? SerialTable::none : serials.replace(note.serial, ordinals);
-    round.meters.push_back({note.serial, note.number, subscriber.previousDate, subscriber.hasZeroConsumption, false, false});
+    round.meters.push_back({note.serial, note.number, subscriber.previousDate, note.isDoubtful, subscriber.hasZeroConsumption});
     if (note.isDoubtful) round.mayLackMeter = true;
-    if (before != SerialTable::none && !note.isDoubtful) {
-        if (before >= round.firstOrdinal) {
-            found({.line = note.number,
-                .rule = RoundRule::MeterDuplicate,
-                .letter = note.letter,
-                .a = static_cast<std::int64_t>(note.serial.words[0]),
-                .b = static_cast<std::int64_t>(note.serial.words[1]),
-                .c = round.meters[before - round.firstOrdinal].line});
-        } else {
-            if (round.repeated.count == 0) round.repeatedIn = before;
-            round.repeated.add(note.number);
-        }
-    }
     ++ordinals;
     round.current = index;
     if (firstMeter == 0) firstMeter = note.number;
@@ -163,33 +150,61 @@ void RoundJoin::addInformation(const LineNote& note) {
     mayLackInformation = true;
 }
 
-RoundJoin::Index RoundJoin::meterOf(const SerialKey& serial) const {
+// Many at a time: the table is larger than a cache, and most lines follow their meter and need no table.
+void RoundJoin::enterMeters() {
+    constexpr Index ahead = 16;
+    const auto count = static_cast<Index>(round.meters.size());
+    for (Index& i = round.entered; i < count; ++i) {
+        if (count - i > ahead) serials.prepare(round.meters[i + ahead].serial);
+        makeRoom(candidates);
+        const Meter& meter = round.meters[i];
+        if (meter.serial.isBlank()) continue;
+        const std::uint32_t before = serials.replace(meter.serial, round.firstOrdinal + i);
+        if (before == SerialTable::none || meter.isDoubtful) continue;
+        if (before >= round.firstOrdinal) {
+            found({.line = meter.line,
+                .rule = RoundRule::MeterDuplicate,
+                .letter = meterLetter,
+                .a = static_cast<std::int64_t>(meter.serial.words[0]),
+                .b = static_cast<std::int64_t>(meter.serial.words[1]),
+                .c = round.meters[before - round.firstOrdinal].line});
+        } else {
+            if (round.repeated.count == 0) round.repeatedIn = before;
+            round.repeated.add(meter.line);
+        }
+    }
+}
+
+RoundJoin::Index RoundJoin::meterOf(const SerialKey& serial) {
     if (serial.isBlank()) return noMeter;
+    enterMeters();
     const std::uint32_t ordinal = serials.find(serial);
     return ordinal == SerialTable::none || ordinal < round.firstOrdinal || round.meters.empty() ? noMeter
                                                                                                 : ordinal - round.firstOrdinal;
 }
 
-RoundJoin::Index RoundJoin::meterOf(const LineNote& note) const {
+RoundJoin::Index RoundJoin::meterOf(const LineNote& note) {
     const Index meter = meterOf(note.serial);
     return meter == noMeter && note.letter == changeLetter ? meterOf(std::get<ChangeNote>(note.of).newSerial) : meter;
 }
 
 void RoundJoin::join(const LineNote& note) {
     if (note.isDoubtful) return;
-    makeRoom(candidates, round.earlyAnswers, round.positions, round.early, round.moved, round.alarms, round.changes);
+    const bool followsMeter =
+        round.current != noMeter && !note.serial.isBlank() && round.meters[round.current].serial == note.serial;
+    const Index meter = followsMeter ? round.current : meterOf(note);
+    if (!followsMeter) makeRoom(round.early, round.moved);
     if (note.letter == answersLetter) {
+        makeRoom(candidates, round.earlyAnswers);
         const AnswersNote& answers = std::get<AnswersNote>(note.of);
         if (const auto page = round.pages.find(answers.page); page != round.pages.end()) addAnswers(note, page->second);
         else if (answers.page != 0) round.earlyAnswers.push_back(note);
+    } else if (note.letter == positionLetter) {
+        makeRoom(round.positions);
+        if (const auto* position = std::get_if<PositionNote>(&note.of)) round.positions.push_back({*position, note.number});
+    } else {
+        makeRoom(round.alarms, round.changes);
     }
-    if (const auto* position = std::get_if<PositionNote>(&note.of)) round.positions.push_back({*position, note.number});
-    const SerialKey& serial = note.serial;
-    if (round.current != noMeter && !serial.isBlank() && round.meters[round.current].serial == serial) {
-        ++round.inPlace;
-        return addOfMeter(note, round.current);
-    }
-    const Index meter = meterOf(note);
     if (meter == noMeter) {
         round.early.push_back(note);
         return;
@@ -318,6 +333,7 @@ void RoundJoin::endPositions() {
 }
 
 void RoundJoin::endRound() {
+    enterMeters();
     const std::size_t most = candidates.size() + 2 * round.early.size() + round.moved.size() + 2 * round.alarms.size() +
                              round.changes.size() + round.contradictions.size() + round.positions.size() +
                              roomForALine * round.earlyAnswers.size() + 1;

@@ -22,11 +22,6 @@ public:
     // Without memory, has no effect.
     void add(const LineNote& note, const LineNotes& notes);
 
-    // Call it some lines before add().
-    void prepare(const LineNote& note) const {
-        if (note.letter == '1') serials.prepare(note.serial);
-    }
-
     // Call it after the last line.
     void end();
 
@@ -41,8 +36,8 @@ private:
         SerialKey serial;
         std::int64_t line;
         long32 previousDate;
-        bool hasZeroConsumption, isChanged;
-        bool hasModuleMoved;
+        bool isDoubtful, hasZeroConsumption;
+        bool isChanged = false, hasModuleMoved = false;
     };
     struct OfMeter {
         Index meter;
@@ -77,6 +72,7 @@ private:
     struct Round {
         std::uint32_t firstOrdinal = 0;  // of its meters
         std::vector<Meter> meters{};
+        Index entered = 0;        // so many of them are in the table of serial numbers
         Index current = noMeter;  // the meter whose lines come now
         std::int64_t previousOrder = -1;
         std::int64_t previousOrderLine = 0;
@@ -108,8 +104,9 @@ private:
     void addInformation(const LineNote& note);
     void addAnswers(const LineNote& note, const PageNote& page);
     void join(const LineNote& note);
-    Index meterOf(const LineNote& note) const;
-    Index meterOf(const SerialKey& serial) const;
+    void enterMeters();
+    Index meterOf(const LineNote& note);
+    Index meterOf(const SerialKey& serial);
     void endRound();
     void endPositions();
     void endMeters();
@@ -120,7 +117,7 @@ private:
     Finding findingOfContradiction(const Candidate& candidate) const;
 
     RoundRuleSet on;
-    SerialTable serials;
+    SerialTable serials;         // see enterMeters()
     std::uint32_t ordinals = 0;  // of meters in the file
     std::vector<RoundStart> starts;
     Round round;

@@ -2,6 +2,7 @@
 // of the model. Constructing a model for each line would take longer than reading the line.
 #pragma once
 #include "model/frame.h"
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -45,19 +46,32 @@ public:
         }
     }
 
-    // Returns whether the line has a value of that field, by its index, and where the value is.
-    bool has(std::size_t field) const { return filled[field] != 0; }
-    const void* value(std::size_t field) const { return places[field].value; }
-    std::size_t sizeOfValue(std::size_t field) const { return places[field].size; }
+    // Where a model keeps the value of a field.
+    struct ValuePlace {
+        std::uint16_t field = 0;   // its index
+        std::uint16_t offset = 0;  // in the model, in bytes
+        bool isLong = false;       // an integer of 64 bits
+    };
+    template <class M> static ValuePlace placeOf(std::size_t field) {
+        static_assert(sizeof(M) <= std::numeric_limits<std::uint16_t>::max());
+        static M model = emptyModel<M>();
+        const Value<M>& value = ModelAccess::table<M>().rows[field].value;
+        const auto offset = static_cast<const char*>(value.place(model)) - reinterpret_cast<const char*>(&model);
+        return {static_cast<std::uint16_t>(field), static_cast<std::uint16_t>(offset), value.isLong};
+    }
+
+    // Returns whether the line has a value of that field.
+    bool has(ValuePlace place) const { return filled[place.field] != 0; }
+    template <class T> const T& valueAt(ValuePlace place) const { return *static_cast<const T*>(addressOf(place)); }
 
     // Returns where the text of a field begins in the line, 0-based, and its size without trailing white space.
-    std::pair<std::size_t, std::size_t> text(std::size_t field) const {
+    std::pair<std::size_t, std::size_t> textAt(ValuePlace place) const {
         struct Line {
             const wchar_t* data() const { return characters; }
             wchar_t characters[mostColumns];
         };
         static constexpr Line line{};
-        const std::wstring_view view = static_cast<const FieldText*>(places[field].value)->view(line);
+        const std::wstring_view view = valueAt<FieldText>(place).view(line);
         return {static_cast<std::size_t>(view.data() - line.characters), view.size()};
     }
 
@@ -74,8 +88,10 @@ protected:
     };
     std::vector<Place> places;     // of each field of the kind
     std::vector<FieldText*> kept;  // those of the places
+    const void* filledModel = nullptr;
 
 private:
+    const void* addressOf(ValuePlace place) const { return static_cast<const char*>(filledModel) + place.offset; }
     const Place& note(const FieldReading& field, const auto& text) {
         filled[field.into] = 1;
         if (FieldText* own = places[field.field].kept) own->stretch(field.first, text.size);
@@ -102,6 +118,7 @@ template <class M> class FilledModelOf final : public FilledModel {
 public:
     FilledModelOf() {
         static M blank = emptyModel<M>();
+        filledModel = &model;
         for (const Row<M>& row : ModelAccess::table<M>().rows) {
             FieldText* const text = row.options.kept ? &row.options.kept(model) : nullptr;
             places.push_back({row.value.place(model), text, row.value.place(blank), row.value.size});
