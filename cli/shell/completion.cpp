@@ -29,7 +29,9 @@ std::vector<HelpOption> optionsOf(const Command& command) {
     for (HelpOption& option : options) {
         if (option.value == "KIND" && command.kinds) option.choices = command.kinds();
         for (const Rule& rule : rules()) {
-            if (option.value == "RULE=WHAT") option.choices.push_back(fmt::format("{}=off", rule.name));  // most often, so
+            if (option.value == "RULE=WHAT")
+                for (const char* what : {"off", "hint", "warning", "error"})
+                    option.choices.push_back(fmt::format("{}={}", rule.name, what));
             if (option.value == "RATE|RULE" && isAboutRounds(rule)) option.choices.emplace_back(rule.name);
         }
     }

@@ -97,6 +97,10 @@ class Completion(CliTest):
                 accepted = re.search(rf'{option}: invalid value "\?"; expected (?!a number)(.*)', answer)
                 if (command, option) in {("check", "--rule"), ("sample", "--faults")}:   # rules
                     self.assertGreater(len(values), 23)
+                    if option == "--rule":
+                        rules = {value.partition("=")[0] for value in values}
+                        self.assertEqual({f"{rule}={what}" for rule in rules for what in ("off", "hint", "warning", "error")},
+                                         set(values))
                     for value in values[::9]:
                         again = self.run_tool(command, *enough, option, value, cwd=self.folder).err
                         self.assertNotIn(option + ":", again)
