@@ -47,8 +47,8 @@ void addPrograms(std::vector<Row>& rows, const Options& options) {
     const Program programs[] = {
         {"tramo check", subscriber, check, false, nearHandTuned},
         {"tramo check, mixed", mixed, check, false, nearHandTuned},
-        {"tramo check, mixed, without a diagnosis", mixed, {"check", "-j", "1", "--lines", "1-999999999999"}},
-        {"tramo check, mixed, with a diagnosis", mixed, check, false, atMost(1.1, "tramo check, mixed, without a diagnosis")},
+        {"tramo check, lines by themselves", mixed, {"check", "-j", "1", "--lines", "1-999999999999"}},
+        {"tramo check, every rule", mixed, check, false, atMost(1.1, "tramo check, lines by themselves")},
         {"tramo check, mixed, UTF-16", mixed, check, false, atMost(1.5, "tramo check, mixed"), StrConv::ENCODING_UTF16LE},
         {.name = "tramo check, random dates",
             .kind = "random dates",
