@@ -12,7 +12,9 @@ void setSystemError(const std::error_code& code, const std::string& path) {
     const Ref name =
         path.empty() ? none() : checked(PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<Py_ssize_t>(path.size())));
     const Ref arguments = tuple(number(code.value()), text(code.message()), name);
-    PyErr_SetObject(PyExc_OSError, arguments.get());
+    const Ref failure = checked(PyObject_CallObject(PyExc_OSError, arguments.get()));
+    // Python 3.9 and 3.10 would catch it as an OSError only if they made the object.
+    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(failure.get())), failure.get());
 }
 
 void setCurrent() {
