@@ -93,10 +93,24 @@ private:
 
 bool isRoundLine(const LineView& line) { return line.is<RoundTramoModel>(); }
 
+// Calls a function now and then.
+class NowAndThen {
+public:
+    explicit NowAndThen(const std::function<void()>& what) : function(what) {}
+    void operator()() {
+        if (++lines % 4096 == 0 && function) function();
+    }
+
+private:
+    const std::function<void()>& function;
+    std::size_t lines = 0;
+};
+
 }  // namespace
 
 // Ranges of lines: a round begins with its round line; what comes before the first one is a round of its own if it has records.
-RoundFile::RoundFile(std::unique_ptr<State> with) : state(std::move(with)) {
+RoundFile::RoundFile(std::unique_ptr<State> with, const std::function<void()>& meanwhile) : state(std::move(with)) {
+    NowAndThen pause(meanwhile);
     const std::vector<LineView>& lines = state->lines;
     std::vector<std::size_t> starts;
     const auto isRecord = [](const LineView& line) { return line.kind() && line.kind()->letter != 0; };
@@ -109,6 +123,7 @@ RoundFile::RoundFile(std::unique_ptr<State> with) : state(std::move(with)) {
         Round& round = state->rounds[r];
         Joining joining;
         for (std::size_t i = starts[r]; i < starts[r + 1]; ++i) {
+            pause();
             const LineView& line = lines[i];
             if (isRoundLine(line)) {
                 round.roundLine = &line;
@@ -126,6 +141,7 @@ RoundFile::RoundFile(std::unique_ptr<State> with) : state(std::move(with)) {
         }
         std::ranges::sort(round.bySerial);
         for (std::size_t i = starts[r]; i < starts[r + 1]; ++i) {
+            pause();
             const LineView& line = lines[i];
             const Field* field = line.kind() && !line.is<MeterSubscriberTramoModel>() ? serialFieldOf(*line.kind()) : nullptr;
             if (!field) continue;
@@ -145,15 +161,17 @@ RoundFile::RoundFile(RoundFile&&) noexcept = default;
 RoundFile& RoundFile::operator=(RoundFile&&) noexcept = default;
 RoundFile::~RoundFile() = default;
 
-RoundFile RoundFile::read(Reader& reader) {
+RoundFile RoundFile::read(Reader& reader, const std::function<void()>& meanwhile) {
     auto state = std::make_unique<State>();
+    NowAndThen pause(meanwhile);
     for (const LineView& line : reader) {
+        pause();
         LineView& kept = state->lines.emplace_back(line);
         kept.content = state->keep(line.bytes());
         kept.isMapped = false;
         kept.room = nullptr;  // is that of the reader
     }
-    return RoundFile(std::move(state));
+    return RoundFile(std::move(state), meanwhile);
 }
 
 RoundFile RoundFile::read(const std::filesystem::path& path, const ReadOptions& options) {

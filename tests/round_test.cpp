@@ -552,4 +552,27 @@ TEST(RoundFiles, AreWrittenAsTheyWere) {
     }
 }
 
+TEST(RoundFiles, CanBeInterruptedWhileTheyAreRead) {
+    std::string text(514, ' ');
+    text.front() = '1';
+    text.replace(512, 2, "\r\n");
+    std::string all;
+    while (all.size() < 10000 * text.size()) all += text;
+    int calls = 0;
+    tramo::Reader whole = tramo::Reader::ofBytes(all);
+    EXPECT_EQ(RoundFile::read(whole, [&] { ++calls; }).rounds().front().meters().size(), 10000u);
+    EXPECT_GE(calls, 6);  // while lines are read, found and joined
+
+    struct Enough {};
+    for (int last = 1; last <= calls; ++last) {
+        tramo::Reader reader = tramo::Reader::ofBytes(all);
+        int done = 0;
+        const auto stop = [&] {
+            if (++done == last) throw Enough();
+        };
+        EXPECT_THROW(RoundFile::read(reader, stop), Enough);
+        EXPECT_EQ(done, last);
+    }
+}
+
 TEST(RoundFiles, WhatCannotBeReadIsAnError) { EXPECT_THROW(RoundFile::read(sample("does-not-exist.txt")), std::system_error); }

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -262,8 +263,9 @@ public:
     /// Throws std::system_error with the path and the reason if the file cannot be read.
     static RoundFile read(const std::filesystem::path& path, const ReadOptions& options = {});
 
-    /// Reads the remaining lines of a reader.
-    static RoundFile read(Reader& reader);
+    /// Reads the remaining lines of a reader. Calls `meanwhile`, if any, every few thousand lines: what it throws ends the
+    /// reading.
+    static RoundFile read(Reader& reader, const std::function<void()>& meanwhile = {});
 
     RoundFile(RoundFile&&) noexcept;
     RoundFile& operator=(RoundFile&&) noexcept;
@@ -283,7 +285,7 @@ public:
 
 private:
     struct State;
-    explicit RoundFile(std::unique_ptr<State> with);
+    RoundFile(std::unique_ptr<State> with, const std::function<void()>& meanwhile);
     std::unique_ptr<State> state;
 };
 
