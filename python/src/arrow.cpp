@@ -2,6 +2,7 @@
 #include "module.h"
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace python {
 
@@ -104,6 +105,62 @@ struct TableStream {
     }
 };
 
+// ---- Stream of a file -----------------------------------------------------------------------------------------------
+
+// Reads a file while it is consumed, without Python. Errors are kept in words for get_last_error.
+struct FileStream {
+    tramo::Reader reader;
+    tramo::Columns columns;
+    std::size_t rowsPerBatch;
+    std::string error{};
+    const tramo::LineView* waiting = nullptr;  // has been read, but its text did not fit into the last batch
+
+    static FileStream& of(ArrowArrayStream* stream) { return *static_cast<FileStream*>(stream->private_data); }
+
+    void nextBatch(ArrowArray* out) {
+        while (columns.rows() < rowsPerBatch) {
+            const tramo::LineView* const line = waiting ? std::exchange(waiting, nullptr) : reader.next();
+            if (!line) break;
+            if (line->kind() == &columns.kind() && !columns.add(*line)) {
+                waiting = line;
+                break;
+            }
+        }
+        if (columns.rows() > 0) columns.exportRows(out);
+        else *out = {};  // released: the end of the stream
+    }
+
+    // Returns 0 or an errno: callers of C cannot catch exceptions.
+    int guarded(auto action) noexcept {
+        try {
+            action();
+            return 0;
+        } catch (const std::system_error& failure) {
+            setError(failure.what());
+            return failure.code().value();
+        } catch (...) { return ENOMEM; }
+    }
+    // Without memory for the words, there are none.
+    void setError(const char* words) noexcept {
+        try {
+            error = words;
+        } catch (const std::bad_alloc&) { error.clear(); }
+    }
+    static int getSchema(ArrowArrayStream* stream, ArrowSchema* out) {
+        return of(stream).guarded([&] { of(stream).columns.exportSchema(out); });
+    }
+    static int getNext(ArrowArrayStream* stream, ArrowArray* out) {
+        return of(stream).guarded([&] { of(stream).nextBatch(out); });
+    }
+    static const char* getLastError(ArrowArrayStream* stream) {
+        return of(stream).error.empty() ? nullptr : of(stream).error.c_str();
+    }
+    static void release(ArrowArrayStream* stream) {
+        delete static_cast<FileStream*>(stream->private_data);
+        stream->release = nullptr;
+    }
+};
+
 }  // namespace
 
 void exportSchema(const std::vector<TableColumn>& columns, ArrowSchema* out) {
@@ -120,6 +177,12 @@ void exportSchema(const std::vector<TableColumn>& columns, ArrowSchema* out) {
 void exportStream(const Table& table, ArrowArrayStream* out) {
     auto stream = std::make_unique<TableStream>(TableStream{table.columns, table.batches});
     *out = {&TableStream::getSchema, &TableStream::getNext, &TableStream::getLastError, &TableStream::release, nullptr};
+    out->private_data = stream.release();
+}
+
+void exportStream(tramo::Reader reader, tramo::Columns columns, std::size_t rowsPerBatch, ArrowArrayStream* out) {
+    auto stream = std::make_unique<FileStream>(FileStream{std::move(reader), std::move(columns), rowsPerBatch});
+    *out = {&FileStream::getSchema, &FileStream::getNext, &FileStream::getLastError, &FileStream::release, nullptr};
     out->private_data = stream.release();
 }
 

@@ -1,5 +1,6 @@
 // Findings, and the format as data, for Python.
 #include "module.h"
+#include <algorithm>
 #include <tramostream/filecheck.h>
 #include <tramostream/linemodel.h>
 
@@ -37,6 +38,23 @@ Ref objectOf(const Finding& finding) {
         textOrNone(finding.hint));
 }
 
+// The severities that rules are given: a dictionary of texts by the names of rules, which must exist.
+Severities severitiesIn(PyObject* changed) {
+    Severities severities;
+    PyObject *name = nullptr, *what = nullptr;
+    for (Py_ssize_t at = 0; PyDict_Next(changed, &at, &name, &what);) {
+        const std::string rule = utf8(name), word = utf8(what);
+        std::optional<Severity> severity;
+        for (const Severity each : {Severity::Error, Severity::Warning, Severity::Hint})
+            if (word == nameOf(each)) severity = each;
+        const auto found = std::ranges::find(rules(), rule, &Rule::name);
+        if (found == rules().end() || (!severity && word != "off"))
+            throw std::invalid_argument("unknown rule or severity: " + rule + "=" + word);
+        severities.set(*found, severity);
+    }
+    return severities;
+}
+
 }  // namespace
 
 Ref findingsOf(const std::vector<Finding>& findings) {
@@ -45,14 +63,16 @@ Ref findingsOf(const std::vector<Finding>& findings) {
     return list;
 }
 
-// check_file(reader, strict, all, each): the findings of the file, then those of its lines; numbers of lines, errors, warnings.
+// check_file(reader, strict, all, each, severities): the findings of the file, then those of its lines; numbers of lines,
+// errors, warnings, hints.
 PyObject* checkFile(PyObject*, PyObject* arguments) {
     return guarded([&] {
-        PyObject* source = nullptr;
+        PyObject *source = nullptr, *changed = nullptr;
         int strict = 0, all = 0, each = 0;
-        if (!PyArg_ParseTuple(arguments, "Oppp", &source, &strict, &all, &each)) throw Raised();
+        if (!PyArg_ParseTuple(arguments, "OpppO!", &source, &strict, &all, &each, &PyDict_Type, &changed)) throw Raised();
         Using reader(readerOf(source));
-        FileChecker checker(*reader->reader, {.lines = {.strict = strict != 0, .all = all != 0}, .each = each != 0});
+        FileChecker checker(*reader->reader,
+            {.lines = {.strict = strict != 0, .all = all != 0, .severities = severitiesIn(changed)}, .each = each != 0});
         for (bool isMore = true; isMore;) {
             onFile(reader->path, [&] {
                 const Unlocked unlocked;
@@ -63,7 +83,8 @@ PyObject* checkFile(PyObject*, PyObject* arguments) {
         const CheckedFile file = checker.result();
         return tuple(findingsOf(file.diagnosis), findingsOf(file.findings), number(static_cast<long long>(file.summary.lines)),
             number(static_cast<long long>(file.summary.total.errors)),
-            number(static_cast<long long>(file.summary.total.warnings)));
+            number(static_cast<long long>(file.summary.total.warnings)),
+            number(static_cast<long long>(file.summary.total.hints)));
     });
 }
 

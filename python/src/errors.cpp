@@ -27,11 +27,17 @@ void setCurrent() {
         if (failure.code() == std::errc::illegal_byte_sequence) PyErr_SetString(errors.encoding.get(), failure.what());
         else setSystemError(failure.code(), "");
     } catch (const std::invalid_argument& failure) {
-        PyErr_SetString(errors.unknownName.get(), failure.what());
+        PyErr_SetString(errors.unknownName.get(), sentenceOf(failure));
     } catch (const std::exception& failure) { PyErr_SetString(PyExc_RuntimeError, failure.what()); }
 }
 
 }  // namespace
+
+const char* sentenceOf(const std::invalid_argument& failure) {
+    constexpr std::string_view prefix = "tramo: ";
+    const char* const words = failure.what();
+    return std::string_view(words).starts_with(prefix) ? words + prefix.size() : words;
+}
 
 void setException() noexcept {
     try {

@@ -46,6 +46,13 @@ const Field* fieldIn(const Line& line, PyObject* name) {
     return findField(*line.kind(), name);
 }
 
+// Raises an AttributeError that names the closest field, unless the kind has this one.
+void expectAttribute(const RecordKind& kind, PyObject* name) {
+    try {
+        (void)fieldOf(kind, name);
+    } catch (const std::invalid_argument& unknown) { raise(PyExc_AttributeError, sentenceOf(unknown)); }
+}
+
 PyObject* getAttribute(PyObject* self, PyObject* name) {
     return guarded([&] {
         const Line& line = Object<Line>::of(self);
@@ -54,7 +61,12 @@ PyObject* getAttribute(PyObject* self, PyObject* name) {
             if (word == attribute.name) return attribute.get(line);
         if (line.kind())
             if (const Field* field = line.kind()->field(word)) return valueOf(line, *field);
-        return checked(PyObject_GenericGetAttr(self, name));
+        PyObject* const attribute = PyObject_GenericGetAttr(self, name);
+        if (!attribute && line.kind() && !word.starts_with('_') && PyErr_ExceptionMatches(PyExc_AttributeError)) {
+            PyErr_Clear();
+            expectAttribute(*line.kind(), name);
+        }
+        return checked(attribute);
     });
 }
 
@@ -83,6 +95,7 @@ int setAttribute(PyObject* self, PyObject* name, PyObject* value) {
         const std::string word = utf8(name);
         for (const LineAttribute& attribute : lineAttributes)
             if (word == attribute.name) raise(PyExc_AttributeError, word + " cannot be set");
+        if (const Line& line = Object<Line>::of(self); line.kind()) expectAttribute(*line.kind(), name);
         return none();
     }));
     return done ? setValue(self, name, value) : -1;
@@ -259,10 +272,11 @@ PyObject* newLine(PyObject*, PyObject* arguments) {
 
 void addLines(PyObject* module) {
     static PyMethodDef lineMethods[] = {
-        {"raw", rawOf, METH_O, "raw(name): the columns of a field as they stand."},
-        {"to_dict", asDictionary, METH_NOARGS, "to_dict(): the values of all fields by name; None: absent."},
-        {"findings", findingsOfLine, METH_NOARGS, "findings(): what is wrong with this line alone, in the order of columns."},
-        {"copy", copyLine, METH_NOARGS, "copy(): a line that can be changed independently."},
+        {"raw", rawOf, METH_O, "raw($self, name, /)\n--\n\nThe columns of a field as they stand."},
+        {"to_dict", asDictionary, METH_NOARGS, "to_dict($self, /)\n--\n\nThe values of all fields by name; None: absent."},
+        {"findings", findingsOfLine, METH_NOARGS,
+            "findings($self, /)\n--\n\nWhat is wrong with this line alone, in the order of columns."},
+        {"copy", copyLine, METH_NOARGS, "copy($self, /)\n--\n\nA line that can be changed independently."},
         {"__copy__", copyLine, METH_NOARGS, nullptr},
         {"__deepcopy__", copyLine, METH_O, nullptr},
         {"__dir__", namesOf, METH_NOARGS, nullptr},
@@ -270,7 +284,7 @@ void addLines(PyObject* module) {
     };
     static PyGetSetDef readerAttributes[] = {
         {"encoding", encodingOfReader, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr, nullptr}};
-    addType<Line>(module, "tramostream._core.Line",
+    addType<Line>(module, "tramostream.Line",
         {noConstructor, {Py_tp_methods, lineMethods}, {Py_tp_getattro, reinterpret_cast<void*>(&getAttribute)},
             {Py_tp_setattro, reinterpret_cast<void*>(&setAttribute)}, {Py_mp_subscript, reinterpret_cast<void*>(&getItem)},
             {Py_mp_ass_subscript, reinterpret_cast<void*>(&setValue)}, {Py_tp_repr, reinterpret_cast<void*>(&represent)},

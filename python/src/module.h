@@ -38,6 +38,9 @@ template <class Call> auto onFile(const std::string& path, Call call) {
     }
 }
 
+// What the library says about an unknown name, without its own name.
+const char* sentenceOf(const std::invalid_argument& failure);
+
 // Says that a value does not fit into a field.
 [[noreturn]] void raiseFieldError(std::int64_t line, std::string_view field, const tramo::SetResult& why);
 
@@ -121,6 +124,9 @@ struct Table {
 
 // Makes a stream of the batches that a table has now.
 void exportStream(const Table& table, ArrowArrayStream* out);
+
+// Makes a stream of the lines of one kind, which reads them while it is consumed.
+void exportStream(tramo::Reader reader, tramo::Columns columns, std::size_t rowsPerBatch, ArrowArrayStream* out);
 void exportSchema(const std::vector<TableColumn>& columns, ArrowSchema* out);
 Ref makeTable(Table table, std::string name);
 

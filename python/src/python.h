@@ -91,6 +91,14 @@ public:
     Unlocked& operator=(const Unlocked&) = delete;
     ~Unlocked() { PyEval_RestoreThread(state); }
 
+    // Throws if a signal has come whose handler raises an exception: KeyboardInterrupt.
+    void checkSignals() {
+        PyEval_RestoreThread(state);
+        const int result = PyErr_CheckSignals();
+        state = PyEval_SaveThread();
+        checked(result);
+    }
+
 private:
     PyThreadState* state;
 };

@@ -52,21 +52,34 @@ PyObject* orphansOf(PyObject* of, PyObject*) {
 }
 
 PyObject* findingsOfFile(PyObject* of, PyObject*) {
-    return guarded([&] { return findingsOf(self<FileObject>(of).file->findings()); });
+    return guarded([&] {
+        std::vector<Finding> findings;
+        {
+            const Unlocked unlocked;
+            findings = self<FileObject>(of).file->findings();
+        }
+        return findingsOf(findings);
+    });
+}
+
+PyObject* linesOfFile(PyObject* of, PyObject*) {
+    return guarded([&] { return listOf(self<FileObject>(of).file->lines(), makeLine); });
 }
 
 PyObject* metersTable(PyObject* of, PyObject*) {
     return guarded([&] {
         std::unique_ptr<Table> table;
         {
-            const Unlocked unlocked;
-            MeterTable meters(*self<FileObject>(of).file);
+            Unlocked unlocked;
+            MeterTable meters(*self<FileObject>(of).file, {.rowsPerBatch = 4096});
             ArrowSchema schema;
             meters.exportSchema(&schema);
             table = std::make_unique<Table>(schema, nullptr);
             schema.release(&schema);
-            for (auto batch = std::make_shared<Batch>(); meters.exportRows(&batch->rows); batch = std::make_shared<Batch>())
+            for (auto batch = std::make_shared<Batch>(); meters.exportRows(&batch->rows); batch = std::make_shared<Batch>()) {
                 table->add(std::move(batch));
+                unlocked.checkSignals();
+            }
         }
         return makeTable(std::move(*table), "meters");
     });
@@ -173,6 +186,10 @@ PyObject* answersOfMeter(PyObject* of, PyObject*) {
     });
 }
 
+PyObject* findingsOfMeter(PyObject* of, PyObject*) {
+    return guarded([&] { return findingsOf(self<MeterObject>(of).meter->findings()); });
+}
+
 PyObject* placeOfMeter(PyObject* of, PyObject*) {
     return guarded([&] {
         const auto place = self<MeterObject>(of).meter->place();
@@ -190,10 +207,9 @@ PyObject* readRounds(PyObject*, PyObject* argument) {
         Using reader(readerOf(argument));
         std::optional<RoundFile> file;
         onFile(reader->path, [&] {
-            const Unlocked unlocked;
-            file.emplace(RoundFile::read(*reader->reader));
+            Unlocked unlocked;
+            file.emplace(RoundFile::read(*reader->reader, [&] { unlocked.checkSignals(); }));
         });
-        checked(PyErr_CheckSignals());
         return Object<FileObject>::make(
             FileObject{std::make_shared<const RoundFile>(std::move(*file)), nameOf(reader->reader->encoding())});
     });
@@ -204,6 +220,7 @@ void addRounds(PyObject* module) {
         {"rounds", roundsOf, METH_NOARGS, nullptr},
         {"orphans", orphansOf, METH_NOARGS, nullptr},
         {"findings", findingsOfFile, METH_NOARGS, nullptr},
+        {"lines", linesOfFile, METH_NOARGS, nullptr},
         {"meters", metersTable, METH_NOARGS, nullptr},
         {"encoding", encodingOfFile, METH_NOARGS, nullptr},
         {nullptr, nullptr, 0, nullptr},
@@ -222,6 +239,7 @@ void addRounds(PyObject* module) {
         {"module_readings", moduleReadingsOfMeter, METH_NOARGS, nullptr},
         {"changes", changesOfMeter, METH_NOARGS, nullptr},
         {"answers", answersOfMeter, METH_NOARGS, nullptr},
+        {"findings", findingsOfMeter, METH_NOARGS, nullptr},
         {"place", placeOfMeter, METH_NOARGS, nullptr},
         {nullptr, nullptr, 0, nullptr},
     };

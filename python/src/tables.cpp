@@ -520,6 +520,15 @@ private:
     Table malformedTable = tableOf(malformed);
 };
 
+// The columns of a kind; `names`: a list of texts, or None for all.
+Columns columnsOf(PyObject* kindName, PyObject* names) {
+    const RecordKind& kind = kindOf(kindName);
+    std::vector<const Field*> fields;
+    if (names != Py_None)
+        for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) fields.push_back(&fieldOf(kind, PyList_GetItem(names, i)));
+    return Columns(kind, fields);
+}
+
 }  // namespace
 
 Ref makeTable(Table table, std::string name) { return Object<TableObject>::make(TableObject{std::move(table), std::move(name)}); }
@@ -541,20 +550,20 @@ PyObject* readTables(PyObject*, PyObject* arguments) {
     });
 }
 
-// scan_stream(path, kind, names, rows): a capsule of a stream that reads the file.
+// scan_stream(path, kind, names, rows, encoding): a capsule of a stream that reads the file.
 PyObject* scanStream(PyObject*, PyObject* arguments) {
     return guarded([&] {
-        PyObject *path = nullptr, *kindName = nullptr, *names = nullptr;
+        PyObject *path = nullptr, *kindName = nullptr, *names = nullptr, *encoding = nullptr;
         Py_ssize_t rows = 0;
-        if (!PyArg_ParseTuple(arguments, "SOOn", &path, &kindName, &names, &rows)) throw Raised();
-        const RecordKind& kind = kindOf(kindName);
-        std::vector<const Field*> fields;
-        if (names != Py_None)
-            for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) fields.push_back(&fieldOf(kind, PyList_GetItem(names, i)));
+        if (!PyArg_ParseTuple(arguments, "SOOnO", &path, &kindName, &names, &rows, &encoding)) throw Raised();
+        Columns columns = columnsOf(kindName, names);
+        const ReadOptions options{.encoding = encodingOf(encoding)};
         auto stream = std::make_unique<ArrowArrayStream>();
         const std::string name = PyBytes_AsString(path);
         onFile(name, [&] {
-            arrowStream(name.c_str(), kind, fields, stream.get(), {static_cast<std::size_t>(std::max<Py_ssize_t>(rows, 1))});
+            const Unlocked unlocked;
+            exportStream(
+                Reader(std::filesystem::path(name), options), std::move(columns), static_cast<std::size_t>(rows), stream.get());
         });
         return capsuleOf(std::move(stream));
     });
@@ -564,11 +573,7 @@ PyObject* scanSchema(PyObject*, PyObject* arguments) {
     return guarded([&] {
         PyObject *kindName = nullptr, *names = nullptr;
         if (!PyArg_ParseTuple(arguments, "OO", &kindName, &names)) throw Raised();
-        const RecordKind& kind = kindOf(kindName);
-        std::vector<const Field*> fields;
-        if (names != Py_None)
-            for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) fields.push_back(&fieldOf(kind, PyList_GetItem(names, i)));
-        return schemaCapsule(tableOf(Columns(kind, fields), &kind).columns);
+        return schemaCapsule(tableOf(columnsOf(kindName, names)).columns);
     });
 }
 

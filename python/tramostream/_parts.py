@@ -45,6 +45,8 @@ def parts(path: Path, bytes_per_part: int = 64 << 20, encoding: Optional[str] = 
 
     Raises OSError if the file cannot be read.
     """
+    if isinstance(path, bytes):
+        raise TypeError("expected a path, not bytes; os.fsdecode() makes a str of a path")
     name = os.fsdecode(path)
     found, places = _core.split_file(path_bytes(path), bytes_per_part, encoding)
     return [Part(name, found, *place) for place in places]

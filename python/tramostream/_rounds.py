@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any, Callable, Iterator, List, NamedTuple, Opt
 from . import _core
 from ._check import Finding
 from ._source import Opened
-from ._tables import Table, numpy_and_pandas
+from ._tables import Table, counted, expect_strings, numpy_and_pandas
 
 if TYPE_CHECKING:
     import pandas
@@ -214,6 +214,11 @@ class Meter:
         return [_made(Answer, values) for values in self._core.answers()]
 
     @property
+    def findings(self) -> List[Finding]:
+        """What is not plausible about the meter, such as a reading below the previous one; without what only other meters show."""
+        return [Finding(*values) for values in self._core.findings()]
+
+    @property
     def place(self) -> Optional[Place]:
         """Where it is: of the last line that says so."""
         values = self._core.place()
@@ -239,7 +244,7 @@ class Round:
         self.meters = [Meter(meter) for meter in core.meters()]
 
     def __repr__(self) -> str:
-        return f"<tramostream.Round {self.code!r}: {len(self.meters)} meters>"
+        return f"<tramostream.Round {self.code!r}: {counted(len(self.meters), 'meter')}>"
 
     def meter(self, serial: str) -> Optional[Meter]:
         """The first meter with this serial number; None: none."""
@@ -278,6 +283,18 @@ class RoundFile(Sequence[Round]):
     def __iter__(self) -> Iterator[Round]:
         return iter(self._rounds)
 
+    def __repr__(self) -> str:
+        return f"<tramostream.RoundFile: {counted(len(self), 'round')}, {counted(sum(len(each.meters) for each in self), 'meter')}>"
+
+    @property
+    def lines(self) -> List[_core.Line]:
+        """Copies of all lines of the file, in their order."""
+        return self._core.lines()
+
+    def to_table(self) -> Table:
+        """What meters() makes a frame of, without pandas: a row for each meter."""
+        return Table(self._core.meters(), "meters", self.path, self.encoding)
+
     @property
     def orphans(self) -> List[Orphan]:
         """The lines that belong to no meter, although their kinds do, in the order of the file."""
@@ -285,7 +302,8 @@ class RoundFile(Sequence[Round]):
 
     @property
     def findings(self) -> List[Finding]:
-        """What is wrong with joins and areas: lines that belong to nobody, areas that overlap or are outside of their text."""
+        """What the rules about rounds find: lines that do not fit together, and readings that are not plausible. In the order of
+        the file."""
         return [Finding(*values) for values in self._core.findings()]
 
 
@@ -298,13 +316,6 @@ def rounds(source: Source, encoding: Optional[str] = None) -> RoundFile:
     return RoundFile(Opened(source, encoding))
 
 
-def meters_table(source: Source, encoding: Optional[str] = None) -> Table:
-    """What meters() makes a frame of, without pandas."""
-    opened = Opened(source, encoding)
-    core = _core.read_rounds(opened.reader)
-    return Table(core.meters(), "meters", opened.path, core.encoding())
-
-
 def meters(source: Source, encoding: Optional[str] = None, *, strings: str = "object") -> pandas.DataFrame:
     """Read a file into a DataFrame with a row for each meter, in the order of the file.
 
@@ -313,4 +324,7 @@ def meters(source: Source, encoding: Optional[str] = None, *, strings: str = "ob
     of all areas), then a column for each labelled area with its label as the name. Types, arguments and errors as in read().
     """
     numpy_and_pandas()
-    return meters_table(source, encoding).to_frame(strings)
+    expect_strings(strings)
+    opened = Opened(source, encoding)
+    core = _core.read_rounds(opened.reader)
+    return Table(core.meters(), "meters", opened.path, core.encoding()).to_frame(strings)

@@ -1,6 +1,8 @@
 """Tables: rows as columns, without other packages, as an Arrow stream, or as a pandas DataFrame."""
 from __future__ import annotations
 
+import difflib
+import os
 import threading
 from typing import TYPE_CHECKING, Any, Dict, Iterator, List, Mapping, Optional, Sequence, Tuple, cast
 
@@ -15,6 +17,11 @@ if TYPE_CHECKING:
 
 _INTEGERS = {"i": "Int32", "l": "Int64", "s": "Int16"}
 _TEXTS = ("u", "S")
+
+
+def counted(number: int, thing: str) -> str:
+    """ "1 row", "2 rows"."""
+    return f"{number} {thing}{'' if number == 1 else 's'}"
 
 
 def numpy_and_pandas() -> Tuple[Any, Any]:
@@ -32,6 +39,22 @@ def names_of(names: Sequence[str], argument: str) -> List[str]:
     if isinstance(names, str):
         raise TypeError(f'{argument} is a list of names: ["{names}"]')
     return list(names)
+
+
+def fields_of(columns: Optional[Sequence[str]]) -> Optional[List[str]]:
+    """The names of fields; None: all. Every table has the column "line"."""
+    if columns is None:
+        return None
+    names = [name for name in names_of(columns, "columns") if name != "line"]
+    if not names:
+        raise UnknownNameError("columns names no field")
+    return names
+
+
+def expect_strings(strings: str) -> None:
+    """Raises UnknownNameError unless texts can be held so."""
+    if strings not in ("object", "category"):
+        raise UnknownNameError(f'unknown kind of strings "{strings}"; expected "object" or "category"')
 
 
 class Table:
@@ -58,13 +81,20 @@ class Table:
         return len(self._core)
 
     def __repr__(self) -> str:
-        return f"<tramostream.Table {self.name!r}: {len(self)} rows, {len(self._formats)} columns>"
+        return f"<tramostream.Table {self.name!r}: {counted(len(self), 'row')}, {counted(len(self._formats), 'column')}>"
+
+    def __iter__(self) -> Iterator[str]:
+        """The names of the columns, as of a DataFrame."""
+        return iter(self._formats)
 
     def _index(self, name: str) -> int:
+        if not isinstance(name, str):
+            raise TypeError(f"a column is named by a str, not {type(name).__name__}")
         try:
             return self.columns.index(name)
         except ValueError:
-            raise UnknownNameError(f'the table has no column "{name}"') from None
+            closest = difflib.get_close_matches(str(name), self.columns, 1)
+            raise UnknownNameError(f'the table has no column "{name}"' + (f'; did you mean "{closest[0]}"?' if closest else "")) from None
 
     def __getitem__(self, name: str) -> List[Any]:
         return self._core.to_list(self._index(name))
@@ -85,6 +115,7 @@ class Table:
 
     def to_frame(self, strings: str = "object") -> pandas.DataFrame:
         """The table as a pandas DataFrame; see read()."""
+        expect_strings(strings)
         return _frame_of(self, strings, drop=False)
 
     def __arrow_c_schema__(self) -> object:
@@ -100,11 +131,23 @@ class Scan:
     """The records of one kind in a file, as an Arrow stream that reads the file while it is consumed: memory does not grow with
     the file. Each ``__arrow_c_stream__`` reads the file from its beginning. Malformed lines are skipped."""
 
-    def __init__(self, path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536) -> None:
+    def __init__(self, path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536,
+                 encoding: Optional[str] = None) -> None:
+        if isinstance(path, bytes):
+            raise TypeError("expected a path, not bytes; os.fsdecode() makes a str of a path")
+        if rows_per_batch < 1:
+            raise ValueError("a batch has at least one row")
         self._path = path_bytes(path)
-        self._columns = None if columns is None else names_of(columns, "columns")
+        self._columns = fields_of(columns)
         self._rows = rows_per_batch
+        self._encoding = encoding
+        self.path = os.fsdecode(self._path)
         self.kind = _core.kind_name(kind)
+        _core.scan_schema(self.kind, self._columns)  # the names exist
+        _core.open_reader(None, b"", encoding, False)  # so does the encoding
+
+    def __repr__(self) -> str:
+        return f"<tramostream.Scan {self.kind!r} of {self.path!r}>"
 
     def __arrow_c_schema__(self) -> object:
         """As in Table."""
@@ -112,12 +155,32 @@ class Scan:
 
     def __arrow_c_stream__(self, requested_schema: Optional[object] = None) -> object:
         """As in Table. Raises OSError if the file cannot be opened; a later failure is an error of the stream."""
-        return _core.scan_stream(self._path, self.kind, self._columns, self._rows)
+        return _core.scan_stream(self._path, self.kind, self._columns, self._rows, self._encoding)
 
 
-def scan(path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536) -> Scan:
-    """Scan the records of one kind in a file of any size: ``duckdb.from_arrow(tramostream.scan("round.txt", "AMR"))``."""
-    return Scan(path, kind, columns, rows_per_batch)
+def scan(path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536,
+         encoding: Optional[str] = None) -> Scan:
+    """Scan the records of one kind in a file of any size: ``duckdb.from_arrow(tramostream.scan("round.txt", "AMR"))``.
+
+    columns, encoding: as in read(). rows_per_batch: at most so many rows are in memory at once.
+
+    Raises UnknownNameError for an unknown kind, field or encoding; OSError, when the stream is made, if the file cannot be opened.
+    """
+    return Scan(path, kind, columns, rows_per_batch, encoding)
+
+
+def _key_of(kind: str) -> str:
+    """The name of a record kind as a key; KeyError: there is no such kind."""
+    try:
+        return _core.kind_name(kind)
+    except UnknownNameError as unknown:
+        raise KeyError(str(unknown)) from None
+
+
+def _read_table(tables: Mapping[str, Table], kind: str) -> Table:
+    if kind not in tables:
+        raise KeyError(f'"{kind}" was not read: it is not in types, or has none of the columns')
+    return tables[kind]
 
 
 class Tables(Mapping[str, Table]):
@@ -125,9 +188,7 @@ class Tables(Mapping[str, Table]):
 
     def __init__(self, opened: Opened, types: Optional[Sequence[str]], columns: Optional[Sequence[str]]) -> None:
         kinds = None if types is None else names_of(types, "types")
-        names = None if columns is None else [name for name in names_of(columns, "columns") if name != "line"]
-        if names == []:
-            raise UnknownNameError("columns names no field")
+        names = fields_of(columns)
         made, malformed = _core.read_tables(opened.reader, kinds, names)
         self.path = opened.path
         self.encoding = opened.reader.encoding
@@ -136,10 +197,7 @@ class Tables(Mapping[str, Table]):
         self.malformed = Table(malformed, "malformed lines", self.path, self.encoding)
 
     def __getitem__(self, kind: str) -> Table:
-        try:
-            return self._all[_core.kind_name(kind)]
-        except UnknownNameError as unknown:
-            raise KeyError(str(unknown)) from None
+        return _read_table(self._all, _key_of(kind))
 
     def __iter__(self) -> Iterator[str]:
         return (kind for kind, table in self._all.items() if len(table) > 0 or (self._wanted and kind in self._wanted))
@@ -148,7 +206,10 @@ class Tables(Mapping[str, Table]):
         return sum(1 for _ in self)
 
     def __repr__(self) -> str:
-        return f"<{type(self).__name__}: {', '.join(f'{kind!r}: {len(self._all[kind])} rows' for kind in self)}>"
+        kinds = [f"{kind!r}: {counted(len(self._all[kind]), 'row')}" for kind in self]
+        if len(self.malformed) > 0:
+            kinds.append(f"malformed: {counted(len(self.malformed), 'line')}")
+        return f"<{type(self).__name__}: {', '.join(kinds) or 'no lines'}>"
 
 
 def tables(source: Source, encoding: Optional[str] = None, *, types: Optional[Sequence[str]] = None,
@@ -158,25 +219,35 @@ def tables(source: Source, encoding: Optional[str] = None, *, types: Optional[Se
 
 
 class Frames(Mapping[str, "pandas.DataFrame"]):
-    """The records of a file by kind, each kind as a DataFrame; see read(). A frame is made when it is first asked for."""
+    """The records of a file by kind, each kind as a DataFrame; see read(). A frame is made when it is first asked for. Can be
+    pickled: a process can read a file for another one."""
 
     def __init__(self, of: Tables, strings: str) -> None:
-        self._tables: Optional[Tables] = of
+        self._tables = of._all
         self._kinds = list(of)
+        self._shown = repr(of).replace("Tables", "Frames", 1)
         self._strings = strings
         self._made: Dict[str, pandas.DataFrame] = {}
-        self._malformed = of.malformed
+        self._malformed: Optional[Table] = of.malformed
+        self._malformed_frame: Optional[pandas.DataFrame] = None
         self._lock = threading.Lock()
         self.path = of.path
         self.encoding = of.encoding
 
     def __getitem__(self, kind: str) -> pandas.DataFrame:
-        assert self._tables is not None
-        table = self._tables[kind]
+        name = _key_of(kind)
         with self._lock:
-            if table.name not in self._made:
-                self._made[table.name] = _frame_of(table, self._strings, drop=True)
-            return self._made[table.name]
+            if name not in self._made:
+                self._made[name] = _frame_of(_read_table(self._tables, name), self._strings, drop=True)
+            return self._made[name]
+
+    def __getstate__(self) -> Dict[str, Any]:
+        for kind in self._tables:
+            self[kind]  # makes the frame
+        return {**vars(self), "_malformed_frame": self.malformed, "_tables": {}, "_malformed": None, "_lock": None}
+
+    def __setstate__(self, state: Dict[str, Any]) -> None:
+        vars(self).update(state, _lock=threading.Lock())
 
     def __iter__(self) -> Iterator[str]:
         return iter(self._kinds)
@@ -185,12 +256,16 @@ class Frames(Mapping[str, "pandas.DataFrame"]):
         return len(self._kinds)
 
     def __repr__(self) -> str:
-        return repr(self._tables).replace("Tables", "Frames", 1)
+        return self._shown
 
     @property
     def malformed(self) -> pandas.DataFrame:
         """The lines without fields: "line", "fault" (why; NA: a key line), "text" (the whole line; NA: it may hold keys)."""
-        return self._malformed.to_frame(self._strings)
+        with self._lock:
+            if self._malformed_frame is None:
+                assert self._malformed is not None
+                self._malformed_frame = self._malformed.to_frame(self._strings)
+            return self._malformed_frame
 
 
 def read(source: Source, encoding: Optional[str] = None, *, types: Optional[Sequence[str]] = None,
@@ -212,8 +287,7 @@ def read(source: Source, encoding: Optional[str] = None, *, types: Optional[Sequ
     without pandas.
     """
     numpy_and_pandas()
-    if strings not in ("object", "category"):
-        raise UnknownNameError(f'unknown kind of strings "{strings}"; expected "object" or "category"')
+    expect_strings(strings)
     return Frames(tables(source, encoding, types=types, columns=columns), strings)
 
 

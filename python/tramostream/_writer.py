@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import dataclasses
+import os
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, Iterable, Mapping, Optional, Type, Union
 
@@ -9,6 +10,7 @@ from . import _core
 from ._errors import FieldError
 from ._format import describe
 from ._source import path_bytes
+from ._tables import counted
 
 if TYPE_CHECKING:
     import pandas
@@ -32,8 +34,12 @@ class Writer:
     def __init__(self, path: Path, encoding: str = "ansi", *, private: bool = False) -> None:
         self._core = _core.open_writer(path_bytes(path), encoding, private)
         self._encoding = encoding
+        self.path = os.fsdecode(path)
         self.lines = 0
         """The number of lines written so far."""
+
+    def __repr__(self) -> str:
+        return f"<tramostream.Writer {self.path!r}: {counted(self.lines, 'line')}>"
 
     def __enter__(self) -> Writer:
         return self
@@ -67,6 +73,8 @@ class Writer:
         """Write a line for each row of all frames, by kind, as read() returns them: in the order of their column "line", if every
         frame has one, otherwise a frame after the other. A column that the format never writes is ignored if another one has the
         same columns in the line."""
+        if not isinstance(frames, Mapping):
+            raise TypeError(f"expected a mapping from record kinds to frames, not {type(frames).__name__}")
         rows = [(kind, row) for kind, frame in frames.items() for row in _rows(_core.kind_name(kind), frame)]
         if all("line" in frame.columns for frame in frames.values()):
             rows.sort(key=lambda row: int(row[1]["line"]))
@@ -117,6 +125,8 @@ def _plain(value: Any) -> Any:
 
 def _rows(kind: str, frame: pandas.DataFrame) -> Iterable[Mapping[str, Any]]:
     """The rows of a frame; what pandas takes for absent is None."""
+    if not hasattr(frame, "columns") or not hasattr(frame, "iloc"):
+        raise TypeError(f"expected a DataFrame, not {type(frame).__name__}")
     fields = describe().kinds[kind].fields.values()
     shown_again = {one.name for one in fields for other in fields
                    if one.written == "never" and one is not other and one.column == other.column}

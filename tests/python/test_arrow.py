@@ -2,13 +2,15 @@
 import errno
 import gc
 import os
+import subprocess
+import sys
 import threading
 import unittest
 from ctypes import byref, memmove, sizeof
 
 import tramostream
 from arrow import (Array, ReleaseArray, Schema, columns_of, name_of, read_all, schema_of, shown, values_of)
-from support import TestCase, blocks, generated, sample
+from support import TestCase, blocks, content, generated, sample
 
 
 class Capsules(TestCase):
@@ -137,6 +139,34 @@ class Scans(TestCase):
         for array in arrays:
             array.release(byref(array))
 
+    def test_has_the_rows_of_every_kind(self):
+        """Also those of tags and parameters, of damaged files, and in both encodings."""
+        damaged = content("round-returned.txt").replace(b"\r\n", b"\n", 5).replace(b"\r\n", b"x\n", 5)
+        names = ["round-returned.txt", "round-returned-utf16.txt", "round-damaged.txt", "tags.txt", "parameters.txt"]
+        kinds = 0
+        for path in [sample(name) for name in names] + [self.path("damaged.txt", damaged)]:
+            for kind, table in tramostream.tables(path).items():
+                scan = tramostream.scan(path, kind, rows_per_batch=7)
+                columns, arrays = read_all(scan.__arrow_c_stream__())
+                self.assertTrue(all(array.length <= 7 for array in arrays))
+                Capsules.compare(self, table, columns, arrays)
+                for array in arrays:
+                    array.release(byref(array))
+                kinds += 1
+        self.assertGreater(kinds, 30)
+
+    def test_encoding(self):
+        path = self.path("utf16.txt", content("round-returned-utf16.txt")[2:])  # without the byte order mark
+        table = tramostream.tables(path, "utf16le")["AMR"]
+        columns, arrays = read_all(tramostream.scan(path, "AMR", encoding="utf16le").__arrow_c_stream__())
+        Capsules.compare(self, table, columns, arrays)
+        self.assertEqual(sum(array.length for array in arrays), 40)
+        for array in arrays:
+            array.release(byref(array))
+        self.assertEqual(read_all(tramostream.scan(path, "AMR").__arrow_c_stream__())[1], [])
+        with self.assertRaisesRegex(tramostream.UnknownNameError, "utf16le"):
+            tramostream.scan(path, "AMR", encoding="utf-8")
+
     def test_columns(self):
         scan = tramostream.scan(sample("round-returned.txt"), "1", ["meterReadingIndex"])
         columns, [array] = read_all(scan.__arrow_c_stream__())
@@ -148,17 +178,38 @@ class Scans(TestCase):
             tramostream.scan("missing.txt", "1").__arrow_c_stream__()
         with self.assertRaises(tramostream.UnknownNameError):
             tramostream.scan(sample("round-returned.txt"), "no such kind")
-        with self.assertRaises(tramostream.UnknownNameError):
-            tramostream.scan(sample("round-returned.txt"), "1", ["none"]).__arrow_c_stream__()
+        for columns in ["none"], [], ["line"]:
+            with self.assertRaises(tramostream.UnknownNameError):
+                tramostream.scan(sample("round-returned.txt"), "1", columns)
+        with self.assertRaises(ValueError):
+            tramostream.scan(sample("round-returned.txt"), "1", rows_per_batch=0)
 
     @unittest.skipUnless(os.path.exists("/proc/self/mem"), "needs /proc/self/mem")
+    def test_error_when_the_stream_is_made(self):
+        with self.assertRaises(OSError) as failure:
+            tramostream.scan("/proc/self/mem", "1").__arrow_c_stream__()
+        self.assertEqual((failure.exception.errno, failure.exception.filename), (errno.EIO, "/proc/self/mem"))
+
+    @unittest.skipUnless(os.path.exists("/proc/self/maps"), "needs /proc/self/maps")
     def test_error_in_mid_stream(self):
-        scan = tramostream.scan("/proc/self/mem", "1")
-        capsule = scan.__arrow_c_stream__()
+        """The list of a process's memory can be read as long as the process lives."""
+        code = """
+import ctypes, mmap, sys
+memory = mmap.mmap(-1, 50000 * mmap.PAGESIZE)
+begin = ctypes.addressof(ctypes.c_char.from_buffer(memory))
+for page in range(0, 50000, 2):  # every second page alone makes two lines of the list
+    ctypes.CDLL(None).mprotect(ctypes.c_void_p(begin + page * mmap.PAGESIZE), mmap.PAGESIZE, mmap.PROT_READ)
+print("ready", flush=True)
+sys.stdin.read()
+"""
+        with subprocess.Popen([sys.executable, "-c", code], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+            self.assertEqual(process.stdout.readline(), b"ready\n")
+            path = f"/proc/{process.pid}/maps"
+            capsule = tramostream.scan(path, "1").__arrow_c_stream__()
         with self.assertRaises(OSError) as failure:
             read_all(capsule)
-        self.assertEqual(failure.exception.errno, errno.EIO)
-        self.assertIn("/proc/self/mem", str(failure.exception))
+        self.assertEqual(failure.exception.errno, errno.ESRCH)
+        self.assertIn(path, str(failure.exception))
 
 
 if __name__ == "__main__":

@@ -11,6 +11,7 @@ import sys
 import threading
 import time
 import unittest
+import zipfile
 
 import tramostream
 from support import TestCase, blocks, content, generated, sample
@@ -19,6 +20,11 @@ try:
     import pandas
 except ImportError:
     pandas = None
+
+
+def meters_table(path):
+    """What meters() makes a frame of."""
+    return tramostream._core.read_rounds(tramostream._core.open_reader(os.fsencode(path), None, None, False)).meters()
 
 
 def use(bytes_, encoding=None):
@@ -47,6 +53,10 @@ class BadInput(TestCase):
                 function("a\0b")
 
     def test_wrong_types(self):
+        for function in tramostream.parts, lambda path: tramostream.scan(path, "1"):
+            for path in None, 5, b"path", io.BytesIO():
+                with self.assertRaisesRegex(TypeError, "path|PathLike"):
+                    function(path)
         for function in tramostream.tables, tramostream.lines, tramostream.rounds, tramostream.check:
             for source in None, 5, 1.5, [], object():
                 with self.assertRaises(TypeError):
@@ -59,6 +69,21 @@ class BadInput(TestCase):
             tramostream.tables(b"", types=[1])
         with self.assertRaises(TypeError):
             tramostream.tables(b"", columns=[None])
+
+    def test_closed_file(self):
+        with open(sample("round-returned.txt"), "rb") as file:
+            pass
+        with self.assertRaisesRegex(ValueError, "closed"):
+            tramostream.tables(file)
+
+    def test_file_of_another_format(self):
+        """Its lines are malformed; the representation shows that."""
+        archive = io.BytesIO()
+        with zipfile.ZipFile(archive, "w") as file:
+            file.write(sample("round-returned.txt"), "round.txt", zipfile.ZIP_DEFLATED)
+        self.assertRegex(repr(tramostream.tables(archive.getvalue())), r"^<Tables: malformed: \d+ lines?>$")
+        self.assertIn("ZIP", tramostream.check(archive.getvalue()).diagnosis[0].message)
+        self.assertEqual(repr(tramostream.tables(b"")), "<Tables: no lines>")
 
     def test_file_object_that_fails(self):
         class Failing:
@@ -307,6 +332,25 @@ except KeyboardInterrupt:
         for function in "tramostream.tables(sys.argv[1])", "tramostream.check(sys.argv[1])", "list(tramostream.lines(sys.argv[1]))":
             with self.subTest(function):
                 self.assertLess(self.interrupt(function), 10)
+
+    def test_in_the_middle_of_rounds_and_meters(self):
+        """A call ends soon after the signal, not at the end of a large file."""
+        path = generated(self.folder, "--returned", "--meters", "30000")
+        small = tramostream.rounds(path)._core  # reading it is not measured below
+        for call in lambda: tramostream.rounds(path), lambda: meters_table(path), small.meters:
+            begin = time.process_time()
+            call()
+            whole = time.process_time() - begin
+            previous = signal.signal(signal.SIGVTALRM, signal.default_int_handler)
+            begin = time.process_time()
+            try:
+                with self.assertRaises(KeyboardInterrupt):
+                    signal.setitimer(signal.ITIMER_VIRTUAL, whole / 20)  # processor time, as another program may run meanwhile
+                    call()
+            finally:
+                signal.setitimer(signal.ITIMER_VIRTUAL, 0)
+                signal.signal(signal.SIGVTALRM, previous)
+            self.assertLess(time.process_time() - begin, whole / 2)
 
     def test_in_the_middle_of_a_read(self):
         """A signal that comes while a file is read ends the read, not only the loop around it."""

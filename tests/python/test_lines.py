@@ -8,7 +8,7 @@ import sys
 import unittest
 
 import tramostream
-from support import TOOL, TestCase, content, exported, iso, sample, tramo
+from support import TOOL, TestCase, content, exported, generated, iso, sample, tramo
 
 
 class Lines(TestCase):
@@ -63,8 +63,17 @@ class Lines(TestCase):
 
     def test_unknown_field(self):
         line = next(tramostream.lines(sample("round-returned.txt")))
-        with self.assertRaises(AttributeError):
+        line = next(line for line in tramostream.lines(sample("round-returned.txt")) if line.kind == "meter subscriber")
+        words = '^a meter subscriber line has no field "meterReadingIndx"; did you mean "meterReadingIndex"\\?$'
+        with self.assertRaisesRegex(AttributeError, words):
             line.meterReadingIndx
+        with self.assertRaisesRegex(AttributeError, words):
+            line.meterReadingIndx = 5
+        for access in lambda: line["meterReadingIndx"], lambda: tramostream.tables(b"", columns=["meterReadingIndx"]):
+            with self.assertRaisesRegex(tramostream.UnknownNameError, words):
+                access()
+        self.assertFalse(hasattr(line, "_repr_html_"))
+        line = next(tramostream.lines(sample("round-returned.txt")))
         with self.assertRaisesRegex(tramostream.UnknownNameError, "closest|defaultMeterWheels|did you mean"):
             line["defaultMeterWheel"]
 
@@ -124,6 +133,25 @@ class Rounds(TestCase):
         self.assertGreater(sum(len(meter.answers) for meter in file.meters), 10)
         self.assertGreater(sum(len(meter.module_readings) for meter in file.meters), 60)
         self.assertEqual(sum(len(meter.lines) for meter in file.meters) + len(file.pages) + 2, len(lines))
+
+    def test_table_of_the_meters(self):
+        file = tramostream.rounds(sample("round-returned.txt"))
+        table = file.to_table()
+        self.assertEqual(table["meterSerialNumber"], [meter.serial for meter in file[0].meters])
+        self.assertEqual(table["difference"], [meter.difference for meter in file[0].meters])
+        self.assertEqual((table.path, table.encoding, repr(file)),
+                         (sample("round-returned.txt"), "ansi", "<tramostream.RoundFile: 1 round, 60 meters>"))
+
+    def test_lines_of_the_file(self):
+        lines = tramostream.rounds(sample("round-damaged.txt")).lines
+        self.assertEqual(lines, list(tramostream.lines(sample("round-damaged.txt"))))
+        self.assertEqual(lines[4].number, 5)
+
+    def test_findings_of_a_meter(self):
+        file = tramostream.rounds(generated(self.folder, "--returned", "--meters", "60", "--faults", "ReadingBelowPrevious"))
+        [finding] = [finding for meter in file[0].meters for finding in meter.findings]
+        self.assertEqual(finding.rule, "ReadingBelowPrevious")
+        self.assertEqual(file.findings, [finding])
 
     def test_orphans(self):
         bytes_ = content("round-returned.txt")
@@ -188,6 +216,20 @@ class Checks(TestCase):
                 path = self.path(f"{number}.txt", bytes_)
                 self.compare(path, [])
                 self.compare(path, ["--each"], each=True)
+
+    def test_severities_of_rules(self):
+        path = sample("round-broken.txt")
+        rules = {finding.rule: severity for finding, severity in zip(tramostream.check(path), ["off", "hint", "warning", "error"] * 9)}
+        options = [word for rule, severity in rules.items() for word in ("--rule", f"{rule}={severity}")]
+        self.assertGreater(len(rules), 9)
+        ours = self.compare(path, ["--each", *options], each=True, rules=rules)
+        self.assertEqual(ours.hints, sum(finding.severity == "hint" for finding in ours))
+        self.assertGreater(ours.hints, 0)
+        self.assertIn(f"{ours.hints} hint", repr(ours))
+        with self.assertRaisesRegex(tramostream.UnknownNameError, 'unknown rule "CardOrdr"; did you mean "CardOrder"'):
+            tramostream.check(path, rules={"CardOrdr": "off"})
+        with self.assertRaisesRegex(tramostream.UnknownNameError, "expected"):
+            tramostream.check(path, rules={"CardOrder": "none"})
 
     def test_findings_that_the_diagnosis_explains(self):
         bytes_ = content("round-returned.txt").replace(b"\r\n", b"\n")

@@ -1,9 +1,13 @@
 """Frames and tables, against what the tool exports."""
+import concurrent.futures
+import copy
 import datetime
 import io
 import json
+import multiprocessing
 import os
 import pathlib
+import pickle
 import subprocess
 import sys
 import unittest
@@ -122,6 +126,28 @@ class Tables(TestCase):
             with self.assertRaisesRegex(TypeError, "list of names"):
                 tramostream.tables(sample("round-returned.txt"), **arguments)
 
+    def test_unknown_column_of_a_table(self):
+        with self.assertRaisesRegex(tramostream.UnknownNameError, 'no column "meterReadingIndx"; did you mean "meterReadingIndex"'):
+            tramostream.tables(sample("round-returned.txt"))["1"]["meterReadingIndx"]
+
+    def test_kind_that_was_not_read(self):
+        for arguments in {"types": ["AMR"]}, {"columns": ["serialNumber"]}:
+            with self.assertRaisesRegex(KeyError, "was not read"):
+                tramostream.tables(sample("round-returned.txt"), **arguments)["meter subscriber"]
+
+    def test_names_of_columns(self):
+        table = tramostream.tables(sample("round-returned.txt"))["AMR"]
+        self.assertEqual(list(table), table.columns)
+        for name in 0, slice(3), None:
+            with self.assertRaisesRegex(TypeError, "str"):
+                table[name]
+
+    def test_representations(self):
+        tables = tramostream.tables(sample("round-damaged.txt"), types=["round", "AMR"])
+        self.assertEqual(repr(tables), f"<Tables: 'round': 1 row, 'AMR': {len(tables['AMR'])} rows, malformed: 4 lines>")
+        self.assertEqual(repr(tables["round"]), f"<tramostream.Table 'round': 1 row, {len(tables['round'].columns)} columns>")
+        self.assertEqual(repr(tramostream.scan("a.txt", "2")), "<tramostream.Scan 'AMR' of 'a.txt'>")
+
     def test_malformed_lines_are_kept(self):
         malformed = tramostream.tables(sample("round-damaged.txt")).malformed.to_dict()
         texts = [record["text"] for record in exported(sample("round-damaged.txt")) if record["kind"] == "text"]
@@ -169,6 +195,24 @@ class Frames(TestCase):
     def test_the_same_frame_each_time(self):
         frames = tramostream.read(sample("round-returned.txt"))
         self.assertIs(frames["AMR"], frames["2"])
+
+    def test_frames_of_another_process(self):
+        frames = tramostream.read(sample("round-damaged.txt"), types=["1", "AMR"], columns=["meterSerialNumber"])
+        for again in pickle.loads(pickle.dumps(frames)), copy.deepcopy(frames), copy.copy(frames):
+            self.assertEqual((list(again), repr(again), again.path, again.encoding),
+                             (list(frames), repr(frames), frames.path, frames.encoding))
+            for kind in "AMR", "meter subscriber", "1":
+                pandas.testing.assert_frame_equal(again[kind], frames[kind])
+            pandas.testing.assert_frame_equal(again.malformed, frames.malformed)
+            for kind in "round", "no such kind":
+                with self.assertRaises(KeyError):
+                    again[kind]
+        context = multiprocessing.get_context("spawn")
+        with concurrent.futures.ProcessPoolExecutor(1, context) as pool:
+            [read] = pool.map(tramostream.read, [sample("round-returned.txt")])
+            [findings] = pool.map(tramostream.check, [sample("round-broken.txt")])
+        self.assertEqual(len(read["AMR"]), 40)
+        self.assertEqual(list(findings), list(tramostream.check(sample("round-broken.txt"))))
 
     def test_attributes(self):
         frame = tramostream.read(pathlib.Path(sample("round-returned-utf16.txt")))["AMR"]
@@ -218,6 +262,11 @@ class Frames(TestCase):
                     if isinstance(here, pandas.Timestamp):
                         here = here.strftime("%Y-%m-%dT%H:%M" if "T" in value else "%Y-%m-%d")
                     self.assertEqual(here, value, f"{name}: {column}")
+
+    def test_unknown_strings(self):
+        for function in tramostream.read, tramostream.meters, lambda source, strings: tramostream.tables(source)["1"].to_frame(strings):
+            with self.assertRaisesRegex(tramostream.UnknownNameError, "category"):
+                function(sample("round-returned.txt"), strings="str")
 
     def test_meters_have_places_and_alarms(self):
         frame = tramostream.meters(sample("round-returned.txt"))

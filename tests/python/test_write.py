@@ -154,6 +154,15 @@ class WritingFrames(TestCase):
         values = [(line.meterSerialNumber, line.meterReadingIndex, line.meterReadingDate) for line in tramostream.lines(path)]
         self.assertEqual(values, [("C1", 5, datetime.datetime(2024, 1, 31, 14, 5)), ("C2", None, None), (None, 7, None)])
 
+    def test_frames_of_other_types(self):
+        with self.assertRaises(TypeError):
+            with tramostream.Writer(os.path.join(self.folder, "new.txt")) as writer:
+                self.assertEqual(repr(writer), f"<tramostream.Writer {writer.path!r}: 0 lines>")
+                for frame in 5, [], {"meterSerialNumber": ["C1"]}:
+                    with self.assertRaisesRegex(TypeError, "DataFrame"):
+                        writer.write_frame("1", frame)
+                writer.write_frames([frame])
+
     def test_types_mixed_in_a_frame(self):
         frame = pandas.DataFrame({"meterSerialNumber": ["C1", 5, "C3"]})
         path = os.path.join(self.folder, "new.txt")
