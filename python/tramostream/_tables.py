@@ -170,7 +170,7 @@ def scan(path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_pe
 
 
 def _key_of(kind: str) -> str:
-    """The name of a record kind as a key; KeyError: there is no such kind."""
+    """Returns the full name of a record kind. Raises KeyError if there is none of that name."""
     try:
         return _core.kind_name(kind)
     except UnknownNameError as unknown:
