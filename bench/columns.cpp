@@ -1,16 +1,16 @@
 // Records as columns: all fields of a file's lines, and a choice of three.
 #include "bench/data.h"
 #include "bench/table.h"
-#include "round/recordlines.h"
 #include <map>
 #include <stdexcept>
 #include <tramostream/columns.h>
+#include <tramostream/reader.h>
 
 namespace bench {
 
 namespace {
 
-using tramo::Columns, tramo::RecordKind, tramo::RecordLines;
+using tramo::Columns, tramo::LineView, tramo::RecordKind;
 
 constexpr std::size_t rowsPerBatch = 1024;  // so that the batches of all kinds fit into the processor's caches
 
@@ -29,22 +29,19 @@ struct Counter {
 
 // Reads all lines into columns of their kind, with these fields or with all.
 Counter readColumns(const DataFile& file, const std::vector<std::string>& fields) {
-    std::map<char, Columns> kinds;
+    std::map<const RecordKind*, Columns> kinds;
     for (const RecordKind* kind : tramo::recordKinds()) {
         std::vector<const tramo::Field*> chosen;
         for (const std::string& name : fields)
             if (const tramo::Field* field = kind->field(name)) chosen.push_back(field);
-        kinds.emplace(static_cast<char>(kind->letter), Columns(*kind, chosen));
+        kinds.emplace(kind, Columns(*kind, chosen));
     }
     Counter counter;
-    RecordLines lines(tramo::File(file.path.c_str(), tramo::File::Access::Read));
-    const auto letter = [&] { return lines.isUtf16() ? static_cast<char>(lines.units()[0]) : lines.bytes()[0]; };
-    while (lines.next()) {
-        const auto kind = kinds.find(letter());
+    for (const LineView& line : tramo::Reader(file.path)) {
+        const auto kind = kinds.find(line.kind());
         if (kind == kinds.end()) continue;
         Columns& columns = kind->second;
-        if (lines.isUtf16()) columns.add(lines.number(), lines.units());
-        else columns.add(lines.number(), lines.bytes());
+        columns.add(line);
         if (columns.rows() == rowsPerBatch) counter.take(columns);
     }
     for (auto& [_, columns] : kinds) counter.take(columns);

@@ -600,6 +600,37 @@ void arrow() {
     //! [arrowStream]
 }
 
+void malformedStream() {
+    //! [malformedStream]
+    ArrowArrayStream stream;
+    tramo::arrowStream(tramo::Reader("samples/round-damaged.txt", {.encoding = tramo::Encoding::Ansi}), &stream);
+    for (ArrowArray rows; stream.get_next(&stream, &rows) == 0 && rows.release; rows.release(&rows))
+        std::wcout << rows.length << L" lines have no fields\n";
+    stream.release(&stream);
+    //> 4 lines have no fields
+    //! [malformedStream]
+}
+
+void sharedRows() {
+    //! [shareArrow]
+    const auto release = [](ArrowArray* rows) {
+        if (rows->release) rows->release(rows);
+        delete rows;
+    };
+    const std::shared_ptr<ArrowArray> rows(new ArrowArray{}, release);
+    tramo::Columns columns(*tramo::recordKind(L'1'));
+    for (const tramo::LineView& line : tramo::Reader("samples/round-returned.txt")) columns.add(line);
+    columns.exportRows(rows.get());
+    ArrowArray first, second;  // for two consumers, each of which releases its own
+    tramo::shareArrow(rows, &first);
+    tramo::shareArrow(rows, &second);
+    first.release(&first);
+    std::wcout << second.length << L" rows\n";
+    second.release(&second);
+    //> 60 rows
+    //! [shareArrow]
+}
+
 void meterTable() {
     //! [MeterTable]
     const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
@@ -992,6 +1023,8 @@ int main() {
     run(L"decodeLine", decodingLines);
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
+    run(L"malformedStream", malformedStream);
+    run(L"shareArrow", sharedRows);
     run(L"RoundFile", roundFile);
     run(L"FileParts", fileParts);
     run(L"MeterTable", meterTable);

@@ -1,9 +1,11 @@
-// Columns as the structures of the Arrow C data interface, and a file as a stream of them.
+// Columns as the structures of the Arrow C data interface, and files as streams of them.
+#include "common/nativepath.h"
 #include "round/arrowrows.h"
 #include "round/columndata.h"
-#include "round/recordlines.h"
-#include <algorithm>
+#include "round/linebatches.h"
+#include "tramostream/tables.h"
 #include <cerrno>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -13,33 +15,26 @@ namespace {
 
 constexpr const char* lineColumn = "line";
 
-// A file as a stream. Errors are kept in words for get_last_error.
-struct FileStream {
-    RecordLines lines;
-    Columns columns;
-    std::size_t rowsPerBatch;
-    std::string path, error{};
+// Errors are kept in words for get_last_error.
+struct BatchStream {
+    std::unique_ptr<ArrowBatches> batches;
+    std::string error{};
 
-    void nextBatch(ArrowArray* out) {
-        while (columns.rows() < rowsPerBatch && lines.next()) {
-            if (lines.isUtf16()) columns.add(lines.number(), lines.units());
-            else columns.add(lines.number(), lines.bytes());
-        }
-        if (lines.error()) throw std::system_error(lines.error(), std::generic_category(), path);
-        if (columns.rows() > 0) columns.exportRows(out);
-        else *out = {};  // released: the end of the stream
-    }
+    static BatchStream& of(ArrowArrayStream* stream) { return *static_cast<BatchStream*>(stream->private_data); }
 
     // Returns 0 or an errno, because callers of C cannot catch exceptions.
-    static int guarded(ArrowArrayStream* stream, auto action) noexcept {
-        auto& self = *static_cast<FileStream*>(stream->private_data);
+    int guarded(auto action) noexcept {
+        error.clear();
         try {
-            action(self);
+            action();
             return 0;
-        } catch (const std::system_error& failure) {
-            self.setError(failure.what());
-            return failure.code().value();
-        } catch (...) { return ENOMEM; }
+        } catch (const std::bad_alloc&) { return ENOMEM; } catch (const std::system_error& failure) {
+            setError(failure.what());
+            return failure.code().value() != 0 ? failure.code().value() : EIO;
+        } catch (const std::exception& failure) {
+            setError(failure.what());
+            return EIO;
+        } catch (...) { return EIO; }
     }
 
     // Without memory for the words, there are none.
@@ -49,20 +44,28 @@ struct FileStream {
         } catch (const std::bad_alloc&) { error.clear(); }
     }
     static int getSchema(ArrowArrayStream* stream, ArrowSchema* out) {
-        return guarded(stream, [&](FileStream& self) { self.columns.exportSchema(out); });
+        return of(stream).guarded([&] { of(stream).batches->exportSchema(out); });
     }
     static int getNext(ArrowArrayStream* stream, ArrowArray* out) {
-        return guarded(stream, [&](FileStream& self) { self.nextBatch(out); });
+        return of(stream).guarded([&] {
+            if (!of(stream).batches->exportRows(out)) *out = {};  // released: the end of the stream
+        });
     }
     static const char* getLastError(ArrowArrayStream* stream) {
-        const auto& self = *static_cast<FileStream*>(stream->private_data);
-        return self.error.empty() ? nullptr : self.error.c_str();
+        return of(stream).error.empty() ? nullptr : of(stream).error.c_str();
     }
     static void release(ArrowArrayStream* stream) {
-        delete static_cast<FileStream*>(stream->private_data);
+        delete &of(stream);
         stream->release = nullptr;
     }
 };
+
+// Makes `out` a stream of the lines of a reader that are in a table.
+template <class Table, class IsWanted>
+void streamLines(Reader reader, Table table, IsWanted isWanted, ArrowArrayStream* out, const ArrowStreamOptions& options) {
+    arrowStream(
+        std::make_unique<LineBatches<Table, IsWanted>>(std::move(reader), std::move(table), std::move(isWanted), options), out);
+}
 
 }  // namespace
 
@@ -81,16 +84,31 @@ void Columns::exportRows(ArrowArray* out) {
     state->forget();
 }
 
+ArrowBatches::~ArrowBatches() = default;
+
+void arrowStream(std::unique_ptr<ArrowBatches> batches, ArrowArrayStream* out) {
+    auto stream = std::make_unique<BatchStream>(BatchStream{std::move(batches)});
+    *out = {&BatchStream::getSchema, &BatchStream::getNext, &BatchStream::getLastError, &BatchStream::release, nullptr};
+    out->private_data = stream.release();
+}
+
+void arrowStream(Reader reader, const RecordKind& kind, std::span<const Field* const> fields, ArrowArrayStream* out,
+    const ArrowStreamOptions& options) {
+    streamLines(
+        std::move(reader), Columns(kind, fields), [&kind](const LineView& line) { return line.kind() == &kind; }, out, options);
+}
+
 void arrowStream(const char* path, const RecordKind& kind, std::span<const Field* const> fields, ArrowArrayStream* out,
     const ArrowStreamOptions& options) {
-    Columns columns(kind, fields);
-    errno = 0;
-    File file(path, File::Access::Read);
-    if (!file.isOpen()) throw std::system_error(errno != 0 ? errno : EISDIR, std::generic_category(), path);
-    const std::size_t rows = std::max<std::size_t>(options.rowsPerBatch, 1);
-    std::unique_ptr<FileStream> stream(new FileStream{RecordLines(std::move(file)), std::move(columns), rows, path});
-    *out = {&FileStream::getSchema, &FileStream::getNext, &FileStream::getLastError, &FileStream::release, stream.get()};
-    (void)stream.release();
+    arrowStream(Reader(nativePath(path)), kind, fields, out, options);
 }
+
+void arrowStream(Reader reader, ArrowArrayStream* out, const ArrowStreamOptions& options) {
+    streamLines(
+        std::move(reader), LineTable(), [](const LineView& line) { return !line.kind(); }, out, options);
+}
+
+void shareArrow(const std::shared_ptr<const ArrowSchema>& schema, ArrowSchema* out) { share(schema, out); }
+void shareArrow(const std::shared_ptr<const ArrowArray>& rows, ArrowArray* out) { share(rows, out); }
 
 }  // namespace tramo

@@ -3,6 +3,7 @@
 #include "round/alignedbuffer.h"
 #include "tramostream/columns.h"
 #include <array>
+#include <memory>
 #include <string>
 
 namespace tramo {
@@ -25,6 +26,33 @@ template <class Structure> struct ArrowChildren {
         for (Structure& child : all) pointers.push_back(&child);
     }
 };
+
+// A structure that refers to the memory of another one, and keeps it.
+template <class Structure> struct SharedArrow {
+    std::shared_ptr<const Structure> original;
+    ArrowChildren<Structure> children;
+
+    static void fill(Structure& out, const Structure& part, std::unique_ptr<SharedArrow> owned) noexcept {
+        out = part;
+        out.n_children = std::ssize(owned->children.all);
+        out.children = owned->children.pointers.data();
+        out.release = &releaseArrow<Structure, SharedArrow>;
+        out.private_data = owned.release();
+    }
+};
+
+// Makes `out` the same rows or schema of a table again.
+template <class Structure> void share(const std::shared_ptr<const Structure>& original, Structure* out) {
+    using Shared = SharedArrow<Structure>;
+    const auto count = static_cast<std::size_t>(original->n_children);
+    auto whole = std::make_unique<Shared>(Shared{original, ArrowChildren<Structure>(count)});
+    std::vector<std::unique_ptr<Shared>> parts;
+    while (parts.size() < count) parts.push_back(std::make_unique<Shared>(Shared{original, ArrowChildren<Structure>(0)}));
+
+    // Nothing below throws.
+    for (std::size_t i = 0; i < count; ++i) Shared::fill(whole->children.all[i], *original->children[i], std::move(parts[i]));
+    Shared::fill(*out, *original, std::move(whole));
+}
 
 struct ColumnShape {
     std::string name;

@@ -59,6 +59,7 @@ struct ArrowArrayStream {
 namespace tramo {
 
 class LineView;
+class Reader;
 
 /// The type of a column. It follows from its field, never from the values.
 enum class ColumnType : char {
@@ -150,20 +151,49 @@ private:
     std::unique_ptr<State> state;
 };
 
+/// Makes `out` the same schema or rows again, without copying them: for several consumers. They must be a schema or rows that
+/// this library has exported, whose columns have not been moved away; the deleter of the pointer calls their `release`. Each
+/// structure that shares them must be released, too; they are gone after the last one.
+///
+/// @snippet docs/examples.cpp shareArrow
+/// @{
+TRAMO_EXPORT void shareArrow(const std::shared_ptr<const ArrowSchema>& schema, ArrowSchema* out);
+TRAMO_EXPORT void shareArrow(const std::shared_ptr<const ArrowArray>& rows, ArrowArray* out);
+/// @}
+
 struct ArrowStreamOptions {
     std::size_t rowsPerBatch = 65536;  ///< at most; at least 1
 };
 
-/// Makes `out` a stream of the lines of one kind in a file, a batch of rows at a time: what a database or a data frame library
-/// reads through the Arrow C stream interface. The file is UTF-16 if it begins with the byte order mark FF FE, otherwise ANSI.
-/// Lines of other kinds and malformed lines are skipped: of another length, or with another character in the place of the CR.
-///
-/// Throws std::system_error with the path if the file cannot be opened, and std::invalid_argument as Columns does. If reading
-/// fails later, `get_next` returns the errno, and `get_last_error` says why. The caller must call `release`, once; batches that
-/// it has handed out stay valid.
+/// @name Arrow C stream interface
+/// Make `out` a stream, which hands out a batch of rows at a time: what a database or a data frame library reads. The caller must
+/// call its `release`, once; batches that it has handed out stay valid. An exception while it reads becomes an error of the
+/// stream: `get_next` returns the errno, or EIO if there is none, and `get_last_error` says why. After a lack of memory (ENOMEM),
+/// `get_next` can be called again, and no row is lost.
 ///
 /// @snippet docs/examples.cpp arrowStream
+/// @{
+
+/// The lines of one kind that a reader has not read yet; its options have the encoding. Malformed lines (LineView::fault) and
+/// those of other kinds are skipped. Throws std::invalid_argument as Columns does.
+TRAMO_EXPORT void arrowStream(Reader reader, const RecordKind& kind, std::span<const Field* const> fields, ArrowArrayStream* out,
+    const ArrowStreamOptions& options = {});
+
+/// The same of the file with this path. It is UTF-16 if it begins with the byte order mark FF FE, otherwise ANSI. Throws
+/// std::system_error with the path if the file cannot be opened or read.
 TRAMO_EXPORT void arrowStream(const char* path, const RecordKind& kind, std::span<const Field* const> fields,
     ArrowArrayStream* out, const ArrowStreamOptions& options = {});
+
+/// Rows of any origin for a stream: of a MeterTable, of several files, or rows that are handed out again (shareArrow).
+class TRAMO_EXPORT ArrowBatches {
+public:
+    virtual ~ArrowBatches();
+    virtual void exportSchema(ArrowSchema* out) const = 0;
+
+    /// Exports the next rows. Returns false, leaving `out` alone, if there are none.
+    virtual bool exportRows(ArrowArray* out) = 0;
+};
+TRAMO_EXPORT void arrowStream(std::unique_ptr<ArrowBatches> batches, ArrowArrayStream* out);
+/// @}
 
 }  // namespace tramo

@@ -105,4 +105,10 @@ private:
     std::unique_ptr<State> state;
 };
 
+/// Makes `out` a stream of the lines without fields that a reader has not read yet, with the columns of LineTable. See the other
+/// streams in columns.h. A line with more than 2 GB of text is an error of the stream.
+///
+/// @snippet docs/examples.cpp malformedStream
+TRAMO_EXPORT void arrowStream(Reader reader, ArrowArrayStream* out, const ArrowStreamOptions& options = {});
+
 }  // namespace tramo

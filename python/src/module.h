@@ -94,16 +94,13 @@ Ref findingsOf(const std::vector<tramo::Finding>& findings);  // a list of tuple
 
 // ---- Tables ---------------------------------------------------------------------------------------------------------
 
-// One batch of rows in the Arrow C data interface.
-struct Batch {
-    ArrowArray rows{};
-    Batch() = default;
-    Batch(const Batch&) = delete;
-    Batch& operator=(const Batch&) = delete;
-    ~Batch() {
-        if (rows.release) rows.release(&rows);
-    }
-};
+// A structure of the Arrow C data interface that is released with its last owner.
+template <class Structure> std::shared_ptr<Structure> makeArrow() {
+    return {new Structure{}, [](Structure* structure) {
+                if (structure->release) structure->release(structure);
+                delete structure;
+            }};
+}
 
 struct TableColumn {
     std::string name, format;  // the format of the Arrow C data interface
@@ -113,21 +110,25 @@ struct TableColumn {
 
 // Rows in batches. Batches are shared with the streams that hand them on.
 struct Table {
+    std::shared_ptr<const ArrowSchema> schema;
     std::vector<TableColumn> columns{};
-    std::vector<std::shared_ptr<Batch>> batches{};
+    std::vector<std::shared_ptr<ArrowArray>> batches{};
     std::size_t rows = 0;
 
     // `kind`: of the lines; nullptr: the rows are not lines of a record kind.
-    Table(const ArrowSchema& schema, const tramo::RecordKind* kind);
-    void add(std::shared_ptr<Batch> batch);
+    Table(std::shared_ptr<const ArrowSchema> of, const tramo::RecordKind* kind);
+    void add(std::shared_ptr<ArrowArray> batch);
 };
+
+// The columns of a source of rows as a table without rows.
+template <class Source> Table tableOf(const Source& source, const tramo::RecordKind* kind = nullptr) {
+    auto schema = makeArrow<ArrowSchema>();
+    source.exportSchema(schema.get());
+    return Table(std::move(schema), kind);
+}
 
 // Makes a stream of the batches that a table has now.
 void exportStream(const Table& table, ArrowArrayStream* out);
-
-// Makes a stream of the lines of one kind, which reads them while it is consumed.
-void exportStream(tramo::Reader reader, tramo::Columns columns, std::size_t rowsPerBatch, ArrowArrayStream* out);
-void exportSchema(const std::vector<TableColumn>& columns, ArrowSchema* out);
 Ref makeTable(Table table, std::string name);
 
 // ---- The module -----------------------------------------------------------------------------------------------------

@@ -68,15 +68,12 @@ PyObject* linesOfFile(PyObject* of, PyObject*) {
 
 PyObject* metersTable(PyObject* of, PyObject*) {
     return guarded([&] {
-        std::unique_ptr<Table> table;
+        std::optional<Table> table;
         {
             Unlocked unlocked;
             MeterTable meters(*self<FileObject>(of).file, {.rowsPerBatch = 4096});
-            ArrowSchema schema;
-            meters.exportSchema(&schema);
-            table = std::make_unique<Table>(schema, nullptr);
-            schema.release(&schema);
-            for (auto batch = std::make_shared<Batch>(); meters.exportRows(&batch->rows); batch = std::make_shared<Batch>()) {
+            table = tableOf(meters);
+            for (auto batch = makeArrow<ArrowArray>(); meters.exportRows(batch.get()); batch = makeArrow<ArrowArray>()) {
                 table->add(std::move(batch));
                 unlocked.checkSignals();
             }

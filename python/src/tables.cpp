@@ -46,7 +46,7 @@ struct Buffer {
 
 // ---- Columns --------------------------------------------------------------------------------------------------------
 
-const ArrowArray& columnOf(const Batch& batch, std::size_t index) { return *batch.rows.children[index]; }
+const ArrowArray& columnOf(const ArrowArray& batch, std::size_t index) { return *batch.children[index]; }
 
 bool has(const ArrowArray& column, std::size_t row) {
     const auto* const validity = static_cast<const std::uint8_t*>(column.buffers[0]);
@@ -365,8 +365,7 @@ PyObject* drop(PyObject* self, PyObject* argument) {
         const TableColumn& column = object.column(PyLong_AsSsize_t(argument));
         const auto index = &column - object.table.columns.data();
         for (const auto& batch : object.table.batches)
-            if (ArrowArray* const array = batch->rows.children[index]; batch.use_count() == 1 && array->release)
-                array->release(array);
+            if (ArrowArray* const array = batch->children[index]; batch.use_count() == 1 && array->release) array->release(array);
         return none();
     });
 }
@@ -388,10 +387,10 @@ Ref capsuleOf(std::unique_ptr<ArrowArrayStream> stream) {
     return checked(capsule);
 }
 
-Ref schemaCapsule(const std::vector<TableColumn>& columns) {
+Ref schemaCapsule(const Table& table) {
     constexpr static const char* name = "arrow_schema";
     auto schema = std::make_unique<ArrowSchema>();
-    exportSchema(columns, schema.get());
+    shareArrow(table.schema, schema.get());
     PyObject* const capsule = PyCapsule_New(schema.get(), name, [](PyObject* self) { freeCapsule<ArrowSchema>(self, name); });
     if (!capsule) schema->release(schema.get());
     else (void)schema.release();
@@ -407,19 +406,18 @@ PyObject* arrowStreamOfTable(PyObject* self, PyObject*) {
 }
 
 PyObject* arrowSchemaOfTable(PyObject* self, PyObject*) {
-    return guarded([&] { return schemaCapsule(Object<TableObject>::of(self).table.columns); });
+    return guarded([&] { return schemaCapsule(Object<TableObject>::of(self).table); });
 }
 
 Py_ssize_t tableLength(PyObject* self) { return static_cast<Py_ssize_t>(Object<TableObject>::of(self).table.rows); }
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-template <class Source> Table tableOf(const Source& source, const RecordKind* kind = nullptr) {
-    ArrowSchema schema;
-    source.exportSchema(&schema);
-    Table table(schema, kind);
-    schema.release(&schema);
-    return table;
+// Moves the rows of a source into a table.
+template <class Source> void flush(Source& source, Table& table) {
+    auto batch = makeArrow<ArrowArray>();
+    source.exportRows(batch.get());
+    table.add(std::move(batch));
 }
 
 // The lines of one kind.
@@ -429,10 +427,7 @@ struct KindReading {
 
     explicit KindReading(Columns chosen) : columns(std::move(chosen)), table(tableOf(columns, &columns.kind())) {}
     void flush() {
-        if (columns.rows() == 0) return;
-        auto batch = std::make_shared<Batch>();
-        columns.exportRows(&batch->rows);
-        table.add(std::move(batch));
+        if (columns.rows() > 0) python::flush(columns, table);
     }
 };
 
@@ -496,11 +491,7 @@ private:
         else (void)fieldOf(kindOf(text("meter subscriber").get()), name);
     }
 
-    void flushMalformed() {
-        auto batch = std::make_shared<Batch>();
-        malformed.exportRows(&batch->rows);
-        malformedTable.add(std::move(batch));
-    }
+    void flushMalformed() { flush(malformed, malformedTable); }
 
     void add(const LineView& line) {
         const auto found = last != readings.end() && last->first == line.kind() ? last : readings.find(line.kind());
@@ -520,13 +511,12 @@ private:
     Table malformedTable = tableOf(malformed);
 };
 
-// The columns of a kind; `names`: a list of texts, or None for all.
-Columns columnsOf(PyObject* kindName, PyObject* names) {
-    const RecordKind& kind = kindOf(kindName);
+// The fields with these names; `names`: a list of texts, or None for all, which an empty list is to the library.
+std::vector<const Field*> fieldsOf(const RecordKind& kind, PyObject* names) {
     std::vector<const Field*> fields;
     if (names != Py_None)
         for (Py_ssize_t i = 0; i < PyList_Size(names); ++i) fields.push_back(&fieldOf(kind, PyList_GetItem(names, i)));
-    return Columns(kind, fields);
+    return fields;
 }
 
 }  // namespace
@@ -550,20 +540,23 @@ PyObject* readTables(PyObject*, PyObject* arguments) {
     });
 }
 
-// scan_stream(path, kind, names, rows, encoding): a capsule of a stream that reads the file.
+// scan_stream(path, kind, names, rows, encoding): a capsule of a stream that reads the file; kind None: lines without fields.
 PyObject* scanStream(PyObject*, PyObject* arguments) {
     return guarded([&] {
         PyObject *path = nullptr, *kindName = nullptr, *names = nullptr, *encoding = nullptr;
         Py_ssize_t rows = 0;
         if (!PyArg_ParseTuple(arguments, "SOOnO", &path, &kindName, &names, &rows, &encoding)) throw Raised();
-        Columns columns = columnsOf(kindName, names);
+        const RecordKind* const kind = kindName == Py_None ? nullptr : &kindOf(kindName);
+        const std::vector<const Field*> fields = kind ? fieldsOf(*kind, names) : std::vector<const Field*>();
         const ReadOptions options{.encoding = encodingOf(encoding)};
+        const ArrowStreamOptions streamOptions{.rowsPerBatch = static_cast<std::size_t>(rows)};
         auto stream = std::make_unique<ArrowArrayStream>();
         const std::string name = PyBytes_AsString(path);
         onFile(name, [&] {
             const Unlocked unlocked;
-            exportStream(
-                Reader(std::filesystem::path(name), options), std::move(columns), static_cast<std::size_t>(rows), stream.get());
+            Reader reader(std::filesystem::path(name), options);
+            if (kind) arrowStream(std::move(reader), *kind, fields, stream.get(), streamOptions);
+            else arrowStream(std::move(reader), stream.get(), streamOptions);
         });
         return capsuleOf(std::move(stream));
     });
@@ -573,7 +566,9 @@ PyObject* scanSchema(PyObject*, PyObject* arguments) {
     return guarded([&] {
         PyObject *kindName = nullptr, *names = nullptr;
         if (!PyArg_ParseTuple(arguments, "OO", &kindName, &names)) throw Raised();
-        return schemaCapsule(tableOf(columnsOf(kindName, names)).columns);
+        if (kindName == Py_None) return schemaCapsule(tableOf(LineTable()));
+        const RecordKind& kind = kindOf(kindName);
+        return schemaCapsule(tableOf(Columns(kind, fieldsOf(kind, names))));
     });
 }
 

@@ -1,6 +1,7 @@
 """Tables: rows as columns, without other packages, as an Arrow stream, or as a pandas DataFrame."""
 from __future__ import annotations
 
+import copy
 import difflib
 import os
 import threading
@@ -17,6 +18,7 @@ if TYPE_CHECKING:
 
 _INTEGERS = {"i": "Int32", "l": "Int64", "s": "Int16"}
 _TEXTS = ("u", "S")
+_MALFORMED = "malformed lines"  # the name of their table
 
 
 def counted(number: int, thing: str) -> str:
@@ -129,7 +131,7 @@ class Table:
 
 class Scan:
     """The records of one kind in a file, as an Arrow stream that reads the file while it is consumed: memory does not grow with
-    the file. Each ``__arrow_c_stream__`` reads the file from its beginning. Malformed lines are skipped."""
+    the file. Each ``__arrow_c_stream__`` reads the file from its beginning. Malformed lines are skipped: ``malformed`` has them."""
 
     def __init__(self, path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536,
                  encoding: Optional[str] = None) -> None:
@@ -143,19 +145,27 @@ class Scan:
         self._encoding = encoding
         self.path = os.fsdecode(self._path)
         self.kind = _core.kind_name(kind)
-        _core.scan_schema(self.kind, self._columns)  # the names exist
+        self._kind: Optional[str] = self.kind  # None: lines without fields
+        _core.scan_schema(self._kind, self._columns)  # the names exist
         _core.open_reader(None, b"", encoding, False)  # so does the encoding
 
     def __repr__(self) -> str:
         return f"<tramostream.Scan {self.kind!r} of {self.path!r}>"
 
+    @property
+    def malformed(self) -> Scan:
+        """The lines without fields, as ``tables(path).malformed`` has them, in a stream that reads the file once more."""
+        scan = copy.copy(self)
+        scan.kind, scan._kind, scan._columns = _MALFORMED, None, None
+        return scan
+
     def __arrow_c_schema__(self) -> object:
         """As in Table."""
-        return _core.scan_schema(self.kind, self._columns)
+        return _core.scan_schema(self._kind, self._columns)
 
     def __arrow_c_stream__(self, requested_schema: Optional[object] = None) -> object:
         """As in Table. Raises OSError if the file cannot be opened; a later failure is an error of the stream."""
-        return _core.scan_stream(self._path, self.kind, self._columns, self._rows, self._encoding)
+        return _core.scan_stream(self._path, self._kind, self._columns, self._rows, self._encoding)
 
 
 def scan(path: Path, kind: str, columns: Optional[Sequence[str]] = None, rows_per_batch: int = 65536,
@@ -194,7 +204,7 @@ class Tables(Mapping[str, Table]):
         self.encoding = opened.reader.encoding
         self._all = {kind: Table(core, kind, self.path, self.encoding) for kind, core in made.items()}
         self._wanted = None if kinds is None else {_core.kind_name(kind) for kind in kinds}
-        self.malformed = Table(malformed, "malformed lines", self.path, self.encoding)
+        self.malformed = Table(malformed, _MALFORMED, self.path, self.encoding)
 
     def __getitem__(self, kind: str) -> Table:
         return _read_table(self._all, _key_of(kind))

@@ -155,6 +155,31 @@ class Scans(TestCase):
                 kinds += 1
         self.assertGreater(kinds, 30)
 
+    def test_malformed_lines(self):
+        for name in "round-damaged.txt", "amr-keys.txt":
+            tables = tramostream.tables(sample(name))
+            scan = tramostream.scan(sample(name), "AMR", ["currentMeterIndex"], rows_per_batch=3)
+            malformed = scan.malformed
+            self.assertEqual((scan.kind, malformed.kind, malformed.path), ("AMR", tables.malformed.name, scan.path))
+            self.assertEqual(columns_of(schema_of(scan.__arrow_c_schema__()))[1][0], "currentMeterIndex")  # as before
+            columns, arrays = read_all(malformed.__arrow_c_stream__())
+            self.assertGreater(len(arrays), 1)
+            Capsules.compare(self, tables.malformed, columns, arrays)
+            schema = malformed.__arrow_c_schema__()
+            self.assertEqual(columns_of(schema_of(schema)), columns)
+            for array in arrays:
+                array.release(byref(array))
+        path = self.path("utf16.txt", "short\r\nx".encode("utf-16-le"))  # without the byte order mark
+        table = tramostream.tables(path, "utf16le").malformed
+        self.assertEqual(table["text"], ["short", "x"])
+        columns, arrays = read_all(tramostream.scan(path, "AMR", encoding="utf16le").malformed.__arrow_c_stream__())
+        Capsules.compare(self, table, columns, arrays)
+        for array in arrays:
+            array.release(byref(array))
+        self.assertEqual(read_all(tramostream.scan(sample("round-returned.txt"), "AMR").malformed.__arrow_c_stream__())[1], [])
+        with self.assertRaises(FileNotFoundError):
+            tramostream.scan("missing.txt", "1").malformed.__arrow_c_stream__()
+
     def test_encoding(self):
         path = self.path("utf16.txt", content("round-returned-utf16.txt")[2:])  # without the byte order mark
         table = tramostream.tables(path, "utf16le")["AMR"]
