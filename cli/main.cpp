@@ -24,8 +24,8 @@ namespace tramo::cli {
 namespace {
 
 constexpr std::array commands{&anonymizeCommand, &checkCommand, &convertCommand, &diffCommand, &explainCommand, &exportCommand,
-    &importCommand, &keysCommand, &reconcileCommand, &repairCommand, &rewriteCommand, &sampleCommand, &showCommand,
-    &statsCommand};
+    &importCommand, &keysCommand, &reconcileCommand, &repairCommand, &reportCommand, &rewriteCommand, &sampleCommand,
+    &showCommand, &statsCommand};
 
 std::string overview() {
     std::string page = R"(tramo checks, shows, compares and converts exchange files of meter reading.

@@ -8,6 +8,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <spawn.h>
 #include <string>
 #include <sys/ioctl.h>
 #include <system_error>
@@ -40,6 +41,30 @@ void reserveStandardStreams() {
 
 void letWritesFail() {
     for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+}
+
+// The program outlives this process, and gets none of its streams.
+bool openInBrowser(const std::string& path) {
+    std::error_code error;
+    std::string program = "xdg-open", whole = std::filesystem::absolute(path, error).string();
+    char* const arguments[] = {program.data(), whole.data(), nullptr};
+    posix_spawn_file_actions_t streams;
+    posix_spawnattr_t attributes;
+    sigset_t usual;
+    sigemptyset(&usual);
+    sigaddset(&usual, SIGPIPE);
+    sigaddset(&usual, SIGXFSZ);
+    posix_spawn_file_actions_init(&streams);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_addopen(&streams, descriptor, nullDevice, O_RDWR, 0);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    pid_t process = 0;
+    const int result = error ? error.value() : posix_spawnp(&process, program.c_str(), &streams, &attributes, arguments, environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&streams);
+    return result == 0;
 }
 
 std::string reasonOf(int errorNumber) { return std::generic_category().message(errorNumber); }

@@ -81,6 +81,9 @@ std::string temporaryFolder();
 /// with the process, even after a kill. Throws WriteFailed.
 std::FILE* temporaryFile();
 
+/// Opens a file with the user's program for its kind, without waiting for it. Returns false if none could be started.
+bool openInBrowser(const std::string& path);
+
 /// A copy of a stream in a temporary file, with a path, that can be read more than once.
 class Spool {
 public:

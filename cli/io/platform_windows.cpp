@@ -12,6 +12,8 @@
 #include <system_error>
 #include <thread>
 #include <windows.h>
+// After the header that it needs:
+#include <shellapi.h>
 
 namespace tramo::cli {
 
@@ -74,6 +76,13 @@ void reserveStandardStreams() {
     }
     static ConsoleSettings console;
     console.set();
+}
+
+bool openInBrowser(const std::string& path) {
+    constexpr INT_PTR mostOfErrors = 32;
+    const std::wstring whole = std::filesystem::absolute(pathOf(path)).wstring();
+    const HINSTANCE result = ShellExecuteW(nullptr, L"open", whole.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
+    return reinterpret_cast<INT_PTR>(result) > mostOfErrors;
 }
 
 void letWritesFail() {}  // they always fail on this system

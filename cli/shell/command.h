@@ -27,6 +27,7 @@ extern const Command importCommand;
 extern const Command keysCommand;
 extern const Command repairCommand;
 extern const Command reconcileCommand;
+extern const Command reportCommand;
 extern const Command sampleCommand;
 extern const Command rewriteCommand;
 extern const Command showCommand;

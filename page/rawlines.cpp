@@ -1,0 +1,108 @@
+#include "page/rawlines.h"
+#include "common/secret.h"
+#include "common/secretkeyline.h"
+#include "common/utf8.h"
+#include "page/column.h"
+#include "page/keylines.h"
+#include <algorithm>
+#include <tramostream/anonymize.h>
+#include <tramostream/anyrecord.h>
+#include <vector>
+
+namespace tramo::page {
+
+namespace {
+
+// The text of a position, which a page without personal data does not show, not even moved.
+void hidePosition(const LineView& line, std::string& text) {
+    if (!line.is<ExtendedDataTramoModel>()) return;
+    std::wstring wide = utf8::decode(text);
+    for (const char* name : {"latitude", "longitude", "altitude"}) {
+        const Field& field = *line.kind()->field(name);
+        const auto first = static_cast<std::size_t>(field.column - 1), width = static_cast<std::size_t>(field.width);
+        if (first >= wide.size()) continue;
+        std::wstring part = wide.substr(first, width);
+        Anonymizer::mask(part);
+        wide.replace(first, part.size(), part);
+    }
+    text = utf8::encode(wide);
+}
+
+std::string textOf(const LineView& line, const PageOptions& options) {
+    if (!options.showsKeys && (line.lineKind() == LineKind::Key || line.fault() != LineFault::None)) {
+        const std::wstring wide = line.wide();
+        const bool holdsKeys = line.lineKind() == LineKind::Key || mayHoldKeys(wide);
+        if (holdsKeys) return maskedKeyLine(wide);
+    }
+    std::string text = line.utf8();
+    if (!options.hasPersonal) hidePosition(line, text);
+    return text;
+}
+
+// Joins lines to blocks.
+class Blocks {
+public:
+    explicit Blocks(const PageSink& to) : sink(to) {}
+
+    void add(std::string_view line) {
+        if (lines > 0) block += '\n';
+        block += line;
+        if (++lines == linesPerBlock) end();
+    }
+    void end() {
+        if (lines == 0) return;
+        sink.block(std::move(block));
+        block.clear();
+        lines = 0;
+    }
+
+private:
+    const PageSink& sink;
+    std::string block;
+    std::size_t lines = 0;
+};
+
+std::vector<std::int64_t> linesWithFindings(const CheckedFile& checked) {
+    std::vector<std::int64_t> numbers;
+    for (const Finding& finding : checked.findings)
+        if (finding.line > 0) numbers.push_back(finding.line);
+    std::ranges::sort(numbers);
+    numbers.erase(std::ranges::unique(numbers).begin(), numbers.end());
+    return numbers;
+}
+
+}  // namespace
+
+void writeLines(JsonText& json, std::span<const PageFile> files, const PageOptions& options, const PageSink& sink) {
+    std::uint64_t size = 0;
+    for (const PageFile& file : files)
+        for (const LineView& line : file.lines->lines()) size += line.size();
+    const bool hasAll = size <= options.mostText;
+    Blocks blocks(sink);
+    json.beginObject("raw");
+    json.member("step", linesPerBlock);
+    json.beginArray("files");
+    for (const PageFile& file : files) {
+        const std::span<const LineView> lines = file.lines->lines();
+        json.beginObject();
+        if (hasAll) {
+            json.member("lines", lines.size());
+            for (const LineView& line : lines) blocks.add(textOf(line, options));
+        } else {
+            IntegerColumn numbers;
+            for (const std::int64_t number : linesWithFindings(*file.checked)) {
+                if (number > static_cast<std::int64_t>(lines.size())) continue;
+                numbers.add(number);
+                blocks.add(textOf(lines[static_cast<std::size_t>(number - 1)], options));
+            }
+            json.member("lines", numbers.rows());
+            writeColumn(json, "at", numbers);
+        }
+        blocks.end();
+        json.endObject();
+    }
+    json.endArray();
+    json.endObject();
+}
+
+}  // namespace tramo::page

@@ -1,0 +1,16 @@
+// The lines of files as text, in blocks that the page opens when it shows one of their lines.
+#pragma once
+#include "page/jsontext.h"
+#include "page/pagedata.h"
+#include <span>
+
+namespace tramo::page {
+
+// The lines in a block.
+inline constexpr std::size_t linesPerBlock = 2048;
+
+// Hands over the blocks, each of lines of one file. A line that may hold keys has "***" in their places, unless they are to be
+// shown. Writes the member "raw", which says what lines the blocks have.
+void writeLines(JsonText& json, std::span<const PageFile> files, const PageOptions& options, const PageSink& sink);
+
+}  // namespace tramo::page
