@@ -1,0 +1,50 @@
+// The lines of the file that belong to a meter, and what is wrong with them.
+import { h } from './elements.js';
+import { num } from './numbers.js';
+import { seen } from './visible.js';
+import { t } from './texts.js';
+import { mark } from './marks.js';
+import { D, block } from './parts.js';
+import { rawLine, scrollToMark } from './raw.js';
+
+const TABLES = ['amr', 'ext', 'changes', 'positions', 'answers', 'tags', 'parameters'];
+
+export function findingsOfMeter(round, i) {
+    const f = round.findings, list = round.findingsOf.get(i) ?? [];
+    const item = (k) => h('li', { class: f.severity[k] }, h('span', { lang: 'en' }, seen(f.sentence[k]), f.reason?.[k] ? ': ' + seen(f.reason[k]) : ''));
+    return list.length ? block(D('findings'), h('ul', { class: 'd-finds' }, list.map(item))) : null;
+}
+
+/** The marks of a line: [{from, to, severity, label}]. */
+export function marksOfFindings(round, list) {
+    const f = round.findings;
+    return list.filter((k) => f.column?.[k]).map((k) => ({ from: f.column[k], to: Math.max(f.column[k], (f.end?.[k] ?? f.column[k] + 1) - 1), severity: f.severity[k], label: seen(f.field?.[k]) }));
+}
+
+function lineBox(round, line, list) {
+    const title = D('line', { n: num(line) }), kindName = h('span', { lang: 'en' });
+    const box = h('details', { class: 'd-line' }, h('summary', null, h('span', { class: 'd-n' }, title), kindName, list.length ? [mark('finding'), h('span', { class: 'offscreen' }, t('state.finding'))] : null));
+    const open = async () => {
+        if (!box.open || box.children.length > 1) return;
+        const text = await round.raw.line(line), marks = marksOfFindings(round, list);
+        const element = text == null ? h('p', { class: 'quiet' }, D('noRaw')) : rawLine(text, round.kindOf(text), marks, title);
+        box.append(element);
+        scrollToMark(element, marks);
+    };
+    box.addEventListener('toggle', open);
+    return { box, kindName };
+}
+
+export function linesOf(round, i) {
+    const lines = [[round.m.line[i], round.kindName('meters')]];
+    for (const table of TABLES) for (const r of round['of_' + table]?.rows(i) ?? []) lines.push([round[table].line[r], round.kindName(table)]);
+    const found = round.findingsOf.get(i) ?? [];
+    const boxes = lines
+        .sort((a, b) => a[0] - b[0])
+        .map(([line, kind]) => {
+            const { box, kindName } = lineBox(round, line, found.filter((k) => round.findings.line[k] === line));
+            kindName.textContent = kind;
+            return box;
+        });
+    return block(D('lines'), h('div', { class: 'd-lines' }, boxes));
+}

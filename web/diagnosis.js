@@ -1,0 +1,19 @@
+// What happened to the file as a whole, in the library's words, and what to do about it.
+import { english, h } from './elements.js';
+import { num } from './numbers.js';
+import { baseName, seen } from './visible.js';
+import { F } from './finding.js';
+
+export function diagnosisList(list, { source }) {
+    const item = (one) => {
+        const lines = (one.lines ?? []).map((line) => num(line)).join(', ') + (one.count > (one.lines?.length ?? 0) ? ' …' : '');
+        const where = lines.trim() ? F('atLines', { list: lines, count: one.count }) : F('wholeFile');
+        const file = source.files?.length > 1 ? h('span', null, seen(baseName(source.files[one.file ?? 0].name))) : null;
+        return h(
+            'li',
+            { class: 'f-item f-whole ' + one.severity },
+            h('div', { class: 'f-top' }, h('span', { class: 'f-where' }, h('b', null, F('severityOne.' + one.severity)), h('span', null, where), file), h('span', { class: 'f-say' }, english(seen(one.sentence)), one.reason ? english(': ' + seen(one.reason)) : null, one.remedy ? h('span', { class: 'f-hint' }, h('b', null, F('fix')), english(seen(one.remedy))) : null), h('code', null, one.rule)),
+        );
+    };
+    return h('ol', { class: 'f-items' }, list.map(item));
+}

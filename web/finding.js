@@ -1,0 +1,65 @@
+// One finding: where it is, what it says, and its line.
+import { english, h } from './elements.js';
+import { num } from './numbers.js';
+import { baseName, seen } from './visible.js';
+import { t } from './texts.js';
+import { marksOfFindings } from './detail_lines.js';
+import { rawLine, scrollToMark } from './raw.js';
+
+export const F = (key, values) => t('find.' + key, values);
+
+export function columnsText(f, k) {
+    const first = f.column?.[k], last = (f.end?.[k] ?? 0) - 1;
+    if (!first) return f.line[k] ? F('whole') : F('wholeFile');
+    return last > first ? F('columnsTo', { a: first, b: last }) : F('column', { a: first });
+}
+export const lineText = (f, k) => (f.line[k] ? F('line', { n: num(f.line[k]) }) : F('file'));
+
+/** The sentence without the field that begins it, which is shown before. */
+export function sentenceParts(f, k) {
+    const field = f.field?.[k] ?? '', sentence = f.sentence[k];
+    return { field, sentence: field && sentence.startsWith(field + ': ') ? sentence.slice(field.length + 2) : sentence, reason: f.reason?.[k] ?? '' };
+}
+/** The file of a finding, if there are several. */
+export const fileOfFinding = (round, k) => (round.source.files?.length > 1 ? seen(baseName(round.source.files[round.findings.file?.[k] ?? 0].name)) : '');
+
+export function textOfFinding(round, k) {
+    const f = round.findings, { reason } = sentenceParts(f, k);
+    const place = [fileOfFinding(round, k), lineText(f, k), columnsText(f, k)].filter(Boolean).join(', ');
+    return `${place}: ${F('severityOne.' + f.severity[k])}: ${seen(f.sentence[k])} [${f.rule[k]}]${reason ? ': ' + seen(reason) : ''}`;
+}
+
+/** The text of a line is fetched when it comes near the screen: `watch` calls show(). */
+function lineOf(round, k, watch) {
+    const f = round.findings, line = f.line[k], box = h('div', { class: 'f-raw' });
+    box.show = async () => {
+        watch.unobserve(box);
+        box.show = null;
+        const text = await round.raw.line(line), marks = marksOfFindings(round, [k]);
+        if (text == null) return box.replaceChildren(h('p', { class: 'quiet' }, t('detail.noRaw')));
+        const element = rawLine(text, round.kindOf(text), marks, lineText(f, k));
+        box.replaceChildren(element);
+        if (marks.length) scrollToMark(element, marks);
+        else if (f.rule[k] === 'LineTooShort') element.scrollLeft = element.scrollWidth;
+    };
+    watch.observe(box);
+    return box;
+}
+
+export function findingItem(round, k, app, watch) {
+    const f = round.findings, { field, sentence, reason } = sentenceParts(f, k);
+    const i = round.meterOfLine.get(f.line[k]), serial = i == null ? null : seen(round.col('serial')[i]);
+    const file = fileOfFinding(round, k);
+    return h(
+        'li',
+        { class: 'f-item ' + f.severity[k] },
+        h(
+            'div',
+            { class: 'f-top' },
+            h('span', { class: 'f-where' }, h('b', null, lineText(f, k)), h('span', null, columnsText(f, k)), file ? h('span', { class: 'f-file' }, file) : null),
+            h('span', { class: 'f-say' }, h('span', { class: 'offscreen' }, F('severityOne.' + f.severity[k]) + ': '), field ? h('b', null, seen(field)) : null, f.kind?.[k] ? h('span', { class: 'f-kind', lang: 'en' }, f.kind[k]) : null, english(seen(sentence)), reason ? h('span', { class: 'f-why', lang: 'en' }, ': ' + seen(reason)) : null, f.hint?.[k] ? h('span', { class: 'f-hint', lang: 'en' }, seen(f.hint[k])) : null),
+            serial ? h('button', { type: 'button', class: 'link', 'aria-label': F('openMeter', { s: serial }), onclick: () => app.openMeter(i) }, serial) : null,
+        ),
+        f.line[k] ? lineOf(round, k, watch) : null,
+    );
+}
