@@ -12,7 +12,7 @@ export const tabCell = (value, isNumber) => guarded(value, isNumber).replace(/[\
 
 function guarded(value, isNumber) {
     const text = value == null ? '' : seen(value);
-    return !isNumber && /^[=+\-@\uff1d\uff0b\uff0d\uff20]/.test(text) ? "'" + text : text;
+    return !isNumber && /^[=+\-@\uff1d\uff0b\uff0d\uff20]/.test(text) ? '\u0027' + text : text;
 }
 
 /** Offers a text as a file, in UTF-8 with a byte order mark, as spreadsheets expect it. */

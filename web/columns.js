@@ -8,7 +8,7 @@ import { MAIN_STATES } from './marks.js';
 import { placeOf } from './estimate.js';
 import { widthOf } from './measure.js';
 
-const SAMPLE = 300, TEXT_MOST = 230, MOST = 320, PADDING = 22, SORT_ROOM = 32;
+const SAMPLE = 300, TEXT_MOST = 230, MOST = 320, PADDING = 28, SORT_ROOM = 32;
 const SLOTS = ['read', 'outside', 'implausible', 'alarm', 'changed', 'finding'];
 
 export const stateNames = (round, i) => {
@@ -54,7 +54,7 @@ function candidates(round) {
     list.push({ key: 'state', rank: 0, label: t('col.state'), width: round.findings.n ? 123 : 108, cls: 'tight', fixed: true, text: (i) => stateNames(round, i), sort: state, cell: stateCell(round) });
     plain('serial', 0, { cls: 'strong', fixed: true });
     plain('order', 5, { num: true });
-    round.areas.forEach((one, k) => isDigits(one) || area(one, k, { grow: true, rank: k < 2 ? 3 : 6 })); // texts first, codes and telephone numbers after the reading
+    round.areas.forEach((one, k) => isDigits(one) || area(one, k, { grow: true, rank: k === 1 ? 3 : k ? 6 : 5 })); // texts first, codes and telephone numbers after the reading
     plain('prevIndex', 8, { num: true, off: true });
     plain('index', 1, { num: true, cls: 'strong' });
     plain('consumption', 1, { num: true });

@@ -11,7 +11,7 @@ const TABLES = ['amr', 'ext', 'changes', 'positions', 'answers', 'tags', 'parame
 
 export function findingsOfMeter(round, i) {
     const f = round.findings, list = round.findingsOf.get(i) ?? [];
-    const item = (k) => h('li', { class: f.severity[k] }, h('span', { lang: 'en' }, seen(f.sentence[k]), f.reason?.[k] ? ': ' + seen(f.reason[k]) : ''));
+    const item = (k) => h('li', { class: f.severity[k] }, h('span', { lang: 'en' }, f.field?.[k] ? h('b', null, seen(f.field[k]) + ' ') : null, seen(f.why[k])));
     return list.length ? block(D('findings'), h('ul', { class: 'd-finds' }, list.map(item))) : null;
 }
 

@@ -6,13 +6,13 @@ import { F } from './finding.js';
 
 export function diagnosisList(list, { source }) {
     const item = (one) => {
-        const lines = (one.lines ?? []).map((line) => num(line)).join(', ') + (one.count > (one.lines?.length ?? 0) ? ' …' : '');
+        const lines = (one.examples ?? []).map((line) => num(line)).join(', ') + (one.count > (one.examples?.length ?? 0) ? ' …' : '');
         const where = lines.trim() ? F('atLines', { list: lines, count: one.count }) : F('wholeFile');
         const file = source.files?.length > 1 ? h('span', null, seen(baseName(source.files[one.file ?? 0].name))) : null;
         return h(
             'li',
             { class: 'f-item f-whole ' + one.severity },
-            h('div', { class: 'f-top' }, h('span', { class: 'f-where' }, h('b', null, F('severityOne.' + one.severity)), h('span', null, where), file), h('span', { class: 'f-say' }, english(seen(one.sentence)), one.reason ? english(': ' + seen(one.reason)) : null, one.remedy ? h('span', { class: 'f-hint' }, h('b', null, F('fix')), english(seen(one.remedy))) : null), h('code', null, one.rule)),
+            h('div', { class: 'f-top' }, h('span', { class: 'f-where' }, h('b', null, F('severityOne.' + one.severity)), h('span', null, where), file), h('span', { class: 'f-say' }, english(seen(one.why)), one.help ? h('span', { class: 'f-hint' }, h('b', null, F('fix')), english(seen(one.help))) : null), h('code', null, one.rule)),
         );
     };
     return h('ol', { class: 'f-items' }, list.map(item));

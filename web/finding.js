@@ -15,18 +15,13 @@ export function columnsText(f, k) {
 }
 export const lineText = (f, k) => (f.line[k] ? F('line', { n: num(f.line[k]) }) : F('file'));
 
-/** The sentence without the field that begins it, which is shown before. */
-export function sentenceParts(f, k) {
-    const field = f.field?.[k] ?? '', sentence = f.sentence[k];
-    return { field, sentence: field && sentence.startsWith(field + ': ') ? sentence.slice(field.length + 2) : sentence, reason: f.reason?.[k] ?? '' };
-}
 /** The file of a finding, if there are several. */
 export const fileOfFinding = (round, k) => (round.source.files?.length > 1 ? seen(baseName(round.source.files[round.findings.file?.[k] ?? 0].name)) : '');
 
 export function textOfFinding(round, k) {
-    const f = round.findings, { reason } = sentenceParts(f, k);
+    const f = round.findings;
     const place = [fileOfFinding(round, k), lineText(f, k), columnsText(f, k)].filter(Boolean).join(', ');
-    return `${place}: ${F('severityOne.' + f.severity[k])}: ${seen(f.sentence[k])} [${f.rule[k]}]${reason ? ': ' + seen(reason) : ''}`;
+    return `${place}: ${F('severityOne.' + f.severity[k])}: ${seen(f.message[k])}`;
 }
 
 /** The text of a line is fetched when it comes near the screen: `watch` calls show(). */
@@ -47,7 +42,7 @@ function lineOf(round, k, watch) {
 }
 
 export function findingItem(round, k, app, watch) {
-    const f = round.findings, { field, sentence, reason } = sentenceParts(f, k);
+    const f = round.findings, field = f.field?.[k];
     const i = round.meterOfLine.get(f.line[k]), serial = i == null ? null : seen(round.col('serial')[i]);
     const file = fileOfFinding(round, k);
     return h(
@@ -57,7 +52,7 @@ export function findingItem(round, k, app, watch) {
             'div',
             { class: 'f-top' },
             h('span', { class: 'f-where' }, h('b', null, lineText(f, k)), h('span', null, columnsText(f, k)), file ? h('span', { class: 'f-file' }, file) : null),
-            h('span', { class: 'f-say' }, h('span', { class: 'offscreen' }, F('severityOne.' + f.severity[k]) + ': '), field ? h('b', null, seen(field)) : null, f.kind?.[k] ? h('span', { class: 'f-kind', lang: 'en' }, f.kind[k]) : null, english(seen(sentence)), reason ? h('span', { class: 'f-why', lang: 'en' }, ': ' + seen(reason)) : null, f.hint?.[k] ? h('span', { class: 'f-hint', lang: 'en' }, seen(f.hint[k])) : null),
+            h('span', { class: 'f-say' }, h('span', { class: 'offscreen' }, F('severityOne.' + f.severity[k]) + ': '), field ? h('b', null, seen(field)) : null, f.kind?.[k] ? h('span', { class: 'f-kind', lang: 'en' }, f.kind[k]) : null, english(seen(f.why[k])), f.help?.[k] ? h('span', { class: 'f-hint', lang: 'en' }, seen(f.help[k])) : null),
             serial ? h('button', { type: 'button', class: 'link', 'aria-label': F('openMeter', { s: serial }), onclick: () => app.openMeter(i) }, serial) : null,
         ),
         f.line[k] ? lineOf(round, k, watch) : null,

@@ -1,8 +1,10 @@
 // Which columns a table has room for, and how wide they are.
 
+const LEAST = 170;
+
 /** Texts shrink first; then the columns of the highest rank have no room. Those of rank 0 always stay. */
 export function fitColumns(columns, room) {
-    const leastOf = (column) => (column.grow ? Math.min(column.width, column.least ?? 130) : column.width);
+    const leastOf = (column) => (column.grow ? Math.min(column.width, LEAST) : column.width);
     const sum = (list, width) => list.reduce((all, column) => all + width(column), 0);
     const shown = [...columns];
     while (sum(shown, leastOf) > room) {

@@ -13,7 +13,7 @@ export function verdict({ round, source, findings, diagnosis }, onShow) {
     const bad = source.errors + source.warnings, some = bad + (source.hints ?? 0);
     const lines = new Set(findings.filter((k) => round.findings.severity[k] !== 'hint').map((k) => round.findings.line[k]).filter(Boolean));
     const title = !bad ? t('clean') : lines.size ? counted('dirty', lines.size) : t('dirtyFile');
-    const sentences = diagnosis.slice(0, 2).map((one) => h('p', { class: 'v-diagnosis' }, english(seen(one.sentence))));
+    const sentences = diagnosis.slice(0, 2).map((one) => h('p', { class: 'v-diagnosis' }, english(seen(one.why))));
     return h(
         'section',
         { class: 'verdict ' + (source.errors ? 'v-error' : bad ? 'v-warn' : 'v-ok') },
