@@ -8,7 +8,7 @@ import { MAIN_STATES } from './marks.js';
 import { placeOf } from './estimate.js';
 import { widthOf } from './measure.js';
 
-const SAMPLE = 300, TEXT_MOST = 230, MOST = 320, PADDING = 28, SORT_ROOM = 32;
+const SAMPLE = 120, TEXT_MOST = 230, MOST = 320, PADDING = 28, SORT_ROOM = 32;
 const SLOTS = ['read', 'outside', 'implausible', 'alarm', 'changed', 'finding'];
 
 export const stateNames = (round, i) => {

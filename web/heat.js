@@ -5,18 +5,24 @@ import { t } from './texts.js';
 
 const DAYS_SHOWN = 16;
 
-/** Counts readings by day; by month or year if there are many days. */
+/** Counts readings by day and hour; -1 is the hour of a date without a time. */
 function countByDay(dates) {
-    const length = [10, 7, 4].find((cut) => cut === 4 || new Set(dates.map((date) => date.slice(0, cut))).size <= DAYS_SHOWN);
     const days = new Map();
     for (const date of dates) {
-        const day = date.slice(0, length), hour = date.length > 11 ? +date.slice(11, 13) : -1;
-        if (!days.has(day)) days.set(day, { all: 0, byHour: new Map() });
-        const count = days.get(day);
-        count.all++;
-        if (hour >= 0) count.byHour.set(hour, (count.byHour.get(hour) ?? 0) + 1);
+        const key = date.slice(0, 13);
+        days.set(key, (days.get(key) ?? 0) + 1);
     }
-    return new Map([...days].sort(([a], [b]) => (a < b ? -1 : 1)));
+    const keys = [...days.keys()];
+    const length = [10, 7, 4].find((cut) => cut === 4 || new Set(keys.map((key) => key.slice(0, cut))).size <= DAYS_SHOWN);
+    const by = new Map();
+    for (const key of keys.sort()) {
+        const day = key.slice(0, length), hour = key.length > 11 ? +key.slice(11) : -1, n = days.get(key);
+        if (!by.has(day)) by.set(day, { all: 0, byHour: new Map() });
+        const count = by.get(day);
+        count.all += n;
+        if (hour >= 0) count.byHour.set(hour, (count.byHour.get(hour) ?? 0) + n);
+    }
+    return by;
 }
 
 /** dates: as in the file, sorted or not. */
