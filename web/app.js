@@ -61,7 +61,7 @@ export class App {
     }
 
     #name() {
-        const { title } = this.round.source, names = different(roundsOf(this.scope).map((one) => one.name));
+        const { title } = this.round.summary, names = different(roundsOf(this.scope).map((one) => one.name));
         return title ? seen(title) : names.slice(0, NAMES_SHOWN).map(seen).join(', ') + (names.length > NAMES_SHOWN ? ' …' : '');
     }
     #top() {
@@ -80,8 +80,8 @@ export class App {
         return h('header', { class: 'top' }, h('div', { class: 'top-1' }, title, h('div', { class: 'acts' }, this.#fileChoice(), this.actions, button(t('print'), () => print()))), this.#tabs());
     }
     #fileChoice() {
-        const { files } = this.round.source;
-        if (!(files?.length > 1) || this.round.reconcile) return null;
+        const { files } = this.round;
+        if (files.length < 2 || this.round.reconcile) return null;
         const option = (value, text) => h('option', { value, selected: value === this.scope.file }, text);
         const change = (event) => {
             this.choose(+event.target.value);

@@ -52,7 +52,8 @@ function differences(list, round, app) {
 
 /** Without app: for paper. */
 export function brought({ round }, app) {
-    const { exported, returned, rounds, differences: list } = round.reconcile;
+    const [exported, returned] = round.files.map((file) => file.name), { rounds, differences: table } = round.reconcile;
+    const list = Array.from({ length: table.n }, (_, r) => Object.fromEntries(['meter', 'sentence', 'exportedLine', 'returnedLine'].map((key) => [key, table[key]?.[r]])));
     const intro = B('intro', { exported: seen(baseName(exported)), returned: seen(baseName(returned)) });
     return h(
         'div',

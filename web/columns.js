@@ -46,7 +46,7 @@ function candidates(round) {
     const plain = (key, rank, more = {}) => {
         const values = round.col(key);
         const text = more.num ? (i) => num(values[i]) : more.date ? (i) => stamp(values[i]) : (i) => values[i] ?? '';
-        if (round.has(key)) list.push({ key, rank, label: t('col.' + key), text, sort: (i) => values[i], value: more.date ? text : (i) => values[i], ...more });
+        if (key in round.m) list.push({ key, rank, label: t('col.' + key), text, sort: (i) => values[i], value: more.date ? text : (i) => values[i], ...more });
     };
     const area = (one, k, more) => list.push({ key: 'area' + k, label: seen(one.label), text: (i) => round.area(one, i), ...more });
     const isDigits = (one) => one.type === '1' || one.type === 'N';
@@ -58,12 +58,12 @@ function candidates(round) {
     plain('prevIndex', 8, { num: true, off: true });
     plain('index', 1, { num: true, cls: 'strong' });
     plain('consumption', 1, { num: true });
-    if (round.has('min') && round.has('max')) list.push({ key: 'range', rank: 4, label: t('col.range'), width: 105, export: false, text: () => '', sort: (i) => placeOf(round, i), cell: gaugeCell(round) });
+    if ('min' in round.m && 'max' in round.m) list.push({ key: 'range', rank: 4, label: t('col.range'), width: 105, export: false, text: () => '', sort: (i) => placeOf(round, i), cell: gaugeCell(round) });
     plain('date', 2, { date: true, cls: 'tab' });
     if (round.count.alarm) list.push({ key: 'alarm', rank: 4, label: t('col.alarm'), text: (i) => (round.state[i] & BIT.alarm ? round.alarmsOf(i).join(', ') : '') });
     round.areas.forEach((one, k) => isDigits(one) && area(one, k, { cls: 'tab', rank: 7 }));
     if (round.rounds.length > 1) list.push({ key: 'round', rank: 7, label: t('col.round'), num: true, off: true, text: (i) => String(round.m.round[i] + 1), sort: (i) => round.m.round[i], value: (i) => round.m.round[i] + 1 });
-    if (round.source.files?.length > 1) list.push({ key: 'file', rank: 6, label: t('col.file'), text: (i) => baseName(round.source.files[round.col('file')[i] ?? 0].name) });
+    if (round.files.length > 1 && 'file' in round.m) list.push({ key: 'file', rank: 6, label: t('col.file'), text: (i) => baseName(round.files[round.col('file')[i]].name) });
     for (const key of ['method', 'status', 'agent']) plain(key, 7, { ofReading: true });
     for (const key of ['fluid', 'message']) plain(key, 8);
     for (const key of ['year', 'wheels']) plain(key, 9, { off: true });

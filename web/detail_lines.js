@@ -7,7 +7,7 @@ import { mark } from './marks.js';
 import { D, block } from './parts.js';
 import { rawLine, scrollToMark } from './raw.js';
 
-const TABLES = ['amr', 'ext', 'changes', 'positions', 'answers', 'tags', 'parameters'];
+const TABLES = { amr: 'radio', ext: 'monthly', changes: 'change', positions: 'position', answers: 'answers' };
 
 export function findingsOfMeter(round, i) {
     const f = round.findings, list = round.findingsOf.get(i) ?? [];
@@ -21,30 +21,23 @@ export function marksOfFindings(round, list) {
     return list.filter((k) => f.column?.[k]).map((k) => ({ from: f.column[k], to: Math.max(f.column[k], (f.end?.[k] ?? f.column[k] + 1) - 1), severity: f.severity[k], label: seen(f.field?.[k]) }));
 }
 
-function lineBox(round, line, list) {
-    const title = D('line', { n: num(line) }), kindName = h('span', { lang: 'en' });
-    const box = h('details', { class: 'd-line' }, h('summary', null, h('span', { class: 'd-n' }, title), kindName, list.length ? [mark('finding'), h('span', { class: 'offscreen' }, t('state.finding'))] : null));
+function lineBox(round, line, file, words, list) {
+    const title = D('line', { n: num(line) });
+    const box = h('details', { class: 'd-line' }, h('summary', null, h('span', { class: 'd-n' }, title), h('span', null, words), list.length ? [mark('finding'), h('span', { class: 'offscreen' }, t('state.finding'))] : null));
     const open = async () => {
         if (!box.open || box.children.length > 1) return;
-        const text = await round.raw.line(line), marks = marksOfFindings(round, list);
+        const text = await round.raw.line(line, file), marks = marksOfFindings(round, list);
         const element = text == null ? h('p', { class: 'quiet' }, D('noRaw')) : rawLine(text, round.kindOf(text), marks, title);
         box.append(element);
         scrollToMark(element, marks);
     };
     box.addEventListener('toggle', open);
-    return { box, kindName };
+    return box;
 }
 
 export function linesOf(round, i) {
-    const lines = [[round.m.line[i], round.kindName('meters')]];
-    for (const table of TABLES) for (const r of round['of_' + table]?.rows(i) ?? []) lines.push([round[table].line[r], round.kindName(table)]);
-    const found = round.findingsOf.get(i) ?? [];
-    const boxes = lines
-        .sort((a, b) => a[0] - b[0])
-        .map(([line, kind]) => {
-            const { box, kindName } = lineBox(round, line, found.filter((k) => round.findings.line[k] === line));
-            kindName.textContent = kind;
-            return box;
-        });
-    return block(D('lines'), h('div', { class: 'd-lines' }, boxes));
+    const lines = [[round.m.line[i], D('meter')]], found = round.findingsOf.get(i) ?? [], file = round.m.file?.[i];
+    for (const [table, words] of Object.entries(TABLES)) for (const r of round['of_' + table].rows(i)) lines.push([round[table].line[r], D(words)]);
+    lines.sort((a, b) => a[0] - b[0]);
+    return block(D('lines'), h('div', { class: 'd-lines' }, lines.map(([line, words]) => lineBox(round, line, file, words, found.filter((k) => round.findings.line[k] === line)))));
 }

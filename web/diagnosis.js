@@ -4,11 +4,11 @@ import { num } from './numbers.js';
 import { baseName, seen } from './visible.js';
 import { F } from './finding.js';
 
-export function diagnosisList(list, { source }) {
+export function diagnosisList(list, { round }) {
     const item = (one) => {
         const lines = (one.examples ?? []).map((line) => num(line)).join(', ') + (one.count > (one.examples?.length ?? 0) ? ' …' : '');
         const where = lines.trim() ? F('atLines', { list: lines, count: one.count }) : F('wholeFile');
-        const file = source.files?.length > 1 ? h('span', null, seen(baseName(source.files[one.file ?? 0].name))) : null;
+        const file = round.files.length > 1 ? h('span', null, seen(baseName(round.files[one.file].name))) : null;
         return h(
             'li',
             { class: 'f-item f-whole ' + one.severity },

@@ -15,8 +15,9 @@ export function columnsText(f, k) {
 }
 export const lineText = (f, k) => (f.line[k] ? F('line', { n: num(f.line[k]) }) : F('file'));
 
+export const meterOfFinding = (round, k) => round.meterOfLine.get(round.findings.line[k], round.findings.file?.[k]);
 /** The file of a finding, if there are several. */
-export const fileOfFinding = (round, k) => (round.source.files?.length > 1 ? seen(baseName(round.source.files[round.findings.file?.[k] ?? 0].name)) : '');
+export const fileOfFinding = (round, k) => (round.files.length > 1 ? seen(baseName(round.files[round.findings.file?.[k] ?? 0].name)) : '');
 
 export function textOfFinding(round, k) {
     const f = round.findings;
@@ -30,7 +31,7 @@ function lineOf(round, k, watch) {
     box.show = async () => {
         watch.unobserve(box);
         box.show = null;
-        const text = await round.raw.line(line), marks = marksOfFindings(round, [k]);
+        const text = await round.raw.line(line, f.file?.[k]), marks = marksOfFindings(round, [k]);
         if (text == null) return box.replaceChildren(h('p', { class: 'quiet' }, t('detail.noRaw')));
         const element = rawLine(text, round.kindOf(text), marks, lineText(f, k));
         box.replaceChildren(element);
@@ -43,7 +44,7 @@ function lineOf(round, k, watch) {
 
 export function findingItem(round, k, app, watch) {
     const f = round.findings, field = f.field?.[k];
-    const i = round.meterOfLine.get(f.line[k]), serial = i == null ? null : seen(round.col('serial')[i]);
+    const i = meterOfFinding(round, k), serial = i == null ? null : seen(round.col('serial')[i]);
     const file = fileOfFinding(round, k);
     return h(
         'li',

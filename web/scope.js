@@ -8,7 +8,7 @@ export function scopeOf(round, file = -1) {
     for (let i = 0; i < round.n; i++) if (all || (fileOf[i] ?? 0) === file) rows.push(i);
     const findings = [];
     for (let k = 0; k < round.findings.n; k++) if (all || (round.findings.file?.[k] ?? 0) === file) findings.push(k);
-    const source = all ? round.source : { ...round.source, ...round.source.files[file] };
+    const source = all ? { ...round.source, name: round.files[round.shown]?.name } : { ...round.source, ...round.files[file] };
     const diagnosis = round.diagnosis.filter((one) => all || (one.file ?? 0) === file);
     return { round, file, rows, findings, source, diagnosis, count: all ? round.count : countStates(round, rows) };
 }
