@@ -1,6 +1,7 @@
 #include "page/column.h"
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace tramo::page {
 
@@ -21,31 +22,58 @@ void writeAll(JsonText& json, const auto& value) {
 
 }  // namespace
 
-std::int32_t TextColumn::indexOf(std::string_view text) {
-    if (const auto found = known.find(text); found != known.end()) return found->second;
-    const auto index = static_cast<std::int32_t>(texts.size());
-    known.emplace(texts.emplace_back(text), index);
+std::string_view TextColumn::text(std::int32_t index) const {
+    const auto which = static_cast<std::size_t>(index);
+    const std::size_t first = which > 0 ? ends[which - 1] : 0;
+    return std::string_view(texts).substr(first, ends[which] - first);
+}
+
+// A column in which most texts are different is written text by text: after the first ones, looking for them is given up.
+std::int32_t TextColumn::indexOf(std::string_view wanted) {
+    constexpr std::size_t enough = 1024;
+    if (looks && at.size() >= enough && !areFew()) {
+        looks = false;
+        slots = {};
+    }
+    const auto index = static_cast<std::int32_t>(ends.size());
+    if (looks) {
+        if (2 * ends.size() >= slots.size()) grow();
+        std::size_t slot = std::hash<std::string_view>()(wanted) % slots.size();
+        for (; slots[slot] != none; slot = (slot + 1) % slots.size())
+            if (text(slots[slot]) == wanted) return slots[slot];
+        slots[slot] = index;
+    }
+    texts += wanted;
+    ends.push_back(texts.size());
     return index;
 }
 
+void TextColumn::grow() {
+    slots.assign(std::max<std::size_t>(64, 2 * slots.size()), none);
+    for (std::int32_t index = 0; static_cast<std::size_t>(index) < ends.size(); ++index) {
+        std::size_t slot = std::hash<std::string_view>()(text(index)) % slots.size();
+        while (slots[slot] != none) slot = (slot + 1) % slots.size();
+        slots[slot] = index;
+    }
+}
+
 void TextColumn::write(JsonText& json) const {
-    if (texts.size() == 1 && std::ranges::find(at, none) == at.end()) return writeAll(json, std::string_view(texts.front()));
-    const bool areFew = texts.size() * 3 < at.size();
-    if (areFew) {
+    if (ends.size() == 1 && std::ranges::find(at, none) == at.end()) return writeAll(json, text(0));
+    if (areFew()) {
         json.beginObject();
         json.beginArray("of");
-        for (const std::string& text : texts) json.value(std::string_view(text));
+        for (std::int32_t index = 0; static_cast<std::size_t>(index) < ends.size(); ++index) json.value(text(index));
         json.endArray();
         json.key("at");
     }
     json.beginArray();
     for (const std::int32_t index : at) {
-        if (areFew) json.value(index);
+        if (areFew()) json.value(index);
         else if (index == none) json.none();
-        else json.value(std::string_view(texts[static_cast<std::size_t>(index)]));
+        else json.value(text(index));
     }
     json.endArray();
-    if (areFew) json.endObject();
+    if (areFew()) json.endObject();
 }
 
 void IntegerColumn::write(JsonText& json) const {

@@ -8,11 +8,9 @@
 #include "page/jsontext.h"
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <limits>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace tramo::page {
@@ -29,14 +27,20 @@ public:
     void addAgain(std::int32_t index) { at.push_back(index); }
 
     std::size_t rows() const { return at.size(); }
-    bool isEmpty() const { return texts.empty(); }
+    bool isEmpty() const { return ends.empty(); }
     void write(JsonText& json) const;
 
 private:
     static constexpr std::int32_t none = -1;
+    std::string_view text(std::int32_t index) const;
+    bool areFew() const { return ends.size() * 3 < at.size(); }
+    void grow();
+
     std::vector<std::int32_t> at;
-    std::deque<std::string> texts;
-    std::unordered_map<std::string_view, std::int32_t> known;
+    std::string texts;
+    std::vector<std::size_t> ends;    // of the texts
+    std::vector<std::int32_t> slots;  // a hash table of their indexes; without any, texts are not looked for: they are many
+    bool looks = true;
 };
 
 class IntegerColumn {
