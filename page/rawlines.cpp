@@ -28,6 +28,8 @@ void hidePosition(const LineView& line, std::string& text) {
     text = utf8::encode(wide);
 }
 
+}  // namespace
+
 std::string textOf(const LineView& line, const PageOptions& options) {
     if (!options.showsKeys && (line.lineKind() == LineKind::Key || line.fault() != LineFault::None)) {
         const std::wstring wide = line.wide();
@@ -38,6 +40,8 @@ std::string textOf(const LineView& line, const PageOptions& options) {
     if (!options.hasPersonal) hidePosition(line, text);
     return text;
 }
+
+namespace {
 
 // Joins lines to blocks.
 class Blocks {
