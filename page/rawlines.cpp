@@ -36,6 +36,8 @@ std::string textOf(const LineView& line, const PageOptions& options) {
         const bool holdsKeys = line.lineKind() == LineKind::Key || mayHoldKeys(wide);
         if (holdsKeys) return maskedKeyLine(wide);
     }
+    constexpr std::size_t most = 1 << 14;  // of a line that is none of the format's
+    if (line.size() > most) return utf8::encode(line.wide().substr(0, most)) + "...";
     std::string text = line.utf8();
     if (!options.hasPersonal) hidePosition(line, text);
     return text;

@@ -9,7 +9,8 @@ namespace tramo::page {
 // The lines in a block.
 inline constexpr std::size_t linesPerBlock = 2048;
 
-// The text of a line. One that may hold keys has "***" in their places, unless they are to be shown.
+// The text of a line, of a very long one the beginning. One that may hold keys has "***" in their places, unless they are to be
+// shown.
 std::string textOf(const LineView& line, const PageOptions& options);
 
 // Hands over the blocks, each of lines of one file. A line that may hold keys has "***" in their places, unless they are to be
