@@ -71,7 +71,7 @@ export class App {
             list.length > 1 ? counted('rounds', list.length) : null,
             list[0]?.imported ? t('imported', { date: longDate(list[0].imported) }) : null,
             list[0]?.user ? t('userCode', { code: seen(list[0].user) }) : null,
-            name,
+            name || counted('files', this.round.files.length),
             counted('lines', source.lines),
             source.encoding,
         ];

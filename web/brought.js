@@ -17,7 +17,7 @@ function numbersOf(one) {
 function roundPanel(one) {
     const of = (counts) => Object.entries(counts ?? {}).map(([key, n]) => ({ label: key || B('noCode'), n }));
     const part = (title, list) => (list.length ? h('div', null, h('h3', null, title), bars(list, one.read)) : null);
-    const note = !one.wasExported ? B('notExported') : !one.cameBack ? B('notReturned') : `${num(one.returnedMeters)} / ${num(one.exportedMeters)} ${B('meters')}`;
+    const note = !one.wasExported ? B('notExported') : !one.cameBack ? B('notReturned') : B('meters', { a: num(one.exportedMeters - one.missing), b: num(one.exportedMeters) });
     return h(
         'section',
         { class: 'panel' },
@@ -44,7 +44,7 @@ function differences(list, round, app) {
         }
         shown = Math.min(list.length, shown + n);
         more.hidden = shown >= list.length;
-        more.textContent = B('more', { n: num(Math.min(list.length - shown, MORE_DIFFERENCES)) });
+        more.textContent = t('more', { n: num(Math.min(list.length - shown, MORE_DIFFERENCES)) });
     };
     add(app ? FIRST_DIFFERENCES : list.length);
     return [h('div', { class: 'x-scroll', tabindex: 0, role: 'group', 'aria-label': B('differences') }, h('table', { class: 'plain wide-rows' }, body)), more];

@@ -82,9 +82,16 @@ function constantOf(column, round) {
     }
     return only ?? '';
 }
+/** The row with the largest number: it is the widest. */
+function largestOf(column, round) {
+    let largest = 0;
+    for (let i = 1; i < round.n; i++) if ((column.sort(i) ?? 0) > (column.sort(largest) ?? 0)) largest = i;
+    return largest;
+}
 function widthIn(column, round) {
     const step = Math.max(1, Math.floor(round.n / SAMPLE)), sample = new Set();
     for (let i = 0; i < round.n; i += step) sample.add(seen(column.text(i)));
+    if (column.num) sample.add(column.text(largestOf(column, round)));
     const text = widthOf(sample, column.cls === 'strong' ? 600 : 400) + PADDING;
     return Math.ceil(Math.max(widthOf([column.label], 500, 12.5) + SORT_ROOM, Math.min(column.grow ? TEXT_MOST : MOST, text)));
 }

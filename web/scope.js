@@ -8,9 +8,14 @@ export function scopeOf(round, file = -1) {
     for (let i = 0; i < round.n; i++) if (all || (fileOf[i] ?? 0) === file) rows.push(i);
     const findings = [];
     for (let k = 0; k < round.findings.n; k++) if (all || (round.findings.file?.[k] ?? 0) === file) findings.push(k);
-    const source = all ? { ...round.source, name: round.files[round.shown]?.name } : { ...round.source, ...round.files[file] };
+    const source = { ...round.source, ...(all ? nameOfAll(round) : round.files[file]) };
     const diagnosis = round.diagnosis.filter((one) => all || (one.file ?? 0) === file);
     return { round, file, rows, findings, source, diagnosis, count: all ? round.count : countStates(round, rows) };
+}
+
+/** Of two files that were compared, the second one is shown; otherwise several files have no name. */
+function nameOfAll({ files, shown, reconcile }) {
+    return files.length === 1 || reconcile ? { name: files[shown].name, lines: files[shown].lines } : { name: '' };
 }
 
 function countStates(round, rows) {
