@@ -52,10 +52,10 @@ def report(*arguments):
     return path
 
 
-def checked(path):
+def checked(path, *options):
     """Returns what `tramo check --format json` says about a file: findings of lines, and the diagnosis of the whole file."""
     about = {rule["rule"]: rule.get("about") for rule in json.loads(tramo("explain", "--format", "json"))["rules"]}
-    file = json.loads(tramo("check", "--format", "json", "--max-findings", "0", path))["files"][0]
+    file = json.loads(tramo("check", *options, "--format", "json", path))["files"][0]
     whole = [one for one in file["findings"] if about.get(one["rule"]) == "file"]
     return [one for one in file["findings"] if about.get(one["rule"]) != "file"], whole, file["summary"]
 

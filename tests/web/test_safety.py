@@ -40,7 +40,7 @@ class Hostile(PageTest):
         at = fields()
         texts = [text.replace("URL", cls.listener.url) for text in cls.texts]
         def put(line, name, text):
-            first, width = at[name]["firstColumn"] - 1, at[name]["lastColumn"] - at[name]["firstColumn"] + 1
+            first, width = at[name]["column"] - 1, at[name]["width"]
             return line[:first] + text[:width].ljust(width) + line[first + width:]
         out, k = [], 0
         for line in lines:
@@ -124,7 +124,7 @@ class Silent(PageTest):
         "prefetch": "const l = document.createElement('link'); l.rel = 'prefetch'; l.href = url; document.head.append(l)",
         "script": "const s = document.createElement('script'); s.src = url; document.head.append(s)",
         "frame": "const f = document.createElement('iframe'); f.src = url; document.body.append(f)",
-        "form": "const f = document.createElement('form'); f.action = url; f.target = 'x'; document.body.append(f); f.submit()",
+        "form": "const f = document.createElement('form'); f.action = url; document.body.append(f); f.submit()",
         "font": "new FontFace('x', `url(${url})`).load().catch(() => 0)",
         "worker": "try { new Worker(url); } catch {}",
     }
@@ -148,6 +148,7 @@ class Silent(PageTest):
 
     def test_using_the_page_requests_nothing(self):
         self.driver.get_log("performance")
+        self.complaints()
         self.open(report(sample("--meters", 300, "--returned", "--faults", 0.05)))
         for view in "meters", "findings", "overview":
             self.tab(view)
