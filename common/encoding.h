@@ -78,6 +78,17 @@ inline std::uint16_t unitAt(const unsigned char* bytes, std::size_t index) {
     return unit;
 }
 
+// Writes units of text in UTF-16 as single bytes. Returns whether all of them fit.
+inline bool narrow(const unsigned char* utf16, std::size_t count, char* out) {
+    std::uint16_t all = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint16_t unit = unitAt(utf16, i);
+        all = static_cast<std::uint16_t>(all | unit);
+        out[i] = static_cast<char>(unit);
+    }
+    return all <= mostOfAnsi;
+}
+
 // Reads `count` characters.
 inline void read(const unsigned char* bytes, std::size_t count, bool isUtf16, wchar_t* out) {
     if (isUtf16) {

@@ -253,8 +253,10 @@ bool ColumnTable::add(const LineView& line) {
     if (line.kind() != &kind) return false;
     const auto length = static_cast<std::size_t>(kind.length);
     if (line.encoding() == Encoding::Ansi) return add(line.number(), line.bytes().substr(0, length));
-    std::array<char16_t, lineLength> units;
     const auto* const bytes = reinterpret_cast<const unsigned char*>(line.bytes().data());
+    if (std::array<char, lineLength> narrow; encoding::narrow(bytes, length, narrow.data()))
+        return add(line.number(), std::string_view(narrow.data(), length));
+    std::array<char16_t, lineLength> units;
     for (std::size_t i = 0; i < length; ++i) units[i] = encoding::unitAt(bytes, i);
     return add(line.number(), std::u16string_view(units.data(), length));
 }

@@ -210,19 +210,8 @@ struct LineReading {
         line.plain = nullptr;
         if (line.size() < recordLength) return;
         if (line.coding == Encoding::Ansi) line.plain = line.content.data();
-        else if (line.room && narrow(line.content, line.room)) line.plain = line.room;
+        else if (line.room && encoding::narrow(unsignedOf(line.content), recordLength, line.room)) line.plain = line.room;
         if (line.plain) new (line.columnMap.data()) Map(line.plain);
-    }
-
-    // Writes the first units of a record in UTF-16 as single bytes. Returns whether all of them fit.
-    static bool narrow(std::string_view utf16, char* to) {
-        std::uint32_t all = 0;
-        for (std::size_t i = 0; i < recordLength; ++i) {
-            const std::uint16_t unit = encoding::unitAt(unsignedOf(utf16), i);
-            all |= unit;
-            to[i] = static_cast<char>(unit);
-        }
-        return all <= encoding::mostOfAnsi;
     }
 
     // Reads the value from the columns of one field. Returns whether there is one.
