@@ -12,16 +12,28 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TRAMOSTREAM_SANITIZE AND CMAKE_SY
     set(tramostream_hardened ON)
 endif()
 
-# Finds the sources that match these patterns. On Windows, NAME_windows.cpp replaces NAME.cpp; on other platforms, it is
-# ignored.
+# Finds the sources that match these patterns. On Windows, NAME_windows.cpp replaces NAME.cpp, and in a browser NAME_wasi.cpp;
+# elsewhere, they are ignored.
 function(tramostream_sources variable)
     file(GLOB sources CONFIGURE_DEPENDS ${ARGN})
-    set(for_windows ${sources})
-    list(FILTER for_windows INCLUDE REGEX "_windows\\.cpp$")
+    foreach(system windows wasi)
+        set(for_system ${sources})
+        list(FILTER for_system INCLUDE REGEX "_${system}\\.cpp$")
+        list(REMOVE_ITEM sources ${for_system})
+        set(for_${system} ${for_system})
+    endforeach()
+    set(own "")
     if(WIN32)
-        list(TRANSFORM for_windows REPLACE "_windows\\.cpp$" ".cpp")
+        set(own windows)
+    elseif(WASI)
+        set(own wasi)
     endif()
-    list(REMOVE_ITEM sources ${for_windows})
+    if(own)
+        set(replaced ${for_${own}})
+        list(TRANSFORM replaced REPLACE "_${own}\\.cpp$" ".cpp")
+        list(REMOVE_ITEM sources ${replaced})
+        list(APPEND sources ${for_${own}})
+    endif()
     set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 

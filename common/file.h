@@ -60,8 +60,10 @@ public:
 
 private:
     int descriptor = -1;
-#ifdef _WIN32
+#if defined(_WIN32)
     bool appends = false;
+#elif defined(__wasi__)
+    mutable std::uint64_t place = 0;
 #endif
 };
 

@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <type_traits>
 
-#ifndef _WIN32
+#if !defined(_WIN32) && !defined(__wasi__)
+#define TRAMO_THREAD_KEYS
 #include <atomic>
 #include <cstdlib>
 #include <pthread.h>
@@ -25,8 +26,10 @@ public:
 
 private:
     std::size_t size;
-#ifdef _WIN32
+#if defined(_WIN32)
     std::size_t place;
+#elif defined(__wasi__)
+    void* block = nullptr;
 #else
     void* allocate() noexcept;
 
@@ -35,7 +38,7 @@ private:
 #endif
 };
 
-#ifndef _WIN32
+#ifdef TRAMO_THREAD_KEYS
 inline void* ThreadBlocks::own() noexcept {
     if (!usable.load(std::memory_order_relaxed)) return nullptr;
     void* const block = pthread_getspecific(key);

@@ -1,5 +1,6 @@
 #include "convert/codec.h"
 #include "common/dates.h"
+#include "common/putdecimal.h"
 #include "convert/complaint.h"
 #include <algorithm>
 #include <cfloat>
@@ -45,8 +46,8 @@ std::wstring_view digitsLost(std::wstring_view text, double value) {
     if (std::ssize(digits) <= alwaysKept) return {};
     std::string kept(digits.size() + 16, '\0');  // sign, point, exponent
     const auto decimals = static_cast<int>(digits.size()) - 1;
-    const auto result = std::to_chars(kept.data(), kept.data() + kept.size(), value, std::chars_format::scientific, decimals);
-    kept.resize(static_cast<std::size_t>(result.ptr - kept.data()));
+    char* const end = putDecimal(kept.data(), kept.data() + kept.size(), value, std::chars_format::scientific, decimals);
+    kept.resize(static_cast<std::size_t>(end - kept.data()));
     kept.erase(kept.find('e'));
     std::erase_if(kept, [](char c) { return c < '0' || c > '9'; });
     const auto lost = static_cast<std::size_t>(std::ranges::mismatch(digits, kept).in1 - digits.begin());
@@ -69,14 +70,14 @@ void fromLongInteger(long long value, wchar_t* dest, int width) {
     justify({buffer, static_cast<std::size_t>(result.ptr - buffer)}, dest, width);
 }
 
-// The longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0.
+// The longest text of a double: sign, 309 digits, point, and the 1074 decimals that can differ from 0; and a zero at its end.
 constexpr int maxDecimals = 1074;
-using DoubleText = char[1 + 309 + 1 + maxDecimals];
+using DoubleText = char[1 + 309 + 1 + maxDecimals + 1];
 
 std::string_view print(double value, int decimals, DoubleText& buffer) {
     if (std::isnan(value)) return std::signbit(value) ? "-nan" : "nan";  // some C++ libraries write "-nan(ind)"
-    const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value, std::chars_format::fixed, decimals);
-    return {buffer, static_cast<std::size_t>(result.ptr - buffer)};
+    char* const end = putDecimal(std::begin(buffer), std::end(buffer), value, std::chars_format::fixed, decimals);
+    return {buffer, static_cast<std::size_t>(end - buffer)};
 }
 
 // Writes a value of few digits. Returns false if the value is so close to the middle between two results that the error of

@@ -2,10 +2,9 @@
 #include "common/zone.h"
 #include "convert/codec.h"
 #include "convert/complaint.h"
+#include "convert/otherformats.h"
 #include <algorithm>
 #include <cwchar>
-#include <iomanip>
-#include <sstream>
 
 namespace codec = tramo::codec;
 
@@ -14,17 +13,6 @@ namespace {
 template <class String> bool allDigits(const String& s) {
     return !s.empty() && std::all_of(s.begin(), s.end(), [](auto c) { return c >= '0' && c <= '9'; });
 }
-
-// Formats other than the three of StrConv: printed by the standard library, in the caller's global locale.
-bool fromDateByStandard(long32 t, wchar_t* dest, const wchar_t* format) noexcept try {
-    const std::tm local = tramo::zone::brokenDown(t);
-    std::wostringstream out;
-    out << std::put_time(&local, format);
-    if (out.fail()) return false;
-    const std::wstring text = out.str();
-    std::copy(text.begin(), text.end(), dest);
-    return true;
-} catch (...) { return false; }
 
 template <class Read, class Text> bool toWiderLong(Read read, Text& s, long& v) {
     long32 narrow = 0;
@@ -117,7 +105,7 @@ bool StrConv::fromDate(const long32& t, wchar_t* dest, const wchar_t* format) {
     if (std::wcscmp(format, DATEFORMAT) == 0) return codec::fromDate(t, dest, DateFormat::Date);
     if (std::wcscmp(format, DATETIMEFORMAT) == 0) return codec::fromDate(t, dest, DateFormat::DateTime);
     if (std::wcscmp(format, YEARFORMAT) == 0) return codec::fromDate(t, dest, DateFormat::Year);
-    return fromDateByStandard(t, dest, format);
+    return codec::fromDateByStandard(t, dest, format);
 }
 
 #if LONG_MAX > 0x7FFFFFFF

@@ -39,7 +39,7 @@ std::vector<Columns> searchedIn(const RecordKind& kind) {
     for (const Field& field : kind.fields) {
         if (field.column == 0) continue;
         const auto first = static_cast<std::uint32_t>(field.column - 1), width = static_cast<std::uint32_t>(field.width);
-        std::fill_n(taken.begin() + first, width, true);
+        std::fill_n(taken.begin() + static_cast<std::ptrdiff_t>(first), width, true);
         if (const IgnoredBy ignored = ignoredBy(field.kind)) all.push_back({&field, first, width, ignored});
     }
     for (auto next = std::ranges::find(taken, false); next != taken.end();) {

@@ -1,4 +1,5 @@
 #include "tramostream/linemodel.h"
+#include "common/putdecimal.h"
 #include "tramostream/stringconverter.h"
 #include <algorithm>
 #include <array>
@@ -34,7 +35,7 @@ std::wstring shortest(double value) {
     const double size = std::abs(value);
     const bool isPlain = value == 0 || (size >= 1e-4 && size < 1e16);
     const auto form = isPlain ? std::chars_format::fixed : std::chars_format::scientific;
-    char* const end = std::to_chars(text.data(), text.data() + text.size(), value, form).ptr;
+    char* const end = putShortest(text.data(), text.data() + text.size(), value, form);
     return {text.data(), end};
 }
 

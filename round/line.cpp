@@ -2,6 +2,7 @@
 #include "common/dates.h"
 #include "common/encoding.h"
 #include "common/printable.h"
+#include "common/putdecimal.h"
 #include "common/secret.h"
 #include "common/suggestion.h"
 #include "common/utf16.h"
@@ -544,8 +545,8 @@ template <class Number> std::string digitsOf(Number number) {
 // The digits before the decimal point, with the sign.
 std::size_t integerWidth(double number) {
     std::array<char, 400> text{};
-    const auto result = std::to_chars(text.data(), text.data() + text.size(), std::trunc(number), std::chars_format::fixed, 0);
-    return static_cast<std::size_t>(result.ptr - text.data());
+    const char* const end = putDecimal(text.data(), text.data() + text.size(), std::trunc(number), std::chars_format::fixed, 0);
+    return static_cast<std::size_t>(end - text.data());
 }
 
 std::string codePoint(char32_t c) {

@@ -1,5 +1,6 @@
 // Processes tasks on several threads and finishes them in their order.
 #pragma once
+#ifndef __wasi__
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <system_error>
 #include <thread>
 #include <vector>
+#endif
 
 namespace tramo::cli {
 
@@ -20,6 +22,21 @@ namespace tramo::cli {
 /// Reuses a few more task objects than there are threads: `take` must clear them. An exception reaches the caller after all
 /// previous tasks are finished, as with one thread.
 template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish);
+
+/// The same without threads.
+template <class Task> void inOrderAlone(auto& take, auto& work, auto& finish) {
+    Task task;
+    while (take(task)) {
+        work(task);
+        finish(task);
+    }
+}
+
+#ifdef __wasi__
+
+template <class Task> void inOrder(unsigned, auto take, auto work, auto finish) { inOrderAlone<Task>(take, work, finish); }
+
+#else
 
 template <class Task, class Take, class Work, class Finish> class InOrder {
 public:
@@ -45,13 +62,7 @@ private:
         State state = State::Free;
     };
 
-    void runAlone() {
-        Task task;
-        while (take(task)) {
-            work(task);
-            finish(task);
-        }
-    }
+    void runAlone() { inOrderAlone<Task>(take, work, finish); }
 
     // Returns false if no thread can be started. Fewer than wanted are enough.
     bool start(unsigned threadCount) {
@@ -146,5 +157,7 @@ private:
 template <class Task> void inOrder(unsigned threadCount, auto take, auto work, auto finish) {
     InOrder<Task, decltype(take), decltype(work), decltype(finish)>(threadCount, take, work, finish).run(threadCount);
 }
+
+#endif
 
 }  // namespace tramo::cli

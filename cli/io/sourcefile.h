@@ -1,7 +1,7 @@
 // Input files, which other processes may change while they are read.
 #pragma once
+#include "cli/io/checksum.h"
 #include "cli/io/filestate.h"
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -16,37 +16,13 @@ struct Unreadable {
     std::string file{};  ///< its path; empty if the reason contains it
 };
 
-/// A checksum of bytes that are added in pieces. Not cryptographic: different texts with the same sum can be constructed.
-class Checksum {
-public:
-    void add(std::string_view bytes);
-    std::uint64_t value() const;
-
-private:
-    static constexpr std::size_t blockSize = 32;
-
-    void take(const char* block);
-
-    std::array<std::uint64_t, 4> lanes{1, 2, 3, 4};
-    std::array<char, blockSize> begun{};
-    std::uint64_t count = 0;
-};
-
-/// A range of a file that was read.
-struct Passage {
-    std::uint64_t from = 0, to = 0;
-    Checksum sum{};
-
-    void add(std::string_view bytes) {
-        to += bytes.size();
-        sum.add(bytes);
-    }
-};
-
 /// Reads a file in the state that it had when it was opened. A regular file may be replaced, deleted or extended meanwhile. If
 /// it becomes shorter or its content changes, `confirm` detects it at the latest. Operations throw Unreadable.
 class SourceFile {
 public:
+    /// Throws Unreadable if a path names no file, or a directory. Other files need not be regular.
+    static void expectFile(const std::string& path);
+
     /// "-" is the standard input, from its current position.
     explicit SourceFile(const std::string& givenPath) : SourceFile(givenPath, givenPath) {}
     SourceFile(const std::string& givenPath, std::string called);  ///< `called`: the path for messages

@@ -2,9 +2,7 @@
 #include "cli/io/console.h"
 #include "common/encoding.h"
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <fmt/format.h>
 #include <system_error>
 
@@ -87,12 +85,8 @@ Input::Input(const std::string& path, EncodingChoice choice, LineRange lines, bo
 }
 
 void Input::open(EncodingChoice choice, bool isDiagnosed) {
-    namespace fs = std::filesystem;
     try {
-        std::error_code error;
-        const fs::file_status status = file == "-" ? fs::file_status(fs::file_type::fifo) : fs::status(pathOf(file), error);
-        if (!fs::exists(status)) throw Unreadable{reasonOf(error ? error.value() : ENOENT)};
-        if (fs::is_directory(status)) throw Unreadable{"is a directory"};
+        SourceFile::expectFile(file);
         source = std::make_shared<SourceFile>(file);
         if (!source->isRegular()) {
             spool =
@@ -184,17 +178,6 @@ Unreadable Input::hasNoLine(long long number) const {
 
 std::uint64_t Input::charactersUnread() const {
     return text->hasUnreadText() && size > bytesRead() ? (size - bytesRead()) / 2 : 0;
-}
-
-unsigned usefulThreads(unsigned most, std::span<const std::string> files) {
-    namespace fs = std::filesystem;
-    std::uint64_t pieces = 0;
-    for (const std::string& file : files) {
-        std::error_code error;
-        if (file == "-" || !fs::is_regular_file(pathOf(file), error)) return most;  // unknown size
-        pieces += 1 + fs::file_size(pathOf(file), error) / TextFile::usualPiece;
-    }
-    return static_cast<unsigned>(std::clamp<std::uint64_t>(pieces / 2, 1, most));
 }
 
 std::string Input::unreadRest() const {

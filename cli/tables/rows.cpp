@@ -140,8 +140,12 @@ std::optional<double> realOf(const Cell& cell) {
     if (!text) return std::nullopt;
     for (const NamedNumber& named : namedNumbers)
         if (*text == named.name) return named.value;
+#ifdef __wasi__  // the C++ library does not read decimal numbers; only an import does
+    return std::nullopt;
+#else
     const auto value = parsed<double>(*text);
     return value && std::isfinite(*value) ? value : std::nullopt;
+#endif
 }
 
 // Programs that keep a column with gaps as decimals write integers like this: "6054.0".
