@@ -15,15 +15,15 @@ const NAMES_SHOWN = 3;
 const different = (list) => [...new Set(list.filter(Boolean))];
 
 export class App {
-    /** actions: elements beside the button that prints, for a page that can do more. */
-    constructor(root, round, { actions = [] } = {}) {
+    /** actions: elements beside the button that prints, for a page that can do more; signal: ends what the page listens to. */
+    constructor(root, round, { actions = [], signal = undefined } = {}) {
         Object.assign(this, { root, round, actions });
         this.choose(-1);
-        addEventListener('hashchange', () => this.#route());
-        addEventListener('popstate', () => this.#route());
-        addEventListener('keydown', (event) => this.#slash(event));
-        addEventListener('beforeprint', () => this.#showPaper());
-        addEventListener('afterprint', () => document.querySelector('.print')?.remove());
+        addEventListener('hashchange', () => this.#route(), { signal });
+        addEventListener('popstate', () => this.#route(), { signal });
+        addEventListener('keydown', (event) => this.#slash(event), { signal });
+        addEventListener('beforeprint', () => this.#showPaper(), { signal });
+        addEventListener('afterprint', () => document.querySelector('.print')?.remove(), { signal });
     }
 
     /** Shows all files, or one of them. */

@@ -3,7 +3,7 @@
 #   cmake -DOUT=page.cpp -P assemble.cmake    C++: the page in three pieces, between which are its title and its data
 #   cmake -DOUT=page.html -P assemble.cmake   the page itself
 #
-# Options: MAIN: the module to begin with (main.js). SCRIPTS: more sources of scripts that the page allows, such as
+# Options: MAIN: the module to begin with (main.js). STYLE: the style sheet (style.css). SCRIPTS: more sources of scripts that the page allows, such as
 # 'wasm-unsafe-eval'. POLICY: more directives. Of HTML, TITLE, and DATA: a file with the elements for the data.
 #
 # The page allows scripts and styles by their hashes only, and nothing else.
@@ -13,6 +13,9 @@ set(web ${CMAKE_CURRENT_LIST_DIR})
 include(${web}/squeeze.cmake)
 if(NOT MAIN)
     set(MAIN main.js)
+endif()
+if(NOT STYLE)
+    set(STYLE style.css)
 endif()
 
 # ---- One script -----------------------------------------------------------------------------------------------------
@@ -60,9 +63,9 @@ add_module(${MAIN})
 squeeze_script(script)
 
 # ---- One style ------------------------------------------------------------------------------------------------------
-# style.css imports the parts of the style, one a line.
+# The style sheet imports the parts of the style, one a line.
 
-file(STRINGS ${web}/style.css imports REGEX "^@import ")
+file(STRINGS ${web}/${STYLE} imports REGEX "^@import ")
 set(style "")
 foreach(import IN LISTS imports)
     string(REGEX REPLACE "^@import '(.*)'.*" "\\1" part "${import}")
