@@ -2,6 +2,8 @@
 #include "common/utf8.h"
 #include "page/column.h"
 #include <algorithm>
+#include <map>
+#include <utility>
 #include <vector>
 
 namespace tramo::page {
@@ -46,13 +48,16 @@ void writeDiagnosis(JsonText& json, const Finding& finding) {
 }
 
 void writeRules(JsonText& json, std::span<const PageFile> files) {
-    std::vector<const Rule*> rules;
+    std::vector<std::pair<const Rule*, std::size_t>> rules;
     for (const PageFile& file : files)
         for (const auto* list : {&file.checked->diagnosis, &file.checked->findings})
-            for (const Finding& finding : *list)
-                if (std::ranges::find(rules, finding.rule) == rules.end()) rules.push_back(finding.rule);
+            for (const Finding& finding : *list) {
+                auto known = std::ranges::find(rules, finding.rule, &std::pair<const Rule*, std::size_t>::first);
+                if (known == rules.end()) known = rules.insert(known, {finding.rule, 0});
+                ++known->second;
+            }
     json.beginArray("rules");
-    for (const Rule* rule : rules) {
+    for (const auto& [rule, count] : rules) {
         json.beginObject();
         json.member("name", rule->name);
         if (rule->code) json.member("code", rule->code);
@@ -60,38 +65,47 @@ void writeRules(JsonText& json, std::span<const PageFile> files) {
         json.member("severity", nameOf(rule->severity));
         json.member("about", isAboutFile(*rule) ? "file" : isAboutRounds(*rule) ? "round" : "line");
         json.memberIfAny("remedy", rule->remedy);
+        json.member("count", count);
         json.endObject();
     }
     json.endArray();
 }
 
-std::size_t writeFindings(JsonText& json, std::span<const PageFile> files, std::size_t most) {
-    IntegerColumn lines, ofFiles, codes, columns, ends, reported;
-    TextColumn severities, rules, kinds, fields, found, messages, why, help;
-    std::size_t count = 0;
-    const auto above0 = [](IntegerColumn& column, int number) { number > 0 ? column.add(number) : column.addNone(); };
+std::vector<ListedFinding> listedFindings(std::span<const PageFile> files, const PageOptions& options) {
+    std::map<std::pair<const Rule*, std::string_view>, std::size_t> alike;
+    std::vector<ListedFinding> listed;
     for (std::size_t file = 0; file < files.size(); ++file)
         for (const Finding& finding : files[file].checked->findings) {
-            if (count == most) break;
-            ++count;
-            lines.add(finding.line);
-            ofFiles.add(static_cast<long long>(file));
-            severities.add(nameOf(finding.severity));
-            rules.add(finding.rule->name);
-            above0(codes, finding.rule->code);
-            above0(columns, finding.column);
-            above0(ends, finding.column > 0 ? finding.endColumn : 0);
-            above0(reported, finding.reportedColumn);
-            kinds.addIfAny(finding.kind);
-            fields.addIfAny(finding.field);
-            found.addIfAny(!finding.field.empty() && finding.column > 0 ? utf8::encode(finding.found) : std::string());
-            messages.add(sentenceOf(finding));
-            why.add(explanationOf(finding));
-            help.addIfAny(finding.hint);
+            if (listed.size() == options.mostFindings) return listed;
+            if (++alike[{finding.rule, finding.field}] <= options.mostAlike) listed.push_back({file, &finding});
         }
-    json.member("n", count);
+    return listed;
+}
+
+void writeFindings(JsonText& json, std::span<const ListedFinding> listed, bool hasFiles) {
+    IntegerColumn lines, ofFiles, codes, columns, ends, reported;
+    TextColumn severities, rules, kinds, fields, found, messages, why, help;
+    const auto above0 = [](IntegerColumn& column, int number) { number > 0 ? column.add(number) : column.addNone(); };
+    for (const auto& [file, of] : listed) {
+        const Finding& finding = *of;
+        lines.add(finding.line);
+        ofFiles.add(static_cast<long long>(file));
+        severities.add(nameOf(finding.severity));
+        rules.add(finding.rule->name);
+        above0(codes, finding.rule->code);
+        above0(columns, finding.column);
+        above0(ends, finding.column > 0 ? finding.endColumn : 0);
+        above0(reported, finding.reportedColumn);
+        kinds.addIfAny(finding.kind);
+        fields.addIfAny(finding.field);
+        found.addIfAny(!finding.field.empty() && finding.column > 0 ? utf8::encode(finding.found) : std::string());
+        messages.add(sentenceOf(finding));
+        why.add(explanationOf(finding));
+        help.addIfAny(finding.hint);
+    }
+    json.member("n", listed.size());
     writeColumn(json, "line", lines);
-    if (files.size() > 1) writeColumn(json, "file", ofFiles);
+    if (hasFiles) writeColumn(json, "file", ofFiles);
     writeColumn(json, "severity", severities);
     writeColumn(json, "rule", rules);
     writeColumn(json, "code", codes);
@@ -104,7 +118,6 @@ std::size_t writeFindings(JsonText& json, std::span<const PageFile> files, std::
     writeColumn(json, "message", messages);
     writeColumn(json, "why", why);
     writeColumn(json, "help", help);
-    return count;
 }
 
 }  // namespace tramo::page

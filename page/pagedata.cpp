@@ -40,12 +40,7 @@ void writePageData(std::span<const PageFile> files, const PageOptions& options, 
         meters.addFindings(file);
     }
 
-    std::size_t listed = 0;
-    std::string findings = jsonOf([&](JsonText& json) {
-        json.beginObject();
-        listed = writeFindings(json, files, options.mostFindings);
-        json.endObject();
-    });
+    const std::vector<ListedFinding> listed = listedFindings(files, options);
     sink.part("summary", jsonOf([&](JsonText& json) {
         json.beginObject();
         json.member("format", "tramo-page");
@@ -55,7 +50,7 @@ void writePageData(std::span<const PageFile> files, const PageOptions& options, 
         json.memberIfAny("language", options.language);
         json.member("hasPersonal", options.hasPersonal);
         json.member("showsKeys", options.showsKeys);
-        writeSource(json, files, meters, listed);
+        writeSource(json, files, meters, listed.size());
         json.beginObject("counts");
         meters.writeCounts(json);
         json.endObject();
@@ -63,11 +58,16 @@ void writePageData(std::span<const PageFile> files, const PageOptions& options, 
         writeRounds(json, files, options);
         writeRules(json, files);
         writeAlarmNames(json);
-        writeLines(json, files, options, sink);
+        writeLines(json, files, listed, options, sink);
         json.endObject();
     }));
     meters.write(sink);
-    if (listed > 0) sink.part("findings", std::move(findings));
+    if (!listed.empty())
+        sink.part("findings", jsonOf([&](JsonText& json) {
+            json.beginObject();
+            writeFindings(json, listed, files.size() > 1);
+            json.endObject();
+        }));
     if (options.reconciled) sink.part("reconcile", reconciledJson(*options.reconciled));
     writeOthers("tags", kindOf<TagTramoModel>(), tagColumns, files, options, sink);
     writeOthers("parameters", kindOf<ParameterTramoModel>(), parameterColumns, files, options, sink);

@@ -32,6 +32,7 @@ struct PageOptions {
     bool showsKeys = false;            // the keys of key lines in clear text
     std::uint64_t mostText = 1 << 24;  // of all lines, in characters; of longer files, only lines with findings
     std::size_t mostFindings = 20000;  // that are listed
+    std::size_t mostAlike = 1000;      // with the same rule and field
 
     // If there are two files, the second one is what came back of the first; nullptr: they have nothing to do with each other.
     const Reconciliation* reconciled = nullptr;

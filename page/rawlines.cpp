@@ -31,10 +31,9 @@ void hidePosition(const LineView& line, std::string& text) {
 }  // namespace
 
 std::string textOf(const LineView& line, const PageOptions& options) {
-    if (!options.showsKeys && (line.lineKind() == LineKind::Key || line.fault() != LineFault::None)) {
+    if (!options.showsKeys && line.size() > 0 && (line.lineKind() == LineKind::Key || line.fault() != LineFault::None)) {
         const std::wstring wide = line.wide();
-        const bool holdsKeys = line.lineKind() == LineKind::Key || mayHoldKeys(wide);
-        if (holdsKeys) return maskedKeyLine(wide);
+        if (line.lineKind() == LineKind::Key || mayHoldKeys(wide)) return maskedKeyLine(wide);
     }
     constexpr std::size_t most = 1 << 14;  // of a line that is none of the format's
     if (line.size() > most) return utf8::encode(line.wide().substr(0, most)) + "...";
@@ -68,10 +67,10 @@ private:
     std::size_t lines = 0;
 };
 
-std::vector<std::int64_t> linesWithFindings(const CheckedFile& checked) {
+std::vector<std::int64_t> linesWithFindings(std::size_t file, std::span<const ListedFinding> listed) {
     std::vector<std::int64_t> numbers;
-    for (const Finding& finding : checked.findings)
-        if (finding.line > 0) numbers.push_back(finding.line);
+    for (const ListedFinding& each : listed)
+        if (each.file == file && each.finding->line > 0) numbers.push_back(each.finding->line);
     std::ranges::sort(numbers);
     numbers.erase(std::ranges::unique(numbers).begin(), numbers.end());
     return numbers;
@@ -79,7 +78,8 @@ std::vector<std::int64_t> linesWithFindings(const CheckedFile& checked) {
 
 }  // namespace
 
-void writeLines(JsonText& json, std::span<const PageFile> files, const PageOptions& options, const PageSink& sink) {
+void writeLines(JsonText& json, std::span<const PageFile> files, std::span<const ListedFinding> listed,
+    const PageOptions& options, const PageSink& sink) {
     std::uint64_t size = 0;
     for (const PageFile& file : files)
         for (const LineView& line : file.lines->lines()) size += line.size();
@@ -88,15 +88,15 @@ void writeLines(JsonText& json, std::span<const PageFile> files, const PageOptio
     json.beginObject("raw");
     json.member("step", linesPerBlock);
     json.beginArray("files");
-    for (const PageFile& file : files) {
-        const std::span<const LineView> lines = file.lines->lines();
+    for (std::size_t file = 0; file < files.size(); ++file) {
+        const std::span<const LineView> lines = files[file].lines->lines();
         json.beginObject();
         if (hasAll) {
             json.member("lines", lines.size());
             for (const LineView& line : lines) blocks.add(textOf(line, options));
         } else {
             IntegerColumn numbers;
-            for (const std::int64_t number : linesWithFindings(*file.checked)) {
+            for (const std::int64_t number : linesWithFindings(file, listed)) {
                 if (number > static_cast<std::int64_t>(lines.size())) continue;
                 numbers.add(number);
                 blocks.add(textOf(lines[static_cast<std::size_t>(number - 1)], options));

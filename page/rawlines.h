@@ -1,5 +1,6 @@
 // The lines of files as text, in blocks that the page opens when it shows one of their lines.
 #pragma once
+#include "page/findings.h"
 #include "page/jsontext.h"
 #include "page/pagedata.h"
 #include <span>
@@ -15,6 +16,7 @@ std::string textOf(const LineView& line, const PageOptions& options);
 
 // Hands over the blocks, each of lines of one file. A line that may hold keys has "***" in their places, unless they are to be
 // shown. Writes the member "raw", which says what lines the blocks have.
-void writeLines(JsonText& json, std::span<const PageFile> files, const PageOptions& options, const PageSink& sink);
+void writeLines(JsonText& json, std::span<const PageFile> files, std::span<const ListedFinding> listed,
+    const PageOptions& options, const PageSink& sink);
 
 }  // namespace tramo::page

@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <rapidjson/document.h>
+#include <set>
 
 using tramo::CheckedFile, tramo::FileChecker, tramo::Finding, tramo::Line, tramo::LineView, tramo::Meter, tramo::Reader,
     tramo::Round, tramo::RoundFile;
@@ -319,6 +320,25 @@ TEST(PageData, FindingsBeyondTheLimitAreCounted) {
     const Page page = pageOf("round-broken.txt", {.mostFindings = 10});
     EXPECT_EQ(page.table("findings").rows(), 10U);
     EXPECT_EQ(page.summary()["source"]["notListed"].GetUint64(), page.checks[0].findings.size() - 10);
+}
+
+TEST(PageData, NoFindingHidesAnother) {
+    const Silence quiet;
+    const Page page = pageOf("round-broken.txt", {.mostAlike = 1});
+    const Table table = page.table("findings");
+    std::map<std::string, std::uint64_t> all;
+    std::set<std::string> expectedPairs, pairs;
+    for (const Finding& finding : page.checks[0].findings) {
+        ++all[std::string(finding.rule->name)];
+        expectedPairs.insert(std::string(finding.rule->name) + ' ' + std::string(finding.field));
+    }
+    for (std::size_t row = 0; row < table.rows(); ++row)
+        EXPECT_TRUE(pairs.insert(*table.at("rule", row) + ' ' + table.at("field", row).value_or("")).second) << row;
+    EXPECT_EQ(pairs, expectedPairs);
+    for (const auto& rule : page.summary()["rules"].GetArray())
+        if (all.contains(rule["name"].GetString())) {
+            EXPECT_EQ(rule["count"].GetUint64(), all[rule["name"].GetString()]) << rule["name"].GetString();
+        }
 }
 
 TEST(PageData, BlocksHoldAllLinesOrThoseWithFindings) {

@@ -48,7 +48,8 @@ as by "tramo anonymize", with a random key that is not kept: what replaced them
 differs in each report. Names of files are left out.
 
 All lines are in the report if they have 16 million characters or less;
-otherwise, only those with findings. At most 20 000 findings are listed.
+otherwise, only those with findings. Of findings with the same rule and field,
+the first 1 000 are listed, of all findings 20 000; all of them are counted.
 
 Options:
   -o, --output OUT    writes to the file OUT; "-" is the standard output

@@ -1,6 +1,8 @@
 """Shared by the tests of the tool. TRAMO is the path of the program; the working directory is the project's root."""
+import base64
 import fcntl
 import functools
+import gzip
 import json
 import os
 import pty
@@ -182,6 +184,13 @@ class CliTest(unittest.TestCase):
         self.assertEqual([line.removeprefix("f:") for line in result.findings], list(expected))
         self.assertEqual((result.code, result.err), (code if expected else 0, ""))
         return result
+
+
+def parts_of(page):
+    """Returns the parts of a report by their names, as parsed JSON; "raw": its lines, by blocks."""
+    found = re.findall(rb'<script type="text/plain" id="tramo-(\w+)">([A-Za-z0-9+/=\n]*)</script>', page)
+    opened = {name.decode(): [gzip.decompress(base64.b64decode(block)).decode("utf-8") for block in text.split(b"\n")] for name, text in found}
+    return {name: blocks if name == "raw" else json.loads(blocks[0]) for name, blocks in opened.items()}
 
 
 def choices(command, option):

@@ -12,7 +12,7 @@ from support import ENVIRONMENT, TRAMO, CliTest
 ENOUGH = {
     "anonymize": ["f", "--key", "f", "-o", "out"], "check": ["f"], "convert": ["f", "--encoding", "ansi", "-o", "out"], "diff": ["f", "f"], "explain": ["AMR"],
     "export": ["f", "--to", "jsonl"], "import": ["f", "--from", "jsonl", "--encoding", "ansi"], "keys": ["f"],
-    "reconcile": ["f", "f"], "repair": ["f"], "rewrite": ["f", "--dry-run"], "sample": ["--meters", "1", "-o", "out"], "show": ["f"], "stats": ["f"]}
+    "reconcile": ["f", "f"], "repair": ["f"], "report": ["f", "-o", "out"], "rewrite": ["f", "--dry-run"], "sample": ["--meters", "1", "-o", "out"], "show": ["f"], "stats": ["f"]}
 
 # Calls the function as the shell does, and reports when it leaves the word to the completion of file names.
 ASK = """

@@ -9,7 +9,7 @@ from support import ENVIRONMENT, ROOT, TRAMO, CliTest, sample
 
 # The exit codes of the first two examples of each page. 1: the file has findings.
 CODES = {"": [1, 0], "anonymize": [0, 0], "check": [1, 1], "convert": [0, 0], "diff": [1, 1], "explain": [0, 0], "export": [0, 0], "import": [0, 1],
-         "keys": [0, 0], "reconcile": [0, 1], "repair": [1, 1], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
+         "keys": [0, 0], "reconcile": [0, 1], "repair": [1, 1], "report": [0, 0], "rewrite": [1, 1], "sample": [0, 0], "show": [1, 1], "stats": [0, 0]}
 
 # Terms to avoid, as regular expressions, each with the term to use.
 RETIRED = {
@@ -45,7 +45,7 @@ MISTAKES = (
     ["export", "f", "--to", "csv", "--findings", "-"], ["export", "cut", "--to", "jsonl", "-o", "x"], ["export", "f", "--to", "jsonl", "--bom"],
     ["export", "f", "--to", "jsonl", "-o", "f"], ["import", "f"], ["import", "f", "--from", "jsonl"], ["import", "f", "--from", "jsonl", "--encoding", "ansi"],
     ["import", "f", "--from", "csv", "--encoding", "ansi"], ["import", "f", "--from", "sqlite", "--encoding", "ansi"],
-    ["import", "-", "--from", "sqlite", "--encoding", "ansi"], ["keys"], ["keys", "f"], ["reconcile", "f"], ["reconcile", "-", "-"], ["repair", "f", "--log", "x"], ["repair", "f", "--accept", "x"], ["rewrite", "f"], ["rewrite", "f", "--dry-run", "--format", "xml"],
+    ["import", "-", "--from", "sqlite", "--encoding", "ansi"], ["keys"], ["keys", "f"], ["reconcile", "f"], ["reconcile", "-", "-"], ["report", "f"], ["report", "f", "-o", "-", "--open"], ["report", "f", "-o", "f"], ["report", "f", "-o", "x", "--lang", "xx"], ["report", "f", "-o", "x", "--without", "all"], ["repair", "f", "--log", "x"], ["repair", "f", "--accept", "x"], ["rewrite", "f"], ["rewrite", "f", "--dry-run", "--format", "xml"],
     ["sample"], ["sample", "x", "-o", "y"], ["sample", "--faults", "2", "-o", "y"], ["sample", "--faults", "0.1", "-o", "-"],
     ["sample", "--differences", "0.1", "-o", "y"], ["sample", "--returned", "--differences", "0.1", "-o", "-"],
     ["sample", "--meters", "0", "-o", "y"], ["sample", "--kinds", "zebra", "-o", "y"], ["sample", "--meters", "1", "--kinds", "6", "-o", "y"],

@@ -30,13 +30,13 @@ ENDS_IN_FOLDERS = {"json": "f.json"}
 OPTIONS_OF_FILES = {"-o", "--findings", "--log"}
 WRITERS = ["anonymize --key in.txt in.txt -o {}", "anonymize --key in.txt in.txt in.jsonl -o {}", "anonymize --new-key {}", "export in.txt --to jsonl -o {}", "export in.txt --to csv --only AMR -o {}.csv", "export in.txt --to csv -o {}",
            "export in.txt --to sqlite -o {}", "export in.txt --to xlsx -o {}", "export in.txt --to jsonl -o - --findings {}",
-           "import in.jsonl --from jsonl --encoding ansi -o {}", "convert in.txt --encoding utf16le -o {}", "rewrite in.txt -o {}",
+           "import in.jsonl --from jsonl --encoding ansi -o {}", "convert in.txt --encoding utf16le -o {}", "report in.txt -o {}", "rewrite in.txt -o {}",
            "rewrite --force in.txt -o {}", "repair in.txt -o {}", "repair broken.txt -o out2 --log {}", "sample --meters 2 -o {}", "sample --meters 20 --faults 0.5 -o {}", "sample --meters 20 --returned --differences 0.5 -o {}"]
 READERS = ["anonymize --key in.txt {} -o out", "anonymize --key {} in.txt -o out", "anonymize --key in.txt {} in.txt -o folder2", "check {}", "check -q {} {}", "check --format json {}", "check --format sarif {}", "check --kind key {}", "check --lines 9999- {}",
            "check --seek --lines 3- {}", "convert {} --encoding ansi -o out", "convert {} --encoding utf16le -o -", "diff {} in.txt", "diff in.txt {}",
            "diff --format json {} in.txt", "diff --only-readings {} in.txt", "explain {}", "explain {}:1", "explain {}:1:1", "explain {}:9999", "export {} --to jsonl", "export {} --to csv --only AMR",
            "export {} --to jsonl -o {}", "export {} --to csv -o folder", "import {} --from jsonl --encoding ansi", "import {} --from csv --encoding ansi",
-           "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "reconcile {} in.txt", "reconcile in.txt {}", "reconcile --format json {} in.txt", "reconcile --format csv in.txt {}", "repair {}", "repair {} -o out", "repair --reference {} in.txt", "repair {} -o {}", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
+           "import {} --from sqlite --encoding ansi", "keys {}", "keys --format json {} {}", "reconcile {} in.txt", "reconcile in.txt {}", "reconcile --format json {} in.txt", "reconcile --format csv in.txt {}", "repair {}", "repair {} -o out", "repair --reference {} in.txt", "repair {} -o {}", "report {} -o out", "report in.txt {} -o -", "report {} --without personal -o out", "rewrite --dry-run {}", "rewrite --dry-run --format json {}",
            "rewrite --force {} -o out", "rewrite {} -o {}", "show {}", "show {} 1", "show {}:1", "show {}:9999:1", "show --raw {} 1", "show --meter C12AB0100000 {}", "stats {}", "stats --format json {} {}"]
 VALUES = ["anonymize --key in.txt --from {} in.txt -o out", "check --encoding {} in.txt", "check --kind {} in.txt", "check --lines {} in.txt", "check --format {} in.txt", "check --max-findings {} in.txt",
           "check --threads {} in.txt", "check -j {} in.txt", "check --color {} in.txt", "check --color={} in.txt", "convert --encoding {} in.txt -o out",
@@ -44,11 +44,11 @@ VALUES = ["anonymize --key in.txt --from {} in.txt -o out", "check --encoding {}
           "explain --color {}", "explain --format {}", "explain {}", "explain AMR:{}", "explain {}:12", "explain 0x{}", "export in.txt --to {}", "export in.txt --to csv --table {}", "export in.txt --to csv --table unread --fields {}", "export in.txt --to jsonl --only {}",
           "export in.txt --to jsonl --lines {}", "export in.txt --to jsonl --encoding {}", "export in.txt --to jsonl --threads {}",
           "import in.jsonl --from {} --encoding ansi", "import in.jsonl --from jsonl --encoding {}", "keys --encoding {} in.txt", "keys --format {} in.txt", "reconcile --encoding {} in.txt in.txt", "reconcile --format {} in.txt in.txt",
-          "repair --accept {} in.txt", "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
+          "repair --accept {} in.txt", "report --title {} in.txt -o out", "report --lang {} in.txt -o out", "report --without {} in.txt -o out", "report --encoding {} in.txt -o out", "report --threads {} in.txt -o out", "rewrite --encoding {} in.txt -o out", "rewrite --from {} in.txt -o out", "rewrite --dry-run --format {} in.txt", "sample --meters {} -o out",
           "sample --seed {} -o out", "sample --faults {} -o out", "sample --returned --differences {} -o out", "sample --kinds {} -o out", "sample --kinds AMR,{} -o out", "sample --encoding {} -o out",
           "show --encoding {} in.txt", "show --meter {} in.txt", "show --kind {} in.txt", "show --color {} in.txt", "show in.txt {}", "show in.txt:{}", "stats --encoding {} in.txt",
           "stats --format {} in.txt", "{}", "--{}", "-{}", "help {}", "help --man {}", "help --completion {}", "check --{} in.txt", "check in.txt --{}=1"]
-COMMANDS = ("anonymize", "check", "convert", "diff", "explain", "export", "import", "keys", "reconcile", "repair", "rewrite", "sample", "show", "stats")
+COMMANDS = ("anonymize", "check", "convert", "diff", "explain", "export", "import", "keys", "reconcile", "repair", "report", "rewrite", "sample", "show", "stats")
 
 
 def has_mark(text):
@@ -79,7 +79,7 @@ class NamesTest(CliTest):
             if code is not None:
                 self.assertIn(done.returncode, code if isinstance(code, tuple) else (code,), (done.stdout[:200], done.stderr))
             is_product = (words[0] in ("anonymize", "convert", "export", "import", "sample") or words[0] == "repair" and "-o" in words
-                          or words[0] == "reconcile" and "csv" in words or words[0] == "rewrite" and "--dry-run" not in words)
+                          or words[0] == "report" or words[0] == "reconcile" and "csv" in words or words[0] == "rewrite" and "--dry-run" not in words)
             for stream in (done.stderr,) if is_product else (done.stderr, done.stdout):
                 text = stream.decode("utf-8")
                 self.assertEqual(has_mark(text), [], text[:500])

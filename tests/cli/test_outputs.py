@@ -56,6 +56,7 @@ COMMANDS = [
     Command("rewrite cleanly", "rewrite IN -o OUT", "clean.txt", "large-clean.txt", replaces=True),
     Command("repair", "repair IN -o OUT", "trimmed.txt", "large-trimmed.txt"),
     Command("sample", "sample --meters 20 -o OUT"),
+    Command("report", "report IN -o OUT", "round.txt", "large.txt", secret=True),
     Command("anonymize", "anonymize --key KEY IN -o OUT", "round.txt", "large.txt"),
 ]
 LARGE_SAMPLE = ["sample", "--meters", "60000", "-o"]

@@ -44,7 +44,7 @@ OTHERS = [
     "rewrite --force small.txt -o -", "rewrite --force --encoding utf16le small.txt -o out/new.txt",
     "convert small.txt --encoding utf16le -o out/new.txt", "convert small.txt --encoding ansi -o -",
     "anonymize --key key.txt small.txt keys.txt -o out/folder", "anonymize --key key.txt --shift-dates small.txt -o out/new.txt",
-    "reconcile small.txt other.txt", "reconcile --format json small.txt other.txt", "reconcile --format csv other.txt small.txt",
+    "report small.txt keys.txt -o out/page.html", "report --title A --lang fr other.txt small.txt -o -", "reconcile small.txt other.txt", "reconcile --format json small.txt other.txt", "reconcile --format csv other.txt small.txt",
     "diff small.txt other.txt", "diff --format json small.txt other.txt", "diff --exact --full small.txt other.txt",
     "stats small.txt other.txt", "stats --format json small.txt", "show small.txt", "show --all small.txt 3-9", "show --raw small.txt 2",
     "keys keys.txt small.txt", "keys --format json keys.txt", "sample --meters 90 --returned --faults 0.1 -o out/sample.txt",

@@ -41,6 +41,8 @@ COMMANDS = [
     "repair - -o -",
     "reconcile broken.txt -",
     "reconcile --format csv - broken.txt",
+    "report - -o -",
+    "report broken.txt -o /dev/stdout",
     "rewrite --force - -o -",
     "rewrite --dry-run -",
     "sample --meters 100 -o -",

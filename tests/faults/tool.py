@@ -67,6 +67,8 @@ COMMANDS = [
     Command("anonymize", "anonymize", "--key", "in/keys.txt", "in/round.txt", "-o", "out/new.txt", product="new.txt"),
     Command("anonymize two", "anonymize", "--key", "in/keys.txt", "in/round.txt", "in/keys.txt", "-o", "out/new", product="new", old=False),
     Command("reconcile", "reconcile", "in/round.txt", "in/other.txt"),
+    Command("report", "report", "in/round.txt", "in/keys.txt", "-o", "out/new.html", product="new.html"),
+    Command("report pair", "report", "in/round.txt", "in/other.txt", "-j", "3", "-o", "out/new.html", product="new.html"),
     Command("explain", "explain", "1"),
     Command("help", "help", "--man", "check"),
     Command("sample", "sample", "--meters", "20", "-o", "out/new.txt", product="new.txt"),
