@@ -631,6 +631,33 @@ void sharedRows() {
     //! [shareArrow]
 }
 
+void arrowBatches() {
+    //! [ArrowBatches]
+    struct Located : tramo::ArrowBatches {  // meters with a position, of a round that is in memory
+        tramo::Columns columns{*tramo::recordKind(L'1')};
+
+        void exportSchema(ArrowSchema* out) const override { columns.exportSchema(out); }
+        bool exportRows(ArrowArray* out) override {
+            if (columns.rows() == 0) return false;
+            columns.exportRows(out);
+            return true;
+        }
+    };
+    const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
+    auto batches = std::make_unique<Located>();
+    for (const tramo::Round& round : file.rounds())
+        for (const tramo::Meter& meter : round.meters())
+            if (meter.place()) batches->columns.add(meter.subscriber());
+
+    ArrowArrayStream stream;
+    tramo::arrowStream(std::move(batches), &stream);
+    for (ArrowArray rows; stream.get_next(&stream, &rows) == 0 && rows.release; rows.release(&rows))
+        std::wcout << rows.length << L" meters\n";
+    stream.release(&stream);
+    //> 30 meters
+    //! [ArrowBatches]
+}
+
 void meterTable() {
     //! [MeterTable]
     const tramo::RoundFile file = tramo::RoundFile::read("samples/round-returned.txt");
@@ -1025,6 +1052,7 @@ int main() {
     run(L"arrowStream", arrow);
     run(L"malformedStream", malformedStream);
     run(L"shareArrow", sharedRows);
+    run(L"ArrowBatches", arrowBatches);
     run(L"RoundFile", roundFile);
     run(L"FileParts", fileParts);
     run(L"MeterTable", meterTable);

@@ -185,6 +185,8 @@ TRAMO_EXPORT void arrowStream(const char* path, const RecordKind& kind, std::spa
     ArrowArrayStream* out, const ArrowStreamOptions& options = {});
 
 /// Rows of any origin for a stream: of a MeterTable, of several files, or rows that are handed out again (shareArrow).
+///
+/// @snippet docs/examples.cpp ArrowBatches
 class TRAMO_EXPORT ArrowBatches {
 public:
     virtual ~ArrowBatches();
