@@ -23,7 +23,7 @@ namespace tramo::cli {
 
 namespace {
 
-constexpr const char* help = R"(Write a report: one page for a browser, with the round inside.
+constexpr const char* help = R"(Write a round as one page for a browser, with its data inside.
 
 Examples:
   tramo report samples/round-returned.txt -o round.html
@@ -44,8 +44,8 @@ has what "tramo reconcile" says. Other files are shown together.
 A report holds personal data. Only its owner can read a new OUT. With --without
 personal, it has no areas, positions, messages and free answers, and serial
 numbers, references, user codes and the codes and names of rounds are replaced
-as by "tramo anonymize", with a random key that is not kept: what replaced them
-differs in each report. Names of files are left out.
+as by "tramo anonymize", with a random key that is not kept: each report has
+other replacements. Names of files are left out.
 
 All lines are in the report if they have 16 million characters or less;
 otherwise, only those with findings. Of findings with the same rule and field,
@@ -54,9 +54,8 @@ the first 1 000 are listed, of all findings 20 000; all of them are counted.
 Options:
   -o, --output OUT    writes to the file OUT; "-" is the standard output
   --open              opens OUT in a browser
-  --title TEXT        the title of the page; default: the names of the rounds
-  --lang WHAT         the language of the page: en, fr; default: that of the
-                      browser
+  --title TEXT        the title of the page, instead of the names of the rounds
+  --lang WHAT         the language of the page, instead of the browser's: en, fr
   --without WHAT      leaves out: personal
   --show-keys         writes the keys of key lines in clear text
   --encoding WHAT     of FILE: auto (by the byte order mark), ansi, utf16le
