@@ -161,7 +161,8 @@ class Scans(TestCase):
             scan = tramostream.scan(sample(name), "AMR", ["currentMeterIndex"], rows_per_batch=3)
             malformed = scan.malformed
             self.assertEqual((scan.kind, malformed.kind, malformed.path), ("AMR", tables.malformed.name, scan.path))
-            self.assertEqual(columns_of(schema_of(scan.__arrow_c_schema__()))[1][0], "currentMeterIndex")  # as before
+            schema = scan.__arrow_c_schema__()
+            self.assertEqual(columns_of(schema_of(schema))[1][0], "currentMeterIndex")  # as before
             columns, arrays = read_all(malformed.__arrow_c_stream__())
             self.assertGreater(len(arrays), 1)
             Capsules.compare(self, tables.malformed, columns, arrays)
