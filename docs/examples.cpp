@@ -611,6 +611,28 @@ void malformedStream() {
     //! [malformedStream]
 }
 
+//! [ArrowBatches]
+// The meters of a file as a stream.
+struct MeterBatches : tramo::ArrowBatches {
+    tramo::RoundFile file;
+    tramo::MeterTable meters{file, {.rowsPerBatch = 40}};
+
+    explicit MeterBatches(tramo::RoundFile of) : file(std::move(of)) {}
+    void exportSchema(ArrowSchema* out) const override { meters.exportSchema(out); }
+    bool exportRows(ArrowArray* out) override { return meters.exportRows(out); }
+};
+
+void meterStream() {
+    ArrowArrayStream stream;
+    tramo::arrowStream(std::make_unique<MeterBatches>(tramo::RoundFile::read("samples/round-returned.txt")), &stream);
+    for (ArrowArray rows; stream.get_next(&stream, &rows) == 0 && rows.release; rows.release(&rows))
+        std::wcout << rows.length << L" meters\n";
+    stream.release(&stream);
+    //> 40 meters
+    //> 20 meters
+}
+//! [ArrowBatches]
+
 void sharedRows() {
     //! [shareArrow]
     const auto release = [](ArrowArray* rows) {
@@ -1051,6 +1073,7 @@ int main() {
     run(L"Columns", columns);
     run(L"arrowStream", arrow);
     run(L"malformedStream", malformedStream);
+    run(L"ArrowBatches", meterStream);
     run(L"shareArrow", sharedRows);
     run(L"ArrowBatches", arrowBatches);
     run(L"RoundFile", roundFile);
