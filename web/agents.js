@@ -8,7 +8,9 @@ import { BIT } from './data.js';
 const AGENTS_SHOWN = 12;
 
 export function agents(round, rows) {
-    const date = round.col('date'), agent = round.col('agent'), by = new Map();
+    const date = round.col('date'),
+        agent = round.col('agent'),
+        by = new Map();
     for (const i of rows) {
         if (date[i] == null) continue;
         const name = agent[i] ?? '–';
@@ -22,11 +24,24 @@ export function agents(round, rows) {
     }
     if (!by.size) return null;
     const list = [...by].sort((a, b) => b[1].n - a[1].n);
-    const heads = ['agent', 'count', 'perDay', 'first', 'last', 'outside'].map((key, k) => h('th', { scope: 'col', class: k ? 'num' : null }, t('chart.' + key)));
-    const numbers = (one) => [num(one.n), num(one.n / one.days.size, 0), shortMoment(one.first), shortMoment(one.last), pct(one.outside, one.n)];
-    const row = ([name, one]) => h('tr', null, h('th', { scope: 'row' }, seen(name)), numbers(one).map((text) => h('td', { class: 'num' }, text)));
+    const heads = ['agent', 'count', 'perDay', 'first', 'last', 'outside'].map((key, k) =>
+        h('th', { scope: 'col', class: k ? 'num' : null }, t('chart.' + key)),
+    );
+    const numbers = (one) => [
+        num(one.n),
+        num(one.n / one.days.size, 0),
+        shortMoment(one.first),
+        shortMoment(one.last),
+        pct(one.outside, one.n),
+    ];
+    const row = ([name, one]) =>
+        h(
+            'tr',
+            h('th', { scope: 'row' }, seen(name)),
+            numbers(one).map((text) => h('td.num', text)),
+        );
     return [
-        h('table', { class: 'plain agents' }, h('thead', null, h('tr', null, heads)), h('tbody', null, list.slice(0, AGENTS_SHOWN).map(row))),
-        list.length > AGENTS_SHOWN ? h('p', { class: 'quiet' }, t('chart.more', { n: num(list.length - AGENTS_SHOWN) })) : null,
+        h('table.plain.agents', h('thead', h('tr', heads)), h('tbody', list.slice(0, AGENTS_SHOWN).map(row))),
+        list.length > AGENTS_SHOWN ? h('p.quiet', t('chart.more', { n: num(list.length - AGENTS_SHOWN) })) : null,
     ];
 }

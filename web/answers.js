@@ -9,7 +9,8 @@ const ANSWERS_SHOWN = 5;
 const numberOf = (text) => +text.replace(',', '.');
 
 function countByQuestion({ round, file }) {
-    const by = new Map(), fileOf = round.col('file');
+    const by = new Map(),
+        fileOf = round.col('file');
     for (let r = 0; r < round.answers.n; r++) {
         const i = round.answers.meter[r];
         if (i < 0 || (file >= 0 && (fileOf[i] ?? 0) !== file)) continue;
@@ -25,9 +26,14 @@ function countByQuestion({ round, file }) {
 /** Many different numbers: in ranges of equal width. */
 function ranges(list) {
     const values = list.map(([text, n]) => [numberOf(text), n]);
-    const low = Math.min(...values.map(([value]) => value)), high = Math.max(...values.map(([value]) => value));
-    const width = (high - low) / ANSWERS_SHOWN || 1, digits = width < 2 ? 2 : 0;
-    const bins = Array.from({ length: ANSWERS_SHOWN }, (_, k) => ({ label: `${num(low + k * width, digits)} – ${num(low + (k + 1) * width, digits)}`, n: 0 }));
+    const low = Math.min(...values.map(([value]) => value)),
+        high = Math.max(...values.map(([value]) => value));
+    const width = (high - low) / ANSWERS_SHOWN || 1,
+        digits = width < 2 ? 2 : 0;
+    const bins = Array.from({ length: ANSWERS_SHOWN }, (_, k) => ({
+        label: `${num(low + k * width, digits)} – ${num(low + (k + 1) * width, digits)}`,
+        n: 0,
+    }));
     for (const [value, n] of values) bins[Math.min(ANSWERS_SHOWN - 1, Math.floor((value - low) / width))].n += n;
     return bins;
 }
@@ -42,7 +48,12 @@ function shortList(list, all) {
 
 export function answers(scope) {
     return [...countByQuestion(scope)].map(([question, count]) => {
-        const list = [...count].sort((a, b) => b[1] - a[1]), all = list.reduce((sum, [, n]) => sum + n, 0);
-        return h('div', null, h('h3', null, seen(question), ' ', h('span', null, t('chart.answersOf', { n: num(all), count: all }))), bars(shortList(list, all)));
+        const list = [...count].sort((a, b) => b[1] - a[1]),
+            all = list.reduce((sum, [, n]) => sum + n, 0);
+        return h(
+            'div',
+            h('h3', seen(question), ' ', h('span', t('chart.answersOf', { n: num(all), count: all }))),
+            bars(shortList(list, all)),
+        );
     });
 }

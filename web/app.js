@@ -41,14 +41,18 @@ export class App {
             findings: () => new FindingsView(this.scope, app),
         };
         this.views = {};
-        this.boxes = Object.fromEntries(Object.keys(this.makers).map((name) => [name, h('div', { class: 'view view-' + name, hidden: true })]));
+        this.boxes = Object.fromEntries(
+            Object.keys(this.makers).map((name) => [name, h('div', { class: 'view view-' + name, hidden: true })]),
+        );
         const main = h('main', { id: 'main', tabindex: -1 }, Object.values(this.boxes));
         const skip = (event) => {
             event.preventDefault();
             main.focus();
         };
-        document.title = [this.#name(), seen(baseName(this.scope.source.name))].filter((text, k, all) => text && all.indexOf(text) === k).join(' · ');
-        this.root.replaceChildren(h('a', { class: 'skip', href: '#main', onclick: skip }, t('skip')), this.#top(), main);
+        document.title = [this.#name(), seen(baseName(this.scope.source.name))]
+            .filter((text, k, all) => text && all.indexOf(text) === k)
+            .join(' · ');
+        this.root.replaceChildren(h('a.skip', { href: '#main', onclick: skip }, t('skip')), this.#top(), main);
         this.#route();
     }
     /** A view is made when it is first shown. */
@@ -61,12 +65,17 @@ export class App {
     }
 
     #name() {
-        const { title } = this.round.summary, names = different(roundsOf(this.scope).map((one) => one.name));
+        const { title } = this.round.summary,
+            names = different(roundsOf(this.scope).map((one) => one.name));
         return title ? seen(title) : names.slice(0, NAMES_SHOWN).map(seen).join(', ') + (names.length > NAMES_SHOWN ? ' …' : '');
     }
     #top() {
-        const list = roundsOf(this.scope), { source } = this.scope, name = seen(baseName(source.name));
-        const codes = different(list.map((one) => one.code)).slice(0, NAMES_SHOWN).map((code) => h('span', { class: 'code' }, seen(code)));
+        const list = roundsOf(this.scope),
+            { source } = this.scope,
+            name = seen(baseName(source.name));
+        const codes = different(list.map((one) => one.code))
+            .slice(0, NAMES_SHOWN)
+            .map((code) => h('span.code', seen(code)));
         const facts = [
             list.length > 1 ? counted('rounds', list.length) : null,
             list[0]?.imported ? t('imported', { date: longDate(list[0].imported) }) : null,
@@ -75,9 +84,32 @@ export class App {
             counted('lines', source.lines),
             source.encoding,
         ];
-        const notes = different(list.map((one) => one.message)).slice(0, 2).map((text) => h('p', { class: 'note' }, h('span', { class: 'offscreen' }, t('message') + ': '), seen(text)));
-        const title = h('div', { class: 'title' }, h('h1', null, this.#name() || name || t('round'), codes), h('p', { class: 'facts' }, facts.filter(Boolean).map((fact) => h('span', null, fact))), notes);
-        return h('header', { class: 'top' }, h('div', { class: 'top-1' }, title, h('div', { class: 'acts' }, this.#fileChoice(), this.actions, button(t('print'), () => print()))), this.#tabs());
+        const notes = different(list.map((one) => one.message))
+            .slice(0, 2)
+            .map((text) => h('p.note', h('span.offscreen', t('message') + ': '), seen(text)));
+        const title = h(
+            'div.title',
+            h('h1', this.#name() || name || t('round'), codes),
+            h(
+                'p.facts',
+                facts.filter(Boolean).map((fact) => h('span', fact)),
+            ),
+            notes,
+        );
+        return h(
+            'header.top',
+            h(
+                'div.top-1',
+                title,
+                h(
+                    'div.acts',
+                    this.#fileChoice(),
+                    this.actions,
+                    button(t('print'), () => print()),
+                ),
+            ),
+            this.#tabs(),
+        );
     }
     #fileChoice() {
         const { files } = this.round;
@@ -87,13 +119,28 @@ export class App {
             this.choose(+event.target.value);
             this.root.querySelector('.acts select')?.focus();
         };
-        return h('select', { class: 'select', 'aria-label': t('file'), onchange: change }, option(-1, t('allFiles', { n: num(files.length) })), files.map((file, k) => option(k, seen(baseName(file.name)))));
+        return h(
+            'select.select',
+            { 'aria-label': t('file'), onchange: change },
+            option(-1, t('allFiles', { n: num(files.length) })),
+            files.map((file, k) => option(k, seen(baseName(file.name)))),
+        );
     }
     #tabs() {
-        const { source, rows, diagnosis } = this.scope, bad = source.errors + source.warnings;
-        const badge = { meters: [rows.length, ''], findings: [bad || source.hints || diagnosis.length, source.errors ? ' error' : source.warnings ? ' warning' : ''] };
-        const tab = (view) => h('a', { href: '#' + view, 'data-view': view }, t(view), badge[view] ? h('span', { class: 'tab-n' + badge[view][1] }, num(badge[view][0])) : null);
-        return h('nav', { class: 'tabs', 'aria-label': t('views') }, Object.keys(this.makers).map(tab));
+        const { source, rows, diagnosis } = this.scope,
+            bad = source.errors + source.warnings;
+        const badge = {
+            meters: [rows.length, ''],
+            findings: [bad || source.hints || diagnosis.length, source.errors ? ' error' : source.warnings ? ' warning' : ''],
+        };
+        const tab = (view) =>
+            h(
+                'a',
+                { href: '#' + view, 'data-view': view },
+                t(view),
+                badge[view] ? h('span', { class: 'tab-n' + badge[view][1] }, num(badge[view][0])) : null,
+            );
+        return h('nav.tabs', { 'aria-label': t('views') }, Object.keys(this.makers).map(tab));
     }
 
     openMeter(i) {
@@ -113,7 +160,8 @@ export class App {
         document.body.dataset.view = view;
         const shown = this.#view(view);
         for (const [name, box] of Object.entries(this.boxes)) box.hidden = name !== view;
-        for (const tab of this.root.querySelectorAll('.tabs a')) tab.dataset.view === view ? tab.setAttribute('aria-current', 'page') : tab.removeAttribute('aria-current');
+        for (const tab of this.root.querySelectorAll('.tabs a'))
+            tab.dataset.view === view ? tab.setAttribute('aria-current', 'page') : tab.removeAttribute('aria-current');
         shown.shown?.();
     }
     #route() {
@@ -132,7 +180,14 @@ export class App {
     }
     #slash(event) {
         const search = this.views[this.current]?.search;
-        if (event.key !== '/' || event.ctrlKey || event.metaKey || !search || /INPUT|SELECT|TEXTAREA/.test(document.activeElement?.tagName)) return;
+        if (
+            event.key !== '/' ||
+            event.ctrlKey ||
+            event.metaKey ||
+            !search ||
+            /INPUT|SELECT|TEXTAREA/.test(document.activeElement?.tagName)
+        )
+            return;
         event.preventDefault();
         search.focus();
     }

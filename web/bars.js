@@ -8,12 +8,15 @@ export function bars(list, total) {
     const most = Math.max(1, ...list.map((one) => one.n));
     const row = (one) =>
         h(
-            'li',
-            { class: 'bar-row' },
-            h('span', { class: 'bar-label', title: seen(one.label), lang: one.english ? 'en' : null }, seen(one.label)),
-            h('span', { class: 'bar-track', 'aria-hidden': 'true' }, h('span', { class: 'bar-fill ' + (one.cls ?? ''), style: { width: (100 * one.n) / most + '%' } })),
-            h('span', { class: 'bar-n' }, num(one.n)),
-            total ? h('span', { class: 'bar-pct' }, pct(one.n, total)) : null,
+            'li.bar-row',
+            h('span.bar-label', { title: seen(one.label), lang: one.english ? 'en' : null }, seen(one.label)),
+            h(
+                'span.bar-track',
+                { 'aria-hidden': 'true' },
+                h('span', { class: 'bar-fill ' + (one.cls ?? ''), style: { width: (100 * one.n) / most + '%' } }),
+            ),
+            h('span.bar-n', num(one.n)),
+            total ? h('span.bar-pct', pct(one.n, total)) : null,
         );
-    return h('ul', { class: 'bars' }, list.map(row));
+    return h('ul.bars', list.map(row));
 }

@@ -7,35 +7,65 @@ import { bars } from './bars.js';
 
 const B = (key, values) => t('bring.' + key, values);
 const NUMBERS = ['read', 'unread', 'missing', 'added', 'replaced', 'corrected', 'located', 'answered'];
-const FIRST_DIFFERENCES = 50, MORE_DIFFERENCES = 200;
+const FIRST_DIFFERENCES = 50,
+    MORE_DIFFERENCES = 200;
 const label = (key) => B(key === 'read' ? 'readNow' : key);
 
 function numbersOf(one) {
-    const item = (key) => h('div', { class: key === 'missing' || key === 'added' ? 'n-look' : null }, h('dt', null, label(key)), h('dd', null, h('b', null, num(one[key])), key === 'added' ? null : h('span', null, pct(one[key], one.exportedMeters))));
-    return h('dl', { class: 'numbers' }, NUMBERS.filter((key) => one[key] || key === 'read').map(item));
+    const item = (key) =>
+        h(
+            'div',
+            { class: key === 'missing' || key === 'added' ? 'n-look' : null },
+            h('dt', label(key)),
+            h('dd', h('b', num(one[key])), key === 'added' ? null : h('span', pct(one[key], one.exportedMeters))),
+        );
+    return h('dl.numbers', NUMBERS.filter((key) => one[key] || key === 'read').map(item));
 }
 function roundPanel(one) {
     const of = (counts) => Object.entries(counts ?? {}).map(([key, n]) => ({ label: key || B('noCode'), n }));
-    const part = (title, list) => (list.length ? h('div', null, h('h3', null, title), bars(list, one.read)) : null);
-    const note = !one.wasExported ? B('notExported') : !one.cameBack ? B('notReturned') : B('meters', { a: num(one.exportedMeters - one.missing), b: num(one.exportedMeters) });
+    const part = (title, list) => (list.length ? h('div', h('h3', title), bars(list, one.read)) : null);
+    const note = !one.wasExported
+        ? B('notExported')
+        : !one.cameBack
+          ? B('notReturned')
+          : B('meters', { a: num(one.exportedMeters - one.missing), b: num(one.exportedMeters) });
     return h(
-        'section',
-        { class: 'panel' },
-        h('h2', null, seen(one.name) || t('round'), one.code ? h('span', { class: 'code' }, seen(one.code)) : null, h('span', { class: 'h-note' }, note)),
+        'section.panel',
+        h('h2', seen(one.name) || t('round'), one.code ? h('span.code', seen(one.code)) : null, h('span.h-note', note)),
         numbersOf(one),
-        h('div', { class: 'asks' }, part(B('days'), of(one.byDay)), part(B('methods'), of(one.byMethod)), part(B('statuses'), of(one.byStatus))),
+        h(
+            'div.asks',
+            part(B('days'), of(one.byDay)),
+            part(B('methods'), of(one.byMethod)),
+            part(B('statuses'), of(one.byStatus)),
+        ),
     );
 }
 
 function differenceItem(one, open) {
-    const lines = [one.exportedLine ? B('exported', { n: num(one.exportedLine) }) : null, one.returnedLine ? B('returned', { n: num(one.returnedLine) }) : null].filter(Boolean).join(', ');
-    const serial = seen(one.meter), meter = !one.meter ? B('ofRound') : open ? h('button', { type: 'button', class: 'link', onclick: open, 'aria-label': t('find.openMeter', { s: serial }) }, serial) : serial;
-    return h('tr', null, h('th', { scope: 'row' }, meter), h('td', { lang: 'en' }, seen(one.sentence)), h('td', { class: 'quiet' }, lines));
+    const lines = [
+        one.exportedLine ? B('exported', { n: num(one.exportedLine) }) : null,
+        one.returnedLine ? B('returned', { n: num(one.returnedLine) }) : null,
+    ]
+        .filter(Boolean)
+        .join(', ');
+    const serial = seen(one.meter),
+        meter = !one.meter
+            ? B('ofRound')
+            : open
+              ? h(
+                    'button',
+                    { type: 'button', class: 'link', onclick: open, 'aria-label': t('find.openMeter', { s: serial }) },
+                    serial,
+                )
+              : serial;
+    return h('tr', h('th', { scope: 'row' }, meter), h('td', { lang: 'en' }, seen(one.sentence)), h('td.quiet', lines));
 }
 function differences(list, round, app) {
-    if (!list.length) return h('p', { class: 'quiet' }, B('noDifferences'));
+    if (!list.length) return h('p.quiet', B('noDifferences'));
     const serials = app ? new Map(round.col('serial').map((serial, i) => [serial, i])) : null;
-    const body = h('tbody'), more = button('', () => add(MORE_DIFFERENCES), { class: 'btn more' });
+    const body = h('tbody'),
+        more = button('', () => add(MORE_DIFFERENCES), { class: 'btn more' });
     let shown = 0;
     const add = (n) => {
         for (const one of list.slice(shown, shown + n)) {
@@ -47,19 +77,24 @@ function differences(list, round, app) {
         more.textContent = t('more', { n: num(Math.min(list.length - shown, MORE_DIFFERENCES)) });
     };
     add(app ? FIRST_DIFFERENCES : list.length);
-    return [h('div', { class: 'x-scroll', tabindex: 0, role: 'group', 'aria-label': B('differences') }, h('table', { class: 'plain wide-rows' }, body)), more];
+    return [
+        h('div.x-scroll', { tabindex: 0, role: 'group', 'aria-label': B('differences') }, h('table.plain.wide-rows', body)),
+        more,
+    ];
 }
 
 /** Without app: for paper. */
 export function brought({ round }, app) {
-    const [exported, returned] = round.files.map((file) => file.name), { rounds, differences: table } = round.reconcile;
-    const list = Array.from({ length: table.n }, (_, r) => Object.fromEntries(['meter', 'sentence', 'exportedLine', 'returnedLine'].map((key) => [key, table[key]?.[r]])));
+    const [exported, returned] = round.files.map((file) => file.name),
+        { rounds, differences: table } = round.reconcile;
+    const list = Array.from({ length: table.n }, (_, r) =>
+        Object.fromEntries(['meter', 'sentence', 'exportedLine', 'returnedLine'].map((key) => [key, table[key]?.[r]])),
+    );
     const intro = B('intro', { exported: seen(baseName(exported)), returned: seen(baseName(returned)) });
     return h(
-        'div',
-        { class: 'overview' },
-        h('p', { class: 'quiet' }, intro),
+        'div.overview',
+        h('p.quiet', intro),
         rounds.map(roundPanel),
-        h('section', { class: 'panel' }, h('h2', null, B('differences'), h('span', { class: 'h-note' }, num(list.length))), differences(list, round, app)),
+        h('section.panel', h('h2', B('differences'), h('span.h-note', num(list.length))), differences(list, round, app)),
     );
 }

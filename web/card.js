@@ -18,12 +18,18 @@ export function cardOf(round) {
     const { address, place } = titleAreas(round);
     const text = (area, i) => (area ? seen(round.area(area, i)) : '');
     return (cell, i) => {
-        const serial = seen(round.col('serial')[i]), date = round.col('date')[i], title = text(address, i) || serial;
+        const serial = seen(round.col('serial')[i]),
+            date = round.col('date')[i],
+            title = text(address, i) || serial;
         cell.replaceChildren(
-            h('span', { class: 'card-m' }, mark(round.main(i))),
-            h('span', { class: 'card-a' }, h('b', null, title), h('span', null, [serial, text(place, i)].filter(Boolean).join(' · '))),
-            h('span', { class: 'card-n' }, h('b', { class: round.state[i] & BIT.outside ? 'c-outside' : null }, num(round.col('consumption')[i]) || '–'), h('span', null, date ? stamp(date).slice(5) : t('state.unread'))),
-            h('span', { class: 'offscreen' }, stateNames(round, i)),
+            h('span.card-m', mark(round.main(i))),
+            h('span.card-a', h('b', title), h('span', [serial, text(place, i)].filter(Boolean).join(' · '))),
+            h(
+                'span.card-n',
+                h('b', { class: round.state[i] & BIT.outside ? 'c-outside' : null }, num(round.col('consumption')[i]) || '–'),
+                h('span', date ? stamp(date).slice(5) : t('state.unread')),
+            ),
+            h('span.offscreen', stateNames(round, i)),
         );
     };
 }
@@ -32,11 +38,11 @@ export function cardOf(round) {
 export function tipOf(round) {
     const { address } = titleAreas(round);
     return (i, place) => {
-        const where = address ? h('span', null, seen(round.area(address, i))) : '';
-        if (place.all.length < 2) return [h('b', null, seen(round.col('serial')[i])), where, h('span', { class: 'tip-s' }, stateNames(round, i))];
+        const where = address ? h('span', seen(round.area(address, i))) : '';
+        if (place.all.length < 2) return [h('b', seen(round.col('serial')[i])), where, h('span.tip-s', stateNames(round, i))];
         const count = new Map();
         for (const j of place.all) count.set(round.main(j), (count.get(round.main(j)) ?? 0) + 1);
         const states = [...count].map(([state, n]) => `${t('state.' + state)} ${num(n)}`).join(', ');
-        return [h('b', null, t('mapHere', { n: num(place.all.length) })), where, h('span', { class: 'tip-s' }, states)];
+        return [h('b', t('mapHere', { n: num(place.all.length) })), where, h('span.tip-s', states)];
     };
 }

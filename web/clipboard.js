@@ -35,7 +35,7 @@ export async function copy(text) {
 }
 function copySelected(text) {
     const had = document.activeElement;
-    const box = h('textarea', { class: 'offscreen', 'aria-hidden': 'true' });
+    const box = h('textarea.offscreen', { 'aria-hidden': 'true' });
     box.value = text;
     document.body.append(box);
     box.select();
@@ -48,7 +48,7 @@ function copySelected(text) {
 let toast;
 /** Shows a short message, which screen readers speak. */
 export function say(text) {
-    toast ??= document.body.appendChild(h('div', { class: 'toast', role: 'status' }));
+    toast ??= document.body.appendChild(h('div.toast', { role: 'status' }));
     toast.textContent = text;
     toast.classList.add('on');
     clearTimeout(toast.timer);

@@ -4,15 +4,16 @@ import { num } from './numbers.js';
 import { t } from './texts.js';
 
 export function columnMenu(columns, onChange) {
-    const summary = h('summary', { class: 'btn' }, t('columns')), notes = new Map();
+    const summary = h('summary.btn', t('columns')),
+        notes = new Map();
     const item = (column) => {
-        const note = h('i', { class: 'quiet' });
+        const note = h('i.quiet');
         notes.set(column.key, note);
         const change = (event) => {
             column.on = event.target.checked;
             onChange();
         };
-        return h('label', null, h('input', { type: 'checkbox', checked: column.on, onchange: change }), h('span', null, column.label), note);
+        return h('label', h('input', { type: 'checkbox', checked: column.on, onchange: change }), h('span', column.label), note);
     };
     const escape = (event) => {
         if (event.key !== 'Escape' || !el.open) return;
@@ -20,7 +21,12 @@ export function columnMenu(columns, onChange) {
         el.open = false;
         summary.focus();
     };
-    const el = h('details', { class: 'menu', onkeydown: escape }, summary, h('div', { class: 'menu-box' }, columns.filter((column) => !column.fixed).map(item)));
+    const el = h(
+        'details.menu',
+        { onkeydown: escape },
+        summary,
+        h('div.menu-box', columns.filter((column) => !column.fixed).map(item)),
+    );
     addEventListener('click', (event) => {
         if (!el.contains(event.target)) el.open = false;
     });

@@ -12,22 +12,43 @@ const FAR = 40;
 let linksAllowed = false;
 
 function onlineMap(lat, lon) {
-    const box = h('div', { class: 'd-acts' });
+    const box = h('div.d-acts');
     const draw = () => {
-        const link = h('a', { class: 'btn', target: '_blank', rel: 'noopener noreferrer', href: `https://www.openstreetmap.org/?mlat=${+lat}&mlon=${+lon}#map=18/${+lat}/${+lon}` }, D('openMap'));
+        const link = h(
+            'a.btn',
+            {
+                target: '_blank',
+                rel: 'noopener noreferrer',
+                href: `https://www.openstreetmap.org/?mlat=${+lat}&mlon=${+lon}#map=18/${+lat}/${+lon}`,
+            },
+            D('openMap'),
+        );
         const text = `${lat}, ${lon}`;
-        box.replaceChildren(button(D('copyPosition'), async () => say((await copy(text)) ? text : t('copyFailed'))), ...(linksAllowed ? [link] : []));
+        box.replaceChildren(
+            button(D('copyPosition'), async () => say((await copy(text)) ? text : t('copyFailed'))),
+            ...(linksAllowed ? [link] : []),
+        );
     };
     const allow = (event) => {
         linksAllowed = event.target.checked;
         draw();
     };
     draw();
-    return [box, h('label', { class: 'opt' }, h('input', { type: 'checkbox', checked: linksAllowed, onchange: allow }), h('span', null, D('allowMap'), h('i', null, D('allowMapHint'))))];
+    return [
+        box,
+        h(
+            'label.opt',
+            h('input', { type: 'checkbox', checked: linksAllowed, onchange: allow }),
+            h('span', D('allowMap'), h('i', D('allowMapHint'))),
+        ),
+    ];
 }
 
 function located(table, r) {
-    const of = (key) => table[key]?.[r], lat = of('lat'), lon = of('lon'), known = lat != null && lon != null;
+    const of = (key) => table[key]?.[r],
+        lat = of('lat'),
+        lon = of('lon'),
+        known = lat != null && lon != null;
     const list = facts([
         [D('latLon'), known ? `${lat}, ${lon}` : null, 'tab'],
         [D('altitude'), of('alt') == null ? null : num(of('alt')) + ' m'],
@@ -42,12 +63,22 @@ function located(table, r) {
 function neighbours(round, i, go) {
     const { address } = titleAreas(round);
     const nearest = (step) => {
-        for (let k = i + step, n = 0; k >= 0 && k < round.n && n < FAR; k += step, n++) if (round.m.round[k] === round.m.round[i] && round.state[k] & BIT.located) return k;
+        for (let k = i + step, n = 0; k >= 0 && k < round.n && n < FAR; k += step, n++)
+            if (round.m.round[k] === round.m.round[i] && round.state[k] & BIT.located) return k;
         return -1;
     };
-    const item = ([k, word]) => h('li', null, h('button', { type: 'button', class: 'link', onclick: () => go(k) }, seen(round.col('serial')[k])), ' ', h('span', { class: 'quiet' }, D(word), address ? ', ' + seen(round.area(address, k)) : ''));
-    const list = [[nearest(-1), 'before'], [nearest(1), 'after']].filter(([k]) => k >= 0);
-    return list.length ? [h('p', { class: 'quiet' }, D('near')), h('ul', { class: 'near' }, list.map(item))] : null;
+    const item = ([k, word]) =>
+        h(
+            'li',
+            h('button', { type: 'button', class: 'link', onclick: () => go(k) }, seen(round.col('serial')[k])),
+            ' ',
+            h('span.quiet', D(word), address ? ', ' + seen(round.area(address, k)) : ''),
+        );
+    const list = [
+        [nearest(-1), 'before'],
+        [nearest(1), 'after'],
+    ].filter(([k]) => k >= 0);
+    return list.length ? [h('p.quiet', D('near')), h('ul.near', list.map(item))] : null;
 }
 
 export function position(round, i, go) {

@@ -6,14 +6,24 @@ import { F } from './finding.js';
 
 export function diagnosisList(list, { round }) {
     const item = (one) => {
-        const lines = (one.examples ?? []).map((line) => num(line)).join(', ') + (one.count > (one.examples?.length ?? 0) ? ' …' : '');
+        const lines =
+            (one.examples ?? []).map((line) => num(line)).join(', ') + (one.count > (one.examples?.length ?? 0) ? ' …' : '');
         const where = lines.trim() ? F('atLines', { list: lines, count: one.count }) : F('wholeFile');
-        const file = round.files.length > 1 ? h('span', null, seen(baseName(round.files[one.file].name))) : null;
+        const file = round.files.length > 1 ? h('span', seen(baseName(round.files[one.file].name))) : null;
         return h(
             'li',
             { class: 'f-item f-whole ' + one.severity },
-            h('div', { class: 'f-top' }, h('span', { class: 'f-where' }, h('b', null, F('severityOne.' + one.severity)), h('span', null, where), file), h('span', { class: 'f-say' }, english(seen(one.why)), one.help ? h('span', { class: 'f-hint' }, h('b', null, F('fix')), english(seen(one.help))) : null), h('code', null, one.rule)),
+            h(
+                'div.f-top',
+                h('span.f-where', h('b', F('severityOne.' + one.severity)), h('span', where), file),
+                h(
+                    'span.f-say',
+                    english(seen(one.why)),
+                    one.help ? h('span.f-hint', h('b', F('fix')), english(seen(one.help))) : null,
+                ),
+                h('code', one.rule),
+            ),
         );
     };
-    return h('ol', { class: 'f-items' }, list.map(item));
+    return h('ol.f-items', list.map(item));
 }

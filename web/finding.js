@@ -9,7 +9,8 @@ import { rawLine, scrollToMark } from './raw.js';
 export const F = (key, values) => t('find.' + key, values);
 
 export function columnsText(f, k) {
-    const first = f.column?.[k], last = (f.end?.[k] ?? 0) - 1;
+    const first = f.column?.[k],
+        last = (f.end?.[k] ?? 0) - 1;
     if (!first) return f.line[k] ? F('whole') : F('wholeFile');
     return last > first ? F('columnsTo', { a: first, b: last }) : F('column', { a: first });
 }
@@ -17,7 +18,8 @@ export const lineText = (f, k) => (f.line[k] ? F('line', { n: num(f.line[k]) }) 
 
 export const meterOfFinding = (round, k) => round.meterOfLine.get(round.findings.line[k], round.findings.file?.[k]);
 /** The file of a finding, if there are several. */
-export const fileOfFinding = (round, k) => (round.files.length > 1 ? seen(baseName(round.files[round.findings.file?.[k] ?? 0].name)) : '');
+export const fileOfFinding = (round, k) =>
+    round.files.length > 1 ? seen(baseName(round.files[round.findings.file?.[k] ?? 0].name)) : '';
 
 export function textOfFinding(round, k) {
     const f = round.findings;
@@ -27,12 +29,15 @@ export function textOfFinding(round, k) {
 
 /** The text of a line is fetched when it comes near the screen: `watch` calls show(). */
 function lineOf(round, k, watch) {
-    const f = round.findings, line = f.line[k], box = h('div', { class: 'f-raw' });
+    const f = round.findings,
+        line = f.line[k],
+        box = h('div.f-raw');
     box.show = async () => {
         watch.unobserve(box);
         box.show = null;
-        const text = await round.raw.line(line, f.file?.[k]), marks = marksOfFindings(round, [k]);
-        if (text == null) return box.replaceChildren(h('p', { class: 'quiet' }, t('detail.noRaw')));
+        const text = await round.raw.line(line, f.file?.[k]),
+            marks = marksOfFindings(round, [k]);
+        if (text == null) return box.replaceChildren(h('p.quiet', t('detail.noRaw')));
         const element = rawLine(text, round.kindOf(text), marks, lineText(f, k));
         box.replaceChildren(element);
         if (marks.length) scrollToMark(element, marks);
@@ -43,18 +48,37 @@ function lineOf(round, k, watch) {
 }
 
 export function findingItem(round, k, app, watch) {
-    const f = round.findings, field = f.field?.[k];
-    const i = meterOfFinding(round, k), serial = i == null ? null : seen(round.col('serial')[i]);
+    const f = round.findings,
+        field = f.field?.[k];
+    const i = meterOfFinding(round, k),
+        serial = i == null ? null : seen(round.col('serial')[i]);
     const file = fileOfFinding(round, k);
     return h(
         'li',
         { class: 'f-item ' + f.severity[k] },
         h(
-            'div',
-            { class: 'f-top' },
-            h('span', { class: 'f-where' }, h('b', null, lineText(f, k)), h('span', null, columnsText(f, k)), file ? h('span', { class: 'f-file' }, file) : null),
-            h('span', { class: 'f-say' }, h('span', { class: 'offscreen' }, F('severityOne.' + f.severity[k]) + ': '), field ? h('b', null, seen(field)) : null, f.kind?.[k] ? h('span', { class: 'f-kind', lang: 'en' }, f.kind[k]) : null, english(seen(f.why[k])), f.help?.[k] ? h('span', { class: 'f-hint', lang: 'en' }, seen(f.help[k])) : null),
-            serial ? h('button', { type: 'button', class: 'link', 'aria-label': F('openMeter', { s: serial }), onclick: () => app.openMeter(i) }, serial) : null,
+            'div.f-top',
+            h('span.f-where', h('b', lineText(f, k)), h('span', columnsText(f, k)), file ? h('span.f-file', file) : null),
+            h(
+                'span.f-say',
+                h('span.offscreen', F('severityOne.' + f.severity[k]) + ': '),
+                field ? h('b', seen(field)) : null,
+                f.kind?.[k] ? h('span.f-kind', { lang: 'en' }, f.kind[k]) : null,
+                english(seen(f.why[k])),
+                f.help?.[k] ? h('span.f-hint', { lang: 'en' }, seen(f.help[k])) : null,
+            ),
+            serial
+                ? h(
+                      'button',
+                      {
+                          type: 'button',
+                          class: 'link',
+                          'aria-label': F('openMeter', { s: serial }),
+                          onclick: () => app.openMeter(i),
+                      },
+                      serial,
+                  )
+                : null,
         ),
         f.line[k] ? lineOf(round, k, watch) : null,
     );

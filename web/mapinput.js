@@ -1,5 +1,7 @@
 // Pointer, wheel and keys of a map.
-const REACH = 60, STEP = 60, MOVED = 4;
+const REACH = 60,
+    STEP = 60,
+    MOVED = 4;
 
 export function listenToMap(map) {
     const { canvas } = map;
@@ -7,11 +9,15 @@ export function listenToMap(map) {
         const box = canvas.getBoundingClientRect();
         return [event.clientX - box.left, event.clientY - box.top];
     };
-    canvas.addEventListener('wheel', (event) => {
-        if (!map.perMetre) return;
-        event.preventDefault();
-        map.zoom(Math.exp(-event.deltaY * (event.deltaMode ? 0.05 : 0.0018)), ...at(event));
-    }, { passive: false });
+    canvas.addEventListener(
+        'wheel',
+        (event) => {
+            if (!map.perMetre) return;
+            event.preventDefault();
+            map.zoom(Math.exp(-event.deltaY * (event.deltaMode ? 0.05 : 0.0018)), ...at(event));
+        },
+        { passive: false },
+    );
     canvas.addEventListener('keydown', (event) => listenToKey(map, event));
     canvas.addEventListener('focus', () => map.later());
     canvas.addEventListener('blur', () => map.later());
@@ -35,7 +41,8 @@ function listenToKey(map, event) {
 }
 
 function listenToPointers(map, at) {
-    const { canvas } = map, down = new Map();
+    const { canvas } = map,
+        down = new Map();
     let start, apart, dragged;
     const hover = (i, x, y) => {
         map.hover(i);
@@ -49,11 +56,13 @@ function listenToPointers(map, at) {
     });
     canvas.addEventListener('pointermove', (event) => {
         if (!map.perMetre) return;
-        const here = at(event), was = down.get(event.pointerId);
+        const here = at(event),
+            was = down.get(event.pointerId);
         if (!was) return hover(map.pick(...here), ...here);
         down.set(event.pointerId, here);
         if (down.size === 2) {
-            const [a, b] = [...down.values()], distance = Math.hypot(a[0] - b[0], a[1] - b[1]);
+            const [a, b] = [...down.values()],
+                distance = Math.hypot(a[0] - b[0], a[1] - b[1]);
             if (apart) map.zoom(distance / apart, (a[0] + b[0]) / 2, (a[1] + b[1]) / 2);
             apart = distance;
             dragged = true;

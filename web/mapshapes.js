@@ -2,8 +2,16 @@
 import { shapes } from './marks.js';
 
 export function paletteOf(element) {
-    const style = getComputedStyle(element), of = (name) => style.getPropertyValue('--' + name).trim();
-    const names = { read: 'read', unread: 'unread', outside: 'outside', implausible: 'implausible', alarm: 'alarm', changed: 'changed' };
+    const style = getComputedStyle(element),
+        of = (name) => style.getPropertyValue('--' + name).trim();
+    const names = {
+        read: 'read',
+        unread: 'unread',
+        outside: 'outside',
+        implausible: 'implausible',
+        alarm: 'alarm',
+        changed: 'changed',
+    };
     for (const key of ['surface', 'line', 'ink', 'hull', 'accent']) names[key] = key;
     return Object.fromEntries(Object.entries(names).map(([key, name]) => [key, of(name)]));
 }
@@ -12,7 +20,10 @@ export function paletteOf(element) {
 export function sprite(state, colours, size, scale) {
     const canvas = document.createElement('canvas');
     canvas.width = canvas.height = Math.ceil((size + 4) * scale);
-    const pen = canvas.getContext('2d'), path = new Path2D(shapes[state]), unit = 12 / size, hollow = state === 'unread';
+    const pen = canvas.getContext('2d'),
+        path = new Path2D(shapes[state]),
+        unit = 12 / size,
+        hollow = state === 'unread';
     pen.scale(scale, scale);
     pen.translate(2, 2);
     pen.scale(size / 12, size / 12);

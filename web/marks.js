@@ -17,7 +17,11 @@ const LIKE = { below: 'outside', above: 'outside', radioSilent: 'unread', unloca
 
 export const mark = (state) => {
     const shape = LIKE[state] ?? state;
-    return svg('svg', { class: 'mark m-' + shape, viewBox: '0 0 12 12', 'aria-hidden': 'true' }, svg('path', { d: shapes[shape] }));
+    return svg(
+        'svg',
+        { class: 'mark m-' + shape, viewBox: '0 0 12 12', 'aria-hidden': 'true' },
+        svg('path', { d: shapes[shape] }),
+    );
 };
 
 /** The states of a point on the map and of a card, the most urgent last. */

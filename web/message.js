@@ -2,5 +2,5 @@
 import { h } from './elements.js';
 
 export function showMessage(root, title, more) {
-    root.replaceChildren(h('main', { class: 'message' }, h('div', { role: 'alert' }, h('h1', null, title), more ? h('p', null, more) : null)));
+    root.replaceChildren(h('main.message', h('div', { role: 'alert' }, h('h1', title), more ? h('p', more) : null)));
 }

@@ -17,7 +17,8 @@ export function num(value, digits = 3) {
 export function pct(part, whole) {
     if (!whole) return '–';
     const share = (100 * part) / whole;
-    const one = (x) => format('p', () => new Intl.NumberFormat(locale(), { minimumFractionDigits: 1, maximumFractionDigits: 1 })).format(x);
+    const one = (x) =>
+        format('p', () => new Intl.NumberFormat(locale(), { minimumFractionDigits: 1, maximumFractionDigits: 1 })).format(x);
     const text = part === whole ? '100' : share > 99.9 ? one(99.9) : share < 0.1 && part ? '< ' + one(0.1) : one(share);
     return text + '\u00a0%';
 }

@@ -5,7 +5,8 @@ const isEmpty = (value) => value == null || value === '' || Number.isNaN(value);
 
 /** Returns the rows in the order of a key; equal ones as in the file, empty ones last in both directions. */
 export function sortedBy(rows, keyOf, way) {
-    const full = [], empty = [];
+    const full = [],
+        empty = [];
     for (const i of rows) {
         const key = keyOf(i);
         if (isEmpty(key)) empty.push(i);

@@ -10,11 +10,23 @@ export const D = (key, values) => t('detail.' + key, values);
 export function facts(list) {
     const full = list.filter(([, value]) => value != null && value !== '');
     if (!full.length) return null;
-    return h('dl', null, full.flatMap(([name, value, cls]) => [h('dt', null, name), h('dd', { class: cls ?? null }, value instanceof Node ? value : seen(value))]));
+    return h(
+        'dl',
+        full.flatMap(([name, value, cls]) => [
+            h('dt', name),
+            h('dd', { class: cls ?? null }, value instanceof Node ? value : seen(value)),
+        ]),
+    );
 }
 export function block(title, ...children) {
     const full = children.flat(9).filter(Boolean);
-    return full.length ? h('section', { class: 'd-block' }, h('h3', null, title), full) : null;
+    return full.length ? h('section.d-block', h('h3', title), full) : null;
 }
-export const alarmList = (names) => (names.length ? h('ul', { class: 'alarms' }, names.map((name) => h('li', { lang: 'en' }, mark('alarm'), name))) : null);
+export const alarmList = (names) =>
+    names.length
+        ? h(
+              'ul.alarms',
+              names.map((name) => h('li', { lang: 'en' }, mark('alarm'), name)),
+          )
+        : null;
 export const joined = (...values) => values.filter((value) => value != null && value !== '').join('  ·  ');

@@ -1,5 +1,9 @@
 // Search in the texts of meters, without regard to case and accents. The index is made when somebody searches.
-const fold = (text) => text.normalize('NFD').replace(/[\u0300-\u036f]/g, '').toLowerCase();
+const fold = (text) =>
+    text
+        .normalize('NFD')
+        .replace(/[\u0300-\u036f]/g, '')
+        .toLowerCase();
 
 export function searchIn(round) {
     let index;

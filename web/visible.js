@@ -7,7 +7,12 @@ export function isUnseen(text) {
     return UNSEEN.test(text);
 }
 
-const escapeOfUnit = (code) => (code < 256 ? '\\x' + code.toString(16).padStart(2, '0') : '\\u' + code.toString(16).padStart(4, '0'));
-export const escapeOf = (text) => text.split('').map((unit) => escapeOfUnit(unit.charCodeAt(0))).join('');
+const escapeOfUnit = (code) =>
+    code < 256 ? '\\x' + code.toString(16).padStart(2, '0') : '\\u' + code.toString(16).padStart(4, '0');
+export const escapeOf = (text) =>
+    text
+        .split('')
+        .map((unit) => escapeOfUnit(unit.charCodeAt(0)))
+        .join('');
 export const seen = (text) => (text == null ? '' : String(text).replace(UNSEEN, escapeOf));
 export const baseName = (path) => String(path ?? '').replace(/^.*[\\/]/, '');
