@@ -28,8 +28,9 @@ std::vector<NumberedLine> recordsOf(const std::wstring& text, const RecordKind& 
         std::wstring line = text.substr(at, end - at);
         at = end + 1;
         ++number;
-        const bool hasLineFeed = end < text.size();
-        if (line.size() == lineLength + 1 && (hasLineFeed || line.back() == L'\r')) line.pop_back();  // any character, as a CR
+        const bool hasLineFeed = end < text.size(), hasReturn = line.ends_with(L'\r');
+        const bool insteadOfReturn = line.size() == lineLength + 1 && hasLineFeed;  // any character
+        if (hasReturn || insteadOfReturn) line.pop_back();
         if (line.size() == lineLength && line[0] == kind.letter) records.push_back({number, line});
     }
     return records;

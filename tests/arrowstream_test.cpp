@@ -127,6 +127,14 @@ TEST(ArrowStream, character_in_the_place_of_the_CR_is_not_in_the_row) {
         if (name != "line") { EXPECT_EQ(cells[0], cells[1]) << name; }
 }
 
+TEST(ArrowStream, line_that_lacks_a_character_before_its_CR_is_malformed) {
+    const TempFolder folder;
+    streams::writeFile(folder.path("f"), changeLine() + "\r\n" + changeLine().substr(0, 511) + "\r\n" + changeLine() + "\r\n");
+    EXPECT_EQ(Stream(folder.path("f"), meterChange).batches(), (Batches{{1, 3}}));
+    Stream malformed([&](ArrowArrayStream* out) { tramo::arrowStream(Reader(folder.path("f")), out); });
+    EXPECT_EQ(malformed.table().cells.at("fault")[0], "the line is too short");
+}
+
 TEST(ArrowStream, reads_UTF_16_by_its_mark) {
     const TempFolder folder;
     std::u16string text;
