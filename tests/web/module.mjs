@@ -1,36 +1,46 @@
-// Runs a function of the module in Node: module.mjs WASM OUT FILE FUNCTION [VALUE]... Outputs become files of the folder OUT; messages
-// and failures are printed as JSON.
+// Calls functions of the module in Node: module.mjs MODULE OUT FILE CALL [, CALL]... with CALL = FUNCTION [VALUE]...
+// Outputs become files of the folder OUT. Prints what the calls returned, messages, and why the module has ended.
 import fs from 'node:fs';
 import path from 'node:path';
-import { start } from '../../web/wasm/module.js';
+import { startModule } from '../../web/wasm/module.js';
 
-const [, , wasm, out, file, name, ...values] = process.argv;
-const opened = fs.openSync(file, 'r'), size = fs.fstatSync(opened).size;
+const [, , moduleFile, out, file, ...words] = process.argv;
+const calls = [[]];
+for (const word of words) word === ',' ? calls.push([]) : calls.at(-1).push(/^-?\d+$/.test(word) ? Number(word) : word);
+
+const opened = fs.openSync(file), size = fs.fstatSync(opened).size;
 const source = {
-  name: path.basename(file), size,
-  read(place, length) {
-    const bytes = Buffer.alloc(Math.max(0, Math.min(length, size - place)));
-    return bytes.subarray(0, fs.readSync(opened, bytes, 0, bytes.length, place));
-  },
+    name: path.basename(file),
+    size,
+    read(place, length) {
+        const bytes = Buffer.alloc(Math.max(0, Math.min(length, size - place)));
+        return bytes.subarray(0, fs.readSync(opened, bytes, 0, bytes.length, place));
+    },
 };
-const result = { messages: [], progress: 0, ended: null, value: null };
+const result = { values: [], messages: [], shares: 0, ended: null };
 const outputs = new Map();
 const says = {
-  output(name, bytes) {
-    if (!outputs.has(name)) outputs.set(name, fs.openSync(path.join(out, name.replaceAll('/', '_')), 'w'));
-    fs.writeSync(outputs.get(name), bytes);
-  },
-  complain: (text) => result.messages.push(text),
-  progress: () => ++result.progress,
+    output(name, bytes) {
+        if (!outputs.has(name)) outputs.set(name, fs.openSync(path.join(out, name.replace(/^.*\//, '')), 'w'));
+        fs.writeSync(outputs.get(name), bytes);
+    },
+    complain: (text) => result.messages.push(text),
+    progress(done, all) {
+        result.shares++;
+        if (!(done >= 0 && done <= all)) result.messages.push(`progress ${done} of ${all}`);
+    },
 };
 const began = performance.now();
-const module = await start(new WebAssembly.Module(fs.readFileSync(wasm)), [source], says);
-result.loaded = performance.now() - began;
-const numeric = (value) => (/^-?\d+$/.test(value) ? Number(value) : value);
+const { call, memory } = await startModule(fs.readFileSync(moduleFile), [source], says);
+result.started = performance.now() - began;
 try {
-  const from = performance.now();
-  for (const call of values.length && values[0] === 'then' ? [] : [[name, values]]) result.value = module.call(call[0], source.name, ...call[1].map(numeric));
-  result.time = performance.now() - from;
-} catch (e) { result.ended = e.message; }
-result.memory = module.memory.buffer.byteLength;
+    for (const [name, ...values] of calls) {
+        const from = performance.now();
+        result.values.push(call(name, ...(name === 'line' ? [] : [source.name]), ...values));
+        result.time = performance.now() - from;
+    }
+} catch (error) {
+    result.ended = error.message;
+}
+result.memory = memory.buffer.byteLength;
 console.log(JSON.stringify(result));
