@@ -4,9 +4,11 @@ unescaped, and no key appears anywhere.
     TRAMO=build/release/cli/tramo python3 tests/hostile/hostile.py [--files 10000] [--seed 1] [-j 2]
 """
 import argparse
+import base64
 import collections
 import concurrent.futures
 import csv
+import gzip
 import io
 import json
 import os
@@ -234,6 +236,21 @@ class Examination:
         if done.returncode < 2:
             self.json("reconcile", "--format", "json", file, "other.txt")
 
+    def report(self, file):
+        """The page has its own elements only, and valid data without a key."""
+        if self.run("report", "--force", "-o", "page.html", file, "other.txt", codes=(0, 1, 2)).returncode == 2:
+            return
+        page, element = self.read("page.html"), rb'<script type="text/plain" id="tramo-(\w+)">([A-Za-z0-9+/=\n]*)</script>'
+        for name, text in re.findall(element, page):
+            for block in text.split(b"\n"):
+                part = gzip.decompress(base64.b64decode(block))
+                self.no_keys(part, f"page.html: {name}")
+                if name != b"raw":
+                    json.loads(part)
+        frame = re.sub(element, b"", page)
+        if len(re.findall(rb"<script\b", frame)) != 1 or b"<!--" in frame:
+            raise Failed("page.html: an element of the file")
+
     def anonymize(self, file):
         with open(os.path.join(self.folder, "anonymize.key"), "w", encoding="ascii") as key:
             key.write("a key for tests of anonymize")
@@ -263,6 +280,7 @@ class Examination:
         self.repair(name)
         self.reconcile(name)
         self.anonymize(name)
+        self.report(name)
         self.json("export", "--to", "jsonl", name, lines=True)
         for table in ("meters", "answers", "alarms", "unread", "locations"):
             self.json("export", "--to", "jsonl", "--table", table, name, lines=True)
