@@ -23,4 +23,6 @@ set(qemu ${CMAKE_SYSTEM_PROCESSOR})
 if(qemu STREQUAL "i686")
     set(qemu i386)
 endif()
-set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-${qemu}-static -L /usr/${TRAMOSTREAM_PLATFORM})
+# The path comes before the cache of this machine, which may have libraries of the platform in another version.
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    /usr/bin/qemu-${qemu}-static -L /usr/${TRAMOSTREAM_PLATFORM} -E LD_LIBRARY_PATH=/usr/${TRAMOSTREAM_PLATFORM}/lib)
