@@ -49,7 +49,8 @@ export async function mendDialog(viewer) {
     if (!report.hasLines) return dialogOf(V('mendTitle', { file: name }), h('p', null, V('mendNoLines')), report.left.map((one) => h('p', null, english(seen(one.why)))));
     const { mended, proposals } = report;
     const head = mended.length ? (report.mendedLines ? V('mendOf', { n: num(report.mendedLines), all: num(report.lines) }) : V('mendFile')) : V('mendNone');
-    const left = report.isWell ? V('mendWell') : V('mendLeft', { errors: num(report.errorsLeft + errorsIn(report.left)), warnings: num(report.warningsLeft) });
+    const counts = { errors: num(report.errorsLeft + errorsIn(report.left)), warnings: num(report.warningsLeft) };
+    const left = report.isWell ? V(mended.length ? 'mendWell' : 'mendClean') : V(mended.length ? 'mendLeft' : 'mendWrong', counts);
     const accepted = () => [...dialog.querySelectorAll('.proposal input:checked')].map((input) => input.value).filter(Boolean).join(' ');
     const write = async (use) => {
         const made = await mendReport(viewer, accepted(), true);
@@ -68,10 +69,10 @@ export async function mendDialog(viewer) {
         V('mendTitle', { file: name }),
         h('p', null, head),
         h('ul', null, mended.map(mendedItem)),
-        mended.length ? h('p', null, left, report.left.map((one) => h('span', { class: 'why' }, english(seen(one.why))))) : null,
+        h('p', null, left, report.left.map((one) => h('span', { class: 'why' }, english(seen(one.why))))),
         proposals.length ? [h('h3', null, V('proposals')), proposalsOf(report)] : null,
         report.mayHoldKeys ? h('p', { class: 'problem' }, V('keys')) : null,
-        h('p', { class: 'job-acts' }, acts),
+        acts ? h('p', { class: 'job-acts' }, acts) : null,
     );
 }
 const errorsIn = (findings) => findings.filter((one) => one.severity === 'error').length;

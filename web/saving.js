@@ -61,7 +61,7 @@ export function saveDialog(viewer) {
         const kind = what.value && !isExchange(chosen) ? '-' + what.value.replaceAll(' ', '-') : '';
         saveBlob(made[1], nameWith(viewer, isExchange(chosen) ? `-${chosen}.txt` : `${kind}.${made[0] === 'zip' ? 'zip' : chosen}`));
     };
-    dialogOf(V('saveTitle', { file: name }), h('label', { class: 'what' }, V('saveWhat'), what), forms, h('p', null, button(V('saveNow'), save, { class: 'btn big-btn' })), problems);
+    dialogOf(V('saveTitle', { file: name }), h('label', { class: 'what' }, V('saveWhat'), what), forms, problems, h('p', null, button(V('saveNow'), save, { class: 'btn big-btn' })));
 }
 const isExchange = (form) => form === 'ansi' || form === 'utf16';
 const recordName = (kind) => kind.name.replace(/ line$/, '');
