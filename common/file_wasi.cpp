@@ -22,8 +22,7 @@ File File::duplicateOf(int) {
 
 bool File::sync() const { return true; }
 
-File::File(File&& other) noexcept
-    : descriptor(std::exchange(other.descriptor, -1)), place(std::exchange(other.place, 0)) {}
+File::File(File&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)), place(std::exchange(other.place, 0)) {}
 
 File& File::operator=(File&& other) noexcept {
     descriptor = std::exchange(other.descriptor, -1);

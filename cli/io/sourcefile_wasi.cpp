@@ -16,7 +16,8 @@ SourceFile::SourceFile(const std::string& givenPath, std::string called)
 }
 
 std::size_t SourceFile::read(std::uint64_t place, char* bytes, std::size_t wanted) const {
-    const std::int32_t count = host::readFile(static_cast<std::int32_t>(opened.number), static_cast<double>(place), bytes, wanted);
+    const std::int32_t count =
+        host::readFile(static_cast<std::int32_t>(opened.number), static_cast<double>(place), bytes, wanted);
     if (count < 0) throw Unreadable{"cannot be read; it may have changed or moved since it was opened", name};
     return static_cast<std::size_t>(count);
 }

@@ -29,7 +29,8 @@ TableForm formOf(std::string_view name) {
 
 // "csv" or "jsonl"; only the records of a kind, or all if the name is empty: csv has a file for each kind then.
 TRAMO_CALLED(exportRecords)
-int exportRecords(const char* file, std::size_t fileSize, const char* form, std::size_t formSize, const char* kind, std::size_t kindSize) {
+int exportRecords(
+    const char* file, std::size_t fileSize, const char* form, std::size_t formSize, const char* kind, std::size_t kindSize) {
     ExportOptions options;
     options.files.emplace_back(file, fileSize);
     const TableForm chosen = formOf({form, formSize});

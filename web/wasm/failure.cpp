@@ -29,7 +29,6 @@ void __cxa_free_exception(void*) noexcept {}
     if (*type == typeid(std::system_error)) endBecause(static_cast<std::system_error*>(object)->what());
     endBecause(type->name());
 }
-
 }
 
 // The same of what the C++ library throws or notices itself.

@@ -1,5 +1,5 @@
-// The functions that the page calls; web/wasm/module.js hands texts and bytes to and fro. A module reads one file; the page makes a
-// new one for another file.
+// The functions that the page calls; web/wasm/module.js hands texts and bytes to and fro. A module reads one file; the page makes
+// a new one for another file.
 #include "common/host_wasi.h"
 #include "page/pagedata.h"
 #include "page/rawlines.h"

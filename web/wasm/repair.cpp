@@ -73,8 +73,8 @@ void writeProposal(page::JsonText& json, const RepairProposal& proposal) {
 
 }  // namespace
 
-// Puts what can be mended as "repair", and if `writes`, the mended file as "out" and its changes as "log". Returns 0 if the file has no
-// lines: nothing can be written then.
+// Puts what can be mended as "repair", and if `writes`, the mended file as "out" and its changes as "log". Returns 0 if the file
+// has no lines: nothing can be written then.
 TRAMO_CALLED(repair)
 int repair(const char* file, std::size_t fileSize, const char* accepted, std::size_t acceptedSize, int writes) {
     constexpr std::size_t mostProposals = 1000;
