@@ -233,6 +233,16 @@ class Meters(PageTest):
         self.js("document.querySelector('.opt input').click()")
         self.assertEqual([], self.all("a[href^=http]"))
 
+    def test_implausible_is_what_a_rule_about_readings_finds(self):
+        self.assertEqual([], self.all(".chip[data-state=implausible]"))
+        self.open(report(sample("--returned", "--faults", "ReadingBelowPrevious")), "meters")
+        self.assertEqual(1, self.number(".chip[data-state=implausible] .chip-n"))
+        self.click(".chip[data-state=implausible]")
+        serial = self.column("Serial")
+        self.assertEqual(1, len(serial))
+        self.tab("findings")
+        self.assertIn(serial[0], self.text("[data-rule=ReadingBelowPrevious]"))
+
 
 if __name__ == "__main__":
     run()
