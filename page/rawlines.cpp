@@ -72,7 +72,7 @@ std::vector<std::int64_t> linesWithFindings(std::size_t file, std::span<const Li
     for (const ListedFinding& each : listed)
         if (each.file == file && each.finding->line > 0) numbers.push_back(each.finding->line);
     std::ranges::sort(numbers);
-    numbers.erase(std::ranges::unique(numbers).begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     return numbers;
 }
 
