@@ -227,6 +227,7 @@ int run(std::vector<std::string> arguments) {
 
     if (!options.hasPersonal) {
         std::vector<std::string_view> contents;
+        contents.reserve(sources.size());
         for (const Source& source : sources) contents.push_back(source.content());
         page::WithoutPersonal made = page::withoutPersonal(contents, sources.front().readEncoding(), randomKey());
         if (!made.failure.empty()) {
