@@ -5,14 +5,18 @@ import { Parts } from './data.js';
 export class LibraryEnded extends Error {}
 
 async function unpacked(id) {
-    const element = document.getElementById(id), text = element.textContent.trim();
+    const element = document.getElementById(id),
+        text = element.textContent.trim();
     element.textContent = '';
     const bytes = Uint8Array.fromBase64?.(text) ?? Uint8Array.from(atob(text), (c) => c.charCodeAt(0));
     return new Response(new Blob([bytes]).stream().pipeThrough(new DecompressionStream('gzip'))).arrayBuffer();
 }
 
 export class Library {
-    #code; #script; #opened; #job;
+    #code;
+    #script;
+    #opened;
+    #job;
     #lines = new Map();
 
     /** Takes the library out of the page. */
@@ -75,7 +79,8 @@ export class Library {
 
     /** Runs a function on the open file: {value, messages, outputs: Map from names to blobs}. */
     async run(call, values, onProgress, zips = false) {
-        const { file } = this.#opened, job = this.#start({ file, name: file.name, call, values, zips }, onProgress);
+        const { file } = this.#opened,
+            job = this.#start({ file, name: file.name, call, values, zips }, onProgress);
         this.#job = job.worker;
         try {
             return await job.done;

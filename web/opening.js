@@ -16,7 +16,9 @@ export function chooser(label, viewer, properties) {
 }
 
 export class Opening {
-    #root; #viewer; #dialog;
+    #root;
+    #viewer;
+    #dialog;
 
     constructor(root, viewer) {
         this.#root = root;
@@ -45,7 +47,15 @@ export class Opening {
     wait(note, ...more) {
         document.title = V('title');
         delete document.body.dataset.view;
-        const box = h('div', { class: 'drop-box' }, note ? h('p', { class: 'problem', role: 'alert' }, note) : null, more, h('h1', null, V('drop')), h('p', null, V('dropMore')), chooser(V('choose'), this.#viewer, { class: 'btn big-btn' }));
+        const box = h(
+            'div',
+            { class: 'drop-box' },
+            note ? h('p', { class: 'problem', role: 'alert' }, note) : null,
+            more,
+            h('h1', null, V('drop')),
+            h('p', null, V('dropMore')),
+            chooser(V('choose'), this.#viewer, { class: 'btn big-btn' }),
+        );
         this.#root.replaceChildren(h('main', { class: 'drop', id: 'main' }, box));
     }
 
@@ -61,7 +71,14 @@ export class Opening {
     show(key, file) {
         this.hide();
         const bar = h('progress', { max: 1, value: 0, 'aria-label': V(key, { file }) });
-        const dialog = h('dialog', { class: 'going-on', oncancel: (event) => this.#cancel(event) }, h('p', { role: 'status' }, V(key, { file })), bar, h('p', { class: 'share' }), button(V('cancel'), (event) => this.#cancel(event)));
+        const dialog = h(
+            'dialog',
+            { class: 'going-on', oncancel: (event) => this.#cancel(event) },
+            h('p', { role: 'status' }, V(key, { file })),
+            bar,
+            h('p', { class: 'share' }),
+            button(V('cancel'), (event) => this.#cancel(event)),
+        );
         this.#dialog = dialog;
         document.body.append(dialog);
         dialog.showModal();

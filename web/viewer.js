@@ -12,7 +12,8 @@ import { saveDialog } from './saving.js';
 import { mendDialog, mendReport } from './mending.js';
 
 class Viewer {
-    #listeners; #app;
+    #listeners;
+    #app;
 
     constructor(root) {
         this.root = root;
@@ -33,7 +34,8 @@ class Viewer {
 
     /** Opens a file that was dropped or chosen. */
     async open(file) {
-        const name = seen(file.name), had = this.#app;
+        const name = seen(file.name),
+            had = this.#app;
         if (file.size === 0) return this.opening.refuse('empty', { file: name });
         const began = performance.now();
         document.documentElement.removeAttribute('data-opened');
@@ -46,8 +48,10 @@ class Viewer {
             document.documentElement.dataset.opened = (performance.now() - began).toFixed(0);
         } catch (error) {
             this.opening.hide();
-            if (error.message === 'cancelled') return had && this.library.file ? say(V('cancelled')) : this.opening.wait(V('cancelled'));
-            if (error.message === 'memory') return this.opening.refuse('tooLarge', { file: name, size: Math.round(file.size / 1e6) });
+            if (error.message === 'cancelled')
+                return had && this.library.file ? say(V('cancelled')) : this.opening.wait(V('cancelled'));
+            if (error.message === 'memory')
+                return this.opening.refuse('tooLarge', { file: name, size: Math.round(file.size / 1e6) });
             if (!(error instanceof LibraryEnded)) console.error(error);
             this.opening.refuse('cannotRead', { file: name, why: seen(error.message) });
         }
@@ -72,7 +76,12 @@ class Viewer {
         this.#app = null;
         const [first] = parts.get('summary').source.files[0].diagnosis;
         const report = await mendReport(this);
-        this.opening.refuse('notAFile', { file: name }, first, report?.hasLines ? button(V('mend'), () => mendDialog(this)) : null);
+        this.opening.refuse(
+            'notAFile',
+            { file: name },
+            first,
+            report?.hasLines ? button(V('mend'), () => mendDialog(this)) : null,
+        );
     }
 }
 

@@ -23,7 +23,8 @@ textsEn.viewer = {
     empty: '{file} is empty.',
     cannotRead: '{file} cannot be read: {why}',
     notAFile: '{file} cannot be shown.',
-    tooLarge: '{file} has {size} MB. Reading it takes more memory than a browser gives to a page. Use the command-line tool: tramo report',
+    tooLarge:
+        '{file} has {size} MB. Reading it takes more memory than a browser gives to a page. Use the command-line tool: tramo report',
     broken: 'This page is incomplete and cannot read files: {why}',
     old: 'This browser is too old for this page: {why}',
     save: 'Save as…',
@@ -89,7 +90,8 @@ textsFr.viewer = {
     empty: '{file} est vide.',
     cannotRead: '{file} ne peut pas être lu : {why}',
     notAFile: '{file} ne peut pas être affiché.',
-    tooLarge: '{file} fait {size} Mo. Sa lecture demande plus de mémoire qu’un navigateur n’en donne à une page. Utilisez l’outil : tramo report',
+    tooLarge:
+        '{file} fait {size} Mo. Sa lecture demande plus de mémoire qu’un navigateur n’en donne à une page. Utilisez l’outil : tramo report',
     broken: 'Cette page est incomplète et ne peut pas lire de fichiers : {why}',
     old: 'Ce navigateur est trop ancien pour cette page : {why}',
     save: 'Enregistrer sous…',

@@ -7,7 +7,8 @@ export class Ended extends Error {}
 
 /** Returns the offset of local time from UTC at an instant, both in seconds. getTimezoneOffset() rounds it to minutes. */
 export function offsetAt(instant) {
-    const at = new Date(instant * 1000), utc = new Date(0);
+    const at = new Date(instant * 1000),
+        utc = new Date(0);
     utc.setUTCFullYear(at.getFullYear(), at.getMonth(), at.getDate());
     utc.setUTCHours(at.getHours(), at.getMinutes(), at.getSeconds());
     return Math.round(utc / 1000 - Math.floor(instant));
@@ -24,7 +25,8 @@ export function isSummerAt(instant) {
  * fewer bytes only at the end of the file. `says`: output(name, bytes), complain(text), progress(done, all).
  */
 export async function startModule(code, files, says) {
-    let reason = '', memory;
+    let reason = '',
+        memory;
     const bytesAt = (at, size) => new Uint8Array(memory.buffer, at >>> 0, size >>> 0);
     const textAt = (at, size) => decoder.decode(bytesAt(at, size));
     const host = {
@@ -78,7 +80,8 @@ export async function startModule(code, files, says) {
     function call(name, ...values) {
         const place = (value) => {
             if (typeof value !== 'string') return [value];
-            const bytes = encoder.encode(value), at = exports.allocate(bytes.length + 1);
+            const bytes = encoder.encode(value),
+                at = exports.allocate(bytes.length + 1);
             bytesAt(at, bytes.length).set(bytes);
             return [at, bytes.length];
         };

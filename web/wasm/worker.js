@@ -9,14 +9,17 @@ const FOLDED = 16 << 20; // bytes from which parts of an output become one, whic
 /** A file that is read from front to back, mostly. */
 function reading(file, name) {
     const reader = new FileReaderSync();
-    let first = 0, held = new Uint8Array(0);
+    let first = 0,
+        held = new Uint8Array(0);
     return {
         name,
         size: file.size,
         read(place, length) {
             const end = Math.min(place + length, file.size);
             if (place < first || end > first + held.length) {
-                held = new Uint8Array(reader.readAsArrayBuffer(file.slice(place, Math.max(end, Math.min(place + AHEAD, file.size)))));
+                held = new Uint8Array(
+                    reader.readAsArrayBuffer(file.slice(place, Math.max(end, Math.min(place + AHEAD, file.size)))),
+                );
                 first = place;
             }
             return held.subarray(place - first, Math.max(place, end) - first);
@@ -47,7 +50,9 @@ let module, line;
 
 /** job: {code, file, name, call, values, zips: whether outputs become one file, parts: whether they are bytes}. */
 async function run({ code, file, name, call, values, zips, parts }) {
-    const messages = [], { outputs, add } = collecting(), bytesOf = new Map();
+    const messages = [],
+        { outputs, add } = collecting(),
+        bytesOf = new Map();
     let last = 0;
     const says = {
         output(of, bytes) {
@@ -65,7 +70,11 @@ async function run({ code, file, name, call, values, zips, parts }) {
     };
     module = await startModule(code, [reading(file, name)], says);
     const value = module.call(call, name, ...values);
-    if (parts) return postMessage({ value, messages, outputs: bytesOf }, [...bytesOf.values()].map((bytes) => bytes.buffer));
+    if (parts)
+        return postMessage(
+            { value, messages, outputs: bytesOf },
+            [...bytesOf.values()].map((bytes) => bytes.buffer),
+        );
     const all = [...outputs.values()];
     for (const one of all) one.name = one.name.replace(/^.*\//, '');
     const made = zips && all.length > 1 ? [['zip', new Blob(zipOf(all))]] : all.map((one) => [one.name, new Blob(one.parts)]);
@@ -80,6 +89,9 @@ onmessage = async ({ data }) => {
         postMessage({ lineOf: data.lineOf, text: line });
     } catch (error) {
         const isMemory = error instanceof RangeError || error.message === 'memory';
-        postMessage({ ended: isMemory ? 'memory' : error instanceof Ended ? error.message : String(error.message ?? error), lineOf: data.lineOf });
+        postMessage({
+            ended: isMemory ? 'memory' : error instanceof Ended ? error.message : String(error.message ?? error),
+            lineOf: data.lineOf,
+        });
     }
 };

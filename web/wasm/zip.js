@@ -13,7 +13,9 @@ export function crcOf(bytes, crc) {
 
 /** files: [{name, size, crc, parts}]. Returns the parts of the ZIP file. */
 export function zipOf(files) {
-    const encoder = new TextEncoder(), out = [], directory = [];
+    const encoder = new TextEncoder(),
+        out = [],
+        directory = [];
     const numbers = (list) => {
         const view = new DataView(new ArrayBuffer(list.reduce((sum, [bytes]) => sum + bytes, 0)));
         let at = 0;
@@ -23,11 +25,24 @@ export function zipOf(files) {
         }
         return new Uint8Array(view.buffer);
     };
-    const utf8 = 0x800, version = 20, firstDay = 0x21;
+    const utf8 = 0x800,
+        version = 20,
+        firstDay = 0x21;
     let place = 0;
     for (const { name, size, crc, parts } of files) {
         const bytes = encoder.encode(name);
-        const facts = [[2, version], [2, utf8], [2, 0], [2, 0], [2, firstDay], [4, crc], [4, size], [4, size], [2, bytes.length], [2, 0]];
+        const facts = [
+            [2, version],
+            [2, utf8],
+            [2, 0],
+            [2, 0],
+            [2, firstDay],
+            [4, crc],
+            [4, size],
+            [4, size],
+            [2, bytes.length],
+            [2, 0],
+        ];
         const head = numbers([[4, 0x04034b50], ...facts]);
         out.push(head, bytes, ...parts);
         directory.push(numbers([[4, 0x02014b50], [2, version], ...facts, [2, 0], [2, 0], [2, 0], [4, 0], [4, place]]), bytes);
@@ -35,5 +50,18 @@ export function zipOf(files) {
     }
     const size = directory.reduce((sum, bytes) => sum + bytes.length, 0);
     const count = files.length;
-    return [...out, ...directory, numbers([[4, 0x06054b50], [2, 0], [2, 0], [2, count], [2, count], [4, size], [4, place], [2, 0]])];
+    return [
+        ...out,
+        ...directory,
+        numbers([
+            [4, 0x06054b50],
+            [2, 0],
+            [2, 0],
+            [2, count],
+            [2, count],
+            [4, size],
+            [4, place],
+            [2, 0],
+        ]),
+    ];
 }
