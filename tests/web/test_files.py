@@ -82,11 +82,13 @@ class Samples(PageTest):
     def test_damaged_data_is_a_message(self):
         whole = report(SAMPLES / "round-returned.txt").read_text()
         damaged = WORK / "damaged.html"
-        first = whole.index('id="tramo-summary">') + 40
-        damaged.write_text(whole[:first] + "!" + whole[first + 1:])
-        self.driver.get(damaged.as_uri())
-        self.until(lambda: self.all(".message"))
-        self.assertIn("could not be read", self.text(".message"))
+        for part in "summary", "meters", "history":
+            with self.subTest(part):
+                first = whole.index(f'id="tramo-{part}">') + 40
+                damaged.write_text(whole[:first] + "!" + whole[first + 1:])
+                self.driver.get(damaged.as_uri())
+                self.until(lambda: self.all(".message"))
+                self.assertIn("could not be read", self.text(".message"))
 
 
 class Size(PageTest):

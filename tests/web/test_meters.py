@@ -204,6 +204,7 @@ class Meters(PageTest):
     def test_the_address_names_the_view_and_the_meter(self):
         serial = list(self.meters.values())[40]["meterSerialNumber"]
         self.open(report(self.file), "meters/" + serial)
+        self.until(lambda: self.all(".detail"))
         self.assertEqual(serial, self.text(".detail h2"))
         self.open(report(self.file), "meters/%E0%A4%A")
         self.assertEqual([], self.all(".detail"))
@@ -211,12 +212,21 @@ class Meters(PageTest):
     def test_details_show_reading_and_raw_lines(self):
         number, line = next((number, line) for number, line in self.meters.items() if line.get("meterReadingIndex", 0) > 0)
         self.open(report(self.file), "meters/" + line["meterSerialNumber"])
+        self.until(lambda: self.all(".detail"))
         self.assertIn(f"{line['meterReadingIndex']:,}", self.text(".trio"))
         self.js("document.querySelector('.d-line summary').click()")
         self.until(lambda: self.all(".d-line .raw"))
         text = self.js("return [...document.querySelectorAll('.d-line .raw-text .raw-f')].map((one) => one.textContent).join('')")
         content = self.file.read_bytes().decode("cp1252").split("\r\n")[number - 1]
         self.assertEqual(content.rstrip(), text.rstrip())
+
+    def test_details_that_are_unpacked_later_show_the_history(self):
+        line = next(line for line in self.read if line.get("meterHistory4Consumption"))
+        self.open(report(self.file), "meters/" + line["meterSerialNumber"])
+        self.until(lambda: self.all(".detail"))
+        past = [(line[f"meterHistory{slot}ReadingDate"][:7], line[f"meterHistory{slot}Consumption"]) for slot in (4, 3, 2, 1)]
+        past.append((line["meterReadingDate"][:7], line["meterReadingConsumption"]))
+        self.assertEqual(", ".join(f"{month}: {value:,}" for month, value in past), self.one(".detail .cols").get_attribute("aria-label"))
 
     def test_a_round_can_be_chosen(self):
         self.js("const s = document.querySelector('.tools select'); s.value = '1'; s.dispatchEvent(new Event('change'))")
