@@ -654,7 +654,7 @@ void sharedRows() {
 }
 
 void arrowBatches() {
-    //! [ArrowBatches]
+    //! [batchesOfColumns]
     struct Located : tramo::ArrowBatches {  // meters with a position, of a round that is in memory
         tramo::Columns columns{*tramo::recordKind(L'1')};
 
@@ -677,7 +677,7 @@ void arrowBatches() {
         std::wcout << rows.length << L" meters\n";
     stream.release(&stream);
     //> 30 meters
-    //! [ArrowBatches]
+    //! [batchesOfColumns]
 }
 
 void meterTable() {
@@ -1075,7 +1075,7 @@ int main() {
     run(L"malformedStream", malformedStream);
     run(L"ArrowBatches", meterStream);
     run(L"shareArrow", sharedRows);
-    run(L"ArrowBatches", arrowBatches);
+    run(L"batchesOfColumns", arrowBatches);
     run(L"RoundFile", roundFile);
     run(L"FileParts", fileParts);
     run(L"MeterTable", meterTable);

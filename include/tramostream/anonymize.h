@@ -55,9 +55,11 @@ public:
     /// `text`: a line without its line ending, one UTF-16 code unit in each wchar_t; `kind`: see kindOfLine(). A line that is not
     /// in memory as a whole belongs to mask().
     /// @{
-    void begin();
-    void learnLabels(std::wstring_view text, std::optional<LineKind> kind);
-    void learnWords(std::wstring_view text, std::optional<LineKind> kind);
+    void begin();                                                            ///< before the first line of each file
+    void learnLabels(std::wstring_view text, std::optional<LineKind> kind);  ///< first pass: the words of the labels
+    void learnWords(std::wstring_view text, std::optional<LineKind> kind);   ///< second pass: which of them are personal
+
+    /// Third pass. Overwrites `result` with the anonymized line, which has the length of `text`.
     void replace(std::wstring_view text, std::optional<LineKind> kind, std::wstring& result);
     /// @}
 
@@ -101,10 +103,14 @@ public:
     ~AnonymizeProof();
 
     /// @name Passes
-    /// Return false if the proof fails: failure() says why.
+    /// Lines as in Anonymizer. Return false if the proof fails: failure() says why.
     /// @{
-    void begin();
+    void begin();  ///< before the first line of each file
+
+    /// First pass. Fails if the line after still has a replaced text in its place, or differs in a kept column.
     bool compare(std::wstring_view before, std::wstring_view after, std::optional<LineKind> kind);
+
+    /// Second pass. Fails if a kept text of the line contains a word of a replaced name, address or number.
     bool search(std::wstring_view before, std::optional<LineKind> kind);
     /// @}
 

@@ -65,9 +65,10 @@ typedef enum tramo_type {
     TRAMO_ALARMS = 8    /* int64: flag k is bit k - 1 */
 } tramo_type;
 
+/* One field of a record kind. No text is NULL. */
 typedef struct tramo_field {
-    const char* name; /* "meterReadingIndex" */
-    tramo_type type;
+    const char* name;     /* "meterReadingIndex" */
+    tramo_type type;      /* which functions get and set it */
     int32_t column;       /* of the first character, 1-based; 0: not in the line */
     int32_t width;        /* in characters */
     int32_t decimals;     /* digits written after the decimal point */
@@ -76,12 +77,13 @@ typedef struct tramo_field {
     const char* required; /* when its absence is a finding, a clause: "it is empty"; otherwise empty */
 } tramo_field;
 
+/* A kind of lines with fixed columns. */
 typedef struct tramo_kind {
-    const char* name; /* "meter subscriber" */
-    char letter;      /* in column 1; 0: none */
-    int32_t length;   /* characters of a line, without the line ending */
-    size_t field_count;
-    const tramo_field* const* fields;
+    const char* name;                 /* "meter subscriber" */
+    char letter;                      /* in column 1; 0: none */
+    int32_t length;                   /* characters of a line, without the line ending */
+    size_t field_count;               /* of `fields` */
+    const tramo_field* const* fields; /* in the order of writing */
 } tramo_kind;
 
 /* All kinds of lines with fixed columns; `count` receives their number. */
@@ -135,10 +137,10 @@ typedef enum tramo_line_fault {
 
 /* Facts about a line. Pointers are valid as long as the line. */
 typedef struct tramo_line_info {
-    int64_t number;         /* in its file, 1-based; 0: in no file */
-    uint64_t offset;        /* of its first byte in the file */
-    const tramo_kind* kind; /* NULL: a malformed line or a key line */
-    tramo_line_fault fault;
+    int64_t number;          /* in its file, 1-based; 0: in no file */
+    uint64_t offset;         /* of its first byte in the file */
+    const tramo_kind* kind;  /* NULL: a malformed line or a key line */
+    tramo_line_fault fault;  /* TRAMO_FAULT_NONE: it has fields, or it is a key line */
     tramo_encoding encoding; /* of `bytes` */
     const char* bytes;       /* without the line ending, not terminated by a zero */
     size_t size;             /* in bytes */
@@ -189,16 +191,16 @@ TRAMO_EXPORT void tramo_writer_close(tramo_writer* writer);
 
 /* What is wrong with a line or a file. Texts are valid until the checker is used again; absent ones are empty. */
 typedef struct tramo_finding {
-    const char* rule; /* "ParseDateTime" */
-    int32_t code;     /* of the format; 0: none */
-    int32_t severity; /* 0: error, 1: warning, 2: hint */
-    int64_t line;     /* 0: the whole file */
-    int32_t column, end_column;
-    const char* kind;     /* of the line: "meter subscriber" */
-    const char* field;    /* "meterReadingDate" */
-    const char* sentence; /* "meterWheels: invalid integer "VA"" */
-    const char* reason;
-    const char* hint;
+    const char* rule;           /* "ParseDateTime" */
+    int32_t code;               /* of the format; 0: none */
+    int32_t severity;           /* 0: error, 1: warning, 2: hint */
+    int64_t line;               /* 0: the whole file */
+    int32_t column, end_column; /* the first column, 1-based, and the column after the last; 0: the whole line */
+    const char* kind;           /* of the line: "meter subscriber" */
+    const char* field;          /* "meterReadingDate" */
+    const char* sentence;       /* "meterWheels: invalid integer "VA"" */
+    const char* reason;         /* the cause, or what was expected */
+    const char* hint;           /* a remedy */
 } tramo_finding;
 
 typedef struct tramo_checker tramo_checker;

@@ -76,14 +76,15 @@ enum class ColumnType : char {
 
 /// One column of Columns. Valid until a row is added to the columns, or until they are cleared, moved or destroyed.
 struct Column {
-    const Field* field;
-    ColumnType type;
-    std::size_t rows;
+    const Field* field;            ///< lives as long as the program
+    ColumnType type;               ///< of its values, as columnTypeOf() returns it
+    std::size_t rows;              ///< the length of the column, with rows without a value
     std::size_t absent;            ///< rows without a value: the columns of the line are blank, or their text cannot be parsed
     const std::uint8_t* validity;  ///< bit r % 8 of byte r / 8 is set if row r has a value
     const void* values;            ///< one for each row, 0 where absent; of a Flag, bits as in `validity`; of a Text, its UTF-8
     const std::int32_t* offsets;   ///< Text only: the text of row r lies from offsets[r] to offsets[r + 1] in `values`
 
+    /// Returns whether a row has a value. `row`: from 0, below `rows`, as in the other functions.
     bool has(std::size_t row) const { return (validity[row / 8] >> (row % 8) & 1) != 0; }
 
     /// Returns the value of a row; T is the type that ColumnType names.
@@ -92,7 +93,9 @@ struct Column {
         std::memcpy(&result, static_cast<const char*>(values) + row * sizeof(T), sizeof(T));
         return result;
     }
+    /// Returns the value of a row of a Flag; false where it is absent.
     bool flag(std::size_t row) const { return (static_cast<const std::uint8_t*>(values)[row / 8] >> (row % 8) & 1) != 0; }
+    /// Returns the value of a row of a Text, in UTF-8, which refers to `values`; empty where it is absent.
     std::string_view text(std::size_t row) const {
         return {static_cast<const char*>(values) + offsets[row], static_cast<std::size_t>(offsets[row + 1] - offsets[row])};
     }
@@ -128,8 +131,8 @@ public:
     /// column would hold more than 2 GB of text.
     bool add(const LineView& line);
 
-    const RecordKind& kind() const;
-    std::size_t rows() const;
+    const RecordKind& kind() const;               ///< of the lines; lives as long as the program
+    std::size_t rows() const;                     ///< the number of lines that were added since the last clear() or exportRows()
     std::size_t size() const;                     ///< the number of columns
     Column operator[](std::size_t index) const;   ///< the column of the index-th field
     std::span<const std::int64_t> lines() const;  ///< the number of each row's line
@@ -142,8 +145,8 @@ public:
     /// Both structures must be released by calling their `release`, also after this object is gone. The first column is
     /// "line", the number of the line; the others have the names of their fields. They are the children of a structure.
     /// @{
-    void exportSchema(ArrowSchema* out) const;
-    void exportRows(ArrowArray* out);  ///< hands the rows over without copying them; then there are none
+    void exportSchema(ArrowSchema* out) const;  ///< names and types, as long as there are no rows, too
+    void exportRows(ArrowArray* out);           ///< hands the rows over without copying them; then there are none
     /// @}
 
 private:
@@ -161,6 +164,7 @@ TRAMO_EXPORT void shareArrow(const std::shared_ptr<const ArrowSchema>& schema, A
 TRAMO_EXPORT void shareArrow(const std::shared_ptr<const ArrowArray>& rows, ArrowArray* out);
 /// @}
 
+/// How rows are handed out to a stream or a table.
 struct ArrowStreamOptions {
     std::size_t rowsPerBatch = 65536;  ///< at most; at least 1
 };
@@ -190,11 +194,17 @@ TRAMO_EXPORT void arrowStream(const char* path, const RecordKind& kind, std::spa
 class TRAMO_EXPORT ArrowBatches {
 public:
     virtual ~ArrowBatches();
+
+    /// Exports the names and types of the columns: a structure, the same for all batches. The stream calls it for each
+    /// `get_schema`.
     virtual void exportSchema(ArrowSchema* out) const = 0;
 
     /// Exports the next rows. Returns false, leaving `out` alone, if there are none.
     virtual bool exportRows(ArrowArray* out) = 0;
 };
+/// The rows of `batches`, which the stream owns.
+///
+/// @snippet docs/examples.cpp batchesOfColumns
 TRAMO_EXPORT void arrowStream(std::unique_ptr<ArrowBatches> batches, ArrowArrayStream* out);
 /// @}
 

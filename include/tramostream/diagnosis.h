@@ -41,8 +41,10 @@ public:
     /// Returns the kind of the lines, also if all of them are malformed; nullopt: no kind fits.
     std::optional<LineKind> kind() const { return lineKind; }
 
-    /// Returns the length at which every line was broken, or after which the rest of every line is lost; 0: neither.
+    /// Returns the length in characters at which every line was broken; 0: lines were not broken.
     std::size_t wrappedAt() const { return wrapped; }
+
+    /// Returns the length in characters after which the rest of every line is lost; 0: nothing is lost.
     std::size_t lostAfter() const { return lost; }
 
 private:

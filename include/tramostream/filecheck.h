@@ -31,6 +31,7 @@ struct FileCheckOptions {
 /// @snippet docs/examples.cpp FileChecker
 class TRAMO_EXPORT FileChecker {
 public:
+    /// Starts a check of all lines of the reader.
     explicit FileChecker(Reader& reader, const FileCheckOptions& options = {});
     FileChecker(FileChecker&&) noexcept;
     FileChecker& operator=(FileChecker&&) noexcept;

@@ -119,8 +119,8 @@ public:
     std::uint64_t offset() const { return firstByte; }  ///< of its first byte, from the beginning of the file
     std::string_view bytes() const { return content; }  ///< as in the file, without the line ending
     std::size_t size() const;                           ///< in characters, without the line ending
-    Encoding encoding() const { return coding; }
-    LineEnding ending() const { return lineEnd; }
+    Encoding encoding() const { return coding; }        ///< of bytes()
+    LineEnding ending() const { return lineEnd; }       ///< what follows bytes() in the file; None: the file ends there
 
     /// The kind of the line; nullopt if neither its length nor its beginning shows it. A malformed line can have one.
     std::optional<LineKind> lineKind() const { return shape; }
@@ -131,6 +131,7 @@ public:
     /// Whether it is a line of the kind of model M.
     template <class M> bool is() const { return record == &kindOf<M>(); }
 
+    /// Why the line has no fields; LineFault::None: it has fields, or is a key line.
     LineFault fault() const { return problem; }
 
     /// The kind of most lines at the beginning of its file; see KindCensus.
@@ -141,20 +142,27 @@ public:
     /// std::invalid_argument is thrown, which names the kind and the closest name. Without a kind, every field is absent. A
     /// Field is looked up once and used for many lines (see RecordKind::field); in lines of another kind, it is absent.
     /// @{
+    /// Returns the field, for its values; as long as the line is valid.
     FieldView operator[](const Field& field) const { return {*this, inLine(field)}; }
-    FieldView operator[](std::string_view name) const;
+    FieldView operator[](std::string_view name) const;  ///< the field of this name
 
+    /// The value of the type T; absent, and the types: see FieldView::value. Those below are values of one type.
     template <class T> std::optional<T> value(const Field& field) const { return (*this)[field].template value<T>(); }
+    /// The value of the type T, by name.
     template <class T> std::optional<T> value(std::string_view name) const { return (*this)[name].template value<T>(); }
 
+    /// See FieldView::text: UTF-8 without trailing white space.
     std::optional<std::string> text(const Field& field) const { return (*this)[field].text(); }
-    std::optional<std::string> text(std::string_view name) const { return (*this)[name].text(); }
+    std::optional<std::string> text(std::string_view name) const { return (*this)[name].text(); }  ///< by name
+    /// See FieldView::time: in UTC, of a Date the local midnight.
     std::optional<std::chrono::sys_seconds> time(const Field& field) const { return (*this)[field].time(); }
-    std::optional<std::chrono::sys_seconds> time(std::string_view name) const { return (*this)[name].time(); }
+    std::optional<std::chrono::sys_seconds> time(std::string_view name) const { return (*this)[name].time(); }  ///< by name
+    /// See FieldView::day: the local day.
     std::optional<std::chrono::local_days> day(const Field& field) const { return (*this)[field].day(); }
-    std::optional<std::chrono::local_days> day(std::string_view name) const { return (*this)[name].day(); }
+    std::optional<std::chrono::local_days> day(std::string_view name) const { return (*this)[name].day(); }  ///< by name
+    /// See FieldView::raw: the columns with their spaces, in UTF-8.
     std::string raw(const Field& field) const { return (*this)[field].raw(); }
-    std::string raw(std::string_view name) const { return (*this)[name].raw(); }
+    std::string raw(std::string_view name) const { return (*this)[name].raw(); }  ///< by name
     /// @}
 
     /// @name All fields at once
@@ -164,7 +172,9 @@ public:
     ///
     /// @snippet docs/examples.cpp decodeLine
     /// @{
-    bool decode(std::span<DecodedValue> values) const;
+    bool decode(std::span<DecodedValue> values) const;  ///< all values, by Field::index
+
+    /// The text of a value that decode() has set for this line. Valid as long as the line and the content of `buffer`.
     std::string_view text(const DecodedValue& value, std::string& buffer) const;
     /// @}
 
@@ -247,7 +257,9 @@ struct ReadOptions {
 /// @snippet docs/examples.cpp Reader
 class TRAMO_EXPORT Reader {
 public:
+    /// Opens a file, pipe or device. Throws std::system_error if it cannot be opened or read.
     explicit Reader(const std::filesystem::path& path, const ReadOptions& options = {});
+    /// The same without errors as exceptions: a reader of what cannot be opened has no lines; see error().
     Reader(std::nothrow_t, const std::filesystem::path& path, const ReadOptions& options = {});
 
     /// Reads bytes in memory, which must outlive the reader.
@@ -275,6 +287,7 @@ public:
     std::error_code error() const;       ///< why there are no more lines; no error: the file has ended
     const std::string& message() const;  ///< the same as a sentence with the path; empty if there is no error
 
+    /// An input iterator over the lines. All iterators of a reader share its position; a line is valid until the next increment.
     class Iterator {
     public:
         using value_type = LineView;
@@ -282,15 +295,17 @@ public:
         using iterator_concept = std::input_iterator_tag;
 
         Iterator() = default;
+        /// Reads the next line of the reader, which must outlive the iterator.
         explicit Iterator(Reader& of) : reader(&of) { ++*this; }
-        const LineView& operator*() const { return *line; }
-        const LineView* operator->() const { return line; }
+        const LineView& operator*() const { return *line; }  ///< the current line; not after the last one
+        const LineView* operator->() const { return line; }  ///< the current line; nullptr after the last one
+        /// Reads the next line. Throws as Reader::next.
         Iterator& operator++() {
             line = reader->next();
             return *this;
         }
-        void operator++(int) { ++*this; }
-        bool operator==(std::default_sentinel_t) const { return !line; }
+        void operator++(int) { ++*this; }                                 ///< the same; there is no copy of the line before
+        bool operator==(std::default_sentinel_t) const { return !line; }  ///< whether it is after the last line
 
     private:
         Reader* reader = nullptr;
@@ -299,8 +314,8 @@ public:
 
     /// @name The remaining lines
     /// @{
-    Iterator begin() { return Iterator(*this); }
-    std::default_sentinel_t end() const { return {}; }
+    Iterator begin() { return Iterator(*this); }        ///< reads the next line; each call continues where reading is
+    std::default_sentinel_t end() const { return {}; }  ///< after the last line
     /// @}
 
 private:
@@ -319,8 +334,8 @@ struct FilePart {
 
 /// A file in parts that can be read independently, by Reader::ofBytes with this encoding: on several threads, or machines.
 struct FileParts {
-    Encoding encoding = Encoding::Ansi;
-    std::vector<FilePart> parts{};  ///< in the order of the file; none: the file is empty
+    Encoding encoding = Encoding::Ansi;  ///< of all parts
+    std::vector<FilePart> parts{};       ///< in the order of the file; none: the file is empty
 };
 
 /// Cuts a file after about so many bytes each, at line endings. Reads the whole file, to count its lines. Throws
@@ -335,32 +350,36 @@ TRAMO_EXPORT FileParts splitFile(const std::filesystem::path& path, std::uint64_
 /// @snippet docs/examples.cpp Line
 class TRAMO_EXPORT NewValue {
 public:
+    /// What it holds: one of these types, whatever the constructor took.
     using Held = std::variant<std::nullopt_t, std::string_view, long long, double, bool, char32_t, std::chrono::sys_seconds,
         std::chrono::local_days, std::chrono::year>;
 
-    NewValue(std::nullopt_t none) : held(none) {}
-    NewValue(std::string_view utf8) : held(utf8) {}
-    NewValue(const std::string& utf8) : held(std::string_view(utf8)) {}
-    NewValue(const char* utf8) : held(std::string_view(utf8)) {}
-    template <std::same_as<bool> T> NewValue(T flag) : held(flag) {}
+    NewValue(std::nullopt_t none) : held(none) {}                        ///< makes the field blank
+    NewValue(std::string_view utf8) : held(utf8) {}                      ///< of a Text or AlarmFlags field; empty: makes it blank
+    NewValue(const std::string& utf8) : held(std::string_view(utf8)) {}  ///< as a std::string_view
+    NewValue(const char* utf8) : held(std::string_view(utf8)) {}         ///< as a std::string_view; ends with a zero byte
+    template <std::same_as<bool> T> NewValue(T flag) : held(flag) {}     ///< of a Flag field
+    /// Of a Code field: U+0000 to U+00FF.
     NewValue(char code) : held(static_cast<char32_t>(static_cast<unsigned char>(code))) {}
-    NewValue(char32_t code) : held(code) {}
-    template <std::floating_point T> NewValue(T number) : held(static_cast<double>(number)) {}
+    NewValue(char32_t code) : held(code) {}                                                     ///< of a Code field
+    template <std::floating_point T> NewValue(T number) : held(static_cast<double>(number)) {}  ///< of a Decimal field
+    /// Of an Integer, Decimal or AlarmFlags field.
     template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, char32_t> && !std::same_as<T, wchar_t> &&
              !std::same_as<T, char16_t> && !std::same_as<T, char8_t>) NewValue(T number)
         : held(static_cast<long long>(number)) {
         if (!std::in_range<long long>(number)) held = static_cast<double>(number);  // which no integer field takes
     }
-    NewValue(std::chrono::sys_seconds time) : held(time) {}
-    NewValue(std::chrono::sys_days) = delete;  // its midnight is that of UTC: use local_days
-    NewValue(std::chrono::local_days day) : held(day) {}
-    NewValue(std::chrono::year year) : held(year) {}
+    NewValue(std::chrono::sys_seconds time) : held(time) {}  ///< of a Date or DateTime field
+    NewValue(std::chrono::sys_days) = delete;                // its midnight is that of UTC: use local_days
+    NewValue(std::chrono::local_days day) : held(day) {}     ///< of a Date or DateTime field: its local midnight
+    NewValue(std::chrono::year year) : held(year) {}         ///< of a Year field
+    /// The value in it; without one, makes the field blank.
     template <class T> NewValue(const std::optional<T>& value) : held(std::nullopt) {
         if (value) *this = NewValue(*value);
     }
 
-    const Held& get() const { return held; }
+    const Held& get() const { return held; }  ///< std::nullopt_t: the field is to be blank
 
 private:
     Held held;
@@ -368,8 +387,9 @@ private:
 
 /// What became of a change.
 struct [[nodiscard]] SetResult {
+    /// Done, or why the value could not be written.
     enum Code : char {
-        Done,
+        Done,           ///< the field has the value
         WrongType,      ///< the field holds values of another type
         TooWide,        ///< the text of the value is wider than the field
         NotInField,     ///< the field cannot hold the value: a line ending in a text, a date beyond 32 bits, an unknown code, nan
@@ -377,10 +397,10 @@ struct [[nodiscard]] SetResult {
         NotInEncoding,  ///< the encoding of the line has no such character
         NoField,        ///< the line does not have the field
     };
-    Code code = Done;
+    Code code = Done;      ///< see Code
     std::string reason{};  ///< a sentence that names the field; empty if done
 
-    explicit operator bool() const { return code == Done; }
+    explicit operator bool() const { return code == Done; }  ///< whether the field has the new value
 
     /// Throws std::invalid_argument with the reason, unless done.
     TRAMO_EXPORT void orThrow() const;
@@ -419,8 +439,8 @@ public:
     /// (FieldView::text) into their field. A name that the kind of the line does not have throws std::invalid_argument, as in
     /// operator[].
     /// @{
-    SetResult set(const Field& field, const NewValue& value);
-    SetResult set(std::string_view name, const NewValue& value);
+    SetResult set(const Field& field, const NewValue& value);     ///< NoField if it is of another kind
+    SetResult set(std::string_view name, const NewValue& value);  ///< throws if there is no such name
     /// @}
 
     /// Changes several fields, one after the other, or none: a value that cannot be written is an error of type

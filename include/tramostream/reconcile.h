@@ -24,6 +24,7 @@ TRAMO_EXPORT bool mayChangeInField(const RecordKind& kind, const Field& field);
 
 /// Something in a returned round that must be looked at.
 struct Difference {
+    /// What has happened.
     enum What : char {
         MeterMissing,  ///< an exported meter did not come back
         MeterAdded,    ///< a meter came back that was not exported, and no meter change line explains it
@@ -34,7 +35,7 @@ struct Difference {
         Implausible,   ///< a reading is not plausible; `finding` says why
         Malformed,     ///< a line cannot be read; see Checker
     };
-    What what{};
+    What what{};                    ///< decides which of the other members count
     std::string serial{};           ///< of the meter; empty: a line of no meter
     std::string_view kind{};        ///< of the line: "meter subscriber"; empty: unknown
     const Field* field = nullptr;   ///< of FieldChanged
@@ -51,12 +52,13 @@ TRAMO_EXPORT std::string_view nameOf(Difference::What what);
 
 /// What became of a meter.
 struct ReconciledMeter {
+    /// Whether it came back with a reading, came back without one, did not come back, or was not exported.
     enum State : char { Read, Unread, Missing, Added };
     State state{};                                     ///< Added: whether it was read, `returned` says
     std::string serial{};                              ///< as exported; of an added meter, as returned
     const Meter* exported = nullptr;                   ///< nullptr: added
     const Meter* returned = nullptr;                   ///< nullptr: missing
-    std::size_t firstDifference = 0, differences = 0;  ///< a range of ReconciledRound::differences
+    std::size_t firstDifference = 0, differences = 0;  ///< a range of ReconciledRound::differences; the number of them
 
     /// The serial number of the meter that replaced it; empty: none.
     TRAMO_EXPORT std::string newSerial() const;
@@ -69,15 +71,15 @@ struct ReconciledRound {
     std::vector<ReconciledMeter> meters{};  ///< in the order of the exported file, then the added ones
     std::vector<Difference> differences{};  ///< of the round as a whole, then of each meter
 
-    std::size_t exportedMeters = 0, returnedMeters = 0;
-    std::size_t read = 0, unread = 0, missing = 0, added = 0;
-    std::size_t replaced = 0;                                        ///< meters with a meter change line
-    std::size_t corrected = 0;                                       ///< meters with a corrected serial number
-    std::size_t located = 0;                                         ///< meters with a place
-    std::size_t answered = 0;                                        ///< meters with answers
-    std::size_t answers = 0;                                         ///< all of them
-    std::map<char32_t, std::size_t> byStatus{}, byMethod{};          ///< of the read meters, by code; 0: none
-    std::map<std::chrono::local_days, std::size_t> byDay{};          ///< of the read meters
+    std::size_t exportedMeters = 0, returnedMeters = 0;        ///< all meters of each file
+    std::size_t read = 0, unread = 0, missing = 0, added = 0;  ///< meters; the added ones are among the read and unread ones, too
+    std::size_t replaced = 0;                                  ///< meters with a meter change line
+    std::size_t corrected = 0;                                 ///< meters with a corrected serial number
+    std::size_t located = 0;                                   ///< meters with a place
+    std::size_t answered = 0;                                  ///< meters with answers
+    std::size_t answers = 0;                                   ///< all of them
+    std::map<char32_t, std::size_t> byStatus{}, byMethod{};    ///< of the read meters, by code; 0: none
+    std::map<std::chrono::local_days, std::size_t> byDay{};    ///< of the read meters
     std::map<std::string, std::size_t> byAgent{}, unreadByReason{};  ///< by user code; by marking code. Empty: none
 };
 
@@ -91,8 +93,10 @@ struct ReconciledRound {
 /// @snippet docs/examples.cpp Reconciliation
 class TRAMO_EXPORT Reconciliation {
 public:
+    /// Compares the files. Both must outlive the comparison.
     Reconciliation(const RoundFile& exported, const RoundFile& returned);
 
+    /// In the order of the exported file, then those that were not exported.
     std::span<const ReconciledRound> rounds() const { return all; }
 
     /// Of lines that belong to no round that both files have: malformed lines of the returned file.

@@ -116,13 +116,19 @@ public:
     /// Returns whether the file has lines. If not, it is of another format, and nothing can be written.
     bool hasLines() const;
 
-    /// Returns what run() mends, by rule, and the number of lines that it changes or removes.
+    /// Returns what run() mends, by rule.
     const std::vector<MendedLines>& mended() const;
+
+    /// Returns the number of lines that run() changes or removes.
     std::uint64_t mendedLines() const;
 
-    /// Returns the number of lines, the lines with proposals, and how many proposals are accepted.
+    /// Returns the number of lines of the damaged file.
     std::uint64_t lines() const;
+
+    /// Returns the lines of the damaged file with proposals of which none is accepted.
     const SomeLines& linesWithProposals() const;
+
+    /// Returns how many of RepairOptions::accepted exist, so that run() follows them.
     std::size_t acceptedProposals() const;
 
     /// Returns the accepted proposals that do not exist.
@@ -131,9 +137,10 @@ public:
     /// Returns whether the file may hold keys, so that only its owner should read the mended file.
     bool mayHoldKeys() const;
 
-    /// Returns what is left: the diagnosis of the mended file, and the errors and warnings of its lines that this does not
-    /// explain.
+    /// Returns what is left of the file's findings: the diagnosis of the mended file.
     const std::vector<Finding>& left() const;
+
+    /// Returns the number of findings about the lines of the mended file that its diagnosis does not explain.
     const FindingCount& findingsLeft() const;
 
     /// Returns whether the mended file has no errors.

@@ -22,14 +22,15 @@ namespace tramo {
 
 /// Where a value stands: the number of the line, and its columns, both 1-based.
 struct Origin {
-    std::int64_t line = 0;
-    int column = 0;
-    int width = 0;  ///< in characters
-    bool operator==(const Origin&) const = default;
+    std::int64_t line = 0;                           ///< 0: in no file
+    int column = 0;                                  ///< of the first character
+    int width = 0;                                   ///< in characters
+    bool operator==(const Origin&) const = default;  ///< the same columns of the same line number, in whatever file
 };
 
 /// A labelled part of a free text of each meter subscriber line. The round line defines it.
 struct Area {
+    /// The text that has the area: subscriberInformation or meterInformation.
     enum Of : char { Subscriber, Meter };
     Of of;              ///< the text: subscriberInformation or meterInformation
     int number;         ///< 1 to 5
@@ -42,10 +43,10 @@ struct Area {
 
 /// The fields of the round line that define an area, and the field of the meter subscriber line that holds its text.
 struct AreaDefinition {
-    Area::Of of;
-    int number;         ///< 1 to 5
-    const Field* text;  ///< subscriberInformation or meterInformation
-    const Field *label, *position, *length, *type;
+    Area::Of of;                                    ///< which text
+    int number;                                     ///< 1 to 5
+    const Field* text;                              ///< subscriberInformation or meterInformation
+    const Field *label, *position, *length, *type;  ///< of the round line
 };
 
 /// Returns all areas that a round line can define, in the order of Round::areas. They live as long as the program.
@@ -54,8 +55,8 @@ TRAMO_EXPORT std::span<const AreaDefinition> areaDefinitions();
 /// The text of an area in one meter's line, without trailing white space.
 struct AreaText {
     const Area* area;  ///< nullptr: text outside of all areas
-    std::string text;
-    Origin origin;
+    std::string text;  ///< UTF-8; not empty
+    Origin origin;     ///< in the meter subscriber line
 };
 
 /// A reading of a meter. Its index and its consumption have no unit in the format.
@@ -81,20 +82,20 @@ TRAMO_EXPORT std::optional<long long> consumptionBetween(std::optional<long long
 
 /// An earlier reading, one of four slots of the meter subscriber line.
 struct HistoryItem {
-    int slot;  ///< 1 to 4
-    std::string type;
-    std::optional<std::chrono::local_days> day;
-    std::optional<long long> consumption;
-    Origin origin;
+    int slot;                                    ///< 1 to 4
+    std::string type;                            ///< one character, as in the file; empty: none
+    std::optional<std::chrono::local_days> day;  ///< when it was taken
+    std::optional<long long> consumption;        ///< as in the file
+    Origin origin;                               ///< of its date
 };
 
 /// What a radio module has recorded.
 struct ModuleReading {
     int slot;  ///< 0: the reading of the line; otherwise an earlier one: 1 of an AMR line, 1 to 18 of an extended AMR line
-    std::optional<std::chrono::sys_seconds> at;
-    std::optional<double> index;
-    std::optional<char32_t> alarms;  ///< of a slot, the code of TF::AmrAlarms
-    Origin origin;
+    std::optional<std::chrono::sys_seconds> at;  ///< when it was taken
+    std::optional<double> index;                 ///< what the module showed
+    std::optional<char32_t> alarms;              ///< of a slot, the code of TF::AmrAlarms
+    Origin origin;                               ///< of its date
 };
 
 /// An alarm that is set.
@@ -102,7 +103,7 @@ struct Alarm {
     std::string_view name;    ///< its field without "Alarm": "LeakCurrent" (AMR), "leak" (extended AMR)
     bool isPrevious = false;  ///< of the previous reading of the radio module
     std::string_view field;   ///< "currentAlarmLeakCurrent"
-    Origin origin;
+    Origin origin;            ///< of the field, or of the alarm flags that hold it
 };
 
 /// An alarm that the lines of a kind can have.
@@ -119,31 +120,31 @@ TRAMO_EXPORT std::span<const AlarmDefinition> alarmDefinitions(const RecordKind&
 
 /// Where a meter is. All numbers are finite.
 struct Place {
-    double latitude, longitude;  ///< in degrees
-    std::optional<double> altitude, accuracy;
+    double latitude, longitude;                  ///< in degrees
+    std::optional<double> altitude, accuracy;    ///< as in the file, which names no unit
     std::optional<std::chrono::local_days> day;  ///< of the last update
     Origin origin;                               ///< of the latitude
 };
 
 /// A meter that replaced another one.
 struct MeterChange {
-    std::string oldSerial, newSerial;
-    std::optional<long long> newIndex, newWheels;
-    std::optional<std::chrono::local_days> day;  ///< of the installation
-    Origin origin;                               ///< of the old serial number
+    std::string oldSerial, newSerial;              ///< of the meters; empty: none
+    std::optional<long long> newIndex, newWheels;  ///< of the new meter: its index at the installation, its number of wheels
+    std::optional<std::chrono::local_days> day;    ///< of the installation
+    Origin origin;                                 ///< of the old serial number
 };
 
 /// An answer of an enquiry with its question.
 struct Answer {
-    std::string page;              ///< of the enquiry
-    int area;                      ///< of the page, 1 to 5
-    std::string question{};        ///< the label of the area; empty: the round does not define the page or the area
-    std::string type{}, list{};    ///< of the area, as defined
-    std::optional<char32_t> mode;  ///< the code of TF::EnquiryAreaMode
-    std::string code, result;      ///< what was answered
-    std::optional<std::chrono::local_days> day;
-    Origin origin;                         ///< of the result
-    const LineView* definition = nullptr;  ///< the enquiry definition line of the page; nullptr: none
+    std::string page;                            ///< of the enquiry
+    int area;                                    ///< of the page, 1 to 5
+    std::string question{};                      ///< the label of the area; empty: the round does not define the page or the area
+    std::string type{}, list{};                  ///< of the area, as defined
+    std::optional<char32_t> mode;                ///< the code of TF::EnquiryAreaMode
+    std::string code, result;                    ///< what was answered
+    std::optional<std::chrono::local_days> day;  ///< of the answer line
+    Origin origin;                               ///< of the result
+    const LineView* definition = nullptr;        ///< the enquiry definition line of the page; nullptr: none
 };
 
 class Round;
@@ -154,41 +155,43 @@ class RoundFile;
 /// @snippet docs/examples.cpp Meter
 class TRAMO_EXPORT Meter {
 public:
+    /// Whether the meter was read.
     enum class State : char {
         Read,    ///< it has a reading date
         Unread,  ///< it has none
     };
 
     std::string serial() const;  ///< its serial number; empty: none
-    State state() const;
-    const LineView& subscriber() const { return *ownLines.front(); }
+    State state() const;         ///< by its reading date alone: the other parts of its reading may be absent
+    const LineView& subscriber() const { return *ownLines.front(); }  ///< its meter subscriber line
 
     /// Its lines: the meter subscriber line, then the others in their order in the file.
     std::span<const LineView* const> lines() const { return ownLines; }
 
     /// Its lines of the kind of model M, or of a kind, in their order.
     template <class M> std::vector<const LineView*> lines() const { return lines(kindOf<M>()); }
-    std::vector<const LineView*> lines(const RecordKind& kind) const;
+    std::vector<const LineView*> lines(const RecordKind& kind) const;  ///< of a kind that is known at run time
 
     /// @name Labelled areas
     /// `areas` gives the text of each area of the round that is not blank, in the order of the round line, then what is outside
     /// of all areas. `area` gives the text of the first area with this label: nullopt if the round does not define it.
     /// @{
+    /// Returns the text in UTF-8, without trailing white space.
     std::optional<std::string> area(std::string_view label) const;
-    std::vector<AreaText> areas() const;
+    std::vector<AreaText> areas() const;  ///< refer to the areas of the round
     /// @}
 
-    std::optional<Reading> reading() const;
-    std::optional<Reading> previous() const;
+    std::optional<Reading> reading() const;    ///< the reading of the field work; nullopt: the meter is unread
+    std::optional<Reading> previous() const;   ///< the exported one; nullopt: it has no date
     std::vector<HistoryItem> history() const;  ///< the slots that are not blank, by number
 
     std::optional<long long> difference() const;  ///< of the two readings; see consumptionBetween()
 
     std::vector<ModuleReading> moduleReadings() const;  ///< of all radio modules, in the order of the lines and slots
     std::vector<Alarm> alarms() const;                  ///< in the order of the lines and fields
-    std::vector<MeterChange> changes() const;
-    std::vector<Answer> answers() const;  ///< the areas that have an answer
-    std::optional<Place> place() const;   ///< of the last line in which both coordinates are finite numbers
+    std::vector<MeterChange> changes() const;           ///< one for each meter change line, in the order of the file
+    std::vector<Answer> answers() const;                ///< the areas that have an answer
+    std::optional<Place> place() const;                 ///< of the last line in which both coordinates are finite numbers
 
     /// What is not plausible about the meter: findings of the rules about rounds (isAboutRounds) in its lines, without those that
     /// only other meters show, such as a position far from all others. Compare their severities: hints are only to be looked at.
@@ -211,10 +214,10 @@ private:
 class TRAMO_EXPORT Round {
 public:
     const LineView* header() const { return roundLine; }  ///< the round line; nullptr: lines come before any round line
-    std::string code() const;
-    std::string name() const;
+    std::string code() const;                             ///< of the round line, in UTF-8; empty: none
+    std::string name() const;                             ///< as code()
 
-    std::span<const Meter> meters() const { return allMeters; }
+    std::span<const Meter> meters() const { return allMeters; }  ///< in the order of their meter subscriber lines
 
     /// The first meter with this serial number; nullptr: none.
     const Meter* meter(std::string_view serial) const;
@@ -241,9 +244,9 @@ private:
 
 /// A line that belongs to no meter, although its kind does.
 struct Orphan {
-    const LineView* line;
-    std::string serial;  ///< the serial number in it; empty: none
-    std::string reason;  ///< a sentence: "no meter subscriber line has the serial number C12"
+    const LineView* line;  ///< valid as long as the file
+    std::string serial;    ///< the serial number in it; empty: none
+    std::string reason;    ///< a sentence: "no meter subscriber line has the serial number C12"
 };
 
 /// A whole file in memory: its rounds, and all its lines. Move-only; references to its parts stay valid when it is moved.

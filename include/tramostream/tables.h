@@ -26,6 +26,7 @@ class TRAMO_EXPORT AreaColumns {
 public:
     /// More labels than this are not areas of one town, and more than a database has columns for.
     static constexpr std::size_t mostColumns = 500;
+    /// An area that has no column.
     static constexpr std::size_t noColumn = (std::numeric_limits<std::size_t>::max)();
 
     /// The names of other columns: no area has one of them, in capital or small letters.
@@ -34,6 +35,7 @@ public:
     /// Returns the column of each of a round's areas; noColumn: there are too many.
     std::vector<std::size_t> columnsOf(const Round& round);
 
+    /// Returns the names of all columns so far, in UTF-8, in the order of their numbers.
     const std::vector<std::string>& names() const { return all; }
 
 private:
@@ -57,6 +59,7 @@ private:
 /// @snippet docs/examples.cpp MeterTable
 class TRAMO_EXPORT MeterTable {
 public:
+    /// Computes the columns for all rounds of the file. Exports at most `rowsPerBatch` rows at a time.
     explicit MeterTable(const RoundFile& file, const ArrowStreamOptions& options = {});
     MeterTable(MeterTable&&) noexcept;
     MeterTable& operator=(MeterTable&&) noexcept;
@@ -67,8 +70,8 @@ public:
     /// @name Arrow C data interface
     /// As in Columns. `exportRows` exports the next rows, and returns false, leaving `out` alone, if there are none.
     /// @{
-    void exportSchema(ArrowSchema* out) const;
-    bool exportRows(ArrowArray* out);
+    void exportSchema(ArrowSchema* out) const;  ///< the same before and after rows are exported
+    bool exportRows(ArrowArray* out);           ///< in the order of the file, at most ArrowStreamOptions::rowsPerBatch
     /// @}
 
 private:
@@ -91,13 +94,13 @@ public:
 
     /// Adds a line of any kind. Returns false, and adds nothing, if the table would hold more than 2 GB of text: export its rows.
     bool add(const LineView& line);
-    std::size_t rows() const;
+    std::size_t rows() const;  ///< the number of lines that were added since the last exportRows()
 
     /// @name Arrow C data interface
     /// As in Columns.
     /// @{
-    void exportSchema(ArrowSchema* out) const;
-    void exportRows(ArrowArray* out);
+    void exportSchema(ArrowSchema* out) const;  ///< the same with and without rows
+    void exportRows(ArrowArray* out);           ///< hands the rows over without copying them; then there are none
     /// @}
 
 private:
