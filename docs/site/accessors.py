@@ -88,8 +88,9 @@ def in_c(text):
     """Turns the comments of the header for C into documentation: a comment before several functions describes all of them."""
     text = re.sub(r"^/\* (?!---)", "/** ", text, flags=re.M)
     text = re.sub(r"^(.*[;,\d]) +/\* (.*) \*/$", r"\1 /**< \2 */", text, flags=re.M)
-    text = re.sub(r"^(/\*\* (?:(?!\*/).)*)\*/\n((?:TRAMO_EXPORT.*\n(?: +.*\n)*){2,})$", r"\1@{ */\n\2/** @} */", text, flags=re.M | re.S)
-    return text.replace("/** ", "/** @file ", 1)
+    text = text.replace("\n */\n", "\n * @file tramostream/c.h */\n", 1)
+    several_functions = r"^(/\*\* (?:(?!\*/)[\s\S])*)\*/\n((?:TRAMO_EXPORT.*\n(?: +.*\n)*){2,})$"
+    return re.sub(several_functions, r"\1@{ */\n\2/** @} */", text, flags=re.M)
 
 
 def main(path):

@@ -104,7 +104,10 @@ typedef enum tramo_encoding {
     TRAMO_ENCODING_IS_INT = 0x7FFFFFFF /* not an encoding: any int can be passed */
 } tramo_encoding;
 
+/* Reads the lines of a file in order; see tramo_reader_open. */
 typedef struct tramo_reader tramo_reader;
+
+/* A line: of a reader, which owns it, or one that can be changed; see tramo_line_new. */
 typedef struct tramo_line tramo_line;
 
 /* Opens a file (path: UTF-8), or bytes in memory, which must outlive the reader. If the file cannot be opened, TRAMO_FAILED is
@@ -146,6 +149,7 @@ typedef struct tramo_line_info {
     size_t size;             /* in bytes */
 } tramo_line_info;
 
+/* Copies the facts about a line to `info`. */
 TRAMO_EXPORT tramo_status tramo_line_get_info(const tramo_line* line, tramo_line_info* info);
 
 /* Make a line that can be changed: a blank one of a kind, or a copy. It must be freed. */
@@ -176,6 +180,7 @@ TRAMO_EXPORT tramo_status tramo_set_seconds(tramo_line* line, const tramo_field*
 
 /* --- Writing ------------------------------------------------------------------------------------------------------------- */
 
+/* Writes lines to a file; see tramo_writer_open. */
 typedef struct tramo_writer tramo_writer;
 
 /* Writes a file that appears whole with tramo_writer_commit, or not at all; a path that is not a regular file (a pipe, a device)
@@ -203,6 +208,7 @@ typedef struct tramo_finding {
     const char* hint;           /* a remedy */
 } tramo_finding;
 
+/* Checks the lines of a file; see tramo_checker_new. */
 typedef struct tramo_checker tramo_checker;
 
 /* Checks a file: give all its lines in their order, then end. After each of these calls, get its findings, each once, in order;
