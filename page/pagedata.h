@@ -1,5 +1,5 @@
-// The data of the page that shows a round: named parts, each a JSON text, and the lines of the files as text. docs/architecture.md
-// describes them.
+// The data of the page that shows a round: named parts, each a JSON text, and the lines of the files as text.
+// docs/architecture.md describes them.
 //
 // The states of meters, the findings and all names come from the library. The page shows them and has no rules of its own.
 #pragma once

@@ -266,7 +266,7 @@ TEST(ArrowStream, batches_outlive_the_stream_and_are_released_in_any_order) {
     }
     ArrowArray child = *batches[1].children[0];
     batches[1].children[0]->release = nullptr;  // moved away
-    for (const std::size_t i : {2, 0, 1}) {
+    for (const std::size_t i : {2U, 0U, 1U}) {
         if (i != 1) { EXPECT_EQ(numbersOf(batches[i]).front(), static_cast<std::int64_t>(2 * i + 1)); }
         batches[i].release(&batches[i]);
         EXPECT_EQ(batches[i].release, nullptr);
