@@ -56,7 +56,9 @@ def documented(line, model, said):
 
 
 # A constructor or assignment from an object of the same class.
-COPY_OR_MOVE = re.compile(r"\s+(?:(\w+)\((?:const )?\1&&?(?: \w+)?\)|(\w+)& operator=\((?:const )?\2&&?(?: \w+)?\))(?: noexcept)?;")
+COPY_OR_MOVE = re.compile(
+    r"\s+(?:(\w+)\((?:const )?\1&&?(?: \w+)?\)|(\w+)& operator=\((?:const )?\2&&?(?: \w+)?\))(?: noexcept)?;"
+)
 ITERATOR_TYPE = re.compile(r"\s+using (?:value_type|difference_type|reference|pointer|iterator_(?:category|concept)) = [^;]+;")
 
 
