@@ -63,15 +63,24 @@ add_module(${MAIN})
 squeeze_script(script)
 
 # ---- One style ------------------------------------------------------------------------------------------------------
-# The style sheet imports the parts of the style, one a line.
+# A style sheet imports its parts, one a line, or is a part itself.
 
-file(STRINGS ${web}/${STYLE} imports REGEX "^@import ")
 set(style "")
-foreach(import IN LISTS imports)
-    string(REGEX REPLACE "^@import '(.*)'.*" "\\1" part "${import}")
-    file(READ ${web}/${part} text)
-    string(APPEND style "${text}")
-endforeach()
+function(add_style sheet)
+    file(STRINGS ${web}/${sheet} imports REGEX "^@import ")
+    if(NOT imports)
+        file(READ ${web}/${sheet} text)
+        set(style "${style}${text}" PARENT_SCOPE)
+        return()
+    endif()
+    foreach(import IN LISTS imports)
+        string(REGEX REPLACE "^@import '(.*)'.*" "\\1" part "${import}")
+        add_style(${part})
+    endforeach()
+    set(style "${style}" PARENT_SCOPE)
+endfunction()
+
+add_style(${STYLE})
 squeeze_style(style)
 if("${script}${style}" MATCHES "</(script|style)|<!--")
     message(FATAL_ERROR "the text \"${CMAKE_MATCH_0}\" would end the script or the style")
