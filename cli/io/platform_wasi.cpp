@@ -1,4 +1,4 @@
-// There are no other files than those that the page has opened.
+// The system of a page: its only files are those that it has opened.
 #include "cli/io/platform.h"
 #include <cerrno>
 #include <cstring>

@@ -145,7 +145,7 @@ public:
     /// Both structures must be released by calling their `release`, also after this object is gone. The first column is
     /// "line", the number of the line; the others have the names of their fields. They are the children of a structure.
     /// @{
-    void exportSchema(ArrowSchema* out) const;  ///< names and types, as long as there are no rows, too
+    void exportSchema(ArrowSchema* out) const;  ///< names and types; there need not be any rows
     void exportRows(ArrowArray* out);           ///< hands the rows over without copying them; then there are none
     /// @}
 

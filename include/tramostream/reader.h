@@ -304,7 +304,7 @@ public:
             line = reader->next();
             return *this;
         }
-        void operator++(int) { ++*this; }                                 ///< the same; there is no copy of the line before
+        void operator++(int) { ++*this; }                                 ///< the same; the previous line is not kept
         bool operator==(std::default_sentinel_t) const { return !line; }  ///< whether it is after the last line
 
     private:
@@ -440,7 +440,7 @@ public:
     /// operator[].
     /// @{
     SetResult set(const Field& field, const NewValue& value);     ///< NoField if it is of another kind
-    SetResult set(std::string_view name, const NewValue& value);  ///< throws if there is no such name
+    SetResult set(std::string_view name, const NewValue& value);  ///< throws std::invalid_argument for an unknown name
     /// @}
 
     /// Changes several fields, one after the other, or none: a value that cannot be written is an error of type
