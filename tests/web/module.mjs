@@ -2,7 +2,10 @@
 // Outputs become files of the folder OUT. Prints what the calls returned, messages, and why the module has ended.
 import fs from 'node:fs';
 import path from 'node:path';
-import { startModule } from '../../web/wasm/module.js';
+
+// In Node 18, a file .js is no module.
+const text = fs.readFileSync(new URL('../../web/wasm/module.js', import.meta.url), 'utf8');
+const { startModule } = await import('data:text/javascript,' + encodeURIComponent(text));
 
 const [, , moduleFile, out, file, ...words] = process.argv;
 const calls = [[]];

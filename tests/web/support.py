@@ -13,6 +13,7 @@ import time
 import unittest
 
 from selenium import webdriver
+from selenium.webdriver.common import utils
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.chrome.options import Options
@@ -60,15 +61,23 @@ def checked(path, *options):
     return [one for one in file["findings"] if about.get(one["rule"]) != "file"], whole, file["summary"]
 
 
+class Driver(Service):
+    """The driver by its address, and the browser by a pipe (below): a minimal system does not know the name "localhost"."""
+    service_url = property(lambda self: f"http://127.0.0.1:{self.port}")
+
+    def is_connectable(self):
+        return utils.is_connectable(self.port, "127.0.0.1")
+
+
 def chromium(width=1400, height=900, dark=False, language="en-GB", downloads=None):
     options = Options()
     options.binary_location = "/usr/bin/chromium"
-    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--hide-scrollbars", "--disable-dev-shm-usage",
+    for argument in ("--headless=new", "--remote-debugging-pipe", "--no-sandbox", "--disable-gpu", "--hide-scrollbars", "--disable-dev-shm-usage",
                      "--force-device-scale-factor=1", f"--lang={language}", f"--window-size={width},{height}"):
         options.add_argument(argument)
     options.add_experimental_option("prefs", {"intl.accept_languages": language})
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
-    driver = webdriver.Chrome(options=options, service=Service("/usr/bin/chromedriver"))
+    driver = webdriver.Chrome(options=options, service=Driver("/usr/bin/chromedriver"))
     driver.set_script_timeout(60)
     resize(driver, width, height)
     scheme(driver, dark)
