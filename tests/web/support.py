@@ -21,7 +21,7 @@ from selenium.webdriver.chrome.service import Service
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TRAMO = os.path.abspath(os.environ["TRAMO"])
-WORK = pathlib.Path(os.environ.get("WORK") or tempfile.mkdtemp())
+WORK = pathlib.Path(os.environ.get("WORK") or tempfile.mkdtemp()).resolve()
 SAMPLES = sorted((ROOT / "samples").glob("*.txt"))
 ENVIRONMENT = {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": "C.UTF-8"}
 WAIT = 20  # seconds, on a busy machine
