@@ -7,6 +7,11 @@ set(CMAKE_AR llvm-ar-19 CACHE FILEPATH "")
 set(CMAKE_RANLIB llvm-ranlib-19 CACHE FILEPATH "")
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/web ${CMAKE_CURRENT_LIST_DIR}/windows)
 
+# Flags of the environment are for this machine's programs: the hardening of a package's build, for example.
+foreach(flags CPPFLAGS CFLAGS CXXFLAGS LDFLAGS)
+    set(ENV{${flags}} "")
+endforeach()
+
 # The C++ library for WebAssembly has no exceptions: what is thrown ends the module; see web/wasm/failure.cpp.
 set(CMAKE_CXX_FLAGS_INIT "-stdlib=libc++ -fignore-exceptions")
 # What the module does not need, the linker leaves out.
