@@ -52,12 +52,7 @@ template <int bits, std::size_t count, auto find> struct Bins {
 };
 constexpr int threeDays = 18, anHour = 12;  // and a little more
 
-struct Day {
-    std::uint32_t date;
-    long32 midnight;
-};
-constexpr Day noDay{0, unsteady};
-constexpr std::uint32_t packed(unsigned year, unsigned month, unsigned day) { return year << 9 | month << 5 | day; }
+constexpr Days::Day noDay{0, unsteady};
 
 constexpr std::int64_t reach = 26 * hour;  // more than any offset
 constexpr std::int64_t usualChange = 3 * hour;
@@ -126,26 +121,27 @@ private:
 }  // namespace
 
 // The cache of one thread. Without a constructor: it starts with zeros, for which the mark does not hold.
-struct Memory {
+struct Memory : Days {
     TimeZoneMark mark;
-    Day days[8 << 9];                          // of eight years
     Bins<threeDays, 8192, findSteady> steady;  // of 68 years: all times that can be read
     Bins<anHour, 256, findOfInstants> instants;
     Bins<anHour, 256, findOfLocalTimes> localTimes;
 };
 
 // Returns null if out of memory; the host then computes each result.
-Memory* Clock::find() {
+Days* Clock::find() {
     auto* const memory = ownOfThread<Memory>();
     if (memory && !memory->mark.holds()) {
         memory->mark.set();
-        std::ranges::fill(memory->days, noDay);
+        std::ranges::fill(memory->table, noDay);
         std::ranges::fill(memory->steady.bins, emptyBin);
         std::ranges::fill(memory->instants.bins, emptyBin);
         std::ranges::fill(memory->localTimes.bins, emptyBin);
     }
     return memory;
 }
+
+Memory* Clock::all() const { return static_cast<Memory*>(memory()); }
 
 namespace {
 
@@ -188,10 +184,10 @@ long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
 }  // namespace
 
 long32 Clock::midnightOf(unsigned year, unsigned month, unsigned day) const {
-    Memory* const own = memory();
-    if (!own) return unsteady;
-    const std::uint32_t date = packed(year, month, day);
-    Day& bin = own->days[date % std::size(own->days)];
+    Memory* const own = all();
+    if (!own || year > 9999 || month > 12 || day > 31) return unsteady;
+    const Days::Date date = year / 100 | (year % 100) << 8 | month << 16 | day << 24;
+    Days::Day& bin = own->table[Days::placeOf(date)];
     if (bin.date != date) {
         const std::chrono::year_month_day asDate{
             std::chrono::year{static_cast<int>(year)}, std::chrono::month{month}, std::chrono::day{day}};
@@ -201,7 +197,7 @@ long32 Clock::midnightOf(unsigned year, unsigned month, unsigned day) const {
 }
 
 std::int64_t Clock::toInstant(std::int64_t local) const {
-    Memory* const own = memory();
+    Memory* const own = all();
     if (!own) return findInstant(local);
     std::int32_t offset = own->steady.offset(local);
     if (offset == unsteady) offset = own->localTimes.offset(local);
@@ -209,7 +205,7 @@ std::int64_t Clock::toInstant(std::int64_t local) const {
 }
 
 std::int64_t Clock::toLocal(long32 instant) const {
-    Memory* const own = memory();
+    Memory* const own = all();
     if (!own) return asSeconds(brokenDown(instant));
     std::int32_t offset = own->steady.offset(instant);
     if (offset == unsteady) offset = own->instants.offset(instant);

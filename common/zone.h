@@ -10,6 +10,19 @@ inline constexpr std::int32_t unsteady = INT32_MAX;
 
 struct Memory;
 
+// Midnights that were looked up: in a table, by their date.
+struct Days {
+    // Century, year, month and day, two digits each, a byte each, the century lowest.
+    using Date = std::uint32_t;
+    struct Day {
+        Date date;
+        long32 midnight;
+    };
+    Day table[8 << 9];  // of eight years
+
+    static constexpr std::size_t placeOf(Date date) { return (date >> 8 & 7) << 9 | (date >> 16 & 15) << 5 | (date >> 24 & 31); }
+};
+
 // The local time of the host. Looks once whether TZ has changed: at the first use, because a look takes as long as a conversion.
 // Make one for the times of a line, and use it on one thread.
 class Clock {
@@ -22,13 +35,22 @@ public:
     // invalid date, or if out of memory for the cache, `unsteady`. Months are 1 to 12, days 1 to 31.
     long32 midnightOf(unsigned year, unsigned month, unsigned day) const;
 
+    // The same if it was looked up before, which takes a few nanoseconds; otherwise, `unsteady`.
+    long32 knownMidnight(Days::Date date) const {
+        const Days* const days = memory();
+        if (!days) return unsteady;
+        const Days::Day& day = days->table[Days::placeOf(date)];
+        return day.date == date ? day.midnight : unsteady;
+    }
+
     std::int64_t toLocal(long32 instant) const;
 
 private:
-    Memory* memory() const { return known ? known : known = find(); }
-    static Memory* find();
+    Days* memory() const { return known ? known : known = find(); }
+    static Days* find();
+    Memory* all() const;
 
-    mutable Memory* known = nullptr;
+    mutable Days* known = nullptr;
 };
 
 // The same for a single time.

@@ -52,6 +52,13 @@ constexpr std::uint32_t numberOf(std::uint64_t eight) {
     return static_cast<std::uint32_t>((eight & 0xFFFF) * 10000 + (eight >> 32));
 }
 
+// Eight digits as four numbers of two digits, a byte each, the first one lowest.
+constexpr std::uint32_t pairsOf(std::uint64_t eight) {
+    eight = (eight * 10 + (eight >> 8)) & 0x00FF00FF00FF00FF;
+    eight = (eight | eight >> 8) & 0x0000FFFF0000FFFF;
+    return static_cast<std::uint32_t>(eight | eight >> 16);
+}
+
 // Returns whether `count` characters before `end`, 1 to 16, are digits. As many characters are readable as by readDigits().
 template <class Char> bool areDigits(const Char* end, unsigned count) {
     if (count <= 8) return areDigits(digitsBefore(end, count));

@@ -207,9 +207,24 @@ private:
     bool bad = false;
 };
 
+// Reads a date, with a clock time or without, of a day that was read before, as most are. Returns dates::noTime in any other case.
+inline long32 readKnownDate(const char* text, bool hasTime, const zone::Clock& clock) {
+    const std::uint64_t date = digitsBefore(text + 8, 8), time = hasTime ? digitsBefore(text + 12, 4) : 0;
+    if (!areDigits(date) || !areDigits(time)) return dates::noTime;
+    const std::uint32_t pairs = pairsOf(time), hour = pairs >> 16 & 0xFF, minute = pairs >> 24;
+    const long32 midnight = clock.knownMidnight(pairsOf(date));
+    return midnight == zone::unsteady || hour > 23 || minute > 59 ? dates::noTime
+                                                                  : midnight + static_cast<long32>((hour * 60 + minute) * 60);
+}
+
 // Returns dates::noTime if the text is no date of this format.
 template <class Char> long32 readDate(TextOf<Char> text, DateFormat format, const zone::Clock& clock = zone::Clock()) {
     if (text.size() != widthOf(format)) return dates::noTime;
+    if constexpr (readsEightDigits && sizeof(Char) == 1) {
+        if (format != DateFormat::Year)
+            if (const long32 time = readKnownDate(text.data(), format == DateFormat::DateTime, clock); time != dates::noTime)
+                return time;
+    }
     DateDigits digits(text.data());
     const unsigned date = format == DateFormat::Year ? digits.take(4) * 10000 + 101 : digits.take(8);
     const unsigned time = format == DateFormat::DateTime ? digits.take(4) : 0;

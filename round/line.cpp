@@ -14,6 +14,7 @@
 #include "tramostream/reader.h"
 #include "tramostream/wording.h"
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -32,37 +33,50 @@ const unsigned char* unsignedOf(std::string_view bytes) { return reinterpret_cas
 
 constexpr std::uint64_t highBits = 0x8080808080808080;
 
+std::uint64_t highOf(const char* eightBytes) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, eightBytes, 8);
+    return eight & highBits;
+}
+
 // Returns the number of characters above U+007F, which take two bytes in UTF-8.
 std::size_t countHigh(std::string_view bytes) {
-    std::size_t count = 0;
-    for (; bytes.size() >= 8; bytes.remove_prefix(8)) {
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, bytes.data(), 8);
-        if ((eight & highBits) != 0) count += static_cast<std::size_t>(((eight & highBits) >> 7) * 0x0101010101010101 >> 56);
+    if (bytes.size() >= 8) {  // most texts have none
+        std::uint64_t any = highOf(bytes.data() + bytes.size() - 8);
+        for (std::size_t i = 0; i + 8 < bytes.size(); i += 8) any |= highOf(bytes.data() + i);
+        if (any == 0) return 0;
     }
-    for (const char c : bytes) count += codec::codeOf(c) >> 7;
-    return count;
+    return static_cast<std::size_t>(std::ranges::count_if(bytes, [](char c) { return codec::codeOf(c) >= 0x80; }));
+}
+
+// The number of characters before the first high one of eight.
+std::size_t plainBefore(std::uint64_t high) {
+    const int bit = std::endian::native == std::endian::little ? std::countr_zero(high) : std::countl_zero(high);
+    return static_cast<std::size_t>(bit) / 8;
 }
 
 // Writes the text, in which `high` characters take two bytes.
 void writeUtf8OfAnsi(std::string_view bytes, std::size_t high, std::string& text) {
-    text.resize(bytes.size() + high);
+    const std::size_t size = bytes.size() + high;
+    text.resize(size + 8);  // room for eight characters of which fewer are kept
     char* out = text.data();
-    while (!bytes.empty()) {
-        // Eight characters at once if none of them is high: what is left has room for them.
-        std::uint64_t eight = highBits;
-        if (bytes.size() >= 8) std::memcpy(&eight, bytes.data(), 8);
-        const bool isPlain = (eight & highBits) == 0;
-        const std::size_t count = isPlain ? 8 : std::min<std::size_t>(bytes.size(), 8);
-        if (isPlain) std::memcpy(out, &eight, 8);
-        for (std::size_t i = 0; i < count && !isPlain; ++i) {
-            const std::uint32_t code = codec::codeOf(bytes[i]);
-            if (code >= 0x80) *out++ = static_cast<char>(0xC0 | code >> 6);
-            *out++ = code < 0x80 ? bytes[i] : static_cast<char>(0x80 | (code & 0x3F));
-        }
-        if (isPlain) out += 8;
-        bytes.remove_prefix(count);
+    const auto writeHigh = [&](std::uint32_t code) {
+        *out++ = static_cast<char>(0xC0 | code >> 6);
+        *out++ = static_cast<char>(0x80 | (code & 0x3F));
+    };
+    while (bytes.size() >= 8) {
+        std::memcpy(out, bytes.data(), 8);
+        const std::uint64_t some = highOf(bytes.data());
+        const std::size_t plain = some == 0 ? 8 : plainBefore(some);
+        out += plain;
+        if (some != 0) writeHigh(codec::codeOf(bytes[plain]));
+        bytes.remove_prefix(some == 0 ? 8 : plain + 1);
     }
+    for (const char c : bytes) {
+        if (codec::codeOf(c) < 0x80) *out++ = c;
+        else writeHigh(codec::codeOf(c));
+    }
+    text.resize(size);
 }
 
 std::string utf8OfAnsi(std::string_view bytes) {
