@@ -77,7 +77,7 @@ template <class Char> bool areDigitsAndPoint(const Char* end, unsigned count) {
 
 // Reads `count` characters before `end`, 1 to 16, if all of them are digits. There are at least eight readable characters before
 // `end`, sixteen if `count` is above 8.
-template <class Char> bool readDigits(const Char* end, unsigned count, std::uint64_t& value) {
+template <class Char> [[gnu::always_inline]] inline bool readDigits(const Char* end, unsigned count, std::uint64_t& value) {
     if (count <= 8) {
         const std::uint64_t digits = digitsBefore(end, count);
         value = numberOf(digits);

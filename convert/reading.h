@@ -207,7 +207,8 @@ private:
     bool bad = false;
 };
 
-// Reads a date, with a clock time or without, of a day that was read before, as most are. Returns dates::noTime in any other case.
+// Reads a date, with a clock time or without, of a day that was read before, as most are. Returns dates::noTime in any other
+// case.
 inline long32 readKnownDate(const char* text, bool hasTime, const zone::Clock& clock) {
     const std::uint64_t date = digitsBefore(text + 8, 8), time = hasTime ? digitsBefore(text + 12, 4) : 0;
     if (!areDigits(date) || !areDigits(time)) return dates::noTime;
@@ -217,19 +218,26 @@ inline long32 readKnownDate(const char* text, bool hasTime, const zone::Clock& c
                                                                   : midnight + static_cast<long32>((hour * 60 + minute) * 60);
 }
 
-// Returns dates::noTime if the text is no date of this format.
-template <class Char> long32 readDate(TextOf<Char> text, DateFormat format, const zone::Clock& clock = zone::Clock()) {
-    if (text.size() != widthOf(format)) return dates::noTime;
-    if constexpr (readsEightDigits && sizeof(Char) == 1) {
-        if (format != DateFormat::Year)
-            if (const long32 time = readKnownDate(text.data(), format == DateFormat::DateTime, clock); time != dates::noTime)
-                return time;
-    }
-    DateDigits digits(text.data());
+// Reads a text of as many characters as a date of this format has.
+template <class Char> [[gnu::noinline]] long32 readAnyDate(const Char* text, DateFormat format, const zone::Clock& clock) {
+    DateDigits digits(text);
     const unsigned date = format == DateFormat::Year ? digits.take(4) * 10000 + 101 : digits.take(8);
     const unsigned time = format == DateFormat::DateTime ? digits.take(4) : 0;
     if (!digits.areGood()) return dates::noTime;
     return dates::toInstant(date / 10000, date / 100 % 100, date % 100, time / 100, time % 100, clock);
+}
+
+// Returns dates::noTime if the text is no date of this format.
+template <class Char>
+[[gnu::always_inline]] inline long32 readDate(TextOf<Char> text, DateFormat format, const zone::Clock& clock = zone::Clock()) {
+    if (text.size() != widthOf(format)) return dates::noTime;
+    if constexpr (readsEightDigits && sizeof(Char) == 1) {
+        const bool hasTime = format == DateFormat::DateTime;
+        if (const long32 known = format == DateFormat::Year ? dates::noTime : readKnownDate(text.data(), hasTime, clock);
+            known != dates::noTime)
+            return known;
+    }
+    return readAnyDate(text.data(), format, clock);
 }
 
 // The text of alarm flags with its blocks of two characters in reverse order, as it is read.

@@ -435,6 +435,35 @@ TEST(Dates, ContainDigitsOnly) {
         }
 }
 
+// A day that was read before is found by its digits.
+TEST(Dates, AreTheSameWhenTheirDayIsKnown) {
+    for (const char* const zone : {"UTC", "Europe/Brussels", "America/Sao_Paulo", "Pacific/Apia"}) {
+        const TimeZone here(zone);
+        std::mt19937 random(7);
+        const auto upTo = [&](unsigned most) { return static_cast<unsigned>(random() % (most + 1)); };
+        int good = 0, bad = 0;
+        for (int i = 0; i < 50000; ++i) {
+            // Few days, some of which do not exist or are outside 32 bits; a few clock times that do not exist.
+            const unsigned years[] = {2023, 2024, 2011, 2032, 1902, 1901, 2037, 2038, 2124, 0};
+            const unsigned year = years[upTo(9)], month = upTo(3) ? 1 + upTo(11) : upTo(13),
+                           day = upTo(3) ? 1 + upTo(30) : upTo(32);
+            const unsigned hour = upTo(24), minute = upTo(9) ? upTo(59) : upTo(99);
+            std::array<char, 64> text{};
+            std::snprintf(text.data(), text.size(), "%04u%02u%02u%02u%02u", year, month, day, hour, minute);
+            if (upTo(20) == 0) text[upTo(11)] = " /:A\xB0"[upTo(4)];
+            const bool hasTime = upTo(1) == 0;
+            const std::string_view all(text.data(), hasTime ? 12 : 8);
+            const auto format = hasTime ? codec::DateFormat::DateTime : codec::DateFormat::Date;
+            const long32 expected = codec::readAnyDate(all.data(), format, tramo::zone::Clock());
+            ASSERT_EQ(expected, codec::readDate(all, format)) << zone << ": " << all;
+            ASSERT_EQ(expected, codec::readDate(all, format)) << zone << ": " << all << ", again";
+            ++(expected == tramo::dates::noTime ? bad : good);
+        }
+        EXPECT_GT(good, 10000) << zone;
+        EXPECT_GT(bad, 5000) << zone;
+    }
+}
+
 // ---- Nothing beside the field ---------------------------------------------------------------------------------------
 
 TEST(FromDate, WritesOnlyItsColumns) {
