@@ -121,7 +121,7 @@ TRAMO_EXPORT std::span<const AlarmDefinition> alarmDefinitions(const RecordKind&
 /// Where a meter is. All numbers are finite.
 struct Place {
     double latitude, longitude;                  ///< in degrees
-    std::optional<double> altitude, accuracy;    ///< in meters
+    std::optional<double> altitude, accuracy;    ///< as written; the format names no unit, meters are usual
     std::optional<std::chrono::local_days> day;  ///< of the last update
     Origin origin;                               ///< of the latitude
 };
