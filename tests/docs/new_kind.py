@@ -19,8 +19,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 def copy(work):
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
-    for name in ("CMakeLists.txt", "c", "check", "cli", "cmake", "common", "convert", "include", "model", "packaging", "round",
-                 "stream"):
+    for name in os.listdir(ROOT):
+        if name.startswith(".") or name in ("build", "debian", "docs", "tests"):  # what no program is made of
+            continue
         source = os.path.join(ROOT, name)
         target = os.path.join(work, name)
         (shutil.copytree if os.path.isdir(source) else shutil.copy)(source, target)
