@@ -7,6 +7,7 @@
 #include "cli/shell/arguments.h"
 #include "cli/shell/command.h"
 #include "common/secret.h"
+#include "page/cameback.h"
 #include "page/withoutpersonal.h"
 #include <algorithm>
 #include <deque>
@@ -182,24 +183,6 @@ SecretBytes randomKey() {
     return key;
 }
 
-// The number of meters of rounds of these codes that are read; nullopt: the rounds have other codes.
-std::optional<std::size_t> readIn(const RoundFile& file, std::vector<std::string>& codes) {
-    std::size_t read = 0;
-    for (const Round& round : file.rounds()) {
-        codes.push_back(round.code());
-        read += round.read();
-    }
-    std::ranges::sort(codes);
-    return codes.empty() || codes.front().empty() ? std::nullopt : std::optional(read);
-}
-
-// Whether the second file is what came back of the first: the same rounds, and more readings.
-bool cameBack(const RoundFile& exported, const RoundFile& returned) {
-    std::vector<std::string> before, after;
-    const auto read = readIn(exported, before), readAfter = readIn(returned, after);
-    return read && readAfter && before == after && *read < *readAfter;
-}
-
 // The names of the rounds or, without any, of the files.
 std::string titleOf(const std::deque<Source>& sources, bool hasPersonal) {
     std::vector<std::string> names;
@@ -245,7 +228,7 @@ int run(std::vector<std::string> arguments) {
         files.push_back(source.forPage(options.hasPersonal ? source.name() : fmt::format("file {}", files.size() + 1)));
     }
     std::optional<Reconciliation> reconciled;
-    if (sources.size() == 2 && cameBack(sources[0].lines(), sources[1].lines())) {
+    if (sources.size() == 2 && page::cameBack(sources[0].lines(), sources[1].lines())) {
         reconciled.emplace(sources[0].lines(), sources[1].lines());
         found += reconciled->count();
     }
