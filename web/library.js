@@ -1,4 +1,4 @@
-// The library, which runs in workers: the file that is open, and one job at a time on it.
+// The library, which runs in workers: the files that are open, and one job at a time.
 import { Parts } from './data.js';
 
 /** Why a job has ended without a result: 'memory', or a sentence of the library. */
@@ -12,12 +12,22 @@ async function unpacked(id) {
     return new Response(new Blob([bytes]).stream().pipeThrough(new DecompressionStream('gzip'))).arrayBuffer();
 }
 
+/** The files, each with a name of its own: "round.txt", "round.txt (2)". */
+export function named(files) {
+    const taken = new Set();
+    return files.map((file) => {
+        let name = file.name;
+        for (let n = 2; taken.has(name); n++) name = `${file.name} (${n})`;
+        taken.add(name);
+        return { file, name };
+    });
+}
+
 export class Library {
     #code;
     #script;
     #opened;
     #job;
-    #lines = new Map();
 
     /** Takes the library out of the page. */
     async load() {
@@ -27,11 +37,12 @@ export class Library {
     }
 
     #start(job, onProgress) {
-        const worker = new Worker(this.#script);
+        const worker = new Worker(this.#script),
+            lines = new Map();
         const done = new Promise((resolve, reject) => {
             worker.onerror = (event) => reject(new LibraryEnded(event.message || 'worker'));
             worker.onmessage = ({ data }) => {
-                if (data.lineOf) return this.#answer(data);
+                if (data.lineOf) return lines.get(data.lineOf)?.(data.text);
                 if (data.ended) return reject(new LibraryEnded(data.ended));
                 data.outputs ? resolve(data) : onProgress?.(data.progress);
             };
@@ -41,52 +52,60 @@ export class Library {
             };
         });
         worker.postMessage({ code: this.#code, ...job });
-        return { worker, done };
-    }
-    #answer({ lineOf, text }) {
-        this.#lines.get(lineOf)?.forEach((resolve) => resolve(text));
-        this.#lines.delete(lineOf);
+        const line = (n, file) =>
+            new Promise((resolve) => {
+                const lineOf = `${n} ${file}`,
+                    before = lines.get(lineOf);
+                lines.set(lineOf, (text) => {
+                    before?.(text);
+                    lines.delete(lineOf);
+                    resolve(text);
+                });
+                if (!before) worker.postMessage({ lineOf, values: [n, file] });
+            });
+        return { worker, done, line };
     }
 
-    /** Opens a file: {parts, hasLines}. A file that was open before stays so until the new one is there. */
-    async open(file, onProgress) {
+    /**
+     * Reads files: {files: those that are shown, in their order, refused: [{name, file, diagnosis}], parts}. Files that were open
+     * before stay so until use() is called.
+     */
+    async open(files, onProgress) {
         this.cancel();
-        const job = this.#start({ file, name: file.name, call: 'check', values: [], parts: true }, onProgress);
+        const given = named(files),
+            job = this.#start({ files: given, call: 'check', values: [], parts: true }, onProgress);
         this.#job = job.worker;
         try {
-            const { value, outputs } = await job.done;
-            this.#opened?.worker.terminate();
-            this.#opened = { worker: job.worker, file };
-            this.#lines.clear();
-            return { parts: new Parts(outputs, { line: (n) => this.#line(n) }), hasLines: value === 1 };
+            const { outputs } = await job.done;
+            const { shown, refused } = JSON.parse(new TextDecoder().decode(outputs.get('files')));
+            return {
+                worker: job.worker,
+                files: shown.map((k) => given[k]),
+                refused: refused.map(({ file, diagnosis }) => ({ ...given[file], diagnosis })),
+                parts: new Parts(outputs, { line: job.line }),
+            };
         } catch (error) {
             job.worker.terminate();
             throw error;
         } finally {
-            this.#job = null;
+            if (this.#job === job.worker) this.#job = null;
         }
     }
-    get file() {
-        return this.#opened?.file;
-    }
-    #line(n) {
-        return new Promise((resolve) => {
-            const waiting = this.#lines.get(n) ?? [];
-            this.#lines.set(n, [...waiting, resolve]);
-            if (!waiting.length) this.#opened.worker.postMessage({ lineOf: n });
-        });
+    /** From now on, these files are open. */
+    use(opened) {
+        this.#opened?.worker.terminate();
+        this.#opened = opened;
     }
 
-    /** Runs a function on the open file: {value, messages, outputs: Map from names to blobs}. */
-    async run(call, values, onProgress, zips = false) {
-        const { file } = this.#opened,
-            job = this.#start({ file, name: file.name, call, values, zips }, onProgress);
+    /** Runs a function on files: {value, messages, outputs: Map from names to blobs}. */
+    async run(files, call, values, onProgress, zips = false) {
+        const job = this.#start({ files, call, values, zips }, onProgress);
         this.#job = job.worker;
         try {
             return await job.done;
         } finally {
             job.worker.terminate();
-            this.#job = null;
+            if (this.#job === job.worker) this.#job = null;
         }
     }
 

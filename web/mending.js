@@ -3,12 +3,19 @@ import { button, english, h } from './elements.js';
 import { num } from './numbers.js';
 import { seen } from './visible.js';
 import { V } from './viewertexts.js';
-import { dialogOf, nameWith, runJob, saveBlob } from './saving.js';
+import { named } from './library.js';
+import { chooser } from './opening.js';
+import { dialogOf, labelledList, tell } from './dialogs.js';
+import { fileList, nameWith, runJob, saveBlob } from './saving.js';
 
-/** What a repair says about the file; null: it was cancelled. `accepted`: '17:1 20:2'. */
-export async function mendReport(viewer, accepted = '', writes = false) {
-    const result = await runJob(viewer, 'repair', [accepted, writes ? 1 : 0]);
+/**
+ * What a repair says about a file; null: it was cancelled. files: it and perhaps the exported one; accepted: '17:1 20:2'. If the
+ * exported one has no lines to compare with: {cannotCompare}.
+ */
+export async function mendReport(viewer, files, accepted = '', writes = false) {
+    const result = await runJob(viewer, files, 'repair', [accepted, writes ? 1 : 0]);
     if (!result) return null;
+    if (result.value < 0) return { cannotCompare: true };
     return {
         ...JSON.parse(await result.outputs.get('repair').text()),
         file: result.outputs.get('out'),
@@ -93,64 +100,160 @@ function groupedByLine(list) {
     return groups;
 }
 
-export async function mendDialog(viewer) {
-    const report = await mendReport(viewer);
-    if (!report) return;
-    const name = seen(viewer.library.file.name);
-    if (!report.hasLines)
-        return dialogOf(
-            V('mendTitle', { file: name }),
-            h('p', null, V('mendNoLines')),
-            report.left.map((one) => h('p', null, english(seen(one.why)))),
-        );
-    const { mended, proposals } = report;
-    const head = mended.length
-        ? report.mendedLines
-            ? V('mendOf', { n: num(report.mendedLines), all: num(report.lines) })
-            : V('mendFile')
-        : V('mendNone');
-    const counts = { errors: num(report.errorsLeft + errorsIn(report.left)), warnings: num(report.warningsLeft) };
-    const left = report.isWell
+/** What a repair mends, and what it leaves. */
+function foundOf({ mended, left, ...report }) {
+    const counts = { errors: num(report.errorsLeft + errorsIn(left)), warnings: num(report.warningsLeft) };
+    const after = report.isWell
         ? V(mended.length ? 'mendWell' : 'mendClean')
         : V(mended.length ? 'mendLeft' : 'mendWrong', counts);
-    const accepted = () =>
-        [...dialog.querySelectorAll('.proposal input:checked')]
-            .map((input) => input.value)
-            .filter(Boolean)
-            .join(' ');
-    const write = async (use) => {
-        const made = await mendReport(viewer, accepted(), true);
-        if (made) use(made);
-    };
-    const acts =
-        mended.length || proposals.length
-            ? [
-                  button(V('mendNow'), () => write((made) => saveBlob(made.file, nameWith(viewer, '-repaired.txt'))), {
-                      class: 'btn big-btn',
-                  }),
-                  button(V('mendLog'), () => write((made) => saveBlob(made.log, nameWith(viewer, '-repaired.jsonl')))),
-                  button(V('mendOpen'), () =>
-                      write((made) => {
-                          const file = new File([made.file], nameWith(viewer, '-repaired.txt'));
-                          dialog.close();
-                          viewer.open(file);
-                      }),
-                  ),
-              ]
-            : null;
-    const dialog = dialogOf(
-        V('mendTitle', { file: name }),
-        h('p', null, head),
+    return [
         h('ul', null, mended.map(mendedItem)),
         h(
             'p',
             null,
-            left,
-            report.left.map((one) => h('span', { class: 'why' }, english(seen(one.why)))),
+            after,
+            left.map((one) => h('span', { class: 'why' }, english(seen(one.why)))),
         ),
-        proposals.length ? [h('h3', null, V('proposals')), proposalsOf(report)] : null,
-        report.mayHoldKeys ? h('p', { class: 'problem' }, V('keys')) : null,
-        acts ? h('p', { class: 'job-acts' }, acts) : null,
-    );
+    ];
 }
+const headOf = ({ hasLines, mended, mendedLines, lines }) =>
+    !hasLines
+        ? V('mendNoLines')
+        : !mended.length
+          ? V('mendNone')
+          : mendedLines
+            ? V('mendOf', { n: num(mendedLines), all: num(lines) })
+            : V('mendFile');
 const errorsIn = (findings) => findings.filter((one) => one.severity === 'error').length;
+
+/** The dialog that repairs a file, perhaps one of those that are open, and compares it with the exported one. */
+class Mending {
+    #viewer;
+    #file;
+    #reference; // a file like those of the viewer; null: none
+    #others = []; // files that were chosen here
+    #dialog;
+    #lists = h('div', { class: 'lists' });
+    #head = h('p', { role: 'status' });
+    #body = h('div', { class: 'found' });
+
+    constructor(viewer, file) {
+        this.#viewer = viewer;
+        this.#use(file, this.#exportedOf(file));
+    }
+    #exportedOf(file) {
+        const { files, isPair } = this.#viewer;
+        return isPair && file === files[1] ? files[0] : null;
+    }
+    #use(file, reference) {
+        this.#file = file;
+        this.#reference = reference;
+    }
+    #report(accepted, writes) {
+        const files = [this.#file, this.#reference].filter(Boolean).map(({ file }) => file);
+        return mendReport(this.#viewer, named(files), accepted, writes);
+    }
+    get #title() {
+        return V('mendTitle', { file: seen(this.#file.name) });
+    }
+
+    async open() {
+        const report = await this.#report();
+        if (!report) return;
+        this.#dialog = dialogOf(this.#title, this.#lists, this.#head, this.#body);
+        this.#viewer.onFiles = (files) => (files.length > 1 ? tell(V('several')) : this.#compare(files[0]));
+        this.#dialog.addEventListener('close', () => (this.#viewer.onFiles = null));
+        this.#show(report);
+    }
+
+    /** Another file, or another one to compare with. If that does not work, everything stays as it was. */
+    async #change(file, reference) {
+        const before = [this.#file, this.#reference];
+        this.#use(file, reference);
+        const report = await this.#report();
+        const fits = report && !report.cannotCompare;
+        if (!fits) this.#use(...before);
+        if (report?.cannotCompare) tell(V('cannotCompare', { file: seen(reference.name) }));
+        fits ? this.#show(report) : this.#choices();
+    }
+    #compare(file) {
+        const chosen = { name: file.name, file };
+        this.#others = [chosen];
+        return this.#change(this.#file, chosen);
+    }
+
+    /** The lists of files keep the focus that they have. */
+    #choices() {
+        const viewer = this.#viewer,
+            { files } = viewer;
+        const which = files.includes(this.#file)
+            ? fileList(viewer, files.indexOf(this.#file), () => {
+                  const file = files[which.select.value];
+                  this.#change(file, this.#exportedOf(file));
+              })
+            : null;
+        const references = [...files.filter((file) => file !== this.#file), ...this.#others];
+        const options = [['', V('referenceNone')], ...references.map((file, k) => [k, seen(file.name)])];
+        const reference = labelledList(V('reference'), options, this.#reference ? references.indexOf(this.#reference) : '', () =>
+            this.#change(this.#file, references[reference.select.value] ?? null),
+        );
+        const choose = chooser(V('referenceChoose'), ([file]) => this.#compare(file), {
+            multiple: false,
+            'aria-label': V('referenceTitle'),
+        });
+        const focused = [...this.#lists.querySelectorAll('select, button')].indexOf(document.activeElement);
+        this.#lists.replaceChildren(
+            ...[which?.el, h('div', { class: 'choice-row' }, reference.el, choose), h('small', null, V('referenceMore'))].filter(
+                Boolean,
+            ),
+        );
+        this.#lists.querySelectorAll('select, button')[focused]?.focus();
+    }
+
+    #show(report) {
+        this.#dialog.setAttribute('aria-label', this.#title);
+        this.#dialog.querySelector('h2').textContent = this.#title;
+        this.#choices();
+        this.#head.textContent = headOf(report);
+        const { mended, proposals } = report;
+        this.#lists.hidden = !report.hasLines && this.#viewer.files.length < 2;
+        this.#body.replaceChildren(
+            ...(report.hasLines
+                ? [
+                      ...foundOf(report),
+                      ...(proposals.length ? [h('h3', null, V('proposals')), ...proposalsOf(report)] : []),
+                      ...(report.mayHoldKeys ? [h('p', { class: 'problem' }, V('keys'))] : []),
+                      ...(mended.length || proposals.length ? [this.#acts()] : []),
+                  ]
+                : report.left.map((one) => h('p', null, english(seen(one.why))))),
+        );
+    }
+
+    #acts() {
+        const accepted = () =>
+            [...this.#body.querySelectorAll('.proposal input:checked')]
+                .map((input) => input.value)
+                .filter(Boolean)
+                .join(' ');
+        const write = async (use) => {
+            const made = await this.#report(accepted(), true);
+            if (made) use(made, nameWith(this.#file, '-repaired'));
+        };
+        return h(
+            'p',
+            { class: 'job-acts' },
+            button(V('mendNow'), () => write((made, name) => saveBlob(made.file, name + '.txt')), { class: 'btn big-btn' }),
+            button(V('mendLog'), () => write((made, name) => saveBlob(made.log, name + '.jsonl'))),
+            button(V('mendOpen'), () => write((made, name) => this.#openInstead(new File([made.file], name + '.txt')))),
+        );
+    }
+    /** The repaired file takes the place of the damaged one among the files that are open, or comes beside them. */
+    #openInstead(made) {
+        const { files } = this.#viewer,
+            isOpen = files.includes(this.#file);
+        this.#dialog.close();
+        this.#viewer.open([...files.map((one) => (one === this.#file ? made : one.file)), ...(isOpen ? [] : [made])]);
+    }
+}
+
+export const mendDialog = (viewer, file) => new Mending(viewer, file).open();

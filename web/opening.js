@@ -1,13 +1,14 @@
-// Where a file is dropped or chosen, what is shown while it is read, and why it cannot be shown.
+// Where files are dropped or chosen, what is shown while they are read, and why they cannot be shown.
 import { button, english, h } from './elements.js';
 import { num } from './numbers.js';
 import { seen } from './visible.js';
-import { say } from './clipboard.js';
+import { tell } from './dialogs.js';
 import { V } from './viewertexts.js';
 
-/** A button that lets the reader choose a file. */
-export function chooser(label, viewer, properties) {
-    const input = h('input', { type: 'file', hidden: true, onchange: () => input.files[0] && viewer.open(input.files[0]) });
+/** A button that lets the reader choose files. */
+export function chooser(label, onFiles, { multiple = true, ...properties } = {}) {
+    const onchange = () => input.files.length && onFiles([...input.files]);
+    const input = h('input', { type: 'file', hidden: true, multiple, onchange });
     const choose = () => {
         input.value = '';
         input.click();
@@ -18,7 +19,6 @@ export function chooser(label, viewer, properties) {
 export class Opening {
     #root;
     #viewer;
-    #dialog;
 
     constructor(root, viewer) {
         this.#root = root;
@@ -37,63 +37,64 @@ export class Opening {
             event.preventDefault();
             mark(false);
             const { files, items } = event.dataTransfer;
-            if (files.length > 1) return say(V('several'));
-            if (items[0]?.webkitGetAsEntry?.()?.isDirectory) return say(V('folder'));
-            if (files.length) this.#viewer.open(files[0]);
+            if ([...items].some((item) => item.webkitGetAsEntry?.()?.isDirectory)) return tell(V('folder'));
+            if (!files.length) return;
+            const { onFiles } = this.#viewer;
+            onFiles ? onFiles([...files]) : this.#viewer.open([...files]);
         });
     }
 
-    /** Shows where to drop a file. */
-    wait(note, ...more) {
+    /** Shows where to drop files, after problems with those that were dropped. */
+    wait(problems = []) {
         document.title = V('title');
         delete document.body.dataset.view;
         const box = h(
             'div',
             { class: 'drop-box' },
-            note ? h('p', { class: 'problem', role: 'alert' }, note) : null,
-            more,
+            this.problems(problems),
             h('h1', null, V('drop')),
+            h('p', null, V('dropTwo')),
             h('p', null, V('dropMore')),
-            chooser(V('choose'), this.#viewer, { class: 'btn big-btn' }),
+            chooser(V('choose'), (files) => this.#viewer.open(files), { class: 'btn big-btn' }),
         );
         this.#root.replaceChildren(h('main', { class: 'drop', id: 'main' }, box));
     }
 
-    /** Says why a file is not shown. `why`: a finding of the library about it. */
-    refuse(key, values, why, action) {
-        this.hide();
-        const reason = why ? h('p', { class: 'why' }, english(seen(why.why))) : null;
-        const help = why?.help ? h('p', { class: 'why' }, english(seen(why.help))) : null;
-        this.wait(V(key, values), reason, help, action);
+    /** Says why files are not shown: {text, why: a finding of the library, action: what can be done}. */
+    problems(list) {
+        const why = (text) => (text ? h('p', { class: 'why' }, english(seen(text))) : null);
+        return list.map((one) => [
+            h('p', { class: 'problem', role: 'alert' }, one.text),
+            why(one.why?.why),
+            why(one.why?.help),
+            one.action ? h('p', null, one.action) : null,
+        ]);
     }
 
-    /** Shows that something is going on, with a button that ends it. */
+    /** Shows that something is going on, with a button that ends it. Returns show(share) and hide(). */
     show(key, file) {
-        this.hide();
-        const bar = h('progress', { max: 1, value: 0, 'aria-label': V(key, { file }) });
+        const bar = h('progress', { max: 1, value: 0, 'aria-label': V(key, { file }) }),
+            share = h('p', { class: 'share' });
+        const cancel = (event) => {
+            event.preventDefault();
+            this.#viewer.library.cancel();
+        };
         const dialog = h(
             'dialog',
-            { class: 'going-on', oncancel: (event) => this.#cancel(event) },
+            { class: 'going-on', oncancel: cancel },
             h('p', { role: 'status' }, V(key, { file })),
             bar,
-            h('p', { class: 'share' }),
-            button(V('cancel'), (event) => this.#cancel(event)),
+            share,
+            button(V('cancel'), cancel),
         );
-        this.#dialog = dialog;
         document.body.append(dialog);
         dialog.showModal();
-    }
-    #cancel(event) {
-        event.preventDefault();
-        this.#viewer.library.cancel();
-    }
-    progress(share) {
-        if (!this.#dialog) return;
-        this.#dialog.querySelector('progress').value = share;
-        this.#dialog.querySelector('.share').textContent = V('percent', { n: num(Math.round(share * 100)) });
-    }
-    hide() {
-        this.#dialog?.remove();
-        this.#dialog = null;
+        return {
+            show(done) {
+                bar.value = done;
+                share.textContent = V('percent', { n: num(Math.round(done * 100)) });
+            },
+            hide: () => dialog.remove(),
+        };
     }
 }

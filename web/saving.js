@@ -1,8 +1,16 @@
-// Writes what the library makes of the open file to the disk, as a download.
+// Writes what the library makes of the open files to the disk, as a download.
 import { button, english, h } from './elements.js';
+import { num } from './numbers.js';
 import { seen } from './visible.js';
-import { say } from './clipboard.js';
+import { t } from './texts.js';
+import { choice, dialogOf, labelledList, tell } from './dialogs.js';
 import { V } from './viewertexts.js';
+
+const NAMES_TOLD = 3;
+/** "round.txt", "exported.txt, returned.txt", "12 files". */
+export const namesOf = (files) =>
+    files.length > NAMES_TOLD ? t('files', { n: num(files.length) }) : files.map(({ name }) => seen(name)).join(', ');
+export const megabytes = (files) => Math.round(files.reduce((sum, { size }) => sum + size, 0) / 1e6);
 
 export function saveBlob(blob, name) {
     const url = URL.createObjectURL(blob);
@@ -11,73 +19,48 @@ export function saveBlob(blob, name) {
     link.click();
     link.remove();
     setTimeout(() => URL.revokeObjectURL(url), 60000);
-    say(V('saved', { file: seen(name) }));
+    tell(V('saved', { file: seen(name) }));
 }
 
-/** The name of the open file, with another end. */
-export const nameWith = (viewer, end) => viewer.library.file.name.replace(/\.[^.]*$/, '') + end;
+/** The name of an open file, with another end. */
+export const nameWith = ({ file }, end) => file.name.replace(/\.[^.]*$/, '') + end;
 
 /** Runs a job with its progress on the screen. Returns null if it was cancelled or failed, after a message. */
-export async function runJob(viewer, call, values, zips) {
-    const { opening, library } = viewer,
-        name = seen(library.file.name);
-    opening.show('working', name);
+export async function runJob({ opening, library }, files, call, values, zips) {
+    const name = namesOf(files),
+        progress = opening.show('working', name);
     try {
-        return await library.run(call, values, (share) => opening.progress(share), zips);
+        return await library.run(files, call, values, progress.show, zips);
     } catch (error) {
-        const isMemory = error.message === 'memory';
-        if (error.message === 'cancelled') say(V('cancelled'));
-        else
-            say(
-                isMemory
-                    ? V('tooLarge', { file: name, size: Math.round(library.file.size / 1e6) })
-                    : V('cannotRead', { file: name, why: seen(error.message) }),
-            );
+        progress.hide();
+        const key = error.message === 'memory' ? 'tooLarge' : 'cannotRead',
+            size = megabytes(files.map(({ file }) => file));
+        tell(error.message === 'cancelled' ? V('cancelled') : V(key, { file: name, size, why: seen(error.message) }));
         return null;
     } finally {
-        opening.hide();
+        progress.hide();
     }
 }
 
-/** A dialog with a title and a button that closes it. */
-export function dialogOf(title, ...children) {
-    const dialog = h(
-        'dialog',
-        { class: 'job', 'aria-label': title, onclose: () => dialog.remove() },
-        h('h2', null, title),
-        children,
-        h(
-            'p',
-            { class: 'job-end' },
-            button(V('close'), () => dialog.close()),
-        ),
-    );
-    document.body.append(dialog);
-    dialog.showModal();
-    return dialog;
+/** The files that are open, to choose from; null: there is one. `all`: with all of them together as a choice. */
+export function fileList({ files }, chosen, onchange, all) {
+    if (files.length < 2) return null;
+    const options = files.map((file, k) => [k, seen(file.name)]);
+    return labelledList(t('file'), all ? [[-1, t('allFiles', { n: num(files.length) })], ...options] : options, chosen, onchange);
 }
 
-const choice = (group, value, label, more, chosen) =>
-    h(
-        'label',
-        null,
-        h('input', { type: 'radio', name: group, value, checked: chosen }),
-        h('span', null, label, more ? h('small', null, more) : null),
-    );
-
 export function saveDialog(viewer) {
-    const name = seen(viewer.library.file.name);
-    const kinds = viewer.round.kinds.filter((kind) => kind.fields && kind.lines);
-    const what = h(
-        'select',
-        { class: 'select', 'aria-label': V('saveWhat') },
-        h('option', { value: '' }, V('saveAll')),
-        kinds.map((kind) => h('option', { value: recordName(kind), lang: 'en' }, kind.name)),
+    const { files, round } = viewer,
+        kinds = round.kinds.filter((kind) => kind.fields && kind.lines);
+    const what = labelledList(
+        V('saveWhat'),
+        [['', V('saveAll')], ...kinds.map((kind) => [recordName(kind), kind.name, 'en'])],
+        '',
     );
     const problems = h('div', { class: 'problem', role: 'alert' });
     const forms = h(
         'fieldset',
-        { onchange: () => (what.disabled = isExchange(form())) },
+        { onchange: () => settle() },
         h('legend', null, V('saveForm')),
         choice('form', 'csv', V('csv'), V('csvMore'), true),
         choice('form', 'jsonl', V('jsonl'), V('jsonlMore')),
@@ -85,25 +68,37 @@ export function saveDialog(viewer) {
         choice('form', 'utf16', V('utf16')),
     );
     const form = () => forms.querySelector(':checked').value;
+    const which = fileList(viewer, viewer.isPair || viewer.app.scope.file >= 0 ? viewer.likely : -1, () => settle(), true);
+    const chosenFiles = () => (which?.select.value >= 0 ? [files[which.select.value]] : files);
+    // An exchange file is made of one file.
+    const settle = () => {
+        for (const input of forms.querySelectorAll('input')) input.disabled = isExchange(input.value) && chosenFiles().length > 1;
+        if (forms.querySelector(':checked').disabled) forms.querySelector('input').checked = true;
+        what.select.disabled = isExchange(form());
+    };
+    settle();
     const save = async () => {
         problems.replaceChildren();
-        const chosen = form();
+        const chosen = form(),
+            of = chosenFiles();
         const result = isExchange(chosen)
-            ? await runJob(viewer, 'convert', [chosen === 'utf16' ? 1 : 0])
-            : await runJob(viewer, 'exportRecords', [chosen, what.value], true);
+            ? await runJob(viewer, of, 'convert', [chosen === 'utf16' ? 1 : 0])
+            : await runJob(viewer, of, 'exportRecords', [chosen, what.select.value], true);
         if (!result) return;
         problems.replaceChildren(...result.messages.map((text) => h('p', null, english(seen(text)))));
         const [made] = result.outputs;
         if (!made) return problems.append(h('p', null, V('nothingSaved')));
-        const kind = what.value && !isExchange(chosen) ? '-' + what.value.replaceAll(' ', '-') : '';
+        const kind = what.select.value && !isExchange(chosen) ? '-' + what.select.value.replaceAll(' ', '-') : '';
+        const all = of.length > 1 ? '-' + V('allName') : '';
         saveBlob(
             made[1],
-            nameWith(viewer, isExchange(chosen) ? `-${chosen}.txt` : `${kind}.${made[0] === 'zip' ? 'zip' : chosen}`),
+            nameWith(of[0], isExchange(chosen) ? `-${chosen}.txt` : `${all}${kind}.${made[0] === 'zip' ? 'zip' : chosen}`),
         );
     };
     dialogOf(
-        V('saveTitle', { file: name }),
-        h('label', { class: 'what' }, V('saveWhat'), what),
+        V('saveTitle', { file: namesOf(files) }),
+        which?.el,
+        what.el,
         forms,
         problems,
         h('p', null, button(V('saveNow'), save, { class: 'btn big-btn' })),

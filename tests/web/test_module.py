@@ -1,9 +1,12 @@
 """The library as WebAssembly, in Node, gives what the tool gives. TRAMO is the tool, MODULE the module, WORK a folder for files."""
+import base64
 import collections
+import gzip
 import itertools
 import json
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
@@ -67,7 +70,8 @@ class Called:
     def __init__(self, path, *calls, zone="UTC", module=MODULE):
         words = list(itertools.chain.from_iterable([",", *map(str, call)] for call in calls))[1:]
         with tempfile.TemporaryDirectory(dir=WORK) as folder:
-            done = subprocess.run(["node", ROOT / "tests/web/module.mjs", module, folder, path, *words],
+            files = json.dumps([str(one) for one in path]) if isinstance(path, list) else path
+            done = subprocess.run(["node", ROOT / "tests/web/module.mjs", module, folder, files, *words],
                                   capture_output=True, env=environment(zone))
             if done.returncode != 0:
                 raise AssertionError(f"{calls}: {done.stderr.decode()}")
@@ -181,6 +185,78 @@ class ModuleTest(unittest.TestCase):
             self.assertEqual(text[number - 1], result.outputs["line"].decode())
         self.assertNotIn("line", self.called(path, ["check"], ["line", 173], ["line", 0]).outputs)
 
+    def test_several_files_are_shown_as_a_report_shows_them(self):
+        before, after = ROOT / "samples/round-exported.txt", ROOT / "samples/round-returned.txt"
+        damaged = [before, generated("damaged-return", "--seed", 3, "--returned", "--differences", "0.3")]
+        exported = generated("damaged-export", "--seed", 3)
+        for files in ([before, after], [exported, damaged[1]], damaged, [after, after],
+                      [before, ROOT / "samples/tags.txt", ROOT / "samples/parameters.txt", ROOT / "samples/amr-keys.txt", after]):
+            with self.subTest([file.name for file in files]):
+                self.compare_with_report(files, files)
+
+    def test_the_order_of_a_pair_does_not_matter(self):
+        before, after = ROOT / "samples/round-exported.txt", ROOT / "samples/round-returned.txt"
+        result = self.compare_with_report([after, before], [before, after])
+        self.assertEqual({"shown": [1, 0], "refused": []}, result.part("files"))
+        self.assertIn("reconcile", result.outputs)
+
+    def test_a_pair_in_different_encodings(self):
+        before = ROOT / "samples/round-exported.txt"
+        after = WORK / "returned-utf16.txt"
+        tramo("convert", "--encoding", "utf16le", ROOT / "samples/round-returned.txt", "-o", after, "--force")
+        self.compare_with_report([after, before], [before, after])
+        text = (ROOT / "samples/round-returned.txt").read_bytes().decode("latin-1").split("\r\n")
+        self.assertEqual(text[2], self.called([after, before], ["check"], ["line", 3, 1]).outputs["line"].decode())
+
+    def compare_with_report(self, given, expected):
+        """Compares the parts with those of a report of the files in the expected order, but for the texts of lines."""
+        with tempfile.TemporaryDirectory(dir=WORK) as folder:
+            path = pathlib.Path(folder) / "report.html"
+            tramo("report", *expected, "-o", path)
+            page = path.read_text()
+        parts = {name: json.loads(gzip.decompress(base64.b64decode(text)))
+                 for name, text in re.findall(r'<script type="text/plain" id="tramo-([^"]*)">([^<]*)</script>', page) if name != "raw"}
+        result = self.called(given, ["check"])
+        self.assertEqual([len(given)], result.values)
+        self.assertEqual(sorted(parts), sorted(name for name in result.outputs if name != "files"))
+        for name, part in parts.items():
+            shown = result.part(name)
+            for summary in (part, shown) if name == "summary" else ():
+                del summary["raw"]
+            self.assertEqual(part, shown, name)
+        return result
+
+    def test_lines_of_each_file(self):
+        files = [ROOT / "samples/round-returned.txt", ROOT / "samples/round-exported.txt"]
+        texts = [file.read_bytes().decode("latin-1").split("\r\n") for file in reversed(files)]
+        for file, number in ((0, 1), (0, 60), (1, 60), (1, 172)):
+            result = self.called(files, ["check"], ["line", number, file])
+            self.assertEqual(texts[file][number - 1], result.outputs["line"].decode())
+        self.assertNotIn("line", self.called(files, ["check"], ["line", 1, 2]).outputs)
+
+    def test_a_file_that_is_none_does_not_hide_the_others(self):
+        archive = WORK / "archive.zip"
+        archive.write_bytes(b"PK\x03\x04" + bytes(200))
+        before, after = ROOT / "samples/round-exported.txt", ROOT / "samples/round-returned.txt"
+        result = self.called([after, archive, before], ["check"])
+        self.assertEqual([2], result.values)
+        files = result.part("files")
+        self.assertEqual([2, 0], files["shown"])
+        self.assertEqual([1], [one["file"] for one in files["refused"]])
+        [finding] = json.loads(tramo("check", "--format", "json", archive, codes=(0, 1, 2))[0])["files"][0]["findings"]
+        self.assertEqual(finding["message"], files["refused"][0]["diagnosis"][0]["message"])
+        self.assertIn("reconcile", result.outputs)
+        none = self.called([archive, archive], ["check"])
+        self.assertEqual([0], none.values)
+        self.assertEqual(["files"], list(none.outputs))
+
+    def test_records_of_several_files_are_those_of_the_tool(self):
+        files = [ROOT / "samples/round-exported.txt", ROOT / "samples/round-returned.txt"]
+        for form, kind, only in (("jsonl", "", []), ("csv", "meter subscriber", ["--only", "meter-subscriber"])):
+            done = subprocess.run([TRAMO, "export", *(file.name for file in files), "--to", form, *only],
+                                  capture_output=True, env=environment("UTC"), cwd=ROOT / "samples")
+            self.assertEqual(done.stdout, self.called(files, ["exportRecords", form, kind]).outputs["out." + form])
+
     def test_keys_are_masked_everywhere(self):
         path = ROOT / "samples/amr-keys.txt"
         clear = [json.loads(line) for line in tramo("export", path, "--to", "jsonl", "--show-keys")[0].splitlines()]
@@ -224,6 +300,28 @@ class ModuleTest(unittest.TestCase):
         result = self.called(path, ["repair", chosen, 1])
         self.assertEqual(new.read_bytes(), result.outputs["out"])
         self.assertEqual([chosen], [f"{one['line']}:{one['number']}" for one in result.part("repair")["proposals"] if one["accepted"]])
+
+    def test_repairs_with_the_exported_file_are_those_of_the_tool(self):
+        exported, returned = ROOT / "samples/round-exported.txt", ROOT / "samples/round-returned.txt"
+        lines = returned.read_bytes().split(b"\r\n")
+        for at in range(3, 60, 4):
+            lines[at] = lines[at][:80] + lines[at][81:]
+        path = WORK / "lost-characters.txt"
+        path.write_bytes(b"\r\n".join(lines))
+        mended = []
+        for reference in (None, exported, returned, ROOT / "samples/tags.txt"):
+            with self.subTest(reference and reference.name), tempfile.TemporaryDirectory(dir=WORK) as folder:
+                new, log = pathlib.Path(folder) / "new", pathlib.Path(folder) / "log"
+                options = ["--reference", reference] if reference else []
+                _, code = tramo("repair", *options, path, "-o", new, "--log", log, codes=(0, 1, 2))
+                result = self.called([path, reference] if reference else path, ["repair", "", 1])
+                if code == 2:
+                    self.assertEqual(([-1], {}), (result.values, result.outputs))
+                    continue
+                self.assertEqual(new.read_bytes(), result.outputs["out"])
+                self.assertEqual(log.read_bytes(), result.outputs.get("log", b""))
+                mended.append(result.part("repair")["mendedLines"])
+        self.assertLess(mended[0] + 5, mended[1])
 
     def test_a_file_that_is_none_cannot_be_repaired(self):
         path = WORK / "archive.zip"

@@ -17,6 +17,7 @@ VIEWER = pathlib.Path(os.environ["VIEWER"]).resolve()
 DOWNLOADS = WORK / "downloads-viewer"
 FOLDER = WORK / "dropped"
 ROUND = ROOT / "samples/round-returned.txt"
+EXPORTED = ROOT / "samples/round-exported.txt"
 LARGEST = 700_000  # bytes of the page
 
 
@@ -25,6 +26,11 @@ def made(name, content):
     path = FOLDER / name
     path.write_bytes(content)
     return path
+
+
+def squeezed(text):
+    """Returns a line as the page shows it, without what stands for spaces."""
+    return re.sub(r"[\s\u2420\u00b7]", "", text)
 
 
 class ViewerTest(PageTest):
@@ -51,8 +57,17 @@ class ViewerTest(PageTest):
         self.driver.get(page.as_uri())
         self.until(lambda: self.js("return document.documentElement.dataset.ready"))
 
-    def choose(self, path):
-        self.one("input[type=file]").send_keys(str(path))
+    def choose(self, *paths):
+        self.send(self.one("input[type=file]"), *paths)
+
+    def compare(self, path):
+        """Opens a second file beside the first."""
+        self.send(self.all(".acts input[type=file]")[1], path)
+
+    def send(self, field, *paths):
+        """Chooses files in the system's dialog, which begins without any."""
+        self.js("arguments[0].value = ''", field)
+        field.send_keys("\n".join(map(str, paths)))
 
     def drop(self, *paths):
         """Drops files in the middle of the page, as the system does."""
@@ -60,17 +75,18 @@ class ViewerTest(PageTest):
             self.driver.execute_cdp_cmd("Input.dispatchDragEvent", {
                 "type": kind, "x": 300, "y": 300, "data": {"items": [], "files": [str(path) for path in paths], "dragOperationsMask": 1}})
 
-    def shown(self, path, opens=None):
-        """Opens a file and waits until it is shown."""
-        self.js("document.querySelectorAll('.drop .problem').forEach((one) => one.remove())")
-        (opens or self.choose)(path)
+    def shown(self, *paths, opens=None):
+        """Opens files and waits until they are shown."""
+        self.js("""document.querySelectorAll('.drop .problem').forEach((one) => one.remove());
+                   delete document.documentElement.dataset.opened""")
+        (opens or self.choose)(*paths)
         self.until(lambda: self.js("return document.documentElement.dataset.opened") or self.all(".problem"))
         self.assertEqual([], self.texts(".drop .problem"))
         self.settle()
 
-    def refused(self, path, opens=None):
-        """Returns why a file is not shown."""
-        (opens or self.choose)(path)
+    def refused(self, *paths, opens=None):
+        """Returns why files are not shown."""
+        (opens or self.choose)(*paths)
         self.until(lambda: self.all(".drop .problem"))
         return " ".join(self.texts(".drop .problem, .drop .why"))
 
@@ -86,8 +102,17 @@ class ViewerTest(PageTest):
         next(button for button in self.all(".acts button, .drop button") if button.text.startswith(label)).click()
         self.until(lambda: self.all("dialog.job[open]"))
 
+    def select(self, selector, value):
+        """Chooses an option of a list by its value."""
+        self.js("""const list = document.querySelector(arguments[0]);
+                   list.value = arguments[1];
+                   list.dispatchEvent(new Event('change', { bubbles: true }))""", selector, str(value))
+        self.settle()
+
     def press_button(self, label):
-        next(button for button in self.all("dialog.job button") if button.text == label).click()
+        button = next(button for button in self.all("dialog.job button") if button.text == label)
+        self.js("arguments[0].scrollIntoView({ block: 'center' })", button)
+        button.click()
 
 
 class Files(ViewerTest):
@@ -95,7 +120,7 @@ class Files(ViewerTest):
         for path in SAMPLES:
             with self.subTest(path.name):
                 self.start()
-                self.shown(path, self.drop)
+                self.shown(path, opens=self.drop)
                 file = json.loads(tramo("check", "--format", "json", path))["files"][0]
                 source = self.js("return document.querySelector('.facts').textContent")
                 self.assertIn(f"{file['summary']['lines']} line", source)
@@ -131,8 +156,7 @@ class Files(ViewerTest):
     def test_a_second_file_replaces_the_first(self):
         self.shown(ROUND)
         self.tab("meters")
-        self.js("delete document.documentElement.dataset.opened")
-        self.shown(ROOT / "samples/tags.txt", self.drop)
+        self.shown(ROOT / "samples/tags.txt", opens=self.drop)
         self.assertIn("tags.txt", self.text(".facts"))
         self.assertEqual([], self.complaints())
 
@@ -148,10 +172,8 @@ class Files(ViewerTest):
                 self.assertEqual([], self.complaints())
                 self.shown(ROUND)
 
-    def test_an_empty_file_and_several_files_are_refused(self):
+    def test_an_empty_file_is_refused(self):
         self.assertIn("is empty", self.refused(made("nothing.txt", b"")))
-        self.drop(ROUND, ROOT / "samples/tags.txt")
-        self.until(lambda: "one file at a time" in (self.text(".toast") or ""))
 
     def test_text_that_is_no_exchange_file_is_shown_as_such(self):
         self.choose(made("letter.txt", b"Dear all,\r\nthe meters are in the cellar.\r\n" * 50))
@@ -164,7 +186,7 @@ class Files(ViewerTest):
         lines[0] = lines[0][:7] + "<img src=x onerror=hack()>".ljust(30)[:30] + lines[0][37:]
         path = made("<img src=x onerror=hack()> \u202egnp.txt", "\r\n".join(lines).encode("latin-1"))
         self.js("window.hack = () => { window.hacked = true; }")
-        self.shown(path, self.drop)
+        self.shown(path, opens=self.drop)
         for view in "overview", "meters", "findings":
             self.tab(view)
         self.assertEqual(0, self.js("return document.querySelectorAll('#app img').length"))
@@ -184,6 +206,272 @@ class Files(ViewerTest):
             text = self.js("return document.documentElement.textContent")
             for key in keys:
                 self.assertNotIn(key, text)
+
+
+class Pairs(ViewerTest):
+    """The exported and the returned file of a round."""
+    def brought(self):
+        """Returns the text of the view of what came back."""
+        self.tab("brought")
+        return self.text(".view-brought")
+
+    def compare_with_tool(self, exported, returned):
+        expected = json.loads(tramo("reconcile", "--format", "json", exported, returned))
+        text = self.brought()
+        self.assertIn(exported.name, text)
+        self.assertIn(returned.name, text)
+        self.assertLess(text.index(exported.name), text.index(returned.name))
+        numbers = self.js("""return Object.fromEntries([...document.querySelectorAll('.view-brought .numbers > div')]
+            .map((one) => [one.querySelector('dt').textContent, one.querySelector('b').textContent]))""")
+        [one] = expected["rounds"]
+        names = {"Read": "read", "Unread": "unread", "Missing": "missing", "Added": "added"}
+        self.assertEqual({name: str(one[key]) for name, key in names.items() if one[key]},
+                         {name: number for name, number in numbers.items() if name in names})
+        sentences = self.texts(".view-brought table td[lang=en]")
+        self.assertEqual([one["sentence"] for one in expected["toLookAt"]][:50], sentences)
+        self.assertEqual(str(expected["differences"]), self.texts(".view-brought .panel .h-note")[-1])
+
+    def test_both_orders_of_a_drop_show_what_the_tool_says(self):
+        for files in (EXPORTED, ROUND), (ROUND, EXPORTED):
+            with self.subTest([file.name for file in files]):
+                self.start()
+                self.shown(*files, opens=self.drop)
+                self.compare_with_tool(EXPORTED, ROUND)
+                self.assertEqual([], self.complaints())
+
+    def test_differences_are_those_of_the_tool(self):
+        exported, returned = sample("--seed", 3), sample("--seed", 3, "--returned", "--differences", 0.3)
+        self.shown(returned, exported)
+        self.compare_with_tool(exported, returned)
+
+    def test_a_file_is_compared_with_the_one_that_is_open(self):
+        for first, second in (EXPORTED, ROUND), (ROUND, EXPORTED):
+            with self.subTest(first.name):
+                self.start()
+                self.shown(first)
+                self.assertEqual([], self.all(".tabs [data-view=brought]"))
+                self.shown(second, opens=self.compare)
+                self.assertEqual("page", self.one(".tabs [data-view=brought]").get_attribute("aria-current"))
+                self.assertIn("round-returned.txt is what came back of round-exported.txt", self.text(".toast"))
+                self.compare_with_tool(EXPORTED, ROUND)
+                self.assertNotIn("Compare", " ".join(self.texts(".acts button")))
+
+    def test_lines_are_those_of_their_file(self):
+        returned = sample("--seed", 3, "--returned", "--differences", 0.3)
+        self.shown(returned, sample("--seed", 3))
+        lines = returned.read_bytes().decode("latin-1").split("\r\n")
+        self.tab("meters")
+        meter = json.loads(tramo("export", returned, "--to", "jsonl", "--only", "meter-subscriber").splitlines()[9])
+        self.js("location.hash = '#meters/' + arguments[0]", meter["meterSerialNumber"])
+        self.settle()
+        self.js("document.querySelectorAll('details.d-line').forEach((one) => { one.open = true; })")
+        self.until(lambda: self.all(".d-line .raw-text"))
+        self.assertIn(squeezed(lines[meter["line"] - 1]), [squeezed(text) for text in self.texts(".d-line .raw-text")])
+
+    def test_the_same_file_twice_and_files_of_other_rounds_are_no_pair(self):
+        for first, second in ((ROUND, ROUND), (ROUND, sample("--seed", 9, "--returned")), (ROUND, ROOT / "samples/tags.txt")):
+            with self.subTest(second.name):
+                self.start()
+                self.shown(first)
+                self.shown(second, opens=self.compare)
+                self.assertEqual([], self.all(".tabs [data-view=brought]"))
+                self.assertIn("Neither file", self.text(".toast"))
+                names = self.texts(".acts select option")
+                self.assertEqual([first.name, second.name if first != second else f"{first.name} (2)"], names[1:])
+                self.assertEqual([], self.complaints())
+
+    def test_several_files_are_shown_together(self):
+        files = [EXPORTED, ROOT / "samples/tags.txt", ROOT / "samples/round-broken.txt"]
+        self.shown(*files, opens=self.drop)
+        self.assertEqual(["All 3 files", *(file.name for file in files)], self.texts(".acts select option"))
+        errors = sum(checked(file)[2][severity] for file in files for severity in ("errors", "warnings"))
+        self.assertEqual(errors, self.number(".tabs [data-view=findings] .tab-n"))
+        self.tab("findings")
+        self.until(lambda: self.all(".f-raw .raw-text"))
+        self.assertIn(squeezed(self.text(".f-raw .raw-text")), [squeezed(line) for line in files[2].read_bytes().decode("latin-1").split("\r\n")])
+
+    def test_a_second_file_that_is_none_leaves_the_first_open(self):
+        archive = made("round.zip", b"PK\x03\x04" + bytes(300))
+        for second, words in ((archive, ["round.zip", "ZIP"]), (made("nothing.txt", b""), ["nothing.txt is empty"])):
+            with self.subTest(second.name):
+                self.start()
+                self.shown(ROUND)
+                self.tab("meters")
+                self.compare(second)
+                self.until(lambda: self.all("dialog.job[open] .problem"))
+                for word in words:
+                    self.assertIn(word, self.text("dialog.job"))
+                self.press_button("Close")
+                self.assertEqual("meters", self.js("return document.body.dataset.view"))
+                self.assertIn(ROUND.name, self.text(".facts"))
+                self.open_dialog("Save as")
+                self.click("dialog.job input[value=jsonl]")
+                self.press_button("Save")
+                self.assertEqual(tramo("export", ROUND, "--to", "jsonl"), self.saved("round-returned.jsonl").decode())
+                self.assertEqual([], self.complaints())
+
+    def test_of_a_drop_the_files_that_can_be_shown_are(self):
+        self.drop(ROUND, made("round.zip", b"PK\x03\x04" + bytes(300)), made("nothing.txt", b""), EXPORTED)
+        self.until(lambda: self.js("return document.documentElement.dataset.opened"))
+        self.until(lambda: self.all("dialog.job[open] .problem"))
+        self.assertEqual(["nothing.txt is empty.", "round.zip cannot be shown."], self.texts("dialog.job .problem"))
+        self.press_button("Close")
+        self.compare_with_tool(EXPORTED, ROUND)
+
+    def test_when_none_can_be_shown_each_is_named(self):
+        text = self.refused(made("round.zip", b"PK\x03\x04" + bytes(300)), made("nothing.txt", b""), made("a.pdf", b"%PDF-1.7\n" + b"x" * 500))
+        for word in "round.zip", "ZIP", "nothing.txt is empty", "a.pdf", "PDF":
+            self.assertIn(word, text)
+        self.shown(ROUND)
+
+    def test_a_second_file_in_another_encoding_is_repaired_and_compared(self):
+        other = made("big-endian.txt", b"\xfe\xff" + ROUND.read_bytes().decode("latin-1").encode("utf-16-be"))
+        self.shown(EXPORTED)
+        self.compare(other)
+        self.until(lambda: self.all("dialog.job[open] .problem"))
+        self.press_button("Repair…")
+        self.until(lambda: len(self.all("dialog.job[open]")) == 2)
+        self.press_button("Open the repaired file")
+        self.until(lambda: self.all(".tabs [data-view=brought]"))
+        self.assertEqual([], self.all("dialog"))
+        self.assertIn("big-endian-repaired.txt", self.brought())
+
+    def test_a_second_file_is_cancelled(self):
+        large = sample("--meters", 50000, "--returned", "--seed", 3)
+        self.shown(ROUND)
+        self.tab("findings")
+        self.compare(large)
+        self.until(lambda: self.all("dialog.going-on progress"))
+        time.sleep(0.3)
+        self.one("dialog.going-on button").click()
+        self.until(lambda: "Cancelled" in (self.text(".toast") or ""))
+        self.assertEqual([], self.all("dialog"))
+        self.assertIn(ROUND.name, self.text(".facts"))
+        self.assertEqual("findings", self.js("return document.body.dataset.view"))
+        self.shown(EXPORTED, opens=self.compare)
+        self.compare_with_tool(EXPORTED, ROUND)
+
+    def test_a_file_that_is_dropped_while_another_is_read_is_shown(self):
+        self.choose(sample("--meters", 50000, "--returned", "--seed", 3))
+        self.until(lambda: self.all("dialog.going-on progress"))
+        self.shown(ROUND, EXPORTED, opens=self.drop)
+        self.assertEqual([], self.all("dialog"))
+        self.compare_with_tool(EXPORTED, ROUND)
+
+    def test_files_of_one_name_are_told_apart(self):
+        folder = FOLDER / "other"
+        folder.mkdir(parents=True, exist_ok=True)
+        shutil.copy(EXPORTED, folder / ROUND.name)
+        self.shown(ROUND)
+        self.shown(folder / ROUND.name, opens=self.compare)
+        self.assertIn("round-returned.txt is what came back of round-returned.txt (2).", self.text(".toast"))
+        self.open_dialog("Save as")
+        self.click("dialog.job input[value=jsonl]")
+        self.press_button("Save")
+        self.assertEqual(tramo("export", ROUND, "--to", "jsonl"), self.saved("round-returned.jsonl").decode())
+
+    def test_the_file_to_save_is_chosen(self):
+        self.shown(ROUND, EXPORTED)
+        for value, name, files in ((1, ROUND.name, [ROUND]), (0, EXPORTED.name, [EXPORTED]), (-1, "All 2 files", [EXPORTED, ROUND])):
+            with self.subTest(name):
+                self.open_dialog("Save as")
+                select = self.one("dialog.job select")
+                self.assertEqual("1", select.get_property("value"), "what came back is chosen")
+                self.select("dialog.job select", value)
+                self.assertEqual(name, self.js("return arguments[0].selectedOptions[0].textContent", select))
+                self.assertEqual(len(files) > 1, self.one("dialog.job input[value=utf16]").get_property("disabled"))
+                self.click("dialog.job input[value=jsonl]")
+                self.press_button("Save")
+                expected = tramo("export", *(file.name for file in files), "--to", "jsonl", cwd=ROOT / "samples")
+                self.assertEqual(expected, self.saved(files[0].stem + ("-and-others" if len(files) > 1 else "") + ".jsonl").decode())
+                self.press_button("Close")
+
+    def test_an_exchange_file_is_made_of_one_file(self):
+        self.shown(ROUND, EXPORTED)
+        self.open_dialog("Save as")
+        self.click("dialog.job input[value=utf16]")
+        self.select("dialog.job select", -1)
+        self.assertTrue(self.one("dialog.job input[value=csv]").is_selected())
+
+
+class References(ViewerTest):
+    """A repair that compares with the exported file."""
+    def setUp(self):
+        super().setUp()
+        lines = ROUND.read_bytes().split(b"\r\n")
+        for at in range(3, 60, 4):
+            lines[at] = lines[at][:80] + lines[at][81:]
+        self.lost = made("lost-characters.txt", b"\r\n".join(lines))
+
+    def expected(self, *options):
+        new, log = WORK / "lost-mended.txt", WORK / "lost-mended.jsonl"
+        tramo("repair", *options, self.lost, "-o", new, "--log", log, "--force")
+        return new.read_bytes(), log.read_bytes()
+
+    def compare_with_tool(self, *options):
+        new, log = self.expected(*options)
+        self.press_button("Save the repaired file")
+        self.assertEqual(new, self.saved("lost-characters-repaired.txt"))
+        self.press_button("Save the changes with their proofs")
+        self.assertEqual(log, self.saved("lost-characters-repaired.jsonl"))
+
+    def proven(self):
+        return re.match(r"\d+", self.text("dialog.job [role=status]"))
+
+    def test_the_exported_file_of_a_pair_is_offered(self):
+        self.shown(self.lost, EXPORTED)
+        self.open_dialog("Repair")
+        self.assertEqual("Repair lost-characters.txt", self.text("dialog.job h2"))
+        self.assertEqual("round-exported.txt", self.js("return document.querySelector('.choice-row select').selectedOptions[0].textContent"))
+        self.assertTrue(self.proven())
+        self.compare_with_tool("--reference", EXPORTED)
+        self.assertNotEqual(self.expected(), self.expected("--reference", EXPORTED))
+        self.select(".choice-row select", "")
+        self.until(lambda: not self.proven())
+        self.compare_with_tool()
+
+    def test_an_exported_file_is_chosen_or_dropped(self):
+        for opens in (lambda path: self.send(self.one("dialog.job input[type=file]"), path)), self.drop:
+            self.start()
+            self.shown(self.lost)
+            self.open_dialog("Repair")
+            self.assertFalse(self.proven())
+            opens(EXPORTED)
+            self.until(self.proven)
+            self.compare_with_tool("--reference", EXPORTED)
+            self.assertIn(self.lost.name, self.text(".facts"))
+
+    def test_a_file_without_an_exported_round_is_refused(self):
+        self.shown(self.lost)
+        for other in made("round.zip", b"PK\x03\x04" + bytes(300)), ROOT / "samples/tags.txt", made("nothing.txt", b""):
+            with self.subTest(other.name):
+                self.open_dialog("Repair")
+                self.drop(other)
+                self.until(lambda: f"{other.name} has no lines of an exported round" in (self.text(".toast") or ""))
+                self.assertEqual("", self.one("dialog.job .choice-row select").get_property("value"))
+                self.compare_with_tool()
+                self.press_button("Close")
+                self.until(lambda: not self.all("dialog"))
+                self.shown(self.lost, opens=self.drop)
+
+    def test_the_repaired_file_takes_its_place_beside_the_exported_one(self):
+        self.shown(EXPORTED, self.lost)
+        self.open_dialog("Repair")
+        self.js("delete document.documentElement.dataset.opened")
+        self.press_button("Open the repaired file")
+        self.until(lambda: self.js("return document.documentElement.dataset.opened"))
+        self.tab("brought")
+        self.assertIn("lost-characters-repaired.txt", self.text(".view-brought"))
+        self.assertIn("round-exported.txt", self.text(".view-brought"))
+
+    def test_the_file_to_repair_is_chosen(self):
+        damaged = ROOT / "samples/round-damaged.txt"
+        self.shown(ROOT / "samples/tags.txt", damaged)
+        self.open_dialog("Repair")
+        self.assertEqual("Repair round-damaged.txt", self.text("dialog.job h2"))
+        self.select("dialog.job select", 0)
+        self.until(lambda: self.text("dialog.job h2") == "Repair tags.txt")
+        self.assertEqual("Nothing can be repaired with proof.", self.text("dialog.job [role=status]"))
 
 
 class Large(ViewerTest):

@@ -27,12 +27,13 @@ TableForm formOf(std::string_view name) {
 
 }  // namespace
 
-// "csv" or "jsonl"; only the records of a kind, or all if the name is empty: csv has a file for each kind then.
+// Of one file or several, in the form "csv" or "jsonl"; only the records of a kind, or all if the name is empty: csv has a file
+// for each kind then.
 TRAMO_CALLED(exportRecords)
 int exportRecords(
-    const char* file, std::size_t fileSize, const char* form, std::size_t formSize, const char* kind, std::size_t kindSize) {
+    const char* files, std::size_t filesSize, const char* form, std::size_t formSize, const char* kind, std::size_t kindSize) {
     ExportOptions options;
-    options.files.emplace_back(file, fileSize);
+    options.files = filesOf({files, filesSize});
     const TableForm chosen = formOf({form, formSize});
     options.form = &chosen;
     options.only = tableOf({kind, kindSize});

@@ -73,12 +73,20 @@ void writeProposal(page::JsonText& json, const RepairProposal& proposal) {
 
 }  // namespace
 
-// Puts what can be mended as "repair", and if `writes`, the mended file as "out" and its changes as "log". Returns 0 if the file
-// has no lines: nothing can be written then.
+// The file, and perhaps the exported one, to compare with. Puts what can be mended as "repair", and if `writes`, the mended file
+// as "out" and its changes as "log". Returns 0 if the file has no lines, and -1 if the exported one has none to compare with:
+// nothing can be written then.
 TRAMO_CALLED(repair)
-int repair(const char* file, std::size_t fileSize, const char* accepted, std::size_t acceptedSize, int writes) {
+int repair(const char* names, std::size_t namesSize, const char* accepted, std::size_t acceptedSize, int writes) {
     constexpr std::size_t mostProposals = 1000;
-    Repair repair(readerOf({file, fileSize}), {.accepted = proposalsOf({accepted, acceptedSize})});
+    const std::vector<std::string> files = filesOf({names, namesSize});
+    std::optional<RepairReference> reference;
+    if (files.size() > 1) {
+        reference.emplace(readerOf(files[1]));
+        if (reference->lines() == 0) return -1;
+    }
+    Repair repair(
+        readerOf(files[0]), {.reference = reference ? &*reference : nullptr, .accepted = proposalsOf({accepted, acceptedSize})});
     page::JsonText* proposals = nullptr;
     std::size_t listed = 0;
     SecretBytes waiting;

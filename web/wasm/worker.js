@@ -48,8 +48,8 @@ function collecting() {
 
 let module, line;
 
-/** job: {code, file, name, call, values, zips: whether outputs become one file, parts: whether they are bytes}. */
-async function run({ code, file, name, call, values, zips, parts }) {
+/** job: {code, files: [{file, name}], call, values, zips: whether outputs become one file, parts: whether they are bytes}. */
+async function run({ code, files, call, values, zips, parts }) {
     const messages = [],
         { outputs, add } = collecting(),
         bytesOf = new Map();
@@ -68,8 +68,12 @@ async function run({ code, file, name, call, values, zips, parts }) {
             postMessage({ progress: all > 0 ? Math.min(done / all, 1) : 0 });
         },
     };
-    module = await startModule(code, [reading(file, name)], says);
-    const value = module.call(call, name, ...values);
+    module = await startModule(
+        code,
+        files.map(({ file, name }) => reading(file, name)),
+        says,
+    );
+    const value = module.call(call, files.map(({ name }) => name).join('\0'), ...values);
     if (parts)
         return postMessage(
             { value, messages, outputs: bytesOf },
@@ -85,7 +89,7 @@ onmessage = async ({ data }) => {
     try {
         if (!data.lineOf) return await run(data);
         line = undefined;
-        module.call('line', data.lineOf);
+        module.call('line', ...data.values);
         postMessage({ lineOf: data.lineOf, text: line });
     } catch (error) {
         const isMemory = error instanceof RangeError || error.message === 'memory';
