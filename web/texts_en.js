@@ -281,5 +281,10 @@ export const textsEn = {
         alarm: 'alarm {a}',
         more: '{n} more',
     },
-    paper: { list: '{title}: {n}', cut: '{n} more are in the file.', cut1: '1 more is in the file.' },
+    paper: {
+        list: '{title}: {n}',
+        dense: 'Serial numbers only, without addresses.',
+        cut: '{n} more are in the file.',
+        cut1: '1 more is in the file.',
+    },
 };

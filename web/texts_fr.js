@@ -281,5 +281,10 @@ export const textsFr = {
         alarm: 'alarme {a}',
         more: '{n} de plus',
     },
-    paper: { list: '{title} : {n}', cut: '{n} de plus dans le fichier.', cut1: '1 de plus dans le fichier.' },
+    paper: {
+        list: '{title} : {n}',
+        dense: 'Numéros de série seuls, sans adresses.',
+        cut: '{n} de plus dans le fichier.',
+        cut1: '1 de plus dans le fichier.',
+    },
 };

@@ -1,7 +1,8 @@
 """No width clips anything, paper has few pages, and light and dark show the same. Pictures for the eye are in WORK/pictures."""
+import json
 import re
 
-from support import Keys, PageTest, WORK, report, resize, run, sample, scheme
+from support import Keys, PageTest, WORK, report, resize, run, sample, scheme, tramo
 
 WIDTHS = (360, 500, 700, 768, 1024, 1080, 1100, 1280, 1400, 1920, 2560)
 PICTURES = (360, 1400, 2560)
@@ -79,11 +80,37 @@ class Paper(PageTest):
         return len(re.findall(rb"/Type\s*/Page\b", self.pdf()))
 
     def test_2000_meters_have_at_most_five_pages(self):
-        for name, options in {"sound": BROKEN[:3], "broken": BROKEN, "bad": (*BROKEN[:3], "--faults", 0.3), "exported": BROKEN[:2]}.items():
+        for name, options in {"sound": BROKEN[:3], "broken": BROKEN, "bad": (*BROKEN[:3], "--faults", 0.3), "exported": BROKEN[:2],
+                              "all-bad": (*BROKEN[:2], "--faults", 0.3)}.items():
             with self.subTest(name):
                 self.open(report(sample(*options)))
                 self.assertLessEqual(self.pages(), 5)
                 (WORK / f"paper-{name}.pdf").write_bytes(self.pdf())
+
+    def test_paper_names_each_unread_meter(self):
+        for meters, dense in ((100, False), (250, False), (251, True), (2000, True)):
+            with self.subTest(meters):
+                path = sample("--meters", meters)
+                self.open(report(path))
+                self.js("dispatchEvent(new Event('beforeprint'))")
+                serials = [json.loads(line)["meterSerialNumber"] for line in tramo("export", path, "--to", "jsonl", "--only", "meter-subscriber").splitlines()]
+                self.assertEqual(serials, self.texts(".p-list li b"))
+                self.assertEqual(dense, self.text(".p-list li") == serials[0])
+                self.assertEqual(["Serial numbers only, without addresses."] if dense else [], self.texts(".p-sec .quiet"))
+                self.js("dispatchEvent(new Event('afterprint'))")
+
+    def test_paper_says_how_many_meters_it_leaves_out(self):
+        self.open(report(sample("--meters", 6000)))
+        self.js("dispatchEvent(new Event('beforeprint'))")
+        self.assertEqual((5000, "1,000 more are in the file."), (len(self.all(".p-list li")), self.texts(".p-sec .quiet")[-1]))
+
+    def test_small_type_on_paper_has_six_points_or_more(self):
+        self.open(report(sample("--meters", 2000)))
+        self.js("dispatchEvent(new Event('beforeprint'))")
+        self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
+        sizes = self.js("return [...document.querySelectorAll('.print .p-list b, .print .p-list li')].map((one) => parseFloat(getComputedStyle(one).fontSize))")
+        self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": ""})
+        self.assertGreaterEqual(min(sizes) * 0.75, 6)
 
     def test_paper_lists_unread_meters_and_findings(self):
         self.open(report(sample(*BROKEN)))
