@@ -2,6 +2,7 @@
 import { button, english, h } from './elements.js';
 import { num } from './numbers.js';
 import { seen } from './visible.js';
+import { countsOf } from './verdict.js';
 import { V } from './viewertexts.js';
 import { named } from './library.js';
 import { chooser } from './opening.js';
@@ -102,10 +103,10 @@ function groupedByLine(list) {
 
 /** What a repair mends, and what it leaves. */
 function foundOf({ mended, left, ...report }) {
-    const counts = { errors: num(report.errorsLeft + errorsIn(left)), warnings: num(report.warningsLeft) };
+    const counts = countsOf({ errors: report.errorsLeft + errorsIn(left), warnings: report.warningsLeft });
     const after = report.isWell
         ? V(mended.length ? 'mendWell' : 'mendClean')
-        : V(mended.length ? 'mendLeft' : 'mendWrong', counts);
+        : V(mended.length ? 'mendLeft' : 'mendWrong', { counts });
     return [
         h('ul', null, mended.map(mendedItem)),
         h(
@@ -160,10 +161,10 @@ class Mending {
     async open() {
         const report = await this.#report();
         if (!report) return;
+        this.#fill(report); // the dialog gives the focus to the first thing in it
         this.#dialog = dialogOf(this.#title, this.#lists, this.#head, this.#body);
         this.#viewer.onFiles = (files) => (files.length > 1 ? tell(V('several')) : this.#compare(files[0]));
         this.#dialog.addEventListener('close', () => (this.#viewer.onFiles = null));
-        this.#show(report);
     }
 
     /** Another file, or another one to compare with. If that does not work, everything stays as it was. */
@@ -174,7 +175,10 @@ class Mending {
         const fits = report && !report.cannotCompare;
         if (!fits) this.#use(...before);
         if (report?.cannotCompare) tell(V('cannotCompare', { file: seen(reference.name) }));
-        fits ? this.#show(report) : this.#choices();
+        if (!fits) return this.#choices();
+        this.#fill(report);
+        this.#dialog.setAttribute('aria-label', this.#title);
+        this.#dialog.querySelector('h2').textContent = this.#title;
     }
     #compare(file) {
         const chosen = { name: file.name, file };
@@ -210,9 +214,7 @@ class Mending {
         this.#lists.querySelectorAll('select, button')[focused]?.focus();
     }
 
-    #show(report) {
-        this.#dialog.setAttribute('aria-label', this.#title);
-        this.#dialog.querySelector('h2').textContent = this.#title;
+    #fill(report) {
         this.#choices();
         this.#head.textContent = headOf(report);
         const { mended, proposals } = report;

@@ -94,7 +94,10 @@ export class Opening {
                 bar.value = done;
                 share.textContent = V('percent', { n: num(Math.round(done * 100)) });
             },
-            hide: () => dialog.remove(),
+            hide() {
+                dialog.close(); // what had the focus has it again
+                dialog.remove();
+            },
         };
     }
 }

@@ -10,7 +10,7 @@ import time
 import zipfile
 
 from selenium.webdriver.common.by import By
-from support import Listener, PageTest, ROOT, SAMPLES, WORK, chromium, checked, run, sample, tramo
+from support import Keys, Listener, PageTest, ROOT, SAMPLES, WORK, chromium, checked, run, sample, tramo
 from test_module import with_memory_of
 
 VIEWER = pathlib.Path(os.environ["VIEWER"]).resolve()
@@ -440,6 +440,25 @@ class References(ViewerTest):
             self.until(self.proven)
             self.compare_with_tool("--reference", EXPORTED)
             self.assertIn(self.lost.name, self.text(".facts"))
+
+    def test_the_keyboard_alone_changes_the_exported_file(self):
+        self.shown(self.lost, EXPORTED)
+        button = next(button for button in self.all(".acts button") if button.text.startswith("Repair"))
+        self.js("arguments[0].focus()", button)
+        self.press(Keys.ENTER)
+        self.until(lambda: self.all("dialog.job[open]"))
+        focused = lambda: self.js("return document.activeElement.closest('label')?.textContent.match(/^(File|Exported file)/)?.[0]")
+        self.assertEqual("File", focused())
+        self.press(Keys.TAB)
+        self.assertEqual("Exported file", focused())
+        self.press(Keys.UP)
+        self.until(lambda: not self.all("dialog.going-on") and not self.proven())
+        self.assertEqual("Exported file", focused())
+        self.press(Keys.TAB)
+        self.assertEqual("Choose the exported file", self.js("return document.activeElement.getAttribute('aria-label')"))
+        self.press(Keys.ESCAPE)
+        self.assertEqual([], self.all("dialog"))
+        self.assertEqual("Repair…", self.js("return document.activeElement.textContent"))
 
     def test_a_file_without_an_exported_round_is_refused(self):
         self.shown(self.lost)
