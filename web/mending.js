@@ -133,6 +133,7 @@ class Mending {
     #file;
     #reference; // a file like those of the viewer; null: none
     #others = []; // files that were chosen here
+    #isBusy = false;
     #dialog;
     #lists = h('div', { class: 'lists' });
     #head = h('p', { role: 'status' });
@@ -169,21 +170,23 @@ class Mending {
 
     /** Another file, or another one to compare with. If that does not work, everything stays as it was. */
     async #change(file, reference) {
+        if (this.#isBusy) return; // another file was dropped meanwhile
         const before = [this.#file, this.#reference];
         this.#use(file, reference);
+        this.#isBusy = true;
         const report = await this.#report();
+        this.#isBusy = false;
         const fits = report && !report.cannotCompare;
         if (!fits) this.#use(...before);
         if (report?.cannotCompare) tell(V('cannotCompare', { file: seen(reference.name) }));
         if (!fits) return this.#choices();
+        if (reference && !this.#viewer.files.includes(reference)) this.#others = [reference];
         this.#fill(report);
         this.#dialog.setAttribute('aria-label', this.#title);
         this.#dialog.querySelector('h2').textContent = this.#title;
     }
     #compare(file) {
-        const chosen = { name: file.name, file };
-        this.#others = [chosen];
-        return this.#change(this.#file, chosen);
+        return this.#change(this.#file, { name: file.name, file });
     }
 
     /** The lists of files keep the focus that they have. */

@@ -70,7 +70,7 @@ class Viewer {
             const isMore = opened.files.length > had.length;
             if (isMore) this.#show(opened, beside);
             else opened.worker.terminate();
-            const refused = await this.#reasons(opened.refused);
+            const refused = await this.#reasons(opened.refused, turn);
             if (turn !== this.#turn) return;
             if (refused.length + empty.length) this.#refuse([...empty, ...refused], beside || isMore);
             if (isMore) document.documentElement.dataset.opened = (performance.now() - began).toFixed(0);
@@ -113,9 +113,10 @@ class Viewer {
     }
 
     /** Why files have no lines, and whether a repair would find lines in them. */
-    async #reasons(refused) {
+    async #reasons(refused, turn) {
         const reasons = [];
         for (const one of refused) {
+            if (turn !== this.#turn) break; // others are being opened
             const report = await mendReport(this, [one]),
                 [why] = one.diagnosis;
             const action = report?.hasLines ? button(V('mend'), () => mendDialog(this, one)) : null;

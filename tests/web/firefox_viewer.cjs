@@ -26,13 +26,13 @@ function tramo(...words) {
     }
 }
 
-async function choose(page, file) {
+async function choose(page, ...files) {
     await page.evaluate(() => {
         delete document.documentElement.dataset.opened;
         document.querySelectorAll('.drop .problem').forEach((one) => one.remove());
     });
     const input = await page.$('input[type=file]');
-    await input.uploadFile(file);
+    await input.uploadFile(...files);
     await page.waitForSelector('html[data-opened], .drop .problem', { timeout: 240000 });
     return page.evaluate(() => document.querySelector('.drop .problem')?.parentElement.textContent ?? null);
 }
@@ -87,6 +87,21 @@ async function main() {
         await choose(page, damaged);
         await dialog(page, 'Repair');
         check('repair', (await saved(page, 'Save the repaired file')) === fs.readFileSync(mended, 'utf8'));
+        await page.reload();
+        await page.waitForSelector('html[data-ready]', { timeout: 60000 });
+        const exported = path.join(samples, 'round-exported.txt'), lines = fs.readFileSync(round, 'latin1').split('\r\n');
+        for (let at = 3; at < 60; at += 4) lines[at] = lines[at].slice(0, 80) + lines[at].slice(81);
+        const lost = path.join(folder, 'firefox-lost.txt'), proven = path.join(folder, 'firefox-proven.txt');
+        fs.writeFileSync(lost, lines.join('\r\n'), 'latin1');
+        tramo('repair', '--reference', exported, lost, '-o', proven, '--force');
+        const both = await choose(page, lost, exported);
+        check('two files', both === null, both);
+        await page.click('.tabs [data-view=brought]');
+        const { rounds } = JSON.parse(tramo('reconcile', '--format', 'json', exported, lost)), text = await page.$eval('.view-brought', (element) => element.textContent);
+        check('what came back', text.includes('round-exported.txt (exported)') && text.includes(`Read${rounds[0].read}`), text.slice(0, 300));
+        await dialog(page, 'Repair');
+        await page.waitForSelector('dialog.job .job-acts');
+        check('repair with the exported file', (await saved(page, 'Save the repaired file')) === fs.readFileSync(proven, 'utf8'));
         await page.reload();
         await page.waitForSelector('html[data-ready]', { timeout: 60000 });
         const zip = path.join(folder, 'firefox.zip');

@@ -385,6 +385,9 @@ class ModuleTest(unittest.TestCase):
         result = self.called(path, ["check"])
         self.assertGreater(result.shares, 5)
         self.assertEqual([], result.messages)
+        both = self.called([path, generated("progress-exported", "--meters", 20000, "--seed", 2)], ["check"])
+        self.assertGreater(both.shares, result.shares)
+        self.assertEqual([], both.messages)
 
     def test_memory_that_runs_out_is_said(self):
         module = WORK / "small.wasm"

@@ -10,7 +10,8 @@ import time
 import zipfile
 
 from selenium.webdriver.common.by import By
-from support import Keys, Listener, PageTest, ROOT, SAMPLES, WORK, chromium, checked, run, sample, tramo
+from support import Keys, Listener, PageTest, ROOT, SAMPLES, WORK, chromium, checked, resize, run, sample, tramo
+from test_layout import CUT, OUTSIDE
 from test_module import with_memory_of
 
 VIEWER = pathlib.Path(os.environ["VIEWER"]).resolve()
@@ -468,6 +469,7 @@ class References(ViewerTest):
                 self.drop(other)
                 self.until(lambda: f"{other.name} has no lines of an exported round" in (self.text(".toast") or ""))
                 self.assertEqual("", self.one("dialog.job .choice-row select").get_property("value"))
+                self.assertEqual(["none"], self.texts("dialog.job .choice-row option"))
                 self.compare_with_tool()
                 self.press_button("Close")
                 self.until(lambda: not self.all("dialog"))
@@ -493,6 +495,36 @@ class References(ViewerTest):
         self.assertEqual("Nothing can be repaired with proof.", self.text("dialog.job [role=status]"))
 
 
+class Widths(ViewerTest):
+    def test_nothing_is_clipped_at_any_width(self):
+        lines = ROUND.read_bytes().split(b"\r\n")
+        for at in range(3, 60, 4):
+            lines[at] = lines[at][:80] + lines[at][81:]
+        lost, exported = made("lost-characters-with-a-long-name-of-a-file-from-the-field.txt", b"\r\n".join(lines)), EXPORTED
+        for width in 360, 500, 768, 1024, 1400:
+            resize(self.driver, width, 900)
+            self.start()
+            self.look("empty", width)
+            self.shown(ROUND)
+            self.look("one", width)
+            self.shown(lost, exported, made("round.zip", b"PK\x03\x04" + bytes(300)))
+            self.until(lambda: self.all("dialog.job[open] .problem"))
+            self.look("not shown", width)
+            self.press_button("Close")
+            for label in "Save as", "Repair":
+                self.open_dialog(label)
+                self.until(lambda: label != "Repair" or self.all("dialog.job .job-acts"))
+                self.look(label, width)
+                self.press_button("Close")
+            self.shown(lost, ROOT / "samples/tags.txt", exported)
+            self.look("several", width)
+
+    def look(self, name, width):
+        self.assertEqual([], self.js(OUTSIDE), (name, width))
+        self.assertEqual([], self.js(CUT), (name, width))
+        self.assertEqual([], self.js("return [...document.querySelectorAll('dialog, .choice, .proposal')].filter((e) => e.scrollWidth > e.clientWidth + 1).map((e) => e.textContent)"), (name, width))
+
+
 class Large(ViewerTest):
     def test_a_round_of_50000_meters_is_shown_and_can_be_cancelled(self):
         path = sample("--meters", 50000, "--returned", "--seed", 3)
@@ -516,10 +548,16 @@ class Large(ViewerTest):
         other = WORK / "small-viewer.html"
         other.write_text(before + base64.b64encode(gzip.compress(small)).decode() + after)
         self.start(other)
-        text = self.refused(sample("--meters", 20000, "--returned", "--seed", 4))
+        large = sample("--meters", 20000, "--returned", "--seed", 4)
+        text = self.refused(large)
         self.assertIn("memory", text)
         self.assertEqual([], self.all("dialog.going-on"))
         self.shown(ROUND)
+        self.compare(large)
+        self.until(lambda: self.all("dialog.job[open] .problem"))
+        self.assertIn("memory", self.text("dialog.job .problem"))
+        self.press_button("Close")
+        self.assertIn(ROUND.name, self.text(".facts"))
 
 
 class Saving(ViewerTest):
