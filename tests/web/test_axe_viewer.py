@@ -1,7 +1,7 @@
 """axe-core finds nothing in what only the viewer has, light and dark, wide and narrow. AXE is the path of axe.min.js."""
 from support import ROOT, resize, run, scheme
 from test_axe import AxeChecks
-from test_viewer import EXPORTED, ROUND, ViewerTest, made
+from test_viewer import EXPORTED, ROUND, ViewerTest, made, with_lost_characters
 
 
 class Viewer(AxeChecks, ViewerTest):
@@ -13,6 +13,13 @@ class Viewer(AxeChecks, ViewerTest):
                 with self.subTest(width=width, dark=dark):
                     self.start()
                     act()
+
+    def check_dialogs(self):
+        for label in "Save as", "Repair":
+            self.open_dialog(label)
+            self.until(lambda: self.all("dialog.job fieldset"))
+            self.check(label)
+            self.press_button("Close")
 
     def test_before_a_file_is_opened(self):
         self.everywhere(lambda: self.check("empty"))
@@ -29,19 +36,11 @@ class Viewer(AxeChecks, ViewerTest):
         def act():
             self.shown(ROOT / "samples/round-damaged.txt")
             self.check("overview")
-            for label in "Save as", "Repair":
-                self.open_dialog(label)
-                if label == "Repair":
-                    self.until(lambda: self.all("dialog.job fieldset"))
-                self.check(label)
-                self.js("document.querySelector('dialog.job[open]').close()")
+            self.check_dialogs()
         self.everywhere(act)
 
     def test_two_files_and_their_dialogs(self):
-        lines = ROUND.read_bytes().split(b"\r\n")
-        for at in range(3, 60, 4):
-            lines[at] = lines[at][:80] + lines[at][81:]
-        lost, archive = made("lost-characters.txt", b"\r\n".join(lines)), made("archive.zip", b"PK\x03\x04" + bytes(100))
+        lost, archive = with_lost_characters(), made("archive.zip", b"PK\x03\x04" + bytes(100))
 
         def act():
             self.shown(lost, EXPORTED, archive)
@@ -50,12 +49,7 @@ class Viewer(AxeChecks, ViewerTest):
             self.press_button("Close")
             self.tab("brought")
             self.check("brought")
-            for label in "Save as", "Repair":
-                self.open_dialog(label)
-                if label == "Repair":
-                    self.until(lambda: self.all("dialog.job .choice-row"))
-                self.check(label)
-                self.press_button("Close")
+            self.check_dialogs()
         self.everywhere(act)
 
     def test_several_files(self):

@@ -34,6 +34,14 @@ def squeezed(text):
     return re.sub(r"[\s\u2420\u00b7]", "", text)
 
 
+def with_lost_characters(name="lost-characters.txt"):
+    """Returns the path of a returned round in which every fourth line lacks a character."""
+    lines = ROUND.read_bytes().split(b"\r\n")
+    for at in range(3, 60, 4):
+        lines[at] = lines[at][:80] + lines[at][81:]
+    return made(name, b"\r\n".join(lines))
+
+
 class ViewerTest(PageTest):
     options = {"downloads": DOWNLOADS}
 
@@ -399,10 +407,7 @@ class References(ViewerTest):
     """A repair that compares with the exported file."""
     def setUp(self):
         super().setUp()
-        lines = ROUND.read_bytes().split(b"\r\n")
-        for at in range(3, 60, 4):
-            lines[at] = lines[at][:80] + lines[at][81:]
-        self.lost = made("lost-characters.txt", b"\r\n".join(lines))
+        self.lost = with_lost_characters()
 
     def expected(self, *options):
         new, log = WORK / "lost-mended.txt", WORK / "lost-mended.jsonl"
@@ -497,17 +502,14 @@ class References(ViewerTest):
 
 class Widths(ViewerTest):
     def test_nothing_is_clipped_at_any_width(self):
-        lines = ROUND.read_bytes().split(b"\r\n")
-        for at in range(3, 60, 4):
-            lines[at] = lines[at][:80] + lines[at][81:]
-        lost, exported = made("lost-characters-with-a-long-name-of-a-file-from-the-field.txt", b"\r\n".join(lines)), EXPORTED
+        lost = with_lost_characters("lost-characters-with-a-long-name-of-a-file-from-the-field.txt")
         for width in 360, 500, 768, 1024, 1400:
             resize(self.driver, width, 900)
             self.start()
             self.look("empty", width)
             self.shown(ROUND)
             self.look("one", width)
-            self.shown(lost, exported, made("round.zip", b"PK\x03\x04" + bytes(300)))
+            self.shown(lost, EXPORTED, made("round.zip", b"PK\x03\x04" + bytes(300)))
             self.until(lambda: self.all("dialog.job[open] .problem"))
             self.look("not shown", width)
             self.press_button("Close")
@@ -516,7 +518,7 @@ class Widths(ViewerTest):
                 self.until(lambda: label != "Repair" or self.all("dialog.job .job-acts"))
                 self.look(label, width)
                 self.press_button("Close")
-            self.shown(lost, ROOT / "samples/tags.txt", exported)
+            self.shown(lost, ROOT / "samples/tags.txt", EXPORTED)
             self.look("several", width)
 
     def look(self, name, width):
