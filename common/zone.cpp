@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 #ifdef _WIN32
 #define environ _environ
@@ -25,7 +26,13 @@ std::int64_t asSeconds(const std::tm& t) {
     return sys_seconds{date + hours{t.tm_hour} + minutes{t.tm_min} + seconds{t.tm_sec}}.time_since_epoch().count();
 }
 
-std::int32_t offsetAt(std::int64_t instant) { return static_cast<std::int32_t>(asSeconds(hosttime::local(instant)) - instant); }
+// Where std::time_t has 32 bits, the offset beyond its range is the one at its end; otherwise, the first local times of 1901
+// would be found again, before the first instant.
+std::int32_t offsetAt(std::int64_t instant) {
+    using Host = std::numeric_limits<std::time_t>;
+    const std::int64_t known = std::clamp<std::int64_t>(instant, Host::min(), Host::max());
+    return static_cast<std::int32_t>(asSeconds(hosttime::local(known)) - known);
+}
 
 // Offsets are cached in bins of time. No zone of the database has ever changed its offset twice within three days, so
 // samples at most a day apart see every change.

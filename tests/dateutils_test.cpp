@@ -444,6 +444,16 @@ TEST(Limits, Are32BitsInEveryZone) {
     EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112130846"), none + 8);
 }
 
+// Offsets that differ at the two ends of the range: std::time_t may have 32 bits and wrap around.
+TEST(Limits, OfARangeWithSeveralOffsetsAreRead) {
+    const TimeZone zone("Europe/Paris");
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112132055"), none);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112132056"), none + 47);  // at +0:09:21
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "190112132140"), none + 47 + 44 * 60);
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801190414"), 2147483640);  // at +1:00
+    EXPECT_EQ(strToTime("%Y%m%d%H%M", "203801190415"), none);
+}
+
 // ---- A change of the zone while the process runs --------------------------------------------------------------------
 
 long32 newYear() { return strToTime("%Y%m%d", "20240101"); }

@@ -13,8 +13,14 @@ namespace clocks {
 
 constexpr std::int64_t dayLength = 86400;
 
+// The instant, or the end of the range of std::time_t, which may have 32 bits: beyond it, the clocks go on as at its end.
+inline std::int64_t withinRange(std::int64_t instant) {
+    using Host = std::numeric_limits<std::time_t>;
+    return std::clamp<std::int64_t>(instant, Host::min(), Host::max());
+}
+
 inline std::tm localtime(std::int64_t instant) {
-    const auto time = static_cast<std::time_t>(instant);
+    const auto time = static_cast<std::time_t>(withinRange(instant));
     std::tm result{};
     localtime_r(&time, &result);
     return result;
@@ -25,7 +31,8 @@ inline std::int64_t shownAt(std::int64_t instant) {
     using namespace std::chrono;
     const std::tm time = localtime(instant);
     const sys_days date = year{time.tm_year + 1900} / (time.tm_mon + 1) / time.tm_mday;
-    return date.time_since_epoch().count() * dayLength + time.tm_hour * 3600 + time.tm_min * 60 + time.tm_sec;
+    const std::int64_t ofDay = time.tm_hour * 3600 + time.tm_min * 60 + time.tm_sec;
+    return date.time_since_epoch().count() * dayLength + ofDay + (instant - withinRange(instant));
 }
 
 inline std::int64_t offsetAt(std::int64_t instant) { return shownAt(instant) - instant; }
