@@ -55,6 +55,14 @@ class Widths(PageTest):
             self.assertLessEqual(*self.js("const g = document.querySelector('.grid'); return [g.scrollWidth, g.clientWidth + 1]"), width)
             self.assertLessEqual(*self.js("const s = document.querySelector('.side'); return [s.scrollWidth, s.clientWidth + 1]"), width)
 
+    def test_several_files_can_be_told_apart_at_every_width(self):
+        path = report(*(sample("--meters", 20, "--seed", seed) for seed in (1, 2)))
+        for width in WIDTHS:
+            resize(self.driver, width, 900)
+            self.open(path)
+            self.look("two-files", width)
+            self.assertTrue(self.one(".acts select").is_displayed(), width)
+
     def test_columns_without_room_are_counted_and_come_back(self):
         resize(self.driver, 1100, 900)
         self.open(report(sample(*BROKEN)), "meters")
