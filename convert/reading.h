@@ -207,10 +207,17 @@ private:
     bool bad = false;
 };
 
-// Reads a date, with a clock time or without, of a day that was read before, as most are. Returns dates::noTime in any other
-// case.
-inline long32 readKnownDate(const char* text, bool hasTime, const zone::Clock& clock) {
-    const std::uint64_t date = digitsBefore(text + 8, 8), time = hasTime ? digitsBefore(text + 12, 4) : 0;
+// Reads a date of a day that was read before, as most are. Returns dates::noTime in any other case.
+inline long32 readKnownDate(const char* text, DateFormat format, const zone::Clock& clock) {
+    std::uint64_t date = 0, time = 0;
+    if (format == DateFormat::Year) {
+        char first[8] = {0, 0, 0, 0, '0', '1', '0', '1'};
+        std::memcpy(first, text, 4);
+        date = digitsBefore(first + 8, 8);
+    } else {
+        date = digitsBefore(text + 8, 8);
+    }
+    if (format == DateFormat::DateTime) time = digitsBefore(text + 12, 4);
     if (!areDigits(date) || !areDigits(time)) return dates::noTime;
     const std::uint32_t pairs = pairsOf(time), hour = pairs >> 16 & 0xFF, minute = pairs >> 24;
     const long32 midnight = clock.knownMidnight(pairsOf(date));
@@ -231,12 +238,8 @@ template <class Char> [[gnu::noinline]] long32 readAnyDate(const Char* text, Dat
 template <class Char>
 [[gnu::always_inline]] inline long32 readDate(TextOf<Char> text, DateFormat format, const zone::Clock& clock = zone::Clock()) {
     if (text.size() != widthOf(format)) return dates::noTime;
-    if constexpr (readsEightDigits && sizeof(Char) == 1) {
-        const bool hasTime = format == DateFormat::DateTime;
-        if (const long32 known = format == DateFormat::Year ? dates::noTime : readKnownDate(text.data(), hasTime, clock);
-            known != dates::noTime)
-            return known;
-    }
+    if constexpr (readsEightDigits && sizeof(Char) == 1)
+        if (const long32 time = readKnownDate(text.data(), format, clock); time != dates::noTime) return time;
     return readAnyDate(text.data(), format, clock);
 }
 

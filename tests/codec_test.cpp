@@ -451,9 +451,9 @@ TEST(Dates, AreTheSameWhenTheirDayIsKnown) {
             std::array<char, 64> text{};
             std::snprintf(text.data(), text.size(), "%04u%02u%02u%02u%02u", year, month, day, hour, minute);
             if (upTo(20) == 0) text[upTo(11)] = " /:A\xB0"[upTo(4)];
-            const bool hasTime = upTo(1) == 0;
-            const std::string_view all(text.data(), hasTime ? 12 : 8);
-            const auto format = hasTime ? codec::DateFormat::DateTime : codec::DateFormat::Date;
+            const codec::DateFormat formats[] = {codec::DateFormat::Year, codec::DateFormat::Date, codec::DateFormat::DateTime};
+            const codec::DateFormat format = formats[upTo(2)];
+            const std::string_view all(text.data(), codec::widthOf(format));
             const long32 expected = codec::readAnyDate(all.data(), format, tramo::zone::Clock());
             ASSERT_EQ(expected, codec::readDate(all, format)) << zone << ": " << all;
             ASSERT_EQ(expected, codec::readDate(all, format)) << zone << ": " << all << ", again";
