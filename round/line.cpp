@@ -39,14 +39,12 @@ std::uint64_t highOf(const char* eightBytes) {
     return eight & highBits;
 }
 
-// Returns the number of characters above U+007F, which take two bytes in UTF-8.
-std::size_t countHigh(std::string_view bytes) {
-    if (bytes.size() >= 8) {  // most texts have none
-        std::uint64_t any = highOf(bytes.data() + bytes.size() - 8);
-        for (std::size_t i = 0; i + 8 < bytes.size(); i += 8) any |= highOf(bytes.data() + i);
-        if (any == 0) return 0;
-    }
-    return static_cast<std::size_t>(std::ranges::count_if(bytes, [](char c) { return codec::codeOf(c) >= 0x80; }));
+// Whether a character is above U+007F and takes two bytes in UTF-8: most texts have none.
+bool hasHigh(std::string_view bytes) {
+    if (bytes.size() < 8) return std::ranges::any_of(bytes, [](char c) { return codec::codeOf(c) >= 0x80; });
+    std::uint64_t any = highOf(bytes.data() + bytes.size() - 8);
+    for (std::size_t i = 0; i + 8 < bytes.size(); i += 8) any |= highOf(bytes.data() + i);
+    return any != 0;
 }
 
 // The number of characters before the first high one of eight.
@@ -55,11 +53,11 @@ std::size_t plainBefore(std::uint64_t high) {
     return static_cast<std::size_t>(bit) / 8;
 }
 
-// Writes the text, in which `high` characters take two bytes.
-void writeUtf8OfAnsi(std::string_view bytes, std::size_t high, std::string& text) {
-    const std::size_t size = bytes.size() + high;
-    text.resize(size + 8);  // room for eight characters of which fewer are kept
-    char* out = text.data();
+// The number of bytes that writeUtf8OfAnsi() may write to: eight characters are written at once, of which some are kept.
+constexpr std::size_t roomFor(std::size_t size) { return 2 * size + 8; }
+
+// Returns the end of the text.
+char* writeUtf8OfAnsi(std::string_view bytes, char* out) {
     const auto writeHigh = [&](std::uint32_t code) {
         *out++ = static_cast<char>(0xC0 | code >> 6);
         *out++ = static_cast<char>(0x80 | (code & 0x3F));
@@ -76,14 +74,19 @@ void writeUtf8OfAnsi(std::string_view bytes, std::size_t high, std::string& text
         if (codec::codeOf(c) < 0x80) *out++ = c;
         else writeHigh(codec::codeOf(c));
     }
-    text.resize(size);
+    return out;
+}
+
+void writeUtf8OfAnsi(std::string_view bytes, std::string& text) {
+    text.resize(roomFor(bytes.size()));
+    text.resize(static_cast<std::size_t>(writeUtf8OfAnsi(bytes, text.data()) - text.data()));
 }
 
 std::string utf8OfAnsi(std::string_view bytes) {
-    const std::size_t high = countHigh(bytes);
-    if (high == 0) return std::string(bytes);
+    if (!hasHigh(bytes)) return std::string(bytes);
     std::string text;
-    writeUtf8OfAnsi(bytes, high, text);
+    writeUtf8OfAnsi(bytes, text);
+    text.shrink_to_fit();
     return text;
 }
 
@@ -285,9 +288,8 @@ struct LineReading {
             return buffer;
         }
         const std::string_view bytes(characters + value.first, value.size);
-        const std::size_t high = countHigh(bytes);
-        if (high == 0) return bytes;
-        writeUtf8OfAnsi(bytes, high, buffer);
+        if (!hasHigh(bytes)) return bytes;
+        writeUtf8OfAnsi(bytes, buffer);
         return buffer;
     }
 
