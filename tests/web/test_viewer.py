@@ -101,7 +101,10 @@ class ViewerTest(PageTest):
 
     def saved(self, name):
         path = DOWNLOADS / name
-        self.until(path.exists)
+        # The browser makes an empty file, writes another one, and puts that in its place.
+        self.until(lambda: path.exists() and not any(DOWNLOADS.glob("*.crdownload")))
+        if path.stat().st_size == 0:
+            time.sleep(1)
         content = path.read_bytes()
         path.unlink()
         return content
