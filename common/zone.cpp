@@ -192,7 +192,7 @@ long32 findMidnight(std::chrono::year_month_day date, Memory& known) {
 
 long32 Clock::midnightOf(unsigned year, unsigned month, unsigned day) const {
     Memory* const own = all();
-    if (!own || year > 9999 || month > 12 || day > 31) return unsteady;
+    if (!own) return unsteady;
     const Days::Date date = year / 100 | (year % 100) << 8 | month << 16 | day << 24;
     Days::Day& bin = own->table[Days::placeOf(date)];
     if (bin.date != date) {

@@ -32,7 +32,7 @@ public:
     std::int64_t toInstant(std::int64_t local) const;
 
     // Returns the instant at which a day between 1902 and 2037 begins, if the whole day has one offset; otherwise, for an
-    // invalid date, or if out of memory for the cache, `unsteady`. Months are 1 to 12, days 1 to 31.
+    // invalid date, or if out of memory for the cache, `unsteady`. Years are 0 to 9999, months 1 to 12, days 1 to 31.
     long32 midnightOf(unsigned year, unsigned month, unsigned day) const;
 
     // The same if it was looked up before, which takes a few nanoseconds; otherwise, `unsteady`.
