@@ -1,6 +1,7 @@
 // Programs that read and write millions of lines do not allocate memory for each line.
 #include "support/allocations.h"
 #include "support/console.h"
+#include "support/timezone.h"
 #include "tramostream/anyrecord.h"
 #include "tramostream/parametertramomodel.h"
 #include "tramostream/stringconverter.h"
@@ -68,6 +69,7 @@ template <class M, class Buffer> struct AsModel {
 
 // A line of the record kind with all fields filled; of fields that share columns, only the first.
 template <class Way> typename Way::Line cleanLine(const Way& way) {
+    const TimeZone local("UTC0");  // a date that is not set is written as 1970-01-01, which other zones may not read
     typename Way::Line line;
     line.fill(L' ');
     if (way.kind.letter) line[0] = way.kind.letter;
@@ -91,6 +93,7 @@ template <class Way> typename Way::Line cleanLine(const Way& way) {
 // Returns the number of texts that were too long for the small-string buffer.
 template <class Way> long expectFew(const Way& way) {
     const Silence quiet;
+    const TimeZone local("UTC0");
     using Model = typename Way::Model;
     const auto line = cleanLine(way);
     const RecordKind& kind = way.kind;
