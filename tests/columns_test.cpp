@@ -1,6 +1,7 @@
 // The columns of a record kind against decode() and the models, and as structures of the Arrow C data interface.
 #include "tramostream/columns.h"
 #include "common/utf8.h"
+#include "support/build.h"
 #include "support/randomlines.h"
 #include "support/records.h"
 #include "support/samples.h"
@@ -144,7 +145,7 @@ TEST(Columns, random_lines_have_the_values_of_their_models) {
     for (const RecordKind* kind : tramo::recordKinds()) {
         const TimeZone local(random.of(zones));
         std::vector<std::wstring> lines;
-        while (lines.size() < 200) {
+        while (lines.size() < (testsOptimised ? 200 : 50)) {
             std::wstring line = randomLine(*kind, random);
             for (wchar_t& c : line)
                 if (c >= 0xD800 && c < 0xE000) c = L'?';  // the standard library refuses halves of surrogate pairs

@@ -1,5 +1,6 @@
 // Values and changes of single lines, against the models.
 #include "common/utf8.h"
+#include "support/build.h"
 #include "support/console.h"
 #include "support/randomfiles.h"
 #include "support/timezone.h"
@@ -156,7 +157,7 @@ TEST(FieldView, values_are_those_of_the_models) {
     for (const char* zone : {"CET-1CEST,M3.5.0,M10.5.0/3", "UTC0", "AAA12BBB,J90/0,J300/0"}) {
         const TimeZone local(zone);
         Random random(11);
-        for (int i = 0; i < 400 && !testing::Test::HasFailure(); ++i) {
+        for (int i = 0; i < (testsOptimised ? 400 : 100) && !testing::Test::HasFailure(); ++i) {
             const std::string bytes = randomFile(random, i % 2 == 0, 12);
             for (const LineView& line : Reader::ofBytes(bytes)) {
                 if (!line.kind()) continue;

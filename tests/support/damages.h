@@ -1,5 +1,6 @@
 // Valid files, and what other programs do to them: for the tests of the diagnosis and of repairs.
 #pragma once
+#include "support/build.h"
 #include "tramostream/fields.h"
 #include <algorithm>
 #include <cstdlib>
@@ -22,10 +23,10 @@ using Rules = std::vector<std::string>;
 
 constexpr std::size_t record = 512, tag = 23, parameter = 40;
 
-// How many files each test makes: TRAMO_FILES, or a few.
+// How many files each test makes: TRAMO_FILES, or a few; fewer still without optimization.
 inline int files(int usual) {
     const char* const chosen = std::getenv("TRAMO_FILES");
-    return chosen ? std::atoi(chosen) : usual;
+    return chosen ? std::atoi(chosen) : testsOptimised ? usual : usual / 8;
 }
 
 inline Lines sampleLines(const char* name) {
