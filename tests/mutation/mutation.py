@@ -27,8 +27,9 @@ WORK = os.path.join(ROOT, "build", "mutation")
 TREE = os.path.join(WORK, "tree")
 EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
-COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC"]
+COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC", '-DTRAMO_VERSION="0"']
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
+WRAPPED = {"allocations_test": ["-Wl,--wrap=calloc"]}
 FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check", "repair"]
 
 # Which sources are changed, and which tests may detect it: patterns, so that a new or renamed file needs no entry. Each of them
@@ -136,9 +137,11 @@ class Files:
 
     def __init__(self):
         folders = ("c", "check", "common", "convert", "model", "repair", "round", "stream")
-        self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp") if not path.endswith("_windows.cpp"))
+        self.sources = sorted(path for folder in folders for path in glob.glob(folder + "/*.cpp")
+                              if not path.endswith(("_windows.cpp", "_wasi.cpp")))
         self.headers = sorted([*glob.glob("*/*.h"), *glob.glob("include/*/*.h"), *glob.glob("tests/support/*.h")])
-        self.tests = sorted(glob.glob("tests/*_test.cpp"))
+        # Not the tests of other folders' sources.
+        self.tests = sorted(path for path in glob.glob("tests/*_test.cpp") if '#include "page/' not in read(path))
         self.support = sorted(path for path in glob.glob("tests/support/*.cpp") if not path.endswith("/locale.cpp"))
         for pattern in [*MUTATED, *FIRST, *LONG_FOR]:
             self.paths_like(pattern)
@@ -312,7 +315,7 @@ class Build(Files):
         os.makedirs(os.path.dirname(out), exist_ok=True)
         objects = [dict(changed).get(part, self.object_of(part)) for part in [path, *self.support]]
         must_run(["clang++", "-fuse-ld=lld", *objects, "-L" + self.library_folder("base"), "-lmutant",
-                  "-lgtest_main", "-lgtest", "-lpthread", "-o", out])
+                  "-lgtest_main", "-lgtest", "-lpthread", *WRAPPED.get(name, []), "-o", out])
         return out
 
 
