@@ -37,9 +37,10 @@ function(tramostream_sources variable)
     set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 
-# ccache stores results of compilations with precompiled headers only if it may ignore their macros and times.
+# ccache stores results of compilations with precompiled headers only if it may ignore their macros and times. A build in another
+# locale may use them, too: its messages are the only difference.
 if(TRAMOSTREAM_PRECOMPILE AND CMAKE_CXX_COMPILER_LAUNCHER MATCHES "^[^;]*ccache$")
-    list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros)
+    list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,locale)
 endif()
 
 # Compiles headers that most sources of a target include only once, if wanted. The library and the tool do without: there, a
