@@ -464,6 +464,22 @@ TEST(Dates, AreTheSameWhenTheirDayIsKnown) {
     }
 }
 
+TEST(Dates, OfAKnownDayAreFoundByTheirDigits) {
+    if (!codec::readsEightDigits) GTEST_SKIP() << "digits are read one by one there";
+    const TimeZone here("Europe/Brussels");
+    const tramo::zone::Clock clock;
+    for (const char* const text : {"202401311259", "190201020000", "203712302359", "199910190807", "196806150640"}) {
+        EXPECT_EQ(codec::readKnownDate(text, codec::DateFormat::DateTime, clock), tramo::dates::noTime)
+            << text << ", not read yet";
+        const long32 read = codec::readAnyDate(text, codec::DateFormat::DateTime, clock);
+        EXPECT_NE(read, tramo::dates::noTime) << text;
+        EXPECT_EQ(codec::readKnownDate(text, codec::DateFormat::DateTime, clock), read) << text;
+        const long32 midnight = codec::readKnownDate(text, codec::DateFormat::Date, clock);
+        EXPECT_EQ(midnight, codec::readAnyDate(text, codec::DateFormat::Date, clock)) << text;
+        EXPECT_EQ(codec::readKnownDate(text, codec::DateFormat::Year, clock), tramo::dates::noTime) << text << ": 1 January";
+    }
+}
+
 // ---- Nothing beside the field ---------------------------------------------------------------------------------------
 
 TEST(FromDate, WritesOnlyItsColumns) {
