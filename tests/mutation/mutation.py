@@ -226,8 +226,9 @@ class Build(Files):
         self.pch, self.public_pch = os.path.join(WORK, "all.pch"), os.path.join(WORK, "public.pch")
         if not keep:
             shutil.rmtree(os.path.join(WORK, "libraries"), ignore_errors=True)
-            self.precompile("all", [path for path in self.headers if path.startswith("model/")])
-            self.precompile("public", ["include/tramostream/tramostream.h"])
+        # Also for kept sources: with other options, the compiler would reject every change.
+        self.precompile("all", [path for path in self.headers if path.startswith("model/")])
+        self.precompile("public", ["include/tramostream/tramostream.h"])
         self.build(jobs)
         if not keep:
             self.build_tables(jobs)
