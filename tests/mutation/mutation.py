@@ -433,7 +433,7 @@ class Worker:
         if table_change:
             environment["TABLE_CHANGE"] = table_change
         # An endless loop uses up its processor time or memory, even on a busy machine.
-        limits = ["prlimit", "--cpu=20"] + ([] if sanitized else [f"--as={4 << 30}"])
+        limits = ["prlimit", "--cpu=60"] if sanitized else ["prlimit", "--cpu=20", f"--as={4 << 30}"]
         if sanitized:
             limits += ["env", "LD_PRELOAD=" + self.build.sanitizer, "ASAN_OPTIONS=detect_leaks=0:hard_rss_limit_mb=4096"]
         passed = run([*limits, program, "--gtest_brief=1"], cwd=temporary, env=environment)
