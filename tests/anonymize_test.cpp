@@ -294,6 +294,133 @@ TEST(Anonymizer, replaces_single_texts_as_in_a_line) {
     EXPECT_EQ(anonymizer.pseudonymOf("- . -"), "- . -");
 }
 
+// Earlier replacements ------------------------------------------------------------------------------------------------
+// With the same key, a file of this year belongs to one of last year: what was replaced by a version of this library has the same
+// replacement in every later one.
+
+std::string digestOf(const std::vector<std::wstring>& lines) {
+    std::string bytes;
+    for (const std::wstring& line : lines) {
+        for (const wchar_t c : line) (bytes += static_cast<char>(c & 0xFF)) += static_cast<char>(c >> 8 & 0xFF);
+        bytes += "\n"s;
+    }
+    return hexadecimal(sha256(bytes)).substr(0, 16);
+}
+
+struct EarlierText {
+    const wchar_t *text, *replaced, *asHexadecimal, *asKey;
+};
+
+TEST(EarlierReplacements, of_texts) {
+    const EarlierText texts[] = {
+        {L"DUPONT Jean", L"OKAJQP Glvc", L"OKAJQP Glvc", L"0XXXXX X93X"},
+        {L"12 rue de la Poste, 75001 Paris", L"24 jhv wh oi Mnepu, 06182 Qyvig", L"24 jhv wh oi Mnepu, 06182 Qyvig",
+            L"29 XX5 c7 X1 XXXX1, 74dab XcXXX"},
+        {L"00012345", L"39020806", L"39020806", L"86FB1EB0"},
+        {L"7", L"5", L"5", L"C"},
+        {L" -12.5 ", L" -31.8 ", L" -31.8 ", L" -02.0 "},
+        {L"a1B2c3D4", L"l6R4s1Y3", L"l6R4s1Y3", L"9ddcb0b8"},
+        {L"0A1B2C3D4E5F60718293A4B5C6D7E8F9", L"8Z7U7L7P2W3M21794680F0A5Y0P4A5K9", L"6E9903FCFE9530425504F67B4AE89F31",
+            L"784C07437D41CB9941EB70488892AA25"},
+        {L"0a1b2c3d4e5f60718293a4b5c6d7e8f90", L"0l3s4w7z7f3w14011458o3t9g4s6w6t33", L"4033a6bca44085bdd15d430dc07167759",
+            L"6e98fda3225ca82c4f9972cdbc78c8000"},
+        {L"AB", L"PV", L"EA", L"63"},
+        {L"9F", L"5Q", L"47", L"53"},
+        {L"12", L"44", L"44", L"4F"},
+        {L"\xC9lo\xEFse",
+            L"\xC4"
+            L"dy\xE8ud",
+            L"\xC4"
+            L"dy\xE8ud",
+            L"XXXXXb"},
+        {L"key of the module: 00ff", L"xqy tc bey lkqnvp: 82ch", L"xqy tc bey lkqnvp: 82ch", L"X3X X5 XX6 XX5XXd: aa36"},
+    };
+    for (const auto& [text, expected, expectedHexadecimal, expectedKey] : texts) {
+        std::wstring made = text, hexadecimal = text, key = text;
+        pseudonyms().replace(made);
+        pseudonyms().replaceHexadecimal(hexadecimal);
+        pseudonyms().replaceKey(key);
+        EXPECT_EQ(made, expected);
+        EXPECT_EQ(hexadecimal, expectedHexadecimal);
+        EXPECT_EQ(key, expectedKey);
+    }
+}
+
+// Damaged in every way that a line can be: characters lost, gained and changed, spaces cut.
+std::vector<std::wstring> damagedLines(const std::string& name, unsigned turn) {
+    std::mt19937 random(turn);
+    std::vector<std::wstring> lines = linesOf(name);
+    for (std::wstring& line : lines) {
+        const std::size_t place = random() % (line.size() + 1), count = 1 + random() % 3;
+        switch (random() % 6) {
+        case 0: line.erase(std::min(place, line.size()), count); break;
+        case 1: line.insert(place, count, L"7 aX"[random() % 4]); break;
+        case 2: line.resize(place); break;
+        case 3: line.resize(line.find_last_not_of(L' ') + 1); break;
+        case 4: std::fill_n(line.begin() + static_cast<std::ptrdiff_t>(place), std::min(count, line.size() - place), L'?'); break;
+        default: break;
+        }
+    }
+    return lines;
+}
+
+struct EarlierFile {
+    const char *name, *plain, *withDates, *damaged;
+};
+
+class EarlierFiles : public testing::TestWithParam<EarlierFile> {};
+TEST_P(EarlierFiles, have_the_same_replacements) {
+    setMessages(Messages::Silent);
+    const auto& [name, plain, withDates, damaged] = GetParam();
+    const std::vector<std::wstring> lines = linesOf(name);
+    const LineKind kind = kindOfFile(lines);
+    EXPECT_EQ(digestOf(anonymized(lines, kind).after), plain);
+    EXPECT_EQ(digestOf(anonymized(lines, kind, secret, {.shiftDates = true}).after), withDates);
+    std::vector<std::wstring> all;
+    for (unsigned turn = 0; turn < 40; ++turn) {
+        const Anonymized some = anonymized(damagedLines(name, turn), kind, secret, {.shiftDates = turn % 2 == 1});
+        EXPECT_TRUE(some.isProven) << some.failure;
+        all.insert(all.end(), some.after.begin(), some.after.end());
+    }
+    EXPECT_EQ(digestOf(all), damaged);
+}
+INSTANTIATE_TEST_SUITE_P(All, EarlierFiles,
+    testing::Values(EarlierFile{"round-returned.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "7ef9afc13abc8e26"},
+        EarlierFile{"round-returned-utf16.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "7ef9afc13abc8e26"},
+        EarlierFile{"round-broken.txt", "4a26e779f54e2465", "fdab45a0c2bf48fe", "7ea493551d60a9c2"},
+        EarlierFile{"amr-keys.txt", "19fad4d5bd4cdb0f", "19fad4d5bd4cdb0f", "faa794861588abf4"},
+        EarlierFile{"tags.txt", "b52d29e01df0b0df", "b52d29e01df0b0df", "5c4685ff65583fa9"},
+        EarlierFile{"parameters.txt", "8db3cb29af54c8ff", "8db3cb29af54c8ff", "3b0711107655c6e1"}),
+    [](const auto& test) {
+        std::string name = test.param.name;
+        std::ranges::replace_if(
+            name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+        return name;
+    });
+
+// Lines that lost or gained characters ------------------------------------------------------------------------------
+
+// The text in which it happened gets another replacement, and all that follows the one that it has in the whole line.
+TEST(ShiftedLines, have_the_replacements_of_the_whole_line) {
+    setMessages(Messages::Silent);
+    const std::vector<std::wstring> lines = linesOf("round-returned.txt");
+    const std::wstring meter = lines[3], whole = anonymized({lines[0], meter}).after[1];
+    for (const int characters : {-3, -1, 1, 3}) {
+        std::wstring shifted = meter;
+        const std::size_t place = 40, count = static_cast<std::size_t>(std::abs(characters)), behind = 155;  // in the free text
+        if (characters < 0) shifted.erase(place, count);
+        else shifted.insert(place, count, L'x');
+        const Anonymized all = anonymized({lines[0], shifted});
+        EXPECT_TRUE(all.isProven) << all.failure;
+        const std::wstring& made = all.after[1];
+        ASSERT_EQ(made.size(), shifted.size());
+        EXPECT_EQ(made.substr(0, 5), whole.substr(0, 5)) << characters;
+        const auto moved = static_cast<std::size_t>(static_cast<int>(behind) + characters);
+        EXPECT_EQ(made.substr(moved), whole.substr(behind)) << characters;
+        EXPECT_NE(made.substr(35, 45), shifted.substr(35, 45)) << characters;
+    }
+}
+
 // The proof compares lines, however they were made.
 class Proof : public testing::Test {
 protected:

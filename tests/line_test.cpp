@@ -1,5 +1,6 @@
 // Values and changes of single lines, against the models.
 #include "common/utf8.h"
+#include "round/kindfields.h"
 #include "support/build.h"
 #include "support/console.h"
 #include "support/randomfiles.h"
@@ -11,6 +12,8 @@
 #include <limits>
 #include <memory>
 #include <set>
+#include <span>
+#include <stdexcept>
 
 using namespace records;
 using namespace std::chrono;
@@ -757,6 +760,17 @@ TEST(Line, result_that_is_not_done_can_be_thrown) {
     EXPECT_NO_THROW(line.set("meterReadingIndex", 1).orThrow());
     EXPECT_EQ(streams::thrownBy<std::invalid_argument>([&] { line.set("meterReadingIndex", "x").orThrow(); }),
         line.set("meterReadingIndex", "x").reason);
+}
+
+TEST(KindFields, read_at_most_two_fields_into_one_value) {
+    std::vector<tramo::FieldReading> readings(3, tramo::kindFieldsOf(meter()).sources[1].own[0]);
+    EXPECT_NO_THROW(tramo::KindFields(meter(), std::span(readings).first(2)));
+    try {
+        const tramo::KindFields fields(meter(), readings);
+        ADD_FAILURE();
+    } catch (const std::logic_error& error) {
+        EXPECT_EQ(error.what(), "tramo: more than two fields are read into " + meter().fields[1].name);
+    }
 }
 
 TEST(Line, field_of_another_kind_cannot_be_set) {

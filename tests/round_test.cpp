@@ -292,6 +292,8 @@ TEST(Readings, DifferByTheConsumptionBetweenThem) {
     EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 0), 15);
     EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 5), 90015);
     EXPECT_EQ(tramo::consumptionBetween(9990, 5, 4, 3), std::nullopt);
+    EXPECT_EQ(tramo::consumptionBetween(9990, 0, 4), 10);
+    EXPECT_EQ(tramo::consumptionBetween(0, 0, 4), 0);
     EXPECT_EQ(tramo::consumptionBetween(9990, 5, 19), std::nullopt);
     EXPECT_EQ(tramo::consumptionBetween(-1, 5, 4), std::nullopt);
     EXPECT_EQ(tramo::consumptionBetween(5, -1, 4), std::nullopt);

@@ -432,6 +432,8 @@ class Worker:
                        "LD_LIBRARY_PATH": self.build.library_folder("tables") if table_change else self.library}
         if table_change:
             environment["TABLE_CHANGE"] = table_change
+        if sanitized:
+            environment["TRAMO_FILES"] = "40"   # the sanitized library is not optimized: as few files as in such a build
         # An endless loop uses up its processor time or memory, even on a busy machine.
         limits = ["prlimit", "--cpu=60"] if sanitized else ["prlimit", "--cpu=20", f"--as={4 << 30}"]
         if sanitized:
