@@ -128,14 +128,26 @@ private:
         return value <= static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
     }
 
+    // As the text of this number, if that fits, or what that one becomes in turn. If none of them fits, the number changes places
+    // with another one of this sort. So two numbers never become the same, but of few digits.
     void replaceInteger(SecretText& number) const {
         const SecretText before = number;
-        constexpr int mostSteps = 10'000;  // one in ten numbers fits
+        if (becomesAnother(number)) return;
+        constexpr int mostSteps = 10'000;  // at worst, one in ten numbers fits, and of these, one in ten is of this sort
         for (int step = 0; step < mostSteps; ++step) {
-            made.replace(number);
-            if (fits(number) && std::wstring_view(number) != std::wstring_view(before)) return;
+            made.shuffleDigits(number);
+            SecretText next = number;
+            if (fits(number) && number != before && !becomesAnother(next)) return;
         }
         std::ranges::fill(number, L'1');
+    }
+
+    // Replaces a number until it fits. Returns false if it is the first one again before that.
+    bool becomesAnother(SecretText& number) const {
+        const SecretText before = number;
+        do made.replace(number);
+        while (number != before && !fits(number));
+        return number != before;
     }
 
     std::wstring_view text;

@@ -168,6 +168,14 @@ void Pseudonyms::replaceHexadecimal(std::span<wchar_t> text) const {
     replaceDigits(all, !isText && isUpper != isLower);
 }
 
+void Pseudonyms::shuffleDigits(std::span<wchar_t> number) const {
+    std::vector<Digit> digits;
+    for (std::size_t at = 0; at < number.size(); ++at)
+        digits.push_back({at, {L'0', 10}, static_cast<std::uint32_t>(number[at]) - L'0'});
+    permute(textHash(std::wstring_view(L"numbers")), digits, false);
+    for (const Digit& digit : digits) number[digit.at] = static_cast<wchar_t>(digit.alphabet.first + digit.value);
+}
+
 void Pseudonyms::replaceKey(std::span<wchar_t> text) const {
     const SecretText before(viewOf(text));
     const bool isLower = std::ranges::any_of(text, [](wchar_t c) { return c >= L'a' && c <= L'f'; });

@@ -52,6 +52,10 @@ public:
     // Does the same, but a text of hexadecimal digits stays one. Digits alone are a text like any other.
     void replaceHexadecimal(std::span<wchar_t> text) const;
 
+    // Moves a number to another one, which may be itself. Repeated, this comes through very many numbers: replace() alone comes
+    // back to the first one after as many as the first character has alternatives.
+    void shuffleDigits(std::span<wchar_t> number) const;
+
     // Replaces hexadecimal digits by others, and other letters by X, in a way that not even the key can undo.
     void replaceKey(std::span<wchar_t> text) const;
 

@@ -346,6 +346,74 @@ TEST(EarlierReplacements, of_texts) {
     }
 }
 
+struct EarlierKeyLine {
+    const wchar_t *line, *replaced;
+    std::size_t texts;  // that identify somebody or are keys, wherever they are
+};
+
+TEST(EarlierReplacements, of_key_lines) {
+    const EarlierKeyLine lines[] = {
+        {LR"({})", LR"({})", 0},
+        {LR"({"serialNumber":"4C30000000","hardwareVersion":"2.0","wmBusAddress_MeterId":12345678,"wmBusAddress_Version":21})",
+            LR"({"serialNumber":"5F53403641","hardwareVersion":"2.0","wmBusAddress_MeterId":68283185,"wmBusAddress_Version":21})",
+            2},
+        {LR"({"wmBusKey_Mode5":"5627BD973F6190D6FFA4AA3918619D1B","wmBusKey_Mode7":"38580d7b156a0e694db81a9d50161b10"})",
+            LR"({"wmBusKey_Mode5":"9EBD773FFC3DE5BED40AACA620551C09","wmBusKey_Mode7":"5f7a153021891f579a699ae89d7d3895"})", 2},
+        {LR"( { "serialNumber" : "A\u00e9B\\\"\n\u0041\u2019\u000112345" , "firmwareVersion":"of Dupont" } )",
+            LR"( { "serialNumber" : "N)"
+            L"\u00e6"
+            LR"(X\\\"\u000aX\u2019\u000167190" , "firmwareVersion":"aw Gehjer" } )",
+            2},
+        {LR"({"serialNumber":"\b\f\n\r\t\/7","hardwareVersion":"1.0\t"})",
+            LR"({"serialNumber":"\u0008\u000c\u000a\u000d\u0009/5","hardwareVersion":"1.0\u0009"})", 1},
+        {LR"({"wmBusAddress_MeterId":-1,"wmBusAddress_Version":-1,"wmBusAddress_DeviceType":123456})",
+            LR"({"wmBusAddress_MeterId":-1,"wmBusAddress_Version":-1,"wmBusAddress_DeviceType":999999})", 1},
+        {LR"({"wmBusAddress_MeterId":2147483647,"wmBusAddress_Version":12345,"wmBusAddress_ManufacturerId":-7})",
+            LR"({"wmBusAddress_MeterId":1856329088,"wmBusAddress_Version":12345,"wmBusAddress_ManufacturerId":-7})", 1},
+        {LR"({"wmBusAddress_MeterId":2147483648})", LR"({"wmBusAddress_MeterId":9999999999})", 1},
+        {LR"({"wmBusAddress_MeterId":7,"wmBusAddress_Version":1.5e3})",
+            LR"({"wmBusAddress_MeterId":5,"wmBusAddress_Version":1.5e3})", 1},
+        {LR"({"wmBusAddress_MeterId":"12345678","wmBusKey_Mode5":"ZZ27BD97","other":"A 1","5627BD97":true})",
+            LR"({"wmBusAddress_MeterId":"68283185","wmBusKey_Mode5":"XXED0B05","kfxeh":"C 5","1389HA26":true})", 5},
+        {LR"({"hardwareVersion":["2.0","2.1",{"a":"3.0"}],"firmwareVersion":"2.0"})",
+            LR"({"hardwareVersion":["1.8","0.2",{"m":"6.2"}],"firmwareVersion":"2.0"})", 4},
+        {LR"({"a":{"hardwareVersion":"2.0","wmBusAddress_Version":21},"firmwareVersion":"2.0","b":[1,"x"],"hardwareVersion":"1"})",
+            LR"({"m":{"hardwareVersion":"1.8","wmBusAddress_Version":99},"firmwareVersion":"2.0","n":[9,"j"],"hardwareVersion":"1"})",
+            6},
+        {LR"({"a":[{"b":[["c","d"],null]},"hardwareVersion"],"hardwareVersion":"2.0"})",
+            LR"({"m":[{"n":[["o","p"],null]},"plwfjahkLrxjwdv"],"hardwareVersion":"2.0"})", 5},
+    };
+    for (const auto& [line, expected, texts] : lines) {
+        std::vector<SecretText> noted;
+        const auto made = anonymizedKeyLine(line, pseudonyms(), &noted);
+        ASSERT_TRUE(made) << line;
+        EXPECT_EQ(*made, expected);
+        EXPECT_EQ(noted.size(), texts) << line;
+    }
+    EXPECT_FALSE(anonymizedKeyLine(L"{", pseudonyms()));
+}
+
+// Of a number, in the form that it has in a key line.
+TEST(KeyLines, addresses_of_modules_stay_different) {
+    for (std::uint64_t key = 1; key <= 24; ++key)
+        for (const auto& [first, step] : {std::pair(10'000'019LL, 89'999LL), {1'000'000'007LL, 3'824'900LL}, {10'400LL, 211LL}}) {
+            std::set<std::wstring> before, after;
+            for (int i = 0; i < 300; ++i) {
+                const std::wstring number = std::to_wstring(first + i * step),
+                                   line = L"{\"wmBusAddress_MeterId\":" + number + L"}";
+                const auto made = anonymizedKeyLine(line, pseudonyms(key));
+                ASSERT_TRUE(made);
+                EXPECT_NE(*made, line);
+                EXPECT_EQ(made->size(), line.size());
+                EXPECT_LE(std::stoll(made->substr(24)), 2'147'483'647LL);
+                EXPECT_NE((*made)[24], L'0');
+                before.insert(line);
+                after.insert(*made);
+            }
+            EXPECT_EQ(after.size(), before.size()) << key << ' ' << first;
+        }
+}
+
 // Damaged in every way that a line can be: characters lost, gained and changed, spaces cut.
 std::vector<std::wstring> damagedLines(const std::string& name, unsigned turn) {
     std::mt19937 random(turn);
