@@ -44,6 +44,64 @@ std::optional<std::string> orNone(const auto& value) { return value ? std::optio
 
 }  // namespace
 
+// --- Columns of areas ------------------------------------------------------------------------------------------------
+
+using Labels = std::vector<std::string>;
+
+// Names the columns of a round whose areas have these labels, the first ones of the subscriber and then one of the meter. A "^"
+// stands for a space.
+Labels columnsFor(tramo::AreaColumns& columns, const Labels& labels) {
+    tramo::Line header(tramo::kindOf<RoundTramoModel>(), tramo::Encoding::Utf16);
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        const std::string area = i < 4 ? std::to_string(i + 1) : "1", of = i < 4 ? "subscriber" : "meter";
+        EXPECT_TRUE(header.set(of + "InformationPositionArea" + area, static_cast<int>(i) * 2));
+        EXPECT_TRUE(header.set(of + "InformationLenghtArea" + area, 2));
+        if (!labels[i].empty()) { EXPECT_TRUE(header.set(of + "InformationLabelArea" + area, labels[i])) << labels[i]; }
+    }
+    std::string bytes = "\xFF\xFE" + std::string(header.bytes()) + streams::utf16(u"\r\n");
+    std::ranges::replace(bytes, '^', ' ');
+    Reader reader = Reader::ofBytes(bytes);
+    const RoundFile file = RoundFile::read(reader);
+    Labels names;
+    for (const std::size_t column : columns.columnsOf(file.rounds()[0])) names.push_back(columns.names().at(column));
+    return names;
+}
+
+TEST(AreaColumns, have_the_names_of_labels) {
+    tramo::AreaColumns columns({"Line", "state"});
+    EXPECT_EQ(columnsFor(columns, {"Street", "^^City^", "", "a b", "Access"}),
+        (Labels{"Street", "City", "subscriber area 3", "a b", "Access"}));
+    EXPECT_EQ(columnsFor(columns, {"Street", "City", "x", "x", "x"}), (Labels{"Street", "City", "x", "x 2", "x 3"}));
+    EXPECT_EQ(columnsFor(columns, {"x", "Access", "y", "y", ""}), (Labels{"x", "Access", "y", "y 2", "meter area 1"}));
+    EXPECT_EQ(columns.names(),
+        (Labels{"Street", "City", "subscriber area 3", "a b", "Access", "x", "x 2", "x 3", "y", "y 2", "meter area 1"}));
+}
+
+TEST(AreaColumns, have_no_name_of_another_column_in_any_case) {
+    tramo::AreaColumns columns({"Line", "az", "AZ 2"});
+    EXPECT_EQ(columnsFor(columns, {"LINE", "line", "AZ", "aZ", "[z"}), (Labels{"LINE 2", "line 3", "AZ 3", "aZ 4", "[z"}));
+    EXPECT_EQ(columnsFor(columns, {"{z", "@A", "`a"}), (Labels{"{z", "_A", "`a"}));
+}
+
+TEST(AreaColumns, have_no_characters_that_other_programs_understand_differently) {
+    tramo::AreaColumns columns({});
+    EXPECT_EQ(columnsFor(columns, {"a\"b", "a\\c", "a,d", "=e", "+f"}), (Labels{"a_b", "a_c", "a_d", "_e", "_f"}));
+    EXPECT_EQ(columnsFor(columns, {"-g", "h=+-@", "i;'", "\x7Fj", "\xC2\x9Fk"}), (Labels{"_g", "h=+-@", "i;'", "_j", "_k"}));
+    EXPECT_EQ(columnsFor(columns, {"\xEF\xBF\xBEl", "\xEF\xBF\xBDm", "\xEE\x80\x80n", "\x1Fo", "~\xC2\xA1p"}),
+        (Labels{"_l", "\xEF\xBF\xBDm", "\xEE\x80\x80n", "_o", "~\xC2\xA1p"}));
+}
+
+TEST(AreaColumns, are_not_more_than_a_database_has) {
+    tramo::AreaColumns columns({});
+    for (std::size_t i = 0; i < tramo::AreaColumns::mostColumns; ++i)
+        EXPECT_EQ(columnsFor(columns, {std::to_string(i)}), Labels{std::to_string(i)});
+    EXPECT_EQ(columnsFor(columns, {"499", "0"}), (Labels{"499", "0"}));
+    EXPECT_THROW(columnsFor(columns, {"500"}), std::out_of_range);
+    EXPECT_EQ(columns.names().size(), tramo::AreaColumns::mostColumns);
+}
+
+// --- Meters -----------------------------------------------------------------------------------------------------------
+
 TEST(MeterTable, has_the_values_of_the_meters) {
     const TimeZone local("Europe/Paris");
     for (const char* name : {"round-returned.txt", "round-returned-utf16.txt", "round-exported.txt"}) {
