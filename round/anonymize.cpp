@@ -327,6 +327,22 @@ std::string Anonymizer::pseudonymOf(std::string_view utf8) const {
 std::uint64_t Anonymizer::labelsReplaced() const { return state->labelsReplaced; }
 std::uint64_t Anonymizer::malformedLines() const { return state->malformed; }
 
+namespace {
+
+// Returns the first word of the old text that is in its place in the new one and not only signs of masked texts; empty: there is
+// none.
+std::wstring_view wordLeft(std::wstring_view before, std::wstring_view after) {
+    std::wstring_view left;
+    forEachWord(before, [&](std::size_t first, std::size_t size) {
+        const std::wstring_view word = before.substr(first, size);
+        if (left.empty() && after.substr(first, size) == word && word.find_first_not_of(L"9QqXAa") != std::wstring_view::npos)
+            left = word;
+    });
+    return left;
+}
+
+}  // namespace
+
 struct AnonymizeProof::State {
     explicit State(const AnonymizeOptions& chosen) : options(chosen) {}
 
@@ -373,16 +389,12 @@ bool AnonymizeProof::search(std::wstring_view before, std::optional<LineKind> ki
     return isAbsent || state->fail("a word that was replaced in this line is in a text that was kept");
 }
 
-// No word of the old text is in its place in the new one, unless it is nothing but signs of masked texts.
 bool AnonymizeProof::State::compareWords(std::wstring_view before, std::wstring_view after, std::size_t column) {
-    bool differs = true;
-    forEachWord(before, [&](std::size_t first, std::size_t size) {
-        const std::wstring_view word = before.substr(first, size);
-        if (word.find_first_not_of(L"9QqXAa") == std::wstring_view::npos || after.substr(first, size) != word) return;
-        differs = fail(concat(
-            "columns ", column + first, " to ", column + first + size - 1, " still hold a text that should have been replaced"));
-    });
-    return differs;
+    const std::wstring_view left = wordLeft(before, after);
+    if (left.empty()) return true;
+    column += static_cast<std::size_t>(left.data() - before.data());
+    return fail(
+        concat("columns ", column, " to ", column + left.size() - 1, " still hold a text that should have been replaced"));
 }
 
 bool AnonymizeProof::State::compareColumns(std::wstring_view before, std::wstring_view after) {
@@ -419,7 +431,7 @@ bool AnonymizeProof::State::compareKeyLines(std::wstring_view before, std::wstri
     }
     if (!anonymizedKeyLine(after, none, &to) || from.size() != to.size()) return fail("the key line has other members");
     for (std::size_t i = 0; i < from.size(); ++i)
-        if (from[i].size() != to[i].size() || !compareWords(from[i], to[i], 1))
+        if (from[i].size() != to[i].size() || !wordLeft(from[i], to[i]).empty())
             return fail("the key line still holds a text that should have been replaced");
     return true;
 }

@@ -537,6 +537,64 @@ TEST_F(Proof, fails_if_a_word_of_a_name_is_in_a_label) {
     EXPECT_EQ(proof.failure(), "a word that was replaced in this line is in a text that was kept");
 }
 
+TEST_F(Proof, says_where_a_text_is_left) {
+    std::wstring named = meter;
+    named.replace(5, 30, L"DUPONT Jean-Marc              ");
+    std::wstring made = anonymized({header, named}).after[1];
+    EXPECT_EQ(failureOf(named, made), "");
+    std::wstring leaky = made;
+    leaky.replace(12, 4, L"Jean");
+    EXPECT_EQ(failureOf(named, leaky), "columns 13 to 16 still hold a text that should have been replaced");
+    leaky = made;
+    leaky.replace(5, 6, L"DUPONT").replace(12, 4, L"Jean");
+    EXPECT_EQ(failureOf(named, leaky), "columns 6 to 11 still hold a text that should have been replaced");
+    EXPECT_EQ(failureOf(named, made + L' '), "the line has another length");
+    EXPECT_EQ(failureOf(L"DUPONT 12", L"QQQQQQ 99"), "");
+    EXPECT_EQ(failureOf(L"- DUPONT 12", L"- DUPONT 99"), "columns 3 to 8 still hold a text that should have been replaced");
+    EXPECT_EQ(failureOf(L"- DUPONT 12", L"- QQQQQQ 999"), "the line has another length");
+    EXPECT_EQ(failureOf(L"9999 QqXA aaaa", L"9999 QqXA aaaa"), "");
+    EXPECT_EQ(
+        failureOf(L"9999 QqXA aaab", L"9999 QqXA aaab"), "columns 11 to 14 still hold a text that should have been replaced");
+    EXPECT_EQ(failureOf(L"abc 123", L"abc 123"), "");
+}
+
+TEST_F(Proof, says_what_is_left_in_key_lines) {
+    const std::wstring keys = LR"({"serialNumber":"4C30000000","wmBusAddress_MeterId":12345678,"wmBusKey_Mode5":"5627BD973F61"})";
+    const auto with = [&](std::wstring text, const std::wstring& from, const std::wstring& to) {
+        return text.replace(text.find(from), from.size(), to);
+    };
+    const std::wstring made = anonymized({keys}, LineKind::Key).after[0];
+    EXPECT_EQ(failureOf(keys, made, LineKind::Key), "");
+    const char* const remains = "the key line still holds a text that should have been replaced";
+    EXPECT_EQ(failureOf(keys, keys, LineKind::Key), remains);
+    EXPECT_EQ(failureOf(keys, made.substr(0, 17) + L"4C30000000" + made.substr(27), LineKind::Key), remains);
+    EXPECT_EQ(failureOf(keys, made.substr(0, 17) + L"4C3000000" + made.substr(27), LineKind::Key), remains);
+    EXPECT_EQ(failureOf(keys, with(made, L"\"wmBusKey_Mode5\":\"", L"\"wmBusKey_Mode5\":\"5"), LineKind::Key), remains);
+    EXPECT_EQ(failureOf(keys, made.substr(0, made.size() - 1), LineKind::Key), "the key line has other members");
+    EXPECT_EQ(failureOf(keys, L"{}", LineKind::Key), "the key line has other members");
+    // A key line that cannot be read.
+    const std::wstring broken = keys.substr(0, keys.size() - 1), masked = anonymized({broken}, LineKind::Key).after[0];
+    EXPECT_EQ(failureOf(broken, masked, LineKind::Key), "");
+    EXPECT_EQ(failureOf(broken, masked + L' ', LineKind::Key), "the line has another length");
+    EXPECT_EQ(failureOf(broken, broken, LineKind::Key), "columns 18 to 27 still hold a text that should have been replaced");
+}
+
+TEST_F(Proof, dates_change_only_if_they_are_shifted) {
+    const std::wstring made = anonymized({header, meter}, LineKind::Record, secret, {.shiftDates = true}).after[1];
+    EXPECT_EQ(failureOf(meter, made).substr(0, 7), "column ");
+    AnonymizeProof proof({.shiftDates = true});
+    proof.begin();
+    EXPECT_TRUE(proof.compare(meter, made, LineKind::Record)) << proof.failure();
+}
+
+TEST_F(Proof, the_first_failure_remains) {
+    AnonymizeProof proof;
+    proof.begin();
+    EXPECT_FALSE(proof.compare(L"DUPONT", L"DUPONT", LineKind::Record));
+    EXPECT_FALSE(proof.compare(L"DUPONT", L"DUPON", LineKind::Record));
+    EXPECT_EQ(proof.failure(), "columns 1 to 6 still hold a text that should have been replaced");
+}
+
 TEST_F(Proof, fails_for_malformed_and_key_lines) {
     const std::wstring malformed = L"DUPONT Jean, 12 Rue", keys = linesOf("amr-keys.txt")[0];
     EXPECT_NE(failureOf(malformed, malformed), "");
