@@ -1,13 +1,16 @@
 // Checks of whole files, against a checker and a diagnosis that are fed by hand.
 #include "tramostream/filecheck.h"
+#include "common/concat.h"
 #include "support/records.h"
 #include "support/streamfiles.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <map>
 
 using streams::TempFolder;
-using tramo::CheckedFile, tramo::checkFile, tramo::Checker, tramo::Diagnosis, tramo::FileChecker, tramo::Finding, tramo::Reader;
+using tramo::CheckedFile, tramo::checkFile, tramo::Checker, tramo::concat, tramo::Diagnosis, tramo::FileChecker, tramo::Finding,
+    tramo::Reader;
 
 namespace {
 
@@ -29,6 +32,25 @@ CheckedFile checkBytes(const std::string& bytes, const tramo::FileCheckOptions& 
 std::string contentOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The numbers of findings by field, or by rule of whole lines.
+std::map<std::string, std::uint64_t> countsOf(const CheckedFile& file) {
+    std::map<std::string, std::uint64_t> counts;
+    for (const auto* list : {&file.findings, &file.diagnosis})
+        for (const Finding& finding : *list)
+            ++counts[finding.field.empty() ? std::string(finding.rule->name) : concat(finding.kind, '/', finding.field)];
+    return counts;
+}
+
+std::map<std::string, std::uint64_t> countsOf(const tramo::CheckSummary& summary) {
+    std::map<std::string, std::uint64_t> counts;
+    for (const tramo::FindingsOfField& found : summary.findingCounts()) {
+        EXPECT_EQ(found.field.empty(), found.rule != nullptr);
+        counts[found.rule ? std::string(found.rule->name) : concat(found.kind, '/', found.field)] += found.count.all();
+    }
+    std::erase_if(counts, [](const auto& count) { return count.second == 0; });
+    return counts;
 }
 
 }  // namespace
@@ -56,6 +78,46 @@ TEST(FileChecker, hides_what_the_diagnosis_explains) {
     EXPECT_GT(each.findings.size(), usual.findings.size() + 100);
     EXPECT_EQ(usual.summary.total.all(), usual.findings.size() + usual.diagnosis.size());
     EXPECT_EQ(each.summary.total.all(), each.findings.size() + each.diagnosis.size());
+}
+
+// The summary counts what is found, by field and by rule, and nothing of what is hidden.
+TEST(FileChecker, counts_what_it_finds) {
+    const Silence quiet;
+    std::string withoutReturns = contentOf(sample("round-broken.txt")), text = contentOf(sample("round-broken.txt"));
+    std::erase(withoutReturns, '\r');
+    const std::string utf16 = contentOf(sample("round-returned-utf16.txt")), returned = contentOf(sample("round-returned.txt")),
+                      cut = returned.substr(0, returned.size() - 700), damaged = contentOf(sample("round-damaged.txt"));
+    std::string trimmed;
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end + 2) {
+        end = text.find("\r\n", at);
+        std::string line = text.substr(at, end - at);
+        line.erase(line.find_last_not_of(' ') + 1);
+        trimmed += line + "\r\n";
+    }
+    for (const std::string& bytes : {text, withoutReturns, utf16, utf16.substr(0, utf16.size() - 1), cut, damaged, trimmed,
+             returned + returned, std::string("PK\x03\x04 something else"), std::string()})
+        for (const bool each : {false, true}) {
+            const CheckedFile file = checkBytes(bytes, {.each = each});
+            EXPECT_EQ(countsOf(file.summary), countsOf(file)) << each << ' ' << bytes.size();
+            tramo::FindingCount count;
+            for (const auto* list : {&file.findings, &file.diagnosis})
+                for (const Finding& finding : *list) count += finding.severity;
+            EXPECT_EQ(file.summary.total.errors, count.errors);
+            EXPECT_EQ(file.summary.total.warnings, count.warnings);
+            EXPECT_EQ(file.summary.total.hints, count.hints);
+        }
+}
+
+// The half of a character after a carriage return belongs to no line.
+TEST(FileChecker, half_a_character_after_a_line_ending) {
+    const Silence quiet;
+    const auto found = [](const std::string& bytes) { return sentences(checkBytes(bytes, {.each = true}).findings); };
+    const std::string line = contentOf(sample("round-returned-utf16.txt")).substr(0, 2 + 2 * 512), carriageReturn("\r\0", 2);
+    for (const std::string& bytes : {line, line + carriageReturn}) {
+        std::vector<std::string> expected = found(bytes);
+        expected.push_back("1: the file ends with half of a UTF-16 character [LastByteOdd]: its last byte is ignored");
+        EXPECT_EQ(found(bytes + 'x'), expected);
+    }
 }
 
 // What explains the finding of a last line that is cut off need not explain it elsewhere.

@@ -5,6 +5,7 @@
 #include "tramostream/anyrecord.h"
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <map>
 #include <utility>
 
 using tramo::Area, tramo::Finding, tramo::Line, tramo::LineView, tramo::Meter, tramo::NewValue, tramo::Reader, tramo::Round,
@@ -518,6 +519,35 @@ TEST(RoundFiles, TheReturnedSample) {
 }
 
 // Each line is a round line, a page, the record information or of a meter, or of nobody; none is there twice.
+// A rule can be off, or have another severity, and a strict check has no warnings.
+TEST(RoundFiles, FindingsHaveTheSeveritiesThatAreChosen) {
+    const std::string text = roundLine() + meterLine("A", {{"meterPreviousReadingIndex", 10}, {"meterReadingIndex", 5}}) +
+                             meterLine("A") + moduleLine("B") + endLine();
+    const RoundFile file = fileOf(text);
+    using tramo::Severity;
+    std::map<std::string_view, Severity> usual;
+    for (const Finding& finding : file.findings()) {
+        usual.emplace(finding.rule->name, finding.severity);
+        EXPECT_EQ(finding.severity, finding.rule->severity) << finding.rule->name;
+    }
+    ASSERT_GE(usual.size(), 2U);
+    EXPECT_TRUE(std::ranges::any_of(usual, [](const auto& each) { return each.second == Severity::Warning; }));
+    for (const Finding& finding : file.findings({.strict = true}))
+        EXPECT_EQ(finding.severity, finding.rule->severity == Severity::Hint ? Severity::Hint : Severity::Error)
+            << finding.rule->name;
+    for (const auto& [name, severity] : usual) {
+        const tramo::Rule& rule = *std::ranges::find(tramo::rules(), name, &tramo::Rule::name);
+        tramo::CheckOptions options;
+        options.severities.set(rule, std::nullopt);
+        for (const Finding& finding : file.findings(options)) EXPECT_NE(finding.rule, &rule);
+        EXPECT_LT(file.findings(options).size(), file.findings().size());
+        options.severities.set(rule, Severity::Hint);
+        EXPECT_EQ(file.findings(options).size(), file.findings().size());
+        for (const Finding& finding : file.findings(options))
+            EXPECT_EQ(finding.severity, finding.rule == &rule ? Severity::Hint : usual.at(finding.rule->name)) << name;
+    }
+}
+
 TEST(RoundFiles, EveryLineHasItsPlace) {
     for (const char* name : {"round-exported.txt", "round-returned.txt", "round-broken.txt", "round-damaged.txt"}) {
         const RoundFile file = RoundFile::read(sample(name));

@@ -58,10 +58,11 @@ Labels columnsFor(tramo::AreaColumns& columns, const Labels& labels) {
         EXPECT_TRUE(header.set(of + "InformationLenghtArea" + area, 2));
         if (!labels[i].empty()) { EXPECT_TRUE(header.set(of + "InformationLabelArea" + area, labels[i])) << labels[i]; }
     }
-    std::string bytes = "\xFF\xFE" + std::string(header.bytes()) + streams::utf16(u"\r\n");
+    std::string bytes = "\xFF\xFE" + std::string(header.bytes()) + std::string("\r\0\n\0", 4);
     std::ranges::replace(bytes, '^', ' ');
     Reader reader = Reader::ofBytes(bytes);
     const RoundFile file = RoundFile::read(reader);
+    if (file.rounds().empty()) throw std::logic_error("no round");
     Labels names;
     for (const std::size_t column : columns.columnsOf(file.rounds()[0])) names.push_back(columns.names().at(column));
     return names;
@@ -132,6 +133,19 @@ TEST(MeterTable, has_the_values_of_the_meters) {
         EXPECT_GT(row, 20u) << name;
         EXPECT_EQ(table.cells["line"].size(), row);
     }
+}
+
+TEST(MeterTable, has_columns_of_these_types) {
+    const Table table = metersOf(RoundFile::read(sample("round-returned.txt")));
+    std::map<std::string, std::string> formats;
+    for (std::size_t i = 0; i < table.names.size(); ++i) formats.emplace(table.names[i], table.formats[i]);
+    EXPECT_EQ(formats,
+        (std::map<std::string, std::string>{{"Adresse", "u"}, {"Calibre", "u"}, {"Commune", "u"}, {"Emplacement", "u"},
+            {"Marque", "u"}, {"Nom", "u"}, {"T\xC3\xA9l\xC3\xA9phone", "u"}, {"alarms", "i"}, {"difference", "l"},
+            {"latitude", "g"}, {"line", "l"}, {"longitude", "g"}, {"meterMessage", "u"}, {"meterPreviousReadingDate", "tdD"},
+            {"meterPreviousReadingIndex", "l"}, {"meterReadingConsumption", "l"}, {"meterReadingDate", "tss:"},
+            {"meterReadingIndex", "l"}, {"meterReadingMethod", "u"}, {"meterReadingStatus", "u"}, {"meterReadingUserCode", "u"},
+            {"meterSerialNumber", "u"}, {"outsideOfAreas", "u"}, {"round", "u"}, {"state", "u"}}));
 }
 
 TEST(MeterTable, batches_have_all_rows) {
