@@ -284,6 +284,27 @@ TEST(Anonymizer, refuses_a_short_key) {
     EXPECT_THROW(Anonymizer(""), std::invalid_argument);
 }
 
+// Capital and small letters are the same, in all alphabets of the code page.
+TEST(Anonymizer, words_of_labels_are_found_in_capital_and_small_letters) {
+    const auto isReplaced = [](const std::wstring& label, const std::wstring& name) {
+        std::wstring page = linesOf("round-returned.txt")[1], named = linesOf("round-returned.txt")[3];
+        page.replace(2, 20, std::wstring(L"at " + label).append(17 - label.size(), L' '));
+        named.replace(5, 30, std::wstring(name).append(30 - name.size(), L' '));
+        const Anonymized all = anonymized({linesOf("round-returned.txt")[0], page, named});
+        EXPECT_TRUE(all.isProven) << all.failure;
+        return all.after[1] != page;
+    };
+    for (const auto& [one, other] : {std::pair(L"AMZ@", L"amz@"), {L"AZAZ", L"azaz"}, {L"Dupont", L"dUPONT"}, {L"1234", L"1234"},
+             {L"\xC0\xC1\xD6\xD8", L"\xE0\xE1\xF6\xF8"}, {L"\xDE\xDD\xC0\xC0", L"\xFE\xFD\xE0\xE0"}}) {
+        const bool isWord = std::wstring_view(one).find(L'@') == std::wstring_view::npos;
+        EXPECT_EQ(isReplaced(one, other), isWord) << one;
+        EXPECT_EQ(isReplaced(other, one), isWord) << one;
+    }
+    EXPECT_FALSE(isReplaced(L"\xDF\xDF\xDF\xDF", L"\xFF\xFF\xFF\xFF"));
+    EXPECT_FALSE(isReplaced(L"abcd", L"abce"));
+    EXPECT_FALSE(isReplaced(L"abc", L"ABC"));
+}
+
 TEST(Anonymizer, replaces_single_texts_as_in_a_line) {
     const std::vector<std::wstring> lines = linesOf("round-returned.txt");
     const Anonymized all = anonymized(lines);

@@ -762,6 +762,31 @@ TEST(Line, result_that_is_not_done_can_be_thrown) {
         line.set("meterReadingIndex", "x").reason);
 }
 
+TEST(Line, reason_names_the_type_that_the_field_has_and_the_one_that_was_given) {
+    const auto reason = [](const RecordKind& kind, const char* field, const NewValue& value) {
+        const SetResult result = Line(kind).set(field, value);
+        EXPECT_EQ(result.code, SetResult::WrongType) << field;
+        return result.reason.substr(result.reason.find(": ") + 2);
+    };
+    const std::pair<NewValue, std::string> values[] = {{"text", "a text"}, {1.5, "a decimal number"}, {true, "a flag"},
+        {U'c', "a character"}, {sys_seconds(1s), "a time"}, {local_days(days(1)), "a day"}, {year(2020), "a year"}};
+    for (const auto& [value, words] : values)
+        EXPECT_EQ(reason(meter(), "meterReadingIndex", value), "expected an integer, found " + words);
+    EXPECT_EQ(reason(meter(), "meterMessage", 5), "expected a text, found an integer");
+    EXPECT_EQ(reason(module(), "meterUnit", "5"), "expected a number, found a text");
+    EXPECT_EQ(reason(meter(), "meterReadingDate", 5), "expected a day or a time, found an integer");
+    EXPECT_EQ(reason(meter(), "meterPreviousReadingDate", 5), "expected a day or a time, found an integer");
+    EXPECT_EQ(reason(meter(), "meterReadingMethod", 5), "expected a character, found an integer");
+    EXPECT_EQ(
+        reason(module(), "previousAlarms", true), "expected alarm flags (an integer or four hexadecimal digits), found a flag");
+    std::set<std::string> others;
+    for (const RecordKind* kind : tramo::allKinds())
+        for (const tramo::Field& field : kind->fields)
+            if (field.column > 0 && (field.kind == tramo::FieldKind::Year || field.kind == tramo::FieldKind::Flag))
+                others.insert(reason(*kind, field.name.c_str(), 5));
+    EXPECT_EQ(others, (std::set<std::string>{"expected a flag, found an integer", "expected a year, found an integer"}));
+}
+
 TEST(KindFields, read_at_most_two_fields_into_one_value) {
     std::vector<tramo::FieldReading> readings(3, tramo::kindFieldsOf(meter()).sources[1].own[0]);
     EXPECT_NO_THROW(tramo::KindFields(meter(), std::span(readings).first(2)));
