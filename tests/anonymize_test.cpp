@@ -4,6 +4,7 @@
 #include "round/anonymizedkey.h"
 #include "round/pseudonyms.h"
 #include "support/build.h"
+#include "support/timezone.h"
 #include "tramostream/check.h"
 #include "tramostream/columns.h"
 #include "tramostream/keyline.h"
@@ -459,6 +460,7 @@ struct EarlierFile {
 
 class EarlierFiles : public testing::TestWithParam<EarlierFile> {};
 TEST_P(EarlierFiles, have_the_same_replacements) {
+    const TimeZone zone("UTC");
     setMessages(Messages::Silent);
     const auto& [name, plain, withDates, damaged] = GetParam();
     const std::vector<std::wstring> lines = linesOf(name);
@@ -486,6 +488,84 @@ INSTANTIATE_TEST_SUITE_P(All, EarlierFiles,
             name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
         return name;
     });
+
+// Writes a text into the columns of a field.
+void put(std::wstring& line, std::string_view name, std::wstring text) {
+    const Field& field = *recordKind(line.front())->field(name);
+    const auto width = static_cast<std::size_t>(field.width);
+    text.resize(width, L' ');
+    line.replace(static_cast<std::size_t>(field.column - 1), width, text);
+}
+
+// Of each day of the years at both ends of what the format can hold, with several keys.
+TEST(EarlierReplacements, of_dates) {
+    const TimeZone zone("UTC");
+    setMessages(Messages::Silent);
+    using namespace std::chrono;
+    const std::vector<std::wstring> sample = linesOf("round-returned.txt");
+    std::vector<std::wstring> all;
+    for (const std::string_view key : {"0123456789abcdef", "0123456789abcdeg", "0123456789abcdeh"}) {
+        std::vector<std::wstring> lines{sample[0]};
+        for (const int first : {1969, 2024, 2037})
+            for (sys_days day = year(first) / 12 / 1; day < sys_days(year(first + 1) / 12 / 31); day += days(1)) {
+                const year_month_day date = day;
+                std::wstring line = sample[3], text;
+                for (const auto& [number, digits] :
+                    {std::pair(static_cast<int>(date.year()), 4), {static_cast<int>(static_cast<unsigned>(date.month())), 2},
+                        {static_cast<int>(static_cast<unsigned>(date.day())), 2}})
+                    text += std::to_wstring(10000 + number).substr(static_cast<std::size_t>(5 - digits));
+                put(line, "meterPreviousReadingDate", text);
+                put(line, "meterReadingDate", text + L"2359");
+                put(line, "meterInstallationYear", text.substr(0, 4));
+                lines.push_back(line);
+            }
+        const Anonymized made = anonymized(lines, LineKind::Record, key, {.shiftDates = true});
+        EXPECT_TRUE(made.isProven) << made.failure;
+        all.insert(all.end(), made.after.begin(), made.after.end());
+    }
+    EXPECT_EQ(digestOf(all), "d3b3d077fe22104a");
+}
+
+TEST(EarlierReplacements, of_positions) {
+    setMessages(Messages::Silent);
+    const std::vector<std::wstring> sample = linesOf("round-returned.txt");
+    std::vector<std::wstring> lines{sample[0]};
+    const wchar_t* const degrees[] = {L"0", L"48.85", L"-48.85", L"89.9999", L"-89.9999", L"90", L"-90", L"91", L"179.999",
+        L"-179.999", L"180", L"-180", L"1e5", L"-1e5", L"nan", L"inf", L"", L"x", L"0.01999", L"0.02001"};
+    for (const wchar_t* const latitude : degrees)
+        for (const wchar_t* const longitude : degrees) {
+            std::wstring line = *std::ranges::find(sample, L'7', [](const std::wstring& each) { return each.front(); });
+            put(line, "latitude", latitude);
+            put(line, "longitude", longitude);
+            put(line, "altitude", latitude);
+            lines.push_back(line);
+        }
+    const Anonymized made = anonymized(lines);
+    EXPECT_TRUE(made.isProven) << made.failure;
+    EXPECT_EQ(digestOf(made.after), "8f8ecf17528d3305");
+}
+
+// Areas that overlap, are empty, or have no place.
+TEST(EarlierReplacements, of_areas) {
+    setMessages(Messages::Silent);
+    const std::vector<std::wstring> sample = linesOf("round-returned.txt");
+    std::mt19937 random(7);
+    const wchar_t* const numbers[] = {
+        L"", L"  0", L"  1", L" -1", L"  x", L"  5", L" 30", L"118", L"119", L"120", L"149", L"150", L"999"};
+    std::vector<std::wstring> lines;
+    for (int turn = 0; turn < 400; ++turn) {
+        std::wstring header = sample[0];
+        for (const std::string of : {"subscriber", "meter"})
+            for (const std::string area : {"1", "2", "3", "4", "5"})
+                for (const std::string what : {"InformationPositionArea", "InformationLenghtArea"})
+                    if (recordKind(L'0')->field(of + what + area))
+                        put(header, (of + what + area).c_str(), numbers[random() % 13]);
+        lines.insert(lines.end(), {header, sample[3], sample[4]});
+    }
+    const Anonymized made = anonymized(lines);
+    EXPECT_TRUE(made.isProven) << made.failure;
+    EXPECT_EQ(digestOf(made.after), "ee8040b4dd18ee05");
+}
 
 // Lines that lost or gained characters ------------------------------------------------------------------------------
 
