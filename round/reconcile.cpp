@@ -18,10 +18,17 @@ bool mayBeAdded(const RecordKind& kind) {
            &kind == &kindOf<EnquiryResultTramoModel>() || &kind == &kindOf<ExtendedDataTramoModel>();
 }
 
+constexpr const char* white = " \t\n\v\f\r";
+
 std::string trimmed(const std::string& text) {
-    constexpr const char* white = " \t\n\v\f\r";
     const std::size_t first = text.find_first_not_of(white);
     return first == std::string::npos ? std::string() : text.substr(first, text.find_last_not_of(white) + 1 - first);
+}
+
+// In a text, white space at the beginning counts; in a number, it is how it is written.
+std::string shown(const FieldView& value, const Field& field) {
+    const std::string text = value.raw();
+    return field.kind == FieldKind::Text ? text.substr(0, text.find_last_not_of(white) + 1) : trimmed(text);
 }
 
 // The code as it is written: the format writes some codes as others.
@@ -134,8 +141,8 @@ private:
             if (hasNewSerial && &field == &subscriberFields().serial) continue;
             Difference& difference = add(Difference::FieldChanged, &exported, &returned, serial);
             difference.field = &field;
-            difference.before = trimmed(exported.raw(field));
-            difference.after = trimmed(returned.raw(field));
+            difference.before = shown(exported[field], field);
+            difference.after = shown(returned[field], field);
         }
     }
 
@@ -212,6 +219,7 @@ private:
             }
             for (Finding& finding : implausibleReadingsOf(*meter.returned)) {
                 Difference& difference = add(Difference::Implausible, nullptr, &meter.returned->subscriber(), meter.serial);
+                difference.kind = finding.kind;
                 difference.returnedLine = finding.line;
                 difference.finding = std::move(finding);
             }

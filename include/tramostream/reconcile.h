@@ -39,7 +39,7 @@ struct Difference {
     std::string serial{};           ///< of the meter; empty: a line of no meter
     std::string_view kind{};        ///< of the line: "meter subscriber"; empty: unknown
     const Field* field = nullptr;   ///< of FieldChanged
-    std::string before{}, after{};  ///< of FieldChanged: the texts in its columns, in UTF-8, without white space around them
+    std::string before{}, after{};  ///< of FieldChanged: the texts in its columns, in UTF-8, trimmed (a text only at its end)
     std::int64_t exportedLine = 0, returnedLine = 0;  ///< their numbers; 0: none
     std::optional<Finding> finding{};                 ///< of Implausible
 };
