@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace tramo {
 
@@ -181,19 +182,14 @@ private:
 
     // A meter that came back under the serial number of the one that replaced it.
     void adoptNewSerials(const std::vector<std::string>& exported, std::vector<std::string>& returned) {
-        const std::unordered_map<std::string, int> sent = [&] {
-            std::unordered_map<std::string, int> counts;
-            for (const std::string& serial : exported) ++counts[serial];
-            return counts;
-        }();
-        std::unordered_map<std::string, int> back;
-        for (const std::string& serial : returned) ++back[serial];
+        const std::unordered_set<std::string> sent(exported.begin(), exported.end());
+        std::unordered_set<std::string> back(returned.begin(), returned.end());
         for (std::size_t i = 0; i < returned.size(); ++i) {
             if (sent.contains(returned[i])) continue;
             for (const MeterChange& change : made.returned->meters()[i].changes())
                 if (change.newSerial == returned[i] && sent.contains(change.oldSerial) && !back.contains(change.oldSerial)) {
                     returned[i] = change.oldSerial;
-                    ++back[returned[i]];
+                    back.insert(returned[i]);
                     break;
                 }
         }

@@ -27,7 +27,7 @@ WORK = os.path.join(ROOT, "build", "mutation")
 TREE = os.path.join(WORK, "tree")
 EQUIVALENT = os.path.join(HERE, "equivalent.txt")
 
-COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC", '-DTRAMO_VERSION="0.0"']
+COMPILER = ["clang++", "-std=c++20", "-w", "-fPIC", "-DTRAMOSTREAM_STATIC", '-DTRAMO_VERSION="0.0.0"']
 SANITIZED = ["-fsanitize=address", "-shared-libasan", "-D_GLIBCXX_ASSERTIONS"]
 WRAPPED = {"allocations_test": ["-Wl,--wrap=calloc"]}
 FAMILIES = ["tables", "codecs", "engine", "round", "c", "streams", "check", "repair"]
