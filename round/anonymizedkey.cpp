@@ -92,7 +92,7 @@ private:
         out += L'"';
         for (const wchar_t c : content) {
             if (c == L'"' || c == L'\\') (out += L'\\') += c;
-            else if (c < L' ' || (c >= 0xD800 && c <= 0xDFFF) || c > 0xFF) appendEscaped(c);
+            else if (c < L' ' || c > 0xFF) appendEscaped(c);
             else out += c;
         }
         out += L'"';

@@ -114,6 +114,43 @@ TEST(Pseudonyms, every_class_is_closed) {
     EXPECT_EQ(alphabetOf(L"a\xDE00", 1).size, 0);
 }
 
+TEST(Words, have_four_letters_or_digits_in_a_row) {
+    const auto words = [](const std::wstring& text) {
+        std::vector<std::wstring> found;
+        forEachWord(text, [&](std::size_t first, std::size_t size) { found.push_back(text.substr(first, size)); });
+        EXPECT_EQ(hasWord(text), !found.empty());
+        return found;
+    };
+    using Found = std::vector<std::wstring>;
+    for (const wchar_t* const none : {L"", L"abc", L"-abc", L"abc-", L"-abc-", L"abc-123", L"a b c d", L"----"})
+        EXPECT_EQ(words(none), Found()) << none;
+    EXPECT_EQ(words(L"abcd"), Found{L"abcd"});
+    EXPECT_EQ(words(L"-abcd-abc-"), Found{L"abcd"});
+    EXPECT_EQ(words(L"a1B2 abc 12345"), (Found{L"a1B2", L"12345"}));
+}
+
+// Letters of other code pages and single signs share their characters.
+TEST(Words, signs_are_letters_beside_others) {
+    const auto sizes = [](const std::wstring& text) {
+        std::vector<int> all;
+        for (std::size_t at = 0; at < text.size(); ++at) all.push_back(alphabetOf(text, at).size);
+        return all;
+    };
+    using Sizes = std::vector<int>;
+    EXPECT_EQ(sizes(L"\x80"), Sizes{0});
+    EXPECT_EQ(sizes(L"\x80\x9F"), (Sizes{32, 32}));
+    EXPECT_EQ(sizes(L"\xA1\xBF"), (Sizes{31, 31}));
+    EXPECT_EQ(sizes(L"\x80\xBF-"), (Sizes{32, 31, 0}));
+    EXPECT_EQ(sizes(L"\x9F-\xA1"), (Sizes{0, 0, 0}));
+    EXPECT_EQ(sizes(L"-\x9F\xA1"), (Sizes{0, 32, 31}));
+    EXPECT_EQ(sizes(L"-\x9F-"), (Sizes{0, 0, 0}));
+    EXPECT_EQ(sizes(L"\x9F-\x9F\x9F"), (Sizes{0, 0, 32, 32}));
+    EXPECT_EQ(sizes(L"\xA0\xA0\x7F\x7F"), (Sizes{0, 0, 0, 0}));
+    EXPECT_EQ(sizes(L"\x80\xA0\xC0\xA1"), (Sizes{0, 0, 23, 0}));
+    EXPECT_EQ(sizes(L"\xBF\xC0\xD6\xD7\xD8\xDE\xDF\xF6\xF7\xF8\xFF"), (Sizes{0, 23, 23, 0, 7, 7, 24, 24, 0, 8, 8}));
+    EXPECT_EQ(sizes(L"/09:@AZ[`az{"), (Sizes{0, 10, 10, 0, 0, 26, 26, 0, 0, 26, 26, 0}));
+}
+
 // Every word of four characters changes, also in a text of many.
 TEST(Pseudonyms, no_word_stays_in_its_place) {
     std::mt19937 random(1);
@@ -386,6 +423,11 @@ TEST(EarlierReplacements, of_key_lines) {
             L"\u00e6"
             LR"(X\\\"\u000aX\u2019\u000167190" , "firmwareVersion":"aw Gehjer" } )",
             2},
+        {LR"({"serialNumber":"\ud7ff\ud83d\ude00\ue000\u00ff\u0100\u001f\u0020"})",
+            LR"({"serialNumber":"\ud7f3\ud83d\udc0f\ue01d)"
+            L"\u00fb"
+            LR"(\u0133\u001f "})",
+            1},
         {LR"({"serialNumber":"\b\f\n\r\t\/7","hardwareVersion":"1.0\t"})",
             LR"({"serialNumber":"\u0008\u000c\u000a\u000d\u0009/5","hardwareVersion":"1.0\u0009"})", 1},
         {LR"({"wmBusAddress_MeterId":-1,"wmBusAddress_Version":-1,"wmBusAddress_DeviceType":123456})",

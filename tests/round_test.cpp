@@ -3,8 +3,12 @@
 #include "support/streamfiles.h"
 #include "support/timezone.h"
 #include "tramostream/anyrecord.h"
+#include "tramostream/filecheck.h"
+#include "tramostream/messages.h"
 #include <algorithm>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -545,6 +549,33 @@ TEST(RoundFiles, FindingsHaveTheSeveritiesThatAreChosen) {
         EXPECT_EQ(file.findings(options).size(), file.findings().size());
         for (const Finding& finding : file.findings(options))
             EXPECT_EQ(finding.severity, finding.rule == &rule ? Severity::Hint : usual.at(finding.rule->name)) << name;
+    }
+}
+
+// The rules about rounds find the same in a file that is in memory as in one that is read line by line.
+TEST(RoundFiles, HaveTheFindingsOfTheirChecks) {
+    const auto contentOf = [](const std::string& name) {
+        std::ifstream file(sample(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const std::string wide = contentOf("round-returned-utf16.txt"), whole = contentOf("round-returned.txt");
+    std::string malformed = whole;  // one line in seven lost its end
+    for (std::size_t at = 514 * 3; at + 514 < malformed.size(); at += 514 * 7) malformed.replace(at + 100, 412, "");
+    for (const std::string& text :
+        {contentOf("round-broken.txt"), contentOf("round-damaged.txt"), whole, wide, malformed, wide.substr(0, wide.size() - 1),
+            wide + "x", wide + std::string("2\0\n", 3), whole + "2\r\n", contentOf("tags.txt")}) {
+        const auto found = [](const std::vector<Finding>& findings) {
+            std::vector<std::string> sentences;
+            for (const Finding& finding : findings)
+                if (tramo::isAboutRounds(*finding.rule))
+                    sentences.push_back(std::to_string(finding.line) + ' ' + tramo::sentenceOf(finding));
+            std::ranges::sort(sentences);
+            return sentences;
+        };
+        Reader reader = Reader::ofBytes(text, {.diagnose = true});
+        tramo::FileChecker checker(reader, {.each = true});
+        while (checker.check(1000)) {}
+        EXPECT_EQ(found(fileOf(text).findings()), found(checker.result().findings));
     }
 }
 

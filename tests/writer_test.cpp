@@ -384,6 +384,21 @@ TEST_F(WriterTest, owner_is_kept) {
     EXPECT_EQ(status.st_gid, 2345u);
 }
 
+#ifdef __linux__
+// As many as the system itself follows.
+TEST_F(WriterTest, chain_of_forty_links_is_followed) {
+    for (int i = 1; i <= 41; ++i)
+        fs::create_symlink(i == 1 ? "target" : "link" + std::to_string(i - 1), path("link" + std::to_string(i)));
+    for (const bool exists : {false, true}) {
+        EXPECT_EQ(fs::exists(path("target")), exists);
+        Writer writer(path("link40"));
+        writer.commit();
+        EXPECT_TRUE(fs::exists(path("target")));
+        EXPECT_EQ(codeOf([&] { Writer one(path("link41")); }), std::errc::too_many_symbolic_link_levels);
+    }
+}
+#endif
+
 TEST_F(WriterTest, symbolic_link_stays) {
     fs::create_directory(path("folder"));
     writeFile(path("folder/target"), "old");
