@@ -48,6 +48,11 @@ tramo_status set(tramo_line* line, const tramo_field* field, const NewValue& val
     return statusOf(line->own->set(c::fieldOf(field), value));
 }
 
+// The status of a value that is refused before it reaches the line.
+tramo_status refused(const tramo_line* line, const tramo_field* field, tramo_status why) {
+    return line->view()[c::fieldOf(field)].rawBytes().empty() ? TRAMO_NO_FIELD : why;
+}
+
 bool canSet(const tramo_line* line, const tramo_field* field) { return line && field && line->own; }
 
 }  // namespace
@@ -144,8 +149,8 @@ tramo_status tramo_set_text(tramo_line* line, const tramo_field* field, const ch
         if (!text) return set(line, field, std::nullopt);
         if (field->type != TRAMO_CODE) return set(line, field, text);
         const auto code = utf8::decodeValid(text);
-        if (!code) return TRAMO_NOT_IN_ENCODING;
-        if (code->size() != 1) return code->empty() ? TRAMO_NOT_IN_FIELD : TRAMO_TOO_WIDE;
+        if (!code) return refused(line, field, TRAMO_NOT_IN_ENCODING);
+        if (code->size() != 1) return refused(line, field, code->empty() ? TRAMO_NOT_IN_FIELD : TRAMO_TOO_WIDE);
         return set(line, field, static_cast<char32_t>(code->front()));
     });
 }
@@ -154,9 +159,10 @@ tramo_status tramo_set_int64(tramo_line* line, const tramo_field* field, int64_t
     return guarded([&] {
         if (!canSet(line, field)) return TRAMO_BAD_ARGUMENT;
         switch (field->type) {
-        case TRAMO_FLAG: return value == 0 || value == 1 ? set(line, field, value == 1) : TRAMO_NOT_IN_FIELD;
+        case TRAMO_FLAG:
+            return value == 0 || value == 1 ? set(line, field, value == 1) : refused(line, field, TRAMO_NOT_IN_FIELD);
         case TRAMO_YEAR:
-            if (!std::in_range<short>(value)) return TRAMO_NOT_IN_FIELD;
+            if (!std::in_range<short>(value)) return refused(line, field, TRAMO_NOT_IN_FIELD);
             return set(line, field, std::chrono::year(static_cast<int>(value)));
         default: return set(line, field, value);
         }

@@ -637,7 +637,7 @@ public:
 private:
     std::optional<FieldValue> ofText(std::string_view text) {
         std::optional<std::wstring> wide = utf8::decodeValid(text);
-        if (!wide) return fail(SetResult::NotInField, "the text is not valid UTF-8");
+        if (!wide) return fail(SetResult::NotInEncoding, "the text is not valid UTF-8");
         if (wide->find_first_of(L"\r\n") != std::wstring::npos)
             return fail(SetResult::NotInField, "the text contains a line ending (CR or LF)");
         if (field.column == 1 && encoding == Encoding::Utf16 && wide->starts_with(static_cast<wchar_t>(0xFFFF)))
@@ -775,14 +775,21 @@ SetResult Line::set(const Field& field, const NewValue& value) {
     std::string bytes;
     encoding::append(bytes, std::wstring_view(columns), coding == Encoding::Utf16);
     const std::string before = own.substr(first, bytes.size());
-    own.replace(first, bytes.size(), bytes);
-    isMapped = false;
+    const auto write = [&](const std::string& text) noexcept {  // as long as the text there: nothing is allocated
+        own.replace(first, text.size(), text);
+        isMapped = false;
+    };
+    write(bytes);
     if (!wanted) return {};
     DecodedValue read;
-    LineReading::read(*this, *fields->sources[field.index].own, read);
-    if (isSameValue(field, *wanted, read, content, coding)) return {};
-    own.replace(first, before.size(), before);
-    isMapped = false;
+    try {
+        LineReading::read(*this, *fields->sources[field.index].own, read);
+        if (isSameValue(field, *wanted, read, content, coding)) return {};
+    } catch (...) {  // memory is lacking
+        write(before);
+        throw;
+    }
+    write(before);
     conversion.fail(SetResult::NotWritable, whyNotRead(field, *wanted, columns, read));
     return conversion.failure;
 }

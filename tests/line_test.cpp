@@ -479,7 +479,7 @@ std::vector<Case> casesOf(const Field& field, Encoding encoding) {
     addText(std::string(width + 1, 'x'), ifIs(isText, Code::TooWide));
     addText("a\nb", ifIs(isText, Code::NotInField));
     addText("\r", ifIs(isText, Code::NotInField));
-    addText("\x80", ifIs(isText, Code::NotInField));
+    addText("\x80", ifIs(isText, Code::NotInEncoding));
     addText("\xE2\x82\xAC", ifIs(isText, encoding == Encoding::Ansi ? Code::NotInEncoding : text));
     addText("\xF0\x9F\x98\x80", ifIs(isText, encoding == Encoding::Ansi ? Code::NotInEncoding
                                              : width < 2                ? Code::TooWide

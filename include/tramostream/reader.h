@@ -394,7 +394,7 @@ struct [[nodiscard]] SetResult {
         TooWide,        ///< the text of the value is wider than the field
         NotInField,     ///< the field cannot hold the value: a line ending in a text, a date beyond 32 bits, an unknown code, nan
         NotWritable,    ///< the format would not read the value back: it writes another one, or nothing
-        NotInEncoding,  ///< the encoding of the line has no such character
+        NotInEncoding,  ///< the encoding of the line has no such character, or the text is not UTF-8
         NoField,        ///< the line does not have the field
     };
     Code code = Done;      ///< see Code
