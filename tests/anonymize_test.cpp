@@ -510,7 +510,7 @@ TEST_P(EarlierFiles, have_the_same_replacements) {
     EXPECT_EQ(digestOf(anonymized(lines, kind).after), plain);
     EXPECT_EQ(digestOf(anonymized(lines, kind, secret, {.shiftDates = true}).after), withDates);
     std::vector<std::wstring> all;
-    for (unsigned turn = 0; turn < 40; ++turn) {
+    for (unsigned turn = 0; turn < 10; ++turn) {
         const Anonymized some = anonymized(damagedLines(name, turn), kind, secret, {.shiftDates = turn % 2 == 1});
         EXPECT_TRUE(some.isProven) << some.failure;
         all.insert(all.end(), some.after.begin(), some.after.end());
@@ -518,12 +518,12 @@ TEST_P(EarlierFiles, have_the_same_replacements) {
     EXPECT_EQ(digestOf(all), damaged);
 }
 INSTANTIATE_TEST_SUITE_P(All, EarlierFiles,
-    testing::Values(EarlierFile{"round-returned.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "7ef9afc13abc8e26"},
-        EarlierFile{"round-returned-utf16.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "7ef9afc13abc8e26"},
-        EarlierFile{"round-broken.txt", "4a26e779f54e2465", "fdab45a0c2bf48fe", "7ea493551d60a9c2"},
-        EarlierFile{"amr-keys.txt", "19fad4d5bd4cdb0f", "19fad4d5bd4cdb0f", "faa794861588abf4"},
-        EarlierFile{"tags.txt", "b52d29e01df0b0df", "b52d29e01df0b0df", "5c4685ff65583fa9"},
-        EarlierFile{"parameters.txt", "8db3cb29af54c8ff", "8db3cb29af54c8ff", "3b0711107655c6e1"}),
+    testing::Values(EarlierFile{"round-returned.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "a1bd3039d29bc098"},
+        EarlierFile{"round-returned-utf16.txt", "f8ed2c009d218e51", "158dc0b647a6d8e2", "a1bd3039d29bc098"},
+        EarlierFile{"round-broken.txt", "4a26e779f54e2465", "fdab45a0c2bf48fe", "fd4140df7e927dee"},
+        EarlierFile{"amr-keys.txt", "19fad4d5bd4cdb0f", "19fad4d5bd4cdb0f", "ba2f98590a09b664"},
+        EarlierFile{"tags.txt", "b52d29e01df0b0df", "b52d29e01df0b0df", "9e7d9b1cdf217e91"},
+        EarlierFile{"parameters.txt", "8db3cb29af54c8ff", "8db3cb29af54c8ff", "a3bd934d76c9724e"}),
     [](const auto& test) {
         std::string name = test.param.name;
         std::ranges::replace_if(
@@ -596,7 +596,7 @@ TEST(EarlierReplacements, of_areas) {
     const wchar_t* const numbers[] = {
         L"", L"  0", L"  1", L" -1", L"  x", L"  5", L" 30", L"118", L"119", L"120", L"149", L"150", L"999"};
     std::vector<std::wstring> lines;
-    for (int turn = 0; turn < 400; ++turn) {
+    for (int turn = 0; turn < 150; ++turn) {
         std::wstring header = sample[0];
         for (const std::string of : {"subscriber", "meter"})
             for (const std::string area : {"1", "2", "3", "4", "5"})
@@ -607,7 +607,7 @@ TEST(EarlierReplacements, of_areas) {
     }
     const Anonymized made = anonymized(lines);
     EXPECT_TRUE(made.isProven) << made.failure;
-    EXPECT_EQ(digestOf(made.after), "ee8040b4dd18ee05");
+    EXPECT_EQ(digestOf(made.after), "d465610286f83376");
 }
 
 // Lines that lost or gained characters ------------------------------------------------------------------------------

@@ -435,7 +435,7 @@ class Worker:
         if sanitized:
             environment["TRAMO_FILES"] = "40"   # the sanitized library is not optimized: as few files as in such a build
         # An endless loop uses up its processor time or memory, even on a busy machine.
-        limits = ["prlimit", "--cpu=60"] if sanitized else ["prlimit", "--cpu=20", f"--as={4 << 30}"]
+        limits = ["prlimit", "--cpu=120"] if sanitized else ["prlimit", "--cpu=20", f"--as={4 << 30}"]
         if sanitized:
             limits += ["env", "LD_PRELOAD=" + self.build.sanitizer, "ASAN_OPTIONS=detect_leaks=0:hard_rss_limit_mb=4096"]
         passed = run([*limits, program, "--gtest_brief=1"], cwd=temporary, env=environment)
